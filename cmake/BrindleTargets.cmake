@@ -1,0 +1,33 @@
+# Helpers that keep each room's CMakeLists.txt to a list of its files.
+
+# brindle_room(<name> SOURCES <files…> LINKS <targets…>)
+# A room of src/ as a static library `brindle_<name>`. Includes are written "<room>/<File>.h" and
+# resolve only for the rooms that are linked: each library publishes a private view of src/ that
+# holds its own folder and nothing else, so that an include through the wrong door does not compile.
+function(brindle_room name)
+    cmake_parse_arguments(ROOM "" "" "SOURCES;LINKS" ${ARGN})
+    set(view "${CMAKE_BINARY_DIR}/include/${name}")
+    file(MAKE_DIRECTORY "${view}")
+    file(CREATE_LINK "${CMAKE_CURRENT_SOURCE_DIR}" "${view}/${name}" SYMBOLIC)
+    add_library(brindle_${name} STATIC ${ROOM_SOURCES})
+    target_include_directories(brindle_${name} PUBLIC "${view}")
+    target_link_libraries(brindle_${name} PUBLIC ${ROOM_LINKS})
+endfunction()
+
+# brindle_test(<name> SOURCES <files…> LINKS <targets…> [RESOURCE_LOCK <lock>] [TIMEOUT <seconds>])
+# One Qt Test program, registered with CTest under the same name.
+function(brindle_test name)
+    cmake_parse_arguments(TEST "" "TIMEOUT;RESOURCE_LOCK" "SOURCES;LINKS" ${ARGN})
+    add_executable(${name} ${TEST_SOURCES})
+    target_link_libraries(${name} PRIVATE ${TEST_LINKS} Qt6::Test)
+    add_test(NAME ${name} COMMAND ${name})
+    if(NOT TEST_TIMEOUT)
+        set(TEST_TIMEOUT 120)
+    endif()
+    set_tests_properties(${name} PROPERTIES
+        TIMEOUT ${TEST_TIMEOUT}
+        ENVIRONMENT "QT_QPA_PLATFORM=offscreen;ASAN_OPTIONS=detect_leaks=1;LSAN_OPTIONS=suppressions=${CMAKE_SOURCE_DIR}/tests/lsan.supp;UBSAN_OPTIONS=print_stacktrace=1")
+    if(TEST_RESOURCE_LOCK)
+        set_tests_properties(${name} PROPERTIES RESOURCE_LOCK ${TEST_RESOURCE_LOCK})
+    endif()
+endfunction()

@@ -1,0 +1,37 @@
+# Compiler settings that hold for every target: warnings, sanitizers, linker, compiler cache.
+
+find_program(CCACHE_PROGRAM ccache)
+if(CCACHE_PROGRAM)
+    set(CMAKE_C_COMPILER_LAUNCHER "${CCACHE_PROGRAM}")
+    set(CMAKE_CXX_COMPILER_LAUNCHER "${CCACHE_PROGRAM}")
+endif()
+
+if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang" AND NOT APPLE)
+    find_program(LLD_PROGRAM NAMES ld.lld-19 ld.lld)
+    if(LLD_PROGRAM)
+        add_link_options("--ld-path=${LLD_PROGRAM}")
+    endif()
+endif()
+
+# Line tables are enough for stack traces and make the objects a third of the size.
+if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+    string(REPLACE "-g" "-gline-tables-only" CMAKE_CXX_FLAGS_DEBUG "${CMAKE_CXX_FLAGS_DEBUG}")
+    string(REPLACE "-g" "-gline-tables-only" CMAKE_CXX_FLAGS_RELWITHDEBINFO "${CMAKE_CXX_FLAGS_RELWITHDEBINFO}")
+endif()
+
+add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual)
+if(BRINDLE_WARNINGS_AS_ERRORS)
+    add_compile_options(-Werror)
+endif()
+
+if(BRINDLE_SANITIZE)
+    add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=undefined -fno-omit-frame-pointer -O1)
+    add_link_options(-fsanitize=address,undefined)
+endif()
+
+add_compile_definitions(
+    QT_NO_CAST_FROM_ASCII
+    QT_NO_CAST_TO_ASCII
+    QT_NO_KEYWORDS
+    QT_NO_FOREACH
+    QT_DISABLE_DEPRECATED_BEFORE=0x060400)

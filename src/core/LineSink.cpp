@@ -1,0 +1,70 @@
+#include "core/LineSink.h"
+
+#include "services/LogStore.h"
+
+#include <QCoreApplication>
+
+#include <algorithm>
+#include <vector>
+
+namespace brindle {
+
+namespace {
+// A few milliseconds of work at most.
+constexpr size_t linesPerTurn = 500;
+} // namespace
+
+LineSink::LineSink(LogStore *log) : log_(log) {}
+
+void LineSink::append(const QString &line)
+{
+    // A line that adds no entry must not push one out of the queue that does.
+    if (LogStore::cleaned(line).isEmpty()) {
+        return;
+    }
+    bool schedulesTurn = false;
+    {
+        const std::lock_guard guard(lock_);
+        waiting_.push_back(line);
+        if (waiting_.size() > static_cast<size_t>(LogStore::maxLines)) {
+            waiting_.pop_front();
+        }
+        schedulesTurn = !std::exchange(scheduled_, true);
+    }
+    if (schedulesTurn) {
+        schedule();
+    }
+}
+
+void LineSink::schedule()
+{
+    QMetaObject::invokeMethod(
+            QCoreApplication::instance(), [self = shared_from_this()] { self->drain(); },
+            Qt::QueuedConnection);
+}
+
+void LineSink::drain()
+{
+    std::vector<QString> turn;
+    bool more = false;
+    {
+        const std::lock_guard guard(lock_);
+        const auto count = std::min(waiting_.size(), linesPerTurn);
+        const auto end = waiting_.begin() + static_cast<std::ptrdiff_t>(count);
+        turn.assign(std::make_move_iterator(waiting_.begin()), std::make_move_iterator(end));
+        waiting_.erase(waiting_.begin(), end);
+        more = !waiting_.empty();
+        scheduled_ = more;
+    }
+    for (const QString &line : turn) {
+        if (!log_) {
+            return;
+        }
+        log_->append(line);
+    }
+    if (more) {
+        schedule();
+    }
+}
+
+} // namespace brindle

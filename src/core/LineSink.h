@@ -1,0 +1,38 @@
+#pragma once
+
+#include <QPointer>
+#include <QString>
+
+#include <deque>
+#include <memory>
+#include <mutex>
+
+namespace brindle {
+
+class LogStore;
+
+/// Carries lines from any thread to a log on the main thread, in order.
+///
+/// An engine may print far faster than anyone reads. Lines wait in a bounded queue; when it is
+/// full the oldest are let go, which the log, being bounded as well, would have dropped anyway.
+/// The main thread takes them over in short turns, so that it goes on serving events.
+class LineSink : public std::enable_shared_from_this<LineSink>
+{
+public:
+    /// Main thread. Does not keep the log alive.
+    explicit LineSink(LogStore *log);
+
+    /// Queues a line. Any thread.
+    void append(const QString &line);
+
+private:
+    void schedule();
+    void drain();
+
+    QPointer<LogStore> log_; // read on the main thread only
+    std::mutex lock_; // guards the fields below
+    std::deque<QString> waiting_;
+    bool scheduled_ = false;
+};
+
+} // namespace brindle

@@ -1,0 +1,1 @@
+#include "engine/EngineManager.h"

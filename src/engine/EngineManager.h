@@ -1,0 +1,53 @@
+#pragma once
+
+#include "engine/EngineSpec.h"
+#include "project/ProjectInfo.h"
+#include "services/FileDownloader.h"
+
+#include <QCoroTask>
+#include <QUrl>
+
+#include <functional>
+#include <optional>
+#include <stop_token>
+
+namespace brindle {
+
+/// Chooses, downloads, verifies and installs engine builds. One install at a time; called on the
+/// main thread, works on others.
+class EngineManager
+{
+public:
+    using Progress = FileDownloader::Progress;
+    using Text = std::function<void(QString)>;
+
+    /// @param codeHost base address of the code-hosting service, which holds the releases.
+    EngineManager(QUrl codeHost, QString storageRoot, QString temporaryFolder, Platform platform);
+
+    /// The build that a project needs. Throws SetupError when none fits.
+    static EngineSpec spec(const ProjectInfo &info);
+
+    /// The program of an installed build; absent when it is missing or not executable. Reads one
+    /// folder: cheap enough for any thread.
+    std::optional<QString> binary(const EngineSpec &spec) const;
+
+    /// Installs a build and returns its program. `progress` is called on the transfer's thread,
+    /// `status` (short phase texts) and `log` (sentences) on the caller's. Throws SetupError,
+    /// TransferError, SystemError or CancellationError.
+    QCoro::Task<QString> install(EngineSpec spec, Progress progress, Text status, Text log,
+                                 std::stop_token stop);
+
+    /// The file's SHA-512 as 128 lower-case hexadecimal digits. Throws SystemError when it can't
+    /// be read, CancellationError when `stop` is requested. Blocks: worker threads only.
+    static QString sha512(const QString &file, const std::stop_token &stop = {});
+
+    FileDownloader downloader;
+
+private:
+    QUrl codeHost_;
+    QString storageRoot_;
+    QString temporaryFolder_;
+    Platform platform_;
+};
+
+} // namespace brindle

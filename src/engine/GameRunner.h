@@ -1,0 +1,51 @@
+#pragma once
+
+#include "engine/PlayResult.h"
+#include "services/Clock.h"
+#include "services/ManagedProcess.h"
+
+#include <QCoroTask>
+
+#include <functional>
+#include <memory>
+
+namespace brindle {
+
+/// Runs the engine on the project, for the one-time import and to play. Main thread only; `onLine`
+/// is called on the child's reader thread.
+class GameRunner
+{
+public:
+    using LineCallback = ManagedProcess::LineCallback;
+
+    /// A game that has run this long counts as open.
+    static constexpr Clock::Duration stayedOpenAfter{10};
+    /// A stopped engine that has not ended after this long is killed.
+    static constexpr Clock::Duration killAfter{5};
+
+    explicit GameRunner(std::shared_ptr<Clock> clock);
+
+    /// Imports the project's assets, headless. Returns the engine's exit status; throws
+    /// SystemError when it can't be started.
+    QCoro::Task<qint32> runImport(QString engine, QString project, LineCallback onLine);
+
+    /// Runs the game until it ends. `onStayedOpen` is called at most once, on the main thread,
+    /// when it still runs after `stayedOpenAfter`. Throws SystemError when it can't be started.
+    QCoro::Task<PlayResult> play(QString engine, QStringList arguments, LineCallback onLine,
+                                 std::function<void()> onStayedOpen);
+
+    /// Marks the run as stopped by the user and asks a running engine to end; one that has not
+    /// ended `killAfter` later is killed with everything it started. Does not wait.
+    void stop();
+
+    bool userStopped() const { return userStopped_; }
+    /// The engine process that is running now; null otherwise.
+    std::shared_ptr<ManagedProcess> current() const { return current_; }
+
+private:
+    std::shared_ptr<Clock> clock_;
+    std::shared_ptr<ManagedProcess> current_;
+    bool userStopped_ = false;
+};
+
+} // namespace brindle

@@ -1,0 +1,56 @@
+#pragma once
+
+#include <QList>
+#include <QString>
+#include <QStringList>
+
+namespace brindle {
+
+/// The running system, described by data. Every row is a plain value, so any row can be tested on
+/// any system with stand-in tools at other paths.
+struct Platform {
+    /// A program and its arguments; an argument may hold placeholders, filled in by the user of
+    /// the command: "{path}" (a file's path), "{url}" (its file URL), "{folder}" (a folder's path).
+    struct Command {
+        QString program;
+        QStringList arguments;
+    };
+
+    QString name; ///< "macOS" or "Linux"
+
+    /// What follows "Godot_v" + version in an archive's name, from the release listings at
+    /// https://github.com/godotengine/godot-builds/releases.
+    QString standardArchiveSuffix;
+    QString monoArchiveSuffix;
+
+    /// Where the program lies in an unpacked build, relative to the build's folder. The first
+    /// component may begin with "*" (any name that ends in the rest); "{version}" stands for the
+    /// release tag.
+    QString standardProgram;
+    QString monoProgram;
+
+    /// Absolute path of the program that unpacks zip archives (ditto's command line).
+    QString archiveTool;
+
+    /// Clears the quarantine flag below "{folder}"; no program where there is no such flag.
+    Command quarantineStep;
+
+    /// The folder in which the engine keeps each project's user data.
+    QString engineUserData;
+
+    /// How to show "{path}" in the file browser: tried in order until one exits with 0.
+    QList<Command> reveal;
+
+    /// The row of the running system. @param privatePrograms folder of the launcher's own helper
+    /// programs.
+    static Platform current(const QString &privatePrograms);
+
+    /// The rows. @param home the user's home folder; @param dataFolder `$XDG_DATA_HOME` or
+    /// "~/.local/share"; @param architecture as QSysInfo::currentCpuArchitecture() names it
+    /// ("x86_64", "arm64").
+    static Platform macOS(const QString &home);
+    static Platform linuxDesktop(const QString &dataFolder, const QString &architecture,
+                                 const QString &privatePrograms);
+};
+
+} // namespace brindle

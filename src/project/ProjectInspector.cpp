@@ -1,0 +1,1 @@
+#include "project/ProjectInspector.h"

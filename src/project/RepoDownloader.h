@@ -1,0 +1,50 @@
+#pragma once
+
+#include "project/ProjectInfo.h"
+#include "services/FileDownloader.h"
+
+#include <QCoroTask>
+#include <QUrl>
+
+#include <functional>
+#include <stop_token>
+
+namespace brindle {
+
+/// Brings the game's source project and its add-ons onto the disk. One operation at a time; called
+/// on the main thread, works on others.
+class RepoDownloader
+{
+public:
+    using Progress = FileDownloader::Progress;
+    using Log = std::function<void(QString)>;
+
+    /// @param codeHost base address of the code-hosting service, e.g. https://github.com.
+    /// @param archiveTool see Tools::unzip.
+    RepoDownloader(QUrl codeHost, QString storageRoot, QString temporaryFolder,
+                   QString archiveTool);
+
+    /// The game repository's web page below `codeHost`.
+    static QUrl repositoryPage(const QUrl &codeHost);
+
+    /// Downloads and unpacks the repository archive into "Game" in the storage root, replacing it
+    /// whole; returns the project folder. Throws SetupError, TransferError, SystemError or
+    /// CancellationError; until the download is complete the game folder is not touched.
+    QCoro::Task<QString> installGame(Progress progress, std::stop_token stop);
+
+    /// Fetches every add-on of `info` whose folder is missing or empty. A second call goes on with
+    /// the first that still is. Throws as `installGame`. `log` gets one line for each add-on
+    /// fetched.
+    QCoro::Task<> fetchSubmodules(ProjectInfo info, Progress progress, Log log,
+                                  std::stop_token stop);
+
+    FileDownloader downloader;
+
+private:
+    QUrl codeHost_;
+    QString storageRoot_;
+    QString temporaryFolder_;
+    QString archiveTool_;
+};
+
+} // namespace brindle

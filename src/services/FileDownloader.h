@@ -1,0 +1,33 @@
+#pragma once
+
+#include "services/Transfer.h"
+
+#include <mutex>
+
+namespace brindle {
+
+/// Fetches one file at a time to a place on disk. Reused for the next download; must not be called
+/// while one runs.
+class FileDownloader
+{
+public:
+    /// Set by the owner before a download; called on the transfer's thread.
+    using Progress = Transfer::Progress;
+    void setOnProgress(Progress onProgress);
+
+    /// Returns when the file lies at `destination`, where it appears by one rename and replaces
+    /// what was there. Throws SetupError for an HTTP status other than 200, TransferError for
+    /// network failures and cancellation, SystemError when the file can't be written. On failure
+    /// `destination` is left as it was.
+    QCoro::Task<> download(QUrl url, QString destination, std::stop_token stop);
+
+    /// Cancels the running transfer, if there is one; a completed one is not affected. Any thread.
+    void cancelTask();
+
+private:
+    std::mutex lock_; // guards task_
+    std::shared_ptr<Transfer> task_; // kept after completion
+    Progress onProgress_;
+};
+
+} // namespace brindle

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+#include <QStringList>
+
+namespace brindle {
+
+/// File operations that fail with a SystemError naming the path. All block: worker threads only,
+/// save for the few small files that the model reads and writes itself.
+class Files
+{
+public:
+    /// Makes a folder and its parents; no error when it exists.
+    static void createFolder(const QString &path);
+
+    /// Removes a file, link or whole folder. It disappears from its place in one step (renamed to
+    /// a hidden sibling first) and is deleted after that, so that whatever interrupts the deletion
+    /// never leaves a part of it where it was. Nothing there is not an error; what can't be
+    /// removed is.
+    static void remove(const QString &path);
+
+    /// Deletes what interrupted `remove` calls left in `folder`. Failures are ignored.
+    static void clearRemoved(const QString &folder);
+
+    /// Renames; fails across file systems only when copying and removing fails as well.
+    static void move(const QString &from, const QString &to);
+
+    /// Writes a whole file by one rename, so that it is never seen half written.
+    static void writeAtomically(const QString &path, const QByteArray &content);
+
+    /// The names in a folder, hidden ones included, links not followed; empty when unreadable.
+    static QStringList names(const QString &folder);
+};
+
+} // namespace brindle

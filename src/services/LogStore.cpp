@@ -1,0 +1,1 @@
+#include "services/LogStore.h"

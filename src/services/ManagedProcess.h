@@ -1,0 +1,52 @@
+#pragma once
+
+#include <QCoroTask>
+#include <QString>
+#include <QStringList>
+
+#include <functional>
+#include <memory>
+
+namespace brindle {
+
+/// One run of a child process. Its standard output and error arrive, merged as the child writes
+/// them, line by line; standard input, working folder and environment are inherited. No shell is
+/// involved and the child gets no other file descriptor of ours.
+///
+/// Only a line feed ends a line (a carriage return before it stays). Invalid UTF-8 is repaired. A
+/// line longer than `maxLineBytes` is passed on in pieces of at most that size.
+class ManagedProcess
+{
+public:
+    static constexpr qsizetype maxLineBytes = 64 * 1024;
+
+    /// Called on the reader thread, one call at a time, in order, never under a lock.
+    using LineCallback = std::function<void(QString)>;
+
+    /// @param executable absolute path of the program.
+    ManagedProcess(QString executable, QStringList arguments, LineCallback onLine);
+    ~ManagedProcess();
+
+    /// Starts the child and returns when it has ended and all that it wrote has been delivered:
+    /// its exit code, or the signal's number if it was killed. Others that still hold its output
+    /// pipe are not waited for. Throws SystemError when it can't be started. Call once. Stopping
+    /// the awaiting task does not stop the child.
+    QCoro::Task<qint32> run();
+
+    /// True from the call of `run` until the child has ended. Any thread.
+    bool isRunning() const;
+
+    /// Asks a running child to end (SIGTERM). Any thread; a request that arrives while the child
+    /// is being launched takes effect as soon as it runs. No effect before `run` or after the end.
+    void terminate();
+
+    /// Ends a running child and everything that it started (SIGKILL to its process group). As
+    /// `terminate` otherwise.
+    void kill();
+
+private:
+    class Impl;
+    std::shared_ptr<Impl> impl_;
+};
+
+} // namespace brindle

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <QCoroTask>
+#include <QString>
+
+#include <stop_token>
+
+namespace brindle {
+
+/// Steps that an outside program does.
+class Tools
+{
+public:
+    /// Unpacks a zip archive into a folder, which is created with its parents. `archiveTool` is
+    /// the absolute path of a program with ditto's command line (`-x -k archive destination`).
+    /// Keeps execute bits and symbolic links. Throws SystemError (folder, launch), SetupError with
+    /// the tool's exit status, or CancellationError after `stop` ended the tool.
+    static QCoro::Task<> unzip(QString archiveTool, QString zip, QString destination,
+                               std::stop_token stop);
+};
+
+} // namespace brindle
