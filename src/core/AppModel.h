@@ -1,23 +1,20 @@
 #pragma once
 
+#include "core/AppModelParts.h"
 #include "core/AppState.h"
-#include "core/Desktop.h"
 #include "core/FailureReport.h"
 #include "core/Published.h"
 #include "core/ResolutionChoice.h"
 #include "core/Work.h"
 #include "engine/EngineManager.h"
 #include "engine/GameRunner.h"
-#include "platform/Platform.h"
 #include "project/ProjectInfo.h"
+#include "project/ProjectInspector.h"
 #include "project/RepoDownloader.h"
-#include "services/Clock.h"
 #include "services/LogStore.h"
 
 #include <QCoroTask>
 #include <QObject>
-#include <QSettings>
-#include <QUrl>
 
 #include <exception>
 #include <functional>
@@ -26,17 +23,7 @@
 
 namespace brindle {
 
-/// All that an AppModel needs from outside. Production's comes from the program's entry, tests
-/// and the demo bring their own.
-struct AppModelParts {
-    QString storageRoot; ///< absolute; created when something is first written
-    QString temporaryFolder; ///< absolute; downloads are staged in folders of their own below it
-    std::unique_ptr<QSettings> settings; ///< keys "fullscreen" and "resolution"
-    QUrl codeHost; ///< base address of the code-hosting service, without a trailing slash
-    Platform platform;
-    std::shared_ptr<Desktop> desktop;
-    std::shared_ptr<Clock> clock;
-};
+class LineSink;
 
 /// The one object that the user interface observes: the launcher's state, its settings, the
 /// description of the game, the services that do the work, and every action. Main thread only.
@@ -140,45 +127,54 @@ Q_SIGNALS:
     void workChanged();
 
 private:
-    // State (AppModel.cpp)
+    // State and life cycle (AppModel.cpp)
     QString gameFolder() const;
     QString infoFile() const;
     QString unfinishedMark() const;
-    void setWork(std::shared_ptr<Work> work);
+    QString importMarker(const EngineSpec &spec) const;
     bool isBusy() const;
+    void setWork(std::shared_ptr<Work> work);
+    void startTask(std::function<QCoro::Task<>(std::stop_token)> body);
+    QCoro::Task<> runTask(std::shared_ptr<Work> work,
+                          std::function<QCoro::Task<>(std::stop_token)> body);
 
-    // Pipeline (AppModelPipeline.cpp)
-    QCoro::Task<> runTask(std::shared_ptr<Work> work, std::function<QCoro::Task<>()> body);
+    // Setup and play (AppModelPipeline.cpp)
     QCoro::Task<> runAll(bool launch, std::stop_token stop);
     QCoro::Task<> runSteps(bool launch, std::stop_token stop);
     QCoro::Task<> prepareGame(std::stop_token stop);
+    QCoro::Task<> downloadGame(std::stop_token stop);
+    QCoro::Task<> completeGame(QString project, std::stop_token stop);
     QCoro::Task<QString> prepareEngine(EngineSpec spec, std::stop_token stop);
     QCoro::Task<> importProject(EngineSpec spec, QString engine, QString project,
                                 std::stop_token stop);
-    QCoro::Task<> launchGame(QString engine, QString project, std::stop_token stop);
-    void reportEnd(const PlayResult &result);
+    QCoro::Task<std::optional<QString>> findProject() const;
     Progress progressHandler();
-    Line lineSink();
-    void setHeadline(const AppState &newState, const QString &detailText);
+    Line lineSink() const;
+
+    // The running game (AppModelLaunch.cpp)
+    QCoro::Task<> launchGame(QString engine, QString project, std::stop_token stop);
+    void classifyEnd(const PlayResult &result);
 
     // Maintenance (AppModelMaintenance.cpp)
-    QCoro::Task<> refresh(QStringList removed, std::stop_token stop);
-    QCoro::Task<> removeAll(std::stop_token stop);
+    void downloadAgain(const QStringList &removed);
+    QCoro::Task<> removeAndRun(QStringList removed, std::stop_token stop);
+    QCoro::Task<> removeRoot(std::stop_token stop);
+    static void clearMarkers(const QString &root);
 
     QString storageRoot_;
-    QString temporaryFolder_;
     std::unique_ptr<QSettings> settings_;
     QUrl codeHost_;
     Platform platform_;
     std::shared_ptr<Desktop> desktop_;
     std::shared_ptr<Clock> clock_;
+    std::shared_ptr<LineSink> lineSink_;
 
-    Published<bool, AppModel> fullscreen_{this, &AppModel::willChange,
-                                          &AppModel::fullscreenChanged, false};
-    Published<ResolutionChoice, AppModel> resolution_{this, &AppModel::willChange,
-                                                      &AppModel::resolutionChanged,
-                                                      ResolutionChoice::gameDefault};
+    Published<bool, AppModel> fullscreen_{this, &AppModel::willChange, &AppModel::fullscreenChanged,
+                                          false};
+    Published<ResolutionChoice, AppModel> resolution_{
+        this, &AppModel::willChange, &AppModel::resolutionChanged, ResolutionChoice::gameDefault};
     std::shared_ptr<Work> work_;
+    int tasks_ = 0; // coroutines that still use this object
     std::optional<QString> projectURL_;
 };
 

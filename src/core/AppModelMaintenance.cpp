@@ -1,1 +1,170 @@
+// The actions besides Play and Cancel.
+
 #include "core/AppModel.h"
+#include "services/ByteCount.h"
+#include "services/Error.h"
+#include "services/Files.h"
+#include "services/Worker.h"
+
+#include <QFile>
+#include <QRegularExpression>
+
+namespace brindle {
+
+namespace {
+
+void removeIgnoringFailure(const QString &path)
+{
+    try {
+        Files::remove(path);
+    } catch (const Error &) {
+        // What could not be removed is still on disk, and the state is derived from the disk.
+    }
+}
+
+} // namespace
+
+QString AppModel::savesFolder() const
+{
+    // The engine replaces these characters of a project's name in the folder's.
+    static const QRegularExpression replaced(QStringLiteral("[:*?\"<>|/\\\\]"));
+    QString name = info().name;
+    name.replace(replaced, QStringLiteral("-"));
+    return platform_.engineUserData + QLatin1Char('/') + name;
+}
+
+void AppModel::updateGame()
+{
+    if (!isBusy()) {
+        downloadAgain({gameFolder()});
+    }
+}
+
+void AppModel::reinstall()
+{
+    if (!isBusy()) {
+        downloadAgain({gameFolder(), storageRoot_ + QStringLiteral("/Engine")});
+    }
+}
+
+void AppModel::removeEverything()
+{
+    if (!isBusy()) {
+        startTask([this](std::stop_token stop) { return removeRoot(std::move(stop)); });
+    }
+}
+
+void AppModel::showSaves()
+{
+    const QString folder = savesFolder();
+    if (QFile::exists(folder)) {
+        desktop_->reveal(folder);
+        return;
+    }
+    desktop_->runAlert({QStringLiteral("No saves yet"),
+                        QStringLiteral("Godot creates its save folder the first time the game "
+                                       "saves something."),
+                        {}});
+}
+
+void AppModel::revealInFinder()
+{
+    if (QFile::exists(storageRoot_)) {
+        desktop_->reveal(storageRoot_);
+        return;
+    }
+    desktop_->runAlert({QStringLiteral("Nothing downloaded yet"),
+                        QStringLiteral("Press Play first; the files will then appear here."),
+                        {}});
+}
+
+void AppModel::copyFailure()
+{
+    if (const auto &report = failure()) {
+        desktop_->copyText(report->summary + QStringLiteral("\n\n") +
+                           report->lines.join(QLatin1Char('\n')));
+    }
+}
+
+void AppModel::copyLog()
+{
+    desktop_->copyText(log.lines().join(QLatin1Char('\n')));
+}
+
+bool AppModel::confirmQuit()
+{
+    if (!gameRunning() && !work_) {
+        return true;
+    }
+    const QStringList buttons{QStringLiteral("Quit"), QStringLiteral("Keep open")};
+    const Alert alert = gameRunning()
+                            ? Alert{QStringLiteral("The game is still running"),
+                                    QStringLiteral("Quitting will close the game too."), buttons}
+                            : Alert{QStringLiteral("A download is still running"),
+                                    QStringLiteral("Quitting will cancel it."), buttons};
+    if (desktop_->runAlert(alert) != 0) {
+        return false;
+    }
+    cancel();
+    return true;
+}
+
+/// A run without launch, after deleting what it shall fetch again.
+void AppModel::downloadAgain(const QStringList &removed)
+{
+    failure = std::nullopt;
+    // Shown at once, as deleting a large game takes a moment.
+    const QString headline = QStringLiteral("Step 1 of 3 · Downloading the game");
+    state = AppState::downloading(headline);
+    stepText = headline;
+    startTask(
+        [this, removed](std::stop_token stop) { return removeAndRun(removed, std::move(stop)); });
+}
+
+QCoro::Task<> AppModel::removeAndRun(QStringList removed, std::stop_token stop)
+{
+    const auto remove = [removed, root = storageRoot_] {
+        for (const QString &path : removed) {
+            removeIgnoringFailure(path);
+        }
+        clearMarkers(root);
+    };
+    auto removing = runOnWorker(remove);
+    co_await removing;
+    projectURL_ = std::nullopt;
+    auto running = runAll(false, stop);
+    co_await running;
+}
+
+QCoro::Task<> AppModel::removeRoot(std::stop_token stop)
+{
+    auto measuring = storageSize();
+    const qint64 size = co_await measuring;
+    const int answer = desktop_->runAlert(
+        {QStringLiteral("Remove the game and the engine?"),
+         QStringLiteral("This frees %1. Your saved games (in Godot's own folder) are kept.")
+             .arg(ByteCount::string(size)),
+         {QStringLiteral("Remove"), QStringLiteral("Cancel")}});
+    if (answer != 0 || stop.stop_requested()) {
+        co_return;
+    }
+    const auto remove = [root = storageRoot_] { removeIgnoringFailure(root); };
+    auto removing = runOnWorker(remove);
+    co_await removing;
+    info = ProjectInfo::placeholder;
+    failure = std::nullopt;
+    log.setLines({});
+    refreshState();
+}
+
+/// Deletes the import markers, so that the next run imports the project. Failures are ignored.
+void AppModel::clearMarkers(const QString &root)
+{
+    for (const QString &name : Files::names(root)) {
+        if (name.startsWith(QStringLiteral("imported-"))) {
+            QFile::remove(root + QLatin1Char('/') + name);
+        }
+    }
+}
+
+} // namespace brindle

@@ -8,15 +8,16 @@ namespace brindle {
 
 /// The launcher's phase. Three phases carry a text: the step headline (`downloading`,
 /// `settingUp`) or the failure message (`needs`). A plain value.
-struct AppState {
+struct AppState
+{
     enum class Phase {
         notDownloaded, ///< game or engine are not on disk
-        downloading, ///< a download is running
-        settingUp, ///< the first-time import is running
-        needs, ///< the last run failed; the user must act
-        ready, ///< game and engine are on disk
-        starting, ///< the engine has been started, the game has not yet stayed open
-        playing, ///< the game is open
+        downloading,   ///< a download is running
+        settingUp,     ///< the first-time import is running
+        needs,         ///< the last run failed; the user must act
+        ready,         ///< game and engine are on disk
+        starting,      ///< the engine has been started, the game has not yet stayed open
+        playing,       ///< the game is open
     };
 
     Phase phase = Phase::notDownloaded;

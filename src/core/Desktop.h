@@ -1,19 +1,10 @@
 #pragma once
 
+#include "core/Alert.h"
+
 #include <QString>
-#include <QStringList>
 
 namespace brindle {
-
-/// A question or notice for the user. `buttons` in order; the first means yes. No buttons means
-/// the platform's default single one.
-struct Alert {
-    QString message;
-    QString informativeText;
-    QStringList buttons;
-
-    bool operator==(const Alert &) const = default;
-};
 
 /// What the model asks of the user's desktop. Main thread only.
 class Desktop

@@ -6,8 +6,9 @@
 namespace brindle {
 
 /// A failed game run as it is shown to the user. A plain value.
-struct FailureReport {
-    QString summary; ///< one or two sentences: what went wrong, and a hint
+struct FailureReport
+{
+    QString summary;   ///< one or two sentences: what went wrong, and a hint
     QStringList lines; ///< the last lines of the log
 
     bool operator==(const FailureReport &) const = default;

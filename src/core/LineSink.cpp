@@ -5,6 +5,7 @@
 #include <QCoreApplication>
 
 #include <algorithm>
+#include <limits>
 #include <vector>
 
 namespace brindle {
@@ -36,20 +37,33 @@ void LineSink::append(const QString &line)
     }
 }
 
+void LineSink::flush()
+{
+    drain(std::numeric_limits<size_t>::max());
+}
+
 void LineSink::schedule()
 {
     QMetaObject::invokeMethod(
-            QCoreApplication::instance(), [self = shared_from_this()] { self->drain(); },
-            Qt::QueuedConnection);
+        QCoreApplication::instance(), [self = shared_from_this()] { self->takeTurn(); },
+        Qt::QueuedConnection);
 }
 
-void LineSink::drain()
+void LineSink::takeTurn()
+{
+    if (drain(linesPerTurn)) {
+        schedule();
+    }
+}
+
+/// True when lines are left and the turn for them must be scheduled by the caller.
+bool LineSink::drain(size_t most)
 {
     std::vector<QString> turn;
     bool more = false;
     {
         const std::lock_guard guard(lock_);
-        const auto count = std::min(waiting_.size(), linesPerTurn);
+        const auto count = std::min(waiting_.size(), most);
         const auto end = waiting_.begin() + static_cast<std::ptrdiff_t>(count);
         turn.assign(std::make_move_iterator(waiting_.begin()), std::make_move_iterator(end));
         waiting_.erase(waiting_.begin(), end);
@@ -58,13 +72,11 @@ void LineSink::drain()
     }
     for (const QString &line : turn) {
         if (!log_) {
-            return;
+            return false;
         }
         log_->append(line);
     }
-    if (more) {
-        schedule();
-    }
+    return more;
 }
 
 } // namespace brindle

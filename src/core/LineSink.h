@@ -25,12 +25,16 @@ public:
     /// Queues a line. Any thread.
     void append(const QString &line);
 
+    /// Brings all that waits into the log at once. Main thread.
+    void flush();
+
 private:
     void schedule();
-    void drain();
+    void takeTurn();
+    bool drain(size_t most);
 
     QPointer<LogStore> log_; // read on the main thread only
-    std::mutex lock_; // guards the fields below
+    std::mutex lock_;        // guards the fields below
     std::deque<QString> waiting_;
     bool scheduled_ = false;
 };

@@ -8,19 +8,15 @@ namespace brindle {
 
 /// A field that announces itself before each assignment (readers still see the old value) and
 /// after it, equal values included. Belongs to its owner's thread.
-template<typename T, typename Owner>
+template <typename T, typename Owner>
 class Published
 {
 public:
     using Signal = void (Owner::*)();
 
     Published(Owner *owner, Signal willChange, Signal didChange, T initial = T())
-        : owner_(owner)
-        , willChange_(willChange)
-        , didChange_(didChange)
-        , value_(std::move(initial))
-    {
-    }
+        : owner_(owner), willChange_(willChange), didChange_(didChange), value_(std::move(initial))
+    {}
     Published(const Published &) = delete;
     Published &operator=(const Published &) = delete;
 

@@ -5,7 +5,8 @@
 namespace brindle {
 
 /// The handle of a running background task: present while the task runs, and the way to cancel it.
-struct Work {
+struct Work
+{
     std::stop_source stop;
 };
 
