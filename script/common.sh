@@ -1,0 +1,55 @@
+# What the scripts share. Sourced, never run: it changes to the project's folder and defines
+# functions. Kept to what bash 3.2 knows, which is what macOS has.
+# shellcheck shell=bash
+
+cd "$(dirname "${BASH_SOURCE[0]}")/.." || exit 1
+
+fail() {
+    echo "${0##*/}: $*" >&2
+    exit 1
+}
+
+# usage_if_asked "$@": prints the comment at the head of the calling script for --help or -h.
+usage_if_asked() {
+    local argument
+    for argument in "$@"; do
+        case $argument in
+        --help | -h)
+            awk 'NR > 1 { if (!sub(/^# ?/, "")) exit; print }' "script/${0##*/}"
+            exit 0
+            ;;
+        esac
+    done
+}
+
+# quietly <log> <command…>: keeps a command's output in a file and shows it only if it fails.
+quietly() {
+    local log=$1 status=0
+    shift
+    mkdir -p "$(dirname "$log")"
+    "$@" >"$log" 2>&1 || status=$?
+    if [ "$status" -ne 0 ]; then
+        cat "$log" >&2
+        echo "${0##*/}: failed: $*" >&2
+    fi
+    return "$status"
+}
+
+# configure <preset> [<option of cmake…>]
+configure() {
+    local preset=$1
+    shift
+    quietly "build/$preset.configure.log" cmake --preset "$preset" "$@"
+}
+
+# build <preset> <target…>
+build() {
+    local preset=$1
+    shift
+    cmake --build "build/$preset" --target "$@"
+}
+
+# has_target <preset> <target>: the configured build knows this target.
+has_target() {
+    cmake --build "build/$1" --target help | grep -q "^$2: "
+}
