@@ -2,6 +2,7 @@
 
 #include <QCoroTask>
 #include <QString>
+#include <QStringView>
 
 namespace brindle {
 
@@ -13,7 +14,7 @@ class StagingFolder
 {
 public:
     /// The part of the name before the UUID.
-    static constexpr auto prefix = u"Brindle-";
+    static constexpr QStringView prefix = u"Brindle-";
 
     /// Makes the folder with its parents, on a worker thread. Throws SystemError.
     static QCoro::Task<StagingFolder> create(QString temporaryFolder);

@@ -17,13 +17,31 @@ public:
     /// Tab and the characters of category Zs.
     static bool isWhitespace(QChar c);
 
-    /// `text` without newlines at its ends; those inside stay.
+    /// `text` without newlines at its ends; those inside stay. The views live as long as `text`.
+    static QStringView withoutNewlines(QStringView text);
     static QString trimmedNewlines(QStringView text);
     /// `text` without white space (not newlines) at its ends.
+    static QStringView withoutWhitespace(QStringView text);
     static QString trimmedWhitespace(QStringView text);
     /// `text` cut at every newline character. A carriage return and line feed give an empty piece
     /// between them.
     static QStringList splitAtNewlines(QStringView text);
+    /// Hands the pieces of `splitAtNewlines` to `use`, one after the other, until it returns
+    /// false: for texts that may have more lines than one wants to hold.
+    template <typename Use>
+    static void eachLine(QStringView text, Use use)
+    {
+        qsizetype begin = 0;
+        for (qsizetype i = 0; i < text.size(); ++i) {
+            if (isNewline(text[i])) {
+                if (!use(text.sliced(begin, i - begin))) {
+                    return;
+                }
+                begin = i + 1;
+            }
+        }
+        use(text.sliced(begin));
+    }
 };
 
 } // namespace brindle
