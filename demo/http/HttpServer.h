@@ -5,6 +5,7 @@
 #include <QString>
 #include <QUrl>
 
+#include <chrono>
 #include <functional>
 #include <memory>
 
@@ -13,7 +14,8 @@ class QSslConfiguration;
 namespace brindle {
 
 /// One parsed request. Header names are lower-case.
-struct HttpRequest {
+struct HttpRequest
+{
     QByteArray method;
     QByteArray target; ///< as sent: path and query
     QHash<QByteArray, QByteArray> headers;
@@ -26,17 +28,21 @@ class HttpConnection
 public:
     virtual ~HttpConnection() = default;
 
-    /// A whole answer. Content-Length is added unless `headers` says otherwise.
+    /// A whole answer. Content-Length is added unless `headers` has one of its own or a
+    /// Transfer-Encoding; an own Content-Length with an empty value means none at all.
     virtual bool respond(int status, const QList<QPair<QByteArray, QByteArray>> &headers,
                          const QByteArray &body) = 0;
     /// A redirect with an empty body.
     virtual bool redirect(int status, const QUrl &location) = 0;
     /// Raw bytes, for answers in pieces and for wrong ones.
     virtual bool write(const QByteArray &bytes) = 0;
-    /// Sends a whole file's bytes after a 200, with or without its length. Memory stays flat.
+    /// Sends a whole file's bytes after a 200, with its length or, like a host that makes the body
+    /// as it goes, in chunks without it. 404 when the file can't be read. Memory stays flat.
     virtual bool respondWithFile(const QString &path, bool withLength) = 0;
     /// Waits until the client goes away or the server stops: a silent server.
     virtual void waitUntilClosed() = 0;
+    /// Waits that long, for a slow server. False as soon as the client is gone or the server stops.
+    virtual bool pause(std::chrono::milliseconds time) = 0;
     /// Closes with a reset instead of an orderly end.
     virtual void reset() = 0;
 };
