@@ -1,1 +1,111 @@
 #include "platform/Platform.h"
+
+#include <QDir>
+#include <QStandardPaths>
+#include <QStringView>
+#include <QSysInfo>
+#include <QUrl>
+
+#include <array>
+#include <utility>
+
+namespace brindle {
+
+namespace {
+
+QString fileUrl(const QString &path)
+{
+    return QStringLiteral("file://") + QString::fromLatin1(QUrl::toPercentEncoding(path, "/"));
+}
+
+} // namespace
+
+QStringList Platform::Command::filled(const QString &path, const QString &folder) const
+{
+    const std::array<std::pair<QStringView, QString>, 3> values{{
+        {u"{path}", path},
+        {u"{url}", fileUrl(path)},
+        {u"{folder}", folder},
+    }};
+    QStringList result;
+    for (const QString &argument : arguments) {
+        QString text;
+        QStringView rest(argument);
+        while (!rest.isEmpty()) {
+            qsizetype taken = 0;
+            for (const auto &[placeholder, value] : values) {
+                if (rest.startsWith(placeholder)) {
+                    text += value;
+                    taken = placeholder.size();
+                    break;
+                }
+            }
+            if (taken == 0) {
+                text += rest.front();
+                taken = 1;
+            }
+            rest = rest.sliced(taken);
+        }
+        result.append(text);
+    }
+    return result;
+}
+
+Platform Platform::current(const QString &privatePrograms)
+{
+    if (QSysInfo::kernelType() == u"darwin") {
+        return macOS(QDir::homePath());
+    }
+    return linuxDesktop(QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation),
+                        QSysInfo::currentCpuArchitecture(), privatePrograms);
+}
+
+Platform Platform::macOS(const QString &home)
+{
+    Platform row;
+    row.name = QStringLiteral("macOS");
+    row.standardArchiveSuffix = QStringLiteral("_macos.universal.zip");
+    row.monoArchiveSuffix = QStringLiteral("_mono_macos.universal.zip");
+    // The bundle is "Godot.app" or "Godot_mono.app".
+    row.standardProgram = QStringLiteral("*.app/Contents/MacOS/Godot");
+    row.monoProgram = row.standardProgram;
+    row.archiveTool = QStringLiteral("/usr/bin/ditto");
+    row.quarantineStep = {QStringLiteral("/usr/bin/xattr"),
+                          {QStringLiteral("-dr"), QStringLiteral("com.apple.quarantine"),
+                           QStringLiteral("{folder}")}};
+    row.engineUserData = home + QStringLiteral("/Library/Application Support/Godot/app_userdata");
+    row.reveal = {
+        {QStringLiteral("/usr/bin/open"), {QStringLiteral("-R"), QStringLiteral("{path}")}}};
+    return row;
+}
+
+Platform Platform::linuxDesktop(const QString &dataFolder, const QString &architecture,
+                                const QString &privatePrograms)
+{
+    const QString cpu = architecture == u"arm64" ? architecture : QStringLiteral("x86_64");
+    Platform row;
+    row.name = QStringLiteral("Linux");
+    // A dot before the architecture in the standard archive and in both programs, an underscore
+    // in the mono archive and its folder.
+    row.standardArchiveSuffix = QStringLiteral("_linux.%1.zip").arg(cpu);
+    row.monoArchiveSuffix = QStringLiteral("_mono_linux_%1.zip").arg(cpu);
+    row.standardProgram = QStringLiteral("Godot_v{version}_linux.%1").arg(cpu);
+    row.monoProgram =
+        QStringLiteral("Godot_v{version}_mono_linux_%1/Godot_v{version}_mono_linux.%1").arg(cpu);
+    row.archiveTool = privatePrograms + QStringLiteral("/ditto");
+    row.engineUserData = dataFolder + QStringLiteral("/godot/app_userdata");
+    // https://www.freedesktop.org/wiki/Specifications/file-manager-interface/: the items' URLs and
+    // a start-up id. Waiting for the reply is what makes a missing file manager a failed exit.
+    row.reveal = {
+        {QStringLiteral("dbus-send"),
+         {QStringLiteral("--session"), QStringLiteral("--print-reply"),
+          QStringLiteral("--dest=org.freedesktop.FileManager1"),
+          QStringLiteral("/org/freedesktop/FileManager1"),
+          QStringLiteral("org.freedesktop.FileManager1.ShowItems"),
+          QStringLiteral("array:string:{url}"), QStringLiteral("string:")}},
+        {QStringLiteral("xdg-open"), {QStringLiteral("{folder}")}},
+    };
+    return row;
+}
+
+} // namespace brindle

@@ -8,12 +8,20 @@ namespace brindle {
 
 /// The running system, described by data. Every row is a plain value, so any row can be tested on
 /// any system with stand-in tools at other paths.
-struct Platform {
-    /// A program and its arguments; an argument may hold placeholders, filled in by the user of
-    /// the command: "{path}" (a file's path), "{url}" (its file URL), "{folder}" (a folder's path).
-    struct Command {
+struct Platform
+{
+    /// A program (an absolute path, or a name that is looked up in $PATH) and its arguments. An
+    /// argument may hold placeholders: "{path}" (a file's path), "{url}" (its file URL), "{folder}"
+    /// (a folder's path).
+    struct Command
+    {
         QString program;
         QStringList arguments;
+
+        /// The arguments with their placeholders filled in. "{url}" is made from `path`, with
+        /// everything percent-encoded that is not a letter, a digit or one of "-._~/": dbus-send
+        /// would cut its list at a comma. What is filled in is not searched for placeholders.
+        QStringList filled(const QString &path, const QString &folder) const;
     };
 
     QString name; ///< "macOS" or "Linux"
@@ -35,10 +43,11 @@ struct Platform {
     /// Clears the quarantine flag below "{folder}"; no program where there is no such flag.
     Command quarantineStep;
 
-    /// The folder in which the engine keeps each project's user data.
+    /// The folder in which the engine keeps each project's user data, without a slash at its end.
     QString engineUserData;
 
-    /// How to show "{path}" in the file browser: tried in order until one exits with 0.
+    /// How to show "{path}" in the file browser: tried in order until one exits with 0. "{folder}"
+    /// is the path itself when it is a folder, otherwise the one that holds it.
     QList<Command> reveal;
 
     /// The row of the running system. @param privatePrograms folder of the launcher's own helper
@@ -46,8 +55,9 @@ struct Platform {
     static Platform current(const QString &privatePrograms);
 
     /// The rows. @param home the user's home folder; @param dataFolder `$XDG_DATA_HOME` or
-    /// "~/.local/share"; @param architecture as QSysInfo::currentCpuArchitecture() names it
-    /// ("x86_64", "arm64").
+    /// "~/.local/share"; @param architecture as QSysInfo::currentCpuArchitecture() names it:
+    /// "arm64" picks the engine's builds for it, anything else those for x86_64 (the only others
+    /// that every release has).
     static Platform macOS(const QString &home);
     static Platform linuxDesktop(const QString &dataFolder, const QString &architecture,
                                  const QString &privatePrograms);
