@@ -1,0 +1,119 @@
+#include "ModelFixture.h"
+
+#include "services/Files.h"
+#include "support/Await.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QSysInfo>
+
+#include <stdexcept>
+
+namespace brindle {
+
+ModelFixture::ModelFixture(std::shared_ptr<Clock> modelClock, QUrl host)
+    : clock(std::move(modelClock))
+    , codeHost(std::move(host))
+    , platform(Platform::linuxDesktop(folder_.filePath(QStringLiteral("share")),
+                                      QSysInfo::currentCpuArchitecture(),
+                                      QFileInfo(QStringLiteral(BRINDLE_DITTO)).path()))
+{
+    platform.archiveTool = QStringLiteral(BRINDLE_DITTO);
+    platform.engineUserData = saves();
+    QDir().mkpath(temporaryFolder());
+}
+
+ModelFixture::~ModelFixture() = default;
+
+AppModel &ModelFixture::model()
+{
+    if (!model_) {
+        AppModelParts parts;
+        parts.storageRoot = root();
+        parts.temporaryFolder = temporaryFolder();
+        parts.settings = std::make_unique<QSettings>(settingsFile(), QSettings::IniFormat);
+        parts.codeHost = codeHost;
+        parts.platform = platform;
+        parts.desktop = desktop;
+        parts.clock = clock;
+        model_ = std::make_unique<AppModel>(std::move(parts));
+    }
+    return *model_;
+}
+
+void ModelFixture::restart()
+{
+    model_.reset();
+}
+
+void ModelFixture::waitUntilIdle(int seconds)
+{
+    spinUntil([this] { return !model().work(); }, seconds);
+}
+
+QStringList ModelFixture::leftovers() const
+{
+    return Files::names(temporaryFolder());
+}
+
+void ModelFixture::installByHand(const QByteArray &engine, const QString &version)
+{
+    const QString project = root(QStringLiteral("Game/godot-brindle-main"));
+    write(project + QStringLiteral("/project.godot"),
+          QByteArrayLiteral("config_version=5\nconfig/name=\"By hand\"\n"
+                            "config/features=PackedStringArray(\"")
+                  + version.toUtf8() + QByteArrayLiteral("\")\n"));
+    ProjectInfo info = ProjectInspector::inspect(project);
+    write(root(QStringLiteral("info.json")), info.toJson());
+    const EngineSpec spec{version + QStringLiteral("-stable"), false};
+    QString program = platform.standardProgram;
+    program.replace(QStringLiteral("{version}"), spec.version);
+    write(spec.folder(root()) + QLatin1Char('/') + program, engine, true);
+    write(root(QStringLiteral("imported-%1.txt").arg(spec.tag())), QByteArrayLiteral("ok"));
+}
+
+void ModelFixture::write(const QString &path, const QByteArray &content, bool executable)
+{
+    QDir().mkpath(QFileInfo(path).path());
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size()) {
+        throw std::runtime_error("can't write " + path.toStdString());
+    }
+    file.close();
+    if (executable) {
+        file.setPermissions(file.permissions() | QFile::ExeOwner | QFile::ExeUser);
+    }
+}
+
+QByteArray ModelFixture::read(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+QByteArray ModelFixture::engineScript(int importExit)
+{
+    return QByteArrayLiteral("#!/bin/sh\n"
+                             "case \"$*\" in\n"
+                             "*--import*) echo \"engine is importing\"; exit ")
+            + QByteArray::number(importExit)
+            + QByteArrayLiteral(";;\n"
+                                "esac\n"
+                                "rm -f \"$2/finish\"\n"
+                                "mkfifo \"$2/finish\"\n"
+                                "echo \"engine is playing\"\n"
+                                "read code < \"$2/finish\"\n"
+                                "exit \"$code\"\n");
+}
+
+void ModelFixture::finishGame(const QString &projectFolder, int code)
+{
+    QFile fifo(projectFolder + QStringLiteral("/finish"));
+    if (!fifo.open(QIODevice::WriteOnly | QIODevice::Unbuffered)) {
+        throw std::runtime_error("no engine is playing");
+    }
+    fifo.write(QByteArray::number(code) + '\n');
+}
+
+} // namespace brindle

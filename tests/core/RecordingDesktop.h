@@ -1,0 +1,34 @@
+#pragma once
+
+#include "core/Desktop.h"
+
+#include <QList>
+#include <QStringList>
+
+#include <functional>
+
+namespace brindle {
+
+/// A desktop without a screen: records what the model asks and answers as the test says.
+class RecordingDesktop final : public Desktop
+{
+public:
+    int runAlert(const Alert &alert) override
+    {
+        alerts << alert;
+        if (onAlert) {
+            onAlert();
+        }
+        return answer;
+    }
+    void reveal(const QString &path) override { revealed << path; }
+    void copyText(const QString &text) override { copied << text; }
+
+    QList<Alert> alerts;
+    QStringList revealed;
+    QStringList copied;
+    int answer = 0; ///< index of the button that is pressed
+    std::function<void()> onAlert; ///< called while the alert is shown
+};
+
+} // namespace brindle

@@ -1,0 +1,340 @@
+// The model's state: what it reads at the start, how it derives its phase from the disk, what it
+// stores, and how it announces changes.
+
+#include "ModelFixture.h"
+#include "core/StatusBox.h"
+#include "services/SetupError.h"
+#include "services/SteadyClock.h"
+#include "services/TransferError.h"
+#include "services/CancellationError.h"
+#include "support/Await.h"
+
+#include <QSignalSpy>
+#include <QtTest>
+
+#include <thread>
+
+using namespace brindle;
+
+namespace {
+
+std::shared_ptr<Clock> realClock()
+{
+    return std::make_shared<SteadyClock>();
+}
+
+bool isCancellation(auto error)
+{
+    return AppModel::isCancellation(std::make_exception_ptr(error));
+}
+
+} // namespace
+
+class TestAppModel : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void startsEmptyOnAnEmptyDisk()
+    {
+        ModelFixture fixture(realClock());
+        AppModel &model = fixture.model();
+        QCOMPARE(model.state(), AppState::notDownloaded());
+        QCOMPARE(model.stepText(), QString());
+        QVERIFY(!model.progress());
+        QCOMPARE(model.detail(), QString());
+        QVERIFY(!model.failure());
+        QCOMPARE(model.info(), ProjectInfo::placeholder);
+        QCOMPARE(model.fullscreen(), false);
+        QCOMPARE(model.resolution(), ResolutionChoice::gameDefault);
+        QVERIFY(model.log.lines().isEmpty());
+        QVERIFY(!model.work());
+        QVERIFY(!model.projectURL());
+        QVERIFY(!model.runner.current());
+        QVERIFY(!model.runner.userStopped());
+        QVERIFY2(!QFileInfo::exists(fixture.root()), "starting must not write anything");
+    }
+
+    void readsTheSavedResolution_data()
+    {
+        QTest::addColumn<QString>("saved");
+        QTest::addColumn<ResolutionChoice>("expected");
+        QTest::newRow("known") << QStringLiteral("1920x1080") << ResolutionChoice::r1080;
+        QTest::newRow("unknown") << QStringLiteral("1920x1200") << ResolutionChoice::gameDefault;
+        QTest::newRow("empty") << QStringLiteral("") << ResolutionChoice::gameDefault;
+        QTest::newRow("missing") << QString() << ResolutionChoice::gameDefault;
+    }
+
+    void readsTheSavedResolution()
+    {
+        QFETCH(QString, saved);
+        QFETCH(ResolutionChoice, expected);
+        ModelFixture fixture(realClock());
+        if (!saved.isNull()) {
+            QSettings(fixture.settingsFile(), QSettings::IniFormat)
+                    .setValue(QStringLiteral("resolution"), saved);
+        }
+        QCOMPARE(fixture.model().resolution(), expected);
+    }
+
+    void storesSettingsAtOnce()
+    {
+        ModelFixture fixture(realClock());
+        const auto stored = [&](const char *key) {
+            return QSettings(fixture.settingsFile(), QSettings::IniFormat)
+                    .value(QLatin1String(key));
+        };
+        fixture.model().setFullscreen(true);
+        QCOMPARE(stored("fullscreen").toBool(), true);
+        fixture.model().setResolution(ResolutionChoice::r900);
+        QCOMPARE(stored("resolution").toString(), QStringLiteral("1600x900"));
+        fixture.restart();
+        QCOMPARE(fixture.model().fullscreen(), true);
+        QCOMPARE(fixture.model().resolution(), ResolutionChoice::r900);
+
+        fixture.model().setResolution(ResolutionChoice::gameDefault);
+        QVERIFY2(stored("resolution").isValid(), "the default is stored, not left out");
+        QCOMPARE(stored("resolution").toString(), QString());
+        fixture.model().setFullscreen(false);
+        QCOMPARE(stored("fullscreen").toBool(), false);
+    }
+
+    void readsTheSavedDescription()
+    {
+        ModelFixture fixture(realClock());
+        ProjectInfo info;
+        info.name = QStringLiteral("Saved");
+        info.godotVersion = std::nullopt;
+        ModelFixture::write(fixture.root(QStringLiteral("info.json")), info.toJson());
+        QCOMPARE(fixture.model().info(), info);
+    }
+
+    void anUnreadableDescriptionIsIgnored_data()
+    {
+        QTest::addColumn<QByteArray>("content");
+        QTest::newRow("no JSON") << QByteArray("{\"name\":");
+        QTest::newRow("empty") << QByteArray();
+        QTest::newRow("missing key") << QByteArray("{\"name\":\"Half\"}");
+    }
+
+    void anUnreadableDescriptionIsIgnored()
+    {
+        QFETCH(QByteArray, content);
+        ModelFixture fixture(realClock());
+        ModelFixture::write(fixture.root(QStringLiteral("info.json")), content);
+        QCOMPARE(fixture.model().info(), ProjectInfo::placeholder);
+        QCOMPARE(fixture.model().state(), AppState::notDownloaded());
+    }
+
+    void aGameWithItsEngineIsReady()
+    {
+        ModelFixture fixture(realClock());
+        fixture.installByHand(ModelFixture::engineScript());
+        QCOMPARE(fixture.model().state(), AppState::ready());
+        QCOMPARE(fixture.model().projectURL(),
+                 std::optional(fixture.root(QStringLiteral("Game/godot-brindle-main"))));
+    }
+
+    void aGameWithoutItsEngineIsNotDownloaded()
+    {
+        ModelFixture fixture(realClock());
+        fixture.installByHand(ModelFixture::engineScript());
+        QDir(fixture.root(QStringLiteral("Engine"))).removeRecursively();
+        QCOMPARE(fixture.model().state(), AppState::notDownloaded());
+        QVERIFY(fixture.model().projectURL());
+    }
+
+    void anEngineWithoutItsGameIsNotDownloaded()
+    {
+        ModelFixture fixture(realClock());
+        fixture.installByHand(ModelFixture::engineScript());
+        QDir(fixture.root(QStringLiteral("Game"))).removeRecursively();
+        QCOMPARE(fixture.model().state(), AppState::notDownloaded());
+        QVERIFY(!fixture.model().projectURL());
+    }
+
+    void aGameThatNoEngineFitsIsNotDownloaded()
+    {
+        ModelFixture fixture(realClock());
+        fixture.installByHand(ModelFixture::engineScript());
+        ProjectInfo info;
+        info.configVersion = 4;
+        ModelFixture::write(fixture.root(QStringLiteral("info.json")), info.toJson());
+        QCOMPARE(fixture.model().state(), AppState::notDownloaded());
+    }
+
+    void anUnfinishedGameIsNotDownloaded()
+    {
+        ModelFixture fixture(realClock());
+        fixture.installByHand(ModelFixture::engineScript());
+        ModelFixture::write(fixture.root(QStringLiteral("unfinished")), "x");
+        QCOMPARE(fixture.model().state(), AppState::notDownloaded());
+    }
+
+    void refreshingClearsTheStatusLines()
+    {
+        ModelFixture fixture(realClock());
+        AppModel &model = fixture.model();
+        model.state = AppState::needs(QStringLiteral("x"));
+        model.stepText = QStringLiteral("x");
+        model.progress = 0.5;
+        model.detail = QStringLiteral("x");
+        model.refreshState();
+        QCOMPARE(model.state(), AppState::notDownloaded());
+        QCOMPARE(model.stepText(), QString());
+        QVERIFY(!model.progress());
+        QCOMPARE(model.detail(), QString());
+    }
+
+    void derivedFlagsFollowTheState_data()
+    {
+        QTest::addColumn<int>("phase");
+        QTest::addColumn<bool>("gameRunning");
+        QTest::addColumn<bool>("canCancel");
+        using Phase = AppState::Phase;
+        const auto row = [](const char *name, Phase phase, bool running, bool cancel) {
+            QTest::newRow(name) << static_cast<int>(phase) << running << cancel;
+        };
+        row("notDownloaded", Phase::notDownloaded, false, false);
+        row("downloading", Phase::downloading, false, true);
+        row("settingUp", Phase::settingUp, false, true);
+        row("needs", Phase::needs, false, false);
+        row("ready", Phase::ready, false, false);
+        row("starting", Phase::starting, true, false);
+        row("playing", Phase::playing, true, false);
+    }
+
+    void derivedFlagsFollowTheState()
+    {
+        QFETCH(int, phase);
+        QFETCH(bool, gameRunning);
+        QFETCH(bool, canCancel);
+        ModelFixture fixture(realClock());
+        fixture.model().state = AppState{static_cast<AppState::Phase>(phase), QString()};
+        QCOMPARE(fixture.model().gameRunning(), gameRunning);
+        QCOMPARE(fixture.model().canCancel(), canCancel);
+    }
+
+    void statesCompareByPhaseAndText()
+    {
+        QVERIFY(AppState::needs(QStringLiteral("a")) == AppState::needs(QStringLiteral("a")));
+        QVERIFY(!(AppState::needs(QStringLiteral("a")) == AppState::needs(QStringLiteral("b"))));
+        QVERIFY(!(AppState::needs(QStringLiteral("a"))
+                  == AppState::downloading(QStringLiteral("a"))));
+    }
+
+    void aHeadlineFromAWorkerSetsThreeFieldsInOrder()
+    {
+        ModelFixture fixture(realClock());
+        AppModel &model = fixture.model();
+        model.progress = 0.5;
+        QStringList order;
+        connect(&model, &AppModel::stepTextChanged, this, [&] { order << QStringLiteral("step"); });
+        connect(&model, &AppModel::stateChanged, this, [&] { order << QStringLiteral("state"); });
+        connect(&model, &AppModel::progressChanged, this,
+                [&] { order << QStringLiteral("progress"); });
+        const StatusBox box(&model);
+        std::thread([&] { box.set(QStringLiteral("Headline")); }).join();
+        QVERIFY2(order.isEmpty(), "the model is touched on its own thread only");
+        spinUntil([&] { return order.size() == 3; });
+        QCOMPARE(order.join(QLatin1Char(' ')), QStringLiteral("step state progress"));
+        QCOMPARE(model.stepText(), QStringLiteral("Headline"));
+        QCOMPARE(model.state(), AppState::downloading(QStringLiteral("Headline")));
+        QVERIFY(!model.progress());
+    }
+
+    void headlinesAreNotMerged()
+    {
+        ModelFixture fixture(realClock());
+        QSignalSpy changes(&fixture.model(), &AppModel::stepTextChanged);
+        const StatusBox box(&fixture.model());
+        box.set(QStringLiteral("a"));
+        box.set(QStringLiteral("b"));
+        spinUntil([&] { return fixture.model().stepText() == QStringLiteral("b"); });
+        QCOMPARE(changes.size(), 2);
+    }
+
+    void aHeadlineForAModelThatIsGoneDoesNothing()
+    {
+        ModelFixture fixture(realClock());
+        const StatusBox box(&fixture.model());
+        box.set(QStringLiteral("too late"));
+        fixture.restart();
+        box.set(QStringLiteral("later still"));
+        bool served = false;
+        QMetaObject::invokeMethod(this, [&] { served = true; }, Qt::QueuedConnection);
+        spinUntil([&] { return served; });
+    }
+
+    void progressWithAKnownTotal()
+    {
+        ModelFixture fixture(realClock());
+        AppModel &model = fixture.model();
+        model.updateProgress(25'000'000, 100'000'000, 1'250'000.9);
+        QCOMPARE(model.progress(), std::optional(0.25));
+        QCOMPARE(model.detail(), QStringLiteral("25 MB of 100 MB · 1.3 MB/s"));
+    }
+
+    void progressWithoutATotal_data()
+    {
+        QTest::addColumn<qint64>("total");
+        QTest::newRow("zero") << qint64(0);
+        QTest::newRow("negative") << qint64(-1);
+    }
+
+    void progressWithoutATotal()
+    {
+        QFETCH(qint64, total);
+        ModelFixture fixture(realClock());
+        AppModel &model = fixture.model();
+        model.progress = 0.5;
+        model.updateProgress(2000, total, 999);
+        QVERIFY(!model.progress());
+        QCOMPARE(model.detail(), QStringLiteral("2 KB · 999 bytes/s"));
+    }
+
+    void cancellationsAreToldFromFailures()
+    {
+        using Code = TransferError::Code;
+        QVERIFY(isCancellation(CancellationError()));
+        QVERIFY(isCancellation(TransferError(Code::cancelled, QStringLiteral("x"))));
+        QVERIFY(!isCancellation(TransferError(Code::failed, QStringLiteral("x"))));
+        QVERIFY(!isCancellation(TransferError(Code::timedOut, QStringLiteral("x"))));
+        QVERIFY(!isCancellation(SetupError(QStringLiteral("x"))));
+        QVERIFY(!isCancellation(std::runtime_error("x")));
+    }
+
+    void hintsFollowTheLog_data()
+    {
+        QTest::addColumn<QStringList>("lines");
+        QTest::addColumn<QString>("hint");
+        const auto graphics = QStringLiteral("The graphics system reported a problem. The game may "
+                                             "need a faster Mac or a newer macOS.");
+        const auto scripts =
+                QStringLiteral("The game's scripts reported errors. The log below shows where.");
+        const auto other = QStringLiteral("The last lines of the log below may show why.");
+        const auto lines = [](const char *text) { return QStringList{QString::fromUtf8(text)}; };
+        QTest::newRow("vulkan") << lines("ERROR: Vulkan is missing") << graphics;
+        QTest::newRow("metal") << lines("METAL device lost") << graphics;
+        QTest::newRow("gpu") << lines("no GPU") << graphics;
+        QTest::newRow("rendering") << lines("Rendering failed") << graphics;
+        QTest::newRow("parse error in capitals") << lines("Parse Error: x") << scripts;
+        QTest::newRow("script error") << lines("SCRIPT ERROR: x") << scripts;
+        QTest::newRow("both") << QStringList{QStringLiteral("Parse Error"), QStringLiteral("gpu")}
+                              << graphics;
+        QTest::newRow("neither") << lines("something else") << other;
+        QTest::newRow("no lines") << QStringList() << other;
+        QTest::newRow("word across lines")
+                << QStringList{QStringLiteral("parse"), QStringLiteral("error")} << other;
+    }
+
+    void hintsFollowTheLog()
+    {
+        QFETCH(QStringList, lines);
+        QFETCH(QString, hint);
+        QCOMPARE(AppModel::plainHint(lines), hint);
+    }
+};
+
+QTEST_GUILESS_MAIN(TestAppModel)
+#include "tst_appmodel.moc"

@@ -1,0 +1,52 @@
+#include "core/Published.h"
+
+#include <QtTest>
+
+using namespace brindle;
+
+/// An owner as a model is one.
+class Owner : public QObject
+{
+    Q_OBJECT
+
+public:
+    Published<int, Owner> number{this, &Owner::willChange, &Owner::numberChanged, 7};
+
+Q_SIGNALS:
+    void willChange();
+    void numberChanged();
+};
+
+class TestPublished : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void announcesBeforeAndAfter()
+    {
+        Owner owner;
+        QStringList seen;
+        connect(&owner, &Owner::willChange, this,
+                [&] { seen << QStringLiteral("will %1").arg(owner.number()); });
+        connect(&owner, &Owner::numberChanged, this,
+                [&] { seen << QStringLiteral("did %1").arg(owner.number()); });
+        QCOMPARE(owner.number(), 7);
+
+        owner.number = 8;
+        QCOMPARE(seen, (QStringList{QStringLiteral("will 7"), QStringLiteral("did 8")}));
+    }
+
+    void announcesEqualValues()
+    {
+        Owner owner;
+        QSignalSpy will(&owner, &Owner::willChange);
+        QSignalSpy did(&owner, &Owner::numberChanged);
+        owner.number = 7;
+        owner.number = 7;
+        QCOMPARE(will.size(), 2);
+        QCOMPARE(did.size(), 2);
+    }
+};
+
+QTEST_GUILESS_MAIN(TestPublished)
+#include "tst_published.moc"
