@@ -19,8 +19,7 @@ StagingFolder::StagingFolder(QString path) : path_(std::move(path)) {}
 
 QCoro::Task<StagingFolder> StagingFolder::create(QString temporaryFolder)
 {
-    const QString name =
-        prefix.toString() + QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper();
+    const QString name = prefix + QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper();
     const QString path = QDir(temporaryFolder).filePath(name);
     auto make = [temporaryFolder, path] {
         Files::createFolder(temporaryFolder);

@@ -2,7 +2,6 @@
 
 #include <QCoroTask>
 #include <QString>
-#include <QStringView>
 
 namespace brindle {
 
@@ -14,7 +13,7 @@ class StagingFolder
 {
 public:
     /// The part of the name before the UUID.
-    static constexpr QStringView prefix = u"Brindle-";
+    static constexpr QLatin1String prefix{"Brindle-"};
 
     /// Makes the folder with its parents, on a worker thread. Throws SystemError.
     static QCoro::Task<StagingFolder> create(QString temporaryFolder);
