@@ -1,0 +1,48 @@
+#pragma once
+
+#include "services/Clock.h"
+#include "services/Continuation.h"
+
+#include <list>
+
+namespace brindle {
+
+/// A clock that the test moves by hand. Main thread.
+class ManualClock final : public Clock
+{
+public:
+    Duration now() const override { return now_; }
+
+    QCoro::Task<bool> sleep(Duration duration, std::stop_token stop) override
+    {
+        const Continuation<bool> woken;
+        sleepers_.push_back({now_ + duration, woken});
+        const std::stop_callback wake(stop, [woken] { woken.resume(false); });
+        const bool passed = co_await woken;
+        co_return passed;
+    }
+
+    /// Lets time pass; whoever slept until then goes on in the event loop.
+    void advance(Duration duration)
+    {
+        now_ += duration;
+        std::erase_if(sleepers_, [this](const Sleeper &sleeper) {
+            if (sleeper.until > now_) {
+                return false;
+            }
+            sleeper.woken.resume(true);
+            return true;
+        });
+    }
+
+private:
+    struct Sleeper {
+        Duration until;
+        Continuation<bool> woken;
+    };
+
+    Duration now_{1000};
+    std::list<Sleeper> sleepers_;
+};
+
+} // namespace brindle
