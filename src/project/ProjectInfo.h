@@ -13,20 +13,21 @@ namespace brindle {
 
 /// What is known about the game project. A plain value; the defaults are what is shown before any
 /// project has been inspected.
-struct ProjectInfo {
+struct ProjectInfo
+{
     QString name = QStringLiteral("Brindle");
     qint64 configVersion = 5; ///< the project file's format version ("config_version")
-    QStringList features; ///< the project's feature tags, in file order
+    QStringList features;     ///< the project's feature tags, in file order
     std::optional<QString> godotVersion = QStringLiteral("4.3"); ///< "4.3" or "4.2.2"
     bool usesCSharp = false;
     QString mainScene;
     QString licenseName = QStringLiteral("MIT License");
     QString copyright = QStringLiteral("Copyright (c) 2023 Tessel Works");
     QString tagline = QStringLiteral("Open source real-time strategy game made with Godot 4.");
-    QStringList controls; ///< up to eight control hints from the README
+    QStringList controls;        ///< up to eight control hints from the README
     QList<Submodule> submodules; ///< in file order
-    QStringList addons; ///< names in the "addons" folder, sorted
-    QString repoRoot; ///< absolute path of the repository folder
+    QStringList addons;          ///< names in the "addons" folder, sorted
+    QString repoRoot;            ///< absolute path of the repository folder
 
     bool operator==(const ProjectInfo &) const = default;
 
