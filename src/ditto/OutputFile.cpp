@@ -1,0 +1,73 @@
+#include "ditto/OutputFile.h"
+
+#include "ditto/ArchiveError.h"
+
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <utility>
+
+namespace brindle {
+
+namespace {
+
+constexpr mode_t executableMode = 0755;
+constexpr mode_t plainMode = 0644;
+
+[[noreturn]] void fail(const std::string &path)
+{
+    if (errno == EEXIST) {
+        throw ArchiveError("two entries for one place: " + path);
+    }
+    throw ArchiveError("can't write " + path + ": " + std::strerror(errno));
+}
+
+} // namespace
+
+OutputFile::OutputFile(const std::string &path, bool executable)
+    : path_(path)
+    , descriptor_(open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
+                       S_IRUSR | S_IWUSR))
+{
+    if (descriptor_ < 0) {
+        fail(path_);
+    }
+    // Not left to open, whose mode the process's umask narrows.
+    if (fchmod(descriptor_, executable ? executableMode : plainMode) != 0) {
+        fail(path_);
+    }
+}
+
+OutputFile::~OutputFile()
+{
+    if (descriptor_ >= 0) {
+        ::close(descriptor_);
+    }
+}
+
+void OutputFile::write(const unsigned char *bytes, size_t count)
+{
+    while (count > 0) {
+        const ssize_t written = ::write(descriptor_, bytes, count);
+        if (written < 0 && errno == EINTR) {
+            continue;
+        }
+        if (written < 0) {
+            fail(path_);
+        }
+        bytes += written;
+        count -= static_cast<size_t>(written);
+    }
+}
+
+void OutputFile::close()
+{
+    const int descriptor = std::exchange(descriptor_, -1);
+    if (::close(descriptor) != 0 && errno != EINTR) {
+        fail(path_);
+    }
+}
+
+} // namespace brindle

@@ -1,0 +1,27 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+
+namespace brindle {
+
+/// A new file; every step is checked. Throws ArchiveError that names the file.
+class OutputFile
+{
+public:
+    /// Fails when something is there already, under this name or, on a file system that takes two
+    /// names for one, under another.
+    OutputFile(const std::string &path, bool executable);
+    ~OutputFile();
+    OutputFile(const OutputFile &) = delete;
+    OutputFile &operator=(const OutputFile &) = delete;
+
+    void write(const unsigned char *bytes, size_t count);
+    void close();
+
+private:
+    std::string path_;
+    int descriptor_;
+};
+
+} // namespace brindle
