@@ -1,0 +1,90 @@
+#include "services/Text.h"
+
+#include <QTest>
+
+using brindle::Text;
+
+class TextTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void charactersFallIntoTheirClasses_data();
+    void charactersFallIntoTheirClasses();
+    void trimsOnlyTheEnds();
+    void splitsAtEveryNewline_data();
+    void splitsAtEveryNewline();
+    void eachLineStopsWhenAsked();
+};
+
+void TextTest::charactersFallIntoTheirClasses_data()
+{
+    QTest::addColumn<QChar>("character");
+    QTest::addColumn<bool>("isNewline");
+    QTest::addColumn<bool>("isWhitespace");
+
+    for (const char16_t newline : {0x0a, 0x0b, 0x0c, 0x0d, 0x85, 0x2028, 0x2029}) {
+        QTest::addRow("newline %04x", newline) << QChar(newline) << true << false;
+    }
+    for (const char16_t space :
+         {0x09, 0x20, 0xa0, 0x1680, 0x2000, 0x2005, 0x200a, 0x202f, 0x205f, 0x3000}) {
+        QTest::addRow("white space %04x", space) << QChar(space) << false << true;
+    }
+    // Neighbours of the above, and what other classes take for blanks.
+    for (const char16_t other :
+         {0x00, 0x08, 0x0e, 0x1f, 0x41, 0x84, 0x86, 0x200b, 0x2027, 0x202a, 0x2060, 0xfeff}) {
+        QTest::addRow("neither %04x", other) << QChar(other) << false << false;
+    }
+}
+
+void TextTest::charactersFallIntoTheirClasses()
+{
+    QFETCH(QChar, character);
+    QTEST(Text::isNewline(character), "isNewline");
+    QTEST(Text::isWhitespace(character), "isWhitespace");
+}
+
+void TextTest::trimsOnlyTheEnds()
+{
+    QCOMPARE(Text::trimmedNewlines(u"\r\n\u2028 a\nb \u0085\n"), QStringLiteral(" a\nb "));
+    QCOMPARE(Text::trimmedNewlines(u"\n\n"), QString());
+    QCOMPARE(Text::trimmedNewlines(u""), QString());
+    QCOMPARE(Text::trimmedWhitespace(u"\t\u00a0\u3000a b\n\u2003 "), QStringLiteral("a b\n"));
+    QCOMPARE(Text::trimmedWhitespace(u" \t "), QString());
+    QCOMPARE(Text::trimmedWhitespace(u"a"), QStringLiteral("a"));
+}
+
+void TextTest::splitsAtEveryNewline_data()
+{
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<QStringList>("lines");
+    const QString a = QStringLiteral("a");
+    const QString b = QStringLiteral("b");
+    QTest::newRow("nothing") << QString() << QStringList{QString()};
+    QTest::newRow("one line") << a << QStringList{a};
+    QTest::newRow("line feed at the end") << QStringLiteral("a\n") << QStringList{a, QString()};
+    QTest::newRow("line feed at the start") << QStringLiteral("\na") << QStringList{QString(), a};
+    QTest::newRow("carriage return and line feed")
+        << QStringLiteral("a\r\nb") << QStringList{a, QString(), b};
+    QTest::newRow("every kind") << QStringLiteral("a\nb\va\fb\ra\u0085b\u2028a\u2029b")
+                                << QStringList{a, b, a, b, a, b, a, b};
+}
+
+void TextTest::splitsAtEveryNewline()
+{
+    QFETCH(QString, text);
+    QTEST(Text::splitAtNewlines(text), "lines");
+}
+
+void TextTest::eachLineStopsWhenAsked()
+{
+    QStringList seen;
+    Text::eachLine(u"a\nb\nc", [&seen](QStringView line) {
+        seen.append(line.toString());
+        return seen.size() < 2;
+    });
+    QCOMPARE(seen, QStringList({QStringLiteral("a"), QStringLiteral("b")}));
+}
+
+QTEST_GUILESS_MAIN(TextTest)
+#include "tst_text.moc"
