@@ -1,0 +1,25 @@
+extends Control
+## A small map of the whole field in a corner of the screen.
+
+const OWN := Color("6fb1ff")
+const ENEMY := Color("ff7a5c")
+
+var field := Vector2.ONE
+var shown: Array = []
+
+
+## Shows `units`, each with a `position` and an `own` flag, on a field of that size.
+func show_map(size_of_field: Vector2, units: Array) -> void:
+	field = size_of_field
+	shown = units
+
+
+func _process(_delta: float) -> void:
+	queue_redraw()
+
+
+func _draw() -> void:
+	draw_rect(Rect2(Vector2.ZERO, size), Color(0.05, 0.07, 0.1, 0.8))
+	draw_rect(Rect2(Vector2.ZERO, size), Color(1, 1, 1, 0.35), false, 1.0)
+	for unit in shown:
+		draw_circle(unit.position / field * size, 2.5, OWN if unit.own else ENEMY)
