@@ -1,0 +1,57 @@
+#pragma once
+
+#include <QCoroTask>
+#include <QString>
+#include <QStringList>
+
+#include <functional>
+#include <vector>
+
+namespace brindle {
+
+/// What the benchmarks share: timing, memory, and the rows of the printed table.
+class Measure
+{
+public:
+    /// How often each side of a comparison is measured.
+    static constexpr int runs = 5;
+
+    /// Medians of the two sides of a comparison, in seconds.
+    struct Pair
+    {
+        double ours = 0;
+        double theirs = 0;
+    };
+
+    /// The time that `work` takes, in seconds, by the steady clock.
+    static double seconds(const std::function<void()> &work);
+    static double median(std::vector<double> values);
+
+    /// Measures two sides in turns, `runs` times each after one unmeasured turn, so that both meet
+    /// the same machine. `prepare` runs before each measurement and what earlier ones wrote is
+    /// brought to disk, both unmeasured.
+    static Pair compare(const std::function<void()> &prepare, const std::function<void()> &ours,
+                        const std::function<void()> &theirs);
+
+    /// Runs a program to its end; throws std::runtime_error with what it printed when it fails.
+    static void run(const QString &program, const QStringList &arguments,
+                    const QString &folder = {});
+
+    /// Serves events until the task has ended; throws what it threw.
+    static void await(QCoro::Task<> task);
+
+    /// Memory that this process occupies now, and at most since `forgetPeak`, in bytes (the
+    /// kernel's resident set: shared pages count). Linux only.
+    static qint64 resident();
+    static qint64 peak();
+    static void forgetPeak();
+
+    /// A row of the table: both sides, their ratio, and the bar for the ratio.
+    static void printRatio(const char *what, const Pair &pair, double bar);
+    /// A row with one figure and its bar.
+    static void printLimit(const char *what, double value, const char *unit, double bar);
+    /// A row with one figure and no bar.
+    static void printFigure(const char *what, double value, const char *unit);
+};
+
+} // namespace brindle

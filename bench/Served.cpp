@@ -1,0 +1,33 @@
+#include "Served.h"
+
+#include <QCoreApplication>
+
+#include <stdexcept>
+
+namespace brindle {
+
+Served::Served(const QString &folder)
+{
+    process_.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    // The benchmark may itself run with a library preloaded; the server must not.
+    auto environment = QProcessEnvironment::systemEnvironment();
+    environment.remove(QStringLiteral("LD_PRELOAD"));
+    process_.setProcessEnvironment(environment);
+    process_.start(QCoreApplication::applicationDirPath() + QStringLiteral("/bench_server"),
+                   {folder});
+    while (!process_.canReadLine()) {
+        if (!process_.waitForReadyRead(10'000)) {
+            throw std::runtime_error("the server did not start");
+        }
+    }
+    url_ = QUrl(QString::fromUtf8(process_.readLine().trimmed()));
+}
+
+Served::~Served()
+{
+    // It ends with its standard input.
+    process_.closeWriteChannel();
+    process_.waitForFinished();
+}
+
+} // namespace brindle

@@ -1,0 +1,78 @@
+// A child that prints as fast as it can, on its way into the log: lines per second, and how long
+// the main thread went without serving an event meanwhile.
+//
+// usage: bench_lines CHILD LINES
+
+#include "Measure.h"
+#include "core/LineSink.h"
+#include "services/LogStore.h"
+#include "services/ManagedProcess.h"
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QTimer>
+
+#include <algorithm>
+#include <cstdio>
+#include <memory>
+
+using namespace brindle;
+
+namespace {
+
+QCoro::Task<> runChild(std::shared_ptr<ManagedProcess> child)
+{
+    auto running = child->run();
+    co_await running;
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    const QCoreApplication application(argc, argv);
+    const QStringList arguments = application.arguments();
+    if (arguments.size() != 3) {
+        std::fputs("usage: bench_lines CHILD LINES\n", stderr);
+        return 2;
+    }
+    const QString &count = arguments.at(2);
+
+    std::vector<double> rates;
+    qint64 longestGap = 0; // nanoseconds
+    for (int i = 0; i < Measure::runs; ++i) {
+        LogStore log;
+        const auto sink = std::make_shared<LineSink>(&log);
+        const auto child = std::make_shared<ManagedProcess>(
+            arguments.at(1), QStringList{QStringLiteral("lines"), count},
+            [sink](const QString &line) { sink->append(line); });
+        // The steadiest thing that the event loop serves. The millisecond between two of its
+        // events is part of each gap.
+        QTimer pulse;
+        pulse.setTimerType(Qt::PreciseTimer);
+        pulse.setInterval(1);
+        QElapsedTimer sinceLast;
+        const auto measureGap = [&] {
+            longestGap = std::max(longestGap, sinceLast.nsecsElapsed());
+            sinceLast.restart();
+        };
+        QObject::connect(&pulse, &QTimer::timeout, &pulse, measureGap);
+        pulse.start();
+        sinceLast.start();
+        const double time = Measure::seconds([&] {
+            Measure::await(runChild(child));
+            sink->flush();
+        });
+        measureGap();
+        if (log.lines().size() != LogStore::maxLines) {
+            std::fputs("the log is not full\n", stderr);
+            return 1;
+        }
+        rates.push_back(count.toDouble() / time);
+    }
+    Measure::printFigure("lines per second into the log, thousands", Measure::median(rates) / 1000,
+                         "");
+    Measure::printLimit("longest absence of the main thread meanwhile",
+                        static_cast<double>(longestGap) / 1e6, "ms", 50);
+    return 0;
+}

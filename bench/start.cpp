@@ -1,0 +1,105 @@
+// The way from a press of Play on a set-up machine to the game: from startWork(true) until the
+// engine's program has begun.
+//
+// usage: bench_start CHILD WORK
+//   CHILD stands in for the engine and prints when it began; WORK is emptied
+
+#include "Measure.h"
+#include "core/AppModel.h"
+#include "services/Files.h"
+#include "services/SteadyClock.h"
+
+#include <QCoreApplication>
+#include <QEventLoop>
+#include <QFile>
+
+#include <chrono>
+#include <cstdio>
+
+using namespace brindle;
+
+namespace {
+
+class NoDesktop final : public Desktop
+{
+public:
+    int runAlert(const Alert &) override { return 0; }
+    void reveal(const QString &) override {}
+    void copyText(const QString &) override {}
+};
+
+qint64 now()
+{
+    return std::chrono::duration_cast<std::chrono::nanoseconds>(
+               std::chrono::steady_clock::now().time_since_epoch())
+        .count();
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    const QCoreApplication application(argc, argv);
+    const QStringList arguments = application.arguments();
+    if (arguments.size() != 3) {
+        std::fputs("usage: bench_start CHILD WORK\n", stderr);
+        return 2;
+    }
+    const QString root = arguments.at(2) + QStringLiteral("/root");
+    Files::remove(arguments.at(2));
+
+    // What a whole setup leaves on the disk.
+    const ProjectInfo info;
+    const EngineSpec spec = EngineManager::spec(info);
+    Platform platform = Platform::current(QCoreApplication::applicationDirPath());
+    platform.standardProgram = QStringLiteral("engine");
+    Files::createFolder(root + QStringLiteral("/Game/game-main"));
+    Files::writeAtomically(root + QStringLiteral("/Game/game-main/project.godot"),
+                           "config_version=5\n");
+    Files::createFolder(spec.folder(root));
+    QFile::copy(arguments.at(1), spec.folder(root) + QStringLiteral("/engine"));
+    Files::writeAtomically(root + QStringLiteral("/info.json"), info.toJson());
+    Files::writeAtomically(
+        root + QStringLiteral("/imported-") + spec.tag() + QStringLiteral(".txt"), "ok");
+
+    AppModelParts parts;
+    parts.storageRoot = root;
+    parts.temporaryFolder = arguments.at(2) + QStringLiteral("/temporary");
+    parts.settings = std::make_unique<QSettings>(arguments.at(2) + QStringLiteral("/settings.ini"),
+                                                 QSettings::IniFormat);
+    parts.codeHost = QUrl(QStringLiteral("http://127.0.0.1:9"));
+    parts.platform = platform;
+    parts.desktop = std::make_shared<NoDesktop>();
+    parts.clock = std::make_shared<SteadyClock>();
+    AppModel model(std::move(parts));
+    if (model.state() != AppState::ready()) {
+        std::fputs("the model is not ready\n", stderr);
+        return 1;
+    }
+
+    std::vector<double> times;
+    for (int i = 0; i < 4 * Measure::runs; ++i) {
+        model.log.setLines({});
+        QEventLoop loop;
+        QObject::connect(&model, &AppModel::workChanged, &loop, [&] {
+            if (!model.work()) {
+                loop.quit();
+            }
+        });
+        const qint64 pressed = now();
+        model.startWork(true);
+        loop.exec();
+        const QStringList lines = model.log.lines();
+        const qint64 began = lines.isEmpty() ? 0 : lines.last().toLongLong();
+        if (began < pressed) {
+            std::fprintf(stderr, "the engine did not run:\n%s\n",
+                         qUtf8Printable(lines.join(u'\n')));
+            return 1;
+        }
+        times.push_back(static_cast<double>(began - pressed) / 1e6);
+    }
+    Files::remove(arguments.at(2));
+    Measure::printLimit("from Play to the engine's first instruction", Measure::median(times), "ms",
+                        20);
+    return 0;
+}
