@@ -25,7 +25,7 @@ public:
     void cancelTask();
 
 private:
-    std::mutex lock_; // guards task_
+    std::mutex lock_;                // guards task_
     std::shared_ptr<Transfer> task_; // kept after completion
     Progress onProgress_;
 };

@@ -1,42 +1,42 @@
 #pragma once
 
-#include "services/Continuation.h"
+#include "services/TransferOptions.h"
+#include "services/TransferResult.h"
 
-#include <QByteArray>
 #include <QCoroTask>
 #include <QString>
 #include <QUrl>
 
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <stop_token>
 
 namespace brindle {
 
-/// What a finished transfer tells about the answer. `body` is filled by memory transfers only.
-struct TransferResult {
-    int status = 0; ///< HTTP status of the last answer
-    QString host; ///< host that finally answered, after redirects; may be empty
-    QByteArray body;
-};
+class TransferJob;
 
 /// One HTTP(S) GET with libcurl on a worker thread of its own, which is its serial event queue.
 ///
-/// Follows redirects, never from https to http. 60 seconds without a byte are a time-out. A body
-/// shorter than announced is a failure. Uses the system's proxy settings. Memory stays flat.
+/// Follows up to 20 redirects, never from https to http. 60 seconds without a byte are a time-out,
+/// however long the whole takes. A body shorter than announced is a failure, as is one in a
+/// content encoding; of one that is longer, the announced length counts. Uses the system's proxy
+/// settings. Memory stays flat. The object may be dropped while `run` is under way, which goes on.
 class Transfer
 {
 public:
     /// Bytes so far, bytes expected (negative when the server sent no length), bytes per second.
-    /// Called on the transfer's own thread, never under a lock.
+    /// Called on the transfer's own thread, never under a lock, and not after `run` has ended.
     using Progress = std::function<void(qint64 written, qint64 expected, double rate)>;
 
     /// Prepares a transfer into the file `file`, which is created or overwritten as the bytes
-    /// arrive. Only the body of a final answer with status 200 is written.
-    static std::shared_ptr<Transfer> toFile(QUrl url, QString file, Progress onProgress);
+    /// arrive and synced to the disk in the end. Only the body of a final answer with status 200
+    /// is written; other bodies are not even received. After a failure a part of it may be there.
+    static std::shared_ptr<Transfer> toFile(QUrl url, QString file, Progress onProgress,
+                                            TransferOptions options = {});
 
     /// Prepares a transfer into memory; a body over `limit` bytes is a failure.
-    static std::shared_ptr<Transfer> toMemory(QUrl url, qint64 limit);
+    static std::shared_ptr<Transfer> toMemory(QUrl url, qint64 limit, TransferOptions options = {});
 
     ~Transfer();
 
@@ -46,13 +46,16 @@ public:
     QCoro::Task<TransferResult> run(std::stop_token stop);
 
     /// Ends the transfer at once, even while the server is silent or a name look-up hangs. Any
-    /// thread; no effect before `run` has been called is lost, and none after the end.
+    /// thread; none before `run` has been called is lost, and none after the end has an effect.
+    /// The file is not created any more once `run` has thrown.
     void cancel();
 
+    /// Bytes per second, by at least a millisecond. Pure; any thread.
+    static double rate(qint64 written, std::chrono::duration<double> elapsed);
+
 private:
-    class Impl;
-    explicit Transfer(std::shared_ptr<Impl> impl);
-    std::shared_ptr<Impl> impl_;
+    explicit Transfer(std::shared_ptr<TransferJob> job);
+    std::shared_ptr<TransferJob> job_;
 };
 
 } // namespace brindle

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+
+#include <string_view>
+
+namespace brindle {
+
+/// A file being written, every step of it checked: what can't be stored is an error, never a file
+/// that is too short. Blocks: worker threads only. Everything throws SystemError naming the file.
+class OutputFile
+{
+public:
+    OutputFile() = default;
+    OutputFile(const OutputFile &) = delete;
+    OutputFile &operator=(const OutputFile &) = delete;
+    ~OutputFile() { abandon(); }
+
+    /// Creates the file or empties it. A link in its place is not followed.
+    void open(const QString &path);
+    /// Appends all of `bytes`.
+    void write(std::string_view bytes);
+    /// Waits until the bytes are on the disk, then closes.
+    void finish();
+    /// Closes without a check when open, for ways out that throw the file away. Never throws.
+    void abandon() noexcept;
+
+private:
+    [[noreturn]] void fail(int errorNumber) const;
+
+    QString path_;
+    int descriptor_ = -1;
+};
+
+} // namespace brindle

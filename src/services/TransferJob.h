@@ -1,0 +1,99 @@
+#pragma once
+
+#include "services/Continuation.h"
+#include "services/OutputFile.h"
+#include "services/TransferOptions.h"
+#include "services/TransferResult.h"
+
+#include <QUrl>
+
+#include <curl/curl.h>
+
+#include <atomic>
+#include <chrono>
+#include <exception>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+
+namespace brindle {
+
+/// The work of one `Transfer`: what runs on its thread, and what other threads may do to it.
+class TransferJob : public std::enable_shared_from_this<TransferJob>
+{
+public:
+    using Progress = std::function<void(qint64 written, qint64 expected, double rate)>;
+
+    /// The body goes to `file`, or into memory up to `memoryLimit` bytes when `file` is empty.
+    TransferJob(QUrl url, QString file, qint64 memoryLimit, Progress onProgress,
+                TransferOptions options);
+
+    /// Starts the thread, unless cancelled already. Call once.
+    void start();
+
+    /// Delivers the cancellation to whoever awaits `result` and has the thread end. Any thread.
+    void cancel();
+
+    /// Where the result arrives. Once it has, no progress call runs or will, and the file is
+    /// neither created nor, save for what a cancelled write still had in hand, written.
+    const Continuation<TransferResult> &result() const { return result_; }
+
+private:
+    using Clock = std::chrono::steady_clock;
+    struct Hop;
+
+    // What the thread is at, as far as a cancellation must know.
+    enum class State {
+        free, // a cancellation may be delivered at once
+        busy, // calls back or creates the file: the thread delivers a cancellation after that
+        cancelled,
+    };
+
+    void work();
+    TransferResult perform();
+    Hop request(const QUrl &url);
+    void prepare(const QUrl &url);
+    CURLcode drive();
+    void checkCancelled() const;
+    bool enterBusy();
+    bool leaveBusy();
+
+    // libcurl's callbacks; false ends the request.
+    static size_t onHeader(char *bytes, size_t size, size_t count, void *job) noexcept;
+    static size_t onBody(char *bytes, size_t size, size_t count, void *job) noexcept;
+    bool header(std::string_view line);
+    bool headersEnd();
+    bool body(std::string_view bytes);
+    void checkCodings();
+    void openFile();
+    void flush();
+    void report();
+
+    const QUrl url_;
+    const QString file_;
+    const qint64 memoryLimit_;
+    const TransferOptions options_;
+    const Continuation<TransferResult> result_;
+    std::atomic<State> state_ = State::free;
+
+    std::mutex wakeLock_; // guards multi_ between its thread and those that wake it
+    CURLM *multi_ = nullptr;
+
+    // The rest belongs to the transfer's thread.
+    Progress onProgress_;
+    CURL *easy_ = nullptr;
+    char errorText_[CURL_ERROR_SIZE] = {};
+    std::exception_ptr error_; // thrown by a callback
+    Clock::time_point started_;
+    Clock::time_point lastByte_;
+    qint64 headerBytes_ = 0;
+    bool headersDone_ = false; // of a final answer
+    bool answered_ = false;    // the status is all that is wanted
+    OutputFile output_;
+    std::string pending_; // arrived, not yet written
+    qint64 written_ = 0;
+    QByteArray body_;
+};
+
+} // namespace brindle
