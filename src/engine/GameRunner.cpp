@@ -1,89 +1,111 @@
 #include "engine/GameRunner.h"
 
+#include <utility>
+
 namespace brindle {
+
+/// From the making of a process until it has ended, whichever way.
+class GameRunner::Run
+{
+public:
+    Run(std::shared_ptr<State> state, std::shared_ptr<ManagedProcess> process)
+        : state_(std::move(state))
+    {
+        state_->userStopped = false;
+        state_->killScheduled = false;
+        state_->ended = std::stop_source();
+        state_->current = std::move(process);
+        ended_ = state_->ended;
+    }
+    Run(const Run &) = delete;
+    Run &operator=(const Run &) = delete;
+
+    ~Run()
+    {
+        state_->current.reset();
+        ended_.request_stop();
+    }
+
+    std::stop_token ended() const { return ended_.get_token(); }
+
+private:
+    std::shared_ptr<State> state_;
+    std::stop_source ended_;
+};
 
 namespace {
 
-/// Reports a game that has stayed open; forgotten without effect once `stop` is requested.
 QCoro::Task<> watch(std::shared_ptr<Clock> clock, std::shared_ptr<ManagedProcess> process,
-                    std::function<void()> onStayedOpen, std::stop_token stop)
+                    std::function<void()> onStayedOpen, std::stop_token ended)
 {
-    auto sleeping = clock->sleep(GameRunner::stayedOpenAfter, stop);
-    const bool passed = co_await sleeping;
-    if (passed && !stop.stop_requested() && process->isRunning()) {
+    const bool passed = co_await clock->sleep(GameRunner::stayedOpenAfter, ended);
+    if (passed && !ended.stop_requested() && process->isRunning() && onStayedOpen) {
         onStayedOpen();
     }
 }
 
-QCoro::Task<> killIfStillRunning(std::shared_ptr<Clock> clock,
-                                 std::shared_ptr<ManagedProcess> process)
+QCoro::Task<> killLater(std::shared_ptr<Clock> clock, std::shared_ptr<ManagedProcess> process,
+                        std::stop_token ended)
 {
-    auto sleeping = clock->sleep(GameRunner::killAfter, std::stop_token());
-    co_await sleeping;
-    process->kill(); // no effect on one that has ended
+    const bool passed = co_await clock->sleep(GameRunner::killAfter, ended);
+    if (passed) {
+        process->kill(); // nothing happens if it has ended
+    }
 }
 
 } // namespace
 
-GameRunner::GameRunner(std::shared_ptr<Clock> clock) : clock_(std::move(clock)) {}
+GameRunner::GameRunner(std::shared_ptr<Clock> clock) : state_(std::make_shared<State>())
+{
+    state_->clock = std::move(clock);
+}
 
 QCoro::Task<qint32> GameRunner::runImport(QString engine, QString project, LineCallback onLine)
 {
-    userStopped_ = false;
     const QStringList arguments{QStringLiteral("--headless"), QStringLiteral("--import"),
                                 QStringLiteral("--path"), project, QStringLiteral("--quit")};
-    const auto process = std::make_shared<ManagedProcess>(engine, arguments, std::move(onLine));
-    current_ = process;
-    std::exception_ptr error;
-    qint32 status = 0;
-    try {
-        auto running = process->run();
-        status = co_await running;
-    } catch (...) {
-        error = std::current_exception();
-    }
-    current_.reset();
-    if (error) {
-        std::rethrow_exception(error);
-    }
-    co_return status;
+    return importRun(state_,
+                     std::make_shared<ManagedProcess>(engine, arguments, std::move(onLine)));
 }
 
-QCoro::Task<PlayResult> GameRunner::play(QString engine, QStringList arguments,
-                                         LineCallback onLine, std::function<void()> onStayedOpen)
+QCoro::Task<PlayResult> GameRunner::play(QString engine, QStringList arguments, LineCallback onLine,
+                                         std::function<void()> onStayedOpen)
 {
-    userStopped_ = false;
-    const auto process = std::make_shared<ManagedProcess>(engine, arguments, std::move(onLine));
-    current_ = process;
-    const auto started = clock_->now();
-    std::stop_source watcherStop;
-    std::exception_ptr error;
-    PlayResult result;
-    try {
-        // Started before the watcher, which asks whether the process runs.
-        auto running = process->run();
-        watch(clock_, process, std::move(onStayedOpen), watcherStop.get_token());
-        result.exitCode = co_await running;
-    } catch (...) {
-        error = std::current_exception();
-    }
-    result.seconds = (clock_->now() - started).count();
-    result.userStopped = userStopped_;
-    current_.reset();
-    watcherStop.request_stop();
-    if (error) {
-        std::rethrow_exception(error);
-    }
-    co_return result;
+    return playRun(state_, std::make_shared<ManagedProcess>(engine, arguments, std::move(onLine)),
+                   std::move(onStayedOpen));
 }
 
 void GameRunner::stop()
 {
-    userStopped_ = true;
-    if (current_ && current_->isRunning()) {
-        current_->terminate();
-        killIfStillRunning(clock_, current_);
+    state_->userStopped = true;
+    const auto process = state_->current;
+    if (!process || !process->isRunning()) {
+        return;
     }
+    process->terminate();
+    if (!std::exchange(state_->killScheduled, true)) {
+        killLater(state_->clock, process, state_->ended.get_token());
+    }
+}
+
+QCoro::Task<qint32> GameRunner::importRun(std::shared_ptr<State> state,
+                                          std::shared_ptr<ManagedProcess> process)
+{
+    const Run run(state, process);
+    const qint32 status = co_await process->run();
+    co_return status;
+}
+
+QCoro::Task<PlayResult> GameRunner::playRun(std::shared_ptr<State> state,
+                                            std::shared_ptr<ManagedProcess> process,
+                                            std::function<void()> onStayedOpen)
+{
+    const Run run(state, process);
+    const Clock::Duration start = state->clock->now();
+    watch(state->clock, process, std::move(onStayedOpen), run.ended());
+    const qint32 status = co_await process->run();
+    const Clock::Duration end = state->clock->now();
+    co_return PlayResult{(end - start).count(), status, state->userStopped};
 }
 
 } // namespace brindle

@@ -8,6 +8,7 @@
 
 #include <functional>
 #include <memory>
+#include <stop_token>
 
 namespace brindle {
 
@@ -38,14 +39,29 @@ public:
     /// ended `killAfter` later is killed with everything it started. Does not wait.
     void stop();
 
-    bool userStopped() const { return userStopped_; }
+    bool userStopped() const { return state_->userStopped; }
     /// The engine process that is running now; null otherwise.
-    std::shared_ptr<ManagedProcess> current() const { return current_; }
+    std::shared_ptr<ManagedProcess> current() const { return state_->current; }
 
 private:
-    std::shared_ptr<Clock> clock_;
-    std::shared_ptr<ManagedProcess> current_;
-    bool userStopped_ = false;
+    /// Shared with the coroutines of a run, which may outlive the runner.
+    struct State
+    {
+        std::shared_ptr<Clock> clock;
+        std::shared_ptr<ManagedProcess> current;
+        bool userStopped = false;
+        std::stop_source ended; ///< of the current run; stops the waits that belong to it
+        bool killScheduled = false;
+    };
+    class Run;
+
+    static QCoro::Task<qint32> importRun(std::shared_ptr<State> state,
+                                         std::shared_ptr<ManagedProcess> process);
+    static QCoro::Task<PlayResult> playRun(std::shared_ptr<State> state,
+                                           std::shared_ptr<ManagedProcess> process,
+                                           std::function<void()> onStayedOpen);
+
+    std::shared_ptr<State> state_;
 };
 
 } // namespace brindle

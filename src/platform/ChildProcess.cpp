@@ -4,52 +4,62 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#ifdef Q_OS_LINUX
-#include <linux/close_range.h>
-#include <sys/syscall.h>
-#endif
-
 namespace brindle {
 
 namespace {
 
-constexpr unsigned firstOwnDescriptor = 3;
+constexpr int firstPrivateDescriptor = 3;
 
-/// Not closed but marked: whoever forked may still have to report a failing exec through a
-/// descriptor of its own.
-void closeDescriptorsOnExec()
+/// Marked rather than closed: whoever started the child may use a pipe of its own up to exec to
+/// hear whether that worked.
+void markDescriptors()
 {
 #ifdef Q_OS_LINUX
-    if (syscall(SYS_close_range, firstOwnDescriptor, ~0U, CLOSE_RANGE_CLOEXEC) == 0) {
+    // https://man7.org/linux/man-pages/man2/close_range.2.html; the flag needs Linux 5.11.
+    if (::close_range(firstPrivateDescriptor, ~0U, CLOSE_RANGE_CLOEXEC) == 0) {
         return;
     }
 #endif
-    const long most = sysconf(_SC_OPEN_MAX);
-    for (int descriptor = firstOwnDescriptor; descriptor < most; ++descriptor) {
-        const int flags = fcntl(descriptor, F_GETFD);
+    const int end = ::getdtablesize();
+    for (int descriptor = firstPrivateDescriptor; descriptor < end; ++descriptor) {
+        const int flags = ::fcntl(descriptor, F_GETFD);
         if (flags >= 0) {
-            fcntl(descriptor, F_SETFD, flags | FD_CLOEXEC);
+            ::fcntl(descriptor, F_SETFD, flags | FD_CLOEXEC);
         }
     }
+}
+
+/// 0 and -1 address the caller's own group and every process there is.
+bool isOneProcess(qint64 pid)
+{
+    return pid > 1;
 }
 
 } // namespace
 
 void ChildProcess::prepare()
 {
-    closeDescriptorsOnExec();
-    setpgid(0, 0);
-    signal(SIGPIPE, SIG_IGN);
+    markDescriptors();
+    ::setpgid(0, 0);
+
+    // Both outlive exec, as handlers do not: an ignored signal stays ignored, a blocked one stays
+    // blocked, and the thread that forks may block what the child must hear.
+    struct sigaction ignore = {};
+    ignore.sa_handler = SIG_IGN;
+    ::sigaction(SIGPIPE, &ignore, nullptr);
+    sigset_t none;
+    ::sigemptyset(&none);
+    ::sigprocmask(SIG_SETMASK, &none, nullptr);
 }
 
 bool ChildProcess::terminate(qint64 pid)
 {
-    return pid > 0 && ::kill(static_cast<pid_t>(pid), SIGTERM) == 0;
+    return isOneProcess(pid) && ::kill(static_cast<pid_t>(pid), SIGTERM) == 0;
 }
 
 bool ChildProcess::killGroup(qint64 pid)
 {
-    return pid > 0 && ::kill(-static_cast<pid_t>(pid), SIGKILL) == 0;
+    return isOneProcess(pid) && ::kill(-static_cast<pid_t>(pid), SIGKILL) == 0;
 }
 
 } // namespace brindle

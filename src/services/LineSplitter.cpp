@@ -1,71 +1,89 @@
 #include "services/LineSplitter.h"
 
+#include <cstring>
+
 namespace brindle {
 
 namespace {
 
-/// The last place at or before `limit` that is not inside a UTF-8 sequence; `limit` itself when
-/// the bytes are no UTF-8.
-qsizetype characterBorder(const QByteArray &bytes, qsizetype limit)
+constexpr qsizetype longestCharacter = 4;
+
+bool isContinuation(char byte)
 {
-    constexpr qsizetype longestSequence = 4;
-    for (qsizetype cut = limit; cut > 0 && cut > limit - longestSequence; --cut) {
-        const auto byte = static_cast<unsigned char>(bytes.at(cut));
-        if ((byte & 0xC0U) != 0x80U) {
-            return cut;
-        }
-    }
-    return limit;
+    return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80U;
 }
 
 } // namespace
 
-QStringList LineSplitter::consume(const QByteArray &bytes)
+LineSplitter::LineSplitter(qsizetype limit) : limit_(limit)
 {
-    QStringList lines;
-    qsizetype start = 0;
-    for (;;) {
-        const qsizetype end = bytes.indexOf('\n', start);
-        if (end < 0) {
-            break;
-        }
-        if (rest_.isEmpty() && end - start <= maxLineBytes_) {
-            lines << QString::fromUtf8(bytes.constData() + start, end - start);
+    Q_ASSERT(limit >= longestCharacter);
+}
+
+void LineSplitter::feed(QByteArrayView bytes, const Line &line)
+{
+    while (!bytes.isEmpty()) {
+        const auto *end = static_cast<const char *>(
+            std::memchr(bytes.data(), '\n', static_cast<size_t>(bytes.size())));
+        const QByteArrayView part = end ? bytes.first(end - bytes.data()) : bytes;
+        bytes = bytes.sliced(end ? part.size() + 1 : part.size());
+
+        if (end && unfinished_.isEmpty()) {
+            // Nearly every line: decoded where it lies.
+            line(decoded(handOnPieces(part, line)));
         } else {
-            rest_.append(bytes.constData() + start, end - start);
-            cutLongLine(lines);
-            lines << QString::fromUtf8(rest_);
-            rest_.clear();
+            unfinished_.append(part);
+            const QByteArrayView rest = handOnPieces(unfinished_, line);
+            if (end) {
+                line(decoded(rest));
+                unfinished_.resize(0);
+            } else if (rest.size() < unfinished_.size()) {
+                unfinished_ = rest.toByteArray();
+            }
         }
-        start = end + 1;
     }
-    rest_.append(bytes.constData() + start, bytes.size() - start);
-    cutLongLine(lines);
-    return lines;
 }
 
-QStringList LineSplitter::flush()
+void LineSplitter::flush(const Line &line)
 {
-    QStringList lines;
-    if (!rest_.isEmpty()) {
-        lines << QString::fromUtf8(rest_);
-        rest_.clear();
+    if (!unfinished_.isEmpty()) {
+        line(decoded(unfinished_));
+        unfinished_.clear();
     }
-    return lines;
 }
 
-/// Passes on what exceeds the limit, so that a line without an end does not grow without bound.
-void LineSplitter::cutLongLine(QStringList &lines)
+/// Hands on all but the last piece, which it returns: what follows may belong to it.
+QByteArrayView LineSplitter::handOnPieces(QByteArrayView bytes, const Line &line) const
 {
-    qsizetype start = 0;
-    while (rest_.size() - start > maxLineBytes_) {
-        const QByteArray window =
-                QByteArray::fromRawData(rest_.constData() + start, rest_.size() - start);
-        const qsizetype cut = characterBorder(window, maxLineBytes_);
-        lines << QString::fromUtf8(window.constData(), cut);
-        start += cut;
+    while (bytes.size() > limit_) {
+        const qsizetype end = pieceEnd(bytes);
+        line(decoded(bytes.first(end)));
+        bytes = bytes.sliced(end);
     }
-    rest_.remove(0, start);
+    return bytes;
+}
+
+/// Where to cut bytes that are longer than a piece: before the character that the limit falls
+/// into, or at the limit where there is no such thing as a character.
+qsizetype LineSplitter::pieceEnd(QByteArrayView bytes) const
+{
+    for (qsizetype end = limit_; end > limit_ - longestCharacter; --end) {
+        if (!isContinuation(bytes[end])) {
+            return end;
+        }
+    }
+    return limit_;
+}
+
+QString LineSplitter::decoded(QByteArrayView bytes)
+{
+    // Qt takes a byte order mark at the start for an encoding hint and drops it.
+    constexpr QByteArrayView mark("\xEF\xBB\xBF");
+    QString text = QString::fromUtf8(bytes);
+    if (bytes.startsWith(mark)) {
+        text.prepend(QChar(QChar::ByteOrderMark));
+    }
+    return text;
 }
 
 } // namespace brindle

@@ -1,29 +1,39 @@
 #pragma once
 
 #include <QByteArray>
-#include <QStringList>
+#include <QString>
+
+#include <functional>
 
 namespace brindle {
 
-/// Cuts a byte stream into lines. Only the line feed ends a line and is removed; decoding happens
-/// on whole lines, with repair, so that characters split across reads come out whole. A line
-/// longer than the limit comes out in pieces, cut between characters where there is a place.
+/// Cuts a stream of bytes into lines of text.
+///
+/// Only a line feed ends a line; it is taken away, a carriage return before it stays. Invalid
+/// UTF-8 is repaired, never rejected. A line longer than `limit` is handed on in pieces of at most
+/// that size as it arrives, cut between two characters, so that memory stays flat whatever comes.
 /// One thread at a time.
 class LineSplitter
 {
 public:
-    explicit LineSplitter(qsizetype maxLineBytes) : maxLineBytes_(maxLineBytes) {}
+    using Line = std::function<void(QString)>;
 
-    /// The lines that these bytes complete, in order.
-    QStringList consume(const QByteArray &bytes);
-    /// What is left without a line feed, if anything; the splitter is empty afterwards.
-    QStringList flush();
+    /// @param limit bytes that a piece may have, at least 4 (one character).
+    explicit LineSplitter(qsizetype limit);
+
+    /// Takes the next bytes and hands on what they complete, in order.
+    void feed(QByteArrayView bytes, const Line &line);
+
+    /// Hands on a last line that had no line feed, if there is one.
+    void flush(const Line &line);
 
 private:
-    void cutLongLine(QStringList &lines);
+    QByteArrayView handOnPieces(QByteArrayView bytes, const Line &line) const;
+    qsizetype pieceEnd(QByteArrayView bytes) const;
+    static QString decoded(QByteArrayView bytes);
 
-    qsizetype maxLineBytes_;
-    QByteArray rest_; // what came after the last line feed
+    qsizetype limit_;
+    QByteArray unfinished_; // at most `limit_` bytes, no line feed
 };
 
 } // namespace brindle

@@ -3,152 +3,260 @@
 #include "platform/ChildProcess.h"
 #include "services/Continuation.h"
 #include "services/LineSplitter.h"
+#include "services/ReaderThreads.h"
 #include "services/SystemError.h"
 
+#include <QEventLoop>
 #include <QProcess>
-#include <QThread>
 
 #include <mutex>
+#include <utility>
 
 namespace brindle {
 
-/// Shared with the reader thread, so that dropping the ManagedProcess never waits for the child.
-class ManagedProcess::Impl
+namespace {
+
+/// A QProcess that can be let go while its child runs; the destructor would kill the child.
+class Child final : public QProcess
 {
 public:
-    enum class Phase { created, launching, running, ended };
+    void letGo() { setProcessState(NotRunning); }
+};
+
+/// What the system said, without the name of the call that said it.
+SystemError launchError(const QString &executable, const QString &text)
+{
+    return SystemError(
+        QStringLiteral("%1: %2").arg(executable, text.section(QStringLiteral(": "), -1)));
+}
+
+} // namespace
+
+/// Shared by the object, the awaiting coroutine and the reader thread, so that the object may be
+/// dropped at any time.
+class ManagedProcess::Impl : public std::enable_shared_from_this<Impl>
+{
+public:
+    enum class Request { terminate, kill };
 
     Impl(QString executable, QStringList arguments, LineCallback onLine)
         : executable_(std::move(executable))
         , arguments_(std::move(arguments))
         , onLine_(std::move(onLine))
-        , splitter_(maxLineBytes)
-    {
-    }
+    {}
 
-    /// The reader thread: owns the QProcess from start to end.
-    void runChild();
-    void launched(qint64 pid);
-    void request(bool &request, bool (*act)(qint64));
-
-    Continuation<qint32> ended;
-    std::mutex lock; // guards the fields down to the blank line
-    Phase phase = Phase::created;
-    qint64 pid = 0;
-    bool wantsTerminate = false;
-    bool wantsKill = false;
+    static QCoro::Task<qint32> run(std::shared_ptr<Impl> self);
+    bool isRunning() const;
+    void request(Request request);
 
 private:
-    void setEnded();
-    void deliver(const QStringList &lines) const;
+    enum class Phase { created, running, ended };
 
-    QString executable_;
-    QStringList arguments_;
-    LineCallback onLine_;
-    LineSplitter splitter_; // reader thread only
+    /// How the reader left its loop.
+    struct Outcome
+    {
+        bool failed = false;
+        bool ended = false;
+        QString error;
+        qint32 status = 0;
+    };
+
+    static void readToEnd(std::shared_ptr<Impl> self);
+    Outcome read();
+    void prepare(Child &child) const;
+    void sendRequests(const Child &child);
+    void leaveRunning(Child &child);
+    void setEnded();
+
+    const QString executable_;
+    const QStringList arguments_;
+    const LineCallback onLine_;
+    const Continuation<qint32> ended_;
+
+    mutable std::mutex lock_; // guards the fields below
+    Phase phase_ = Phase::created;
+    Child *child_ = nullptr; // lives on the reader thread; set while it can serve requests
+    bool wantsTerminate_ = false;
+    bool wantsKill_ = false;
 };
 
-void ManagedProcess::Impl::runChild()
+QCoro::Task<qint32> ManagedProcess::Impl::run(std::shared_ptr<Impl> self)
 {
-    QProcess process;
-    process.setProcessChannelMode(QProcess::MergedChannels);
-    process.setInputChannelMode(QProcess::ForwardedInputChannel);
-    process.setChildProcessModifier(&ChildProcess::prepare);
-    process.start(executable_, arguments_, QIODevice::ReadOnly);
-    if (!process.waitForStarted(-1)) {
-        const SystemError error(executable_ + QStringLiteral(": ") + process.errorString());
-        setEnded();
-        ended.fail(std::make_exception_ptr(error));
+    {
+        const std::lock_guard guard(self->lock_);
+        Q_ASSERT(self->phase_ == Phase::created);
+        self->phase_ = Phase::running;
+    }
+    ReaderThreads::start([self] { readToEnd(self); });
+    const qint32 status = co_await self->ended_;
+    co_return status;
+}
+
+bool ManagedProcess::Impl::isRunning() const
+{
+    const std::lock_guard guard(lock_);
+    return phase_ == Phase::running;
+}
+
+/// Signals are sent on the reader thread only, which is also the one that reaps the child: so a
+/// process number is never used after it has been given to someone else.
+void ManagedProcess::Impl::request(Request request)
+{
+    const std::lock_guard guard(lock_);
+    if (phase_ != Phase::running) {
         return;
     }
-    launched(process.processId());
+    (request == Request::kill ? wantsKill_ : wantsTerminate_) = true;
+    if (child_) {
+        QMetaObject::invokeMethod(
+            child_, [this, child = child_] { sendRequests(*child); }, Qt::QueuedConnection);
+    }
+}
 
-    // Each wait takes over what is in the pipe now, so the pipe's size bounds what waits here and
-    // a child that prints faster than we read is held up by it. The end of the child ends the
-    // waiting, whoever else still holds the pipe.
-    while (process.state() != QProcess::NotRunning) {
-        if (!process.waitForReadyRead(-1) && process.state() != QProcess::NotRunning) {
-            process.waitForFinished(-1); // it has closed its output and goes on
+void ManagedProcess::Impl::readToEnd(std::shared_ptr<Impl> self)
+{
+    const Outcome outcome = self->read();
+    if (!outcome.failed && !outcome.ended) {
+        ReaderThreads::keep(std::move(self));
+        return;
+    }
+    // The callback, and all that it holds, is to go where the awaiting code is, not here.
+    const auto ended = self->ended_;
+    const auto failure =
+        outcome.failed ? std::make_exception_ptr(launchError(self->executable_, outcome.error))
+                       : nullptr;
+    self.reset();
+    if (failure) {
+        ended.fail(failure);
+    } else {
+        ended.resume(outcome.status);
+    }
+}
+
+ManagedProcess::Impl::Outcome ManagedProcess::Impl::read()
+{
+    Outcome outcome;
+    QEventLoop loop;
+    Child child;
+    LineSplitter lines(maxLineBytes);
+    prepare(child);
+
+    // What is there, whole lines or not: looking for a line first would go over an endless one
+    // again and again.
+    const auto deliver = [&] { lines.feed(child.readAll(), onLine_); };
+    QObject::connect(&child, &QProcess::started, &child, [&] { sendRequests(child); });
+    QObject::connect(&child, &QProcess::readyRead, &child, deliver);
+    QObject::connect(&child, &QProcess::errorOccurred, &child, [&](QProcess::ProcessError error) {
+        if (error == QProcess::FailedToStart) {
+            setEnded();
+            outcome.failed = true;
+            outcome.error = child.errorString();
+            loop.quit();
         }
-        deliver(splitter_.consume(process.readAll()));
+    });
+    QObject::connect(&child, &QProcess::finished, &child, [&](int code) {
+        setEnded();
+        // QProcess has read all that was in the pipe when the child was found dead. The pipe's
+        // end is not waited for: another process may hold it open for as long as it likes.
+        deliver();
+        lines.flush(onLine_);
+        outcome.ended = true;
+        outcome.status = code; // after a crash, the signal's number
+        loop.quit();
+    });
+
+    {
+        const std::lock_guard guard(lock_);
+        child_ = &child;
     }
-    deliver(splitter_.consume(process.readAll()));
-    deliver(splitter_.flush());
-    setEnded();
-    // For a child that died of a signal QProcess reports the signal's number.
-    ended.resume(process.exitCode());
+    child.start(QIODevice::ReadOnly);
+    if (!outcome.failed) {
+        loop.exec();
+    }
+    if (!outcome.failed && !outcome.ended) {
+        leaveRunning(child);
+    }
+    return outcome;
 }
 
-void ManagedProcess::Impl::launched(qint64 childPid)
+void ManagedProcess::Impl::prepare(Child &child) const
 {
-    const std::lock_guard guard(lock);
-    pid = childPid;
-    phase = Phase::running;
-    if (wantsKill) {
-        ChildProcess::killGroup(pid);
-    } else if (wantsTerminate) {
-        ChildProcess::terminate(pid);
+    child.setProgram(executable_);
+    child.setArguments(arguments_);
+    child.setProcessChannelMode(QProcess::MergedChannels);
+    child.setInputChannelMode(QProcess::ForwardedInputChannel);
+    child.setChildProcessModifier(ChildProcess::prepare);
+}
+
+/// Reader thread. Before `started`, the child may still run our own signal handlers; requests wait
+/// until then.
+void ManagedProcess::Impl::sendRequests(const Child &child)
+{
+    if (child.state() != QProcess::Running) {
+        return;
+    }
+    bool terminates = false;
+    bool kills = false;
+    {
+        const std::lock_guard guard(lock_);
+        terminates = std::exchange(wantsTerminate_, false);
+        kills = std::exchange(wantsKill_, false);
+    }
+    if (terminates) {
+        ChildProcess::terminate(child.processId());
+    }
+    if (kills) {
+        ChildProcess::killGroup(child.processId());
     }
 }
 
-void ManagedProcess::Impl::request(bool &request, bool (*act)(qint64))
+/// The program ends: what was asked of the child still reaches it, and it goes on without us.
+void ManagedProcess::Impl::leaveRunning(Child &child)
 {
-    const std::lock_guard guard(lock);
-    if (phase == Phase::launching) {
-        request = true;
-    } else if (phase == Phase::running) {
-        act(pid);
+    constexpr int launchMilliseconds = 300;
+    child.disconnect();
+    if (child.state() == QProcess::Starting) {
+        child.waitForStarted(launchMilliseconds);
     }
+    {
+        const std::lock_guard guard(lock_);
+        child_ = nullptr;
+    }
+    sendRequests(child);
+    child.letGo();
 }
 
 void ManagedProcess::Impl::setEnded()
 {
-    const std::lock_guard guard(lock);
-    phase = Phase::ended;
-}
-
-void ManagedProcess::Impl::deliver(const QStringList &lines) const
-{
-    for (const QString &line : lines) {
-        onLine_(line);
-    }
+    const std::lock_guard guard(lock_);
+    phase_ = Phase::ended;
+    child_ = nullptr;
 }
 
 ManagedProcess::ManagedProcess(QString executable, QStringList arguments, LineCallback onLine)
     : impl_(std::make_shared<Impl>(std::move(executable), std::move(arguments), std::move(onLine)))
-{
-}
+{}
 
 ManagedProcess::~ManagedProcess() = default;
 
 QCoro::Task<qint32> ManagedProcess::run()
 {
-    const auto impl = impl_; // the caller may drop this object while it waits
-    {
-        const std::lock_guard guard(impl->lock);
-        impl->phase = Impl::Phase::launching;
-    }
-    auto *const thread = QThread::create([impl] { impl->runChild(); });
-    QObject::connect(thread, &QThread::finished, thread, &QObject::deleteLater);
-    thread->start();
-    const qint32 status = co_await impl->ended;
-    co_return status;
+    return Impl::run(impl_);
 }
 
 bool ManagedProcess::isRunning() const
 {
-    const std::lock_guard guard(impl_->lock);
-    return impl_->phase == Impl::Phase::launching || impl_->phase == Impl::Phase::running;
+    return impl_->isRunning();
 }
 
 void ManagedProcess::terminate()
 {
-    impl_->request(impl_->wantsTerminate, &ChildProcess::terminate);
+    impl_->request(Impl::Request::terminate);
 }
 
 void ManagedProcess::kill()
 {
-    impl_->request(impl_->wantsKill, &ChildProcess::killGroup);
+    impl_->request(Impl::Request::kill);
 }
 
 } // namespace brindle
