@@ -1,0 +1,66 @@
+#pragma once
+
+#include "services/Error.h"
+#include "services/SetupError.h"
+#include "services/SystemError.h"
+#include "services/TransferError.h"
+
+#include "support/Await.h"
+
+#include <QCoroTask>
+
+#include <optional>
+
+namespace brindle {
+
+/// How a task ended: with a value or with one of the launcher's failures.
+template <typename T>
+struct Outcome
+{
+    std::optional<T> value;
+    std::optional<TransferError> transferError;
+    std::optional<SystemError> systemError;
+    std::optional<SetupError> setupError;
+
+    bool failedWith(TransferError::Code code) const
+    {
+        return transferError && transferError->code == code;
+    }
+    bool cancelled() const { return failedWith(TransferError::Code::cancelled); }
+
+    /// What went wrong, for messages of tests; empty for a value.
+    QString text() const
+    {
+        if (transferError) {
+            return transferError->description();
+        }
+        if (systemError) {
+            return systemError->description();
+        }
+        return setupError ? setupError->description() : QString();
+    }
+};
+
+template <typename T>
+auto outcomeOf(QCoro::Task<T> task)
+{
+    using Value = std::conditional_t<std::is_void_v<T>, bool, T>;
+    Outcome<Value> outcome;
+    try {
+        if constexpr (std::is_void_v<T>) {
+            await(std::move(task));
+            outcome.value = true;
+        } else {
+            outcome.value = await(std::move(task));
+        }
+    } catch (const TransferError &error) {
+        outcome.transferError = error;
+    } catch (const SystemError &error) {
+        outcome.systemError = error;
+    } catch (const SetupError &error) {
+        outcome.setupError = error;
+    }
+    return outcome;
+}
+
+} // namespace brindle
