@@ -1,1 +1,234 @@
 #include "engine/EngineManager.h"
+
+#include "project/CodeHost.h"
+#include "services/CancellationError.h"
+#include "services/Files.h"
+#include "services/ManagedProcess.h"
+#include "services/SetupError.h"
+#include "services/StagingFolder.h"
+#include "services/SystemError.h"
+#include "services/Text.h"
+#include "services/Tools.h"
+#include "services/Worker.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QRegularExpression>
+
+#include <openssl/evp.h>
+
+namespace brindle {
+
+namespace {
+
+constexpr qint64 mostChecksumBytes = 1024 * 1024;
+constexpr qint64 hashChunk = 4'194'304;
+constexpr int firstGodot4Format = 5;
+constexpr int statusOk = 200;
+
+/// The digest that a release's list gives for an archive; the last entry counts. Both forms of the
+/// usual tools are read: digest, two blanks, name, and digest, blank, asterisk, name.
+std::optional<QString> listedDigest(const QByteArray &list, const QString &zipName)
+{
+    static const QRegularExpression separators(QStringLiteral("[ *]"));
+    std::optional<QString> digest;
+    const QStringList lines = brindle::Text::splitAtNewlines(QString::fromUtf8(list));
+    for (const QString &line : lines) {
+        const QStringList pieces = line.split(separators, Qt::SkipEmptyParts);
+        if (pieces.size() >= 2 && pieces.at(1) == zipName) {
+            digest = pieces.at(0).toLower();
+        }
+    }
+    return digest;
+}
+
+} // namespace
+
+EngineManager::EngineManager(QUrl codeHost, QString storageRoot, QString temporaryFolder,
+                             Platform platform)
+    : codeHost_(std::move(codeHost))
+    , storageRoot_(std::move(storageRoot))
+    , temporaryFolder_(std::move(temporaryFolder))
+    , platform_(std::move(platform))
+{
+}
+
+EngineSpec EngineManager::spec(const ProjectInfo &info)
+{
+    if (info.configVersion < firstGodot4Format) {
+        throw SetupError(QStringLiteral("This game was made with Godot 3 (config_version %1). This "
+                                        "app only runs Godot 4 games.")
+                                 .arg(info.configVersion));
+    }
+    if (!info.godotVersion) {
+        throw SetupError(QStringLiteral("The game's project.godot does not say which Godot version "
+                                        "it needs."));
+    }
+    return {*info.godotVersion + QStringLiteral("-stable"), info.usesCSharp};
+}
+
+std::optional<QString> EngineManager::binary(const EngineSpec &spec) const
+{
+    if (!spec.isWellFormed()) {
+        return std::nullopt;
+    }
+    QString pattern = spec.mono ? platform_.monoProgram : platform_.standardProgram;
+    pattern.replace(QStringLiteral("{version}"), spec.version);
+    const QString first = pattern.section(QLatin1Char('/'), 0, 0);
+    const QString rest = pattern.mid(first.size());
+    const bool isWildcard = first.startsWith(QLatin1Char('*'));
+
+    const QString folder = spec.folder(storageRoot_);
+    for (const QString &name : Files::names(folder)) {
+        const bool matches = isWildcard ? name.endsWith(first.mid(1)) : name == first;
+        const QFileInfo candidate(folder + QLatin1Char('/') + name + rest);
+        if (matches && candidate.isFile() && candidate.isExecutable()) {
+            return candidate.filePath();
+        }
+    }
+    return std::nullopt;
+}
+
+QCoro::Task<QString> EngineManager::install(EngineSpec spec, Progress progress, Text status,
+                                            Text log, std::stop_token stop)
+{
+    const QString zipName = spec.zipName(platform_);
+    const QString base =
+            QStringLiteral("/godotengine/godot-builds/releases/download/%1/").arg(spec.version);
+    const auto archive = CodeHost::address(codeHost_, base + zipName);
+    const auto list = CodeHost::address(codeHost_, base + QStringLiteral("SHA512-SUMS.txt"));
+    if (!spec.isWellFormed() || !archive || !list) {
+        throw SetupError(QStringLiteral("Internal error: bad engine address."));
+    }
+
+    const auto fetch = Transfer::toMemory(*list, mostChecksumBytes);
+    auto fetching = fetch->run(stop);
+    const TransferResult answer = co_await fetching;
+    if (answer.status != statusOk) {
+        throw SetupError(QStringLiteral("Godot %1 was not found on the official download page "
+                                        "(status %2).")
+                                 .arg(spec.version)
+                                 .arg(answer.status));
+    }
+    const auto digest = listedDigest(answer.body, zipName);
+    if (!digest) {
+        throw SetupError(
+                QStringLiteral("The official checksum list has no entry for %1.").arg(zipName));
+    }
+
+    auto creating = StagingFolder::create(temporaryFolder_);
+    const StagingFolder staging = co_await creating;
+    std::exception_ptr error;
+    QString program;
+    try {
+        const QString zip = staging.path(QStringLiteral("godot.zip"));
+        auto installing = installArchive(spec, *archive, zip, *digest, std::move(progress),
+                                         std::move(status), std::move(log), stop);
+        program = co_await installing;
+    } catch (...) {
+        error = std::current_exception();
+    }
+    auto removing = staging.remove();
+    co_await removing;
+    if (error) {
+        std::rethrow_exception(error);
+    }
+    co_return program;
+}
+
+/// The part of an install that has something in the staging folder.
+QCoro::Task<QString> EngineManager::installArchive(EngineSpec spec, QUrl archive, QString zip,
+                                                   QString expectedDigest, Progress progress,
+                                                   Text status, Text log, std::stop_token stop)
+{
+    downloader.setOnProgress(std::move(progress));
+    auto downloading = downloader.download(archive, zip, stop);
+    co_await downloading;
+
+    checkCancellation(stop);
+    status(QStringLiteral("Checking the download"));
+    const auto hash = [zip, stop] { return sha512(zip, stop); };
+    auto hashing = runOnWorker(hash);
+    const QString digest = co_await hashing;
+    if (digest != expectedDigest) {
+        throw SetupError(QStringLiteral("The engine download did not match its official checksum, "
+                                        "so it was thrown away. Please try again."));
+    }
+    log(QStringLiteral("Checksum (SHA-512) matches the official list."));
+    status(QStringLiteral("Unpacking the engine"));
+
+    const QString folder = spec.folder(storageRoot_);
+    const auto removeOld = [folder] {
+        try {
+            Files::remove(folder);
+        } catch (const Error &) {
+            // What could not be removed is filled in place by the unpacking.
+        }
+    };
+    auto removing = runOnWorker(removeOld);
+    co_await removing;
+    auto unpacking = Tools::unzip(platform_.archiveTool, zip, folder, stop);
+    co_await unpacking;
+
+    log(QStringLiteral("Removing the macOS quarantine flag from the engine: it is a program "
+                       "downloaded from the internet, and without this macOS may block it or keep "
+                       "asking about it."));
+    auto clearing = clearQuarantine(folder);
+    co_await clearing;
+
+    const auto program = binary(spec);
+    if (!program) {
+        throw SetupError(QStringLiteral("The Godot engine was unpacked but its program was not "
+                                        "found inside."));
+    }
+    co_return *program;
+}
+
+/// Not checked: where the flag stays, the system asks the user instead.
+QCoro::Task<> EngineManager::clearQuarantine(QString folder) const
+{
+    const Platform::Command step = platform_.quarantineStep;
+    if (step.program.isEmpty()) {
+        co_return;
+    }
+    const ManagedProcess::LineCallback discard = [](const QString &) {};
+    ManagedProcess process(step.program, step.filled(folder, folder), discard);
+    try {
+        auto running = process.run();
+        co_await running;
+    } catch (const SystemError &) {
+        // It could not even be started: the same to us as a failure of it.
+    }
+}
+
+QString EngineManager::sha512(const QString &file, const std::stop_token &stop)
+{
+    QFile content(file);
+    if (!content.open(QIODevice::ReadOnly | QIODevice::Unbuffered)) {
+        throw SystemError(QStringLiteral("%1: %2").arg(file, content.errorString()));
+    }
+    const std::unique_ptr<EVP_MD_CTX, decltype(&EVP_MD_CTX_free)> context(EVP_MD_CTX_new(),
+                                                                          &EVP_MD_CTX_free);
+    EVP_DigestInit_ex(context.get(), EVP_sha512(), nullptr);
+    QByteArray chunk(hashChunk, Qt::Uninitialized);
+    for (;;) {
+        checkCancellation(stop);
+        const qint64 count = content.read(chunk.data(), chunk.size());
+        if (count < 0) {
+            throw SystemError(QStringLiteral("%1: %2").arg(file, content.errorString()));
+        }
+        if (count == 0) {
+            break;
+        }
+        EVP_DigestUpdate(context.get(), chunk.constData(), static_cast<size_t>(count));
+    }
+    QByteArray digest(EVP_MAX_MD_SIZE, Qt::Uninitialized);
+    unsigned int size = 0;
+    EVP_DigestFinal_ex(context.get(), reinterpret_cast<unsigned char *>(digest.data()), // NOLINT
+                       &size);
+    digest.truncate(size);
+    return QString::fromLatin1(digest.toHex());
+}
+
+} // namespace brindle

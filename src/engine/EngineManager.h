@@ -44,6 +44,11 @@ public:
     FileDownloader downloader;
 
 private:
+    QCoro::Task<QString> installArchive(EngineSpec spec, QUrl archive, QString zip,
+                                        QString expectedDigest, Progress progress, Text status,
+                                        Text log, std::stop_token stop);
+    QCoro::Task<> clearQuarantine(QString folder) const;
+
     QUrl codeHost_;
     QString storageRoot_;
     QString temporaryFolder_;

@@ -13,6 +13,9 @@ struct EngineSpec {
 
     bool operator==(const EngineSpec &) const = default;
 
+    /// Whether `version` has the form of a release tag: two or three numbers with dots, then
+    /// "-stable". Anything else must not become part of a path or an address.
+    bool isWellFormed() const;
     /// The version, followed by "-mono" for a mono build: names the build's folder and its import
     /// marker.
     QString tag() const;

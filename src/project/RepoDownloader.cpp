@@ -1,1 +1,181 @@
 #include "project/RepoDownloader.h"
+
+#include "project/AddonFolder.h"
+#include "project/CodeHost.h"
+#include "project/ProjectInspector.h"
+#include "services/CancellationError.h"
+#include "services/Files.h"
+#include "services/SetupError.h"
+#include "services/StagingFolder.h"
+#include "services/Tools.h"
+#include "services/Worker.h"
+
+#include <QFileInfo>
+
+#include <exception>
+
+namespace brindle {
+
+namespace {
+
+constexpr QStringView repositoryPath = u"/tessel-works/godot-brindle";
+
+void removeIgnoringFailure(const QString &path)
+{
+    try {
+        Files::remove(path);
+    } catch (const Error &) {
+        // What stands in the way makes the next step fail, with an error that names the place.
+    }
+}
+
+/// The place of an add-on that is still missing or empty, absent when it is there. Throws
+/// SetupError for a place outside the repository folder. Blocks.
+std::optional<QString> missingAddon(const QString &repository, const QString &path)
+{
+    const std::optional<QString> folder = AddonFolder::locate(repository, path);
+    if (!folder) {
+        throw SetupError(QStringLiteral("The add-on \"%1\" lies outside the game's folder, so it "
+                                        "was not fetched.")
+                             .arg(path));
+    }
+    return Files::names(*folder).isEmpty() ? folder : std::nullopt;
+}
+
+/// Puts what was unpacked into `unpacked` at the add-on's place. Blocks.
+void placeAddon(const QString &unpacked, const QString &folder, const QString &path)
+{
+    const QStringList names = Files::names(unpacked);
+    if (names.isEmpty()) {
+        throw SetupError(QStringLiteral("The add-on %1 was empty.").arg(path));
+    }
+    removeIgnoringFailure(folder);
+    const QString parent = QFileInfo(folder).path();
+    Files::createFolder(parent);
+    Files::clearRemoved(parent);
+    Files::move(unpacked + u'/' + names.first(), folder);
+}
+
+} // namespace
+
+RepoDownloader::RepoDownloader(QUrl codeHost, QString storageRoot, QString temporaryFolder,
+                               QString archiveTool)
+    : codeHost_(std::move(codeHost)), storageRoot_(std::move(storageRoot)),
+      temporaryFolder_(std::move(temporaryFolder)), archiveTool_(std::move(archiveTool))
+{
+}
+
+QUrl RepoDownloader::repositoryPage(const QUrl &codeHost)
+{
+    return CodeHost::address(codeHost, repositoryPath.toString()).value_or(QUrl());
+}
+
+QCoro::Task<QString> RepoDownloader::installGame(Progress progress, std::stop_token stop)
+{
+    const std::optional<QUrl> archive = CodeHost::address(
+        codeHost_, repositoryPath.toString() + QStringLiteral("/archive/refs/heads/main.zip"));
+    if (!archive) {
+        throw SetupError(QStringLiteral("Internal error: bad download address."));
+    }
+    auto creating = StagingFolder::create(temporaryFolder_);
+    const StagingFolder staging = co_await creating;
+
+    std::exception_ptr error;
+    QString project;
+    try {
+        const QString zip = staging.path(QStringLiteral("game.zip"));
+        auto installing = installArchive(*archive, zip, std::move(progress), stop);
+        project = co_await installing;
+    } catch (...) {
+        error = std::current_exception();
+    }
+    auto removing = staging.remove();
+    co_await removing;
+    if (error) {
+        std::rethrow_exception(error);
+    }
+    co_return project;
+}
+
+QCoro::Task<QString> RepoDownloader::installArchive(QUrl archive, QString zip, Progress progress,
+                                                    std::stop_token stop)
+{
+    downloader.setOnProgress(std::move(progress));
+    auto downloading = downloader.download(archive, zip, stop);
+    co_await downloading;
+    checkCancellation(stop);
+
+    const QString game = storageRoot_ + QStringLiteral("/Game");
+    const auto removeOld = [root = storageRoot_, game] {
+        removeIgnoringFailure(game);
+        Files::clearRemoved(root);
+    };
+    auto removing = runOnWorker(removeOld);
+    co_await removing;
+
+    auto unpacking = Tools::unzip(archiveTool_, zip, game, stop);
+    co_await unpacking;
+
+    const auto find = [game] { return ProjectInspector::findProject(game); };
+    auto finding = runOnWorker(find);
+    const std::optional<QString> project = co_await finding;
+    if (!project) {
+        throw SetupError(QStringLiteral(
+            "The downloaded game has no project.godot file, so it can't be started."));
+    }
+    co_return *project;
+}
+
+QCoro::Task<> RepoDownloader::fetchSubmodules(ProjectInfo info, Progress progress, Log log,
+                                              std::stop_token stop)
+{
+    for (const Submodule &submodule : std::as_const(info.submodules)) {
+        const auto look = [repository = info.repoRoot, path = submodule.path] {
+            return missingAddon(repository, path);
+        };
+        auto looking = runOnWorker(look);
+        const std::optional<QString> folder = co_await looking;
+        if (!folder) {
+            continue;
+        }
+        const std::optional<QUrl> archive = CodeHost::repositoryArchive(codeHost_, submodule.url);
+        if (!archive) {
+            throw SetupError(QStringLiteral("The game needs the add-on \"%1\" from %2, which this "
+                                            "app can only fetch from GitHub.")
+                                 .arg(submodule.path, submodule.url));
+        }
+        log(QStringLiteral("Fetching add-on ") + submodule.path);
+        auto fetching = fetchAddon(*archive, submodule.path, *folder, progress, stop);
+        co_await fetching;
+    }
+}
+
+QCoro::Task<> RepoDownloader::fetchAddon(QUrl archive, QString path, QString folder,
+                                         Progress progress, std::stop_token stop)
+{
+    auto creating = StagingFolder::create(temporaryFolder_);
+    const StagingFolder staging = co_await creating;
+
+    std::exception_ptr error;
+    try {
+        const QString zip = staging.path(QStringLiteral("sub.zip"));
+        const QString unpacked = staging.path(QStringLiteral("out"));
+        downloader.setOnProgress(std::move(progress));
+        auto downloading = downloader.download(archive, zip, stop);
+        co_await downloading;
+        auto unpacking = Tools::unzip(archiveTool_, zip, unpacked, stop);
+        co_await unpacking;
+        const auto place = [unpacked, folder, path] { placeAddon(unpacked, folder, path); };
+        auto placing = runOnWorker(place);
+        co_await placing;
+    } catch (...) {
+        error = std::current_exception();
+    }
+    auto removing = staging.remove();
+    co_await removing;
+    if (error) {
+        std::rethrow_exception(error);
+    }
+}
+
+} // namespace brindle

@@ -41,6 +41,11 @@ public:
     FileDownloader downloader;
 
 private:
+    QCoro::Task<QString> installArchive(QUrl archive, QString zip, Progress progress,
+                                        std::stop_token stop);
+    QCoro::Task<> fetchAddon(QUrl archive, QString path, QString folder, Progress progress,
+                             std::stop_token stop);
+
     QUrl codeHost_;
     QString storageRoot_;
     QString temporaryFolder_;
