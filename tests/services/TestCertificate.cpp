@@ -1,0 +1,88 @@
+#include "TestCertificate.h"
+
+#include <QSslCertificate>
+#include <QSslKey>
+
+#include <openssl/bio.h>
+#include <openssl/ec.h>
+#include <openssl/evp.h>
+#include <openssl/pem.h>
+#include <openssl/x509v3.h>
+
+#include <memory>
+#include <stdexcept>
+
+namespace brindle {
+
+namespace {
+
+struct Free
+{
+    void operator()(EVP_PKEY *key) const { EVP_PKEY_free(key); }
+    void operator()(X509 *certificate) const { X509_free(certificate); }
+    void operator()(X509_EXTENSION *extension) const { X509_EXTENSION_free(extension); }
+    void operator()(BIO *bio) const { BIO_free(bio); }
+};
+
+void require(bool done)
+{
+    if (!done) {
+        throw std::runtime_error("the test's certificate could not be made");
+    }
+}
+
+void extend(X509 *certificate, int what, const char *value)
+{
+    const std::unique_ptr<X509_EXTENSION, Free> extension(
+        X509V3_EXT_conf_nid(nullptr, nullptr, what, value));
+    require(extension && X509_add_ext(certificate, extension.get(), -1) == 1);
+}
+
+QByteArray contentOf(BIO *bio)
+{
+    char *data = nullptr;
+    const long size = BIO_get_mem_data(bio, &data);
+    return QByteArray(data, size);
+}
+
+} // namespace
+
+TestCertificate TestCertificate::make()
+{
+    constexpr long hour = 3600;
+    const std::unique_ptr<EVP_PKEY, Free> key(EVP_EC_gen("P-256"));
+    const std::unique_ptr<X509, Free> certificate(X509_new());
+    require(key && certificate);
+    require(X509_set_version(certificate.get(), X509_VERSION_3) == 1);
+    require(ASN1_INTEGER_set(X509_get_serialNumber(certificate.get()), 1) == 1);
+    X509_gmtime_adj(X509_getm_notBefore(certificate.get()), -hour);
+    X509_gmtime_adj(X509_getm_notAfter(certificate.get()), hour);
+    require(X509_set_pubkey(certificate.get(), key.get()) == 1);
+    X509_NAME *const name = X509_get_subject_name(certificate.get());
+    require(X509_NAME_add_entry_by_txt(name, "CN", MBSTRING_ASC,
+                                       reinterpret_cast<const unsigned char *>("loopback"), -1, -1,
+                                       0) == 1);
+    require(X509_set_issuer_name(certificate.get(), name) == 1);
+    extend(certificate.get(), NID_basic_constraints, "critical,CA:TRUE");
+    extend(certificate.get(), NID_subject_alt_name, "IP:127.0.0.1");
+    require(X509_sign(certificate.get(), key.get(), EVP_sha256()) > 0);
+
+    const std::unique_ptr<BIO, Free> certificateText(BIO_new(BIO_s_mem()));
+    const std::unique_ptr<BIO, Free> keyText(BIO_new(BIO_s_mem()));
+    require(certificateText && keyText);
+    require(PEM_write_bio_X509(certificateText.get(), certificate.get()) == 1);
+    require(PEM_write_bio_PKCS8PrivateKey(keyText.get(), key.get(), nullptr, nullptr, 0, nullptr,
+                                          nullptr) == 1);
+    return {contentOf(certificateText.get()), contentOf(keyText.get())};
+}
+
+QSslConfiguration TestCertificate::serverConfiguration() const
+{
+    QSslConfiguration configuration;
+    configuration.setLocalCertificate(QSslCertificate(certificate));
+    configuration.setPrivateKey(QSslKey(key, QSsl::Ec));
+    configuration.setPeerVerifyMode(QSslSocket::VerifyNone);
+    return configuration;
+}
+
+} // namespace brindle

@@ -1,0 +1,464 @@
+#include "http/HttpServer.h"
+#include "services/FileDownloader.h"
+
+#include "Outcome.h"
+
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <signal.h>
+#include <sys/resource.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <memory>
+#include <semaphore>
+#include <stop_token>
+#include <thread>
+#include <vector>
+
+using namespace brindle;
+
+namespace {
+
+/// As long as it lives, no file of this process grows beyond that.
+class SmallFilesOnly
+{
+public:
+    explicit SmallFilesOnly(rlim_t bytes)
+    {
+        ::signal(SIGXFSZ, SIG_IGN);
+        ::getrlimit(RLIMIT_FSIZE, &before_);
+        const rlimit limit{bytes, before_.rlim_max};
+        ::setrlimit(RLIMIT_FSIZE, &limit);
+    }
+    ~SmallFilesOnly() { ::setrlimit(RLIMIT_FSIZE, &before_); }
+
+private:
+    rlimit before_{};
+};
+
+} // namespace
+
+class TestFileDownloader : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void init();
+    void storesTheFile();
+    void replacesAFile();
+    void replacesALinkAndNotItsTarget();
+    void replacesAFolder();
+    void noneSeesAHalfOfIt();
+    void otherStatusesAreErrors_data();
+    void otherStatusesAreErrors();
+    void statusNamesTheHostThatAnswered();
+    void failureLeavesTheDestination_data();
+    void failureLeavesTheDestination();
+    void fullDiskNamesTheDestination();
+    void missingFolderNamesTheDestination();
+    void unwritableDestination();
+    void progressHasANegativeTotalWithoutLength();
+    void progressWithLength();
+    void cancelDuringTheTransfer();
+    void cancelByStopToken();
+    void cancelBetweenStoringAndStarting();
+    void cancelOfACompletedOne();
+    void cancelOfNone();
+    void servesOneAfterAnother();
+    void instancesAreIndependent();
+    void objectMayGo();
+
+private:
+    QString destination() const { return folder_->filePath(QStringLiteral("file.zip")); }
+    QByteArray content() const;
+    QStringList names() const;
+    void putOldFile() const;
+
+    std::unique_ptr<QTemporaryDir> folder_;
+};
+
+void TestFileDownloader::initTestCase()
+{
+    qunsetenv("http_proxy");
+    qunsetenv("https_proxy");
+    qunsetenv("all_proxy");
+}
+
+void TestFileDownloader::init()
+{
+    folder_ = std::make_unique<QTemporaryDir>();
+    QVERIFY(folder_->isValid());
+}
+
+QByteArray TestFileDownloader::content() const
+{
+    QFile file(destination());
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArrayLiteral("(no file)");
+}
+
+QStringList TestFileDownloader::names() const
+{
+    return QDir(folder_->path())
+        .entryList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot);
+}
+
+void TestFileDownloader::putOldFile() const
+{
+    QFile file(destination());
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    QCOMPARE(file.write("old"), 3);
+}
+
+void TestFileDownloader::storesTheFile()
+{
+    const HttpServer server(
+        [](const HttpRequest &, HttpConnection &c) { c.respond(200, {}, "new"); });
+    FileDownloader downloader;
+    const auto outcome = outcomeOf(downloader.download(server.url(), destination(), {}));
+    QVERIFY2(outcome.value, qPrintable(outcome.text()));
+    QCOMPARE(content(), QByteArray("new"));
+    QCOMPARE(names(), QStringList{QStringLiteral("file.zip")});
+}
+
+void TestFileDownloader::replacesAFile()
+{
+    putOldFile();
+    const HttpServer server(
+        [](const HttpRequest &, HttpConnection &c) { c.respond(200, {}, "new"); });
+    FileDownloader downloader;
+    QVERIFY(outcomeOf(downloader.download(server.url(), destination(), {})).value);
+    QCOMPARE(content(), QByteArray("new"));
+    QCOMPARE(names(), QStringList{QStringLiteral("file.zip")});
+}
+
+void TestFileDownloader::replacesALinkAndNotItsTarget()
+{
+    const QString target = folder_->filePath(QStringLiteral("target"));
+    QVERIFY(QFile::link(target, destination()));
+    const HttpServer server(
+        [](const HttpRequest &, HttpConnection &c) { c.respond(200, {}, "new"); });
+    FileDownloader downloader;
+    QVERIFY(outcomeOf(downloader.download(server.url(), destination(), {})).value);
+    QCOMPARE(content(), QByteArray("new"));
+    QCOMPARE(names(), QStringList{QStringLiteral("file.zip")});
+}
+
+void TestFileDownloader::replacesAFolder()
+{
+    QVERIFY(QDir().mkpath(destination() + QStringLiteral("/with/folders")));
+    const HttpServer server(
+        [](const HttpRequest &, HttpConnection &c) { c.respond(200, {}, "new"); });
+    FileDownloader downloader;
+    const auto outcome = outcomeOf(downloader.download(server.url(), destination(), {}));
+    QVERIFY2(outcome.value, qPrintable(outcome.text()));
+    QCOMPARE(content(), QByteArray("new"));
+    QCOMPARE(names(), QStringList{QStringLiteral("file.zip")});
+}
+
+void TestFileDownloader::noneSeesAHalfOfIt()
+{
+    putOldFile();
+    std::binary_semaphore halfArrived(0);
+    std::binary_semaphore goOn(0);
+    const HttpServer server([&](const HttpRequest &, HttpConnection &connection) {
+        connection.respond(200, {{"Content-Length", "8"}}, "half");
+        goOn.acquire();
+        connection.write("rest");
+    });
+    FileDownloader downloader;
+    std::atomic<bool> told = false;
+    downloader.setOnProgress([&](qint64, qint64, double) {
+        if (!told.exchange(true)) {
+            halfArrived.release();
+        }
+    });
+    auto task = downloader.download(server.url(), destination(), {});
+    halfArrived.acquire();
+    QCOMPARE(content(), QByteArray("old"));
+    // What is there of the new one is hidden, and in the same folder.
+    QCOMPARE(names().size(), 2);
+    QVERIFY(names().constFirst().startsWith(u'.'));
+    goOn.release();
+    QVERIFY(outcomeOf(std::move(task)).value);
+    QCOMPARE(content(), QByteArray("halfrest"));
+}
+
+void TestFileDownloader::otherStatusesAreErrors_data()
+{
+    QTest::addColumn<int>("status");
+    for (const int status : {201, 204, 206, 304, 404, 500}) {
+        QTest::addRow("%d", status) << status;
+    }
+}
+
+void TestFileDownloader::otherStatusesAreErrors()
+{
+    QFETCH(const int, status);
+    putOldFile();
+    const HttpServer server([&](const HttpRequest &, HttpConnection &connection) {
+        connection.respond(status, {}, status == 204 || status == 304 ? "" : "not the file");
+    });
+    FileDownloader downloader;
+    const auto outcome = outcomeOf(downloader.download(server.url(), destination(), {}));
+    QVERIFY(outcome.setupError);
+    QCOMPARE(outcome.text(),
+             QStringLiteral("The server answered with status %1 for 127.0.0.1.").arg(status));
+    QCOMPARE(content(), QByteArray("old"));
+    QCOMPARE(names(), QStringList{QStringLiteral("file.zip")});
+}
+
+void TestFileDownloader::statusNamesTheHostThatAnswered()
+{
+    const HttpServer second(
+        [](const HttpRequest &, HttpConnection &c) { c.respond(404, {}, "gone"); });
+    const HttpServer first([&](const HttpRequest &, HttpConnection &connection) {
+        connection.redirect(302, second.url(QStringLiteral("/x"), QStringLiteral("localhost")));
+    });
+    FileDownloader downloader;
+    const auto outcome = outcomeOf(downloader.download(first.url(), destination(), {}));
+    QVERIFY(outcome.setupError);
+    QCOMPARE(outcome.text(), QStringLiteral("The server answered with status 404 for localhost."));
+}
+
+void TestFileDownloader::failureLeavesTheDestination_data()
+{
+    QTest::addColumn<QByteArray>("answer");
+    QTest::addColumn<bool>("reset");
+    QTest::newRow("nothing") << QByteArray() << false;
+    QTest::newRow("short") << QByteArray("HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\nhalf")
+                           << false;
+    QTest::newRow("reset") << QByteArray("HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\nhalf")
+                           << true;
+    QTest::newRow("gzip") << QByteArray("HTTP/1.1 200 OK\r\nContent-Encoding: gzip\r\n"
+                                        "Content-Length: 4\r\n\r\nhalf")
+                          << false;
+}
+
+void TestFileDownloader::failureLeavesTheDestination()
+{
+    QFETCH(const QByteArray, answer);
+    QFETCH(const bool, reset);
+    putOldFile();
+    const HttpServer server([&](const HttpRequest &, HttpConnection &connection) {
+        connection.write(answer);
+        if (reset) {
+            connection.reset();
+        }
+    });
+    FileDownloader downloader;
+    const auto outcome = outcomeOf(downloader.download(server.url(), destination(), {}));
+    QVERIFY(outcome.failedWith(TransferError::Code::failed));
+    QVERIFY(!outcome.text().isEmpty());
+    QCOMPARE(content(), QByteArray("old"));
+    QCOMPARE(names(), QStringList{QStringLiteral("file.zip")});
+}
+
+void TestFileDownloader::fullDiskNamesTheDestination()
+{
+    putOldFile();
+    const HttpServer server([](const HttpRequest &, HttpConnection &connection) {
+        connection.respond(200, {}, QByteArray(3000000, 'x'));
+    });
+    FileDownloader downloader;
+    const SmallFilesOnly limit(1000000);
+    const auto outcome = outcomeOf(downloader.download(server.url(), destination(), {}));
+    QVERIFY(outcome.systemError);
+    QCOMPARE(outcome.text(), destination() + QStringLiteral(": File too large"));
+    QCOMPARE(content(), QByteArray("old"));
+    QCOMPARE(names(), QStringList{QStringLiteral("file.zip")});
+}
+
+void TestFileDownloader::missingFolderNamesTheDestination()
+{
+    const HttpServer server(
+        [](const HttpRequest &, HttpConnection &c) { c.respond(200, {}, "new"); });
+    const QString missing = folder_->filePath(QStringLiteral("missing/file.zip"));
+    FileDownloader downloader;
+    const auto outcome = outcomeOf(downloader.download(server.url(), missing, {}));
+    QVERIFY(outcome.systemError);
+    QCOMPARE(outcome.text(), missing + QStringLiteral(": No such file or directory"));
+    QVERIFY(names().isEmpty());
+}
+
+void TestFileDownloader::unwritableDestination()
+{
+    // A file where the folder should be stops everybody, also those whom permissions don't.
+    putOldFile();
+    const HttpServer server(
+        [](const HttpRequest &, HttpConnection &c) { c.respond(200, {}, "new"); });
+    const QString inside = destination() + QStringLiteral("/inside");
+    FileDownloader downloader;
+    const auto outcome = outcomeOf(downloader.download(server.url(), inside, {}));
+    QVERIFY(outcome.systemError);
+    QCOMPARE(outcome.text(), inside + QStringLiteral(": Not a directory"));
+    QCOMPARE(content(), QByteArray("old"));
+}
+
+void TestFileDownloader::progressHasANegativeTotalWithoutLength()
+{
+    const HttpServer server([](const HttpRequest &, HttpConnection &connection) {
+        connection.respond(200, {{"Content-Length", ""}}, "who knows how much");
+    });
+    FileDownloader downloader;
+    std::vector<qint64> totals;
+    downloader.setOnProgress([&](qint64, qint64 expected, double) { totals.push_back(expected); });
+    QVERIFY(outcomeOf(downloader.download(server.url(), destination(), {})).value);
+    QVERIFY(!totals.empty());
+    QVERIFY(std::all_of(totals.begin(), totals.end(), [](qint64 total) { return total < 0; }));
+}
+
+void TestFileDownloader::progressWithLength()
+{
+    const HttpServer server([](const HttpRequest &, HttpConnection &connection) {
+        connection.respond(200, {}, QByteArray(700000, 'x'));
+    });
+    FileDownloader downloader;
+    qint64 last = 0;
+    bool right = true;
+    downloader.setOnProgress([&](qint64 written, qint64 expected, double rate) {
+        right = right && written > last && expected == 700000 &&
+                rate <= static_cast<double>(written) / 0.001 && rate > 0;
+        last = written;
+    });
+    QVERIFY(outcomeOf(downloader.download(server.url(), destination(), {})).value);
+    QVERIFY(right);
+    QCOMPARE(last, 700000);
+}
+
+void TestFileDownloader::cancelDuringTheTransfer()
+{
+    putOldFile();
+    const HttpServer server([](const HttpRequest &, HttpConnection &connection) {
+        connection.respond(200, {{"Content-Length", "10"}}, "half");
+        connection.waitUntilClosed();
+    });
+    FileDownloader downloader;
+    std::counting_semaphore<8> arrived(0);
+    downloader.setOnProgress([&](qint64, qint64, double) { arrived.release(); });
+    auto task = downloader.download(server.url(), destination(), {});
+    arrived.acquire();
+    downloader.cancelTask();
+    QVERIFY(outcomeOf(std::move(task)).cancelled());
+    QCOMPARE(content(), QByteArray("old"));
+    QCOMPARE(names(), QStringList{QStringLiteral("file.zip")});
+}
+
+void TestFileDownloader::cancelByStopToken()
+{
+    std::binary_semaphore asked(0);
+    const HttpServer server([&](const HttpRequest &, HttpConnection &connection) {
+        asked.release();
+        connection.waitUntilClosed();
+    });
+    FileDownloader downloader;
+    std::stop_source stop;
+    auto task = downloader.download(server.url(), destination(), stop.get_token());
+    asked.acquire();
+    stop.request_stop();
+    QVERIFY(outcomeOf(std::move(task)).cancelled());
+    QVERIFY(names().isEmpty());
+}
+
+void TestFileDownloader::cancelBetweenStoringAndStarting()
+{
+    const HttpServer server(
+        [](const HttpRequest &, HttpConnection &c) { c.respond(200, {}, "new"); });
+    for (int i = 0; i < 50; ++i) {
+        // Whichever comes first, what is returned and what is on the disk agree.
+        FileDownloader downloader;
+        QFile::remove(destination());
+        std::binary_semaphore go(0);
+        const std::jthread other([&] {
+            go.acquire();
+            downloader.cancelTask();
+        });
+        go.release();
+        const auto outcome = outcomeOf(downloader.download(server.url(), destination(), {}));
+        QVERIFY(outcome.value || outcome.cancelled());
+        QCOMPARE(names().size(), outcome.value ? 1 : 0);
+    }
+}
+
+void TestFileDownloader::cancelOfACompletedOne()
+{
+    const HttpServer server(
+        [](const HttpRequest &, HttpConnection &c) { c.respond(200, {}, "new"); });
+    FileDownloader downloader;
+    QVERIFY(outcomeOf(downloader.download(server.url(), destination(), {})).value);
+    downloader.cancelTask();
+    QCOMPARE(content(), QByteArray("new"));
+    // Nor on the one that follows.
+    QVERIFY(outcomeOf(downloader.download(server.url(), destination(), {})).value);
+}
+
+void TestFileDownloader::cancelOfNone()
+{
+    FileDownloader downloader;
+    downloader.cancelTask();
+    const HttpServer server(
+        [](const HttpRequest &, HttpConnection &c) { c.respond(200, {}, "new"); });
+    QVERIFY(outcomeOf(downloader.download(server.url(), destination(), {})).value);
+}
+
+void TestFileDownloader::servesOneAfterAnother()
+{
+    const HttpServer server([](const HttpRequest &request, HttpConnection &connection) {
+        connection.respond(request.target == "/missing" ? 404 : 200, {}, request.target);
+    });
+    FileDownloader downloader;
+    QVERIFY(
+        outcomeOf(downloader.download(server.url(QStringLiteral("/missing")), destination(), {}))
+            .setupError);
+    for (const auto *path : {"/one", "/two"}) {
+        const QUrl url = server.url(QString::fromLatin1(path));
+        QVERIFY(outcomeOf(downloader.download(url, destination(), {})).value);
+        QCOMPARE(content(), QByteArray(path));
+    }
+}
+
+void TestFileDownloader::instancesAreIndependent()
+{
+    std::counting_semaphore<2> asked(0);
+    std::counting_semaphore<2> goOn(0);
+    const HttpServer server([&](const HttpRequest &, HttpConnection &connection) {
+        asked.release();
+        goOn.acquire();
+        connection.respond(200, {}, "new");
+    });
+    FileDownloader kept;
+    FileDownloader cancelled;
+    auto keptTask = kept.download(server.url(), destination(), {});
+    auto cancelledTask =
+        cancelled.download(server.url(), folder_->filePath(QStringLiteral("other.zip")), {});
+    asked.acquire();
+    asked.acquire();
+    cancelled.cancelTask();
+    QVERIFY(outcomeOf(std::move(cancelledTask)).cancelled());
+    goOn.release(2);
+    QVERIFY(outcomeOf(std::move(keptTask)).value);
+    QCOMPARE(names(), QStringList{QStringLiteral("file.zip")});
+}
+
+void TestFileDownloader::objectMayGo()
+{
+    std::binary_semaphore gone(0);
+    const HttpServer server([&](const HttpRequest &, HttpConnection &connection) {
+        gone.acquire();
+        connection.respond(200, {}, "new");
+    });
+    auto downloader = std::make_unique<FileDownloader>();
+    auto task = downloader->download(server.url(), destination(), {});
+    downloader.reset();
+    gone.release();
+    QVERIFY(outcomeOf(std::move(task)).value);
+    QCOMPARE(content(), QByteArray("new"));
+}
+
+QTEST_GUILESS_MAIN(TestFileDownloader)
+#include "tst_filedownloader.moc"

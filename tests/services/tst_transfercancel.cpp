@@ -1,0 +1,335 @@
+#include "http/HttpServer.h"
+#include "services/Transfer.h"
+
+#include "Outcome.h"
+
+#include <QCoreApplication>
+#include <QFileInfo>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <dlfcn.h>
+#include <netdb.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstring>
+#include <semaphore>
+#include <stop_token>
+#include <thread>
+
+using namespace brindle;
+
+namespace {
+
+constexpr const char *silentName = "silent.invalid";
+std::counting_semaphore<8> lookUps(0);
+
+} // namespace
+
+/// Stands in for the system's look-up in libcurl: one name is never answered.
+extern "C" int getaddrinfo(const char *node, const char *service, const addrinfo *hints,
+                           addrinfo **result)
+{
+    if (node && std::strcmp(node, silentName) == 0) {
+        lookUps.release();
+        static std::binary_semaphore never(0);
+        never.acquire();
+    }
+    using Function = int (*)(const char *, const char *, const addrinfo *, addrinfo **);
+    static const auto real = reinterpret_cast<Function>(::dlsym(RTLD_NEXT, "getaddrinfo"));
+    return real(node, service, hints, result);
+}
+
+namespace {
+
+QUrl silentUrl()
+{
+    return QUrl(QStringLiteral("http://%1/file").arg(QString::fromLatin1(silentName)));
+}
+
+/// A server that sends a beginning and then nothing, and says when it has.
+class SilentServer
+{
+public:
+    explicit SilentServer(QByteArray beginning = {})
+        : server_([this, beginning](const HttpRequest &, HttpConnection &connection) {
+            connection.write(beginning);
+            silent_.release();
+            connection.waitUntilClosed();
+        })
+    {}
+
+    QUrl url() const { return server_.url(); }
+    int requestCount() const { return server_.requestCount(); }
+    void awaitSilence() { silent_.acquire(); }
+
+private:
+    std::counting_semaphore<8> silent_{0};
+    HttpServer server_; // last: its handlers use the semaphore
+};
+
+/// The rest of the program runs when a transfer is left alone in the middle of its work.
+int exitInTheMiddle(const QString &how)
+{
+    if (how == QStringLiteral("lookup")) {
+        auto task = Transfer::toMemory(silentUrl(), 100)->run({});
+        lookUps.acquire();
+        return 0;
+    }
+    if (how == QStringLiteral("silence")) {
+        SilentServer server("HTTP/1.1 200 OK\r\n");
+        auto task = Transfer::toMemory(server.url(), 100)->run({});
+        server.awaitSilence();
+        return 0;
+    }
+    // Static, so that bytes flow for as long as there is a process.
+    static const HttpServer server([](const HttpRequest &, HttpConnection &connection) {
+        bool open = connection.respond(200, {{"Content-Length", ""}}, {});
+        while (open) {
+            open = connection.write(QByteArray(100000, 'x'));
+        }
+    });
+    static std::counting_semaphore<> reported(0);
+    const auto onProgress = [](qint64, qint64, double) { reported.release(); };
+    auto task = Transfer::toFile(server.url(), QStringLiteral("/dev/zero"), onProgress)->run({});
+    reported.acquire();
+    return 0;
+}
+
+} // namespace
+
+/// Transfers that are not wanted any more. What they wait for never comes, so that a cancellation
+/// that waits for it hangs the test.
+class TestTransferCancel : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void whileSilent_data();
+    void whileSilent();
+    void duringALookUp();
+    void lookUpTimesOut();
+    void byStopToken();
+    void fromAnotherThread();
+    void beforeTheStart();
+    void byStopTokenBeforeTheStart();
+    void twice();
+    void afterTheEnd();
+    void fromTheProgressCallback();
+    void whileBytesFlow();
+    void noProgressAfterTheEnd();
+    void droppedTaskEndsAtExit_data();
+    void droppedTaskEndsAtExit();
+
+private:
+    QTemporaryDir folder_;
+};
+
+void TestTransferCancel::initTestCase()
+{
+    qunsetenv("http_proxy");
+    qunsetenv("https_proxy");
+    qunsetenv("all_proxy");
+}
+
+void TestTransferCancel::whileSilent_data()
+{
+    QTest::addColumn<QByteArray>("beginning");
+    QTest::newRow("before the headers") << QByteArray();
+    QTest::newRow("in the headers") << QByteArray("HTTP/1.1 200 OK\r\nServer: x\r\n");
+    QTest::newRow("in the body") << QByteArray("HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\nhalf");
+}
+
+void TestTransferCancel::whileSilent()
+{
+    QFETCH(const QByteArray, beginning);
+    SilentServer server(beginning);
+    const auto transfer =
+        Transfer::toFile(server.url(), folder_.filePath(QStringLiteral("silent")), {});
+    auto task = transfer->run({});
+    server.awaitSilence();
+    transfer->cancel();
+    QVERIFY(outcomeOf(std::move(task)).cancelled());
+}
+
+void TestTransferCancel::duringALookUp()
+{
+    const auto transfer = Transfer::toMemory(silentUrl(), 100);
+    auto task = transfer->run({});
+    lookUps.acquire();
+    transfer->cancel();
+    QVERIFY(outcomeOf(std::move(task)).cancelled());
+}
+
+void TestTransferCancel::lookUpTimesOut()
+{
+    auto task = Transfer::toMemory(silentUrl(), 100, {std::chrono::milliseconds(200), {}})->run({});
+    QVERIFY(outcomeOf(std::move(task)).failedWith(TransferError::Code::timedOut));
+    lookUps.acquire();
+}
+
+void TestTransferCancel::byStopToken()
+{
+    SilentServer server;
+    std::stop_source stop;
+    auto task = Transfer::toMemory(server.url(), 100)->run(stop.get_token());
+    server.awaitSilence();
+    stop.request_stop();
+    QVERIFY(outcomeOf(std::move(task)).cancelled());
+}
+
+void TestTransferCancel::fromAnotherThread()
+{
+    SilentServer server;
+    const auto transfer = Transfer::toMemory(server.url(), 100);
+    auto task = transfer->run({});
+    const std::jthread other([&] {
+        server.awaitSilence();
+        transfer->cancel();
+    });
+    QVERIFY(outcomeOf(std::move(task)).cancelled());
+}
+
+void TestTransferCancel::beforeTheStart()
+{
+    SilentServer server;
+    const auto transfer = Transfer::toMemory(server.url(), 100);
+    transfer->cancel();
+    QVERIFY(outcomeOf(transfer->run({})).cancelled());
+    QCOMPARE(server.requestCount(), 0);
+}
+
+void TestTransferCancel::byStopTokenBeforeTheStart()
+{
+    SilentServer server;
+    std::stop_source stop;
+    stop.request_stop();
+    QVERIFY(outcomeOf(Transfer::toMemory(server.url(), 100)->run(stop.get_token())).cancelled());
+    QCOMPARE(server.requestCount(), 0);
+}
+
+void TestTransferCancel::twice()
+{
+    SilentServer server;
+    std::stop_source stop;
+    const auto transfer = Transfer::toMemory(server.url(), 100);
+    auto task = transfer->run(stop.get_token());
+    server.awaitSilence();
+    transfer->cancel();
+    transfer->cancel();
+    stop.request_stop();
+    QVERIFY(outcomeOf(std::move(task)).cancelled());
+    transfer->cancel();
+}
+
+void TestTransferCancel::afterTheEnd()
+{
+    const HttpServer server(
+        [](const HttpRequest &, HttpConnection &c) { c.respond(200, {}, "whole"); });
+    const auto transfer = Transfer::toMemory(server.url(), 100);
+    const auto outcome = outcomeOf(transfer->run({}));
+    transfer->cancel();
+    QVERIFY(outcome.value);
+    QCOMPARE(outcome.value->body, QByteArray("whole"));
+}
+
+void TestTransferCancel::fromTheProgressCallback()
+{
+    SilentServer server("HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\nhalf");
+    std::shared_ptr<Transfer> transfer;
+    int calls = 0;
+    const auto onProgress = [&](qint64, qint64, double) {
+        ++calls;
+        transfer->cancel();
+    };
+    const QString target = folder_.filePath(QStringLiteral("self"));
+    transfer = Transfer::toFile(server.url(), target, onProgress);
+    QVERIFY(outcomeOf(transfer->run({})).cancelled());
+    QCOMPARE(calls, 1);
+}
+
+void TestTransferCancel::whileBytesFlow()
+{
+    const HttpServer server([](const HttpRequest &, HttpConnection &connection) {
+        bool open = connection.respond(200, {{"Content-Length", ""}}, {});
+        while (open) {
+            open = connection.write(QByteArray(100000, 'x'));
+        }
+    });
+    std::counting_semaphore<> reported(0);
+    const auto onProgress = [&](qint64, qint64, double) { reported.release(); };
+    const auto transfer = Transfer::toFile(server.url(), QStringLiteral("/dev/zero"), onProgress);
+    auto task = transfer->run({});
+    reported.acquire();
+    transfer->cancel();
+    QVERIFY(outcomeOf(std::move(task)).cancelled());
+}
+
+void TestTransferCancel::noProgressAfterTheEnd()
+{
+    const HttpServer server([](const HttpRequest &, HttpConnection &connection) {
+        bool open = connection.respond(200, {{"Content-Length", ""}}, {});
+        while (open) {
+            open = connection.write(QByteArray(100000, 'x'));
+        }
+    });
+    // A callback that has begun when the cancellation comes delays its delivery, and is the last.
+    for (int i = 0; i < 20; ++i) {
+        const auto ended = std::make_shared<std::atomic<bool>>(false);
+        const auto late = std::make_shared<std::atomic<bool>>(false);
+        const auto inside = std::make_shared<std::binary_semaphore>(0);
+        const auto goOn = std::make_shared<std::binary_semaphore>(0);
+        const auto onProgress = [=](qint64, qint64, double) {
+            *late = *late || *ended;
+            inside->release();
+            goOn->acquire();
+        };
+        const auto transfer =
+            Transfer::toFile(server.url(), QStringLiteral("/dev/zero"), onProgress);
+        auto task = transfer->run({});
+        inside->acquire();
+        transfer->cancel();
+        QCoreApplication::processEvents();
+        QVERIFY(!task.isReady());
+        goOn->release();
+        QVERIFY(outcomeOf(std::move(task)).cancelled());
+        *ended = true;
+        goOn->release(); // for one that comes all the same
+        QVERIFY(!*late);
+    }
+}
+
+void TestTransferCancel::droppedTaskEndsAtExit_data()
+{
+    QTest::addColumn<QString>("how");
+    QTest::newRow("in a look-up") << QStringLiteral("lookup");
+    QTest::newRow("in silence") << QStringLiteral("silence");
+    QTest::newRow("while bytes flow") << QStringLiteral("flow");
+}
+
+void TestTransferCancel::droppedTaskEndsAtExit()
+{
+    QFETCH(const QString, how);
+    QProcess process;
+    process.setProcessChannelMode(QProcess::MergedChannels);
+    process.start(QCoreApplication::applicationFilePath(), {QStringLiteral("--exit"), how});
+    QVERIFY(process.waitForFinished());
+    QVERIFY2(process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0,
+             process.readAll().constData());
+}
+
+int main(int argc, char **argv)
+{
+    const QCoreApplication app(argc, argv);
+    const QStringList arguments = QCoreApplication::arguments();
+    if (arguments.size() == 3 && arguments.at(1) == QStringLiteral("--exit")) {
+        return exitInTheMiddle(arguments.at(2));
+    }
+    TestTransferCancel test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "tst_transfercancel.moc"
