@@ -1,0 +1,50 @@
+#include "TestLauncher.h"
+
+#include "services/ManagedProcess.h"
+
+#include <QCoreApplication>
+
+#include <cstdio>
+#include <memory>
+
+namespace brindle {
+
+namespace {
+
+QCoro::Task<> quitWithChild(std::shared_ptr<ManagedProcess> child)
+{
+    const qint32 status = co_await child->run();
+    QCoreApplication::exit(status);
+}
+
+} // namespace
+
+int runTestLauncher(const std::string &program, const std::vector<std::string> &arguments)
+{
+    std::string name = "testlauncher";
+    int count = 1;
+    char *values[] = {name.data(), nullptr};
+    QCoreApplication application(count, values);
+
+    QStringList list;
+    for (const std::string &argument : arguments) {
+        list.append(QString::fromStdString(argument));
+    }
+    std::shared_ptr<ManagedProcess> child;
+    const auto onLine = [&](const QString &line) {
+        std::puts(line.toUtf8().constData());
+        std::fflush(stdout);
+        if (line == QStringLiteral("stop and quit")) {
+            child->terminate();
+        }
+        if (line.endsWith(QStringLiteral("quit"))) {
+            QMetaObject::invokeMethod(
+                &application, [] { QCoreApplication::exit(0); }, Qt::QueuedConnection);
+        }
+    };
+    child = std::make_shared<ManagedProcess>(QString::fromStdString(program), list, onLine);
+    quitWithChild(child);
+    return QCoreApplication::exec();
+}
+
+} // namespace brindle

@@ -1,0 +1,13 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace brindle {
+
+/// A launcher for the tests to kill: runs a program as a ManagedProcess and prints the lines that
+/// it gets. The line "quit" makes it end, whatever its child does; so does "stop and quit", after
+/// it has asked the child to end. Returns the child's status, or 0 after one of these lines.
+int runTestLauncher(const std::string &program, const std::vector<std::string> &arguments);
+
+} // namespace brindle
