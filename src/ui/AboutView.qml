@@ -1,0 +1,99 @@
+import QtQuick
+import QtQuick.Templates as T
+import Brindle
+
+// What the launcher is, and whose work it starts.
+FocusScope {
+    id: view
+
+    required property var model
+    readonly property alias defaultButton: doneRow.button
+    signal dismissed()
+
+    width: 440
+    height: column.height + 40
+
+    Column {
+        id: column
+        x: 20
+        y: 20
+        width: parent.width - 40
+        spacing: 10
+
+        Label {
+            width: parent.width
+            text: "About Brindle"
+            font: Theme.title2
+            Accessible.role: Accessible.Heading
+        }
+        Label {
+            objectName: "aboutGame"
+            width: parent.width
+            text: "Game: " + view.model.name + "\n" + view.model.copyright + "\nLicence: " + view.model.licenseName
+            horizontalAlignment: Text.AlignLeft
+            lineHeight: 1.15
+        }
+        Label {
+            objectName: "aboutRepository"
+            width: parent.width
+            text: "Based on tessel-works/godot-brindle, published under the " + view.model.licenseName + "."
+            font: Theme.callout
+            horizontalAlignment: Text.AlignLeft
+        }
+        Label {
+            objectName: "aboutEngine"
+            width: parent.width
+            text: "Godot Engine, MIT licence: © 2014-present Godot Engine contributors, © 2007-2014 Juan Linietsky, Ariel Manzur."
+            font: Theme.callout
+        }
+        T.AbstractButton {
+            id: link
+            objectName: "repositoryLink"
+            width: Math.min(implicitContentWidth, parent.width)
+            implicitHeight: implicitContentHeight
+            text: view.model.repositoryAddress
+            focusPolicy: Qt.StrongFocus
+            hoverEnabled: true
+            Accessible.role: Accessible.Link
+            Accessible.name: text
+            onClicked: view.model.openRepository()
+
+            contentItem: Text {
+                text: link.text
+                font: Theme.callout
+                color: Theme.link
+                textFormat: Text.PlainText
+                elide: Text.ElideRight
+                Accessible.ignored: true
+
+                // Below the letters, only where the pointer asks for it.
+                Rectangle {
+                    visible: link.hovered
+                    anchors.bottom: parent.bottom
+                    width: parent.contentWidth
+                    height: 1
+                    color: Theme.link
+                }
+            }
+            background: Item {
+                FocusRing {
+                    shown: link.visualFocus
+                    parentRadius: 4
+                }
+            }
+            HoverHandler { cursorShape: Qt.PointingHandCursor }
+        }
+        Label {
+            objectName: "aboutLauncher"
+            width: parent.width
+            text: "The game belongs to its author. This app is only a launcher: it downloads the game and Godot and starts them. Nothing is sent anywhere except those downloads."
+            font: Theme.callout
+            color: Theme.secondary
+        }
+        DoneRow {
+            id: doneRow
+            width: parent.width
+            onDone: view.dismissed()
+        }
+    }
+}

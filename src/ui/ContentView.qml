@@ -1,0 +1,184 @@
+import QtQuick
+import Brindle
+
+// All of the main window.
+FocusScope {
+    id: root
+
+    required property var model
+
+    property bool settingsShown: false
+    property bool aboutShown: false
+    property bool logShown: false
+
+    focus: true
+
+    Rectangle {
+        anchors.fill: parent
+        color: Theme.window
+    }
+
+    FocusFollower {
+        scroller: scroller
+        margin: 12
+    }
+
+    Scroller {
+        id: scroller
+        objectName: "scroller"
+        anchors.fill: parent
+        contentHeight: column.height + 48
+
+        Column {
+            id: column
+            x: 24
+            y: 24
+            width: scroller.width - 48
+            spacing: 14
+
+            HeroView {
+                objectName: "hero"
+                width: parent.width
+            }
+
+            Column {
+                width: parent.width
+                spacing: 4
+
+                Label {
+                    objectName: "name"
+                    width: parent.width
+                    text: root.model.name
+                    font: Theme.largeTitle
+                    horizontalAlignment: Text.AlignHCenter
+                    maximumLineCount: 3
+                    elide: Text.ElideRight
+                    Accessible.role: Accessible.Heading
+                }
+                Label {
+                    objectName: "tagline"
+                    width: parent.width
+                    text: root.model.tagline
+                    font: Theme.callout
+                    color: Theme.secondary
+                    horizontalAlignment: Text.AlignHCenter
+                }
+                Label {
+                    objectName: "licenseLine"
+                    width: parent.width
+                    text: root.model.licenseName + " · " + root.model.copyright
+                    font: Theme.caption
+                    color: Theme.secondary
+                    horizontalAlignment: Text.AlignHCenter
+                }
+            }
+
+            ControlsBox {
+                objectName: "controlsBox"
+                width: parent.width
+                model: root.model
+            }
+
+            Item {
+                width: parent.width
+                height: hint.height
+
+                Drawing {
+                    x: hint.x + (hint.width - hint.contentWidth) / 2 - width - 4
+                    anchors.verticalCenter: hint.verticalCenter
+                    width: hint.font.pixelSize + 2
+                    height: width
+                    shape: Drawing.Bolt
+                    color: Theme.secondary
+                    Accessible.ignored: true
+                }
+                Label {
+                    id: hint
+                    objectName: "performanceHint"
+                    x: 16
+                    width: parent.width - 2 * x
+                    text: "This is a 3D game: it runs best on a fast Mac (Apple silicon recommended)."
+                    font: Theme.caption
+                    color: Theme.secondary
+                    horizontalAlignment: Text.AlignHCenter
+                }
+            }
+
+            StatusView {
+                objectName: "status"
+                width: parent.width
+                model: root.model
+            }
+
+            PlayArea {
+                objectName: "playArea"
+                width: parent.width
+                model: root.model
+            }
+
+            FailureView {
+                objectName: "failure"
+                width: parent.width
+                model: root.model
+            }
+
+            Row {
+                anchors.horizontalCenter: parent.horizontalCenter
+                spacing: Theme.buttonSpacing
+
+                PlainButton {
+                    objectName: "showLogButton"
+                    text: "Show log"
+                    onClicked: root.logShown = true
+                }
+                PlainButton {
+                    objectName: "settingsButton"
+                    text: "Settings"
+                    onClicked: root.settingsShown = true
+                }
+                PlainButton {
+                    objectName: "aboutButton"
+                    text: "About"
+                    onClicked: root.aboutShown = true
+                }
+            }
+        }
+    }
+
+    Sheet {
+        objectName: "settingsSheet"
+        shown: root.settingsShown
+        title: "Settings"
+        onDismissed: root.settingsShown = false
+        content: SettingsView {
+            model: root.model
+            onDismissed: root.settingsShown = false
+        }
+    }
+    Sheet {
+        objectName: "aboutSheet"
+        shown: root.aboutShown
+        title: "About Brindle"
+        onDismissed: root.aboutShown = false
+        content: AboutView {
+            model: root.model
+            onDismissed: root.aboutShown = false
+        }
+    }
+    Sheet {
+        objectName: "logSheet"
+        shown: root.logShown
+        title: "Log"
+        onDismissed: root.logShown = false
+        content: LogView {
+            model: root.model
+            log: root.model.log
+            onDismissed: root.logShown = false
+        }
+    }
+
+    Shortcut {
+        sequences: [StandardKey.Quit]
+        onActivated: root.model.quit()
+    }
+}

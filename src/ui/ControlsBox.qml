@@ -1,0 +1,49 @@
+import QtQuick
+import Brindle
+
+// The game's controls, as its README lists them.
+SmoothRectangle {
+    id: box
+
+    required property var model
+
+    height: column.height + 2 * Theme.boxPadding
+    radius: Theme.boxRadius
+    color: Theme.box
+
+    Column {
+        id: column
+        x: Theme.boxPadding
+        y: Theme.boxPadding
+        width: parent.width - 2 * Theme.boxPadding
+        spacing: 4
+
+        Label {
+            objectName: "controlsHeading"
+            width: parent.width
+            text: "Controls"
+            font: Theme.headline
+            Accessible.role: Accessible.Heading
+        }
+        Label {
+            objectName: "noControls"
+            width: parent.width
+            visible: box.model.controls.length === 0
+            text: "The README does not list controls: see README."
+            font: Theme.callout
+            color: Theme.secondary
+        }
+        Repeater {
+            model: box.model.controls
+
+            Label {
+                required property string modelData
+                objectName: "control"
+                width: column.width
+                text: modelData
+                font: Theme.callout
+                horizontalAlignment: Text.AlignLeft
+            }
+        }
+    }
+}

@@ -1,0 +1,9 @@
+import QtQuick
+import Brindle
+
+// A thin line across a sheet.
+Rectangle {
+    width: parent.width
+    height: 1
+    color: Theme.hairline
+}

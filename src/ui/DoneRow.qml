@@ -1,0 +1,18 @@
+import QtQuick
+import Brindle
+
+// The last row of a sheet: Done, at the right.
+Item {
+    readonly property alias button: button
+    signal done()
+
+    height: button.height
+
+    ProminentButton {
+        id: button
+        objectName: "doneButton"
+        anchors.right: parent.right
+        text: "Done"
+        onClicked: parent.done()
+    }
+}

@@ -1,0 +1,46 @@
+import QtQuick
+import Brindle
+
+// The last failure, and what the log said about it. Nothing while there is none.
+SmoothRectangle {
+    id: view
+
+    required property var model
+
+    visible: model.hasFailure
+    height: column.height + 2 * Theme.boxPadding
+    radius: Theme.boxRadius
+    borderColor: Theme.errorFrame
+    borderWidth: 1
+    Accessible.role: Accessible.Grouping
+    Accessible.name: "Failure"
+
+    Column {
+        id: column
+        x: Theme.boxPadding
+        y: Theme.boxPadding
+        width: parent.width - 2 * Theme.boxPadding
+        spacing: 8
+
+        Label {
+            objectName: "failureSummary"
+            width: parent.width
+            text: view.model.failureSummary
+            font: Theme.callout
+            horizontalAlignment: Text.AlignLeft
+        }
+        TextPane {
+            objectName: "failureText"
+            width: parent.width
+            height: 140
+            label: "Last lines of the log"
+            text: view.model.failureText
+        }
+        PlainButton {
+            objectName: "copyFailureButton"
+            text: "Copy"
+            Accessible.name: "Copy the failure"
+            onClicked: view.model.copyFailure()
+        }
+    }
+}

@@ -1,0 +1,22 @@
+import QtQuick
+import Brindle
+
+// The banner.
+SmoothRectangle {
+    height: 130
+    radius: 14
+    gradient: [Qt.rgba(0.08, 0.12, 0.30, 1), Qt.rgba(0.55, 0.20, 0.35, 1), Qt.rgba(0.95, 0.55, 0.20, 1)]
+    Accessible.ignored: true
+
+    Drawing {
+        anchors.centerIn: parent
+        // The drawing of 64 and room for its shadow.
+        width: 64 * 1.36 + 4 * shadowRadius
+        height: width
+        shape: Drawing.CrossedFlags
+        color: Qt.rgba(1, 1, 1, 0.92)
+        shadowColor: Qt.rgba(0, 0, 0, 0.33)
+        shadowRadius: 6
+        Accessible.ignored: true
+    }
+}

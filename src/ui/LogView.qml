@@ -1,0 +1,76 @@
+import QtQuick
+import Brindle
+
+// The log, to be read and copied.
+FocusScope {
+    id: view
+
+    required property var model
+    required property var log
+    readonly property alias defaultButton: closeButton
+    readonly property alias pane: pane
+    signal dismissed()
+
+    width: 600
+    height: 420
+
+    Label {
+        id: heading
+        x: 16
+        y: 16
+        text: "Log"
+        font: Theme.headline
+        Accessible.role: Accessible.Heading
+    }
+
+    TextPane {
+        id: pane
+        objectName: "logPane"
+        anchors.left: parent.left
+        anchors.right: parent.right
+        anchors.top: heading.bottom
+        anchors.bottom: copyButton.top
+        anchors.leftMargin: 16
+        anchors.rightMargin: 16
+        anchors.topMargin: 10
+        anchors.bottomMargin: 10
+        label: "Log"
+
+        Label {
+            objectName: "nothingYet"
+            x: pane.edit.x + 1
+            y: pane.edit.y + 1
+            visible: feed.empty
+            text: "Nothing yet."
+            font: Theme.monospaced
+        }
+    }
+
+    LogFeed {
+        id: feed
+        log: view.log
+        edit: pane.edit
+        scroller: pane.scroller
+    }
+
+    PlainButton {
+        id: copyButton
+        objectName: "copyLogButton"
+        anchors.left: parent.left
+        anchors.bottom: parent.bottom
+        anchors.margins: 16
+        text: "Copy"
+        Accessible.name: "Copy the log"
+        onClicked: view.model.copyLog()
+    }
+    ProminentButton {
+        id: closeButton
+        objectName: "closeButton"
+        anchors.right: parent.right
+        anchors.bottom: parent.bottom
+        anchors.margins: 16
+        focus: true
+        text: "Close"
+        onClicked: view.dismissed()
+    }
+}

@@ -1,0 +1,49 @@
+import QtQuick
+import Brindle
+
+// The button that it is all about.
+Column {
+    id: area
+
+    required property var model
+
+    spacing: 8
+
+    PlainButton {
+        objectName: "stopButton"
+        anchors.horizontalCenter: parent.horizontalCenter
+        visible: area.model.gameRunning
+        width: 260
+        height: 40
+        radius: 9
+        text: "Stop"
+        font: Theme.title2
+        onClicked: area.model.stop()
+    }
+
+    ProminentButton {
+        objectName: "playButton"
+        anchors.horizontalCenter: parent.horizontalCenter
+        visible: !area.model.gameRunning
+        enabled: area.model.canPlay
+        focus: true
+        width: 260
+        height: 48
+        radius: 11
+        text: "Play"
+        hasSymbol: true
+        symbol: Drawing.Play
+        font: Theme.title
+        onClicked: area.model.play()
+    }
+
+    Label {
+        objectName: "downloadHint"
+        width: parent.width
+        visible: area.model.phase === "notDownloaded"
+        text: "Downloads the game and the Godot engine once, about 110 MB. Nothing to type."
+        font: Theme.caption
+        color: Theme.secondary
+        horizontalAlignment: Text.AlignHCenter
+    }
+}

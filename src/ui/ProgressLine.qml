@@ -1,0 +1,56 @@
+import QtQuick
+import QtQuick.Templates as T
+import Brindle
+
+// A linear progress bar; without a known fraction, a piece that wanders along it.
+T.ProgressBar {
+    id: control
+
+    implicitWidth: 200
+    implicitHeight: 6
+    Accessible.role: Accessible.ProgressBar
+    Accessible.name: "Progress"
+
+    background: Rectangle {
+        radius: height / 2
+        color: Theme.track
+    }
+
+    contentItem: Item {
+        clip: true
+
+        Rectangle {
+            visible: !control.indeterminate
+            width: Math.max(control.visualPosition * parent.width, control.visualPosition > 0 ? height : 0)
+            height: parent.height
+            radius: height / 2
+            color: Theme.accent
+        }
+
+        Rectangle {
+            id: wanderer
+            visible: control.indeterminate
+            width: parent.width * 0.28
+            height: parent.height
+            radius: height / 2
+            color: Theme.accent
+
+            SequentialAnimation on x {
+                running: wanderer.visible
+                loops: Animation.Infinite
+                NumberAnimation {
+                    from: 0
+                    to: control.availableWidth - wanderer.width
+                    duration: 1100
+                    easing.type: Easing.InOutSine
+                }
+                NumberAnimation {
+                    from: control.availableWidth - wanderer.width
+                    to: 0
+                    duration: 1100
+                    easing.type: Easing.InOutSine
+                }
+            }
+        }
+    }
+}

@@ -1,0 +1,41 @@
+#pragma once
+
+#include "core/Desktop.h"
+#include "platform/Platform.h"
+
+#include <QPointer>
+#include <QQmlEngine>
+#include <QQuickWindow>
+
+#include <memory>
+
+namespace brindle {
+
+/// The user's desktop: alerts in windows of ours, the system's file browser and its clipboard.
+class QuickDesktop final : public Desktop
+{
+public:
+    /// @param reveal how to show a path in the file browser, in the order to try.
+    explicit QuickDesktop(QList<Platform::Command> reveal);
+
+    /// From now on alerts are shown over `window` while it is visible, and else by themselves.
+    /// Without an engine there are no alerts. Neither is owned.
+    void setWindow(QQmlEngine *engine, QQuickWindow *window);
+
+    /// As promised by Desktop. Closing the alert, Escape, and the application's end press the last
+    /// button. While an alert is shown, another is not: the call returns its last button at once.
+    int runAlert(const Alert &alert) override;
+    void reveal(const QString &path) override;
+    void copyText(const QString &text) override;
+
+    /// The alert that is shown now; null otherwise.
+    QQuickWindow *alertWindow() const { return alert_; }
+
+private:
+    QList<Platform::Command> reveal_;
+    QPointer<QQmlEngine> engine_;
+    QPointer<QQuickWindow> window_;
+    QPointer<QQuickWindow> alert_;
+};
+
+} // namespace brindle

@@ -1,0 +1,31 @@
+import QtQuick
+import QtQuick.Templates as T
+import Brindle
+
+// Something that scrolls up and down: by wheel, scroll bar and keyboard.
+Flickable {
+    id: scroller
+
+    property bool keyboard: true
+
+    contentWidth: width
+    boundsBehavior: Flickable.StopAtBounds
+    clip: true
+
+    Keys.enabled: keyboard && contentHeight > height
+    Keys.onUpPressed: contentY = Math.max(0, contentY - 40)
+    Keys.onDownPressed: contentY = Math.min(contentHeight - height, contentY + 40)
+    Keys.onPressed: event => {
+        const pages = {
+            [Qt.Key_PageUp]: contentY - height,
+            [Qt.Key_PageDown]: contentY + height,
+            [Qt.Key_Home]: 0,
+            [Qt.Key_End]: contentHeight
+        };
+        event.accepted = event.key in pages;
+        if (event.accepted)
+            contentY = Math.max(0, Math.min(contentHeight - height, pages[event.key]));
+    }
+
+    T.ScrollBar.vertical: ScrollIndicator {}
+}

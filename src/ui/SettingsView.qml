@@ -1,0 +1,106 @@
+import QtQuick
+import Brindle
+
+// How the game is started, and what can be done about what has been downloaded.
+FocusScope {
+    id: view
+
+    required property var model
+    readonly property alias defaultButton: doneRow.button
+    signal dismissed()
+
+    width: 420
+    height: column.height + 40
+
+    Component.onCompleted: model.measureStorage()
+
+    Column {
+        id: column
+        x: 20
+        y: 20
+        width: parent.width - 40
+        spacing: 12
+
+        Label {
+            width: parent.width
+            text: "Settings"
+            font: Theme.title2
+            Accessible.role: Accessible.Heading
+        }
+        SegmentedPicker {
+            objectName: "windowPicker"
+            width: parent.width
+            label: "Window"
+            options: ["Windowed", "Fullscreen"]
+            current: view.model.fullscreen ? 1 : 0
+            onPicked: index => view.model.fullscreen = index === 1
+        }
+        SegmentedPicker {
+            objectName: "resolutionPicker"
+            width: parent.width
+            label: "Resolution"
+            options: view.model.resolutions
+            current: view.model.resolution
+            onPicked: index => view.model.resolution = index
+        }
+
+        Divider {}
+
+        Column {
+            width: parent.width
+            spacing: Theme.buttonSpacing
+            enabled: view.model.canPlay
+
+            PlainButton {
+                objectName: "updateButton"
+                width: parent.width
+                text: "Update the game (download again, keep saves)"
+                onClicked: {
+                    view.model.updateGame();
+                    view.dismissed();
+                }
+            }
+            PlainButton {
+                objectName: "reinstallButton"
+                width: parent.width
+                text: "Reinstall (game and engine)"
+                onClicked: {
+                    view.model.reinstall();
+                    view.dismissed();
+                }
+            }
+            PlainButton {
+                objectName: "removeButton"
+                width: parent.width
+                text: "Remove everything (frees " + view.model.storageSize + ")"
+                onClicked: {
+                    view.model.removeEverything();
+                    view.dismissed();
+                }
+            }
+        }
+
+        Divider {}
+
+        Row {
+            spacing: Theme.buttonSpacing
+
+            PlainButton {
+                objectName: "savesButton"
+                text: "Show saves"
+                onClicked: view.model.showSaves()
+            }
+            PlainButton {
+                objectName: "revealButton"
+                text: "Reveal in Finder"
+                onClicked: view.model.revealInFinder()
+            }
+        }
+
+        DoneRow {
+            id: doneRow
+            width: parent.width
+            onDone: view.dismissed()
+        }
+    }
+}

@@ -1,0 +1,108 @@
+import QtQuick
+import Brindle
+
+// What the launcher is doing.
+Column {
+    id: view
+
+    required property var model
+
+    readonly property bool working: ["downloading", "settingUp", "starting"].includes(model.phase)
+    readonly property var look: ({
+        "notDownloaded": { "color": Theme.gray, "title": "Not downloaded" },
+        "downloading": { "color": Theme.orange, "title": "Downloading" },
+        "settingUp": { "color": Theme.orange, "title": "Setting up" },
+        "needs": { "color": Theme.red, "title": "Needs something" },
+        "ready": { "color": Theme.green, "title": "Ready" },
+        "starting": { "color": Theme.orange, "title": "Starting…" },
+        "playing": { "color": Theme.green, "title": "Playing" }
+    })[model.phase]
+
+    spacing: 6
+
+    Row {
+        id: status
+        objectName: "statusRow"
+        anchors.horizontalCenter: parent.horizontalCenter
+        spacing: 8
+        Accessible.role: Accessible.StatusBar
+        Accessible.name: title.text
+
+        Rectangle {
+            objectName: "statusCircle"
+            anchors.verticalCenter: parent.verticalCenter
+            width: 10
+            height: 10
+            radius: 5
+            color: view.look.color
+        }
+        Label {
+            id: title
+            objectName: "statusTitle"
+            anchors.verticalCenter: parent.verticalCenter
+            text: view.look.title
+            font: Theme.headline
+            Accessible.ignored: true
+            onTextChanged: Announcer.announce(status)
+        }
+    }
+
+    Label {
+        objectName: "stepText"
+        width: parent.width
+        visible: view.working && text !== ""
+        text: view.model.stepText
+        font: Theme.callout
+        horizontalAlignment: Text.AlignHCenter
+    }
+
+    Column {
+        objectName: "progressGroup"
+        width: parent.width
+        visible: view.model.canCancel
+        spacing: view.spacing
+        topPadding: 2
+
+        ProgressLine {
+            objectName: "progressBar"
+            width: parent.width
+            indeterminate: !view.model.hasProgress
+            value: view.model.progress
+        }
+        Label {
+            objectName: "detail"
+            width: parent.width
+            visible: text !== ""
+            text: view.model.detail
+            font: Theme.caption
+            color: Theme.secondary
+            horizontalAlignment: Text.AlignHCenter
+        }
+        PlainButton {
+            objectName: "cancelButton"
+            anchors.horizontalCenter: parent.horizontalCenter
+            text: "Cancel"
+            onClicked: view.model.cancel()
+        }
+    }
+
+    Label {
+        objectName: "needsMessage"
+        width: parent.width
+        visible: view.model.phase === "needs"
+        text: view.model.needsMessage
+        font: Theme.callout
+        color: Theme.errorText
+        horizontalAlignment: Text.AlignHCenter
+    }
+
+    Label {
+        objectName: "playingNote"
+        width: parent.width
+        visible: view.model.phase === "playing"
+        text: "The game is open in its own window."
+        font: Theme.callout
+        color: Theme.secondary
+        horizontalAlignment: Text.AlignHCenter
+    }
+}

@@ -1,0 +1,44 @@
+import QtQml
+
+// Stands in for the launcher's model: says what a test tells it to, and records what is called.
+QtObject {
+    property var calls: []
+
+    property string phase: "notDownloaded"
+    property string needsMessage: ""
+    property bool gameRunning: false
+    property bool canCancel: false
+    property bool canPlay: true
+    property string stepText: ""
+    property bool hasProgress: false
+    property double progress: 0
+    property string detail: ""
+    property bool hasFailure: false
+    property string failureSummary: ""
+    property string failureText: ""
+    property string name: "Brindle"
+    property string tagline: "Open source real-time strategy game made with Godot 4."
+    property string licenseName: "MIT License"
+    property string copyright: "Copyright (c) 2023 Tessel Works"
+    property var controls: []
+    property bool fullscreen: false
+    property int resolution: 0
+    property var resolutions: ["Game default", "1280x720", "1600x900", "1920x1080", "2560x1440"]
+    property string storageSize: "Zero KB"
+    property string repositoryAddress: "github.com/tessel-works/godot-brindle"
+    property QtObject log: null
+
+    function play() { calls.push("play"); }
+    function stop() { calls.push("stop"); }
+    function cancel() { calls.push("cancel"); }
+    function copyFailure() { calls.push("copyFailure"); }
+    function copyLog() { calls.push("copyLog"); }
+    function updateGame() { calls.push("updateGame"); }
+    function reinstall() { calls.push("reinstall"); }
+    function removeEverything() { calls.push("removeEverything"); }
+    function showSaves() { calls.push("showSaves"); }
+    function revealInFinder() { calls.push("revealInFinder"); }
+    function openRepository() { calls.push("openRepository"); }
+    function measureStorage() { calls.push("measureStorage"); }
+    function quit() { calls.push("quit"); }
+}

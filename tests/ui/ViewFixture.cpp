@@ -1,0 +1,131 @@
+#include "ViewFixture.h"
+
+#include "support/Await.h"
+#include "ui/Views.h"
+
+#include <QFontDatabase>
+#include <QGuiApplication>
+#include <QPalette>
+#include <QQmlComponent>
+#include <QQuickItem>
+
+namespace brindle {
+
+namespace {
+
+QQuickItem *descendant(QQuickItem *item, const QString &name)
+{
+    if (item->objectName() == name) {
+        return item;
+    }
+    const auto children = item->childItems();
+    for (QQuickItem *child : children) {
+        if (QQuickItem *const found = descendant(child, name)) {
+            return found;
+        }
+    }
+    return nullptr;
+}
+
+} // namespace
+
+void ViewFixture::setUpApplication()
+{
+    static bool once = false;
+    if (once) {
+        return;
+    }
+    once = true;
+    Views::prepare();
+    QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
+    QFont font(QFontDatabase::hasFamily(QStringLiteral("Inter")) ? QStringLiteral("Inter")
+                                                                 : QGuiApplication::font().family());
+    font.setPixelSize(13);
+    QGuiApplication::setFont(font);
+    setDark(false);
+}
+
+void ViewFixture::setDark(bool dark)
+{
+    QPalette palette;
+    palette.setColor(QPalette::Window, dark ? QColor(30, 30, 30) : QColor(240, 240, 240));
+    palette.setColor(QPalette::WindowText, dark ? Qt::white : Qt::black);
+    QGuiApplication::setPalette(palette);
+}
+
+ViewFixture::ViewFixture()
+{
+    setUpApplication();
+    QQmlComponent standIn(&engine_, QUrl::fromLocalFile(QStringLiteral(TEST_FOLDER) +
+                                                        QStringLiteral("/StandIn.qml")));
+    model_.reset(standIn.create());
+    if (!model_) {
+        qFatal("%s", qPrintable(standIn.errorString()));
+    }
+    model_->setProperty("log", QVariant::fromValue<QObject *>(&log));
+    QQmlComponent component(&engine_, Views::mainWindow());
+    if (!component.isReady()) {
+        qFatal("%s", qPrintable(component.errorString()));
+    }
+    window_.reset(qobject_cast<QQuickWindow *>(component.createWithInitialProperties(
+        {{QStringLiteral("model"), QVariant::fromValue(model_.get())}})));
+    if (!window_) {
+        qFatal("%s", qPrintable(component.errorString()));
+    }
+    window_->show();
+}
+
+ViewFixture::~ViewFixture() = default;
+
+void ViewFixture::set(const QVariantMap &properties)
+{
+    for (auto it = properties.begin(); it != properties.end(); ++it) {
+        if (!model_->setProperty(it.key().toUtf8().constData(), it.value())) {
+            qFatal("the stand-in has no property %s", qPrintable(it.key()));
+        }
+    }
+}
+
+QStringList ViewFixture::calls() const
+{
+    return model_->property("calls").toStringList();
+}
+
+QQuickItem *ViewFixture::find(const QString &name, QQuickWindow *in) const
+{
+    QQuickItem *const found = descendant((in ? in : window_.get())->contentItem(), name);
+    return found && found->isVisible() ? found : nullptr;
+}
+
+QQuickWindow *ViewFixture::openSheet(const QString &name)
+{
+    QQuickItem *const content = find(QStringLiteral("content"));
+    content->setProperty(qPrintable(name + QStringLiteral("Shown")), true);
+    QQuickWindow *sheet = nullptr;
+    const QString wanted = name + QStringLiteral("SheetWindow");
+    spinUntil([&] {
+        const auto windows = QGuiApplication::topLevelWindows();
+        for (QWindow *window : windows) {
+            if (window->objectName() == wanted && window->isExposed()) {
+                sheet = qobject_cast<QQuickWindow *>(window);
+            }
+        }
+        return sheet != nullptr;
+    });
+    return sheet;
+}
+
+void ViewFixture::settle(QQuickWindow *window)
+{
+    spinUntil([window] { return window->isExposed(); });
+    for (int frame = 0; frame < 2; ++frame) {
+        bool drawn = false;
+        const auto connection = QObject::connect(window, &QQuickWindow::afterRendering, window,
+                                                 [&drawn] { drawn = true; });
+        window->update();
+        spinUntil([&drawn] { return drawn; });
+        QObject::disconnect(connection);
+    }
+}
+
+} // namespace brindle

@@ -1,0 +1,47 @@
+#pragma once
+
+#include "services/LogStore.h"
+
+#include <QQmlEngine>
+#include <QQuickWindow>
+#include <QVariantMap>
+
+#include <memory>
+
+namespace brindle {
+
+/// The main window on a stand-in model.
+class ViewFixture
+{
+public:
+    ViewFixture();
+    ~ViewFixture();
+
+    /// Light or dark, for all windows; to be called before the first window is made or between.
+    static void setDark(bool dark);
+    /// The type scale's own size, so that pictures look the same everywhere.
+    static void setUpApplication();
+
+    /// Sets properties of the stand-in.
+    void set(const QVariantMap &properties);
+    /// What has been called on the stand-in.
+    QStringList calls() const;
+
+    QQuickWindow *window() const { return window_.get(); }
+    /// Opens "settings", "about" or "log"; returns the sheet's window once it is shown.
+    QQuickWindow *openSheet(const QString &name);
+    /// The item of this object name, in the main window or the given one; null if there is none
+    /// or it can't be seen.
+    QQuickItem *find(const QString &name, QQuickWindow *in = nullptr) const;
+    /// Serves events until every window has drawn what it shows.
+    static void settle(QQuickWindow *window);
+
+    LogStore log;
+
+private:
+    QQmlEngine engine_;
+    std::unique_ptr<QObject> model_;
+    std::unique_ptr<QQuickWindow> window_;
+};
+
+} // namespace brindle
