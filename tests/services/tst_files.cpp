@@ -461,6 +461,7 @@ void FilesTest::movesFoldersAcrossFileSystems()
     QCOMPARE(linkText(QStringLiteral("link")), "program");
     QCOMPARE(linkText(QStringLiteral("folder link")), "sub");
     QCOMPARE(linkText(QStringLiteral("dangling")), "none");
+    setMode(to + QStringLiteral("/sub/deep"), 0755); // for the test's own tidying up
 }
 
 void FilesTest::movesFilesAndLinksAcrossFileSystems()
