@@ -5,9 +5,10 @@
 namespace brindle {
 
 /// One git submodule as ".gitmodules" lists it.
-struct Submodule {
+struct Submodule
+{
     QString path; ///< the add-on's folder, relative to the repository folder, as written
-    QString url; ///< its repository's address, as written
+    QString url;  ///< its repository's address, as written
 
     bool operator==(const Submodule &) const = default;
 };

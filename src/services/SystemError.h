@@ -14,8 +14,7 @@ public:
     /// @param errorNumber errno where known, else 0.
     explicit SystemError(QString text, int errorNumber = 0)
         : code(errorNumber), text_(std::move(text))
-    {
-    }
+    {}
 
     /// The error of a failed call on `path`: the path, ": " and the system's text for the errno.
     static SystemError fromErrno(int errorNumber, const QString &path);
