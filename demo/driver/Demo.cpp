@@ -8,8 +8,8 @@ namespace brindle {
 
 bool Demo::run()
 {
-    return play(QStringLiteral("First Play: nothing is on disk"), false)
-            && play(QStringLiteral("Second Play: straight to the game"), true) && update();
+    return play(QStringLiteral("First Play: nothing is on disk"), false) &&
+           play(QStringLiteral("Second Play: straight to the game"), true) && update();
 }
 
 bool Demo::play(const QString &title, bool straightToTheGame)
@@ -21,15 +21,15 @@ bool Demo::play(const QString &title, bool straightToTheGame)
     QObject::connect(&model_, &AppModel::stepTextChanged, &watcher, [&] {
         steps = steps || model_.stepText().startsWith(QStringLiteral("Step "));
     });
-    QObject::connect(&model_, &AppModel::stateChanged, &watcher, [&] {
-        opened = opened || model_.state().phase == AppState::Phase::playing;
-    });
+    QObject::connect(&model_, &AppModel::stateChanged, &watcher,
+                     [&] { opened = opened || model_.state().phase == AppState::Phase::playing; });
     model_.startWork(true);
     waitUntilIdle();
-    const bool closedNormally = !model_.log.lines().isEmpty()
-            && model_.log.lines().last() == QStringLiteral("• Game closed normally");
-    return opened && closedNormally && steps != straightToTheGame
-            && model_.state() == AppState::ready();
+    const bool closedNormally =
+        !model_.log.lines().isEmpty() &&
+        model_.log.lines().last() == QStringLiteral("• Game closed normally");
+    return opened && closedNormally && steps != straightToTheGame &&
+           model_.state() == AppState::ready();
 }
 
 bool Demo::update()

@@ -44,8 +44,8 @@ AppModelParts DemoStage::parts() const
     AppModelParts parts;
     parts.storageRoot = storageRoot();
     parts.temporaryFolder = file(QStringLiteral("temporary"));
-    parts.settings = std::make_unique<QSettings>(file(QStringLiteral("settings.ini")),
-                                                 QSettings::IniFormat);
+    parts.settings =
+        std::make_unique<QSettings>(file(QStringLiteral("settings.ini")), QSettings::IniFormat);
     parts.codeHost = host_.url();
     parts.platform = platform_;
     parts.clock = std::make_shared<SteadyClock>();
@@ -61,8 +61,8 @@ void DemoStage::offerGame(const Content &content)
 {
     const QString copy = file(QStringLiteral("game"));
     std::filesystem::copy(content.game.toStdString(), copy.toStdString(),
-                          std::filesystem::copy_options::recursive
-                                  | std::filesystem::copy_options::copy_symlinks);
+                          std::filesystem::copy_options::recursive |
+                              std::filesystem::copy_options::copy_symlinks);
     if (content.sampleEngine) {
         QFile behaviour(copy + QStringLiteral("/sample-engine.ini"));
         if (!behaviour.open(QIODevice::WriteOnly) || behaviour.write(sampleBehaviour) < 0) {
@@ -76,7 +76,7 @@ void DemoStage::offerGame(const Content &content)
     }
     const QString zip = file(QStringLiteral("game.zip"));
     const QMap<QByteArray, QByteArray> rewritten{
-            {QByteArrayLiteral("https://github.com"), host_.url().toString().toUtf8()}};
+        {QByteArrayLiteral("https://github.com"), host_.url().toString().toUtf8()}};
     GitArchive::pack(copy, QStringLiteral("godot-brindle-main"), zip, paths, rewritten);
     host_.offerGame(zip);
 

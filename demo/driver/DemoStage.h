@@ -14,10 +14,11 @@ namespace brindle {
 class DemoStage
 {
 public:
-    struct Content {
-        QString game; ///< a Godot project's folder
-        QString addon; ///< the folder of the one add-on that its ".gitmodules" names
-        QString engine; ///< a program
+    struct Content
+    {
+        QString game;             ///< a Godot project's folder
+        QString addon;            ///< the folder of the one add-on that its ".gitmodules" names
+        QString engine;           ///< a program
         bool sampleEngine = true; ///< the program reads "sample-engine.ini"
     };
 

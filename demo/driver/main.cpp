@@ -19,7 +19,7 @@ int main(int argc, char *argv[])
     QCoreApplication application(argc, argv);
     QCommandLineParser parser;
     parser.setApplicationDescription(
-            QStringLiteral("Plays a game from nothing, without a network."));
+        QStringLiteral("Plays a game from nothing, without a network."));
     parser.addHelpOption();
     const QCommandLineOption engine(QStringLiteral("engine"),
                                     QStringLiteral("An engine program instead of the sample's."),

@@ -32,7 +32,7 @@ int Importer::run(const QString &project, const Behaviour &behaviour)
     progress(0, "first_scan_filesystem", "Started Project initialization (5 steps)");
     QDir().mkpath(project + QStringLiteral("/.godot/imported"));
     const auto pause = static_cast<unsigned long>(
-            behaviour.importSeconds * 1000 / static_cast<double>(std::max<qsizetype>(1, files.size())));
+        behaviour.importSeconds * 1000 / static_cast<double>(std::max<qsizetype>(1, files.size())));
     for (qsizetype i = 0; i < files.size(); ++i) {
         const QString &path = files.at(i);
         progress(static_cast<int>(i * 100 / files.size()), "reimport",

@@ -29,8 +29,8 @@ void SceneWindow::paintEvent(QPaintEvent * /*event*/)
     painter.setPen(QColor(240, 235, 220));
     painter.drawText(QRect(16, 12, width() - 32, 24), Qt::AlignLeft | Qt::AlignVCenter,
                      QStringLiteral("Crystal  %1     Units  %2")
-                             .arg(static_cast<int>(200 + seconds * 7))
-                             .arg(unitCount));
+                         .arg(static_cast<int>(200 + seconds * 7))
+                         .arg(unitCount));
 }
 
 void SceneWindow::paintMap(QPainter &painter) const

@@ -77,8 +77,8 @@ int main(int argc, char *argv[])
     if (behaviour.ignoreTerm) {
         std::signal(SIGTERM, SIG_IGN);
     }
-    if (!behaviour.requireFile.isEmpty()
-        && !QFile::exists(project + QLatin1Char('/') + behaviour.requireFile)) {
+    if (!behaviour.requireFile.isEmpty() &&
+        !QFile::exists(project + QLatin1Char('/') + behaviour.requireFile)) {
         std::fprintf(stderr, "ERROR: %s is missing.\n", qPrintable(behaviour.requireFile));
         return 1;
     }

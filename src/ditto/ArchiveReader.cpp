@@ -53,10 +53,11 @@ public:
     ArchiveEntry entry(zip_uint64_t index) const
     {
         zip_stat_t stat;
-        constexpr zip_uint64_t needed = ZIP_STAT_NAME | ZIP_STAT_SIZE | ZIP_STAT_COMP_SIZE
-                | ZIP_STAT_CRC | ZIP_STAT_COMP_METHOD | ZIP_STAT_ENCRYPTION_METHOD;
-        if (zip_stat_index(archive, index, ZIP_FL_ENC_RAW, &stat) != 0
-            || (stat.valid & needed) != needed) {
+        constexpr zip_uint64_t needed = ZIP_STAT_NAME | ZIP_STAT_SIZE | ZIP_STAT_COMP_SIZE |
+                                        ZIP_STAT_CRC | ZIP_STAT_COMP_METHOD |
+                                        ZIP_STAT_ENCRYPTION_METHOD;
+        if (zip_stat_index(archive, index, ZIP_FL_ENC_RAW, &stat) != 0 ||
+            (stat.valid & needed) != needed) {
             throw ArchiveError("an entry of the directory can't be read");
         }
         ArchiveEntry entry;
@@ -104,14 +105,15 @@ std::vector<ArchiveEntry> ArchiveReader::entries() const
 void ArchiveReader::readPacked(const ArchiveEntry &entry, const Sink &sink) const
 {
     const std::unique_ptr<zip_file_t, int (*)(zip_file_t *)> file(
-            zip_fopen_index(impl_->archive, entry.index, ZIP_FL_COMPRESSED), &zip_fclose);
+        zip_fopen_index(impl_->archive, entry.index, ZIP_FL_COMPRESSED), &zip_fclose);
     if (!file) {
         throw ArchiveError(entry.name + ": " + zip_strerror(impl_->archive));
     }
     std::vector<unsigned char> buffer(std::min<uint64_t>(bufferSize, entry.packedSize + 1));
     uint64_t left = entry.packedSize;
     while (left > 0) {
-        const auto got = zip_fread(file.get(), buffer.data(), std::min<uint64_t>(left, buffer.size()));
+        const auto got =
+            zip_fread(file.get(), buffer.data(), std::min<uint64_t>(left, buffer.size()));
         if (got <= 0) {
             throw ArchiveError(entry.name + ": the archive is cut short");
         }

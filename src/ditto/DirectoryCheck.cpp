@@ -22,8 +22,8 @@ void checkSizes(const ArchiveEntry &entry, uint64_t &total)
     if (total > DirectoryCheck::mostBytes) {
         throw ArchiveError("too many bytes to unpack");
     }
-    if (entry.size > DirectoryCheck::ratioFrom
-        && entry.size / DirectoryCheck::mostRatio > entry.packedSize) {
+    if (entry.size > DirectoryCheck::ratioFrom &&
+        entry.size / DirectoryCheck::mostRatio > entry.packedSize) {
         throw ArchiveError("a file that unpacks to too much: " + entry.name);
     }
     if (entry.method == stored && entry.size != entry.packedSize) {
@@ -32,8 +32,8 @@ void checkSizes(const ArchiveEntry &entry, uint64_t &total)
     if (entry.type == ArchiveEntry::Type::folder && entry.size != 0) {
         throw ArchiveError("a folder with content: " + entry.name);
     }
-    if (entry.type == ArchiveEntry::Type::link
-        && (entry.size == 0 || entry.size > DirectoryCheck::longestLinkTarget)) {
+    if (entry.type == ArchiveEntry::Type::link &&
+        (entry.size == 0 || entry.size > DirectoryCheck::longestLinkTarget)) {
         throw ArchiveError("a link without a fitting target: " + entry.name);
     }
 }

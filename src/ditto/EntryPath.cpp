@@ -18,9 +18,12 @@ bool isUtf8(const std::string &text)
     const auto byteAt = [&](size_t i) { return static_cast<unsigned char>(text[i]); };
     for (size_t i = 0; i < text.size();) {
         const unsigned lead = byteAt(i);
-        const size_t length = lead < 0x80 ? 1 : lead < 0xC2 ? 0 : lead < 0xE0 ? 2 : lead < 0xF0 ? 3
-                : lead < 0xF5                                                               ? 4
-                                                                                            : 0;
+        const size_t length = lead < 0x80   ? 1
+                              : lead < 0xC2 ? 0
+                              : lead < 0xE0 ? 2
+                              : lead < 0xF0 ? 3
+                              : lead < 0xF5 ? 4
+                                            : 0;
         if (length == 0 || i + length > text.size()) {
             return false;
         }
@@ -30,8 +33,8 @@ bool isUtf8(const std::string &text)
             }
         }
         const unsigned second = length > 1 ? byteAt(i + 1) : 0;
-        if ((lead == 0xE0 && second < 0xA0) || (lead == 0xED && second > 0x9F)
-            || (lead == 0xF0 && second < 0x90) || (lead == 0xF4 && second > 0x8F)) {
+        if ((lead == 0xE0 && second < 0xA0) || (lead == 0xED && second > 0x9F) ||
+            (lead == 0xF0 && second < 0x90) || (lead == 0xF4 && second > 0x8F)) {
             return false;
         }
         i += length;

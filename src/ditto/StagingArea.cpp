@@ -93,8 +93,7 @@ void StagingArea::takePlace()
     try {
         fill(path_, destination_);
     } catch (const fs::filesystem_error &error) {
-        throw ArchiveError("can't write " + error.path2().string() + ": "
-                           + error.code().message());
+        throw ArchiveError("can't write " + error.path2().string() + ": " + error.code().message());
     }
 }
 

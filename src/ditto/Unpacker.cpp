@@ -39,8 +39,8 @@ public:
             if (mkdir(place.c_str(), folderMode) != 0) {
                 // In a fresh folder a name that is taken was given in another spelling.
                 throw ArchiveError(errno == EEXIST
-                                           ? "two entries for one place: " + folder
-                                           : "can't write " + place + ": " + std::strerror(errno));
+                                       ? "two entries for one place: " + folder
+                                       : "can't write " + place + ": " + std::strerror(errno));
             }
             if (chmod(place.c_str(), folderMode) != 0) {
                 throw ArchiveError("can't write " + place + ": " + std::strerror(errno));
@@ -53,9 +53,8 @@ private:
     std::unordered_set<std::string> made_;
 };
 
-std::map<std::string, std::string> readLinks(const ArchiveReader &reader,
-                                             const std::vector<ArchiveEntry> &entries,
-                                             Inflater &inflater)
+std::map<std::string, std::string>
+readLinks(const ArchiveReader &reader, const std::vector<ArchiveEntry> &entries, Inflater &inflater)
 {
     std::map<std::string, std::string> links;
     for (const ArchiveEntry &entry : entries) {
@@ -106,8 +105,8 @@ void Unpacker::unpack(const std::string &archive, const std::string &destination
         const std::string place = staging.path() + '/' + path;
         if (symlink(target.c_str(), place.c_str()) != 0) {
             throw ArchiveError(errno == EEXIST
-                                       ? "two entries for one place: " + path
-                                       : "can't write " + place + ": " + std::strerror(errno));
+                                   ? "two entries for one place: " + path
+                                   : "can't write " + place + ": " + std::strerror(errno));
         }
     }
     if (interrupted()) {

@@ -51,15 +51,14 @@ EngineManager::EngineManager(QUrl codeHost, QString storageRoot, QString tempora
     , storageRoot_(std::move(storageRoot))
     , temporaryFolder_(std::move(temporaryFolder))
     , platform_(std::move(platform))
-{
-}
+{}
 
 EngineSpec EngineManager::spec(const ProjectInfo &info)
 {
     if (info.configVersion < firstGodot4Format) {
         throw SetupError(QStringLiteral("This game was made with Godot 3 (config_version %1). This "
                                         "app only runs Godot 4 games.")
-                                 .arg(info.configVersion));
+                             .arg(info.configVersion));
     }
     if (!info.godotVersion) {
         throw SetupError(QStringLiteral("The game's project.godot does not say which Godot version "
@@ -95,7 +94,7 @@ QCoro::Task<QString> EngineManager::install(EngineSpec spec, Progress progress, 
 {
     const QString zipName = spec.zipName(platform_);
     const QString base =
-            QStringLiteral("/godotengine/godot-builds/releases/download/%1/").arg(spec.version);
+        QStringLiteral("/godotengine/godot-builds/releases/download/%1/").arg(spec.version);
     const auto archive = CodeHost::address(codeHost_, base + zipName);
     const auto list = CodeHost::address(codeHost_, base + QStringLiteral("SHA512-SUMS.txt"));
     if (!spec.isWellFormed() || !archive || !list) {
@@ -108,13 +107,13 @@ QCoro::Task<QString> EngineManager::install(EngineSpec spec, Progress progress, 
     if (answer.status != statusOk) {
         throw SetupError(QStringLiteral("Godot %1 was not found on the official download page "
                                         "(status %2).")
-                                 .arg(spec.version)
-                                 .arg(answer.status));
+                             .arg(spec.version)
+                             .arg(answer.status));
     }
     const auto digest = listedDigest(answer.body, zipName);
     if (!digest) {
         throw SetupError(
-                QStringLiteral("The official checksum list has no entry for %1.").arg(zipName));
+            QStringLiteral("The official checksum list has no entry for %1.").arg(zipName));
     }
 
     auto creating = StagingFolder::create(temporaryFolder_);

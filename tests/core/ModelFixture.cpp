@@ -62,8 +62,8 @@ void ModelFixture::installByHand(const QByteArray &engine, const QString &versio
     const QString project = root(QStringLiteral("Game/godot-brindle-main"));
     write(project + QStringLiteral("/project.godot"),
           QByteArrayLiteral("config_version=5\nconfig/name=\"By hand\"\n"
-                            "config/features=PackedStringArray(\"")
-                  + version.toUtf8() + QByteArrayLiteral("\")\n"));
+                            "config/features=PackedStringArray(\"") +
+              version.toUtf8() + QByteArrayLiteral("\")\n"));
     ProjectInfo info = ProjectInspector::inspect(project);
     write(root(QStringLiteral("info.json")), info.toJson());
     const EngineSpec spec{version + QStringLiteral("-stable"), false};
@@ -96,15 +96,15 @@ QByteArray ModelFixture::engineScript(int importExit)
 {
     return QByteArrayLiteral("#!/bin/sh\n"
                              "case \"$*\" in\n"
-                             "*--import*) echo \"engine is importing\"; exit ")
-            + QByteArray::number(importExit)
-            + QByteArrayLiteral(";;\n"
-                                "esac\n"
-                                "rm -f \"$2/finish\"\n"
-                                "mkfifo \"$2/finish\"\n"
-                                "echo \"engine is playing\"\n"
-                                "read code < \"$2/finish\"\n"
-                                "exit \"$code\"\n");
+                             "*--import*) echo \"engine is importing\"; exit ") +
+           QByteArray::number(importExit) +
+           QByteArrayLiteral(";;\n"
+                             "esac\n"
+                             "rm -f \"$2/finish\"\n"
+                             "mkfifo \"$2/finish\"\n"
+                             "echo \"engine is playing\"\n"
+                             "read code < \"$2/finish\"\n"
+                             "exit \"$code\"\n");
 }
 
 void ModelFixture::finishGame(const QString &projectFolder, int code)

@@ -16,6 +16,8 @@ namespace brindle {
 /// the fixture. The parts may be changed before `model` is first called.
 class ModelFixture
 {
+    QTemporaryDir folder_; // first: the public parts lie in it
+
 public:
     /// @param clock time as the model measures it. @param codeHost base address; one that nothing
     /// listens on by default.
@@ -60,7 +62,6 @@ public:
     Platform platform;
 
 private:
-    QTemporaryDir folder_;
     std::unique_ptr<AppModel> model_;
 };
 

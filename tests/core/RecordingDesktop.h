@@ -27,7 +27,7 @@ public:
     QList<Alert> alerts;
     QStringList revealed;
     QStringList copied;
-    int answer = 0; ///< index of the button that is pressed
+    int answer = 0;                ///< index of the button that is pressed
     std::function<void()> onAlert; ///< called while the alert is shown
 };
 

@@ -3,10 +3,10 @@
 
 #include "ModelFixture.h"
 #include "core/StatusBox.h"
+#include "services/CancellationError.h"
 #include "services/SetupError.h"
 #include "services/SteadyClock.h"
 #include "services/TransferError.h"
-#include "services/CancellationError.h"
 #include "support/Await.h"
 
 #include <QSignalSpy>
@@ -72,7 +72,7 @@ private Q_SLOTS:
         ModelFixture fixture(realClock());
         if (!saved.isNull()) {
             QSettings(fixture.settingsFile(), QSettings::IniFormat)
-                    .setValue(QStringLiteral("resolution"), saved);
+                .setValue(QStringLiteral("resolution"), saved);
         }
         QCOMPARE(fixture.model().resolution(), expected);
     }
@@ -82,7 +82,7 @@ private Q_SLOTS:
         ModelFixture fixture(realClock());
         const auto stored = [&](const char *key) {
             return QSettings(fixture.settingsFile(), QSettings::IniFormat)
-                    .value(QLatin1String(key));
+                .value(QLatin1String(key));
         };
         fixture.model().setFullscreen(true);
         QCOMPARE(stored("fullscreen").toBool(), true);
@@ -219,8 +219,8 @@ private Q_SLOTS:
     {
         QVERIFY(AppState::needs(QStringLiteral("a")) == AppState::needs(QStringLiteral("a")));
         QVERIFY(!(AppState::needs(QStringLiteral("a")) == AppState::needs(QStringLiteral("b"))));
-        QVERIFY(!(AppState::needs(QStringLiteral("a"))
-                  == AppState::downloading(QStringLiteral("a"))));
+        QVERIFY(
+            !(AppState::needs(QStringLiteral("a")) == AppState::downloading(QStringLiteral("a"))));
     }
 
     void aHeadlineFromAWorkerSetsThreeFieldsInOrder()
@@ -311,7 +311,7 @@ private Q_SLOTS:
         const auto graphics = QStringLiteral("The graphics system reported a problem. The game may "
                                              "need a faster Mac or a newer macOS.");
         const auto scripts =
-                QStringLiteral("The game's scripts reported errors. The log below shows where.");
+            QStringLiteral("The game's scripts reported errors. The log below shows where.");
         const auto other = QStringLiteral("The last lines of the log below may show why.");
         const auto lines = [](const char *text) { return QStringList{QString::fromUtf8(text)}; };
         QTest::newRow("vulkan") << lines("ERROR: Vulkan is missing") << graphics;
@@ -325,7 +325,7 @@ private Q_SLOTS:
         QTest::newRow("neither") << lines("something else") << other;
         QTest::newRow("no lines") << QStringList() << other;
         QTest::newRow("word across lines")
-                << QStringList{QStringLiteral("parse"), QStringLiteral("error")} << other;
+            << QStringList{QStringLiteral("parse"), QStringLiteral("error")} << other;
     }
 
     void hintsFollowTheLog()

@@ -47,8 +47,7 @@ private Q_SLOTS:
             sink->append(line(i));
         }
         qsizetype seen = -1;
-        QMetaObject::invokeMethod(
-                this, [&] { seen = log.lines().size(); }, Qt::QueuedConnection);
+        QMetaObject::invokeMethod(this, [&] { seen = log.lines().size(); }, Qt::QueuedConnection);
         spinUntil([&] { return log.lines().size() == 5000; });
         QVERIFY2(seen >= 0 && seen < 5000, "an event waited for the whole backlog");
     }

@@ -1,0 +1,51 @@
+#pragma once
+
+#include "ModelFixture.h"
+
+#include "demo/ReleaseHost.h"
+#include "support/ManualClock.h"
+
+#include <atomic>
+
+namespace brindle {
+
+/// A model against a release host that offers a game with two add-ons and an engine script, on a
+/// clock that the test moves.
+class PipelineFixture
+{
+public:
+    PipelineFixture();
+
+    /// Offers a game of that content; in its ".gitmodules" "{host}" becomes the host's address,
+    /// and "{outside}" a path that leads out of the game's folder.
+    void offerGame(const QByteArray &projectFile, const QByteArray &modules = gitmodules());
+    void offerEngine(const QByteArray &script, const QString &version = QStringLiteral("4.3"));
+
+    static QByteArray projectFile(const QByteArray &version = QByteArrayLiteral("4.3"));
+    /// Two add-ons, on `{host}`.
+    static QByteArray gitmodules();
+
+    AppModel &model() { return files.model(); }
+    /// Presses Play and serves events until no task runs.
+    void playToTheEnd();
+    /// Presses Play and serves events until the engine script prints that it is playing.
+    void playUntilOpen();
+    /// Serves events until the log holds a line that contains the text.
+    void waitForLine(const QString &text);
+    bool logHas(const QString &line) { return model().log.lines().contains(line); }
+    QString project() const { return files.root(QStringLiteral("Game/godot-brindle-main")); }
+    /// Lets the game end with a code after it has run that long.
+    void finish(double seconds, int code);
+    /// Answers a path with silence until the client goes away; `asked` becomes true by then.
+    void stall(const QString &path);
+
+    ReleaseHost host;
+    std::shared_ptr<ManualClock> clock = std::make_shared<ManualClock>();
+    ModelFixture files{clock, host.url()};
+    std::atomic<bool> stalled = false;
+
+private:
+    QTemporaryDir sources_;
+};
+
+} // namespace brindle

@@ -1,0 +1,277 @@
+// The actions besides Play and Cancel.
+
+#include "PipelineFixture.h"
+#include "support/Await.h"
+
+#include <QtTest>
+
+using namespace brindle;
+
+namespace {
+
+/// A setup that is complete, with something in every place.
+struct Complete
+{
+    Complete()
+    {
+        fixture.files.installByHand(ModelFixture::engineScript());
+        ModelFixture::write(fixture.files.root(QStringLiteral("Game/old.txt")), "old");
+    }
+    AppModel &model() { return fixture.model(); }
+    bool exists(const char *name)
+    {
+        return QFileInfo::exists(fixture.files.root(QLatin1String(name)));
+    }
+
+    PipelineFixture fixture;
+    RecordingDesktop &desktop = *fixture.files.desktop;
+};
+
+} // namespace
+
+class TestMaintenance : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void updateFetchesTheGameAgain_data()
+    {
+        QTest::addColumn<bool>("afterFailure");
+        QTest::newRow("ready") << false;
+        QTest::newRow("needs something") << true;
+    }
+
+    void updateFetchesTheGameAgain()
+    {
+        QFETCH(bool, afterFailure);
+        Complete setup;
+        if (afterFailure) {
+            setup.model().state = AppState::needs(QStringLiteral("x"));
+        }
+        setup.model().updateGame();
+        QVERIFY(setup.model().work());
+        setup.fixture.files.waitUntilIdle();
+        QCOMPARE(setup.model().state(), AppState::ready());
+        QCOMPARE(setup.model().info().name, QStringLiteral("Piped"));
+        QVERIFY(!setup.exists("Game/old.txt"));
+        QVERIFY(setup.exists("imported-4.3-stable.txt"));
+        QVERIFY(setup.fixture.logHas(QStringLiteral("• Importing the project (first run)")));
+        QVERIFY2(setup.fixture.host.requests().filter(QStringLiteral("builds")).isEmpty(),
+                 "the engine is still there");
+        QVERIFY(!setup.fixture.logHas(QStringLiteral("engine is playing")));
+        QVERIFY(setup.desktop.alerts.isEmpty());
+    }
+
+    void reinstallFetchesTheEngineToo()
+    {
+        Complete setup;
+        setup.model().reinstall();
+        setup.fixture.files.waitUntilIdle();
+        QCOMPARE(setup.model().state(), AppState::ready());
+        QVERIFY(!setup.exists("Game/old.txt"));
+        QCOMPARE(setup.fixture.host.requests().filter(QStringLiteral("builds")).size(), 2);
+        QVERIFY(setup.desktop.alerts.isEmpty());
+    }
+
+    void busyGuardsThreeActions_data()
+    {
+        QTest::addColumn<int>("phase");
+        using Phase = AppState::Phase;
+        for (const Phase phase :
+             {Phase::downloading, Phase::settingUp, Phase::starting, Phase::playing}) {
+            QTest::addRow("%d", static_cast<int>(phase)) << static_cast<int>(phase);
+        }
+    }
+
+    void busyGuardsThreeActions()
+    {
+        QFETCH(int, phase);
+        Complete setup;
+        const AppState busy{static_cast<AppState::Phase>(phase), QStringLiteral("busy")};
+        setup.model().state = busy;
+        setup.model().updateGame();
+        setup.model().reinstall();
+        setup.model().removeEverything();
+        QVERIFY(!setup.model().work());
+        QCOMPARE(setup.model().state(), busy);
+        QVERIFY(setup.exists("Game/old.txt"));
+        QVERIFY(setup.exists("Engine"));
+        QVERIFY(setup.desktop.alerts.isEmpty());
+    }
+
+    void aRunningTaskGuardsToo()
+    {
+        Complete setup;
+        setup.fixture.stall(ReleaseHost::gamePath());
+        setup.model().updateGame();
+        const auto work = setup.model().work();
+        setup.model().removeEverything();
+        setup.model().reinstall();
+        QCOMPARE(setup.model().work(), work);
+        spinUntil([&] { return setup.fixture.stalled.load(); });
+        QVERIFY(setup.exists("Engine"));
+        setup.model().cancel();
+        setup.fixture.files.waitUntilIdle();
+        QVERIFY(setup.desktop.alerts.isEmpty());
+    }
+
+    void clearingMarkersLeavesTheRest()
+    {
+        Complete setup;
+        ModelFixture::write(
+            setup.fixture.files.root(QStringLiteral("imported-4.2-stable-mono.txt")), "ok");
+        ModelFixture::write(setup.fixture.files.root(QStringLiteral("other.txt")), "x");
+        setup.fixture.stall(ReleaseHost::gamePath());
+        setup.model().updateGame();
+        spinUntil([&] { return setup.fixture.stalled.load(); });
+        QVERIFY(!setup.exists("imported-4.3-stable.txt"));
+        QVERIFY(!setup.exists("imported-4.2-stable-mono.txt"));
+        QVERIFY(setup.exists("info.json"));
+        QVERIFY(setup.exists("Engine"));
+        QVERIFY(setup.exists("other.txt"));
+        setup.model().cancel();
+        setup.fixture.files.waitUntilIdle();
+    }
+
+    void removingEverythingAsksFirst()
+    {
+        Complete setup;
+        setup.desktop.answer = 1;
+        setup.model().log.append(QStringLiteral("kept"));
+        setup.model().removeEverything();
+        setup.fixture.files.waitUntilIdle();
+        QCOMPARE(setup.desktop.alerts.size(), 1);
+        const Alert alert = setup.desktop.alerts.first();
+        QCOMPARE(alert.message, QStringLiteral("Remove the game and the engine?"));
+        const QRegularExpression text(
+            QStringLiteral("^This frees [0-9.]+ [KM]B\\. Your saved games \\(in Godot's own "
+                           "folder\\) are kept\\.$"));
+        QVERIFY2(text.match(alert.informativeText).hasMatch(), qPrintable(alert.informativeText));
+        QCOMPARE(alert.buttons, (QStringList{QStringLiteral("Remove"), QStringLiteral("Cancel")}));
+        QVERIFY(setup.exists("Game/old.txt"));
+        QCOMPARE(setup.model().state(), AppState::ready());
+        QCOMPARE(setup.model().info().name, QStringLiteral("By hand"));
+        QCOMPARE(setup.model().log.lines(), QStringList{QStringLiteral("kept")});
+    }
+
+    void removingEverythingResets()
+    {
+        Complete setup;
+        setup.model().log.append(QStringLiteral("gone"));
+        setup.model().failure = FailureReport{QStringLiteral("x"), {}};
+        ModelFixture::write(setup.model().savesFolder() + QStringLiteral("/save.dat"), "save");
+        setup.model().removeEverything();
+        setup.fixture.files.waitUntilIdle();
+        QVERIFY(!QFileInfo::exists(setup.fixture.files.root()));
+        QCOMPARE(setup.model().state(), AppState::notDownloaded());
+        QCOMPARE(setup.model().info(), ProjectInfo::placeholder);
+        QVERIFY(!setup.model().failure());
+        QVERIFY(setup.model().log.lines().isEmpty());
+        QVERIFY(
+            QFileInfo::exists(setup.fixture.files.saves() + QStringLiteral("/By hand/save.dat")));
+    }
+
+    void savesAreShownOnceThereAreSome()
+    {
+        Complete setup;
+        setup.model().showSaves();
+        QCOMPARE(setup.desktop.alerts,
+                 QList<Alert>{(Alert{QStringLiteral("No saves yet"),
+                                     QStringLiteral("Godot creates its save folder the first time "
+                                                    "the game saves something."),
+                                     {}})});
+        QVERIFY(setup.desktop.revealed.isEmpty());
+        QDir().mkpath(setup.model().savesFolder());
+        setup.model().showSaves();
+        QCOMPARE(setup.desktop.revealed,
+                 QStringList{setup.fixture.files.saves() + QStringLiteral("/By hand")});
+        QCOMPARE(setup.desktop.alerts.size(), 1);
+    }
+
+    void theSaveFolderIsNamedAsTheEngineNamesIt()
+    {
+        Complete setup;
+        ProjectInfo info;
+        info.name = QStringLiteral("a:b*c?d\"e<f>g|h/i\\j");
+        setup.model().info = info;
+        QCOMPARE(setup.model().savesFolder(),
+                 setup.fixture.files.saves() + QStringLiteral("/a-b-c-d-e-f-g-h-i-j"));
+    }
+
+    void filesAreRevealedOnceThereAreSome()
+    {
+        Complete setup;
+        setup.model().revealInFinder();
+        QCOMPARE(setup.desktop.revealed, QStringList{setup.fixture.files.root()});
+        QDir(setup.fixture.files.root()).removeRecursively();
+        setup.model().revealInFinder();
+        QCOMPARE(setup.desktop.revealed.size(), 1);
+        QCOMPARE(setup.desktop.alerts,
+                 QList<Alert>{(Alert{QStringLiteral("Nothing downloaded yet"),
+                                     QStringLiteral("Press Play first; the files will then appear "
+                                                    "here."),
+                                     {}})});
+    }
+
+    void failuresAndLogsAreCopied()
+    {
+        Complete setup;
+        setup.model().copyFailure();
+        QVERIFY(setup.desktop.copied.isEmpty());
+        setup.model().failure = FailureReport{QStringLiteral("Sum."), {}};
+        setup.model().copyFailure();
+        setup.model().failure =
+            FailureReport{QStringLiteral("Sum."), {QStringLiteral("a"), QStringLiteral("b")}};
+        setup.model().copyFailure();
+        setup.model().copyLog();
+        setup.model().log.append(QStringLiteral("one"));
+        setup.model().log.append(QStringLiteral("two"));
+        setup.model().copyLog();
+        QCOMPARE(setup.desktop.copied,
+                 (QStringList{QStringLiteral("Sum.\n\n"), QStringLiteral("Sum.\n\na\nb"), QString(),
+                              QStringLiteral("one\ntwo")}));
+    }
+
+    void quittingWhileIdleAsksNothing()
+    {
+        Complete setup;
+        QVERIFY(setup.model().confirmQuit());
+        QVERIFY(setup.desktop.alerts.isEmpty());
+    }
+
+    void quittingWhileTheGameRuns()
+    {
+        Complete setup;
+        setup.fixture.playUntilOpen();
+        setup.desktop.answer = 1;
+        QVERIFY(!setup.model().confirmQuit());
+        QVERIFY(!setup.model().confirmQuit());
+        QVERIFY(setup.model().runner.current()->isRunning());
+        setup.desktop.answer = 0;
+        QVERIFY(setup.model().confirmQuit());
+        const Alert expected{QStringLiteral("The game is still running"),
+                             QStringLiteral("Quitting will close the game too."),
+                             {QStringLiteral("Quit"), QStringLiteral("Keep open")}};
+        QCOMPARE(setup.desktop.alerts, (QList<Alert>{expected, expected, expected}));
+        setup.fixture.files.waitUntilIdle();
+        QCOMPARE(setup.model().log.lines().last(), QStringLiteral("• Game stopped"));
+    }
+
+    void quittingWhileATaskRuns()
+    {
+        Complete setup;
+        setup.fixture.stall(ReleaseHost::gamePath());
+        setup.model().updateGame();
+        spinUntil([&] { return setup.fixture.stalled.load(); });
+        QVERIFY(setup.model().confirmQuit());
+        QCOMPARE(setup.desktop.alerts,
+                 QList<Alert>{(Alert{QStringLiteral("A download is still running"),
+                                     QStringLiteral("Quitting will cancel it."),
+                                     {QStringLiteral("Quit"), QStringLiteral("Keep open")}})});
+        setup.fixture.files.waitUntilIdle();
+        QCOMPARE(setup.model().log.lines().last(), QStringLiteral("• Cancelled"));
+    }
+};
+
+QTEST_GUILESS_MAIN(TestMaintenance)
+#include "tst_maintenance.moc"

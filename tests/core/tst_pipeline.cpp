@@ -1,0 +1,324 @@
+// Setup and play from end to end: a real host, real archives, a real child process.
+
+#include "PipelineFixture.h"
+#include "demo/GitArchive.h"
+#include "support/Await.h"
+
+#include <QtTest>
+
+using namespace brindle;
+
+namespace {
+
+const auto zipName = [](const PipelineFixture &fixture) {
+    return EngineSpec{QStringLiteral("4.3-stable"), false}.zipName(fixture.files.platform);
+};
+
+} // namespace
+
+class TestPipeline : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void aFirstPlayGoesThroughAllSteps()
+    {
+        PipelineFixture fixture;
+        AppModel &model = fixture.model();
+        QStringList headlines;
+        connect(&model, &AppModel::stepTextChanged, this, [&] {
+            if (headlines.isEmpty() || headlines.last() != model.stepText()) {
+                headlines << model.stepText();
+            }
+        });
+        QList<AppState> states;
+        connect(&model, &AppModel::stateChanged, this, [&] { states << model.state(); });
+        fixture.playUntilOpen();
+        QCOMPARE(model.state(), AppState::starting());
+        fixture.clock->advance(Clock::Duration(10));
+        spinUntil([&] { return model.state() == AppState::playing(); });
+        QCOMPARE(model.stepText(), QStringLiteral("The game is open"));
+        fixture.finish(0, 0);
+
+        QCOMPARE(model.state(), AppState::ready());
+        QCOMPARE(headlines,
+                 (QStringList{QStringLiteral("Step 1 of 3 · Downloading the game"),
+                              QStringLiteral("Step 1 of 3 · Fetching add-ons"),
+                              QStringLiteral("Step 2 of 3 · Downloading Godot 4.3-stable"),
+                              QStringLiteral("Step 2 of 3 · Checking the download"),
+                              QStringLiteral("Step 2 of 3 · Unpacking the engine"),
+                              QStringLiteral("Step 3 of 3 · First-time setup, this can take a "
+                                             "minute or more"),
+                              QStringLiteral("Starting the game…"),
+                              QStringLiteral("The game is open"), QString()}));
+        QVERIFY(states.contains(
+            AppState::downloading(QStringLiteral("Step 2 of 3 · Unpacking the engine"))));
+        const QString project = fixture.project();
+        QCOMPARE(
+            model.log.lines(),
+            (QStringList{QStringLiteral("• Downloading the game from %1/tessel-works/godot-brindle "
+                                        "(branch main)")
+                             .arg(fixture.host.url().toString()),
+                         QStringLiteral("Fetching add-on addons/one"),
+                         QStringLiteral("Fetching add-on addons/two"),
+                         QStringLiteral("• Game ready: Piped, needs Godot 4.3"),
+                         QStringLiteral("• Downloading Godot 4.3-stable (%1) from the official "
+                                        "godot-builds releases")
+                             .arg(zipName(fixture)),
+                         QStringLiteral("Checksum (SHA-512) matches the official list."),
+                         QStringLiteral("Removing the macOS quarantine flag from the engine: it is "
+                                        "a program downloaded from the internet, and without this "
+                                        "macOS may block it or keep asking about it."),
+                         QStringLiteral("• Importing the project (first run)"),
+                         QStringLiteral("engine is importing"),
+                         QStringLiteral("• Starting: Godot --path %1 --windowed").arg(project),
+                         QStringLiteral("engine is playing"),
+                         QStringLiteral("• Game closed normally")}));
+        QCOMPARE(
+            fixture.host.requests(),
+            (QStringList{ReleaseHost::gamePath(),
+                         ReleaseHost::addonPath(QStringLiteral("tessel-works/one")),
+                         ReleaseHost::addonPath(QStringLiteral("tessel-works/two")),
+                         ReleaseHost::checksumPath(QStringLiteral("4.3-stable")),
+                         ReleaseHost::enginePath(QStringLiteral("4.3-stable"), zipName(fixture))}));
+        QCOMPARE(ModelFixture::read(project + QStringLiteral("/addons/two/plugin.cfg")),
+                 QByteArray("two"));
+        QCOMPARE(ModelFixture::read(fixture.files.root(QStringLiteral("imported-4.3-stable.txt"))),
+                 QByteArray("ok"));
+        const auto saved = ProjectInfo::fromJson(
+            ModelFixture::read(fixture.files.root(QStringLiteral("info.json"))));
+        QCOMPARE(saved, std::optional(model.info()));
+        QCOMPARE(model.info().addons, (QStringList{QStringLiteral("one"), QStringLiteral("two")}));
+        QVERIFY(!QFileInfo::exists(fixture.files.root(QStringLiteral("unfinished"))));
+        QVERIFY(fixture.files.leftovers().isEmpty());
+    }
+
+    void aSecondPlayStartsAtOnce()
+    {
+        PipelineFixture fixture;
+        fixture.playUntilOpen();
+        fixture.finish(20, 0);
+        const auto asked = fixture.host.requests().size();
+        fixture.files.restart();
+        QCOMPARE(fixture.model().state(), AppState::ready());
+        QStringList headlines;
+        connect(&fixture.model(), &AppModel::stepTextChanged, this,
+                [&] { headlines << fixture.model().stepText(); });
+        fixture.playUntilOpen();
+        QCOMPARE(headlines, QStringList{QStringLiteral("Starting the game…")});
+        QVERIFY(fixture.model().log.lines().first().startsWith(
+            QStringLiteral("• Starting: Godot --path ")));
+        QCOMPARE(fixture.host.requests().size(), asked);
+        fixture.finish(11, 0);
+    }
+
+    void aRunWithoutLaunchEndsReady()
+    {
+        PipelineFixture fixture;
+        fixture.model().startWork(false);
+        QVERIFY(fixture.model().work());
+        fixture.files.waitUntilIdle();
+        QCOMPARE(fixture.model().state(), AppState::ready());
+        QVERIFY(!fixture.logHas(QStringLiteral("engine is playing")));
+    }
+
+    void theSettingsReachTheGame()
+    {
+        PipelineFixture fixture;
+        fixture.model().setFullscreen(true);
+        fixture.model().setResolution(ResolutionChoice::r1440);
+        fixture.playUntilOpen();
+        QVERIFY(
+            fixture.logHas(QStringLiteral("• Starting: Godot --path %1 --fullscreen --resolution "
+                                          "2560x1440")
+                               .arg(fixture.project())));
+        fixture.finish(11, 0);
+    }
+
+    void aFailedImportIsTriedAgain()
+    {
+        PipelineFixture fixture;
+        fixture.files.installByHand(ModelFixture::engineScript(1));
+        QFile::remove(fixture.files.root(QStringLiteral("imported-4.3-stable.txt")));
+        const QString note = QStringLiteral("• Setup finished with exit code 1; Godot will try to "
+                                            "import again while starting the game.");
+        for (int round = 0; round < 2; ++round) {
+            fixture.playUntilOpen();
+            QVERIFY(fixture.logHas(note));
+            fixture.finish(11, 0);
+            QVERIFY(
+                !QFileInfo::exists(fixture.files.root(QStringLiteral("imported-4.3-stable.txt"))));
+        }
+    }
+
+    void aGameThatNeedsAnotherEngineGetsIt()
+    {
+        PipelineFixture fixture;
+        fixture.model().startWork(false);
+        fixture.files.waitUntilIdle();
+        fixture.offerGame(PipelineFixture::projectFile("4.4.1"));
+        fixture.offerEngine(ModelFixture::engineScript(), QStringLiteral("4.4.1"));
+        fixture.model().updateGame();
+        fixture.files.waitUntilIdle();
+        QCOMPARE(fixture.model().state(), AppState::ready());
+        QCOMPARE(fixture.model().info().godotVersion, std::optional(QStringLiteral("4.4.1")));
+        QVERIFY(QFileInfo::exists(fixture.files.root(QStringLiteral("imported-4.4.1-stable.txt"))));
+        QVERIFY(QFileInfo::exists(fixture.files.root(QStringLiteral("Engine/4.3-stable"))));
+        QVERIFY2(!QFileInfo::exists(fixture.files.root(QStringLiteral("imported-4.3-stable.txt"))),
+                 "the new game must be imported again by every engine");
+    }
+
+    void setupFailuresAreShown_data()
+    {
+        QTest::addColumn<QByteArray>("projectFile");
+        QTest::addColumn<QByteArray>("gitmodules");
+        QTest::addColumn<QString>("message");
+        const QByteArray none;
+        QTest::newRow("no project") << QByteArray() << none
+                                    << QStringLiteral("The downloaded game has no project.godot "
+                                                      "file, so it can't be started.");
+        QTest::newRow("Godot 3") << QByteArray("config_version=4\n") << none
+                                 << QStringLiteral("This game was made with Godot 3 "
+                                                   "(config_version 4). This app only runs Godot 4 "
+                                                   "games.");
+        QTest::newRow("no version") << QByteArray("config_version=5\n") << none
+                                    << QStringLiteral("The game's project.godot does not say which "
+                                                      "Godot version it needs.");
+        QTest::newRow("unknown engine")
+            << PipelineFixture::projectFile("4.9") << none
+            << QStringLiteral("Godot 4.9-stable was not found on the official download page "
+                              "(status 404).");
+        QTest::newRow("add-on elsewhere")
+            << PipelineFixture::projectFile()
+            << QByteArray("path = addons/x\nurl = https://elsewhere.example/x.git\n")
+            << QStringLiteral("The game needs the add-on \"addons/x\" from "
+                              "https://elsewhere.example/x.git, which this app can only fetch "
+                              "from GitHub.");
+        QTest::newRow("add-on outside")
+            << PipelineFixture::projectFile()
+            << QByteArray("path = {outside}\nurl = {host}/tessel-works/one\n")
+            << QStringLiteral("The add-on \"../../x\" lies outside the game's folder, so it was "
+                              "not fetched.");
+    }
+
+    void setupFailuresAreShown()
+    {
+        QFETCH(QByteArray, projectFile);
+        QFETCH(QByteArray, gitmodules);
+        QFETCH(QString, message);
+        PipelineFixture fixture;
+        fixture.offerGame(projectFile, gitmodules);
+        if (projectFile.isEmpty()) {
+            QTemporaryDir empty;
+            const QString folder = empty.filePath(QStringLiteral("game"));
+            ModelFixture::write(folder + QStringLiteral("/other.txt"), "x");
+            const QString zip = empty.filePath(QStringLiteral("game.zip"));
+            GitArchive::pack(folder, QStringLiteral("godot-brindle-main"), zip);
+            fixture.host.offerGame(zip);
+            fixture.playToTheEnd();
+        } else {
+            fixture.playToTheEnd();
+        }
+        QCOMPARE(fixture.model().state(), AppState::needs(message));
+        QCOMPARE(fixture.model().log.lines().last(), QStringLiteral("• Problem: ") + message);
+        QVERIFY(!fixture.model().failure());
+        QVERIFY(!fixture.model().progress());
+        QCOMPARE(fixture.model().detail(), QString());
+        QVERIFY(fixture.files.leftovers().isEmpty());
+        fixture.files.restart();
+        QCOMPARE(fixture.model().state(), AppState::notDownloaded());
+    }
+
+    void anAddonThatFailsIsFetchedByTheNextPlay()
+    {
+        PipelineFixture fixture;
+        const auto two = ReleaseHost::addonPath(QStringLiteral("tessel-works/two"));
+        fixture.host.replace(two, [](const HttpRequest &, HttpConnection &connection) {
+            connection.respond(500, {}, {});
+        });
+        fixture.playToTheEnd();
+        QCOMPARE(fixture.model().state(),
+                 AppState::needs(QStringLiteral("The server answered with status 500 for "
+                                                "127.0.0.1.")));
+        QVERIFY(!QFileInfo::exists(fixture.files.root(QStringLiteral("info.json"))));
+        fixture.files.restart();
+        QCOMPARE(fixture.model().state(), AppState::notDownloaded());
+
+        fixture.host.restore(two);
+        fixture.model().startWork(false);
+        fixture.files.waitUntilIdle();
+        QCOMPARE(fixture.model().state(), AppState::ready());
+        QCOMPARE(fixture.host.requests().count(ReleaseHost::gamePath()), 1);
+        QCOMPARE(fixture.host.requests().count(
+                     ReleaseHost::addonPath(QStringLiteral("tessel-works/one"))),
+                 1);
+        QCOMPARE(fixture.host.requests().count(two), 2);
+        QCOMPARE(fixture.model().info().name, QStringLiteral("Piped"));
+    }
+
+    void anOlderDescriptionNeverPicksTheEngine()
+    {
+        PipelineFixture fixture;
+        fixture.model().startWork(false);
+        fixture.files.waitUntilIdle();
+        fixture.offerGame(PipelineFixture::projectFile("4.4"));
+        fixture.offerEngine(ModelFixture::engineScript(), QStringLiteral("4.4"));
+        const auto one = ReleaseHost::addonPath(QStringLiteral("tessel-works/one"));
+        fixture.host.replace(one, [](const HttpRequest &, HttpConnection &connection) {
+            connection.respond(404, {}, {});
+        });
+        fixture.model().updateGame();
+        fixture.files.waitUntilIdle();
+        fixture.host.restore(one);
+        // The saved description still names 4.3, whose engine is installed.
+        fixture.files.restart();
+        QCOMPARE(fixture.model().state(), AppState::notDownloaded());
+        fixture.model().startWork(false);
+        fixture.files.waitUntilIdle();
+        QCOMPARE(fixture.model().info().godotVersion, std::optional(QStringLiteral("4.4")));
+        QVERIFY(QFileInfo::exists(fixture.files.root(QStringLiteral("Engine/4.4-stable"))));
+    }
+
+    void aTamperedEngineIsThrownAway()
+    {
+        PipelineFixture fixture;
+        fixture.host.replace(
+            ReleaseHost::enginePath(QStringLiteral("4.3-stable"), zipName(fixture)),
+            [](const HttpRequest &, HttpConnection &connection) {
+                connection.respond(200, {}, "not the engine");
+            });
+        fixture.playToTheEnd();
+        QCOMPARE(fixture.model().state(),
+                 AppState::needs(QStringLiteral("The engine download did not match its official "
+                                                "checksum, so it was thrown away. Please try "
+                                                "again.")));
+        QVERIFY(!QFileInfo::exists(fixture.files.root(QStringLiteral("Engine"))));
+        QVERIFY(fixture.files.leftovers().isEmpty());
+    }
+
+    void anEngineThatCannotStart()
+    {
+        PipelineFixture fixture;
+        fixture.files.installByHand("#!/no/such/interpreter\n");
+        fixture.playToTheEnd();
+        const AppState state = fixture.model().state();
+        QCOMPARE(state.phase, AppState::Phase::needs);
+        QVERIFY(state.text.startsWith(QStringLiteral("Could not start the engine: ")));
+        QVERIFY(!fixture.model().failure());
+        QVERIFY(fixture.model().log.lines().last().startsWith(QStringLiteral("• Starting: ")));
+    }
+
+    void aModelThatGoesEndsItsGame()
+    {
+        PipelineFixture fixture;
+        fixture.playUntilOpen();
+        const auto process = fixture.model().runner.current();
+        QVERIFY(process->isRunning());
+        // The wait for the last lines is cut short by the cancellation.
+        fixture.files.restart();
+        QVERIFY(!process->isRunning());
+    }
+};
+
+QTEST_GUILESS_MAIN(TestPipeline)
+#include "tst_pipeline.moc"
