@@ -1,5 +1,8 @@
 #include "Measure.h"
 
+#include "services/Error.h"
+
+#include <QCoreApplication>
 #include <QEventLoop>
 #include <QFile>
 #include <QProcess>
@@ -55,6 +58,25 @@ const char *verdict(double value, double bar)
 }
 
 } // namespace
+
+int Measure::program(int argc, char **argv, const char *usage, qsizetype count,
+                     const std::function<void(const QStringList &)> &body)
+{
+    const QCoreApplication application(argc, argv);
+    const QStringList arguments = QCoreApplication::arguments().sliced(1);
+    if (arguments.size() != count) {
+        std::fprintf(stderr, "usage: %s\n", usage);
+        return 2;
+    }
+    try {
+        body(arguments);
+    } catch (...) {
+        std::fprintf(stderr, "%s: %s\n", argv[0],
+                     qUtf8Printable(describe(std::current_exception())));
+        return 1;
+    }
+    return 0;
+}
 
 double Measure::seconds(const std::function<void()> &work)
 {
@@ -119,23 +141,17 @@ void Measure::await(QCoro::Task<> task)
     }
 }
 
-qint64 Measure::resident()
-{
-    return statusField("VmRSS");
-}
-
-qint64 Measure::peak()
-{
-    return statusField("VmHWM");
-}
-
-void Measure::forgetPeak()
+double Measure::peakAboveIdle(const std::function<void()> &work)
 {
     // "5" resets the peak; see proc(5).
-    QFile file(QStringLiteral("/proc/self/clear_refs"));
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Unbuffered) || file.write("5") != 1) {
+    QFile references(QStringLiteral("/proc/self/clear_refs"));
+    if (!references.open(QIODevice::WriteOnly | QIODevice::Unbuffered) ||
+        references.write("5") != 1) {
         throw std::runtime_error("/proc/self/clear_refs can't be written");
     }
+    const qint64 idle = statusField("VmRSS");
+    work();
+    return static_cast<double>(statusField("VmHWM") - idle);
 }
 
 void Measure::printRatio(const char *what, const Pair &pair, double bar)

@@ -23,6 +23,11 @@ public:
         double theirs = 0;
     };
 
+    /// The frame of a benchmark's main(): checks the number of arguments, runs `body` with them and
+    /// tells what it throws. Returns the program's exit code.
+    static int program(int argc, char **argv, const char *usage, qsizetype count,
+                       const std::function<void(const QStringList &)> &body);
+
     /// The time that `work` takes, in seconds, by the steady clock.
     static double seconds(const std::function<void()> &work);
     static double median(std::vector<double> values);
@@ -40,11 +45,9 @@ public:
     /// Serves events until the task has ended; throws what it threw.
     static void await(QCoro::Task<> task);
 
-    /// Memory that this process occupies now, and at most since `forgetPeak`, in bytes (the
-    /// kernel's resident set: shared pages count). Linux only.
-    static qint64 resident();
-    static qint64 peak();
-    static void forgetPeak();
+    /// The most memory that this process occupies during `work` beyond what it occupied before, in
+    /// bytes: the kernel's resident set, in which shared pages count. Linux only.
+    static double peakAboveIdle(const std::function<void()> &work);
 
     /// A row of the table: both sides, their ratio, and the bar for the ratio.
     static void printRatio(const char *what, const Pair &pair, double bar);

@@ -7,47 +7,46 @@
 #include "Measure.h"
 #include "engine/EngineManager.h"
 
-#include <QCoreApplication>
-
-#include <cstdio>
-
 using namespace brindle;
 
-int main(int argc, char **argv)
+namespace {
+
+void measureDigest(const QString &file)
 {
-    const QCoreApplication application(argc, argv);
-    const QStringList arguments = application.arguments();
-    if (arguments.size() != 5) {
-        std::fputs("usage: bench_files FILE ARCHIVE DITTO WORK\n", stderr);
-        return 2;
-    }
-    const QString &file = arguments.at(1);
-    const QString &archive = arguments.at(2);
-    const QString &ditto = arguments.at(3);
-    const QString &work = arguments.at(4);
+    const auto ours = [&] { EngineManager::sha512(file); };
+    const auto theirs = [&] { Measure::run(QStringLiteral("sha512sum"), {file}); };
+    Measure::printRatio("sha512 / sha512sum, 500 MB", Measure::compare([] {}, ours, theirs), 0.75);
+}
 
-    const Measure::Pair digest =
-        Measure::compare([] {}, [&] { EngineManager::sha512(file); },
-                         [&] { Measure::run(QStringLiteral("sha512sum"), {file}); });
-    Measure::printRatio("sha512 / sha512sum, 500 MB", digest, 0.75);
-
+void measureUnpacking(const QString &archive, const QString &ditto, const QString &work)
+{
     const QString place = work + QStringLiteral("/unpacked");
     const auto prepare = [&] {
         Files::remove(work);
         Files::createFolder(place);
     };
-    const auto unpack = [&] {
+    const auto ours = [&] {
         Measure::run(ditto, {QStringLiteral("-x"), QStringLiteral("-k"), archive, place});
     };
-    const Measure::Pair unzip = Measure::compare(prepare, unpack, [&] {
+    const auto unzip = [&] {
         Measure::run(QStringLiteral("unzip"),
                      {QStringLiteral("-q"), archive, QStringLiteral("-d"), place});
-    });
-    Measure::printRatio("ditto / unzip", unzip, 0.35);
-    const Measure::Pair bsdtar = Measure::compare(prepare, unpack, [&] {
+    };
+    const auto bsdtar = [&] {
         Measure::run(QStringLiteral("bsdtar"),
                      {QStringLiteral("-xf"), archive, QStringLiteral("-C"), place});
-    });
-    Measure::printRatio("ditto / bsdtar", bsdtar, 0.6);
-    return 0;
+    };
+    Measure::printRatio("ditto / unzip", Measure::compare(prepare, ours, unzip), 0.35);
+    Measure::printRatio("ditto / bsdtar", Measure::compare(prepare, ours, bsdtar), 0.6);
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    return Measure::program(argc, argv, "bench_files FILE ARCHIVE DITTO WORK", 4,
+                            [](const QStringList &arguments) {
+                                measureDigest(arguments.at(0));
+                                measureUnpacking(arguments.at(1), arguments.at(2), arguments.at(3));
+                            });
 }

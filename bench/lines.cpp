@@ -8,13 +8,12 @@
 #include "services/LogStore.h"
 #include "services/ManagedProcess.h"
 
-#include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QTimer>
 
 #include <algorithm>
-#include <cstdio>
 #include <memory>
+#include <stdexcept>
 
 using namespace brindle;
 
@@ -26,26 +25,16 @@ QCoro::Task<> runChild(std::shared_ptr<ManagedProcess> child)
     co_await running;
 }
 
-} // namespace
-
-int main(int argc, char **argv)
+void measure(const QString &program, const QString &count)
 {
-    const QCoreApplication application(argc, argv);
-    const QStringList arguments = application.arguments();
-    if (arguments.size() != 3) {
-        std::fputs("usage: bench_lines CHILD LINES\n", stderr);
-        return 2;
-    }
-    const QString &count = arguments.at(2);
-
     std::vector<double> rates;
     qint64 longestGap = 0; // nanoseconds
     for (int i = 0; i < Measure::runs; ++i) {
         LogStore log;
         const auto sink = std::make_shared<LineSink>(&log);
+        const QStringList arguments{QStringLiteral("lines"), count};
         const auto child = std::make_shared<ManagedProcess>(
-            arguments.at(1), QStringList{QStringLiteral("lines"), count},
-            [sink](const QString &line) { sink->append(line); });
+            program, arguments, [sink](const QString &line) { sink->append(line); });
         // The steadiest thing that the event loop serves. The millisecond between two of its
         // events is part of each gap.
         QTimer pulse;
@@ -65,14 +54,21 @@ int main(int argc, char **argv)
         });
         measureGap();
         if (log.lines().size() != LogStore::maxLines) {
-            std::fputs("the log is not full\n", stderr);
-            return 1;
+            throw std::runtime_error("the log is not full");
         }
         rates.push_back(count.toDouble() / time);
     }
-    Measure::printFigure("lines per second into the log, thousands", Measure::median(rates) / 1000,
+    Measure::printFigure("lines into the log, thousands a second", Measure::median(rates) / 1000,
                          "");
     Measure::printLimit("longest absence of the main thread meanwhile",
                         static_cast<double>(longestGap) / 1e6, "ms", 50);
-    return 0;
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    return Measure::program(
+        argc, argv, "bench_lines CHILD LINES", 2,
+        [](const QStringList &arguments) { measure(arguments.at(0), arguments.at(1)); });
 }

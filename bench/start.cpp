@@ -14,7 +14,7 @@
 #include <QFile>
 
 #include <chrono>
-#include <cstdio>
+#include <stdexcept>
 
 using namespace brindle;
 
@@ -35,18 +35,10 @@ qint64 now()
         .count();
 }
 
-} // namespace
-
-int main(int argc, char **argv)
+void measure(const QString &child, const QString &work)
 {
-    const QCoreApplication application(argc, argv);
-    const QStringList arguments = application.arguments();
-    if (arguments.size() != 3) {
-        std::fputs("usage: bench_start CHILD WORK\n", stderr);
-        return 2;
-    }
-    const QString root = arguments.at(2) + QStringLiteral("/root");
-    Files::remove(arguments.at(2));
+    const QString root = work + QStringLiteral("/root");
+    Files::remove(work);
 
     // What a whole setup leaves on the disk.
     const ProjectInfo info;
@@ -57,24 +49,23 @@ int main(int argc, char **argv)
     Files::writeAtomically(root + QStringLiteral("/Game/game-main/project.godot"),
                            "config_version=5\n");
     Files::createFolder(spec.folder(root));
-    QFile::copy(arguments.at(1), spec.folder(root) + QStringLiteral("/engine"));
+    QFile::copy(child, spec.folder(root) + QStringLiteral("/engine"));
     Files::writeAtomically(root + QStringLiteral("/info.json"), info.toJson());
     Files::writeAtomically(
         root + QStringLiteral("/imported-") + spec.tag() + QStringLiteral(".txt"), "ok");
 
     AppModelParts parts;
     parts.storageRoot = root;
-    parts.temporaryFolder = arguments.at(2) + QStringLiteral("/temporary");
-    parts.settings = std::make_unique<QSettings>(arguments.at(2) + QStringLiteral("/settings.ini"),
-                                                 QSettings::IniFormat);
+    parts.temporaryFolder = work + QStringLiteral("/temporary");
+    parts.settings =
+        std::make_unique<QSettings>(work + QStringLiteral("/settings.ini"), QSettings::IniFormat);
     parts.codeHost = QUrl(QStringLiteral("http://127.0.0.1:9"));
     parts.platform = platform;
     parts.desktop = std::make_shared<NoDesktop>();
     parts.clock = std::make_shared<SteadyClock>();
     AppModel model(std::move(parts));
     if (model.state() != AppState::ready()) {
-        std::fputs("the model is not ready\n", stderr);
-        return 1;
+        throw std::runtime_error("the model is not ready");
     }
 
     std::vector<double> times;
@@ -92,14 +83,20 @@ int main(int argc, char **argv)
         const QStringList lines = model.log.lines();
         const qint64 began = lines.isEmpty() ? 0 : lines.last().toLongLong();
         if (began < pressed) {
-            std::fprintf(stderr, "the engine did not run:\n%s\n",
-                         qUtf8Printable(lines.join(u'\n')));
-            return 1;
+            throw std::runtime_error("the engine did not run:\n" + lines.join(u'\n').toStdString());
         }
         times.push_back(static_cast<double>(began - pressed) / 1e6);
     }
-    Files::remove(arguments.at(2));
+    Files::remove(work);
     Measure::printLimit("from Play to the engine's first instruction", Measure::median(times), "ms",
                         20);
-    return 0;
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    return Measure::program(
+        argc, argv, "bench_start CHILD WORK", 2,
+        [](const QStringList &arguments) { measure(arguments.at(0), arguments.at(1)); });
 }

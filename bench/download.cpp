@@ -1,0 +1,52 @@
+// Peak memory above idle of a download to a slow disk.
+//
+// usage: bench_download FILE WORK RATE
+//   FILE is served on loopback; the disk takes RATE bytes per second (slowdisk.so must be
+//   preloaded); WORK is emptied
+
+#include "Measure.h"
+#include "Served.h"
+#include "services/FileDownloader.h"
+#include "services/Files.h"
+
+#include <QFileInfo>
+
+#include <stdexcept>
+
+using namespace brindle;
+
+namespace {
+
+void measure(const QString &file, const QString &work, double rate)
+{
+    const QFileInfo source(file);
+    const QString target = work + QStringLiteral("/downloaded");
+    Files::remove(work);
+    Files::createFolder(work);
+    const Served server(source.absolutePath());
+    const QUrl url(server.url().toString() + u'/' + source.fileName());
+
+    FileDownloader downloader;
+    double seconds = 0;
+    const double peak = Measure::peakAboveIdle([&] {
+        seconds = Measure::seconds([&] { Measure::await(downloader.download(url, target, {})); });
+    });
+    if (QFileInfo(target).size() != source.size()) {
+        throw std::runtime_error("the download is not whole");
+    }
+    if (seconds < 0.9 * static_cast<double>(source.size()) / rate) {
+        throw std::runtime_error("the disk was not slow");
+    }
+    Files::remove(work);
+    Measure::printLimit("memory of a 1 GB download to a slow disk", peak / 1e6, "MB", 10);
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    return Measure::program(
+        argc, argv, "bench_download FILE WORK RATE", 3, [](const QStringList &arguments) {
+            measure(arguments.at(0), arguments.at(1), arguments.at(2).toDouble());
+        });
+}

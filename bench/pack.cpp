@@ -1,0 +1,20 @@
+// Packs a program as an engine's official archive is packed.
+//
+// usage: bench_pack PROGRAM ARCHIVE
+
+#include "Measure.h"
+#include "demo/EngineArchive.h"
+
+#include <QCoreApplication>
+
+using namespace brindle;
+
+int main(int argc, char **argv)
+{
+    return Measure::program(
+        argc, argv, "bench_pack PROGRAM ARCHIVE", 2, [](const QStringList &arguments) {
+            const Platform platform = Platform::current(QCoreApplication::applicationDirPath());
+            EngineArchive::pack(arguments.at(0), platform, QStringLiteral("4.3-stable"), false,
+                                arguments.at(1));
+        });
+}
