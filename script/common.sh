@@ -4,6 +4,11 @@
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.." || exit 1
 
+# A bare system has no language set, and Qt wants UTF-8.
+if [ "$(uname -s)" != Darwin ] && [ "$(locale charmap 2>/dev/null)" != UTF-8 ]; then
+    export LC_ALL=C.UTF-8
+fi
+
 fail() {
     echo "${0##*/}: $*" >&2
     exit 1
