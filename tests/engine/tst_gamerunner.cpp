@@ -1,0 +1,305 @@
+#include "engine/GameRunner.h"
+#include "services/SystemError.h"
+#include "support/Await.h"
+#include "support/Gate.h"
+#include "support/Lifeline.h"
+#include "support/Lines.h"
+#include "support/ManualClock.h"
+#include "support/TestChild.h"
+
+#include <QTemporaryDir>
+#include <QTest>
+#include <QThread>
+
+#include <csignal>
+#include <memory>
+
+using namespace brindle;
+
+namespace {
+
+constexpr Clock::Duration aMoment(0.125); // exact in binary, as are the sums below
+
+void serveEvents()
+{
+    // A round for each hop that a wake-up may take.
+    for (int i = 0; i < 10; ++i) {
+        QCoreApplication::processEvents();
+    }
+}
+
+} // namespace
+
+/// The engine's runs, with the test child or a script as the engine and time moved by hand.
+class TestGameRunner : public QObject
+{
+    Q_OBJECT
+
+private:
+    QCoro::Task<PlayResult> play(const QStringList &arguments)
+    {
+        return play(testChild(), arguments);
+    }
+    QCoro::Task<PlayResult> play(const QString &engine, const QStringList &arguments)
+    {
+        return runner_->play(engine, arguments, Lines::into(lines_), [this] {
+            ++stayedOpen_;
+            onMainThread_ = QThread::currentThread() == thread();
+        });
+    }
+    void waitFor(const QString &line) const
+    {
+        spinUntil([&] { return lines_->contains(line); });
+    }
+    /// An engine that prints its own path and its arguments, one a line, then does `script`.
+    QString engineScript(const QString &script = QString()) const
+    {
+        const QString path = folder_->filePath(u"an engine"_qs);
+        QFile file(path);
+        if (!file.open(QIODevice::WriteOnly)) {
+            return {};
+        }
+        file.write(u"#!/bin/sh\nprintf '%s\\n' \"$0\" \"$@\"\n%1\n"_qs.arg(script).toUtf8());
+        file.setPermissions(QFile::ReadOwner | QFile::ExeOwner);
+        return path;
+    }
+
+    std::unique_ptr<QTemporaryDir> folder_;
+    std::shared_ptr<ManualClock> clock_;
+    std::unique_ptr<GameRunner> runner_;
+    std::shared_ptr<Lines> lines_;
+    int stayedOpen_ = 0;
+    bool onMainThread_ = false;
+
+private Q_SLOTS:
+    void init()
+    {
+        folder_ = std::make_unique<QTemporaryDir>();
+        clock_ = std::make_shared<ManualClock>();
+        runner_ = std::make_unique<GameRunner>(clock_);
+        lines_ = std::make_shared<Lines>();
+        stayedOpen_ = 0;
+        onMainThread_ = false;
+    }
+
+    void startsIdle()
+    {
+        QVERIFY(!runner_->current());
+        QVERIFY(!runner_->userStopped());
+    }
+
+    void importsWithTheExactCommandLine()
+    {
+        const QString engine = engineScript(u"exit 3"_qs);
+        auto task = runner_->runImport(engine, u"/a game/folder"_qs, Lines::into(lines_));
+        QVERIFY(runner_->current());
+        QVERIFY(runner_->current()->isRunning());
+        QCOMPARE(await(std::move(task)), 3);
+        QVERIFY(!runner_->current());
+        QCOMPARE(lines_->all(), (QStringList{engine, u"--headless"_qs, u"--import"_qs, u"--path"_qs,
+                                             u"/a game/folder"_qs, u"--quit"_qs}));
+    }
+
+    void reportsAnImportThatCannotStart()
+    {
+        const QString engine = folder_->filePath(u"missing"_qs);
+        QString description;
+        try {
+            await(runner_->runImport(engine, u"/game"_qs, Lines::into(lines_)));
+        } catch (const SystemError &error) {
+            description = error.description();
+        }
+        QCOMPARE(description, engine + u": "_qs + qt_error_string(ENOENT));
+        QVERIFY(!runner_->current());
+    }
+
+    void playsWithTheArgumentsGiven()
+    {
+        const QString engine = engineScript();
+        const QStringList arguments{u"--path"_qs, u"/a game/folder"_qs, u"--windowed"_qs,
+                                    u"--resolution"_qs, u"1920x1080"_qs};
+        auto task = play(engine, arguments);
+        QVERIFY(runner_->current());
+        QVERIFY(runner_->current()->isRunning());
+        const PlayResult result = await(std::move(task));
+        QCOMPARE(result.exitCode, 0);
+        QVERIFY(!runner_->current());
+        QCOMPARE(lines_->all(), QStringList{engine} + arguments);
+    }
+
+    void measuresAShortGame()
+    {
+        const Gate gate;
+        auto task = play({u"gate:"_qs + gate.path(), u"exit:7"_qs});
+        clock_->advance(Clock::Duration(3));
+        gate.open();
+        const PlayResult result = await(std::move(task));
+        QCOMPARE(result.seconds, 3.0);
+        QCOMPARE(result.exitCode, 7);
+        QVERIFY(!result.userStopped);
+        clock_->advance(Clock::Duration(100));
+        serveEvents();
+        QCOMPARE(stayedOpen_, 0);
+    }
+
+    void announcesAGameThatStaysOpenOnce()
+    {
+        const Gate gate;
+        auto task = play({u"gate:"_qs + gate.path()});
+        clock_->advance(GameRunner::stayedOpenAfter - aMoment);
+        serveEvents();
+        QCOMPARE(stayedOpen_, 0);
+        clock_->advance(aMoment);
+        spinUntil([this] { return stayedOpen_ > 0; });
+        QVERIFY(onMainThread_);
+        QVERIFY(runner_->current());
+        QVERIFY(!task.isReady());
+        clock_->advance(Clock::Duration(20));
+        serveEvents();
+        QVERIFY(!task.isReady());
+        gate.open();
+        const PlayResult result = await(std::move(task));
+        QCOMPARE(result.seconds, 30.0);
+        QCOMPARE(result.exitCode, 0);
+        QCOMPARE(stayedOpen_, 1);
+    }
+
+    /// The ten seconds pass, and before the main thread comes to look the game has ended.
+    void announcesNoGameThatHasEnded()
+    {
+        const Gate gate;
+        auto task = play({u"gate:"_qs + gate.path()});
+        const auto process = runner_->current();
+        gate.open();
+        while (process->isRunning()) {
+            QThread::yieldCurrentThread();
+        }
+        clock_->advance(GameRunner::stayedOpenAfter);
+        const PlayResult result = await(std::move(task));
+        QCOMPARE(result.seconds, 10.0);
+        serveEvents();
+        QCOMPARE(stayedOpen_, 0);
+    }
+
+    void givesTheSignalOfACrash()
+    {
+        const PlayResult result = await(play({u"signal:11"_qs}));
+        QCOMPARE(result.exitCode, SIGSEGV);
+        QVERIFY(!result.userStopped);
+    }
+
+    void reportsAGameThatCannotStart()
+    {
+        const QString engine = folder_->filePath(u"missing"_qs);
+        QVERIFY_THROWS_EXCEPTION(SystemError, await(play(engine, {})));
+        QVERIFY(!runner_->current());
+        QVERIFY(lines_->isEmpty());
+        clock_->advance(Clock::Duration(100));
+        serveEvents();
+        QCOMPARE(stayedOpen_, 0);
+    }
+
+    void stopsAGame()
+    {
+        auto task = play({uR"(out:playing\n)"_qs, u"wait:"_qs});
+        waitFor(u"playing"_qs);
+        runner_->stop();
+        QVERIFY(runner_->userStopped());
+        const PlayResult result = await(std::move(task));
+        QVERIFY(result.userStopped);
+        QCOMPARE(result.exitCode, SIGTERM);
+        QVERIFY(!runner_->current());
+        QVERIFY(runner_->userStopped());
+    }
+
+    void stopsAGameThatIsBeingLaunched()
+    {
+        auto task = play({u"wait:"_qs});
+        runner_->stop();
+        const PlayResult result = await(std::move(task));
+        QVERIFY(result.userStopped);
+        QCOMPARE(result.exitCode, SIGTERM);
+    }
+
+    void stopsAnImport()
+    {
+        auto task = runner_->runImport(
+            engineScript(u"exec '%1' 'out:working\\n' wait:"_qs.arg(testChild())), u"/game"_qs,
+            Lines::into(lines_));
+        waitFor(u"working"_qs);
+        runner_->stop();
+        QCOMPARE(await(std::move(task)), SIGTERM);
+        QVERIFY(runner_->userStopped());
+    }
+
+    void forgetsAStopWhenARunStarts()
+    {
+        runner_->stop();
+        QVERIFY(runner_->userStopped());
+        QVERIFY(!runner_->current());
+        QVERIFY(!await(play({})).userStopped);
+        QVERIFY(!runner_->userStopped());
+
+        runner_->stop();
+        await(runner_->runImport(engineScript(), u"/game"_qs, Lines::into(lines_)));
+        QVERIFY(!runner_->userStopped());
+    }
+
+    void killsAGameThatIgnoresTheStop()
+    {
+        const Lifeline lifeline;
+        auto task = play({u"report:15"_qs, u"hold:"_qs + lifeline.path(), u"fork:"_qs, u"wait:"_qs,
+                          u"parent:"_qs, uR"(out:playing\n)"_qs, u"wait:"_qs});
+        waitFor(u"playing"_qs);
+        runner_->stop();
+        waitFor(u"signal 15"_qs);
+        clock_->advance(GameRunner::killAfter - aMoment);
+        runner_->stop(); // asking again does not start the time anew
+        serveEvents();
+        QVERIFY(runner_->current()->isRunning());
+        clock_->advance(aMoment);
+        const PlayResult result = await(std::move(task));
+        QCOMPARE(result.exitCode, SIGKILL);
+        QVERIFY(result.userStopped);
+        spinUntil([&] { return lifeline.isDropped(); });
+    }
+
+    void killsNoLaterRun()
+    {
+        auto first = play({u"wait:"_qs});
+        runner_->stop();
+        QCOMPARE(await(std::move(first)).exitCode, SIGTERM);
+
+        const Gate gate;
+        auto second = play({u"gate:"_qs + gate.path(), u"exit:2"_qs});
+        clock_->advance(GameRunner::killAfter);
+        serveEvents();
+        QVERIFY(runner_->current()->isRunning());
+        gate.open();
+        const PlayResult result = await(std::move(second));
+        QCOMPARE(result.exitCode, 2);
+        QVERIFY(!result.userStopped);
+    }
+
+    void doesNotWaitForWhatTheEngineLeavesBehind()
+    {
+        const Gate gate;
+        auto task = play({u"fork:"_qs, u"gate:"_qs + gate.path(), u"parent:"_qs, u"exit:1"_qs});
+        QCOMPARE(await(std::move(task)).exitCode, 1);
+        gate.open();
+    }
+
+    void mayGoWhileAGameRuns()
+    {
+        const Gate gate;
+        auto task = play({u"gate:"_qs + gate.path(), u"exit:4"_qs});
+        runner_.reset();
+        clock_->advance(GameRunner::stayedOpenAfter);
+        spinUntil([this] { return stayedOpen_ > 0; });
+        gate.open();
+        QCOMPARE(await(std::move(task)).exitCode, 4);
+    }
+};
+
+QTEST_GUILESS_MAIN(TestGameRunner)
+#include "tst_gamerunner.moc"
