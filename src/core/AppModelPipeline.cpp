@@ -12,6 +12,7 @@
 
 #include <QCoreApplication>
 #include <QFile>
+#include <QFileInfo>
 #include <QPointer>
 
 #include <limits>
@@ -150,6 +151,9 @@ QCoro::Task<> AppModel::downloadGame(std::stop_token stop)
     // Must be on disk before the game is: from then on only a whole Step 1 takes it away.
     const auto mark = [root = storageRoot_, path = unfinishedMark()] {
         Files::createFolder(root);
+        // A download takes its time anyway: the moment to delete what interrupted removals left.
+        Files::clearRemoved(root);
+        Files::clearRemoved(QFileInfo(root).path());
         Files::writeAtomically(path, QByteArrayLiteral("The game's setup has not finished.\n"));
     };
     auto marking = runOnWorker(mark);

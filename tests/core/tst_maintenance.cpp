@@ -73,6 +73,22 @@ private Q_SLOTS:
         QVERIFY(setup.desktop.alerts.isEmpty());
     }
 
+    void interruptedRemovalsAreFinished()
+    {
+        Complete setup;
+        const QString inside =
+            setup.fixture.files.root(QStringLiteral(".brindle-removing-1/x"));
+        const QString beside = setup.fixture.files.root() +
+                               QStringLiteral("/../.brindle-removing-2/x");
+        ModelFixture::write(inside, "x");
+        ModelFixture::write(beside, "x");
+        setup.model().updateGame();
+        setup.fixture.files.waitUntilIdle();
+        QCOMPARE(setup.model().state(), AppState::ready());
+        QVERIFY(!QFileInfo::exists(inside));
+        QVERIFY(!QFileInfo::exists(beside));
+    }
+
     void busyGuardsThreeActions_data()
     {
         QTest::addColumn<int>("phase");
