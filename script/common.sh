@@ -47,11 +47,16 @@ configure() {
     quietly "build/$preset.configure.log" cmake --preset "$preset" "$@"
 }
 
-# build <preset> <target…>
+# build <folder below build/> <target…>: on a terminal in one line that counts up, otherwise silent
+# unless it fails.
 build() {
-    local preset=$1
+    local folder=build/$1
     shift
-    cmake --build "build/$preset" --target "$@"
+    if [ -t 1 ]; then
+        cmake --build "$folder" --target "$@"
+    else
+        quietly "$folder.build.log" cmake --build "$folder" --target "$@"
+    fi
 }
 
 # has_target <preset> <target>: the configured build knows this target.
