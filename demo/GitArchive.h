@@ -3,6 +3,7 @@
 #include <QByteArray>
 #include <QMap>
 #include <QString>
+#include <QStringList>
 
 namespace brindle {
 
@@ -12,12 +13,18 @@ namespace brindle {
 class GitArchive
 {
 public:
-    /// @param topFolder e.g. "godot-brindle-main". @param submodules their paths, made as empty
-    /// folders. @param replaced texts to replace in ".gitmodules".
-    /// Throws std::runtime_error. Blocks.
+    /// Left out: ".git", and ".godot", the engine's cache, which no repository keeps.
+    ///
+    /// @param topFolder what the host calls it: repository and branch, e.g. "godot-brindle-main".
+    /// @param submodules paths that become empty folders whatever lies there, in addition to
+    /// those that the folder's ".gitmodules" names.
+    /// @param replaced texts to replace in ".gitmodules", such as the host's address.
+    /// @param extraFiles path to content: added, or in place of the folder's own.
+    /// Throws std::runtime_error. Blocks. Any thread.
     static void pack(const QString &folder, const QString &topFolder, const QString &zip,
                      const QStringList &submodules = {},
-                     const QMap<QByteArray, QByteArray> &replaced = {});
+                     const QMap<QByteArray, QByteArray> &replaced = {},
+                     const QMap<QString, QByteArray> &extraFiles = {});
 };
 
 } // namespace brindle

@@ -1,7 +1,10 @@
 #include "demo/ReleaseHost.h"
 
-#include <QCryptographicHash>
+#include <QElapsedTimer>
 #include <QFile>
+
+#include <algorithm>
+#include <utility>
 
 namespace brindle {
 
@@ -9,60 +12,144 @@ namespace {
 
 constexpr int found = 302;
 constexpr int notFound = 404;
+constexpr int methodNotAllowed = 405;
+constexpr quint16 httpPort = 80;
+constexpr quint16 httpsPort = 443;
+constexpr qint64 stepBytes = 256 * 1024;
+constexpr qint64 slowStepsPerSecond = 20;
+constexpr qint64 millisecondsPerSecond = 1000;
 
-QByteArray checksumLine(const QString &file, const QString &name)
+const auto releasesPrefix = QStringLiteral("/godotengine/godot-builds/releases/download/");
+const auto archiveMarker = QStringLiteral("/archive/");
+const auto checksumName = QStringLiteral("SHA512-SUMS.txt");
+
+/// A body that is sent in pieces, with a length in its head or in chunks without one.
+class Body
 {
-    QFile content(file);
-    QCryptographicHash hash(QCryptographicHash::Sha512);
-    if (!content.open(QIODevice::ReadOnly) || !hash.addData(&content)) {
-        throw std::runtime_error("can't read " + file.toStdString());
+public:
+    Body(HttpConnection &connection, std::optional<qint64> length)
+        : connection_(connection), chunked_(!length)
+    {
+        head_ = "HTTP/1.1 200 OK\r\nContent-Type: application/octet-stream\r\n";
+        head_ += length ? "Content-Length: " + QByteArray::number(*length)
+                        : QByteArrayLiteral("Transfer-Encoding: chunked");
+        head_ += "\r\nConnection: close\r\n\r\n";
     }
-    return hash.result().toHex() + "  " + name.toUtf8() + '\n';
-}
+
+    bool begin() { return connection_.write(head_); }
+
+    bool send(const QByteArray &bytes)
+    {
+        return connection_.write(
+            chunked_ ? QByteArray::number(bytes.size(), 16) + "\r\n" + bytes + "\r\n" : bytes);
+    }
+
+    bool end() { return !chunked_ || connection_.write("0\r\n\r\n"); }
+
+private:
+    HttpConnection &connection_;
+    const bool chunked_;
+    QByteArray head_;
+};
+
+/// Keeps a body down to a speed that may change on the way.
+class Pace
+{
+public:
+    bool wait(HttpConnection &connection, qint64 speed, qint64 justSent)
+    {
+        if (speed != speed_) {
+            speed_ = speed;
+            sent_ = 0;
+            running_.start();
+        }
+        if (speed == 0) {
+            return true;
+        }
+        sent_ += justSent;
+        const qint64 due = sent_ * millisecondsPerSecond / speed;
+        const qint64 ahead = due - running_.elapsed();
+        return ahead <= 0 || connection.pause(std::chrono::milliseconds(ahead));
+    }
+
+private:
+    qint64 speed_ = 0;
+    qint64 sent_ = 0;
+    QElapsedTimer running_;
+};
 
 } // namespace
 
-ReleaseHost::ReleaseHost()
-    : archiveServer_(std::make_unique<HttpServer>(
-              [this](const HttpRequest &request, HttpConnection &connection) {
-                  answerBody(request, connection, false);
-              }))
-    , releaseServer_(std::make_unique<HttpServer>(
-              [this](const HttpRequest &request, HttpConnection &connection) {
-                  answerBody(request, connection, true);
-              }))
-    , firstServer_(std::make_unique<HttpServer>(
-              [this](const HttpRequest &request, HttpConnection &connection) {
-                  answerFirst(request, connection);
-              }))
+ReleaseHost::ReleaseHost() : ReleaseHost(Options{}) {}
+
+ReleaseHost::ReleaseHost(const Options &options) : options_(options)
 {
+    if (options_.port != 0) {
+        servers_.append(
+            makeServer([this](const HttpRequest &request) { return roleByName(request); }));
+    } else {
+        for (const Role role : {Role::code, Role::archives, Role::releases}) {
+            servers_.append(makeServer([role](const HttpRequest & /*request*/) { return role; }));
+        }
+    }
+    const std::lock_guard guard(lock_);
+    const std::array names{options_.codeHost, options_.archiveHost, options_.releaseHost};
+    for (std::size_t role = 0; role < names.size(); ++role) {
+        const auto server = std::min(static_cast<qsizetype>(role), servers_.size() - 1);
+        bases_.at(role) = servers_.at(server)->url({}, names.at(role));
+        if (options_.port == (options_.tls ? httpsPort : httpPort)) {
+            bases_.at(role).setPort(-1);
+        }
+    }
 }
 
 ReleaseHost::~ReleaseHost() = default;
 
-QUrl ReleaseHost::url() const
+std::shared_ptr<HttpServer> ReleaseHost::makeServer(std::function<Role(const HttpRequest &)> role)
 {
-    return firstServer_->url();
+    return std::make_shared<HttpServer>(
+        [this, role = std::move(role)](const HttpRequest &request, HttpConnection &connection) {
+            answer(role(request), request, connection);
+        },
+        options_.port, options_.tls ? &*options_.tls : nullptr);
 }
 
-void ReleaseHost::offerGame(const QString &zip)
+QUrl ReleaseHost::url() const
+{
+    return address(Role::code, {});
+}
+
+void ReleaseHost::offerGame(const ReleaseContent &zip)
 {
     const std::lock_guard guard(lock_);
     archives_[gamePath()] = zip;
+    asked_[bodyPath(gamePath())] = gamePath();
 }
 
-void ReleaseHost::offerAddon(const QString &repository, const QString &zip)
+void ReleaseHost::offerAddon(const QString &repository, const ReleaseContent &zip)
 {
+    const QString path = addonPath(repository);
     const std::lock_guard guard(lock_);
-    archives_[addonPath(repository)] = zip;
+    archives_[path] = zip;
+    asked_[bodyPath(path)] = path;
 }
 
-void ReleaseHost::offerEngine(const QString &tag, const QString &name, const QString &zip)
+void ReleaseHost::offerEngine(const QString &tag, const QString &name, const ReleaseContent &zip)
 {
-    const QByteArray line = checksumLine(zip, name);
+    const QByteArray digest = zip.sha512();
+    const QString path = enginePath(tag, name);
+    const QString listPath = checksumPath(tag);
     const std::lock_guard guard(lock_);
-    releases_[enginePath(tag, name)] = zip;
-    checksums_[checksumPath(tag)] += line;
+    releases_[path] = zip;
+    asked_[bodyPath(path)] = path;
+    auto &digests = digests_[tag];
+    digests[name] = digest;
+    QByteArray list;
+    for (auto entry = digests.cbegin(); entry != digests.cend(); ++entry) {
+        list += entry.value() + "  " + entry.key().toUtf8() + '\n';
+    }
+    releases_[listPath] = list;
+    asked_[bodyPath(listPath)] = listPath;
 }
 
 QString ReleaseHost::gamePath()
@@ -77,105 +164,221 @@ QString ReleaseHost::addonPath(const QString &repository)
 
 QString ReleaseHost::enginePath(const QString &tag, const QString &name)
 {
-    return QStringLiteral("/godotengine/godot-builds/releases/download/%1/%2").arg(tag, name);
+    return releasesPrefix + tag + QLatin1Char('/') + name;
 }
 
 QString ReleaseHost::checksumPath(const QString &tag)
 {
-    return enginePath(tag, QStringLiteral("SHA512-SUMS.txt"));
+    return enginePath(tag, checksumName);
 }
 
-void ReleaseHost::replace(const QString &path, HttpServer::Handler handler)
+QString ReleaseHost::bodyPath(const QString &path)
+{
+    // The forms of the real hosts' redirects: "/<owner>/<name>/zip/<ref>", and an asset's path with
+    // a query.
+    if (path.startsWith(releasesPrefix)) {
+        const QString asset = path.mid(releasesPrefix.size());
+        return QStringLiteral("/github-production-release-asset/%1?filename=%2")
+            .arg(asset, asset.section(QLatin1Char('/'), -1));
+    }
+    QString body = path;
+    body.replace(archiveMarker, QStringLiteral("/zip/"));
+    if (body.endsWith(QStringLiteral(".zip"))) {
+        body.chop(4);
+    }
+    return body;
+}
+
+void ReleaseHost::replace(const QString &path, Handler handler)
 {
     const std::lock_guard guard(lock_);
-    replaced_[path] = std::move(handler);
+    exceptions_[path].handler = std::move(handler);
+}
+
+void ReleaseHost::fail(const QString &path, int status)
+{
+    replace(path, [status](const HttpRequest & /*request*/, HttpConnection &connection) {
+        connection.respond(status, {}, "No luck\n");
+    });
+}
+
+void ReleaseHost::silence(const QString &path)
+{
+    replace(path, [](const HttpRequest & /*request*/, HttpConnection &connection) {
+        connection.waitUntilClosed();
+    });
+}
+
+void ReleaseHost::tamper(const QString &path)
+{
+    const std::lock_guard guard(lock_);
+    exceptions_[path].tampered = true;
+}
+
+std::shared_ptr<ReleaseGate> ReleaseHost::hold(const QString &path, qint64 afterBytes)
+{
+    auto gate = std::make_shared<ReleaseGate>(afterBytes);
+    const std::lock_guard guard(lock_);
+    exceptions_[path].gate = gate;
+    return gate;
 }
 
 void ReleaseHost::restore(const QString &path)
 {
     const std::lock_guard guard(lock_);
-    replaced_.remove(path);
+    exceptions_.remove(path);
 }
 
 void ReleaseHost::setSpeed(qint64 bytesPerSecond)
 {
-    const std::lock_guard guard(lock_);
     speed_ = bytesPerSecond;
 }
 
 QStringList ReleaseHost::requests() const
 {
     const std::lock_guard guard(lock_);
-    return requests_;
+    QStringList paths;
+    for (const auto &[role, path] : requests_) {
+        if (role == Role::code) {
+            paths.append(path);
+        }
+    }
+    return paths;
 }
 
-void ReleaseHost::answerFirst(const HttpRequest &request, HttpConnection &connection)
+QStringList ReleaseHost::allRequests() const
+{
+    const std::lock_guard guard(lock_);
+    QStringList paths;
+    for (const auto &request : requests_) {
+        paths.append(request.second);
+    }
+    return paths;
+}
+
+void ReleaseHost::forgetRequests()
+{
+    const std::lock_guard guard(lock_);
+    requests_.clear();
+}
+
+void ReleaseHost::answer(Role role, const HttpRequest &request, HttpConnection &connection)
 {
     const QString path = QString::fromUtf8(request.target);
-    HttpServer::Handler handler;
+    Handler handler;
     bool isArchive = false;
     bool isRelease = false;
     {
         const std::lock_guard guard(lock_);
-        requests_ << path;
-        handler = replaced_.value(path);
+        requests_.append({role, path});
+        handler = exceptions_.value(path).handler;
         isArchive = archives_.contains(path);
-        isRelease = releases_.contains(path) || checksums_.contains(path);
+        isRelease = releases_.contains(path);
     }
     if (handler) {
         handler(request, connection);
+    } else if (request.method != "GET") {
+        connection.respond(methodNotAllowed, {}, {});
+    } else if (role != Role::code) {
+        answerBody(role, path, connection);
     } else if (isArchive) {
-        connection.redirect(found, archiveServer_->url(path));
+        connection.redirect(found, address(Role::archives, bodyPath(path)));
     } else if (isRelease) {
-        connection.redirect(found, releaseServer_->url(path));
+        connection.redirect(found, address(Role::releases, bodyPath(path)));
     } else {
-        connection.respond(notFound, {}, QByteArrayLiteral("Not Found"));
+        connection.respond(notFound, {}, "Not Found");
     }
 }
 
-void ReleaseHost::answerBody(const HttpRequest &request, HttpConnection &connection,
-                             bool withLength)
+void ReleaseHost::answerBody(Role role, const QString &path, HttpConnection &connection)
 {
-    const QString path = QString::fromUtf8(request.target);
-    QByteArray list;
-    QString file;
-    qint64 speed = 0;
+    const bool withLength = role == Role::releases;
+    QString asked;
+    std::optional<ReleaseContent> content;
+    Exception exception;
     {
         const std::lock_guard guard(lock_);
-        list = checksums_.value(path);
-        file = archives_.value(path, releases_.value(path));
-        speed = speed_;
+        asked = asked_.value(path);
+        const auto &offers = withLength ? releases_ : archives_;
+        if (const auto offer = offers.find(asked); offer != offers.end()) {
+            content = *offer;
+        }
+        exception = exceptions_.value(asked, exceptions_.value(path));
     }
-    if (!list.isEmpty()) {
-        connection.respond(200, {}, list);
-    } else if (speed > 0) {
-        sendSlowly(connection, file, withLength, speed);
-    } else {
-        connection.respondWithFile(file, withLength);
+    const auto device = content ? content->open() : nullptr;
+    if (!device) {
+        connection.respond(notFound, {}, "Not Found");
+        return;
+    }
+    const bool isList = asked.endsWith(checksumName);
+    const bool plain = !exception.tampered && !exception.gate && (speed_ == 0 || isList);
+    if (plain && !content->file().isEmpty()) {
+        connection.respondWithFile(content->file(), withLength);
+    } else if (!sendInSteps(connection, *device, withLength, !isList, exception)) {
+        // Not an end that could pass for the body's.
+        connection.reset();
     }
 }
 
-void ReleaseHost::sendSlowly(HttpConnection &connection, const QString &file, bool withLength,
-                             qint64 speed) const
+bool ReleaseHost::sendInSteps(HttpConnection &connection, QIODevice &content, bool withLength,
+                              bool paced, const Exception &exception) const
 {
-    QFile content(file);
-    if (!content.open(QIODevice::ReadOnly)) {
-        connection.respond(notFound, {}, {});
-        return;
+    const qint64 size = content.size();
+    const qint64 gateAt = exception.gate ? std::min(exception.gate->afterBytes(), size) : -1;
+    if (gateAt == 0 && !exception.gate->pass(connection)) {
+        return false;
     }
-    QByteArray head = "HTTP/1.1 200 OK\r\nConnection: close\r\n";
-    if (withLength) {
-        head += "Content-Length: " + QByteArray::number(content.size()) + "\r\n";
+    Body body(connection, withLength ? std::optional(size) : std::nullopt);
+    if (!body.begin()) {
+        return false;
     }
-    connection.write(head + "\r\n");
-    constexpr int stepsPerSecond = 20;
-    constexpr std::chrono::milliseconds step(1000 / stepsPerSecond);
-    while (!content.atEnd()) {
-        if (!connection.write(content.read(std::max<qint64>(1, speed / stepsPerSecond)))
-            || !connection.pause(step)) {
-            return;
+    Pace pace;
+    for (qint64 sent = 0; sent < size;) {
+        const qint64 speed = paced ? speed_.load() : 0;
+        qint64 step =
+            speed > 0 ? std::clamp<qint64>(speed / slowStepsPerSecond, 1, stepBytes) : stepBytes;
+        if (gateAt > sent) {
+            step = std::min(step, gateAt - sent);
+        }
+        QByteArray bytes = content.read(step);
+        if (bytes.isEmpty()) {
+            return false;
+        }
+        const qint64 middle = size / 2 - sent;
+        if (exception.tampered && middle >= 0 && middle < bytes.size()) {
+            bytes[middle] = static_cast<char>(bytes.at(middle) ^ 1);
+        }
+        if (!body.send(bytes)) {
+            return false;
+        }
+        sent += bytes.size();
+        if (sent == gateAt && !exception.gate->pass(connection)) {
+            return false;
+        }
+        if (!pace.wait(connection, speed, bytes.size())) {
+            return false;
         }
     }
+    return body.end();
+}
+
+ReleaseHost::Role ReleaseHost::roleByName(const HttpRequest &request) const
+{
+    const QString name = QString::fromLatin1(request.headers.value("host").split(':').first());
+    if (name == options_.archiveHost) {
+        return Role::archives;
+    }
+    return name == options_.releaseHost ? Role::releases : Role::code;
+}
+
+QUrl ReleaseHost::address(Role role, const QString &path) const
+{
+    QUrl base;
+    {
+        const std::lock_guard guard(lock_);
+        base = bases_.at(static_cast<std::size_t>(role));
+    }
+    return QUrl(base.toString() + path);
 }
 
 } // namespace brindle

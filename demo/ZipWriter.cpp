@@ -1,44 +1,80 @@
 #include "demo/ZipWriter.h"
 
-#include <QList>
+#include <QFile>
 
+#include <list>
 #include <stdexcept>
 #include <zip.h>
 
 namespace brindle {
 
+namespace {
+
+constexpr unsigned modeShift = 16;
+constexpr quint32 typeMask = 0170000;
+constexpr quint32 linkType = 0120000;
+constexpr zip_uint32_t dosFolder = 0x10;
+
+} // namespace
+
 class ZipWriter::Impl
 {
 public:
-    void addSource(const QString &name, zip_source_t *source, quint32 unixMode)
+    [[noreturn]] void fail() const
     {
-        const QByteArray utf8 = name.toUtf8();
-        const zip_int64_t index = name.endsWith(QLatin1Char('/'))
-                ? (zip_source_free(source), zip_dir_add(archive, utf8.constData(), ZIP_FL_ENC_UTF_8))
-                : zip_file_add(archive, utf8.constData(), source, ZIP_FL_ENC_UTF_8);
-        if (index < 0) {
-            throw std::runtime_error(zip_strerror(archive));
-        }
-        const auto entry = static_cast<zip_uint64_t>(index);
-        constexpr unsigned modeShift = 16;
-        if (unixMode == 0) {
-            zip_file_set_external_attributes(archive, entry, 0, ZIP_OPSYS_DOS, 0);
-        } else {
-            zip_file_set_external_attributes(archive, entry, 0, ZIP_OPSYS_UNIX,
-                                             unixMode << modeShift);
+        throw std::runtime_error("can't write " + path.toStdString() + ": " +
+                                 zip_strerror(archive));
+    }
+
+    void check(bool good) const
+    {
+        if (!good) {
+            fail();
         }
     }
 
+    void addSource(const QString &name, zip_source_t *source, quint32 unixMode)
+    {
+        check(source != nullptr);
+        // For a name that is plain ASCII, libzip leaves the UTF-8 flag out, as git does.
+        const zip_int64_t index =
+            zip_file_add(archive, name.toUtf8().constData(), source, ZIP_FL_ENC_UTF_8);
+        if (index < 0) {
+            zip_source_free(source);
+            fail();
+        }
+        const auto entry = static_cast<zip_uint64_t>(index);
+        if ((unixMode & typeMask) == linkType) {
+            check(zip_set_file_compression(archive, entry, ZIP_CM_STORE, 0) == 0);
+        }
+        setAttributes(entry, unixMode, 0);
+    }
+
+    void setAttributes(zip_uint64_t entry, quint32 unixMode, zip_uint32_t dosAttributes) const
+    {
+        check(zip_file_set_external_attributes(archive, entry, 0,
+                                               unixMode == 0 ? ZIP_OPSYS_DOS : ZIP_OPSYS_UNIX,
+                                               unixMode << modeShift | dosAttributes) == 0);
+    }
+
+    QString path;
     zip_t *archive = nullptr;
-    QList<QByteArray> contents; // libzip reads them when the archive is closed
+    std::list<QByteArray> contents; // libzip reads them when the archive is closed
+    QDateTime time;
 };
 
-ZipWriter::ZipWriter(const QString &file) : impl_(std::make_unique<Impl>())
+ZipWriter::ZipWriter(const QString &archive) : impl_(std::make_unique<Impl>())
 {
+    impl_->path = archive;
     int code = 0;
-    impl_->archive = zip_open(file.toUtf8().constData(), ZIP_CREATE | ZIP_TRUNCATE, &code);
+    impl_->archive =
+        zip_open(QFile::encodeName(archive).constData(), ZIP_CREATE | ZIP_TRUNCATE, &code);
     if (!impl_->archive) {
-        throw std::runtime_error("can't write " + file.toStdString());
+        zip_error_t error;
+        zip_error_init_with_code(&error, code);
+        const std::string why = zip_error_strerror(&error);
+        zip_error_fini(&error);
+        throw std::runtime_error("can't write " + archive.toStdString() + ": " + why);
     }
 }
 
@@ -51,8 +87,7 @@ ZipWriter::~ZipWriter()
 
 void ZipWriter::add(const QString &name, const QByteArray &content, quint32 unixMode)
 {
-    impl_->contents << content;
-    const QByteArray &kept = impl_->contents.last();
+    const QByteArray &kept = impl_->contents.emplace_back(content);
     impl_->addSource(name,
                      zip_source_buffer(impl_->archive, kept.constData(),
                                        static_cast<zip_uint64_t>(kept.size()), 0),
@@ -62,20 +97,39 @@ void ZipWriter::add(const QString &name, const QByteArray &content, quint32 unix
 void ZipWriter::addFile(const QString &name, const QString &sourceFile, quint32 unixMode)
 {
     impl_->addSource(
-            name, zip_source_file(impl_->archive, sourceFile.toUtf8().constData(), 0, -1), unixMode);
+        name, zip_source_file(impl_->archive, QFile::encodeName(sourceFile).constData(), 0, -1),
+        unixMode);
+}
+
+void ZipWriter::addFolder(const QString &name, quint32 unixMode)
+{
+    const zip_int64_t index =
+        zip_dir_add(impl_->archive, name.toUtf8().constData(), ZIP_FL_ENC_UTF_8);
+    impl_->check(index >= 0);
+    impl_->setAttributes(static_cast<zip_uint64_t>(index), unixMode, dosFolder);
 }
 
 void ZipWriter::setComment(const QByteArray &comment)
 {
-    zip_set_archive_comment(impl_->archive, comment.constData(),
-                            static_cast<zip_uint16_t>(comment.size()));
+    impl_->check(zip_set_archive_comment(impl_->archive, comment.constData(),
+                                         static_cast<zip_uint16_t>(comment.size())) == 0);
+}
+
+void ZipWriter::setTime(const QDateTime &time)
+{
+    impl_->time = time;
 }
 
 void ZipWriter::close()
 {
-    if (zip_close(impl_->archive) != 0) {
-        throw std::runtime_error(zip_strerror(impl_->archive));
+    if (impl_->time.isValid()) {
+        const auto count = static_cast<zip_uint64_t>(zip_get_num_entries(impl_->archive, 0));
+        for (zip_uint64_t entry = 0; entry < count; ++entry) {
+            impl_->check(
+                zip_file_set_mtime(impl_->archive, entry, impl_->time.toSecsSinceEpoch(), 0) == 0);
+        }
     }
+    impl_->check(zip_close(impl_->archive) == 0);
     impl_->archive = nullptr;
 }
 
