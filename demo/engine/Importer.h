@@ -1,12 +1,13 @@
 #pragma once
 
-#include "Behaviour.h"
+#include "Project.h"
 
-/// The one-time import: walks the project, writes what an engine leaves behind (".godot/" and an
-/// ".import" file beside each picture) and prints its progress with the engine's colour escapes.
+/// The one-time import: walks the project, writes what an engine leaves behind (".godot/", an
+/// ".import" file beside each picture, a ".uid" file beside each script) and prints its progress.
 class Importer
 {
 public:
-    /// Returns the exit code.
-    static int run(const QString &project, const Behaviour &behaviour);
+    /// Blocks for about `seconds`. Files that can't be written are only complained about, as the
+    /// engine does.
+    static void run(const Project &project, double seconds);
 };

@@ -1,60 +1,46 @@
 // A stand-in for the engine, small enough to be packed and unpacked in a moment. It speaks the
 // engine's command line: the headless import, and the game in a window (none where there is no
-// display).
+// display). What it does on a project can be directed by a file there, see Behaviour.h.
 
 #include "Behaviour.h"
+#include "CommandLine.h"
+#include "Console.h"
+#include "Game.h"
 #include "Importer.h"
-#include "SceneWindow.h"
+#include "Project.h"
 
 #include <QFile>
-#include <QGuiApplication>
+#include <QRegularExpression>
 
 #include <csignal>
 #include <cstdio>
-#include <memory>
 
 namespace {
 
-QString valueAfter(const QStringList &arguments, const QString &name)
+/// Official builds bear their version in their name, apart from those in a bundle.
+QString versionOf(const QString &program)
 {
-    const auto at = arguments.indexOf(name);
-    return at >= 0 ? arguments.value(at + 1) : QString();
+    static const QRegularExpression form(QStringLiteral("Godot_v([0-9.]+)-stable"));
+    const auto match = form.match(program.section(u'/', -1));
+    return match.hasMatch() ? match.captured(1) : QStringLiteral("4");
 }
 
-bool hasDisplay()
+void printWhatIsAskedFor(const Behaviour &behaviour)
 {
-    return qEnvironmentVariableIsSet("DISPLAY") || qEnvironmentVariableIsSet("WAYLAND_DISPLAY");
-}
-
-int play(int &argc, char **argv, const Behaviour &behaviour, const QString &size)
-{
-    std::unique_ptr<QCoreApplication> application;
-    std::unique_ptr<SceneWindow> window;
-    if (hasDisplay()) {
-        application = std::make_unique<QGuiApplication>(argc, argv);
-        window = std::make_unique<SceneWindow>(behaviour.title);
-        const QStringList sides = size.split(QLatin1Char('x'));
-        if (sides.size() == 2) {
-            window->resize(sides.at(0).toInt(), sides.at(1).toInt());
-        }
-        window->show();
-    } else {
-        application = std::make_unique<QCoreApplication>(argc, argv);
+    if (!behaviour.printText.isEmpty()) {
+        Console::error(behaviour.printText);
     }
-    std::printf("OpenGL API 3.3 - Compatibility - Using Device: none\n");
+    if (behaviour.printParseError) {
+        Console::error(QStringLiteral("SCRIPT ERROR: Parse Error: Unexpected \"}\" in class body.\n"
+                                      "          at: GDScript::reload (res://main.gd:2)\n"
+                                      "ERROR: Failed to load script \"res://main.gd\" with error "
+                                      "\"Parse error\".\n"
+                                      "   at: load (modules/gdscript/gdscript.cpp:3041)"));
+    }
     for (int i = 0; i < behaviour.printLines; ++i) {
         std::printf("line %d\n", i);
     }
-    if (!behaviour.printText.isEmpty()) {
-        std::fprintf(stderr, "%s\n", behaviour.printText.toUtf8().constData());
-    }
-    std::printf("game is running\n");
     std::fflush(stdout);
-    if (behaviour.playSeconds >= 0) {
-        QTimer::singleShot(static_cast<int>(behaviour.playSeconds * 1000), application.get(),
-                           [&] { QCoreApplication::exit(behaviour.playExit); });
-    }
-    return QCoreApplication::exec();
 }
 
 } // namespace
@@ -63,27 +49,39 @@ int main(int argc, char *argv[])
 {
     QStringList arguments;
     for (int i = 1; i < argc; ++i) {
-        arguments << QString::fromLocal8Bit(argv[i]);
+        arguments.append(QFile::decodeName(argv[i]));
     }
-    std::printf("Godot Engine v4.3.stable.official.sample\n");
-    std::printf("arguments: %s\n", arguments.join(QLatin1Char(' ')).toUtf8().constData());
-    std::fflush(stdout);
-    const QString project = valueAfter(arguments, QStringLiteral("--path"));
-    if (project.isEmpty()) {
-        std::fprintf(stderr, "ERROR: no project was given.\n");
+    Console::print(QStringLiteral("Godot Engine v%1.stable.sample - https://godotengine.org")
+                       .arg(versionOf(QFile::decodeName(argv[0]))));
+    Console::print(QStringLiteral("Arguments: ") + arguments.join(u' '));
+    Console::print();
+
+    const CommandLine line = CommandLine::parse(arguments);
+    if (!line.problem.isEmpty()) {
+        Console::error(QStringLiteral("ERROR: ") + line.problem);
         return 1;
     }
-    const Behaviour behaviour = Behaviour::read(project);
+    const Project project = Project::open(line.project);
+    if (!project.exists) {
+        Console::error(QStringLiteral("Error: Couldn't load project data at path \"%1\". Is the "
+                                      ".pck file missing?")
+                           .arg(line.project));
+        return 1;
+    }
+    const Behaviour behaviour = Behaviour::read(line.project);
     if (behaviour.ignoreTerm) {
         std::signal(SIGTERM, SIG_IGN);
     }
-    if (!behaviour.requireFile.isEmpty() &&
-        !QFile::exists(project + QLatin1Char('/') + behaviour.requireFile)) {
-        std::fprintf(stderr, "ERROR: %s is missing.\n", qPrintable(behaviour.requireFile));
-        return 1;
+    printWhatIsAskedFor(behaviour);
+    for (const QString &path : behaviour.requireFile) {
+        if (!QFile::exists(project.file(path))) {
+            Console::error(QStringLiteral("ERROR: Cannot open file 'res://%1'.").arg(path));
+            return 1;
+        }
     }
-    if (arguments.contains(QStringLiteral("--import"))) {
-        return Importer::run(project, behaviour);
+    if (line.import) {
+        Importer::run(project, behaviour.importSeconds);
+        return behaviour.importExit;
     }
-    return play(argc, argv, behaviour, valueAfter(arguments, QStringLiteral("--resolution")));
+    return Game::run(argc, argv, project, line, behaviour);
 }
