@@ -10,7 +10,7 @@ constexpr int utf8Names = 0x800;
 constexpr quint16 madeOnUnix = 0x031E;
 constexpr quint16 madeOnDos = 0x0014;
 
-template<typename T>
+template <typename T>
 void put(QByteArray &bytes, T value)
 {
     for (size_t i = 0; i < sizeof(T); ++i) {
@@ -20,6 +20,9 @@ void put(QByteArray &bytes, T value)
 
 QByteArray deflate(const QByteArray &content)
 {
+    if (content.isEmpty()) {
+        return QByteArray("\x03\x00", 2); // one empty block
+    }
     // qCompress: four bytes of length and two of a zlib header, four of a checksum at the end.
     return qCompress(content, 9).mid(6).chopped(4);
 }
@@ -36,13 +39,12 @@ QByteArray common(const RawZip::Entry &entry, qsizetype packed)
 {
     QByteArray bytes;
     put<quint16>(bytes, static_cast<quint16>(entry.flags >= 0 ? entry.flags : utf8Names));
-    put<quint16>(bytes, static_cast<quint16>(entry.method >= 0 ? entry.method
-                                                               : (entry.deflated ? 8 : 0)));
+    put<quint16>(bytes,
+                 static_cast<quint16>(entry.method >= 0 ? entry.method : (entry.deflated ? 8 : 0)));
     put<quint32>(bytes, 0x00210000); // 1 January 1980
     put<quint32>(bytes, entry.crc >= 0 ? static_cast<quint32>(entry.crc) : checksum(entry.content));
     put<quint32>(bytes, static_cast<quint32>(entry.packedSize >= 0 ? entry.packedSize : packed));
-    put<quint32>(bytes,
-                 static_cast<quint32>(entry.size >= 0 ? entry.size : entry.content.size()));
+    put<quint32>(bytes, static_cast<quint32>(entry.size >= 0 ? entry.size : entry.content.size()));
     return bytes;
 }
 

@@ -12,7 +12,7 @@ public:
     struct Entry
     {
         QByteArray name;
-        QByteArray content;
+        QByteArray content{};
         quint32 mode = 0; ///< whole unix mode; 0 stores none
         bool deflated = false;
         // What is written in place of the truth, where it is not negative (or not empty).
@@ -21,7 +21,7 @@ public:
         qint64 crc = -1;
         int method = -1;
         int flags = -1;
-        QByteArray localName;
+        QByteArray localName{};
     };
 
     RawZip &add(const Entry &entry);
