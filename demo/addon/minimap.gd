@@ -1,15 +1,20 @@
+@tool
 extends Control
 ## A small map of the whole field in a corner of the screen.
 
-const OWN := Color("6fb1ff")
-const ENEMY := Color("ff7a5c")
+const OWN := Color("8cc4ff")
+const ENEMY := Color("ff8a6e")
+const FRAME := Color(1, 1, 1, 0.5)
 
+var ground: Texture2D
 var field := Vector2.ONE
 var shown: Array = []
 
 
-## Shows `units`, each with a `position` and an `own` flag, on a field of that size.
-func show_map(size_of_field: Vector2, units: Array) -> void:
+## Shows `units`, each with a `position` and an `own` flag, on a field of that size and look. The
+## list is read anew for every frame.
+func show_map(picture: Texture2D, size_of_field: Vector2, units: Array) -> void:
+	ground = picture
 	field = size_of_field
 	shown = units
 
@@ -19,7 +24,9 @@ func _process(_delta: float) -> void:
 
 
 func _draw() -> void:
-	draw_rect(Rect2(Vector2.ZERO, size), Color(0.05, 0.07, 0.1, 0.8))
-	draw_rect(Rect2(Vector2.ZERO, size), Color(1, 1, 1, 0.35), false, 1.0)
+	draw_rect(Rect2(Vector2(-3, -3), size + Vector2(6, 6)), Color(0.06, 0.08, 0.12, 0.8))
+	if ground != null:
+		draw_texture_rect(ground, Rect2(Vector2.ZERO, size), false, Color(0.8, 0.8, 0.85))
+	draw_rect(Rect2(Vector2.ZERO, size), FRAME, false, 1.0)
 	for unit in shown:
 		draw_circle(unit.position / field * size, 2.5, OWN if unit.own else ENEMY)
