@@ -14,7 +14,6 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QRegularExpression>
 
 #include <openssl/evp.h>
 
@@ -28,18 +27,35 @@ constexpr int firstGodot4Format = 5;
 constexpr int statusOk = 200;
 
 /// The digest that a release's list gives for an archive; the last entry counts. Both forms of the
-/// usual tools are read: digest, two blanks, name, and digest, blank, asterisk, name.
+/// usual tools are read: digest, two blanks, name, and digest, blank, asterisk, name. Goes through
+/// the list without taking it apart: it is hostile until proven otherwise, and this is the main
+/// thread.
 std::optional<QString> listedDigest(const QByteArray &list, const QString &zipName)
 {
-    static const QRegularExpression separators(QStringLiteral("[ *]"));
+    const QString text = QString::fromUtf8(list);
     std::optional<QString> digest;
-    const QStringList lines = brindle::Text::splitAtNewlines(QString::fromUtf8(list));
-    for (const QString &line : lines) {
-        const QStringList pieces = line.split(separators, Qt::SkipEmptyParts);
-        if (pieces.size() >= 2 && pieces.at(1) == zipName) {
-            digest = pieces.at(0).toLower();
+    brindle::Text::eachLine(text, [&](QStringView line) {
+        QStringView first;
+        qsizetype begin = 0;
+        for (qsizetype i = 0; i <= line.size(); ++i) {
+            if (i < line.size() && line[i] != u' ' && line[i] != u'*') {
+                continue;
+            }
+            const QStringView piece = line.sliced(begin, i - begin);
+            begin = i + 1;
+            if (piece.isEmpty()) {
+                continue;
+            }
+            if (!first.isEmpty()) {
+                if (piece == zipName) {
+                    digest = first.toString().toLower();
+                }
+                break;
+            }
+            first = piece;
         }
-    }
+        return true;
+    });
     return digest;
 }
 
@@ -164,6 +180,7 @@ QCoro::Task<QString> EngineManager::installArchive(EngineSpec spec, QUrl archive
         } catch (const Error &) {
             // What could not be removed is filled in place by the unpacking.
         }
+        Files::clearRemoved(QFileInfo(folder).path());
     };
     auto removing = runOnWorker(removeOld);
     co_await removing;
@@ -209,9 +226,9 @@ QString EngineManager::sha512(const QString &file, const std::stop_token &stop)
     }
     const std::unique_ptr<EVP_MD_CTX, decltype(&EVP_MD_CTX_free)> context(EVP_MD_CTX_new(),
                                                                           &EVP_MD_CTX_free);
-    EVP_DigestInit_ex(context.get(), EVP_sha512(), nullptr);
+    bool ok = context && EVP_DigestInit_ex(context.get(), EVP_sha512(), nullptr) == 1;
     QByteArray chunk(hashChunk, Qt::Uninitialized);
-    for (;;) {
+    while (ok) {
         checkCancellation(stop);
         const qint64 count = content.read(chunk.data(), chunk.size());
         if (count < 0) {
@@ -220,12 +237,16 @@ QString EngineManager::sha512(const QString &file, const std::stop_token &stop)
         if (count == 0) {
             break;
         }
-        EVP_DigestUpdate(context.get(), chunk.constData(), static_cast<size_t>(count));
+        ok = EVP_DigestUpdate(context.get(), chunk.constData(), static_cast<size_t>(count)) == 1;
     }
     QByteArray digest(EVP_MAX_MD_SIZE, Qt::Uninitialized);
     unsigned int size = 0;
-    EVP_DigestFinal_ex(context.get(), reinterpret_cast<unsigned char *>(digest.data()), // NOLINT
-                       &size);
+    ok = ok && EVP_DigestFinal_ex(context.get(),
+                                  reinterpret_cast<unsigned char *>(digest.data()), // NOLINT
+                                  &size) == 1;
+    if (!ok) {
+        throw SystemError(QStringLiteral("%1: the SHA-512 digest can't be computed").arg(file));
+    }
     digest.truncate(size);
     return QString::fromLatin1(digest.toHex());
 }

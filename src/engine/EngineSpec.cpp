@@ -7,8 +7,7 @@ namespace brindle {
 bool EngineSpec::isWellFormed() const
 {
     // \A and \z, because $ would let a line feed at the end through.
-    static const QRegularExpression form(
-        QStringLiteral(R"(\A[0-9]+\.[0-9]+(\.[0-9]+)?-stable\z)"));
+    static const QRegularExpression form(QStringLiteral(R"(\A[0-9]+\.[0-9]+(\.[0-9]+)?-stable\z)"));
     return form.match(version).hasMatch();
 }
 

@@ -7,8 +7,9 @@
 namespace brindle {
 
 /// One official engine build.
-struct EngineSpec {
-    QString version; ///< the release tag, always ending in "-stable", e.g. "4.3-stable"
+struct EngineSpec
+{
+    QString version;   ///< the release tag, always ending in "-stable", e.g. "4.3-stable"
     bool mono = false; ///< the build with C# support
 
     bool operator==(const EngineSpec &) const = default;

@@ -36,8 +36,8 @@ std::optional<QString> followLinks(const QString &start, const QString &path)
         }
         const QString next = place + u'/' + name;
         std::error_code notALink;
-        const auto target = std::filesystem::read_symlink(QFile::encodeName(next).toStdString(),
-                                                          notALink);
+        const auto target =
+            std::filesystem::read_symlink(QFile::encodeName(next).toStdString(), notALink);
         if (notALink) {
             place = next;
             continue;
@@ -59,7 +59,7 @@ std::optional<QString> followLinks(const QString &start, const QString &path)
 std::optional<QString> AddonFolder::locate(const QString &repository, const QString &path)
 {
     // The system would see the path end at a null character.
-    if (path.startsWith(u'/') || path.contains(QChar::Null)) {
+    if (!repository.startsWith(u'/') || path.startsWith(u'/') || path.contains(QChar::Null)) {
         return std::nullopt;
     }
     const QString clean = QDir::cleanPath(path);

@@ -10,10 +10,10 @@ namespace brindle {
 class AddonFolder
 {
 public:
-    /// `path` below `repository`, without "." and ".."; absent when it leads outside of the
-    /// repository folder: it is absolute, climbs above the folder, or passes through symbolic
-    /// links that do. An empty path names the repository folder itself. Reads links only; any
-    /// thread.
+    /// `path` below `repository` (an absolute path), without "." and ".."; absent when it leads
+    /// outside of the repository folder: it is absolute, climbs above the folder, or passes through
+    /// symbolic links that do. An empty path names the repository folder itself. Reads links only;
+    /// any thread.
     static std::optional<QString> locate(const QString &repository, const QString &path);
 };
 

@@ -19,9 +19,9 @@ std::optional<QUrl> validAddress(const QString &text)
 QString writtenHost(const QString &address)
 {
     // Scheme, "//", user, then the host up to the port or the end of the authority (RFC 3986).
-    static const QRegularExpression authority(
-        QStringLiteral(R"(\A(?:[A-Za-z][A-Za-z0-9+.-]*:)?//(?:[^/?#@]*@)?(\[[^\]/?#@]*\]|[^:/?#@]*))"
-                       R"((?::[0-9]*)?(?:[/?#]|\z))"));
+    static const QRegularExpression authority(QStringLiteral(
+        R"(\A(?:[A-Za-z][A-Za-z0-9+.-]*:)?//(?:[^/?#@]*@)?(\[[^\]/?#@]*\]|[^:/?#@]*))"
+        R"((?::[0-9]*)?(?:[/?#]|\z))"));
     return authority.match(address).captured(1);
 }
 

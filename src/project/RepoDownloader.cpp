@@ -60,10 +60,11 @@ void placeAddon(const QString &unpacked, const QString &folder, const QString &p
 
 RepoDownloader::RepoDownloader(QUrl codeHost, QString storageRoot, QString temporaryFolder,
                                QString archiveTool)
-    : codeHost_(std::move(codeHost)), storageRoot_(std::move(storageRoot)),
-      temporaryFolder_(std::move(temporaryFolder)), archiveTool_(std::move(archiveTool))
-{
-}
+    : codeHost_(std::move(codeHost))
+    , storageRoot_(std::move(storageRoot))
+    , temporaryFolder_(std::move(temporaryFolder))
+    , archiveTool_(std::move(archiveTool))
+{}
 
 QUrl RepoDownloader::repositoryPage(const QUrl &codeHost)
 {

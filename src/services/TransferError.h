@@ -12,8 +12,8 @@ class TransferError final : public Error
 public:
     enum class Code {
         cancelled, ///< the transfer was cancelled by its owner
-        timedOut, ///< no byte arrived for the time-out's length
-        failed, ///< everything else: no connection, TLS, cut short, too many redirects …
+        timedOut,  ///< no byte arrived for the time-out's length
+        failed,    ///< everything else: no connection, TLS, cut short, too many redirects …
     };
 
     TransferError(Code errorCode, QString text) : code(errorCode), text_(std::move(text)) {}

@@ -117,7 +117,7 @@ private Q_SLOTS:
             .add({"repo-main/run.sh", "#!/bin/sh\n", file755, true})
             .add({"repo-main/link", "plain.txt", link777})
             .add({"repo-main/addons/empty/", {}})
-            .add({"repo-main/na\xc3\xafve/\xf0\x9f\x8e\xae.txt", "game", 0});
+            .add({"repo-main/na\xc3\xafve/\xf0\x9f\x8e\xae.txt", "game", file644});
         QTest::newRow("repository") << repository.bytes("0123456789abcdef0123456789abcdef01234567");
         RawZip bundle;
         bundle.add({"Godot.app/Contents/MacOS/Godot", QByteArray(300'000, 'x'), file755, true})
