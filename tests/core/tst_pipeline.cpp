@@ -317,6 +317,9 @@ private Q_SLOTS:
         // The wait for the last lines is cut short by the cancellation.
         fixture.files.restart();
         QVERIFY(!process->isRunning());
+        // Whoever watched the game lets go of it as well.
+        spinUntil([&] { return process.use_count() == 1; });
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     }
 };
 
