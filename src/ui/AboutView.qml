@@ -36,7 +36,7 @@ FocusScope {
         Label {
             objectName: "aboutRepository"
             width: parent.width
-            text: "Based on tessel-works/godot-brindle, published under the " + view.model.licenseName + "."
+            text: "Based on tessel-works/godot-brindle (" + view.model.licenseName + ")."
             font: Theme.callout
             horizontalAlignment: Text.AlignLeft
         }

@@ -77,10 +77,10 @@ Window {
 
     Shortcut {
         sequences: ["Return", "Enter"]
-        onActivated: first.click()
+        onActivated: first.clicked()
     }
     Shortcut {
-        sequences: ["Escape", StandardKey.Close]
+        sequences: ["Escape", "Ctrl+W"]
         onActivated: window.answered(window.buttons.length - 1)
     }
 }

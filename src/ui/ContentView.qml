@@ -178,7 +178,7 @@ FocusScope {
     }
 
     Shortcut {
-        sequences: [StandardKey.Quit]
+        sequences: ["Ctrl+Q"]
         onActivated: root.model.quit()
     }
 }

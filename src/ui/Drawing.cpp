@@ -6,65 +6,80 @@
 #include <QPainterPathStroker>
 #include <QTransform>
 
+#include <algorithm>
+
 namespace brindle {
 
 namespace {
 
-/// A flag on its pole, leaning to the left, its cloth flying outward.
+// All drawings lie in a square of this side: the corners of strokes are rounded coarsely in small
+// ones.
+constexpr qreal canvas = 1000;
+
+/// The same outline with its corners rounded.
+QPainterPath rounded(const QPainterPath &path, qreal radius)
+{
+    QPainterPathStroker stroker;
+    stroker.setWidth(2 * radius);
+    stroker.setJoinStyle(Qt::RoundJoin);
+    return path.united(stroker.createStroke(path));
+}
+
+/// A flag on its upright pole, its cloth flying to the left in one wave.
 QPainterPath flag()
 {
     QPainterPath pole;
-    pole.moveTo(0, -0.46);
-    pole.lineTo(0, 0.52);
+    pole.moveTo(0, -500);
+    pole.lineTo(0, 560);
     QPainterPathStroker stroker;
-    stroker.setWidth(0.062);
+    stroker.setWidth(64);
     stroker.setCapStyle(Qt::RoundCap);
 
     QPainterPath cloth;
-    cloth.moveTo(0, -0.44);
-    cloth.cubicTo(-0.14, -0.53, -0.28, -0.37, -0.47, -0.46);
-    cloth.cubicTo(-0.50, -0.475, -0.525, -0.455, -0.525, -0.42);
-    cloth.lineTo(-0.525, -0.07);
-    cloth.cubicTo(-0.525, -0.04, -0.51, -0.03, -0.48, -0.02);
-    cloth.cubicTo(-0.30, 0.04, -0.16, -0.09, 0, 0.00);
+    cloth.moveTo(0, -450);
+    cloth.cubicTo(-200, -580, -360, -300, -600, -430);
+    cloth.lineTo(-600, -20);
+    cloth.cubicTo(-360, 110, -200, -170, 0, -40);
     cloth.closeSubpath();
-    return stroker.createStroke(pole).united(cloth);
+    return stroker.createStroke(pole).united(rounded(cloth, 20));
 }
 
 QPainterPath crossedFlags()
 {
-    const QPainterPath left = QTransform().translate(0.385, 0.5).rotate(-30).map(flag());
-    const QPainterPath right = QTransform().translate(1, 0).scale(-1, 1).map(left);
-    return left.united(right);
+    // The poles cross below their middles.
+    const QPainterPath left = QTransform().translate(-115, 0).rotate(-28).map(flag());
+    const QPainterPath right = QTransform::fromScale(-1, 1).map(left);
+    const QPainterPath both = left.united(right);
+    const QRectF bounds = both.boundingRect();
+    const qreal side = std::max(bounds.width(), bounds.height());
+    return QTransform()
+        .translate(canvas / 2, canvas / 2)
+        .scale(canvas / side, canvas / side)
+        .translate(-bounds.center().x(), -bounds.center().y())
+        .map(both);
 }
 
 QPainterPath bolt()
 {
     QPainterPath path;
-    path.moveTo(0.60, 0.03);
-    path.lineTo(0.17, 0.57);
-    path.lineTo(0.47, 0.57);
-    path.lineTo(0.40, 0.97);
-    path.lineTo(0.83, 0.42);
-    path.lineTo(0.53, 0.42);
+    path.moveTo(600, 30);
+    path.lineTo(170, 570);
+    path.lineTo(470, 570);
+    path.lineTo(400, 970);
+    path.lineTo(830, 420);
+    path.lineTo(530, 420);
     path.closeSubpath();
-    QPainterPathStroker stroker;
-    stroker.setWidth(0.05);
-    stroker.setJoinStyle(Qt::RoundJoin);
-    return path.united(stroker.createStroke(path));
+    return rounded(path, 25);
 }
 
 QPainterPath play()
 {
     QPainterPath path;
-    path.moveTo(0.22, 0.14);
-    path.lineTo(0.86, 0.50);
-    path.lineTo(0.22, 0.86);
+    path.moveTo(220, 140);
+    path.lineTo(860, 500);
+    path.lineTo(220, 860);
     path.closeSubpath();
-    QPainterPathStroker stroker;
-    stroker.setWidth(0.12);
-    stroker.setJoinStyle(Qt::RoundJoin);
-    return path.united(stroker.createStroke(path));
+    return rounded(path, 60);
 }
 
 } // namespace
@@ -77,21 +92,26 @@ Drawing::Drawing(QQuickItem *parent) : QQuickPaintedItem(parent)
 
 QPainterPath Drawing::path(Shape shape)
 {
-    switch (shape) {
-    case Shape::CrossedFlags: return crossedFlags();
-    case Shape::Bolt: return bolt();
-    case Shape::Play: return play();
-    }
-    Q_UNREACHABLE();
+    const auto drawing = [shape] {
+        switch (shape) {
+        case Shape::CrossedFlags:
+            return crossedFlags();
+        case Shape::Bolt:
+            return bolt();
+        case Shape::Play:
+            return play();
+        }
+        Q_UNREACHABLE();
+    };
+    return QTransform::fromScale(1 / canvas, 1 / canvas).map(drawing());
 }
 
 void Drawing::paint(QPainter *painter)
 {
     const qreal margin = 2 * shadowRadius_;
     const qreal side = std::min(width(), height()) - 2 * margin;
-    const QTransform fit = QTransform()
-                               .translate((width() - side) / 2, (height() - side) / 2)
-                               .scale(side, side);
+    const QTransform fit =
+        QTransform().translate((width() - side) / 2, (height() - side) / 2).scale(side, side);
     const QPainterPath drawing = fit.map(path(shape_));
     if (shadowRadius_ > 0) {
         const qreal ratio = painter->transform().m11();

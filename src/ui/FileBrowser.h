@@ -11,13 +11,10 @@ namespace brindle {
 class FileBrowser
 {
 public:
-    /// Shows an existing file or folder, selected where a command can do that: the commands are
-    /// tried in order until one exits with 0. False when none did. Main thread; never throws.
+    /// Shows an existing file or folder, selected where a command can do that; one that can only
+    /// open folders gets the folder itself, or the one that a file lies in. The commands are tried
+    /// in order until one exits with 0. False when none did. Main thread; never throws.
     static QCoro::Task<bool> reveal(QList<Platform::Command> commands, QString path);
-
-    /// A command's arguments with its placeholders filled in: "{path}" the path, "{url}" its file
-    /// address, "{folder}" the folder to open, which is the path itself if it is one.
-    static QStringList arguments(const Platform::Command &command, const QString &path);
 };
 
 } // namespace brindle

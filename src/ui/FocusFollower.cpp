@@ -28,11 +28,11 @@ void FocusFollower::follow() const
     if (!focused || !content || !content->isAncestorOf(focused)) {
         return;
     }
-    // What lies in a scrolled part of its own is seen through that part's frame.
+    // What lies in a scrolled part of its own: that part's frame.
     QRectF seen = focused->mapRectToItem(content, focused->boundingRect());
     for (QQuickItem *item = focused->parentItem(); item != content; item = item->parentItem()) {
         if (item->clip()) {
-            seen = seen.intersected(item->mapRectToItem(content, item->boundingRect()));
+            seen = item->mapRectToItem(content, item->boundingRect());
         }
     }
     const qreal y = scroller_->property("contentY").toReal();

@@ -10,8 +10,8 @@ SmoothRectangle {
 
     Drawing {
         anchors.centerIn: parent
-        // The drawing of 64 and room for its shadow.
-        width: 64 * 1.36 + 4 * shadowRadius
+        // The symbol, as wide as one in a font of 64, and room for its shadow.
+        width: 110 + 4 * shadowRadius
         height: width
         shape: Drawing.CrossedFlags
         color: Qt.rgba(1, 1, 1, 0.92)

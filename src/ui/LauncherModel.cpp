@@ -27,13 +27,20 @@ LauncherModel::LauncherModel(AppModel &app, QObject *parent) : QObject(parent), 
 QString LauncherModel::phase() const
 {
     switch (app_.state().phase) {
-    case AppState::Phase::notDownloaded: return QStringLiteral("notDownloaded");
-    case AppState::Phase::downloading: return QStringLiteral("downloading");
-    case AppState::Phase::settingUp: return QStringLiteral("settingUp");
-    case AppState::Phase::needs: return QStringLiteral("needs");
-    case AppState::Phase::ready: return QStringLiteral("ready");
-    case AppState::Phase::starting: return QStringLiteral("starting");
-    case AppState::Phase::playing: return QStringLiteral("playing");
+    case AppState::Phase::notDownloaded:
+        return QStringLiteral("notDownloaded");
+    case AppState::Phase::downloading:
+        return QStringLiteral("downloading");
+    case AppState::Phase::settingUp:
+        return QStringLiteral("settingUp");
+    case AppState::Phase::needs:
+        return QStringLiteral("needs");
+    case AppState::Phase::ready:
+        return QStringLiteral("ready");
+    case AppState::Phase::starting:
+        return QStringLiteral("starting");
+    case AppState::Phase::playing:
+        return QStringLiteral("playing");
     }
     Q_UNREACHABLE();
 }

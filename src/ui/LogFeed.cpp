@@ -15,8 +15,8 @@ namespace {
 QString asBlock(const QString &entry)
 {
     const auto beginsBlock = [](QChar c) {
-        return c == u'\n' || c == u'\r' || c == QChar::ParagraphSeparator ||
-               c == QChar(0xfdd0) || c == QChar(0xfdd1); // frame marks inside a QTextDocument
+        return c == u'\n' || c == u'\r' || c == QChar::ParagraphSeparator || c == QChar(0xfdd0) ||
+               c == QChar(0xfdd1); // frame marks inside a QTextDocument
     };
     if (std::none_of(entry.begin(), entry.end(), beginsBlock)) {
         return entry;

@@ -22,7 +22,7 @@ Window {
     }
 
     Shortcut {
-        sequences: [StandardKey.Close]
+        sequences: ["Ctrl+W"]
         onActivated: window.close()
     }
 }

@@ -8,7 +8,7 @@ T.Button {
 
     property real radius: Theme.buttonRadius
 
-    implicitWidth: Math.max(implicitContentWidth + leftPadding + rightPadding, Theme.buttonHeight * 2)
+    implicitWidth: Math.ceil(Math.max(implicitContentWidth + leftPadding + rightPadding, Theme.buttonHeight * 2))
     implicitHeight: Theme.buttonHeight
     leftPadding: 14
     rightPadding: 14
@@ -19,8 +19,8 @@ T.Button {
     Accessible.role: Accessible.Button
     Accessible.name: text
 
-    Keys.onReturnPressed: event => { if (!event.isAutoRepeat) click() }
-    Keys.onEnterPressed: event => { if (!event.isAutoRepeat) click() }
+    Keys.onReturnPressed: event => { if (!event.isAutoRepeat) clicked() }
+    Keys.onEnterPressed: event => { if (!event.isAutoRepeat) clicked() }
 
     contentItem: Text {
         text: control.text

@@ -10,7 +10,7 @@ T.Button {
     property int symbol: Drawing.Play
     property real radius: Theme.buttonRadius
 
-    implicitWidth: Math.max(implicitContentWidth + leftPadding + rightPadding, Theme.buttonHeight * 2)
+    implicitWidth: Math.ceil(Math.max(implicitContentWidth + leftPadding + rightPadding, Theme.buttonHeight * 2))
     implicitHeight: Theme.buttonHeight
     leftPadding: 14
     rightPadding: 14
@@ -21,8 +21,8 @@ T.Button {
     Accessible.role: Accessible.Button
     Accessible.name: text
 
-    Keys.onReturnPressed: event => { if (!event.isAutoRepeat) click() }
-    Keys.onEnterPressed: event => { if (!event.isAutoRepeat) click() }
+    Keys.onReturnPressed: event => { if (!event.isAutoRepeat) clicked() }
+    Keys.onEnterPressed: event => { if (!event.isAutoRepeat) clicked() }
 
     readonly property color ink: enabled ? Theme.onAccent : Theme.onAccentOff
 

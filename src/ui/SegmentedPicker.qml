@@ -62,6 +62,7 @@ Column {
                     required property int index
                     readonly property bool current: index === picker.current
 
+                    objectName: "segment " + modelData
                     text: modelData
                     width: label.implicitWidth + track.spare
                     height: Theme.buttonHeight
@@ -70,12 +71,12 @@ Column {
                     onClicked: picker.picked(index)
                     Keys.onRightPressed: if (index + 1 < segments.count) segments.itemAt(index + 1).choose()
                     Keys.onLeftPressed: if (index > 0) segments.itemAt(index - 1).choose()
-                    Keys.onReturnPressed: event => { if (!event.isAutoRepeat) click() }
-                    Keys.onEnterPressed: event => { if (!event.isAutoRepeat) click() }
+                    Keys.onReturnPressed: event => { if (!event.isAutoRepeat) clicked() }
+                    Keys.onEnterPressed: event => { if (!event.isAutoRepeat) clicked() }
 
                     function choose() {
                         forceActiveFocus(Qt.TabFocusReason);
-                        click();
+                        clicked();
                     }
 
                     Accessible.role: Accessible.RadioButton

@@ -18,7 +18,7 @@ Loader {
     sourceComponent: Window {
         id: window
 
-        readonly property Window below: sheet.Window.window
+        readonly property var below: sheet.Window.window
 
         // What is shown, for the tests' and the window's size.
         readonly property alias view: holder.item
@@ -52,10 +52,10 @@ Loader {
 
         Shortcut {
             sequences: ["Return", "Enter"]
-            onActivated: holder.item.defaultButton.click()
+            onActivated: holder.item.defaultButton.clicked()
         }
         Shortcut {
-            sequences: ["Escape", StandardKey.Close]
+            sequences: ["Escape", "Ctrl+W"]
             onActivated: sheet.dismissed()
         }
     }

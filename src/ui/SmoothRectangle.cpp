@@ -29,9 +29,9 @@ void SmoothRectangle::paint(QPainter *painter)
     painter->fillPath(SmoothPath::rectangle(whole, radius_), fill);
     if (framed) {
         const qreal inset = borderWidth_ / 2;
-        painter->strokePath(SmoothPath::rectangle(whole.adjusted(inset, inset, -inset, -inset),
-                                                  radius_ - inset),
-                            QPen(borderColor_, borderWidth_));
+        painter->strokePath(
+            SmoothPath::rectangle(whole.adjusted(inset, inset, -inset, -inset), radius_ - inset),
+            QPen(borderColor_, borderWidth_));
     }
 }
 

@@ -259,7 +259,10 @@ QFont Theme::caption() const
 
 QFont Theme::segment() const
 {
-    return font(11, QFont::Medium);
+    QFont plain = font(11, QFont::Medium);
+    // Some families turn the x of "1280x720" into a multiplication sign.
+    plain.setStyleStrategy(QFont::PreferNoShaping);
+    return plain;
 }
 
 QFont Theme::monospaced() const

@@ -38,8 +38,9 @@ void ViewFixture::setUpApplication()
     once = true;
     Views::prepare();
     QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
-    QFont font(QFontDatabase::hasFamily(QStringLiteral("Inter")) ? QStringLiteral("Inter")
-                                                                 : QGuiApplication::font().family());
+    QFont font(QFontDatabase::hasFamily(QStringLiteral("Inter"))
+                   ? QStringLiteral("Inter")
+                   : QGuiApplication::font().family());
     font.setPixelSize(13);
     QGuiApplication::setFont(font);
     setDark(false);
@@ -93,7 +94,12 @@ QStringList ViewFixture::calls() const
 
 QQuickItem *ViewFixture::find(const QString &name, QQuickWindow *in) const
 {
-    QQuickItem *const found = descendant((in ? in : window_.get())->contentItem(), name);
+    return find(in ? in : window_.get(), name);
+}
+
+QQuickItem *ViewFixture::find(QQuickWindow *in, const QString &name)
+{
+    QQuickItem *const found = descendant(in->contentItem(), name);
     return found && found->isVisible() ? found : nullptr;
 }
 

@@ -33,6 +33,7 @@ public:
     /// The item of this object name, in the main window or the given one; null if there is none
     /// or it can't be seen.
     QQuickItem *find(const QString &name, QQuickWindow *in = nullptr) const;
+    static QQuickItem *find(QQuickWindow *in, const QString &name);
     /// Serves events until every window has drawn what it shows.
     static void settle(QQuickWindow *window);
 

@@ -14,11 +14,10 @@ using namespace brindle;
 
 namespace {
 
-const QStringList controls{QStringLiteral("WASD or arrow keys: move the camera"),
-                           QStringLiteral("Mouse wheel: zoom"),
-                           QStringLiteral("Left click: select units"),
-                           QStringLiteral("Right click: move, attack or gather"),
-                           QStringLiteral("Esc: menu")};
+const QStringList controls{
+    QStringLiteral("WASD or arrow keys: move the camera"), QStringLiteral("Mouse wheel: zoom"),
+    QStringLiteral("Left click: select units"),
+    QStringLiteral("Right click: move, attack or gather"), QStringLiteral("Esc: menu")};
 
 QVariantMap with(QVariantMap properties)
 {
@@ -177,8 +176,8 @@ class TestPictures : public QObject
             window->resize(560, qMin(height, 1400));
             ViewFixture::settle(window);
         }
-        const QString name = QLatin1String(scene.name) +
-                             (dark ? QStringLiteral("-dark") : QStringLiteral("-light"));
+        const QString name =
+            QLatin1String(scene.name) + (dark ? QStringLiteral("-dark") : QStringLiteral("-light"));
         const QImage image = window->grabWindow();
         QVERIFY2(!image.isNull(), qPrintable(name));
         // A picture of one colour shows that nothing was drawn.

@@ -1,0 +1,283 @@
+// The window as a screen reader meets it: through the accessibility interface only.
+
+#include "ViewFixture.h"
+
+#include "support/Await.h"
+
+#include <QAccessible>
+#include <QQuickItem>
+#include <QtTest>
+
+using namespace brindle;
+
+namespace {
+
+struct Event
+{
+    QAccessible::Event type;
+    QString name;
+};
+QList<Event> events;
+
+void record(QAccessibleEvent *event)
+{
+    QAccessibleInterface *const interface = event->accessibleInterface();
+    events.append({event->type(), interface ? interface->text(QAccessible::Name) : QString()});
+}
+
+/// All interfaces below a window that can be seen, in the order in which they are read.
+void collect(QAccessibleInterface *interface, QList<QAccessibleInterface *> &into)
+{
+    for (int i = 0; i < interface->childCount(); ++i) {
+        QAccessibleInterface *const child = interface->child(i);
+        if (child && !child->state().invisible) {
+            into.append(child);
+            collect(child, into);
+        }
+    }
+}
+
+QList<QAccessibleInterface *> all(QQuickWindow *window)
+{
+    QList<QAccessibleInterface *> interfaces;
+    collect(QAccessible::queryAccessibleInterface(window), interfaces);
+    return interfaces;
+}
+
+QAccessibleInterface *named(QQuickWindow *window, QAccessible::Role role, const QString &name)
+{
+    const auto interfaces = all(window);
+    for (QAccessibleInterface *interface : interfaces) {
+        if (interface->role() == role && interface->text(QAccessible::Name) == name) {
+            return interface;
+        }
+    }
+    return nullptr;
+}
+
+} // namespace
+
+class TestAccessibility : public QObject
+{
+    Q_OBJECT
+
+    std::unique_ptr<ViewFixture> view_;
+
+    QAccessibleInterface *named(QAccessible::Role role, const char *name)
+    {
+        return ::named(view_->window(), role, QString::fromUtf8(name));
+    }
+
+    /// What is read in a window: role and name of everything that has a name.
+    QStringList reading(QQuickWindow *window)
+    {
+        QStringList read;
+        const auto interfaces = all(window);
+        for (QAccessibleInterface *interface : interfaces) {
+            const QString name = interface->text(QAccessible::Name);
+            if (!name.isEmpty()) {
+                read << name;
+            }
+        }
+        return read;
+    }
+
+private Q_SLOTS:
+    void init()
+    {
+        view_ = std::make_unique<ViewFixture>();
+        QVERIFY(QTest::qWaitForWindowActive(view_->window()));
+        QTest::failOnWarning(QRegularExpression(QStringLiteral(".")));
+        events.clear();
+    }
+    void cleanup()
+    {
+        QAccessible::installUpdateHandler(nullptr);
+        view_.reset();
+    }
+
+    void everythingIsReadInOrder()
+    {
+        view_->set({{QStringLiteral("phase"), QStringLiteral("downloading")},
+                    {QStringLiteral("stepText"), QStringLiteral("Step")},
+                    {QStringLiteral("detail"), QStringLiteral("1 MB")},
+                    {QStringLiteral("canCancel"), true},
+                    {QStringLiteral("hasFailure"), true},
+                    {QStringLiteral("failureSummary"), QStringLiteral("Summary")},
+                    {QStringLiteral("failureText"), QStringLiteral("line")},
+                    {QStringLiteral("controls"), QStringList{QStringLiteral("W: up")}}});
+        ViewFixture::settle(view_->window());
+        const QStringList expected{
+            QStringLiteral("Brindle"),
+            QStringLiteral("Open source real-time strategy game made with Godot 4."),
+            QStringLiteral("MIT License · Copyright (c) 2023 Tessel Works"),
+            QStringLiteral("Controls"),
+            QStringLiteral("W: up"),
+            QStringLiteral("This is a 3D game: it runs best on a fast Mac (Apple silicon "
+                           "recommended)."),
+            QStringLiteral("Downloading"),
+            QStringLiteral("Step"),
+            QStringLiteral("Progress"),
+            QStringLiteral("1 MB"),
+            QStringLiteral("Cancel"),
+            QStringLiteral("Play"),
+            QStringLiteral("Failure"),
+            QStringLiteral("Summary"),
+            QStringLiteral("Last lines of the log"),
+            QStringLiteral("Copy the failure"),
+            QStringLiteral("Show log"),
+            QStringLiteral("Settings"),
+            QStringLiteral("About")};
+        QCOMPARE(reading(view_->window()), expected);
+    }
+
+    void playIsPressed()
+    {
+        QAccessibleInterface *const play = named(QAccessible::Button, "Play");
+        QVERIFY(play);
+        QVERIFY(!play->state().disabled);
+        QVERIFY(play->state().focusable);
+        QVERIFY(play->actionInterface());
+        QVERIFY(play->actionInterface()->actionNames().contains(
+            QAccessibleActionInterface::pressAction()));
+        play->actionInterface()->doAction(QAccessibleActionInterface::pressAction());
+        QCOMPARE(view_->calls(), QStringList{QStringLiteral("play")});
+
+        view_->set({{QStringLiteral("canPlay"), false}});
+        QVERIFY(play->state().disabled);
+    }
+
+    void everyButtonIsPressed_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<QString>("call");
+        QTest::newRow("Cancel") << QStringLiteral("Cancel") << QStringLiteral("cancel");
+        QTest::newRow("Stop") << QStringLiteral("Stop") << QStringLiteral("stop");
+        QTest::newRow("Copy") << QStringLiteral("Copy the failure")
+                              << QStringLiteral("copyFailure");
+    }
+
+    void everyButtonIsPressed()
+    {
+        QFETCH(QString, name);
+        QFETCH(QString, call);
+        view_->set({{QStringLiteral("canCancel"), true},
+                    {QStringLiteral("gameRunning"), true},
+                    {QStringLiteral("hasFailure"), true}});
+        QAccessibleInterface *const button = ::named(view_->window(), QAccessible::Button, name);
+        QVERIFY(button);
+        button->actionInterface()->doAction(QAccessibleActionInterface::pressAction());
+        QCOMPARE(view_->calls(), QStringList{call});
+    }
+
+    void theStatusIsAnnounced()
+    {
+        QVERIFY(named(QAccessible::StatusBar, "Not downloaded"));
+        QAccessible::installUpdateHandler(record);
+        QAccessible::setActive(true);
+        view_->set({{QStringLiteral("phase"), QStringLiteral("ready")}});
+        QAccessible::installUpdateHandler(nullptr);
+        int announced = 0;
+        int renamed = 0;
+        for (const Event &event : qAsConst(events)) {
+            announced += event.type == QAccessible::Alert && event.name == QStringLiteral("Ready");
+            renamed += event.type == QAccessible::NameChanged;
+        }
+        QCOMPARE(announced, 1);
+        QVERIFY(renamed >= 1);
+        QVERIFY(named(QAccessible::StatusBar, "Ready"));
+        // The same title again is no news.
+        events.clear();
+        QAccessible::installUpdateHandler(record);
+        view_->set({{QStringLiteral("phase"), QStringLiteral("ready")}});
+        QVERIFY(events.isEmpty());
+    }
+
+    void progressHasItsValue()
+    {
+        view_->set({{QStringLiteral("canCancel"), true},
+                    {QStringLiteral("hasProgress"), true},
+                    {QStringLiteral("progress"), 0.25}});
+        QAccessibleInterface *const bar = named(QAccessible::ProgressBar, "Progress");
+        QVERIFY(bar);
+        QVERIFY(bar->valueInterface());
+        QCOMPARE(bar->valueInterface()->currentValue().toDouble(), 0.25);
+        QCOMPARE(bar->valueInterface()->minimumValue().toDouble(), 0.0);
+        QCOMPARE(bar->valueInterface()->maximumValue().toDouble(), 1.0);
+    }
+
+    void theFailureTextIsReadable()
+    {
+        view_->set({{QStringLiteral("hasFailure"), true},
+                    {QStringLiteral("failureText"), QStringLiteral("one\ntwo")}});
+        QAccessibleInterface *const text =
+            named(QAccessible::EditableText, "Last lines of the log");
+        QVERIFY(text);
+        QVERIFY(text->state().readOnly);
+        QVERIFY(text->state().multiLine);
+        QVERIFY(text->state().focusable);
+        QVERIFY(text->textInterface());
+        QCOMPARE(text->textInterface()->text(0, text->textInterface()->characterCount()),
+                 QStringLiteral("one\ntwo"));
+    }
+
+    void headings()
+    {
+        QVERIFY(named(QAccessible::Heading, "Brindle"));
+        QVERIFY(named(QAccessible::Heading, "Controls"));
+    }
+
+    void settings()
+    {
+        QQuickWindow *const sheet = view_->openSheet(QStringLiteral("settings"));
+        ViewFixture::settle(sheet);
+        const auto find = [sheet](QAccessible::Role role, const char *name) {
+            return ::named(sheet, role, QString::fromUtf8(name));
+        };
+        QVERIFY(find(QAccessible::Heading, "Settings"));
+        QVERIFY(find(QAccessible::Grouping, "Window"));
+        QVERIFY(find(QAccessible::Grouping, "Resolution"));
+        QAccessibleInterface *const windowed = find(QAccessible::RadioButton, "Windowed");
+        QAccessibleInterface *const fullscreen = find(QAccessible::RadioButton, "Fullscreen");
+        QVERIFY(windowed && windowed->state().checked);
+        QVERIFY(fullscreen && !fullscreen->state().checked);
+        fullscreen->actionInterface()->doAction(QAccessibleActionInterface::pressAction());
+        QVERIFY(fullscreen->state().checked);
+        QVERIFY(!windowed->state().checked);
+        for (const char *name :
+             {"Update the game (download again, keep saves)", "Reinstall (game and engine)",
+              "Remove everything (frees Zero KB)", "Show saves", "Reveal in Finder", "Done"}) {
+            QVERIFY2(find(QAccessible::Button, name), name);
+        }
+        view_->set({{QStringLiteral("canPlay"), false}});
+        QVERIFY(find(QAccessible::Button, "Reinstall (game and engine)")->state().disabled);
+        QVERIFY(!find(QAccessible::Button, "Show saves")->state().disabled);
+    }
+
+    void about()
+    {
+        QQuickWindow *const sheet = view_->openSheet(QStringLiteral("about"));
+        QAccessibleInterface *const link = ::named(
+            sheet, QAccessible::Link, QStringLiteral("github.com/tessel-works/godot-brindle"));
+        QVERIFY(link);
+        link->actionInterface()->doAction(QAccessibleActionInterface::pressAction());
+        QCOMPARE(view_->calls(), QStringList{QStringLiteral("openRepository")});
+    }
+
+    void log()
+    {
+        view_->log.append(QStringLiteral("a line"));
+        QQuickWindow *const sheet = view_->openSheet(QStringLiteral("log"));
+        ViewFixture::settle(sheet);
+        QAccessibleInterface *const text =
+            ::named(sheet, QAccessible::EditableText, QStringLiteral("Log"));
+        QVERIFY(text);
+        QVERIFY(text->state().readOnly);
+        QCOMPARE(text->textInterface()->text(0, 6), QStringLiteral("a line"));
+        QVERIFY(::named(sheet, QAccessible::Button, QStringLiteral("Copy the log")));
+        QVERIFY(::named(sheet, QAccessible::Button, QStringLiteral("Close")));
+    }
+};
+
+QTEST_MAIN(TestAccessibility)
+#include "tst_accessibility.moc"

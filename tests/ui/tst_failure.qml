@@ -1,0 +1,92 @@
+import QtQuick
+import QtTest
+import Brindle
+
+Item {
+    width: 560
+    height: 640
+
+    Component {
+        id: standIn
+        StandIn {
+            hasFailure: true
+            failureSummary: "The game closed after 3 seconds (exit code 1), so it did not start properly. The last lines of the log below may show why."
+            failureText: "first line\nsecond line"
+        }
+    }
+    Component {
+        id: failureView
+        FailureView { width: 512 }
+    }
+
+    TestCase {
+        name: "FailureView"
+        when: windowShown
+
+        property var model
+        property var view
+        property var pane
+
+        function init() {
+            failOnWarning(/.?/);
+            parent.Window.window.requestActivate();
+            tryCompare(parent.Window.window, "active", true);
+            model = standIn.createObject(parent); // outlives the view
+            view = createTemporaryObject(failureView, parent, { "model": model });
+            pane = findChild(view, "failureText");
+        }
+
+        function test_nothingWithoutAFailure() {
+            verify(view.visible);
+            model.hasFailure = false;
+            verify(!view.visible);
+        }
+
+        function test_content() {
+            compare(findChild(view, "failureSummary").text, model.failureSummary);
+            compare(findChild(view, "failureSummary").font, Theme.callout);
+            compare(pane.edit.text, "first line\nsecond line");
+            compare(pane.edit.font, Theme.monospaced);
+            compare(pane.edit.textFormat, TextEdit.PlainText);
+            verify(pane.edit.readOnly);
+            compare(view.radius, 10);
+            compare(view.borderWidth, 1);
+            verify(Math.abs(view.borderColor.a - 0.5) < 0.01);
+            compare(pane.height, 140);
+            compare(pane.width, 512 - 24);
+        }
+
+        function test_copy() {
+            waitForRendering(view);
+            const button = findChild(view, "copyFailureButton");
+            compare(button.text, "Copy");
+            mouseClick(button);
+            compare(model.calls, ["copyFailure"]);
+        }
+
+        function test_manyLinesScrollInTheirBox() {
+            const before = view.height;
+            model.failureText = "a line\n".repeat(60) + "the last";
+            tryVerify(() => pane.scroller.contentHeight > 500);
+            compare(pane.height, 140);
+            compare(view.height, before);
+            pane.edit.forceActiveFocus();
+            keyClick(Qt.Key_End);
+            compare(pane.scroller.contentY, pane.scroller.contentHeight - pane.scroller.height);
+        }
+
+        function test_aWideLineWraps() {
+            model.failureText = "x".repeat(2000);
+            tryVerify(() => pane.edit.lineCount > 10);
+            verify(pane.edit.contentWidth <= pane.edit.width);
+        }
+
+        function test_select() {
+            waitForRendering(view);
+            mouseDoubleClickSequence(pane.edit, 5, 5);
+            compare(pane.edit.selectedText, "first");
+            keyClick(Qt.Key_A, Qt.ControlModifier);
+            compare(pane.edit.selectedText.length, 22);
+        }
+    }
+}

@@ -1,0 +1,265 @@
+// Alerts, the file browser and the clipboard.
+
+#include "ViewFixture.h"
+
+#include "support/Await.h"
+#include "ui/FileBrowser.h"
+#include "ui/QuickDesktop.h"
+#include "ui/Views.h"
+
+#include <QClipboard>
+#include <QFile>
+#include <QGuiApplication>
+#include <QQuickItem>
+#include <QTemporaryDir>
+#include <QTimer>
+#include <QtTest>
+
+using namespace brindle;
+
+namespace {
+
+const Alert question{QStringLiteral("Remove the game and the engine?"),
+                     QStringLiteral("This frees 1 MB. <b>Your</b> saved games are kept."),
+                     {QStringLiteral("Remove"), QStringLiteral("Cancel")}};
+
+Platform::Command touching(const QString &file)
+{
+    return {QStringLiteral("touch"), {QStringLiteral("{path}/") + file}};
+}
+
+} // namespace
+
+class TestQuickDesktop : public QObject
+{
+    Q_OBJECT
+
+    std::unique_ptr<ViewFixture> view_;
+    std::unique_ptr<QQmlEngine> engine_;
+    std::unique_ptr<QuickDesktop> desktop_;
+
+    /// Shows an alert, lets `act` work on its window, and returns the answer.
+    int run(const Alert &alert, const std::function<void(QQuickWindow *)> &act)
+    {
+        QTimer waiter;
+        connect(&waiter, &QTimer::timeout, this, [&] {
+            QQuickWindow *const window = desktop_->alertWindow();
+            if (window && window->isActive()) {
+                waiter.stop();
+                act(window);
+            }
+        });
+        waiter.start(1);
+        return desktop_->runAlert(alert);
+    }
+
+    QQuickItem *find(QQuickWindow *window, const char *name)
+    {
+        return view_->find(QLatin1String(name), window);
+    }
+
+    void click(QQuickWindow *window, const char *name)
+    {
+        ViewFixture::settle(window);
+        QQuickItem *const button = find(window, name);
+        const QPointF centre =
+            button->mapToScene(QPointF(button->width() / 2, button->height() / 2));
+        QTest::mouseClick(window, Qt::LeftButton, {}, centre.toPoint());
+    }
+
+private Q_SLOTS:
+    void init()
+    {
+        view_ = std::make_unique<ViewFixture>();
+        QVERIFY(QTest::qWaitForWindowActive(view_->window()));
+        engine_ = std::make_unique<QQmlEngine>();
+        desktop_ = std::make_unique<QuickDesktop>(QList<Platform::Command>{});
+        desktop_->setWindow(engine_.get(), view_->window());
+        QTest::failOnWarning(QRegularExpression(QStringLiteral(".")));
+    }
+
+    void cleanup()
+    {
+        desktop_.reset();
+        engine_.reset();
+        view_.reset();
+    }
+
+    void showsTextsAndButtonsInOrder()
+    {
+        const int answer = run(question, [&](QQuickWindow *window) {
+            QCOMPARE(find(window, "alertMessage")->property("text").toString(), question.message);
+            QQuickItem *const text = find(window, "alertText");
+            QCOMPARE(text->property("text").toString(), question.informativeText);
+            QCOMPARE(text->property("textFormat").toInt(), 0); // plain
+            QCOMPARE(find(window, "alertButton0")->property("text").toString(),
+                     QStringLiteral("Remove"));
+            QCOMPARE(find(window, "alertButton1")->property("text").toString(),
+                     QStringLiteral("Cancel"));
+            QVERIFY(!find(window, "alertButton2"));
+            QCOMPARE(window->modality(), Qt::WindowModal);
+            QCOMPARE(window->transientParent(), view_->window());
+            QCOMPARE(window->minimumSize(), window->maximumSize());
+            const QPoint apart = window->geometry().center() - view_->window()->geometry().center();
+            QVERIFY(apart.manhattanLength() <= 2);
+            QTest::keyClick(window, Qt::Key_Escape);
+        });
+        QCOMPARE(answer, 1);
+        QVERIFY(!desktop_->alertWindow());
+    }
+
+    void everyWayToAnswer_data()
+    {
+        QTest::addColumn<int>("key");
+        QTest::addColumn<QByteArray>("button");
+        QTest::addColumn<int>("expected");
+        QTest::newRow("return") << int(Qt::Key_Return) << QByteArray() << 0;
+        QTest::newRow("enter") << int(Qt::Key_Enter) << QByteArray() << 0;
+        QTest::newRow("escape") << int(Qt::Key_Escape) << QByteArray() << 1;
+        QTest::newRow("first") << 0 << QByteArray("alertButton0") << 0;
+        QTest::newRow("last") << 0 << QByteArray("alertButton1") << 1;
+        QTest::newRow("close") << 0 << QByteArray() << 1;
+    }
+
+    void everyWayToAnswer()
+    {
+        QFETCH(int, key);
+        QFETCH(QByteArray, button);
+        QFETCH(int, expected);
+        const int answer = run(question, [&](QQuickWindow *window) {
+            if (key != 0) {
+                QTest::keyClick(window, Qt::Key(key));
+            } else if (!button.isEmpty()) {
+                click(window, button.constData());
+            } else {
+                window->close();
+            }
+        });
+        QCOMPARE(answer, expected);
+    }
+
+    void tabAndSpacePressTheOtherButton()
+    {
+        const int answer = run(question, [&](QQuickWindow *window) {
+            QVERIFY(find(window, "alertButton0")->hasActiveFocus());
+            QTest::keyClick(window, Qt::Key_Tab);
+            QVERIFY(find(window, "alertButton1")->hasActiveFocus());
+            QTest::keyClick(window, Qt::Key_Space);
+        });
+        QCOMPARE(answer, 1);
+    }
+
+    void aNoticeHasOneButton()
+    {
+        const Alert notice{QStringLiteral("No saves yet"), QStringLiteral("x"), {}};
+        const int answer = run(notice, [&](QQuickWindow *window) {
+            QCOMPARE(find(window, "alertButton0")->property("text").toString(),
+                     QStringLiteral("OK"));
+            QVERIFY(!find(window, "alertButton1"));
+            QTest::keyClick(window, Qt::Key_Escape);
+        });
+        QCOMPARE(answer, 0);
+    }
+
+    void aSecondAlertDoesNotOpenOverTheFirst()
+    {
+        int second = -1;
+        const int answer = run(question, [&](QQuickWindow *window) {
+            second = desktop_->runAlert(question);
+            QCOMPARE(desktop_->alertWindow(), window);
+            QTest::keyClick(window, Qt::Key_Return);
+        });
+        QCOMPARE(second, 1);
+        QCOMPARE(answer, 0);
+        QCOMPARE(run(question, [](QQuickWindow *window) { window->close(); }), 1);
+    }
+
+    void eventsAreServedMeanwhile()
+    {
+        int served = 0;
+        QTimer::singleShot(0, this, [&] { ++served; });
+        run(question, [](QQuickWindow *window) { window->close(); });
+        QCOMPARE(served, 1);
+    }
+
+    void anAlertLiesOverTheOpenSheet()
+    {
+        QQuickWindow *const sheet = view_->openSheet(QStringLiteral("settings"));
+        QVERIFY(QTest::qWaitForWindowActive(sheet));
+        run(question, [&](QQuickWindow *window) {
+            QCOMPARE(window->transientParent(), sheet);
+            window->close();
+        });
+    }
+
+    void withoutAWindowItStandsAlone()
+    {
+        view_->window()->close();
+        const int answer = run(question, [&](QQuickWindow *window) {
+            QVERIFY(!window->transientParent());
+            QCOMPARE(window->modality(), Qt::ApplicationModal);
+            QTest::keyClick(window, Qt::Key_Return);
+        });
+        QCOMPARE(answer, 0);
+    }
+
+    void theApplicationsEndAnswersWithTheLast()
+    {
+        QCOMPARE(run(question, [](QQuickWindow *) { QCoreApplication::quit(); }), 1);
+    }
+
+    void copyReplacesTheClipboard()
+    {
+        desktop_->copyText(QStringLiteral("one"));
+        desktop_->copyText(QStringLiteral("<b>two</b>\n"));
+        QCOMPARE(QGuiApplication::clipboard()->text(), QStringLiteral("<b>two</b>\n"));
+    }
+
+    void revealTriesUntilOneSucceeds()
+    {
+        QTemporaryDir folder;
+        const QList<Platform::Command> commands{
+            {QStringLiteral("/no/such/program"), {}},
+            {QStringLiteral("false"), {}},
+            touching(QStringLiteral("first")),
+            touching(QStringLiteral("second")),
+        };
+        QVERIFY(await(FileBrowser::reveal(commands, folder.path())));
+        QVERIFY(QFile::exists(folder.filePath(QStringLiteral("first"))));
+        QVERIFY2(!QFile::exists(folder.filePath(QStringLiteral("second"))),
+                 "a command ran although the one before it had succeeded");
+    }
+
+    void revealTellsWhenNothingWorked()
+    {
+        const QList<Platform::Command> commands{{QStringLiteral("false"), {}}};
+        QVERIFY(!await(FileBrowser::reveal(commands, QStringLiteral("/"))));
+        QVERIFY(!await(FileBrowser::reveal({}, QStringLiteral("/"))));
+    }
+
+    void revealOpensTheFolderOfAFile()
+    {
+        QTemporaryDir folder;
+        QFile file(folder.filePath(QStringLiteral("a, b;$(c) 'd'")));
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.close();
+        const QList<Platform::Command> commands{
+            {QStringLiteral("cp"), {QStringLiteral("{path}"), QStringLiteral("{folder}/copy")}}};
+        QVERIFY(await(FileBrowser::reveal(commands, file.fileName())));
+        QVERIFY(QFile::exists(folder.filePath(QStringLiteral("copy"))));
+    }
+
+    void revealDoesNotWait()
+    {
+        QTemporaryDir folder;
+        QuickDesktop desktop({touching(QStringLiteral("done"))});
+        desktop.reveal(folder.path());
+        const QString mark = folder.filePath(QStringLiteral("done"));
+        spinUntil([&] { return QFile::exists(mark); });
+        // The command's end is taken note of, so that nothing is left behind.
+        QCoreApplication::processEvents();
+    }
+};
+
+QTEST_MAIN(TestQuickDesktop)
+#include "tst_quickdesktop.moc"

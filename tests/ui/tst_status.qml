@@ -1,0 +1,162 @@
+import QtQuick
+import QtTest
+import Brindle
+
+Item {
+    width: 560
+    height: 640
+
+    Component {
+        id: standIn
+        StandIn {}
+    }
+    Component {
+        id: statusView
+        StatusView { width: 512 }
+    }
+
+    TestCase {
+        name: "StatusView"
+        when: windowShown
+
+        property var model
+        property var view
+
+        function init() {
+            failOnWarning(/.?/);
+            model = standIn.createObject(parent); // outlives the view
+            view = createTemporaryObject(statusView, parent, { "model": model });
+        }
+
+        function row(name) {
+            const item = findChild(view, name);
+            verify(item, name);
+            return item;
+        }
+
+        function test_circleAndTitle_data() {
+            return [
+                { tag: "notDownloaded", color: Theme.gray, title: "Not downloaded" },
+                { tag: "downloading", color: Theme.orange, title: "Downloading" },
+                { tag: "settingUp", color: Theme.orange, title: "Setting up" },
+                { tag: "needs", color: Theme.red, title: "Needs something" },
+                { tag: "ready", color: Theme.green, title: "Ready" },
+                { tag: "starting", color: Theme.orange, title: "Starting\u2026" },
+                { tag: "playing", color: Theme.green, title: "Playing" }
+            ];
+        }
+        function test_circleAndTitle(data) {
+            model.phase = data.tag;
+            verify(row("statusRow").visible);
+            compare(row("statusTitle").text, data.title);
+            const circle = row("statusCircle");
+            verify(Qt.colorEqual(circle.color, data.color));
+            compare(circle.width, 10);
+            compare(circle.height, 10);
+            compare(circle.radius, 5);
+            compare(view.spacing, 6);
+        }
+
+        // Every state, with everything that the model could say at the same time.
+        function test_rows_data() {
+            return [
+                { tag: "notDownloaded", step: false, needs: false, playing: false },
+                { tag: "downloading", step: true, needs: false, playing: false },
+                { tag: "settingUp", step: true, needs: false, playing: false },
+                { tag: "needs", step: false, needs: true, playing: false },
+                { tag: "ready", step: false, needs: false, playing: false },
+                { tag: "starting", step: true, needs: false, playing: false },
+                { tag: "playing", step: false, needs: false, playing: true }
+            ];
+        }
+        function test_rows(data) {
+            model.phase = data.tag;
+            model.stepText = "Step 1 of 3 · Downloading the game";
+            model.needsMessage = "Something is missing.";
+            compare(row("stepText").visible, data.step);
+            compare(row("stepText").text, model.stepText);
+            compare(row("needsMessage").visible, data.needs);
+            compare(row("needsMessage").text, model.needsMessage);
+            compare(row("playingNote").visible, data.playing);
+            compare(row("playingNote").text, "The game is open in its own window.");
+            compare(row("progressGroup").visible, false);
+
+            model.canCancel = true;
+            compare(row("progressGroup").visible, true);
+            compare(row("stepText").visible, data.step);
+
+            model.stepText = "";
+            compare(row("stepText").visible, false);
+        }
+
+        function test_anEmptyStepTakesNoRoom() {
+            model.phase = "downloading";
+            waitForRendering(view);
+            const without = view.height;
+            compare(without, row("statusRow").height);
+            model.stepText = "Step";
+            tryVerify(() => view.height === without + 6 + row("stepText").height);
+        }
+
+        function test_progress() {
+            model.phase = "downloading";
+            model.canCancel = true;
+            const bar = row("progressBar");
+            verify(bar.visible);
+            verify(bar.indeterminate);
+            compare(row("detail").visible, false);
+
+            model.hasProgress = true;
+            model.progress = 0.25;
+            model.detail = "1 MB of 4 MB · 2 MB/s";
+            verify(!bar.indeterminate);
+            compare(bar.from, 0);
+            compare(bar.to, 1);
+            compare(bar.value, 0.25);
+            compare(bar.visualPosition, 0.25);
+            verify(row("detail").visible);
+            compare(row("detail").text, model.detail);
+
+            model.hasProgress = false;
+            verify(bar.indeterminate);
+        }
+
+        function test_cancel() {
+            model.phase = "settingUp";
+            model.canCancel = true;
+            waitForRendering(view);
+            compare(row("cancelButton").text, "Cancel");
+            mouseClick(row("cancelButton"));
+            compare(model.calls, ["cancel"]);
+        }
+
+        function test_fontsAndColours() {
+            compare(row("statusTitle").font, Theme.headline);
+            compare(row("stepText").font, Theme.callout);
+            compare(row("detail").font, Theme.caption);
+            compare(row("detail").color, Theme.secondary);
+            compare(row("needsMessage").font, Theme.callout);
+            compare(row("needsMessage").color, Theme.errorText);
+            compare(row("needsMessage").horizontalAlignment, Text.AlignHCenter);
+            compare(row("playingNote").font, Theme.callout);
+            compare(row("playingNote").color, Theme.secondary);
+        }
+
+        function test_aLongMessageWraps() {
+            model.phase = "needs";
+            model.needsMessage = "A sentence that goes on. ".repeat(20);
+            const message = row("needsMessage");
+            verify(message.lineCount > 2);
+            verify(!message.truncated);
+            verify(message.contentWidth <= view.width);
+        }
+
+        function test_markupIsShownAsItIs() {
+            model.phase = "needs";
+            model.needsMessage = "<b>x</b>";
+            compare(row("needsMessage").textFormat, Text.PlainText);
+            compare(row("stepText").textFormat, Text.PlainText);
+            compare(row("detail").textFormat, Text.PlainText);
+        }
+    }
+}

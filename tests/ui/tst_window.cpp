@@ -1,0 +1,194 @@
+// The main window on the real model.
+
+#include "ModelFixture.h"
+#include "ViewFixture.h"
+
+#include "services/SteadyClock.h"
+#include "support/Await.h"
+#include "ui/LauncherModel.h"
+#include "ui/QuickDesktop.h"
+#include "ui/Views.h"
+
+#include <QQmlComponent>
+#include <QQuickItem>
+#include <QtTest>
+
+using namespace brindle;
+
+Q_DECLARE_METATYPE(brindle::AppState)
+
+class TestWindow : public QObject
+{
+    Q_OBJECT
+
+    std::unique_ptr<ModelFixture> fixture_;
+    std::unique_ptr<LauncherModel> launcher_;
+    std::unique_ptr<QQmlEngine> engine_;
+    std::unique_ptr<QQuickWindow> window_;
+
+    AppModel &app() { return fixture_->model(); }
+    QQuickItem *find(const char *name)
+    {
+        return ViewFixture::find(window_.get(), QLatin1String(name));
+    }
+    QString text(const char *name)
+    {
+        QQuickItem *const item = find(name);
+        return item ? item->property("text").toString() : QString();
+    }
+
+private Q_SLOTS:
+    void initTestCase() { ViewFixture::setUpApplication(); }
+
+    void init()
+    {
+        QTest::failOnWarning(QRegularExpression(QStringLiteral(".")));
+        fixture_ = std::make_unique<ModelFixture>(std::make_shared<SteadyClock>());
+        launcher_ = std::make_unique<LauncherModel>(app());
+        engine_ = std::make_unique<QQmlEngine>();
+        QQmlComponent component(engine_.get(), Views::mainWindow());
+        window_.reset(qobject_cast<QQuickWindow *>(component.createWithInitialProperties(
+            {{QStringLiteral("model"), QVariant::fromValue<QObject *>(launcher_.get())}})));
+        QVERIFY2(window_, qPrintable(component.errorString()));
+        window_->show();
+        QVERIFY(QTest::qWaitForWindowActive(window_.get()));
+        ViewFixture::settle(window_.get());
+    }
+
+    void cleanup()
+    {
+        window_.reset();
+        engine_.reset();
+        launcher_.reset();
+        fixture_.reset();
+    }
+
+    void neverSmallerThanItsContentNeeds()
+    {
+        QCOMPARE(window_->title(), QStringLiteral("Brindle"));
+        QCOMPARE(window_->minimumSize(), QSize(560, 640));
+        window_->resize(100, 100);
+        ViewFixture::settle(window_.get());
+        QCOMPARE(window_->size(), QSize(560, 640));
+    }
+
+    void everyState_data()
+    {
+        QTest::addColumn<AppState>("state");
+        QTest::addColumn<QString>("title");
+        QTest::addColumn<QString>("rows"); // what is seen besides the title
+        const QString text = QStringLiteral("the text");
+        QTest::newRow("notDownloaded")
+            << AppState::notDownloaded() << QStringLiteral("Not downloaded")
+            << QStringLiteral("playButton on downloadHint");
+        QTest::newRow("downloading")
+            << AppState::downloading(text) << QStringLiteral("Downloading")
+            << QStringLiteral("stepText progressBar detail cancelButton playButton off");
+        QTest::newRow("settingUp")
+            << AppState::settingUp(text) << QStringLiteral("Setting up")
+            << QStringLiteral("stepText progressBar detail cancelButton playButton off");
+        QTest::newRow("needs") << AppState::needs(text) << QStringLiteral("Needs something")
+                               << QStringLiteral("needsMessage playButton on");
+        QTest::newRow("ready") << AppState::ready() << QStringLiteral("Ready")
+                               << QStringLiteral("playButton on");
+        QTest::newRow("starting") << AppState::starting() << QStringLiteral("Starting…")
+                                  << QStringLiteral("stepText stopButton on");
+        QTest::newRow("playing") << AppState::playing() << QStringLiteral("Playing")
+                                 << QStringLiteral("playingNote stopButton on");
+    }
+
+    void everyState()
+    {
+        QFETCH(AppState, state);
+        QFETCH(QString, title);
+        QFETCH(QString, rows);
+        app().state = state;
+        app().stepText = QStringLiteral("the step");
+        app().detail = QStringLiteral("the detail");
+        QCOMPARE(text("statusTitle"), title);
+        QStringList seen;
+        for (const char *name :
+             {"stepText", "progressBar", "detail", "cancelButton", "needsMessage", "playingNote",
+              "playButton", "stopButton", "downloadHint", "failure"}) {
+            if (QQuickItem *const item = find(name)) {
+                seen << QLatin1String(name);
+                if (seen.last() == QStringLiteral("playButton") ||
+                    seen.last() == QStringLiteral("stopButton")) {
+                    seen << (item->isEnabled() ? QStringLiteral("on") : QStringLiteral("off"));
+                }
+            }
+        }
+        QCOMPARE(seen.join(QLatin1Char(' ')), rows);
+        if (find("needsMessage")) {
+            QCOMPARE(text("needsMessage"), QStringLiteral("the text"));
+        }
+    }
+
+    void progressIsFollowed()
+    {
+        app().state = AppState::downloading(QStringLiteral("x"));
+        QQuickItem *const bar = find("progressBar");
+        QVERIFY(bar->property("indeterminate").toBool());
+        app().updateProgress(1'000'000, 4'000'000, 2'000'000);
+        QVERIFY(!bar->property("indeterminate").toBool());
+        QCOMPARE(bar->property("value").toDouble(), 0.25);
+        QCOMPARE(text("detail"), QStringLiteral("1 MB of 4 MB · 2 MB/s"));
+        app().updateProgress(1'000'000, 0, 2'000'000);
+        QVERIFY(bar->property("indeterminate").toBool());
+    }
+
+    void aFailureIsShown()
+    {
+        QVERIFY(!find("failure"));
+        app().failure = FailureReport{QStringLiteral("summary"), {QStringLiteral("line")}};
+        QVERIFY(find("failure"));
+        QCOMPARE(text("failureSummary"), QStringLiteral("summary"));
+        app().failure = std::nullopt;
+        QVERIFY(!find("failure"));
+    }
+
+    void playByKeyboardTwice()
+    {
+        QTest::keyClick(window_.get(), Qt::Key_Space);
+        const auto work = app().work();
+        QVERIFY(work);
+        QTest::keyClick(window_.get(), Qt::Key_Space);
+        QCOMPARE(app().work(), work);
+        fixture_->waitUntilIdle();
+        // Nothing listens at the fixture's address.
+        QCOMPARE(text("statusTitle"), QStringLiteral("Needs something"));
+        QVERIFY(!text("needsMessage").isEmpty());
+        QVERIFY(find("playButton")->isEnabled());
+        QVERIFY2(find("playButton")->hasActiveFocus(), "the focus must come back to Play");
+    }
+
+    void aGameFromPlayToStop()
+    {
+        fixture_->installByHand(ModelFixture::engineScript());
+        app().refreshState();
+        QCOMPARE(text("statusTitle"), QStringLiteral("Ready"));
+        QTest::keyClick(window_.get(), Qt::Key_Return);
+        spinUntil(
+            [this] { return app().log.lines().contains(QStringLiteral("engine is playing")); });
+        QCOMPARE(text("statusTitle"), QStringLiteral("Starting…"));
+        QQuickItem *const stop = find("stopButton");
+        QVERIFY(stop);
+        ViewFixture::settle(window_.get());
+        QTest::mouseClick(
+            window_.get(), Qt::LeftButton, {},
+            stop->mapToScene(QPointF(stop->width() / 2, stop->height() / 2)).toPoint());
+        fixture_->waitUntilIdle();
+        QVERIFY(app().log.lines().contains(QStringLiteral("• Game stopped")));
+        QCOMPARE(text("statusTitle"), QStringLiteral("Ready"));
+        QVERIFY(find("playButton"));
+    }
+
+    void markupInAMessageIsShown()
+    {
+        app().state = AppState::needs(QStringLiteral("<b>no</b>"));
+        QCOMPARE(text("needsMessage"), QStringLiteral("<b>no</b>"));
+    }
+};
+
+QTEST_MAIN(TestWindow)
+#include "tst_window.moc"
