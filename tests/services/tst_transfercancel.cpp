@@ -57,18 +57,24 @@ public:
     explicit SilentServer(QByteArray beginning = {})
         : server_([this, beginning](const HttpRequest &, HttpConnection &connection) {
             connection.write(beginning);
+            // Nothing depends on it, but by then the client is most likely asleep.
+            connection.pause(std::chrono::milliseconds(400));
             silent_.release();
             connection.waitUntilClosed();
+            left_.release();
         })
     {}
 
     QUrl url() const { return server_.url(); }
     int requestCount() const { return server_.requestCount(); }
     void awaitSilence() { silent_.acquire(); }
+    /// Whether the client closes its connection before its own time-out does.
+    bool clientLeaves() { return left_.try_acquire_for(std::chrono::seconds(30)); }
 
 private:
     std::counting_semaphore<8> silent_{0};
-    HttpServer server_; // last: its handlers use the semaphore
+    std::counting_semaphore<8> left_{0};
+    HttpServer server_; // last: its handlers use the semaphores
 };
 
 /// The rest of the program runs when a transfer is left alone in the middle of its work.
@@ -154,6 +160,7 @@ void TestTransferCancel::whileSilent()
     server.awaitSilence();
     transfer->cancel();
     QVERIFY(outcomeOf(std::move(task)).cancelled());
+    QVERIFY(server.clientLeaves());
 }
 
 void TestTransferCancel::duringALookUp()
