@@ -1,6 +1,7 @@
 #include "services/TransferJob.h"
 
 #include "services/DetachedThreads.h"
+#include "services/Redirect.h"
 #include "services/SystemProxy.h"
 #include "services/Transfer.h"
 #include "services/TransferError.h"
@@ -24,10 +25,6 @@ struct EasyCleanup
 {
     void operator()(CURL *easy) const { curl_easy_cleanup(easy); }
 };
-struct UrlCleanup
-{
-    void operator()(CURLU *url) const { curl_url_cleanup(url); }
-};
 struct ListCleanup
 {
     void operator()(curl_slist *list) const { curl_slist_free_all(list); }
@@ -44,11 +41,6 @@ TransferError cancellation()
                          QStringLiteral("The transfer was cancelled."));
 }
 
-bool isRedirect(int status)
-{
-    return status == 301 || status == 302 || status == 303 || status == 307 || status == 308;
-}
-
 /// The values of all headers of that name, joined.
 QByteArray headerValue(CURL *easy, const char *name)
 {
@@ -59,40 +51,6 @@ QByteArray headerValue(CURL *easy, const char *name)
         value += (i > 0 ? ", " : "") + QByteArray(found->value);
     }
     return value;
-}
-
-/// Where a redirect leads, by libcurl's own rules: they forgive what servers send.
-QUrl resolved(const QUrl &base, const QByteArray &location)
-{
-    const std::unique_ptr<CURLU, UrlCleanup> url(curl_url());
-    char *text = nullptr;
-    if (!url ||
-        curl_url_set(url.get(), CURLUPART_URL, base.toEncoded().constData(), 0) != CURLUE_OK ||
-        curl_url_set(url.get(), CURLUPART_URL, location.constData(), CURLU_URLENCODE) !=
-            CURLUE_OK ||
-        curl_url_get(url.get(), CURLUPART_URL, &text, 0) != CURLUE_OK) {
-        return {};
-    }
-    QUrl result = QUrl::fromEncoded(text);
-    curl_free(text);
-    return result;
-}
-
-bool hasScheme(const QUrl &url, QLatin1String scheme)
-{
-    return url.scheme().compare(scheme, Qt::CaseInsensitive) == 0;
-}
-
-void checkRedirect(const QUrl &from, const QUrl &to)
-{
-    const bool secure = hasScheme(to, QLatin1String("https"));
-    if (!to.isValid() || !(secure || hasScheme(to, QLatin1String("http")))) {
-        throw failure(QStringLiteral("The server redirected to an address that can't be used."));
-    }
-    if (!secure && hasScheme(from, QLatin1String("https"))) {
-        throw failure(QStringLiteral(
-            "The server redirected to an insecure address, which was not followed."));
-    }
 }
 
 } // namespace
@@ -176,16 +134,14 @@ TransferResult TransferJob::perform()
     QUrl url = url_;
     for (int redirects = 0;; ++redirects) {
         const Hop hop = request(url);
-        if (!isRedirect(hop.status) || hop.location.isEmpty()) {
+        if (!Redirect::isOne(hop.status) || hop.location.isEmpty()) {
             return {hop.status, url.host(), std::move(body_)};
         }
         if (redirects == maxRedirects) {
             throw failure(
                 QStringLiteral("The server redirected more than %1 times.").arg(maxRedirects));
         }
-        const QUrl next = resolved(url, hop.location);
-        checkRedirect(url, next);
-        url = next;
+        url = Redirect::target(url, hop.location);
     }
 }
 
