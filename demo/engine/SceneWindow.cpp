@@ -32,11 +32,26 @@ struct Unit
     bool harvester = false;
 };
 
-/// The height of the ground: a few waves across each other.
+/// How far a point is from the line between two others.
+double distanceToLine(const QPointF &point, const QPointF &from, const QPointF &to)
+{
+    const QPointF way = to - from;
+    const QPointF own = point - from;
+    const double part =
+        std::clamp(QPointF::dotProduct(own, way) / QPointF::dotProduct(way, way), 0.0, 1.0);
+    const QPointF off = own - way * part;
+    return std::hypot(off.x(), off.y());
+}
+
+/// The height of the ground: a few waves across each other, and dry land where the units drive.
 double heightAt(double x, double y)
 {
+    constexpr double dryWidth = 260;
+    const double away = std::min(distanceToLine({x, y}, ownBase, crystals),
+                                 distanceToLine({x, y}, crystals, enemyBase)) /
+                        dryWidth;
     return std::sin(x * 0.011 + 1.3) * std::cos(y * 0.013) + 0.6 * std::sin((x + 2 * y) * 0.006) +
-           0.25 * std::sin(x * 0.037) * std::sin(y * 0.041);
+           0.25 * std::sin(x * 0.037) * std::sin(y * 0.041) + 1.1 * std::exp(-away * away);
 }
 
 QColor mixed(const QColor &a, const QColor &b, double part)
@@ -50,13 +65,13 @@ QColor mixed(const QColor &a, const QColor &b, double part)
 QColor groundAt(double x, double y)
 {
     const double height = heightAt(x, y);
-    if (height < -0.75) {
-        return mixed(QColor(0x1f, 0x45, 0x63), QColor(0x35, 0x6f, 0x8e), (height + 1.6) / 0.85);
-    }
-    if (height < -0.65) {
-        return {0xb9, 0xa8, 0x78};
-    }
-    return mixed(QColor(0x3f, 0x62, 0x36), QColor(0x86, 0x8a, 0x52), (height + 0.65) / 1.9);
+    const QColor water =
+        mixed(QColor(0x1f, 0x45, 0x63), QColor(0x3f, 0x7d, 0x9a), (height + 1.6) / 0.85);
+    const QColor land =
+        mixed(QColor(0x3f, 0x62, 0x36), QColor(0x86, 0x8a, 0x52), (height + 0.65) / 2.4);
+    // Soft shores.
+    const QColor shore = mixed(water, QColor(0xb9, 0xa8, 0x78), (height + 0.78) / 0.05);
+    return mixed(shore, land, (height + 0.68) / 0.05);
 }
 
 /// Where unit `index` of a side is: harvesters between base and crystals, tanks on patrol.

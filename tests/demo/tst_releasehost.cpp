@@ -1,9 +1,11 @@
 #include "demo/ReleaseHost.h"
 
+#include "../services/TestCertificate.h"
 #include "support/Await.h"
 
 #include <QCryptographicHash>
 #include <QFile>
+#include <QSslSocket>
 #include <QTcpSocket>
 #include <QTemporaryDir>
 #include <QTest>
@@ -124,6 +126,7 @@ private Q_SLOTS:
     void speedSlowsBodiesDown();
     void requestsAreRememberedInOrder();
     void oneSharedPortTellsTheHostsByName();
+    void answersOverTls();
 };
 
 void TestReleaseHost::archivesAreRedirectedAndHaveNoLength()
@@ -370,6 +373,31 @@ void TestReleaseHost::oneSharedPortTellsTheHostsByName()
     const Answer engine = get(on(host, ReleaseHost::enginePath(tag, standardName)));
     QCOMPARE(engine.location().host(), QStringLiteral("releases.example"));
     QCOMPARE(get(engine.location()).body, QByteArray("the engine"));
+}
+
+void TestReleaseHost::answersOverTls()
+{
+    const TestCertificate certificate = TestCertificate::make();
+    ReleaseHost::Options options;
+    options.tls = certificate.serverConfiguration();
+    ReleaseHost host(options);
+    host.offerGame(QByteArray("the game"));
+    QCOMPARE(host.url().scheme(), QStringLiteral("https"));
+    QSslSocket socket;
+    auto trusted = QSslConfiguration::defaultConfiguration();
+    trusted.setCaCertificates(QSslCertificate::fromData(certificate.certificate));
+    socket.setSslConfiguration(trusted);
+    socket.connectToHostEncrypted(QStringLiteral("127.0.0.1"),
+                                  static_cast<quint16>(host.url().port()));
+    QVERIFY2(socket.waitForEncrypted(), qPrintable(socket.errorString()));
+    socket.write("GET " + ReleaseHost::gamePath().toLatin1() + " HTTP/1.1\r\nHost: x\r\n\r\n");
+    QByteArray bytes;
+    while (socket.waitForReadyRead()) {
+        bytes += socket.readAll();
+    }
+    const QUrl location = parse(bytes + socket.readAll()).location();
+    QCOMPARE(location.scheme(), QStringLiteral("https"));
+    QCOMPARE(location.path(), ReleaseHost::bodyPath(ReleaseHost::gamePath()));
 }
 
 QTEST_GUILESS_MAIN(TestReleaseHost)

@@ -2,6 +2,7 @@
 
 #include "ui/Theme.h"
 
+#include <QFontInfo>
 #include <QGuiApplication>
 #include <QPalette>
 #include <QSignalSpy>

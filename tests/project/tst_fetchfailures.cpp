@@ -1,0 +1,329 @@
+// Fetching the game and its add-ons when something fails, is cancelled or is odd.
+
+#include "demo/ZipWriter.h"
+#include "http/HttpServer.h"
+#include "project/RepoDownloader.h"
+#include "services/Files.h"
+#include "support/Cancelled.h"
+#include "support/Thrown.h"
+
+#include <QDir>
+#include <QTemporaryDir>
+#include <QtTest>
+
+#include <atomic>
+
+#include <sys/stat.h>
+
+using namespace brindle;
+
+namespace {
+
+const QByteArray gameTarget = "/tessel-works/godot-brindle/archive/refs/heads/main.zip";
+const QByteArray addonTarget = "/a/one/archive/HEAD.zip";
+
+struct Entry
+{
+    QString name;
+    QByteArray content;
+    quint32 mode = 0;
+};
+
+QByteArray zipOf(const QList<Entry> &entries)
+{
+    const QTemporaryDir folder;
+    const QString path = folder.filePath(QStringLiteral("made.zip"));
+    ZipWriter writer(path);
+    for (const Entry &entry : entries) {
+        writer.add(entry.name, entry.content, entry.mode);
+    }
+    writer.close();
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+void write(const QString &path, const QByteArray &content)
+{
+    QDir().mkpath(QFileInfo(path).path());
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write(content);
+}
+
+QByteArray read(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+/// A downloader with folders of its own; what the server answers is set for each target.
+struct Setup
+{
+    using Answer = std::function<void(HttpConnection &)>;
+
+    Setup() { QDir().mkpath(temporary()); }
+
+    QString path(const char *name) const { return folder.filePath(QLatin1String(name)); }
+    QString root() const { return path("root"); }
+    QString temporary() const { return path("tmp"); }
+    QString addon(const char *name) const
+    {
+        return path("repository") + QLatin1Char('/') + QLatin1String(name);
+    }
+    void put(const QByteArray &target, const QByteArray &body)
+    {
+        answers[target] = [body](HttpConnection &connection) { connection.respond(200, {}, body); };
+    }
+    /// Makes the archive tool a script.
+    void setTool(const QByteArray &script)
+    {
+        const QString tool = path("ditto");
+        write(tool, "#!/bin/sh\n" + script);
+        QFile::setPermissions(tool, QFile::ReadOwner | QFile::ExeOwner);
+        repo = std::make_unique<RepoDownloader>(server.url(), root(), temporary(), tool);
+    }
+
+    QCoro::Task<QString> install() { return repo->installGame(progress, stop.get_token()); }
+    QCoro::Task<> fetch(const QString &where = QStringLiteral("addons/one"))
+    {
+        ProjectInfo info;
+        info.repoRoot = path("repository");
+        info.submodules = {{where, server.url().toString() + QStringLiteral("/a/one.git")}};
+        return repo->fetchSubmodules(
+            info, progress,
+            [this](const QString &line) {
+                log << line;
+                requestsAtLog = server.requestCount();
+                stagedAtLog = Files::names(temporary());
+            },
+            stop.get_token());
+    }
+
+    QTemporaryDir folder;
+    QMap<QByteArray, Answer> answers;
+    std::stop_source stop;
+    RepoDownloader::Progress progress = [](qint64, qint64, double) {};
+    QStringList log;
+    int requestsAtLog = -1;
+    QStringList stagedAtLog;
+    HttpServer server{[this](const HttpRequest &request, HttpConnection &connection) {
+        const Answer answer = answers.value(request.target);
+        if (answer) {
+            answer(connection);
+        } else {
+            connection.respond(404, {}, {});
+        }
+    }};
+    std::unique_ptr<RepoDownloader> repo = std::make_unique<RepoDownloader>(
+        server.url(), root(), temporary(), QStringLiteral(BRINDLE_DITTO));
+};
+
+} // namespace
+
+class TestFetchFailures : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void theRepositoryHasAPage()
+    {
+        QCOMPARE(RepoDownloader::repositoryPage(QUrl(QStringLiteral("https://code.example"))),
+                 QUrl(QStringLiteral("https://code.example/tessel-works/godot-brindle")));
+    }
+
+    void progressIsPassedOn()
+    {
+        Setup setup;
+        std::atomic<qint64> most = 0;
+        setup.progress = [&](qint64 done, qint64, double) { most = std::max<qint64>(most, done); };
+        const QByteArray game = zipOf({{QStringLiteral("g/project.godot"), "x"}});
+        setup.put(gameTarget, game);
+        await(setup.install());
+        QCOMPARE(most.load(), qint64(game.size()));
+        most = 0;
+        const QByteArray one = zipOf({{QStringLiteral("t/longer-name"), "x"}});
+        setup.put(addonTarget, one);
+        await(setup.fetch());
+        QCOMPARE(most.load(), qint64(one.size()));
+    }
+
+    void aCancelLeavesTheGameAlone_data()
+    {
+        QTest::addColumn<bool>("byTask");
+        QTest::newRow("stop request") << false;
+        QTest::newRow("the downloader's task") << true;
+    }
+
+    void aCancelLeavesTheGameAlone()
+    {
+        QFETCH(bool, byTask);
+        Setup setup;
+        const QString old = setup.root() + QStringLiteral("/Game/g/project.godot");
+        write(old, "old");
+        setup.answers[gameTarget] = [&](HttpConnection &connection) {
+            connection.write("HTTP/1.1 200 OK\r\n\r\nthe beginning");
+            connection.waitUntilClosed();
+        };
+        setup.progress = [&](qint64, qint64, double) {
+            if (byTask) {
+                setup.repo->downloader.cancelTask();
+            } else {
+                setup.stop.request_stop();
+            }
+        };
+        QVERIFY(endsCancelled(setup.install()));
+        QCOMPARE(read(old), QByteArray("old"));
+        QVERIFY(Files::names(setup.temporary()).isEmpty());
+    }
+
+    void aCancelDuringAnAddonLeavesItsFolder()
+    {
+        Setup setup;
+        QDir().mkpath(setup.addon("addons/one"));
+        setup.answers[addonTarget] = [&](HttpConnection &connection) {
+            setup.stop.request_stop();
+            connection.waitUntilClosed();
+        };
+        QVERIFY(endsCancelled(setup.fetch()));
+        QVERIFY(QFileInfo(setup.addon("addons/one")).isDir());
+        QVERIFY(Files::names(setup.temporary()).isEmpty());
+    }
+
+    void aToolThatFailsOnTheGame()
+    {
+        Setup setup;
+        setup.put(gameTarget, "x");
+        setup.setTool("echo half > \"$4/half\"\nexit 7\n");
+        write(setup.root() + QStringLiteral("/Game/old/project.godot"), "old");
+        QCOMPARE(thrownBy(setup.install()),
+                 std::optional(QStringLiteral("Unzipping failed (ditto exit code 7). The download "
+                                              "may be damaged.")));
+        QCOMPARE(Files::names(setup.root() + QStringLiteral("/Game")),
+                 QStringList{QStringLiteral("half")});
+        QVERIFY(Files::names(setup.temporary()).isEmpty());
+    }
+
+    void aDamagedAddonLeavesItsFolder()
+    {
+        Setup setup;
+        QDir().mkpath(setup.addon("addons/one"));
+        setup.put(addonTarget, zipOf({{QStringLiteral("t/x"), "x"}}).chopped(9));
+        QCOMPARE(thrownBy(setup.fetch()),
+                 std::optional(QStringLiteral("Unzipping failed (ditto exit code 1). The download "
+                                              "may be damaged.")));
+        QVERIFY(QFileInfo(setup.addon("addons/one")).isDir());
+        QVERIFY(Files::names(setup.addon("addons")).contains(QStringLiteral("one")));
+        QVERIFY(Files::names(setup.temporary()).isEmpty());
+    }
+
+    void aToolThatUnpacksNothing()
+    {
+        Setup setup;
+        QDir().mkpath(setup.addon("addons/one"));
+        setup.put(addonTarget, "x");
+        setup.setTool("exit 0\n");
+        QCOMPARE(thrownBy(setup.fetch()),
+                 std::optional(QStringLiteral("The add-on addons/one was empty.")));
+        QVERIFY(QFileInfo(setup.addon("addons/one")).isDir());
+        QVERIFY(Files::names(setup.temporary()).isEmpty());
+    }
+
+    void aStagingFolderThatCannotBeMade()
+    {
+        Setup setup;
+        QVERIFY(QDir().rmdir(setup.temporary()));
+        write(setup.temporary(), "a file");
+        const auto thrown = thrownBy(setup.fetch());
+        QVERIFY(thrown);
+        QVERIFY2(thrown->contains(setup.temporary()), qPrintable(*thrown));
+        QCOMPARE(setup.server.requestCount(), 0);
+    }
+
+    void aMoveThatFails()
+    {
+        Setup setup;
+        setup.put(addonTarget, zipOf({{QStringLiteral("t/x"), "x"}}));
+        // Longer than a name may be on any file system of ours.
+        const QString name(300, QLatin1Char('n'));
+        const auto thrown = thrownBy(setup.fetch(QStringLiteral("addons/") + name));
+        QVERIFY(thrown);
+        QVERIFY2(thrown->contains(name), qPrintable(*thrown));
+        QVERIFY(QFileInfo(setup.addon("addons")).isDir());
+        QVERIFY(Files::names(setup.temporary()).isEmpty());
+    }
+
+    void theLogComesBeforeTheDownload()
+    {
+        Setup setup;
+        setup.put(addonTarget, zipOf({{QStringLiteral("t/x"), "x"}}));
+        await(setup.fetch());
+        QCOMPARE(setup.log, QStringList{QStringLiteral("Fetching add-on addons/one")});
+        QCOMPARE(setup.requestsAtLog, 0);
+        QVERIFY(setup.stagedAtLog.isEmpty());
+    }
+
+    void aFileInAnAddonsPlaceIsReplaced()
+    {
+        Setup setup;
+        write(setup.addon("addons/one"), "a file");
+        setup.put(addonTarget, zipOf({{QStringLiteral("t/x"), "x"}}));
+        await(setup.fetch());
+        QCOMPARE(read(setup.addon("addons/one/x")), QByteArray("x"));
+    }
+
+    void aDanglingLinkInAnAddonsPlaceIsReplaced()
+    {
+        Setup setup;
+        QDir().mkpath(setup.addon("addons"));
+        QVERIFY(QFile::link(QStringLiteral("not-there"), setup.addon("addons/one")));
+        setup.put(addonTarget, zipOf({{QStringLiteral("t/x"), "x"}}));
+        await(setup.fetch());
+        QVERIFY(!QFileInfo(setup.addon("addons/one")).isSymLink());
+        QCOMPARE(read(setup.addon("addons/one/x")), QByteArray("x"));
+    }
+
+    void anEarlierAddonsLinkLeadsNoLaterOneOutside()
+    {
+        Setup setup;
+        const QString outside = setup.path("outside");
+        QDir().mkpath(outside);
+        // Not an archive that our own tool would unpack, but another system's may.
+        setup.put(addonTarget, "x");
+        setup.setTool("mkdir \"$4/top\" && ln -s '" + outside.toUtf8() + "' \"$4/top/way\"\n");
+        await(setup.fetch(QStringLiteral("one")));
+        QVERIFY(QFileInfo(setup.addon("one/way")).isSymLink());
+        QCOMPARE(thrownBy(setup.fetch(QStringLiteral("one/way/two"))),
+                 std::optional(QStringLiteral("The add-on \"one/way/two\" lies outside the game's "
+                                              "folder, so it was not fetched.")));
+        QVERIFY(Files::names(outside).isEmpty());
+    }
+
+    void whateverLiesOnTopIsTaken()
+    {
+        Setup setup;
+        setup.put(addonTarget, zipOf({{QStringLiteral("only-file"), "x", S_IFREG | 0644}}));
+        await(setup.fetch());
+        QCOMPARE(read(setup.addon("addons/one")), QByteArray("x"));
+    }
+
+    void leftoversOfAnInterruptedMoveAreCleared()
+    {
+        Setup setup;
+        write(setup.addon("addons/.brindle-moving-x/y"), "half");
+        setup.put(addonTarget, zipOf({{QStringLiteral("t/x"), "x"}}));
+        await(setup.fetch());
+        QCOMPARE(Files::names(setup.addon("addons")), QStringList{QStringLiteral("one")});
+    }
+
+    void leftoversOfAnInterruptedRemovalAreCleared()
+    {
+        Setup setup;
+        write(setup.root() + QStringLiteral("/.brindle-removing-x/y"), "half");
+        setup.put(gameTarget, zipOf({{QStringLiteral("g/project.godot"), "x"}}));
+        await(setup.install());
+        QCOMPARE(Files::names(setup.root()), QStringList{QStringLiteral("Game")});
+    }
+};
+
+QTEST_GUILESS_MAIN(TestFetchFailures)
+#include "tst_fetchfailures.moc"

@@ -1,0 +1,26 @@
+#pragma once
+
+#include "services/CancellationError.h"
+#include "services/TransferError.h"
+#include "support/Await.h"
+
+namespace brindle {
+
+/// Whether a task ends the way a cancelled one does. A failure is thrown on.
+template <typename T>
+bool endsCancelled(QCoro::Task<T> task)
+{
+    try {
+        await(std::move(task));
+    } catch (const CancellationError &) {
+        return true;
+    } catch (const TransferError &error) {
+        if (error.code == TransferError::Code::cancelled) {
+            return true;
+        }
+        throw;
+    }
+    return false;
+}
+
+} // namespace brindle
