@@ -29,7 +29,11 @@ QString writtenHost(const QString &address)
 
 std::optional<QUrl> CodeHost::address(const QUrl &base, const QString &path)
 {
-    return validAddress(base.toString(QUrl::FullyEncoded | QUrl::StripTrailingSlash) + path);
+    QString start = base.toString(QUrl::FullyEncoded);
+    while (start.endsWith(QLatin1Char('/'))) {
+        start.chop(1);
+    }
+    return validAddress(start + path);
 }
 
 std::optional<QUrl> CodeHost::repositoryArchive(const QUrl &base, const QString &repository)
