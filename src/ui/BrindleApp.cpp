@@ -1,0 +1,170 @@
+#include "ui/BrindleApp.h"
+
+#include "core/AppModel.h"
+#include "ui/Views.h"
+
+#include <QEvent>
+#include <QGuiApplication>
+#include <QQmlComponent>
+#include <QScopedValueRollback>
+#include <QSessionManager>
+#include <QTimer>
+
+namespace brindle {
+
+namespace {
+
+/// How long the end waits for what has been cancelled, in milliseconds: a game that ignores the
+/// request to end is killed after five seconds.
+constexpr int longestEnd = 7'000;
+
+} // namespace
+
+BrindleApp::BrindleApp(std::shared_ptr<QuickDesktop> desktop)
+    : model_(AppModel::shared()), desktop_(std::move(desktop)), launcher_(model_)
+{
+    // The delegate decides, not Qt.
+    QGuiApplication::setQuitOnLastWindowClosed(false);
+    qGuiApp->installEventFilter(this);
+    connect(qGuiApp, &QGuiApplication::commitDataRequest, this, &BrindleApp::commitSession,
+            Qt::DirectConnection);
+    connect(&launcher_, &LauncherModel::quitRequested, this, &BrindleApp::quit);
+    connect(&model_, &AppModel::workChanged, this, &BrindleApp::reopenWhenIdle);
+
+    QQmlComponent component(&engine_, Views::mainWindow());
+    window_.reset(qobject_cast<QQuickWindow *>(component.createWithInitialProperties(
+        {{QStringLiteral("model"), QVariant::fromValue<QObject *>(&launcher_)}})));
+    if (!window_) {
+        qFatal("%s", qPrintable(component.errorString()));
+    }
+    desktop_->setWindow(&engine_, window_.get());
+    // Not at once: the window is still being closed, and the question comes after it.
+    connect(
+        window_.get(), &QWindow::visibleChanged, this,
+        [this](bool visible) {
+            if (!visible && !window_->isVisible()) {
+                windowClosed();
+            }
+        },
+        Qt::QueuedConnection);
+    // The Dock's way to ask for the window.
+    connect(qGuiApp, &QGuiApplication::applicationStateChanged, this,
+            [this](Qt::ApplicationState state) {
+                if (state == Qt::ApplicationActive && !window_->isVisible() && !asking_) {
+                    open();
+                }
+            });
+}
+
+BrindleApp::~BrindleApp()
+{
+    desktop_->setWindow(nullptr, nullptr);
+}
+
+void BrindleApp::open(const QByteArray &token)
+{
+    if (ending_) {
+        return;
+    }
+    if (!token.isEmpty()) {
+        // Where Qt's Wayland plugin looks for it (xdg-activation).
+        qputenv("XDG_ACTIVATION_TOKEN", token);
+    }
+    window_->setWindowStates(window_->windowStates() & ~Qt::WindowMinimized);
+    window_->show();
+    window_->raise();
+    window_->requestActivate();
+}
+
+void BrindleApp::quit()
+{
+    if (ending_) {
+        return;
+    }
+    if (mayTerminate()) {
+        terminate();
+    } else {
+        reopenWhenIdle();
+    }
+}
+
+void BrindleApp::end()
+{
+    if (ending_) {
+        return;
+    }
+    model_.cancel();
+    terminate();
+}
+
+bool BrindleApp::eventFilter(QObject *object, QEvent *event)
+{
+    // The platform's own quit: its menu, its keyboard, the Dock.
+    if (object == qGuiApp && event->type() == QEvent::Quit && !ending_) {
+        quit();
+        event->setAccepted(ending_);
+        return true;
+    }
+    return QObject::eventFilter(object, event);
+}
+
+bool BrindleApp::mayTerminate()
+{
+    const QScopedValueRollback<bool> rollback(asking_, true);
+    return delegate_.applicationShouldTerminate() == AppDelegate::TerminateReply::now;
+}
+
+void BrindleApp::windowClosed()
+{
+    if (!ending_ && delegate_.applicationShouldTerminateAfterLastWindowClosed()) {
+        quit();
+    }
+}
+
+void BrindleApp::reopenWhenIdle()
+{
+    // Nobody shall lose the launcher on a desktop that has no place to find it again.
+    if (!model_.work() && !window_->isVisible() && !asking_) {
+        open();
+    }
+}
+
+void BrindleApp::terminate()
+{
+    ending_ = true;
+    Q_EMIT ending();
+    window_->hide();
+    const auto exit = [] { QCoreApplication::exit(0); };
+    if (!model_.work()) {
+        exit();
+        return;
+    }
+    // What has been cancelled takes its files with it.
+    connect(&model_, &AppModel::workChanged, this, [this, exit] {
+        if (!model_.work()) {
+            exit();
+        }
+    });
+    QTimer::singleShot(longestEnd, this, exit);
+}
+
+void BrindleApp::commitSession(QSessionManager &manager)
+{
+    if (ending_) {
+        return;
+    }
+    if (!manager.allowsInteraction()) {
+        end();
+        return;
+    }
+    const bool may = mayTerminate();
+    manager.release();
+    if (may) {
+        terminate();
+    } else {
+        manager.cancel();
+        reopenWhenIdle();
+    }
+}
+
+} // namespace brindle

@@ -1,0 +1,66 @@
+#pragma once
+
+#include "ui/AppDelegate.h"
+#include "ui/LauncherModel.h"
+#include "ui/QuickDesktop.h"
+
+#include <QQmlEngine>
+#include <QQuickWindow>
+
+#include <memory>
+
+class QSessionManager;
+
+namespace brindle {
+
+/// The application: one window on the process-wide model, and the ways to leave it. Whoever asks
+/// to quit (menu, keyboard, the closed window, the end of the session), the delegate is asked, and
+/// its reply decides. Main thread only.
+class BrindleApp : public QObject
+{
+    Q_OBJECT
+
+public:
+    /// `AppModel::compose` and `Views::prepare` have been called, and the model's desktop is
+    /// `desktop`.
+    explicit BrindleApp(std::shared_ptr<QuickDesktop> desktop);
+    ~BrindleApp() override;
+
+    /// Shows the window, in front, with the keyboard. Ignored while the application ends.
+    /// @param token the desktop's permission to come to the front, where there are such; may be
+    /// empty.
+    void open(const QByteArray &token = {});
+
+    /// A request to quit. Serves events while the player is asked.
+    void quit();
+    /// The system takes the process away, without a question: what runs is stopped, then it ends.
+    void end();
+
+    QQuickWindow *window() const { return window_.get(); }
+    LauncherModel &launcher() { return launcher_; }
+
+Q_SIGNALS:
+    /// It has been decided that the application ends. It does so once nothing runs any more.
+    void ending();
+
+protected:
+    bool eventFilter(QObject *object, QEvent *event) override;
+
+private:
+    bool mayTerminate();
+    void windowClosed();
+    void reopenWhenIdle();
+    void terminate();
+    void commitSession(QSessionManager &manager);
+
+    AppDelegate delegate_;
+    AppModel &model_;
+    std::shared_ptr<QuickDesktop> desktop_;
+    LauncherModel launcher_;
+    QQmlEngine engine_;
+    std::unique_ptr<QQuickWindow> window_; // before the engine
+    bool asking_ = false;
+    bool ending_ = false;
+};
+
+} // namespace brindle

@@ -1,0 +1,79 @@
+// brindle: the launcher. It has no options; what it works on comes from the user's folders.
+
+#include "core/AppModel.h"
+#include "platform/EndSignals.h"
+#include "services/Paths.h"
+#include "services/SteadyClock.h"
+#include "ui/BrindleApp.h"
+#include "ui/SingleInstance.h"
+#include "ui/Views.h"
+
+#include <QDir>
+#include <QGuiApplication>
+#include <QStandardPaths>
+
+#include <cstdio>
+
+using namespace brindle;
+
+namespace {
+
+/// The launcher's helper programs: where an installed launcher has them, or beside this one.
+QString privatePrograms()
+{
+    const QString own = QCoreApplication::applicationDirPath();
+    const QString installed =
+        QDir(own).absoluteFilePath(QStringLiteral("../" BRINDLE_LIBEXEC "/brindle"));
+    return QFileInfo(installed).isDir() ? QDir::cleanPath(installed) : own;
+}
+
+AppModelParts parts(std::shared_ptr<Desktop> desktop, Platform platform)
+{
+    AppModelParts parts;
+    parts.storageRoot = Paths::root();
+    parts.temporaryFolder = QDir::tempPath();
+    parts.settings = std::make_unique<QSettings>();
+    parts.codeHost = QUrl(QStringLiteral("https://github.com"));
+    parts.platform = std::move(platform);
+    parts.desktop = std::move(desktop);
+    parts.clock = std::make_shared<SteadyClock>();
+    return parts;
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    SingleInstance instance(QStandardPaths::writableLocation(QStandardPaths::RuntimeLocation));
+    switch (instance.claim(qgetenv("XDG_ACTIVATION_TOKEN"))) {
+    case SingleInstance::Role::first:
+        break;
+    case SingleInstance::Role::second:
+        return 0;
+    case SingleInstance::Role::unanswered:
+        std::fputs("Brindle is running but does not answer.\n", stderr);
+        return 1;
+    }
+
+    QGuiApplication application(argc, argv);
+    // With these the settings are the bundle's own on macOS ("org.brindle.Brindle").
+    QCoreApplication::setApplicationName(QStringLiteral("Brindle"));
+    QCoreApplication::setOrganizationName(QStringLiteral("Brindle"));
+    QCoreApplication::setOrganizationDomain(QStringLiteral("brindle.org"));
+    QCoreApplication::setApplicationVersion(QStringLiteral(BRINDLE_VERSION));
+    QGuiApplication::setDesktopFileName(QStringLiteral("org.brindle.Brindle"));
+    instance.listen();
+    Views::prepare();
+
+    const Platform platform = Platform::current(privatePrograms());
+    const auto desktop = std::make_shared<QuickDesktop>(platform.reveal);
+    AppModel::compose([desktop, platform] { return parts(desktop, platform); });
+
+    BrindleApp launcher(desktop);
+    QObject::connect(&instance, &SingleInstance::windowRequested, &launcher, &BrindleApp::open);
+    QObject::connect(&launcher, &BrindleApp::ending, &instance, &SingleInstance::stopListening);
+    const EndSignals signals_;
+    QObject::connect(&signals_, &EndSignals::requested, &launcher, &BrindleApp::end);
+    launcher.open();
+    return QGuiApplication::exec();
+}
