@@ -63,3 +63,8 @@ build() {
 has_target() {
     cmake --build "build/$1" --target help | grep -q "^$2: "
 }
+
+# has_display: windows can be shown here.
+has_display() {
+    [ "$(uname -s)" = Darwin ] || [ -n "${DISPLAY:-}" ] || [ -n "${WAYLAND_DISPLAY:-}" ]
+}

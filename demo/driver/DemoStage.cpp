@@ -19,8 +19,14 @@ namespace {
 
 const auto addonRepository = QStringLiteral("tessel-works/brindle-minimap");
 
+const auto behaviourFile = QStringLiteral("sample-engine.ini");
 /// Long enough for the launcher to count the game as open.
-const QByteArray sampleBehaviour = "playSeconds=11\n";
+const QByteArray goodBehaviour = "playSeconds=13\n";
+const QByteArray brokenBehaviour = "playSeconds=2\nplayExit=1\nprintParseError=true\n";
+/// The same for a real engine: an error, and an end that the launcher must explain.
+const QByteArray brokenScript = "extends Node\n\n\nfunc _ready() -> void:\n"
+                                "\tpush_error(\"The map has no start position.\")\n"
+                                "\tget_tree().quit(1)\n";
 /// Makes the small sample engine take a moment to download, so that progress can be seen.
 constexpr qint64 sampleEngineBytes = 24'000'000;
 constexpr qint64 sampleSpeed = 8'000'000;
@@ -28,13 +34,14 @@ constexpr qint64 sampleSpeed = 8'000'000;
 } // namespace
 
 DemoStage::DemoStage(const Content &content, const QString &privatePrograms)
-    : platform_(Platform::current(privatePrograms))
+    : content_(content), platform_(Platform::current(privatePrograms))
 {
     platform_.engineUserData = file(QStringLiteral("saves"));
     QDir().mkpath(file(QStringLiteral("temporary")));
-    offerGame(content);
-    offerEngine(content);
-    if (content.sampleEngine) {
+    offerGoodGame();
+    offerAddon();
+    offerEngine();
+    if (content_.sampleEngine) {
         host_.setSpeed(sampleSpeed);
     }
 }
@@ -57,15 +64,42 @@ QString DemoStage::storageRoot() const
     return file(QStringLiteral("data/Brindle"));
 }
 
-void DemoStage::offerGame(const Content &content)
+void DemoStage::offerGoodGame()
 {
-    const QString copy = file(QStringLiteral("game"));
-    std::filesystem::copy(content.game.toStdString(), copy.toStdString(),
+    QMap<QString, QByteArray> behaviour;
+    if (content_.sampleEngine) {
+        behaviour.insert(behaviourFile, goodBehaviour);
+    }
+    offerGame(QStringLiteral("game"), behaviour);
+}
+
+void DemoStage::offerBrokenGame()
+{
+    if (content_.sampleEngine) {
+        offerGame(QStringLiteral("broken"), {{behaviourFile, brokenBehaviour}});
+        return;
+    }
+    // The engine itself finds these.
+    QFile project(content_.game + QStringLiteral("/project.godot"));
+    if (!project.open(QIODevice::ReadOnly)) {
+        throw std::runtime_error("can't read the game's project file");
+    }
+    const QByteArray mistake("\n[autoload]\n\nMistake=\"*res://mistake.gd\"\n");
+    offerGame(QStringLiteral("broken"),
+              {{QStringLiteral("project.godot"), project.readAll() + mistake},
+               {QStringLiteral("mistake.gd"), brokenScript}});
+}
+
+void DemoStage::offerGame(const QString &name, const QMap<QString, QByteArray> &changes)
+{
+    const QString copy = file(name);
+    std::filesystem::remove_all(copy.toStdString());
+    std::filesystem::copy(content_.game.toStdString(), copy.toStdString(),
                           std::filesystem::copy_options::recursive |
                               std::filesystem::copy_options::copy_symlinks);
-    if (content.sampleEngine) {
-        QFile behaviour(copy + QStringLiteral("/sample-engine.ini"));
-        if (!behaviour.open(QIODevice::WriteOnly) || behaviour.write(sampleBehaviour) < 0) {
+    for (auto it = changes.begin(); it != changes.end(); ++it) {
+        QFile changed(copy + QLatin1Char('/') + it.key());
+        if (!changed.open(QIODevice::WriteOnly) || changed.write(it.value()) < 0) {
             throw std::runtime_error("can't prepare the sample game");
         }
     }
@@ -74,23 +108,26 @@ void DemoStage::offerGame(const Content &content)
     for (const Submodule &submodule : submodules) {
         paths << submodule.path;
     }
-    const QString zip = file(QStringLiteral("game.zip"));
+    const QString zip = file(name + QStringLiteral(".zip"));
     const QMap<QByteArray, QByteArray> rewritten{
         {QByteArrayLiteral("https://github.com"), host_.url().toString().toUtf8()}};
     GitArchive::pack(copy, QStringLiteral("godot-brindle-main"), zip, paths, rewritten);
     host_.offerGame(zip);
-
-    const QString addonZip = file(QStringLiteral("addon.zip"));
-    GitArchive::pack(content.addon, QStringLiteral("brindle-minimap-HEAD"), addonZip);
-    host_.offerAddon(addonRepository, addonZip);
 }
 
-void DemoStage::offerEngine(const Content &content)
+void DemoStage::offerAddon()
 {
-    const EngineSpec spec = EngineManager::spec(ProjectInspector::inspect(content.game));
+    const QString zip = file(QStringLiteral("addon.zip"));
+    GitArchive::pack(content_.addon, QStringLiteral("brindle-minimap-HEAD"), zip);
+    host_.offerAddon(addonRepository, zip);
+}
+
+void DemoStage::offerEngine()
+{
+    const EngineSpec spec = EngineManager::spec(ProjectInspector::inspect(content_.game));
     const QString zip = file(QStringLiteral("engine.zip"));
-    EngineArchive::pack(content.engine, platform_, spec.version, spec.mono, zip,
-                        content.sampleEngine ? sampleEngineBytes : 0);
+    EngineArchive::pack(content_.engine, platform_, spec.version, spec.mono, zip,
+                        content_.sampleEngine ? sampleEngineBytes : 0);
     host_.offerEngine(spec.version, spec.zipName(platform_), zip);
 }
 

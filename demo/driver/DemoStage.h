@@ -30,13 +30,21 @@ public:
     AppModelParts parts() const;
 
     ReleaseHost &host() { return host_; }
+    /// Offers the game with a mistake in it, as an update would bring; and the good one again.
+    void offerBrokenGame();
+    void offerGoodGame();
+    /// The game closes by itself, some time after it counts as open.
+    bool gameEndsByItself() const { return content_.sampleEngine; }
     QString storageRoot() const;
 
 private:
-    void offerGame(const Content &content);
-    void offerEngine(const Content &content);
+    /// Offers what the folder holds, with `changes` (content by file name) in place of its own.
+    void offerGame(const QString &name, const QMap<QString, QByteArray> &changes);
+    void offerAddon();
+    void offerEngine();
     QString file(const QString &name) const { return folder_.filePath(name); }
 
+    const Content content_;
     QTemporaryDir folder_;
     ReleaseHost host_;
     Platform platform_;

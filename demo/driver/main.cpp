@@ -1,25 +1,37 @@
-// brindle-demo [--engine PROGRAM] [--game FOLDER]: the launcher at work, on a terminal and without
-// a network.
+// brindle-demo: the launcher at work in its own window, without a network: everything comes from a
+// release host inside this program.
 
 #include "Console.h"
-#include "ConsoleDesktop.h"
-#include "Demo.h"
+#include "Tour.h"
 #include "core/AppModel.h"
 #include "demostage/DemoStage.h"
+#include "ui/BrindleApp.h"
+#include "ui/QuickDesktop.h"
+#include "ui/Views.h"
 
 #include <QCommandLineParser>
-#include <QCoreApplication>
+#include <QGuiApplication>
+#include <QTimer>
 
 #include <cstdio>
 
 using namespace brindle;
 
-int main(int argc, char *argv[])
+namespace {
+
+struct Options
 {
-    QCoreApplication application(argc, argv);
+    DemoStage::Content content;
+    QString pictures;
+    bool tour = true;
+    bool stay = true;
+};
+
+Options readOptions(const QCoreApplication &application)
+{
     QCommandLineParser parser;
     parser.setApplicationDescription(
-        QStringLiteral("Plays a game from nothing, without a network."));
+        QStringLiteral("Shows the launcher at work, without a network."));
     parser.addHelpOption();
     const QCommandLineOption engine(QStringLiteral("engine"),
                                     QStringLiteral("An engine program instead of the sample's."),
@@ -27,30 +39,73 @@ int main(int argc, char *argv[])
     const QCommandLineOption game(QStringLiteral("game"),
                                   QStringLiteral("A Godot project instead of the sample's."),
                                   QStringLiteral("folder"));
-    parser.addOptions({engine, game});
+    const QCommandLineOption pictures(QStringLiteral("pictures"),
+                                      QStringLiteral("Saves a picture of every stage there."),
+                                      QStringLiteral("folder"));
+    const QCommandLineOption handsOn(QStringLiteral("hands-on"),
+                                     QStringLiteral("Presses nothing: the launcher is yours."));
+    const QCommandLineOption leave(QStringLiteral("leave"), QStringLiteral("Ends after the tour."));
+    parser.addOptions({engine, game, pictures, handsOn, leave});
     parser.process(application);
 
-    const QString programs = QCoreApplication::applicationDirPath();
-    DemoStage::Content content;
-    content.game = QStringLiteral(BRINDLE_DEMO_FOLDER "/game");
-    content.addon = QStringLiteral(BRINDLE_DEMO_FOLDER "/addon");
-    content.engine = programs + QStringLiteral("/sample-engine");
+    Options options;
+    options.content.game = QStringLiteral(BRINDLE_DEMO_FOLDER "/game");
+    options.content.addon = QStringLiteral(BRINDLE_DEMO_FOLDER "/addon");
+    options.content.engine =
+        QCoreApplication::applicationDirPath() + QStringLiteral("/sample-engine");
     if (parser.isSet(game)) {
-        content.game = parser.value(game);
+        options.content.game = parser.value(game);
     }
     if (parser.isSet(engine)) {
-        content.engine = parser.value(engine);
-        content.sampleEngine = false;
+        options.content.engine = parser.value(engine);
+        options.content.sampleEngine = false;
     }
+    options.pictures = parser.value(pictures);
+    options.tour = !parser.isSet(handsOn);
+    options.stay = !parser.isSet(leave);
+    return options;
+}
+
+void showTour(Tour &tour, const Options &options)
+{
+    const bool stay = options.stay;
+    tour.run().then([stay](bool good) {
+        std::printf("\n%s\n", good ? "The tour ended as it should." : "The tour FAILED.");
+        std::fflush(stdout);
+        if (good && stay) {
+            std::printf("The window is yours now. Close it to end the demo.\n");
+            std::fflush(stdout);
+        } else {
+            QCoreApplication::exit(good ? 0 : 1);
+        }
+    });
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    QGuiApplication application(argc, argv);
+    QCoreApplication::setApplicationName(QStringLiteral("Brindle"));
+    const Options options = readOptions(application);
     try {
-        DemoStage stage(content, programs);
-        AppModelParts parts = stage.parts();
-        parts.desktop = std::make_shared<ConsoleDesktop>();
-        AppModel model(std::move(parts));
+        DemoStage stage(options.content, QCoreApplication::applicationDirPath());
+        Views::prepare();
+        const auto desktop = std::make_shared<QuickDesktop>(Platform::current(QString()).reveal);
+        AppModel::compose([&stage, desktop] {
+            AppModelParts parts = stage.parts();
+            parts.desktop = desktop;
+            return parts;
+        });
+        BrindleApp launcher(desktop);
+        AppModel &model = AppModel::shared();
         const Console console(model);
-        const bool good = Demo(model).run();
-        std::printf("\n%s\n", good ? "The demo ended as it should." : "The demo FAILED.");
-        return good ? 0 : 1;
+        Tour tour(model, stage, options.pictures);
+        launcher.open();
+        if (options.tour) {
+            QTimer::singleShot(0, &launcher, [&] { showTour(tour, options); });
+        }
+        return QGuiApplication::exec();
     } catch (const std::exception &error) {
         std::fprintf(stderr, "The demo could not be prepared: %s\n", error.what());
         return 1;

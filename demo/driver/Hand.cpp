@@ -1,0 +1,67 @@
+#include "Hand.h"
+
+#include <QGuiApplication>
+#include <QMouseEvent>
+#include <QQuickItem>
+#include <QQuickWindow>
+
+namespace brindle {
+
+namespace {
+
+QQuickItem *descendant(QQuickItem *item, const QString &name)
+{
+    if (item->objectName() == name && item->isVisible()) {
+        return item;
+    }
+    const auto children = item->childItems();
+    for (QQuickItem *const child : children) {
+        if (QQuickItem *const found = descendant(child, name)) {
+            return found;
+        }
+    }
+    return nullptr;
+}
+
+} // namespace
+
+QQuickItem *Hand::find(const QString &name)
+{
+    const auto windows = QGuiApplication::topLevelWindows();
+    // Sheets and alerts have been made later than what lies below them.
+    for (auto window = windows.crbegin(); window != windows.crend(); ++window) {
+        auto *const quick = qobject_cast<QQuickWindow *>(*window);
+        if (quick && quick->isVisible()) {
+            if (QQuickItem *const found = descendant(quick->contentItem(), name)) {
+                return found;
+            }
+        }
+    }
+    return nullptr;
+}
+
+bool Hand::press(const QString &name)
+{
+    QQuickItem *const item = find(name);
+    if (!item || !item->isEnabled()) {
+        return false;
+    }
+    QQuickWindow *const window = item->window();
+    if (!QRectF({}, window->size()).contains(item->mapRectToScene(item->boundingRect()))) {
+        // As the Tab key would: the window scrolls to it.
+        item->forceActiveFocus(Qt::TabFocusReason);
+    }
+    const QPointF place = item->mapToScene(item->boundingRect().center());
+    const QPointF global = window->mapToGlobal(place);
+    const auto send = [window, place, global](QEvent::Type type, Qt::MouseButtons buttons) {
+        QMouseEvent event(type, place, place, global, Qt::LeftButton, buttons, Qt::NoModifier);
+        QCoreApplication::sendEvent(window, &event);
+    };
+    QMetaObject::invokeMethod(
+        window, [send] { send(QEvent::MouseButtonPress, Qt::LeftButton); }, Qt::QueuedConnection);
+    QMetaObject::invokeMethod(
+        window, [send] { send(QEvent::MouseButtonRelease, Qt::NoButton); }, Qt::QueuedConnection);
+    return true;
+}
+
+} // namespace brindle

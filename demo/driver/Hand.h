@@ -1,0 +1,23 @@
+#pragma once
+
+#include <QString>
+
+class QQuickItem;
+class QQuickWindow;
+
+namespace brindle {
+
+/// Presses what a player would press, with the mouse's own events. Main thread only.
+class Hand
+{
+public:
+    /// The visible item of that object name in any of the application's windows, the topmost
+    /// first; null when there is none.
+    static QQuickItem *find(const QString &name);
+
+    /// Clicks the middle of that item, from the event loop: does not wait for what it starts.
+    /// False when there is no such item to be pressed.
+    static bool press(const QString &name);
+};
+
+} // namespace brindle
