@@ -2,8 +2,9 @@
 
 #include "ModelFixture.h"
 
+#include "services/SteadyClock.h"
 #include "support/Await.h"
-#include "support/ManualClock.h"
+
 #include "ui/BrindleApp.h"
 #include "ui/Views.h"
 
@@ -30,10 +31,12 @@ class TestBrindleApp : public QObject
 
     void startGame()
     {
+        const auto games = [] {
+            return model().log.lines().count(QStringLiteral("engine is playing"));
+        };
+        const auto before = games();
         model().startWork(true);
-        spinUntil([] {
-            return model().log.lines().contains(QStringLiteral("engine is playing"));
-        });
+        spinUntil([games, before] { return games() > before; });
     }
 
     void finishGame()
@@ -42,17 +45,26 @@ class TestBrindleApp : public QObject
         spinUntil([] { return !model().work(); });
     }
 
-    void waitForAlert()
+    /// Makes a request that leads to a question; while it is shown calls `meanwhile`, then presses
+    /// the button of that index. The request serves events until then, so all of it runs from
+    /// there.
+    void ask(
+        const std::function<void()> &request, int button,
+        const std::function<void()> &meanwhile = [] {})
     {
-        spinUntil([this] { return alert() && alert()->isExposed(); });
-    }
-
-    /// Presses the alert's button of that index.
-    void answer(int index)
-    {
-        QPointer<QQuickWindow> shown = alert();
-        QMetaObject::invokeMethod(shown, "answered", Q_ARG(int, index));
-        spinUntil([this] { return !alert(); });
+        bool answered = false;
+        QTimer watch;
+        connect(&watch, &QTimer::timeout, this, [&] {
+            if (alert() && alert()->isExposed()) {
+                watch.stop();
+                meanwhile();
+                answered = true;
+                QMetaObject::invokeMethod(alert(), "answered", Q_ARG(int, button));
+            }
+        });
+        watch.start(5);
+        request();
+        spinUntil([&] { return answered && !alert(); });
     }
 
     QString alertText(const char *name) const
@@ -61,24 +73,15 @@ class TestBrindleApp : public QObject
         return item ? item->property("text").toString() : QString();
     }
 
-    /// From the event loop, as every request comes: it serves events while the player is asked.
-    void close()
-    {
-        QMetaObject::invokeMethod(
-            app_.get(), [this] { app_->window()->close(); }, Qt::QueuedConnection);
-    }
-    void quit()
-    {
-        QMetaObject::invokeMethod(
-            app_.get(), [this] { app_->quit(); }, Qt::QueuedConnection);
-    }
+    void close() { app_->window()->close(); }
+    void quit() { app_->quit(); }
 
 private Q_SLOTS:
     void initTestCase()
     {
         Views::prepare();
         QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
-        files_ = std::make_unique<ModelFixture>(std::make_shared<ManualClock>());
+        files_ = std::make_unique<ModelFixture>(std::make_shared<SteadyClock>());
         files_->installByHand(ModelFixture::engineScript());
         AppModel::compose([this] {
             AppModelParts parts;
@@ -96,7 +99,9 @@ private Q_SLOTS:
 
     void init()
     {
-        model().log.reset();
+        // An earlier test's end of the application still keeps event loops from running.
+        QTimer::singleShot(0, this, [] { QCoreApplication::exit(0); });
+        QGuiApplication::exec();
         app_ = std::make_unique<BrindleApp>(desktop_);
         endings_ = std::make_unique<QSignalSpy>(app_.get(), &BrindleApp::ending);
         app_->open();
@@ -105,9 +110,6 @@ private Q_SLOTS:
 
     void cleanup()
     {
-        if (alert()) {
-            answer(1);
-        }
         if (model().work()) {
             model().cancel();
             spinUntil([] { return !model().work(); });
@@ -142,12 +144,13 @@ private Q_SLOTS:
     void keepOpenKeepsTheProcessWithoutAWindow()
     {
         startGame();
-        close();
-        waitForAlert();
-        QCOMPARE(alertText("alertMessage"), QStringLiteral("The game is still running"));
-        QCOMPARE(alertText("alertText"), QStringLiteral("Quitting will close the game too."));
-        QVERIFY(!app_->window()->isVisible());
-        answer(1);
+        ask([this] { close(); }, 1,
+            [this] {
+                QCOMPARE(alertText("alertMessage"), QStringLiteral("The game is still running"));
+                QCOMPARE(alertText("alertText"),
+                         QStringLiteral("Quitting will close the game too."));
+                QVERIFY(!app_->window()->isVisible());
+            });
         QVERIFY(!app_->window()->isVisible());
         QVERIFY(endings_->isEmpty());
         QVERIFY(model().gameRunning());
@@ -162,9 +165,7 @@ private Q_SLOTS:
     void theWindowComesBackWhenTheGameHasEnded()
     {
         startGame();
-        close();
-        waitForAlert();
-        answer(1);
+        ask([this] { close(); }, 1);
         QVERIFY(!app_->window()->isVisible());
         finishGame();
         QVERIFY(app_->window()->isVisible());
@@ -174,11 +175,11 @@ private Q_SLOTS:
     void aGameThatEndsDuringTheQuestionBringsItBackAfterwards()
     {
         startGame();
-        close();
-        waitForAlert();
-        finishGame();
-        QVERIFY(!app_->window()->isVisible());
-        answer(1);
+        ask([this] { close(); }, 1,
+            [this] {
+                finishGame();
+                QVERIFY(!app_->window()->isVisible());
+            });
         spinUntil([this] { return app_->window()->isVisible(); });
         QVERIFY(endings_->isEmpty());
     }
@@ -187,10 +188,7 @@ private Q_SLOTS:
     {
         startGame();
         for (int i = 0; i < 2; ++i) {
-            quit();
-            waitForAlert();
-            QVERIFY(app_->window()->isVisible());
-            answer(1);
+            ask([this] { quit(); }, 1, [this] { QVERIFY(app_->window()->isVisible()); });
             QVERIFY(endings_->isEmpty());
         }
         finishGame();
@@ -199,23 +197,21 @@ private Q_SLOTS:
     void aRequestDuringTheQuestionOpensNoSecondOne()
     {
         startGame();
-        quit();
-        waitForAlert();
-        const QPointer<QQuickWindow> first = alert();
-        app_->quit();
-        QCOMPARE(alert(), first.data());
-        QVERIFY(endings_->isEmpty());
-        answer(1);
+        ask([this] { quit(); }, 1,
+            [this] {
+                const QPointer<QQuickWindow> first = alert();
+                app_->quit();
+                QCOMPARE(alert(), first.data());
+                QVERIFY(endings_->isEmpty());
+            });
         finishGame();
     }
 
     void quitEndsTheGameFirst()
     {
         startGame();
-        quit();
-        waitForAlert();
-        answer(0);
-        spinUntil([this] { return !endings_->isEmpty(); });
+        ask([this] { quit(); }, 0);
+        QCOMPARE(endings_->size(), 1);
         QVERIFY(!app_->window()->isVisible());
         spinUntil([] { return !model().work(); });
         QVERIFY(model().log.lines().contains(QStringLiteral("• Game stopped")));
@@ -243,10 +239,7 @@ private Q_SLOTS:
     void thePlatformsQuitAsks()
     {
         startGame();
-        QMetaObject::invokeMethod(
-            app_.get(), [] { QCoreApplication::quit(); }, Qt::QueuedConnection);
-        waitForAlert();
-        answer(1);
+        ask([] { QCoreApplication::quit(); }, 1);
         QVERIFY(endings_->isEmpty());
         finishGame();
     }

@@ -33,9 +33,8 @@ std::future<Role> claimElsewhere(const QString &folder, const QByteArray &token 
 
 Role resultOf(std::future<Role> &claim)
 {
-    spinUntil([&claim] {
-        return claim.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
-    });
+    spinUntil(
+        [&claim] { return claim.wait_for(std::chrono::seconds(0)) == std::future_status::ready; });
     return claim.get();
 }
 
@@ -140,8 +139,8 @@ private Q_SLOTS:
         SingleInstance first(path());
         QCOMPARE(first.claim({}), Role::first);
         first.listen();
-        const auto others = QFile::ReadGroup | QFile::WriteGroup | QFile::ReadOther |
-                            QFile::WriteOther;
+        const auto others =
+            QFile::ReadGroup | QFile::WriteGroup | QFile::ReadOther | QFile::WriteOther;
         QCOMPARE(QFile::permissions(socket()) & others, QFile::Permissions());
         QCOMPARE(QFile::permissions(folder_->filePath(QStringLiteral("brindle.lock"))) & others,
                  QFile::Permissions());
