@@ -239,7 +239,9 @@ private Q_SLOTS:
     void thePlatformsQuitAsks()
     {
         startGame();
-        ask([] { QCoreApplication::quit(); }, 1);
+        QEvent request(QEvent::Quit);
+        ask([&request] { QCoreApplication::sendEvent(qGuiApp, &request); }, 1);
+        QVERIFY(!request.isAccepted());
         QVERIFY(endings_->isEmpty());
         finishGame();
     }
