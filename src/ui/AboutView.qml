@@ -56,6 +56,7 @@ FocusScope {
             hoverEnabled: true
             Accessible.role: Accessible.Link
             Accessible.name: text
+            Accessible.onPressAction: clicked()
             onClicked: view.model.openRepository()
 
             contentItem: Text {

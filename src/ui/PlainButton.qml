@@ -18,6 +18,7 @@ T.Button {
 
     Accessible.role: Accessible.Button
     Accessible.name: text
+    Accessible.onPressAction: clicked()
 
     Keys.onReturnPressed: event => { if (!event.isAutoRepeat) clicked() }
     Keys.onEnterPressed: event => { if (!event.isAutoRepeat) clicked() }

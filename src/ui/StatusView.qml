@@ -27,6 +27,7 @@ Column {
         spacing: 8
         Accessible.role: Accessible.StatusBar
         Accessible.name: title.text
+        Accessible.onNameChanged: Announcer.announce(status)
 
         Rectangle {
             objectName: "statusCircle"
@@ -43,7 +44,6 @@ Column {
             text: view.look.title
             font: Theme.headline
             Accessible.ignored: true
-            onTextChanged: Announcer.announce(status)
         }
     }
 

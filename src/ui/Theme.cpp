@@ -124,7 +124,7 @@ QColor Theme::onAccent() const
 
 QColor Theme::onAccentOff() const
 {
-    return pick("#62626b", "#a6a6b0");
+    return pick("#5f5f68", "#a6a6b0");
 }
 
 QColor Theme::focusRing() const
@@ -181,7 +181,7 @@ QColor Theme::chosen() const
 
 QColor Theme::track() const
 {
-    return pick("#1a000000", "#26ffffff");
+    return pick("#1a000000", "#1fffffff");
 }
 
 QColor Theme::thumb() const
