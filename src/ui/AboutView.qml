@@ -1,5 +1,4 @@
 import QtQuick
-import QtQuick.Templates as T
 import Brindle
 
 // What the launcher is, and whose work it starts.
@@ -46,43 +45,44 @@ FocusScope {
             text: "Godot Engine, MIT licence: © 2014-present Godot Engine contributors, © 2007-2014 Juan Linietsky, Ariel Manzur."
             font: Theme.callout
         }
-        T.AbstractButton {
+        // Not one of the templates' buttons: those tell screen readers that they are buttons.
+        Text {
             id: link
             objectName: "repositoryLink"
-            width: Math.min(implicitContentWidth, parent.width)
-            implicitHeight: implicitContentHeight
+
+            function open() {
+                view.model.openRepository();
+            }
+
+            width: Math.min(implicitWidth, parent.width)
             text: view.model.repositoryAddress
-            focusPolicy: Qt.StrongFocus
-            hoverEnabled: true
+            font: Theme.callout
+            color: Theme.link
+            textFormat: Text.PlainText
+            elide: Text.ElideRight
+            activeFocusOnTab: true
             Accessible.role: Accessible.Link
             Accessible.name: text
-            Accessible.onPressAction: clicked()
-            onClicked: view.model.openRepository()
+            Accessible.onPressAction: open()
+            Keys.onSpacePressed: event => { if (!event.isAutoRepeat) open() }
 
-            contentItem: Text {
-                text: link.text
-                font: Theme.callout
+            // Below the letters, only where the pointer asks for it.
+            Rectangle {
+                visible: pointer.hovered
+                anchors.bottom: parent.bottom
+                width: parent.contentWidth
+                height: 1
                 color: Theme.link
-                textFormat: Text.PlainText
-                elide: Text.ElideRight
-                Accessible.ignored: true
-
-                // Below the letters, only where the pointer asks for it.
-                Rectangle {
-                    visible: link.hovered
-                    anchors.bottom: parent.bottom
-                    width: parent.contentWidth
-                    height: 1
-                    color: Theme.link
-                }
             }
-            background: Item {
-                FocusRing {
-                    shown: link.visualFocus
-                    parentRadius: 4
-                }
+            FocusRing {
+                shown: link.activeFocus
+                parentRadius: 4
             }
-            HoverHandler { cursorShape: Qt.PointingHandCursor }
+            TapHandler { onTapped: link.open() }
+            HoverHandler {
+                id: pointer
+                cursorShape: Qt.PointingHandCursor
+            }
         }
         Label {
             objectName: "aboutLauncher"

@@ -8,8 +8,9 @@ T.ProgressBar {
 
     implicitWidth: 200
     implicitHeight: 6
+    readonly property string accessibleName: "Progress"
     Accessible.role: Accessible.ProgressBar
-    Accessible.name: "Progress"
+    Accessible.name: accessibleName
 
     background: Rectangle {
         radius: height / 2

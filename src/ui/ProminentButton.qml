@@ -20,7 +20,9 @@ T.Button {
 
     Accessible.role: Accessible.Button
     Accessible.name: text
-    Accessible.onPressAction: clicked()
+    // Qt 6.4 tells screen readers of no disabled state.
+    Accessible.description: enabled ? "" : "Not available now"
+    Accessible.onPressAction: if (enabled) clicked()
 
     Keys.onReturnPressed: event => { if (!event.isAutoRepeat) clicked() }
     Keys.onEnterPressed: event => { if (!event.isAutoRepeat) clicked() }

@@ -55,7 +55,7 @@ Column {
                 id: segments
                 model: picker.options
 
-                T.AbstractButton {
+                T.RadioButton {
                     id: segment
 
                     required property string modelData
@@ -81,8 +81,9 @@ Column {
 
                     Accessible.role: Accessible.RadioButton
                     Accessible.name: text
-                    Accessible.checkable: true
-                    Accessible.checked: current
+                    Accessible.onPressAction: clicked()
+                    // What screen readers are told.
+                    checked: current
 
                     contentItem: Text {
                         id: label

@@ -1,5 +1,7 @@
 #include "ui/Views.h"
 
+#include "ui/AccessibleProgress.h"
+
 #include <QQuickWindow>
 #include <QtGlobal>
 
@@ -20,6 +22,7 @@ QUrl view(const QString &name)
 void Views::prepare()
 {
     qml_register_types_Brindle();
+    AccessibleProgress::install();
     // The letters of the desktop's other windows, not the ones made for zooming.
     QQuickWindow::setTextRenderType(QQuickWindow::NativeTextRendering);
 }

@@ -210,7 +210,7 @@ private Q_SLOTS:
 
     void theApplicationsEndAnswersWithTheLast()
     {
-        QCOMPARE(run(question, [](QQuickWindow *) { QCoreApplication::quit(); }), 1);
+        QCOMPARE(run(question, [](QQuickWindow *) { QCoreApplication::exit(); }), 1);
     }
 
     void copyReplacesTheClipboard()
