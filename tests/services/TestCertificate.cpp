@@ -47,16 +47,15 @@ QByteArray contentOf(BIO *bio)
 
 } // namespace
 
-TestCertificate TestCertificate::make()
+TestCertificate TestCertificate::make(const Options &options)
 {
-    constexpr long hour = 3600;
     const std::unique_ptr<EVP_PKEY, Free> key(EVP_EC_gen("P-256"));
     const std::unique_ptr<X509, Free> certificate(X509_new());
     require(key && certificate);
     require(X509_set_version(certificate.get(), X509_VERSION_3) == 1);
     require(ASN1_INTEGER_set(X509_get_serialNumber(certificate.get()), 1) == 1);
-    X509_gmtime_adj(X509_getm_notBefore(certificate.get()), -hour);
-    X509_gmtime_adj(X509_getm_notAfter(certificate.get()), hour);
+    X509_gmtime_adj(X509_getm_notBefore(certificate.get()), options.from);
+    X509_gmtime_adj(X509_getm_notAfter(certificate.get()), options.until);
     require(X509_set_pubkey(certificate.get(), key.get()) == 1);
     X509_NAME *const name = X509_get_subject_name(certificate.get());
     require(X509_NAME_add_entry_by_txt(name, "CN", MBSTRING_ASC,
@@ -64,7 +63,7 @@ TestCertificate TestCertificate::make()
                                        0) == 1);
     require(X509_set_issuer_name(certificate.get(), name) == 1);
     extend(certificate.get(), NID_basic_constraints, "critical,CA:TRUE");
-    extend(certificate.get(), NID_subject_alt_name, "IP:127.0.0.1");
+    extend(certificate.get(), NID_subject_alt_name, options.names.constData());
     require(X509_sign(certificate.get(), key.get(), EVP_sha256()) > 0);
 
     const std::unique_ptr<BIO, Free> certificateText(BIO_new(BIO_s_mem()));

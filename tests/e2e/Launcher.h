@@ -1,0 +1,61 @@
+#pragma once
+
+#include "Screen.h"
+
+#include <QProcess>
+#include <QTemporaryDir>
+
+#include <memory>
+
+namespace brindle {
+
+/// The installed launcher, for a user of the test's own, on a screen. Main thread; blocks.
+class Launcher
+{
+public:
+    /// @param program the installed one. The user has just moved in: every folder is empty.
+    Launcher(QString program, Screen &screen);
+    /// Kills what still runs of the launcher and of its games.
+    ~Launcher();
+
+    /// Starts it, and waits until its window has the keyboard.
+    void open();
+    /// A start while one runs; its exit code.
+    int openAgain();
+    bool isRunning() const { return process_->state() != QProcess::NotRunning; }
+    /// Waits for its end; the exit code, or -1 when it crashed.
+    int waitForEnd();
+    void kill() { process_->kill(); }
+    void terminate() { process_->terminate(); }
+
+    QString storage(const QString &name = {}) const;
+    QString project() const { return storage(QStringLiteral("Game/godot-brindle-main")); }
+    /// What is left in the temporary folder.
+    QStringList leftovers() const;
+    /// The games that run now.
+    QList<qint64> games() const;
+    void waitForGame() const;
+    void waitForNoGame() const;
+
+    // By keyboard, in the main window.
+
+    /// Presses the button that the keyboard reaches with so many Tabs from where it is.
+    void pressAfterTabs(int tabs) const;
+    /// Presses Play, which has the keyboard whenever it can be pressed.
+    void play() const;
+    /// The log, by its sheet's Copy button. To be called with the keyboard on Play, where it is
+    /// again afterwards.
+    QString log() const;
+    /// Waits until the log, as `log` has it, holds the line.
+    void waitForLog(const QString &line) const;
+
+private:
+    QProcessEnvironment environment() const;
+
+    const QString program_;
+    Screen &screen_;
+    QTemporaryDir home_;
+    std::unique_ptr<QProcess> process_;
+};
+
+} // namespace brindle

@@ -1,0 +1,163 @@
+#include "Screen.h"
+
+#include "support/Await.h"
+
+#include <QFile>
+#include <QSize>
+
+#include <csignal>
+#include <stdexcept>
+#include <sys/prctl.h>
+
+namespace brindle {
+
+namespace {
+
+void start(QProcess &process, const QString &program, const QStringList &arguments)
+{
+    // Whatever happens to the test.
+    process.setChildProcessModifier([] { prctl(PR_SET_PDEATHSIG, SIGKILL); });
+    process.start(program, arguments);
+    if (!process.waitForStarted()) {
+        throw std::runtime_error("can't start " + program.toStdString());
+    }
+}
+
+} // namespace
+
+Screen::Screen()
+{
+    server_.setStandardErrorFile(QProcess::nullDevice());
+    start(server_, QStringLiteral("Xvfb"),
+          {QStringLiteral("-displayfd"), QStringLiteral("1"), QStringLiteral("-screen"),
+           QStringLiteral("0"), QStringLiteral("1400x1000x24"), QStringLiteral("-nolisten"),
+           QStringLiteral("tcp"), QStringLiteral("-noreset"), QStringLiteral("-fbdir"),
+           frameBuffer_.path()});
+    while (!server_.canReadLine()) {
+        if (!server_.waitForReadyRead()) {
+            throw std::runtime_error("the X server does not start");
+        }
+    }
+    display_ = QLatin1Char(':') + QString::fromLatin1(server_.readLine().trimmed());
+    manager_.setProcessEnvironment(environment());
+    manager_.setStandardOutputFile(QProcess::nullDevice());
+    manager_.setStandardErrorFile(QProcess::nullDevice());
+    start(manager_, QStringLiteral("openbox"), {});
+    // The manager tells that it is there in a property of the root window.
+    spinUntil([this] {
+        return !run(QStringLiteral("xdotool"), {QStringLiteral("get_num_desktops")}).isEmpty();
+    });
+}
+
+Screen::~Screen()
+{
+    for (QProcess *const process : {&clipboardOwner_, &manager_, &server_}) {
+        process->kill();
+        process->waitForFinished();
+    }
+}
+
+QProcessEnvironment Screen::environment() const
+{
+    auto environment = QProcessEnvironment::systemEnvironment();
+    environment.remove(QStringLiteral("WAYLAND_DISPLAY"));
+    environment.remove(QStringLiteral("XAUTHORITY"));
+    environment.insert(QStringLiteral("DISPLAY"), display_);
+    environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("xcb"));
+    return environment;
+}
+
+QByteArray Screen::run(const QString &program, const QStringList &arguments) const
+{
+    QProcess process;
+    process.setProcessEnvironment(environment());
+    process.setStandardErrorFile(QProcess::nullDevice());
+    process.start(program, arguments);
+    process.waitForFinished();
+    return process.readAllStandardOutput().trimmed();
+}
+
+QStringList Screen::windows(const QString &title) const
+{
+    const QByteArray found = run(QStringLiteral("xdotool"),
+                                 {QStringLiteral("search"), QStringLiteral("--onlyvisible"),
+                                  QStringLiteral("--name"), QStringLiteral("^%1$").arg(title)});
+    return QString::fromLatin1(found).split(u'\n', Qt::SkipEmptyParts);
+}
+
+QString Screen::focusedTitle() const
+{
+    return QString::fromUtf8(run(QStringLiteral("xdotool"), {QStringLiteral("getwindowfocus"),
+                                                             QStringLiteral("getwindowname")}));
+}
+
+void Screen::activate(const QString &title) const
+{
+    spinUntil([&] {
+        const QStringList found = windows(title);
+        if (found.isEmpty()) {
+            return false;
+        }
+        run(QStringLiteral("xdotool"), {QStringLiteral("windowactivate"), found.last()});
+        return focusedTitle() == title;
+    });
+}
+
+void Screen::press(const QStringList &keys) const
+{
+    run(QStringLiteral("xdotool"),
+        QStringList{QStringLiteral("key"), QStringLiteral("--delay"), QStringLiteral("40")} + keys);
+}
+
+void Screen::closeWindow(const QString &title) const
+{
+    activate(title);
+    press({QStringLiteral("alt+F4")});
+}
+
+QSize Screen::resize(const QString &title, const QSize &size) const
+{
+    const QString window = windows(title).value(0);
+    run(QStringLiteral("xdotool"), {QStringLiteral("windowsize"), QStringLiteral("--sync"), window,
+                                    QString::number(size.width()), QString::number(size.height())});
+    const auto lines = run(QStringLiteral("xdotool"),
+                           {QStringLiteral("getwindowgeometry"), QStringLiteral("--shell"), window})
+                           .split('\n');
+    QSize result;
+    for (const QByteArray &line : lines) {
+        if (line.startsWith("WIDTH=")) {
+            result.setWidth(line.mid(6).toInt());
+        } else if (line.startsWith("HEIGHT=")) {
+            result.setHeight(line.mid(7).toInt());
+        }
+    }
+    return result;
+}
+
+QString Screen::clipboard() const
+{
+    return QString::fromUtf8(
+        run(QStringLiteral("xclip"),
+            {QStringLiteral("-selection"), QStringLiteral("clipboard"), QStringLiteral("-out")}));
+}
+
+void Screen::setClipboard(const QString &text)
+{
+    clipboardOwner_.kill();
+    clipboardOwner_.waitForFinished();
+    clipboardOwner_.setProcessEnvironment(environment());
+    start(clipboardOwner_, QStringLiteral("xclip"),
+          {QStringLiteral("-selection"), QStringLiteral("clipboard"), QStringLiteral("-quiet"),
+           QStringLiteral("-in")});
+    clipboardOwner_.write(text.toUtf8());
+    clipboardOwner_.closeWriteChannel();
+    spinUntil([&] { return clipboard() == text; });
+}
+
+void Screen::picture(const QString &file) const
+{
+    QFile::remove(file);
+    QFile::copy(frameBuffer_.filePath(QStringLiteral("Xvfb_screen0")), file);
+}
+
+} // namespace brindle
