@@ -9,6 +9,8 @@ FocusScope {
     readonly property alias defaultButton: doneRow.button
     signal dismissed()
 
+    focus: true
+
     width: 440
     height: column.height + 40
 

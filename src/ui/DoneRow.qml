@@ -12,6 +12,7 @@ Item {
         id: button
         objectName: "doneButton"
         anchors.right: parent.right
+        focus: true
         text: "Done"
         onClicked: parent.done()
     }

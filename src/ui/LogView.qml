@@ -11,6 +11,8 @@ FocusScope {
     readonly property alias pane: pane
     signal dismissed()
 
+    focus: true
+
     width: 600
     height: 420
 

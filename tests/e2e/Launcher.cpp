@@ -16,6 +16,26 @@ namespace {
 const auto mainTitle = QStringLiteral("Brindle");
 const auto logTitle = QStringLiteral("Log");
 
+// The look's colours, as they are seen.
+constexpr QRgb accent = 0xff1663d9;
+constexpr QRgb statusColours[] = {0xff8e8e93, 0xffff9500, 0xffff3b30, 0xff28b14c};
+
+/// Whether a line of that many pixels of one colour can be seen.
+bool hasLine(const QImage &picture, QRgb colour, int length)
+{
+    for (int y = 0; y < picture.height(); ++y) {
+        const auto *const line = reinterpret_cast<const QRgb *>(picture.constScanLine(y));
+        int found = 0;
+        for (int x = 0; x < picture.width() && found < length; ++x) {
+            found = (line[x] | 0xff000000) == colour ? found + 1 : 0;
+        }
+        if (found == length) {
+            return true;
+        }
+    }
+    return false;
+}
+
 } // namespace
 
 Launcher::Launcher(QString program, Screen &screen) : program_(std::move(program)), screen_(screen)
@@ -119,6 +139,22 @@ void Launcher::waitForNoGame() const
     spinUntil([this] { return games().isEmpty(); });
 }
 
+void Launcher::waitForStatus(Status status) const
+{
+    // Across the middle of the circle.
+    constexpr int length = 8;
+    spinUntil([&] {
+        return hasLine(screen_.picture(), statusColours[static_cast<int>(status)], length);
+    });
+}
+
+void Launcher::waitForPlay(bool offered) const
+{
+    // The filled part beside the text; other such buttons are shorter.
+    constexpr int length = 90;
+    spinUntil([&] { return hasLine(screen_.picture(), accent, length) == offered; });
+}
+
 void Launcher::pressAfterTabs(int tabs) const
 {
     screen_.activate(mainTitle);
@@ -130,13 +166,17 @@ void Launcher::pressAfterTabs(int tabs) const
 void Launcher::play() const
 {
     screen_.activate(mainTitle);
+    waitForPlay();
     screen_.press({QStringLiteral("Return")});
+    waitForPlay(false);
 }
 
 QString Launcher::log() const
 {
     const QString before = QStringLiteral("not copied yet");
     screen_.setClipboard(before);
+    screen_.activate(mainTitle);
+    waitForPlay();
     pressAfterTabs(1);
     screen_.activate(logTitle);
     // From Close back to Copy.
@@ -151,11 +191,6 @@ QString Launcher::log() const
     screen_.activate(mainTitle);
     screen_.press({QStringLiteral("shift+Tab")});
     return text;
-}
-
-void Launcher::waitForLog(const QString &line) const
-{
-    spinUntil([&] { return log().split(u'\n').contains(line); });
 }
 
 } // namespace brindle

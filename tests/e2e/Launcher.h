@@ -37,17 +37,21 @@ public:
     void waitForGame() const;
     void waitForNoGame() const;
 
+    /// What the status shows.
+    enum class Status { gray, orange, red, green };
+    void waitForStatus(Status status) const;
+    /// Waits until Play can be seen to be pressable, or not.
+    void waitForPlay(bool offered = true) const;
+
     // By keyboard, in the main window.
 
     /// Presses the button that the keyboard reaches with so many Tabs from where it is.
     void pressAfterTabs(int tabs) const;
-    /// Presses Play, which has the keyboard whenever it can be pressed.
+    /// Waits for Play, which has the keyboard when it can be pressed, and presses it.
     void play() const;
-    /// The log, by its sheet's Copy button. To be called with the keyboard on Play, where it is
-    /// again afterwards.
+    /// The log, by its sheet's Copy button. Waits for Play, from where it starts and where the
+    /// keyboard is again afterwards.
     QString log() const;
-    /// Waits until the log, as `log` has it, holds the line.
-    void waitForLog(const QString &line) const;
 
 private:
     QProcessEnvironment environment() const;

@@ -4,6 +4,7 @@
 
 #include <QFile>
 #include <QSize>
+#include <QtEndian>
 
 #include <csignal>
 #include <stdexcept>
@@ -154,10 +155,24 @@ void Screen::setClipboard(const QString &text)
     spinUntil([&] { return clipboard() == text; });
 }
 
-void Screen::picture(const QString &file) const
+QImage Screen::picture() const
 {
-    QFile::remove(file);
-    QFile::copy(frameBuffer_.filePath(QStringLiteral("Xvfb_screen0")), file);
+    // The X Window Dump format, XWDFile.h: a head of big-endian words, the colours, the pixels.
+    enum Word { headSize = 0, width = 4, height = 5, lineBytes = 12, colours = 19 };
+    constexpr qsizetype colourBytes = 12;
+    QFile file(frameBuffer_.filePath(QStringLiteral("Xvfb_screen0")));
+    if (!file.open(QIODevice::ReadOnly)) {
+        throw std::runtime_error("the X server shows no picture");
+    }
+    const QByteArray dump = file.readAll();
+    const auto word = [&dump](Word index) {
+        return qFromBigEndian<quint32>(dump.constData() + index * 4);
+    };
+    const qsizetype pixels = word(headSize) + word(colours) * colourBytes;
+    return QImage(reinterpret_cast<const uchar *>(dump.constData()) + pixels,
+                  static_cast<int>(word(width)), static_cast<int>(word(height)), word(lineBytes),
+                  QImage::Format_RGB32)
+        .copy();
 }
 
 } // namespace brindle

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QImage>
 #include <QProcess>
 #include <QString>
 #include <QStringList>
@@ -37,8 +38,8 @@ public:
     /// Puts a text of the test's own there.
     void setClipboard(const QString &text);
 
-    /// Writes a picture of the whole display, in the format XWD.
-    void picture(const QString &file) const;
+    /// What is seen on the whole display.
+    QImage picture() const;
 
 private:
     QByteArray run(const QString &program, const QStringList &arguments) const;

@@ -77,11 +77,10 @@ private Q_SLOTS:
     void cleanup()
     {
         if (QTest::currentTestFailed()) {
-            const QString file = QStringLiteral(PICTURES_FOLDER "/failed-") +
-                                 QLatin1String(QTest::currentTestFunction()) +
-                                 QStringLiteral(".xwd");
+            const QString file = QStringLiteral(PICTURES_FOLDER "/failed-%1.png")
+                                     .arg(QLatin1String(QTest::currentTestFunction()));
             QDir().mkpath(QStringLiteral(PICTURES_FOLDER));
-            screen_->picture(file);
+            screen_->picture().save(file);
             qWarning("the screen is in %s", qPrintable(file));
         }
         launcher_.reset();
