@@ -21,6 +21,7 @@ FocusScope {
     FocusFollower {
         scroller: scroller
         margin: 12
+        home: playArea.playButton
     }
 
     Scroller {
@@ -111,6 +112,7 @@ FocusScope {
             }
 
             PlayArea {
+                id: playArea
                 objectName: "playArea"
                 width: parent.width
                 model: root.model

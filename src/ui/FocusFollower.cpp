@@ -1,5 +1,6 @@
 #include "ui/FocusFollower.h"
 
+#include <QGuiApplication>
 #include <QQuickWindow>
 
 #include <algorithm>
@@ -14,10 +15,43 @@ void FocusFollower::itemChange(ItemChange change, const ItemChangeData &data)
         disconnect(connection_);
         if (data.window) {
             connection_ = connect(data.window, &QQuickWindow::activeFocusItemChanged, this,
-                                  [this] { follow(); });
+                                  [this] {
+                                      follow();
+                                      goHomeSoon();
+                                  });
         }
     }
     QQuickItem::itemChange(change, data);
+}
+
+void FocusFollower::setHome(QQuickItem *home)
+{
+    home_ = home;
+    if (home) {
+        connect(home, &QQuickItem::enabledChanged, this, &FocusFollower::goHomeSoon);
+        connect(home, &QQuickItem::visibleChanged, this, &FocusFollower::goHomeSoon);
+    }
+}
+
+void FocusFollower::goHomeSoon()
+{
+    // What hides one control may show another a moment later.
+    QMetaObject::invokeMethod(this, &FocusFollower::goHome, Qt::QueuedConnection);
+}
+
+void FocusFollower::goHome() const
+{
+    // A window that does not have the keyboard itself knows where it was, and gives it back.
+    if (!home_ || !window() || QGuiApplication::focusWindow() != window()) {
+        return;
+    }
+    const QQuickItem *const focused = window()->activeFocusItem();
+    // Items keep the focus when they are hidden.
+    const bool isLost = !focused || !focused->isVisible() || focused->isFocusScope() ||
+                        focused == window()->contentItem();
+    if (isLost && home_->isVisible() && home_->isEnabled()) {
+        home_->forceActiveFocus(Qt::OtherFocusReason);
+    }
 }
 
 void FocusFollower::follow() const

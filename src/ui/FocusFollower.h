@@ -5,8 +5,8 @@
 
 namespace brindle {
 
-/// Scrolls a Flickable so that the control that gets the keyboard focus can be seen whole. Main
-/// thread only.
+/// Looks after the keyboard focus of a window: scrolls a Flickable so that the control that gets it
+/// can be seen whole, and gives it to `home` when the control that had it is gone. Main thread only.
 class FocusFollower : public QQuickItem
 {
     Q_OBJECT
@@ -15,17 +15,25 @@ class FocusFollower : public QQuickItem
     Q_PROPERTY(QQuickItem *scroller MEMBER scroller_)
     /// Pixels kept free around the control.
     Q_PROPERTY(qreal margin MEMBER margin_)
+    /// Where the focus goes, once it can, while no control has it.
+    Q_PROPERTY(QQuickItem *home READ home WRITE setHome)
 
 public:
     explicit FocusFollower(QQuickItem *parent = nullptr);
+
+    QQuickItem *home() const { return home_; }
+    void setHome(QQuickItem *home);
 
 protected:
     void itemChange(ItemChange change, const ItemChangeData &data) override;
 
 private:
     void follow() const;
+    void goHome() const;
+    void goHomeSoon();
 
     QPointer<QQuickItem> scroller_;
+    QPointer<QQuickItem> home_;
     qreal margin_ = 0;
     QMetaObject::Connection connection_;
 };

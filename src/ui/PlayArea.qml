@@ -6,6 +6,7 @@ Column {
     id: area
 
     required property var model
+    readonly property alias playButton: playButton
 
     spacing: 8
 
@@ -22,6 +23,7 @@ Column {
     }
 
     ProminentButton {
+        id: playButton
         objectName: "playButton"
         anchors.horizontalCenter: parent.horizontalCenter
         visible: !area.model.gameRunning

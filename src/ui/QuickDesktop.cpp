@@ -12,6 +12,19 @@
 
 namespace brindle {
 
+namespace {
+
+QCoro::Task<> revealCounted(QList<Platform::Command> commands, QString path,
+                            std::shared_ptr<int> count)
+{
+    ++*count;
+    auto revealing = FileBrowser::reveal(commands, path);
+    co_await revealing;
+    --*count;
+}
+
+} // namespace
+
 QuickDesktop::QuickDesktop(QList<Platform::Command> reveal) : reveal_(std::move(reveal)) {}
 
 void QuickDesktop::setWindow(QQmlEngine *engine, QQuickWindow *window)
@@ -60,7 +73,7 @@ int QuickDesktop::runAlert(const Alert &alert)
 
 void QuickDesktop::reveal(const QString &path)
 {
-    FileBrowser::reveal(reveal_, path);
+    revealCounted(reveal_, path, revealing_);
 }
 
 void QuickDesktop::copyText(const QString &text)

@@ -28,11 +28,15 @@ public:
     void reveal(const QString &path) override;
     void copyText(const QString &text) override;
 
+    /// Whether something that `reveal` started still runs.
+    bool isRevealing() const { return *revealing_ > 0; }
     /// The alert that is shown now; null otherwise.
     QQuickWindow *alertWindow() const { return alert_; }
 
 private:
     QList<Platform::Command> reveal_;
+    // Counts what runs; shared with it, as it may outlive this.
+    std::shared_ptr<int> revealing_ = std::make_shared<int>(0);
     QPointer<QQmlEngine> engine_;
     QPointer<QQuickWindow> window_;
     QPointer<QQuickWindow> alert_;

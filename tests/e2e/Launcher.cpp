@@ -6,8 +6,10 @@
 #include <QFile>
 #include <QFileInfo>
 
+#include <algorithm>
 #include <csignal>
 #include <sys/prctl.h>
+#include <vector>
 
 namespace brindle {
 
@@ -20,20 +22,19 @@ const auto logTitle = QStringLiteral("Log");
 constexpr QRgb accent = 0xff1663d9;
 constexpr QRgb statusColours[] = {0xff8e8e93, 0xffff9500, 0xffff3b30, 0xff28b14c};
 
-/// Whether a line of that many pixels of one colour can be seen.
-bool hasLine(const QImage &picture, QRgb colour, int length)
+/// Whether a block of one colour, at least so wide and high, can be seen.
+bool hasBlock(const QImage &picture, QRgb colour, int width, int height)
 {
-    for (int y = 0; y < picture.height(); ++y) {
+    int rows = 0;
+    for (int y = 0; y < picture.height() && rows < height; ++y) {
         const auto *const line = reinterpret_cast<const QRgb *>(picture.constScanLine(y));
         int found = 0;
-        for (int x = 0; x < picture.width() && found < length; ++x) {
+        for (int x = 0; x < picture.width() && found < width; ++x) {
             found = (line[x] | 0xff000000) == colour ? found + 1 : 0;
         }
-        if (found == length) {
-            return true;
-        }
+        rows = found == width ? rows + 1 : 0;
     }
-    return false;
+    return rows == height;
 }
 
 } // namespace
@@ -91,6 +92,31 @@ int Launcher::openAgain()
     return again.exitStatus() == QProcess::NormalExit ? again.exitCode() : -1;
 }
 
+int Launcher::openManyAtOnce(int count)
+{
+    std::vector<std::unique_ptr<QProcess>> starts;
+    for (int i = 0; i < count; ++i) {
+        auto &process = *starts.emplace_back(std::make_unique<QProcess>());
+        process.setProcessEnvironment(environment());
+        process.setChildProcessModifier([] { prctl(PR_SET_PDEATHSIG, SIGKILL); });
+        process.start(program_, {});
+    }
+    const auto isRunning = [](const auto &process) {
+        return process->state() != QProcess::NotRunning;
+    };
+    spinUntil([&] { return std::count_if(starts.begin(), starts.end(), isRunning) <= 1; });
+    const auto ended = std::count_if(starts.begin(), starts.end(), [](const auto &process) {
+        return process->state() == QProcess::NotRunning &&
+               process->exitStatus() == QProcess::NormalExit && process->exitCode() == 0;
+    });
+    const auto left = std::find_if(starts.begin(), starts.end(), isRunning);
+    if (left != starts.end()) {
+        process_ = std::move(*left);
+    }
+    starts.erase(std::remove(starts.begin(), starts.end(), nullptr), starts.end());
+    return static_cast<int>(ended);
+}
+
 int Launcher::waitForEnd()
 {
     spinUntil([this] { return !isRunning(); });
@@ -141,18 +167,15 @@ void Launcher::waitForNoGame() const
 
 void Launcher::waitForStatus(Status status) const
 {
-    // Across the middle of the circle.
-    constexpr int length = 8;
-    spinUntil([&] {
-        return hasLine(screen_.picture(), statusColours[static_cast<int>(status)], length);
-    });
+    // In the middle of the circle.
+    spinUntil(
+        [&] { return hasBlock(screen_.picture(), statusColours[static_cast<int>(status)], 8, 4); });
 }
 
 void Launcher::waitForPlay(bool offered) const
 {
-    // The filled part beside the text; other such buttons are shorter.
-    constexpr int length = 90;
-    spinUntil([&] { return hasLine(screen_.picture(), accent, length) == offered; });
+    // The filled part beside the text: other such buttons are shorter, the progress bar is flatter.
+    spinUntil([&] { return hasBlock(screen_.picture(), accent, 90, 20) == offered; });
 }
 
 void Launcher::pressAfterTabs(int tabs) const
@@ -171,13 +194,13 @@ void Launcher::play() const
     waitForPlay(false);
 }
 
-QString Launcher::log() const
+QString Launcher::log(int tabs) const
 {
     const QString before = QStringLiteral("not copied yet");
     screen_.setClipboard(before);
     screen_.activate(mainTitle);
     waitForPlay();
-    pressAfterTabs(1);
+    pressAfterTabs(tabs);
     screen_.activate(logTitle);
     // From Close back to Copy.
     screen_.press({QStringLiteral("shift+Tab"), QStringLiteral("space")});
@@ -189,8 +212,18 @@ QString Launcher::log() const
     screen_.press({QStringLiteral("Return")});
     spinUntil([this] { return screen_.windows(logTitle).isEmpty(); });
     screen_.activate(mainTitle);
-    screen_.press({QStringLiteral("shift+Tab")});
+    screen_.press(QStringList(tabs, QStringLiteral("shift+Tab")));
     return text;
+}
+
+void Launcher::pressInSettings(int backTabs) const
+{
+    screen_.activate(mainTitle);
+    waitForPlay();
+    pressAfterTabs(2);
+    screen_.activate(QStringLiteral("Settings"));
+    screen_.press(QStringList(backTabs, QStringLiteral("shift+Tab")) << QStringLiteral("space"));
+    spinUntil([this] { return screen_.windows(QStringLiteral("Settings")).isEmpty(); });
 }
 
 } // namespace brindle

@@ -22,6 +22,9 @@ public:
     void open();
     /// A start while one runs; its exit code.
     int openAgain();
+    /// Starts so many at once and waits until one is left, which is the launcher from then on; how
+    /// many ended with 0.
+    int openManyAtOnce(int count);
     bool isRunning() const { return process_->state() != QProcess::NotRunning; }
     /// Waits for its end; the exit code, or -1 when it crashed.
     int waitForEnd();
@@ -50,8 +53,10 @@ public:
     /// Waits for Play, which has the keyboard when it can be pressed, and presses it.
     void play() const;
     /// The log, by its sheet's Copy button. Waits for Play, from where it starts and where the
-    /// keyboard is again afterwards.
-    QString log() const;
+    /// keyboard is again afterwards; Show log lies so many Tabs behind it.
+    QString log(int tabs = 1) const;
+    /// Opens the settings from Play and presses the button so many Shift+Tabs before Done.
+    void pressInSettings(int backTabs) const;
 
 private:
     QProcessEnvironment environment() const;

@@ -12,12 +12,13 @@
 #include <QFile>
 #include <QtTest>
 
+#include <csignal>
+
 using namespace brindle;
 
 namespace {
 
 const auto mainTitle = QStringLiteral("Brindle");
-const auto settingsTitle = QStringLiteral("Settings");
 // The alerts bear the application's name, so there are two windows of that title.
 
 const QByteArray shortGame = "importSeconds=0.2\nplaySeconds=11\n";
@@ -28,6 +29,8 @@ const QByteArray failingGame = "importSeconds=0.2\nplaySeconds=1\nplayExit=3\n"
 QString reasonNotToRun;
 
 } // namespace
+
+Q_DECLARE_METATYPE(brindle::Stage::Certificate)
 
 class TestShippedProgram : public QObject
 {
@@ -107,6 +110,192 @@ private Q_SLOTS:
         launcher_->play();
         launcher_->waitForGame();
         QCOMPARE(stage_->host().allRequests(), QStringList());
+        // Stop.
+        launcher_->pressAfterTabs(1);
+        launcher_->waitForNoGame();
+        QCOMPARE(launcher_->log().split(u'\n').last(), QStringLiteral("• Game stopped"));
+    }
+
+    void aFailureIsShownAndCopied()
+    {
+        setUp(failingGame);
+        launcher_->waitForStatus(Launcher::Status::red);
+        launcher_->waitForPlay();
+        // Behind Play: the failure's text, its Copy.
+        const QString before = QStringLiteral("not copied yet");
+        screen_->setClipboard(before);
+        launcher_->pressAfterTabs(2);
+        spinUntil([&] { return screen_->clipboard() != before; });
+        const QString copied = screen_->clipboard();
+        screen_->press({QStringLiteral("shift+Tab"), QStringLiteral("shift+Tab")});
+        const QStringList log = launcher_->log(3).split(u'\n');
+        QVERIFY2(copied.startsWith(QStringLiteral("The game closed after 1 second (exit code 3)")),
+                 qPrintable(copied));
+        QVERIFY(log.contains(QStringLiteral("the map is missing")));
+        QCOMPARE(copied.section(QStringLiteral("\n\n"), 1), log.mid(log.size() - 30).join(u'\n'));
+    }
+
+    void aDownloadIsCancelled()
+    {
+        const auto gate = stage_->host().hold(Stage::enginePath(), 2'000'000);
+        setUp(longGame);
+        spinUntil([&] { return gate->isReached(); });
+        launcher_->waitForStatus(Launcher::Status::orange);
+        QVERIFY(!launcher_->leftovers().isEmpty());
+        launcher_->pressAfterTabs(1);
+        QCOMPARE(launcher_->log().split(u'\n').last(), QStringLiteral("• Cancelled"));
+        launcher_->waitForStatus(Launcher::Status::gray);
+        QCOMPARE(launcher_->leftovers(), QStringList());
+        stage_->host().restore(Stage::enginePath());
+    }
+
+    void updateAndRemoveEverything()
+    {
+        setUp(longGame);
+        launcher_->waitForGame();
+        launcher_->pressAfterTabs(1);
+        launcher_->waitForNoGame();
+
+        const QString mark = launcher_->project() + QStringLiteral("/of the old version");
+        QVERIFY(QFile(mark).open(QIODevice::WriteOnly));
+        stage_->host().forgetRequests();
+        launcher_->pressInSettings(5);
+        spinUntil([&] {
+            return stage_->host().requests().contains(ReleaseHost::gamePath()) &&
+                   !QFile::exists(mark);
+        });
+        launcher_->waitForStatus(Launcher::Status::green);
+        QVERIFY(!stage_->host().requests().contains(Stage::enginePath()));
+        QVERIFY(QFile::exists(launcher_->project() + QStringLiteral("/project.godot")));
+
+        // Cancel, then Remove.
+        launcher_->pressInSettings(3);
+        waitForAlert(true);
+        screen_->press({QStringLiteral("Escape")});
+        waitForAlert(false);
+        QVERIFY(QFile::exists(launcher_->storage()));
+        screen_->activate(mainTitle);
+        screen_->press({QStringLiteral("shift+Tab"), QStringLiteral("shift+Tab")});
+        launcher_->pressInSettings(3);
+        waitForAlert(true);
+        screen_->press({QStringLiteral("Return")});
+        launcher_->waitForStatus(Launcher::Status::gray);
+        QVERIFY(!QFile::exists(launcher_->storage()));
+        launcher_->waitForPlay();
+        screen_->press({QStringLiteral("ctrl+q")});
+        QCOMPARE(launcher_->waitForEnd(), 0);
+    }
+
+    void quittingWhileTheGameRunsAsksEachTime()
+    {
+        setUp(longGame);
+        launcher_->waitForGame();
+        for (const char *key : {"ctrl+q", "ctrl+q"}) {
+            screen_->activate(mainTitle);
+            screen_->press({QLatin1String(key)});
+            waitForAlert(true);
+            screen_->press({QStringLiteral("Escape")});
+            waitForAlert(false);
+            QVERIFY(launcher_->isRunning());
+            QCOMPARE(launcher_->games().size(), 1);
+        }
+        screen_->activate(mainTitle);
+        screen_->press({QStringLiteral("ctrl+q")});
+        waitForAlert(true);
+        screen_->press({QStringLiteral("Return")});
+        QCOMPARE(launcher_->waitForEnd(), 0);
+        QCOMPARE(launcher_->games(), QList<qint64>());
+    }
+
+    void theWindowIsClosedAndComesBack()
+    {
+        setUp(longGame);
+        launcher_->waitForGame();
+        for (const bool startAgain : {true, false}) {
+            screen_->closeWindow(mainTitle);
+            mainWindowIsOpen_ = false;
+            // The question stands alone.
+            waitForAlert(true);
+            screen_->press({QStringLiteral("Escape")});
+            waitForAlert(false);
+            QVERIFY(launcher_->isRunning());
+            QCOMPARE(launcher_->games().size(), 1);
+            if (startAgain) {
+                QCOMPARE(launcher_->openAgain(), 0);
+            } else {
+                ::kill(static_cast<pid_t>(launcher_->games().first()), SIGTERM);
+            }
+            spinUntil([&] { return screen_->windows(mainTitle).size() == 1; });
+            mainWindowIsOpen_ = true;
+        }
+        screen_->closeWindow(mainTitle);
+        QCOMPARE(launcher_->waitForEnd(), 0);
+    }
+
+    void aKilledLauncherLocksNobodyOut()
+    {
+        setUp(longGame);
+        launcher_->waitForGame();
+        launcher_->kill();
+        QCOMPARE(launcher_->waitForEnd(), -1);
+        QCOMPARE(launcher_->games().size(), 1);
+        launcher_->open();
+        launcher_->waitForStatus(Launcher::Status::green);
+        QVERIFY(launcher_->isRunning());
+        QCOMPARE(launcher_->games().size(), 1);
+    }
+
+    void theEndOfTheSessionLeavesNothing()
+    {
+        const auto gate = stage_->host().hold(Stage::enginePath(), 2'000'000);
+        setUp(longGame);
+        spinUntil([&] { return gate->isReached(); });
+        launcher_->terminate();
+        QCOMPARE(launcher_->waitForEnd(), 0);
+        QCOMPARE(launcher_->leftovers(), QStringList());
+        stage_->host().restore(Stage::enginePath());
+    }
+
+    void manyStartsAtOnce()
+    {
+        constexpr int starts = 50;
+        QCOMPARE(launcher_->openManyAtOnce(starts), starts - 1);
+        spinUntil([&] { return !screen_->windows(mainTitle).isEmpty(); });
+        QCOMPARE(screen_->windows(mainTitle).size(), 1);
+    }
+
+    void neverSmallerThanItsContentNeeds()
+    {
+        launcher_->open();
+        const QSize smallest = screen_->resize(mainTitle, {200, 200});
+        QCOMPARE(smallest, QSize(560, 640));
+    }
+
+    void certificates_data()
+    {
+        QTest::addColumn<Stage::Certificate>("certificate");
+        QTest::addColumn<QString>("message");
+        QTest::newRow("untrusted")
+            << Stage::Certificate::untrusted << QStringLiteral("self-signed certificate");
+        QTest::newRow("expired") << Stage::Certificate::expired
+                                 << QStringLiteral("certificate has expired");
+        QTest::newRow("wrong host")
+            << Stage::Certificate::wrongHost
+            << QStringLiteral("no alternative certificate subject name matches");
+    }
+
+    void certificates()
+    {
+        QFETCH(Stage::Certificate, certificate);
+        QFETCH(QString, message);
+        stage_->open(certificate);
+        launcher_->open();
+        launcher_->play();
+        launcher_->waitForStatus(Launcher::Status::red);
+        const QString log = launcher_->log();
+        QVERIFY2(log.contains(message), qPrintable(log));
+        QVERIFY(!QFile::exists(launcher_->project()));
+        stage_->open();
     }
 };
 

@@ -259,10 +259,10 @@ private Q_SLOTS:
         QTemporaryDir folder;
         QuickDesktop desktop({touching(QStringLiteral("done"))});
         desktop.reveal(folder.path());
+        QVERIFY(desktop.isRevealing());
         const QString mark = folder.filePath(QStringLiteral("done"));
         spinUntil([&] { return QFile::exists(mark); });
-        // The command's end is taken note of, so that nothing is left behind.
-        QCoreApplication::processEvents();
+        spinUntil([&] { return !desktop.isRevealing(); });
     }
 };
 
