@@ -48,6 +48,14 @@ class TestShippedProgram : public QObject
         launcher_->play();
     }
 
+    /// The keyboard is where it was, on Settings; brings it to Play.
+    void backFromSettings()
+    {
+        screen_->activate(mainTitle);
+        launcher_->waitForPlay();
+        screen_->press({QStringLiteral("shift+Tab"), QStringLiteral("shift+Tab")});
+    }
+
     void waitForAlert(bool open)
     {
         // The alert and, if that is open, the main window.
@@ -165,6 +173,7 @@ private Q_SLOTS:
                    !QFile::exists(mark);
         });
         launcher_->waitForStatus(Launcher::Status::green);
+        backFromSettings();
         QVERIFY(!stage_->host().requests().contains(Stage::enginePath()));
         QVERIFY(QFile::exists(launcher_->project() + QStringLiteral("/project.godot")));
 
@@ -174,8 +183,7 @@ private Q_SLOTS:
         screen_->press({QStringLiteral("Escape")});
         waitForAlert(false);
         QVERIFY(QFile::exists(launcher_->storage()));
-        screen_->activate(mainTitle);
-        screen_->press({QStringLiteral("shift+Tab"), QStringLiteral("shift+Tab")});
+        backFromSettings();
         launcher_->pressInSettings(3);
         waitForAlert(true);
         screen_->press({QStringLiteral("Return")});
@@ -290,7 +298,8 @@ private Q_SLOTS:
         QFETCH(QString, message);
         stage_->open(certificate);
         launcher_->open();
-        launcher_->play();
+        launcher_->waitForPlay();
+        screen_->press({QStringLiteral("Return")});
         launcher_->waitForStatus(Launcher::Status::red);
         const QString log = launcher_->log();
         QVERIFY2(log.contains(message), qPrintable(log));
