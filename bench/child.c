@@ -2,6 +2,7 @@
  *
  * bench_child lines N   prints N lines such as an engine prints
  * bench_child bytes N   prints N bytes without the end of a line
+ * bench_child paced R S prints R lines a second for S seconds
  * otherwise             prints the steady clock's time at which it began, in nanoseconds */
 
 #include <stdio.h>
@@ -31,6 +32,24 @@ static void print_bytes(long count)
     }
 }
 
+static void print_paced(long rate, long seconds)
+{
+    /* A hundred bursts a second, each at its own time whatever the earlier ones took. */
+    const long bursts = seconds * 100;
+    struct timespec next;
+    clock_gettime(CLOCK_MONOTONIC, &next);
+    for (long i = 0; i < bursts; ++i) {
+        print_lines(rate / 100);
+        fflush(stdout);
+        next.tv_nsec += 10000000;
+        if (next.tv_nsec >= 1000000000) {
+            next.tv_nsec -= 1000000000;
+            ++next.tv_sec;
+        }
+        clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &next, NULL);
+    }
+}
+
 int main(int argc, char **argv)
 {
     struct timespec now;
@@ -39,6 +58,8 @@ int main(int argc, char **argv)
         print_lines(atol(argv[2]));
     } else if (argc == 3 && strcmp(argv[1], "bytes") == 0) {
         print_bytes(atol(argv[2]));
+    } else if (argc == 4 && strcmp(argv[1], "paced") == 0) {
+        print_paced(atol(argv[2]), atol(argv[3]));
     } else {
         printf("%lld\n", (long long)now.tv_sec * 1000000000LL + now.tv_nsec);
     }

@@ -14,11 +14,10 @@ void FocusFollower::itemChange(ItemChange change, const ItemChangeData &data)
     if (change == ItemSceneChange) {
         disconnect(connection_);
         if (data.window) {
-            connection_ = connect(data.window, &QQuickWindow::activeFocusItemChanged, this,
-                                  [this] {
-                                      follow();
-                                      goHomeSoon();
-                                  });
+            connection_ = connect(data.window, &QQuickWindow::activeFocusItemChanged, this, [this] {
+                follow();
+                goHomeSoon();
+            });
         }
     }
     QQuickItem::itemChange(change, data);

@@ -6,7 +6,8 @@
 namespace brindle {
 
 /// Looks after the keyboard focus of a window: scrolls a Flickable so that the control that gets it
-/// can be seen whole, and gives it to `home` when the control that had it is gone. Main thread only.
+/// can be seen whole, and gives it to `home` when the control that had it is gone. Main thread
+/// only.
 class FocusFollower : public QQuickItem
 {
     Q_OBJECT

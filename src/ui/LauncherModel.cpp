@@ -1,11 +1,21 @@
 #include "ui/LauncherModel.h"
 
 #include "services/ByteCount.h"
+#include "ui/DisplayText.h"
 
 #include <QDesktopServices>
 #include <QPointer>
 
 namespace brindle {
+
+namespace {
+
+// More than any honest text needs, and no more than can be laid out in a moment.
+constexpr qsizetype longestLine = 500;
+constexpr qsizetype longestMessage = 2'000;
+constexpr qsizetype mostControls = 50;
+
+} // namespace
 
 LauncherModel::LauncherModel(AppModel &app, QObject *parent) : QObject(parent), app_(app)
 {
@@ -48,7 +58,8 @@ QString LauncherModel::phase() const
 QString LauncherModel::needsMessage() const
 {
     const auto &state = app_.state();
-    return state.phase == AppState::Phase::needs ? state.text : QString();
+    return state.phase == AppState::Phase::needs ? DisplayText::of(state.text, longestMessage)
+                                                 : QString();
 }
 
 bool LauncherModel::canPlay() const
@@ -59,13 +70,46 @@ bool LauncherModel::canPlay() const
 QString LauncherModel::failureSummary() const
 {
     const auto &failure = app_.failure();
-    return failure ? failure->summary : QString();
+    return failure ? DisplayText::of(failure->summary, longestMessage) : QString();
 }
 
 QString LauncherModel::failureText() const
 {
     const auto &failure = app_.failure();
-    return failure ? failure->lines.join(QLatin1Char('\n')) : QString();
+    QStringList lines = failure ? failure->lines : QStringList();
+    for (QString &line : lines) {
+        line = DisplayText::of(line, longestMessage);
+    }
+    return lines.join(QLatin1Char('\n'));
+}
+
+QString LauncherModel::name() const
+{
+    return DisplayText::of(app_.info().name, longestLine);
+}
+
+QString LauncherModel::tagline() const
+{
+    return DisplayText::of(app_.info().tagline, longestLine);
+}
+
+QString LauncherModel::licenseName() const
+{
+    return DisplayText::of(app_.info().licenseName, longestLine);
+}
+
+QString LauncherModel::copyright() const
+{
+    return DisplayText::of(app_.info().copyright, longestLine);
+}
+
+QStringList LauncherModel::controls() const
+{
+    QStringList lines = app_.info().controls.mid(0, mostControls);
+    for (QString &line : lines) {
+        line = DisplayText::of(line, longestLine);
+    }
+    return lines;
 }
 
 int LauncherModel::resolution() const

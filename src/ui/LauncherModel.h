@@ -10,7 +10,8 @@
 namespace brindle {
 
 /// The launcher's model as the views see it: plain properties and one call per control. Holds no
-/// launcher state; everything is the AppModel's. Main thread only.
+/// launcher state; everything is the AppModel's. Texts that come from downloads are made fit to be
+/// shown. Main thread only.
 class LauncherModel : public QObject
 {
     Q_OBJECT
@@ -71,11 +72,11 @@ public:
     bool hasFailure() const { return app_.failure().has_value(); }
     QString failureSummary() const;
     QString failureText() const;
-    QString name() const { return app_.info().name; }
-    QString tagline() const { return app_.info().tagline; }
-    QString licenseName() const { return app_.info().licenseName; }
-    QString copyright() const { return app_.info().copyright; }
-    QStringList controls() const { return app_.info().controls; }
+    QString name() const;
+    QString tagline() const;
+    QString licenseName() const;
+    QString copyright() const;
+    QStringList controls() const;
     bool fullscreen() const { return app_.fullscreen(); }
     void setFullscreen(bool fullscreen) { app_.setFullscreen(fullscreen); }
     int resolution() const;

@@ -1,5 +1,7 @@
 #include "ui/LogFeed.h"
 
+#include "ui/DisplayText.h"
+
 #include <QAbstractTextDocumentLayout>
 #include <QQuickTextDocument>
 #include <QTextBlock>
@@ -11,9 +13,13 @@ namespace brindle {
 
 namespace {
 
+// The whole line can be copied; more than this is not laid out.
+constexpr qsizetype longestShown = 4'000;
+
 /// An entry as one block: every character that would begin a block breaks the line only.
-QString asBlock(const QString &entry)
+QString asBlock(const QString &line)
 {
+    const QString entry = DisplayText::of(line, longestShown);
     const auto beginsBlock = [](QChar c) {
         return c == u'\n' || c == u'\r' || c == QChar::ParagraphSeparator || c == QChar(0xfdd0) ||
                c == QChar(0xfdd1); // frame marks inside a QTextDocument

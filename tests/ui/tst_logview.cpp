@@ -114,13 +114,21 @@ private Q_SLOTS:
 
     void longEntriesComeInSeveralFrames()
     {
-        const QString wide(20'000, u'x');
-        for (int i = 0; i < 20; ++i) {
+        const QString wide(3'500, u'x');
+        for (int i = 0; i < 100; ++i) {
             view_->log.append(wide + QString::number(i));
         }
         open();
         catchUp();
-        QCOMPARE(document()->blockCount(), 20);
+        QCOMPARE(document()->blockCount(), 100);
+    }
+
+    void anEndlessEntryIsCut()
+    {
+        view_->log.append(QString(1'000'000, u'x'));
+        open();
+        spinUntil([this] { return text().endsWith(u'…'); });
+        QCOMPARE(text().size(), 4'001);
     }
 
     void whatTheLogDropsGoesAway()

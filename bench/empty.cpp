@@ -1,0 +1,12 @@
+// What the launcher's window is compared with: an empty Qt Quick window of the same size.
+
+#include <QGuiApplication>
+#include <QQmlApplicationEngine>
+
+int main(int argc, char **argv)
+{
+    const QGuiApplication application(argc, argv);
+    QQmlApplicationEngine engine;
+    engine.loadData("import QtQuick\nWindow { width: 600; height: 720; visible: true }\n");
+    return QGuiApplication::exec();
+}

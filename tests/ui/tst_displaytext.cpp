@@ -1,0 +1,53 @@
+// Hostile texts in the window.
+
+#include "ui/DisplayText.h"
+
+#include <QtTest>
+
+using namespace brindle;
+
+class TestDisplayText : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void texts_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QString>("shown");
+        const auto same = [](const char *name, const QString &text) {
+            QTest::newRow(name) << text << text;
+        };
+        same("empty", {});
+        same("plain", QStringLiteral("Brindle"));
+        same("markup", QStringLiteral("<b>bold</b> <a href=\"x\">y</a>"));
+        same("right to left", QStringLiteral("שלום עולם"));
+        same("emoji", QStringLiteral("🎮 game"));
+        same("tabs and lines", QStringLiteral("a\tb\nc"));
+        same("as long as may be", QString(60, u'x'));
+        QTest::newRow("longer") << QString(61, u'x') << QString(60, u'x') + u'…';
+        QTest::newRow("through a character")
+            << QString(59, u'x') + QStringLiteral("🎮") << QString(59, u'x') + u'…';
+        QTest::newRow("override") << QStringLiteral("a\u202efdp.exe") << QStringLiteral("afdp.exe");
+        QTest::newRow("isolate") << QStringLiteral("a\u2066b\u2069") << QStringLiteral("ab");
+        QTest::newRow("control") << QStringLiteral("a\u001b[31m\u0007b")
+                                 << QStringLiteral("a[31mb");
+        QTest::newRow("zero") << QString(QChar(0)) + u'a' << QStringLiteral("a");
+    }
+
+    void texts()
+    {
+        QFETCH(QString, text);
+        QFETCH(QString, shown);
+        QCOMPARE(DisplayText::of(text, 60), shown);
+    }
+
+    void endlessTextsAreCut()
+    {
+        const QString shown = DisplayText::of(QString(16 * 1024 * 1024, u'x'), 500);
+        QCOMPARE(shown.size(), 501);
+    }
+};
+
+QTEST_APPLESS_MAIN(TestDisplayText)
+#include "tst_displaytext.moc"
