@@ -1,20 +1,28 @@
 #include "Namespaces.h"
 
+#include <QByteArray>
+#include <QDir>
 #include <QFile>
 
 #include <cerrno>
+#include <csignal>
+#include <cstdlib>
 #include <cstring>
 #include <net/if.h>
 #include <sched.h>
 #include <stdexcept>
 #include <sys/ioctl.h>
 #include <sys/mount.h>
+#include <sys/prctl.h>
 #include <sys/socket.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 namespace brindle {
 
 namespace {
+
+constexpr int ownSpaces = CLONE_NEWNS | CLONE_NEWNET | CLONE_NEWPID | CLONE_NEWIPC;
 
 bool write(const char *path, const QByteArray &text)
 {
@@ -23,12 +31,11 @@ bool write(const char *path, const QByteArray &text)
 }
 
 /// As root of a user namespace, which ordinary users may make on most systems.
-bool enterAsOwnRoot()
+bool leaveAsOwnRoot()
 {
     const QByteArray user = QByteArray::number(getuid());
     const QByteArray group = QByteArray::number(getgid());
-    return unshare(CLONE_NEWUSER | CLONE_NEWNS | CLONE_NEWNET) == 0 &&
-           write("/proc/self/setgroups", "deny") &&
+    return unshare(CLONE_NEWUSER | ownSpaces) == 0 && write("/proc/self/setgroups", "deny") &&
            write("/proc/self/uid_map", "0 " + user + " 1") &&
            write("/proc/self/gid_map", "0 " + group + " 1");
 }
@@ -44,24 +51,68 @@ bool bringUpLoopback()
     return up;
 }
 
+/// Forks. The child returns false, and dies with the parent; the parent returns true, once the
+/// child and whatever else was left to it has ended, and knows how the child did.
+bool forkAndWait(int *exitCode)
+{
+    const pid_t child = fork();
+    if (child == 0) {
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
+        return false;
+    }
+    *exitCode = EXIT_FAILURE;
+    int status = 0;
+    pid_t ended = child;
+    do {
+        ended = wait(&status);
+    } while (ended != child && (ended > 0 || errno == EINTR));
+    if (ended == child) {
+        constexpr int killed = 128; // as shells have it
+        *exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : killed + WTERMSIG(status);
+    }
+    return true;
+}
+
+/// The first process of a new process namespace: it takes in the orphans, and its end is theirs.
+bool becomeFirstButOne(const QByteArray &temporary)
+{
+    int exitCode = 0;
+    if (forkAndWait(&exitCode)) {
+        umount2(temporary.constData(), MNT_DETACH);
+        rmdir(temporary.constData());
+        _exit(exitCode);
+    }
+    const bool isFurnished = mount("proc", "/proc", "proc", 0, nullptr) == 0 && bringUpLoopback();
+    const int error = errno;
+    if (forkAndWait(&exitCode)) {
+        _exit(exitCode);
+    }
+    errno = error;
+    return isFurnished;
+}
+
 } // namespace
 
 bool Namespaces::enter(QString *reason)
 {
-    const bool entered = (unshare(CLONE_NEWNS | CLONE_NEWNET) == 0 || enterAsOwnRoot()) &&
-                         mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
-                         bringUpLoopback();
+    QByteArray temporary = QFile::encodeName(QDir::temp().filePath(QStringLiteral("test-XXXXXX")));
+    const bool entered =
+        mkdtemp(temporary.data()) && (unshare(ownSpaces) == 0 || leaveAsOwnRoot()) &&
+        mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+        mount("none", temporary.constData(), "tmpfs", 0, nullptr) == 0 &&
+        qputenv("TMPDIR", temporary) && becomeFirstButOne(temporary);
     if (!entered) {
         *reason = QString::fromLocal8Bit(std::strerror(errno));
+        rmdir(temporary.constData()); // where it has not been mounted
     }
     return entered;
 }
 
-void Namespaces::mountOver(const QString &file, const QString &substitute)
+void Namespaces::mountOver(const QString &existing, const QString &substitute)
 {
-    if (mount(QFile::encodeName(substitute).constData(), QFile::encodeName(file).constData(),
+    if (mount(QFile::encodeName(substitute).constData(), QFile::encodeName(existing).constData(),
               nullptr, MS_BIND, nullptr) != 0) {
-        throw std::runtime_error("can't mount over " + file.toStdString() + ": " +
+        throw std::runtime_error("can't mount over " + existing.toStdString() + ": " +
                                  std::strerror(errno));
     }
 }
