@@ -63,9 +63,11 @@ public:
     }
 
     QString name() const { return name_; }
+    /// But for the mouse pointer.
     bool isBlack() const
     {
-        return std::all_of(pixels_, end_, [](uchar byte) { return byte == 0; });
+        constexpr auto pointerBytes = 20'000;
+        return std::count_if(pixels_, end_, [](uchar byte) { return byte != 0; }) < pointerBytes;
     }
     void waitUntil(bool black) const
     {

@@ -2,9 +2,11 @@
 
 #include "support/Await.h"
 
+#include <QDir>
 #include <QFile>
 #include <QSize>
 #include <QtEndian>
+#include <QtTest>
 
 #include <csignal>
 #include <stdexcept>
@@ -32,7 +34,8 @@ Screen::Screen()
     start(server_, QStringLiteral("Xvfb"),
           {QStringLiteral("-displayfd"), QStringLiteral("1"), QStringLiteral("-screen"),
            QStringLiteral("0"), QStringLiteral("1400x1000x24"), QStringLiteral("-nolisten"),
-           QStringLiteral("tcp"), QStringLiteral("-noreset"), QStringLiteral("-fbdir"),
+           QStringLiteral("tcp"), QStringLiteral("-nolisten"), QStringLiteral("unix"),
+           QStringLiteral("-nolock"), QStringLiteral("-noreset"), QStringLiteral("-fbdir"),
            frameBuffer_.path()});
     while (!server_.canReadLine()) {
         if (!server_.waitForReadyRead()) {
@@ -45,7 +48,7 @@ Screen::Screen()
     manager_.setStandardErrorFile(QProcess::nullDevice());
     start(manager_, QStringLiteral("openbox"), {});
     // The manager tells that it is there in a property of the root window.
-    spinUntil([this] {
+    wait("the window manager", [this] {
         return !run(QStringLiteral("xdotool"), {QStringLiteral("get_num_desktops")}).isEmpty();
     });
 }
@@ -60,9 +63,16 @@ Screen::~Screen()
 
 QProcessEnvironment Screen::environment() const
 {
-    auto environment = QProcessEnvironment::systemEnvironment();
-    environment.remove(QStringLiteral("WAYLAND_DISPLAY"));
-    environment.remove(QStringLiteral("XAUTHORITY"));
+    // Nothing of the developer's own desktop: its look, its proxies, its scaling.
+    const auto own = QProcessEnvironment::systemEnvironment();
+    QProcessEnvironment environment;
+    for (const char *name : {"PATH", "LD_LIBRARY_PATH", "TMPDIR", "ASAN_OPTIONS", "LSAN_OPTIONS",
+                             "UBSAN_OPTIONS"}) {
+        if (own.contains(QLatin1String(name))) {
+            environment.insert(QLatin1String(name), own.value(QLatin1String(name)));
+        }
+    }
+    environment.insert(QStringLiteral("LANG"), QStringLiteral("C.UTF-8"));
     environment.insert(QStringLiteral("DISPLAY"), display_);
     environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("xcb"));
     return environment;
@@ -94,7 +104,7 @@ QString Screen::focusedTitle() const
 
 void Screen::activate(const QString &title) const
 {
-    spinUntil([&] {
+    wait("the keyboard for the window " + title.toUtf8(), [&] {
         const QStringList found = windows(title);
         if (found.isEmpty()) {
             return false;
@@ -152,7 +162,32 @@ void Screen::setClipboard(const QString &text)
            QStringLiteral("-in")});
     clipboardOwner_.write(text.toUtf8());
     clipboardOwner_.closeWriteChannel();
-    spinUntil([&] { return clipboard() == text; });
+    wait("the clipboard", [&] { return clipboard() == text; });
+}
+
+void Screen::wait(const QByteArray &what, const std::function<bool()> &done) const
+{
+    try {
+        spinUntil(done);
+    } catch (const std::exception &error) {
+        throw std::runtime_error((what + ": " + error.what() + "\n" + keepEvidence()).toStdString());
+    }
+}
+
+QByteArray Screen::keepEvidence() const
+{
+    const QString name = QStringLiteral(EVIDENCE_FOLDER "/%1.")
+                             .arg(QLatin1String(QTest::currentTestFunction()));
+    QDir().mkpath(QStringLiteral(EVIDENCE_FOLDER));
+    picture().save(name + QStringLiteral("png"));
+    QFile text(name + QStringLiteral("txt"));
+    if (text.open(QIODevice::WriteOnly)) {
+        text.write("The keyboard is with: " + focusedTitle().toUtf8() + "\n");
+        if (witness_) {
+            text.write(witness_());
+        }
+    }
+    return "what was seen is in " + name.toUtf8() + "png and txt";
 }
 
 QImage Screen::picture() const

@@ -6,9 +6,12 @@
 #include <QStringList>
 #include <QTemporaryDir>
 
+#include <functional>
+
 namespace brindle {
 
-/// An X display with a window manager, and hands to use it with. Main thread; blocks.
+/// An X display with a window manager, and hands to use it with. Main thread; blocks. What it waits
+/// for in vain ends the test with an exception and leaves evidence.
 class Screen
 {
 public:
@@ -41,6 +44,13 @@ public:
     /// What is seen on the whole display.
     QImage picture() const;
 
+    /// Serves events until `done()` is true; throws std::runtime_error when it takes a minute.
+    void wait(const QByteArray &what, const std::function<bool()> &done) const;
+    /// For a test that fails: writes a picture of the display and what the witness has to say to
+    /// files named after the test's function; returns where they are.
+    QByteArray keepEvidence() const;
+    void setWitness(std::function<QByteArray()> witness) { witness_ = std::move(witness); }
+
 private:
     QByteArray run(const QString &program, const QStringList &arguments) const;
 
@@ -49,6 +59,7 @@ private:
     QProcess server_;
     QProcess manager_;
     QProcess clipboardOwner_;
+    std::function<QByteArray()> witness_;
 };
 
 } // namespace brindle
