@@ -1,12 +1,11 @@
 #include "Launcher.h"
 
-#include "support/Await.h"
-
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
 
 #include <algorithm>
+#include <cmath>
 #include <csignal>
 #include <sys/prctl.h>
 #include <vector>
@@ -22,19 +21,53 @@ const auto logTitle = QStringLiteral("Log");
 constexpr QRgb accent = 0xff1663d9;
 constexpr QRgb statusColours[] = {0xff8e8e93, 0xffff9500, 0xffff3b30, 0xff28b14c};
 
+/// How many pixels of one colour lie side by side in a row.
+int longestRun(const QImage &picture, int row, QRgb colour)
+{
+    const auto *const pixels = reinterpret_cast<const QRgb *>(picture.constScanLine(row));
+    int longest = 0;
+    int run = 0;
+    for (int x = 0; x < picture.width(); ++x) {
+        run = (pixels[x] | 0xff000000) == colour ? run + 1 : 0;
+        longest = std::max(longest, run);
+    }
+    return longest;
+}
+
 /// Whether a block of one colour, at least so wide and high, can be seen.
 bool hasBlock(const QImage &picture, QRgb colour, int width, int height)
 {
     int rows = 0;
     for (int y = 0; y < picture.height() && rows < height; ++y) {
-        const auto *const line = reinterpret_cast<const QRgb *>(picture.constScanLine(y));
-        int found = 0;
-        for (int x = 0; x < picture.width() && found < width; ++x) {
-            found = (line[x] | 0xff000000) == colour ? found + 1 : 0;
-        }
-        rows = found == width ? rows + 1 : 0;
+        rows = longestRun(picture, y, colour) >= width ? rows + 1 : 0;
     }
     return rows == height;
+}
+
+/// The width of the widest bar of one colour: some rows high, and not as high as a button.
+int widestBar(const QImage &picture, QRgb colour)
+{
+    constexpr int lowest = 3;
+    constexpr int highest = 8;
+    int widest = 0;
+    int rows = 0;
+    int before = 0;
+    for (int y = 0; y < picture.height(); ++y) {
+        // Its ends are round.
+        const int run = longestRun(picture, y, colour);
+        if (run < before - highest || run == 0) {
+            if (rows >= lowest && rows <= highest) {
+                widest = std::max(widest, before);
+            }
+            rows = 0;
+            before = 0;
+        }
+        if (run > 0) {
+            rows += 1;
+            before = std::max(before, run);
+        }
+    }
+    return widest;
 }
 
 } // namespace
@@ -48,10 +81,12 @@ Launcher::Launcher(QString program, Screen &screen) : program_(std::move(program
                               QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
     }
     process_ = std::make_unique<QProcess>();
+    screen_.setWitness([this] { return testimony(); });
 }
 
 Launcher::~Launcher()
 {
+    screen_.setWitness({});
     process_->kill();
     process_->waitForFinished();
     const auto left = games();
@@ -88,7 +123,8 @@ int Launcher::openAgain()
     QProcess again;
     again.setProcessEnvironment(environment());
     again.start(program_, {});
-    spinUntil([&again] { return again.state() == QProcess::NotRunning; });
+    screen_.wait("the end of a second start",
+                 [&again] { return again.state() == QProcess::NotRunning; });
     return again.exitStatus() == QProcess::NormalExit ? again.exitCode() : -1;
 }
 
@@ -104,7 +140,8 @@ int Launcher::openManyAtOnce(int count)
     const auto isRunning = [](const auto &process) {
         return process->state() != QProcess::NotRunning;
     };
-    spinUntil([&] { return std::count_if(starts.begin(), starts.end(), isRunning) <= 1; });
+    screen_.wait("the end of all starts but one",
+                 [&] { return std::count_if(starts.begin(), starts.end(), isRunning) <= 1; });
     const auto ended = std::count_if(starts.begin(), starts.end(), [](const auto &process) {
         return process->state() == QProcess::NotRunning &&
                process->exitStatus() == QProcess::NormalExit && process->exitCode() == 0;
@@ -119,7 +156,7 @@ int Launcher::openManyAtOnce(int count)
 
 int Launcher::waitForEnd()
 {
-    spinUntil([this] { return !isRunning(); });
+    screen_.wait("the launcher's end", [this] { return !isRunning(); });
     return process_->exitStatus() == QProcess::NormalExit ? process_->exitCode() : -1;
 }
 
@@ -153,29 +190,39 @@ QList<qint64> Launcher::games() const
 
 void Launcher::waitForGame() const
 {
-    spinUntil([this] {
+    screen_.wait("the game's window", [this] {
         // The import is the same program, without a window.
-        return !games().isEmpty() &&
-               !screen_.windows(QStringLiteral("Brindle Skirmish.*")).isEmpty();
+        return !games().isEmpty() && !screen_.windows(gameTitle()).isEmpty();
     });
 }
 
 void Launcher::waitForNoGame() const
 {
-    spinUntil([this] { return games().isEmpty(); });
+    screen_.wait("the game's end", [this] { return games().isEmpty(); });
+}
+
+void Launcher::waitForProgress(double fraction) const
+{
+    constexpr double margins = 2 * 24;
+    const double whole = screen_.size(mainTitle).width() - margins;
+    screen_.wait("the progress bar at " + QByteArray::number(fraction), [&] {
+        return std::abs(widestBar(screen_.picture(), accent) / whole - fraction) < 0.01;
+    });
 }
 
 void Launcher::waitForStatus(Status status) const
 {
     // In the middle of the circle.
-    spinUntil(
-        [&] { return hasBlock(screen_.picture(), statusColours[static_cast<int>(status)], 8, 4); });
+    screen_.wait("the status", [&] {
+        return hasBlock(screen_.picture(), statusColours[static_cast<int>(status)], 8, 4);
+    });
 }
 
 void Launcher::waitForPlay(bool offered) const
 {
     // The filled part beside the text: other such buttons are shorter, the progress bar is flatter.
-    spinUntil([&] { return hasBlock(screen_.picture(), accent, 90, 20) == offered; });
+    screen_.wait(offered ? "Play to be pressable" : "Play not to be pressable",
+                 [&] { return hasBlock(screen_.picture(), accent, 90, 20) == offered; });
 }
 
 void Launcher::pressAfterTabs(int tabs) const
@@ -205,15 +252,42 @@ QString Launcher::log(int tabs) const
     // From Close back to Copy.
     screen_.press({QStringLiteral("shift+Tab"), QStringLiteral("space")});
     QString text;
-    spinUntil([&] {
+    screen_.wait("the log's copy", [&] {
         text = screen_.clipboard();
         return text != before;
     });
     screen_.press({QStringLiteral("Return")});
-    spinUntil([this] { return screen_.windows(logTitle).isEmpty(); });
+    screen_.wait("the log to close", [this] { return screen_.windows(logTitle).isEmpty(); });
     screen_.activate(mainTitle);
     screen_.press(QStringList(tabs, QStringLiteral("shift+Tab")));
     return text;
+}
+
+QString Launcher::logWhateverIsShown() const
+{
+    // As often as a window may lie over another, and as there are controls to try.
+    for (int i = 0; i < 3; ++i) {
+        screen_.press({QStringLiteral("Escape")});
+    }
+    screen_.setClipboard({});
+    for (int i = 0; i < 8 && isRunning(); ++i) {
+        screen_.press({QStringLiteral("Tab"), QStringLiteral("space")});
+        if (!screen_.windows(logTitle).isEmpty()) {
+            screen_.press({QStringLiteral("shift+Tab"), QStringLiteral("space")});
+            return screen_.clipboard();
+        }
+        screen_.press({QStringLiteral("Escape")});
+    }
+    return QStringLiteral("can't be had");
+}
+
+QByteArray Launcher::testimony() const
+{
+    QString text = QStringLiteral("The launcher %1.\nGames: %2\nTemporary: %3\nStorage: %4\n")
+                       .arg(isRunning() ? QStringLiteral("runs") : QStringLiteral("has ended"))
+                       .arg(games().size())
+                       .arg(leftovers().join(u' '), QDir(storage()).entryList().join(u' '));
+    return (text + QStringLiteral("Log:\n") + logWhateverIsShown()).toUtf8();
 }
 
 void Launcher::pressInSettings(int backTabs) const
@@ -223,7 +297,8 @@ void Launcher::pressInSettings(int backTabs) const
     pressAfterTabs(2);
     screen_.activate(QStringLiteral("Settings"));
     screen_.press(QStringList(backTabs, QStringLiteral("shift+Tab")) << QStringLiteral("space"));
-    spinUntil([this] { return screen_.windows(QStringLiteral("Settings")).isEmpty(); });
+    screen_.wait("the settings to close",
+                 [this] { return screen_.windows(QStringLiteral("Settings")).isEmpty(); });
 }
 
 } // namespace brindle

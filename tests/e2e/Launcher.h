@@ -37,6 +37,8 @@ public:
     QStringList leftovers() const;
     /// The games that run now.
     QList<qint64> games() const;
+    /// The title of the game's window.
+    static QString gameTitle() { return QStringLiteral("Brindle Skirmish (DEBUG)"); }
     void waitForGame() const;
     void waitForNoGame() const;
 
@@ -45,6 +47,8 @@ public:
     void waitForStatus(Status status) const;
     /// Waits until Play can be seen to be pressable, or not.
     void waitForPlay(bool offered = true) const;
+    /// Waits until the progress bar is filled to about that fraction of the width.
+    void waitForProgress(double fraction) const;
 
     // By keyboard, in the main window.
 
@@ -60,6 +64,8 @@ public:
 
 private:
     QProcessEnvironment environment() const;
+    QByteArray testimony() const;
+    QString logWhateverIsShown() const;
 
     const QString program_;
     Screen &screen_;

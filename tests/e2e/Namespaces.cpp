@@ -96,11 +96,11 @@ bool becomeFirstButOne(const QByteArray &temporary)
 bool Namespaces::enter(QString *reason)
 {
     QByteArray temporary = QFile::encodeName(QDir::temp().filePath(QStringLiteral("test-XXXXXX")));
-    const bool entered =
-        mkdtemp(temporary.data()) && (unshare(ownSpaces) == 0 || leaveAsOwnRoot()) &&
-        mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
-        mount("none", temporary.constData(), "tmpfs", 0, nullptr) == 0 &&
-        qputenv("TMPDIR", temporary) && becomeFirstButOne(temporary);
+    const bool entered = mkdtemp(temporary.data()) &&
+                         (unshare(ownSpaces) == 0 || leaveAsOwnRoot()) &&
+                         mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+                         mount("none", temporary.constData(), "tmpfs", 0, nullptr) == 0 &&
+                         qputenv("TMPDIR", temporary) && becomeFirstButOne(temporary);
     if (!entered) {
         *reason = QString::fromLocal8Bit(std::strerror(errno));
         rmdir(temporary.constData()); // where it has not been mounted

@@ -4,6 +4,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QRegularExpression>
 #include <QSize>
 #include <QtEndian>
 #include <QtTest>
@@ -66,8 +67,8 @@ QProcessEnvironment Screen::environment() const
     // Nothing of the developer's own desktop: its look, its proxies, its scaling.
     const auto own = QProcessEnvironment::systemEnvironment();
     QProcessEnvironment environment;
-    for (const char *name : {"PATH", "LD_LIBRARY_PATH", "TMPDIR", "ASAN_OPTIONS", "LSAN_OPTIONS",
-                             "UBSAN_OPTIONS"}) {
+    for (const char *name :
+         {"PATH", "LD_LIBRARY_PATH", "TMPDIR", "ASAN_OPTIONS", "LSAN_OPTIONS", "UBSAN_OPTIONS"}) {
         if (own.contains(QLatin1String(name))) {
             environment.insert(QLatin1String(name), own.value(QLatin1String(name)));
         }
@@ -90,9 +91,10 @@ QByteArray Screen::run(const QString &program, const QStringList &arguments) con
 
 QStringList Screen::windows(const QString &title) const
 {
-    const QByteArray found = run(QStringLiteral("xdotool"),
-                                 {QStringLiteral("search"), QStringLiteral("--onlyvisible"),
-                                  QStringLiteral("--name"), QStringLiteral("^%1$").arg(title)});
+    const QByteArray found =
+        run(QStringLiteral("xdotool"),
+            {QStringLiteral("search"), QStringLiteral("--onlyvisible"), QStringLiteral("--name"),
+             u'^' + QRegularExpression::escape(title) + u'$'});
     return QString::fromLatin1(found).split(u'\n', Qt::SkipEmptyParts);
 }
 
@@ -126,14 +128,12 @@ void Screen::closeWindow(const QString &title) const
     press({QStringLiteral("alt+F4")});
 }
 
-QSize Screen::resize(const QString &title, const QSize &size) const
+QSize Screen::size(const QString &title) const
 {
-    const QString window = windows(title).value(0);
-    run(QStringLiteral("xdotool"), {QStringLiteral("windowsize"), QStringLiteral("--sync"), window,
-                                    QString::number(size.width()), QString::number(size.height())});
-    const auto lines = run(QStringLiteral("xdotool"),
-                           {QStringLiteral("getwindowgeometry"), QStringLiteral("--shell"), window})
-                           .split('\n');
+    const auto lines =
+        run(QStringLiteral("xdotool"), {QStringLiteral("getwindowgeometry"),
+                                        QStringLiteral("--shell"), windows(title).value(0)})
+            .split('\n');
     QSize result;
     for (const QByteArray &line : lines) {
         if (line.startsWith("WIDTH=")) {
@@ -143,6 +143,14 @@ QSize Screen::resize(const QString &title, const QSize &size) const
         }
     }
     return result;
+}
+
+QSize Screen::resize(const QString &title, const QSize &wanted) const
+{
+    run(QStringLiteral("xdotool"),
+        {QStringLiteral("windowsize"), QStringLiteral("--sync"), windows(title).value(0),
+         QString::number(wanted.width()), QString::number(wanted.height())});
+    return size(title);
 }
 
 QString Screen::clipboard() const
@@ -170,14 +178,15 @@ void Screen::wait(const QByteArray &what, const std::function<bool()> &done) con
     try {
         spinUntil(done);
     } catch (const std::exception &error) {
-        throw std::runtime_error((what + ": " + error.what() + "\n" + keepEvidence()).toStdString());
+        throw std::runtime_error(
+            (what + ": " + error.what() + "\n" + keepEvidence()).toStdString());
     }
 }
 
 QByteArray Screen::keepEvidence() const
 {
-    const QString name = QStringLiteral(EVIDENCE_FOLDER "/%1.")
-                             .arg(QLatin1String(QTest::currentTestFunction()));
+    const QString name =
+        QStringLiteral(EVIDENCE_FOLDER "/%1.").arg(QLatin1String(QTest::currentTestFunction()));
     QDir().mkpath(QStringLiteral(EVIDENCE_FOLDER));
     picture().save(name + QStringLiteral("png"));
     QFile text(name + QStringLiteral("txt"));

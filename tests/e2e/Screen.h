@@ -33,8 +33,10 @@ public:
     void press(const QStringList &keys) const;
     /// The window manager's close button.
     void closeWindow(const QString &title) const;
+    /// A window's size without its frame.
+    QSize size(const QString &title) const;
     /// Asks the window manager for a size; returns the one that came of it.
-    QSize resize(const QString &title, const QSize &size) const;
+    QSize resize(const QString &title, const QSize &wanted) const;
 
     /// The clipboard's text.
     QString clipboard() const;

@@ -3,6 +3,7 @@
 #include "../services/TestCertificate.h"
 #include "demo/ReleaseHost.h"
 
+#include <QFileInfo>
 #include <QTemporaryDir>
 
 #include <memory>
@@ -26,7 +27,9 @@ public:
     void offerGame(const QByteArray &behaviour);
 
     ReleaseHost &host() { return *host_; }
+    /// The engine's archive: its path at the host, and its bytes.
     static QString enginePath();
+    qint64 engineSize() const { return QFileInfo(file(QStringLiteral("engine.zip"))).size(); }
 
 private:
     QString file(const QString &name) const { return folder_.filePath(name); }
