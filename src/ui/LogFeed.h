@@ -31,7 +31,7 @@ class LogFeed : public QQuickItem
 
 public:
     /// Most characters added in one frame, one whole entry at least.
-    static constexpr qsizetype charactersPerFrame = 64 * 1024;
+    static constexpr qsizetype charactersPerFrame = 8 * 1024;
 
     explicit LogFeed(QQuickItem *parent = nullptr);
 

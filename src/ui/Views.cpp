@@ -23,6 +23,10 @@ void Views::prepare()
 {
     qml_register_types_Brindle();
     AccessibleProgress::install();
+    // The window is drawn by the processor: that needs half the memory, is there sooner, wants no
+    // driver, and leaves the graphics card to the game. There is little to draw, and none of it
+    // while nothing changes.
+    QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
     // The letters of the desktop's other windows, not the ones made for zooming.
     QQuickWindow::setTextRenderType(QQuickWindow::NativeTextRendering);
 }
