@@ -5,6 +5,7 @@
 #include "demo/GitArchive.h"
 #include "platform/Platform.h"
 
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QSysInfo>
@@ -36,27 +37,35 @@ QString engineArchive()
     return QStringLiteral("Godot_v") + engineVersion + platform().standardArchiveSuffix;
 }
 
-/// Where libcurl looks for those whom it trusts, on Debian.
-const auto trusted = QStringLiteral("/etc/ssl/certs/ca-certificates.crt");
+/// Where libcurl looks for those whom it trusts, on Debian: for "ca-certificates.crt", which holds
+/// all of them, and for files named by their hashes.
+const auto trustFolder = QStringLiteral("/etc/ssl/certs");
 
 } // namespace
 
 Stage::Stage()
 {
     constexpr long day = 86'400;
+    TestCertificate::Options known;
+    known.subject = "the authority that the system trusts";
+    TestCertificate::Options unknown;
+    unknown.subject = "an authority that anybody can make";
+    const auto trusted = TestCertificate::make(known);
+    const auto untrusted = TestCertificate::make(unknown);
+    const auto real = QByteArrayLiteral("github.com");
     certificates_ = {
-        {Certificate::good, TestCertificate::make({realNames})},
-        {Certificate::untrusted, TestCertificate::make({realNames})},
-        {Certificate::expired, TestCertificate::make({realNames, -2 * day, -day})},
-        {Certificate::wrongHost, TestCertificate::make({"DNS:example.com"})},
+        {Certificate::good, TestCertificate::make({realNames, 0, day, real, &trusted})},
+        {Certificate::untrusted, TestCertificate::make({realNames, 0, day, real, &untrusted})},
+        {Certificate::selfSigned, TestCertificate::make({realNames, 0, day, real})},
+        {Certificate::expired, TestCertificate::make({realNames, -2 * day, -day, real, &trusted})},
+        {Certificate::wrongHost,
+         TestCertificate::make({"DNS:example.com", 0, day, "example.com", &trusted})},
+        {Certificate::wrongSecondHost,
+         TestCertificate::make({"DNS:github.com", 0, day, real, &trusted})},
     };
-    QByteArray bundle;
-    for (const Certificate known :
-         {Certificate::good, Certificate::expired, Certificate::wrongHost}) {
-        bundle += certificates_.value(known).certificate;
-    }
-    write(QStringLiteral("trusted"), bundle);
-    Namespaces::mountOver(trusted, file(QStringLiteral("trusted")));
+    QDir(folder_.path()).mkdir(QStringLiteral("trusted"));
+    write(QStringLiteral("trusted/ca-certificates.crt"), trusted.certificate);
+    Namespaces::mountOver(trustFolder, file(QStringLiteral("trusted")));
     write(QStringLiteral("hosts"), QStringLiteral("127.0.0.1 localhost %1 %2 %3\n")
                                        .arg(codeHost, archiveHost, releaseHost)
                                        .toUtf8());

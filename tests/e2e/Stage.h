@@ -19,7 +19,7 @@ public:
     Stage();
 
     /// Which certificate the host shows.
-    enum class Certificate { good, untrusted, expired, wrongHost };
+    enum class Certificate { good, untrusted, selfSigned, expired, wrongHost, wrongSecondHost };
     /// (Re)starts the host with it. Offers are kept.
     void open(Certificate certificate = Certificate::good);
 

@@ -291,13 +291,18 @@ private Q_SLOTS:
     {
         QTest::addColumn<Stage::Certificate>("certificate");
         QTest::addColumn<QString>("message");
-        QTest::newRow("untrusted")
-            << Stage::Certificate::untrusted << QStringLiteral("self-signed certificate");
+        QTest::newRow("untrusted") << Stage::Certificate::untrusted
+                                   << QStringLiteral("unable to get local issuer certificate");
+        QTest::newRow("self-signed")
+            << Stage::Certificate::selfSigned << QStringLiteral("self-signed certificate");
         QTest::newRow("expired") << Stage::Certificate::expired
                                  << QStringLiteral("certificate has expired");
+        const auto wrongHost = QStringLiteral("no alternative certificate subject name matches "
+                                              "target host name '%1'");
         QTest::newRow("wrong host")
-            << Stage::Certificate::wrongHost
-            << QStringLiteral("no alternative certificate subject name matches");
+            << Stage::Certificate::wrongHost << wrongHost.arg(QStringLiteral("github.com"));
+        QTest::newRow("wrong second host") << Stage::Certificate::wrongSecondHost
+                                           << wrongHost.arg(QStringLiteral("codeload.github.com"));
     }
 
     void certificates()
@@ -309,10 +314,16 @@ private Q_SLOTS:
         launcher_->waitForPlay();
         screen_->press({QStringLiteral("Return")});
         launcher_->waitForStatus(Launcher::Status::red);
-        const QString log = launcher_->log();
-        QVERIFY2(log.contains(message), qPrintable(log));
-        QVERIFY(!QFile::exists(launcher_->project()));
+        // Whoever hides behind it was not even asked.
+        QCOMPARE(stage_->host().allRequests(), certificate == Stage::Certificate::wrongSecondHost
+                                                   ? QStringList{ReleaseHost::gamePath()}
+                                                   : QStringList());
         stage_->open();
+        const QString last = launcher_->log().section(u'\n', -1);
+        QVERIFY2(last.startsWith(QStringLiteral("• Problem: ")) && last.endsWith(message),
+                 qPrintable(last));
+        QVERIFY(!QFile::exists(launcher_->project()));
+        QCOMPARE(launcher_->leftovers(), QStringList());
     }
 };
 

@@ -38,6 +38,16 @@ void extend(X509 *certificate, int what, const char *value)
     require(extension && X509_add_ext(certificate, extension.get(), -1) == 1);
 }
 
+template <typename T, typename Read>
+std::unique_ptr<T, Free> parsed(const QByteArray &text, Read read)
+{
+    const std::unique_ptr<BIO, Free> source(
+        BIO_new_mem_buf(text.constData(), static_cast<int>(text.size())));
+    std::unique_ptr<T, Free> result(read(source.get(), nullptr, nullptr, nullptr));
+    require(result != nullptr);
+    return result;
+}
+
 QByteArray contentOf(BIO *bio)
 {
     char *data = nullptr;
@@ -58,13 +68,23 @@ TestCertificate TestCertificate::make(const Options &options)
     X509_gmtime_adj(X509_getm_notAfter(certificate.get()), options.until);
     require(X509_set_pubkey(certificate.get(), key.get()) == 1);
     X509_NAME *const name = X509_get_subject_name(certificate.get());
-    require(X509_NAME_add_entry_by_txt(name, "CN", MBSTRING_ASC,
-                                       reinterpret_cast<const unsigned char *>("loopback"), -1, -1,
-                                       0) == 1);
-    require(X509_set_issuer_name(certificate.get(), name) == 1);
-    extend(certificate.get(), NID_basic_constraints, "critical,CA:TRUE");
+    require(X509_NAME_add_entry_by_txt(
+                name, "CN", MBSTRING_ASC,
+                reinterpret_cast<const unsigned char *>(options.subject.constData()), -1, -1,
+                0) == 1);
+    extend(certificate.get(), NID_basic_constraints,
+           options.authority ? "critical,CA:FALSE" : "critical,CA:TRUE");
     extend(certificate.get(), NID_subject_alt_name, options.names.constData());
-    require(X509_sign(certificate.get(), key.get(), EVP_sha256()) > 0);
+    if (options.authority) {
+        const auto authority = parsed<X509>(options.authority->certificate, PEM_read_bio_X509);
+        const auto signer = parsed<EVP_PKEY>(options.authority->key, PEM_read_bio_PrivateKey);
+        require(X509_set_issuer_name(certificate.get(), X509_get_subject_name(authority.get())) ==
+                1);
+        require(X509_sign(certificate.get(), signer.get(), EVP_sha256()) > 0);
+    } else {
+        require(X509_set_issuer_name(certificate.get(), name) == 1);
+        require(X509_sign(certificate.get(), key.get(), EVP_sha256()) > 0);
+    }
 
     const std::unique_ptr<BIO, Free> certificateText(BIO_new(BIO_s_mem()));
     const std::unique_ptr<BIO, Free> keyText(BIO_new(BIO_s_mem()));

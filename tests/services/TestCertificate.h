@@ -5,7 +5,7 @@
 
 namespace brindle {
 
-/// A fresh self-signed certificate.
+/// A fresh certificate: signed by itself, or by an authority, which is a self-signed one.
 struct TestCertificate
 {
     struct Options
@@ -13,6 +13,8 @@ struct TestCertificate
         QByteArray names = "IP:127.0.0.1"; ///< as OpenSSL's subjectAltName has it
         long from = -3600;                 ///< seconds from now
         long until = 3600;
+        QByteArray subject = "loopback";            ///< not the authority's
+        const TestCertificate *authority = nullptr; ///< none: signed by itself
     };
 
     QByteArray certificate; ///< PEM
