@@ -53,7 +53,7 @@ QString failureText()
         lines << QStringLiteral("SCRIPT ERROR: Parse Error: Identifier \"unit_%1\" not declared in "
                                 "the current scope.")
                      .arg(i)
-              << QStringLiteral("          at: GDScript::reload (res://source/match/Match.gd:%1)")
+              << QStringLiteral("          at: GDScript::reload (res://main.gd:%1)")
                      .arg(40 + i);
     }
     return lines.join(QLatin1Char('\n'));
@@ -158,9 +158,9 @@ class TestPictures : public QObject
         ViewFixture::setDark(dark);
         ViewFixture view;
         for (int i = 1; i <= scene.logLines; ++i) {
-            view.log.append(i % 9 == 0 ? QStringLiteral("• Fetching add-on addons/gut %1").arg(i)
+            view.log.append(i % 9 == 0 ? QStringLiteral("• Fetching add-on addons/minimap %1").arg(i)
                                        : QStringLiteral("reimport: step %1: res://assets/models/"
-                                                        "kenney-spacekit/barrel_%1.glb")
+                                                        "tank_%1.png")
                                              .arg(i));
         }
         view.set(scene.properties);
