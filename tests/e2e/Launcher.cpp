@@ -16,6 +16,8 @@ namespace {
 
 const auto mainTitle = QStringLiteral("Brindle");
 const auto logTitle = QStringLiteral("Log");
+// Alerts bear the application's name as well; nothing else is so narrow.
+constexpr int alertWidth = 420;
 
 // The look's colours, as they are seen.
 constexpr QRgb accent = 0xff1663d9;
@@ -160,6 +162,36 @@ int Launcher::waitForEnd()
     return process_->exitStatus() == QProcess::NormalExit ? process_->exitCode() : -1;
 }
 
+QStringList Launcher::mainWindows() const
+{
+    QStringList found = screen_.windows(mainTitle);
+    const auto isOther = [this](const QString &window) {
+        return screen_.size(window).width() == alertWidth;
+    };
+    found.erase(std::remove_if(found.begin(), found.end(), isOther), found.end());
+    return found;
+}
+
+QStringList Launcher::alerts() const
+{
+    QStringList found = screen_.windows(mainTitle);
+    const auto isOther = [this](const QString &window) {
+        return screen_.size(window).width() != alertWidth;
+    };
+    found.erase(std::remove_if(found.begin(), found.end(), isOther), found.end());
+    return found;
+}
+
+void Launcher::waitForAlert() const
+{
+    screen_.wait("the alert", [this] { return alerts().contains(screen_.focusedWindow()); });
+}
+
+void Launcher::waitForNoAlert() const
+{
+    screen_.wait("the alert to close", [this] { return alerts().isEmpty(); });
+}
+
 QString Launcher::storage(const QString &name) const
 {
     const QString root = home_.filePath(QStringLiteral("home/.local/share/Brindle"));
@@ -204,7 +236,7 @@ void Launcher::waitForNoGame() const
 void Launcher::waitForProgress(double fraction) const
 {
     constexpr double margins = 2 * 24;
-    const double whole = screen_.size(mainTitle).width() - margins;
+    const double whole = screen_.size(mainWindows().value(0)).width() - margins;
     screen_.wait("the progress bar at " + QByteArray::number(fraction), [&] {
         return std::abs(widestBar(screen_.picture(), accent) / whole - fraction) < 0.01;
     });

@@ -31,8 +31,17 @@ public:
     void kill() { process_->kill(); }
     void terminate() { process_->terminate(); }
 
+    /// Its windows on the screen, as the screen knows them: the main one, and the alert.
+    QStringList mainWindows() const;
+    QStringList alerts() const;
+    /// Waits until it has the keyboard.
+    void waitForAlert() const;
+    void waitForNoAlert() const;
+
     QString storage(const QString &name = {}) const;
     QString project() const { return storage(QStringLiteral("Game/godot-brindle-main")); }
+    /// What shows that the engine has imported the game.
+    QString importMarker() const { return storage(QStringLiteral("imported-4.3-stable.txt")); }
     /// What is left in the temporary folder.
     QStringList leftovers() const;
     /// The games that run now.

@@ -98,6 +98,11 @@ QStringList Screen::windows(const QString &title) const
     return QString::fromLatin1(found).split(u'\n', Qt::SkipEmptyParts);
 }
 
+QString Screen::focusedWindow() const
+{
+    return QString::fromLatin1(run(QStringLiteral("xdotool"), {QStringLiteral("getwindowfocus")}));
+}
+
 QString Screen::focusedTitle() const
 {
     return QString::fromUtf8(run(QStringLiteral("xdotool"), {QStringLiteral("getwindowfocus"),
@@ -128,12 +133,11 @@ void Screen::closeWindow(const QString &title) const
     press({QStringLiteral("alt+F4")});
 }
 
-QSize Screen::size(const QString &title) const
+QSize Screen::size(const QString &window) const
 {
-    const auto lines =
-        run(QStringLiteral("xdotool"), {QStringLiteral("getwindowgeometry"),
-                                        QStringLiteral("--shell"), windows(title).value(0)})
-            .split('\n');
+    const auto lines = run(QStringLiteral("xdotool"),
+                           {QStringLiteral("getwindowgeometry"), QStringLiteral("--shell"), window})
+                           .split('\n');
     QSize result;
     for (const QByteArray &line : lines) {
         if (line.startsWith("WIDTH=")) {
@@ -145,12 +149,12 @@ QSize Screen::size(const QString &title) const
     return result;
 }
 
-QSize Screen::resize(const QString &title, const QSize &wanted) const
+QSize Screen::resize(const QString &window, const QSize &wanted) const
 {
     run(QStringLiteral("xdotool"),
-        {QStringLiteral("windowsize"), QStringLiteral("--sync"), windows(title).value(0),
+        {QStringLiteral("windowsize"), QStringLiteral("--sync"), window,
          QString::number(wanted.width()), QString::number(wanted.height())});
-    return size(title);
+    return size(window);
 }
 
 QString Screen::clipboard() const

@@ -25,7 +25,8 @@ public:
 
     /// The visible windows of exactly that title; ids as xdotool knows them.
     QStringList windows(const QString &title) const;
-    /// The title of the window that has the keyboard; empty when none has.
+    /// The window that has the keyboard, and its title; empty when none has.
+    QString focusedWindow() const;
     QString focusedTitle() const;
     /// Gives a window the keyboard, as Alt+Tab would, and waits until it has it.
     void activate(const QString &title) const;
@@ -34,9 +35,9 @@ public:
     /// The window manager's close button.
     void closeWindow(const QString &title) const;
     /// A window's size without its frame.
-    QSize size(const QString &title) const;
+    QSize size(const QString &window) const;
     /// Asks the window manager for a size; returns the one that came of it.
-    QSize resize(const QString &title, const QSize &wanted) const;
+    QSize resize(const QString &window, const QSize &wanted) const;
 
     /// The clipboard's text.
     QString clipboard() const;

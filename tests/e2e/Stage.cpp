@@ -23,6 +23,7 @@ const auto releaseHost = QStringLiteral("objects.githubusercontent.com");
 const QByteArray realNames =
     "DNS:github.com,DNS:codeload.github.com,DNS:objects.githubusercontent.com";
 
+const auto addon = QStringLiteral("tessel-works/brindle-minimap");
 const auto engineVersion = QStringLiteral("4.3-stable");
 // Enough to be seen on its way.
 constexpr qint64 engineBytes = 6'000'000;
@@ -91,8 +92,7 @@ void Stage::open(Certificate certificate)
     options.releaseHost = releaseHost;
     host_ = std::make_unique<ReleaseHost>(options);
     host_->offerGame(file(QStringLiteral("game.zip")));
-    host_->offerAddon(QStringLiteral("tessel-works/brindle-minimap"),
-                      file(QStringLiteral("addon.zip")));
+    host_->offerAddon(addon, file(QStringLiteral("addon.zip")));
     host_->offerEngine(engineVersion, engineArchive(), file(QStringLiteral("engine.zip")));
 }
 
@@ -101,6 +101,16 @@ void Stage::offerGame(const QByteArray &behaviour)
     GitArchive::pack(QStringLiteral(DEMO_FOLDER "/game"), QStringLiteral("godot-brindle-main"),
                      file(QStringLiteral("game.zip")), {}, {},
                      {{QStringLiteral("sample-engine.ini"), behaviour}});
+}
+
+QString Stage::addonPath()
+{
+    return ReleaseHost::addonPath(addon);
+}
+
+QString Stage::checksumPath()
+{
+    return ReleaseHost::checksumPath(engineVersion);
 }
 
 QString Stage::enginePath()

@@ -27,8 +27,11 @@ public:
     void offerGame(const QByteArray &behaviour);
 
     ReleaseHost &host() { return *host_; }
-    /// The engine's archive: its path at the host, and its bytes.
+    /// What the host is asked for besides the game itself.
+    static QString addonPath();
+    static QString checksumPath();
     static QString enginePath();
+    /// The bytes of the engine's archive.
     qint64 engineSize() const { return QFileInfo(file(QStringLiteral("engine.zip"))).size(); }
 
 private:

@@ -17,10 +17,10 @@ using namespace brindle;
 namespace {
 
 const auto mainTitle = QStringLiteral("Brindle");
-// The alerts bear the application's name, so there are two windows of that title.
 
 const QByteArray longGame = "importSeconds=0.2\n";
-const QByteArray failingGame = "importSeconds=0.2\nplaySeconds=0\nplayExit=3\n"
+const QByteArray newGame = longGame + "playExit=1\n";
+const QByteArray failingGame = "importSeconds=1\nplaySeconds=0\nplayExit=3\n"
                                "printText=the map is missing\n";
 
 QString reasonNotToRun;
@@ -53,20 +53,6 @@ class TestShippedProgram : public QObject
         screen_->press({QStringLiteral("shift+Tab"), QStringLiteral("shift+Tab")});
     }
 
-    void waitForAlert(bool open)
-    {
-        // The alert and, if that is open, the main window.
-        const qsizetype others = mainWindowIsOpen_ ? 1 : 0;
-        screen_->wait(open ? "the alert" : "the alert's end", [&] {
-            return screen_->windows(mainTitle).size() == others + (open ? 1 : 0);
-        });
-        if (open) {
-            screen_->wait("the keyboard for the alert",
-                          [&] { return screen_->focusedTitle() == mainTitle; });
-        }
-    }
-    bool mainWindowIsOpen_ = true;
-
 private Q_SLOTS:
     void initTestCase()
     {
@@ -81,7 +67,6 @@ private Q_SLOTS:
     void init()
     {
         launcher_ = std::make_unique<Launcher>(QStringLiteral(BRINDLE_PROGRAM), *screen_);
-        mainWindowIsOpen_ = true;
         stage_->host().forgetRequests();
     }
 
@@ -108,6 +93,9 @@ private Q_SLOTS:
         gate->open();
         launcher_->waitForGame();
         QVERIFY(QFile::exists(launcher_->project() + QStringLiteral("/addons/minimap/plugin.cfg")));
+        QCOMPARE(stage_->host().requests(),
+                 (QStringList{ReleaseHost::gamePath(), Stage::addonPath(), Stage::checksumPath(),
+                              Stage::enginePath()}));
         screen_->activate(mainTitle);
         launcher_->waitForStatus(Launcher::Status::green);
         QCOMPARE(launcher_->games().size(), 1);
@@ -153,7 +141,7 @@ private Q_SLOTS:
 
     void aDownloadIsCancelled()
     {
-        const auto gate = stage_->host().hold(Stage::enginePath(), 2'000'000);
+        const auto gate = stage_->host().hold(Stage::enginePath(), stage_->engineSize() / 2);
         setUp(longGame);
         screen_->wait("the download to be on its way", [&] { return gate->isReached(); });
         launcher_->waitForStatus(Launcher::Status::orange);
@@ -175,25 +163,28 @@ private Q_SLOTS:
         const QString mark = launcher_->project() + QStringLiteral("/of the old version");
         QVERIFY(QFile(mark).open(QIODevice::WriteOnly));
         stage_->host().forgetRequests();
+        stage_->offerGame(newGame);
         launcher_->pressInSettings(5);
-        screen_->wait("the update", [&] {
-            return stage_->host().requests().contains(ReleaseHost::gamePath()) &&
-                   !QFile::exists(mark);
+        screen_->wait("the new version's import", [&] {
+            return !QFile::exists(mark) && QFile::exists(launcher_->importMarker());
         });
         launcher_->waitForStatus(Launcher::Status::green);
         backFromSettings();
-        QVERIFY(!stage_->host().requests().contains(Stage::enginePath()));
-        QVERIFY(QFile::exists(launcher_->project() + QStringLiteral("/project.godot")));
+        QCOMPARE(stage_->host().requests(),
+                 (QStringList{ReleaseHost::gamePath(), Stage::addonPath()}));
+        QFile changed(launcher_->project() + QStringLiteral("/sample-engine.ini"));
+        QVERIFY(changed.open(QIODevice::ReadOnly));
+        QCOMPARE(changed.readAll(), newGame);
 
         // Cancel, then Remove.
         launcher_->pressInSettings(3);
-        waitForAlert(true);
+        launcher_->waitForAlert();
         screen_->press({QStringLiteral("Escape")});
-        waitForAlert(false);
+        launcher_->waitForNoAlert();
         QVERIFY(QFile::exists(launcher_->storage()));
         backFromSettings();
         launcher_->pressInSettings(3);
-        waitForAlert(true);
+        launcher_->waitForAlert();
         screen_->press({QStringLiteral("Return")});
         launcher_->waitForStatus(Launcher::Status::gray);
         QVERIFY(!QFile::exists(launcher_->storage()));
@@ -206,44 +197,63 @@ private Q_SLOTS:
     {
         setUp(longGame);
         launcher_->waitForGame();
-        for (const char *key : {"ctrl+q", "ctrl+q"}) {
+        for (int i = 0; i < 2; ++i) {
             screen_->activate(mainTitle);
-            screen_->press({QLatin1String(key)});
-            waitForAlert(true);
+            screen_->press({QStringLiteral("ctrl+q")});
+            launcher_->waitForAlert();
             screen_->press({QStringLiteral("Escape")});
-            waitForAlert(false);
+            launcher_->waitForNoAlert();
             QVERIFY(launcher_->isRunning());
             QCOMPARE(launcher_->games().size(), 1);
         }
         screen_->activate(mainTitle);
         screen_->press({QStringLiteral("ctrl+q")});
-        waitForAlert(true);
+        launcher_->waitForAlert();
         screen_->press({QStringLiteral("Return")});
         QCOMPARE(launcher_->waitForEnd(), 0);
         QCOMPARE(launcher_->games(), QList<qint64>());
+    }
+
+    void quittingDuringADownloadCancelsIt()
+    {
+        const auto gate = stage_->host().hold(Stage::enginePath(), stage_->engineSize() / 2);
+        setUp(longGame);
+        launcher_->waitForProgress(0.5);
+        screen_->press({QStringLiteral("ctrl+q")});
+        launcher_->waitForAlert();
+        screen_->press({QStringLiteral("Return")});
+        QCOMPARE(launcher_->waitForEnd(), 0);
+        QCOMPARE(launcher_->leftovers(), QStringList());
+        QVERIFY(!QFile::exists(launcher_->storage(QStringLiteral("Engine"))));
+        stage_->host().restore(Stage::enginePath());
     }
 
     void theWindowIsClosedAndComesBack()
     {
         setUp(longGame);
         launcher_->waitForGame();
+        // Behind the game's.
+        screen_->activate(Launcher::gameTitle());
+        QCOMPARE(launcher_->openAgain(), 0);
+        screen_->wait("the window to come to the front",
+                      [&] { return screen_->focusedTitle() == mainTitle; });
         for (const bool startAgain : {true, false}) {
             screen_->closeWindow(mainTitle);
-            mainWindowIsOpen_ = false;
-            // The question stands alone.
-            waitForAlert(true);
+            launcher_->waitForAlert();
+            QCOMPARE(launcher_->mainWindows(), QStringList());
             screen_->press({QStringLiteral("Escape")});
-            waitForAlert(false);
+            launcher_->waitForNoAlert();
             QVERIFY(launcher_->isRunning());
+            QCOMPARE(launcher_->mainWindows(), QStringList());
             QCOMPARE(launcher_->games().size(), 1);
             if (startAgain) {
                 QCOMPARE(launcher_->openAgain(), 0);
             } else {
                 ::kill(static_cast<pid_t>(launcher_->games().first()), SIGTERM);
             }
-            screen_->wait("the window", [&] { return screen_->windows(mainTitle).size() == 1; });
-            mainWindowIsOpen_ = true;
+            screen_->wait("the window", [&] { return !launcher_->mainWindows().isEmpty(); });
         }
+        QCOMPARE(launcher_->games(), QList<qint64>());
         screen_->closeWindow(mainTitle);
         QCOMPARE(launcher_->waitForEnd(), 0);
     }
@@ -259,13 +269,15 @@ private Q_SLOTS:
         launcher_->waitForStatus(Launcher::Status::green);
         QVERIFY(launcher_->isRunning());
         QCOMPARE(launcher_->games().size(), 1);
+        QCOMPARE(launcher_->openAgain(), 0);
     }
 
     void theEndOfTheSessionLeavesNothing()
     {
-        const auto gate = stage_->host().hold(Stage::enginePath(), 2'000'000);
+        const auto gate = stage_->host().hold(Stage::enginePath(), stage_->engineSize() / 2);
         setUp(longGame);
-        screen_->wait("the download to be on its way", [&] { return gate->isReached(); });
+        launcher_->waitForProgress(0.5);
+        QVERIFY(!launcher_->leftovers().isEmpty());
         launcher_->terminate();
         QCOMPARE(launcher_->waitForEnd(), 0);
         QCOMPARE(launcher_->leftovers(), QStringList());
@@ -276,14 +288,14 @@ private Q_SLOTS:
     {
         constexpr int starts = 50;
         QCOMPARE(launcher_->openManyAtOnce(starts), starts - 1);
-        screen_->wait("the window", [&] { return !screen_->windows(mainTitle).isEmpty(); });
-        QCOMPARE(screen_->windows(mainTitle).size(), 1);
+        screen_->wait("the window", [&] { return !launcher_->mainWindows().isEmpty(); });
+        QCOMPARE(launcher_->mainWindows().size(), 1);
     }
 
     void neverSmallerThanItsContentNeeds()
     {
         launcher_->open();
-        const QSize smallest = screen_->resize(mainTitle, {200, 200});
+        const QSize smallest = screen_->resize(launcher_->mainWindows().value(0), {200, 200});
         QCOMPARE(smallest, QSize(560, 640));
     }
 
