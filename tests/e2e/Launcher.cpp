@@ -222,9 +222,9 @@ QList<qint64> Launcher::games() const
 
 void Launcher::waitForGame() const
 {
-    screen_.wait("the game's window", [this] {
+    screen_.wait("the game's window to have the keyboard", [this] {
         // The import is the same program, without a window.
-        return !games().isEmpty() && !screen_.windows(gameTitle()).isEmpty();
+        return games().size() == 1 && screen_.focusedTitle() == gameTitle();
     });
 }
 
