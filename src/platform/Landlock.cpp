@@ -1,0 +1,159 @@
+#include "platform/Landlock.h"
+
+#if defined(__linux__) && __has_include(<linux/landlock.h>)
+
+#include <cerrno>
+#include <cstdint>
+#include <fcntl.h>
+#include <linux/landlock.h>
+#include <sys/prctl.h>
+#include <sys/syscall.h>
+#include <system_error>
+#include <unistd.h>
+
+namespace brindle {
+
+namespace {
+
+/// landlock_ruleset_attr as of ABI 6, which may be newer than the system's header. A kernel that
+/// knows less takes it as long as what it does not know is zero.
+struct Ruleset
+{
+    uint64_t handledFiles = 0;
+    uint64_t handledNetwork = 0; // since ABI 4
+    uint64_t scoped = 0;         // since ABI 6
+};
+
+constexpr uint64_t accessMove = 1U << 13U;          // between folders, since ABI 2
+constexpr uint64_t accessTruncate = 1U << 14U;      // since ABI 3
+constexpr uint64_t accessDeviceControl = 1U << 15U; // since ABI 5
+constexpr uint64_t networkBindTcp = 1U << 0U;
+constexpr uint64_t networkConnectTcp = 1U << 1U;
+constexpr uint64_t scopeAbstractSocket = 1U << 0U;
+constexpr uint64_t scopeSignal = 1U << 1U;
+
+constexpr int abiOfMoves = 2;
+constexpr int abiOfTruncation = 3;
+constexpr int abiOfNetwork = 4;
+constexpr int abiOfDeviceControl = 5;
+constexpr int abiOfScopes = 6;
+
+constexpr uint64_t forFolder = LANDLOCK_ACCESS_FS_WRITE_FILE | LANDLOCK_ACCESS_FS_READ_DIR |
+                               LANDLOCK_ACCESS_FS_REMOVE_DIR | LANDLOCK_ACCESS_FS_REMOVE_FILE |
+                               LANDLOCK_ACCESS_FS_MAKE_DIR | LANDLOCK_ACCESS_FS_MAKE_REG |
+                               LANDLOCK_ACCESS_FS_MAKE_SYM | accessMove;
+constexpr uint64_t forFile = LANDLOCK_ACCESS_FS_READ_FILE;
+constexpr uint64_t withoutMoves =
+    LANDLOCK_ACCESS_FS_EXECUTE | LANDLOCK_ACCESS_FS_WRITE_FILE | LANDLOCK_ACCESS_FS_READ_FILE |
+    LANDLOCK_ACCESS_FS_READ_DIR | LANDLOCK_ACCESS_FS_REMOVE_DIR | LANDLOCK_ACCESS_FS_REMOVE_FILE |
+    LANDLOCK_ACCESS_FS_MAKE_CHAR | LANDLOCK_ACCESS_FS_MAKE_DIR | LANDLOCK_ACCESS_FS_MAKE_REG |
+    LANDLOCK_ACCESS_FS_MAKE_SOCK | LANDLOCK_ACCESS_FS_MAKE_FIFO | LANDLOCK_ACCESS_FS_MAKE_BLOCK |
+    LANDLOCK_ACCESS_FS_MAKE_SYM;
+
+class Descriptor
+{
+public:
+    explicit Descriptor(long value) : value_(static_cast<int>(value)) {}
+    ~Descriptor()
+    {
+        if (value_ >= 0) {
+            close(value_);
+        }
+    }
+    Descriptor(const Descriptor &) = delete;
+    Descriptor &operator=(const Descriptor &) = delete;
+
+    int value() const { return value_; }
+
+private:
+    int value_;
+};
+
+[[noreturn]] void fail(const char *call)
+{
+    throw std::system_error(errno, std::system_category(), call);
+}
+
+/// 0 without Landlock: not built in, switched off at boot, or kept away by another sandbox.
+int abi()
+{
+    const long version =
+        syscall(SYS_landlock_create_ruleset, nullptr, 0, LANDLOCK_CREATE_RULESET_VERSION);
+    return version > 0 ? static_cast<int>(version) : 0;
+}
+
+Ruleset everything(int abi)
+{
+    Ruleset rules;
+    rules.handledFiles = withoutMoves | accessMove;
+    if (abi >= abiOfTruncation) {
+        rules.handledFiles |= accessTruncate;
+    }
+    if (abi >= abiOfNetwork) {
+        rules.handledNetwork = networkBindTcp | networkConnectTcp;
+    }
+    if (abi >= abiOfDeviceControl) {
+        rules.handledFiles |= accessDeviceControl;
+    }
+    if (abi >= abiOfScopes) {
+        rules.scoped = scopeAbstractSocket | scopeSignal;
+    }
+    return rules;
+}
+
+void allow(const Descriptor &ruleset, const std::string &path, int kind, uint64_t access)
+{
+    const Descriptor place(open(path.c_str(), O_PATH | O_CLOEXEC | kind));
+    if (place.value() < 0) {
+        return;
+    }
+    landlock_path_beneath_attr rule{};
+    rule.allowed_access = access;
+    rule.parent_fd = place.value();
+    if (syscall(SYS_landlock_add_rule, ruleset.value(), LANDLOCK_RULE_PATH_BENEATH, &rule, 0) !=
+        0) {
+        fail("landlock_add_rule");
+    }
+}
+
+} // namespace
+
+bool Landlock::available()
+{
+    return abi() >= abiOfMoves;
+}
+
+void Landlock::confine(const std::string &folder, const std::string &file)
+{
+    const Ruleset rules = everything(abi());
+    const Descriptor ruleset(syscall(SYS_landlock_create_ruleset, &rules, sizeof rules, 0));
+    if (ruleset.value() < 0) {
+        fail("landlock_create_ruleset");
+    }
+    allow(ruleset, folder, O_DIRECTORY, forFolder);
+    allow(ruleset, file, 0, forFile);
+    // Without it only root may confine itself, and a program started could gain rights.
+    if (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0) {
+        fail("prctl");
+    }
+    if (syscall(SYS_landlock_restrict_self, ruleset.value(), 0) != 0) {
+        fail("landlock_restrict_self");
+    }
+}
+
+} // namespace brindle
+
+#else
+
+namespace brindle {
+
+bool Landlock::available()
+{
+    return false;
+}
+
+void Landlock::confine(const std::string & /*folder*/, const std::string & /*file*/) {}
+
+} // namespace brindle
+
+#endif
