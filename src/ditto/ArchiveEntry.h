@@ -13,7 +13,7 @@ struct ArchiveEntry
     uint64_t index = 0; ///< place in the archive's directory
     std::string name;   ///< as stored, with the trailing "/" of a folder
     Type type = Type::file;
-    bool executable = false;
+    uint32_t mode = 0; ///< st_mode of the file that was packed; 0 when it is not stored
     bool encrypted = false;
     uint16_t method = 0;     ///< compression, APPNOTE.TXT 4.4.5
     uint64_t size = 0;       ///< announced bytes when unpacked

@@ -34,10 +34,11 @@ ArchiveEntry::Type typeOf(mode_t mode, bool namedAsFolder)
 class ArchiveReader::Impl
 {
 public:
-    explicit Impl(const std::string &path)
+    Impl(const std::string &path, Headers headers)
     {
         int code = 0;
-        archive = zip_open(path.c_str(), ZIP_RDONLY | ZIP_CHECKCONS, &code);
+        archive = zip_open(path.c_str(),
+                           ZIP_RDONLY | (headers == Headers::agree ? ZIP_CHECKCONS : 0), &code);
         if (!archive) {
             zip_error_t error;
             zip_error_init_with_code(&error, code);
@@ -75,14 +76,16 @@ public:
         const bool hasMode = system == ZIP_OPSYS_UNIX || system == ZIP_OPSYS_OS_X;
         const mode_t mode = hasMode ? attributes >> modeShift : 0;
         entry.type = typeOf(mode, entry.name.ends_with('/'));
-        entry.executable = (mode & S_IXUSR) != 0;
+        entry.mode = mode;
         return entry;
     }
 
     zip_t *archive = nullptr;
 };
 
-ArchiveReader::ArchiveReader(const std::string &path) : impl_(std::make_unique<Impl>(path)) {}
+ArchiveReader::ArchiveReader(const std::string &path, Headers headers)
+    : impl_(std::make_unique<Impl>(path, headers))
+{}
 
 ArchiveReader::~ArchiveReader() = default;
 

@@ -16,8 +16,10 @@ public:
     /// Called with consecutive pieces of an entry's packed bytes.
     using Sink = std::function<void(const unsigned char *bytes, size_t count)>;
 
-    /// Opens the archive; its directory must agree with its entries' own headers.
-    explicit ArchiveReader(const std::string &path);
+    /// Whether an archive's directory must agree with its entries' own headers.
+    enum class Headers { agree, ignored };
+
+    explicit ArchiveReader(const std::string &path, Headers headers = Headers::agree);
     ~ArchiveReader();
 
     uint64_t count() const;

@@ -29,13 +29,9 @@ constexpr mode_t plainMode = 0644;
 OutputFile::OutputFile(const std::string &path, bool executable)
     : path_(path)
     , descriptor_(open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
-                       S_IRUSR | S_IWUSR))
+                       executable ? executableMode : plainMode))
 {
     if (descriptor_ < 0) {
-        fail(path_);
-    }
-    // Not left to open, whose mode the process's umask narrows.
-    if (fchmod(descriptor_, executable ? executableMode : plainMode) != 0) {
         fail(path_);
     }
 }

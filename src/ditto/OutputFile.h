@@ -9,8 +9,8 @@ namespace brindle {
 class OutputFile
 {
 public:
-    /// Fails when something is there already, under this name or, on a file system that takes two
-    /// names for one, under another.
+    /// Mode 0755 or 0644, less the process's umask. Fails when something is there already, under
+    /// this name or, on a file system that takes two names for one, under another.
     OutputFile(const std::string &path, bool executable);
     ~OutputFile();
     OutputFile(const OutputFile &) = delete;

@@ -19,6 +19,13 @@ namespace {
 
 constexpr mode_t folderMode = 0755;
 
+/// The destination's absolute path without a slash at its end.
+fs::path placeOf(const std::string &destination)
+{
+    const fs::path place = fs::absolute(destination).lexically_normal();
+    return place.has_filename() ? place : place.parent_path();
+}
+
 int lockFolder(const std::string &path)
 {
     const int descriptor = open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
@@ -53,10 +60,7 @@ void fill(const fs::path &from, const fs::path &to)
 
 StagingArea::StagingArea(const std::string &destination)
 {
-    fs::path place = fs::absolute(destination).lexically_normal();
-    if (!place.has_filename()) {
-        place = place.parent_path();
-    }
+    const fs::path place = placeOf(destination);
     destination_ = place.string();
     parent_ = place.parent_path().string();
     prefix_ = '.' + place.filename().string() + ".unpacking-";
@@ -80,6 +84,11 @@ StagingArea::~StagingArea()
     if (lock_ >= 0) {
         close(lock_);
     }
+}
+
+std::string StagingArea::parentOf(const std::string &destination)
+{
+    return placeOf(destination).parent_path().string();
 }
 
 void StagingArea::takePlace()

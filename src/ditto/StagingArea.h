@@ -18,6 +18,9 @@ public:
 
     const std::string &path() const { return path_; }
 
+    /// Absolute path of the folder that holds a destination: beneath it lies all that is written.
+    static std::string parentOf(const std::string &destination);
+
     /// One rename when the destination is missing or an empty folder; otherwise its content is
     /// filled in place, files replaced.
     void takePlace();

@@ -1,0 +1,22 @@
+#pragma once
+
+#include "ditto/UnpackPolicy.h"
+#include "platform/Sandbox.h"
+
+#include <functional>
+
+namespace brindle {
+
+/// The archive tool as a program: `ditto -x -k archive destination`.
+class Program
+{
+public:
+    /// Puts up the walls behind which the archive is read.
+    using Confine = std::function<void(const Sandbox::Rules &rules)>;
+
+    /// The body of main(). Returns the exit code: 0, or 1 after one line on standard error that
+    /// says why. SIGTERM, SIGINT and SIGHUP end the unpacking, after which it cleans up.
+    static int run(int argc, char **argv, const UnpackPolicy &policy, const Confine &confine);
+};
+
+} // namespace brindle

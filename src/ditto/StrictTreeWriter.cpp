@@ -1,0 +1,87 @@
+#include "ditto/StrictTreeWriter.h"
+
+#include "ditto/ArchiveError.h"
+#include "ditto/OutputFile.h"
+
+#include <cerrno>
+#include <cstring>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <utility>
+
+namespace brindle {
+
+namespace {
+
+constexpr mode_t folderMode = 0755;
+
+/// In a fresh folder a name that is taken was given before, perhaps in another spelling.
+[[noreturn]] void fail(const std::string &path, const std::string &place)
+{
+    if (errno == EEXIST) {
+        throw ArchiveError("two entries for one place: " + path);
+    }
+    throw ArchiveError("can't write " + place + ": " + std::strerror(errno));
+}
+
+} // namespace
+
+StrictTreeWriter::StrictTreeWriter(std::string root) : root_(std::move(root)) {}
+
+void StrictTreeWriter::addFolder(const ArchiveEntry &entry)
+{
+    const EntryPath path = EntryPath::parse(entry.name);
+    makeFolders(path, path.components().size());
+}
+
+void StrictTreeWriter::addFile(const ArchiveEntry &entry, const Source &content)
+{
+    const EntryPath path = EntryPath::parse(entry.name);
+    makeFolders(path, path.components().size() - 1);
+    OutputFile file(placeOf(path.string()), (entry.mode & S_IXUSR) != 0);
+    content([&file](const unsigned char *bytes, size_t count) { file.write(bytes, count); });
+    file.close();
+}
+
+void StrictTreeWriter::addLink(const ArchiveEntry &entry, const std::string &target)
+{
+    const EntryPath path = EntryPath::parse(entry.name);
+    makeFolders(path, path.components().size() - 1);
+    links_.emplace(path.string(), target);
+}
+
+void StrictTreeWriter::addOther(const ArchiveEntry &entry)
+{
+    throw ArchiveError("neither file, folder nor link: " + entry.name);
+}
+
+void StrictTreeWriter::finish()
+{
+    for (const auto &[path, target] : links_) {
+        const std::string place = placeOf(path);
+        if (symlink(target.c_str(), place.c_str()) != 0) {
+            fail(path, place);
+        }
+    }
+}
+
+void StrictTreeWriter::makeFolders(const EntryPath &path, size_t count)
+{
+    for (size_t depth = 1; depth <= count; ++depth) {
+        const std::string folder = path.prefix(depth);
+        if (!folders_.insert(folder).second) {
+            continue;
+        }
+        const std::string place = placeOf(folder);
+        if (mkdir(place.c_str(), folderMode) != 0) {
+            fail(folder, place);
+        }
+    }
+}
+
+std::string StrictTreeWriter::placeOf(const std::string &path) const
+{
+    return root_ + '/' + path;
+}
+
+} // namespace brindle
