@@ -1,5 +1,6 @@
 #include "services/LineSplitter.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace brindle {
@@ -15,7 +16,7 @@ bool isContinuation(char byte)
 
 } // namespace
 
-LineSplitter::LineSplitter(qsizetype limit) : limit_(limit)
+LineSplitter::LineSplitter(qsizetype limit) : limit_(limit), piece_(limit)
 {
     Q_ASSERT(limit >= longestCharacter);
 }
@@ -41,6 +42,9 @@ void LineSplitter::feed(QByteArrayView bytes, const Line &line)
                 unfinished_ = rest.toByteArray();
             }
         }
+        if (end) {
+            piece_ = limit_;
+        }
     }
 }
 
@@ -50,15 +54,17 @@ void LineSplitter::flush(const Line &line)
         line(decoded(unfinished_));
         unfinished_.clear();
     }
+    piece_ = limit_;
 }
 
 /// Hands on all but the last piece, which it returns: what follows may belong to it.
-QByteArrayView LineSplitter::handOnPieces(QByteArrayView bytes, const Line &line) const
+QByteArrayView LineSplitter::handOnPieces(QByteArrayView bytes, const Line &line)
 {
-    while (bytes.size() > limit_) {
+    while (bytes.size() > piece_) {
         const qsizetype end = pieceEnd(bytes);
         line(decoded(bytes.first(end)));
         bytes = bytes.sliced(end);
+        piece_ = std::max(piece_ / 2, std::min(limit_, shortestPiece));
     }
     return bytes;
 }
@@ -67,12 +73,12 @@ QByteArrayView LineSplitter::handOnPieces(QByteArrayView bytes, const Line &line
 /// into, or at the limit where there is no such thing as a character.
 qsizetype LineSplitter::pieceEnd(QByteArrayView bytes) const
 {
-    for (qsizetype end = limit_; end > limit_ - longestCharacter; --end) {
+    for (qsizetype end = piece_; end > piece_ - longestCharacter; --end) {
         if (!isContinuation(bytes[end])) {
             return end;
         }
     }
-    return limit_;
+    return piece_;
 }
 
 QString LineSplitter::decoded(QByteArrayView bytes)

@@ -10,13 +10,18 @@ namespace brindle {
 /// Cuts a stream of bytes into lines of text.
 ///
 /// Only a line feed ends a line; it is taken away, a carriage return before it stays. Invalid
-/// UTF-8 is repaired, never rejected. A line longer than `limit` is handed on in pieces of at most
-/// that size as it arrives, cut between two characters, so that memory stays flat whatever comes.
+/// UTF-8 is repaired, never rejected. A line longer than `limit` is handed on in pieces as it
+/// arrives, cut between two characters: the first of at most that size, each other of at most half
+/// of the one before, down to `shortestPiece`. So memory stays flat whatever comes, that of whoever
+/// keeps the last thousands of pieces included, and a line that is merely long is in few pieces.
 /// One thread at a time.
 class LineSplitter
 {
 public:
     using Line = std::function<void(QString)>;
+
+    /// Bytes below which pieces are not halved, unless `limit` is lower.
+    static constexpr qsizetype shortestPiece = 512;
 
     /// @param limit bytes that a piece may have, at least 4 (one character).
     explicit LineSplitter(qsizetype limit);
@@ -28,11 +33,12 @@ public:
     void flush(const Line &line);
 
 private:
-    QByteArrayView handOnPieces(QByteArrayView bytes, const Line &line) const;
+    QByteArrayView handOnPieces(QByteArrayView bytes, const Line &line);
     qsizetype pieceEnd(QByteArrayView bytes) const;
     static QString decoded(QByteArrayView bytes);
 
     qsizetype limit_;
+    qsizetype piece_;       // bytes that the next piece of the present line may have
     QByteArray unfinished_; // at most `limit_` bytes, no line feed
 };
 

@@ -14,7 +14,8 @@ namespace brindle {
 /// involved and the child gets no other file descriptor of ours.
 ///
 /// Only a line feed ends a line (a carriage return before it stays). Invalid UTF-8 is repaired. A
-/// line longer than `maxLineBytes` is passed on in pieces of at most that size.
+/// line longer than `maxLineBytes` is passed on in pieces of at most that size, the further into
+/// the line the smaller, so that whoever keeps the last thousands of lines needs a few megabytes.
 class ManagedProcess
 {
 public:

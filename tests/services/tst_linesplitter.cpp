@@ -79,6 +79,36 @@ private Q_SLOTS:
         }
     }
 
+    void cutsAnEndlessLineEverFiner()
+    {
+        constexpr qsizetype shortest = LineSplitter::shortestPiece;
+        const QByteArray line(8 * shortest, 'x');
+        // Half a shortest piece is left of the first line. The second begins with a long one again.
+        const QByteArray bytes = line.chopped(shortest / 2) + '\n' + line + '\n' + "short\n";
+        for (const qsizetype portion : {qsizetype(1), shortest, bytes.size()}) {
+            QList<qsizetype> sizes;
+            const QStringList pieces = split(bytes, 4 * shortest, portion);
+            for (const QString &piece : pieces) {
+                sizes.append(piece.size());
+            }
+            QCOMPARE(sizes, (QList<qsizetype>{4 * shortest, 2 * shortest, shortest, shortest / 2,
+                                              4 * shortest, 2 * shortest, shortest, shortest, 5}));
+        }
+    }
+
+    void startsAnewWhenFlushed()
+    {
+        constexpr qsizetype shortest = LineSplitter::shortestPiece;
+        QList<qsizetype> sizes;
+        const auto add = [&sizes](const QString &line) { sizes.append(line.size()); };
+        LineSplitter splitter(2 * shortest);
+        splitter.feed(QByteArray(3 * shortest, 'x'), add);
+        splitter.flush(add);
+        splitter.feed(QByteArray(2 * shortest, 'x'), add);
+        splitter.flush(add);
+        QCOMPARE(sizes, (QList<qsizetype>{2 * shortest, shortest, 2 * shortest}));
+    }
+
     void handsOnWithoutWaitingForTheEnd()
     {
         QStringList lines;
