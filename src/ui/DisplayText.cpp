@@ -6,6 +6,10 @@ namespace brindle {
 
 namespace {
 
+/// More marks on one letter than any language stacks there; what is written in practice has three
+/// at most.
+constexpr int mostMarks = 5;
+
 bool isHarmful(QChar c)
 {
     const ushort code = c.unicode();
@@ -14,6 +18,11 @@ bool isHarmful(QChar c)
     const bool isControl =
         c.category() == QChar::Other_Control && c != u'\t' && c != u'\n' && c != u'\r';
     return isOverride || isControl;
+}
+
+bool isMark(QChar c)
+{
+    return c.category() == QChar::Mark_NonSpacing || c.category() == QChar::Mark_Enclosing;
 }
 
 } // namespace
@@ -29,6 +38,13 @@ QString DisplayText::of(const QString &text, qsizetype longest)
     }
     if (std::any_of(shown.cbegin(), shown.cend(), isHarmful)) {
         shown.removeIf(isHarmful);
+    }
+    if (std::any_of(shown.cbegin(), shown.cend(), isMark)) {
+        int marks = 0;
+        shown.removeIf([&marks](QChar c) {
+            marks = isMark(c) ? marks + 1 : 0;
+            return marks > mostMarks;
+        });
     }
     return shown;
 }

@@ -67,6 +67,16 @@ bool LauncherModel::canPlay() const
     return !app_.canCancel() && !app_.gameRunning();
 }
 
+QString LauncherModel::stepText() const
+{
+    return DisplayText::of(app_.stepText(), longestLine);
+}
+
+QString LauncherModel::detail() const
+{
+    return DisplayText::of(app_.detail(), longestLine);
+}
+
 QString LauncherModel::failureSummary() const
 {
     const auto &failure = app_.failure();

@@ -65,10 +65,10 @@ public:
     bool gameRunning() const { return app_.gameRunning(); }
     bool canCancel() const { return app_.canCancel(); }
     bool canPlay() const;
-    QString stepText() const { return app_.stepText(); }
+    QString stepText() const;
     bool hasProgress() const { return app_.progress().has_value(); }
     double progress() const { return app_.progress().value_or(0); }
-    QString detail() const { return app_.detail(); }
+    QString detail() const;
     bool hasFailure() const { return app_.failure().has_value(); }
     QString failureSummary() const;
     QString failureText() const;

@@ -23,6 +23,9 @@ private Q_SLOTS:
         same("markup", QStringLiteral("<b>bold</b> <a href=\"x\">y</a>"));
         same("right to left", QStringLiteral("שלום עולם"));
         same("emoji", QStringLiteral("🎮 game"));
+        same("accents", QStringLiteral("Vie\u0302\u0323t"));
+        QTest::newRow("tower of accents")
+            << u'a' + QString(40, QChar(0x0301)) + u'b' << u'a' + QString(5, QChar(0x0301)) + u'b';
         same("tabs and lines", QStringLiteral("a\tb\nc"));
         same("as long as may be", QString(60, u'x'));
         QTest::newRow("longer") << QString(61, u'x') << QString(60, u'x') + u'…';

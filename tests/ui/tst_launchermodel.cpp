@@ -177,6 +177,34 @@ private Q_SLOTS:
         QCOMPARE(launcher_->controls(), known.controls);
     }
 
+    void hostileTextsAreTamed()
+    {
+        // Turns what follows around; rings; and goes on for 16 MiB.
+        const QString hostile =
+            QStringLiteral("\u202e\u0007<b>name</b>") + QString(16 * 1024 * 1024, u'x');
+        ProjectInfo known;
+        known.name = known.tagline = known.licenseName = known.copyright = hostile;
+        known.controls = QStringList(1000, hostile);
+        app().info = known;
+        app().state = AppState::needs(hostile);
+        app().stepText = hostile;
+        app().detail = hostile;
+        app().failure = FailureReport{hostile, QStringList(30, hostile)};
+        QStringList shown{launcher_->name(),         launcher_->tagline(),
+                          launcher_->licenseName(),  launcher_->copyright(),
+                          launcher_->needsMessage(), launcher_->stepText(),
+                          launcher_->detail(),       launcher_->failureSummary()};
+        QVERIFY(launcher_->controls().size() <= 50);
+        shown += launcher_->controls();
+        shown += launcher_->failureText().split(QLatin1Char('\n'));
+        for (const QString &text : qAsConst(shown)) {
+            QVERIFY2(text.startsWith(QStringLiteral("<b>name</b>xx")), qPrintable(text));
+            QVERIFY(text.endsWith(u'…'));
+            QVERIFY2(text.size() <= 2'001, qPrintable(QString::number(text.size())));
+        }
+        QCOMPARE(launcher_->failureText().count(QLatin1Char('\n')), 29);
+    }
+
     void settings()
     {
         QCOMPARE(launcher_->resolutions().join(QLatin1Char('|')),
