@@ -78,7 +78,6 @@ Stage::Stage()
     EngineArchive::pack(QStringLiteral(SAMPLE_ENGINE), platform(), engineVersion, false,
                         file(QStringLiteral("engine.zip")), engineBytes);
     offerGame({});
-    open();
 }
 
 void Stage::open(Certificate certificate)

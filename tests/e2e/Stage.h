@@ -20,7 +20,7 @@ public:
 
     /// Which certificate the host shows.
     enum class Certificate { good, untrusted, selfSigned, expired, wrongHost, wrongSecondHost };
-    /// (Re)starts the host with it. Offers are kept.
+    /// (Re)starts the host, with that certificate and the offers that were made, and nothing else.
     void open(Certificate certificate = Certificate::good);
 
     /// Offers the sample game; `behaviour` is its "sample-engine.ini".

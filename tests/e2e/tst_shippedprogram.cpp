@@ -67,7 +67,7 @@ private Q_SLOTS:
     void init()
     {
         launcher_ = std::make_unique<Launcher>(QStringLiteral(BRINDLE_PROGRAM), *screen_);
-        stage_->host().forgetRequests();
+        stage_->open();
     }
 
     void cleanup()
@@ -101,7 +101,6 @@ private Q_SLOTS:
         QCOMPARE(launcher_->games().size(), 1);
         screen_->closeWindow(Launcher::gameTitle());
         launcher_->waitForNoGame();
-        stage_->host().restore(Stage::enginePath());
         const QStringList log = launcher_->log().split(u'\n');
         QCOMPARE(log.last(), QStringLiteral("• Game closed normally"));
         QVERIFY(log.contains(QStringLiteral("Checksum (SHA-512) matches the official list.")));
@@ -150,7 +149,6 @@ private Q_SLOTS:
         QCOMPARE(launcher_->log().split(u'\n').last(), QStringLiteral("• Cancelled"));
         launcher_->waitForStatus(Launcher::Status::gray);
         QCOMPARE(launcher_->leftovers(), QStringList());
-        stage_->host().restore(Stage::enginePath());
     }
 
     void updateAndRemoveEverything()
@@ -225,7 +223,6 @@ private Q_SLOTS:
         QCOMPARE(launcher_->waitForEnd(), 0);
         QCOMPARE(launcher_->leftovers(), QStringList());
         QVERIFY(!QFile::exists(launcher_->storage(QStringLiteral("Engine"))));
-        stage_->host().restore(Stage::enginePath());
     }
 
     void theWindowIsClosedAndComesBack()
@@ -281,7 +278,6 @@ private Q_SLOTS:
         launcher_->terminate();
         QCOMPARE(launcher_->waitForEnd(), 0);
         QCOMPARE(launcher_->leftovers(), QStringList());
-        stage_->host().restore(Stage::enginePath());
     }
 
     void manyStartsAtOnce()
@@ -330,7 +326,6 @@ private Q_SLOTS:
         QCOMPARE(stage_->host().allRequests(), certificate == Stage::Certificate::wrongSecondHost
                                                    ? QStringList{ReleaseHost::gamePath()}
                                                    : QStringList());
-        stage_->open();
         const QString last = launcher_->log().section(u'\n', -1);
         QVERIFY2(last.startsWith(QStringLiteral("• Problem: ")) && last.endsWith(message),
                  qPrintable(last));
