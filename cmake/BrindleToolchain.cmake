@@ -29,6 +29,24 @@ if(BRINDLE_SANITIZE)
     add_link_options(-fsanitize=address,undefined)
 endif()
 
+# What players get is hardened: checked library calls, stack canaries and clash guards, control-flow
+# protection, addresses that can't be known beforehand, and nothing writable that need not be.
+include(CheckPIESupported)
+check_pie_supported()
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+if(NOT CMAKE_BUILD_TYPE STREQUAL "Debug" AND NOT BRINDLE_SANITIZE)
+    add_compile_options(-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2 -fstack-protector-strong)
+    if(NOT APPLE)
+        add_compile_options(-fstack-clash-protection)
+        add_link_options(LINKER:-z,relro LINKER:-z,now LINKER:-z,noexecstack LINKER:--as-needed)
+    endif()
+    if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|AMD64)$")
+        add_compile_options(-fcf-protection)
+    elseif(CMAKE_SYSTEM_PROCESSOR MATCHES "^(aarch64|arm64)$")
+        add_compile_options(-mbranch-protection=standard)
+    endif()
+endif()
+
 add_compile_definitions(
     QT_NO_CAST_FROM_ASCII
     QT_NO_CAST_TO_ASCII

@@ -11,7 +11,7 @@ Window {
     signal answered(int index)
 
     title: "Brindle"
-    flags: Qt.Dialog | Qt.CustomizeWindowHint | Qt.WindowTitleHint | Qt.WindowCloseButtonHint
+    flags: (Qt.platform.os === "osx" ? Qt.Sheet : Qt.Dialog) | Qt.CustomizeWindowHint | Qt.WindowTitleHint | Qt.WindowCloseButtonHint
     modality: transientParent ? Qt.WindowModal : Qt.ApplicationModal
     color: Theme.window
     width: 420

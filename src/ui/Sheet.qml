@@ -25,7 +25,7 @@ Loader {
 
         objectName: sheet.objectName + "Window"
         title: sheet.title
-        flags: Qt.Dialog | Qt.CustomizeWindowHint | Qt.WindowTitleHint | Qt.WindowCloseButtonHint
+        flags: (Qt.platform.os === "osx" ? Qt.Sheet : Qt.Dialog) | Qt.CustomizeWindowHint | Qt.WindowTitleHint | Qt.WindowCloseButtonHint
         modality: Qt.WindowModal
         transientParent: below
         color: Theme.window

@@ -4,6 +4,7 @@
 #include "platform/EndSignals.h"
 #include "services/Paths.h"
 #include "services/SteadyClock.h"
+#include "ui/AppIcon.h"
 #include "ui/BrindleApp.h"
 #include "ui/SingleInstance.h"
 #include "ui/Views.h"
@@ -11,6 +12,7 @@
 #include <QDir>
 #include <QGuiApplication>
 #include <QStandardPaths>
+#include <QTimer>
 
 #include <cstdio>
 
@@ -75,5 +77,7 @@ int main(int argc, char *argv[])
     const EndSignals signals_;
     QObject::connect(&signals_, &EndSignals::requested, &launcher, &BrindleApp::end);
     launcher.open();
+    // Behind the first frame, which nobody shall wait for longer.
+    QTimer::singleShot(0, &launcher, [] { QGuiApplication::setWindowIcon(AppIcon::icon()); });
     return QGuiApplication::exec();
 }
