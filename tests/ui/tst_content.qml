@@ -236,6 +236,46 @@ Item {
             compare(model.calls, ["play"]);
         }
 
+        // Whoever plays by keyboard or with a screen reader goes on from where a press left them.
+        function test_playHasTheFocusAgain_data() {
+            return [
+                { tag: "after work", name: "playButton", canCancel: false, running: false },
+                { tag: "after a game", name: "stopButton", canCancel: false, running: true },
+                { tag: "after a cancelled download", name: "cancelButton", canCancel: true, running: false }
+            ];
+        }
+        function test_playHasTheFocusAgain(data) {
+            model.canPlay = false;
+            model.canCancel = data.canCancel;
+            model.gameRunning = data.running;
+            waitForRendering(view);
+            if (data.name !== "playButton") {
+                item(data.name).forceActiveFocus(Qt.TabFocusReason);
+                tryVerify(() => item(data.name).activeFocus);
+            }
+            model.canCancel = false;
+            model.gameRunning = false;
+            model.canPlay = true;
+            tryVerify(() => item("playButton").activeFocus);
+        }
+        function test_focusStaysWhereThePlayerPutIt() {
+            item("aboutButton").forceActiveFocus(Qt.TabFocusReason);
+            model.canPlay = false;
+            waitForRendering(view);
+            model.canPlay = true;
+            waitForRendering(view);
+            wait(0);
+            verify(item("aboutButton").activeFocus);
+        }
+        function test_stopIsNeverGivenTheFocus() {
+            // Or a second press of the key that started the game would end it.
+            model.canPlay = false;
+            model.gameRunning = true;
+            waitForRendering(view);
+            wait(0);
+            verify(!item("stopButton").activeFocus);
+        }
+
         function test_keysScroll() {
             model.hasFailure = true;
             waitForRendering(view);
