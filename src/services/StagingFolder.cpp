@@ -1,35 +1,118 @@
 #include "services/StagingFolder.h"
 
+#include "services/DetachedThreads.h"
 #include "services/Error.h"
 #include "services/Files.h"
+#include "services/FolderLock.h"
 #include "services/SystemError.h"
+#include "services/TreeRemoval.h"
 #include "services/Worker.h"
 
 #include <QDir>
 #include <QFile>
+#include <QRegularExpression>
 #include <QUuid>
 
 #include <cerrno>
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace brindle {
 
-StagingFolder::StagingFolder(QString path) : path_(std::move(path)) {}
+namespace {
 
-QCoro::Task<StagingFolder> StagingFolder::create(QString temporaryFolder)
+struct Made
 {
-    const QString name = prefix + QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper();
-    const QString path = QDir(temporaryFolder).filePath(name);
-    auto make = [temporaryFolder, path] {
-        Files::createFolder(temporaryFolder);
+    QString path;
+    std::shared_ptr<FolderLock> lock;
+};
+
+/// Null when someone who clears leftovers was faster than the lock.
+std::shared_ptr<FolderLock> lockNew(const QString &path)
+{
+    auto lock = std::make_shared<FolderLock>(path);
+    try {
+        return lock->tryLock() == FolderLock::Outcome::taken ? nullptr : lock;
+    } catch (const SystemError &error) {
+        if (error.code == ENOENT) {
+            return nullptr;
+        }
+        rmdir(QFile::encodeName(path).constData());
+        throw;
+    }
+}
+
+/// Blocks.
+Made make(const QString &temporaryFolder)
+{
+    Files::createFolder(temporaryFolder);
+    for (;;) {
+        const QString name =
+            StagingFolder::prefix + QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper();
+        const QString path = QDir(temporaryFolder).filePath(name);
         // For the user alone: the temporary folder may be shared, and what is staged here will run.
         if (mkdir(QFile::encodeName(path).constData(), S_IRWXU) != 0) {
             throw SystemError::fromErrno(errno, path);
         }
-    };
-    co_await runOnWorker(std::move(make));
-    co_return StagingFolder(path);
+        // One that was taken is cleared away by who took it.
+        if (auto lock = lockNew(path)) {
+            return {path, std::move(lock)};
+        }
+    }
+}
+
+/// In its place: a name that only we know would make a leftover of its own when this is
+/// interrupted.
+void removeTree(const QString &path)
+{
+    // The system clears its temporary folder in time, if we can't.
+    (void)TreeRemoval::remove(QFile::encodeName(path));
+}
+
+} // namespace
+
+StagingFolder::StagingFolder(QString path, std::shared_ptr<FolderLock> lock)
+    : path_(std::move(path)), lock_(std::move(lock))
+{}
+
+QCoro::Task<StagingFolder> StagingFolder::create(QString temporaryFolder)
+{
+    auto work = [temporaryFolder] { return make(temporaryFolder); };
+    auto making = runOnWorker(std::move(work));
+    Made made = co_await making;
+    co_return StagingFolder(std::move(made.path), std::move(made.lock));
+}
+
+void StagingFolder::clearLeftovers(const QString &temporaryFolder, const std::stop_token &stop)
+{
+    static const QRegularExpression form(QRegularExpression::anchoredPattern(
+        prefix + QStringLiteral("[0-9A-F]{8}(-[0-9A-F]{4}){3}-[0-9A-F]{12}")));
+    for (const QString &name : Files::names(temporaryFolder)) {
+        if (stop.stop_requested()) {
+            return;
+        }
+        if (!form.match(name).hasMatch()) {
+            continue;
+        }
+        const QString path = QDir(temporaryFolder).filePath(name);
+        try {
+            FolderLock lock(path);
+            if (lock.tryLock() == FolderLock::Outcome::held && lock.isOwn()) {
+                removeTree(path);
+            }
+        } catch (const SystemError &) {
+            // A link, a file, or another user's: not ours.
+        }
+    }
+}
+
+void StagingFolder::startClearingLeftovers(const QString &temporaryFolder)
+{
+    const std::stop_source source;
+    DetachedThreads::start(
+        [temporaryFolder, token = source.get_token()] { clearLeftovers(temporaryFolder, token); },
+        [source]() mutable { source.request_stop(); });
 }
 
 QString StagingFolder::path(const QString &name) const
@@ -39,13 +122,7 @@ QString StagingFolder::path(const QString &name) const
 
 QCoro::Task<> StagingFolder::remove() const
 {
-    auto removeFolder = [path = path_] {
-        try {
-            Files::remove(path);
-        } catch (const Error &) {
-            // The system clears its temporary folder in time.
-        }
-    };
+    auto removeFolder = [path = path_] { removeTree(path); };
     co_await runOnWorker(std::move(removeFolder));
 }
 

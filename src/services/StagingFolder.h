@@ -3,12 +3,18 @@
 #include <QCoroTask>
 #include <QString>
 
+#include <memory>
+#include <stop_token>
+
 namespace brindle {
+
+class FolderLock;
 
 /// A fresh folder "Brindle-" + upper-case UUID in the temporary folder, one per download.
 ///
 /// The owner must await `remove` on every way out. (A destructor cannot: deleting a folder blocks,
-/// and a coroutine's way out may be on the main thread.)
+/// and a coroutine's way out may be on the main thread.) As long as the owner lives, the folder is
+/// locked; that tells it from what a killed launcher left behind.
 class StagingFolder
 {
 public:
@@ -18,6 +24,14 @@ public:
     /// Makes the folder with its parents, on a worker thread. Throws SystemError.
     static QCoro::Task<StagingFolder> create(QString temporaryFolder);
 
+    /// Deletes the staging folders that launchers left which no longer live: real folders of this
+    /// user's with such a name and no owner. Everything else stays, as does what can't be deleted.
+    /// Blocks; returns early when `stop` is requested.
+    static void clearLeftovers(const QString &temporaryFolder, const std::stop_token &stop = {});
+
+    /// The same on a thread of its own, which the end of the program does not wait for.
+    static void startClearingLeftovers(const QString &temporaryFolder);
+
     QString path() const { return path_; }
     /// The path of an entry inside.
     QString path(const QString &name) const;
@@ -26,8 +40,10 @@ public:
     QCoro::Task<> remove() const;
 
 private:
-    explicit StagingFolder(QString path);
+    StagingFolder(QString path, std::shared_ptr<FolderLock> lock);
+
     QString path_;
+    std::shared_ptr<FolderLock> lock_;
 };
 
 } // namespace brindle

@@ -3,6 +3,7 @@
 #include "core/AppModel.h"
 #include "platform/EndSignals.h"
 #include "services/Paths.h"
+#include "services/StagingFolder.h"
 #include "services/SteadyClock.h"
 #include "ui/AppIcon.h"
 #include "ui/BrindleApp.h"
@@ -78,6 +79,9 @@ int main(int argc, char *argv[])
     QObject::connect(&signals_, &EndSignals::requested, &launcher, &BrindleApp::end);
     launcher.open();
     // Behind the first frame, which nobody shall wait for longer.
-    QTimer::singleShot(0, &launcher, [] { QGuiApplication::setWindowIcon(AppIcon::icon()); });
+    QTimer::singleShot(0, &launcher, [] {
+        QGuiApplication::setWindowIcon(AppIcon::icon());
+        StagingFolder::startClearingLeftovers(QDir::tempPath());
+    });
     return QGuiApplication::exec();
 }

@@ -1,14 +1,22 @@
 #include "services/StagingFolder.h"
 #include "services/SystemError.h"
 #include "support/Await.h"
+#include "support/TestChild.h"
 
 #include <QDir>
 #include <QFile>
+#include <QProcess>
 #include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QThread>
+
+#include <atomic>
+#include <memory>
+#include <vector>
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 using brindle::await;
 using brindle::StagingFolder;
@@ -23,7 +31,34 @@ private Q_SLOTS:
     void removesAllThatIsInIt();
     void removingTwiceIsNoFailure();
     void reportsWhyItCantBeMade();
+    void clearsWhatNobodyOwns();
+    void leavesWhatIsInUse();
+    void leavesWhatIsNotOurs_data();
+    void leavesWhatIsNotOurs();
+    void leavesOtherUsersFolders();
+    void leavesLinksAndWhatTheyLeadTo();
+    void clearsOnlyOnceTheOwnerHasBeenKilled();
+    void neverTakesAFolderThatIsJustBeingMade();
+    void clearsOnAThreadOfItsOwn();
+
+private:
+    static QString leftover(const QTemporaryDir &temporary);
 };
+
+/// A staging folder with something in it that no process owns.
+QString StagingFolderTest::leftover(const QTemporaryDir &temporary)
+{
+    const QString path =
+        temporary.filePath(QStringLiteral("Brindle-0A1B2C3D-0000-4000-8000-0123456789AB"));
+    QDir().mkpath(path + QStringLiteral("/out/closed"));
+    QFile file(path + QStringLiteral("/out/closed/godot.zip"));
+    if (!file.open(QIODevice::WriteOnly) || file.write("PK") != 2) {
+        qFatal("the test can't be prepared");
+    }
+    file.close();
+    ::chmod(QFile::encodeName(path + QStringLiteral("/out/closed")).constData(), 0);
+    return path;
+}
 
 void StagingFolderTest::createsAFreshFolderForTheUserAlone()
 {
@@ -77,6 +112,141 @@ void StagingFolderTest::reportsWhyItCantBeMade()
     QFile file(temporary.filePath(QStringLiteral("file")));
     QVERIFY(file.open(QIODevice::WriteOnly));
     QVERIFY_THROWS_EXCEPTION(SystemError, await(StagingFolder::create(file.fileName())));
+}
+
+void StagingFolderTest::clearsWhatNobodyOwns()
+{
+    const QTemporaryDir temporary;
+    leftover(temporary);
+    // Its owner lives, but has let it go without removing it.
+    await(StagingFolder::create(temporary.path()));
+    StagingFolder::clearLeftovers(temporary.path());
+    QCOMPARE(
+        QDir(temporary.path()).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot),
+        QStringList());
+}
+
+void StagingFolderTest::leavesWhatIsInUse()
+{
+    const QTemporaryDir temporary;
+    const StagingFolder folder = await(StagingFolder::create(temporary.path()));
+    QFile file(folder.path(QStringLiteral("godot.zip")));
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.close();
+    leftover(temporary);
+    StagingFolder::clearLeftovers(temporary.path());
+    QCOMPARE(QDir(temporary.path()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot),
+             QStringList{QFileInfo(folder.path()).fileName()});
+    QVERIFY(file.exists());
+}
+
+void StagingFolderTest::leavesWhatIsNotOurs_data()
+{
+    QTest::addColumn<QString>("name");
+    const QString uuid = QStringLiteral("0A1B2C3D-0000-4000-8000-0123456789AB");
+    QTest::newRow("another name") << QString(QStringLiteral("brindle-") + uuid);
+    QTest::newRow("no number") << QStringLiteral("Brindle-");
+    QTest::newRow("another number") << QStringLiteral("Brindle-1234");
+    QTest::newRow("small letters") << QString(QStringLiteral("Brindle-") + uuid.toLower());
+    QTest::newRow("more before") << QString(QStringLiteral("My-Brindle-") + uuid);
+    QTest::newRow("more behind") << QString(QStringLiteral("Brindle-") + uuid +
+                                            QStringLiteral("-1"));
+    QTest::newRow("a line feed behind")
+        << QString(QStringLiteral("Brindle-") + uuid + QStringLiteral("\n"));
+}
+
+void StagingFolderTest::leavesWhatIsNotOurs()
+{
+    QFETCH(const QString, name);
+    const QTemporaryDir temporary;
+    QVERIFY(QDir(temporary.path()).mkdir(name));
+    StagingFolder::clearLeftovers(temporary.path());
+    QVERIFY(QFileInfo(temporary.filePath(name)).isDir());
+}
+
+void StagingFolderTest::leavesOtherUsersFolders()
+{
+    if (::geteuid() != 0) {
+        QSKIP("only root can make another user's folder");
+    }
+    const QTemporaryDir temporary;
+    const QString path = leftover(temporary);
+    constexpr uid_t nobody = 65534;
+    QCOMPARE(::chown(QFile::encodeName(path).constData(), nobody, nobody), 0);
+    StagingFolder::clearLeftovers(temporary.path());
+    QVERIFY(QFile::exists(path + QStringLiteral("/out/closed/godot.zip")));
+}
+
+void StagingFolderTest::leavesLinksAndWhatTheyLeadTo()
+{
+    const QTemporaryDir elsewhere;
+    const QTemporaryDir temporary;
+    const QString target = leftover(elsewhere);
+    const QString link = temporary.filePath(QFileInfo(target).fileName());
+    QVERIFY(QFile::link(target, link));
+    const QString file =
+        temporary.filePath(QStringLiteral("Brindle-FFFFFFFF-0000-4000-8000-0123456789AB"));
+    QFile plain(file);
+    QVERIFY(plain.open(QIODevice::WriteOnly));
+    plain.close();
+    StagingFolder::clearLeftovers(temporary.path());
+    QVERIFY(QFileInfo(link).isSymLink());
+    QVERIFY(QFile::exists(file));
+    QVERIFY(QFile::exists(target + QStringLiteral("/out")));
+}
+
+void StagingFolderTest::clearsOnlyOnceTheOwnerHasBeenKilled()
+{
+    const QTemporaryDir temporary;
+    QProcess other;
+    other.start(brindle::testChild(),
+                {QStringLiteral("staging:") + temporary.path(), QStringLiteral("wait:")});
+    QVERIFY(other.waitForReadyRead());
+    const QString path = QString::fromUtf8(other.readLine()).trimmed();
+    QVERIFY2(QFileInfo(path).isDir(), qPrintable(path));
+
+    StagingFolder::clearLeftovers(temporary.path());
+    QVERIFY(QFileInfo(path).isDir());
+
+    other.kill();
+    QVERIFY(other.waitForFinished());
+    QVERIFY(QFileInfo(path).isDir());
+    StagingFolder::clearLeftovers(temporary.path());
+    QVERIFY(!QFileInfo::exists(path));
+}
+
+void StagingFolderTest::neverTakesAFolderThatIsJustBeingMade()
+{
+    const QTemporaryDir temporary;
+    std::atomic<bool> done = false;
+    const std::unique_ptr<QThread> sweeper(QThread::create([&] {
+        while (!done) {
+            StagingFolder::clearLeftovers(temporary.path());
+        }
+    }));
+    sweeper->start();
+    constexpr int count = 300;
+    std::vector<StagingFolder> folders;
+    for (int i = 0; i < count; ++i) {
+        folders.push_back(await(StagingFolder::create(temporary.path())));
+    }
+    done = true;
+    sweeper->wait();
+    for (const StagingFolder &folder : folders) {
+        QVERIFY(QFileInfo(folder.path()).isDir());
+    }
+    // And nothing of those that the sweeper was faster with.
+    StagingFolder::clearLeftovers(temporary.path());
+    QCOMPARE(QDir(temporary.path()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot).size(),
+             count);
+}
+
+void StagingFolderTest::clearsOnAThreadOfItsOwn()
+{
+    const QTemporaryDir temporary;
+    const QString path = leftover(temporary);
+    StagingFolder::startClearingLeftovers(temporary.path());
+    QTRY_VERIFY(!QFileInfo::exists(path));
 }
 
 QTEST_GUILESS_MAIN(StagingFolderTest)

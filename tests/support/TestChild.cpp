@@ -24,6 +24,7 @@
 //   wait:                waits until a signal ends it, a minute at most
 //   signal:N             dies of a signal, without a core file
 //   exit:N               ends with a code
+//   staging:FOLDER       makes a staging folder there, prints its path in one line, and goes on
 //   launcher:PROGRAM     runs a program on the rest of the arguments, as TestLauncher.h says
 
 #include "TestLauncher.h"
@@ -245,6 +246,8 @@ bool simpleStep(const std::string &verb, const std::string &argument)
     } else if (verb == "env") {
         const char *value = std::getenv(argument.c_str());
         print(value ? value : "(unset)");
+    } else if (verb == "staging") {
+        print(brindle::makeTestStaging(argument));
     } else if (verb == "gate") {
         passGate(argument);
     } else if (verb == "touch") {

@@ -1,6 +1,8 @@
 #include "TestLauncher.h"
 
 #include "services/ManagedProcess.h"
+#include "services/StagingFolder.h"
+#include "support/Await.h"
 
 #include <QCoreApplication>
 
@@ -45,6 +47,18 @@ int runTestLauncher(const std::string &program, const std::vector<std::string> &
     child = std::make_shared<ManagedProcess>(QString::fromStdString(program), list, onLine);
     quitWithChild(child);
     return QCoreApplication::exec();
+}
+
+std::string makeTestStaging(const std::string &temporaryFolder)
+{
+    std::string name = "testlauncher";
+    int count = 1;
+    char *values[] = {name.data(), nullptr};
+    const QCoreApplication application(count, values);
+    // Never destroyed: it is given up only with the process.
+    static const auto *const staging =
+        new StagingFolder(await(StagingFolder::create(QString::fromStdString(temporaryFolder))));
+    return staging->path().toStdString();
 }
 
 } // namespace brindle

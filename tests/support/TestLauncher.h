@@ -10,4 +10,7 @@ namespace brindle {
 /// it has asked the child to end. Returns the child's status, or 0 after one of these lines.
 int runTestLauncher(const std::string &program, const std::vector<std::string> &arguments);
 
+/// Makes a staging folder that stays this process's until it ends. Returns its path.
+std::string makeTestStaging(const std::string &temporaryFolder);
+
 } // namespace brindle
