@@ -1,5 +1,6 @@
 #include "services/Redirect.h"
 
+#include "services/PlainHttp.h"
 #include "services/TransferError.h"
 
 #include <curl/curl.h>
@@ -44,11 +45,10 @@ void check(const QUrl &from, const QUrl &to)
             TransferError::Code::failed,
             QStringLiteral("The server redirected to an address that can't be used."));
     }
-    if (!secure && hasScheme(from, QLatin1String("https"))) {
-        throw TransferError(
-            TransferError::Code::failed,
-            QStringLiteral(
-                "The server redirected to an insecure address, which was not followed."));
+    if (PlainHttp::isRefused(to) || (!secure && hasScheme(from, QLatin1String("https")))) {
+        throw TransferError(TransferError::Code::failed,
+                            QStringLiteral("The server redirected to an insecure address (plain "
+                                           "http), which was not followed."));
     }
 }
 

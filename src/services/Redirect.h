@@ -13,8 +13,8 @@ public:
     static bool isOne(int status);
 
     /// The address that `location` names when `from` has answered with it, by libcurl's own rules,
-    /// which forgive what servers send. Throws TransferError for anything but http and https, and
-    /// for a way from https to http.
+    /// which forgive what servers send. Throws TransferError for anything but http and https, for
+    /// a way from https to http, and for plain http that would leave this machine.
     static QUrl target(const QUrl &from, const QByteArray &location);
 };
 

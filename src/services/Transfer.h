@@ -18,7 +18,8 @@ class TransferJob;
 
 /// One HTTP(S) GET with libcurl on a worker thread of its own, which is its serial event queue.
 ///
-/// Follows up to 20 redirects, never from https to http. 60 seconds without a byte are a time-out,
+/// Plain http is refused except to this machine itself (see PlainHttp). Follows up to 20 redirects,
+/// never from https to http. 60 seconds without a byte are a time-out,
 /// however long the whole takes. A body shorter than announced is a failure, as is one in a
 /// content encoding; of one that is longer, the announced length counts. Uses the system's proxy
 /// settings. Memory stays flat. The object may be dropped while `run` is under way, which goes on.

@@ -1,6 +1,7 @@
 #include "services/TransferJob.h"
 
 #include "services/DetachedThreads.h"
+#include "services/PlainHttp.h"
 #include "services/Redirect.h"
 #include "services/SystemProxy.h"
 #include "services/Transfer.h"
@@ -125,6 +126,11 @@ void TransferJob::work()
 
 TransferResult TransferJob::perform()
 {
+    if (PlainHttp::isRefused(url_)) {
+        throw failure(QStringLiteral("The address %1 is not secure (plain http), so nothing was "
+                                     "downloaded from it.")
+                          .arg(url_.toDisplayString()));
+    }
     const std::unique_ptr<CURL, EasyCleanup> easy(curl_easy_init());
     easy_ = easy.get();
     if (!easy_) {

@@ -86,9 +86,13 @@ struct Setup
     QCoro::Task<QString> install() { return repo->installGame(progress, stop.get_token()); }
     QCoro::Task<> fetch(const QString &where = QStringLiteral("addons/one"))
     {
+        return fetch(where, server.url().toString() + QStringLiteral("/a/one.git"));
+    }
+    QCoro::Task<> fetch(const QString &where, const QString &url)
+    {
         ProjectInfo info;
         info.repoRoot = path("repository");
-        info.submodules = {{where, server.url().toString() + QStringLiteral("/a/one.git")}};
+        info.submodules = {{where, url}};
         return repo->fetchSubmodules(
             info, progress,
             [this](const QString &line) {
@@ -129,6 +133,29 @@ private Q_SLOTS:
     {
         QCOMPARE(RepoDownloader::repositoryPage(QUrl(QStringLiteral("https://code.example"))),
                  QUrl(QStringLiteral("https://code.example/tessel-works/godot-brindle")));
+    }
+
+    void plainHttpIsRefused()
+    {
+        Setup setup;
+        const QUrl insecure(QStringLiteral("http://code.invalid"));
+        setup.repo = std::make_unique<RepoDownloader>(insecure, setup.root(), setup.temporary(),
+                                                      QStringLiteral(BRINDLE_DITTO));
+        QCOMPARE(thrownBy(setup.install()),
+                 QStringLiteral("The address http://code.invalid%1 is not secure (plain http), so "
+                                "nothing was downloaded from it.")
+                     .arg(QString::fromLatin1(gameTarget)));
+        // The game came safely, but its list of add-ons names another way.
+        setup.repo = std::make_unique<RepoDownloader>(QUrl(QStringLiteral("https://code.invalid")),
+                                                      setup.root(), setup.temporary(),
+                                                      QStringLiteral(BRINDLE_DITTO));
+        QCOMPARE(thrownBy(setup.fetch(QStringLiteral("addons/one"),
+                                      QStringLiteral("http://code.invalid/a/one.git"))),
+                 QStringLiteral("The address http://code.invalid%1 is not secure (plain http), so "
+                                "nothing was downloaded from it.")
+                     .arg(QString::fromLatin1(addonTarget)));
+        QVERIFY(!QFileInfo::exists(setup.addon("addons/one")));
+        QCOMPARE(Files::names(setup.temporary()), QStringList());
     }
 
     void progressIsPassedOn()

@@ -47,7 +47,7 @@ namespace {
 
 QUrl silentUrl()
 {
-    return QUrl(QStringLiteral("http://%1/file").arg(QString::fromLatin1(silentName)));
+    return QUrl(QStringLiteral("https://%1/file").arg(QString::fromLatin1(silentName)));
 }
 
 /// A server that sends a beginning and then nothing, and says when it has.
