@@ -6,6 +6,7 @@
 #include "services/SystemProxy.h"
 #include "services/Transfer.h"
 #include "services/TransferError.h"
+#include "services/TrustStore.h"
 
 #include <signal.h>
 
@@ -187,6 +188,19 @@ TransferJob::Hop TransferJob::request(const QUrl &url)
     return {static_cast<int>(status), headerValue(easy_, "Location")};
 }
 
+QByteArray TransferJob::trustedCertificates() const
+{
+    if (!options_.caFile.isEmpty()) {
+        return options_.caFile.toLocal8Bit();
+    }
+    char *builtIn = nullptr;
+    curl_easy_getinfo(easy_, CURLINFO_CAINFO, &builtIn);
+    // Without a file of its own libcurl asks the system's store.
+    return builtIn ? TrustStore::file(QString::fromLocal8Bit(builtIn), TrustStore::places())
+                         .toLocal8Bit()
+                   : QByteArray();
+}
+
 void TransferJob::prepare(const QUrl &url)
 {
     const QByteArray address = url.toEncoded(QUrl::RemoveFragment);
@@ -209,8 +223,9 @@ void TransferJob::prepare(const QUrl &url)
     curl_easy_setopt(easy_, CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
     curl_easy_setopt(easy_, CURLOPT_ERRORBUFFER, errorText_);
     errorText_[0] = '\0';
-    if (!options_.caFile.isEmpty()) {
-        curl_easy_setopt(easy_, CURLOPT_CAINFO, options_.caFile.toLocal8Bit().constData());
+    const QByteArray trusted = trustedCertificates();
+    if (!trusted.isEmpty()) {
+        curl_easy_setopt(easy_, CURLOPT_CAINFO, trusted.constData());
     }
     curl_easy_setopt(easy_, CURLOPT_HEADERFUNCTION, &TransferJob::onHeader);
     curl_easy_setopt(easy_, CURLOPT_HEADERDATA, this);

@@ -53,6 +53,8 @@ private:
     void work();
     TransferResult perform();
     Hop request(const QUrl &url);
+    /// The file of certificates to trust; empty to leave that to libcurl.
+    QByteArray trustedCertificates() const;
     void prepare(const QUrl &url);
     CURLcode drive();
     void checkCancelled() const;

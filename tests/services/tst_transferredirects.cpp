@@ -1,6 +1,7 @@
 #include "http/HttpServer.h"
 #include "services/PlainHttp.h"
 #include "services/Transfer.h"
+#include "services/TrustStore.h"
 
 #include "Outcome.h"
 #include "TestCertificate.h"
@@ -57,6 +58,7 @@ private Q_SLOTS:
     void fromHttpToHttps();
     void neverFromHttpsToHttp();
     void neverFromHttpsToHttpLaterEither();
+    void findsTheSystemsCertificates();
     void plainHttp_data();
     void plainHttp();
     void plainHttpIsNotAskedFor_data();
@@ -270,6 +272,18 @@ void TestTransferRedirects::neverFromHttpsToHttpLaterEither()
     QVERIFY(fetch(startOf(first), trusting_).failedWith(TransferError::Code::failed));
     QCOMPARE(third.requestCount(), 1);
     QCOMPARE(last.requestCount(), 0);
+}
+
+void TestTransferRedirects::findsTheSystemsCertificates()
+{
+    const QString there = trusting_.caFile;
+    const QString missing = folder_.filePath(QStringLiteral("missing"));
+    const QStringList others{missing, there, folder_.path()};
+    QCOMPARE(TrustStore::file(there, {missing}), there);
+    QCOMPARE(TrustStore::file(missing, others), there);
+    QCOMPARE(TrustStore::file({}, others), there);
+    QCOMPARE(TrustStore::file(missing, {missing}), QString());
+    QVERIFY(QDir::isAbsolutePath(TrustStore::places().first()));
 }
 
 void TestTransferRedirects::plainHttp_data()
