@@ -1,0 +1,67 @@
+# Puts the libraries, plugins and QML modules that an installed tree needs beside its programs, so
+# that it runs from any folder of any system that is not older than this one and has a display.
+#
+# usage: cmake -DTREE=<installed prefix> -DQT_PLUGINS=<folder> -DQT_QML=<folder> -P Portable.cmake
+cmake_minimum_required(VERSION 3.25)
+
+foreach(variable TREE QT_PLUGINS QT_QML)
+    if(NOT IS_DIRECTORY "${${variable}}")
+        message(FATAL_ERROR "${variable} is not a folder: \"${${variable}}\"")
+    endif()
+endforeach()
+find_program(patchelf patchelf REQUIRED)
+
+set(libraries "${TREE}/lib/brindle")
+set(plugins "${libraries}/plugins")
+set(qml "${libraries}/qml")
+file(MAKE_DIRECTORY "${libraries}")
+
+# Wayland's desktops show X11's windows too.
+file(COPY "${QT_PLUGINS}/platforms/libqxcb.so" DESTINATION "${plugins}/platforms")
+file(COPY "${QT_PLUGINS}/platforminputcontexts/" DESTINATION "${plugins}/platforminputcontexts")
+foreach(module QtQml QtQml/Models QtQml/WorkerScript QtQuick QtQuick/Templates QtQuick/Window)
+    file(GLOB parts "${QT_QML}/${module}/qmldir" "${QT_QML}/${module}/*.so")
+    if(NOT parts)
+        message(FATAL_ERROR "QML module not found: ${module}")
+    endif()
+    file(COPY ${parts} DESTINATION "${qml}/${module}")
+endforeach()
+# Where Qt looks for them, seen from the program's folder (Qt's documentation, "Using qt.conf").
+file(WRITE "${TREE}/bin/qt.conf"
+    "[Paths]\nPrefix=..\nPlugins=lib/brindle/plugins\nQmlImports=lib/brindle/qml\n")
+
+file(GLOB_RECURSE loaded "${plugins}/*.so" "${qml}/*.so")
+set(programs "${TREE}/bin/brindle" "${TREE}/libexec/brindle/ditto")
+
+# What every desktop has, and what must be the system's own because it talks to the system's
+# services, drivers and settings.
+set(of_the_system
+    ld-linux.* libc libm libdl libpthread librt libresolv libutil libgcc_s libstdc\\+\\+
+    libGL libEGL libGLX libGLdispatch libOpenGL libdrm libgbm libvulkan
+    libX11 libX11-xcb libXau libXdmcp libxcb libICE libSM libwayland-.*
+    libfontconfig libfreetype libharfbuzz libexpat libz libuuid libcom_err libudev libsystemd
+    libglib-2 libgobject-2 libgio-2 libgmodule-2 libdbus-1 libp11-kit libgmp libnsl libcap
+    libselinux libblkid libmount)
+list(TRANSFORM of_the_system APPEND "\\.(so|0\\.so).*")
+list(TRANSFORM of_the_system PREPEND "^")
+file(GET_RUNTIME_DEPENDENCIES
+    EXECUTABLES ${programs}
+    MODULES ${loaded}
+    RESOLVED_DEPENDENCIES_VAR needed
+    UNRESOLVED_DEPENDENCIES_VAR missing
+    PRE_EXCLUDE_REGEXES ${of_the_system})
+if(missing)
+    message(FATAL_ERROR "Not found: ${missing}")
+endif()
+foreach(library ${needed})
+    file(INSTALL "${library}" DESTINATION "${libraries}" FOLLOW_SYMLINK_CHAIN)
+endforeach()
+
+# DT_RPATH rather than DT_RUNPATH: it holds for what the libraries need in turn. Unlike a variable
+# in the environment, the engine does not inherit it.
+function(look_for_libraries_in folder)
+    execute_process(COMMAND "${patchelf}" --force-rpath --set-rpath "${folder}" ${ARGN}
+        COMMAND_ERROR_IS_FATAL ANY)
+endfunction()
+look_for_libraries_in("$ORIGIN/../lib/brindle" "${TREE}/bin/brindle")
+look_for_libraries_in("$ORIGIN/../../lib/brindle" "${TREE}/libexec/brindle/ditto")
