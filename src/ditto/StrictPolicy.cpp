@@ -1,6 +1,6 @@
 #include "ditto/StrictPolicy.h"
 
-#include "ditto/ArchiveError.h"
+#include "ditto/ArchiveLayout.h"
 #include "ditto/DirectoryCheck.h"
 #include "ditto/StrictTreeWriter.h"
 
@@ -8,10 +8,9 @@ namespace brindle {
 
 std::unique_ptr<ArchiveReader> StrictPolicy::open(const std::string &archive) const
 {
+    const ArchiveLayout layout = ArchiveLayout::read(archive, DirectoryCheck::mostEntries);
     auto reader = std::make_unique<ArchiveReader>(archive);
-    if (reader->count() > DirectoryCheck::mostEntries) {
-        throw ArchiveError("too many entries");
-    }
+    layout.compare(reader->entries());
     return reader;
 }
 

@@ -1,0 +1,310 @@
+#include "ditto/ArchiveLayout.h"
+
+#include "ditto/ArchiveError.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <string_view>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <utility>
+
+namespace brindle {
+
+namespace {
+
+constexpr std::string_view localSignature = "PK\x03\x04";
+constexpr std::string_view recordSignature = "PK\x01\x02";
+constexpr std::string_view endSignature = "PK\x05\x06";
+constexpr std::string_view zip64EndSignature = "PK\x06\x06";
+constexpr std::string_view locatorSignature = "PK\x06\x07";
+constexpr uint64_t signatureSize = 4;
+constexpr uint64_t localSize = 30;
+constexpr uint64_t endSize = 22;
+constexpr uint64_t zip64EndSize = 56;
+constexpr uint64_t locatorSize = 20;
+constexpr uint64_t longestComment = 0xFFFF;
+constexpr uint64_t elsewhere16 = 0xFFFF;     // the value is in a zip64 field
+constexpr uint64_t elsewhere32 = 0xFFFFFFFF; // likewise
+constexpr uint64_t zip64Field = 0x0001;
+constexpr uint64_t unicodePathField = 0x7075;
+
+} // namespace
+
+class ArchiveLayout::File
+{
+public:
+    explicit File(const std::string &path) : descriptor_(open(path.c_str(), O_RDONLY | O_CLOEXEC))
+    {
+        struct stat found{};
+        if (descriptor_ < 0 || fstat(descriptor_, &found) != 0) {
+            const std::string why = std::strerror(errno);
+            closeIfOpen();
+            throw ArchiveError("can't open the archive: " + why);
+        }
+        size_ = static_cast<uint64_t>(found.st_size);
+    }
+    ~File() { closeIfOpen(); }
+    File(const File &) = delete;
+    File &operator=(const File &) = delete;
+
+    uint64_t size() const { return size_; }
+
+    std::string read(uint64_t offset, uint64_t count) const
+    {
+        if (offset > size_ || count > size_ - offset) {
+            throw ArchiveError("a part of the archive beyond its end");
+        }
+        std::string bytes(count, '\0');
+        for (uint64_t done = 0; done < count;) {
+            const ssize_t now = pread(descriptor_, bytes.data() + done, count - done,
+                                      static_cast<off_t>(offset + done));
+            if (now < 0 && errno == EINTR) {
+                continue;
+            }
+            if (now <= 0) {
+                throw ArchiveError("can't read the archive: " +
+                                   std::string(now < 0 ? std::strerror(errno) : "it was cut"));
+            }
+            done += static_cast<uint64_t>(now);
+        }
+        return bytes;
+    }
+
+private:
+    void closeIfOpen() const
+    {
+        if (descriptor_ >= 0) {
+            close(descriptor_);
+        }
+    }
+
+    int descriptor_;
+    uint64_t size_ = 0;
+};
+
+/// Takes one field after the other from a piece of the archive.
+class ArchiveLayout::Fields
+{
+public:
+    explicit Fields(std::string_view bytes) : bytes_(bytes) {}
+
+    bool atEnd() const { return bytes_.empty(); }
+    bool has(uint64_t count) const { return bytes_.size() >= count; }
+
+    std::string_view take(uint64_t count)
+    {
+        if (!has(count)) {
+            throw ArchiveError("a directory that is cut short");
+        }
+        const std::string_view taken = bytes_.substr(0, count);
+        bytes_.remove_prefix(count);
+        return taken;
+    }
+    /// A number of `width` bytes, the lowest first.
+    uint64_t number(uint64_t width)
+    {
+        uint64_t value = 0;
+        const std::string_view bytes = take(width);
+        for (size_t i = width; i > 0; --i) {
+            value = (value << 8U) | static_cast<unsigned char>(bytes[i - 1]);
+        }
+        return value;
+    }
+    void expect(std::string_view signature, const char *what)
+    {
+        if (take(signatureSize) != signature) {
+            throw ArchiveError(std::string(what) + " is not where it should be");
+        }
+    }
+
+private:
+    std::string_view bytes_;
+};
+
+ArchiveLayout ArchiveLayout::read(const std::string &path, uint64_t mostEntries)
+{
+    const File file(path);
+    const Directory directory = findDirectory(file);
+    if (directory.count > mostEntries) {
+        throw ArchiveError("too many entries");
+    }
+    if (directory.size > mostDirectoryBytes) {
+        throw ArchiveError("too large a directory");
+    }
+    ArchiveLayout layout;
+    layout.places_.reserve(directory.count);
+    const std::string bytes = file.read(directory.offset, directory.size);
+    Fields fields(bytes);
+    while (!fields.atEnd() && layout.places_.size() < directory.count) {
+        layout.places_.push_back(readPlace(fields));
+    }
+    if (!fields.atEnd() || layout.places_.size() != directory.count) {
+        throw ArchiveError("a directory with more or fewer entries than announced");
+    }
+    checkPlaces(file, layout.places_, directory.offset);
+    return layout;
+}
+
+void ArchiveLayout::compare(const std::vector<ArchiveEntry> &entries) const
+{
+    const auto agree = [](const Place &place, const ArchiveEntry &entry) {
+        return (place.name == entry.name || place.unicodeName == entry.name) &&
+               place.size == entry.size && place.packedSize == entry.packedSize;
+    };
+    if (!std::equal(places_.begin(), places_.end(), entries.begin(), entries.end(), agree)) {
+        throw ArchiveError("a directory that can be read in two ways");
+    }
+}
+
+ArchiveLayout::Directory ArchiveLayout::findDirectory(const File &file)
+{
+    const uint64_t tailSize = std::min(file.size(), endSize + longestComment);
+    const std::string tail = file.read(file.size() - tailSize, tailSize);
+    const auto endsFile = [&tail](size_t position) {
+        if (tail.size() - position < endSize) {
+            return false;
+        }
+        Fields comment(std::string_view(tail).substr(position + endSize - 2));
+        return comment.number(2) == tail.size() - position - endSize;
+    };
+    const size_t position = tail.rfind(endSignature);
+    if (position == std::string::npos) {
+        throw ArchiveError("no zip archive, or one that is cut short");
+    }
+    if (!endsFile(position)) {
+        throw ArchiveError("something after the archive's end");
+    }
+    for (size_t other = tail.find(endSignature); other < position;
+         other = tail.find(endSignature, other + 1)) {
+        if (endsFile(other)) {
+            throw ArchiveError("two end records");
+        }
+    }
+
+    Fields end(std::string_view(tail).substr(position + signatureSize));
+    const uint64_t disks = end.number(4);
+    const uint64_t countHere = end.number(2);
+    const Directory directory{end.number(2), end.number(4), end.number(4)};
+    if (countHere != directory.count || (disks != 0 && disks != elsewhere32)) {
+        throw ArchiveError("an archive of several parts");
+    }
+    uint64_t endOffset = file.size() - tailSize + position;
+    Directory found = directory;
+    if (endOffset >= locatorSize &&
+        file.read(endOffset - locatorSize, signatureSize) == locatorSignature) {
+        found = readZip64End(file, endOffset - locatorSize);
+        const auto differs = [](uint64_t value, uint64_t wide, uint64_t elsewhere) {
+            return value != wide && value != elsewhere;
+        };
+        if (differs(directory.count, found.count, elsewhere16) ||
+            differs(directory.size, found.size, elsewhere32) ||
+            differs(directory.offset, found.offset, elsewhere32)) {
+            throw ArchiveError("two end records that disagree");
+        }
+        endOffset -= locatorSize + zip64EndSize;
+    }
+    if (found.offset > endOffset || found.size != endOffset - found.offset) {
+        throw ArchiveError("the directory is not where it should be");
+    }
+    return found;
+}
+
+ArchiveLayout::Directory ArchiveLayout::readZip64End(const File &file, uint64_t locator)
+{
+    if (locator < zip64EndSize) {
+        throw ArchiveError("the zip64 end record is not where it should be");
+    }
+    const uint64_t place = locator - zip64EndSize;
+    const std::string bytes = file.read(place, zip64EndSize + locatorSize);
+    Fields record(bytes);
+    record.expect(zip64EndSignature, "the zip64 end record");
+    // Its size without what tells it. A longer one would hold what nobody knows.
+    if (record.number(8) != zip64EndSize - signatureSize - sizeof(uint64_t)) {
+        throw ArchiveError("a zip64 end record of another size");
+    }
+    record.take(4); // versions
+    const uint64_t disks = record.number(8);
+    const uint64_t countHere = record.number(8);
+    const Directory directory{record.number(8), record.number(8), record.number(8)};
+    record.expect(locatorSignature, "the zip64 locator");
+    const uint64_t disk = record.number(4);
+    if (record.number(8) != place) {
+        throw ArchiveError("the zip64 end record is not where it should be");
+    }
+    if (disks != 0 || disk != 0 || countHere != directory.count) {
+        throw ArchiveError("an archive of several parts");
+    }
+    return directory;
+}
+
+ArchiveLayout::Place ArchiveLayout::readPlace(Fields &directory)
+{
+    constexpr uint64_t upToSizes = 16;     // versions, flags, method, time, checksum
+    constexpr uint64_t upToOffset = 6 + 2; // attributes, after the number of the disk
+    directory.expect(recordSignature, "an entry of the directory");
+    directory.take(upToSizes);
+    Place place;
+    place.packedSize = directory.number(4);
+    place.size = directory.number(4);
+    const uint64_t nameSize = directory.number(2);
+    const uint64_t extraSize = directory.number(2);
+    const uint64_t commentSize = directory.number(2);
+    directory.take(upToOffset);
+    place.offset = directory.number(4);
+    place.name = directory.take(nameSize);
+    readExtra(Fields(directory.take(extraSize)), place);
+    directory.take(commentSize);
+    return place;
+}
+
+void ArchiveLayout::readExtra(Fields extra, Place &place)
+{
+    constexpr uint64_t beforeUnicodeName = 1 + 4; // version and checksum
+    bool isWide = false;
+    while (extra.has(4)) { // some writers pad with less
+        const uint64_t kind = extra.number(2);
+        const std::string_view content = extra.take(extra.number(2));
+        if (kind == zip64Field && !std::exchange(isWide, true)) {
+            Fields numbers(content);
+            for (uint64_t *value : {&place.size, &place.packedSize, &place.offset}) {
+                if (*value == elsewhere32) {
+                    *value = numbers.number(8);
+                }
+            }
+        } else if (kind == zip64Field) {
+            throw ArchiveError("a directory that can be read in two ways");
+        } else if (kind == unicodePathField && content.size() > beforeUnicodeName) {
+            place.unicodeName = content.substr(beforeUnicodeName);
+        }
+    }
+}
+
+void ArchiveLayout::checkPlaces(const File &file, const std::vector<Place> &places, uint64_t end)
+{
+    std::vector<std::pair<uint64_t, uint64_t>> extents; // from, to
+    extents.reserve(places.size());
+    for (const Place &place : places) {
+        const std::string bytes = file.read(place.offset, localSize);
+        Fields header(bytes);
+        header.expect(localSignature, "an entry");
+        header.take(localSize - signatureSize - 4);
+        const uint64_t nameSize = header.number(2);
+        const uint64_t extraSize = header.number(2);
+        const uint64_t start = place.offset + localSize + nameSize + extraSize;
+        if (start > end || place.packedSize > end - start) {
+            throw ArchiveError("an entry that reaches into the directory");
+        }
+        extents.emplace_back(place.offset, start + place.packedSize);
+    }
+    std::sort(extents.begin(), extents.end());
+    for (size_t i = 1; i < extents.size(); ++i) {
+        if (extents[i].first < extents[i - 1].second) {
+            throw ArchiveError("entries that lie upon each other");
+        }
+    }
+}
+
+} // namespace brindle

@@ -1,0 +1,55 @@
+#pragma once
+
+#include "ditto/ArchiveEntry.h"
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace brindle {
+
+/// Where the parts of a zip archive lie in its file (APPNOTE.TXT 4.3), read apart from the library
+/// that unpacks it: the library takes the first reading that makes sense to it, and an archive that
+/// can be read in two ways, or whose entries share their bytes, shows each reader something else.
+class ArchiveLayout
+{
+public:
+    static constexpr uint64_t mostDirectoryBytes = 256ULL << 20U;
+
+    /// Reads the end record, the directory and the entries' own headers. Throws ArchiveError unless
+    /// the file is one archive: one end record, at the very end; a directory right before it, with
+    /// as many entries as announced and at most `mostEntries`; and entries that lie before it and
+    /// not upon each other. Bytes between the parts do no harm.
+    static ArchiveLayout read(const std::string &path, uint64_t mostEntries);
+
+    /// Throws ArchiveError unless the library has read the same directory.
+    void compare(const std::vector<ArchiveEntry> &entries) const;
+
+private:
+    struct Place
+    {
+        std::string name;
+        std::string unicodeName; // of an Info-ZIP field, which some read in the name's place
+        uint64_t size = 0;
+        uint64_t packedSize = 0;
+        uint64_t offset = 0;
+    };
+    struct Directory
+    {
+        uint64_t count = 0;
+        uint64_t size = 0;
+        uint64_t offset = 0;
+    };
+    class File;
+    class Fields;
+
+    static Directory findDirectory(const File &file);
+    static Directory readZip64End(const File &file, uint64_t locator);
+    static Place readPlace(Fields &directory);
+    static void readExtra(Fields extra, Place &place);
+    static void checkPlaces(const File &file, const std::vector<Place> &places, uint64_t end);
+
+    std::vector<Place> places_;
+};
+
+} // namespace brindle
