@@ -9,6 +9,12 @@ namespace brindle {
 class RawZip
 {
 public:
+    // Modes as Unix stores them.
+    static constexpr quint32 file644 = 0100644;
+    static constexpr quint32 file755 = 0100755;
+    static constexpr quint32 folder755 = 0040755;
+    static constexpr quint32 link777 = 0120777;
+
     struct Entry
     {
         QByteArray name;
@@ -22,11 +28,40 @@ public:
         int method = -1;
         int flags = -1;
         QByteArray localName{};
+        QByteArray packed{}; ///< the packed bytes; `content` is not looked at
+        qint64 localSize = -1;
+        qint64 localCrc = -1;
+        int localMethod = -1;
+        qint64 offset = -1;
+        // Further fields.
+        QByteArray extra{};      ///< in the directory
+        QByteArray localExtra{}; ///< in the entry's own header
+        bool zip64 = false;      ///< sizes in a field of eight bytes each, both times
+        bool descriptor = false; ///< checksum and sizes behind the data instead of before it
+    };
+
+    /// What surrounds the entries, and its lies.
+    struct Frame
+    {
+        QByteArray comment{};
+        QByteArray prefix{};       ///< before everything
+        bool prefixCounted = true; ///< offsets count from the prefix's start
+        bool zip64 = false;        ///< a zip64 end record too; always when it is needed
+        qint64 count = -1;         ///< of entries
+        qint64 directorySize = -1; ///< in bytes
+        qint64 directoryOffset = -1;
+        qint64 zip64Offset = -1; ///< of the zip64 end record
+        qint64 zip64Count = -1;  ///< of entries, in the zip64 end record
+        bool saturated = true;   ///< with zip64, the other end record says "look there"
     };
 
     RawZip &add(const Entry &entry);
-    /// The archive. `comment` goes into the end record.
-    QByteArray bytes(const QByteArray &comment = {}) const;
+    QByteArray bytes() const { return bytes(Frame{}); }
+    QByteArray bytes(const Frame &frame) const;
+
+    /// An entry's own header, without its data.
+    static QByteArray localHeader(const Entry &entry);
+    static quint32 checksum(const QByteArray &content);
 
 private:
     QList<Entry> entries_;

@@ -1,0 +1,18 @@
+#pragma once
+
+#include <QByteArray>
+
+#include <functional>
+
+namespace brindle {
+
+/// One archive of the corpus.
+struct CorpusCase
+{
+    const char *name;
+    std::function<QByteArray()> archive; ///< made when asked for, as some are large
+    QByteArray why{};     ///< a piece of the refusal's line; empty when a library words it
+    bool escapes = false; ///< without checks and walls it changes the surroundings
+};
+
+} // namespace brindle

@@ -1,0 +1,269 @@
+#include "DamagedCorpus.h"
+
+#include "Bombs.h"
+#include "RawZip.h"
+
+namespace brindle {
+
+namespace {
+
+constexpr quint32 file644 = RawZip::file644;
+constexpr qint64 gigabyte = 1LL << 30;
+
+/// A good file first, so that a refusal that comes too late leaves something behind.
+QByteArray with(const RawZip::Entry &entry, const RawZip::Frame &frame = {})
+{
+    return RawZip().add({"first.txt", "first", file644}).add(entry).bytes(frame);
+}
+
+/// A file of 5000 bytes, deflated, of which `lie` changes what is said.
+CorpusCase lying(const char *name, void (*lie)(RawZip::Entry &), const QByteArray &why = {})
+{
+    return {name,
+            [=] {
+                RawZip::Entry entry{"x", QByteArray(5000, 'a'), file644, true};
+                lie(entry);
+                return with(entry);
+            },
+            why};
+}
+
+/// The same archive with a frame that lies.
+CorpusCase framed(const char *name, void (*lie)(RawZip::Frame &), const QByteArray &why = {})
+{
+    return {name,
+            [=] {
+                RawZip::Frame frame;
+                lie(frame);
+                return with({"x", QByteArray(5000, 'a'), file644, true}, frame);
+            },
+            why};
+}
+
+QList<CorpusCase> lies()
+{
+    return {
+        lying("encrypted", [](auto &e) { e.flags = 0x801; }),
+        lying("strongly encrypted", [](auto &e) { e.flags = 0x841; }),
+        lying(
+            "unknown method 12", [](auto &e) { e.method = 12; }, "method"),
+        lying("unknown method 99", [](auto &e) { e.method = 99; }),
+        lying(
+            "deflate64", [](auto &e) { e.method = 9; }, "method"),
+        lying(
+            "bad checksum", [](auto &e) { e.crc = 1; }, "checksum"),
+        lying(
+            "bad checksum, stored",
+            [](auto &e) {
+                e.deflated = false;
+                e.crc = 1;
+            },
+            "checksum"),
+        lying(
+            "more than announced", [](auto &e) { e.size = 10; }, "more bytes"),
+        lying(
+            "less than announced", [](auto &e) { e.size = 6000; }, "fewer bytes"),
+        lying("packed size too small", [](auto &e) { e.packedSize = 5; }),
+        lying("packed size too large", [](auto &e) { e.packedSize = 60; }),
+        lying("packed size beyond the end", [](auto &e) { e.packedSize = 900'000; }),
+        lying(
+            "stored sizes disagree",
+            [](auto &e) {
+                e.deflated = false;
+                e.size = 2;
+            },
+            "disagree"),
+        lying(
+            "not deflated at all", [](auto &e) { e.packed = "\xff\xff\xff\xff"; }, "damaged data"),
+        lying(
+            "deflated data that ends early", [](auto &e) { e.packed = QByteArray("\x03\x00", 2); },
+            "fewer bytes"),
+        lying(
+            "deflated data that goes on",
+            [](auto &e) {
+                e.packed = QByteArray("\x03\x00trailing", 10);
+                e.size = 0;
+                e.crc = 0;
+            },
+            "data after its end"),
+        lying(
+            "deflated data that never ends",
+            [](auto &e) {
+                e.packed = QByteArray("\x00\x01\x00\xfe\xff.", 6);
+                e.size = 1;
+            },
+            "cut short"),
+        lying("other local name", [](auto &e) { e.localName = "evil"; }),
+        lying("local name that leads out", [](auto &e) { e.localName = "../../guarded/new"; }),
+        lying("other local size", [](auto &e) { e.localSize = 4999; }),
+        lying("other local checksum", [](auto &e) { e.localCrc = 1; }),
+        lying("other local method", [](auto &e) { e.localMethod = 0; }),
+        lying("place beyond the end", [](auto &e) { e.offset = 1'000'000; }),
+        lying("place in the directory", [](auto &e) { e.offset = 100; }),
+        lying("place of another", [](auto &e) { e.offset = 0; }),
+        lying("zip64 field cut short",
+              [](auto &e) {
+                  e.size = 0xFFFFFFFF;
+                  e.extra = QByteArray("\x01\x00\x04\x00....", 8);
+              }),
+        lying("zip64 sizes without a field", [](auto &e) { e.size = 0xFFFFFFFF; }),
+        lying("field longer than its record",
+              [](auto &e) { e.extra = QByteArray("\x01\x00\xff\x00....", 8); }),
+        lying("zip64 size of all bits",
+              [](auto &e) {
+                  e.size = 0xFFFFFFFF;
+                  e.extra = QByteArray("\x01\x00\x08\x00", 4) + QByteArray(8, '\xff');
+              }),
+    };
+}
+
+QList<CorpusCase> bombs()
+{
+    return {
+        {"bomb by ratio", [] { return with(Bombs::zeros("x", 40'000'000)); }, "too much"},
+        {"bomb by ratio, just over a megabyte",
+         [] { return with(Bombs::zeros("x", (1 << 20) + 1)); }, "too much"},
+        {"bomb by a ratio that is not told",
+         [] {
+             RawZip::Entry entry = Bombs::zeros("x", 40'000'000);
+             entry.size = 1'000;
+             return with(entry);
+         },
+         "more bytes"},
+        {"bomb by overlap", [] { return Bombs::byOverlap(500); }, "upon each other"},
+        {"two files upon each other", [] { return Bombs::byOverlap(2); }, "upon each other"},
+        {"bomb by count",
+         [] {
+             RawZip zip;
+             for (int i = 0; i < 200'001; ++i) {
+                 zip.add({QByteArray::number(i), {}, file644});
+             }
+             return zip.bytes();
+         },
+         "too many entries"},
+        {"bomb by a count of millions",
+         [] {
+             RawZip::Frame frame;
+             frame.zip64 = true;
+             frame.zip64Count = 1LL << 40;
+             return with({"x", "x", file644}, frame);
+         },
+         "too many entries"},
+        {"more than four gigabytes",
+         [] {
+             RawZip::Entry entry = Bombs::zeros("x", 4 * gigabyte + 1);
+             return with(entry);
+         },
+         "too large"},
+        {"four gigabytes announced",
+         [] {
+             RawZip::Entry entry{"x", QByteArray(5000, 'a'), file644, true};
+             entry.size = 4 * gigabyte - 2;
+             return with(entry);
+         },
+         "too much"},
+        {"more than sixteen gigabytes",
+         [] {
+             // Packed well within the ratio, as far as the directory tells.
+             const QByteArray packed(22'000'000, 'x');
+             RawZip zip;
+             for (int i = 0; i < 5; ++i) {
+                 RawZip::Entry entry{QByteArray::number(i), {}, file644, true};
+                 entry.packed = packed;
+                 entry.size = 4 * gigabyte - 2;
+                 zip.add(entry);
+             }
+             return zip.bytes();
+         },
+         "too many bytes"},
+    };
+}
+
+QList<CorpusCase> frames()
+{
+    return {
+        {"cut in the directory", [] { return with({"x", "x", file644}).chopped(40); }},
+        {"cut in the data", [] { return with({"x", "x", file644}).left(50); }},
+        {"cut by one byte", [] { return with({"x", "x", file644}).chopped(1); }},
+        {"cut at the front", [] { return with({"x", "x", file644}).mid(10); }},
+        {"no archive", [] { return QByteArray("<html>not found</html>"); }},
+        {"empty file", [] { return QByteArray(); }},
+        {"only an end", [] { return RawZip().bytes().chopped(1); }},
+        {"data after the end", [] { return with({"x", "x", file644}) + "trailing"; }},
+        {"two archives in a row",
+         [] { return with({"x", "x", file644}) + with({"y", "y", file644}); }},
+        {"two end records",
+         [] {
+             // The comment of one is another, of an empty archive.
+             RawZip::Frame frame;
+             frame.comment = RawZip().bytes();
+             return with({"x", "x", file644}, frame);
+         }},
+        {"two end records, the second the longer one",
+         [] {
+             RawZip::Frame frame;
+             frame.comment = RawZip().add({"y", "y", file644}).bytes();
+             return with({"x", "x", file644}, frame);
+         }},
+        {"two directories",
+         [] {
+             // An end record in front whose comment is the rest of the file.
+             QByteArray end = RawZip().bytes();
+             const QByteArray rest = with({"x", "x", file644});
+             end[20] = static_cast<char>(rest.size() & 0xFF);
+             end[21] = static_cast<char>(rest.size() >> 8);
+             RawZip::Frame frame;
+             frame.prefix = end;
+             return with({"x", "x", file644}, frame);
+         }},
+        {"something in front that no offset counts",
+         [] {
+             RawZip::Frame frame;
+             frame.prefix = "#!/bin/sh\n";
+             frame.prefixCounted = false;
+             return with({"x", "x", file644}, frame);
+         }},
+        framed("more entries announced", [](auto &f) { f.count = 3; }),
+        framed("fewer entries announced", [](auto &f) { f.count = 1; }),
+        framed("no entries announced", [](auto &f) { f.count = 0; }),
+        framed("as many entries as can be announced", [](auto &f) { f.count = 0xFFFF; }),
+        framed("directory of another size", [](auto &f) { f.directorySize = 40; }),
+        framed("directory elsewhere", [](auto &f) { f.directoryOffset = 4; }),
+        framed("directory beyond the end", [](auto &f) { f.directoryOffset = 1'000'000; }),
+        framed("zip64 end elsewhere",
+               [](auto &f) {
+                   f.zip64 = true;
+                   f.zip64Offset = 4;
+               }),
+        framed("zip64 end beyond the end",
+               [](auto &f) {
+                   f.zip64 = true;
+                   f.zip64Offset = 1LL << 62;
+               }),
+        framed("zip64 end of another count",
+               [](auto &f) {
+                   f.zip64 = true;
+                   f.zip64Count = 1;
+               }),
+        framed("two ends that disagree",
+               [](auto &f) {
+                   f.zip64 = true;
+                   f.count = 1;
+               }),
+        framed("all in a zip64 end that is not there",
+               [](auto &f) {
+                   f.count = 0xFFFF;
+                   f.directorySize = 0xFFFFFFFF;
+                   f.directoryOffset = 0xFFFFFFFF;
+               }),
+    };
+}
+
+} // namespace
+
+QList<CorpusCase> DamagedCorpus::cases()
+{
+    return lies() + bombs() + frames();
+}
+
+} // namespace brindle
