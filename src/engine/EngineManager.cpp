@@ -209,7 +209,8 @@ QCoro::Task<> EngineManager::clearQuarantine(QString folder) const
         co_return;
     }
     const ManagedProcess::LineCallback discard = [](const QString &) {};
-    ManagedProcess process(step.program, step.filled(folder, folder), discard);
+    ManagedProcess process(step.program, step.filled(folder, folder), discard,
+                           ManagedProcess::Bond::terminated);
     try {
         auto running = process.run();
         co_await running;

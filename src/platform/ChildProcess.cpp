@@ -1,8 +1,12 @@
 #include "platform/ChildProcess.h"
 
 #include <csignal>
+#include <cstdlib>
 #include <fcntl.h>
 #include <unistd.h>
+#ifdef Q_OS_LINUX
+#include <sys/prctl.h>
+#endif
 
 namespace brindle {
 
@@ -50,6 +54,17 @@ void ChildProcess::prepare()
     sigset_t none;
     ::sigemptyset(&none);
     ::sigprocmask(SIG_SETMASK, &none, nullptr);
+}
+
+void ChildProcess::endWithLauncher([[maybe_unused]] int signal, [[maybe_unused]] qint64 launcher)
+{
+#ifdef Q_OS_LINUX
+    // https://man7.org/linux/man-pages/man2/pr_set_pdeathsig.2const.html; outlives exec.
+    ::prctl(PR_SET_PDEATHSIG, signal);
+    if (::getppid() != launcher) {
+        ::_exit(EXIT_FAILURE);
+    }
+#endif
 }
 
 bool ChildProcess::terminate(qint64 pid)

@@ -15,6 +15,12 @@ public:
     /// Async-signal-safe.
     static void prepare();
 
+    /// Run in the forked child, after `prepare`: it gets `signal` when the thread that forked it
+    /// ends, and with it the launcher, however that happens. `launcher` is the process number of
+    /// the one that forks, which may be gone by now. Where the system has no such thing (macOS) the
+    /// child lives on. Async-signal-safe.
+    static void endWithLauncher(int signal, qint64 launcher);
+
     /// SIGTERM to one process; SIGKILL to the whole group that it leads. False when it is gone.
     static bool terminate(qint64 pid);
     static bool killGroup(qint64 pid);

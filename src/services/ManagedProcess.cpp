@@ -6,9 +6,11 @@
 #include "services/ReaderThreads.h"
 #include "services/SystemError.h"
 
+#include <QCoreApplication>
 #include <QEventLoop>
 #include <QProcess>
 
+#include <csignal>
 #include <mutex>
 #include <utility>
 
@@ -39,10 +41,11 @@ class ManagedProcess::Impl : public std::enable_shared_from_this<Impl>
 public:
     enum class Request { terminate, kill };
 
-    Impl(QString executable, QStringList arguments, LineCallback onLine)
+    Impl(QString executable, QStringList arguments, LineCallback onLine, Bond bond)
         : executable_(std::move(executable))
         , arguments_(std::move(arguments))
         , onLine_(std::move(onLine))
+        , bond_(bond)
     {}
 
     static QCoro::Task<qint32> run(std::shared_ptr<Impl> self);
@@ -71,6 +74,7 @@ private:
     const QString executable_;
     const QStringList arguments_;
     const LineCallback onLine_;
+    const Bond bond_;
     const Continuation<qint32> ended_;
 
     mutable std::mutex lock_; // guards the fields below
@@ -185,7 +189,13 @@ void ManagedProcess::Impl::prepare(Child &child) const
     child.setArguments(arguments_);
     child.setProcessChannelMode(QProcess::MergedChannels);
     child.setInputChannelMode(QProcess::ForwardedInputChannel);
-    child.setChildProcessModifier(ChildProcess::prepare);
+    const qint64 launcher = QCoreApplication::applicationPid();
+    child.setChildProcessModifier([bond = bond_, launcher] {
+        ChildProcess::prepare();
+        if (bond != Bond::none) {
+            ChildProcess::endWithLauncher(bond == Bond::killed ? SIGKILL : SIGTERM, launcher);
+        }
+    });
 }
 
 /// Reader thread. Before `started`, the child may still run our own signal handlers; requests wait
@@ -233,8 +243,10 @@ void ManagedProcess::Impl::setEnded()
     child_ = nullptr;
 }
 
-ManagedProcess::ManagedProcess(QString executable, QStringList arguments, LineCallback onLine)
-    : impl_(std::make_shared<Impl>(std::move(executable), std::move(arguments), std::move(onLine)))
+ManagedProcess::ManagedProcess(QString executable, QStringList arguments, LineCallback onLine,
+                               Bond bond)
+    : impl_(std::make_shared<Impl>(std::move(executable), std::move(arguments), std::move(onLine),
+                                   bond))
 {}
 
 ManagedProcess::~ManagedProcess() = default;

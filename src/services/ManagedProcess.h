@@ -24,8 +24,16 @@ public:
     /// Called on the reader thread, one call at a time, in order, never under a lock.
     using LineCallback = std::function<void(QString)>;
 
+    /// What becomes of the child when this program dies. What cannot be bound (on macOS) goes on.
+    enum class Bond {
+        none,       ///< it goes on: a game that is being played
+        terminated, ///< it gets SIGTERM, and clears up
+        killed      ///< it gets SIGKILL
+    };
+
     /// @param executable absolute path of the program.
-    ManagedProcess(QString executable, QStringList arguments, LineCallback onLine);
+    ManagedProcess(QString executable, QStringList arguments, LineCallback onLine,
+                   Bond bond = Bond::none);
     ~ManagedProcess();
 
     /// Starts the child and returns when it has ended and all that it wrote has been delivered:

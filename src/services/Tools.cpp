@@ -20,7 +20,9 @@ QCoro::Task<> Tools::unzip(QString archiveTool, QString zip, QString destination
 
     const QStringList arguments{QStringLiteral("-x"), QStringLiteral("-k"), zip, destination};
     const auto discard = [](const QString &) {};
-    const auto tool = std::make_shared<ManagedProcess>(archiveTool, arguments, discard);
+    // What it would put in its place later could be in the way of the next launcher's.
+    const auto tool = std::make_shared<ManagedProcess>(archiveTool, arguments, discard,
+                                                       ManagedProcess::Bond::terminated);
     // Started before the callback is installed: a request before the start would be lost.
     const auto running = tool->run();
     const std::stop_callback terminate(stop, [tool] { tool->terminate(); });

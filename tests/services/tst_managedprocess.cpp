@@ -539,6 +539,33 @@ private Q_SLOTS:
         spinUntil([&] { return QFile::exists(file); });
     }
 
+    void endsWithItsLauncher_data()
+    {
+        QTest::addColumn<QString>("verb");
+        QTest::addColumn<bool>("mayIgnoreIt");
+        QTest::newRow("terminated") << u"terminated:"_qs << false;
+        QTest::newRow("killed") << u"killed:"_qs << true;
+    }
+    void endsWithItsLauncher()
+    {
+        if (QSysInfo::kernelType() != u"linux") {
+            QSKIP("this system binds no child to its parent");
+        }
+        QFETCH(const QString, verb);
+        QFETCH(const bool, mayIgnoreIt);
+        const Lifeline lifeline;
+        QStringList steps{u"pid:"_qs, verb + testChild(), holdStep(lifeline)};
+        if (mayIgnoreIt) {
+            steps << u"ignore:%1"_qs.arg(SIGTERM);
+        }
+        ChildRun launcher(steps << uR"(out:at work\n)"_qs << u"wait:"_qs);
+        launcher.waitFor(u"at work"_qs);
+        QVERIFY(!lifeline.isDropped());
+        QCOMPARE(::kill(launcher.lines->all().constFirst().toInt(), SIGKILL), 0);
+        QCOMPARE(launcher.status(), SIGKILL);
+        spinUntil([&] { return lifeline.isDropped(); });
+    }
+
     void survivesTheEndOfItsLauncher()
     {
         const Gate gate;

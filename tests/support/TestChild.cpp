@@ -26,6 +26,7 @@
 //   exit:N               ends with a code
 //   staging:FOLDER       makes a staging folder there, prints its path in one line, and goes on
 //   launcher:PROGRAM     runs a program on the rest of the arguments, as TestLauncher.h says
+//   terminated:PROGRAM killed:PROGRAM  the same with a program that shall end with it
 
 #include "TestLauncher.h"
 
@@ -289,6 +290,11 @@ int runSteps(const std::vector<std::string> &steps)
         }
         if (verb == "launcher") {
             return brindle::runTestLauncher(argument, rest);
+        }
+        if (verb == "terminated" || verb == "killed") {
+            using Bond = brindle::ManagedProcess::Bond;
+            return brindle::runTestLauncher(argument, rest,
+                                            verb == "killed" ? Bond::killed : Bond::terminated);
         }
         if (verb == "fork") {
             if (!forkCopy()) {

@@ -1,6 +1,5 @@
 #include "TestLauncher.h"
 
-#include "services/ManagedProcess.h"
 #include "services/StagingFolder.h"
 #include "support/Await.h"
 
@@ -21,7 +20,8 @@ QCoro::Task<> quitWithChild(std::shared_ptr<ManagedProcess> child)
 
 } // namespace
 
-int runTestLauncher(const std::string &program, const std::vector<std::string> &arguments)
+int runTestLauncher(const std::string &program, const std::vector<std::string> &arguments,
+                    ManagedProcess::Bond bond)
 {
     std::string name = "testlauncher";
     int count = 1;
@@ -44,7 +44,7 @@ int runTestLauncher(const std::string &program, const std::vector<std::string> &
                 &application, [] { QCoreApplication::exit(0); }, Qt::QueuedConnection);
         }
     };
-    child = std::make_shared<ManagedProcess>(QString::fromStdString(program), list, onLine);
+    child = std::make_shared<ManagedProcess>(QString::fromStdString(program), list, onLine, bond);
     quitWithChild(child);
     return QCoreApplication::exec();
 }

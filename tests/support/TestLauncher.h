@@ -1,5 +1,7 @@
 #pragma once
 
+#include "services/ManagedProcess.h"
+
 #include <string>
 #include <vector>
 
@@ -8,7 +10,8 @@ namespace brindle {
 /// A launcher for the tests to kill: runs a program as a ManagedProcess and prints the lines that
 /// it gets. The line "quit" makes it end, whatever its child does; so does "stop and quit", after
 /// it has asked the child to end. Returns the child's status, or 0 after one of these lines.
-int runTestLauncher(const std::string &program, const std::vector<std::string> &arguments);
+int runTestLauncher(const std::string &program, const std::vector<std::string> &arguments,
+                    ManagedProcess::Bond bond = ManagedProcess::Bond::none);
 
 /// Makes a staging folder that stays this process's until it ends. Returns its path.
 std::string makeTestStaging(const std::string &temporaryFolder);
