@@ -66,7 +66,6 @@ RawZip::Entry Bombs::zeros(const QByteArray &name, qint64 count)
     entry.packed = packed + emptyLastBlock;
     entry.size = count;
     entry.crc = crc;
-    entry.zip64 = count >= 0xFFFFFFFF;
     return entry;
 }
 

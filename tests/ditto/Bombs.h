@@ -8,8 +8,8 @@ namespace brindle {
 class Bombs
 {
 public:
-    /// A deflated file of zeros, of any size, made in next to no time. A thousand times smaller
-    /// when packed.
+    /// A deflated file of zeros, of less than 4 GiB, made in next to no time. A thousand times
+    /// smaller when packed.
     static RawZip::Entry zeros(const QByteArray &name, qint64 count);
 
     /// `files` files of a megabyte each that lie upon each other: the data of each quotes the next

@@ -136,7 +136,7 @@ QList<CorpusCase> bombs()
          [] {
              RawZip zip;
              for (int i = 0; i < 200'001; ++i) {
-                 zip.add({QByteArray::number(i), {}, file644});
+                 zip.add({QByteArray::number(i % 1000), {}, file644}); // quick without checks
              }
              return zip.bytes();
          },
@@ -151,7 +151,9 @@ QList<CorpusCase> bombs()
          "too many entries"},
         {"more than four gigabytes",
          [] {
-             RawZip::Entry entry = Bombs::zeros("x", 4 * gigabyte + 1);
+             RawZip::Entry entry{"x", QByteArray(5000, 'a'), file644, true};
+             entry.size = 4 * gigabyte + 1;
+             entry.zip64 = true;
              return with(entry);
          },
          "too large"},

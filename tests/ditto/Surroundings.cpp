@@ -57,7 +57,7 @@ QString described(const fs::path &path)
 
 } // namespace
 
-Surroundings::Surroundings() : canary_(QDir::tempPath() + QStringLiteral("/tst_walls-XXXXXX"))
+Surroundings::Surroundings() : canary_(QDir::tempPath() + QStringLiteral("/canary-XXXXXX"))
 {
     QDir top(top_.path());
     for (const char *folder : {"home", "guarded/folder", "parent"}) {
@@ -72,6 +72,14 @@ Surroundings::Surroundings() : canary_(QDir::tempPath() + QStringLiteral("/tst_w
     if (!canary_.open() || canary_.write("known") < 0 || !canary_.flush()) {
         qFatal("can't write to the temporary folder");
     }
+}
+
+Surroundings::~Surroundings()
+{
+    // Names that are not UTF-8 are beyond Qt.
+    std::error_code ignored;
+    fs::remove_all(path("parent").toStdString(), ignored);
+    fs::remove(canary().toStdString() + ".new", ignored);
 }
 
 void Surroundings::putArchive(const QByteArray &bytes) const

@@ -27,6 +27,9 @@ public:
     };
 
     Surroundings();
+    ~Surroundings();
+    Surroundings(const Surroundings &) = delete;
+    Surroundings &operator=(const Surroundings &) = delete;
 
     QString path(const char *name) const { return top_.filePath(QString::fromLatin1(name)); }
     QString archive() const { return path("parent/a.zip"); }
