@@ -1,12 +1,12 @@
 #include "services/Files.h"
 
+#include "services/OutputFile.h"
 #include "services/SystemError.h"
 #include "services/TreeCopy.h"
 #include "services/TreeRemoval.h"
 
 #include <QDir>
 #include <QFile>
-#include <QSaveFile>
 #include <QUuid>
 
 #include <cerrno>
@@ -132,10 +132,21 @@ void Files::move(const QString &from, const QString &to)
 
 void Files::writeAtomically(const QString &path, const QByteArray &content)
 {
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size() ||
-        !file.commit()) {
-        throw SystemError(QStringLiteral("%1: %2").arg(path, file.errorString()));
+    // Under a name that clearRemoved knows, should this be interrupted.
+    const QString hidden = hiddenSibling(cleanPath(path), movingPrefix);
+    int error = 0;
+    try {
+        OutputFile file;
+        file.open(hidden);
+        file.write({content.constData(), static_cast<size_t>(content.size())});
+        file.finish();
+        error = renameTo(hidden, path);
+    } catch (const SystemError &failed) {
+        error = failed.code;
+    }
+    if (error != 0) {
+        removeInPlace(hidden);
+        throw SystemError::fromErrno(error, path);
     }
 }
 
