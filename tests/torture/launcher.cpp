@@ -1,0 +1,163 @@
+// torture-launcher ACTION HOME TEMPORARY HOST PROGRAMS: the launcher without its window, composed
+// as the real one, for the torture to kill. ACTION is "play", "update", "reinstall" or "remove".
+// Prints what it does, one thing a line: "phase: " and a headline, "log: " and a line of the log.
+// A game that runs is stopped. Ends with 0 when the action came to a good end.
+
+#include "core/AppModel.h"
+#include "core/AppModelParts.h"
+#include "core/Desktop.h"
+#include "services/StagingFolder.h"
+#include "services/SteadyClock.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QTimer>
+
+#include <cstdio>
+
+using namespace brindle;
+
+namespace {
+
+/// Presses the first button of every alert.
+class AgreeingDesktop final : public Desktop
+{
+public:
+    int runAlert(const Alert & /*alert*/) override { return 0; }
+    void reveal(const QString & /*path*/) override {}
+    void copyText(const QString & /*text*/) override {}
+};
+
+AppModelParts parts(const QStringList &arguments)
+{
+    const QDir home(arguments.at(2));
+    AppModelParts parts;
+    parts.storageRoot = home.filePath(QStringLiteral("data/Brindle"));
+    parts.temporaryFolder = arguments.at(3);
+    parts.settings = std::make_unique<QSettings>(home.filePath(QStringLiteral("settings.ini")),
+                                                 QSettings::IniFormat);
+    parts.codeHost = QUrl(arguments.at(4));
+    parts.platform = Platform::current(arguments.at(5));
+    parts.desktop = std::make_shared<AgreeingDesktop>();
+    parts.clock = std::make_shared<SteadyClock>();
+    return parts;
+}
+
+void print(const char *kind, const QString &text)
+{
+    std::printf("%s: %s\n", kind, qPrintable(text));
+    std::fflush(stdout);
+}
+
+class Session : public QObject
+{
+    Q_OBJECT
+
+public:
+    Session(AppModel &model, QString action, QString temporary)
+        : model_(model), action_(std::move(action)), temporary_(std::move(temporary))
+    {
+        connect(&model_, &AppModel::stepTextChanged, this, &Session::showPhase);
+        connect(&model_.log, &LogStore::linesChanged, this, &Session::showLog);
+        connect(&model_, &AppModel::workChanged, this, &Session::endWhenIdle);
+    }
+
+    void begin()
+    {
+        if (action_ == u"update") {
+            model_.updateGame();
+        } else if (action_ == u"reinstall") {
+            model_.reinstall();
+        } else if (action_ == u"remove") {
+            print("phase", QStringLiteral("Removing everything"));
+            model_.removeEverything();
+        } else {
+            model_.startWork(true);
+        }
+    }
+
+private:
+    void showPhase()
+    {
+        if (!model_.stepText().isEmpty()) {
+            print("phase", model_.stepText());
+        }
+    }
+
+    void showLog()
+    {
+        const auto &lines = model_.log.lines();
+        for (; shown_ < lines.size(); ++shown_) {
+            print("log", lines.at(shown_));
+            if (lines.at(shown_) == u"The game is running.") {
+                print("phase", QStringLiteral("The game runs"));
+                // For a while, so that this is a time to be killed at as well.
+                QTimer::singleShot(shortGame, this, &Session::stopWhenClear);
+            }
+        }
+    }
+
+    /// What earlier launchers left is deleted beside everything else; a moment for that.
+    void stopWhenClear()
+    {
+        const QStringList left =
+            QDir(temporary_).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot);
+        if (left.isEmpty() || ++looks_ == mostLooks) {
+            for (const QString &name : left) {
+                print("left", name);
+            }
+            model_.cancel();
+            return;
+        }
+        QTimer::singleShot(lookAfter, this, &Session::stopWhenClear);
+    }
+
+    void endWhenIdle()
+    {
+        if (model_.work()) {
+            return;
+        }
+        const auto phase = model_.state().phase;
+        const bool stopped = model_.log.lines().contains(QStringLiteral("• Game stopped"));
+        bool good = phase == AppState::Phase::ready;
+        if (action_ == u"remove") {
+            good = phase == AppState::Phase::notDownloaded;
+        } else if (action_ == u"play") {
+            good = good && stopped;
+        }
+        print("end", good ? QStringLiteral("good") : QStringLiteral("bad ") + model_.state().text);
+        QCoreApplication::exit(good ? 0 : 1);
+    }
+
+    static constexpr int mostLooks = 1000;
+    static constexpr int lookAfter = 10;  // milliseconds
+    static constexpr int shortGame = 100; // milliseconds
+
+    AppModel &model_;
+    const QString action_;
+    const QString temporary_;
+    qsizetype shown_ = 0;
+    int looks_ = 0;
+};
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    constexpr int expectedCount = 6;
+    QCoreApplication application(argc, argv);
+    const QStringList arguments = QCoreApplication::arguments();
+    if (arguments.size() != expectedCount) {
+        std::fputs("torture-launcher ACTION HOME TEMPORARY HOST PROGRAMS\n", stderr);
+        return 2;
+    }
+    AppModel::compose([arguments] { return parts(arguments); });
+    Session session(AppModel::shared(), arguments.at(1), arguments.at(3));
+    QTimer::singleShot(0, &session, [&] {
+        StagingFolder::startClearingLeftovers(arguments.at(3));
+        session.begin();
+    });
+    return QCoreApplication::exec();
+}
+
+#include "launcher.moc"
