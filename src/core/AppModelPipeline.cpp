@@ -202,6 +202,8 @@ QCoro::Task<> AppModel::completeGame(QString project, std::stop_token stop)
                        json = info().toJson()] {
         try {
             Files::createFolder(root);
+            // What the interrupted writing of a run before this one left.
+            Files::clearRemoved(root);
             Files::writeAtomically(file, json);
         } catch (const Error &) {
             // Not being able to save the description does not stop this run. The mark stays, so
@@ -274,8 +276,9 @@ QCoro::Task<> AppModel::importProject(EngineSpec spec, QString engine, QString p
                        .arg(exitCode));
         co_return;
     }
-    const auto mark = [marker] {
+    const auto mark = [marker, root = storageRoot_] {
         try {
+            Files::clearRemoved(root);
             Files::writeAtomically(marker, QByteArrayLiteral("ok"));
         } catch (const Error &) {
             // Without the marker the next run imports again, which costs time and nothing else.
