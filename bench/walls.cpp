@@ -1,0 +1,88 @@
+// What the walls around the archive tool cost, and how soon it refuses what is hostile.
+//
+// usage: bench_walls ARCHIVE DITTO UNWALLED WORK
+//   ARCHIVE is unpacked with DITTO and with UNWALLED, the same program without walls; WORK is
+//   emptied
+
+#include "HostileCorpus.h"
+#include "Measure.h"
+#include "RawZip.h"
+#include "Surroundings.h"
+#include "services/Files.h"
+
+#include <stdexcept>
+
+using namespace brindle;
+
+namespace {
+
+struct Tools
+{
+    QString ditto;
+    QString unwalled;
+};
+
+void measureCost(const char *what, const QString &archive, const Tools &tools, const QString &work)
+{
+    const QString place = work + QStringLiteral("/unpacked");
+    const auto prepare = [&] {
+        Files::remove(place);
+        Files::createFolder(place);
+    };
+    const auto with = [&](const QString &tool) {
+        return [&, tool] {
+            Measure::run(tool, {QStringLiteral("-x"), QStringLiteral("-k"), archive, place});
+        };
+    };
+    Measure::printRatio(what, Measure::compare(prepare, with(tools.ditto), with(tools.unwalled)),
+                        1.10);
+}
+
+/// As large as the game's repository: what costs is opening files, not filling them.
+QByteArray manySmallFiles()
+{
+    const QByteArray text = QByteArray("extends Node\n").repeated(300);
+    RawZip zip;
+    for (int i = 0; i < 5000; ++i) {
+        zip.add({'d' + QByteArray::number(i % 200) + "/f" + QByteArray::number(i), text,
+                 RawZip::file644, true});
+    }
+    return zip.bytes();
+}
+
+void measureRefusals(const QString &ditto)
+{
+    double slowest = 0;
+    const auto count = HostileCorpus::cases(Surroundings()).size();
+    for (qsizetype i = 0; i < count; ++i) {
+        const Surroundings around;
+        const CorpusCase one = HostileCorpus::cases(around).at(i);
+        around.putArchive(one.archive());
+        Surroundings::Run run;
+        slowest = std::max(slowest, Measure::seconds([&] { run = around.unpack(ditto); }));
+        if (run.code != 1) {
+            throw std::runtime_error(std::string("not refused: ") + one.name);
+        }
+    }
+    Measure::printLimit("slowest refusal of a hostile archive", slowest * 1000, "ms", 1000);
+}
+
+void measure(const QStringList &arguments)
+{
+    const Tools tools{arguments.at(1), arguments.at(2)};
+    const QString &work = arguments.at(3);
+    Files::remove(work);
+    Files::createFolder(work);
+    measureCost("ditto / without walls, engine", arguments.at(0), tools, work);
+    const QString small = work + QStringLiteral("/small.zip");
+    Files::writeAtomically(small, manySmallFiles());
+    measureCost("ditto / without walls, 5,000 small files", small, tools, work);
+    measureRefusals(tools.ditto);
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    return Measure::program(argc, argv, "bench_walls ARCHIVE DITTO UNWALLED WORK", 4, measure);
+}
