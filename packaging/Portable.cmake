@@ -57,11 +57,35 @@ foreach(library ${needed})
     file(INSTALL "${library}" DESTINATION "${libraries}" FOLLOW_SYMLINK_CHAIN)
 endforeach()
 
-# DT_RPATH rather than DT_RUNPATH: it holds for what the libraries need in turn. Unlike a variable
-# in the environment, the engine does not inherit it.
-function(look_for_libraries_in folder)
-    execute_process(COMMAND "${patchelf}" --force-rpath --set-rpath "${folder}" ${ARGN}
+# Unlike a variable in the environment, these are not inherited by the engine.
+foreach(object ${programs} ${loaded})
+    get_filename_component(folder "${object}" DIRECTORY)
+    file(RELATIVE_PATH way "${folder}" "${libraries}")
+    execute_process(COMMAND "${patchelf}" --set-rpath "$ORIGIN/${way}" "${object}"
         COMMAND_ERROR_IS_FATAL ANY)
-endfunction()
-look_for_libraries_in("$ORIGIN/../lib/brindle" "${TREE}/bin/brindle")
-look_for_libraries_in("$ORIGIN/../../lib/brindle" "${TREE}/libexec/brindle/ditto")
+endforeach()
+file(GLOB gathered "${libraries}/*.so*")
+foreach(object ${gathered})
+    if(NOT IS_SYMLINK "${object}")
+        execute_process(COMMAND "${patchelf}" --set-rpath "$ORIGIN" "${object}"
+            COMMAND_ERROR_IS_FATAL ANY)
+    endif()
+endforeach()
+
+# Their licences ask to be told.
+find_program(dpkg_query dpkg-query)
+if(dpkg_query)
+    foreach(library ${needed})
+        file(REAL_PATH "${library}" real)
+        # Merged systems know files by either of two names.
+        string(REGEX REPLACE "^/usr/lib/" "/lib/" other "${real}")
+        execute_process(COMMAND "${dpkg_query}" -S "${real}" "${other}"
+            OUTPUT_VARIABLE owner ERROR_QUIET)
+        if(owner MATCHES "^([^:]+):")
+            file(COPY "/usr/share/doc/${CMAKE_MATCH_1}/copyright"
+                DESTINATION "${TREE}/share/doc/brindle/${CMAKE_MATCH_1}" FOLLOW_SYMLINK_CHAIN)
+        else()
+            message(WARNING "No licence found: ${library}")
+        endif()
+    endforeach()
+endif()

@@ -32,8 +32,11 @@ BrindleApp::BrindleApp(std::shared_ptr<QuickDesktop> desktop)
     connect(&model_, &AppModel::workChanged, this, &BrindleApp::reopenWhenIdle);
 
     QQmlComponent component(&engine_, Views::mainWindow());
-    window_.reset(qobject_cast<QQuickWindow *>(component.createWithInitialProperties(
-        {{QStringLiteral("model"), QVariant::fromValue<QObject *>(&launcher_)}})));
+    // Only an installation with pieces missing gets here without.
+    if (component.isReady()) {
+        window_.reset(qobject_cast<QQuickWindow *>(component.createWithInitialProperties(
+            {{QStringLiteral("model"), QVariant::fromValue<QObject *>(&launcher_)}})));
+    }
     if (!window_) {
         qFatal("%s", qPrintable(component.errorString()));
     }
