@@ -102,6 +102,38 @@ private Q_SLOTS:
         QCOMPARE(shown, message);
     }
 
+    void saysWhatCouldNotBeWritten_data()
+    {
+        QTest::addColumn<QString>("line");
+        QTest::addColumn<int>("reason");
+        QTest::newRow("disk full")
+            << u"ditto: can't write /x/.Game.unpacking-1/a: No space left on device"_qs << ENOSPC;
+        QTest::newRow("quota") << u"ditto: /x/a: Disk quota exceeded"_qs << EDQUOT;
+        QTest::newRow("read-only") << u"ditto: can't write /x: Read-only file system"_qs << EROFS;
+        QTest::newRow("forbidden") << u"ditto: can't write /x: Permission denied"_qs << EACCES;
+        QTest::newRow("broken disk") << u"ditto: can't write /x: Input/output error"_qs << EIO;
+    }
+    void saysWhatCouldNotBeWritten()
+    {
+        QFETCH(const QString, line);
+        QFETCH(const int, reason);
+        QString shown;
+        try {
+            unzip(tool(u"echo \"%1\" >&2; exit 1"_qs.arg(line)));
+        } catch (const SystemError &error) {
+            shown = error.description();
+        }
+        QCOMPARE(shown, at(u"new/place"_qs) + u": "_qs + qt_error_string(reason));
+    }
+
+    void believesOnlyTheToolsOwnLines()
+    {
+        QVERIFY_THROWS_EXCEPTION(SetupError,
+                                 unzip(tool(u"echo 'x: No space left on device'; exit 1"_qs)));
+        // And nothing at all when it has done its work.
+        unzip(tool(u"echo 'ditto: x: No space left on device'"_qs));
+    }
+
     void failsWithoutATool()
     {
         QString shown;
