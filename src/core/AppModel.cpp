@@ -78,14 +78,30 @@ void AppModel::setFullscreen(bool fullscreen)
 {
     fullscreen_ = fullscreen;
     settings_->setValue(fullscreenKey, fullscreen);
-    settings_->sync();
+    syncSettings();
 }
 
 void AppModel::setResolution(ResolutionChoice resolution)
 {
     resolution_ = resolution;
     settings_->setValue(resolutionKey, ResolutionChoices::rawValue(resolution));
+    syncSettings();
+}
+
+/// What can't be stored still holds until the launcher ends.
+void AppModel::syncSettings()
+{
     settings_->sync();
+    if (settings_->status() == QSettings::NoError) {
+        return;
+    }
+    // An error is never taken back, so someone else has to try what is left to be stored.
+    QSettings again(settings_->fileName(), settings_->format());
+    again.sync();
+    if (again.status() != QSettings::NoError) {
+        log.append(QStringLiteral("• Problem: The settings could not be saved in %1.")
+                       .arg(settings_->fileName()));
+    }
 }
 
 bool AppModel::gameRunning() const

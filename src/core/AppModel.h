@@ -133,6 +133,7 @@ private:
     QString unfinishedMark() const;
     QString importMarker(const EngineSpec &spec) const;
     bool isBusy() const;
+    void syncSettings();
     void setWork(std::shared_ptr<Work> work);
     void startTask(std::function<QCoro::Task<>(std::stop_token)> body);
     QCoro::Task<> runTask(std::shared_ptr<Work> work,

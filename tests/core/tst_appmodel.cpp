@@ -99,6 +99,26 @@ private Q_SLOTS:
         QCOMPARE(stored("fullscreen").toBool(), false);
     }
 
+    void saysThatSettingsCantBeStored()
+    {
+        ModelFixture fixture(realClock());
+        AppModel &model = fixture.model();
+        // Nobody can write a file here.
+        QVERIFY(QDir().mkpath(fixture.settingsFile() + QStringLiteral("/in the way")));
+        model.setFullscreen(true);
+        QCOMPARE(model.log.lines(),
+                 QStringList{QStringLiteral("• Problem: The settings could not be saved in ") +
+                             fixture.settingsFile() + QStringLiteral(".")});
+        QVERIFY2(model.fullscreen(), "it holds for this run");
+
+        QVERIFY(QDir(fixture.settingsFile()).removeRecursively());
+        model.setResolution(ResolutionChoice::r900);
+        QCOMPARE(model.log.lines().size(), 1);
+        fixture.restart();
+        QCOMPARE(fixture.model().fullscreen(), true);
+        QCOMPARE(fixture.model().resolution(), ResolutionChoice::r900);
+    }
+
     void readsTheSavedDescription()
     {
         ModelFixture fixture(realClock());
