@@ -25,6 +25,22 @@ void PipelineFixture::offerGame(const QByteArray &projectFile, const QByteArray 
 {
     const QString folder = sources_.filePath(QStringLiteral("game"));
     QDir(folder).removeRecursively();
+    packGame(folder, projectFile, modules);
+}
+
+void PipelineFixture::offerGameWith(const QMap<QString, QByteArray> &extra)
+{
+    const QString folder = sources_.filePath(QStringLiteral("game"));
+    QDir(folder).removeRecursively();
+    for (auto it = extra.begin(); it != extra.end(); ++it) {
+        ModelFixture::write(folder + u'/' + it.key(), *it);
+    }
+    packGame(folder, projectFile(), gitmodules());
+}
+
+void PipelineFixture::packGame(const QString &folder, const QByteArray &projectFile,
+                               const QByteArray &modules)
+{
     ModelFixture::write(folder + QStringLiteral("/project.godot"), projectFile);
     ModelFixture::write(folder + QStringLiteral("/main.gd"), "extends Node\n");
     ModelFixture::write(folder + QStringLiteral("/.gitmodules"), modules);

@@ -19,6 +19,8 @@ public:
     /// Offers a game of that content; in its ".gitmodules" "{host}" becomes the host's address,
     /// and "{outside}" a path that leads out of the game's folder.
     void offerGame(const QByteArray &projectFile, const QByteArray &modules = gitmodules());
+    /// Offers the usual game with more files, content by path.
+    void offerGameWith(const QMap<QString, QByteArray> &extra);
     void offerEngine(const QByteArray &script, const QString &version = QStringLiteral("4.3"));
 
     static QByteArray projectFile(const QByteArray &version = QByteArrayLiteral("4.3"));
@@ -45,6 +47,8 @@ public:
     std::atomic<bool> stalled = false;
 
 private:
+    void packGame(const QString &folder, const QByteArray &projectFile, const QByteArray &modules);
+
     QTemporaryDir sources_;
 };
 

@@ -1,0 +1,254 @@
+// Disks that are full or can't be written: a message that names the place, nothing taken for
+// installed, and with room the next Play succeeds.
+
+#include "../e2e/Namespaces.h"
+#include "PipelineFixture.h"
+#include "SmallDisk.h"
+#include "demo/ProgramFill.h"
+#include "support/Await.h"
+
+#include <QDir>
+#include <QDirIterator>
+#include <QFileInfo>
+#include <QtTest>
+
+using namespace brindle;
+
+namespace {
+
+QString reasonNotToRun;
+
+constexpr int fileCount = 24;
+constexpr qsizetype fileBytes = 16 * 1024;
+constexpr qsizetype engineBytes = 500 * 1024;
+constexpr qint64 plenty = 64LL * 1024 * 1024;
+
+/// Bytes that hardly pack.
+QByteArray noise(qsizetype size, int which)
+{
+    ProgramFill fill;
+    QByteArray bytes = fill.next(size);
+    for (char &byte : bytes) {
+        byte = static_cast<char>(byte ^ which);
+    }
+    return bytes;
+}
+
+/// Imports by writing a file, which may fail, and plays by saying so.
+QByteArray engine()
+{
+    return "#!/bin/sh\n"
+           "case \"$*\" in\n"
+           "*--import*)\n"
+           "  mkdir -p \"$4/.godot\" && head -c 200000 \"$0\" > \"$4/.godot/imported\" || exit 1\n"
+           "  exit 0;;\n"
+           "esac\n"
+           "echo \"engine is playing\"\n"
+           "exit 0\n" +
+           noise(engineBytes, 1);
+}
+
+/// What a Play leaves, by path; empty folders left out.
+QMap<QString, QByteArray> contents(const QString &folder)
+{
+    QMap<QString, QByteArray> found;
+    QDirIterator files(folder, QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
+    while (files.hasNext()) {
+        const QString path = files.next();
+        found.insert(QDir(folder).relativeFilePath(path), ModelFixture::read(path));
+    }
+    return found;
+}
+
+} // namespace
+
+class TestDisk : public QObject
+{
+    Q_OBJECT
+
+    std::unique_ptr<PipelineFixture> fixture_;
+    qint64 needed_ = 0;                  // by a first Play at its worst moment
+    QMap<QString, QByteArray> complete_; // what it leaves
+
+    QString home() const { return QFileInfo(fixture_->files.settingsFile()).path(); }
+    QString storage() const { return QFileInfo(fixture_->files.root()).path(); }
+
+    void offer() const
+    {
+        QMap<QString, QByteArray> files;
+        for (int i = 0; i < fileCount; ++i) {
+            files.insert(QStringLiteral("art/%1.bin").arg(i), noise(fileBytes, i + 2));
+        }
+        fixture_->offerGameWith(files);
+        fixture_->offerEngine(engine());
+    }
+
+    /// Presses Play and waits for its end, whichever.
+    void play() const
+    {
+        fixture_->model().log.setLines({});
+        fixture_->model().startWork(true);
+        spinUntil([&] {
+            fixture_->clock->advance(Clock::Duration(0.1));
+            return !fixture_->model().work();
+        });
+    }
+
+    bool gameRan() const { return fixture_->logHas(QStringLiteral("engine is playing")); }
+
+    /// The message that the player sees, if it names a place below `folder`.
+    void verifyMessageNames(const QString &folder, const QString &reason) const
+    {
+        const AppState state = fixture_->model().state();
+        QCOMPARE(state.phase, AppState::Phase::needs);
+        QVERIFY2(state.text.startsWith(folder) &&
+                     state.text.endsWith(QStringLiteral(": ") + reason),
+                 qPrintable(state.text));
+        QVERIFY(fixture_->logHas(QStringLiteral("• Problem: ") + state.text));
+    }
+
+    /// A new start, which trusts nothing but the disk, does not take this for ready.
+    void verifyNothingIsTakenForInstalled() const
+    {
+        fixture_->files.restart();
+        QCOMPARE(fixture_->model().state(), AppState::notDownloaded());
+        QCOMPARE(fixture_->files.leftovers(), QStringList());
+    }
+
+    void verifyTheNextPlaySucceeds() const
+    {
+        play();
+        QVERIFY2(gameRan(), qPrintable(fixture_->model().log.lines().join(u'\n')));
+        const auto found = contents(fixture_->files.root());
+        QCOMPARE(found.keys(), complete_.keys());
+        QVERIFY(found == complete_);
+        QCOMPARE(fixture_->files.leftovers(), QStringList());
+    }
+
+private Q_SLOTS:
+    void initTestCase()
+    {
+        if (!reasonNotToRun.isEmpty()) {
+            QSKIP(
+                qPrintable(QStringLiteral("namespaces are not permitted here: ") + reasonNotToRun));
+        }
+        fixture_ = std::make_unique<PipelineFixture>();
+        offer();
+        const SmallDisk disk(home(), plenty);
+        qint64 most = 0;
+        fixture_->model().startWork(true);
+        spinUntil([&] {
+            fixture_->clock->advance(Clock::Duration(0.1));
+            most = std::max(most, disk.used());
+            return !fixture_->model().work();
+        });
+        QVERIFY(gameRan());
+        complete_ = contents(fixture_->files.root());
+        // Besides what was seen, which may have missed the worst moment, a staged archive.
+        needed_ = std::max(most, disk.used() + engineBytes);
+        fixture_->files.restart();
+    }
+
+    void cleanup()
+    {
+        if (fixture_) {
+            fixture_->files.restart();
+        }
+    }
+
+    void isFull_data()
+    {
+        QTest::addColumn<int>("twentieths");
+        for (int i = 0; i < 20; ++i) {
+            QTest::addRow("%d of 20", i) << i;
+        }
+    }
+    void isFull()
+    {
+        QFETCH(const int, twentieths);
+        SmallDisk disk(home(), std::max<qint64>(needed_ * twentieths / 20, 4096));
+        play();
+        if (gameRan()) {
+            // What is left out then is the import, which the engine makes up for by itself.
+            QVERIFY2(twentieths > 10, "there can't have been room for it");
+        } else {
+            verifyMessageNames(home(), qt_error_string(ENOSPC));
+            verifyNothingIsTakenForInstalled();
+        }
+        disk.resize(plenty);
+        verifyTheNextPlaySucceeds();
+        fixture_->files.restart();
+    }
+
+    void isReadOnly_data()
+    {
+        QTest::addColumn<QString>("place");
+        QTest::newRow("storage") << storage();
+        QTest::newRow("staging") << fixture_->files.temporaryFolder();
+    }
+    void isReadOnly()
+    {
+        QFETCH(const QString, place);
+        const SmallDisk all(home(), plenty);
+        QVERIFY(QDir().mkpath(place));
+        SmallDisk disk(place, plenty);
+        disk.setReadOnly(true);
+        play();
+        QVERIFY(!gameRan());
+        verifyMessageNames(place, qt_error_string(EROFS));
+        verifyNothingIsTakenForInstalled();
+        disk.setReadOnly(false);
+        verifyTheNextPlaySucceeds();
+        fixture_->files.restart();
+    }
+
+    void storageBecomesReadOnlyAtTheUnpacking()
+    {
+        const SmallDisk all(home(), plenty);
+        QVERIFY(QDir().mkpath(storage()));
+        SmallDisk disk(storage(), plenty);
+        const QString path = ReleaseHost::gamePath();
+        const auto gate = fixture_->host.hold(path, 1);
+        fixture_->model().startWork(true);
+        spinUntil([&] { return gate->isReached(); });
+        disk.setReadOnly(true);
+        gate->open();
+        spinUntil([&] { return !fixture_->model().work(); });
+        fixture_->host.restore(path);
+        verifyMessageNames(storage(), qt_error_string(EROFS));
+        verifyNothingIsTakenForInstalled();
+        disk.setReadOnly(false);
+        verifyTheNextPlaySucceeds();
+        fixture_->files.restart();
+    }
+
+    void settingsAreReadOnly()
+    {
+        SmallDisk disk(home(), plenty);
+        fixture_->model(); // looks for the settings while there are none
+        disk.setReadOnly(true);
+        fixture_->model().setResolution(ResolutionChoice::r900);
+        QCOMPARE(fixture_->model().log.lines(),
+                 QStringList{QStringLiteral("• Problem: The settings could not be saved in ") +
+                             fixture_->files.settingsFile() + u'.'});
+        disk.setReadOnly(false);
+        play();
+        QVERIFY(gameRan());
+        QVERIFY(!fixture_->model().log.lines().filter(QStringLiteral("1600x900")).isEmpty());
+        fixture_->model().setFullscreen(true);
+        fixture_->files.restart();
+        QCOMPARE(fixture_->model().resolution(), ResolutionChoice::r900);
+        QCOMPARE(fixture_->model().fullscreen(), true);
+        fixture_->files.restart();
+    }
+};
+
+int main(int argc, char *argv[])
+{
+    Namespaces::enter(&reasonNotToRun);
+    const QCoreApplication application(argc, argv);
+    TestDisk test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "tst_disk.moc"
