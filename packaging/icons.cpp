@@ -1,7 +1,9 @@
-// Writes the application's icons as desktops look for them, below a folder:
-// "scalable/apps/NAME.svg" and "WxH/apps/NAME.png" (Icon Theme Specification).
+// Writes the application's icons below a folder: as Linux desktops look for them
+// ("scalable/apps/NAME.svg" and "WxH/apps/NAME.png", Icon Theme Specification), or as macOS's
+// iconutil wants them ("icon_16x16.png", "icon_16x16@2x.png" …).
 //
 // usage: brindle-icons FOLDER NAME
+//        brindle-icons --iconset FOLDER
 
 #include "ui/AppIcon.h"
 
@@ -30,6 +32,17 @@ bool writeIcons(const QDir &folder, const QString &name)
     return good;
 }
 
+bool writeIconset(const QDir &folder)
+{
+    bool good = folder.mkpath(QStringLiteral("."));
+    for (const int side : {16, 32, 128, 256, 512}) {
+        const QString path = folder.filePath(QStringLiteral("icon_%1x%1").arg(side));
+        good = good && AppIcon::image(side).save(path + QStringLiteral(".png")) &&
+               AppIcon::image(2 * side).save(path + QStringLiteral("@2x.png"));
+    }
+    return good;
+}
+
 } // namespace
 
 int main(int argc, char **argv)
@@ -38,10 +51,15 @@ int main(int argc, char **argv)
     const QGuiApplication application(argc, argv);
     const QStringList arguments = QCoreApplication::arguments();
     if (arguments.size() != 3) {
-        std::fputs("usage: brindle-icons FOLDER NAME\n", stderr);
+        std::fputs("usage: brindle-icons FOLDER NAME\n"
+                   "       brindle-icons --iconset FOLDER\n",
+                   stderr);
         return 2;
     }
-    if (!writeIcons(QDir(arguments.at(1)), arguments.at(2))) {
+    const bool good = arguments.at(1) == u"--iconset"
+                          ? writeIconset(QDir(arguments.at(2)))
+                          : writeIcons(QDir(arguments.at(1)), arguments.at(2));
+    if (!good) {
         std::fputs("brindle-icons: can't write the icons\n", stderr);
         return 1;
     }

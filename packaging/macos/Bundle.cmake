@@ -1,0 +1,27 @@
+# The application bundle: how it is laid out, and how Qt is put into it when it is installed.
+set_target_properties(brindle PROPERTIES
+    OUTPUT_NAME Brindle
+    MACOSX_BUNDLE ON
+    MACOSX_BUNDLE_INFO_PLIST "${CMAKE_CURRENT_SOURCE_DIR}/macos/Info.plist.in")
+
+# The icons are drawn by the launcher's own code.
+add_executable(brindle-icons icons.cpp)
+target_link_libraries(brindle-icons PRIVATE brindle_ui)
+set(iconset "${CMAKE_CURRENT_BINARY_DIR}/Brindle.iconset")
+add_custom_command(
+    OUTPUT "${CMAKE_CURRENT_BINARY_DIR}/Brindle.icns"
+    COMMAND brindle-icons --iconset "${iconset}"
+    COMMAND iconutil --convert icns --output Brindle.icns "${iconset}"
+    COMMENT "Drawing the icon")
+add_custom_target(packaging ALL DEPENDS "${CMAKE_CURRENT_BINARY_DIR}/Brindle.icns")
+install(FILES "${CMAKE_CURRENT_BINARY_DIR}/Brindle.icns"
+    DESTINATION Brindle.app/Contents/Resources)
+
+# Qt's own tool copies its frameworks, plugins and QML modules into the bundle.
+find_package(Qt6 REQUIRED COMPONENTS Qml)
+if(Qt6_VERSION VERSION_GREATER_EQUAL 6.5)
+    qt_generate_deploy_qml_app_script(TARGET brindle OUTPUT_SCRIPT deploy)
+else()
+    qt_generate_deploy_qml_app_script(TARGET brindle FILENAME_VARIABLE deploy)
+endif()
+install(SCRIPT "${deploy}")
