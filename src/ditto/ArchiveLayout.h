@@ -14,7 +14,7 @@ namespace brindle {
 class ArchiveLayout
 {
 public:
-    static constexpr uint64_t mostDirectoryBytes = 256ULL << 20U;
+    static constexpr uint64_t mostDirectoryBytes = 128ULL << 20U;
 
     /// Reads the end record, the directory and the entries' own headers. Throws ArchiveError unless
     /// the file is one archive: one end record, at the very end; a directory right before it, with

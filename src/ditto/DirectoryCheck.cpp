@@ -3,8 +3,11 @@
 #include "ditto/ArchiveError.h"
 #include "ditto/EntryPath.h"
 
+#include <algorithm>
+#include <cstddef>
 #include <deque>
 #include <unordered_map>
+#include <utility>
 
 namespace brindle {
 
@@ -13,13 +16,20 @@ namespace {
 constexpr uint16_t stored = 0;
 constexpr uint16_t deflated = 8;
 
-void checkSizes(const ArchiveEntry &entry, uint64_t &total)
+/// What all entries take together.
+struct Totals
+{
+    uint64_t bytes = 0;
+    uint64_t linkBytes = 0;
+};
+
+void checkSizes(const ArchiveEntry &entry, Totals &totals)
 {
     if (entry.size > DirectoryCheck::mostFileBytes) {
         throw ArchiveError("a file that is too large: " + entry.name);
     }
-    total += entry.size;
-    if (total > DirectoryCheck::mostBytes) {
+    totals.bytes += entry.size;
+    if (totals.bytes > DirectoryCheck::mostBytes) {
         throw ArchiveError("too many bytes to unpack");
     }
     if (entry.size > DirectoryCheck::ratioFrom &&
@@ -32,9 +42,82 @@ void checkSizes(const ArchiveEntry &entry, uint64_t &total)
     if (entry.type == ArchiveEntry::Type::folder && entry.size != 0) {
         throw ArchiveError("a folder with content: " + entry.name);
     }
-    if (entry.type == ArchiveEntry::Type::link &&
-        (entry.size == 0 || entry.size > DirectoryCheck::longestLinkTarget)) {
-        throw ArchiveError("a link without a fitting target: " + entry.name);
+    if (entry.type == ArchiveEntry::Type::link) {
+        if (entry.size == 0 || entry.size > DirectoryCheck::longestLinkTarget) {
+            throw ArchiveError("a link without a fitting target: " + entry.name);
+        }
+        totals.linkBytes += entry.size;
+        if (totals.linkBytes > DirectoryCheck::mostLinkBytes) {
+            throw ArchiveError("too many links");
+        }
+    }
+}
+
+/// An entry's path with separators that come before every other character, so that what lies below
+/// a path follows right after it when paths are sorted.
+struct SortedPath
+{
+    static constexpr char separator = '\1'; // no name has one
+
+    explicit SortedPath(const ArchiveEntry &entry)
+        : text(EntryPath::parse(entry.name).string()), type(entry.type)
+    {
+        std::replace(text.begin(), text.end(), '/', separator);
+    }
+
+    bool isBelow(const SortedPath &other) const
+    {
+        return text.size() > other.text.size() && text[other.text.size()] == separator &&
+               text.starts_with(other.text);
+    }
+
+    /// How many of the folders above this path are not `before` itself or above it.
+    uint64_t newFolders(const std::string &before) const
+    {
+        const size_t most = std::min(text.size(), before.size());
+        const auto from =
+            std::mismatch(text.begin(), text.begin() + static_cast<ptrdiff_t>(most), before.begin())
+                .first;
+        const bool isBelowBefore = from - text.begin() == static_cast<ptrdiff_t>(before.size()) &&
+                                   from != text.end() && *from == separator;
+        return static_cast<uint64_t>(std::count(from, text.end(), separator)) -
+               (isBelowBefore ? 1 : 0);
+    }
+
+    std::string shown() const
+    {
+        std::string path = text;
+        std::replace(path.begin(), path.end(), separator, '/');
+        return path;
+    }
+
+    std::string text;
+    ArchiveEntry::Type type;
+};
+
+void checkPlaces(std::vector<SortedPath> &paths)
+{
+    std::sort(paths.begin(), paths.end(),
+              [](const SortedPath &a, const SortedPath &b) { return a.text < b.text; });
+    std::vector<const SortedPath *> above; // the entries that the present one lies below
+    uint64_t count = 0;
+    std::string before;
+    for (const SortedPath &path : paths) {
+        if (path.text == before) {
+            throw ArchiveError("two entries for one place: " + path.shown());
+        }
+        while (!above.empty() && !path.isBelow(*above.back())) {
+            above.pop_back();
+        }
+        if (!above.empty() && above.back()->type != ArchiveEntry::Type::folder) {
+            throw ArchiveError("an entry below a file or link: " + path.shown());
+        }
+        above.push_back(&path);
+        count += 1 + path.newFolders(before);
+        if (count > DirectoryCheck::mostEntries) {
+            throw ArchiveError("too many folders");
+        }
+        before = path.text;
     }
 }
 
@@ -52,45 +135,69 @@ std::deque<std::string> split(const std::string &path)
     return parts;
 }
 
-/// Follows a target from the folder that its link lies in, through other links, as the system
-/// would; false as soon as it leaves the tree.
-bool staysInside(const std::string &link, const std::map<std::string, std::string> &links)
+/// Follows links as the system would.
+class LinkWalk
 {
-    constexpr int mostLinks = 40; // as many as Linux follows
-    std::deque<std::string> pending = split(link);
-    std::vector<std::string> at;
-    int followed = 0;
-    while (!pending.empty()) {
-        const std::string part = pending.front();
-        pending.pop_front();
-        if (part == ".") {
-            continue;
-        }
-        if (part == "..") {
-            if (at.empty()) {
+public:
+    explicit LinkWalk(const std::map<std::string, std::string> &links)
+        : links_(links.begin(), links.end())
+    {}
+
+    /// False as soon as the way through `link` leaves the tree.
+    bool staysInside(const std::string &link)
+    {
+        constexpr int mostLinks = 40; // as many as Linux follows
+        std::deque<std::string> pending = split(link);
+        std::string at;
+        int followed = 0;
+        while (!pending.empty()) {
+            const std::string part = std::move(pending.front());
+            pending.pop_front();
+            if (part == ".") {
+                continue;
+            }
+            if (part == "..") {
+                if (at.empty()) {
+                    return false;
+                }
+                dropLast(at);
+                continue;
+            }
+            at += (at.empty() ? "" : "/") + part;
+            const std::string *const target = find(at);
+            if (!target) {
+                continue;
+            }
+            if (++followed > mostLinks || target->starts_with('/')) {
                 return false;
             }
-            at.pop_back();
-            continue;
+            dropLast(at);
+            const auto parts = split(*target);
+            pending.insert(pending.begin(), parts.begin(), parts.end());
         }
-        at.push_back(part);
-        std::string path;
-        for (const std::string &component : at) {
-            path += (path.empty() ? "" : "/") + component;
-        }
-        const auto target = links.find(path);
-        if (target == links.end()) {
-            continue;
-        }
-        if (++followed > mostLinks || target->second.starts_with('/')) {
-            return false;
-        }
-        at.pop_back();
-        const auto parts = split(target->second);
-        pending.insert(pending.begin(), parts.begin(), parts.end());
+        return true;
     }
-    return true;
-}
+
+private:
+    static void dropLast(std::string &path)
+    {
+        const size_t slash = path.rfind('/');
+        path.resize(slash == std::string::npos ? 0 : slash);
+    }
+
+    const std::string *find(const std::string &path)
+    {
+        work_ += path.size();
+        if (work_ > DirectoryCheck::mostLinkWork) {
+            throw ArchiveError("links that take too long to follow");
+        }
+        const auto found = links_.find(path);
+        return found == links_.end() ? nullptr : &found->second;
+    }
+
+    std::unordered_map<std::string, std::string> links_;
+    uint64_t work_ = 0;
+};
 
 } // namespace
 
@@ -99,12 +206,11 @@ void DirectoryCheck::check(const std::vector<ArchiveEntry> &entries)
     if (entries.size() > mostEntries) {
         throw ArchiveError("too many entries");
     }
-    std::unordered_map<std::string, ArchiveEntry::Type> places;
-    std::vector<EntryPath> paths;
+    std::vector<SortedPath> paths;
     paths.reserve(entries.size());
-    uint64_t total = 0;
+    Totals totals;
     for (const ArchiveEntry &entry : entries) {
-        paths.push_back(EntryPath::parse(entry.name));
+        paths.emplace_back(entry);
         if (entry.type == ArchiveEntry::Type::other) {
             throw ArchiveError("neither file, folder nor link: " + entry.name);
         }
@@ -114,25 +220,16 @@ void DirectoryCheck::check(const std::vector<ArchiveEntry> &entries)
         if (entry.method != stored && entry.method != deflated) {
             throw ArchiveError("an unknown compression method: " + entry.name);
         }
-        checkSizes(entry, total);
-        if (!places.emplace(paths.back().string(), entry.type).second) {
-            throw ArchiveError("two entries for one place: " + entry.name);
-        }
+        checkSizes(entry, totals);
     }
-    for (const EntryPath &path : paths) {
-        for (size_t count = 1; count < path.components().size(); ++count) {
-            const auto above = places.find(path.prefix(count));
-            if (above != places.end() && above->second != ArchiveEntry::Type::folder) {
-                throw ArchiveError("an entry below a file or link: " + path.string());
-            }
-        }
-    }
+    checkPlaces(paths);
 }
 
 void DirectoryCheck::checkLinks(const std::map<std::string, std::string> &links)
 {
+    LinkWalk walk(links);
     for (const auto &[path, target] : links) {
-        if (target.find('\0') != std::string::npos || !staysInside(path, links)) {
+        if (target.find('\0') != std::string::npos || !walk.staysInside(path)) {
             throw ArchiveError("a link that leads outside: " + path);
         }
     }

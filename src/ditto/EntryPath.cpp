@@ -11,6 +11,8 @@ namespace {
 // POSIX NAME_MAX and PATH_MAX of the systems that we run on.
 constexpr size_t longestComponent = 255;
 constexpr size_t longestPath = 4095;
+// Deeper than any tree that somebody works in; each folder costs its whole path.
+constexpr size_t mostComponents = 256;
 
 /// RFC 3629, without surrogates and over-long forms.
 bool isUtf8(const std::string &text)
@@ -95,6 +97,9 @@ EntryPath EntryPath::parse(const std::string &name)
         }
         if (component.size() > longestComponent) {
             refuse("an over-long name");
+        }
+        if (path.components_.size() == mostComponents) {
+            refuse("a name with too many parts");
         }
         path.components_.push_back(component);
         start = end + 1;

@@ -9,9 +9,9 @@ namespace brindle {
 class EntryPath
 {
 public:
-    /// Cuts a name that must be safe: relative, no "..", ".", empty or over-long components, no
-    /// backslash, no control characters, valid UTF-8. A trailing "/" is dropped. Throws
-    /// ArchiveError that says which rule is broken.
+    /// Cuts a name that must be safe: relative, no "..", ".", empty or over-long components and at
+    /// most 256 of them, no backslash, no control characters, valid UTF-8. A trailing "/" is
+    /// dropped. Throws ArchiveError that says which rule is broken.
     static EntryPath parse(const std::string &name);
 
     const std::vector<std::string> &components() const { return components_; }

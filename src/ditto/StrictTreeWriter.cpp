@@ -67,6 +67,10 @@ void StrictTreeWriter::finish()
 
 void StrictTreeWriter::makeFolders(const EntryPath &path, size_t count)
 {
+    // Nearly every file's folder is there already.
+    if (folders_.contains(path.prefix(count))) {
+        return;
+    }
     for (size_t depth = 1; depth <= count; ++depth) {
         const std::string folder = path.prefix(depth);
         if (!folders_.insert(folder).second) {

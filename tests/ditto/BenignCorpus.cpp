@@ -126,6 +126,7 @@ QList<CorpusCase> odd()
         several("names that differ in case", {{"a", "1", file644}, {"A", "2", file644}}),
         several("names that differ in how an accent is written",
                 {{"\xc3\xa9", "1", file644}, {"e\xcc\x81", "2", file644}}),
+        one("path of 256 parts", {QByteArray("a/").repeated(255) + 'x', "x", file644}),
         several("name that begins another",
                 {{"ab", "1", file644}, {"a/b", "2", file644}, {"a.b", "3", file644}}),
         one("longest name", {QByteArray(255, 'n'), "n", file644}),

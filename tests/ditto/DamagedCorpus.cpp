@@ -141,6 +141,16 @@ QList<CorpusCase> bombs()
              return zip.bytes();
          },
          "too many entries"},
+        {"bomb by folders on the way",
+         [] {
+             RawZip zip;
+             for (int i = 0; i < 1000; ++i) {
+                 const QByteArray folder = QByteArray::number(i) + '/';
+                 zip.add({folder.repeated(250) + 'x', {}, file644});
+             }
+             return zip.bytes();
+         },
+         "too many folders", false, true},
         {"bomb by a count of millions",
          [] {
              RawZip::Frame frame;

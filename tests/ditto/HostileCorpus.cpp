@@ -76,6 +76,7 @@ QList<CorpusCase> names(const QByteArray &guarded, const QByteArray &canary)
         one("name of 300 bytes", {QByteArray(300, 'n'), "x"}, "over-long"),
         one("folder name of 300 bytes", {QByteArray(300, 'n') + "/x", "x"}, "over-long"),
         one("path of 5000 bytes", {QByteArray("ab/").repeated(1700) + 'x', "x"}, "over-long"),
+        one("path of 257 parts", {QByteArray("a/").repeated(256) + 'x', "x"}, "too many parts"),
         one("not UTF-8", latin, "UTF-8"),
         one("surrogate", surrogate, "UTF-8"),
         one("slash in two bytes", overLong, "UTF-8"),
@@ -137,6 +138,24 @@ QList<CorpusCase> links(const QByteArray &guarded)
         several("large ring of links", ring, "leads outside"),
         several("out by a link in the middle",
                 {{"d/e", ".", link777}, {"l", "d/e/../../../guarded", link777}}, "leads outside"),
+        {"links that take too long to follow",
+         [] {
+             RawZip zip;
+             for (int i = 0; i < 900; ++i) {
+                 zip.add({QByteArray::number(i), QByteArray("a/").repeated(2000), link777, true});
+             }
+             return zip.bytes();
+         },
+         "too long to follow"},
+        {"four megabytes of links",
+         [] {
+             RawZip zip;
+             for (int i = 0; i < 1100; ++i) {
+                 zip.add({QByteArray::number(i), QByteArray(4000, 'x'), link777, true});
+             }
+             return zip.bytes();
+         },
+         "too many links"},
         several("through a link", {{"l", "d", link777}, {"l/x", "x", file644}}, "below a file"),
         several("write through a link", {{"l", out, link777}, {"l/new", "x", file644}},
                 "below a file", escapes),
