@@ -23,6 +23,7 @@ public:
     void offer(int commit);
 
     QUrl url() const { return host_.url(); }
+    ReleaseHost &host() { return host_; }
     /// What a commit's project folder holds, without its add-ons; a number that is in no other.
     Tree game(int commit) const;
     Tree addon(const QString &name, int commit) const;

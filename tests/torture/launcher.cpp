@@ -1,16 +1,20 @@
 // torture-launcher ACTION HOME TEMPORARY HOST PROGRAMS: the launcher without its window, composed
 // as the real one, for the torture to kill. ACTION is "play", "update", "reinstall" or "remove".
 // Prints what it does, one thing a line: "phase: " and a headline, "log: " and a line of the log.
-// A game that runs is stopped. Ends with 0 when the action came to a good end.
+// A game that runs is stopped. Ends with 0 when the action came to a good end. On SIGTERM it quits
+// as the real one does: it cancels what runs, prints "cancelled: " and the microseconds that took,
+// and ends.
 
 #include "core/AppModel.h"
 #include "core/AppModelParts.h"
 #include "core/Desktop.h"
+#include "platform/EndSignals.h"
 #include "services/StagingFolder.h"
 #include "services/SteadyClock.h"
 
 #include <QCoreApplication>
 #include <QDir>
+#include <QElapsedTimer>
 #include <QTimer>
 
 #include <cstdio>
@@ -76,6 +80,14 @@ public:
         }
     }
 
+    void quit()
+    {
+        if (!cancelled_.isValid()) {
+            cancelled_.start();
+            model_.cancel();
+        }
+    }
+
 private:
     void showPhase()
     {
@@ -117,6 +129,13 @@ private:
         if (model_.work()) {
             return;
         }
+        if (cancelled_.isValid()) {
+            constexpr qint64 nanosecondsPerMicrosecond = 1000;
+            print("cancelled",
+                  QString::number(cancelled_.nsecsElapsed() / nanosecondsPerMicrosecond));
+            QCoreApplication::exit(0);
+            return;
+        }
         const auto phase = model_.state().phase;
         const bool stopped = model_.log.lines().contains(QStringLiteral("• Game stopped"));
         bool good = phase == AppState::Phase::ready;
@@ -136,6 +155,7 @@ private:
     AppModel &model_;
     const QString action_;
     const QString temporary_;
+    QElapsedTimer cancelled_; // since when
     qsizetype shown_ = 0;
     int looks_ = 0;
 };
@@ -153,6 +173,8 @@ int main(int argc, char *argv[])
     }
     AppModel::compose([arguments] { return parts(arguments); });
     Session session(AppModel::shared(), arguments.at(1), arguments.at(3));
+    const EndSignals endSignals;
+    QObject::connect(&endSignals, &EndSignals::requested, &session, &Session::quit);
     QTimer::singleShot(0, &session, [&] {
         StagingFolder::startClearingLeftovers(arguments.at(3));
         session.begin();

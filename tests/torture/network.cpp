@@ -1,0 +1,236 @@
+// torture-network: what every fault of the network costs the player, by the launcher's real
+// time-outs: after how long it is told, how long Cancel takes, and how long it takes until the
+// launcher is gone after quitting. Prints a table; ends with 1 when a fault is not told at all, or
+// too late. In a network of its own, with a name service that never answers.
+
+#include "Offers.h"
+#include "e2e/Namespaces.h"
+#include "faults/NetworkFault.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QThread>
+#include <QUdpSocket>
+
+#include <algorithm>
+#include <atomic>
+#include <cstdio>
+#include <memory>
+#include <vector>
+
+using namespace brindle;
+
+namespace {
+
+constexpr int repetitions = 5;
+constexpr qint64 timeOut = 60'000;         // milliseconds, the launcher's
+constexpr qint64 tolerance = 5'000;        // milliseconds, a busy machine's
+constexpr double mostToCancel = 100;       // milliseconds
+constexpr double mostToBeGone = 500;       // milliseconds
+constexpr unsigned long toFallAsleep = 50; // milliseconds, for a launcher to wait for nothing
+
+/// One launcher against one host of its own.
+class Case
+{
+public:
+    Case(const NetworkFault &fault, QString download, const QString &programs)
+        : fault_(fault)
+        , download_(std::move(download))
+        , programs_(programs)
+        , offers_(folder_.filePath(QStringLiteral("offers")),
+                  programs + QStringLiteral("/sample-engine"), Platform::current(programs))
+    {
+        offers_.offer(1);
+        const bool isGame = download_ == u"game";
+        const QString tag = Offers::engineVersion(1) + QStringLiteral("-stable");
+        const QByteArray content(isGame ? 100'000 : 100, 'P');
+        fault_.happenTo(offers_.host(),
+                        isGame ? ReleaseHost::gamePath() : ReleaseHost::checksumPath(tag), content,
+                        isReached_);
+    }
+
+    QString name() const { return fault_.name() + QStringLiteral(", ") + download_; }
+
+    void start()
+    {
+        *isReached_ = false;
+        QDir(file(QStringLiteral("home"))).removeRecursively();
+        QDir().mkpath(file(QStringLiteral("temporary")));
+        process_ = std::make_unique<QProcess>();
+        process_->setProcessChannelMode(QProcess::MergedChannels);
+        timer_.start();
+        process_->start(programs_ + QStringLiteral("/torture-launcher"),
+                        {QStringLiteral("play"), file(QStringLiteral("home")),
+                         file(QStringLiteral("temporary")), offers_.url().toString(), programs_});
+        process_->waitForStarted();
+    }
+
+    /// The milliseconds until it ended, and what it said last.
+    std::pair<qint64, QString> waitForMessage()
+    {
+        process_->waitForFinished(static_cast<int>(timeOut + 2 * tolerance));
+        const qint64 time = timer_.elapsed();
+        process_->kill();
+        process_->waitForFinished();
+        QString message;
+        for (const QString &line : lines()) {
+            if (line.contains(QStringLiteral("• Problem: "))) {
+                message = line.section(QStringLiteral("• Problem: "), 1);
+            }
+        }
+        return {time, message};
+    }
+
+    /// The milliseconds from quitting to the answer, and to the end of the process.
+    std::pair<double, double> quitInTheMiddle()
+    {
+        start();
+        while (!*isReached_) {
+            QThread::msleep(1);
+        }
+        QThread::msleep(toFallAsleep);
+        QElapsedTimer timer;
+        timer.start();
+        process_->terminate();
+        process_->waitForFinished(-1);
+        constexpr double nanosecondsPerMillisecond = 1e6;
+        const double gone = static_cast<double>(timer.nsecsElapsed()) / nanosecondsPerMillisecond;
+        constexpr double microsecondsPerMillisecond = 1e3;
+        double cancelled = gone;
+        for (const QString &line : lines()) {
+            if (line.startsWith(u"cancelled: ")) {
+                cancelled = line.section(u' ', 1).toDouble() / microsecondsPerMillisecond;
+            }
+        }
+        return {cancelled, gone};
+    }
+
+private:
+    QString file(const QString &name) const { return folder_.filePath(name); }
+    QStringList lines() { return QString::fromUtf8(process_->readAll()).split(u'\n'); }
+
+    const NetworkFault fault_;
+    const QString download_;
+    const QString programs_;
+    const std::shared_ptr<std::atomic<bool>> isReached_ =
+        std::make_shared<std::atomic<bool>>(false);
+    const QTemporaryDir folder_;
+    Offers offers_;
+    std::unique_ptr<QProcess> process_;
+    QElapsedTimer timer_;
+};
+
+double median(std::vector<double> values)
+{
+    std::sort(values.begin(), values.end());
+    return values.at(values.size() / 2);
+}
+
+const char *verdict(double value, double bar)
+{
+    return value <= bar ? "ok" : "over";
+}
+
+/// Every name is asked for at a port of our own, which listens and never answers.
+void silenceNames(QUdpSocket &names, const QTemporaryDir &folder)
+{
+    constexpr quint16 dns = 53;
+    const QString file = folder.filePath(QStringLiteral("resolv.conf"));
+    QFile config(file);
+    if (!names.bind(QHostAddress::LocalHost, dns) || !config.open(QIODevice::WriteOnly) ||
+        config.write("nameserver 127.0.0.1\n") < 0) {
+        throw std::runtime_error("no name service to be had");
+    }
+    config.close();
+    Namespaces::mountOver(QStringLiteral("/etc/resolv.conf"), file);
+}
+
+bool tell(const std::vector<std::unique_ptr<Case>> &cases, const QList<NetworkFault::End> &ends)
+{
+    bool good = true;
+    // All at once, as they only wait.
+    for (const auto &one : cases) {
+        one->start();
+    }
+    std::printf("%-44s %10s    %s\n", "", "told after", "as");
+    for (size_t i = 0; i < cases.size(); ++i) {
+        const auto [time, message] = cases[i]->waitForMessage();
+        const bool silent = ends.at(static_cast<qsizetype>(i)) == NetworkFault::End::silence;
+        const bool inTime = time <= (silent ? timeOut : 0) + tolerance;
+        good = good && inTime && !message.isEmpty();
+        std::printf("%-44s %8.1f s    %s%s\n", qPrintable(cases[i]->name()),
+                    static_cast<double>(time) / 1000, qPrintable(message),
+                    inTime && !message.isEmpty() ? "" : "  FAILED");
+        std::fflush(stdout);
+    }
+    return good;
+}
+
+void measureEnds(const std::vector<std::unique_ptr<Case>> &cases)
+{
+    std::printf("\n%-44s %10s %10s %10s %10s\n", "", "cancel ms", "worst", "gone ms", "worst");
+    for (const auto &one : cases) {
+        std::vector<double> cancelled;
+        std::vector<double> gone;
+        for (int i = 0; i < repetitions; ++i) {
+            const auto [first, second] = one->quitInTheMiddle();
+            cancelled.push_back(first);
+            gone.push_back(second);
+        }
+        const double worst = *std::max_element(cancelled.begin(), cancelled.end());
+        const double last = *std::max_element(gone.begin(), gone.end());
+        std::printf("%-44s %10.1f %10.1f %10.1f %10.1f    %s (100), %s (500)\n",
+                    qPrintable(one->name()), median(cancelled), worst, median(gone), last,
+                    verdict(worst, mostToCancel), verdict(last, mostToBeGone));
+        std::fflush(stdout);
+    }
+}
+
+int run()
+{
+    const QTemporaryDir folder;
+    QUdpSocket names;
+    silenceNames(names, folder);
+    const QString programs = QCoreApplication::applicationDirPath();
+    std::vector<std::unique_ptr<Case>> told;
+    std::vector<std::unique_ptr<Case>> quit;
+    QList<NetworkFault::End> ends;
+    for (const NetworkFault &fault : NetworkFault::all()) {
+        for (const QString &download : {QStringLiteral("game"), QStringLiteral("checksum list")}) {
+            const bool drips = fault.name() == u"dripping";
+            if (fault.end() != NetworkFault::End::success && !drips) {
+                told.push_back(std::make_unique<Case>(fault, download, programs));
+                ends << fault.end();
+            }
+            if (fault.end() == NetworkFault::End::silence) {
+                quit.push_back(std::make_unique<Case>(fault, download, programs));
+            }
+        }
+    }
+    const bool good = tell(told, ends);
+    measureEnds(quit);
+    return good ? 0 : 1;
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    QString reason;
+    if (!Namespaces::enter(&reason)) {
+        std::fprintf(stderr, "torture-network: namespaces are not permitted here: %s\n",
+                     qPrintable(reason));
+        return 2;
+    }
+    const QCoreApplication application(argc, argv);
+    try {
+        return run();
+    } catch (const std::exception &error) {
+        std::fprintf(stderr, "torture-network: %s\n", error.what());
+        return 1;
+    }
+}
