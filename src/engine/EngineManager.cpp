@@ -1,5 +1,6 @@
 #include "engine/EngineManager.h"
 
+#include "engine/ChecksumList.h"
 #include "project/CodeHost.h"
 #include "services/CancellationError.h"
 #include "services/Files.h"
@@ -7,7 +8,6 @@
 #include "services/SetupError.h"
 #include "services/StagingFolder.h"
 #include "services/SystemError.h"
-#include "services/Text.h"
 #include "services/Tools.h"
 #include "services/Worker.h"
 
@@ -25,39 +25,6 @@ constexpr qint64 mostChecksumBytes = 1024 * 1024;
 constexpr qint64 hashChunk = 4'194'304;
 constexpr int firstGodot4Format = 5;
 constexpr int statusOk = 200;
-
-/// The digest that a release's list gives for an archive; the last entry counts. Both forms of the
-/// usual tools are read: digest, two blanks, name, and digest, blank, asterisk, name. Goes through
-/// the list without taking it apart: it is hostile until proven otherwise, and this is the main
-/// thread.
-std::optional<QString> listedDigest(const QByteArray &list, const QString &zipName)
-{
-    const QString text = QString::fromUtf8(list);
-    std::optional<QString> digest;
-    brindle::Text::eachLine(text, [&](QStringView line) {
-        QStringView first;
-        qsizetype begin = 0;
-        for (qsizetype i = 0; i <= line.size(); ++i) {
-            if (i < line.size() && line[i] != u' ' && line[i] != u'*') {
-                continue;
-            }
-            const QStringView piece = line.sliced(begin, i - begin);
-            begin = i + 1;
-            if (piece.isEmpty()) {
-                continue;
-            }
-            if (!first.isEmpty()) {
-                if (piece == zipName) {
-                    digest = first.toString().toLower();
-                }
-                break;
-            }
-            first = piece;
-        }
-        return true;
-    });
-    return digest;
-}
 
 } // namespace
 
@@ -126,7 +93,7 @@ QCoro::Task<QString> EngineManager::install(EngineSpec spec, Progress progress, 
                              .arg(spec.version)
                              .arg(answer.status));
     }
-    const auto digest = listedDigest(answer.body, zipName);
+    const auto digest = ChecksumList::digest(answer.body, zipName);
     if (!digest) {
         throw SetupError(
             QStringLiteral("The official checksum list has no entry for %1.").arg(zipName));
