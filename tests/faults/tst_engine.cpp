@@ -1,0 +1,187 @@
+// Engines that behave badly, through the whole of a Play.
+
+#include "PipelineFixture.h"
+#include "support/Await.h"
+#include "support/Gate.h"
+#include "support/Lifeline.h"
+#include "support/TestChild.h"
+
+#include <QFile>
+#include <QtTest>
+
+#include <csignal>
+
+using namespace brindle;
+
+namespace {
+
+#if defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define MEMORY_IS_WATCHED
+#endif
+#endif
+#ifdef MEMORY_IS_WATCHED
+constexpr bool memoryIsOwn = false;
+#else
+constexpr bool memoryIsOwn = true;
+#endif
+
+const auto playing = QStringLiteral("engine is playing");
+
+/// An engine that does these steps of the test child's, whatever it is asked for.
+QByteArray engine(const QStringList &steps)
+{
+    QString script = QStringLiteral("#!/bin/sh\nexec '%1'").arg(testChild());
+    for (const QString &step : steps) {
+        script += QStringLiteral(" '%1'").arg(step);
+    }
+    return script.toUtf8() + '\n';
+}
+
+/// In bytes: "VmRSS" is what is in memory now, "VmHWM" the most that ever was.
+qint64 memory(const QByteArray &key)
+{
+    QFile status(QStringLiteral("/proc/self/status"));
+    if (status.open(QIODevice::ReadOnly)) {
+        constexpr qint64 kilobyte = 1024;
+        for (const QByteArray &line : status.readAll().split('\n')) {
+            if (line.startsWith(key + ':')) {
+                return line.mid(key.size() + 1).simplified().split(' ').first().toLongLong() *
+                       kilobyte;
+            }
+        }
+    }
+    return 0;
+}
+
+} // namespace
+
+class TestEngine : public QObject
+{
+    Q_OBJECT
+
+    std::unique_ptr<PipelineFixture> fixture_;
+
+    void start(const QStringList &steps) const
+    {
+        fixture_->files.installByHand(engine(steps));
+        fixture_->model().startWork(true);
+    }
+
+    /// Lets no more time pass than the end of a Play takes.
+    void waitForTheEnd() const
+    {
+        spinUntil([&] {
+            if (!fixture_->model().runner.current()) {
+                fixture_->clock->advance(Clock::Duration(0.2));
+            }
+            return !fixture_->model().work();
+        });
+    }
+
+    QStringList log() const { return fixture_->model().log.lines(); }
+
+private Q_SLOTS:
+    void init() { fixture_ = std::make_unique<PipelineFixture>(); }
+    void cleanup() { fixture_.reset(); }
+
+    void ends_data()
+    {
+        QTest::addColumn<QString>("step");
+        QTest::addColumn<int>("code");
+        QTest::newRow("at once") << QStringLiteral("exit:0") << 0;
+        QTest::newRow("with 139") << QStringLiteral("exit:139") << 139;
+        QTest::newRow("by SIGSEGV") << QStringLiteral("signal:%1").arg(SIGSEGV) << SIGSEGV;
+        QTest::newRow("by SIGKILL") << QStringLiteral("signal:%1").arg(SIGKILL) << SIGKILL;
+    }
+    void ends()
+    {
+        QFETCH(const QString, step);
+        QFETCH(const int, code);
+        start({step});
+        waitForTheEnd();
+        QCOMPARE(fixture_->model().state(),
+                 AppState::needs(QStringLiteral("The game closed after 0 seconds (exit code %1), "
+                                                "so it did not start properly.")
+                                     .arg(code)));
+        QVERIFY(fixture_->model().failure());
+    }
+
+    void ignoresTheRequestToEnd()
+    {
+        const Lifeline lifeline;
+        start({QStringLiteral("report:%1").arg(SIGTERM), QStringLiteral("hold:") + lifeline.path(),
+               QStringLiteral("fork:"), QStringLiteral("report:%1").arg(SIGTERM),
+               QStringLiteral("wait:"), QStringLiteral("parent:"),
+               QStringLiteral("out:engine is playing\\n"), QStringLiteral("wait:")});
+        fixture_->waitForLine(playing);
+        fixture_->model().cancel();
+        fixture_->waitForLine(QStringLiteral("signal %1").arg(SIGTERM));
+        fixture_->clock->advance(Clock::Duration(4.9));
+        QCoreApplication::processEvents();
+        QVERIFY(fixture_->model().work());
+        QVERIFY(!lifeline.isDropped());
+        fixture_->clock->advance(Clock::Duration(0.1));
+        waitForTheEnd();
+        QCOMPARE(log().constLast(), QStringLiteral("• Game stopped"));
+        spinUntil([&] { return lifeline.isDropped(); });
+    }
+
+    void leavesADialogOnThePipe()
+    {
+        const Gate gate;
+        start({QStringLiteral("fork:"), QStringLiteral("gate:") + gate.path(),
+               QStringLiteral("parent:"), QStringLiteral("out:has crashed\\n"),
+               QStringLiteral("exit:1")});
+        // The gate is shut: whoever waited for the pipe's end would wait for ever.
+        waitForTheEnd();
+        QVERIFY(log().contains(QStringLiteral("has crashed")));
+        QVERIFY(fixture_->model().failure());
+        gate.open();
+    }
+
+    void neverEndsItsLine()
+    {
+        const qint64 bytes = memoryIsOwn ? 512LL * 1024 * 1024 : 32LL * 1024 * 1024;
+        const qint64 before = memory("VmRSS");
+        start({QStringLiteral("endless:%1").arg(bytes), QStringLiteral("exit:3")});
+        waitForTheEnd();
+        QVERIFY(fixture_->model().state().text.contains(QStringLiteral("(exit code 3)")));
+        qint64 kept = 0;
+        for (const QString &line : log()) {
+            kept += line.size();
+        }
+        constexpr qint64 mostKept = 8LL * 1024 * 1024;
+        QVERIFY2(kept < mostKept, qPrintable(QString::number(kept)));
+        if (memoryIsOwn) {
+            // A multiple of what the log keeps, and a fraction of what was printed.
+            constexpr qint64 mostMemory = 64LL * 1024 * 1024;
+            const qint64 grown = memory("VmHWM") - before;
+            QVERIFY2(grown < mostMemory, qPrintable(QString::number(grown)));
+        }
+    }
+
+    void printsWhatIsNoText()
+    {
+        start({QStringLiteral("out:\\xFF\\xFEgame\\xC3\\n"), QStringLiteral("exit:1")});
+        waitForTheEnd();
+        const QChar repaired(QChar::ReplacementCharacter);
+        QVERIFY2(log().contains(QString(2, repaired) + QStringLiteral("game") + repaired),
+                 qPrintable(log().join(u'\n')));
+    }
+
+    void printsAMillionLines()
+    {
+        constexpr int count = 1'000'000;
+        start({QStringLiteral("lines:%1").arg(count), QStringLiteral("exit:1")});
+        waitForTheEnd();
+        const QStringList lines = log();
+        QCOMPARE(lines.size(), LogStore::maxLines);
+        for (qsizetype i = 0; i < lines.size(); ++i) {
+            QCOMPARE(lines.at(i), QStringLiteral("line %1").arg(count - lines.size() + i));
+        }
+    }
+};
+
+QTEST_GUILESS_MAIN(TestEngine)
+#include "tst_engine.moc"
