@@ -28,6 +28,9 @@ if(BRINDLE_SANITIZE)
     add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=undefined -fno-omit-frame-pointer -O1)
     add_link_options(-fsanitize=address,undefined)
 endif()
+if(BRINDLE_FUZZ)
+    add_compile_options(-fsanitize=fuzzer-no-link)
+endif()
 
 # What players get is hardened: checked library calls, stack canaries and clash guards, control-flow
 # protection, addresses that can't be known beforehand, and nothing writable that need not be.

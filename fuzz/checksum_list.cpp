@@ -1,0 +1,22 @@
+// A release's list of digests.
+
+#include "Expect.h"
+#include "Fuzzer.h"
+#include "engine/ChecksumList.h"
+#include "services/Text.h"
+
+using namespace brindle;
+
+int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
+{
+    static const auto name = QStringLiteral("Godot_v4.3-stable_linux.x86_64.zip");
+    const QByteArray list(reinterpret_cast<const char *>(data), // NOLINT
+                          static_cast<qsizetype>(size));
+    const auto digest = ChecksumList::digest(list, name);
+    expect(!digest || QString::fromUtf8(list).contains(name), "only a listed archive has a digest");
+    expect(!digest || !digest->isEmpty(), "a digest is not empty");
+    expect(!digest || (!digest->contains(u' ') && Text::splitAtNewlines(*digest).size() == 1),
+           "a digest is one word");
+    expect(!digest || *digest == digest->toLower(), "a digest is in lower case");
+    return 0;
+}

@@ -1,0 +1,31 @@
+// ".gitmodules": where add-ons are fetched from and where they are put.
+
+#include "Expect.h"
+#include "Fuzzer.h"
+#include "ProjectFolder.h"
+#include "project/AddonFolder.h"
+#include "project/CodeHost.h"
+#include "project/ProjectInspector.h"
+
+using namespace brindle;
+
+int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
+{
+    static const ProjectFolder folder(".gitmodules");
+    static const QUrl host(QStringLiteral("https://github.com"));
+    folder.put(data, size);
+    const ProjectInfo info = ProjectInspector::inspect(folder.path());
+    expect(ProjectInfo::fromJson(info.toJson()) == info, "a description survives being saved");
+    for (const Submodule &submodule : info.submodules) {
+        const auto place = AddonFolder::locate(info.repoRoot, submodule.path);
+        if (place) {
+            const QString rest = place->mid(info.repoRoot.size());
+            expect(place->startsWith(info.repoRoot) && (rest.isEmpty() || rest.startsWith(u'/')),
+                   "an add-on lies in the repository");
+            expect(!(rest + u'/').contains(u"/../"), "an add-on's folder climbs nowhere");
+        }
+        const auto archive = CodeHost::repositoryArchive(host, submodule.url);
+        expect(!archive || archive->host() == host.host(), "add-ons come from the code host");
+    }
+    return 0;
+}

@@ -1,0 +1,132 @@
+// A zip archive, up to where files would be written: once with every check, and once without the
+// first ones, so that inputs get past what makes nearly all of them end early.
+
+#include "Expect.h"
+#include "Fuzzer.h"
+#include "ditto/ArchiveError.h"
+#include "ditto/ArchiveReader.h"
+#include "ditto/Inflater.h"
+#include "ditto/StrictPolicy.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <fcntl.h>
+#include <filesystem>
+#include <sys/stat.h>
+#include <unistd.h>
+
+using namespace brindle;
+
+namespace {
+
+constexpr uint64_t mostUnpacked = 1U << 20U; // so that no input takes long
+
+/// The input as a file that lives as long as the fuzzer.
+class ArchiveFile
+{
+public:
+    ArchiveFile()
+    {
+        path_ = (std::filesystem::temp_directory_path() / "archive-XXXXXX").string();
+        descriptor_ = mkstemp(path_.data());
+        expect(descriptor_ >= 0, "a temporary file can be made");
+    }
+    ~ArchiveFile()
+    {
+        close(descriptor_);
+        unlink(path_.c_str());
+    }
+    ArchiveFile(const ArchiveFile &) = delete;
+    ArchiveFile &operator=(const ArchiveFile &) = delete;
+
+    const std::string &path() const { return path_; }
+
+    void put(const uint8_t *data, size_t size) const
+    {
+        expect(ftruncate(descriptor_, 0) == 0 &&
+                   pwrite(descriptor_, data, size, 0) == static_cast<ssize_t>(size),
+               "the input can be written");
+    }
+
+private:
+    std::string path_;
+    int descriptor_ = -1;
+};
+
+using Links = std::map<std::string, std::string>;
+
+std::string unpacked(const ArchiveReader &reader, const ArchiveEntry &entry, Inflater &inflater)
+{
+    std::string content;
+    inflater.unpack(reader, entry, [&](const unsigned char *bytes, size_t count) {
+        expect(count <= entry.size - content.size(), "no more bytes come than are announced");
+        content.append(reinterpret_cast<const char *>(bytes), count); // NOLINT
+        if (content.size() > mostUnpacked) {
+            throw ArchiveError("enough for now");
+        }
+    });
+    expect(content.size() == entry.size, "as many bytes come as are announced");
+    return content;
+}
+
+void readStrictly(const std::string &path)
+{
+    namespace fs = std::filesystem;
+    const StrictPolicy policy;
+    const auto reader = policy.open(path);
+    const auto entries = reader->entries();
+    policy.checkDirectory(entries);
+    Inflater inflater;
+    Links links;
+    for (const ArchiveEntry &entry : entries) {
+        const fs::path place = fs::path(entry.name).lexically_normal();
+        expect(place.is_relative() && *place.begin() != "..", "entries lie in the destination");
+        const std::string content = unpacked(*reader, entry, inflater);
+        if (entry.type == ArchiveEntry::Type::link) {
+            links[entry.name] = content;
+        }
+    }
+    policy.checkLinks(links);
+    for (const auto &[link, target] : links) {
+        expect(fs::path(target).is_relative(), "links are relative");
+        if (links.size() == 1) { // then no other link changes what ".." means
+            const fs::path end = (fs::path(link).parent_path() / target).lexically_normal();
+            expect(*end.begin() != "..", "links stay in the destination");
+        }
+    }
+}
+
+void readCarelessly(const std::string &path)
+{
+    const ArchiveReader reader(path, ArchiveReader::Headers::ignored);
+    constexpr uint64_t mostEntries = 200;
+    const auto entries =
+        reader.count() > mostEntries ? std::vector<ArchiveEntry>() : reader.entries();
+    Inflater inflater;
+    for (const ArchiveEntry &entry : entries) {
+        try {
+            unpacked(reader, entry, inflater);
+        } catch (const ArchiveError &) { // NOLINT(bugprone-empty-catch): the next may be good
+        }
+    }
+}
+
+void ignoringRefusals(void (*read)(const std::string &path), const std::string &path)
+{
+    try {
+        read(path);
+    } catch (const ArchiveError &error) {
+        expect(*error.what() != '\0', "a refusal says why");
+    }
+}
+
+} // namespace
+
+int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
+{
+    static const ArchiveFile file;
+    file.put(data, size);
+    ignoringRefusals(&readStrictly, file.path());
+    ignoringRefusals(&readCarelessly, file.path());
+    return 0;
+}
