@@ -1,0 +1,76 @@
+#include "ConsoleLauncher.h"
+
+#include "support/Await.h"
+
+#include <QCoreApplication>
+#include <QDir>
+
+#include <algorithm>
+
+namespace brindle {
+
+ConsoleLauncher::ConsoleLauncher()
+{
+    process_.setProcessChannelMode(QProcess::MergedChannels);
+    process_.setStandardInputFile(QProcess::nullDevice());
+    QObject::connect(&process_, &QProcess::readyRead, [this] { read(); });
+}
+
+ConsoleLauncher::~ConsoleLauncher()
+{
+    process_.disconnect();
+    process_.kill();
+    process_.waitForFinished();
+}
+
+void ConsoleLauncher::setVariable(const QString &name, const QString &value)
+{
+    environment_.insert(name, value);
+}
+
+void ConsoleLauncher::play(const QUrl &host)
+{
+    const QString programs = QCoreApplication::applicationDirPath();
+    QDir().mkpath(temporary());
+    process_.setProcessEnvironment(environment_);
+    process_.start(programs + QStringLiteral("/torture-launcher"),
+                   {QStringLiteral("play"), home_.filePath(QStringLiteral("home")), temporary(),
+                    host.toString(), programs});
+}
+
+void ConsoleLauncher::waitFor(const QString &text)
+{
+    try {
+        spinUntil([&] { return hasPrinted(text); });
+    } catch (const std::exception &) {
+        throw std::runtime_error("\"" + text.toStdString() + "\" was not printed, but:\n" +
+                                 lines_.join(u'\n').toStdString());
+    }
+}
+
+int ConsoleLauncher::waitForEnd()
+{
+    spinUntil([&] { return process_.state() == QProcess::NotRunning; });
+    read();
+    return process_.exitStatus() == QProcess::NormalExit ? process_.exitCode() : -1;
+}
+
+bool ConsoleLauncher::hasPrinted(const QString &text) const
+{
+    return std::any_of(lines_.begin(), lines_.end(),
+                       [&](const QString &line) { return line.contains(text); });
+}
+
+QString ConsoleLauncher::project() const
+{
+    return data() + QStringLiteral("/Brindle/Game/godot-brindle-main");
+}
+
+void ConsoleLauncher::read()
+{
+    while (process_.canReadLine()) {
+        lines_ << QString::fromUtf8(process_.readLine()).trimmed();
+    }
+}
+
+} // namespace brindle

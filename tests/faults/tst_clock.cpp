@@ -1,0 +1,170 @@
+// The wall clock jumps by ten years, either way, in the middle of what the launcher does: nothing
+// takes longer or shorter for it. The launcher is a process of its own, with a clock that the test
+// sets by a library in front of the system's.
+
+#include "ConsoleLauncher.h"
+#include "support/Await.h"
+#include "support/Gate.h"
+#include "support/TestChild.h"
+
+#include <QFile>
+#include <QRegularExpression>
+#include <QtTest>
+
+#include <memory>
+#include <vector>
+
+using namespace brindle;
+
+namespace {
+
+const QByteArray tenYears = "315360000";
+
+/// A launcher whose clock can be set.
+class TimeTraveller
+{
+public:
+    TimeTraveller()
+    {
+        jump("0");
+        launcher.setVariable(QStringLiteral("LD_PRELOAD"), library());
+        launcher.setVariable(QStringLiteral("CLOCK_JUMP"), file());
+    }
+
+    static QString library()
+    {
+        return QCoreApplication::applicationDirPath() + QStringLiteral("/clockjump.so");
+    }
+    QString file() const { return folder_.filePath(QStringLiteral("jump")); }
+
+    void jump(const QByteArray &seconds) const { ModelFixture::write(file(), seconds); }
+
+    ConsoleLauncher launcher;
+    Gate gate;
+
+private:
+    QTemporaryDir folder_;
+};
+
+/// The year that a program sees.
+int yearUnder(const TimeTraveller &traveller)
+{
+    QProcess date;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("LD_PRELOAD"), TimeTraveller::library());
+    environment.insert(QStringLiteral("CLOCK_JUMP"), traveller.file());
+    date.setProcessEnvironment(environment);
+    date.start(QStringLiteral("date"), {QStringLiteral("+%Y")});
+    date.waitForFinished();
+    return date.readAllStandardOutput().trimmed().toInt();
+}
+
+} // namespace
+
+class TestClock : public QObject
+{
+    Q_OBJECT
+
+    std::unique_ptr<PipelineFixture> fixture_;
+
+    /// An engine that says that it plays and goes on with these steps.
+    void offerEngine(const QString &playSteps) const
+    {
+        fixture_->offerEngine(QStringLiteral("#!/bin/sh\n"
+                                             "case \"$*\" in\n"
+                                             "*--import*) exit 0;;\n"
+                                             "esac\n"
+                                             "exec '%1' %2\n")
+                                  .arg(testChild(), playSteps)
+                                  .toUtf8());
+    }
+
+    static void eitherWay()
+    {
+        QTest::addColumn<QByteArray>("seconds");
+        QTest::newRow("into the future") << tenYears;
+        QTest::newRow("into the past") << QByteArray('-' + tenYears);
+    }
+
+private Q_SLOTS:
+    void init() { fixture_ = std::make_unique<PipelineFixture>(); }
+    void cleanup() { fixture_.reset(); }
+
+    void theTestsClockDoesJump()
+    {
+        const TimeTraveller traveller;
+        const int now = yearUnder(traveller);
+        traveller.jump(tenYears);
+        QVERIFY(yearUnder(traveller) >= now + 9);
+        traveller.jump('-' + tenYears);
+        QVERIFY(yearUnder(traveller) <= now - 9);
+    }
+
+    void aShortGameStaysShort_data() { eitherWay(); }
+    void aShortGameStaysShort()
+    {
+        QFETCH(const QByteArray, seconds);
+        TimeTraveller traveller;
+        offerEngine(QStringLiteral("'out:engine is playing\\n' gate:'%1' exit:0")
+                        .arg(traveller.gate.path()));
+        traveller.launcher.play(fixture_->host.url());
+        traveller.launcher.waitFor(QStringLiteral("engine is playing"));
+        traveller.jump(seconds);
+        traveller.gate.open();
+        traveller.launcher.waitForEnd();
+        static const QRegularExpression end(QStringLiteral(
+            "^end: bad The game closed after \\d seconds? \\(exit code 0\\), so it did not start "
+            "properly\\.$"));
+        QVERIFY2(end.match(traveller.launcher.lines().constLast()).hasMatch(),
+                 qPrintable(traveller.launcher.lines().join(u'\n')));
+    }
+
+    void aDownloadThatPausesGoesOn_data() { eitherWay(); }
+    void aDownloadThatPausesGoesOn()
+    {
+        QFETCH(const QByteArray, seconds);
+        TimeTraveller traveller;
+        offerEngine(QStringLiteral("'out:engine is playing\\n'"));
+        const auto held = fixture_->host.hold(ReleaseHost::gamePath(), 100);
+        traveller.launcher.play(fixture_->host.url());
+        spinUntil([&] { return held->isReached(); });
+        traveller.jump(seconds);
+        held->open();
+        traveller.launcher.waitFor(QStringLiteral("engine is playing"));
+        traveller.launcher.waitForEnd();
+    }
+
+    /// Those that take their time, side by side.
+    void tenSecondsAndFiveStayWhatTheyAre()
+    {
+        offerEngine(QStringLiteral("ignore:15 'out:engine is playing\\n' gate:\"$GATE\" exit:0"));
+        std::vector<std::unique_ptr<TimeTraveller>> open;
+        std::vector<std::unique_ptr<TimeTraveller>> stopped;
+        const std::vector<QByteArray> ways{tenYears, '-' + tenYears};
+        for (size_t i = 0; i < 2 * ways.size(); ++i) {
+            auto traveller = std::make_unique<TimeTraveller>();
+            traveller->launcher.setVariable(QStringLiteral("GATE"), traveller->gate.path());
+            traveller->launcher.play(fixture_->host.url());
+            traveller->launcher.waitFor(QStringLiteral("engine is playing"));
+            traveller->jump(ways.at(i % ways.size()));
+            (i < ways.size() ? open : stopped).push_back(std::move(traveller));
+        }
+        for (const auto &traveller : stopped) {
+            // The engine ignores it, and its gate stays shut.
+            traveller->launcher.terminate();
+        }
+        for (const auto &traveller : stopped) {
+            QCOMPARE(traveller->launcher.waitForEnd(), 0);
+        }
+        for (const auto &traveller : open) {
+            traveller->launcher.waitFor(QStringLiteral("phase: The game is open"));
+            traveller->gate.open();
+            QCOMPARE(traveller->launcher.waitForEnd(), 1);
+            QVERIFY2(traveller->launcher.hasPrinted(QStringLiteral("• Game closed normally")),
+                     qPrintable(traveller->launcher.lines().join(u'\n')));
+        }
+    }
+};
+
+QTEST_GUILESS_MAIN(TestClock)
+#include "tst_clock.moc"

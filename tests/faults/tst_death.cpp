@@ -1,0 +1,109 @@
+// What becomes of the programs that the launcher has started when it is killed: a game goes on,
+// what works for the launcher ends with it.
+
+#include "ConsoleLauncher.h"
+#include "support/Await.h"
+#include "support/Gate.h"
+#include "support/Lifeline.h"
+#include "support/TestChild.h"
+
+#include <QDir>
+#include <QFile>
+#include <QtTest>
+
+using namespace brindle;
+
+class TestDeath : public QObject
+{
+    Q_OBJECT
+
+    std::unique_ptr<PipelineFixture> fixture_;
+
+    /// An engine that does the one thing when it imports and the other when it plays.
+    void offerEngine(const QString &importSteps, const QString &playSteps) const
+    {
+        fixture_->offerEngine(QStringLiteral("#!/bin/sh\n"
+                                             "case \"$*\" in\n"
+                                             "*--import*) exec '%1' %2;;\n"
+                                             "esac\n"
+                                             "exec '%1' %3\n")
+                                  .arg(testChild(), importSteps, playSteps)
+                                  .toUtf8());
+    }
+
+private Q_SLOTS:
+    void init() { fixture_ = std::make_unique<PipelineFixture>(); }
+    void cleanup() { fixture_.reset(); }
+
+    void aGameGoesOn()
+    {
+        const Gate gate;
+        const Lifeline lifeline;
+        const QTemporaryDir folder;
+        const QString alive = folder.filePath(QStringLiteral("alive"));
+        offerEngine(QStringLiteral("exit:0"),
+                    QStringLiteral("hold:'%1' 'out:engine is playing\\n' gate:'%2' lines:100000 "
+                                   "touch:'%3'")
+                        .arg(lifeline.path(), gate.path(), alive));
+        ConsoleLauncher launcher;
+        launcher.play(fixture_->host.url());
+        launcher.waitFor(QStringLiteral("engine is playing"));
+        launcher.kill();
+        QCOMPARE(launcher.waitForEnd(), -1);
+        QVERIFY(!lifeline.isDropped());
+        // Now it prints, and nobody listens any more.
+        gate.open();
+        spinUntil([&] { return lifeline.isDropped(); });
+        QVERIFY(QFile::exists(alive));
+    }
+
+    void anImportEnds()
+    {
+        if (QSysInfo::kernelType() != u"linux") {
+            QSKIP("this system binds no child to its parent");
+        }
+        const Lifeline lifeline;
+        offerEngine(QStringLiteral("ignore:15 hold:'%1' 'out:engine is importing\\n' wait:")
+                        .arg(lifeline.path()),
+                    QStringLiteral("exit:0"));
+        ConsoleLauncher launcher;
+        launcher.play(fixture_->host.url());
+        launcher.waitFor(QStringLiteral("engine is importing"));
+        QVERIFY(!lifeline.isDropped());
+        launcher.kill();
+        QCOMPARE(launcher.waitForEnd(), -1);
+        spinUntil([&] { return lifeline.isDropped(); });
+    }
+
+    void aDownloadLeavesWhatTheNextStartClears()
+    {
+        offerEngine(QStringLiteral("exit:0"), QStringLiteral("'out:engine is playing\\n'"));
+        const auto gate = fixture_->host.hold(ReleaseHost::gamePath(), 1);
+        QStringList left;
+        const auto leftovers = [](const QString &folder) {
+            return QDir(folder).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot);
+        };
+        ConsoleLauncher launcher;
+        launcher.play(fixture_->host.url());
+        spinUntil([&] { return gate->isReached(); });
+        launcher.kill();
+        QCOMPARE(launcher.waitForEnd(), -1);
+        left = leftovers(launcher.temporary());
+        QCOMPARE(left.size(), 1);
+        QVERIFY2(left.constFirst().startsWith(u"Brindle-"), qPrintable(left.constFirst()));
+
+        // The next one is held up at the same place, with a folder of its own.
+        launcher.play(fixture_->host.url());
+        spinUntil([&] {
+            const QStringList now = leftovers(launcher.temporary());
+            return !now.contains(left.constFirst()) && now.size() == 1;
+        });
+        gate->open();
+        launcher.waitFor(QStringLiteral("engine is playing"));
+        launcher.waitForEnd();
+        QCOMPARE(leftovers(launcher.temporary()), QStringList());
+    }
+};
+
+QTEST_GUILESS_MAIN(TestDeath)
+#include "tst_death.moc"
