@@ -2,14 +2,10 @@ import QtQuick
 import Brindle
 
 // What the launcher is, and whose work it starts.
-FocusScope {
+SheetView {
     id: view
 
-    required property var model
-    readonly property alias defaultButton: doneRow.button
-    signal dismissed()
-
-    focus: true
+    defaultButton: doneRow.button
 
     width: 440
     height: column.height + 40

@@ -147,6 +147,8 @@ FocusScope {
         }
     }
 
+    // The sheets' contents are made elsewhere, and see this file's names all the same.
+    // qmllint disable unqualified
     Sheet {
         objectName: "settingsSheet"
         shown: root.settingsShown
@@ -178,6 +180,7 @@ FocusScope {
             onDismissed: root.logShown = false
         }
     }
+    // qmllint enable unqualified
 
     Shortcut {
         sequences: ["Ctrl+Q"]

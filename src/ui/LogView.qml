@@ -2,16 +2,12 @@ import QtQuick
 import Brindle
 
 // The log, to be read and copied.
-FocusScope {
+SheetView {
     id: view
 
-    required property var model
     required property var log
-    readonly property alias defaultButton: closeButton
+    defaultButton: closeButton
     readonly property alias pane: pane
-    signal dismissed()
-
-    focus: true
 
     width: 600
     height: 420

@@ -28,30 +28,12 @@ T.ProgressBar {
             color: Theme.accent
         }
 
-        Rectangle {
-            id: wanderer
+        Wanderer {
             visible: control.indeterminate
             width: parent.width * 0.28
             height: parent.height
-            radius: height / 2
+            range: control.availableWidth - width
             color: Theme.accent
-
-            SequentialAnimation on x {
-                running: wanderer.visible
-                loops: Animation.Infinite
-                NumberAnimation {
-                    from: 0
-                    to: control.availableWidth - wanderer.width
-                    duration: 1100
-                    easing.type: Easing.InOutSine
-                }
-                NumberAnimation {
-                    from: control.availableWidth - wanderer.width
-                    to: 0
-                    duration: 1100
-                    easing.type: Easing.InOutSine
-                }
-            }
         }
     }
 }

@@ -30,11 +30,10 @@ T.Button {
     readonly property color ink: enabled ? Theme.onAccent : Theme.onAccentOff
 
     contentItem: Item {
-        implicitWidth: row.implicitWidth
-        implicitHeight: row.implicitHeight
+        implicitWidth: children[0].implicitWidth
+        implicitHeight: children[0].implicitHeight
 
         Row {
-            id: row
             anchors.centerIn: parent
             spacing: 9
 

@@ -1,5 +1,6 @@
+pragma ComponentBehavior: Bound
+
 import QtQuick
-import QtQuick.Templates as T
 import Brindle
 
 // One of a few, all of them in sight.
@@ -55,57 +56,17 @@ Column {
                 id: segments
                 model: picker.options
 
-                T.RadioButton {
-                    id: segment
-
+                Segment {
                     required property string modelData
                     required property int index
-                    readonly property bool current: index === picker.current
 
                     objectName: "segment " + modelData
                     text: modelData
-                    width: label.implicitWidth + track.spare
-                    height: Theme.buttonHeight
-                    // One stop for the Tab key; the arrows move on from there.
-                    focusPolicy: current ? Qt.StrongFocus : Qt.ClickFocus
+                    current: index === picker.current
+                    spare: track.spare
                     onClicked: picker.picked(index)
-                    Keys.onRightPressed: if (index + 1 < segments.count) segments.itemAt(index + 1).choose()
-                    Keys.onLeftPressed: if (index > 0) segments.itemAt(index - 1).choose()
-                    Keys.onReturnPressed: event => { if (!event.isAutoRepeat) clicked() }
-                    Keys.onEnterPressed: event => { if (!event.isAutoRepeat) clicked() }
-
-                    function choose() {
-                        forceActiveFocus(Qt.TabFocusReason);
-                        clicked();
-                    }
-
-                    Accessible.role: Accessible.RadioButton
-                    Accessible.name: text
-                    Accessible.onPressAction: clicked()
-                    // What screen readers are told.
-                    checked: current
-
-                    contentItem: Text {
-                        id: label
-                        text: segment.text
-                        font: Theme.segment
-                        fontSizeMode: Text.HorizontalFit
-                        minimumPixelSize: 8
-                        color: segment.current ? Theme.text : Theme.secondary
-                        textFormat: Text.PlainText
-                        horizontalAlignment: Text.AlignHCenter
-                        verticalAlignment: Text.AlignVCenter
-                        Accessible.ignored: true
-                    }
-
-                    background: SmoothRectangle {
-                        radius: Theme.buttonRadius
-                        color: segment.current ? Theme.chosen : "transparent"
-                        borderColor: segment.current ? Theme.faceEdge : "transparent"
-                        borderWidth: 1
-
-                        FocusRing { shown: segment.visualFocus }
-                    }
+                    onNext: (segments.itemAt(index + 1) as Segment)?.choose()
+                    onPrevious: (segments.itemAt(index - 1) as Segment)?.choose()
                 }
             }
         }

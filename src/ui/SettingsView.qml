@@ -2,14 +2,10 @@ import QtQuick
 import Brindle
 
 // How the game is started, and what can be done about what has been downloaded.
-FocusScope {
+SheetView {
     id: view
 
-    required property var model
-    readonly property alias defaultButton: doneRow.button
-    signal dismissed()
-
-    focus: true
+    defaultButton: doneRow.button
 
     width: 420
     height: column.height + 40

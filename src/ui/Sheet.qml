@@ -2,7 +2,7 @@ import QtQuick
 import Brindle
 
 // A window-modal window that is as large as its view, centred on the window below. It exists only
-// while it is shown. The view has a `defaultButton`, which Return presses.
+// while it is shown. The content is a SheetView.
 Loader {
     id: sheet
 
@@ -15,6 +15,8 @@ Loader {
     active: shown
     visible: false
 
+    // Made by this loader, and so with this file's names.
+    // qmllint disable unqualified
     sourceComponent: Window {
         id: window
 
@@ -52,11 +54,12 @@ Loader {
 
         Shortcut {
             sequences: ["Return", "Enter"]
-            onActivated: holder.item.defaultButton.clicked()
+            onActivated: (holder.item as SheetView).defaultButton.clicked()
         }
         Shortcut {
             sequences: ["Escape", "Ctrl+W"]
             onActivated: sheet.dismissed()
         }
     }
+    // qmllint enable unqualified
 }
