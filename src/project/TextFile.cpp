@@ -27,13 +27,19 @@ std::optional<QString> TextFile::read(const QString &path)
         close(descriptor);
         return std::nullopt;
     }
-    const QByteArray bytes = file.read(maxBytes + 1);
+    // In pieces: a buffer of the most that may come costs more than nearly every file.
+    constexpr qint64 pieceBytes = 65'536;
+    QByteArray bytes;
+    for (QByteArray piece = file.read(pieceBytes); !piece.isEmpty() && bytes.size() <= maxBytes;
+         piece = file.read(pieceBytes)) {
+        bytes += piece;
+    }
     if (file.error() != QFileDevice::NoError || bytes.size() > maxBytes) {
         return std::nullopt;
     }
     // Stateless, so that a sequence cut off by the file's end is an error too.
     QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
-    const QString text = decoder.decode(bytes);
+    QString text = decoder.decode(bytes);
     if (decoder.hasError()) {
         return std::nullopt;
     }
