@@ -269,6 +269,20 @@ private Q_SLOTS:
         QCOMPARE(launcher_->openAgain(), 0);
     }
 
+    void whatAKilledLauncherLeftIsClearedAtTheNextStart()
+    {
+        const auto gate = stage_->host().hold(Stage::enginePath(), stage_->engineSize() / 2);
+        setUp(longGame);
+        launcher_->waitForProgress(0.5);
+        QCOMPARE(launcher_->leftovers().size(), 1);
+        launcher_->kill();
+        QCOMPARE(launcher_->waitForEnd(), -1);
+        QCOMPARE(launcher_->leftovers().size(), 1);
+        launcher_->open();
+        // Nothing has been pressed.
+        screen_->wait("the leftover to be gone", [&] { return launcher_->leftovers().isEmpty(); });
+    }
+
     void theEndOfTheSessionLeavesNothing()
     {
         const auto gate = stage_->host().hold(Stage::enginePath(), stage_->engineSize() / 2);
