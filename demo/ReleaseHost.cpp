@@ -28,9 +28,10 @@ class Body
 {
 public:
     Body(HttpConnection &connection, std::optional<qint64> length)
-        : connection_(connection), chunked_(!length)
+        : connection_(connection)
+        , chunked_(!length)
+        , head_("HTTP/1.1 200 OK\r\nContent-Type: application/octet-stream\r\n")
     {
-        head_ = "HTTP/1.1 200 OK\r\nContent-Type: application/octet-stream\r\n";
         head_ += length ? "Content-Length: " + QByteArray::number(*length)
                         : QByteArrayLiteral("Transfer-Encoding: chunked");
         head_ += "\r\nConnection: close\r\n\r\n";

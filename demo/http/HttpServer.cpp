@@ -67,6 +67,8 @@ public:
     }
 
     ~Impl() { stop(); }
+    Impl(const Impl &) = delete;
+    Impl &operator=(const Impl &) = delete;
 
     quint16 port() const { return port_; }
     bool secure() const { return tls_.has_value(); }

@@ -18,7 +18,7 @@ void removeIgnoringFailure(const QString &path)
     try {
         Files::remove(path);
     } catch (const Error &) {
-        // What could not be removed is still on disk, and the state is derived from the disk.
+        // Ignored: what is still on disk is seen there when the state is derived.
     }
 }
 

@@ -59,7 +59,7 @@ bool AppModel::isCancellation(const std::exception_ptr &error)
 
 void AppModel::updateProgress(qint64 done, qint64 total, double speed)
 {
-    constexpr auto most = static_cast<double>(std::numeric_limits<qint64>::max() / 2);
+    constexpr auto most = static_cast<double>(std::numeric_limits<qint64>::max()) / 2;
     const auto wholeSpeed = static_cast<qint64>(std::clamp(speed, 0.0, most));
     const QString doneText = ByteCount::string(done);
     const QString speedText = ByteCount::string(wholeSpeed) + QStringLiteral("/s");
@@ -281,7 +281,7 @@ QCoro::Task<> AppModel::importProject(EngineSpec spec, QString engine, QString p
             Files::clearRemoved(root);
             Files::writeAtomically(marker, QByteArrayLiteral("ok"));
         } catch (const Error &) {
-            // Without the marker the next run imports again, which costs time and nothing else.
+            // Ignored: without the marker the next run imports again, which costs only time.
         }
     };
     auto marking = runOnWorker(mark);

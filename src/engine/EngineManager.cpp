@@ -21,7 +21,7 @@ namespace brindle {
 
 namespace {
 
-constexpr qint64 mostChecksumBytes = 1024 * 1024;
+constexpr qint64 mostChecksumBytes = 1'048'576;
 constexpr qint64 hashChunk = 4'194'304;
 constexpr int firstGodot4Format = 5;
 constexpr int statusOk = 200;
@@ -145,7 +145,7 @@ QCoro::Task<QString> EngineManager::installArchive(EngineSpec spec, QUrl archive
         try {
             Files::remove(folder);
         } catch (const Error &) {
-            // What could not be removed is filled in place by the unpacking.
+            // Ignored: what could not be removed is filled in place by the unpacking.
         }
         Files::clearRemoved(QFileInfo(folder).path());
     };
@@ -182,7 +182,7 @@ QCoro::Task<> EngineManager::clearQuarantine(QString folder) const
         auto running = process.run();
         co_await running;
     } catch (const SystemError &) {
-        // It could not even be started: the same to us as a failure of it.
+        // Ignored: not even to be started is the same to us as a failure of it.
     }
 }
 

@@ -8,7 +8,7 @@ namespace {
 
 std::optional<QUrl> validAddress(const QString &text)
 {
-    const QUrl url(text, QUrl::StrictMode);
+    QUrl url(text, QUrl::StrictMode);
     if (!url.isValid() || url.host().isEmpty()) {
         return std::nullopt;
     }

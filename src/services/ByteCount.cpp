@@ -26,7 +26,7 @@ constexpr std::array<Unit, 6> units{{
 /// `count` / `scale` as a decimal number without trailing zeros.
 QString number(quint64 count, const Unit &unit)
 {
-    const QString whole = QString::number(count / unit.scale);
+    QString whole = QString::number(count / unit.scale);
     if (count % unit.scale == 0) {
         return whole;
     }

@@ -19,10 +19,11 @@ namespace brindle {
 /// cancellation may race freely. The awaiting coroutine goes on in the event loop of the thread
 /// that it awaited on, never inside the call that delivered the result. Copies share one result.
 /// Awaiting a second time is not allowed.
-template<typename T = std::monostate>
+template <typename T = std::monostate>
 class Continuation
 {
-    struct State {
+    struct State
+    {
         std::mutex lock;
         std::optional<T> value;
         std::exception_ptr error;
@@ -35,7 +36,7 @@ class Continuation
         {
             if (context) {
                 QMetaObject::invokeMethod(
-                        context, [handle = waiter] { handle.resume(); }, Qt::QueuedConnection);
+                    context, [handle = waiter] { handle.resume(); }, Qt::QueuedConnection);
             }
         }
     };

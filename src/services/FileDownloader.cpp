@@ -37,7 +37,7 @@ void replace(const QString &destination, const QString &file)
         try {
             Files::remove(destination);
         } catch (const SystemError &) {
-            // The rename will say what is in its way.
+            // Ignored: the rename will say what is in its way.
         }
         if (std::rename(from.constData(), to.constData()) == 0) {
             return;

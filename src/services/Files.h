@@ -21,7 +21,8 @@ public:
     /// hidden sibling is left to `clearRemoved`.
     static void remove(const QString &path);
 
-    /// Deletes what interrupted `remove`, `move` and `writeAtomically` calls left in `folder`. Failures are ignored.
+    /// Deletes what interrupted `remove`, `move` and `writeAtomically` calls left in `folder`.
+    /// Failures are ignored.
     static void clearRemoved(const QString &folder);
 
     /// Moves a file, link or whole folder; a file or an empty folder at `to` is replaced. On one

@@ -8,7 +8,7 @@
 #include "services/TransferError.h"
 #include "services/TrustStore.h"
 
-#include <signal.h>
+#include <csignal>
 
 #include <algorithm>
 #include <utility>
@@ -18,10 +18,10 @@ namespace brindle {
 namespace {
 
 constexpr int maxRedirects = 20;
-constexpr qint64 maxHeaderBytes = 256 * 1024;
+constexpr qint64 maxHeaderBytes = 262'144;
 // libcurl hands bodies over in pieces of 16 KiB; disks and listeners are better served with more.
-constexpr std::size_t batchBytes = 256 * 1024;
-constexpr long receiveBufferBytes = 512 * 1024;
+constexpr std::size_t batchBytes = 262'144;
+constexpr long receiveBufferBytes = 524'288;
 
 struct EasyCleanup
 {
@@ -291,7 +291,7 @@ CURLcode TransferJob::drive()
                 QStringLiteral("The connection timed out: nothing arrived for %1 seconds.")
                     .arg(seconds));
         }
-        const auto wait = std::min<qint64>((options_.idleTimeout - idle).count(), 3600 * 1000);
+        const auto wait = std::min<qint64>((options_.idleTimeout - idle).count(), 3'600'000);
         problem = curl_multi_poll(multi, nullptr, 0, static_cast<int>(wait), nullptr);
     }
     if (problem != CURLM_OK) {

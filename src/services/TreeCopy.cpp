@@ -5,6 +5,7 @@
 #include <QFile>
 
 #include <filesystem>
+#include <ranges>
 #include <utility>
 #include <vector>
 
@@ -73,9 +74,9 @@ void TreeCopy::copy(const QString &from, const QString &to)
             check(error, folder);
         }
     }
-    for (auto folder = folders.rbegin(); folder != folders.rend(); ++folder) {
-        const fs::path path = folder->first.empty() ? target : target / folder->first;
-        fs::permissions(path, folder->second, error);
+    for (const auto &[name, permissions] : folders | std::views::reverse) {
+        const fs::path path = name.empty() ? target : target / name;
+        fs::permissions(path, permissions, error);
         check(error, path);
     }
 }

@@ -12,7 +12,7 @@ namespace brindle {
 /// Runs `work` on a pool thread and resumes the caller on its own thread with the result; what
 /// `work` throws is thrown by the `co_await`, whatever its type. `work` must own all that it
 /// touches. QtConcurrent is not used because it wraps exceptions that it does not know.
-template<typename F>
+template <typename F>
 QCoro::Task<std::invoke_result_t<F>> runOnWorker(F work)
 {
     using Result = std::invoke_result_t<F>;

@@ -26,7 +26,7 @@ QCoro::Task<bool> FileBrowser::reveal(QList<Platform::Command> commands, QString
                 co_return true;
             }
         } catch (const Error &) {
-            // Found but not startable: the next one may be.
+            // Ignored: found but not startable, and the next one may be.
         }
     }
     co_return false;

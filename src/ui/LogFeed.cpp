@@ -19,17 +19,16 @@ constexpr qsizetype longestShown = 4'000;
 /// An entry as one block: every character that would begin a block breaks the line only.
 QString asBlock(const QString &line)
 {
-    const QString entry = DisplayText::of(line, longestShown);
+    QString entry = DisplayText::of(line, longestShown);
     const auto beginsBlock = [](QChar c) {
         return c == u'\n' || c == u'\r' || c == QChar::ParagraphSeparator || c == QChar(0xfdd0) ||
                c == QChar(0xfdd1); // frame marks inside a QTextDocument
     };
-    if (std::none_of(entry.begin(), entry.end(), beginsBlock)) {
-        return entry;
+    // Most have none, and then it stays shared.
+    if (std::any_of(entry.cbegin(), entry.cend(), beginsBlock)) {
+        std::replace_if(entry.begin(), entry.end(), beginsBlock, QChar(QChar::LineSeparator));
     }
-    QString text = entry;
-    std::replace_if(text.begin(), text.end(), beginsBlock, QChar(QChar::LineSeparator));
-    return text;
+    return entry;
 }
 
 } // namespace
@@ -128,11 +127,13 @@ void LogFeed::updatePolish()
         return room > 0;
     };
     qint64 to = end();
-    while (to < newest && (take(to++))) {
+    for (bool more = true; more && to < newest; ++to) {
+        more = take(to);
     }
     insert(end(), to - end());
     qint64 from = first_;
-    while (from > dropped && room > 0 && take(--from)) {
+    for (bool more = true; more && from > dropped && room > 0;) {
+        more = take(--from);
     }
     insert(from, first_ - from);
 

@@ -19,7 +19,7 @@ constexpr qreal smallestDefault = 13;
 /// first) gets the best of the families that desktops use for their windows.
 QString interfaceFamily(const QFont &desktops)
 {
-    const QString named = desktops.family();
+    QString named = desktops.family();
     static const QStringList nameless{QStringLiteral("Sans Serif"), QStringLiteral("Sans"),
                                       QStringLiteral("sans-serif"), QString()};
     if (!nameless.contains(named, Qt::CaseInsensitive)) {

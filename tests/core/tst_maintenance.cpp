@@ -76,10 +76,9 @@ private Q_SLOTS:
     void interruptedRemovalsAreFinished()
     {
         Complete setup;
-        const QString inside =
-            setup.fixture.files.root(QStringLiteral(".brindle-removing-1/x"));
-        const QString beside = setup.fixture.files.root() +
-                               QStringLiteral("/../.brindle-removing-2/x");
+        const QString inside = setup.fixture.files.root(QStringLiteral(".brindle-removing-1/x"));
+        const QString beside =
+            setup.fixture.files.root() + QStringLiteral("/../.brindle-removing-2/x");
         ModelFixture::write(inside, "x");
         ModelFixture::write(beside, "x");
         setup.model().updateGame();

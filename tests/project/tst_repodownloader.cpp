@@ -85,8 +85,8 @@ struct Setup
     QCoro::Task<> fetch(const QList<Submodule> &submodules)
     {
         return repo.fetchSubmodules(
-                info(submodules), [](qint64, qint64, double) {},
-                [this](const QString &line) { log << line; }, stop.get_token());
+            info(submodules), [](qint64, qint64, double) {},
+            [this](const QString &line) { log << line; }, stop.get_token());
     }
     QCoro::Task<QString> install()
     {
@@ -174,9 +174,10 @@ private Q_SLOTS:
     {
         Setup setup;
         setup.server.put(gameTarget, zipOf({{QStringLiteral("x/readme"), "x"}}));
-        QCOMPARE(thrownBy(setup.install()),
-                 std::optional(QStringLiteral("The downloaded game has no project.godot file, so it "
-                                              "can't be started.")));
+        QCOMPARE(
+            thrownBy(setup.install()),
+            std::optional(QStringLiteral("The downloaded game has no project.godot file, so it "
+                                         "can't be started.")));
         QVERIFY(QFileInfo::exists(setup.root() + QStringLiteral("/Game/x/readme")));
         QVERIFY(setup.leftovers().isEmpty());
     }
@@ -236,7 +237,7 @@ private Q_SLOTS:
         QCOMPARE(thrownBy(setup.fetch({{QStringLiteral("addons/one"), url}})),
                  std::optional(QStringLiteral("The game needs the add-on \"addons/one\" from %1, "
                                               "which this app can only fetch from GitHub.")
-                                       .arg(url)));
+                                   .arg(url)));
         QVERIFY(setup.server.requests().isEmpty());
         QVERIFY(setup.log.isEmpty());
         QVERIFY(setup.leftovers().isEmpty());
@@ -266,10 +267,11 @@ private Q_SLOTS:
         Setup setup;
         QVERIFY(QFile::link(setup.folder.path(), setup.addon("way")));
         setup.server.put("/a/one/archive/HEAD.zip", zipOf({{QStringLiteral("one/x"), "x"}}));
-        QCOMPARE(thrownBy(setup.fetch({{path, setup.url("/a/one")}})),
-                 std::optional(QStringLiteral("The add-on \"%1\" lies outside the game's folder, so "
-                                              "it was not fetched.")
-                                       .arg(path)));
+        QCOMPARE(
+            thrownBy(setup.fetch({{path, setup.url("/a/one")}})),
+            std::optional(QStringLiteral("The add-on \"%1\" lies outside the game's folder, so "
+                                         "it was not fetched.")
+                              .arg(path)));
         QVERIFY(setup.server.requests().isEmpty());
         QVERIFY(!QFileInfo::exists(setup.folder.filePath(QStringLiteral("outside"))));
     }
@@ -326,7 +328,8 @@ private Q_SLOTS:
     {
         Setup setup;
         // An end record alone (APPNOTE.TXT 4.3.16): an archive of nothing.
-        setup.server.put("/a/one/archive/HEAD.zip", QByteArray("PK\x05\x06", 4) + QByteArray(18, 0));
+        setup.server.put("/a/one/archive/HEAD.zip",
+                         QByteArray("PK\x05\x06", 4) + QByteArray(18, 0));
         QCOMPARE(thrownBy(setup.fetch({{QStringLiteral("addons/one"), setup.url("/a/one")}})),
                  std::optional(QStringLiteral("The add-on addons/one was empty.")));
         QVERIFY(setup.leftovers().isEmpty());
@@ -337,7 +340,8 @@ private Q_SLOTS:
         Setup setup;
         write(setup.addon("addons"), "a file where a folder should be");
         setup.server.put("/a/one/archive/HEAD.zip", zipOf({{QStringLiteral("t/x"), "x"}}));
-        const auto thrown = thrownBy(setup.fetch({{QStringLiteral("addons/one"), setup.url("/a/one")}}));
+        const auto thrown =
+            thrownBy(setup.fetch({{QStringLiteral("addons/one"), setup.url("/a/one")}}));
         QVERIFY(thrown);
         QVERIFY2(thrown->contains(QStringLiteral("addons")), qPrintable(*thrown));
         QVERIFY(setup.leftovers().isEmpty());

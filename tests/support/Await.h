@@ -1,7 +1,7 @@
 #pragma once
 
-#include <QCoroTask>
 #include <QCoreApplication>
+#include <QCoroTask>
 #include <QDeadlineTimer>
 #include <QEventLoop>
 
@@ -15,20 +15,22 @@ namespace brindle {
 
 namespace detail {
 
-template<typename T>
-struct Awaited {
+template <typename T>
+struct Awaited
+{
     std::optional<T> value;
     std::exception_ptr error;
     bool done = false;
 };
 
-template<>
-struct Awaited<void> {
+template <>
+struct Awaited<void>
+{
     std::exception_ptr error;
     bool done = false;
 };
 
-template<typename T>
+template <typename T>
 QCoro::Task<> collect(QCoro::Task<T> task, std::shared_ptr<Awaited<T>> awaited)
 {
     try {
@@ -61,7 +63,7 @@ inline void spinUntil(const std::function<bool()> &done, int seconds = 60)
 
 /// Serves events until the task has ended; returns its result or throws what it threw.
 /// (`QCoro::waitFor` never returns for a task that throws.)
-template<typename T>
+template <typename T>
 T await(QCoro::Task<T> task, int seconds = 60)
 {
     const auto awaited = std::make_shared<detail::Awaited<T>>();

@@ -36,7 +36,8 @@ public:
     }
 
 private:
-    struct Sleeper {
+    struct Sleeper
+    {
         Duration until;
         Continuation<bool> woken;
     };

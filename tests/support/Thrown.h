@@ -8,7 +8,7 @@
 namespace brindle {
 
 /// What a task throws, in the words that the user would see; absent when it succeeds.
-template<typename T>
+template <typename T>
 std::optional<QString> thrownBy(QCoro::Task<T> task)
 {
     try {

@@ -57,8 +57,7 @@ QString failureText()
         lines << QStringLiteral("SCRIPT ERROR: Parse Error: Identifier \"unit_%1\" not declared in "
                                 "the current scope.")
                      .arg(i)
-              << QStringLiteral("          at: GDScript::reload (res://main.gd:%1)")
-                     .arg(40 + i);
+              << QStringLiteral("          at: GDScript::reload (res://main.gd:%1)").arg(40 + i);
     }
     return lines.join(QLatin1Char('\n'));
 }
@@ -74,10 +73,10 @@ struct Scene
 
 Alert question()
 {
-    return {QStringLiteral("Remove the game and the engine?"),
-            QStringLiteral(
-                "This frees 486.2 MB. Your saved games (in Godot's own folder) are kept."),
-            {QStringLiteral("Remove"), QStringLiteral("Cancel")}};
+    return {
+        QStringLiteral("Remove the game and the engine?"),
+        QStringLiteral("This frees 486.2 MB. Your saved games (in Godot's own folder) are kept."),
+        {QStringLiteral("Remove"), QStringLiteral("Cancel")}};
 }
 
 QList<Scene> scenes()
@@ -174,10 +173,11 @@ class TestPictures : public QObject
         ViewFixture::setDark(dark);
         ViewFixture view;
         for (int i = 1; i <= scene.logLines; ++i) {
-            view.log.append(i % 9 == 0 ? QStringLiteral("• Fetching add-on addons/minimap %1").arg(i)
-                                       : QStringLiteral("reimport: step %1: res://assets/models/"
-                                                        "tank_%1.png")
-                                             .arg(i));
+            view.log.append(i % 9 == 0
+                                ? QStringLiteral("• Fetching add-on addons/minimap %1").arg(i)
+                                : QStringLiteral("reimport: step %1: res://assets/models/"
+                                                 "tank_%1.png")
+                                      .arg(i));
         }
         view.set(scene.properties);
         QQuickWindow *window = view.window();
