@@ -113,6 +113,17 @@ Measure::Pair Measure::compare(const std::function<void()> &prepare,
     return {median(ourTimes), median(theirTimes)};
 }
 
+double Measure::alone(const std::function<void()> &prepare, const std::function<void()> &side)
+{
+    std::vector<double> times;
+    for (int i = 0; i < runs; ++i) {
+        prepare();
+        sync();
+        times.push_back(seconds(side));
+    }
+    return median(times);
+}
+
 void Measure::run(const QString &program, const QStringList &arguments, const QString &folder)
 {
     QProcess process;
@@ -159,6 +170,13 @@ void Measure::printRatio(const char *what, const Pair &pair, double bar)
     const double ratio = pair.ours / pair.theirs;
     std::printf("%-46s %9.3f s %9.3f s %9.2f    <= %-8g %s\n", what, pair.ours, pair.theirs, ratio,
                 bar, verdict(ratio, bar));
+    std::fflush(stdout);
+}
+
+void Measure::printFloor(const char *what, const Pair &pair, double floor)
+{
+    std::printf("  %-44s %9.3f s %9.3f s %9.2f    floor\n", what, pair.ours, floor,
+                pair.ours / floor);
     std::fflush(stdout);
 }
 

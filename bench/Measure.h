@@ -38,6 +38,9 @@ public:
     static Pair compare(const std::function<void()> &prepare, const std::function<void()> &ours,
                         const std::function<void()> &theirs);
 
+    /// The median time of `runs` turns of one side, in seconds, measured like those of `compare`.
+    static double alone(const std::function<void()> &prepare, const std::function<void()> &side);
+
     /// Runs a program to its end; throws std::runtime_error with what it printed when it fails.
     static void run(const QString &program, const QStringList &arguments,
                     const QString &folder = {});
@@ -51,6 +54,9 @@ public:
 
     /// A row of the table: both sides, their ratio, and the bar for the ratio.
     static void printRatio(const char *what, const Pair &pair, double bar);
+    /// A row below a comparison: the least that could be done, how long that takes, and how many
+    /// times as long our side of the comparison took.
+    static void printFloor(const char *what, const Pair &pair, double floor);
     /// A row with one figure and its bar.
     static void printLimit(const char *what, double value, const char *unit, double bar);
     /// A row with one figure and no bar.

@@ -62,6 +62,12 @@ void measure(const QString &archive, const QString &work)
     };
     const Measure::Pair pair = Measure::compare(prepare, installOurs, installTheirs);
     Measure::printRatio("engine setup / curl, sha512sum, unzip", pair, 0.45);
+    const auto transfer = [&] {
+        Measure::run(QStringLiteral("curl"),
+                     {QStringLiteral("-sSfLO"), page + QLatin1Char('/') + name}, theirs);
+    };
+    Measure::printFloor("the same transfer with nothing else", pair,
+                        Measure::alone(prepare, transfer));
 }
 
 } // namespace

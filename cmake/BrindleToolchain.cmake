@@ -28,6 +28,12 @@ if(BRINDLE_SANITIZE)
     add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=undefined -fno-omit-frame-pointer -O1)
     add_link_options(-fsanitize=address,undefined)
 endif()
+if(BRINDLE_COVERAGE)
+    # Counted in the profile's file itself, which thus also knows of programs that are killed.
+    add_compile_options(-fprofile-instr-generate -fcoverage-mapping -mllvm
+        -runtime-counter-relocation)
+    add_link_options(-fprofile-instr-generate)
+endif()
 if(BRINDLE_FUZZ)
     add_compile_options(-fsanitize=fuzzer-no-link)
 endif()
