@@ -104,7 +104,9 @@ QByteArray ProjectInfo::toJson() const
     if (godotVersion) {
         object.insert(QStringLiteral("godotVersion"), *godotVersion);
     }
-    return QJsonDocument(object).toJson();
+    // Qt's reader drops a byte order mark at the start of a text, unless it is written as an
+    // escape.
+    return QJsonDocument(object).toJson().replace("\"\xEF\xBB\xBF", "\"\\ufeff");
 }
 
 std::optional<ProjectInfo> ProjectInfo::fromJson(const QByteArray &json)

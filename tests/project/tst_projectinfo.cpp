@@ -59,6 +59,7 @@ private Q_SLOTS:
     void placeholderHoldsTheDefaults();
     void savedFormNamesTheFields();
     void savedFormIsReadBack();
+    void savedFormKeepsByteOrderMarks();
     void leavesOutAnAbsentVersion();
     void keepsAllSixtyFourBits_data();
     void keepsAllSixtyFourBits();
@@ -118,6 +119,16 @@ void ProjectInfoTest::savedFormIsReadBack()
     const auto placeholder = ProjectInfo::fromJson(ProjectInfo::placeholder.toJson());
     QVERIFY(placeholder);
     QVERIFY(*placeholder == ProjectInfo::placeholder);
+}
+
+void ProjectInfoTest::savedFormKeepsByteOrderMarks()
+{
+    const QChar mark(QChar::ByteOrderMark);
+    ProjectInfo info = sample();
+    info.name = mark + QStringLiteral("a\"") + mark + QStringLiteral("\\\"") + mark;
+    info.tagline = mark;
+    info.addons = {mark + QStringLiteral("a")};
+    QCOMPARE(ProjectInfo::fromJson(info.toJson()), info);
 }
 
 void ProjectInfoTest::leavesOutAnAbsentVersion()
