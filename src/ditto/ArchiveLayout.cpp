@@ -28,6 +28,7 @@ constexpr uint64_t locatorSize = 20;
 constexpr uint64_t longestComment = 0xFFFF;
 constexpr uint64_t elsewhere16 = 0xFFFF;     // the value is in a zip64 field
 constexpr uint64_t elsewhere32 = 0xFFFFFFFF; // likewise
+constexpr uint64_t sizesBehindFlag = 0x8;    // APPNOTE.TXT 4.4.4
 constexpr uint64_t zip64Field = 0x0001;
 constexpr uint64_t unicodePathField = 0x7075;
 
@@ -240,15 +241,24 @@ ArchiveLayout::Directory ArchiveLayout::readZip64End(const File &file, uint64_t 
     return directory;
 }
 
+/// What the directory's record and the entry's own header share.
+void ArchiveLayout::readFields(Fields &fields, Place &place)
+{
+    place.flags = fields.number(2);
+    place.method = fields.number(2);
+    fields.take(4); // time
+    place.crc = fields.number(4);
+    place.packedSize = fields.number(4);
+    place.size = fields.number(4);
+}
+
 ArchiveLayout::Place ArchiveLayout::readPlace(Fields &directory)
 {
-    constexpr uint64_t upToSizes = 16;     // versions, flags, method, time, checksum
     constexpr uint64_t upToOffset = 6 + 2; // attributes, after the number of the disk
     directory.expect(recordSignature, "an entry of the directory");
-    directory.take(upToSizes);
+    directory.take(4); // versions
     Place place;
-    place.packedSize = directory.number(4);
-    place.size = directory.number(4);
+    readFields(directory, place);
     const uint64_t nameSize = directory.number(2);
     const uint64_t extraSize = directory.number(2);
     const uint64_t commentSize = directory.number(2);
@@ -282,21 +292,50 @@ void ArchiveLayout::readExtra(Fields extra, Place &place)
     }
 }
 
+/// Where the entry's data begins.
+uint64_t ArchiveLayout::readHeader(const File &file, const Place &place, uint64_t end)
+{
+    if (place.offset > end || end - place.offset < localSize) {
+        throw ArchiveError("an entry beyond the directory");
+    }
+    const std::string bytes = file.read(place.offset, localSize);
+    Fields header(bytes);
+    header.expect(localSignature, "an entry");
+    header.take(2); // version
+    Place found;
+    readFields(header, found);
+    const uint64_t nameSize = header.number(2);
+    const uint64_t extraSize = header.number(2);
+    const uint64_t start = place.offset + localSize + nameSize + extraSize;
+    if (start > end || place.packedSize > end - start) {
+        throw ArchiveError("an entry that reaches into the directory");
+    }
+    const std::string texts = file.read(place.offset + localSize, nameSize + extraSize);
+    found.name = texts.substr(0, nameSize);
+    readExtra(Fields(std::string_view(texts).substr(nameSize)), found);
+    if (!agree(place, found)) {
+        throw ArchiveError("an entry that says something else than the directory");
+    }
+    return start;
+}
+
+bool ArchiveLayout::agree(const Place &inDirectory, const Place &inHeader)
+{
+    const bool isLater = (inHeader.flags & sizesBehindFlag) != 0;
+    const auto same = [isLater](uint64_t told, uint64_t here) {
+        return here == told || (isLater && here == 0);
+    };
+    return inHeader.name == inDirectory.name && inHeader.method == inDirectory.method &&
+           same(inDirectory.crc, inHeader.crc) && same(inDirectory.size, inHeader.size) &&
+           same(inDirectory.packedSize, inHeader.packedSize);
+}
+
 void ArchiveLayout::checkPlaces(const File &file, const std::vector<Place> &places, uint64_t end)
 {
     std::vector<std::pair<uint64_t, uint64_t>> extents; // from, to
     extents.reserve(places.size());
     for (const Place &place : places) {
-        const std::string bytes = file.read(place.offset, localSize);
-        Fields header(bytes);
-        header.expect(localSignature, "an entry");
-        header.take(localSize - signatureSize - 4);
-        const uint64_t nameSize = header.number(2);
-        const uint64_t extraSize = header.number(2);
-        const uint64_t start = place.offset + localSize + nameSize + extraSize;
-        if (start > end || place.packedSize > end - start) {
-            throw ArchiveError("an entry that reaches into the directory");
-        }
+        const uint64_t start = readHeader(file, place, end);
         extents.emplace_back(place.offset, start + place.packedSize);
     }
     std::sort(extents.begin(), extents.end());

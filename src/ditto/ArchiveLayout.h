@@ -19,7 +19,8 @@ public:
     /// Reads the end record, the directory and the entries' own headers. Throws ArchiveError unless
     /// the file is one archive: one end record, at the very end; a directory right before it, with
     /// as many entries as announced and at most `mostEntries`; and entries that lie before it and
-    /// not upon each other. Bytes between the parts do no harm.
+    /// not upon each other, and whose own headers say what the directory says or leave it to be
+    /// said behind the data. Bytes between the parts do no harm.
     static ArchiveLayout read(const std::string &path, uint64_t mostEntries);
 
     /// Throws ArchiveError unless the library has read the same directory.
@@ -30,6 +31,9 @@ private:
     {
         std::string name;
         std::string unicodeName; // of an Info-ZIP field, which some read in the name's place
+        uint64_t flags = 0;
+        uint64_t method = 0;
+        uint64_t crc = 0;
         uint64_t size = 0;
         uint64_t packedSize = 0;
         uint64_t offset = 0;
@@ -45,8 +49,11 @@ private:
 
     static Directory findDirectory(const File &file);
     static Directory readZip64End(const File &file, uint64_t locator);
+    static void readFields(Fields &fields, Place &place);
     static Place readPlace(Fields &directory);
     static void readExtra(Fields extra, Place &place);
+    static uint64_t readHeader(const File &file, const Place &place, uint64_t end);
+    static bool agree(const Place &inDirectory, const Place &inHeader);
     static void checkPlaces(const File &file, const std::vector<Place> &places, uint64_t end);
 
     std::vector<Place> places_;

@@ -34,11 +34,12 @@ ArchiveEntry::Type typeOf(mode_t mode, bool namedAsFolder)
 class ArchiveReader::Impl
 {
 public:
-    Impl(const std::string &path, Headers headers)
+    explicit Impl(const std::string &path)
     {
         int code = 0;
-        archive = zip_open(path.c_str(),
-                           ZIP_RDONLY | (headers == Headers::agree ? ZIP_CHECKCONS : 0), &code);
+        // Not with ZIP_CHECKCONS, which refuses what usual tools write: entries that tell their
+        // size, but not their packed size, before the data.
+        archive = zip_open(path.c_str(), ZIP_RDONLY, &code);
         if (!archive) {
             zip_error_t error;
             zip_error_init_with_code(&error, code);
@@ -83,9 +84,7 @@ public:
     zip_t *archive = nullptr;
 };
 
-ArchiveReader::ArchiveReader(const std::string &path, Headers headers)
-    : impl_(std::make_unique<Impl>(path, headers))
-{}
+ArchiveReader::ArchiveReader(const std::string &path) : impl_(std::make_unique<Impl>(path)) {}
 
 ArchiveReader::~ArchiveReader() = default;
 

@@ -16,10 +16,8 @@ public:
     /// Called with consecutive pieces of an entry's packed bytes.
     using Sink = std::function<void(const unsigned char *bytes, size_t count)>;
 
-    /// Whether an archive's directory must agree with its entries' own headers.
-    enum class Headers { agree, ignored };
-
-    explicit ArchiveReader(const std::string &path, Headers headers = Headers::agree);
+    /// Takes an archive as the library reads it; ArchiveLayout checks that there is one way to.
+    explicit ArchiveReader(const std::string &path);
     ~ArchiveReader();
 
     uint64_t count() const;

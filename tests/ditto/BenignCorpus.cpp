@@ -59,6 +59,10 @@ QList<CorpusCase> usual()
     timed.localExtra = time;
     RawZip::Entry streamed = plain("streamed.bin");
     streamed.descriptor = true;
+    RawZip::Entry halfStreamed = plain("streamed.txt");
+    halfStreamed.flags = 0x808; // the size is known beforehand, the packed size is not
+    halfStreamed.localCrc = 0;
+    halfStreamed.localPackedSize = 0;
     return {
         several("repository",
                 {{"repo-main/", {}},
@@ -79,6 +83,7 @@ QList<CorpusCase> usual()
                  {"Godot.app/Contents/up", "../Contents/./A", link777}}),
         one("program", {"Godot_v4.3-stable_linux.x86_64", text, file755, true}),
         one("sizes behind the data", streamed),
+        one("packed size behind the data", halfStreamed),
         one("empty file", {"x", {}, file644}),
         one("empty deflated file", {"x", {}, file644, true}),
         one("only a folder", {"x/", {}, folder755}),

@@ -6,7 +6,7 @@ namespace brindle {
 
 std::unique_ptr<ArchiveReader> CarelessPolicy::open(const std::string &archive) const
 {
-    return std::make_unique<ArchiveReader>(archive, ArchiveReader::Headers::ignored);
+    return std::make_unique<ArchiveReader>(archive);
 }
 
 void CarelessPolicy::checkDirectory(const std::vector<ArchiveEntry> & /*entries*/) const {}

@@ -101,10 +101,11 @@ QByteArray headerOf(const RawZip::Entry &entry, const Resolved &resolved)
         (entry.zip64 ? resolved.zip64Field() : QByteArray()) + entry.localExtra;
     QByteArray bytes("PK\x03\x04", 4);
     put<quint16>(bytes, version);
-    bytes += resolved.fields(
-        told<quint16>(entry.localMethod, resolved.method),
-        later ? 0 : told(entry.localCrc, resolved.crc), later ? 0 : resolved.packedSize,
-        later ? 0 : told<quint64>(entry.localSize, resolved.size), entry.zip64);
+    bytes +=
+        resolved.fields(told<quint16>(entry.localMethod, resolved.method),
+                        later ? 0 : told(entry.localCrc, resolved.crc),
+                        later ? 0 : told(entry.localPackedSize, resolved.packedSize),
+                        later ? 0 : told<quint64>(entry.localSize, resolved.size), entry.zip64);
     put<quint16>(bytes, static_cast<quint16>(name.size()));
     put<quint16>(bytes, static_cast<quint16>(extra.size()));
     return bytes + name + extra;

@@ -30,6 +30,7 @@ public:
         QByteArray localName{};
         QByteArray packed{}; ///< the packed bytes; `content` is not looked at
         qint64 localSize = -1;
+        qint64 localPackedSize = -1;
         qint64 localCrc = -1;
         int localMethod = -1;
         qint64 offset = -1;
