@@ -5,6 +5,7 @@
 //   out:TEXT err:TEXT    writes to standard output, standard error
 //   args:                prints the rest of the arguments in brackets, one a line, and ends
 //   lines:COUNT          prints that many numbered lines in large writes
+//   paced:RATE,SECONDS   prints numbered lines, RATE in each second
 //   endless:BYTES        prints that many bytes of "0123456789…" without a line feed
 //   descriptors:         prints the numbers of the open descriptors in one line
 //   group:               prints "leader" if it leads its process group
@@ -33,6 +34,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -42,6 +44,7 @@
 #include <string>
 #include <string_view>
 #include <sys/resource.h>
+#include <thread>
 #include <unistd.h>
 #include <vector>
 
@@ -104,6 +107,23 @@ void printLines(long count)
         }
     }
     write(STDOUT_FILENO, block);
+}
+
+/// In a hundred portions a second.
+void printPaced(long rate, long seconds)
+{
+    constexpr long portions = 100;
+    auto next = std::chrono::steady_clock::now();
+    long line = 0;
+    for (long i = 1; i <= portions * seconds; ++i) {
+        std::string block;
+        for (; line < rate * i / portions; ++line) {
+            block += "line " + std::to_string(line) + '\n';
+        }
+        write(STDOUT_FILENO, block);
+        next += std::chrono::milliseconds(1000) / portions;
+        std::this_thread::sleep_until(next);
+    }
 }
 
 void printEndless(long count)
@@ -228,6 +248,8 @@ bool simpleStep(const std::string &verb, const std::string &argument)
         write(STDERR_FILENO, unescaped(argument));
     } else if (verb == "lines") {
         printLines(std::stol(argument));
+    } else if (verb == "paced") {
+        printPaced(number(), std::stol(argument.substr(argument.find(',') + 1)));
     } else if (verb == "endless") {
         printEndless(std::stol(argument));
     } else if (verb == "descriptors") {
