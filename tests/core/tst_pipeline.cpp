@@ -2,6 +2,7 @@
 
 #include "PipelineFixture.h"
 #include "demo/GitArchive.h"
+#include "services/Files.h"
 #include "support/Await.h"
 
 #include <QtTest>
@@ -120,6 +121,33 @@ private Q_SLOTS:
         fixture.files.waitUntilIdle();
         QCOMPARE(fixture.model().state(), AppState::ready());
         QVERIFY(!fixture.logHas(QStringLiteral("engine is playing")));
+    }
+
+    void whatAnInterruptedWriteLeftIsCleared_data()
+    {
+        QTest::addColumn<QString>("missing");
+        QTest::newRow("of the description") << QStringLiteral("info.json");
+        QTest::newRow("of the import marker") << QStringLiteral("imported-4.3-stable.txt");
+    }
+    void whatAnInterruptedWriteLeftIsCleared()
+    {
+        QFETCH(const QString, missing);
+        PipelineFixture fixture;
+        fixture.model().startWork(false);
+        fixture.files.waitUntilIdle();
+        const QStringList complete = Files::names(fixture.files.root());
+        QVERIFY(complete.contains(missing));
+
+        QVERIFY(QFile::remove(fixture.files.root(missing)));
+        ModelFixture::write(fixture.files.root(QStringLiteral(".brindle-moving-1")), "half");
+        if (missing == u"info.json") {
+            ModelFixture::write(fixture.files.root(QStringLiteral("unfinished")), {});
+        }
+        fixture.files.restart();
+        fixture.model().startWork(false);
+        fixture.files.waitUntilIdle();
+        QCOMPARE(fixture.model().state(), AppState::ready());
+        QCOMPARE(Files::names(fixture.files.root()), complete);
     }
 
     void theSettingsReachTheGame()
