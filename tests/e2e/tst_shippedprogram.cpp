@@ -289,8 +289,11 @@ private Q_SLOTS:
         setUp(longGame);
         launcher_->waitForProgress(0.5);
         QVERIFY(!launcher_->leftovers().isEmpty());
+        QElapsedTimer timer;
+        timer.start();
         launcher_->terminate();
         QCOMPARE(launcher_->waitForEnd(), 0);
+        qInfo("The program was gone %lld ms after the request to end.", timer.elapsed());
         QCOMPARE(launcher_->leftovers(), QStringList());
     }
 
