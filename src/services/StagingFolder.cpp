@@ -102,7 +102,7 @@ void StagingFolder::clearLeftovers(const QString &temporaryFolder, const std::st
                 removeTree(path);
             }
         } catch (const SystemError &) {
-            // A link, a file, or another user's: not ours.
+            // Ignored: a link, a file, or another user's; not ours.
         }
     }
 }
