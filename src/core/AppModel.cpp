@@ -126,7 +126,7 @@ void AppModel::refreshState()
         try {
             engineInstalled = engines.binary(EngineManager::spec(info())).has_value();
         } catch (const SetupError &) {
-            // No engine fits: the next run tells why.
+            // Ignored: no engine fits; the next run tells why.
         }
     }
     state = engineInstalled ? AppState::ready() : AppState::notDownloaded();
