@@ -85,6 +85,7 @@ QCoro::Task<> AppModel::runAll(bool launch, std::stop_token stop)
     if (!error) {
         co_return;
     }
+    lineSink_->flush();
     if (isCancellation(error)) {
         log.append(QStringLiteral("• Cancelled"));
         refreshState();
@@ -194,6 +195,8 @@ QCoro::Task<> AppModel::completeGame(QString project, std::stop_token stop)
         const Line line = lineSink();
         auto fetching = repo.fetchSubmodules(info(), progressCallback, line, stop);
         co_await fetching;
+        // Where a worker is quick nothing goes through the event loop, and lines still wait there.
+        lineSink_->flush();
         auto inspectingAgain = runOnWorker(inspect);
         info = co_await inspectingAgain;
     }
@@ -242,6 +245,7 @@ QCoro::Task<QString> AppModel::prepareEngine(EngineSpec spec, std::stop_token st
         const Line line = lineSink();
         auto installing = engines.install(spec, progressCallback, statusCallback, line, stop);
         co_await installing;
+        lineSink_->flush();
     }
     checkCancellation(stop);
     const auto engine = engines.binary(spec);
