@@ -86,8 +86,8 @@ private Q_SLOTS:
     {
         PipelineFixture fixture;
         // An import that only a signal ends.
-        fixture.files.installByHand("#!/bin/sh\necho importing\nmkfifo \"$3/block\"\n"
-                                    "read x < \"$3/block\"\n");
+        fixture.files.installByHand("#!/bin/sh\necho importing\nmkfifo \"$4/block\"\n"
+                                    "read x < \"$4/block\"\n");
         QFile::remove(fixture.files.root(QStringLiteral("imported-4.3-stable.txt")));
         AppModel &model = fixture.model();
         model.startWork(true);
