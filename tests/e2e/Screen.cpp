@@ -67,8 +67,8 @@ QProcessEnvironment Screen::environment() const
     // Nothing of the developer's own desktop: its look, its proxies, its scaling.
     const auto own = QProcessEnvironment::systemEnvironment();
     QProcessEnvironment environment;
-    for (const char *name :
-         {"PATH", "LD_LIBRARY_PATH", "TMPDIR", "ASAN_OPTIONS", "LSAN_OPTIONS", "UBSAN_OPTIONS"}) {
+    for (const char *name : {"PATH", "LD_LIBRARY_PATH", "TMPDIR", "ASAN_OPTIONS", "LSAN_OPTIONS",
+                             "UBSAN_OPTIONS", "LLVM_PROFILE_FILE"}) {
         if (own.contains(QLatin1String(name))) {
             environment.insert(QLatin1String(name), own.value(QLatin1String(name)));
         }
