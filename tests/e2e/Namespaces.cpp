@@ -91,21 +91,49 @@ bool becomeFirstButOne(const QByteArray &temporary)
     return isFurnished;
 }
 
+/// In the second of two new processes; on failure, with errno, in this one or in that.
+bool leave()
+{
+    QByteArray temporary = QFile::encodeName(QDir::temp().filePath(QStringLiteral("test-XXXXXX")));
+    const bool left = mkdtemp(temporary.data()) && (unshare(ownSpaces) == 0 || leaveAsOwnRoot()) &&
+                      mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+                      mount("none", temporary.constData(), "tmpfs", 0, nullptr) == 0 &&
+                      qputenv("TMPDIR", temporary) && becomeFirstButOne(temporary);
+    if (!left) {
+        const int error = errno;
+        rmdir(temporary.constData()); // where it has not been mounted
+        errno = error;
+    }
+    return left;
+}
+
+/// Tries it in a process of its own, as half of it would leave this one without the means to start
+/// threads. Returns 0 or why not.
+int whyNot()
+{
+    const pid_t probe = fork();
+    if (probe == 0) {
+        _exit(leave() ? 0 : errno);
+    }
+    int status = 0;
+    if (probe < 0 || waitpid(probe, &status, 0) != probe) {
+        return errno;
+    }
+    return WIFEXITED(status) ? WEXITSTATUS(status) : EPERM;
+}
+
 } // namespace
 
 bool Namespaces::enter(QString *reason)
 {
-    QByteArray temporary = QFile::encodeName(QDir::temp().filePath(QStringLiteral("test-XXXXXX")));
-    const bool entered = mkdtemp(temporary.data()) &&
-                         (unshare(ownSpaces) == 0 || leaveAsOwnRoot()) &&
-                         mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
-                         mount("none", temporary.constData(), "tmpfs", 0, nullptr) == 0 &&
-                         qputenv("TMPDIR", temporary) && becomeFirstButOne(temporary);
-    if (!entered) {
-        *reason = QString::fromLocal8Bit(std::strerror(errno));
-        rmdir(temporary.constData()); // where it has not been mounted
+    int error = whyNot();
+    if (error == 0 && !leave()) {
+        error = errno;
     }
-    return entered;
+    if (error != 0) {
+        *reason = QString::fromLocal8Bit(std::strerror(error));
+    }
+    return error == 0;
 }
 
 void Namespaces::mountOver(const QString &existing, const QString &substitute)
