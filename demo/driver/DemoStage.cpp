@@ -12,6 +12,7 @@
 
 #include <filesystem>
 #include <stdexcept>
+#include <utility>
 
 namespace brindle {
 
@@ -33,8 +34,8 @@ constexpr qint64 sampleSpeed = 8'000'000;
 
 } // namespace
 
-DemoStage::DemoStage(const Content &content, const QString &privatePrograms)
-    : content_(content), platform_(Platform::current(privatePrograms))
+DemoStage::DemoStage(Content content, const QString &privatePrograms)
+    : content_(std::move(content)), platform_(Platform::current(privatePrograms))
 {
     platform_.engineUserData = file(QStringLiteral("saves"));
     QDir().mkpath(file(QStringLiteral("temporary")));

@@ -24,7 +24,7 @@ public:
 
     /// Packs the content and opens the host. `privatePrograms` is the folder of the launcher's
     /// helper programs. Throws std::runtime_error. Blocks.
-    DemoStage(const Content &content, const QString &privatePrograms);
+    DemoStage(Content content, const QString &privatePrograms);
 
     /// What a model needs, but for its desktop. Each call gives the same folders and settings.
     AppModelParts parts() const;

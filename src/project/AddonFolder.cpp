@@ -69,7 +69,7 @@ std::optional<QString> AddonFolder::locate(const QString &repository, const QStr
     if (clean.isEmpty() || clean == u".") {
         return repository;
     }
-    const QString located = QDir::cleanPath(repository) + u'/' + clean;
+    QString located = QDir::cleanPath(repository) + u'/' + clean;
     QString root = QFileInfo(repository).canonicalFilePath();
     if (root.isEmpty()) {
         // There is no such folder, so no link can lie in it either.
