@@ -16,7 +16,7 @@ namespace {
 constexpr quint32 programMode = 0100755;
 constexpr quint32 fileMode = 0100644;
 constexpr quint32 folderMode = 0040755;
-constexpr qint64 chunkBytes = 1024 * 1024;
+constexpr qint64 chunkBytes = 1'048'576;
 
 void require(bool good, const QFileDevice &file)
 {

@@ -15,7 +15,7 @@ constexpr int notFound = 404;
 constexpr int methodNotAllowed = 405;
 constexpr quint16 httpPort = 80;
 constexpr quint16 httpsPort = 443;
-constexpr qint64 stepBytes = 256 * 1024;
+constexpr qint64 stepBytes = 262'144;
 constexpr qint64 slowStepsPerSecond = 20;
 constexpr qint64 millisecondsPerSecond = 1000;
 
@@ -83,7 +83,7 @@ private:
 
 ReleaseHost::ReleaseHost() : ReleaseHost(Options{}) {}
 
-ReleaseHost::ReleaseHost(const Options &options) : options_(options)
+ReleaseHost::ReleaseHost(Options options) : options_(std::move(options))
 {
     if (options_.port != 0) {
         servers_.append(
@@ -307,7 +307,7 @@ void ReleaseHost::answerBody(Role role, const QString &path, HttpConnection &con
         exception = exceptions_.value(asked, exceptions_.value(path));
     }
     const auto device = content ? content->open() : nullptr;
-    if (!device) {
+    if (!content || !device) {
         connection.respond(notFound, {}, "Not Found");
         return;
     }

@@ -42,7 +42,7 @@ public:
 
     /// Listens at once. Throws std::runtime_error when a port is taken.
     ReleaseHost();
-    explicit ReleaseHost(const Options &options);
+    explicit ReleaseHost(Options options);
     ~ReleaseHost();
 
     /// The code host's base address, without a trailing slash.

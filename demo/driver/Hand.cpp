@@ -5,6 +5,8 @@
 #include <QQuickItem>
 #include <QQuickWindow>
 
+#include <ranges>
+
 namespace brindle {
 
 namespace {
@@ -29,8 +31,8 @@ QQuickItem *Hand::find(const QString &name)
 {
     const auto windows = QGuiApplication::topLevelWindows();
     // Sheets and alerts have been made later than what lies below them.
-    for (auto window = windows.crbegin(); window != windows.crend(); ++window) {
-        auto *const quick = qobject_cast<QQuickWindow *>(*window);
+    for (QWindow *const window : windows | std::views::reverse) {
+        auto *const quick = qobject_cast<QQuickWindow *>(window);
         if (quick && quick->isVisible()) {
             if (QQuickItem *const found = descendant(quick->contentItem(), name)) {
                 return found;

@@ -12,8 +12,8 @@ namespace brindle {
 
 namespace {
 
-constexpr qint64 maxHeadBytes = 64 * 1024;
-constexpr qint64 fileChunkBytes = 256 * 1024;
+constexpr qint64 maxHeadBytes = 65'536;
+constexpr qint64 fileChunkBytes = 262'144;
 
 QByteArray reasonOf(int status)
 {

@@ -25,7 +25,8 @@ void removeIgnoringFailure(const QString &path)
     try {
         Files::remove(path);
     } catch (const Error &) {
-        // What stands in the way makes the next step fail, with an error that names the place.
+        // Ignored: what stands in the way makes the next step fail, with an error that names the
+        // place.
     }
 }
 
