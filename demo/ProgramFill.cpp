@@ -37,9 +37,8 @@ QByteArray ProgramFill::next(qsizetype size)
         const qsizetype reach = std::min(bytes.size(), windowBytes);
         if (reach > shortestPiece + pieceLengths) {
             const quint32 length = shortestPiece + random() % pieceLengths;
-            const auto back =
-                static_cast<qsizetype>(length + random() % static_cast<quint32>(reach - length));
-            const qsizetype from = bytes.size() - back;
+            const quint32 back = length + random() % static_cast<quint32>(reach - length);
+            const qsizetype from = bytes.size() - qsizetype{back};
             for (quint32 i = 0; i < length; ++i) {
                 bytes.append(bytes.at(from + i));
             }
