@@ -1,5 +1,5 @@
 // Writes the application's icons below a folder: as Linux desktops look for them
-// ("scalable/apps/NAME.svg" and "WxH/apps/NAME.png", Icon Theme Specification), or as macOS's
+// ("scalable/apps/NAME.svg" and "WxH/apps/NAME.png", as icon themes have them), or as macOS's
 // iconutil wants them ("icon_16x16.png", "icon_16x16@2x.png" …).
 //
 // usage: brindle-icons FOLDER NAME

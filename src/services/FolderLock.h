@@ -2,8 +2,6 @@
 
 #include <QString>
 
-#include <memory>
-
 namespace brindle {
 
 /// A claim on a folder: one process at a time holds it, and the system lets go of it when its

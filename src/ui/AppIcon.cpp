@@ -2,12 +2,11 @@
 
 #include "ui/Drawing.h"
 #include "ui/SmoothPath.h"
+#include "ui/Theme.h"
 
 #include <QLinearGradient>
 #include <QPainter>
 #include <QTransform>
-
-#include <array>
 
 namespace brindle {
 
@@ -19,14 +18,22 @@ constexpr qreal margin = 0.055;
 constexpr qreal radius = 0.2;
 constexpr qreal flags = 0.62;
 
+/// Where a colour of the banner stands in the icon's gradient, which is the banner's.
 struct Stop
 {
     qreal place;
     QColor colour;
 };
-const std::array stops{Stop{0, QColor::fromRgbF(0.08F, 0.12F, 0.30F)},
-                       Stop{0.5, QColor::fromRgbF(0.55F, 0.20F, 0.35F)},
-                       Stop{1, QColor::fromRgbF(0.95F, 0.55F, 0.20F)}};
+
+QList<Stop> stops()
+{
+    const QList<QColor> colours = Theme::banner();
+    QList<Stop> result;
+    for (const QColor &colour : colours) {
+        result.append({qreal(result.size()) / qreal(colours.size() - 1), colour});
+    }
+    return result;
+}
 
 QPainterPath tile()
 {
@@ -84,7 +91,8 @@ QImage AppIcon::image(int side)
     painter.setRenderHint(QPainter::Antialiasing);
     painter.scale(side, side);
     QLinearGradient gradient(margin, margin, 1 - margin, 1 - margin);
-    for (const Stop &stop : stops) {
+    const QList<Stop> all = stops();
+    for (const Stop &stop : all) {
         gradient.setColorAt(stop.place, stop.colour);
     }
     painter.fillPath(tile(), gradient);
@@ -103,7 +111,8 @@ QByteArray AppIcon::svg()
                      "  <defs>\n"
                      "    <linearGradient id=\"dusk\" gradientUnits=\"userSpaceOnUse\" x1=\"" +
                      begin + "\" y1=\"" + begin + "\" x2=\"" + end + "\" y2=\"" + end + "\">\n";
-    for (const Stop &stop : stops) {
+    const QList<Stop> all = stops();
+    for (const Stop &stop : all) {
         svg += "      <stop offset=\"" + QByteArray::number(stop.place) + "\" stop-color=\"" +
                stop.colour.name().toLatin1() + "\"/>\n";
     }

@@ -214,6 +214,12 @@ QColor Theme::green() const
     return pick("#28b14c", "#30d158");
 }
 
+QList<QColor> Theme::banner()
+{
+    return {QColor::fromRgbF(0.08F, 0.12F, 0.30F), QColor::fromRgbF(0.55F, 0.20F, 0.35F),
+            QColor::fromRgbF(0.95F, 0.55F, 0.20F)};
+}
+
 QFont Theme::font(qreal size, QFont::Weight weight) const
 {
     QFont font(family_);

@@ -2,6 +2,7 @@
 
 #include <QColor>
 #include <QFont>
+#include <QList>
 #include <QObject>
 #include <QtQml/qqmlregistration.h>
 
@@ -45,6 +46,7 @@ class Theme : public QObject
     Q_PROPERTY(QColor orange READ orange NOTIFY changed)
     Q_PROPERTY(QColor red READ red NOTIFY changed)
     Q_PROPERTY(QColor green READ green NOTIFY changed)
+    Q_PROPERTY(QList<QColor> banner READ banner CONSTANT)
 
     Q_PROPERTY(QFont largeTitle READ largeTitle NOTIFY changed)
     Q_PROPERTY(QFont title READ title NOTIFY changed)
@@ -101,6 +103,8 @@ public:
     QColor orange() const;
     QColor red() const;
     QColor green() const;
+    /// From the top left to the bottom right, evenly; the same in light and dark.
+    static QList<QColor> banner();
 
     /// The type scale, in pixels at the smallest default font: 26, 22 and 17 bold, 13 semibold,
     /// 13, 12, 10, 11 for segments, 11 monospaced.
