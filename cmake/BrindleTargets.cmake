@@ -12,14 +12,34 @@ function(brindle_room name)
     add_library(brindle_${name} STATIC ${ROOM_SOURCES})
     target_include_directories(brindle_${name} PUBLIC "${view}")
     target_link_libraries(brindle_${name} PUBLIC ${ROOM_LINKS})
+    if(TARGET brindle_headers AND NOT name MATCHES "platform|ditto")
+        target_precompile_headers(brindle_${name} REUSE_FROM brindle_headers)
+    endif()
+endfunction()
+
+# brindle_headers(<name> HEADERS <headers…> LINKS <targets…>)
+# The headers that nearly every source of a kind includes, compiled once. Nothing includes this by
+# name: every source still names what it needs.
+function(brindle_headers name)
+    cmake_parse_arguments(PRE "" "" "HEADERS;LINKS" ${ARGN})
+    file(WRITE "${CMAKE_BINARY_DIR}/${name}.cpp" "")
+    add_library(${name} STATIC "${CMAKE_BINARY_DIR}/${name}.cpp")
+    set_target_properties(${name} PROPERTIES AUTOMOC OFF)
+    target_link_libraries(${name} PRIVATE ${PRE_LINKS})
+    target_precompile_headers(${name} PRIVATE ${PRE_HEADERS})
 endfunction()
 
 # brindle_test(<name> SOURCES <files…> LINKS <targets…> [RESOURCE_LOCK <lock>] [TIMEOUT <seconds>])
-# One Qt Test program, registered with CTest under the same name.
+# One Qt Test program, registered with CTest under the same name. A folder whose tests show windows
+# sets BRINDLE_TEST_HEADERS to brindle_window_test_headers.
 function(brindle_test name)
     cmake_parse_arguments(TEST "" "TIMEOUT;RESOURCE_LOCK" "SOURCES;LINKS" ${ARGN})
     add_executable(${name} ${TEST_SOURCES})
     target_link_libraries(${name} PRIVATE ${TEST_LINKS} Qt6::Test)
+    if(NOT BRINDLE_TEST_HEADERS)
+        set(BRINDLE_TEST_HEADERS brindle_test_headers)
+    endif()
+    target_precompile_headers(${name} REUSE_FROM ${BRINDLE_TEST_HEADERS})
     add_test(NAME ${name} COMMAND ${name})
     if(NOT TEST_TIMEOUT)
         set(TEST_TIMEOUT 120)

@@ -1,9 +1,17 @@
 # Compiler settings that hold for every target: warnings, sanitizers, linker, compiler cache.
 
+# ccache sees paths relative to the clone, so that a second clone finds what the first one made, and
+# takes precompiled headers by their content (see "Precompiled headers" in ccache's manual).
 find_program(CCACHE_PROGRAM ccache)
 if(CCACHE_PROGRAM)
-    set(CMAKE_C_COMPILER_LAUNCHER "${CCACHE_PROGRAM}")
-    set(CMAKE_CXX_COMPILER_LAUNCHER "${CCACHE_PROGRAM}")
+    set(launcher "${CMAKE_COMMAND}" -E env "CCACHE_BASEDIR=${CMAKE_SOURCE_DIR}" CCACHE_NOHASHDIR=1
+        "CCACHE_SLOPPINESS=pch_defines,time_macros,include_file_mtime,include_file_ctime"
+        "${CCACHE_PROGRAM}")
+    set(CMAKE_C_COMPILER_LAUNCHER "${launcher}")
+    set(CMAKE_CXX_COMPILER_LAUNCHER "${launcher}")
+endif()
+if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+    add_compile_options("$<$<COMPILE_LANGUAGE:CXX>:SHELL:-Xclang -fno-pch-timestamp>")
 endif()
 
 if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang" AND NOT APPLE)
