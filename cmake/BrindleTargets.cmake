@@ -40,6 +40,8 @@ function(brindle_test name)
         set(BRINDLE_TEST_HEADERS brindle_test_headers)
     endif()
     target_precompile_headers(${name} REUSE_FROM ${BRINDLE_TEST_HEADERS})
+    # As the precompiled header is, whose target is a library; Qt asks for it only before 6.8.
+    target_compile_options(${name} PRIVATE -fPIC)
     add_test(NAME ${name} COMMAND ${name})
     if(NOT TEST_TIMEOUT)
         set(TEST_TIMEOUT 120)
