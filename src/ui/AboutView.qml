@@ -7,14 +7,13 @@ SheetView {
 
     defaultButton: doneRow.button
 
-    width: 440
-    height: column.height + 40
+    implicitWidth: 440
+    implicitHeight: body.implicitHeight
 
-    Column {
-        id: column
-        x: 20
-        y: 20
-        width: parent.width - 40
+    SheetColumn {
+        id: body
+        width: view.width
+        height: view.height
         spacing: 10
 
         Label {
@@ -28,7 +27,6 @@ SheetView {
             width: parent.width
             text: "Game: " + view.model.name + "\n" + view.model.copyright + "\nLicence: " + view.model.licenseName
             horizontalAlignment: Text.AlignLeft
-            lineHeight: 1.15
         }
         Label {
             objectName: "aboutRepository"
@@ -57,7 +55,7 @@ SheetView {
             font: Theme.callout
             color: Theme.link
             textFormat: Text.PlainText
-            elide: Text.ElideRight
+            wrapMode: Text.Wrap
             activeFocusOnTab: true
             Accessible.role: Accessible.Link
             Accessible.name: text
@@ -89,9 +87,8 @@ SheetView {
             font: Theme.callout
             color: Theme.secondary
         }
-        DoneRow {
+        footer: DoneRow {
             id: doneRow
-            width: parent.width
             onDone: view.dismissed()
         }
     }

@@ -4,7 +4,7 @@ import QtQuick
 import Brindle
 
 // A question or notice. Return presses the first button; Escape and closing press the last one.
-Window {
+FittedWindow {
     id: window
 
     required property string message
@@ -13,31 +13,29 @@ Window {
     signal answered(int index)
 
     title: "Brindle"
-    flags: (Qt.platform.os === "osx" ? Qt.Sheet : Qt.Dialog) | Qt.CustomizeWindowHint | Qt.WindowTitleHint | Qt.WindowCloseButtonHint
     modality: transientParent ? Qt.WindowModal : Qt.ApplicationModal
-    color: Theme.window
-    width: 420
-    height: column.height + 40
-    minimumWidth: width
-    maximumWidth: width
-    minimumHeight: height
-    maximumHeight: height
+    wantedWidth: 420
+    wantedHeight: body.implicitHeight
 
     onClosing: answered(buttons.length - 1)
+    onVisibleChanged: if (visible) Announcer.announce(body)
 
-    Column {
-        id: column
-        x: 20
-        y: 20
-        width: parent.width - 40
+    SheetColumn {
+        id: body
+        objectName: "alert"
+        width: window.fittedWidth
+        height: window.fittedHeight
         spacing: 8
+        gap: 20
+        Accessible.role: Accessible.AlertMessage
+        Accessible.name: window.message
+        Accessible.description: window.informativeText
 
         Label {
             objectName: "alertMessage"
             width: parent.width
             text: window.message
             font: Theme.headline
-            Accessible.role: Accessible.AlertMessage
         }
         Label {
             objectName: "alertText"
@@ -46,12 +44,9 @@ Window {
             font: Theme.callout
             color: Theme.secondary
         }
-        Item {
-            width: 1
-            height: 4
-        }
+
         // The first, which means yes, stands at the right edge.
-        Row {
+        footer: Row {
             anchors.right: parent.right
             layoutDirection: Qt.RightToLeft
             spacing: Theme.buttonSpacing
@@ -61,6 +56,7 @@ Window {
                 objectName: "alertButton0"
                 focus: true
                 text: window.buttons[0]
+                Accessible.defaultButton: true
                 onClicked: window.answered(0)
             }
             Repeater {

@@ -15,7 +15,7 @@ class Announcer : public QObject
 public:
     using QObject::QObject;
 
-    /// Announces an item whose accessible name has changed.
+    /// Announces an item: its accessible name and description.
     Q_INVOKABLE void announce(QObject *item) const;
 };
 

@@ -6,6 +6,7 @@ Item {
     readonly property alias button: button
     signal done()
 
+    width: parent.width
     height: button.height
 
     ProminentButton {
@@ -14,6 +15,7 @@ Item {
         anchors.right: parent.right
         focus: true
         text: "Done"
+        Accessible.defaultButton: true
         onClicked: parent.done()
     }
 }

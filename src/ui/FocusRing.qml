@@ -1,15 +1,15 @@
 import QtQuick
 import Brindle
 
-// Lies around its parent and shows that the keyboard's focus is there.
+// Lies around its parent, with a gap, and shows that the keyboard's focus is there.
 SmoothRectangle {
     required property bool shown
     property real parentRadius: Theme.buttonRadius
 
     anchors.fill: parent
-    anchors.margins: -3
-    radius: parentRadius + 3
-    borderColor: Theme.focusRing
-    borderWidth: 3
+    anchors.margins: -4
+    radius: parentRadius + 4
+    borderColor: Theme.accentLine
+    borderWidth: 2
     visible: shown
 }

@@ -46,14 +46,10 @@ void LogFeed::setLog(QObject *log)
     }
     log_ = store;
     if (log_) {
-        connect(log_, &LogStore::linesChanged, this, [this] {
-            noteEmpty();
-            polish();
-        });
+        connect(log_, &LogStore::linesChanged, this, &LogFeed::polish);
         connect(log_, &LogStore::reset, this, &LogFeed::startOver);
     }
     startOver();
-    noteEmpty();
     Q_EMIT logChanged();
 }
 
@@ -73,13 +69,11 @@ void LogFeed::setScroller(QQuickItem *scroller)
     Q_EMIT scrollerChanged();
 }
 
-void LogFeed::noteEmpty()
+void LogFeed::setPlaceholder(const QString &text)
 {
-    const bool empty = !log_ || log_->lines().isEmpty();
-    if (empty != empty_) {
-        empty_ = empty;
-        Q_EMIT emptyChanged();
-    }
+    placeholder_ = text;
+    startOver();
+    Q_EMIT placeholderChanged();
 }
 
 QTextDocument *LogFeed::document() const
@@ -96,18 +90,18 @@ void LogFeed::startOver()
     if (QTextDocument *const shown = document()) {
         QTextCursor cursor(shown);
         cursor.select(QTextCursor::Document);
-        cursor.removeSelectedText();
+        cursor.insertText(isEmpty() ? placeholder_ : QString());
     }
     count_ = 0;
     first_ = log_ ? log_->dropped() + log_->lines().size() : 0;
-    if (log_ && !log_->lines().isEmpty()) {
+    if (!isEmpty()) {
         polish();
     }
 }
 
 void LogFeed::updatePolish()
 {
-    if (!log_ || !document()) {
+    if (isEmpty() || !document()) {
         return;
     }
     const QStringList &lines = log_->lines();
@@ -191,9 +185,10 @@ void LogFeed::insert(qint64 from, qint64 count)
         cursor.movePosition(QTextCursor::End);
     }
     // A selection that ends where text is inserted must not grow with it.
-    const bool touched = behind && anchor != position && position == cursor.position();
+    const bool touched = behind && count_ > 0 && anchor != position && position == cursor.position();
     qreal y = contentY();
     if (count_ == 0) {
+        cursor.select(QTextCursor::Document); // the placeholder
         cursor.insertText(text);
         first_ = from;
     } else if (behind) {

@@ -26,8 +26,8 @@ class LogFeed : public QQuickItem
     Q_PROPERTY(QQuickItem *edit READ edit WRITE setEdit NOTIFY editChanged)
     /// The Flickable that scrolls it.
     Q_PROPERTY(QQuickItem *scroller READ scroller WRITE setScroller NOTIFY scrollerChanged)
-    /// The log has no lines.
-    Q_PROPERTY(bool empty READ isEmpty NOTIFY emptyChanged)
+    /// What the text says while the log has no lines.
+    Q_PROPERTY(QString placeholder READ placeholder WRITE setPlaceholder NOTIFY placeholderChanged)
 
 public:
     /// Most characters added in one frame, one whole entry at least.
@@ -41,20 +41,21 @@ public:
     void setEdit(QQuickItem *edit);
     QQuickItem *scroller() const { return scroller_; }
     void setScroller(QQuickItem *scroller);
-    bool isEmpty() const { return empty_; }
+    QString placeholder() const { return placeholder_; }
+    void setPlaceholder(const QString &text);
 
 Q_SIGNALS:
     void logChanged();
     void editChanged();
     void scrollerChanged();
-    void emptyChanged();
+    void placeholderChanged();
 
 protected:
     void updatePolish() override;
 
 private:
     void startOver();
-    void noteEmpty();
+    bool isEmpty() const { return !log_ || log_->lines().isEmpty(); }
     qint64 end() const { return first_ + count_; }
     QTextDocument *document() const;
     /// Both change the document and the scroll position together.
@@ -70,7 +71,7 @@ private:
     // Entries are numbered from when the log was last replaced.
     qint64 first_ = 0; // the first entry shown
     qint64 count_ = 0; // entries shown
-    bool empty_ = true;
+    QString placeholder_;
 };
 
 } // namespace brindle

@@ -9,8 +9,8 @@ SheetView {
     defaultButton: closeButton
     readonly property alias pane: pane
 
-    width: 600
-    height: 420
+    implicitWidth: 600
+    implicitHeight: 420
 
     Label {
         id: heading
@@ -33,20 +33,11 @@ SheetView {
         anchors.topMargin: 10
         anchors.bottomMargin: 10
         label: "Log"
-
-        Label {
-            objectName: "nothingYet"
-            x: pane.edit.x + 1
-            y: pane.edit.y + 1
-            visible: feed.empty
-            text: "Nothing yet."
-            font: Theme.monospaced
-        }
     }
 
     LogFeed {
-        id: feed
         log: view.log
+        placeholder: "Nothing yet."
         edit: pane.edit
         scroller: pane.scroller
     }
@@ -69,6 +60,7 @@ SheetView {
         anchors.margins: 16
         focus: true
         text: "Close"
+        Accessible.defaultButton: true
         onClicked: view.dismissed()
     }
 }

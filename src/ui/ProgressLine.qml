@@ -25,7 +25,7 @@ T.ProgressBar {
             width: Math.max(control.visualPosition * parent.width, control.visualPosition > 0 ? height : 0)
             height: parent.height
             radius: height / 2
-            color: Theme.accent
+            color: Theme.accentLine
         }
 
         Wanderer {
@@ -33,7 +33,7 @@ T.ProgressBar {
             width: parent.width * 0.28
             height: parent.height
             range: control.availableWidth - width
-            color: Theme.accent
+            color: Theme.accentLine
         }
     }
 }

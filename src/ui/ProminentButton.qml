@@ -1,39 +1,22 @@
 import QtQuick
-import QtQuick.Templates as T
 import Brindle
 
 // The button that stands out, filled with the accent colour.
-T.Button {
+PushButton {
     id: control
 
     property bool hasSymbol: false
     property int symbol: Drawing.Play
-    property real radius: Theme.buttonRadius
 
-    implicitWidth: Math.ceil(Math.max(implicitContentWidth + leftPadding + rightPadding, Theme.buttonHeight * 2))
-    implicitHeight: Theme.buttonHeight
-    leftPadding: 14
-    rightPadding: 14
-    font: Theme.body
-    focusPolicy: Qt.StrongFocus
-    hoverEnabled: true
-
-    Accessible.role: Accessible.Button
-    Accessible.name: text
-    // Qt 6.4 tells screen readers of no disabled state.
-    Accessible.description: enabled ? "" : "Not available now"
-    Accessible.onPressAction: if (enabled) clicked()
-
-    Keys.onReturnPressed: event => { if (!event.isAutoRepeat) clicked() }
-    Keys.onEnterPressed: event => { if (!event.isAutoRepeat) clicked() }
-
-    readonly property color ink: enabled ? Theme.onAccent : Theme.onAccentOff
+    ink: enabled ? Theme.onAccent : Theme.onAccentOff
+    fill: !enabled ? Theme.accentOff : down || hovered ? Theme.accentDown : Theme.accent
 
     contentItem: Item {
-        implicitWidth: children[0].implicitWidth
-        implicitHeight: children[0].implicitHeight
+        implicitWidth: row.width
+        implicitHeight: row.height
 
         Row {
+            id: row
             anchors.centerIn: parent
             spacing: 9
 
@@ -53,17 +36,6 @@ T.Button {
                 textFormat: Text.PlainText
                 Accessible.ignored: true
             }
-        }
-    }
-
-    background: SmoothRectangle {
-        radius: control.radius
-        color: !control.enabled ? Theme.accentOff
-             : control.down || control.hovered ? Theme.accentDown : Theme.accent
-
-        FocusRing {
-            shown: control.visualFocus
-            parentRadius: control.radius
         }
     }
 }

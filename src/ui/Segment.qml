@@ -13,12 +13,12 @@ T.RadioButton {
 
     width: implicitContentWidth + spare
     height: Theme.buttonHeight
+    // Its focus ring lies over the neighbours.
+    z: visualFocus ? 1 : 0
     // One stop for the Tab key; the arrows move on from there.
     focusPolicy: current ? Qt.StrongFocus : Qt.ClickFocus
     Keys.onRightPressed: next()
     Keys.onLeftPressed: previous()
-    Keys.onReturnPressed: event => { if (!event.isAutoRepeat) clicked() }
-    Keys.onEnterPressed: event => { if (!event.isAutoRepeat) clicked() }
 
     function choose() {
         forceActiveFocus(Qt.TabFocusReason);
@@ -34,8 +34,6 @@ T.RadioButton {
     contentItem: Text {
         text: segment.text
         font: Theme.segment
-        fontSizeMode: Text.HorizontalFit
-        minimumPixelSize: 8
         color: segment.current ? Theme.text : Theme.secondary
         textFormat: Text.PlainText
         horizontalAlignment: Text.AlignHCenter
@@ -46,8 +44,8 @@ T.RadioButton {
     background: SmoothRectangle {
         radius: Theme.buttonRadius
         color: segment.current ? Theme.chosen : "transparent"
-        borderColor: segment.current ? Theme.faceEdge : "transparent"
-        borderWidth: 1
+        borderColor: segment.current ? Theme.accentLine : "transparent"
+        borderWidth: 1.5
 
         FocusRing { shown: segment.visualFocus }
     }

@@ -7,16 +7,16 @@ SheetView {
 
     defaultButton: doneRow.button
 
-    width: 420
-    height: column.height + 40
+    // Wider only where the desktop's font makes the resolutions so.
+    implicitWidth: Math.max(420, resolutions.naturalWidth + 2 * body.padding)
+    implicitHeight: body.implicitHeight
 
     Component.onCompleted: model.measureStorage()
 
-    Column {
-        id: column
-        x: 20
-        y: 20
-        width: parent.width - 40
+    SheetColumn {
+        id: body
+        width: view.width
+        height: view.height
         spacing: 12
 
         Label {
@@ -34,6 +34,7 @@ SheetView {
             onPicked: index => view.model.fullscreen = index === 1
         }
         SegmentedPicker {
+            id: resolutions
             objectName: "resolutionPicker"
             width: parent.width
             label: "Resolution"
@@ -46,7 +47,7 @@ SheetView {
 
         Column {
             width: parent.width
-            spacing: Theme.buttonSpacing
+            spacing: body.spacing
             enabled: view.model.canPlay
 
             PlainButton {
@@ -71,6 +72,7 @@ SheetView {
                 objectName: "removeButton"
                 width: parent.width
                 text: "Remove everything (frees " + view.model.storageSize + ")"
+                destructive: true
                 onClicked: {
                     view.model.removeEverything();
                     view.dismissed();
@@ -80,7 +82,8 @@ SheetView {
 
         Divider {}
 
-        Row {
+        Flow {
+            width: parent.width
             spacing: Theme.buttonSpacing
 
             PlainButton {
@@ -95,9 +98,8 @@ SheetView {
             }
         }
 
-        DoneRow {
+        footer: DoneRow {
             id: doneRow
-            width: parent.width
             onDone: view.dismissed()
         }
     }

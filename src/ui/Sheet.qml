@@ -1,8 +1,8 @@
 import QtQuick
 import Brindle
 
-// A window-modal window that is as large as its view, centred on the window below. It exists only
-// while it is shown. The content is a SheetView.
+// A window-modal window, as large as its view asks for and the screen allows, centred on the window
+// below. It exists only while it is shown. The content is a SheetView.
 Loader {
     id: sheet
 
@@ -17,30 +17,25 @@ Loader {
 
     // Made by this loader, and so with this file's names.
     // qmllint disable unqualified
-    sourceComponent: Window {
+    sourceComponent: FittedWindow {
         id: window
 
         readonly property var below: sheet.Window.window
 
-        // What is shown, for the tests' and the window's size.
+        // What is shown, for the tests.
         readonly property alias view: holder.item
 
         objectName: sheet.objectName + "Window"
         title: sheet.title
-        flags: (Qt.platform.os === "osx" ? Qt.Sheet : Qt.Dialog) | Qt.CustomizeWindowHint | Qt.WindowTitleHint | Qt.WindowCloseButtonHint
         modality: Qt.WindowModal
         transientParent: below
-        color: Theme.window
-        width: holder.width
-        height: holder.height
-        minimumWidth: width
-        maximumWidth: width
-        minimumHeight: height
-        maximumHeight: height
+        wantedWidth: holder.implicitWidth
+        wantedHeight: holder.implicitHeight
 
         Component.onCompleted: {
+            layOut(contentItem);
             x = below.x + Math.round((below.width - width) / 2);
-            y = below.y + Math.round((below.height - height) / 2);
+            y = Math.max(Screen.virtualY, below.y + Math.round((below.height - height) / 2));
             show();
             requestActivate();
         }
@@ -48,17 +43,19 @@ Loader {
 
         Loader {
             id: holder
+            width: window.fittedWidth
+            height: window.fittedHeight
             focus: true
             sourceComponent: sheet.content
-        }
 
-        Shortcut {
-            sequences: ["Return", "Enter"]
-            onActivated: (holder.item as SheetView).defaultButton.clicked()
-        }
-        Shortcut {
-            sequences: ["Escape", "Ctrl+W"]
-            onActivated: sheet.dismissed()
+            Shortcut {
+                sequences: ["Return", "Enter"]
+                onActivated: (holder.item as SheetView).defaultButton.clicked()
+            }
+            Shortcut {
+                sequences: ["Escape", "Ctrl+W"]
+                onActivated: sheet.dismissed()
+            }
         }
     }
     // qmllint enable unqualified

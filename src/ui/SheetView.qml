@@ -8,5 +8,7 @@ FocusScope {
     property T.AbstractButton defaultButton
     signal dismissed()
 
+    // From the start, so that what is in it is laid out once.
+    width: implicitWidth
     focus: true
 }

@@ -11,11 +11,18 @@ Item {
     readonly property alias edit: edit
     readonly property alias scroller: scroller
 
+    // A selection by keyboard begins where the eye is.
+    function beginInSight() {
+        const top = edit.cursorRectangle.y + edit.y;
+        if (top < scroller.contentY || top + edit.cursorRectangle.height > scroller.contentY + scroller.height)
+            edit.cursorPosition = edit.positionAt(0, scroller.contentY - edit.y + edit.cursorRectangle.height / 2);
+    }
+
     SmoothRectangle {
         anchors.fill: parent
         radius: 6
         color: Theme.pane
-        borderColor: Theme.dark ? Theme.hairline : "transparent"
+        borderColor: Theme.hairline
         borderWidth: 1
     }
 
@@ -41,10 +48,36 @@ Item {
             readOnly: true
             selectByMouse: true
             activeFocusOnTab: true
+            persistentSelection: true
             Accessible.role: Accessible.EditableText
             Accessible.name: pane.label
             Accessible.readOnly: true
             Accessible.multiLine: true
+            Accessible.selectableText: true
+
+            Keys.priority: Keys.BeforeItem
+            Keys.onPressed: event => {
+                const shift = event.modifiers & Qt.ShiftModifier;
+                // With Shift the arrows select; without, they are left to the scroller.
+                selectByKeyboard = shift;
+                if (shift && selectedText === "")
+                    pane.beginInSight();
+                event.accepted = event.key === Qt.Key_Menu || shift && event.key === Qt.Key_F10;
+                if (event.accepted)
+                    menu.popup(edit, 0, scroller.contentY);
+            }
+
+            TapHandler {
+                acceptedButtons: Qt.RightButton
+                onTapped: point => {
+                    edit.forceActiveFocus(Qt.MouseFocusReason);
+                    menu.popup(edit, point.position);
+                }
+            }
+            TextMenu {
+                id: menu
+                edit: edit
+            }
 
             // Selecting with the mouse beyond the edge scrolls.
             onCursorRectangleChanged: {

@@ -7,6 +7,7 @@
 #include <QPalette>
 
 #include <algorithm>
+#include <cmath>
 
 namespace brindle {
 
@@ -14,6 +15,50 @@ namespace {
 
 /// The smallest default font that the type scale is made for, in pixels.
 constexpr qreal smallestDefault = 13;
+/// The largest that desktops have by themselves.
+constexpr qreal largestOrdinary = 15;
+constexpr int smallestText = 11;
+
+/// What seen text and marks need; see luminance() for where from.
+constexpr double markContrast = 3;
+constexpr double lineContrast = 4;
+
+/// As defined by the W3C: https://www.w3.org/TR/WCAG21/#dfn-relative-luminance
+double luminance(const QColor &colour)
+{
+    const auto linear = [](double c) {
+        return c <= 0.04045 ? c / 12.92 : std::pow((c + 0.055) / 1.055, 2.4);
+    };
+    return 0.2126 * linear(colour.redF()) + 0.7152 * linear(colour.greenF()) +
+           0.0722 * linear(colour.blueF());
+}
+
+/// 1 to 21.
+double contrast(const QColor &a, const QColor &b)
+{
+    const auto [low, high] = std::minmax(luminance(a), luminance(b));
+    return (high + 0.05) / (low + 0.05);
+}
+
+/// `share` of `other` in `colour`; opaque.
+QColor mixed(const QColor &colour, const QColor &other, double share)
+{
+    const auto mix = [share](double a, double b) { return float(a + (b - a) * share); };
+    return QColor::fromRgbF(mix(colour.redF(), other.redF()), mix(colour.greenF(), other.greenF()),
+                            mix(colour.blueF(), other.blueF()));
+}
+
+/// What the desktop marks things with; invalid where it names nothing.
+QColor desktopsAccent(const QPalette &palette)
+{
+#if QT_VERSION >= QT_VERSION_CHECK(6, 6, 0)
+    const QColor named = palette.color(QPalette::Active, QPalette::Accent);
+#else
+    const QColor named = palette.color(QPalette::Active, QPalette::Highlight);
+#endif
+    // Qt's own, for want of any.
+    return named == QColor(Qt::darkBlue) || named == QColor(48, 140, 198) ? QColor() : named;
+}
 
 /// The family for all text. A desktop that names none of its own ("Sans Serif" is whatever comes
 /// first) gets the best of the families that desktops use for their windows.
@@ -62,7 +107,23 @@ void Theme::read()
     const QFont desktops = QGuiApplication::font();
     family_ = interfaceFamily(desktops);
     monospacedFamily_ = QFontDatabase::systemFont(QFontDatabase::FixedFont).family();
-    scale_ = std::max(1.0, QFontInfo(desktops).pixelSize() / smallestDefault);
+    const qreal size = QFontInfo(desktops).pixelSize();
+    scale_ = std::max(1.0, size / smallestDefault);
+    monospacedSize_ = qRound(smallestText * std::max(1.0, size / largestOrdinary));
+    const QColor named = desktopsAccent(palette);
+    accent_ =
+        standingOut(named.isValid() ? named : pick("#1663d9", "#2669d6"), window(), markContrast);
+    const QColor onWindow = mixed(window(), QColor(track().rgb()), track().alphaF());
+    accentLine_ = standingOut(accent_, onWindow, lineContrast);
+}
+
+QColor Theme::standingOut(const QColor &colour, const QColor &below, double least) const
+{
+    QColor seen(colour.rgb());
+    for (int step = 1; contrast(seen, below) < least && step <= 20; ++step) {
+        seen = mixed(colour, text(), step / 20.0);
+    }
+    return seen;
 }
 
 QColor Theme::pick(const char *light, const char *darkColour) const
@@ -102,14 +163,10 @@ QColor Theme::hairline() const
     return pick("#1a000000", "#24ffffff");
 }
 
-QColor Theme::accent() const
-{
-    return pick("#1663d9", "#2669d6");
-}
-
 QColor Theme::accentDown() const
 {
-    return pick("#0f4fb3", "#1d57b8");
+    // Away from what is written on it.
+    return mixed(accent_, onAccent() == Qt::white ? Qt::black : Qt::white, 0.18);
 }
 
 QColor Theme::accentOff() const
@@ -119,17 +176,12 @@ QColor Theme::accentOff() const
 
 QColor Theme::onAccent() const
 {
-    return Qt::white;
+    return contrast(accent_, Qt::white) >= contrast(accent_, Qt::black) ? Qt::white : Qt::black;
 }
 
 QColor Theme::onAccentOff() const
 {
     return pick("#5f5f68", "#a6a6b0");
-}
-
-QColor Theme::focusRing() const
-{
-    return pick("#8c1663d9", "#b35c9bff");
 }
 
 QColor Theme::link() const
@@ -139,12 +191,12 @@ QColor Theme::link() const
 
 QColor Theme::selection() const
 {
-    return pick("#b3d2ff", "#2f5596");
+    return mixed(window(), accent_, 0.3);
 }
 
 QColor Theme::errorText() const
 {
-    return pick("#b3261e", "#ff8078");
+    return pick("#b3261e", "#ff8f87");
 }
 
 QColor Theme::errorFrame() const
@@ -171,12 +223,12 @@ QColor Theme::faceDown() const
 
 QColor Theme::faceEdge() const
 {
-    return pick("#26000000", "#1fffffff");
+    return pick("#85858f", "#8c8c96");
 }
 
 QColor Theme::chosen() const
 {
-    return pick("#ffffff", "#5c5c66");
+    return mixed(window(), accentLine_, 0.16);
 }
 
 QColor Theme::track() const
@@ -186,7 +238,7 @@ QColor Theme::track() const
 
 QColor Theme::thumb() const
 {
-    return pick("#59000000", "#66ffffff");
+    return pick("#9c000000", "#80ffffff");
 }
 
 QColor Theme::textOff() const
@@ -260,12 +312,12 @@ QFont Theme::callout() const
 
 QFont Theme::caption() const
 {
-    return font(10, QFont::Normal);
+    return font(smallestText, QFont::Normal);
 }
 
 QFont Theme::segment() const
 {
-    QFont plain = font(11, QFont::Medium);
+    QFont plain = font(smallestText, QFont::Medium);
     // Some families turn the x of "1280x720" into a multiplication sign.
     plain.setStyleStrategy(QFont::PreferNoShaping);
     return plain;
@@ -275,7 +327,7 @@ QFont Theme::monospaced() const
 {
     QFont font(monospacedFamily_);
     font.setStyleHint(QFont::Monospace);
-    font.setPixelSize(qRound(11 * scale_));
+    font.setPixelSize(monospacedSize_);
     return font;
 }
 

@@ -27,9 +27,9 @@ class Theme : public QObject
     Q_PROPERTY(QColor accent READ accent NOTIFY changed)
     Q_PROPERTY(QColor accentDown READ accentDown NOTIFY changed)
     Q_PROPERTY(QColor accentOff READ accentOff NOTIFY changed)
-    Q_PROPERTY(QColor onAccent READ onAccent CONSTANT)
+    Q_PROPERTY(QColor accentLine READ accentLine NOTIFY changed)
+    Q_PROPERTY(QColor onAccent READ onAccent NOTIFY changed)
     Q_PROPERTY(QColor onAccentOff READ onAccentOff NOTIFY changed)
-    Q_PROPERTY(QColor focusRing READ focusRing NOTIFY changed)
     Q_PROPERTY(QColor link READ link NOTIFY changed)
     Q_PROPERTY(QColor selection READ selection NOTIFY changed)
     Q_PROPERTY(QColor errorText READ errorText NOTIFY changed)
@@ -79,12 +79,15 @@ public:
     /// Fill behind scrolled text.
     QColor pane() const;
     QColor hairline() const;
-    QColor accent() const;
+    /// The desktop's accent colour, where it names one, as a fill that stands out of the window.
+    QColor accent() const { return accent_; }
     QColor accentDown() const;
     QColor accentOff() const;
+    /// The accent colour as a line or a bar, on the window, a box or a track.
+    QColor accentLine() const { return accentLine_; }
+    /// Black or white, whichever is read more easily.
     QColor onAccent() const;
     QColor onAccentOff() const;
-    QColor focusRing() const;
     QColor link() const;
     QColor selection() const;
     QColor errorText() const;
@@ -107,7 +110,7 @@ public:
     static QList<QColor> banner();
 
     /// The type scale, in pixels at the smallest default font: 26, 22 and 17 bold, 13 semibold,
-    /// 13, 12, 10, 11 for segments, 11 monospaced.
+    /// 13, 12, 11 for captions and segments. It grows with the desktop's default font.
     QFont largeTitle() const;
     QFont title() const;
     QFont title2() const;
@@ -116,6 +119,8 @@ public:
     QFont callout() const;
     QFont caption() const;
     QFont segment() const;
+    /// 11 pixels beside every ordinary default font, which is one of up to 15 pixels (11 points),
+    /// and in proportion beside larger ones.
     QFont monospaced() const;
     /// How much larger than 13 pixels the desktop's default font is; at least 1.
     qreal scale() const { return scale_; }
@@ -131,6 +136,8 @@ protected:
 private:
     void read();
     QColor pick(const char *light, const char *darkColour) const;
+    /// The colour, nearer to the text's where it would not stand out of another.
+    QColor standingOut(const QColor &colour, const QColor &below, double least) const;
     QFont font(qreal size, QFont::Weight weight) const;
 
     static constexpr int buttonRadius = 7;
@@ -139,7 +146,10 @@ private:
     static constexpr int boxPadding = 12;
 
     bool dark_ = false;
+    QColor accent_;
+    QColor accentLine_;
     qreal scale_ = 1;
+    int monospacedSize_ = 0;
     QString family_;
     QString monospacedFamily_;
 };

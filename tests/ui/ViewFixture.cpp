@@ -1,6 +1,7 @@
 #include "ViewFixture.h"
 
 #include "support/Await.h"
+#include "ui/QuickDesktop.h"
 #include "ui/Views.h"
 
 #include <QFontDatabase>
@@ -8,6 +9,7 @@
 #include <QPalette>
 #include <QQmlComponent>
 #include <QQuickItem>
+#include <QTimer>
 
 namespace brindle {
 
@@ -38,12 +40,17 @@ void ViewFixture::setUpApplication()
     once = true;
     Views::prepare();
     QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
-    QFont font(QFontDatabase::hasFamily(QStringLiteral("Inter"))
-                   ? QStringLiteral("Inter")
-                   : QGuiApplication::font().family());
-    font.setPixelSize(13);
-    QGuiApplication::setFont(font);
+    setFont(QFontDatabase::hasFamily(QStringLiteral("Inter")) ? QStringLiteral("Inter")
+                                                              : QGuiApplication::font().family(),
+            13);
     setDark(false);
+}
+
+void ViewFixture::setFont(const QString &family, int pixels)
+{
+    QFont font(family);
+    font.setPixelSize(pixels);
+    QGuiApplication::setFont(font);
 }
 
 void ViewFixture::setDark(bool dark)
@@ -119,6 +126,25 @@ QQuickWindow *ViewFixture::openSheet(const QString &name)
         return sheet != nullptr;
     });
     return sheet;
+}
+
+int ViewFixture::withAlert(const Alert &alert, const std::function<void(QQuickWindow *)> &act)
+{
+    QuickDesktop desktop({});
+    desktop.setWindow(&engine_, window_.get());
+    QTimer waiter;
+    QObject::connect(&waiter, &QTimer::timeout, &waiter, [&] {
+        const QPointer<QQuickWindow> shown = desktop.alertWindow();
+        if (shown && QGuiApplication::focusWindow() == shown && shown->isExposed()) {
+            waiter.stop();
+            act(shown);
+            if (shown) {
+                shown->close();
+            }
+        }
+    });
+    waiter.start(1);
+    return desktop.runAlert(alert);
 }
 
 void ViewFixture::settle(QQuickWindow *window)

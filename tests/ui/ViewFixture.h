@@ -1,11 +1,13 @@
 #pragma once
 
+#include "core/Alert.h"
 #include "services/LogStore.h"
 
 #include <QQmlEngine>
 #include <QQuickWindow>
 #include <QVariantMap>
 
+#include <functional>
 #include <memory>
 
 namespace brindle {
@@ -19,6 +21,8 @@ public:
 
     /// Light or dark, for all windows; to be called before the first window is made or between.
     static void setDark(bool dark);
+    /// The desktop's default font, for all windows.
+    static void setFont(const QString &family, int pixels);
     /// The type scale's own size, so that pictures look the same everywhere.
     static void setUpApplication();
 
@@ -30,6 +34,9 @@ public:
     QQuickWindow *window() const { return window_.get(); }
     /// Opens "settings", "about" or "log"; returns the sheet's window once it is shown.
     QQuickWindow *openSheet(const QString &name);
+    /// Shows an alert over the main window, lets `act` work on its window once it has the keyboard,
+    /// and returns the answer. An alert that `act` leaves open is closed.
+    int withAlert(const Alert &alert, const std::function<void(QQuickWindow *)> &act);
     /// The item of this object name, in the main window or the given one; null if there is none
     /// or it can't be seen.
     QQuickItem *find(const QString &name, QQuickWindow *in = nullptr) const;

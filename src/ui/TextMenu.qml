@@ -1,0 +1,72 @@
+pragma ComponentBehavior: Bound
+
+import QtQuick
+import QtQuick.Templates as T
+import Brindle
+
+// What can be done with a text that can be selected.
+T.Menu {
+    id: menu
+
+    required property TextEdit edit
+
+    component Entry: T.MenuItem {
+        id: entry
+
+        implicitWidth: implicitContentWidth + leftPadding + rightPadding
+        implicitHeight: Theme.buttonHeight
+        horizontalPadding: 12
+        font: Theme.body
+        Accessible.role: Accessible.MenuItem
+        Accessible.name: text
+        Accessible.description: enabled ? "" : "Not available now"
+        Accessible.onPressAction: if (enabled) triggered()
+
+        contentItem: Text {
+            text: entry.text
+            font: entry.font
+            color: !entry.enabled ? Theme.textOff : entry.highlighted ? Theme.onAccent : Theme.text
+            textFormat: Text.PlainText
+            verticalAlignment: Text.AlignVCenter
+            Accessible.ignored: true
+        }
+        background: SmoothRectangle {
+            radius: 5
+            color: entry.highlighted && entry.enabled ? Theme.accent : "transparent"
+        }
+    }
+
+    objectName: "textMenu"
+    padding: 4
+    margins: 4
+    implicitWidth: Math.ceil(Math.max(copy.implicitWidth, selectAll.implicitWidth) + leftPadding + rightPadding)
+    implicitHeight: contentHeight + topPadding + bottomPadding
+
+    Entry {
+        id: copy
+        objectName: "menuCopy"
+        text: "Copy"
+        enabled: menu.edit.selectedText !== ""
+        onTriggered: menu.edit.copy()
+    }
+    Entry {
+        id: selectAll
+        objectName: "menuSelectAll"
+        text: "Select All"
+        enabled: menu.edit.length > 0
+        onTriggered: menu.edit.selectAll()
+    }
+
+    contentItem: ListView {
+        implicitHeight: contentHeight
+        model: menu.contentModel
+        currentIndex: menu.currentIndex
+        interactive: false
+    }
+    background: SmoothRectangle {
+        radius: Theme.buttonRadius
+        color: Theme.face
+        borderColor: Theme.faceEdge
+        borderWidth: 1
+    }
+}
