@@ -94,7 +94,7 @@ QAccessible::State AccessibleProgress::state() const
 
 void *AccessibleProgress::interface_cast(QAccessible::InterfaceType type)
 {
-    if (type == QAccessible::ValueInterface && !isIndeterminate()) {
+    if (type == QAccessible::ValueInterface) {
         return static_cast<QAccessibleValueInterface *>(this);
     }
     return QAccessibleObject::interface_cast(type);

@@ -15,7 +15,8 @@ class Announcer : public QObject
 public:
     using QObject::QObject;
 
-    /// Announces an item: its accessible name and description.
+    /// Announces an item's accessible name and description. Its role is a notification's or an
+    /// alert's.
     Q_INVOKABLE void announce(QObject *item) const;
 };
 

@@ -45,9 +45,9 @@ void FocusFollower::goHome() const
         return;
     }
     const QQuickItem *const focused = window()->activeFocusItem();
-    // Items keep the focus when they are hidden.
-    const bool isLost = !focused || !focused->isVisible() || focused->isFocusScope() ||
-                        focused == window()->contentItem();
+    // Items keep the focus when they are hidden; a menu over the window is a scope of its own.
+    const bool isLost = !focused || !focused->isVisible() ||
+                        (focused->isFocusScope() && focused->isAncestorOf(home_));
     if (isLost && home_->isVisible() && home_->isEnabled()) {
         home_->forceActiveFocus(Qt::OtherFocusReason);
     }

@@ -6,6 +6,8 @@
 #include <QDesktopServices>
 #include <QPointer>
 
+#include <utility>
+
 namespace brindle {
 
 namespace {
@@ -223,6 +225,9 @@ void LauncherModel::measureStorage()
 QCoro::Task<> LauncherModel::measure()
 {
     const int number = ++measurements_;
+    if (std::exchange(storageSize_, unknownSize()) != unknownSize()) {
+        Q_EMIT storageSizeChanged();
+    }
     const QPointer<LauncherModel> self(this);
     auto measuring = app_.storageSize();
     const qint64 bytes = co_await measuring;

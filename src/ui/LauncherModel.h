@@ -47,7 +47,7 @@ class LauncherModel : public QObject
     Q_PROPERTY(int resolution READ resolution WRITE setResolution NOTIFY resolutionChanged)
     Q_PROPERTY(QStringList resolutions READ resolutions CONSTANT)
 
-    /// The storage root's size as text; "…" until it has been measured once.
+    /// The storage root's size as text; "…" while it is being measured.
     Q_PROPERTY(QString storageSize READ storageSize NOTIFY storageSizeChanged)
 
     /// The game repository's address without its scheme.
@@ -122,9 +122,10 @@ Q_SIGNALS:
 
 private:
     QCoro::Task<> measure();
+    static QString unknownSize() { return QStringLiteral("…"); }
 
     AppModel &app_;
-    QString storageSize_ = QStringLiteral("…");
+    QString storageSize_ = unknownSize();
     int measurements_ = 0; // begun so far; only the latest counts
 };
 

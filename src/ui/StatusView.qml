@@ -18,16 +18,18 @@ Column {
         "playing": { "color": Theme.green, "title": "Playing" }
     })[model.phase]
 
+    function announce() {
+        Announcer.announce(title);
+    }
+
     spacing: 6
 
     Row {
-        id: status
         objectName: "statusRow"
         anchors.horizontalCenter: parent.horizontalCenter
         spacing: 8
         Accessible.role: Accessible.StatusBar
         Accessible.name: title.text
-        Accessible.onNameChanged: Announcer.announce(status)
 
         Rectangle {
             objectName: "statusCircle"
@@ -43,7 +45,12 @@ Column {
             anchors.verticalCenter: parent.verticalCenter
             text: view.look.title
             font: Theme.headline
+            // Read as the row's name, and announced with what the launcher needs.
             Accessible.ignored: true
+            Accessible.role: Accessible.Notification
+            Accessible.description: view.model.needsMessage
+            Accessible.onNameChanged: Qt.callLater(view.announce)
+            Accessible.onDescriptionChanged: Qt.callLater(view.announce)
         }
     }
 

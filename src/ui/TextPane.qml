@@ -52,6 +52,7 @@ Item {
             Accessible.role: Accessible.EditableText
             Accessible.name: pane.label
             Accessible.readOnly: true
+            Accessible.editable: false
             Accessible.multiLine: true
             Accessible.selectableText: true
 

@@ -1,0 +1,47 @@
+// The launcher in its window against the demo's release host, for a screen reader's way through it.
+// Once a first game is ready, the host offers a broken one.
+
+#include "core/AppModel.h"
+#include "demostage/DemoStage.h"
+#include "ui/BrindleApp.h"
+#include "ui/QuickDesktop.h"
+#include "ui/Views.h"
+
+#include <QGuiApplication>
+
+#include <cstdio>
+
+using namespace brindle;
+
+int main(int argc, char *argv[])
+{
+    QGuiApplication application(argc, argv);
+    QCoreApplication::setApplicationName(QStringLiteral("Brindle"));
+    try {
+        const QString programs = QCoreApplication::applicationDirPath();
+        DemoStage stage({QStringLiteral(DEMO_FOLDER "/game"), QStringLiteral(DEMO_FOLDER "/addon"),
+                         programs + QStringLiteral("/sample-engine")},
+                        programs);
+        Views::prepare();
+        const auto desktop = std::make_shared<QuickDesktop>(QList<Platform::Command>{});
+        AppModel::compose([&stage, desktop] {
+            AppModelParts parts = stage.parts();
+            parts.desktop = desktop;
+            return parts;
+        });
+        BrindleApp launcher(desktop);
+        AppModel &model = AppModel::shared();
+        bool broken = false;
+        QObject::connect(&model, &AppModel::stateChanged, &launcher, [&] {
+            if (!broken && model.state().phase == AppState::Phase::ready) {
+                broken = true;
+                stage.offerBrokenGame();
+            }
+        });
+        launcher.open();
+        return QGuiApplication::exec();
+    } catch (const std::exception &error) {
+        std::fprintf(stderr, "%s\n", error.what());
+        return 1;
+    }
+}
