@@ -3,6 +3,8 @@
 #include <QEventLoop>
 #include <QObject>
 
+#include <utility>
+
 namespace brindle {
 
 /// Waits for the button that is pressed in an alert's window. Main thread only.
@@ -23,11 +25,13 @@ public:
     }
 
 public Q_SLOTS:
+    /// The first answer counts.
     void answer(int index)
     {
-        index_ = index;
-        answered_ = true;
-        loop_.quit();
+        if (!std::exchange(answered_, true)) {
+            index_ = index;
+            loop_.quit();
+        }
     }
 
 private:

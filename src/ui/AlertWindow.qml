@@ -18,7 +18,6 @@ FittedWindow {
     wantedHeight: body.implicitHeight
 
     onClosing: answered(buttons.length - 1)
-    onVisibleChanged: if (visible) Announcer.announce(body)
 
     SheetColumn {
         id: body

@@ -15,8 +15,7 @@ class Announcer : public QObject
 public:
     using QObject::QObject;
 
-    /// Announces an item's accessible name and description. Its role is a notification's or an
-    /// alert's.
+    /// Announces the accessible name and description of an item in the role of a notification.
     Q_INVOKABLE void announce(QObject *item) const;
 };
 

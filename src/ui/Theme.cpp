@@ -223,7 +223,7 @@ QColor Theme::faceDown() const
 
 QColor Theme::faceEdge() const
 {
-    return pick("#85858f", "#8c8c96");
+    return pick("#82828b", "#8c8c96");
 }
 
 QColor Theme::chosen() const

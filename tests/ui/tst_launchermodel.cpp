@@ -243,9 +243,23 @@ private Q_SLOTS:
         QVERIFY(launcher_->storageSize() != QStringLiteral("Zero KB"));
         fixture_->desktop->answer = 0;
         launcher_->removeEverything();
-        spinUntil([&] { return changed.size() == 2; });
+        // What it was before, and then what it is.
+        spinUntil([&] { return changed.size() == 3; });
         QCOMPARE(launcher_->storageSize(), QStringLiteral("Zero KB"));
         QCOMPARE(fixture_->desktop->alerts.size(), 1);
+    }
+
+    void theSizeBeforeIsNotShownAgain()
+    {
+        QSignalSpy changed(launcher_.get(), &LauncherModel::storageSizeChanged);
+        launcher_->measureStorage();
+        spinUntil([&] { return changed.size() == 1; });
+        fixture_->installByHand(ModelFixture::engineScript());
+        launcher_->measureStorage();
+        QCOMPARE(launcher_->storageSize(), QStringLiteral("…"));
+        QCOMPARE(changed.size(), 2);
+        spinUntil([&] { return changed.size() == 3; });
+        QVERIFY(launcher_->storageSize() != QStringLiteral("Zero KB"));
     }
 
     void theLatestMeasurementCounts()

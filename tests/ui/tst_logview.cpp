@@ -5,6 +5,8 @@
 
 #include "support/Await.h"
 
+#include <QClipboard>
+#include <QGuiApplication>
 #include <QQuickItem>
 #include <QQuickTextDocument>
 #include <QTextBlock>
@@ -186,14 +188,51 @@ private Q_SLOTS:
         append(1, 50);
         open();
         catchUp();
-        QVERIFY(!view_->find(QStringLiteral("nothingYet"), sheet_));
         view_->log.setLines({});
-        QCOMPARE(text(), QString());
-        QVERIFY(view_->find(QStringLiteral("nothingYet"), sheet_));
+        QCOMPARE(text(), QStringLiteral("Nothing yet."));
         append(7, 8);
         catchUp();
         QCOMPARE(text(), QStringLiteral("line 7\nline 8"));
-        QVERIFY(!view_->find(QStringLiteral("nothingYet"), sheet_));
+    }
+
+    void anEmptyLogSaysSoInTheTextItself()
+    {
+        open();
+        QCOMPARE(text(), QStringLiteral("Nothing yet."));
+        QMetaObject::invokeMethod(edit_, "selectAll");
+        QCOMPARE(selected(), QStringLiteral("Nothing yet."));
+        append(1, 2);
+        catchUp();
+        QCOMPARE(text(), QStringLiteral("line 1\nline 2"));
+        QCOMPARE(selected(), QString());
+    }
+
+    void theKeyboardSelects()
+    {
+        append(1, 200);
+        open();
+        catchUp();
+        ViewFixture::settle(sheet_);
+        edit_->forceActiveFocus();
+        // Without Shift the keys scroll.
+        QTest::keyClick(sheet_, Qt::Key_Up);
+        QVERIFY(contentY() < lastY());
+        QCOMPARE(selected(), QString());
+        scroller_->setProperty("contentY", 700);
+        const QString first = topLine();
+        // With it they select, from where the eye is.
+        QTest::keyClick(sheet_, Qt::Key_Down, Qt::ShiftModifier);
+        QCOMPARE(selected().section(u'\n', 0, 0), first);
+        QCOMPARE(contentY(), 700.0);
+        for (int i = 0; i < 60; ++i) {
+            QTest::keyClick(sheet_, Qt::Key_Down, Qt::ShiftModifier);
+        }
+        QCOMPARE(selected().count(u'\n'), 61);
+        QVERIFY2(contentY() > 700, "the end of the selection must be followed");
+        QTest::keyClick(sheet_, Qt::Key_A, Qt::ControlModifier);
+        QCOMPARE(selected(), text());
+        QTest::keyClick(sheet_, Qt::Key_C, Qt::ControlModifier);
+        QCOMPARE(QGuiApplication::clipboard()->text(), text());
     }
 
     void followsTheEnd()

@@ -14,9 +14,17 @@ using namespace brindle;
 
 namespace {
 
-void setDark(bool dark)
+/// @param accent what the desktop marks things with, if it says so.
+void setDark(bool dark, const QColor &accent = {})
 {
     QPalette palette;
+    if (accent.isValid()) {
+#if QT_VERSION >= QT_VERSION_CHECK(6, 6, 0)
+        palette.setColor(QPalette::Accent, accent);
+#else
+        palette.setColor(QPalette::Highlight, accent);
+#endif
+    }
     palette.setColor(QPalette::Window, dark ? Qt::black : Qt::white);
     palette.setColor(QPalette::WindowText, dark ? Qt::white : Qt::black);
     QGuiApplication::setPalette(palette);
@@ -82,17 +90,28 @@ private Q_SLOTS:
         QCOMPARE(theme.window(), light);
     }
 
-    void textCanBeRead_data()
+    void looks()
     {
         QTest::addColumn<bool>("dark");
-        QTest::newRow("light") << false;
-        QTest::newRow("dark") << true;
+        QTest::addColumn<QColor>("accent");
+        for (const bool dark : {false, true}) {
+            const char *const base = dark ? "dark" : "light";
+            QTest::newRow(base) << dark << QColor();
+            // Desktops' own, and what somebody might choose.
+            for (const char *accent : {"#3daee9", "#3584e4", "#e95420", "#9141ac", "#f6d32d",
+                                       "#33d17a", "#000000", "#ffffff", "#808080"}) {
+                QTest::addRow("%s %s", base, accent) << dark << QColor(QLatin1String(accent));
+            }
+        }
     }
+
+    void textCanBeRead_data() { looks(); }
 
     void textCanBeRead()
     {
         QFETCH(bool, dark);
-        setDark(dark);
+        QFETCH(QColor, accent);
+        setDark(dark, accent);
         const Theme theme;
         const QColor window = theme.window();
         const QColor box = over(theme.box(), window);
@@ -111,6 +130,10 @@ private Q_SLOTS:
             {"secondary text", theme.secondary(), window},
             {"secondary text in a box", theme.secondary(), box},
             {"message", theme.errorText(), window},
+            {"destructive button", theme.errorText(), theme.face()},
+            {"destructive button under the pointer", theme.errorText(), theme.faceHover()},
+            {"pressed destructive button", theme.errorText(), theme.faceDown()},
+            {"secondary text in a pane", theme.secondary(), pane},
             {"link", theme.link(), window},
             {"prominent button", theme.onAccent(), theme.accent()},
             {"pressed prominent button", theme.onAccent(), theme.accentDown()},
@@ -127,6 +150,69 @@ private Q_SLOTS:
             QVERIFY2(ratio >= 4.5, qPrintable(QStringLiteral("%1: %2").arg(
                                        QLatin1String(pair.what), QString::number(ratio))));
         }
+    }
+
+    /// What is no text but must be seen: https://www.w3.org/TR/WCAG21/#non-text-contrast
+    void marksCanBeSeen_data() { looks(); }
+
+    void marksCanBeSeen()
+    {
+        QFETCH(bool, dark);
+        QFETCH(QColor, accent);
+        setDark(dark, accent);
+        const Theme theme;
+        const QColor window = theme.window();
+        const QColor box = over(theme.box(), window);
+        const QColor pane = over(theme.pane(), window);
+        const QColor track = over(theme.track(), window);
+        QColor thumb = theme.thumb();
+        thumb.setAlphaF(thumb.alphaF() * 0.7F); // as it is shown while nobody holds it
+        const struct
+        {
+            const char *what;
+            QColor mark;
+            QColor beside;
+        } pairs[] = {
+            {"focus ring", theme.accentLine(), window},
+            {"focus ring in a box", theme.accentLine(), box},
+            {"focus ring on a track", theme.accentLine(), track},
+            {"focus ring around the chosen segment", theme.accentLine(), theme.chosen()},
+            {"chosen segment, inside its edge", theme.accentLine(), theme.chosen()},
+            {"chosen segment, outside its edge", theme.accentLine(), track},
+            {"button's edge, outside", theme.faceEdge(), window},
+            {"button's edge in a box", theme.faceEdge(), box},
+            {"button's edge, inside", theme.faceEdge(), theme.face()},
+            {"button's edge under the pointer", theme.faceEdge(), theme.faceHover()},
+            {"picker's edge", theme.faceEdge(), window},
+            {"destructive button's edge", theme.errorText(), window},
+            {"prominent button", theme.accent(), window},
+            {"progress", theme.accentLine(), track},
+            {"scroll bar", over(thumb, window), window},
+            {"scroll bar in a pane", over(thumb, pane), pane},
+        };
+        for (const auto &pair : pairs) {
+            QCOMPARE(pair.mark.alphaF(), 1.0F);
+            const double ratio = contrast(pair.mark, pair.beside);
+            QVERIFY2(ratio >= 3, qPrintable(QStringLiteral("%1: %2").arg(
+                                     QLatin1String(pair.what), QString::number(ratio))));
+        }
+    }
+
+    void theDesktopsAccentIsUsed()
+    {
+        const Theme own;
+        QCOMPARE(own.accent(), QColor(QStringLiteral("#1663d9")));
+        QCOMPARE(own.onAccent(), QColor(Qt::white));
+        // One that stands out by itself is used as it is.
+        setDark(false, QColor(QStringLiteral("#9141ac")));
+        const Theme purple;
+        QCOMPARE(purple.accent(), QColor(QStringLiteral("#9141ac")));
+        QCOMPARE(purple.accentLine(), purple.accent());
+        // On a light one black is read better.
+        setDark(true, QColor(QStringLiteral("#3daee9")));
+        const Theme light;
+        QCOMPARE(light.accent(), QColor(QStringLiteral("#3daee9")));
+        QCOMPARE(light.onAccent(), QColor(Qt::black));
     }
 
     void fixedColours()
@@ -153,7 +239,8 @@ private Q_SLOTS:
         QCOMPARE(theme.headline().weight(), QFont::DemiBold);
         QCOMPARE(theme.body().pixelSize(), 13);
         QCOMPARE(theme.callout().pixelSize(), 12);
-        QCOMPARE(theme.caption().pixelSize(), 10);
+        QCOMPARE(theme.caption().pixelSize(), 11);
+        QCOMPARE(theme.segment().pixelSize(), 11);
         QCOMPARE(theme.monospaced().pixelSize(), 11);
         QVERIFY(QFontInfo(theme.monospaced()).fixedPitch());
     }
@@ -166,10 +253,32 @@ private Q_SLOTS:
         QVERIFY(!changed.isEmpty());
         QCOMPARE(theme.scale(), 2.0);
         QCOMPARE(theme.largeTitle().pixelSize(), 52);
-        QCOMPARE(theme.monospaced().pixelSize(), 22);
         setFontSize(9);
         QCOMPARE(theme.scale(), 1.0);
         QCOMPARE(theme.body().pixelSize(), 13);
+        QCOMPARE(theme.caption().pixelSize(), 11);
+        QCOMPARE(theme.monospaced().pixelSize(), 11);
+    }
+
+    void monospacedIsElevenBesideOrdinaryFonts_data()
+    {
+        QTest::addColumn<qreal>("points"); // at 96 dots an inch
+        QTest::addColumn<int>("expected");
+        QTest::newRow("9 points") << 9.0 << 11;
+        QTest::newRow("10 points") << 10.0 << 11;
+        QTest::newRow("11 points") << 11.0 << 11;
+        QTest::newRow("15 points") << 15.0 << 15;
+        QTest::newRow("22.5 points") << 22.5 << 22;
+    }
+
+    void monospacedIsElevenBesideOrdinaryFonts()
+    {
+        QFETCH(qreal, points);
+        QFETCH(int, expected);
+        QFont font = QGuiApplication::font();
+        font.setPointSizeF(points);
+        QGuiApplication::setFont(font);
+        QCOMPARE(Theme().monospaced().pixelSize(), expected);
     }
 };
 
