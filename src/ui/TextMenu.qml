@@ -37,6 +37,7 @@ T.Menu {
     }
 
     objectName: "textMenu"
+    onClosed: edit.forceActiveFocus(Qt.PopupFocusReason)
     padding: 4
     margins: 4
     implicitWidth: Math.ceil(Math.max(copy.implicitWidth, selectAll.implicitWidth) + leftPadding + rightPadding)
