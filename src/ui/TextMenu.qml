@@ -17,6 +17,7 @@ T.Menu {
         implicitHeight: Theme.buttonHeight
         horizontalPadding: 12
         font: Theme.body
+        hoverEnabled: true
         Accessible.role: Accessible.MenuItem
         Accessible.name: text
         Accessible.description: enabled ? "" : "Not available now"

@@ -59,6 +59,8 @@ Item {
             tryCompare(menu, "opened", true);
             compare(edit.selectedText, "one");
             compare([entry("menuCopy").text, entry("menuSelectAll").text], ["Copy", "Select All"]);
+            mouseMove(entry("menuCopy"));
+            tryCompare(entry("menuCopy"), "highlighted", true);
             mouseClick(entry("menuCopy"));
             tryCompare(menu, "visible", false);
             compare(clipboard(), "one");
