@@ -48,7 +48,6 @@ Item {
             readOnly: true
             selectByMouse: true
             activeFocusOnTab: true
-            persistentSelection: true
             Accessible.role: Accessible.EditableText
             Accessible.name: pane.label
             Accessible.readOnly: true

@@ -19,6 +19,11 @@ Item {
         ContentView { anchors.fill: parent }
     }
 
+    Component {
+        id: plainButton
+        PlainButton {}
+    }
+
     TestCase {
         name: "Sheets"
         when: windowShown
@@ -97,8 +102,11 @@ Item {
             compare(sheet.height, 420);
         }
 
-        function test_sheetsAreCentred() {
-            const sheet = open("about");
+        function test_sheetsAreCentred_data() {
+            return [{ tag: "settings" }, { tag: "about" }, { tag: "log" }];
+        }
+        function test_sheetsAreCentred(data) {
+            const sheet = open(data.tag);
             const window = stage.Window.window;
             compare(sheet.x + Math.floor(sheet.width / 2), window.x + window.width / 2);
             verify(Math.abs(sheet.y + sheet.height / 2 - window.y - window.height / 2) <= 1);
@@ -228,6 +236,16 @@ Item {
                 verify(!segment.contentItem.truncated, option);
             }
             verify(end <= picker.width);
+        }
+
+        function test_aButtonGrowsWithItsText() {
+            const button = createTemporaryObject(plainButton, stage, { "text": "Word" });
+            compare(button.height, Theme.buttonHeight);
+            button.width = 120;
+            button.text = "Update the game (download again, keep saves)";
+            verify(button.height > 2 * button.font.pixelSize);
+            verify(!button.contentItem.truncated);
+            verify(button.contentItem.paintedHeight <= button.height);
         }
 
         function test_resolutionsWrapWhereTheyHaveNoRoom() {
