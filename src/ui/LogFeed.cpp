@@ -185,7 +185,8 @@ void LogFeed::insert(qint64 from, qint64 count)
         cursor.movePosition(QTextCursor::End);
     }
     // A selection that ends where text is inserted must not grow with it.
-    const bool touched = behind && count_ > 0 && anchor != position && position == cursor.position();
+    const bool touched =
+        behind && count_ > 0 && anchor != position && position == cursor.position();
     qreal y = contentY();
     if (count_ == 0) {
         cursor.select(QTextCursor::Document); // the placeholder

@@ -258,10 +258,9 @@ private Q_SLOTS:
             QCOMPARE(QAccessible::queryAccessibleInterface(window)->text(QAccessible::Name),
                      QStringLiteral("Brindle"));
             // Read in this order: the texts, then the button that means yes.
-            QCOMPARE(reading(window), (QStringList{question.message, question.message,
-                                                   question.informativeText,
-                                                   QStringLiteral("Quit"),
-                                                   QStringLiteral("Keep open")}));
+            QCOMPARE(reading(window),
+                     (QStringList{question.message, question.message, question.informativeText,
+                                  QStringLiteral("Quit"), QStringLiteral("Keep open")}));
             QAccessibleInterface *const quit =
                 ::named(window, QAccessible::Button, QStringLiteral("Quit"));
             QAccessibleInterface *const keep =

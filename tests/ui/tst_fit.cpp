@@ -53,8 +53,7 @@ void everythingCanBeReached(QQuickWindow *window)
     const QSize screen = window->screen()->availableSize();
     QVERIFY2(window->width() <= screen.width() && window->height() < screen.height(),
              qPrintable(QStringLiteral("%1 high").arg(window->height())));
-    QQuickItem *const scroller =
-        ViewFixture::find(window, QStringLiteral("sheetScroller"));
+    QQuickItem *const scroller = ViewFixture::find(window, QStringLiteral("sheetScroller"));
     const QRectF whole(0, 0, window->width(), window->height());
     const QQuickItem *const first = window->activeFocusItem();
     QVERIFY(first);
@@ -62,8 +61,7 @@ void everythingCanBeReached(QQuickWindow *window)
         const QQuickItem *const stop = window->activeFocusItem();
         const QRectF place = stop->mapRectToScene(stop->boundingRect());
         const bool scrolled = scroller && scroller->isAncestorOf(stop);
-        const QRectF seen =
-            scrolled ? scroller->mapRectToScene(scroller->boundingRect()) : whole;
+        const QRectF seen = scrolled ? scroller->mapRectToScene(scroller->boundingRect()) : whole;
         QVERIFY2(seen.contains(place), qPrintable(stop->objectName()));
         QTest::keyClick(window, Qt::Key_Tab);
         ViewFixture::settle(window);
@@ -168,8 +166,7 @@ private Q_SLOTS:
         view.withAlert(alert, [&](QQuickWindow *window) {
             ViewFixture::settle(window);
             ::everythingCanBeReached(window);
-            QQuickItem *const scroller =
-                ViewFixture::find(window, QStringLiteral("sheetScroller"));
+            QQuickItem *const scroller = ViewFixture::find(window, QStringLiteral("sheetScroller"));
             QVERIFY(scroller->property("contentHeight").toReal() > scroller->height());
         });
     }

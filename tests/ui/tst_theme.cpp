@@ -193,8 +193,8 @@ private Q_SLOTS:
         for (const auto &pair : pairs) {
             QCOMPARE(pair.mark.alphaF(), 1.0F);
             const double ratio = contrast(pair.mark, pair.beside);
-            QVERIFY2(ratio >= 3, qPrintable(QStringLiteral("%1: %2").arg(
-                                     QLatin1String(pair.what), QString::number(ratio))));
+            QVERIFY2(ratio >= 3, qPrintable(QStringLiteral("%1: %2").arg(QLatin1String(pair.what),
+                                                                         QString::number(ratio))));
         }
     }
 
