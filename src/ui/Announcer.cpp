@@ -4,7 +4,9 @@
 
 namespace brindle {
 
-void Announcer::announce(QObject *item) const
+namespace {
+
+void tell(QObject *item)
 {
 #if QT_VERSION >= QT_VERSION_CHECK(6, 8, 0)
     const QAccessibleInterface *const said = QAccessible::queryAccessibleInterface(item);
@@ -19,6 +21,25 @@ void Announcer::announce(QObject *item) const
     QAccessibleEvent event(item, QAccessible::ObjectShow);
 #endif
     QAccessible::updateAccessibility(&event);
+}
+
+} // namespace
+
+void Announcer::announce(QObject *item)
+{
+    if (next_ == item) {
+        return;
+    }
+    next_ = item;
+    QMetaObject::invokeMethod(
+        this,
+        [this, item = QPointer(item)] {
+            next_ = nullptr;
+            if (item) {
+                tell(item);
+            }
+        },
+        Qt::QueuedConnection);
 }
 
 } // namespace brindle

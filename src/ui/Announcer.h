@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QObject>
+#include <QPointer>
 #include <QtQml/qqmlregistration.h>
 
 namespace brindle {
@@ -15,8 +16,12 @@ class Announcer : public QObject
 public:
     using QObject::QObject;
 
-    /// Announces the accessible name and description of an item in the role of a notification.
-    Q_INVOKABLE void announce(QObject *item) const;
+    /// Announces the accessible name and description of an item in the role of a notification:
+    /// once, after all that changes together has changed.
+    Q_INVOKABLE void announce(QObject *item);
+
+private:
+    QPointer<QObject> next_;
 };
 
 } // namespace brindle

@@ -12,11 +12,10 @@ PushButton {
     fill: !enabled ? Theme.accentOff : down || hovered ? Theme.accentDown : Theme.accent
 
     contentItem: Item {
-        implicitWidth: row.width
-        implicitHeight: row.height
+        implicitWidth: children[0].implicitWidth
+        implicitHeight: children[0].implicitHeight
 
         Row {
-            id: row
             anchors.centerIn: parent
             spacing: 9
 

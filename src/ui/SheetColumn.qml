@@ -15,7 +15,7 @@ FocusScope {
 
     implicitHeight: Math.ceil(column.height + gap + footer.height + 2 * padding)
     focus: true
-    Keys.forwardTo: scroller
+    Keys.forwardTo: [scroller]
 
     FocusFollower {
         scroller: scroller

@@ -18,10 +18,6 @@ Column {
         "playing": { "color": Theme.green, "title": "Playing" }
     })[model.phase]
 
-    function announce() {
-        Announcer.announce(title);
-    }
-
     spacing: 6
 
     Row {
@@ -49,8 +45,8 @@ Column {
             Accessible.ignored: true
             Accessible.role: Accessible.Notification
             Accessible.description: view.model.needsMessage
-            Accessible.onNameChanged: Qt.callLater(view.announce)
-            Accessible.onDescriptionChanged: Qt.callLater(view.announce)
+            Accessible.onNameChanged: Announcer.announce(title)
+            Accessible.onDescriptionChanged: Announcer.announce(title)
         }
     }
 
