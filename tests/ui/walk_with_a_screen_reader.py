@@ -95,6 +95,13 @@ def has(item, *states):
     return all(held.contains(state) for state in states)
 
 
+def has_the_keyboard(name, *states):
+    """Waits until a button has the keyboard, and these states with it."""
+    states += (pyatspi.STATE_FOCUSED, pyatspi.STATE_FOCUSABLE, pyatspi.STATE_SENSITIVE)
+    until(f"the keyboard to be at \"{name}\"",
+          lambda: has(shown("push button", name), *states))
+
+
 def press(name):
     button = reach(name)
     actions = button.queryAction()
@@ -139,10 +146,8 @@ def describe(top, depth=0):
 def first_play():
     shown("status bar", "Not downloaded")
     shown("heading", "Brindle")
-    play = shown("push button", "Play")
-    check(has(play, pyatspi.STATE_FOCUSED, pyatspi.STATE_FOCUSABLE, pyatspi.STATE_SENSITIVE),
-          "Play has the keyboard")
-    check(play.description == "", "Play can be pressed")
+    has_the_keyboard("Play")
+    check(shown("push button", "Play").description == "", "Play can be pressed")
     check(find("push button", "Cancel") is None, "there is nothing to cancel yet")
 
     press("Play")
@@ -167,8 +172,7 @@ def failure():
     check(any(item.getRoleName() == "heading" for item in everything(window)), "it has a heading")
     for name, chosen in (("Windowed", True), ("Fullscreen", False), ("Game default", True)):
         check(has(shown("radio button", name), pyatspi.STATE_CHECKED) == chosen, name)
-    check(has(shown("push button", "Done"), pyatspi.STATE_FOCUSED, pyatspi.STATE_IS_DEFAULT),
-          "Done is what Return presses")
+    has_the_keyboard("Done", pyatspi.STATE_IS_DEFAULT)
     press("Update the game \\(download again, keep saves\\)")
     announced("Downloading")
     announced("Ready")
@@ -196,7 +200,7 @@ def alert():
     question = shown("alert", "Remove the game and the engine\\?")
     buttons = [item for item in everything(question) if item.getRoleName() == "push button"]
     check([button.name for button in buttons] == ["Remove", "Cancel"], "it has its two buttons")
-    check(has(buttons[0], pyatspi.STATE_IS_DEFAULT, pyatspi.STATE_FOCUSED), "Remove is the default")
+    has_the_keyboard("Remove", pyatspi.STATE_IS_DEFAULT)
     check(not has(buttons[1], pyatspi.STATE_IS_DEFAULT), "and Cancel is not")
     press("Cancel")
     until("the alert's end", lambda: find("alert", ".*") is None)
