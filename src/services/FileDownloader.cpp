@@ -63,10 +63,11 @@ void FileDownloader::setOnProgress(Progress onProgress)
     onProgress_ = std::move(onProgress);
 }
 
-QCoro::Task<> FileDownloader::download(QUrl url, QString destination, std::stop_token stop)
+QCoro::Task<> FileDownloader::download(QUrl url, QString destination, std::stop_token stop,
+                                       TransferOptions options)
 {
     const QString temporary = temporaryFor(destination);
-    const auto transfer = Transfer::toFile(url, temporary, onProgress_);
+    const auto transfer = Transfer::toFile(url, temporary, onProgress_, std::move(options));
     {
         const std::lock_guard guard(lock_);
         task_ = transfer;

@@ -42,12 +42,10 @@ void check(const QUrl &from, const QUrl &to)
     const bool secure = hasScheme(to, QLatin1String("https"));
     if (!to.isValid() || !(secure || hasScheme(to, QLatin1String("http")))) {
         throw TransferError(
-            TransferError::Code::failed,
             QStringLiteral("The server redirected to an address that can't be used."));
     }
     if (PlainHttp::isRefused(to) || (!secure && hasScheme(from, QLatin1String("https")))) {
-        throw TransferError(TransferError::Code::failed,
-                            QStringLiteral("The server redirected to an insecure address (plain "
+        throw TransferError(QStringLiteral("The server redirected to an insecure address (plain "
                                            "http), which was not followed."));
     }
 }

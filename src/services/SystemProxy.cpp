@@ -4,14 +4,16 @@
 
 namespace brindle {
 
-SystemProxy SystemProxy::forUrl(const QUrl &url)
+QList<SystemProxy> SystemProxy::forUrl(const QUrl &url)
 {
+    QList<SystemProxy> ways;
     const auto proxies = QNetworkProxyFactory::systemProxyForQuery(QNetworkProxyQuery(url));
     for (const QNetworkProxy &proxy : proxies) {
         QString scheme;
         switch (proxy.type()) {
         case QNetworkProxy::NoProxy:
-            return {};
+            ways.append(SystemProxy());
+            continue;
         case QNetworkProxy::HttpProxy:
         case QNetworkProxy::HttpCachingProxy:
             scheme = QStringLiteral("http");
@@ -29,9 +31,9 @@ SystemProxy SystemProxy::forUrl(const QUrl &url)
         address.setScheme(scheme);
         address.setHost(proxy.hostName());
         address.setPort(proxy.port());
-        return {address.toEncoded(), proxy.user().toUtf8(), proxy.password().toUtf8()};
+        ways.append({address.toEncoded(), proxy.user().toUtf8(), proxy.password().toUtf8()});
     }
-    return {};
+    return ways.isEmpty() ? QList{SystemProxy()} : ways;
 }
 
 } // namespace brindle

@@ -1,20 +1,22 @@
 #pragma once
 
 #include <QByteArray>
+#include <QList>
 #include <QUrl>
 
 namespace brindle {
 
-/// The system's proxy settings, as libcurl takes them.
+/// One way that the system's settings allow to a server, as libcurl takes it.
 struct SystemProxy
 {
-    QByteArray address; ///< "scheme://host:port", empty for none
+    QByteArray address; ///< "scheme://host:port", empty for the way without one
     QByteArray user;
     QByteArray password;
 
-    /// The proxy for a request of `url`, by QNetworkProxyFactory::systemProxyForQuery. May block
-    /// for long where the settings name a script: worker threads only.
-    static SystemProxy forUrl(const QUrl &url);
+    /// The ways to `url` in the order in which to try them, by
+    /// QNetworkProxyFactory::systemProxyForQuery; at least one. May block for long where the
+    /// settings name a script: worker threads only.
+    static QList<SystemProxy> forUrl(const QUrl &url);
 };
 
 } // namespace brindle

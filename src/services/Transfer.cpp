@@ -11,13 +11,14 @@ std::shared_ptr<Transfer> Transfer::toFile(QUrl url, QString file, Progress onPr
                                            TransferOptions options)
 {
     return std::shared_ptr<Transfer>(new Transfer(std::make_shared<TransferJob>(
-        std::move(url), std::move(file), 0, std::move(onProgress), std::move(options))));
+        std::move(url), std::move(file), std::move(onProgress), std::move(options))));
 }
 
 std::shared_ptr<Transfer> Transfer::toMemory(QUrl url, qint64 limit, TransferOptions options)
 {
-    return std::shared_ptr<Transfer>(new Transfer(std::make_shared<TransferJob>(
-        std::move(url), QString(), limit, Progress(), std::move(options))));
+    options.limit = limit;
+    return std::shared_ptr<Transfer>(new Transfer(
+        std::make_shared<TransferJob>(std::move(url), QString(), Progress(), std::move(options))));
 }
 
 Transfer::Transfer(std::shared_ptr<TransferJob> job) : job_(std::move(job)) {}

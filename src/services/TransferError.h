@@ -17,6 +17,7 @@ public:
     };
 
     TransferError(Code errorCode, QString text) : code(errorCode), text_(std::move(text)) {}
+    explicit TransferError(QString text) : TransferError(Code::failed, std::move(text)) {}
 
     QString description() const override { return text_; }
     void raise() const override { throw *this; }

@@ -19,15 +19,17 @@
 
 namespace brindle {
 
+class TransferError;
+struct SystemProxy;
+
 /// The work of one `Transfer`: what runs on its thread, and what other threads may do to it.
 class TransferJob : public std::enable_shared_from_this<TransferJob>
 {
 public:
     using Progress = std::function<void(qint64 written, qint64 expected, double rate)>;
 
-    /// The body goes to `file`, or into memory up to `memoryLimit` bytes when `file` is empty.
-    TransferJob(QUrl url, QString file, qint64 memoryLimit, Progress onProgress,
-                TransferOptions options);
+    /// The body goes to `file`, or into memory when `file` is empty.
+    TransferJob(QUrl url, QString file, Progress onProgress, TransferOptions options);
 
     /// Starts the thread, unless cancelled already. Call once.
     void start();
@@ -52,14 +54,22 @@ private:
 
     void work();
     TransferResult perform();
-    Hop request(const QUrl &url);
+    Hop request();
+    CURLcode tryWay(const SystemProxy &way);
     /// The file of certificates to trust; empty to leave that to libcurl.
     QByteArray trustedCertificates() const;
-    void prepare(const QUrl &url);
+    void prepare(const SystemProxy &way);
     CURLcode drive();
     void checkCancelled() const;
-    bool enterBusy();
-    bool leaveBusy();
+    // Around what a cancellation must not overtake. Both throw one that came.
+    void enterBusy();
+    void leaveBusy();
+
+    // What to make of the failure of a way.
+    bool isNoWay(CURLcode code) const;
+    bool isWebPage(CURLcode code) const;
+    TransferError failure(CURLcode code) const;
+    long tunnelStatus() const;
 
     // libcurl's callbacks; false ends the request.
     static size_t onHeader(char *bytes, size_t size, size_t count, void *job) noexcept;
@@ -67,14 +77,15 @@ private:
     bool header(std::string_view line);
     bool headersEnd();
     bool body(std::string_view bytes);
-    void checkCodings();
+    QByteArray headerValue(const char *name, unsigned origin = CURLH_HEADER) const;
+    void checkCodings() const;
+    void checkLength() const;
+    [[noreturn]] void refuseLength() const;
     void openFile();
     void flush();
     void report();
 
-    const QUrl url_;
     const QString file_;
-    const qint64 memoryLimit_;
     const TransferOptions options_;
     const Continuation<TransferResult> result_;
     std::atomic<State> state_ = State::free;
@@ -83,13 +94,16 @@ private:
     CURLM *multi_ = nullptr;
 
     // The rest belongs to the transfer's thread.
+    QUrl url_; // that of the last redirect, once there was one
     Progress onProgress_;
     CURL *easy_ = nullptr;
+    bool tunnelled_ = false; // a proxy is asked for a connection to the server
     char errorText_[CURL_ERROR_SIZE] = {};
     std::exception_ptr error_; // thrown by a callback
     Clock::time_point started_;
     Clock::time_point lastByte_;
-    qint64 headerBytes_ = 0;
+    qint64 headerBytes_ = 0;   // of all answers, those of proxies included
+    bool anyHeader_ = false;   // on this way
     bool headersDone_ = false; // of a final answer
     bool answered_ = false;    // the status is all that is wanted
     OutputFile output_;
