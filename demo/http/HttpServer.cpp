@@ -134,6 +134,9 @@ private:
                              error.what());
                     connection.reset();
                 }
+            } else {
+                connection.respond(400, {{"Content-Type", "text/html"}},
+                                   "<html><body>This is no request.</body></html>\n");
             }
         }
         connection.close();

@@ -39,6 +39,9 @@ public:
     /// Sends a whole file's bytes after a 200, with its length or, like a host that makes the body
     /// as it goes, in chunks without it. 404 when the file can't be read. Memory stays flat.
     virtual bool respondWithFile(const QString &path, bool withLength) = 0;
+    /// Carries bytes both ways between the client and that port of this machine until either side
+    /// ends: what a proxy does after its answer to a CONNECT.
+    virtual bool tunnel(quint16 port) = 0;
     /// Waits until the client goes away or the server stops: a silent server.
     virtual void waitUntilClosed() = 0;
     /// Waits that long, for a slow server. False as soon as the client is gone or the server stops.
@@ -48,7 +51,8 @@ public:
 };
 
 /// A small HTTP/1.1 server on loopback, for the demo and the tests. One thread per connection,
-/// every connection serves one request and is then closed.
+/// every connection serves one request and is then closed. What is no HTTP gets an answer all the
+/// same, a page with status 400, as from other servers.
 class HttpServer
 {
 public:

@@ -1,7 +1,9 @@
 #include "http/SocketConnection.h"
 
 #include <QDeadlineTimer>
+#include <QEventLoop>
 #include <QFile>
+#include <QHostAddress>
 #include <QSslSocket>
 
 #include <fcntl.h>
@@ -26,6 +28,8 @@ QByteArray reasonOf(int status)
         return QByteArrayLiteral("Moved Permanently");
     case 302:
         return QByteArrayLiteral("Found");
+    case 400:
+        return QByteArrayLiteral("Bad Request");
     case 404:
         return QByteArrayLiteral("Not Found");
     case 500:
@@ -79,7 +83,8 @@ std::optional<HttpRequest> SocketConnection::readRequest()
     QByteArray text;
     qsizetype end = -1;
     while ((end = text.indexOf("\r\n\r\n")) < 0) {
-        if (text.size() > maxHeadBytes) {
+        const bool isHttp = text.isEmpty() || (text.front() >= 'A' && text.front() <= 'Z');
+        if (!isHttp || text.size() > maxHeadBytes) {
             return std::nullopt;
         }
         if (socket_->bytesAvailable() == 0 && !socket_->waitForReadyRead(-1)) {
@@ -193,6 +198,30 @@ bool SocketConnection::respondWithFile(const QString &path, bool withLength)
         return false;
     }
     return withLength || write("0\r\n\r\n");
+}
+
+bool SocketConnection::tunnel(quint16 port)
+{
+    QTcpSocket other;
+    other.connectToHost(QHostAddress::LocalHost, port);
+    if (!other.waitForConnected(-1)) {
+        return false;
+    }
+    QEventLoop loop;
+    const auto forth = [&] { other.write(socket_->readAll()); };
+    const auto back = [&] { socket_->write(other.readAll()); };
+    QObject::connect(socket_.get(), &QIODevice::readyRead, &loop, forth);
+    QObject::connect(&other, &QIODevice::readyRead, &loop, back);
+    QObject::connect(socket_.get(), &QAbstractSocket::disconnected, &loop, &QEventLoop::quit);
+    QObject::connect(&other, &QAbstractSocket::disconnected, &loop, &QEventLoop::quit);
+    // What came before anyone listened.
+    forth();
+    back();
+    if (connected() && other.state() == QAbstractSocket::ConnectedState) {
+        loop.exec();
+    }
+    back();
+    return connected();
 }
 
 void SocketConnection::waitUntilClosed()

@@ -24,7 +24,7 @@ public:
 
     /// Makes the socket usable and shakes hands when `tls` is given. False when that fails.
     bool open(const std::optional<QSslConfiguration> &tls);
-    /// The request's head; none when the client sends something else or leaves.
+    /// The request's head; none when the client leaves, or as soon as it sends something else.
     std::optional<HttpRequest> readRequest();
     /// Sends what is left and ends the connection in order, unless it was reset.
     void close();
@@ -36,6 +36,7 @@ public:
     bool redirect(int status, const QUrl &location) override;
     bool write(const QByteArray &bytes) override;
     bool respondWithFile(const QString &path, bool withLength) override;
+    bool tunnel(quint16 port) override;
     void waitUntilClosed() override;
     bool pause(std::chrono::milliseconds time) override;
     void reset() override;

@@ -22,6 +22,7 @@ namespace brindle {
 namespace {
 
 constexpr qint64 mostChecksumBytes = 1'048'576;
+constexpr qint64 mostArchiveBytes = 2LL * 1024 * 1024 * 1024;
 constexpr qint64 hashChunk = 4'194'304;
 constexpr int firstGodot4Format = 5;
 constexpr int statusOk = 200;
@@ -125,7 +126,9 @@ QCoro::Task<QString> EngineManager::installArchive(EngineSpec spec, QUrl archive
                                                    Text status, Text log, std::stop_token stop)
 {
     downloader.setOnProgress(std::move(progress));
-    auto downloading = downloader.download(archive, zip, stop);
+    TransferOptions options;
+    options.limit = mostArchiveBytes;
+    auto downloading = downloader.download(archive, zip, stop, options);
     co_await downloading;
 
     checkCancellation(stop);

@@ -124,6 +124,8 @@ TransferResult TransferJob::perform()
     if (!easy_) {
         throw TransferError(QString::fromUtf8(curl_easy_strerror(CURLE_FAILED_INIT)));
     }
+    // By hand, as each address has proxies of its own, and as libcurl's rules for redirects know
+    // schemes, but neither "plain http to this machine only" nor "not back from https".
     for (int redirects = 0;; ++redirects) {
         const Hop hop = request();
         if (!Redirect::isOne(hop.status) || hop.location.isEmpty()) {

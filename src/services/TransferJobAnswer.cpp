@@ -107,7 +107,7 @@ void TransferJob::checkCodings() const
 /// Refuses what was announced too large before a byte of it is taken.
 void TransferJob::checkLength() const
 {
-    // Not a number and not one at all: `flush` counts.
+    // 0 where none is announced, or nonsense; `flush` counts in any case.
     const qint64 announced = headerValue("Content-Length").toLongLong();
     if (announced > options_.limit) {
         refuseLength();

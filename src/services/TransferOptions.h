@@ -14,7 +14,7 @@ struct TransferOptions
     std::chrono::milliseconds idleTimeout = std::chrono::seconds(60);
     /// A PEM file of certificates to trust in place of the system's; empty for the system's.
     QString caFile;
-    /// A body of more bytes is a failure: more than any archive of a game or an add-on has.
+    /// A body of more bytes is a failure. No archive of a game or an add-on comes near it.
     qint64 limit = 8LL * 1024 * 1024 * 1024;
 };
 

@@ -5,6 +5,10 @@
 #include <QLocalSocket>
 #include <QThread>
 
+#include <fcntl.h>
+#include <sys/un.h>
+#include <unistd.h>
+
 namespace brindle {
 
 namespace {
@@ -16,23 +20,46 @@ constexpr int retryInterval = 20; // milliseconds
 // How many may be waiting to be answered while the first is still making its window.
 constexpr int backlog = 128;
 
+/// Makes a folder that nobody else may look into. Failures show when it is used.
+void makePrivate(const QString &folder)
+{
+    QDir().mkpath(folder);
+    QFile::setPermissions(folder, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+}
+
 } // namespace
 
 SingleInstance::SingleInstance(const QString &folder, QObject *parent)
     : QObject(parent)
-    , socket_(QDir(folder).filePath(QStringLiteral("brindle.socket")))
-    , lock_(QDir(folder).filePath(QStringLiteral("brindle.lock")))
+    , folder_(QDir::cleanPath(QDir(folder).absolutePath()))
+    , lockFile_(folder_ + QStringLiteral("/brindle.lock"))
 {
+    lock_.emplace(lockFile_);
     connect(&server_, &QLocalServer::newConnection, this, &SingleInstance::serve);
 }
 
-SingleInstance::~SingleInstance() = default;
+SingleInstance::~SingleInstance()
+{
+    server_.close(); // which removes its socket by way of the descriptor
+    if (longFolder_ >= 0) {
+        ::close(longFolder_);
+    }
+}
+
+QString SingleInstance::folder(const QString &runtimeFolder, const QString &storageRoot)
+{
+    if (QDir::isAbsolutePath(runtimeFolder)) {
+        return runtimeFolder;
+    }
+    makePrivate(storageRoot);
+    return storageRoot;
+}
 
 SingleInstance::Role SingleInstance::claim(const QByteArray &token, int patience)
 {
     const QDeadlineTimer deadline(patience);
     while (true) {
-        if (lock_.tryLock() != ProcessLock::Outcome::taken) {
+        if (lock_->tryLock() != ProcessLock::Outcome::taken) {
             return Role::first;
         }
         const int rest = static_cast<int>(deadline.remainingTime());
@@ -47,12 +74,12 @@ SingleInstance::Role SingleInstance::claim(const QByteArray &token, int patience
     }
 }
 
-SingleInstance::Answer SingleInstance::askFirst(const QByteArray &token, int patience) const
+SingleInstance::Answer SingleInstance::askFirst(const QByteArray &token, int patience)
 {
     const QDeadlineTimer deadline(patience);
     const auto rest = [&deadline] { return static_cast<int>(deadline.remainingTime()); };
     QLocalSocket socket;
-    socket.connectToServer(socket_);
+    socket.connectToServer(socketName());
     if (!socket.waitForConnected(rest())) {
         return Answer::none;
     }
@@ -69,13 +96,47 @@ SingleInstance::Answer SingleInstance::askFirst(const QByteArray &token, int pat
 
 void SingleInstance::listen()
 {
+    const QString socket = socketName();
     // Whatever lies there belongs to nobody: the lock is ours.
-    QLocalServer::removeServer(socket_);
+    QLocalServer::removeServer(socket);
     server_.setSocketOptions(QLocalServer::UserAccessOption);
     server_.setListenBacklogSize(backlog);
-    if (!server_.listen(socket_)) {
+    if (!server_.listen(socket)) {
         qWarning("Later starts can't be answered: %s", qPrintable(server_.errorString()));
     }
+    if (!watcher_) {
+        watcher_ = std::make_unique<QFileSystemWatcher>();
+        connect(watcher_.get(), &QFileSystemWatcher::fileChanged, this, &SingleInstance::restore);
+    }
+    watcher_->addPath(lockFile_);
+}
+
+void SingleInstance::restore()
+{
+    if (QFile::exists(lockFile_)) {
+        return;
+    }
+    makePrivate(folder_);
+    lock_.emplace(lockFile_);
+    if (lock_->tryLock() != ProcessLock::Outcome::taken) {
+        server_.close();
+        listen();
+    }
+}
+
+QString SingleInstance::socketName()
+{
+    const QString name = QStringLiteral("/brindle.socket");
+    if (QFile::encodeName(folder_ + name).size() < qsizetype{sizeof(sockaddr_un::sun_path)}) {
+        return folder_ + name;
+    }
+    // Where there is no /proc, nobody answers; the lock holds all the same.
+    if (longFolder_ >= 0) {
+        ::close(longFolder_);
+    }
+    longFolder_ =
+        ::open(QFile::encodeName(folder_).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    return QStringLiteral("/proc/self/fd/%1").arg(longFolder_) + name;
 }
 
 void SingleInstance::stopListening()

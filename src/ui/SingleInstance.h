@@ -2,8 +2,12 @@
 
 #include "platform/ProcessLock.h"
 
+#include <QFileSystemWatcher>
 #include <QLocalServer>
 #include <QObject>
+
+#include <memory>
+#include <optional>
 
 namespace brindle {
 
@@ -20,6 +24,10 @@ public:
         unanswered ///< another is, and does not answer
     };
 
+    /// Where the lock and the socket belong: the session's own folder, or where there is none the
+    /// storage root, which is then made, and closed to everybody else.
+    static QString folder(const QString &runtimeFolder, const QString &storageRoot);
+
     /// @param folder the user's own: the lock and the socket lie in it, under fixed names.
     explicit SingleInstance(const QString &folder, QObject *parent = nullptr);
     ~SingleInstance() override;
@@ -30,7 +38,8 @@ public:
     /// @param token the desktop's permission to come to the front, handed on; may be empty.
     Role claim(const QByteArray &token, int patience = 10'000);
 
-    /// Begins to answer later ones. Needs an application and the role `first`.
+    /// Begins to answer later ones. Needs an application and the role `first`. From now on a lock
+    /// whose file goes, with the whole storage root for example, is taken anew at once.
     void listen();
     /// Stops answering, but keeps the lock: later ones wait until this process has ended.
     void stopListening();
@@ -42,12 +51,18 @@ Q_SIGNALS:
 private:
     enum class Answer { shown, none };
 
-    Answer askFirst(const QByteArray &token, int patience) const;
+    Answer askFirst(const QByteArray &token, int patience);
     void serve();
+    void restore();
+    QString socketName();
 
-    QString socket_;
-    ProcessLock lock_;
+    const QString folder_;
+    const QString lockFile_;
+    std::optional<ProcessLock> lock_;
     QLocalServer server_;
+    std::unique_ptr<QFileSystemWatcher>
+        watcher_;         // of the lock's file, once there is an application
+    int longFolder_ = -1; // the folder's descriptor, when its path is too long for a socket's
 };
 
 } // namespace brindle

@@ -47,7 +47,8 @@ AppModelParts parts(std::shared_ptr<Desktop> desktop, Platform platform)
 
 int main(int argc, char *argv[])
 {
-    SingleInstance instance(QStandardPaths::writableLocation(QStandardPaths::RuntimeLocation));
+    SingleInstance instance(SingleInstance::folder(
+        QStandardPaths::writableLocation(QStandardPaths::RuntimeLocation), Paths::root()));
     switch (instance.claim(qgetenv("XDG_ACTIVATION_TOKEN"))) {
     case SingleInstance::Role::first:
         break;
