@@ -108,6 +108,8 @@ void SingleInstance::listen()
         watcher_ = std::make_unique<QFileSystemWatcher>();
         connect(watcher_.get(), &QFileSystemWatcher::fileChanged, this, &SingleInstance::restore);
     }
+    // It is the file that is watched, not the name.
+    watcher_->removePath(lockFile_);
     watcher_->addPath(lockFile_);
 }
 

@@ -2,6 +2,7 @@
 
 #include <QFile>
 #include <QSignalSpy>
+#include <QTcpServer>
 #include <QTcpSocket>
 #include <QTemporaryDir>
 #include <QTest>
@@ -26,6 +27,8 @@ private Q_SLOTS:
     void anOwnLengthWins();
     void sendsAFileWithAndWithoutLength();
     void redirects();
+    void whatIsNoRequestGetsAPage();
+    void tunnels();
     void serverThatIsStoppedEndsSilentHandlers();
     void serverThatIsStoppedEndsAHandlerThatWrites();
     void reset();
@@ -128,6 +131,46 @@ void TestHttpServer::redirects()
     const QByteArray answer = fetch(server, "/");
     QVERIFY(answer.startsWith("HTTP/1.1 302 Found\r\n"));
     QVERIFY(answer.contains("\r\nLocation: http://other:8/x%20y\r\n"));
+}
+
+void TestHttpServer::whatIsNoRequestGetsAPage()
+{
+    const HttpServer server([](const HttpRequest &, HttpConnection &c) { c.respond(200, {}, {}); });
+    QTcpSocket socket;
+    socket.connectToHost(QStringLiteral("127.0.0.1"), server.port());
+    socket.write("\x16\x03\x01 a greeting of TLS");
+    while (socket.waitForReadyRead()) {
+    }
+    const QByteArray answer = socket.readAll();
+    QVERIFY2(answer.startsWith("HTTP/1.1 400 Bad Request\r\n"), answer.constData());
+    QVERIFY(answer.contains("\r\nContent-Type: text/html\r\n"));
+    QCOMPARE(server.requestCount(), 0);
+}
+
+void TestHttpServer::tunnels()
+{
+    // More than fits into any buffer, both ways, and then the far side ends.
+    const QByteArray bytes(5'000'000, 'x');
+    QTcpServer far;
+    QVERIFY(far.listen(QHostAddress::LocalHost));
+    const HttpServer proxy([port = far.serverPort()](const HttpRequest &, HttpConnection &c) {
+        QVERIFY(c.tunnel(port));
+    });
+    QTcpSocket near;
+    near.connectToHost(QStringLiteral("127.0.0.1"), proxy.port());
+    near.write("CONNECT far:1 HTTP/1.1\r\n\r\n");
+    QTRY_VERIFY_WITH_TIMEOUT(far.hasPendingConnections(), 30'000);
+    QTcpSocket *const end = far.nextPendingConnection();
+    QByteArray forth;
+    QByteArray back;
+    connect(end, &QIODevice::readyRead, end, [&] { forth += end->readAll(); });
+    connect(&near, &QIODevice::readyRead, &near, [&] { back += near.readAll(); });
+    near.write(bytes);
+    end->write(bytes);
+    QTRY_VERIFY_WITH_TIMEOUT(forth == bytes && end->bytesToWrite() == 0, 30'000);
+    end->disconnectFromHost();
+    QTRY_VERIFY_WITH_TIMEOUT(near.state() == QAbstractSocket::UnconnectedState, 30'000);
+    QCOMPARE(back.size(), bytes.size());
 }
 
 void TestHttpServer::serverThatIsStoppedEndsSilentHandlers()

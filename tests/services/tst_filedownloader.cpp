@@ -2,6 +2,7 @@
 #include "services/FileDownloader.h"
 
 #include "Outcome.h"
+#include "TestCertificate.h"
 
 #include <QDir>
 #include <QFile>
@@ -65,6 +66,11 @@ private Q_SLOTS:
     void unwritableDestination();
     void progressHasANegativeTotalWithoutLength();
     void progressWithLength();
+    void rateCountsFromTheStart();
+    void progressOverTls();
+    void stopsAtTheLimit();
+    void renameThatFailsForGood();
+    void folderThatGoesAway();
     void cancelDuringTheTransfer();
     void cancelByStopToken();
     void cancelBetweenStoringAndStarting();
@@ -329,6 +335,155 @@ void TestFileDownloader::progressWithLength()
     QVERIFY(outcomeOf(downloader.download(server.url(), destination(), {})).value);
     QVERIFY(right);
     QCOMPARE(last, 700000);
+}
+
+void TestFileDownloader::rateCountsFromTheStart()
+{
+    using Clock = std::chrono::steady_clock;
+    constexpr int first = 300'000;
+    constexpr int second = 600'000;
+    std::binary_semaphore firstArrived(0);
+    std::atomic<Clock::time_point> asked;
+    std::atomic<Clock::time_point> firstSent;
+    std::atomic<Clock::time_point> secondSent;
+    const HttpServer server([&](const HttpRequest &, HttpConnection &connection) {
+        asked = Clock::now();
+        connection.pause(std::chrono::milliseconds(50)); // or the bounds would be too wide
+        firstSent = Clock::now();
+        connection.respond(200, {{"Content-Length", QByteArray::number(first + second)}},
+                           QByteArray(first, 'x'));
+        firstArrived.acquire();
+        connection.pause(std::chrono::milliseconds(50));
+        secondSent = Clock::now();
+        connection.write(QByteArray(second, 'x'));
+    });
+    FileDownloader downloader;
+    const auto begun = Clock::now();
+    int calls = 0;
+    bool right = true;
+    qint64 last = 0;
+    downloader.setOnProgress([&](qint64 written, qint64, double rate) {
+        // No less time than the server kept it waiting, and no more than has gone by.
+        const auto since = written > first ? secondSent.load() : firstSent.load();
+        const std::chrono::duration<double> least = since - asked.load();
+        const std::chrono::duration<double> most = Clock::now() - begun;
+        const auto bytes = static_cast<double>(written);
+        right = right && rate <= bytes / least.count() && rate >= bytes / most.count();
+        ++calls;
+        if (last < first && written >= first) {
+            firstArrived.release();
+        }
+        last = written;
+    });
+    QVERIFY(outcomeOf(downloader.download(server.url(), destination(), {})).value);
+    QVERIFY(right);
+    QVERIFY(calls > 1);
+    QCOMPARE(last, first + second);
+}
+
+void TestFileDownloader::progressOverTls()
+{
+    const auto certificate = TestCertificate::make();
+    const QString authority = folder_->filePath(QStringLiteral("ca.pem"));
+    QFile file(authority);
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    QCOMPARE(file.write(certificate.certificate), certificate.certificate.size());
+    file.close();
+    QByteArray sent(5'000'000, Qt::Uninitialized);
+    for (qsizetype i = 0; i < sent.size(); ++i) {
+        sent[i] = static_cast<char>((i * 7 + (i >> 8) * 13 + (i >> 16) * 29) & 0xff);
+    }
+    const QSslConfiguration tls = certificate.serverConfiguration();
+    const HttpServer server(
+        [&](const HttpRequest &, HttpConnection &c) { c.respond(200, {}, sent); }, 0, &tls);
+    FileDownloader downloader;
+    qint64 last = 0;
+    bool right = true;
+    downloader.setOnProgress([&](qint64 written, qint64 expected, double rate) {
+        right = right && written > last && expected == 5'000'000 && rate > 0;
+        last = written;
+    });
+    // Nobody trusts it yet.
+    QVERIFY(outcomeOf(downloader.download(server.url(), destination(), {}))
+                .failedWith(TransferError::Code::failed));
+    QCOMPARE(names(), QStringList{QStringLiteral("ca.pem")});
+    TransferOptions options;
+    options.caFile = authority;
+    const auto outcome = outcomeOf(downloader.download(server.url(), destination(), {}, options));
+    QVERIFY2(outcome.value, qPrintable(outcome.text()));
+    QVERIFY(right);
+    QCOMPARE(last, 5'000'000);
+    QVERIFY(content() == sent);
+    QCOMPARE(names().size(), 2);
+}
+
+void TestFileDownloader::stopsAtTheLimit()
+{
+    putOldFile();
+    const HttpServer server([](const HttpRequest &, HttpConnection &connection) {
+        bool isOpen = connection.respond(200, {{"Content-Length", ""}}, {});
+        while (isOpen) {
+            isOpen = connection.write(QByteArray(100'000, 'x'));
+        }
+    });
+    TransferOptions options;
+    options.limit = 2'000'000;
+    FileDownloader downloader;
+    qint64 most = 0;
+    downloader.setOnProgress([&](qint64 written, qint64, double) { most = written; });
+    const auto outcome = outcomeOf(downloader.download(server.url(), destination(), {}, options));
+    QVERIFY(outcome.setupError);
+    QCOMPARE(outcome.text(), QStringLiteral("The download from 127.0.0.1 is larger than the 2 MB "
+                                            "that this app accepts, so it was stopped."));
+    QVERIFY(most > 0 && most <= 2'000'000);
+    QCOMPARE(content(), QByteArray("old"));
+    QCOMPARE(names(), QStringList{QStringLiteral("file.zip")});
+}
+
+void TestFileDownloader::renameThatFailsForGood()
+{
+    // The hidden name is a short one, so only the last step is too much.
+    const QString tooLong = folder_->filePath(QString(300, u'x'));
+    const HttpServer server(
+        [](const HttpRequest &, HttpConnection &c) { c.respond(200, {}, "new"); });
+    FileDownloader downloader;
+    qint64 last = 0;
+    downloader.setOnProgress([&](qint64 written, qint64, double) { last = written; });
+    const auto outcome = outcomeOf(downloader.download(server.url(), tooLong, {}));
+    QVERIFY(outcome.systemError);
+    QCOMPARE(outcome.systemError->code, ENAMETOOLONG);
+    QCOMPARE(outcome.text(), tooLong + QStringLiteral(": File name too long"));
+    QCOMPARE(last, 3);
+    QCOMPARE(names(), QStringList());
+    // The next one is not concerned.
+    QVERIFY(outcomeOf(downloader.download(server.url(), destination(), {})).value);
+    QCOMPARE(content(), QByteArray("new"));
+}
+
+void TestFileDownloader::folderThatGoesAway()
+{
+    const QString folder = folder_->filePath(QStringLiteral("folder"));
+    const QString away = folder_->filePath(QStringLiteral("away"));
+    QVERIFY(QDir().mkpath(folder));
+    std::binary_semaphore arrived(0);
+    const HttpServer server([&](const HttpRequest &, HttpConnection &connection) {
+        connection.respond(200, {{"Content-Length", "8"}}, "half");
+        arrived.acquire();
+        QVERIFY(QFile::rename(folder, away));
+        connection.write("rest");
+    });
+    FileDownloader downloader;
+    std::atomic<bool> told = false;
+    downloader.setOnProgress([&](qint64, qint64, double) {
+        if (!told.exchange(true)) {
+            arrived.release();
+        }
+    });
+    const QString inside = folder + QStringLiteral("/file.zip");
+    const auto outcome = outcomeOf(downloader.download(server.url(), inside, {}));
+    QVERIFY(outcome.systemError);
+    QCOMPARE(outcome.text(), inside + QStringLiteral(": No such file or directory"));
+    QVERIFY(!QFile::exists(folder));
 }
 
 void TestFileDownloader::cancelDuringTheTransfer()

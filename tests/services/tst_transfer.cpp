@@ -8,8 +8,11 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <pthread.h>
+
 #include <atomic>
 #include <chrono>
+#include <limits>
 #include <semaphore>
 #include <thread>
 #include <vector>
@@ -79,6 +82,10 @@ private Q_SLOTS:
     void silenceTimesOut();
     void dripIsNoTimeOut();
     void memoryLimit();
+    void fileLimit_data();
+    void fileLimit();
+    void moreThanTheDiskHasIsRefusedAtOnce();
+    void withoutAThreadItFails();
     void fullDiskNamesTheFile();
     void failedSyncIsAnError();
     void missingFolderNamesTheFile();
@@ -459,6 +466,91 @@ void TestTransfer::memoryLimit()
     QVERIFY(over.failedWith(TransferError::Code::failed));
     QCOMPARE(over.text(),
              QStringLiteral("The server's answer is larger than the expected 999 bytes."));
+}
+
+void TestTransfer::fileLimit_data()
+{
+    QTest::addColumn<QByteArray>("answer");
+    QTest::addColumn<bool>("isEndless");
+    QTest::addColumn<bool>("isRefused");
+    const QByteArray ok("HTTP/1.1 200 OK\r\n");
+    const QByteArray body(1000, 'x');
+    QTest::newRow("exactly") << ok + "Content-Length: 1000\r\n\r\n" + body << false << false;
+    // Of these, no byte of a body comes.
+    QTest::newRow("announced") << ok + "Content-Length: 1001\r\n\r\n" << false << true;
+    QTest::newRow("announced much") << ok + "Content-Length: 9000000000000000000\r\n\r\n"
+                                    << false << true;
+    QTest::newRow("one more") << ok + "\r\n" + body + "x" << false << true;
+    QTest::newRow("without end") << ok + "\r\n" << true << true;
+    QTest::newRow("chunks without end") << ok + "Transfer-Encoding: chunked\r\n\r\n"
+                                        << true << true;
+}
+
+void TestTransfer::fileLimit()
+{
+    QFETCH(const QByteArray, answer);
+    QFETCH(const bool, isEndless);
+    QFETCH(const bool, isRefused);
+    const HttpServer server([&](const HttpRequest &, HttpConnection &connection) {
+        const bool chunked = answer.contains("chunked");
+        bool isOpen = connection.write(answer);
+        while (isOpen && isEndless) {
+            isOpen = connection.write(chunked ? "64\r\n" + QByteArray(100, 'x') + "\r\n"
+                                              : QByteArray(100, 'x'));
+        }
+        if (answer.contains("Content-Length") && isRefused) {
+            connection.waitUntilClosed();
+        }
+    });
+    const QString target = folder_.filePath(QStringLiteral("limited"));
+    QFile::remove(target);
+    TransferOptions options;
+    options.limit = 1000;
+    const auto outcome = outcomeOf(Transfer::toFile(server.url(), target, {}, options)->run({}));
+    QCOMPARE(outcome.value.has_value(), !isRefused);
+    if (!isRefused) {
+        QCOMPARE(QFileInfo(target).size(), 1000);
+        return;
+    }
+    QVERIFY(outcome.setupError);
+    QCOMPARE(outcome.text(), QStringLiteral("The download from 127.0.0.1 is larger than the 1 KB "
+                                            "that this app accepts, so it was stopped."));
+    QVERIFY(QFileInfo(target).size() <= 1000);
+}
+
+void TestTransfer::moreThanTheDiskHasIsRefusedAtOnce()
+{
+    const HttpServer server([&](const HttpRequest &, HttpConnection &connection) {
+        // Four exabytes, of which none comes.
+        connection.write("HTTP/1.1 200 OK\r\nContent-Length: 4000000000000000000\r\n\r\n");
+        connection.waitUntilClosed();
+    });
+    const QString target = folder_.filePath(QStringLiteral("huge"));
+    TransferOptions options;
+    options.limit = std::numeric_limits<qint64>::max();
+    const auto outcome = outcomeOf(Transfer::toFile(server.url(), target, {}, options)->run({}));
+    QVERIFY(outcome.systemError);
+    QCOMPARE(outcome.systemError->code, ENOSPC);
+    QCOMPARE(outcome.text(), target + QStringLiteral(": No space left on device"));
+    QVERIFY(!QFileInfo::exists(target));
+}
+
+void TestTransfer::withoutAThreadItFails()
+{
+    // A stack for which there is no room.
+    pthread_attr_t before;
+    QCOMPARE(::pthread_getattr_default_np(&before), 0);
+    pthread_attr_t attributes;
+    ::pthread_attr_init(&attributes);
+    QCOMPARE(::pthread_attr_setstacksize(&attributes, std::size_t{1} << 60), 0);
+    QCOMPARE(::pthread_setattr_default_np(&attributes), 0);
+    const auto outcome = fetch(QUrl(QStringLiteral("http://127.0.0.1:9/")));
+    QCOMPARE(::pthread_setattr_default_np(&before), 0);
+    ::pthread_attr_destroy(&attributes);
+    ::pthread_attr_destroy(&before);
+    QVERIFY(outcome.systemError);
+    QCOMPARE(outcome.text(), QStringLiteral("The download could not be started: Resource "
+                                            "temporarily unavailable"));
 }
 
 void TestTransfer::fullDiskNamesTheFile()

@@ -1,9 +1,11 @@
 #include "http/HttpServer.h"
-#include "services/Transfer.h"
+#include "services/FileDownloader.h"
 
 #include "Outcome.h"
 
 #include <QCoreApplication>
+#include <QDir>
+#include <QFile>
 #include <QFileInfo>
 #include <QProcess>
 #include <QProcessEnvironment>
@@ -12,6 +14,7 @@
 
 #include <dlfcn.h>
 #include <netdb.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <chrono>
@@ -41,6 +44,32 @@ extern "C" int getaddrinfo(const char *node, const char *service, const addrinfo
     using Function = int (*)(const char *, const char *, const addrinfo *, addrinfo **);
     static const auto real = reinterpret_cast<Function>(::dlsym(RTLD_NEXT, "getaddrinfo"));
     return real(node, service, hints, result);
+}
+
+namespace {
+
+// While set, writes to files with such a name wait, as on a disk that is busy or hangs.
+std::atomic<bool> isDiskSlow = false;
+std::counting_semaphore<8> slowWrites(0);
+std::counting_semaphore<8> endOfSlowness(0);
+
+bool isPart(int descriptor)
+{
+    const QString link = QStringLiteral("/proc/self/fd/%1").arg(descriptor);
+    return QFile::symLinkTarget(link).endsWith(QStringLiteral(".part"));
+}
+
+} // namespace
+
+extern "C" ssize_t write(int descriptor, const void *bytes, size_t count)
+{
+    if (isDiskSlow && isPart(descriptor)) {
+        slowWrites.release();
+        endOfSlowness.acquire();
+    }
+    using Function = ssize_t (*)(int, const void *, size_t);
+    static const auto real = reinterpret_cast<Function>(::dlsym(RTLD_NEXT, "write"));
+    return real(descriptor, bytes, count);
 }
 
 namespace {
@@ -127,6 +156,7 @@ private Q_SLOTS:
     void afterTheEnd();
     void fromTheProgressCallback();
     void whileBytesFlow();
+    void whileTheDiskIsSlow();
     void noProgressAfterTheEnd();
     void droppedTaskEndsAtExit_data();
     void droppedTaskEndsAtExit();
@@ -274,6 +304,33 @@ void TestTransferCancel::whileBytesFlow()
     reported.acquire();
     transfer->cancel();
     QVERIFY(outcomeOf(std::move(task)).cancelled());
+}
+
+void TestTransferCancel::whileTheDiskIsSlow()
+{
+    const HttpServer server(
+        [](const HttpRequest &, HttpConnection &c) { c.respond(200, {}, "whole"); });
+    const QTemporaryDir folder;
+    const auto names = [&folder] {
+        return QDir(folder.path())
+            .entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot);
+    };
+    FileDownloader downloader;
+    isDiskSlow = true;
+    auto task = downloader.download(server.url(), folder.filePath(QStringLiteral("file")), {});
+    slowWrites.acquire();
+    QCOMPARE(names().size(), 1);
+    downloader.cancelTask();
+    // The write is still under way, and goes to a file that has no name any more.
+    QVERIFY(outcomeOf(std::move(task)).cancelled());
+    QCOMPARE(names(), QStringList());
+    isDiskSlow = false;
+    endOfSlowness.release();
+    // It does not come back either.
+    QVERIFY(
+        outcomeOf(downloader.download(server.url(), folder.filePath(QStringLiteral("file")), {}))
+            .value);
+    QCOMPARE(names(), QStringList{QStringLiteral("file")});
 }
 
 void TestTransferCancel::noProgressAfterTheEnd()

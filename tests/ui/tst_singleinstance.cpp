@@ -6,11 +6,16 @@
 
 #include <QDir>
 #include <QFile>
+#include <QLocalServer>
 #include <QLocalSocket>
 #include <QProcess>
 #include <QSignalSpy>
+#include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QtTest>
+
+#include <pwd.h>
+#include <unistd.h>
 
 #include <future>
 #include <vector>
@@ -37,6 +42,30 @@ Role resultOf(std::future<Role> &claim)
         [&claim] { return claim.wait_for(std::chrono::seconds(0)) == std::future_status::ready; });
     return claim.get();
 }
+
+/// Variables of this process, as they were again at the end.
+class Environment
+{
+public:
+    explicit Environment(const QList<std::pair<const char *, QByteArray>> &variables)
+    {
+        for (const auto &[name, value] : variables) {
+            before_.append({name, qgetenv(name)});
+            qputenv(name, value);
+        }
+    }
+    Environment(const Environment &) = delete;
+    Environment &operator=(const Environment &) = delete;
+    ~Environment()
+    {
+        for (const auto &[name, value] : before_) {
+            value.isNull() ? qunsetenv(name) : qputenv(name, value);
+        }
+    }
+
+private:
+    QList<std::pair<const char *, QByteArray>> before_;
+};
 
 } // namespace
 
@@ -156,6 +185,116 @@ private Q_SLOTS:
         QTest::ignoreMessage(QtWarningMsg,
                              QRegularExpression(QStringLiteral("Later starts can't be answered")));
         one.listen();
+    }
+
+    void withoutARuntimeFolderTheStorageRootIsUsed()
+    {
+        const QString root = folder_->filePath(QStringLiteral("data/Brindle"));
+        QCOMPARE(SingleInstance::folder(path(), root), path());
+        QVERIFY(!QFile::exists(root));
+        for (const auto *useless : {"", "relative", "./relative"}) {
+            QCOMPARE(SingleInstance::folder(QString::fromLatin1(useless), root), root);
+        }
+        // Also one that is there already and was open to others.
+        const auto own = QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner;
+        QFile::setPermissions(root, own | QFile::ReadOther | QFile::WriteOther | QFile::ExeOther);
+        QCOMPARE(SingleInstance::folder(QString(), root), root);
+        const auto others = QFile::ReadGroup | QFile::WriteGroup | QFile::ExeGroup |
+                            QFile::ReadOther | QFile::WriteOther | QFile::ExeOther;
+        QCOMPARE(QFile::permissions(root) & others, QFile::Permissions());
+        QCOMPARE(QFile::permissions(root) & own, own);
+    }
+
+    void aStrangersSocketGetsNothing()
+    {
+        // What another user may have prepared: the name of our own runtime folder is taken, and
+        // sockets listen wherever a name without a folder might lead.
+        const QString temporary = folder_->filePath(QStringLiteral("tmp"));
+        const QString working = folder_->filePath(QStringLiteral("working"));
+        const QString root = folder_->filePath(QStringLiteral("Brindle"));
+        QVERIFY(QDir().mkpath(temporary) && QDir().mkpath(working));
+        const QString user = QString::fromLocal8Bit(::getpwuid(::geteuid())->pw_name);
+        QFile taken(temporary + QStringLiteral("/runtime-") + user);
+        QVERIFY(taken.open(QIODevice::WriteOnly));
+        const Environment environment({{"XDG_RUNTIME_DIR", QFile::encodeName(taken.fileName())},
+                                       {"TMPDIR", QFile::encodeName(temporary)}});
+        const QString before = QDir::currentPath();
+        QVERIFY(QDir::setCurrent(working));
+        QLocalServer inWorking;
+        QLocalServer inTemporary;
+        QVERIFY(inWorking.listen(working + QStringLiteral("/brindle.socket")));
+        QVERIFY(inTemporary.listen(temporary + QStringLiteral("/brindle.socket")));
+
+        const QString runtime = QStandardPaths::writableLocation(QStandardPaths::RuntimeLocation);
+        QCOMPARE(runtime, QString());
+        SingleInstance first(SingleInstance::folder(runtime, root));
+        QCOMPARE(first.claim({}), Role::first);
+        // It does not listen yet: whoever answers now is somebody else.
+        auto early = claimElsewhere(SingleInstance::folder(runtime, root), "token-0", 200);
+        QCOMPARE(resultOf(early), Role::unanswered);
+        first.listen();
+        QSignalSpy requests(&first, &SingleInstance::windowRequested);
+        auto later = claimElsewhere(SingleInstance::folder(runtime, root), "token-1");
+        QCOMPARE(resultOf(later), Role::second);
+        QCOMPARE(requests.size(), 1);
+        QCOMPARE(requests.first().first().toByteArray(), QByteArray("token-1"));
+        QVERIFY(!inWorking.hasPendingConnections() && !inTemporary.hasPendingConnections());
+        QCOMPARE(QDir(root).entryList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot),
+                 (QStringList{QStringLiteral("brindle.lock"), QStringLiteral("brindle.socket")}));
+        QDir::setCurrent(before);
+    }
+
+    void aNameIsNeverRelative()
+    {
+        const QString before = QDir::currentPath();
+        QVERIFY(QDir::setCurrent(path()));
+        SingleInstance first(QStringLiteral("."));
+        QDir::setCurrent(before);
+        QCOMPARE(first.claim({}), Role::first);
+        first.listen();
+        QVERIFY(QFile::exists(socket()));
+    }
+
+    void aLongPathIsNoObstacle()
+    {
+        const QString deep = folder_->filePath(QString(120, u'd') + u'/' + QString(120, u'e'));
+        QVERIFY(QDir().mkpath(deep));
+        {
+            SingleInstance first(deep);
+            QCOMPARE(first.claim({}), Role::first);
+            first.listen();
+            QSignalSpy requests(&first, &SingleInstance::windowRequested);
+            auto later = claimElsewhere(deep, "token");
+            QCOMPARE(resultOf(later), Role::second);
+            QCOMPARE(requests.first().first().toByteArray(), QByteArray("token"));
+        }
+        QVERIFY(!QFile::exists(deep + QStringLiteral("/brindle.socket")));
+    }
+
+    void aLockThatIsRemovedIsTakenAnew_data()
+    {
+        QTest::addColumn<QString>("below");
+        QTest::newRow("short") << QStringLiteral("Brindle");
+        QTest::newRow("long") << QString(120, u'd') + QStringLiteral("/Brindle");
+    }
+    void aLockThatIsRemovedIsTakenAnew()
+    {
+        QFETCH(const QString, below);
+        const QString root = folder_->filePath(below);
+        SingleInstance first(SingleInstance::folder(QString(), root));
+        QCOMPARE(first.claim({}), Role::first);
+        first.listen();
+        QSignalSpy requests(&first, &SingleInstance::windowRequested);
+        for (int i = 1; i <= 2; ++i) {
+            // As the removal of everything does it.
+            const QString aside = root + QStringLiteral("-removed");
+            QVERIFY(QDir().rename(root, aside));
+            QVERIFY(QDir(aside).removeRecursively());
+            spinUntil([&] { return QFile::exists(root + QStringLiteral("/brindle.socket")); });
+            auto later = claimElsewhere(root);
+            QCOMPARE(resultOf(later), Role::second);
+            QCOMPARE(requests.size(), i);
+        }
     }
 
     void anEndlessRequestIsCutOff()
