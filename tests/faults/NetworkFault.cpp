@@ -69,6 +69,22 @@ void sendPage(const Answer &answer)
                               "<!DOCTYPE html>\n<html><body>Please log in.</body></html>\n");
 }
 
+/// As networks do that want a visitor to sign in: whoever is asked for, something else answers,
+/// and without TLS.
+void answerWithoutTls(const Answer &answer)
+{
+    QUrl elsewhere = answer.host;
+    elsewhere.setScheme(QStringLiteral("https"));
+    answer.connection.redirect(found, elsewhere);
+}
+
+/// More than any download may have, of which nothing comes.
+void announceTooMuch(const Answer &answer)
+{
+    answer.connection.respond(ok, Headers{{"Content-Length", "9000000000"}}, {});
+    answer.connection.waitUntilClosed();
+}
+
 void encode(const Answer &answer)
 {
     answer.connection.respond(ok, Headers{{"Content-Encoding", "gzip"}}, answer.content);
@@ -136,6 +152,8 @@ QList<NetworkFault> NetworkFault::all()
         {QStringLiteral("body longer than announced"), End::success, goOnTooLong},
         {QStringLiteral("no length"), End::success, sayNoLength},
         {QStringLiteral("HTML page"), End::message, sendPage},
+        {QStringLiteral("sign-in page"), End::message, answerWithoutTls},
+        {QStringLiteral("announced too large"), End::message, announceTooMuch},
         {QStringLiteral("gzip-encoded"), End::message, encode},
         {QStringLiteral("redirect loop"), End::message, loop},
         {QStringLiteral("redirect to plain http"), End::message, downgrade},
@@ -150,9 +168,9 @@ QList<NetworkFault> NetworkFault::all()
 void NetworkFault::happenTo(ReleaseHost &host, const QString &path, const QByteArray &content,
                             std::shared_ptr<std::atomic<bool>> isReached) const
 {
-    host.replace(path, [path, content, isReached, act = act_](const HttpRequest &,
-                                                              HttpConnection &connection) {
-        act({path, content, connection, *isReached});
+    host.replace(path, [path, content, isReached, act = act_,
+                        url = host.url()](const HttpRequest &, HttpConnection &connection) {
+        act({path, content, connection, *isReached, url});
     });
 }
 

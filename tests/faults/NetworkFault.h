@@ -29,6 +29,7 @@ public:
         const QByteArray &content;
         HttpConnection &connection;
         std::atomic<bool> &isReached;
+        const QUrl &host;
     };
 
     static QList<NetworkFault> all();

@@ -130,12 +130,24 @@ class TestNetwork : public QObject
                        : QStringLiteral("Unzipping failed \\(ditto exit code 1\\)\\. The download "
                                         "may be damaged\\.");
         }
+        if (fault == u"announced too large") {
+            return download == u"checksum list"
+                       ? QStringLiteral("The server's answer is larger than the expected 1048576 "
+                                        "bytes\\.")
+                       : QStringLiteral("The download from 127\\.0\\.0\\.1 is larger than the %1 "
+                                        "that this app accepts, so it was stopped\\.")
+                             .arg(download == u"engine" ? QStringLiteral("2\\.15 GB")
+                                                        : QStringLiteral("8\\.59 GB"));
+        }
         static const QMap<QString, QString> forms{
             {QStringLiteral("refused"), QStringLiteral("Failed to connect to 127\\.0\\.0\\.1 .*")},
             {QStringLiteral("reset in the middle"),
              QStringLiteral(".*(reset|The server ended the connection|transfer closed).*")},
             {QStringLiteral("short body"),
              QStringLiteral("transfer closed with \\d+ bytes remaining to read")},
+            {QStringLiteral("sign-in page"),
+             QStringLiteral("The network answered with a web page in place of 127\\.0\\.0\\.1\\. .*"
+                            "sign in first.*")},
             {QStringLiteral("gzip-encoded"),
              QStringLiteral("The server sent the file in an encoding \\(gzip\\) that .*")},
             {QStringLiteral("redirect loop"),
