@@ -212,7 +212,9 @@ void TestTransferProxies::nextIsTried()
 void TestTransferProxies::plainRequestsTryTheNextToo()
 {
     const HttpServer good(saying("HTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\nfar"));
-    say({http(closedPort()), http(good.port())});
+    QNetworkProxy unknown = http(1);
+    unknown.setHostName(QString::fromLatin1(unknownName));
+    say({http(closedPort()), unknown, http(good.port())});
     const auto outcome = fetch(QUrl(QStringLiteral("http://127.0.0.2:9/file")));
     QVERIFY2(outcome.value, qPrintable(outcome.text()));
     QCOMPARE(good.requestCount("http://127.0.0.2:9/file"), 1);
@@ -232,6 +234,12 @@ void TestTransferProxies::directIsOneOfThem()
     nowhere.setPort(closedPort());
     QVERIFY(fetch(nowhere, trusting_).value);
     QCOMPARE(proxy.requestCount(), 1);
+    // Or its name is known to the proxy only; the certificate is for another.
+    nowhere.setHost(QString::fromLatin1(unknownName));
+    nowhere.setPort(-1);
+    const auto outcome = fetch(nowhere, trusting_);
+    QVERIFY2(outcome.text().contains(QStringLiteral("certificate")), qPrintable(outcome.text()));
+    QCOMPARE(proxy.requestCount("unknown.invalid:443"), 1);
 }
 
 void TestTransferProxies::silentOneIsLeftInTime()
