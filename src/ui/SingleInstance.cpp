@@ -143,6 +143,7 @@ QString SingleInstance::socketName()
 
 void SingleInstance::stopListening()
 {
+    watcher_.reset();
     server_.close();
 }
 
