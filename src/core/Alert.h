@@ -5,8 +5,8 @@
 
 namespace brindle {
 
-/// A question or notice for the user. `buttons` in order; the first means yes. No buttons means
-/// the platform's default single one.
+/// A question or notice for the user. `buttons` in order; the first means yes, the last leaves
+/// everything as it is. No buttons means the platform's default single one.
 struct Alert
 {
     QString message;

@@ -1,10 +1,12 @@
 #include "core/AppModel.h"
 
 #include "core/LineSink.h"
+#include "services/Error.h"
 #include "services/Paths.h"
 #include "services/SetupError.h"
 #include "services/Worker.h"
 
+#include <QCoreApplication>
 #include <QDir>
 #include <QEventLoop>
 #include <QFile>
@@ -15,6 +17,9 @@ namespace {
 
 const auto fullscreenKey = QStringLiteral("fullscreen");
 const auto resolutionKey = QStringLiteral("resolution");
+
+/// How long the end of the program waits for settings to reach the disk, in milliseconds.
+constexpr int longestStoring = 2'000;
 
 std::function<AppModelParts()> &partsMaker()
 {
@@ -41,6 +46,11 @@ AppModel::AppModel(AppModelParts parts, QObject *parent)
     const auto savedResolution = settings_->value(resolutionKey, QString()).toString();
     resolution_ =
         ResolutionChoices::fromRawValue(savedResolution).value_or(ResolutionChoice::gameDefault);
+    // It would write by itself in the event loop of the thread that it belongs to.
+    settings_->moveToThread(nullptr);
+    settingsWriter_.setMaxThreadCount(1);
+    connect(QCoreApplication::instance(), &QCoreApplication::aboutToQuit, this,
+            [this] { settingsWriter_.waitForDone(longestStoring); });
 
     QFile saved(infoFile());
     if (saved.open(QIODevice::ReadOnly)) {
@@ -77,31 +87,32 @@ void AppModel::compose(std::function<AppModelParts()> parts)
 void AppModel::setFullscreen(bool fullscreen)
 {
     fullscreen_ = fullscreen;
-    settings_->setValue(fullscreenKey, fullscreen);
-    syncSettings();
+    store(fullscreenKey, fullscreen);
 }
 
 void AppModel::setResolution(ResolutionChoice resolution)
 {
     resolution_ = resolution;
-    settings_->setValue(resolutionKey, ResolutionChoices::rawValue(resolution));
-    syncSettings();
+    store(resolutionKey, ResolutionChoices::rawValue(resolution));
 }
 
 /// What can't be stored still holds until the launcher ends.
-void AppModel::syncSettings()
+void AppModel::store(const QString &key, const QVariant &value)
 {
-    settings_->sync();
-    if (settings_->status() == QSettings::NoError) {
-        return;
-    }
-    // An error is never taken back, so someone else has to try what is left to be stored.
-    QSettings again(settings_->fileName(), settings_->format());
-    again.sync();
-    if (again.status() != QSettings::NoError) {
-        log.append(QStringLiteral("• Problem: The settings could not be saved in %1.")
-                       .arg(settings_->fileName()));
-    }
+    settingsWriter_.start([settings = settings_, log = lineSink_, key, value] {
+        settings->setValue(key, value);
+        settings->sync();
+        if (settings->status() == QSettings::NoError) {
+            return;
+        }
+        // An error is never taken back, so someone else has to try what is left to be stored.
+        QSettings again(settings->fileName(), settings->format());
+        again.sync();
+        if (again.status() != QSettings::NoError) {
+            log->append(QStringLiteral("• Problem: The settings could not be saved in %1.")
+                            .arg(settings->fileName()));
+        }
+    });
 }
 
 bool AppModel::gameRunning() const
@@ -188,12 +199,35 @@ QCoro::Task<> AppModel::runTask(std::shared_ptr<Work> work,
 {
     ++tasks_;
     const Continuation<> turn;
-    QMetaObject::invokeMethod(this, [turn] { turn.resume(); }, Qt::QueuedConnection);
+    turn.resume();
     co_await turn;
-    auto task = body(work->stop.get_token());
-    co_await task;
+    std::exception_ptr error;
+    try {
+        auto task = body(work->stop.get_token());
+        co_await task;
+    } catch (...) {
+        error = std::current_exception();
+    }
+    if (error) {
+        endWithError(error);
+    }
     --tasks_;
     setWork(nullptr);
+}
+
+void AppModel::endWithError(const std::exception_ptr &error)
+{
+    lineSink_->flush();
+    if (isCancellation(error)) {
+        log.append(QStringLiteral("• Cancelled"));
+        refreshState();
+        return;
+    }
+    const QString description = describe(error);
+    log.append(QStringLiteral("• Problem: ") + description);
+    progress = std::nullopt;
+    detail = QString();
+    state = AppState::needs(description);
 }
 
 } // namespace brindle

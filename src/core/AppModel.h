@@ -15,6 +15,7 @@
 
 #include <QCoroTask>
 #include <QObject>
+#include <QThreadPool>
 
 #include <exception>
 #include <functional>
@@ -111,6 +112,9 @@ public:
     static QString plainHint(const QStringList &lines);
     /// Shows byte counts: `total` below 1 means unknown; speed in bytes per second, finite.
     void updateProgress(qint64 done, qint64 total, double speed);
+    /// A callback, for any thread, that shows byte counts of the current run: one call of
+    /// `updateProgress` on the main thread for each, none when the run has ended by then.
+    Progress progressHandler();
 
 Q_SIGNALS:
     /// Before each change of a published field, which still shows its old value.
@@ -133,15 +137,15 @@ private:
     QString unfinishedMark() const;
     QString importMarker(const EngineSpec &spec) const;
     bool isBusy() const;
-    void syncSettings();
+    void store(const QString &key, const QVariant &value);
     void setWork(std::shared_ptr<Work> work);
     void startTask(std::function<QCoro::Task<>(std::stop_token)> body);
     QCoro::Task<> runTask(std::shared_ptr<Work> work,
                           std::function<QCoro::Task<>(std::stop_token)> body);
+    void endWithError(const std::exception_ptr &error);
 
     // Setup and play (AppModelPipeline.cpp)
     QCoro::Task<> runAll(bool launch, std::stop_token stop);
-    QCoro::Task<> runSteps(bool launch, std::stop_token stop);
     QCoro::Task<> prepareGame(std::stop_token stop);
     QCoro::Task<> downloadGame(std::stop_token stop);
     QCoro::Task<> completeGame(QString project, std::stop_token stop);
@@ -149,7 +153,8 @@ private:
     QCoro::Task<> importProject(EngineSpec spec, QString engine, QString project,
                                 std::stop_token stop);
     QCoro::Task<std::optional<QString>> findProject() const;
-    Progress progressHandler();
+    void showDownload(const QString &headline);
+    void showGameDownload();
     Line lineSink() const;
 
     // The running game (AppModelLaunch.cpp)
@@ -163,7 +168,8 @@ private:
     static void clearMarkers(const QString &root);
 
     QString storageRoot_;
-    std::unique_ptr<QSettings> settings_;
+    std::shared_ptr<QSettings> settings_; // of its writer's thread only, once it has been read
+    QThreadPool settingsWriter_;          // has one thread, so that the last value is the last
     QUrl codeHost_;
     Platform platform_;
     std::shared_ptr<Desktop> desktop_;

@@ -2,35 +2,48 @@
 
 #include "core/AppModel.h"
 #include "services/ByteCount.h"
+#include "services/CancellationError.h"
 #include "services/Error.h"
 #include "services/Files.h"
 #include "services/Worker.h"
 
 #include <QFile>
+#include <QFileInfo>
 #include <QRegularExpression>
 
 namespace brindle {
 
 namespace {
 
-void removeIgnoringFailure(const QString &path)
+void removeIgnoringFailure(const QString &path, const std::stop_token &stop)
 {
     try {
-        Files::remove(path);
+        Files::remove(path, stop);
     } catch (const Error &) {
         // Ignored: what is still on disk is seen there when the state is derived.
     }
+}
+
+/// The engine's own rule: how it names the folder of a project's saves.
+QString saveFolderName(const QString &project)
+{
+    static const QRegularExpression replaced(QStringLiteral("[:*?\"<>|/\\\\]"));
+    QString name = project.trimmed();
+    if (name == u".") {
+        return QStringLiteral("dot");
+    }
+    if (name == u"..") {
+        return QStringLiteral("twodots");
+    }
+    name.replace(replaced, QStringLiteral("-"));
+    return name.isEmpty() ? QStringLiteral("[unnamed project]") : name;
 }
 
 } // namespace
 
 QString AppModel::savesFolder() const
 {
-    // The engine replaces these characters of a project's name in the folder's.
-    static const QRegularExpression replaced(QStringLiteral("[:*?\"<>|/\\\\]"));
-    QString name = info().name;
-    name.replace(replaced, QStringLiteral("-"));
-    return platform_.engineUserData + QLatin1Char('/') + name;
+    return platform_.engineUserData + QLatin1Char('/') + saveFolderName(info().name);
 }
 
 void AppModel::updateGame()
@@ -51,6 +64,7 @@ void AppModel::removeEverything()
 {
     if (!isBusy()) {
         startTask([this](std::stop_token stop) { return removeRoot(std::move(stop)); });
+        work_->undecided = true;
     }
 }
 
@@ -93,7 +107,11 @@ void AppModel::copyLog()
 
 bool AppModel::confirmQuit()
 {
-    if (!gameRunning() && !work_) {
+    if (!gameRunning() && (!work_ || work_->undecided)) {
+        if (work_) {
+            // It has nothing to lose, and asks nothing any more.
+            work_->stop.request_stop();
+        }
         return true;
     }
     const QStringList buttons{QStringLiteral("Quit"), QStringLiteral("Keep open")};
@@ -114,23 +132,23 @@ void AppModel::downloadAgain(const QStringList &removed)
 {
     failure = std::nullopt;
     // Shown at once, as deleting a large game takes a moment.
-    const QString headline = QStringLiteral("Step 1 of 3 · Downloading the game");
-    state = AppState::downloading(headline);
-    stepText = headline;
+    showGameDownload();
     startTask(
         [this, removed](std::stop_token stop) { return removeAndRun(removed, std::move(stop)); });
 }
 
 QCoro::Task<> AppModel::removeAndRun(QStringList removed, std::stop_token stop)
 {
-    const auto remove = [removed, root = storageRoot_] {
+    const auto remove = [removed, root = storageRoot_, stop] {
         for (const QString &path : removed) {
-            removeIgnoringFailure(path);
+            checkCancellation(stop);
+            removeIgnoringFailure(path, stop);
         }
         clearMarkers(root);
     };
     auto removing = runOnWorker(remove);
     co_await removing;
+    checkCancellation(stop);
     projectURL_ = std::nullopt;
     auto running = runAll(false, stop);
     co_await running;
@@ -140,6 +158,9 @@ QCoro::Task<> AppModel::removeRoot(std::stop_token stop)
 {
     auto measuring = storageSize();
     const qint64 size = co_await measuring;
+    if (stop.stop_requested()) {
+        co_return;
+    }
     const int answer = desktop_->runAlert(
         {QStringLiteral("Remove the game and the engine?"),
          QStringLiteral("This frees %1. Your saved games (in Godot's own folder) are kept.")
@@ -148,7 +169,15 @@ QCoro::Task<> AppModel::removeRoot(std::stop_token stop)
     if (answer != 0 || stop.stop_requested()) {
         co_return;
     }
-    const auto remove = [root = storageRoot_] { removeIgnoringFailure(root); };
+    work_->undecided = false;
+    const auto remove = [root = storageRoot_, stop] {
+        // Behind a link lies what was measured; the link goes as well.
+        const QString behind = QFileInfo(root).canonicalFilePath();
+        if (!behind.isEmpty()) {
+            removeIgnoringFailure(behind, stop);
+        }
+        removeIgnoringFailure(root, stop);
+    };
     auto removing = runOnWorker(remove);
     co_await removing;
     info = ProjectInfo::placeholder;

@@ -21,7 +21,6 @@ namespace brindle {
 
 namespace {
 
-const auto downloadHeadline = QStringLiteral("Step 1 of 3 · Downloading the game");
 const auto addonsHeadline = QStringLiteral("Step 1 of 3 · Fetching add-ons");
 const auto importHeadline =
     QStringLiteral("Step 3 of 3 · First-time setup, this can take a minute or more");
@@ -75,31 +74,6 @@ void AppModel::updateProgress(qint64 done, qint64 total, double speed)
 
 QCoro::Task<> AppModel::runAll(bool launch, std::stop_token stop)
 {
-    std::exception_ptr error;
-    try {
-        auto steps = runSteps(launch, stop);
-        co_await steps;
-    } catch (...) {
-        error = std::current_exception();
-    }
-    if (!error) {
-        co_return;
-    }
-    lineSink_->flush();
-    if (isCancellation(error)) {
-        log.append(QStringLiteral("• Cancelled"));
-        refreshState();
-        co_return;
-    }
-    const QString description = describe(error);
-    log.append(QStringLiteral("• Problem: ") + description);
-    progress = std::nullopt;
-    detail = QString();
-    state = AppState::needs(description);
-}
-
-QCoro::Task<> AppModel::runSteps(bool launch, std::stop_token stop)
-{
     auto preparingGame = prepareGame(stop);
     co_await preparingGame;
 
@@ -131,12 +105,12 @@ QCoro::Task<> AppModel::prepareGame(std::stop_token stop)
 {
     auto search = findProject();
     const std::optional<QString> found = co_await search;
+    checkCancellation(stop);
     if (!found) {
         auto downloading = downloadGame(stop);
         co_await downloading;
     } else if (QFile::exists(unfinishedMark())) {
-        state = AppState::downloading(addonsHeadline);
-        stepText = addonsHeadline;
+        showDownload(addonsHeadline);
         auto completing = completeGame(*found, stop);
         co_await completing;
     }
@@ -144,8 +118,7 @@ QCoro::Task<> AppModel::prepareGame(std::stop_token stop)
 
 QCoro::Task<> AppModel::downloadGame(std::stop_token stop)
 {
-    state = AppState::downloading(downloadHeadline);
-    stepText = downloadHeadline;
+    showGameDownload();
     log.append(QStringLiteral("• Downloading the game from %1 (branch main)")
                    .arg(RepoDownloader::repositoryPage(codeHost_).toString()));
 
@@ -163,6 +136,7 @@ QCoro::Task<> AppModel::downloadGame(std::stop_token stop)
     std::exception_ptr error;
     QString project;
     try {
+        checkCancellation(stop);
         const Progress progressCallback = progressHandler();
         auto installing = repo.installGame(progressCallback, stop);
         project = co_await installing;
@@ -189,14 +163,13 @@ QCoro::Task<> AppModel::completeGame(QString project, std::stop_token stop)
     const auto inspect = [project] { return ProjectInspector::inspect(project); };
     auto inspecting = runOnWorker(inspect);
     info = co_await inspecting;
+    checkCancellation(stop);
     if (!info().submodules.isEmpty()) {
         stepText = addonsHeadline;
         const Progress progressCallback = progressHandler();
         const Line line = lineSink();
         auto fetching = repo.fetchSubmodules(info(), progressCallback, line, stop);
         co_await fetching;
-        // Where a worker is quick nothing goes through the event loop, and lines still wait there.
-        lineSink_->flush();
         auto inspectingAgain = runOnWorker(inspect);
         info = co_await inspectingAgain;
     }
@@ -230,8 +203,7 @@ QCoro::Task<QString> AppModel::prepareEngine(EngineSpec spec, std::stop_token st
 {
     if (!engines.binary(spec)) {
         const QString headline = QStringLiteral("Step 2 of 3 · Downloading Godot ") + spec.version;
-        state = AppState::downloading(headline);
-        stepText = headline;
+        showDownload(headline);
         progress = std::nullopt;
         detail = QString();
         log.append(QStringLiteral("• Downloading Godot %1 (%2) from the official godot-builds "
@@ -245,7 +217,6 @@ QCoro::Task<QString> AppModel::prepareEngine(EngineSpec spec, std::stop_token st
         const Line line = lineSink();
         auto installing = engines.install(spec, progressCallback, statusCallback, line, stop);
         co_await installing;
-        lineSink_->flush();
     }
     checkCancellation(stop);
     const auto engine = engines.binary(spec);
@@ -290,6 +261,7 @@ QCoro::Task<> AppModel::importProject(EngineSpec spec, QString engine, QString p
     };
     auto marking = runOnWorker(mark);
     co_await marking;
+    checkCancellation(stop);
 }
 
 QCoro::Task<std::optional<QString>> AppModel::findProject() const
@@ -302,16 +274,29 @@ QCoro::Task<std::optional<QString>> AppModel::findProject() const
 
 AppModel::Progress AppModel::progressHandler()
 {
-    return [model = QPointer<AppModel>(this)](qint64 done, qint64 total, double speed) {
+    return [model = QPointer<AppModel>(this), run = work_](qint64 done, qint64 total,
+                                                           double speed) {
         QMetaObject::invokeMethod(
             QCoreApplication::instance(),
-            [model, done, total, speed] {
-                if (model) {
+            [model, run, done, total, speed] {
+                if (model && model->work() == run) {
                     model->updateProgress(done, total, speed);
                 }
             },
             Qt::QueuedConnection);
     };
+}
+
+/// The state and the headline of a download that begins.
+void AppModel::showDownload(const QString &headline)
+{
+    state = AppState::downloading(headline);
+    stepText = headline;
+}
+
+void AppModel::showGameDownload()
+{
+    showDownload(QStringLiteral("Step 1 of 3 · Downloading the game"));
 }
 
 AppModel::Line AppModel::lineSink() const

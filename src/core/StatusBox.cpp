@@ -6,14 +6,14 @@
 
 namespace brindle {
 
-StatusBox::StatusBox(AppModel *model) : model_(model) {}
+StatusBox::StatusBox(AppModel *model) : model_(model), run_(model->work()) {}
 
 void StatusBox::set(const QString &text) const
 {
     QMetaObject::invokeMethod(
         QCoreApplication::instance(),
-        [model = model_, text] {
-            if (!model) {
+        [model = model_, run = run_, text] {
+            if (!model || model->work() != run) {
                 return;
             }
             model->stepText = text;

@@ -8,6 +8,8 @@ namespace brindle {
 struct Work
 {
     std::stop_source stop;
+    /// The task still has to ask the player whether it shall do anything.
+    bool undecided = false;
 };
 
 } // namespace brindle

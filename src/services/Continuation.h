@@ -17,8 +17,9 @@ namespace brindle {
 ///
 /// The first `resume` or `fail` wins, later ones are ignored, so that a result, an error and a
 /// cancellation may race freely. The awaiting coroutine goes on in the event loop of the thread
-/// that it awaited on, never inside the call that delivered the result. Copies share one result.
-/// Awaiting a second time is not allowed.
+/// that it awaited on, never inside the call that delivered the result, and also when the result
+/// was there before: so it finds done what had been queued there before the result was delivered.
+/// Copies share one result. Awaiting a second time is not allowed.
 template <typename T = std::monostate>
 class Continuation
 {
@@ -61,21 +62,16 @@ class Continuation
             }
         }
 
-        bool await_ready() const
-        {
-            const std::lock_guard guard(state_->lock);
-            return state_->done();
-        }
+        bool await_ready() const { return false; }
 
-        bool await_suspend(std::coroutine_handle<> waiter)
+        void await_suspend(std::coroutine_handle<> waiter)
         {
             const std::lock_guard guard(state_->lock);
-            if (state_->done()) {
-                return false;
-            }
             state_->waiter = waiter;
             state_->context = new QObject;
-            return true;
+            if (state_->done()) {
+                state_->wake();
+            }
         }
 
         T await_resume()

@@ -46,7 +46,7 @@ int renameTo(const QString &from, const QString &to)
 }
 
 /// Deletes whatever is at `path`. 0 or the errno of the first failure.
-int removeInPlace(const QString &path)
+int removeInPlace(const QString &path, const std::stop_token &stop = {})
 {
     const QByteArray name = QFile::encodeName(path);
     struct stat status = {};
@@ -54,7 +54,7 @@ int removeInPlace(const QString &path)
         return errno == ENOENT ? 0 : errno;
     }
     if (S_ISDIR(status.st_mode)) {
-        return TreeRemoval::remove(name);
+        return TreeRemoval::remove(name, stop);
     }
     return unlink(name.constData()) == 0 ? 0 : errno;
 }
@@ -70,7 +70,7 @@ void Files::createFolder(const QString &path)
     }
 }
 
-void Files::remove(const QString &path)
+void Files::remove(const QString &path, const std::stop_token &stop)
 {
     const QString place = cleanPath(path);
     struct stat status = {};
@@ -84,7 +84,7 @@ void Files::remove(const QString &path)
         const QString hidden = hiddenSibling(place, removingPrefix);
         if (renameTo(place, hidden) == 0) {
             // The place is free. What can't be deleted now is left to clearRemoved.
-            removeInPlace(hidden);
+            removeInPlace(hidden, stop);
             return;
         }
     }

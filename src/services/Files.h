@@ -4,6 +4,8 @@
 #include <QString>
 #include <QStringList>
 
+#include <stop_token>
+
 namespace brindle {
 
 /// File operations that fail with a SystemError naming the path. All block: worker threads only,
@@ -18,8 +20,8 @@ public:
     /// a hidden sibling first) and is deleted after that, so that whatever interrupts the deletion
     /// never leaves a part of it where it was. Folders without permission bits go as well. Nothing
     /// there is not an error; something that remains at `path` is. What can't be deleted of the
-    /// hidden sibling is left to `clearRemoved`.
-    static void remove(const QString &path);
+    /// hidden sibling, or is left of it when `stop` is requested, is left to `clearRemoved`.
+    static void remove(const QString &path, const std::stop_token &stop = {});
 
     /// Deletes what interrupted `remove`, `move` and `writeAtomically` calls left in `folder`.
     /// Failures are ignored.

@@ -21,6 +21,8 @@ namespace {
 class Remover
 {
 public:
+    explicit Remover(std::stop_token stop) : stop_(std::move(stop)) {}
+
     int run(const QByteArray &folder)
     {
         allowAll(AT_FDCWD, folder);
@@ -29,7 +31,7 @@ public:
             return errno;
         }
         empty(".");
-        while (!waiting_.empty()) {
+        while (!waiting_.empty() && !stop_.stop_requested()) {
             const QByteArray name = std::move(waiting_.back());
             waiting_.pop_back();
             empty(name);
@@ -92,6 +94,9 @@ private:
             return;
         }
         for (const QByteArray &entry : names(folder)) {
+            if (stop_.stop_requested()) {
+                break;
+            }
             remove(folder, entry, isTop);
         }
         close(folder);
@@ -123,6 +128,7 @@ private:
         waiting_.push_back(name);
     }
 
+    const std::stop_token stop_;
     int top_ = -1;
     int firstError_ = 0;
     qint64 moved_ = 0;
@@ -132,9 +138,9 @@ private:
 
 } // namespace
 
-int TreeRemoval::remove(const QByteArray &folder)
+int TreeRemoval::remove(const QByteArray &folder, const std::stop_token &stop)
 {
-    return Remover().run(folder);
+    return Remover(stop).run(folder);
 }
 
 } // namespace brindle

@@ -2,6 +2,8 @@
 
 #include <QByteArray>
 
+#include <stop_token>
+
 namespace brindle {
 
 /// Deletes a folder with all that is in it, however deep: two open descriptors at any time, no
@@ -11,8 +13,9 @@ class TreeRemoval
 {
 public:
     /// @param folder path of a folder (not a link) in the file system's encoding. Returns 0 when
-    /// nothing is left, otherwise the errno of the first failure.
-    static int remove(const QByteArray &folder);
+    /// nothing is left, otherwise the errno of the first failure. Ends early, with something left,
+    /// when `stop` is requested.
+    static int remove(const QByteArray &folder, const std::stop_token &stop = {});
 };
 
 } // namespace brindle

@@ -81,9 +81,11 @@ void BrindleApp::open(const QByteArray &token)
 
 void BrindleApp::quit()
 {
-    if (ending_) {
+    // The question about the first request answers the second as well.
+    if (ending_ || asking_) {
         return;
     }
+    desktop_->dismissAlert();
     if (mayTerminate()) {
         terminate();
     } else {
@@ -96,15 +98,20 @@ void BrindleApp::end()
     if (ending_) {
         return;
     }
+    desktop_->dismissAlert();
     model_.cancel();
     terminate();
 }
 
 bool BrindleApp::eventFilter(QObject *object, QEvent *event)
 {
-    // The platform's own quit: its menu, its keyboard, the Dock.
+    // The platform's own quit: its menu, its keyboard, the Dock; and a session that is over.
     if (object == qGuiApp && event->type() == QEvent::Quit && !ending_) {
-        quit();
+        if (sessionEnds_) {
+            end();
+        } else {
+            quit();
+        }
         event->setAccepted(ending_);
         return true;
     }
@@ -136,6 +143,8 @@ void BrindleApp::terminate()
 {
     ending_ = true;
     Q_EMIT ending();
+    // What is asked from now on is answered with no.
+    desktop_->setWindow(nullptr, nullptr);
     window_->hide();
     const auto exit = [] { QCoreApplication::exit(0); };
     if (!model_.work()) {
@@ -151,20 +160,21 @@ void BrindleApp::terminate()
     QTimer::singleShot(longestEnd, this, exit);
 }
 
+/// The session asks whether it may end. It ends, or goes on, once all have answered: only then, and
+/// by a request to quit, does the launcher end with it.
 void BrindleApp::commitSession(QSessionManager &manager)
 {
     if (ending_) {
         return;
     }
+    desktop_->dismissAlert();
+    sessionEnds_ = true;
     if (!manager.allowsInteraction()) {
-        end();
         return;
     }
-    const bool may = mayTerminate();
+    sessionEnds_ = mayTerminate();
     manager.release();
-    if (may) {
-        terminate();
-    } else {
+    if (!sessionEnds_) {
         manager.cancel();
         reopenWhenIdle();
     }

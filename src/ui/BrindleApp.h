@@ -60,6 +60,7 @@ private:
     QQmlEngine engine_;
     std::unique_ptr<QQuickWindow> window_; // before the engine
     bool asking_ = false;
+    bool sessionEnds_ = false; // the next request to quit is its end
     bool ending_ = false;
 };
 

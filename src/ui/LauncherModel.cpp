@@ -22,6 +22,8 @@ constexpr qsizetype mostControls = 50;
 LauncherModel::LauncherModel(AppModel &app, QObject *parent) : QObject(parent), app_(app)
 {
     connect(&app, &AppModel::stateChanged, this, &LauncherModel::stateChanged);
+    connect(&app, &AppModel::stateChanged, this, &LauncherModel::canPlayChanged);
+    connect(&app, &AppModel::workChanged, this, &LauncherModel::canPlayChanged);
     connect(&app, &AppModel::stepTextChanged, this, &LauncherModel::stepTextChanged);
     connect(&app, &AppModel::progressChanged, this, &LauncherModel::progressChanged);
     connect(&app, &AppModel::detailChanged, this, &LauncherModel::detailChanged);
@@ -66,7 +68,7 @@ QString LauncherModel::needsMessage() const
 
 bool LauncherModel::canPlay() const
 {
-    return !app_.canCancel() && !app_.gameRunning();
+    return !app_.canCancel() && !app_.gameRunning() && !app_.work();
 }
 
 QString LauncherModel::stepText() const
@@ -162,7 +164,7 @@ QString LauncherModel::repositoryAddress() const
 void LauncherModel::play()
 {
     // A press may race a change of state, so the button's own rule is repeated here.
-    if (!app_.work() && canPlay()) {
+    if (canPlay()) {
         app_.startWork(true);
     }
 }

@@ -22,8 +22,9 @@ class LauncherModel : public QObject
     Q_PROPERTY(QString needsMessage READ needsMessage NOTIFY stateChanged)
     Q_PROPERTY(bool gameRunning READ gameRunning NOTIFY stateChanged)
     Q_PROPERTY(bool canCancel READ canCancel NOTIFY stateChanged)
-    /// The phase allows Play and the maintenance actions.
-    Q_PROPERTY(bool canPlay READ canPlay NOTIFY stateChanged)
+    /// Play and the maintenance actions would do something: the phase allows them, and no task
+    /// runs.
+    Q_PROPERTY(bool canPlay READ canPlay NOTIFY canPlayChanged)
 
     Q_PROPERTY(QString stepText READ stepText NOTIFY stepTextChanged)
     Q_PROPERTY(bool hasProgress READ hasProgress NOTIFY progressChanged)
@@ -110,6 +111,7 @@ public:
 
 Q_SIGNALS:
     void stateChanged();
+    void canPlayChanged();
     void stepTextChanged();
     void progressChanged();
     void detailChanged();

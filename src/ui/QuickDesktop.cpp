@@ -71,6 +71,14 @@ int QuickDesktop::runAlert(const Alert &alert)
     return index;
 }
 
+void QuickDesktop::dismissAlert()
+{
+    if (QQuickWindow *const shown = alert_) {
+        alert_ = nullptr;
+        shown->close();
+    }
+}
+
 void QuickDesktop::reveal(const QString &path)
 {
     revealCounted(reveal_, path, revealing_);

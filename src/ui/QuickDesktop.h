@@ -25,6 +25,9 @@ public:
     /// As promised by Desktop. Closing the alert, Escape, and the application's end press the last
     /// button. While an alert is shown, another is not: the call returns its last button at once.
     int runAlert(const Alert &alert) override;
+    /// Presses the last button of the alert that is shown, if there is one. Its call returns as
+    /// soon as the event loop that it serves goes on; until then another alert can be shown.
+    void dismissAlert();
     void reveal(const QString &path) override;
     void copyText(const QString &text) override;
 

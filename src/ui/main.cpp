@@ -2,6 +2,8 @@
 
 #include "core/AppModel.h"
 #include "platform/EndSignals.h"
+#include "services/DetachedThreads.h"
+#include "services/Files.h"
 #include "services/Paths.h"
 #include "services/StagingFolder.h"
 #include "services/SteadyClock.h"
@@ -83,6 +85,9 @@ int main(int argc, char *argv[])
     QTimer::singleShot(0, &launcher, [] {
         QGuiApplication::setWindowIcon(AppIcon::icon());
         StagingFolder::startClearingLeftovers(QDir::tempPath());
+        // What is left of a removal of everything that was interrupted.
+        DetachedThreads::start(
+            [folder = QFileInfo(Paths::root()).path()] { Files::clearRemoved(folder); }, [] {});
     });
     return QGuiApplication::exec();
 }

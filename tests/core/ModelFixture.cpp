@@ -45,7 +45,7 @@ AppModel &ModelFixture::model()
         AppModelParts parts;
         parts.storageRoot = root();
         parts.temporaryFolder = temporaryFolder();
-        parts.settings = std::make_unique<QSettings>(settingsFile(), QSettings::IniFormat);
+        parts.settings = std::make_unique<QSettings>(settingsFile(), settingsFormat);
         parts.codeHost = codeHost;
         parts.platform = platform;
         parts.desktop = desktop;
@@ -112,10 +112,13 @@ QByteArray ModelFixture::engineScript(int importExit)
 {
     return QByteArrayLiteral("#!/bin/sh\n"
                              "case \"$*\" in\n"
-                             "*--import*) echo \"engine is importing\"; exit ") +
+                             "*--import*)\n"
+                             "    printf '%s\\n' \"$@\" > \"$4/import arguments\"\n"
+                             "    echo \"engine is importing\"; exit ") +
            QByteArray::number(importExit) +
            QByteArrayLiteral(";;\n"
                              "esac\n"
+                             "printf '%s\\n' \"$@\" > \"$2/play arguments\"\n"
                              "rm -f \"$2/finish\"\n"
                              "mkfifo \"$2/finish\"\n"
                              "echo \"engine is playing\"\n"

@@ -49,9 +49,10 @@ public:
     static void write(const QString &path, const QByteArray &content, bool executable = false);
     static QByteArray read(const QString &path);
 
-    /// An engine as a shell script. Importing exits with `importExit`. Playing makes a FIFO
-    /// "finish" in the project folder, prints "engine is playing", and ends with the code that is
-    /// written into the FIFO.
+    /// An engine as a shell script. It writes its arguments, one a line, into "import arguments" or
+    /// "play arguments" in the project folder. Importing exits with `importExit`. Playing makes a
+    /// FIFO "finish" there, prints "engine is playing", and ends with the code that is written into
+    /// the FIFO.
     static QByteArray engineScript(int importExit = 0);
     /// Ends the playing engine script with a code.
     static void finishGame(const QString &projectFolder, int code);
@@ -60,6 +61,7 @@ public:
     std::shared_ptr<Clock> clock;
     QUrl codeHost;
     Platform platform;
+    QSettings::Format settingsFormat = QSettings::IniFormat;
 
 private:
     std::unique_ptr<AppModel> model_;

@@ -51,20 +51,21 @@ void PipelineFixture::packGame(const QString &folder, const QByteArray &projectF
     host.offerGame(zip);
 }
 
-void PipelineFixture::offerEngine(const QByteArray &script, const QString &version)
+void PipelineFixture::offerEngine(const QByteArray &script, const QString &version, bool mono)
 {
-    const EngineSpec spec{version + QStringLiteral("-stable"), false};
+    const EngineSpec spec{version + QStringLiteral("-stable"), mono};
     const QString program = sources_.filePath(QStringLiteral("engine.sh"));
     ModelFixture::write(program, script, true);
-    const QString zip = sources_.filePath(spec.version + QStringLiteral(".zip"));
-    EngineArchive::pack(program, files.platform, spec.version, false, zip);
+    const QString zip = sources_.filePath(spec.tag() + QStringLiteral(".zip"));
+    EngineArchive::pack(program, files.platform, spec.version, mono, zip);
     host.offerEngine(spec.version, spec.zipName(files.platform), zip);
 }
 
-QByteArray PipelineFixture::projectFile(const QByteArray &version)
+QByteArray PipelineFixture::projectFile(const QByteArray &version, const QByteArray &feature)
 {
+    const QByteArray features = feature.isEmpty() ? version : version + "\", \"" + feature;
     return "config_version=5\nconfig/name=\"Piped\"\nconfig/features=PackedStringArray(\"" +
-           version + "\")\n";
+           features + "\")\n";
 }
 
 QByteArray PipelineFixture::gitmodules()

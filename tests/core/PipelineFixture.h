@@ -21,9 +21,12 @@ public:
     void offerGame(const QByteArray &projectFile, const QByteArray &modules = gitmodules());
     /// Offers the usual game with more files, content by path.
     void offerGameWith(const QMap<QString, QByteArray> &extra);
-    void offerEngine(const QByteArray &script, const QString &version = QStringLiteral("4.3"));
+    void offerEngine(const QByteArray &script, const QString &version = QStringLiteral("4.3"),
+                     bool mono = false);
 
-    static QByteArray projectFile(const QByteArray &version = QByteArrayLiteral("4.3"));
+    /// @param feature one more of the project's features.
+    static QByteArray projectFile(const QByteArray &version = QByteArrayLiteral("4.3"),
+                                  const QByteArray &feature = {});
     /// Two add-ons, on `{host}`.
     static QByteArray gitmodules();
 
@@ -38,7 +41,7 @@ public:
     QString project() const { return files.root(QStringLiteral("Game/godot-brindle-main")); }
     /// Lets the game end with a code after it has run that long.
     void finish(double seconds, int code);
-    /// Answers a path with silence until the client goes away; `asked` becomes true by then.
+    /// Answers a path with silence until the client goes away; `stalled` becomes true by then.
     void stall(const QString &path);
 
     ReleaseHost host;

@@ -9,9 +9,11 @@
 #include "services/TransferError.h"
 #include "support/Await.h"
 
+#include <QSemaphore>
 #include <QSignalSpy>
 #include <QtTest>
 
+#include <atomic>
 #include <thread>
 
 using namespace brindle;
@@ -22,6 +24,67 @@ std::shared_ptr<Clock> realClock()
 {
     return std::make_shared<SteadyClock>();
 }
+
+/// Settings whose file takes as long to write as the test says.
+class SlowSettings
+{
+public:
+    SlowSettings() = default;
+    ~SlowSettings()
+    {
+        open();
+        // Shut and forgotten, for the next.
+        gate_.acquire();
+        (void)writing_.tryAcquire(writing_.available());
+        opened_ = onMain_ = false;
+        written_ = 0;
+    }
+    SlowSettings(const SlowSettings &) = delete;
+    SlowSettings &operator=(const SlowSettings &) = delete;
+
+    static QSettings::Format format()
+    {
+        static const auto slow = QSettings::registerFormat(QStringLiteral("slow"), read, write);
+        return slow;
+    }
+    static void waitUntilWriting() { writing_.acquire(); }
+    static void open()
+    {
+        if (!opened_.exchange(true)) {
+            gate_.release();
+        }
+    }
+    static int writes() { return written_; }
+    static bool wroteOnMainThread() { return onMain_; }
+
+private:
+    static bool read(QIODevice &device, QSettings::SettingsMap &map)
+    {
+        QDataStream stream(&device);
+        stream >> map;
+        return true;
+    }
+    static bool write(QIODevice &device, const QSettings::SettingsMap &map)
+    {
+        if (QThread::currentThread() == qApp->thread()) {
+            onMain_ = true;
+        }
+        writing_.release();
+        // Opened once, it stays open.
+        gate_.acquire();
+        gate_.release();
+        QDataStream stream(&device);
+        stream << map;
+        ++written_;
+        return true;
+    }
+
+    static inline QSemaphore writing_;
+    static inline QSemaphore gate_;
+    static inline std::atomic<bool> opened_ = false;
+    static inline std::atomic<bool> onMain_ = false;
+    static inline std::atomic<int> written_ = 0;
+};
 
 bool isCancellation(auto error)
 {
@@ -77,7 +140,7 @@ private Q_SLOTS:
         QCOMPARE(fixture.model().resolution(), expected);
     }
 
-    void storesSettingsAtOnce()
+    void storesSettings()
     {
         ModelFixture fixture(realClock());
         const auto stored = [&](const char *key) {
@@ -85,18 +148,69 @@ private Q_SLOTS:
                 .value(QLatin1String(key));
         };
         fixture.model().setFullscreen(true);
-        QCOMPARE(stored("fullscreen").toBool(), true);
+        spinUntil([&] { return stored("fullscreen").toBool(); });
         fixture.model().setResolution(ResolutionChoice::r900);
-        QCOMPARE(stored("resolution").toString(), QStringLiteral("1600x900"));
+        spinUntil([&] { return stored("resolution").toString() == QStringLiteral("1600x900"); });
         fixture.restart();
         QCOMPARE(fixture.model().fullscreen(), true);
         QCOMPARE(fixture.model().resolution(), ResolutionChoice::r900);
 
+        // The last of many is the one that stays.
+        for (const ResolutionChoice choice : ResolutionChoices::all) {
+            fixture.model().setResolution(choice);
+        }
         fixture.model().setResolution(ResolutionChoice::gameDefault);
+        fixture.model().setFullscreen(false);
+        fixture.restart();
         QVERIFY2(stored("resolution").isValid(), "the default is stored, not left out");
         QCOMPARE(stored("resolution").toString(), QString());
-        fixture.model().setFullscreen(false);
         QCOMPARE(stored("fullscreen").toBool(), false);
+    }
+
+    void aSlowDiskDelaysNobodyWhoChangesASetting()
+    {
+        ModelFixture fixture(realClock());
+        SlowSettings disk;
+        fixture.settingsFormat = disk.format();
+        fixture.model().setFullscreen(true);
+        disk.waitUntilWriting();
+        // The write is held, and the main thread is here.
+        fixture.model().setResolution(ResolutionChoice::r900);
+        QVERIFY(fixture.model().fullscreen());
+        QCoreApplication::processEvents();
+        disk.open();
+        fixture.restart();
+        const QSettings stored(fixture.settingsFile(), disk.format());
+        QVERIFY(stored.value(QStringLiteral("fullscreen")).toBool());
+        QCOMPARE(stored.value(QStringLiteral("resolution")).toString(), QStringLiteral("1600x900"));
+        QVERIFY(!disk.wroteOnMainThread());
+    }
+
+    void theEndWaitsForASettingToBeStored_data()
+    {
+        QTest::addColumn<bool>("stuck");
+        QTest::newRow("that is on its way") << false;
+        QTest::newRow("but not for ever") << true;
+    }
+
+    void theEndWaitsForASettingToBeStored()
+    {
+        QFETCH(const bool, stuck);
+        ModelFixture fixture(realClock());
+        SlowSettings disk;
+        fixture.settingsFormat = disk.format();
+        QMetaObject::Connection opening;
+        if (!stuck) {
+            // Before the model hears of the end, so that it is the model that waits.
+            opening = connect(qApp, &QCoreApplication::aboutToQuit, this, [&] { disk.open(); });
+        }
+        fixture.model().setFullscreen(true);
+        disk.waitUntilWriting();
+        QTimer::singleShot(0, this, [] { QCoreApplication::exit(0); });
+        QCoreApplication::exec();
+        QCOMPARE(disk.writes() > 0, !stuck);
+        disconnect(opening);
+        disk.open();
     }
 
     void saysThatSettingsCantBeStored()
@@ -106,6 +220,7 @@ private Q_SLOTS:
         // Nobody can write a file here.
         QVERIFY(QDir().mkpath(fixture.settingsFile() + QStringLiteral("/in the way")));
         model.setFullscreen(true);
+        spinUntil([&] { return !model.log.lines().isEmpty(); });
         QCOMPARE(model.log.lines(),
                  QStringList{QStringLiteral("• Problem: The settings could not be saved in ") +
                              fixture.settingsFile() + QStringLiteral(".")});
@@ -113,6 +228,8 @@ private Q_SLOTS:
 
         QVERIFY(QDir(fixture.settingsFile()).removeRecursively());
         model.setResolution(ResolutionChoice::r900);
+        spinUntil([&] { return QFileInfo(fixture.settingsFile()).isFile(); });
+        QCoreApplication::processEvents();
         QCOMPARE(model.log.lines().size(), 1);
         fixture.restart();
         QCOMPARE(fixture.model().fullscreen(), true);
@@ -135,15 +252,23 @@ private Q_SLOTS:
         QTest::newRow("no JSON") << QByteArray("{\"name\":");
         QTest::newRow("empty") << QByteArray();
         QTest::newRow("missing key") << QByteArray("{\"name\":\"Half\"}");
+        // Nobody can read it then, not even the administrator.
+        QTest::newRow("a folder") << QByteArray("/");
     }
 
     void anUnreadableDescriptionIsIgnored()
     {
         QFETCH(QByteArray, content);
         ModelFixture fixture(realClock());
-        ModelFixture::write(fixture.root(QStringLiteral("info.json")), content);
+        const QString file = fixture.root(QStringLiteral("info.json"));
+        if (content == "/") {
+            QVERIFY(QDir().mkpath(file));
+        } else {
+            ModelFixture::write(file, content);
+        }
         QCOMPARE(fixture.model().info(), ProjectInfo::placeholder);
         QCOMPARE(fixture.model().state(), AppState::notDownloaded());
+        QVERIFY(fixture.model().log.lines().isEmpty());
     }
 
     void aGameWithItsEngineIsReady()
@@ -277,13 +402,22 @@ private Q_SLOTS:
     void aHeadlineForAModelThatIsGoneDoesNothing()
     {
         ModelFixture fixture(realClock());
-        const StatusBox box(&fixture.model());
+        auto model = std::make_unique<ModelFixture>(realClock());
+        const StatusBox box(&model->model());
+        const AppModel::Progress progress = model->model().progressHandler();
         box.set(QStringLiteral("too late"));
-        fixture.restart();
+        progress(1, 2, 3);
+        model.reset();
         box.set(QStringLiteral("later still"));
+        progress(1, 2, 3);
+        // Whoever comes after it hears nothing of it.
+        AppModel &next = fixture.model();
+        QSignalSpy changes(&next, &AppModel::willChange);
         bool served = false;
         QMetaObject::invokeMethod(this, [&] { served = true; }, Qt::QueuedConnection);
         spinUntil([&] { return served; });
+        QCOMPARE(changes.size(), 0);
+        QCOMPARE(next.state(), AppState::notDownloaded());
     }
 
     void progressWithAKnownTotal()

@@ -3,6 +3,7 @@
 
 #include "PipelineFixture.h"
 #include "support/Await.h"
+#include "support/WorkerHold.h"
 
 #include <QtTest>
 
@@ -15,6 +16,8 @@ QString enginePath(const PipelineFixture &fixture)
     const EngineSpec spec{QStringLiteral("4.3-stable"), false};
     return ReleaseHost::enginePath(spec.version, spec.zipName(fixture.files.platform));
 }
+
+const auto marker = QStringLiteral("imported-4.3-stable.txt");
 
 } // namespace
 
@@ -82,42 +85,122 @@ private Q_SLOTS:
         QCOMPARE(fixture.model().state(), AppState::notDownloaded());
     }
 
+    void aCancelWhileAWorkerIsAwaitedCounts_data()
+    {
+        QTest::addColumn<int>("passed");
+        QTest::addColumn<bool>("quits");
+        const char *names[] = {"looking for the game", "looking for it again",
+                               "marking that it is imported"};
+        for (int passed = 0; passed < 3; ++passed) {
+            for (const bool quits : {false, true}) {
+                QTest::addRow("%s, %s", names[passed], quits ? "quit" : "cancel")
+                    << passed << quits;
+            }
+        }
+    }
+
+    void aCancelWhileAWorkerIsAwaitedCounts()
+    {
+        QFETCH(const int, passed);
+        QFETCH(const bool, quits);
+        PipelineFixture fixture;
+        fixture.files.installByHand(ModelFixture::engineScript());
+        QFile::remove(fixture.files.root(marker));
+        AppModel &model = fixture.model();
+        const auto serveEvents = [] {
+            for (int i = 0; i < 10; ++i) {
+                QCoreApplication::processEvents();
+            }
+        };
+        WorkerHold workers;
+        model.startWork(true);
+        serveEvents();
+        for (int i = 0; i < passed; ++i) {
+            workers.letPass();
+            serveEvents();
+        }
+        if (passed == 2) {
+            fixture.waitForLine(QStringLiteral("engine is importing"));
+            spinUntil([&] { return !model.runner.current(); });
+        }
+        QVERIFY(model.work());
+        if (quits) {
+            QVERIFY(model.confirmQuit());
+        } else {
+            model.cancel();
+        }
+        workers.open();
+        fixture.files.waitUntilIdle();
+        QCOMPARE(model.log.lines().last(), QStringLiteral("• Cancelled"));
+        QCOMPARE(model.log.lines().filter(QStringLiteral("• Starting")), QStringList());
+        QCOMPARE(model.state(), AppState::ready());
+        QVERIFY2(QFileInfo::exists(fixture.files.root(marker)) == (passed == 2),
+                 "an import that was done need not be done again");
+    }
+
     void theImportIsStopped()
     {
         PipelineFixture fixture;
         // An import that only a signal ends.
         fixture.files.installByHand("#!/bin/sh\necho importing\nmkfifo \"$4/block\"\n"
                                     "read x < \"$4/block\"\n");
-        QFile::remove(fixture.files.root(QStringLiteral("imported-4.3-stable.txt")));
+        QFile::remove(fixture.files.root(marker));
         AppModel &model = fixture.model();
         model.startWork(true);
         fixture.waitForLine(QStringLiteral("importing"));
-        QCOMPARE(model.state().phase, AppState::Phase::settingUp);
+        QCOMPARE(model.state(),
+                 AppState::settingUp(QStringLiteral("Step 3 of 3 · First-time setup, this can take "
+                                                    "a minute or more")));
+        QCOMPARE(model.stepText(), model.state().text);
         QCOMPARE(model.detail(), QStringLiteral("Godot is importing the game's files"));
         model.cancel();
         fixture.files.waitUntilIdle();
         QCOMPARE(model.log.lines().last(), QStringLiteral("• Cancelled"));
         QCOMPARE(model.state(), AppState::ready());
-        QVERIFY2(!QFileInfo::exists(fixture.files.root(QStringLiteral("imported-4.3-stable.txt"))),
+        QVERIFY2(!QFileInfo::exists(fixture.files.root(marker)),
                  "an import that was stopped must be done again");
     }
 
     void theGameIsStopped_data()
     {
         QTest::addColumn<double>("seconds");
-        QTest::newRow("at once") << 0.0;
-        QTest::newRow("after a minute") << 60.0;
+        QTest::addColumn<bool>("endsWell");
+        QTest::addColumn<bool>("byCancel");
+        for (const bool endsWell : {false, true}) {
+            for (const bool byCancel : {false, true}) {
+                const char *end = endsWell ? "code 0" : "a signal";
+                const char *way = byCancel ? "cancel" : "stop";
+                QTest::addRow("at once, %s, %s", end, way) << 0.0 << endsWell << byCancel;
+                QTest::addRow("after ten seconds, %s, %s", end, way)
+                    << 10.0 << endsWell << byCancel;
+                QTest::addRow("after a minute, %s, %s", end, way) << 60.0 << endsWell << byCancel;
+            }
+        }
     }
 
     void theGameIsStopped()
     {
         QFETCH(double, seconds);
+        QFETCH(bool, endsWell);
+        QFETCH(bool, byCancel);
         PipelineFixture fixture;
-        fixture.files.installByHand(ModelFixture::engineScript());
+        // One that ends well when it is asked to, as many games do.
+        fixture.files.installByHand(
+            endsWell ? QByteArray("#!/bin/sh\nmkfifo \"$2/block\"\nexec 3<>\"$2/block\"\n"
+                                  "trap 'exit 0' TERM\necho engine is playing\nread x <&3\n")
+                     : ModelFixture::engineScript());
         fixture.playUntilOpen();
         fixture.clock->advance(Clock::Duration(seconds));
-        fixture.model().cancel();
-        fixture.files.waitUntilIdle();
+        if (byCancel) {
+            fixture.model().cancel();
+        } else {
+            fixture.model().runner.stop();
+        }
+        spinUntil([&] { return !fixture.model().runner.current(); });
+        spinUntil([&] {
+            fixture.clock->advance(Clock::Duration(0.1));
+            return !fixture.model().work();
+        });
         QCOMPARE(fixture.model().log.lines().last(), QStringLiteral("• Game stopped"));
         QCOMPARE(fixture.model().state(), AppState::ready());
         QVERIFY(!fixture.model().failure());

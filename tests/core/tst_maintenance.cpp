@@ -1,9 +1,13 @@
 // The actions besides Play and Cancel.
 
 #include "PipelineFixture.h"
+#include "services/Files.h"
 #include "support/Await.h"
+#include "support/WorkerHold.h"
 
 #include <QtTest>
+
+#include <stdexcept>
 
 using namespace brindle;
 
@@ -130,6 +134,70 @@ private Q_SLOTS:
         QVERIFY(setup.desktop.alerts.isEmpty());
     }
 
+    void aTaskOfAnIdleModelGuardsToo()
+    {
+        Complete setup;
+        setup.desktop.answer = 1;
+        WorkerHold workers;
+        setup.model().removeEverything();
+        QCoreApplication::processEvents();
+        // It measures, and the state says nothing of it.
+        const auto work = setup.model().work();
+        QVERIFY(work);
+        QCOMPARE(setup.model().state(), AppState::ready());
+        setup.model().updateGame();
+        setup.model().reinstall();
+        setup.model().removeEverything();
+        QCOMPARE(setup.model().work(), work);
+        QCOMPARE(setup.model().state(), AppState::ready());
+        workers.open();
+        setup.fixture.files.waitUntilIdle();
+        QCOMPARE(setup.desktop.alerts.size(), 1);
+        QVERIFY(setup.exists("Game/old.txt"));
+        QVERIFY(setup.exists("Engine"));
+    }
+
+    void aDeletionIsCancelled_data()
+    {
+        QTest::addColumn<bool>("engineToo");
+        QTest::addColumn<bool>("begun");
+        QTest::newRow("update, before it begins") << false << false;
+        QTest::newRow("update, while it runs") << false << true;
+        QTest::newRow("reinstall, before it begins") << true << false;
+        QTest::newRow("reinstall, while it runs") << true << true;
+    }
+
+    void aDeletionIsCancelled()
+    {
+        QFETCH(const bool, engineToo);
+        QFETCH(const bool, begun);
+        Complete setup;
+        WorkerHold workers;
+        if (engineToo) {
+            setup.model().reinstall();
+        } else {
+            setup.model().updateGame();
+        }
+        QVERIFY(setup.model().canCancel());
+        QCoreApplication::processEvents();
+        if (begun) {
+            workers.letPass();
+        }
+        setup.model().cancel();
+        workers.open();
+        setup.fixture.files.waitUntilIdle();
+        QCOMPARE(setup.model().log.lines(), QStringList{QStringLiteral("• Cancelled")});
+        QVERIFY(setup.fixture.host.requests().isEmpty());
+        QCOMPARE(setup.model().state(), begun ? AppState::notDownloaded() : AppState::ready());
+        QCOMPARE(setup.exists("Game/old.txt"), !begun);
+        QCOMPARE(setup.exists("imported-4.3-stable.txt"), !begun);
+        QCOMPARE(setup.exists("Engine"), !(begun && engineToo));
+
+        setup.model().startWork(false);
+        setup.fixture.files.waitUntilIdle();
+        QCOMPARE(setup.model().state(), AppState::ready());
+    }
+
     void clearingMarkersLeavesTheRest()
     {
         Complete setup;
@@ -153,6 +221,11 @@ private Q_SLOTS:
         Complete setup;
         setup.desktop.answer = 1;
         setup.model().log.append(QStringLiteral("kept"));
+        const FailureReport report{QStringLiteral("kept"), {QStringLiteral("as well")}};
+        setup.model().failure = report;
+        const QByteArray description = ModelFixture::read(
+            setup.fixture.files.root(QStringLiteral("info.json")));
+        const QStringList files = Files::names(setup.fixture.files.root());
         setup.model().removeEverything();
         setup.fixture.files.waitUntilIdle();
         QCOMPARE(setup.desktop.alerts.size(), 1);
@@ -164,6 +237,10 @@ private Q_SLOTS:
         QVERIFY2(text.match(alert.informativeText).hasMatch(), qPrintable(alert.informativeText));
         QCOMPARE(alert.buttons, (QStringList{QStringLiteral("Remove"), QStringLiteral("Cancel")}));
         QVERIFY(setup.exists("Game/old.txt"));
+        QCOMPARE(Files::names(setup.fixture.files.root()), files);
+        QCOMPARE(ModelFixture::read(setup.fixture.files.root(QStringLiteral("info.json"))),
+                 description);
+        QCOMPARE(setup.model().failure(), std::optional(report));
         QCOMPARE(setup.model().state(), AppState::ready());
         QCOMPARE(setup.model().info().name, QStringLiteral("By hand"));
         QCOMPARE(setup.model().log.lines(), QStringList{QStringLiteral("kept")});
@@ -186,6 +263,34 @@ private Q_SLOTS:
             QFileInfo::exists(setup.fixture.files.saves() + QStringLiteral("/By hand/save.dat")));
     }
 
+    void removingEverythingFollowsTheRootsLink()
+    {
+        Complete setup;
+        const QString elsewhere = setup.fixture.files.temporaryFolder() + QStringLiteral("/disk");
+        QVERIFY(QDir().rename(setup.fixture.files.root(), elsewhere));
+        QVERIFY(QFile::link(elsewhere, setup.fixture.files.root()));
+        setup.model().refreshState();
+        QCOMPARE(setup.model().state(), AppState::ready());
+        setup.model().removeEverything();
+        setup.fixture.files.waitUntilIdle();
+        QVERIFY(!setup.desktop.alerts.first().informativeText.contains(QStringLiteral("Zero KB")));
+        QVERIFY2(!QFileInfo::exists(elsewhere), "what was measured is what is to go");
+        QVERIFY(!QFileInfo(setup.fixture.files.root()).isSymLink());
+        QCOMPARE(setup.model().state(), AppState::notDownloaded());
+    }
+
+    void aRemovalThatFailsLeavesNoTask()
+    {
+        Complete setup;
+        setup.desktop.onAlert = [] { throw std::runtime_error("no alert to be had"); };
+        setup.model().removeEverything();
+        setup.fixture.files.waitUntilIdle();
+        QCOMPARE(setup.model().state(), AppState::needs(QStringLiteral("no alert to be had")));
+        QCOMPARE(setup.model().log.lines().last(),
+                 QStringLiteral("• Problem: no alert to be had"));
+        QVERIFY(setup.exists("Game/old.txt"));
+    }
+
     void savesAreShownOnceThereAreSome()
     {
         Complete setup;
@@ -203,14 +308,34 @@ private Q_SLOTS:
         QCOMPARE(setup.desktop.alerts.size(), 1);
     }
 
+    void theSaveFolderIsNamedAsTheEngineNamesIt_data()
+    {
+        QTest::addColumn<QString>("project");
+        QTest::addColumn<QString>("folder");
+        QTest::newRow("plain") << QStringLiteral("A game") << QStringLiteral("A game");
+        QTest::newRow("what no folder's name may hold")
+            << QStringLiteral("a:b*c?d\"e<f>g|h/i\\j") << QStringLiteral("a-b-c-d-e-f-g-h-i-j");
+        QTest::newRow("dot") << QStringLiteral(".") << QStringLiteral("dot");
+        QTest::newRow("dots") << QStringLiteral("..") << QStringLiteral("twodots");
+        QTest::newRow("dots and blanks") << QStringLiteral(" .. ") << QStringLiteral("twodots");
+        QTest::newRow("a way up") << QStringLiteral("../..") << QStringLiteral("..-..");
+        QTest::newRow("none") << QString() << QStringLiteral("[unnamed project]");
+        QTest::newRow("blank") << QStringLiteral(" ") << QStringLiteral("[unnamed project]");
+    }
+
     void theSaveFolderIsNamedAsTheEngineNamesIt()
     {
+        QFETCH(const QString, project);
+        QFETCH(const QString, folder);
         Complete setup;
         ProjectInfo info;
-        info.name = QStringLiteral("a:b*c?d\"e<f>g|h/i\\j");
+        info.name = project;
         setup.model().info = info;
-        QCOMPARE(setup.model().savesFolder(),
-                 setup.fixture.files.saves() + QStringLiteral("/a-b-c-d-e-f-g-h-i-j"));
+        QCOMPARE(setup.model().savesFolder(), setup.fixture.files.saves() + u'/' + folder);
+        // Nothing is shown that is not the game's own.
+        QDir().mkpath(setup.fixture.files.saves());
+        setup.model().showSaves();
+        QVERIFY(setup.desktop.revealed.isEmpty());
     }
 
     void filesAreRevealedOnceThereAreSome()
@@ -270,6 +395,47 @@ private Q_SLOTS:
         QCOMPARE(setup.desktop.alerts, (QList<Alert>{expected, expected, expected}));
         setup.fixture.files.waitUntilIdle();
         QCOMPARE(setup.model().log.lines().last(), QStringLiteral("• Game stopped"));
+    }
+
+    void quittingWhileARemovalMeasures()
+    {
+        Complete setup;
+        WorkerHold workers;
+        setup.model().removeEverything();
+        QCoreApplication::processEvents();
+        QVERIFY(setup.model().confirmQuit());
+        workers.open();
+        setup.fixture.files.waitUntilIdle();
+        QVERIFY2(setup.desktop.alerts.isEmpty(), "nobody is there to answer any more");
+        QVERIFY(setup.exists("Game/old.txt"));
+    }
+
+    void quittingWhileARemovalAsks()
+    {
+        Complete setup;
+        setup.desktop.answer = 1;
+        setup.desktop.onAlert = [&] { QVERIFY(setup.model().confirmQuit()); };
+        setup.model().removeEverything();
+        setup.fixture.files.waitUntilIdle();
+        QCOMPARE(setup.desktop.alerts.size(), 1);
+        QVERIFY(setup.exists("Game/old.txt"));
+    }
+
+    void quittingWhileARemovalDeletes()
+    {
+        Complete setup;
+        WorkerHold workers;
+        setup.model().removeEverything();
+        QCoreApplication::processEvents();
+        workers.letPass();
+        spinUntil([&] { return !setup.desktop.alerts.isEmpty(); });
+        setup.desktop.answer = 1;
+        QVERIFY(!setup.model().confirmQuit());
+        QCOMPARE(setup.desktop.alerts.last().message,
+                 QStringLiteral("A download is still running"));
+        workers.open();
+        setup.fixture.files.waitUntilIdle();
+        QVERIFY(!QFileInfo::exists(setup.fixture.files.root()));
     }
 
     void quittingWhileATaskRuns()

@@ -1,6 +1,7 @@
 // Setup and play from end to end: a real host, real archives, a real child process.
 
 #include "PipelineFixture.h"
+#include "core/StatusBox.h"
 #include "demo/GitArchive.h"
 #include "services/Files.h"
 #include "support/Await.h"
@@ -14,6 +15,21 @@ namespace {
 const auto zipName = [](const PipelineFixture &fixture) {
     return EngineSpec{QStringLiteral("4.3-stable"), false}.zipName(fixture.files.platform);
 };
+
+/// What the engine script has got.
+QStringList arguments(const PipelineFixture &fixture, const char *run)
+{
+    const QString file = fixture.project() + QStringLiteral("/%1 arguments").arg(QLatin1String(run));
+    return QString::fromUtf8(ModelFixture::read(file)).split(u'\n', Qt::SkipEmptyParts);
+}
+
+/// Serves events until everything is served that was queued before.
+void serveTheQueue()
+{
+    bool served = false;
+    QMetaObject::invokeMethod(qApp, [&] { served = true; }, Qt::QueuedConnection);
+    spinUntil([&] { return served; });
+}
 
 } // namespace
 
@@ -54,7 +70,15 @@ private Q_SLOTS:
                               QStringLiteral("The game is open"), QString()}));
         QVERIFY(states.contains(
             AppState::downloading(QStringLiteral("Step 2 of 3 · Unpacking the engine"))));
+        QVERIFY(states.contains(
+            AppState::settingUp(QStringLiteral("Step 3 of 3 · First-time setup, this can take a "
+                                               "minute or more"))));
         const QString project = fixture.project();
+        QCOMPARE(arguments(fixture, "import"),
+                 (QStringList{QStringLiteral("--headless"), QStringLiteral("--import"),
+                              QStringLiteral("--path"), project, QStringLiteral("--quit")}));
+        QCOMPARE(arguments(fixture, "play"),
+                 (QStringList{QStringLiteral("--path"), project, QStringLiteral("--windowed")}));
         QCOMPARE(
             model.log.lines(),
             (QStringList{QStringLiteral("• Downloading the game from %1/tessel-works/godot-brindle "
@@ -160,7 +184,101 @@ private Q_SLOTS:
             fixture.logHas(QStringLiteral("• Starting: Godot --path %1 --fullscreen --resolution "
                                           "2560x1440")
                                .arg(fixture.project())));
+        QCOMPARE(arguments(fixture, "play"),
+                 (QStringList{QStringLiteral("--path"), fixture.project(),
+                              QStringLiteral("--fullscreen"), QStringLiteral("--resolution"),
+                              QStringLiteral("2560x1440")}));
         fixture.finish(11, 0);
+    }
+
+    void aGameInCSharpGetsTheEngineForIt()
+    {
+        PipelineFixture fixture;
+        fixture.offerGame(PipelineFixture::projectFile("4.3", "C#"));
+        fixture.offerEngine(ModelFixture::engineScript(), QStringLiteral("4.3"), true);
+        fixture.playUntilOpen();
+        QVERIFY(fixture.logHas(QStringLiteral("• Game ready: Piped, needs Godot 4.3 (.NET)")));
+        QVERIFY(QFileInfo::exists(fixture.files.root(QStringLiteral("Engine/4.3-stable-mono"))));
+        QStringList markers = Files::names(fixture.files.root()).filter(QStringLiteral("imported"));
+        QCOMPARE(markers, QStringList{QStringLiteral("imported-4.3-stable-mono.txt")});
+        QCOMPARE(ModelFixture::read(fixture.files.root(markers.first())), QByteArray("ok"));
+        fixture.finish(11, 0);
+
+        fixture.files.restart();
+        QCOMPARE(fixture.model().state(), AppState::ready());
+        fixture.playUntilOpen();
+        QVERIFY2(!fixture.logHas(QStringLiteral("engine is importing")), "it was imported before");
+        fixture.finish(11, 0);
+    }
+
+    void aGameThatIsNotStartingAnyMoreDoesNotCountAsOpen_data()
+    {
+        QTest::addColumn<int>("phase");
+        using Phase = AppState::Phase;
+        for (const Phase phase : {Phase::notDownloaded, Phase::downloading, Phase::settingUp,
+                                  Phase::needs, Phase::ready, Phase::playing}) {
+            QTest::addRow("%d", static_cast<int>(phase)) << static_cast<int>(phase);
+        }
+    }
+    void aGameThatIsNotStartingAnyMoreDoesNotCountAsOpen()
+    {
+        QFETCH(const int, phase);
+        PipelineFixture fixture;
+        fixture.files.installByHand(ModelFixture::engineScript());
+        fixture.playUntilOpen();
+        AppModel &model = fixture.model();
+        const AppState other{static_cast<AppState::Phase>(phase), QStringLiteral("other")};
+        model.state = other;
+        fixture.clock->advance(Clock::Duration(10));
+        serveTheQueue();
+        serveTheQueue();
+        QCOMPARE(model.state(), other);
+        QCOMPARE(model.stepText(), QStringLiteral("Starting the game…"));
+        fixture.finish(1, 0);
+    }
+
+    void whatARunHasInFlightEndsWithIt()
+    {
+        PipelineFixture fixture;
+        fixture.offerGame(PipelineFixture::projectFile("4.9"));
+        AppModel &model = fixture.model();
+        model.startWork(true);
+        const StatusBox status(&model);
+        const AppModel::Progress progress = model.progressHandler();
+        // On its way when the run ends.
+        connect(&model, &AppModel::stateChanged, this, [&] {
+            if (model.state().phase == AppState::Phase::needs) {
+                status.set(QStringLiteral("too late"));
+                progress(1, 2, 3);
+            }
+        });
+        fixture.files.waitUntilIdle();
+        const AppState end = model.state();
+        QCOMPARE(end.phase, AppState::Phase::needs);
+        const QString step = model.stepText();
+        serveTheQueue();
+        QCOMPARE(model.state(), end);
+        QCOMPARE(model.stepText(), step);
+        QVERIFY(!model.progress());
+        QCOMPARE(model.detail(), QString());
+
+        // Nor does it reach the next run.
+        fixture.stall(ReleaseHost::gamePath());
+        model.updateGame();
+        spinUntil([&] { return fixture.stalled.load(); });
+        const AppState running = model.state();
+        status.set(QStringLiteral("later still"));
+        progress(1, 2, 3);
+        serveTheQueue();
+        QCOMPARE(model.state(), running);
+        QVERIFY(!model.progress());
+        QCOMPARE(model.detail(), QString());
+        // Its own do.
+        model.progressHandler()(1, 2, 3);
+        serveTheQueue();
+        QCOMPARE(model.progress(), std::optional(0.5));
+        model.cancel();
+        fixture.files.waitUntilIdle();
     }
 
     void aFailedImportIsTriedAgain()
@@ -209,7 +327,8 @@ private Q_SLOTS:
                                  << QStringLiteral("This game was made with Godot 3 "
                                                    "(config_version 4). This app only runs Godot 4 "
                                                    "games.");
-        QTest::newRow("no version") << QByteArray("config_version=5\n") << none
+        QTest::newRow("no version") << QByteArray("config_version=5\nconfig/name=\"Piped\"\n")
+                                    << none
                                     << QStringLiteral("The game's project.godot does not say which "
                                                       "Godot version it needs.");
         QTest::newRow("unknown engine")
@@ -249,6 +368,8 @@ private Q_SLOTS:
         }
         QCOMPARE(fixture.model().state(), AppState::needs(message));
         QCOMPARE(fixture.model().log.lines().last(), QStringLiteral("• Problem: ") + message);
+        QCOMPARE(fixture.logHas(QStringLiteral("• Game ready: Piped, needs Godot ?")),
+                 message.endsWith(QStringLiteral("which Godot version it needs.")));
         QVERIFY(!fixture.model().failure());
         QVERIFY(!fixture.model().progress());
         QCOMPARE(fixture.model().detail(), QString());

@@ -127,6 +127,7 @@ private Q_SLOTS:
     void removesFoldersDeeperThanPathsAndDescriptorsReach();
     void freesThePlaceEvenWhenSomethingCantBeDeleted();
     void removesInPlaceWhenRenamingFails();
+    void freesThePlaceEvenWhenItIsStopped();
 
     void clearsWhatInterruptedCallsLeft();
 
@@ -344,6 +345,21 @@ void FilesTest::removesInPlaceWhenRenamingFails()
     QVERIFY2(failure->description().startsWith(tree + QStringLiteral(": ")), failure->what());
     QCOMPARE(Files::names(path(QStringLiteral("fixed"))), QStringList{QStringLiteral("tree")});
     QCOMPARE(Files::names(tree), QStringList());
+}
+
+void FilesTest::freesThePlaceEvenWhenItIsStopped()
+{
+    const QString tree = path(QStringLiteral("tree"));
+    QVERIFY(QDir().mkpath(tree + QStringLiteral("/a/b")));
+    std::stop_source stop;
+    stop.request_stop();
+    Files::remove(tree, stop.get_token());
+    QVERIFY(!exists(tree));
+    const QStringList left = sortedNames(folder_->path());
+    QCOMPARE(left.size(), 1);
+    QVERIFY2(exists(path(left.first()) + QStringLiteral("/a")), "the rest was not to be waited for");
+    Files::clearRemoved(folder_->path());
+    QCOMPARE(sortedNames(folder_->path()), QStringList());
 }
 
 void FilesTest::clearsWhatInterruptedCallsLeft()
