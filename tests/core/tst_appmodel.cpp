@@ -169,8 +169,8 @@ private Q_SLOTS:
 
     void aSlowDiskDelaysNobodyWhoChangesASetting()
     {
-        ModelFixture fixture(realClock());
         SlowSettings disk;
+        ModelFixture fixture(realClock());
         fixture.settingsFormat = disk.format();
         fixture.model().setFullscreen(true);
         disk.waitUntilWriting();
@@ -196,8 +196,8 @@ private Q_SLOTS:
     void theEndWaitsForASettingToBeStored()
     {
         QFETCH(const bool, stuck);
-        ModelFixture fixture(realClock());
         SlowSettings disk;
+        ModelFixture fixture(realClock());
         fixture.settingsFormat = disk.format();
         QMetaObject::Connection opening;
         if (!stuck) {

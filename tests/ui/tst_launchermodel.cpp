@@ -4,6 +4,7 @@
 
 #include "services/SteadyClock.h"
 #include "support/Await.h"
+#include "support/WorkerHold.h"
 #include "ui/LauncherModel.h"
 
 #include <QDesktopServices>
@@ -105,6 +106,30 @@ private Q_SLOTS:
         QCOMPARE(app().work(), work);
         fixture_->waitUntilIdle();
         QCOMPARE(app().log.lines().filter(QStringLiteral("• Downloading the game")).size(), 1);
+    }
+
+    void nothingCanBePlayedWhileATaskRuns()
+    {
+        fixture_->installByHand(ModelFixture::engineScript());
+        app().refreshState();
+        fixture_->desktop->answer = 1;
+        QList<bool> said;
+        connect(launcher_.get(), &LauncherModel::canPlayChanged, this,
+                [&] { said << launcher_->canPlay(); });
+        QVERIFY(launcher_->canPlay());
+        WorkerHold workers;
+        launcher_->removeEverything();
+        // It measures, and the phase says nothing of it.
+        QCOMPARE(launcher_->phase(), QStringLiteral("ready"));
+        QVERIFY(!launcher_->canPlay());
+        QCOMPARE(said, QList<bool>{false});
+        const auto work = app().work();
+        launcher_->play();
+        QCOMPARE(app().work(), work);
+        workers.open();
+        fixture_->waitUntilIdle();
+        QVERIFY(launcher_->canPlay());
+        QCOMPARE(said.last(), true);
     }
 
     void stopMarksTheRun()
@@ -222,7 +247,10 @@ private Q_SLOTS:
             QCOMPARE(launcher_->resolution(), 3);
         }
         const QSettings saved(fixture_->settingsFile(), QSettings::IniFormat);
-        QCOMPARE(saved.value(QStringLiteral("resolution")).toString(), QStringLiteral("1920x1080"));
+        spinUntil([&] {
+            return saved.value(QStringLiteral("resolution")).toString() ==
+                   QStringLiteral("1920x1080");
+        });
     }
 
     void storageIsMeasuredOnRequest()
