@@ -173,11 +173,12 @@ void BrindleApp::commitSession(QSessionManager &manager)
         return;
     }
     sessionEnds_ = mayTerminate();
-    manager.release();
-    if (!sessionEnds_) {
-        manager.cancel();
-        reopenWhenIdle();
+    if (sessionEnds_) {
+        manager.release();
+        return;
     }
+    manager.cancel();
+    reopenWhenIdle();
 }
 
 } // namespace brindle

@@ -208,6 +208,20 @@ private Q_SLOTS:
         QCOMPARE(answer, 0);
     }
 
+    void dismissingAnswersWithTheLast()
+    {
+        desktop_->dismissAlert(); // nothing is asked
+        int second = -1;
+        const int answer = run(question, [&](QQuickWindow *window) {
+            desktop_->dismissAlert();
+            QVERIFY(!window->isVisible());
+            // The place is free for another, although the first call has not returned.
+            second = run(question, [](QQuickWindow *next) { QTest::keyClick(next, Qt::Key_Return); });
+        });
+        QCOMPARE(second, 0);
+        QCOMPARE(answer, 1);
+    }
+
     void theApplicationsEndAnswersWithTheLast()
     {
         QCOMPARE(run(question, [](QQuickWindow *) { QCoreApplication::exit(); }), 1);

@@ -1,0 +1,97 @@
+#include "AppFixture.h"
+
+#include "services/SteadyClock.h"
+#include "support/Await.h"
+
+#include "ui/Views.h"
+
+#include <QGuiApplication>
+#include <QPointer>
+#include <QQuickItem>
+#include <QtTest>
+
+namespace brindle {
+
+void AppFixture::prepare()
+{
+    Views::prepare();
+    QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
+    files_ = std::make_unique<ModelFixture>(std::make_shared<SteadyClock>());
+    files_->installByHand(ModelFixture::engineScript());
+    AppModel::compose([this] {
+        AppModelParts parts;
+        parts.storageRoot = files_->root();
+        parts.temporaryFolder = files_->temporaryFolder();
+        parts.settings = std::make_unique<QSettings>(files_->settingsFile(), QSettings::IniFormat);
+        parts.codeHost = files_->codeHost;
+        parts.platform = files_->platform;
+        parts.desktop = desktop_;
+        parts.clock = files_->clock;
+        return parts;
+    });
+}
+
+void AppFixture::start()
+{
+    // An earlier test's end of the application still keeps event loops from running.
+    QTimer::singleShot(0, this, [] { QCoreApplication::exit(0); });
+    QGuiApplication::exec();
+    app_ = std::make_unique<BrindleApp>(desktop_);
+    endings_ = std::make_unique<QSignalSpy>(app_.get(), &BrindleApp::ending);
+    app_->open();
+    QVERIFY(QTest::qWaitForWindowExposed(app_->window()));
+}
+
+void AppFixture::stop()
+{
+    if (model().work()) {
+        model().cancel();
+        spinUntil([] { return !model().work(); });
+    }
+    app_.reset();
+}
+
+QString AppFixture::alertText(const char *name) const
+{
+    auto *const item = alert()->findChild<QQuickItem *>(QLatin1String(name));
+    return item ? item->property("text").toString() : QString();
+}
+
+void AppFixture::startGame()
+{
+    const auto games = [] {
+        return model().log.lines().count(QStringLiteral("engine is playing"));
+    };
+    const auto before = games();
+    model().startWork(true);
+    spinUntil([games, before] { return games() > before; });
+}
+
+void AppFixture::finishGame()
+{
+    ModelFixture::finishGame(files_->root(QStringLiteral("Game/godot-brindle-main")), 0);
+    spinUntil([] { return !model().work(); });
+}
+
+void AppFixture::ask(const std::function<void()> &request, int button,
+                     const std::function<void()> &meanwhile)
+{
+    bool answered = false;
+    QTimer watch;
+    connect(&watch, &QTimer::timeout, this, [&] {
+        if (alert() && alert()->isExposed()) {
+            watch.stop();
+            const QPointer<QQuickWindow> asked = alert();
+            meanwhile();
+            answered = true;
+            if (asked && asked == alert()) {
+                QMetaObject::invokeMethod(asked, "answered", Q_ARG(int, button));
+            }
+        }
+    });
+    watch.start(5);
+    request();
+    spinUntil([&] { return answered && !alert(); });
+}
+
+} // namespace brindle

@@ -1,0 +1,244 @@
+// The end of a desktop session, as a session manager tells it.
+
+#include "AppFixture.h"
+
+#include "support/Await.h"
+
+#include <QtTest>
+
+#include <array>
+#include <poll.h>
+#include <stdexcept>
+#include <sys/socket.h>
+#include <unistd.h>
+
+using namespace brindle;
+
+namespace {
+
+/// The session manager of this process.
+class Session
+{
+public:
+    /// Starts it and makes it the one that the application finds.
+    void start()
+    {
+        std::array<int, 2> ends = {};
+        if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()) != 0) {
+            throw std::runtime_error("no socket to be had");
+        }
+        line_ = ends[0];
+        if (fork() == 0) {
+            dup2(ends[1], STDIN_FILENO);
+            dup2(ends[1], STDOUT_FILENO);
+            execl(SESSION_MANAGER, SESSION_MANAGER, nullptr);
+            _exit(1);
+        }
+        ::close(ends[1]);
+        while (heard_.isEmpty()) {
+            listen(-1);
+        }
+        qputenv("SESSION_MANAGER", heard_.takeFirst().toUtf8());
+    }
+
+    void tell(const char *what) const
+    {
+        const QByteArray line = QByteArray(what) + '\n';
+        if (::write(line_, line.constData(), static_cast<size_t>(line.size())) != line.size()) {
+            throw std::runtime_error("the session manager has gone");
+        }
+    }
+
+    /// Serves events until the client has done that; returns what it did until then.
+    QStringList waitFor(const QString &what)
+    {
+        QStringList done;
+        spinUntil([&] {
+            listen(0);
+            while (!heard_.isEmpty() && !done.contains(what)) {
+                done << heard_.takeFirst();
+            }
+            return done.contains(what);
+        });
+        return done;
+    }
+
+private:
+    void listen(int milliseconds)
+    {
+        pollfd state = {line_, POLLIN, 0};
+        if (poll(&state, 1, milliseconds) != 1) {
+            return;
+        }
+        std::array<char, 256> bytes = {};
+        const ssize_t count = ::read(line_, bytes.data(), bytes.size());
+        if (count <= 0) {
+            throw std::runtime_error("the session manager has gone");
+        }
+        text_.append(bytes.data(), count);
+        for (qsizetype end = text_.indexOf('\n'); end >= 0; end = text_.indexOf('\n')) {
+            heard_ << QString::fromUtf8(text_.left(end));
+            text_.remove(0, end + 1);
+        }
+    }
+
+    int line_ = -1;
+    QByteArray text_;
+    QStringList heard_;
+};
+
+Session session;
+const auto agrees = QStringLiteral("agrees");
+const auto refuses = QStringLiteral("does not agree");
+
+} // namespace
+
+class TestSession : public AppFixture
+{
+    Q_OBJECT
+
+    /// The session asks whether it may end; returns what the application did until it answered.
+    static QStringList commit(const QString &answer)
+    {
+        session.tell("ask");
+        return session.waitFor(answer);
+    }
+
+    void die()
+    {
+        session.tell("die");
+        spinUntil([this] { return endings() > 0; });
+        spinUntil([] { return !model().work(); });
+        QCOMPARE(endings(), 1);
+        QVERIFY(!alert());
+    }
+
+public:
+    /// Before there is an application, which looks for its session once.
+    static void initMain() { session.start(); }
+
+private Q_SLOTS:
+    void initTestCase()
+    {
+        prepare();
+        // What a client is asked that has just come.
+        session.waitFor(agrees);
+    }
+    void init() { start(); }
+    void cleanup() { stop(); }
+
+    void anIdleLauncherEndsWithTheSession()
+    {
+        QCOMPARE(commit(agrees), (QStringList{QStringLiteral("wants to ask"),
+                                              QStringLiteral("has asked"), agrees}));
+        QVERIFY2(endings() == 0, "others may still keep the session");
+        QVERIFY(app().window()->isVisible());
+        die();
+        QVERIFY(!app().window()->isVisible());
+    }
+
+    void aSessionThatGoesOnKeepsTheLauncher()
+    {
+        commit(agrees);
+        session.tell("cancelled");
+        QCOMPARE(commit(agrees).constLast(), agrees);
+        QCOMPARE(endings(), 0);
+        session.tell("cancelled");
+        startGame();
+        finishGame();
+    }
+
+    void quitEndsTheGameAndTheSession()
+    {
+        startGame();
+        ask([] { commit(agrees); }, 0,
+            [this] {
+                QCOMPARE(alertText("alertMessage"), QStringLiteral("The game is still running"));
+            });
+        QCOMPARE(endings(), 0);
+        spinUntil([] { return !model().work(); });
+        QVERIFY(model().log.lines().contains(QStringLiteral("• Game stopped")));
+        die();
+    }
+
+    void keepOpenKeepsTheSession()
+    {
+        startGame();
+        QStringList done;
+        ask([&] { done = commit(refuses); }, 1);
+        QCOMPARE(done, (QStringList{QStringLiteral("wants to ask"),
+                                    QStringLiteral("has asked and cancels"), refuses}));
+        session.tell("cancelled");
+        QCOMPARE(endings(), 0);
+        QVERIFY(model().gameRunning());
+        // It still asks about a request of the player's own.
+        ask([this] { app().quit(); }, 1);
+        QCOMPARE(endings(), 0);
+        finishGame();
+    }
+
+    void keepOpenBringsTheWindowBack()
+    {
+        startGame();
+        ask([this] { app().window()->close(); }, 1);
+        QVERIFY(!app().window()->isVisible());
+        ask([] { commit(refuses); }, 1, [this] { finishGame(); });
+        session.tell("cancelled");
+        spinUntil([this] { return app().window()->isVisible(); });
+    }
+
+    void anOpenQuestionIsAnsweredWithNo()
+    {
+        QStringList done;
+        ask([&] { model().removeEverything(); spinUntil([] { return !model().work(); }); }, 0,
+            [&] {
+                done = commit(agrees);
+                QVERIFY(!alert());
+            });
+        QCOMPARE(done, (QStringList{QStringLiteral("wants to ask"), QStringLiteral("has asked"),
+                                    agrees}));
+        QVERIFY2(QFileInfo::exists(root()), "nobody has said Remove");
+        QCOMPARE(endings(), 0);
+        die();
+    }
+
+    void theQuestionWhetherToQuitIsAskedAnew()
+    {
+        startGame();
+        int questions = 0;
+        ask([this] { app().quit(); }, 0,
+            [&] {
+                const QPointer<QQuickWindow> first = alert();
+                ask([] { commit(refuses); }, 1, [&] {
+                    ++questions;
+                    QVERIFY(!first || !first->isVisible());
+                });
+            });
+        QCOMPARE(questions, 1);
+        session.tell("cancelled");
+        QVERIFY(model().gameRunning());
+        QCOMPARE(endings(), 0);
+        finishGame();
+    }
+
+    void whereNothingMayBeAskedTheGameEndsWithTheSession()
+    {
+        startGame();
+        session.tell("silently");
+        QCOMPARE(session.waitFor(agrees), QStringList{agrees});
+        QVERIFY(!alert());
+        QVERIFY2(model().gameRunning(), "the session may yet go on");
+        die();
+        QVERIFY(model().log.lines().contains(QStringLiteral("• Game stopped")));
+    }
+
+    void anEndThatHasBegunAgrees()
+    {
+        app().end();
+        QCOMPARE(commit(agrees), QStringList{agrees});
+        QCOMPARE(endings(), 1);
+    }
+};
+
+QTEST_MAIN(TestSession)
+#include "tst_session.moc"
