@@ -143,8 +143,6 @@ void BrindleApp::terminate()
 {
     ending_ = true;
     Q_EMIT ending();
-    // What is asked from now on is answered with no.
-    desktop_->setWindow(nullptr, nullptr);
     window_->hide();
     const auto exit = [] { QCoreApplication::exit(0); };
     if (!model_.work()) {

@@ -17,6 +17,14 @@ QString enginePath(const PipelineFixture &fixture)
     return ReleaseHost::enginePath(spec.version, spec.zipName(fixture.files.platform));
 }
 
+/// What the main thread has to do until it waits for a worker.
+void serveEvents()
+{
+    for (int i = 0; i < 10; ++i) {
+        QCoreApplication::processEvents();
+    }
+}
+
 const auto marker = QStringLiteral("imported-4.3-stable.txt");
 
 } // namespace
@@ -81,8 +89,48 @@ private Q_SLOTS:
         fixture.model().startWork(true);
         fixture.model().cancel();
         fixture.files.waitUntilIdle();
-        QCOMPARE(fixture.model().log.lines().last(), QStringLiteral("• Cancelled"));
+        QCOMPARE(fixture.model().log.lines(), QStringList{QStringLiteral("• Cancelled")});
         QCOMPARE(fixture.model().state(), AppState::notDownloaded());
+    }
+
+    void aCancelWhileTheDownloadIsPreparedAsksNobody()
+    {
+        PipelineFixture fixture;
+        WorkerHold workers;
+        fixture.model().startWork(true);
+        serveEvents();
+        workers.letPass(); // looking for the game
+        serveEvents();
+        QVERIFY(fixture.model().canCancel());
+        fixture.model().cancel();
+        workers.open();
+        fixture.files.waitUntilIdle();
+        QCOMPARE(fixture.model().log.lines().last(), QStringLiteral("• Cancelled"));
+        QCOMPARE(fixture.host.requests(), QStringList());
+        QVERIFY(!QFileInfo::exists(fixture.files.root(QStringLiteral("unfinished"))));
+    }
+
+    void aCancelWhileTheProjectIsReadFetchesNoAddon()
+    {
+        PipelineFixture fixture;
+        fixture.files.installByHand(ModelFixture::engineScript());
+        ModelFixture::write(fixture.project() + QStringLiteral("/.gitmodules"),
+                            PipelineFixture::gitmodules().replace(
+                                "{host}", fixture.host.url().toString().toUtf8()));
+        const QString unfinished = fixture.files.root(QStringLiteral("unfinished"));
+        ModelFixture::write(unfinished, "x");
+        WorkerHold workers;
+        fixture.model().startWork(true);
+        serveEvents();
+        workers.letPass(); // looking for the game
+        serveEvents();
+        fixture.model().cancel();
+        workers.open();
+        fixture.files.waitUntilIdle();
+        QCOMPARE(fixture.model().info().submodules.size(), 2);
+        QCOMPARE(fixture.model().log.lines(), QStringList{QStringLiteral("• Cancelled")});
+        QCOMPARE(fixture.host.requests(), QStringList());
+        QVERIFY2(QFileInfo::exists(unfinished), "the next Play goes on from there");
     }
 
     void aCancelWhileAWorkerIsAwaitedCounts_data()
@@ -107,11 +155,6 @@ private Q_SLOTS:
         fixture.files.installByHand(ModelFixture::engineScript());
         QFile::remove(fixture.files.root(marker));
         AppModel &model = fixture.model();
-        const auto serveEvents = [] {
-            for (int i = 0; i < 10; ++i) {
-                QCoreApplication::processEvents();
-            }
-        };
         WorkerHold workers;
         model.startWork(true);
         serveEvents();

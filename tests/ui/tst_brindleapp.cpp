@@ -230,8 +230,6 @@ private Q_SLOTS:
         spinUntil([] { return !model().work(); });
         QVERIFY(!alert());
         QVERIFY(QFileInfo::exists(root()));
-        // Nor by anybody else.
-        model().showSaves();
     }
 
     void aMinimizedWindowIsBroughtBack()
