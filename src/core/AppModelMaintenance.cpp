@@ -148,7 +148,6 @@ QCoro::Task<> AppModel::removeAndRun(QStringList removed, std::stop_token stop)
     };
     auto removing = runOnWorker(remove);
     co_await removing;
-    checkCancellation(stop);
     projectURL_ = std::nullopt;
     auto running = runAll(false, stop);
     co_await running;

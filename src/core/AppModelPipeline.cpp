@@ -77,9 +77,9 @@ QCoro::Task<> AppModel::runAll(bool launch, std::stop_token stop)
     auto preparingGame = prepareGame(stop);
     co_await preparingGame;
 
-    checkCancellation(stop);
     auto search = findProject();
     const std::optional<QString> project = co_await search;
+    checkCancellation(stop);
     if (!project) {
         throw SetupError(QStringLiteral("The game folder could not be found."));
     }
