@@ -31,7 +31,7 @@ public:
             return errno;
         }
         empty(".");
-        while (!waiting_.empty() && !stop_.stop_requested()) {
+        while (!waiting_.empty()) {
             const QByteArray name = std::move(waiting_.back());
             waiting_.pop_back();
             empty(name);

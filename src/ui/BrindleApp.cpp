@@ -171,12 +171,10 @@ void BrindleApp::commitSession(QSessionManager &manager)
         return;
     }
     sessionEnds_ = mayTerminate();
-    if (sessionEnds_) {
-        manager.release();
-        return;
+    if (!sessionEnds_) {
+        manager.cancel();
+        reopenWhenIdle();
     }
-    manager.cancel();
-    reopenWhenIdle();
 }
 
 } // namespace brindle
