@@ -274,17 +274,17 @@ QCoro::Task<std::optional<QString>> AppModel::findProject() const
 
 AppModel::Progress AppModel::progressHandler()
 {
-    return [model = QPointer<AppModel>(this), run = work_](qint64 done, qint64 total,
-                                                           double speed) {
-        QMetaObject::invokeMethod(
-            QCoreApplication::instance(),
-            [model, run, done, total, speed] {
-                if (model && model->work() == run) {
-                    model->updateProgress(done, total, speed);
-                }
-            },
-            Qt::QueuedConnection);
-    };
+    return
+        [model = QPointer<AppModel>(this), run = work_](qint64 done, qint64 total, double speed) {
+            QMetaObject::invokeMethod(
+                QCoreApplication::instance(),
+                [model, run, done, total, speed] {
+                    if (model && model->work() == run) {
+                        model->updateProgress(done, total, speed);
+                    }
+                },
+                Qt::QueuedConnection);
+        };
 }
 
 /// The state and the headline of a download that begins.

@@ -199,18 +199,27 @@ private Q_SLOTS:
         SlowSettings disk;
         ModelFixture fixture(realClock());
         fixture.settingsFormat = disk.format();
-        QMetaObject::Connection opening;
-        if (!stuck) {
-            // Before the model hears of the end, so that it is the model that waits.
-            opening = connect(qApp, &QCoreApplication::aboutToQuit, this, [&] { disk.open(); });
-        }
         fixture.model().setFullscreen(true);
         disk.waitUntilWriting();
+        // Behind the model, which hears of the end first.
+        QSemaphore ended;
+        int writes = -1;
+        const auto listening = connect(qApp, &QCoreApplication::aboutToQuit, this, [&] {
+            writes = disk.writes();
+            ended.release();
+        });
+        // The disk wakes up while the model waits, but no sooner than the end would be without it.
+        std::thread waking([&] {
+            if (!stuck && !ended.tryAcquire(1, 300)) {
+                disk.open();
+            }
+        });
         QTimer::singleShot(0, this, [] { QCoreApplication::exit(0); });
         QCoreApplication::exec();
-        QCOMPARE(disk.writes() > 0, !stuck);
-        disconnect(opening);
+        waking.join();
+        disconnect(listening);
         disk.open();
+        QCOMPARE(writes > 0, !stuck);
     }
 
     void saysThatSettingsCantBeStored()

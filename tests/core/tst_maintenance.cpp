@@ -223,8 +223,8 @@ private Q_SLOTS:
         setup.model().log.append(QStringLiteral("kept"));
         const FailureReport report{QStringLiteral("kept"), {QStringLiteral("as well")}};
         setup.model().failure = report;
-        const QByteArray description = ModelFixture::read(
-            setup.fixture.files.root(QStringLiteral("info.json")));
+        const QByteArray description =
+            ModelFixture::read(setup.fixture.files.root(QStringLiteral("info.json")));
         const QStringList files = Files::names(setup.fixture.files.root());
         setup.model().removeEverything();
         setup.fixture.files.waitUntilIdle();
@@ -286,8 +286,7 @@ private Q_SLOTS:
         setup.model().removeEverything();
         setup.fixture.files.waitUntilIdle();
         QCOMPARE(setup.model().state(), AppState::needs(QStringLiteral("no alert to be had")));
-        QCOMPARE(setup.model().log.lines().last(),
-                 QStringLiteral("• Problem: no alert to be had"));
+        QCOMPARE(setup.model().log.lines().last(), QStringLiteral("• Problem: no alert to be had"));
         QVERIFY(setup.exists("Game/old.txt"));
     }
 

@@ -19,7 +19,8 @@ const auto zipName = [](const PipelineFixture &fixture) {
 /// What the engine script has got.
 QStringList arguments(const PipelineFixture &fixture, const char *run)
 {
-    const QString file = fixture.project() + QStringLiteral("/%1 arguments").arg(QLatin1String(run));
+    const QString file =
+        fixture.project() + QStringLiteral("/%1 arguments").arg(QLatin1String(run));
     return QString::fromUtf8(ModelFixture::read(file)).split(u'\n', Qt::SkipEmptyParts);
 }
 
@@ -327,10 +328,10 @@ private Q_SLOTS:
                                  << QStringLiteral("This game was made with Godot 3 "
                                                    "(config_version 4). This app only runs Godot 4 "
                                                    "games.");
-        QTest::newRow("no version") << QByteArray("config_version=5\nconfig/name=\"Piped\"\n")
-                                    << none
-                                    << QStringLiteral("The game's project.godot does not say which "
-                                                      "Godot version it needs.");
+        QTest::newRow("no version")
+            << QByteArray("config_version=5\nconfig/name=\"Piped\"\n") << none
+            << QStringLiteral("The game's project.godot does not say which "
+                              "Godot version it needs.");
         QTest::newRow("unknown engine")
             << PipelineFixture::projectFile("4.9") << none
             << QStringLiteral("Godot 4.9-stable was not found on the official download page "

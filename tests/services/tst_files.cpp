@@ -357,7 +357,8 @@ void FilesTest::freesThePlaceEvenWhenItIsStopped()
     QVERIFY(!exists(tree));
     const QStringList left = sortedNames(folder_->path());
     QCOMPARE(left.size(), 1);
-    QVERIFY2(exists(path(left.first()) + QStringLiteral("/a")), "the rest was not to be waited for");
+    QVERIFY2(exists(path(left.first()) + QStringLiteral("/a")),
+             "the rest was not to be waited for");
     Files::clearRemoved(folder_->path());
     QCOMPARE(sortedNames(folder_->path()), QStringList());
 }

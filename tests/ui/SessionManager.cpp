@@ -164,8 +164,7 @@ void serve(IceListenObj door)
         }
         for (size_t i = connections.size(); i-- > 0;) {
             if (waiting[i + 2].revents != 0 &&
-                IceProcessMessages(connections[i], nullptr, nullptr) !=
-                    IceProcessMessagesSuccess) {
+                IceProcessMessages(connections[i], nullptr, nullptr) != IceProcessMessagesSuccess) {
                 connections.erase(connections.begin() + static_cast<std::ptrdiff_t>(i));
             }
         }

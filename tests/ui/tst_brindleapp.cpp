@@ -171,7 +171,12 @@ private Q_SLOTS:
     void everyEndAnswersAnOpenQuestion()
     {
         QFETCH(const bool, isQuit);
-        ask([] { model().removeEverything(); spinUntil([] { return !model().work(); }); }, 0,
+        ask(
+            [] {
+                model().removeEverything();
+                spinUntil([] { return !model().work(); });
+            },
+            0,
             [&] {
                 QCOMPARE(alertText("alertMessage"),
                          QStringLiteral("Remove the game and the engine?"));
@@ -207,11 +212,12 @@ private Q_SLOTS:
         ask([] { model().showSaves(); }, 1,
             [this, &asked] {
                 QCOMPARE(alertText("alertMessage"), QStringLiteral("No saves yet"));
-                ask([this] { quit(); }, 1, [this, &asked] {
-                    asked = true;
-                    QCOMPARE(alertText("alertMessage"),
-                             QStringLiteral("The game is still running"));
-                });
+                ask([this] { quit(); }, 1,
+                    [this, &asked] {
+                        asked = true;
+                        QCOMPARE(alertText("alertMessage"),
+                                 QStringLiteral("The game is still running"));
+                    });
             });
         QVERIFY(asked);
         QCOMPARE(endings(), 0);

@@ -216,7 +216,8 @@ private Q_SLOTS:
             desktop_->dismissAlert();
             QVERIFY(!window->isVisible());
             // The place is free for another, although the first call has not returned.
-            second = run(question, [](QQuickWindow *next) { QTest::keyClick(next, Qt::Key_Return); });
+            second =
+                run(question, [](QQuickWindow *next) { QTest::keyClick(next, Qt::Key_Return); });
         });
         QCOMPARE(second, 0);
         QCOMPARE(answer, 1);

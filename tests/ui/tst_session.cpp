@@ -192,7 +192,12 @@ private Q_SLOTS:
     void anOpenQuestionIsAnsweredWithNo()
     {
         QStringList done;
-        ask([&] { model().removeEverything(); spinUntil([] { return !model().work(); }); }, 0,
+        ask(
+            [&] {
+                model().removeEverything();
+                spinUntil([] { return !model().work(); });
+            },
+            0,
             [&] {
                 done = commit(agrees);
                 QVERIFY(!alert());
@@ -211,10 +216,11 @@ private Q_SLOTS:
         ask([this] { app().quit(); }, 0,
             [&] {
                 const QPointer<QQuickWindow> first = alert();
-                ask([] { commit(refuses); }, 1, [&] {
-                    ++questions;
-                    QVERIFY(!first || !first->isVisible());
-                });
+                ask([] { commit(refuses); }, 1,
+                    [&] {
+                        ++questions;
+                        QVERIFY(!first || !first->isVisible());
+                    });
             });
         QCOMPARE(questions, 1);
         session.tell("cancelled");
