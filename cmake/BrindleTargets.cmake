@@ -29,13 +29,11 @@ function(brindle_headers name)
     target_precompile_headers(${name} PRIVATE ${PRE_HEADERS})
 endfunction()
 
-# brindle_test(<name> SOURCES <files…> LINKS <targets…> [RESOURCE_LOCK <lock>] [TIMEOUT <seconds>]
-#              [ON_DISPLAY])
-# One Qt Test program, registered with CTest under the same name; ON_DISPLAY gives it an X display
-# of its own. A folder whose tests show windows sets BRINDLE_TEST_HEADERS to
-# brindle_window_test_headers.
+# brindle_test(<name> SOURCES <files…> LINKS <targets…> [RESOURCE_LOCK <lock>] [TIMEOUT <seconds>])
+# One Qt Test program, registered with CTest under the same name. A folder whose tests show windows
+# sets BRINDLE_TEST_HEADERS to brindle_window_test_headers.
 function(brindle_test name)
-    cmake_parse_arguments(TEST "ON_DISPLAY" "TIMEOUT;RESOURCE_LOCK" "SOURCES;LINKS" ${ARGN})
+    cmake_parse_arguments(TEST "" "TIMEOUT;RESOURCE_LOCK" "SOURCES;LINKS" ${ARGN})
     add_executable(${name} ${TEST_SOURCES})
     # The last two for the headers that are shared.
     target_link_libraries(${name} PRIVATE ${TEST_LINKS} Qt6::Test Qt6::Network QCoro6::Core)
@@ -45,12 +43,7 @@ function(brindle_test name)
     target_precompile_headers(${name} REUSE_FROM ${BRINDLE_TEST_HEADERS})
     # As the precompiled header is, whose target is a library; Qt asks for it only before 6.8.
     target_compile_options(${name} PRIVATE -fPIC)
-    if(TEST_ON_DISPLAY)
-        add_test(NAME ${name}
-            COMMAND "${PROJECT_SOURCE_DIR}/script/on-virtual-display" $<TARGET_FILE:${name}>)
-    else()
-        add_test(NAME ${name} COMMAND ${name})
-    endif()
+    add_test(NAME ${name} COMMAND ${name})
     if(NOT TEST_TIMEOUT)
         set(TEST_TIMEOUT 120)
     endif()

@@ -4,6 +4,7 @@
 
 #include "support/Await.h"
 
+#include <QGuiApplication>
 #include <QtTest>
 
 #include <array>
@@ -11,6 +12,7 @@
 #include <stdexcept>
 #include <sys/socket.h>
 #include <unistd.h>
+#include <vector>
 
 using namespace brindle;
 
@@ -112,10 +114,6 @@ class TestSession : public AppFixture
         QCOMPARE(endings(), 1);
         QVERIFY(!alert());
     }
-
-public:
-    /// Before there is an application, which looks for its session once.
-    static void initMain() { session.start(); }
 
 private Q_SLOTS:
     void initTestCase()
@@ -248,5 +246,19 @@ private Q_SLOTS:
     }
 };
 
-QTEST_MAIN(TestSession)
+int main(int argc, char *argv[])
+{
+    if (qgetenv("QT_QPA_PLATFORM") != "xcb") {
+        std::vector<char *> again{const_cast<char *>(ON_VIRTUAL_DISPLAY)};
+        again.insert(again.end(), argv, argv + argc + 1);
+        execv(ON_VIRTUAL_DISPLAY, again.data());
+        return 1;
+    }
+    // The application looks for its session once, when it is made.
+    session.start();
+    const QGuiApplication application(argc, argv);
+    TestSession test;
+    return QTest::qExec(&test, argc, argv);
+}
+
 #include "tst_session.moc"
