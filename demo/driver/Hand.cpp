@@ -4,12 +4,19 @@
 #include <QMouseEvent>
 #include <QQuickItem>
 #include <QQuickWindow>
+#include <QTimer>
 
+#include <chrono>
 #include <ranges>
 
 namespace brindle {
 
 namespace {
+
+using namespace std::chrono_literals;
+
+/// As people do it.
+constexpr auto betweenClicks = 100ms;
 
 QQuickItem *descendant(QQuickItem *item, const QString &name)
 {
@@ -42,7 +49,14 @@ QQuickItem *Hand::find(const QString &name)
     return nullptr;
 }
 
-bool Hand::press(const QString &name)
+bool Hand::canPress(const QString &name)
+{
+    QQuickItem *const item = find(name);
+    auto *const guard = item ? item->findChild<QQuickItem *>(QStringLiteral("guard")) : nullptr;
+    return item && (!guard || !guard->isVisible());
+}
+
+bool Hand::press(const QString &name, int clicks)
 {
     QQuickItem *const item = find(name);
     if (!item || !item->isEnabled()) {
@@ -59,10 +73,12 @@ bool Hand::press(const QString &name)
         QMouseEvent event(type, place, place, global, Qt::LeftButton, buttons, Qt::NoModifier);
         QCoreApplication::sendEvent(window, &event);
     };
-    QMetaObject::invokeMethod(
-        window, [send] { send(QEvent::MouseButtonPress, Qt::LeftButton); }, Qt::QueuedConnection);
-    QMetaObject::invokeMethod(
-        window, [send] { send(QEvent::MouseButtonRelease, Qt::NoButton); }, Qt::QueuedConnection);
+    for (int click = 0; click < clicks; ++click) {
+        QTimer::singleShot(click * betweenClicks, window, [send] {
+            send(QEvent::MouseButtonPress, Qt::LeftButton);
+            send(QEvent::MouseButtonRelease, Qt::NoButton);
+        });
+    }
     return true;
 }
 

@@ -15,9 +15,13 @@ public:
     /// first; null when there is none.
     static QQuickItem *find(const QString &name);
 
-    /// Clicks the middle of that item, from the event loop: does not wait for what it starts.
-    /// False when there is no such item to be pressed.
-    static bool press(const QString &name);
+    /// Whether there is such an item, and a click would not be taken for one of a double click on
+    /// what was there before.
+    static bool canPress(const QString &name);
+
+    /// Clicks the middle of that item, so many times, from the event loop: does not wait for what
+    /// it starts. False when there is no such item to be pressed.
+    static bool press(const QString &name, int clicks = 1);
 };
 
 } // namespace brindle

@@ -101,7 +101,8 @@ QCoro::Task<> Tour::secondPlay()
 {
     Console::title(QStringLiteral("Second Play: straight to the game, and Stop"));
     stage_.host().forgetRequests();
-    co_await press(QStringLiteral("playButton"));
+    // Stop appears between the two clicks, and takes neither.
+    co_await press(QStringLiteral("playButton"), 2);
     co_await untilState(QStringLiteral("the game's start"), AppState::Phase::starting);
     co_await pause(2s);
     camera_.take(QStringLiteral("second-play"));
@@ -144,15 +145,15 @@ QCoro::Task<> Tour::removal()
     stage_.offerGoodGame();
 }
 
-QCoro::Task<> Tour::press(QString button)
+QCoro::Task<> Tour::press(QString button, int clicks)
 {
     const QString what = QStringLiteral("the button \"%1\"").arg(button);
-    const std::function<bool()> found = [button] { return Hand::find(button) != nullptr; };
-    auto waiting = until(what, found);
+    const std::function<bool()> ready = [button] { return Hand::canPress(button); };
+    auto waiting = until(what, ready);
     co_await waiting;
     auto looking = pause(look / 2);
     co_await looking;
-    if (!Hand::press(button)) {
+    if (!Hand::press(button, clicks)) {
         throw std::runtime_error("can't press " + button.toStdString());
     }
     auto watching = pause(look / 2);

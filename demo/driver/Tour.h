@@ -28,7 +28,7 @@ private:
     QCoro::Task<> brokenUpdate();
     QCoro::Task<> removal();
 
-    QCoro::Task<> press(QString button);
+    QCoro::Task<> press(QString button, int clicks = 1);
     /// Gives up, with what was waited for, after two minutes.
     QCoro::Task<> until(QString what, std::function<bool()> condition);
     QCoro::Task<> untilState(QString what, AppState::Phase phase);

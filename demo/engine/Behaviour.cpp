@@ -20,6 +20,7 @@ Behaviour Behaviour::read(const QString &project)
     Behaviour behaviour;
     take(ini, QStringLiteral("importSeconds"), behaviour.importSeconds);
     take(ini, QStringLiteral("importExit"), behaviour.importExit);
+    take(ini, QStringLiteral("windowSeconds"), behaviour.windowSeconds);
     take(ini, QStringLiteral("playSeconds"), behaviour.playSeconds);
     take(ini, QStringLiteral("playExit"), behaviour.playExit);
     take(ini, QStringLiteral("crashSignal"), behaviour.crashSignal);

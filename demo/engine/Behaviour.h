@@ -10,6 +10,7 @@ struct Behaviour
 {
     double importSeconds = 1.0;
     int importExit = 0;
+    double windowSeconds = 0; ///< a game's window is shown after that
     double playSeconds = -1; ///< a game ends by itself after that; negative: never
     int playExit = 0;
     int crashSignal = 0; ///< at its end the game dies of this signal instead

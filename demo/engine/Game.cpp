@@ -14,7 +14,11 @@
 
 namespace {
 
-constexpr double millisecondsPerSecond = 1000;
+std::chrono::milliseconds inMilliseconds(double seconds)
+{
+    constexpr double millisecondsPerSecond = 1000;
+    return std::chrono::milliseconds(static_cast<qint64>(seconds * millisecondsPerSecond));
+}
 
 bool hasDisplay()
 {
@@ -62,7 +66,10 @@ int Game::run(int &argc, char **argv, const Project &project, const CommandLine 
         if (line.resolution) {
             window->resize(*line.resolution);
         }
-        line.fullscreen ? window->showFullScreen() : window->show();
+        const auto show = [&window, &line] {
+            line.fullscreen ? window->showFullScreen() : window->show();
+        };
+        QTimer::singleShot(inMilliseconds(behaviour.windowSeconds), window.get(), show);
         Console::print(QStringLiteral("OpenGL API 3.3 - Compatibility - Using Device: none"));
     } else {
         application = std::make_unique<QCoreApplication>(argc, argv);
@@ -70,9 +77,8 @@ int Game::run(int &argc, char **argv, const Project &project, const CommandLine 
     }
     Console::print(QStringLiteral("The game is running."));
     if (behaviour.playSeconds >= 0) {
-        QTimer::singleShot(std::chrono::milliseconds(
-                               static_cast<qint64>(behaviour.playSeconds * millisecondsPerSecond)),
-                           Qt::PreciseTimer, application.get(), [&behaviour] { end(behaviour); });
+        QTimer::singleShot(inMilliseconds(behaviour.playSeconds), Qt::PreciseTimer,
+                           application.get(), [&behaviour] { end(behaviour); });
     }
     return QCoreApplication::exec();
 }

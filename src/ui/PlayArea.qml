@@ -20,6 +20,8 @@ Column {
         text: "Stop"
         font: Theme.title2
         onClicked: area.model.stop()
+
+        DoubleClickGuard {}
     }
 
     ProminentButton {
@@ -37,6 +39,8 @@ Column {
         symbol: Drawing.Play
         font: Theme.title
         onClicked: area.model.play()
+
+        DoubleClickGuard {}
     }
 
     Label {

@@ -28,7 +28,7 @@ T.ProgressBar {
             color: Theme.accentLine
         }
 
-        Wanderer {
+        IndeterminateBar {
             visible: control.indeterminate
             width: parent.width * 0.28
             height: parent.height

@@ -86,6 +86,8 @@ Column {
             anchors.horizontalCenter: parent.horizontalCenter
             text: "Cancel"
             onClicked: view.model.cancel()
+
+            DoubleClickGuard {}
         }
     }
 

@@ -23,27 +23,49 @@ constexpr int alertWidth = 420;
 constexpr QRgb accent = 0xff1663d9;
 constexpr QRgb statusColours[] = {0xff8e8e93, 0xffff9500, 0xffff3b30, 0xff28b14c};
 
-/// How many pixels of one colour lie side by side in a row.
-int longestRun(const QImage &picture, int row, QRgb colour)
+struct Run
+{
+    int left = 0;
+    int length = 0;
+};
+
+/// The most pixels of one colour that lie side by side in a row.
+Run longestRun(const QImage &picture, int row, QRgb colour)
 {
     const auto *const pixels = reinterpret_cast<const QRgb *>(picture.constScanLine(row));
-    int longest = 0;
+    Run longest;
     int run = 0;
     for (int x = 0; x < picture.width(); ++x) {
         run = (pixels[x] | 0xff000000) == colour ? run + 1 : 0;
-        longest = std::max(longest, run);
+        if (run > longest.length) {
+            longest = {x - run + 1, run};
+        }
     }
     return longest;
 }
 
-/// Whether a block of one colour, at least so wide and high, can be seen.
-bool hasBlock(const QImage &picture, QRgb colour, int width, int height)
+/// The first block of one colour that is at least so wide and high; empty when none can be seen.
+QRect block(const QImage &picture, QRgb colour, int width, int height)
 {
-    int rows = 0;
-    for (int y = 0; y < picture.height() && rows < height; ++y) {
-        rows = longestRun(picture, y, colour) >= width ? rows + 1 : 0;
+    QRect found;
+    for (int y = 0; y < picture.height(); ++y) {
+        const Run run = longestRun(picture, y, colour);
+        if (run.length >= width) {
+            found |= QRect(run.left, y, run.length, 1);
+        } else if (found.height() >= height) {
+            break;
+        } else {
+            found = {};
+        }
     }
-    return rows == height;
+    return found;
+}
+
+/// The filled part of Play; empty while it can't be pressed.
+QRect filledPart(const QImage &picture)
+{
+    // Beside the text: other such buttons are shorter, the progress bar is flatter.
+    return block(picture, accent, 90, 20);
 }
 
 /// The width of the widest bar of one colour: some rows high, and not as high as a button.
@@ -56,7 +78,7 @@ int widestBar(const QImage &picture, QRgb colour)
     int before = 0;
     for (int y = 0; y < picture.height(); ++y) {
         // Its ends are round.
-        const int run = longestRun(picture, y, colour);
+        const int run = longestRun(picture, y, colour).length;
         if (run < before - highest || run == 0) {
             if (rows >= lowest && rows <= highest) {
                 widest = std::max(widest, before);
@@ -246,15 +268,21 @@ void Launcher::waitForStatus(Status status) const
 {
     // In the middle of the circle.
     screen_.wait("the status", [&] {
-        return hasBlock(screen_.picture(), statusColours[static_cast<int>(status)], 8, 4);
+        return !block(screen_.picture(), statusColours[static_cast<int>(status)], 8, 4).isEmpty();
     });
 }
 
 void Launcher::waitForPlay(bool offered) const
 {
-    // The filled part beside the text: other such buttons are shorter, the progress bar is flatter.
     screen_.wait(offered ? "Play to be pressable" : "Play not to be pressable",
-                 [&] { return hasBlock(screen_.picture(), accent, 90, 20) == offered; });
+                 [&] { return filledPart(screen_.picture()).isEmpty() != offered; });
+}
+
+QPoint Launcher::lowerPartOfPlay() const
+{
+    waitForPlay();
+    const QRect play = filledPart(screen_.picture());
+    return {play.center().x(), play.bottom() - 12};
 }
 
 void Launcher::pressAfterTabs(int tabs) const

@@ -56,6 +56,8 @@ public:
     void waitForStatus(Status status) const;
     /// Waits until Play can be seen to be pressable, or not.
     void waitForPlay(bool offered = true) const;
+    /// Waits for Play; a point of it on the screen, below its text.
+    QPoint lowerPartOfPlay() const;
     /// Waits until the progress bar is filled to about that fraction of the width.
     void waitForProgress(double fraction) const;
 

@@ -29,15 +29,15 @@ void start(QProcess &process, const QString &program, const QStringList &argumen
 
 } // namespace
 
-Screen::Screen()
+Screen::Screen(const QSize &size, int panel)
 {
     server_.setStandardErrorFile(QProcess::nullDevice());
     start(server_, QStringLiteral("Xvfb"),
           {QStringLiteral("-displayfd"), QStringLiteral("1"), QStringLiteral("-screen"),
-           QStringLiteral("0"), QStringLiteral("1400x1000x24"), QStringLiteral("-nolisten"),
+           QStringLiteral("0"), QStringLiteral("%1x%2x24").arg(size.width()).arg(size.height()), QStringLiteral("-nolisten"),
            QStringLiteral("tcp"), QStringLiteral("-nolisten"), QStringLiteral("unix"),
            QStringLiteral("-nolock"), QStringLiteral("-noreset"), QStringLiteral("-fbdir"),
-           frameBuffer_.path()});
+           folder_.path()});
     while (!server_.canReadLine()) {
         if (!server_.waitForReadyRead()) {
             throw std::runtime_error("the X server does not start");
@@ -47,7 +47,15 @@ Screen::Screen()
     manager_.setProcessEnvironment(environment());
     manager_.setStandardOutputFile(QProcess::nullDevice());
     manager_.setStandardErrorFile(QProcess::nullDevice());
-    start(manager_, QStringLiteral("openbox"), {});
+    const QString configuration = folder_.filePath(QStringLiteral("rc.xml"));
+    QFile file(configuration);
+    if (!file.open(QIODevice::WriteOnly)) {
+        throw std::runtime_error("can't write " + configuration.toStdString());
+    }
+    file.write("<openbox_config xmlns=\"http://openbox.org/3.4/rc\"><margins><bottom>" +
+               QByteArray::number(panel) + "</bottom></margins></openbox_config>");
+    file.close();
+    start(manager_, QStringLiteral("openbox"), {QStringLiteral("--config-file"), configuration});
     // The manager tells that it is there in a property of the root window.
     wait("the window manager", [this] {
         return !run(QStringLiteral("xdotool"), {QStringLiteral("get_num_desktops")}).isEmpty();
@@ -124,7 +132,17 @@ void Screen::activate(const QString &title) const
 void Screen::press(const QStringList &keys) const
 {
     run(QStringLiteral("xdotool"),
-        QStringList{QStringLiteral("key"), QStringLiteral("--delay"), QStringLiteral("40")} + keys);
+        QStringList{QStringLiteral("key"), QStringLiteral("--delay"), QStringLiteral("100")} + keys);
+}
+
+void Screen::doubleClick(const QPoint &place) const
+{
+    run(QStringLiteral("xdotool"),
+        {QStringLiteral("mousemove"), QString::number(place.x()), QString::number(place.y()),
+         QStringLiteral("click"), QStringLiteral("--repeat"), QStringLiteral("2"),
+         QStringLiteral("--delay"), QStringLiteral("100"), QStringLiteral("1"),
+         // What lies under the pointer looks different.
+         QStringLiteral("mousemove"), QStringLiteral("0"), QStringLiteral("0")});
 }
 
 void Screen::closeWindow(const QString &title) const
@@ -208,7 +226,7 @@ QImage Screen::picture() const
     // The X Window Dump format, XWDFile.h: a head of big-endian words, the colours, the pixels.
     enum Word { headSize = 0, width = 4, height = 5, lineBytes = 12, colours = 19 };
     constexpr qsizetype colourBytes = 12;
-    QFile file(frameBuffer_.filePath(QStringLiteral("Xvfb_screen0")));
+    QFile file(folder_.filePath(QStringLiteral("Xvfb_screen0")));
     if (!file.open(QIODevice::ReadOnly)) {
         throw std::runtime_error("the X server shows no picture");
     }

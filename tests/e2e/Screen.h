@@ -15,8 +15,9 @@ namespace brindle {
 class Screen
 {
 public:
-    /// Throws std::runtime_error when the display or the manager does not start.
-    Screen();
+    /// @param panel pixels at the bottom that windows keep free of. Throws std::runtime_error when
+    /// the display or the manager does not start.
+    explicit Screen(const QSize &size = {1400, 1000}, int panel = 0);
     ~Screen();
 
     QString display() const { return display_; }
@@ -32,6 +33,8 @@ public:
     void activate(const QString &title) const;
     /// Presses keys, one after the other: names as in "Tab", "ctrl+q".
     void press(const QStringList &keys) const;
+    /// Clicks twice with the left mouse button, about as quickly as people do.
+    void doubleClick(const QPoint &place) const;
     /// The window manager's close button.
     void closeWindow(const QString &title) const;
     /// A window's size without its frame.
@@ -57,7 +60,7 @@ public:
 private:
     QByteArray run(const QString &program, const QStringList &arguments) const;
 
-    QTemporaryDir frameBuffer_; // the server keeps its picture there
+    QTemporaryDir folder_; // the server keeps its picture there
     QString display_;
     QProcess server_;
     QProcess manager_;

@@ -19,6 +19,8 @@ namespace {
 const auto mainTitle = QStringLiteral("Brindle");
 
 const QByteArray longGame = "importSeconds=0.2\n";
+// The launcher lies in front until then.
+const QByteArray slowGame = longGame + "windowSeconds=2\n";
 const QByteArray newGame = longGame + "playExit=1\n";
 const QByteArray failingGame = "importSeconds=1\nplaySeconds=0\nplayExit=3\n"
                                "printText=the map is missing\n";
@@ -149,6 +151,42 @@ private Q_SLOTS:
         QCOMPARE(launcher_->log().split(u'\n').last(), QStringLiteral("• Cancelled"));
         launcher_->waitForStatus(Launcher::Status::gray);
         QCOMPARE(launcher_->leftovers(), QStringList());
+    }
+
+    void aDoubleClickOnPlayDoesNotCancel()
+    {
+        const auto gate = stage_->host().hold(ReleaseHost::gamePath(), 0);
+        stage_->offerGame(longGame);
+        launcher_->open();
+        // Where Cancel appears.
+        screen_->doubleClick(launcher_->lowerPartOfPlay());
+        launcher_->waitForStatus(Launcher::Status::orange);
+        gate->open();
+        launcher_->waitForGame();
+    }
+
+    void aDoubleClickOnPlayOrStopIsOneClick()
+    {
+        setUp(slowGame);
+        launcher_->waitForGame();
+        launcher_->pressAfterTabs(1);
+        launcher_->waitForPlay();
+        screen_->press({QStringLiteral("ctrl+q")});
+        QCOMPARE(launcher_->waitForEnd(), 0);
+        launcher_->open();
+
+        // Stop appears there, and Play again when the game has ended.
+        const QPoint place = launcher_->lowerPartOfPlay();
+        screen_->doubleClick(place);
+        launcher_->waitForGame();
+        screen_->activate(mainTitle);
+        launcher_->waitForStatus(Launcher::Status::green);
+        QCOMPARE(launcher_->games().size(), 1);
+        screen_->doubleClick(place);
+        launcher_->waitForNoGame();
+        const QStringList log = launcher_->log().split(u'\n');
+        QCOMPARE(log.last(), QStringLiteral("• Game stopped"));
+        QCOMPARE(log.count(log.last()), 1);
     }
 
     void updateAndRemoveEverything()

@@ -11,6 +11,22 @@ Item {
         StandIn {}
     }
     Component {
+        id: quick
+        // Starts and ends games before the second click of a double click.
+        StandIn {
+            function play() {
+                calls.push("play");
+                canPlay = false;
+                gameRunning = true;
+            }
+            function stop() {
+                calls.push("stop");
+                gameRunning = false;
+                canPlay = true;
+            }
+        }
+    }
+    Component {
         id: playArea
         PlayArea { width: 512 }
     }
@@ -29,11 +45,20 @@ Item {
             failOnWarning(/.?/);
             parent.Window.window.requestActivate();
             tryCompare(parent.Window.window, "active", true);
-            model = standIn.createObject(parent); // outlives the view
+            show(standIn);
+        }
+
+        function show(kind) {
+            model = kind.createObject(parent); // outlives the view
             view = createTemporaryObject(playArea, parent, { "model": model });
             play = findChild(view, "playButton");
             stop = findChild(view, "stopButton");
             hint = findChild(view, "downloadHint");
+        }
+
+        // Serves events until the button no longer guards against a double click.
+        function takesClicks(button) {
+            tryCompare(findChild(button, "guard"), "visible", false);
         }
 
         function test_table_data() {
@@ -52,6 +77,7 @@ Item {
             model.gameRunning = data.running;
             model.canPlay = data.canPlay;
             waitForRendering(view);
+            takesClicks(data.running ? stop : play);
             compare(play.visible, !data.running);
             compare(stop.visible, data.running);
             compare(play.enabled, data.canPlay);
@@ -94,6 +120,81 @@ Item {
             model.canPlay = false;
             keyClick(Qt.Key_Space);
             compare(model.calls, []);
+        }
+
+        function test_aDoubleClickOnPlayDoesNotStop() {
+            show(quick);
+            mouseDoubleClickSequence(view, view.width / 2, 20);
+            compare(model.calls, ["play"]);
+            verify(stop.visible);
+            takesClicks(stop);
+            mouseClick(stop);
+            compare(model.calls, ["play", "stop"]);
+        }
+
+        function test_aDoubleClickOnStopDoesNotPlayAgain() {
+            show(quick);
+            model.play();
+            takesClicks(stop);
+            mouseDoubleClickSequence(view, view.width / 2, 20);
+            compare(model.calls, ["play", "stop"]);
+            takesClicks(play);
+            mouseClick(play);
+            compare(model.calls, ["play", "stop", "play"]);
+        }
+
+        function test_aSecondTapDoesNotStop() {
+            show(quick);
+            const touch = touchEvent(view);
+            for (let tap = 0; tap < 2; ++tap) {
+                touch.press(0, view, view.width / 2, 20).commit();
+                touch.release(0, view, view.width / 2, 20).commit();
+            }
+            compare(model.calls, ["play"]);
+            takesClicks(stop);
+            touch.press(0, stop).commit();
+            touch.release(0, stop).commit();
+            compare(model.calls, ["play", "stop"]);
+        }
+
+        // What counts is when a click begins.
+        function test_aLongSecondClickDoesNotStop() {
+            show(quick);
+            mouseClick(play);
+            mousePress(stop);
+            takesClicks(stop);
+            mouseRelease(stop);
+            compare(model.calls, ["play"]);
+            mouseClick(stop);
+            compare(model.calls, ["play", "stop"]);
+        }
+
+        function test_playTakesTheFirstClick() {
+            mouseClick(play);
+            compare(model.calls, ["play"]);
+        }
+
+        // Nor is one taken on a button that was there, and could not be pressed.
+        function test_playGuardsWhenItCanBePressedAgain() {
+            model.canPlay = false;
+            model.canPlay = true;
+            mouseClick(play);
+            compare(model.calls, []);
+            takesClicks(play);
+            mouseClick(play);
+            compare(model.calls, ["play"]);
+        }
+
+        function test_keysAndScreenReadersNeedNotWait() {
+            show(quick);
+            play.forceActiveFocus(Qt.TabFocusReason);
+            keyClick(Qt.Key_Space);
+            compare(model.calls, ["play"]);
+            stop.forceActiveFocus(Qt.TabFocusReason);
+            keyClick(Qt.Key_Return);
+            compare(model.calls, ["play", "stop"]);
+            play.Accessible.pressAction();
+            compare(model.calls, ["play", "stop", "play"]);
         }
     }
 }

@@ -172,6 +172,7 @@ private Q_SLOTS:
         QQuickItem *const stop = find("stopButton");
         QVERIFY(stop);
         ViewFixture::settle(window_.get());
+        spinUntil([stop] { return !stop->findChild<QQuickItem *>(QStringLiteral("guard"))->isVisible(); });
         QTest::mouseClick(
             window_.get(), Qt::LeftButton, {},
             stop->mapToScene(QPointF(stop->width() / 2, stop->height() / 2)).toPoint());
