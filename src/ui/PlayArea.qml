@@ -38,6 +38,8 @@ Column {
         hasSymbol: true
         symbol: Drawing.Play
         font: Theme.title
+        // A key that is held down is one press, also when the button is back before it is let go.
+        Keys.onSpacePressed: event => event.accepted = event.isAutoRepeat
         onClicked: area.model.play()
 
         DoubleClickGuard {}

@@ -160,6 +160,35 @@ private Q_SLOTS:
         QVERIFY2(find("playButton")->hasActiveFocus(), "the focus must come back to Play");
     }
 
+    void aHeldKeyPlaysOnce_data()
+    {
+        QTest::addColumn<Qt::Key>("key");
+        QTest::newRow("space") << Qt::Key_Space;
+        QTest::newRow("return") << Qt::Key_Return;
+    }
+
+    void aHeldKeyPlaysOnce()
+    {
+        QFETCH(Qt::Key, key);
+        const auto repeat = [&] {
+            for (const auto action : {QTest::Release, QTest::Press}) {
+                QTest::simulateEvent(window_.get(), action == QTest::Press, key, {}, {}, true);
+            }
+        };
+        QTest::keyPress(window_.get(), key);
+        repeat();
+        repeat();
+        // Play comes back, and takes the focus; the key is still down.
+        fixture_->waitUntilIdle();
+        QVERIFY(find("playButton")->hasActiveFocus());
+        const QStringList log = app().log.lines();
+        repeat();
+        repeat();
+        fixture_->waitUntilIdle();
+        QCOMPARE(app().log.lines(), log);
+        QTest::keyRelease(window_.get(), key);
+    }
+
     void aGameFromPlayToStop()
     {
         fixture_->installByHand(ModelFixture::engineScript());
