@@ -7,6 +7,9 @@ FocusScope {
 
     required property var model
 
+    // The height that shows all of it, also while a game is being downloaded. A failure scrolls.
+    readonly property real wantedHeight: scroller.contentHeight + 80 * Theme.scale
+
     property bool settingsShown: false
     property bool aboutShown: false
     property bool logShown: false
@@ -19,6 +22,7 @@ FocusScope {
     }
 
     FocusFollower {
+        id: follower
         scroller: scroller
         margin: 12
         home: playArea.playButton
@@ -80,24 +84,25 @@ FocusScope {
                 model: root.model
             }
 
-            Item {
-                width: parent.width
-                height: hint.height
+            Row {
+                id: hint
+                objectName: "performanceLine"
+                anchors.horizontalCenter: parent.horizontalCenter
+                spacing: 4
 
                 Drawing {
-                    x: hint.x + (hint.width - hint.contentWidth) / 2 - width - 4
-                    anchors.verticalCenter: hint.verticalCenter
-                    width: hint.font.pixelSize + 2
+                    id: bolt
+                    objectName: "bolt"
+                    anchors.verticalCenter: parent.verticalCenter
+                    width: Theme.caption.pixelSize + 2
                     height: width
                     shape: Drawing.Bolt
                     color: Theme.secondary
                     Accessible.ignored: true
                 }
                 Label {
-                    id: hint
                     objectName: "performanceHint"
-                    x: 16
-                    width: parent.width - 2 * x
+                    width: Math.min(Math.ceil(implicitWidth), column.width - bolt.width - hint.spacing)
                     text: "This is a 3D game: it runs best on a fast Mac (Apple silicon recommended)."
                     font: Theme.caption
                     color: Theme.secondary
@@ -119,9 +124,11 @@ FocusScope {
             }
 
             FailureView {
+                id: failure
                 objectName: "failure"
                 width: parent.width
                 model: root.model
+                onVisibleChanged: if (visible) follower.reveal(failure)
             }
 
             Row {

@@ -7,6 +7,10 @@ SmoothRectangle {
 
     required property var model
 
+    function showEnd() {
+        pane.scroller.contentY = Math.max(0, pane.scroller.contentHeight - pane.scroller.height);
+    }
+
     visible: model.hasFailure
     height: column.height + 2 * Theme.boxPadding
     radius: Theme.boxRadius
@@ -30,11 +34,14 @@ SmoothRectangle {
             horizontalAlignment: Text.AlignLeft
         }
         TextPane {
+            id: pane
             objectName: "failureText"
             width: parent.width
             height: 140
             label: "Last lines of the log"
             text: view.model.failureText
+            // Once it is laid out: the last lines tell what went wrong.
+            onTextChanged: Qt.callLater(view.showEnd)
         }
         PlainButton {
             objectName: "copyFailureButton"

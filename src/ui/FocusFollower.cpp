@@ -55,17 +55,40 @@ void FocusFollower::goHome() const
 
 void FocusFollower::follow() const
 {
-    QQuickItem *const focused = window() ? window()->activeFocusItem() : nullptr;
+    if (const QQuickItem *const focused = window() ? window()->activeFocusItem() : nullptr) {
+        scrollTo(*focused);
+    }
+}
+
+void FocusFollower::reveal(QQuickItem *item)
+{
+    if (!window()) {
+        return;
+    }
+    // Once everything has its place.
+    connect(
+        window(), &QQuickWindow::afterAnimating, this,
+        [this, revealed = QPointer<QQuickItem>(item)] {
+            if (revealed) {
+                scrollTo(*revealed);
+            }
+        },
+        Qt::SingleShotConnection);
+    window()->update();
+}
+
+void FocusFollower::scrollTo(const QQuickItem &item) const
+{
     auto *const content =
         scroller_ ? scroller_->property("contentItem").value<QQuickItem *>() : nullptr;
-    if (!focused || !content || !content->isAncestorOf(focused)) {
+    if (!content || !content->isAncestorOf(&item)) {
         return;
     }
     // What lies in a scrolled part of its own: that part's frame.
-    QRectF seen = focused->mapRectToItem(content, focused->boundingRect());
-    for (QQuickItem *item = focused->parentItem(); item != content; item = item->parentItem()) {
-        if (item->clip()) {
-            seen = item->mapRectToItem(content, item->boundingRect());
+    QRectF seen = item.mapRectToItem(content, item.boundingRect());
+    for (QQuickItem *parent = item.parentItem(); parent != content; parent = parent->parentItem()) {
+        if (parent->clip()) {
+            seen = parent->mapRectToItem(content, parent->boundingRect());
         }
     }
     const qreal y = scroller_->property("contentY").toReal();

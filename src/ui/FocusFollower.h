@@ -25,11 +25,16 @@ public:
     QQuickItem *home() const { return home_; }
     void setHome(QQuickItem *home);
 
+    /// Scrolls so that `item`, which may have been shown just now, can be seen: with the next
+    /// frame.
+    Q_INVOKABLE void reveal(QQuickItem *item);
+
 protected:
     void itemChange(ItemChange change, const ItemChangeData &data) override;
 
 private:
     void follow() const;
+    void scrollTo(const QQuickItem &item) const;
     void goHome() const;
     void goHomeSoon();
 

@@ -9,6 +9,7 @@ SmoothRectangle {
     Accessible.ignored: true
 
     Drawing {
+        objectName: "heroSymbol"
         anchors.centerIn: parent
         // The symbol, as wide as one in a font of 64, and room for its shadow.
         width: 110 + 4 * shadowRadius

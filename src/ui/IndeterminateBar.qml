@@ -1,24 +1,31 @@
 import QtQuick
 
-// A piece of a progress bar that goes to and fro while it can be seen.
+// The piece of a progress bar that says that there is progress, and not how much. It goes to and
+// fro while it can be seen, and rests where the desktop asks for less motion.
 Rectangle {
-    id: wanderer
+    id: bar
 
     required property real range
+    // Qt tells from 6.12 on.
+    property bool still: Application.styleHints["accessibility"]?.motionPreference === 1
+    readonly property alias moving: animation.running
+    readonly property bool seen: visible && Window.visibility !== Window.Hidden && Window.visibility !== Window.Minimized
 
+    x: range / 2
     radius: height / 2
 
     SequentialAnimation on x {
-        running: wanderer.visible
+        id: animation
+        running: bar.seen && !bar.still
         loops: Animation.Infinite
         NumberAnimation {
             from: 0
-            to: wanderer.range
+            to: bar.range
             duration: 1100
             easing.type: Easing.InOutSine
         }
         NumberAnimation {
-            from: wanderer.range
+            from: bar.range
             to: 0
             duration: 1100
             easing.type: Easing.InOutSine

@@ -29,6 +29,7 @@ T.ProgressBar {
         }
 
         IndeterminateBar {
+            objectName: "indeterminateBar"
             visible: control.indeterminate
             width: parent.width * 0.28
             height: parent.height

@@ -2,7 +2,7 @@ import QtQuick
 import QtQuick.Templates as T
 import Brindle
 
-// Something that scrolls up and down: by wheel, scroll bar and keyboard.
+// Something that scrolls up and down: by wheel, touch, scroll bar and keyboard.
 Flickable {
     id: scroller
 
@@ -10,6 +10,8 @@ Flickable {
 
     contentWidth: width
     boundsBehavior: Flickable.StopAtBounds
+    // A mouse drags nothing.
+    interactive: !mouse.active
     clip: true
 
     Keys.enabled: keyboard && contentHeight > height
@@ -28,4 +30,16 @@ Flickable {
     }
 
     T.ScrollBar.vertical: ScrollIndicator {}
+
+    // On top, or it would not see what a button takes.
+    Item {
+        parent: scroller
+        anchors.fill: parent
+        z: 1
+
+        PointHandler {
+            id: mouse
+            acceptedDevices: PointerDevice.Mouse | PointerDevice.TouchPad
+        }
+    }
 }

@@ -64,7 +64,6 @@ Column {
         width: parent.width
         visible: view.model.canCancel
         spacing: view.spacing
-        topPadding: 2
 
         ProgressLine {
             objectName: "progressBar"

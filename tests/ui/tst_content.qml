@@ -65,6 +65,44 @@ Item {
             compare(topOf("showLogButton") - bottomOf("failure"), 14);
         }
 
+        function test_margins() {
+            for (const name of ["hero", "name", "tagline", "licenseLine", "controlsBox", "status", "playArea"]) {
+                compare(item(name).mapToItem(view, 0, 0).x, 24, name);
+                compare(item(name).width, 560 - 48, name);
+            }
+            compare(topOf("hero"), 24);
+            compare(item("scroller").contentHeight - bottomOf("aboutButton"), 24);
+        }
+
+        // The places in the window of what is to be in its middle.
+        function verifyCentred(left, right) {
+            verify(Math.abs((left + right) / 2 - 280) <= 1, left + " to " + right);
+        }
+
+        function test_theBoltAndItsTextAreCentredTogether() {
+            const bolt = item("bolt");
+            const hint = item("performanceHint");
+            const left = bolt.mapToItem(view, 0, 0).x;
+            const textLeft = hint.mapToItem(view, 0, 0).x;
+            compare(hint.lineCount, 1);
+            verify(hint.width - hint.contentWidth < 2);
+            verifyCentred(left, textLeft + hint.width);
+            compare(textLeft - left - bolt.width, 4);
+            compare(bolt.shape, Drawing.Bolt);
+            compare(bolt.width, Theme.caption.pixelSize + 2);
+            compare(bolt.color, Theme.secondary);
+        }
+
+        function test_theRowOfButtons() {
+            const left = name => item(name).mapToItem(view, 0, 0).x;
+            const right = name => left(name) + item(name).width;
+            compare(left("settingsButton") - right("showLogButton"), 8);
+            compare(left("aboutButton") - right("settingsButton"), 8);
+            verifyCentred(left("showLogButton"), right("aboutButton"));
+            for (const name of ["showLogButton", "settingsButton", "aboutButton"])
+                compare(item(name).font, Theme.body);
+        }
+
         function test_hero() {
             const hero = item("hero");
             compare(hero.radius, 14);
@@ -72,6 +110,18 @@ Item {
             verify(Qt.colorEqual(hero.gradient[0], Qt.rgba(0.08, 0.12, 0.30, 1)));
             verify(Qt.colorEqual(hero.gradient[1], Qt.rgba(0.55, 0.20, 0.35, 1)));
             verify(Qt.colorEqual(hero.gradient[2], Qt.rgba(0.95, 0.55, 0.20, 1)));
+
+            const symbol = item("heroSymbol");
+            compare(symbol.shape, Drawing.CrossedFlags);
+            verify(Qt.colorEqual(symbol.color, Qt.rgba(1, 1, 1, 0.92)));
+            verify(Qt.colorEqual(symbol.shadowColor, Qt.rgba(0, 0, 0, 0.33)));
+            compare(symbol.shadowRadius, 6);
+            compare(symbol.opacity, 1);
+            // Without the room for its shadow.
+            compare(symbol.width - 4 * symbol.shadowRadius, 110);
+            compare(symbol.height, symbol.width);
+            verifyCentred(symbol.mapToItem(view, 0, 0).x, symbol.mapToItem(view, symbol.width, 0).x);
+            compare(symbol.y + symbol.height / 2, hero.height / 2);
         }
 
         function test_texts() {
@@ -81,14 +131,19 @@ Item {
             model.copyright = "(c) someone";
             compare(item("name").text, "A game");
             compare(item("name").font, Theme.largeTitle);
+            compare(item("name").color, Theme.text);
+            compare(item("name").horizontalAlignment, Text.AlignHCenter);
             compare(item("tagline").text, "What it is.");
             compare(item("tagline").font, Theme.callout);
             compare(item("tagline").color, Theme.secondary);
             compare(item("tagline").horizontalAlignment, Text.AlignHCenter);
             compare(item("licenseLine").text, "GPL \u00b7 (c) someone");
             compare(item("licenseLine").font, Theme.caption);
+            compare(item("licenseLine").color, Theme.secondary);
+            compare(item("licenseLine").horizontalAlignment, Text.AlignHCenter);
             compare(item("performanceHint").text, "This is a 3D game: it runs best on a fast Mac (Apple silicon recommended).");
             compare(item("performanceHint").font, Theme.caption);
+            compare(item("performanceHint").color, Theme.secondary);
         }
 
         function test_controls() {
@@ -96,12 +151,24 @@ Item {
             compare(item("controlsHeading").font, Theme.headline);
             verify(item("noControls").visible);
             compare(item("noControls").text, "The README does not list controls: see README.");
+            compare(item("noControls").font, Theme.callout);
+            compare(item("noControls").color, Theme.secondary);
             compare(findChild(view, "control"), null);
 
             model.controls = ["W: up", "S: down"];
             waitForRendering(view);
             verify(!item("noControls").visible);
+            const box = item("controlsBox");
             const column = item("controlsHeading").parent;
+            compare(column.x, 12);
+            compare(column.y, 12);
+            compare(column.width, box.width - 24);
+            compare(column.height, box.height - 24);
+            compare(column.spacing, 4);
+            compare(item("control").y - item("controlsHeading").height, 4);
+            compare(item("control").font, Theme.callout);
+            compare(item("control").color, Theme.text);
+            compare(item("control").horizontalAlignment, Text.AlignLeft);
             const shown = [];
             for (let i = 0; i < column.children.length; ++i) {
                 if (column.children[i].objectName === "control")
@@ -182,7 +249,7 @@ Item {
             model.failureSummary = data.text;
             model.failureText = data.text;
             waitForRendering(view);
-            let previous = 0;
+            let previous = topOf("hero");
             for (const name of ["hero", "name", "tagline", "licenseLine", "controlsBox", "performanceHint",
                                 "status", "playArea", "failure", "showLogButton"]) {
                 verify(topOf(name) >= previous, name);
@@ -290,6 +357,79 @@ Item {
             verify(scroller.contentY > 0);
             keyClick(Qt.Key_Up);
             compare(scroller.contentY, 0);
+        }
+
+        function test_aMouseDragsNothing_data() {
+            return [{ tag: "controlsBox" }, { tag: "playButton" }];
+        }
+        function test_aMouseDragsNothing(data) {
+            model.controls = Array(20).fill("a line");
+            waitForRendering(view);
+            const scroller = item("scroller");
+            const last = scroller.contentHeight - scroller.height;
+            verify(last > 100);
+            scroller.contentY = last;
+            const place = item(data.tag).mapToItem(view, 20, 10);
+            verify(place.y > 0);
+            mouseDrag(view, place.x, place.y, 0, 200);
+            compare(scroller.contentY, last);
+            // The wheel still does, there.
+            mouseWheel(view, place.x, place.y, 0, 120);
+            tryVerify(() => scroller.contentY < last);
+        }
+
+        function test_theScrollBarIsDragged() {
+            model.controls = Array(20).fill("a line");
+            waitForRendering(view);
+            mouseDrag(view, view.width - 5, 100, 0, 100);
+            verify(item("scroller").contentY > 50);
+        }
+
+        function test_touchAndWheelScroll() {
+            model.controls = Array(20).fill("a line");
+            waitForRendering(view);
+            const scroller = item("scroller");
+            mouseWheel(view, 10, 300, 0, -120);
+            tryVerify(() => scroller.contentY > 0);
+            tryVerify(() => !scroller.moving);
+            scroller.contentY = 0;
+            const touch = touchEvent(view);
+            touch.press(0, view, 10, 400).commit();
+            for (let y = 350; y >= 200; y -= 50) {
+                touch.move(0, view, 10, y).commit();
+                // Moves are delivered with the frames.
+                waitForRendering(view);
+            }
+            verify(scroller.contentY > 0);
+            touch.release(0, view, 10, 200).commit();
+        }
+
+        function test_aFailureIsScrolledIntoView() {
+            const scroller = item("scroller");
+            model.failureText = "a line\n".repeat(60) + "the last";
+            model.phase = "needs";
+            model.needsMessage = "The game closed.";
+            verify(scroller.contentHeight <= scroller.height);
+            model.hasFailure = true;
+            tryVerify(() => scroller.contentY > 0);
+            // All of it, with something around it, and what to press next.
+            verify(bottomOf("failure") + 12 <= view.height);
+            verify(topOf("playButton") >= 0);
+            compare(item("copyFailureButton").mapToItem(view, 0, 0).y < view.height, true);
+
+            // What the player scrolls stays.
+            scroller.contentY = 0;
+            model.needsMessage = "Another sentence.";
+            waitForRendering(view);
+            compare(scroller.contentY, 0);
+        }
+
+        function test_aFailureThatIsTallerThanTheWindowIsSeenFromItsTop() {
+            model.failureSummary = "A sentence. ".repeat(400);
+            model.hasFailure = true;
+            tryVerify(() => item("scroller").contentY > 0);
+            verify(item("failure").height > view.height);
+            compare(topOf("failure"), 12);
         }
 
         function test_quitShortcut() {

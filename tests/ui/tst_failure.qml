@@ -56,6 +56,38 @@ Item {
             compare(pane.width, 512 - 24);
         }
 
+        function test_distances() {
+            waitForRendering(view);
+            const summary = findChild(view, "failureSummary");
+            const button = findChild(view, "copyFailureButton");
+            const place = item => item.mapToItem(view, 0, 0);
+            for (const item of [summary, pane, button])
+                compare(place(item).x, 12);
+            compare(place(summary).y, 12);
+            compare(summary.width, 512 - 24);
+            compare(place(pane).y - place(summary).y - summary.height, 8);
+            compare(place(button).y - place(pane).y - pane.height, 8);
+            compare(view.height - place(button).y - button.height, 12);
+            compare(summary.horizontalAlignment, Text.AlignLeft);
+            compare(summary.color, Theme.text);
+            compare(button.font, Theme.body);
+            verify(Qt.colorEqual(view.borderColor, Qt.rgba(Theme.red.r, Theme.red.g, Theme.red.b, view.borderColor.a)));
+            compare(pane.edit.horizontalAlignment, TextEdit.AlignLeft);
+        }
+
+        function test_theLastLinesAreSeenFirst() {
+            const atEnd = () => pane.scroller.contentY === pane.scroller.contentHeight - pane.scroller.height;
+            model.failureText = "a line\n".repeat(60) + "the last";
+            tryVerify(() => pane.scroller.contentHeight > 500 && atEnd());
+            // Another failure, as long as the one before it.
+            pane.scroller.contentY = 0;
+            model.failureText = "b line\n".repeat(60) + "the last";
+            tryVerify(atEnd);
+            // A short one has no other end.
+            model.failureText = "a line";
+            tryCompare(pane.scroller, "contentY", 0);
+        }
+
         function test_copy() {
             waitForRendering(view);
             const button = findChild(view, "copyFailureButton");

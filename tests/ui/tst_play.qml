@@ -102,6 +102,18 @@ Item {
             compare(hint.color, Theme.secondary);
         }
 
+        function test_distances() {
+            waitForRendering(view);
+            compare(hint.y - play.y - play.height, 8);
+            compare(play.x, (512 - 260) / 2);
+            compare(hint.width, 512);
+            compare(hint.horizontalAlignment, Text.AlignHCenter);
+            model.gameRunning = true;
+            waitForRendering(view);
+            compare(stop.x, (512 - 260) / 2);
+            compare(hint.y - stop.y - stop.height, 8);
+        }
+
         function test_keys_data() {
             return [{ tag: "space", key: Qt.Key_Space }, { tag: "return", key: Qt.Key_Return }, { tag: "enter", key: Qt.Key_Enter }];
         }

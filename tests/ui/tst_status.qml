@@ -121,6 +121,78 @@ Item {
             verify(bar.indeterminate);
         }
 
+        function test_theBarThatKnowsNoFraction() {
+            model.phase = "downloading";
+            model.canCancel = true;
+            waitForRendering(view);
+            const bar = row("progressBar");
+            const piece = row("indeterminateBar");
+            verify(piece.visible);
+            compare(piece.width, 0.28 * view.width);
+            compare(piece.height, 6);
+            compare(piece.color, bar.contentItem.children[0].color);
+            verify(!bar.contentItem.children[0].visible);
+            const start = piece.x;
+            tryVerify(() => piece.x !== start);
+            verify(piece.x >= 0 && piece.x + piece.width <= bar.width);
+
+            piece.still = true;
+            verify(!piece.moving);
+            verify(piece.visible);
+            piece.still = false;
+            verify(piece.moving);
+
+            model.hasProgress = true;
+            verify(!piece.visible);
+            verify(!piece.moving);
+            verify(bar.contentItem.children[0].visible);
+        }
+
+        // From one row to the next, whatever is shown.
+        function test_distances() {
+            model.phase = "downloading";
+            model.stepText = "Step";
+            model.detail = "1 MB of 4 MB";
+            model.canCancel = true;
+            waitForRendering(view);
+            const top = name => row(name).mapToItem(view, 0, 0).y;
+            const names = ["statusRow", "stepText", "progressBar", "detail", "cancelButton"];
+            for (let i = 1; i < names.length; ++i)
+                compare(top(names[i]) - top(names[i - 1]) - row(names[i - 1]).height, 6, names[i]);
+            compare(view.height, top("cancelButton") + row("cancelButton").height);
+            compare(row("progressBar").height, 6);
+            compare(row("progressBar").width, view.width);
+
+            model.stepText = "";
+            model.detail = "";
+            waitForRendering(view);
+            compare(top("progressBar") - row("statusRow").height, 6);
+            compare(top("cancelButton") - top("progressBar") - row("progressBar").height, 6);
+
+            model.canCancel = false;
+            model.phase = "needs";
+            model.needsMessage = "Something is missing.";
+            waitForRendering(view);
+            compare(top("needsMessage") - row("statusRow").height, 6);
+            model.phase = "playing";
+            waitForRendering(view);
+            compare(top("playingNote") - row("statusRow").height, 6);
+        }
+
+        function test_centred() {
+            model.canCancel = true;
+            waitForRendering(view);
+            for (const name of ["statusRow", "cancelButton"]) {
+                const left = row(name).mapToItem(view, 0, 0).x;
+                verify(Math.abs(left + row(name).width / 2 - view.width / 2) <= 1, name);
+            }
+            for (const name of ["stepText", "detail", "needsMessage", "playingNote"]) {
+                compare(row(name).width, view.width, name);
+                compare(row(name).horizontalAlignment, Text.AlignHCenter, name);
+            }
+            compare(row("statusTitle").x - row("statusCircle").x - row("statusCircle").width, 8);
+        }
+
         function test_cancel() {
             model.phase = "settingUp";
             model.canCancel = true;
@@ -137,7 +209,10 @@ Item {
 
         function test_fontsAndColours() {
             compare(row("statusTitle").font, Theme.headline);
+            compare(row("statusTitle").color, Theme.text);
             compare(row("stepText").font, Theme.callout);
+            compare(row("stepText").color, Theme.text);
+            compare(row("cancelButton").font, Theme.body);
             compare(row("detail").font, Theme.caption);
             compare(row("detail").color, Theme.secondary);
             compare(row("needsMessage").font, Theme.callout);

@@ -70,6 +70,70 @@ private Q_SLOTS:
         QVERIFY(window_->width() >= 560 && window_->height() >= 640);
     }
 
+    void asHighAsItsContentWants_data()
+    {
+        QTest::addColumn<QSize>("room");
+        QTest::addColumn<int>("controls");
+        QTest::addColumn<QSize>("lowest");
+        QTest::addColumn<QSize>("highest");
+        QTest::newRow("a large screen") << QSize(1920, 1000) << 0 << QSize(600, 720)
+                                        << QSize(600, 720);
+        QTest::newRow("more to show") << QSize(1920, 1000) << 12 << QSize(600, 760)
+                                      << QSize(600, 960);
+        QTest::newRow("more than fits") << QSize(1920, 1000) << 50 << QSize(600, 1000)
+                                        << QSize(600, 1000);
+        QTest::newRow("1366x768 with a panel") << QSize(1366, 680) << 12 << QSize(600, 680)
+                                               << QSize(600, 680);
+        QTest::newRow("1920x1080 at 150 %") << QSize(1280, 650) << 0 << QSize(600, 650)
+                                            << QSize(600, 650);
+        QTest::newRow("a small screen") << QSize(520, 400) << 12 << QSize(560, 640)
+                                        << QSize(560, 640);
+    }
+
+    void asHighAsItsContentWants()
+    {
+        QFETCH(QSize, room);
+        QFETCH(int, controls);
+        QFETCH(QSize, lowest);
+        QFETCH(QSize, highest);
+        ProjectInfo info;
+        info.controls = QStringList(controls, QStringLiteral("a line"));
+        app().info = info;
+        QQmlComponent component(engine_.get(), Views::mainWindow());
+        const std::unique_ptr<QObject> object(component.createWithInitialProperties(
+            {{QStringLiteral("model"), QVariant::fromValue<QObject *>(launcher_.get())},
+             {QStringLiteral("room"), room}}));
+        auto *const window = qobject_cast<QQuickWindow *>(object.get());
+        window->show();
+        ViewFixture::settle(window);
+        QVERIFY2(window->width() >= lowest.width() && window->width() <= highest.width(),
+                 qPrintable(QString::number(window->width())));
+        QVERIFY2(window->height() >= lowest.height() && window->height() <= highest.height(),
+                 qPrintable(QString::number(window->height())));
+        // The first size only.
+        window->resize(700, 800);
+        app().info = ProjectInfo();
+        ViewFixture::settle(window);
+        QCOMPARE(window->size(), QSize(700, 800));
+    }
+
+    void nothingMovesInAWindowThatIsNotSeen()
+    {
+        app().state = AppState::downloading(QStringLiteral("x"));
+        const QQuickItem *const bar = find("indeterminateBar");
+        QVERIFY(bar);
+        const auto moves = [bar] { return bar->property("moving").toBool(); };
+        QVERIFY(moves());
+        window_->hide();
+        QVERIFY(!moves());
+        window_->show();
+        QVERIFY(moves());
+        window_->setVisibility(QWindow::Minimized);
+        QVERIFY(!moves());
+        window_->setVisibility(QWindow::Windowed);
+        QVERIFY(moves());
+    }
+
     void everyState_data()
     {
         QTest::addColumn<AppState>("state");
