@@ -7,7 +7,7 @@ Rectangle {
 
     required property real range
     // Qt tells from 6.12 on.
-    property bool still: Application.styleHints["accessibility"]?.motionPreference === 1
+    property bool still: (Application.styleHints["accessibility"]?.motionPreference ?? 0) !== 0
     readonly property alias moving: animation.running
     readonly property bool seen: visible && Window.visibility !== Window.Hidden && Window.visibility !== Window.Minimized
 

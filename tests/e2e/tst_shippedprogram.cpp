@@ -350,6 +350,23 @@ private Q_SLOTS:
         QCOMPARE(smallest, QSize(560, 640));
     }
 
+    void fitsASmallScreen()
+    {
+        const QSize all(1366, 768);
+        constexpr int panel = 48;
+        Screen small(all, panel);
+        Launcher launcher(QStringLiteral(BRINDLE_PROGRAM), small);
+        stage_->offerGame(failingGame);
+        launcher.open();
+        const QSize size = small.size(launcher.mainWindows().value(0));
+        constexpr int titleBar = 20; // of the test's window manager
+        QVERIFY2(size.height() >= 640 && size.height() <= all.height() - panel - titleBar,
+                 qPrintable(QString::number(size.height())));
+        launcher.play();
+        launcher.waitForStatus(Launcher::Status::red);
+        launcher.waitForPlay();
+    }
+
     void certificates_data()
     {
         QTest::addColumn<Stage::Certificate>("certificate");
