@@ -11,7 +11,7 @@ struct Behaviour
     double importSeconds = 1.0;
     int importExit = 0;
     double windowSeconds = 0; ///< a game's window is shown after that
-    double playSeconds = -1; ///< a game ends by itself after that; negative: never
+    double playSeconds = -1;  ///< a game ends by itself after that; negative: never
     int playExit = 0;
     int crashSignal = 0; ///< at its end the game dies of this signal instead
     int printLines = 0;  ///< lines printed as fast as they go, at the start of an import or a game

@@ -7,10 +7,6 @@ SmoothRectangle {
 
     required property var model
 
-    function showEnd() {
-        pane.scroller.contentY = Math.max(0, pane.scroller.contentHeight - pane.scroller.height);
-    }
-
     visible: model.hasFailure
     height: column.height + 2 * Theme.boxPadding
     radius: Theme.boxRadius
@@ -40,14 +36,20 @@ SmoothRectangle {
             height: 140
             label: "Last lines of the log"
             text: view.model.failureText
-            // Once it is laid out: the last lines tell what went wrong.
-            onTextChanged: Qt.callLater(view.showEnd)
         }
         PlainButton {
             objectName: "copyFailureButton"
             text: "Copy"
             Accessible.name: "Copy the failure"
             onClicked: view.model.copyFailure()
+        }
+    }
+
+    // The last lines tell what went wrong.
+    Connections {
+        target: pane.edit
+        function onTextChanged() {
+            pane.scroller.contentY = Math.max(0, pane.scroller.contentHeight - pane.scroller.height);
         }
     }
 }

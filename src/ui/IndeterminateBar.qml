@@ -6,8 +6,9 @@ Rectangle {
     id: bar
 
     required property real range
-    // Qt tells from 6.12 on.
-    property bool still: (Application.styleHints["accessibility"]?.motionPreference ?? 0) !== 0
+    // Qt 6.12 is the first to tell.
+    readonly property var hints: Application.styleHints
+    property bool still: (hints.accessibility?.motionPreference ?? 0) !== 0
     readonly property alias moving: animation.running
     readonly property bool seen: visible && Window.visibility !== Window.Hidden && Window.visibility !== Window.Minimized
 

@@ -34,10 +34,10 @@ Screen::Screen(const QSize &size, int panel)
     server_.setStandardErrorFile(QProcess::nullDevice());
     start(server_, QStringLiteral("Xvfb"),
           {QStringLiteral("-displayfd"), QStringLiteral("1"), QStringLiteral("-screen"),
-           QStringLiteral("0"), QStringLiteral("%1x%2x24").arg(size.width()).arg(size.height()), QStringLiteral("-nolisten"),
-           QStringLiteral("tcp"), QStringLiteral("-nolisten"), QStringLiteral("unix"),
-           QStringLiteral("-nolock"), QStringLiteral("-noreset"), QStringLiteral("-fbdir"),
-           folder_.path()});
+           QStringLiteral("0"), QStringLiteral("%1x%2x24").arg(size.width()).arg(size.height()),
+           QStringLiteral("-nolisten"), QStringLiteral("tcp"), QStringLiteral("-nolisten"),
+           QStringLiteral("unix"), QStringLiteral("-nolock"), QStringLiteral("-noreset"),
+           QStringLiteral("-fbdir"), folder_.path()});
     while (!server_.canReadLine()) {
         if (!server_.waitForReadyRead()) {
             throw std::runtime_error("the X server does not start");
@@ -132,7 +132,8 @@ void Screen::activate(const QString &title) const
 void Screen::press(const QStringList &keys) const
 {
     run(QStringLiteral("xdotool"),
-        QStringList{QStringLiteral("key"), QStringLiteral("--delay"), QStringLiteral("100")} + keys);
+        QStringList{QStringLiteral("key"), QStringLiteral("--delay"), QStringLiteral("100")} +
+            keys);
 }
 
 void Screen::doubleClick(const QPoint &place) const

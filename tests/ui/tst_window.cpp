@@ -76,18 +76,18 @@ private Q_SLOTS:
         QTest::addColumn<int>("controls");
         QTest::addColumn<QSize>("lowest");
         QTest::addColumn<QSize>("highest");
-        QTest::newRow("a large screen") << QSize(1920, 1000) << 0 << QSize(600, 720)
-                                        << QSize(600, 720);
-        QTest::newRow("more to show") << QSize(1920, 1000) << 12 << QSize(600, 760)
-                                      << QSize(600, 960);
-        QTest::newRow("more than fits") << QSize(1920, 1000) << 50 << QSize(600, 1000)
-                                        << QSize(600, 1000);
-        QTest::newRow("1366x768 with a panel") << QSize(1366, 680) << 12 << QSize(600, 680)
-                                               << QSize(600, 680);
-        QTest::newRow("1920x1080 at 150 %") << QSize(1280, 650) << 0 << QSize(600, 650)
-                                            << QSize(600, 650);
-        QTest::newRow("a small screen") << QSize(520, 400) << 12 << QSize(560, 640)
-                                        << QSize(560, 640);
+        QTest::newRow("a large screen")
+            << QSize(1920, 1000) << 0 << QSize(600, 720) << QSize(600, 720);
+        QTest::newRow("more to show")
+            << QSize(1920, 1000) << 12 << QSize(600, 760) << QSize(600, 960);
+        QTest::newRow("more than fits")
+            << QSize(1920, 1000) << 50 << QSize(600, 1000) << QSize(600, 1000);
+        QTest::newRow("1366x768 with a panel")
+            << QSize(1366, 680) << 12 << QSize(600, 680) << QSize(600, 680);
+        QTest::newRow("1920x1080 at 150 %")
+            << QSize(1280, 650) << 0 << QSize(600, 650) << QSize(600, 650);
+        QTest::newRow("a small screen")
+            << QSize(520, 400) << 12 << QSize(560, 640) << QSize(560, 640);
     }
 
     void asHighAsItsContentWants()
@@ -265,7 +265,9 @@ private Q_SLOTS:
         QQuickItem *const stop = find("stopButton");
         QVERIFY(stop);
         ViewFixture::settle(window_.get());
-        spinUntil([stop] { return !stop->findChild<QQuickItem *>(QStringLiteral("guard"))->isVisible(); });
+        spinUntil([stop] {
+            return !stop->findChild<QQuickItem *>(QStringLiteral("guard"))->isVisible();
+        });
         QTest::mouseClick(
             window_.get(), Qt::LeftButton, {},
             stop->mapToScene(QPointF(stop->width() / 2, stop->height() / 2)).toPoint());
