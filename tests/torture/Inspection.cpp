@@ -28,6 +28,12 @@ QStringList with(const QString &before, QStringList lines)
     return lines;
 }
 
+QByteArray contentOf(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
 /// What the sample engine's import adds to such a project.
 Tree importedFrom(const Tree &sources)
 {
@@ -81,7 +87,7 @@ QStringList Inspection::problems(const LauncherRun &run, const Expected &expecte
     if (!expected.commits.contains(commit)) {
         return {QStringLiteral("the game is of commit %1").arg(commit)};
     }
-    found << problemsOfProject(project, expected);
+    found << problemsOfProject(project, expected, true);
     const QString version = Offers::engineVersion(commit);
     found << problemsOfEngines(version);
     found << problemsOfRun(run, version);
@@ -100,21 +106,37 @@ QStringList Inspection::problems(const LauncherRun &run, const Expected &expecte
     listing(root(QStringLiteral("Game")), {projectName});
     listing(setting_.temporary, {});
 
-    const auto content = [this](const QString &name) {
-        QFile file(root(name));
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-    };
-    if (content(marker) != "ok") {
+    if (contentOf(root(marker)) != "ok") {
         found << QStringLiteral("the import marker is not whole");
     }
-    const auto info = ProjectInfo::fromJson(content(QStringLiteral("info.json")));
-    if (!info || *info != ProjectInspector::inspect(root(QStringLiteral("Game/") + projectName))) {
-        found << QStringLiteral("info.json is not about this game");
-    }
-    return found;
+    return found + problemsOfInfo();
 }
 
-QStringList Inspection::problemsOfProject(const Tree &project, const Expected &expected) const
+QStringList Inspection::problemsOfReady(const Expected &expected) const
+{
+    const Tree project = Tree::read(root(QStringLiteral("Game/") + projectName));
+    const int commit = Offers::commitOf(project);
+    if (!expected.commits.contains(commit)) {
+        return {QStringLiteral("the game is of commit %1").arg(commit)};
+    }
+    const QString version = Offers::engineVersion(commit);
+    const bool isImported =
+        QFile::exists(root(QStringLiteral("imported-%1-stable.txt").arg(version)));
+    return problemsOfProject(project, expected, isImported) + problemsOfEngines(version) +
+           problemsOfInfo();
+}
+
+QStringList Inspection::problemsOfInfo() const
+{
+    const auto info = ProjectInfo::fromJson(contentOf(root(QStringLiteral("info.json"))));
+    if (!info || *info != ProjectInspector::inspect(root(QStringLiteral("Game/") + projectName))) {
+        return {QStringLiteral("info.json is not about this game")};
+    }
+    return {};
+}
+
+QStringList Inspection::problemsOfProject(const Tree &project, const Expected &expected,
+                                          bool isImported) const
 {
     const int commit = Offers::commitOf(project);
     Tree sources = offers_.game(commit);
@@ -128,6 +150,10 @@ QStringList Inspection::problemsOfProject(const Tree &project, const Expected &e
                         .arg(QString::number(commit), name, QString::number(addonCommit))};
         }
         sources.add(folder, offers_.addon(name, addonCommit));
+    }
+    if (!isImported) {
+        // An import that was interrupted may have added anything.
+        return with(QStringLiteral("game: "), project.differences(sources, Tree::Added::ignored));
     }
     Tree all = sources;
     const Tree products = importedFrom(sources);

@@ -25,11 +25,16 @@ public:
 
     /// All that is wrong after `run`, which was to end in a game that runs; a line each.
     QStringList problems(const LauncherRun &run, const Expected &expected) const;
+    /// All that is wrong where the launcher says that it is ready; a line each.
+    QStringList problemsOfReady(const Expected &expected) const;
     /// Of the game on disk.
     int installedCommit() const;
 
 private:
-    QStringList problemsOfProject(const Tree &project, const Expected &expected) const;
+    /// `isImported`: the engine's import shall have left its products.
+    QStringList problemsOfProject(const Tree &project, const Expected &expected,
+                                  bool isImported) const;
+    QStringList problemsOfInfo() const;
     QStringList problemsOfEngines(const QString &needed) const;
     QStringList problemsOfRun(const LauncherRun &run, const QString &version) const;
     QString root(const QString &name = {}) const;

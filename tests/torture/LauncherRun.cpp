@@ -3,6 +3,9 @@
 #include <QElapsedTimer>
 #include <QProcess>
 #include <QRegularExpression>
+#include <QThread>
+
+#include <algorithm>
 
 namespace brindle {
 
@@ -42,7 +45,8 @@ QStringList LauncherRun::log() const
 }
 
 LauncherRun LauncherRun::of(const Setting &setting, const QString &action,
-                            std::optional<std::chrono::milliseconds> killAfter)
+                            std::optional<std::chrono::milliseconds> killAfter,
+                            const std::function<void()> &beforeKill)
 {
     QProcess process;
     process.setProcessChannelMode(QProcess::MergedChannels);
@@ -56,6 +60,11 @@ LauncherRun LauncherRun::of(const Setting &setting, const QString &action,
     const qint64 rest = killAfter ? killAfter->count() - timer.elapsed() : longestRun;
     const bool ended = rest > 0 ? process.waitForFinished(static_cast<int>(rest))
                                 : process.state() == QProcess::NotRunning;
+    if (beforeKill) {
+        const qint64 left = killAfter->count() - timer.elapsed();
+        QThread::msleep(static_cast<unsigned long>(std::max<qint64>(left, 0)));
+        beforeKill();
+    }
     if (!ended) {
         process.kill();
         process.waitForFinished(-1);

@@ -4,6 +4,7 @@
 #include <QStringList>
 
 #include <chrono>
+#include <functional>
 #include <optional>
 
 namespace brindle {
@@ -31,9 +32,11 @@ struct LauncherRun
     /// The lines of the launcher's log.
     QStringList log() const;
 
-    /// Runs it; blocks. With `killAfter` it gets SIGKILL that long after its start.
+    /// Runs it; blocks. With `killAfter` it gets SIGKILL that long after its start, and
+    /// `beforeKill` is called just before, also when it has ended by then.
     static LauncherRun of(const Setting &setting, const QString &action,
-                          std::optional<std::chrono::milliseconds> killAfter = {});
+                          std::optional<std::chrono::milliseconds> killAfter = {},
+                          const std::function<void()> &beforeKill = {});
 };
 
 } // namespace brindle

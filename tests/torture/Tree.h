@@ -37,8 +37,9 @@ public:
     /// All but the part below a folder.
     Tree without(const QString &folder) const;
 
+    enum class Added { counts, ignored };
     /// How this one, which is there, differs from the expected one; a line each.
-    QStringList differences(const Tree &expected) const;
+    QStringList differences(const Tree &expected, Added added = Added::counts) const;
 
 private:
     QMap<QString, Entry> entries_;

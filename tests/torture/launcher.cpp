@@ -1,6 +1,6 @@
 // torture-launcher ACTION HOME TEMPORARY HOST PROGRAMS: the launcher without its window, composed
-// as the real one, for the torture to kill. ACTION is "play", "update", "reinstall" or "remove".
-// Prints what it does, one thing a line: "phase: " and a headline, "log: " and a line of the log.
+// as the real one, for the torture to kill. ACTION is "play", "update", "reinstall", "remove" or
+// "look", which presses nothing and prints "state: ready" when the launcher is. Prints what it does, one thing a line: "phase: " and a headline, "log: " and a line of the log.
 // A game that runs is stopped. Ends with 0 when the action came to a good end. On SIGTERM it quits
 // as the real one does: it cancels what runs, prints "cancelled: " and the microseconds that took,
 // and ends.
@@ -172,6 +172,11 @@ int main(int argc, char *argv[])
         return 2;
     }
     AppModel::compose([arguments] { return parts(arguments); });
+    if (arguments.at(1) == u"look") {
+        const bool isReady = AppModel::shared().state().phase == AppState::Phase::ready;
+        print("state", isReady ? QStringLiteral("ready") : QStringLiteral("not ready"));
+        return 0;
+    }
     Session session(AppModel::shared(), arguments.at(1), arguments.at(3));
     const EndSignals endSignals;
     QObject::connect(&endSignals, &EndSignals::requested, &session, &Session::quit);

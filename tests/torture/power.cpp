@@ -1,0 +1,129 @@
+// torture-power [--rounds N] [--seed S]: cuts the power while the launcher works and soon after,
+// over and over, and sees that with the power back nothing is taken for whole that is not. Ends
+// with one line that sums it up, or with what went wrong and where the disk's image lies.
+
+#include "../e2e/Namespaces.h"
+#include "Orphans.h"
+#include "PowerTorture.h"
+
+#include <QCommandLineParser>
+#include <QCoreApplication>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QTemporaryDir>
+
+#include <cstdio>
+
+using namespace brindle;
+
+namespace {
+
+struct Options
+{
+    int rounds = 0;
+    quint64 seed = 0;
+};
+
+std::optional<Options> readOptions(const QCoreApplication &application)
+{
+    QCommandLineParser parser;
+    const QCommandLineOption rounds(QStringLiteral("rounds"), QStringLiteral("How many."),
+                                    QStringLiteral("count"), QStringLiteral("200"));
+    const QCommandLineOption seed(QStringLiteral("seed"),
+                                  QStringLiteral("Repeats a run's choices."),
+                                  QStringLiteral("number"));
+    parser.addOptions({rounds, seed});
+    parser.addHelpOption();
+    parser.process(application);
+    Options options;
+    bool countIsNumber = false;
+    bool seedIsNumber = true;
+    options.rounds = parser.value(rounds).toInt(&countIsNumber);
+    options.seed =
+        parser.isSet(seed) ? parser.value(seed).toULongLong(&seedIsNumber) : std::random_device()();
+    return countIsNumber && seedIsNumber ? std::optional(options) : std::nullopt;
+}
+
+/// Why no disk is to be had, empty when there is one.
+QString whyNot(const QString &folder)
+{
+    try {
+        PowerDisk disk(folder);
+        disk.format();
+        disk.mount();
+        return {};
+    } catch (const std::exception &error) {
+        return QString::fromLocal8Bit(error.what());
+    }
+}
+
+/// What went wrong, empty if nothing did.
+QString run(PowerTorture &torture, int rounds)
+{
+    QString problem = torture.measure();
+    for (int i = 1; problem.isEmpty() && i <= rounds; ++i) {
+        problem = torture.round(i);
+    }
+    return problem;
+}
+
+int torture(const Options &options, const QString &folder, const QString &outside)
+{
+    QElapsedTimer timer;
+    timer.start();
+    QString problem;
+    QString summary;
+    QString kept;
+    try {
+        Orphans::takeIn();
+        PowerTorture torture(folder, QCoreApplication::applicationDirPath(), options.seed);
+        problem = run(torture, options.rounds);
+        summary = torture.summary();
+        if (!problem.isEmpty()) {
+            kept = outside + QStringLiteral("/torture-power.img");
+            QFile::remove(kept);
+            QFile::copy(torture.imageOfCut(), kept);
+        }
+    } catch (const std::exception &error) {
+        problem = QString::fromLocal8Bit(error.what());
+    }
+    constexpr qint64 millisecondsPerSecond = 1000;
+    if (problem.isEmpty()) {
+        std::printf("torture: %s; all good in %lld s, seed %llu\n", qPrintable(summary),
+                    timer.elapsed() / millisecondsPerSecond, options.seed);
+        return 0;
+    }
+    std::printf("%s\n\ntorture: FAILED, seed %llu; %s; the disk at the cut: %s\n",
+                qPrintable(problem), options.seed, qPrintable(summary), qPrintable(kept));
+    return 1;
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    // What stays after a failure is kept here; all else goes with the namespaces.
+    const QString outside = QDir::tempPath();
+    QString reason;
+    const bool isInside = Namespaces::enter(&reason);
+    const QCoreApplication application(argc, argv);
+    const auto options = readOptions(application);
+    if (!options) {
+        std::fputs("torture-power: not a number\n", stderr);
+        return 2;
+    }
+    const QTemporaryDir folder;
+    if (isInside) {
+        reason = whyNot(folder.path());
+    }
+    if (!reason.isEmpty()) {
+        std::printf("torture: loop devices are not permitted here, so no power is cut: %s\n",
+                    qPrintable(reason));
+        return 1;
+    }
+    // Games shall not need a display, whatever there is.
+    qunsetenv("DISPLAY");
+    qunsetenv("WAYLAND_DISPLAY");
+    return torture(*options, folder.path(), outside);
+}
