@@ -2,6 +2,7 @@
 
 #include "core/LineSink.h"
 #include "services/Error.h"
+#include "services/Files.h"
 #include "services/Paths.h"
 #include "services/SetupError.h"
 #include "services/Worker.h"
@@ -52,6 +53,7 @@ AppModel::AppModel(AppModelParts parts, QObject *parent)
     connect(QCoreApplication::instance(), &QCoreApplication::aboutToQuit, this,
             [this] { settingsWriter_.waitForDone(longestStoring); });
 
+    Files::makePrivate(storageRoot_);
     QFile saved(infoFile());
     if (saved.open(QIODevice::ReadOnly)) {
         if (auto known = ProjectInfo::fromJson(saved.readAll())) {

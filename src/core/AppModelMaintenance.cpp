@@ -15,15 +15,6 @@ namespace brindle {
 
 namespace {
 
-void removeIgnoringFailure(const QString &path, const std::stop_token &stop)
-{
-    try {
-        Files::remove(path, stop);
-    } catch (const Error &) {
-        // Ignored: what is still on disk is seen there when the state is derived.
-    }
-}
-
 /// The engine's own rule: how it names the folder of a project's saves.
 QString saveFolderName(const QString &project)
 {
@@ -142,7 +133,7 @@ QCoro::Task<> AppModel::removeAndRun(QStringList removed, std::stop_token stop)
     const auto remove = [removed, root = storageRoot_, stop] {
         for (const QString &path : removed) {
             checkCancellation(stop);
-            removeIgnoringFailure(path, stop);
+            Files::removeIfPossible(path, stop);
         }
         clearMarkers(root);
     };
@@ -173,9 +164,9 @@ QCoro::Task<> AppModel::removeRoot(std::stop_token stop)
         // Behind a link lies what was measured; the link goes as well.
         const QString behind = QFileInfo(root).canonicalFilePath();
         if (!behind.isEmpty()) {
-            removeIgnoringFailure(behind, stop);
+            Files::removeIfPossible(behind, stop);
         }
-        removeIgnoringFailure(root, stop);
+        Files::removeIfPossible(root, stop);
     };
     auto removing = runOnWorker(remove);
     co_await removing;

@@ -180,14 +180,16 @@ QCoro::Task<> AppModel::completeGame(QString project, std::stop_token stop)
             Files::createFolder(root);
             // What the interrupted writing of a run before this one left.
             Files::clearRemoved(root);
+            // A marker left by an interrupted update would keep the new game from being imported.
+            clearMarkers(root);
+            // All that the description and the mark's absence vouch for.
+            Files::sync(root);
             Files::writeAtomically(file, json);
         } catch (const Error &) {
             // Not being able to save the description does not stop this run. The mark stays, so
             // that the next one reads the project again instead of trusting an older description.
             return;
         }
-        // A marker left by an interrupted update would keep the new game from being imported.
-        clearMarkers(root);
         QFile::remove(mark);
     };
     auto saving = runOnWorker(save);
@@ -251,9 +253,11 @@ QCoro::Task<> AppModel::importProject(EngineSpec spec, QString engine, QString p
                        .arg(exitCode));
         co_return;
     }
-    const auto mark = [marker, root = storageRoot_] {
+    const auto mark = [marker, project, root = storageRoot_] {
         try {
             Files::clearRemoved(root);
+            // What was imported must be on the disk before the marker says so.
+            Files::sync(project);
             Files::writeAtomically(marker, QByteArrayLiteral("ok"));
         } catch (const Error &) {
             // Ignored: without the marker the next run imports again, which costs only time.

@@ -27,6 +27,23 @@ constexpr qint64 hashChunk = 4'194'304;
 constexpr int firstGodot4Format = 5;
 constexpr int statusOk = 200;
 
+/// Throws SystemError. Blocks.
+std::shared_ptr<QFile> openToRead(const QString &file)
+{
+    auto opened = std::make_shared<QFile>(file);
+    if (!opened->open(QIODevice::ReadOnly | QIODevice::Unbuffered)) {
+        throw SystemError(QStringLiteral("%1: %2").arg(file, opened->errorString()));
+    }
+    return opened;
+}
+
+/// An archive whose digest was computed, and the digest.
+struct Hashed
+{
+    std::shared_ptr<QFile> archive;
+    QString digest;
+};
+
 } // namespace
 
 EngineManager::EngineManager(QUrl codeHost, QString storageRoot, QString temporaryFolder,
@@ -100,23 +117,13 @@ QCoro::Task<QString> EngineManager::install(EngineSpec spec, Progress progress, 
             QStringLiteral("The official checksum list has no entry for %1.").arg(zipName));
     }
 
-    auto creating = StagingFolder::create(temporaryFolder_);
-    const StagingFolder staging = co_await creating;
-    std::exception_ptr error;
-    QString program;
-    try {
-        const QString zip = staging.path(QStringLiteral("godot.zip"));
-        auto installing = installArchive(spec, *archive, zip, *digest, std::move(progress),
-                                         std::move(status), std::move(log), stop);
-        program = co_await installing;
-    } catch (...) {
-        error = std::current_exception();
-    }
-    auto removing = staging.remove();
-    co_await removing;
-    if (error) {
-        std::rethrow_exception(error);
-    }
+    const StagingFolder::Work fetchAndInstall = [=, this, address = *archive,
+                                                 expected = *digest](QString folder) {
+        return installArchive(spec, address, folder + QStringLiteral("/godot.zip"), expected,
+                              progress, status, log, stop);
+    };
+    auto installing = StagingFolder::with(temporaryFolder_, storageRoot_, fetchAndInstall);
+    const QString program = co_await installing;
     co_return program;
 }
 
@@ -133,10 +140,13 @@ QCoro::Task<QString> EngineManager::installArchive(EngineSpec spec, QUrl archive
 
     checkCancellation(stop);
     status(QStringLiteral("Checking the download"));
-    const auto hash = [zip, stop] { return sha512(zip, stop); };
+    const auto hash = [zip, stop] {
+        const auto opened = openToRead(zip);
+        return Hashed{opened, sha512(*opened, stop)};
+    };
     auto hashing = runOnWorker(hash);
-    const QString digest = co_await hashing;
-    if (digest != expectedDigest) {
+    Hashed hashed = co_await hashing;
+    if (hashed.digest != expectedDigest) {
         throw SetupError(QStringLiteral("The engine download did not match its official checksum, "
                                         "so it was thrown away. Please try again."));
     }
@@ -145,16 +155,19 @@ QCoro::Task<QString> EngineManager::installArchive(EngineSpec spec, QUrl archive
 
     const QString folder = spec.folder(storageRoot_);
     const auto removeOld = [folder] {
-        try {
-            Files::remove(folder);
-        } catch (const Error &) {
-            // Ignored: what could not be removed is filled in place by the unpacking.
-        }
+        Files::removeIfPossible(folder);
         Files::clearRemoved(QFileInfo(folder).path());
     };
     auto removing = runOnWorker(removeOld);
     co_await removing;
-    auto unpacking = Tools::unzip(platform_.archiveTool, zip, folder, stop);
+    Tools::UnzipOptions options;
+    options.removesArchive = true;
+    // What was checked is what is unpacked, whoever may change the staging folder meanwhile.
+    options.opened = std::move(hashed.archive);
+    if (!platform_.archiveToolTakesOpenFiles) {
+        options.opened.reset();
+    }
+    auto unpacking = Tools::unzip(platform_.archiveTool, zip, folder, stop, std::move(options));
     co_await unpacking;
 
     log(QStringLiteral("Removing the macOS quarantine flag from the engine: it is a program "
@@ -191,19 +204,20 @@ QCoro::Task<> EngineManager::clearQuarantine(QString folder) const
 
 QString EngineManager::sha512(const QString &file, const std::stop_token &stop)
 {
-    QFile content(file);
-    if (!content.open(QIODevice::ReadOnly | QIODevice::Unbuffered)) {
-        throw SystemError(QStringLiteral("%1: %2").arg(file, content.errorString()));
-    }
+    return sha512(*openToRead(file), stop);
+}
+
+QString EngineManager::sha512(QFile &file, const std::stop_token &stop)
+{
     const std::unique_ptr<EVP_MD_CTX, decltype(&EVP_MD_CTX_free)> context(EVP_MD_CTX_new(),
                                                                           &EVP_MD_CTX_free);
     bool ok = context && EVP_DigestInit_ex(context.get(), EVP_sha512(), nullptr) == 1;
     QByteArray chunk(hashChunk, Qt::Uninitialized);
     while (ok) {
         checkCancellation(stop);
-        const qint64 count = content.read(chunk.data(), chunk.size());
+        const qint64 count = file.read(chunk.data(), chunk.size());
         if (count < 0) {
-            throw SystemError(QStringLiteral("%1: %2").arg(file, content.errorString()));
+            throw SystemError(QStringLiteral("%1: %2").arg(file.fileName(), file.errorString()));
         }
         if (count == 0) {
             break;
@@ -216,7 +230,8 @@ QString EngineManager::sha512(const QString &file, const std::stop_token &stop)
                                   reinterpret_cast<unsigned char *>(digest.data()), // NOLINT
                                   &size) == 1;
     if (!ok) {
-        throw SystemError(QStringLiteral("%1: the SHA-512 digest can't be computed").arg(file));
+        throw SystemError(
+            QStringLiteral("%1: the SHA-512 digest can't be computed").arg(file.fileName()));
     }
     digest.truncate(size);
     return QString::fromLatin1(digest.toHex());

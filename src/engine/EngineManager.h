@@ -5,6 +5,7 @@
 #include "services/FileDownloader.h"
 
 #include <QCoroTask>
+#include <QFile>
 #include <QUrl>
 
 #include <functional>
@@ -40,6 +41,8 @@ public:
     /// The file's SHA-512 as 128 lower-case hexadecimal digits. Throws SystemError when it can't
     /// be read, CancellationError when `stop` is requested. Blocks: worker threads only.
     static QString sha512(const QString &file, const std::stop_token &stop = {});
+    /// The same of an open file, from where it stands to its end.
+    static QString sha512(QFile &file, const std::stop_token &stop);
 
     FileDownloader downloader;
 

@@ -56,6 +56,16 @@ void ChildProcess::prepare()
     ::sigprocmask(SIG_SETMASK, &none, nullptr);
 }
 
+void ChildProcess::leaveTerminal()
+{
+    ::setsid();
+}
+
+void ChildProcess::keepOpen(int descriptor)
+{
+    ::fcntl(descriptor, F_SETFD, 0);
+}
+
 void ChildProcess::endWithLauncher([[maybe_unused]] int signal, [[maybe_unused]] qint64 launcher)
 {
 #ifdef Q_OS_LINUX

@@ -15,6 +15,14 @@ public:
     /// Async-signal-safe.
     static void prepare();
 
+    /// Run in the forked child, before `prepare`: it has no terminal any more, whatever its
+    /// standard files are. Async-signal-safe.
+    static void leaveTerminal();
+
+    /// Run in the forked child, after `prepare`: the descriptor stays open in the program.
+    /// Async-signal-safe.
+    static void keepOpen(int descriptor);
+
     /// Run in the forked child, after `prepare`: it gets `signal` when the thread that forked it
     /// ends, and with it the launcher, however that happens. `launcher` is the process number of
     /// the one that forks, which may be gone by now. Where the system has no such thing (macOS) the

@@ -93,6 +93,7 @@ Platform Platform::linuxDesktop(const QString &dataFolder, const QString &archit
     row.monoProgram =
         QStringLiteral("Godot_v{version}_mono_linux_%1/Godot_v{version}_mono_linux.%1").arg(cpu);
     row.archiveTool = privatePrograms + QStringLiteral("/ditto");
+    row.archiveToolTakesOpenFiles = true;
     row.engineUserData = dataFolder + QStringLiteral("/godot/app_userdata");
     // https://www.freedesktop.org/wiki/Specifications/file-manager-interface/: the items' URLs and
     // a start-up id. Waiting for the reply is what makes a missing file manager a failed exit.

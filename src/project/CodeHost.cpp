@@ -44,8 +44,11 @@ std::optional<QUrl> CodeHost::repositoryArchive(const QUrl &base, const QString 
         text.chop(ending.size());
     }
     const std::optional<QUrl> url = validAddress(text);
+    // What can't be fetched is refused before it is tried. Of plain http the transfer has more to
+    // say.
+    const bool isFetched = url && (url->scheme() == u"https" || url->scheme() == u"http");
     // Both readings of the text must name the host: no address that is read in two ways passes.
-    if (!url || url->host() != base.host() || writtenHost(text) != base.host()) {
+    if (!isFetched || url->host() != base.host() || writtenHost(text) != base.host()) {
         return std::nullopt;
     }
     return validAddress(text + QStringLiteral("/archive/HEAD.zip"));

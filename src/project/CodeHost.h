@@ -18,7 +18,7 @@ public:
 
     /// The archive of the default branch of the repository at `repository`, an address as a
     /// ".gitmodules" file writes it. Absent when that is not a valid address on exactly the host
-    /// of `base`, compared letter by letter; scheme, port and user are not looked at.
+    /// of `base`, compared letter by letter, by http or https; port and user are not looked at.
     static std::optional<QUrl> repositoryArchive(const QUrl &base, const QString &repository);
 };
 

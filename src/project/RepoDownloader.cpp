@@ -12,23 +12,11 @@
 
 #include <QFileInfo>
 
-#include <exception>
-
 namespace brindle {
 
 namespace {
 
 constexpr QStringView repositoryPath = u"/tessel-works/godot-brindle";
-
-void removeIgnoringFailure(const QString &path)
-{
-    try {
-        Files::remove(path);
-    } catch (const Error &) {
-        // Ignored: what stands in the way makes the next step fail, with an error that names the
-        // place.
-    }
-}
 
 /// The place of an add-on that is still missing or empty, absent when it is there. Throws
 /// SetupError for a place outside the repository folder. Blocks.
@@ -50,7 +38,7 @@ void placeAddon(const QString &unpacked, const QString &folder, const QString &p
     if (names.isEmpty()) {
         throw SetupError(QStringLiteral("The add-on %1 was empty.").arg(path));
     }
-    removeIgnoringFailure(folder);
+    Files::removeIfPossible(folder);
     const QString parent = QFileInfo(folder).path();
     Files::createFolder(parent);
     Files::clearRemoved(parent);
@@ -79,23 +67,11 @@ QCoro::Task<QString> RepoDownloader::installGame(Progress progress, std::stop_to
     if (!archive) {
         throw SetupError(QStringLiteral("Internal error: bad download address."));
     }
-    auto creating = StagingFolder::create(temporaryFolder_);
-    const StagingFolder staging = co_await creating;
-
-    std::exception_ptr error;
-    QString project;
-    try {
-        const QString zip = staging.path(QStringLiteral("game.zip"));
-        auto installing = installArchive(*archive, zip, std::move(progress), stop);
-        project = co_await installing;
-    } catch (...) {
-        error = std::current_exception();
-    }
-    auto removing = staging.remove();
-    co_await removing;
-    if (error) {
-        std::rethrow_exception(error);
-    }
+    const StagingFolder::Work install = [this, address = *archive, progress, stop](QString folder) {
+        return installArchive(address, folder + QStringLiteral("/game.zip"), progress, stop);
+    };
+    auto installing = StagingFolder::with(temporaryFolder_, storageRoot_, install);
+    const QString project = co_await installing;
     co_return project;
 }
 
@@ -109,13 +85,15 @@ QCoro::Task<QString> RepoDownloader::installArchive(QUrl archive, QString zip, P
 
     const QString game = storageRoot_ + QStringLiteral("/Game");
     const auto removeOld = [root = storageRoot_, game] {
-        removeIgnoringFailure(game);
+        Files::removeIfPossible(game);
         Files::clearRemoved(root);
     };
     auto removing = runOnWorker(removeOld);
     co_await removing;
 
-    auto unpacking = Tools::unzip(archiveTool_, zip, game, stop);
+    Tools::UnzipOptions options;
+    options.removesArchive = true;
+    auto unpacking = Tools::unzip(archiveTool_, zip, game, stop, options);
     co_await unpacking;
 
     const auto find = [game] { return ProjectInspector::findProject(game); };
@@ -147,37 +125,33 @@ QCoro::Task<> RepoDownloader::fetchSubmodules(ProjectInfo info, Progress progres
                                  .arg(submodule.path, submodule.url));
         }
         log(QStringLiteral("Fetching add-on ") + submodule.path);
-        auto fetching = fetchAddon(*archive, submodule.path, *folder, progress, stop);
+        const StagingFolder::Work fetch = [this, address = *archive, path = submodule.path,
+                                           place = *folder, progress, stop](QString staging) {
+            return fetchAddon(address, staging, path, place, progress, stop);
+        };
+        auto fetching = StagingFolder::with(temporaryFolder_, storageRoot_, fetch);
         co_await fetching;
     }
 }
 
-QCoro::Task<> RepoDownloader::fetchAddon(QUrl archive, QString path, QString folder,
-                                         Progress progress, std::stop_token stop)
+/// Returns the add-on's place.
+QCoro::Task<QString> RepoDownloader::fetchAddon(QUrl archive, QString staging, QString path,
+                                                QString folder, Progress progress,
+                                                std::stop_token stop)
 {
-    auto creating = StagingFolder::create(temporaryFolder_);
-    const StagingFolder staging = co_await creating;
-
-    std::exception_ptr error;
-    try {
-        const QString zip = staging.path(QStringLiteral("sub.zip"));
-        const QString unpacked = staging.path(QStringLiteral("out"));
-        downloader.setOnProgress(std::move(progress));
-        auto downloading = downloader.download(archive, zip, stop);
-        co_await downloading;
-        auto unpacking = Tools::unzip(archiveTool_, zip, unpacked, stop);
-        co_await unpacking;
-        const auto place = [unpacked, folder, path] { placeAddon(unpacked, folder, path); };
-        auto placing = runOnWorker(place);
-        co_await placing;
-    } catch (...) {
-        error = std::current_exception();
-    }
-    auto removing = staging.remove();
-    co_await removing;
-    if (error) {
-        std::rethrow_exception(error);
-    }
+    const QString zip = staging + QStringLiteral("/sub.zip");
+    const QString unpacked = staging + QStringLiteral("/out");
+    downloader.setOnProgress(std::move(progress));
+    auto downloading = downloader.download(archive, zip, stop);
+    co_await downloading;
+    Tools::UnzipOptions options;
+    options.removesArchive = true;
+    auto unpacking = Tools::unzip(archiveTool_, zip, unpacked, stop, options);
+    co_await unpacking;
+    const auto place = [unpacked, folder, path] { placeAddon(unpacked, folder, path); };
+    auto placing = runOnWorker(place);
+    co_await placing;
+    co_return folder;
 }
 
 } // namespace brindle

@@ -43,8 +43,8 @@ public:
 private:
     QCoro::Task<QString> installArchive(QUrl archive, QString zip, Progress progress,
                                         std::stop_token stop);
-    QCoro::Task<> fetchAddon(QUrl archive, QString path, QString folder, Progress progress,
-                             std::stop_token stop);
+    QCoro::Task<QString> fetchAddon(QUrl archive, QString staging, QString path, QString folder,
+                                    Progress progress, std::stop_token stop);
 
     QUrl codeHost_;
     QString storageRoot_;

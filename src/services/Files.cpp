@@ -1,5 +1,6 @@
 #include "services/Files.h"
 
+#include "platform/DiskSync.h"
 #include "services/OutputFile.h"
 #include "services/SystemError.h"
 #include "services/TreeCopy.h"
@@ -11,8 +12,8 @@
 
 #include <cerrno>
 #include <cstdio>
-#include <filesystem>
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -30,11 +31,15 @@ QString cleanPath(const QString &path)
     return QDir::cleanPath(path);
 }
 
+/// With the slash at its end.
+QString parentOf(const QString &path)
+{
+    return path.left(path.lastIndexOf(u'/') + 1);
+}
+
 QString hiddenSibling(const QString &path, QStringView prefix)
 {
-    const qsizetype slash = path.lastIndexOf(u'/');
-    return path.left(slash + 1) + prefix.toString() +
-           QUuid::createUuid().toString(QUuid::WithoutBraces);
+    return parentOf(path) + prefix.toString() + QUuid::createUuid().toString(QUuid::WithoutBraces);
 }
 
 /// 0 or the errno.
@@ -43,6 +48,43 @@ int renameTo(const QString &from, const QString &to)
     const int result =
         std::rename(QFile::encodeName(from).constData(), QFile::encodeName(to).constData());
     return result == 0 ? 0 : errno;
+}
+
+/// 0 or the errno. Something that is no folder counts as ENOTDIR.
+int makeFolder(const QString &path)
+{
+    const QByteArray name = QFile::encodeName(path);
+    if (mkdir(name.constData(), S_IRWXU) == 0) {
+        return 0;
+    }
+    if (errno == ENOENT && path.lastIndexOf(u'/') > 0) {
+        const int error = makeFolder(path.left(path.lastIndexOf(u'/')));
+        if (error != 0) {
+            return error;
+        }
+        return mkdir(name.constData(), S_IRWXU) == 0 || errno == EEXIST ? 0 : errno;
+    }
+    const int error = errno;
+    struct stat status = {};
+    if (error == ENOENT || stat(name.constData(), &status) != 0) {
+        return error;
+    }
+    return S_ISDIR(status.st_mode) ? 0 : ENOTDIR;
+}
+
+/// Has what is in the place of `path` on the disk. 0 or the errno.
+int syncPlace(const QString &path)
+{
+    return DiskSync::names(QFile::encodeName(parentOf(path)));
+}
+
+/// Has what is at `path` on the disk, with all that is in it. 0 or the errno.
+int syncEntry(const QString &path)
+{
+    struct stat status = {};
+    const bool isFolder =
+        lstat(QFile::encodeName(path).constData(), &status) == 0 && S_ISDIR(status.st_mode);
+    return DiskSync::tree(QFile::encodeName(isFolder ? path : parentOf(path)));
 }
 
 /// Deletes whatever is at `path`. 0 or the errno of the first failure.
@@ -63,11 +105,36 @@ int removeInPlace(const QString &path, const std::stop_token &stop = {})
 
 void Files::createFolder(const QString &path)
 {
-    std::error_code error;
-    std::filesystem::create_directories(QFile::encodeName(cleanPath(path)).toStdString(), error);
-    if (error) {
-        throw SystemError::fromErrno(error.value(), path);
+    const int error = makeFolder(cleanPath(path));
+    if (error != 0) {
+        throw SystemError::fromErrno(error, path);
     }
+}
+
+void Files::makePrivate(const QString &folder)
+{
+    const int opened =
+        open(QFile::encodeName(folder).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    struct stat status = {};
+    if (opened < 0) {
+        return;
+    }
+    constexpr mode_t others = S_IRWXG | S_IRWXO;
+    if (fstat(opened, &status) == 0 && status.st_uid == geteuid() &&
+        (status.st_mode & others) != 0) {
+        // Ignored: it is as it was.
+        (void)fchmod(opened, status.st_mode & S_IRWXU);
+    }
+    close(opened);
+}
+
+QString Files::makeHiddenBeside(const QString &path)
+{
+    const QString hidden = hiddenSibling(cleanPath(path), movingPrefix);
+    if (mkdir(QFile::encodeName(hidden).constData(), S_IRWXU) != 0) {
+        throw SystemError::fromErrno(errno, path);
+    }
+    return hidden;
 }
 
 void Files::remove(const QString &path, const std::stop_token &stop)
@@ -83,6 +150,9 @@ void Files::remove(const QString &path, const std::stop_token &stop)
     if (S_ISDIR(status.st_mode)) {
         const QString hidden = hiddenSibling(place, removingPrefix);
         if (renameTo(place, hidden) == 0) {
+            // Must be so on the disk as well before a part of it is missing there. Ignored: a
+            // failure, as the deletion is still the best that can be done.
+            (void)syncPlace(place);
             // The place is free. What can't be deleted now is left to clearRemoved.
             removeInPlace(hidden, stop);
             return;
@@ -91,6 +161,15 @@ void Files::remove(const QString &path, const std::stop_token &stop)
     const int error = removeInPlace(place);
     if (error != 0) {
         throw SystemError::fromErrno(error, path);
+    }
+}
+
+void Files::removeIfPossible(const QString &path, const std::stop_token &stop)
+{
+    try {
+        remove(path, stop);
+    } catch (const SystemError &) {
+        // Ignored: see the declaration.
     }
 }
 
@@ -107,8 +186,10 @@ void Files::move(const QString &from, const QString &to)
 {
     const QString source = cleanPath(from);
     const QString target = cleanPath(to);
-    int error = renameTo(source, target);
-    if (error == EXDEV) {
+    int error = syncEntry(source);
+    error = error != 0 ? error : renameTo(source, target);
+    const bool isCopied = error == EXDEV;
+    if (isCopied) {
         const QString hidden = hiddenSibling(target, movingPrefix);
         try {
             TreeCopy::copy(source, hidden);
@@ -116,12 +197,15 @@ void Files::move(const QString &from, const QString &to)
             removeInPlace(hidden);
             throw;
         }
-        error = renameTo(hidden, target);
-        if (error == 0) {
-            remove(source);
-            return;
+        error = syncEntry(hidden);
+        error = error != 0 ? error : renameTo(hidden, target);
+        if (error != 0) {
+            removeInPlace(hidden);
         }
-        removeInPlace(hidden);
+    }
+    error = error != 0 ? error : syncPlace(target);
+    if (error == 0 && isCopied) {
+        remove(source);
     }
     if (error != 0) {
         struct stat status = {};
@@ -139,14 +223,24 @@ void Files::writeAtomically(const QString &path, const QByteArray &content)
         OutputFile file;
         file.open(hidden);
         file.write({content.constData(), static_cast<size_t>(content.size())});
+        file.sync();
         file.finish();
         error = renameTo(hidden, path);
+        error = error != 0 ? error : syncPlace(hidden);
     } catch (const SystemError &failed) {
         error = failed.code;
     }
     if (error != 0) {
         removeInPlace(hidden);
         throw SystemError::fromErrno(error, path);
+    }
+}
+
+void Files::sync(const QString &folder)
+{
+    const int error = DiskSync::tree(QFile::encodeName(folder));
+    if (error != 0) {
+        throw SystemError::fromErrno(error, folder);
     }
 }
 

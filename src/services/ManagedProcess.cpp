@@ -51,6 +51,11 @@ public:
     static QCoro::Task<qint32> run(std::shared_ptr<Impl> self);
     bool isRunning() const;
     void request(Request request);
+    void isolate(int descriptor)
+    {
+        isIsolated_ = true;
+        kept_ = descriptor;
+    }
 
 private:
     enum class Phase { created, running, ended };
@@ -75,6 +80,8 @@ private:
     const QStringList arguments_;
     const LineCallback onLine_;
     const Bond bond_;
+    bool isIsolated_ = false;
+    int kept_ = -1; // the descriptor that the child gets
     const Continuation<qint32> ended_;
 
     mutable std::mutex lock_; // guards the fields below
@@ -188,10 +195,20 @@ void ManagedProcess::Impl::prepare(Child &child) const
     child.setProgram(executable_);
     child.setArguments(arguments_);
     child.setProcessChannelMode(QProcess::MergedChannels);
-    child.setInputChannelMode(QProcess::ForwardedInputChannel);
+    if (isIsolated_) {
+        child.setStandardInputFile(QProcess::nullDevice());
+    } else {
+        child.setInputChannelMode(QProcess::ForwardedInputChannel);
+    }
     const qint64 launcher = QCoreApplication::applicationPid();
-    child.setChildProcessModifier([bond = bond_, launcher] {
+    child.setChildProcessModifier([bond = bond_, isIsolated = isIsolated_, kept = kept_, launcher] {
+        if (isIsolated) {
+            ChildProcess::leaveTerminal();
+        }
         ChildProcess::prepare();
+        if (kept >= 0) {
+            ChildProcess::keepOpen(kept);
+        }
         if (bond != Bond::none) {
             ChildProcess::endWithLauncher(bond == Bond::killed ? SIGKILL : SIGTERM, launcher);
         }
@@ -254,6 +271,11 @@ ManagedProcess::~ManagedProcess() = default;
 QCoro::Task<qint32> ManagedProcess::run()
 {
     return Impl::run(impl_);
+}
+
+void ManagedProcess::isolate(int descriptor)
+{
+    impl_->isolate(descriptor);
 }
 
 bool ManagedProcess::isRunning() const

@@ -36,6 +36,10 @@ public:
                    Bond bond = Bond::none);
     ~ManagedProcess();
 
+    /// Before `run`: the child reads nothing (its standard input is /dev/null) and has no terminal.
+    /// The one descriptor of ours that it gets, if not -1, has the same number there.
+    void isolate(int descriptor = -1);
+
     /// Starts the child and returns when it has ended and all that it wrote has been delivered:
     /// its exit code, or the signal's number if it was killed. Others that still hold its output
     /// pipe are not waited for. Throws SystemError when it can't be started. Call once. Stopping

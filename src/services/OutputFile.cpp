@@ -5,6 +5,7 @@
 #include <QFile>
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -18,7 +19,8 @@ void OutputFile::open(const QString &path)
     const QByteArray name = QFile::encodeName(path);
     do {
         descriptor_ =
-            ::open(name.constData(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, 0666);
+            ::open(name.constData(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC,
+                   S_IRUSR | S_IWUSR);
     } while (descriptor_ < 0 && errno == EINTR);
     if (descriptor_ < 0) {
         fail(errno);
@@ -38,7 +40,7 @@ void OutputFile::write(std::string_view bytes)
     }
 }
 
-void OutputFile::finish()
+void OutputFile::sync()
 {
     int result = 0;
     do {
@@ -47,6 +49,10 @@ void OutputFile::finish()
     if (result < 0) {
         fail(errno);
     }
+}
+
+void OutputFile::finish()
+{
     // The descriptor is gone whatever close says, and an interrupted one has nothing left to write.
     if (::close(std::exchange(descriptor_, -1)) < 0 && errno != EINTR) {
         fail(errno);

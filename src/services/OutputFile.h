@@ -17,11 +17,13 @@ public:
     OutputFile &operator=(const OutputFile &) = delete;
     ~OutputFile() { abandon(); }
 
-    /// Creates the file or empties it. A link in its place is not followed.
+    /// Creates the file, for this user alone, or empties it. A link in its place is not followed.
     void open(const QString &path);
     /// Appends all of `bytes`.
     void write(std::string_view bytes);
-    /// Waits until the bytes are on the disk, then closes.
+    /// Waits until the bytes are on the disk. Not for files that are thrown away.
+    void sync();
+    /// Closes.
     void finish();
     /// Closes without a check when open, for ways out that throw the file away. Never throws.
     void abandon() noexcept;

@@ -10,10 +10,12 @@
 
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QRegularExpression>
 #include <QUuid>
 
 #include <cerrno>
+#include <exception>
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -43,14 +45,53 @@ std::shared_ptr<FolderLock> lockNew(const QString &path)
     }
 }
 
-/// Blocks.
-Made make(const QString &temporaryFolder)
+QString besideRoot(const QString &storageRoot)
+{
+    return QFileInfo(storageRoot).path();
+}
+
+/// Whether nobody but this user and root can put something else in the place of a folder that is
+/// made in `folder`, a path without links.
+bool isSafe(const QString &folder)
+{
+    struct stat status = {};
+    if (stat(QFile::encodeName(folder).constData(), &status) != 0 ||
+        (status.st_uid != geteuid() && status.st_uid != 0)) {
+        return false;
+    }
+    for (QString place = folder;; place = QFileInfo(place).path()) {
+        constexpr mode_t byOthers = S_IWGRP | S_IWOTH;
+        if (stat(QFile::encodeName(place).constData(), &status) != 0 ||
+            ((status.st_mode & byOthers) != 0 && (status.st_mode & S_ISVTX) == 0)) {
+            return false;
+        }
+        if (place == u"/") {
+            return true;
+        }
+    }
+}
+
+/// The folder in which staging folders are made.
+QString safePlace(const QString &temporaryFolder, const QString &storageRoot)
 {
     Files::createFolder(temporaryFolder);
+    const QString place = QFileInfo(temporaryFolder).canonicalFilePath();
+    if (isSafe(place)) {
+        return place;
+    }
+    const QString beside = besideRoot(storageRoot);
+    Files::createFolder(beside);
+    return beside;
+}
+
+/// Blocks.
+Made make(const QString &temporaryFolder, const QString &storageRoot)
+{
+    const QString place = safePlace(temporaryFolder, storageRoot);
     for (;;) {
         const QString name =
             StagingFolder::prefix + QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper();
-        const QString path = QDir(temporaryFolder).filePath(name);
+        const QString path = QDir(place).filePath(name);
         // For the user alone: the temporary folder may be shared, and what is staged here will run.
         if (mkdir(QFile::encodeName(path).constData(), S_IRWXU) != 0) {
             throw SystemError::fromErrno(errno, path);
@@ -76,12 +117,32 @@ StagingFolder::StagingFolder(QString path, std::shared_ptr<FolderLock> lock)
     : path_(std::move(path)), lock_(std::move(lock))
 {}
 
-QCoro::Task<StagingFolder> StagingFolder::create(QString temporaryFolder)
+QCoro::Task<StagingFolder> StagingFolder::create(QString temporaryFolder, QString storageRoot)
 {
-    auto work = [temporaryFolder] { return make(temporaryFolder); };
+    auto work = [temporaryFolder, storageRoot] { return make(temporaryFolder, storageRoot); };
     auto making = runOnWorker(std::move(work));
     Made made = co_await making;
     co_return StagingFolder(std::move(made.path), std::move(made.lock));
+}
+
+QCoro::Task<QString> StagingFolder::with(QString temporaryFolder, QString storageRoot, Work work)
+{
+    auto creating = create(temporaryFolder, storageRoot);
+    const StagingFolder staging = co_await creating;
+    std::exception_ptr error;
+    QString result;
+    try {
+        auto working = work(staging.path());
+        result = co_await working;
+    } catch (...) {
+        error = std::current_exception();
+    }
+    auto removing = staging.remove();
+    co_await removing;
+    if (error) {
+        std::rethrow_exception(error);
+    }
+    co_return result;
 }
 
 void StagingFolder::clearLeftovers(const QString &temporaryFolder, const std::stop_token &stop)
@@ -107,11 +168,15 @@ void StagingFolder::clearLeftovers(const QString &temporaryFolder, const std::st
     }
 }
 
-void StagingFolder::startClearingLeftovers(const QString &temporaryFolder)
+void StagingFolder::startClearingLeftovers(const QString &temporaryFolder,
+                                           const QString &storageRoot)
 {
     const std::stop_source source;
     DetachedThreads::start(
-        [temporaryFolder, token = source.get_token()] { clearLeftovers(temporaryFolder, token); },
+        [temporaryFolder, storageRoot, token = source.get_token()] {
+            clearLeftovers(temporaryFolder, token);
+            clearLeftovers(besideRoot(storageRoot), token);
+        },
         [source]() mutable { source.request_stop(); });
 }
 

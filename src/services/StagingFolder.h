@@ -3,6 +3,7 @@
 #include <QCoroTask>
 #include <QString>
 
+#include <functional>
 #include <memory>
 #include <stop_token>
 
@@ -10,11 +11,14 @@ namespace brindle {
 
 class FolderLock;
 
-/// A fresh folder "Brindle-" + upper-case UUID in the temporary folder, one per download.
+/// A fresh folder "Brindle-" + upper-case UUID in the temporary folder, one per download. Where
+/// others could put a folder of theirs in its place (the temporary folder belongs to neither this
+/// user nor root, or others may write to it or above it without the sticky bit), it lies beside the
+/// storage root instead.
 ///
-/// The owner must await `remove` on every way out. (A destructor cannot: deleting a folder blocks,
-/// and a coroutine's way out may be on the main thread.) As long as the owner lives, the folder is
-/// locked; that tells it from what a killed launcher left behind.
+/// The owner must await `remove` on every way out; `with` does. (A destructor cannot: deleting a
+/// folder blocks, and a coroutine's way out may be on the main thread.) As long as the owner lives,
+/// the folder is locked; that tells it from what a killed launcher left behind.
 class StagingFolder
 {
 public:
@@ -22,15 +26,23 @@ public:
     static constexpr QLatin1String prefix{"Brindle-"};
 
     /// Makes the folder with its parents, on a worker thread. Throws SystemError.
-    static QCoro::Task<StagingFolder> create(QString temporaryFolder);
+    static QCoro::Task<StagingFolder> create(QString temporaryFolder, QString storageRoot);
+
+    /// Something that is done in a folder, whose path it gets. No coroutine itself, it calls one
+    /// that owns all that it needs.
+    using Work = std::function<QCoro::Task<QString>(QString folder)>;
+    /// Makes a folder, returns what `work` does, and has removed the folder by then, also when that
+    /// is an error.
+    static QCoro::Task<QString> with(QString temporaryFolder, QString storageRoot, Work work);
 
     /// Deletes the staging folders that launchers left which no longer live: real folders of this
     /// user's with such a name and no owner. Everything else stays, as does what can't be deleted.
     /// Blocks; returns early when `stop` is requested.
     static void clearLeftovers(const QString &temporaryFolder, const std::stop_token &stop = {});
 
-    /// The same on a thread of its own, which the end of the program does not wait for.
-    static void startClearingLeftovers(const QString &temporaryFolder);
+    /// The same in both places where such a folder may lie, on a thread of its own, which the end
+    /// of the program does not wait for.
+    static void startClearingLeftovers(const QString &temporaryFolder, const QString &storageRoot);
 
     QString path() const { return path_; }
     /// The path of an entry inside.

@@ -1,81 +1,132 @@
 #include "services/Tools.h"
 
+#include "platform/UnpackStatus.h"
 #include "services/CancellationError.h"
 #include "services/Files.h"
 #include "services/ManagedProcess.h"
 #include "services/SetupError.h"
 #include "services/SystemError.h"
+#include "services/TreeRemoval.h"
 #include "services/Worker.h"
 
-#include <QStringView>
+#include <QCoreApplication>
+#include <QTimer>
 
 #include <array>
-#include <atomic>
 #include <cerrno>
-#include <memory>
-#include <stop_token>
+#include <chrono>
+#include <exception>
 #include <utility>
 
 namespace brindle {
 
 namespace {
 
-/// How both dittos end a line about a place that they can't write; they don't know languages.
-constexpr std::array<std::pair<int, QStringView>, 5> reasons{{
-    {ENOSPC, u": No space left on device"},
-    {EDQUOT, u": Disk quota exceeded"},
-    {EROFS, u": Read-only file system"},
-    {EACCES, u": Permission denied"},
-    {EIO, u": Input/output error"},
+/// For a tool that was asked to end.
+constexpr std::chrono::seconds patience{1};
+
+/// What the tool's status says about the destination.
+constexpr std::array<std::pair<UnpackStatus, int>, 7> reasons{{
+    {UnpackStatus::noSpace, ENOSPC},
+    {UnpackStatus::quotaExceeded, EDQUOT},
+    {UnpackStatus::readOnly, EROFS},
+    {UnpackStatus::accessDenied, EACCES},
+    {UnpackStatus::notPermitted, EPERM},
+    {UnpackStatus::nameTooLong, ENAMETOOLONG},
+    {UnpackStatus::writeError, EIO},
 }};
 
-/// The errno behind such a line, 0 for all others.
-int reasonOf(const QString &line)
+[[noreturn]] void fail(qint32 status, const QString &zip, const QString &destination)
 {
-    if (line.startsWith(u"ditto: ")) {
-        for (const auto &[number, text] : reasons) {
-            if (line.endsWith(text)) {
-                return number;
-            }
+    const auto what = static_cast<UnpackStatus>(status);
+    for (const auto &[reason, number] : reasons) {
+        if (what == reason) {
+            throw SystemError::fromErrno(number, destination);
         }
     }
-    return 0;
+    if (what == UnpackStatus::readError) {
+        throw SystemError::fromErrno(EIO, zip);
+    }
+    if (what == UnpackStatus::linksUnsupported) {
+        throw SetupError(QStringLiteral("The download holds symbolic links, and the disk of %1 "
+                                        "can't keep them.")
+                             .arg(destination));
+    }
+    throw SetupError(QStringLiteral("Unzipping failed (ditto exit code %1). "
+                                    "The download may be damaged.")
+                         .arg(status));
+}
+
+/// Returns the tool's exit status.
+QCoro::Task<qint32> runTool(QString archiveTool, QString archive, QString folder,
+                            std::shared_ptr<QFile> opened, std::stop_token stop)
+{
+    const QString source = opened ? QStringLiteral("/dev/fd/%1").arg(opened->handle()) : archive;
+    const QStringList arguments{QStringLiteral("-x"), QStringLiteral("-k"), source, folder};
+    // What it prints names entries of the archive, and proves nothing.
+    const ManagedProcess::LineCallback discard = [](const QString &) {};
+    // What it leaves is ours to clear up.
+    const auto tool = std::make_shared<ManagedProcess>(archiveTool, arguments, discard,
+                                                       ManagedProcess::Bond::killed);
+    tool->isolate(opened ? opened->handle() : -1);
+    // Started before the callback is installed: a request before the start would be lost.
+    const auto running = tool->run();
+    const std::stop_callback end(stop, [tool] {
+        tool->terminate();
+        QTimer::singleShot(patience, QCoreApplication::instance(), [tool] { tool->kill(); });
+    });
+    const qint32 status = co_await running;
+    // Closed, a deleted archive is gone.
+    opened.reset();
+    co_return status;
+}
+
+/// Unpacks into the hidden folder, from where it takes its place.
+QCoro::Task<> unzipBy(QString hidden, QString archiveTool, QString zip, QString destination,
+                      std::stop_token stop, Tools::UnzipOptions options)
+{
+    checkCancellation(stop);
+    auto running = runTool(archiveTool, zip, hidden, std::move(options.opened), stop);
+    const qint32 status = co_await running;
+    checkCancellation(stop);
+    if (status != 0) {
+        fail(status, zip, destination);
+    }
+    const auto place = [hidden, destination, zip, removesArchive = options.removesArchive] {
+        if (removesArchive) {
+            Files::removeIfPossible(zip);
+        }
+        Files::move(hidden, destination);
+    };
+    auto placing = runOnWorker(place);
+    co_await placing;
 }
 
 } // namespace
 
 QCoro::Task<> Tools::unzip(QString archiveTool, QString zip, QString destination,
-                           std::stop_token stop)
+                           std::stop_token stop, UnzipOptions options)
 {
-    const auto createDestination = [destination] { Files::createFolder(destination); };
-    co_await runOnWorker(createDestination);
-    checkCancellation(stop);
-
-    const QStringList arguments{QStringLiteral("-x"), QStringLiteral("-k"), zip, destination};
-    // All else that it prints is discarded.
-    const auto reason = std::make_shared<std::atomic<int>>(0);
-    const auto notice = [reason](const QString &line) {
-        if (const int number = reasonOf(line)) {
-            *reason = number;
-        }
+    const auto prepare = [destination] {
+        Files::createFolder(destination);
+        return Files::makeHiddenBeside(destination);
     };
-    // What it would put in its place later could be in the way of the next launcher's.
-    const auto tool = std::make_shared<ManagedProcess>(archiveTool, arguments, notice,
-                                                       ManagedProcess::Bond::terminated);
-    // Started before the callback is installed: a request before the start would be lost.
-    const auto running = tool->run();
-    const std::stop_callback terminate(stop, [tool] { tool->terminate(); });
-    const qint32 status = co_await running;
-    checkCancellation(stop);
+    auto preparing = runOnWorker(prepare);
+    const QString hidden = co_await preparing;
 
-    if (status != 0 && *reason != 0) {
-        // The download is as good as it was.
-        throw SystemError::fromErrno(*reason, destination);
+    std::exception_ptr error;
+    try {
+        auto unpacking = unzipBy(hidden, archiveTool, zip, destination, stop, std::move(options));
+        co_await unpacking;
+    } catch (...) {
+        error = std::current_exception();
     }
-    if (status != 0) {
-        throw SetupError(QStringLiteral("Unzipping failed (ditto exit code %1). "
-                                        "The download may be damaged.")
-                             .arg(status));
+    if (error) {
+        // Ignored: a failure, as clearRemoved takes what is left.
+        const auto clearUp = [hidden] { (void)TreeRemoval::remove(QFile::encodeName(hidden)); };
+        auto clearing = runOnWorker(clearUp);
+        co_await clearing;
+        std::rethrow_exception(error);
     }
 }
 

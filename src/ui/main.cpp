@@ -84,7 +84,7 @@ int main(int argc, char *argv[])
     // Behind the first frame, which nobody shall wait for longer.
     QTimer::singleShot(0, &launcher, [] {
         QGuiApplication::setWindowIcon(AppIcon::icon());
-        StagingFolder::startClearingLeftovers(QDir::tempPath());
+        StagingFolder::startClearingLeftovers(QDir::tempPath(), Paths::root());
         // What is left of a removal of everything that was interrupted.
         DetachedThreads::start(
             [folder = QFileInfo(Paths::root()).path()] { Files::clearRemoved(folder); }, [] {});

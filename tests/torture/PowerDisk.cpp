@@ -75,7 +75,8 @@ void PowerDisk::format()
 
 void PowerDisk::mount(const QString &options)
 {
-    const QString all = options.isEmpty() ? QStringLiteral("loop") : QStringLiteral("loop,") + options;
+    const QString all =
+        options.isEmpty() ? QStringLiteral("loop") : QStringLiteral("loop,") + options;
     run(QStringLiteral("mount"),
         {QStringLiteral("-t"), QStringLiteral("ext4"), QStringLiteral("-o"), all,
          folder_ + QStringLiteral("/disk.img"), path()});

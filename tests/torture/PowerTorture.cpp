@@ -74,8 +74,7 @@ LauncherRun PowerTorture::cutRun(const QString &action)
     const auto which = static_cast<size_t>(random(static_cast<int>(journals.size())));
     const Journal journal = journals.at(which);
     const int length = lengths_.value(action);
-    const int after =
-        random(2) == 0 ? random(length) : length + random(longestWaits.at(which));
+    const int after = random(2) == 0 ? random(length) : length + random(longestWaits.at(which));
     disk_.mount(journal == Journal::everySecond ? QStringLiteral("commit=1") : QString());
     QDir().mkpath(setting_.temporary);
 
@@ -85,8 +84,7 @@ LauncherRun PowerTorture::cutRun(const QString &action)
         }
         disk_.cutPower();
     };
-    LauncherRun run =
-        LauncherRun::of(setting_, action, std::chrono::milliseconds(after), cut);
+    LauncherRun run = LauncherRun::of(setting_, action, std::chrono::milliseconds(after), cut);
     ++cuts_[run.phase()];
     story_ << QStringLiteral("--- %1, cut after %2 ms, journal %3; %4")
                   .arg(action, QString::number(after), QString::number(which), run.phase())
@@ -142,11 +140,10 @@ QString PowerTorture::round(int number)
     story_ << QStringLiteral("--- play") << run.lines;
     problems << clearOrphans() << inspection.problems(run, expected);
     installedCommit_ = inspection.installedCommit();
-    return problems.isEmpty()
-               ? QString()
-               : QStringLiteral("round %1 (%2) failed:\n%3\n\nWhat happened:\n%4")
-                     .arg(QString::number(number), action, problems.join(u'\n'),
-                          story_.join(u'\n'));
+    return problems.isEmpty() ? QString()
+                              : QStringLiteral("round %1 (%2) failed:\n%3\n\nWhat happened:\n%4")
+                                    .arg(QString::number(number), action, problems.join(u'\n'),
+                                         story_.join(u'\n'));
 }
 
 QString PowerTorture::summary() const

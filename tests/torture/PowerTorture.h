@@ -40,8 +40,7 @@ private:
 
     int random(int below);
     LauncherRun cutRun(const QString &action);
-    QStringList problemsOfState(const Inspection &inspection,
-                                const Inspection::Expected &expected);
+    QStringList problemsOfState(const Inspection &inspection, const Inspection::Expected &expected);
     QStringList clearOrphans();
 
     PowerDisk disk_;

@@ -1,9 +1,9 @@
 // torture-launcher ACTION HOME TEMPORARY HOST PROGRAMS: the launcher without its window, composed
 // as the real one, for the torture to kill. ACTION is "play", "update", "reinstall", "remove" or
-// "look", which presses nothing and prints "state: ready" when the launcher is. Prints what it does, one thing a line: "phase: " and a headline, "log: " and a line of the log.
-// A game that runs is stopped. Ends with 0 when the action came to a good end. On SIGTERM it quits
-// as the real one does: it cancels what runs, prints "cancelled: " and the microseconds that took,
-// and ends.
+// "look", which presses nothing and prints "state: ready" when the launcher is. Prints what it
+// does, one thing a line: "phase: " and a headline, "log: " and a line of the log. A game that runs
+// is stopped. Ends with 0 when the action came to a good end. On SIGTERM it quits as the real one
+// does: it cancels what runs, prints "cancelled: " and the microseconds that took, and ends.
 
 #include "core/AppModel.h"
 #include "core/AppModelParts.h"
@@ -32,11 +32,16 @@ public:
     void copyText(const QString & /*text*/) override {}
 };
 
+QString storageRoot(const QStringList &arguments)
+{
+    return QDir(arguments.at(2)).filePath(QStringLiteral("data/Brindle"));
+}
+
 AppModelParts parts(const QStringList &arguments)
 {
     const QDir home(arguments.at(2));
     AppModelParts parts;
-    parts.storageRoot = home.filePath(QStringLiteral("data/Brindle"));
+    parts.storageRoot = storageRoot(arguments);
     parts.temporaryFolder = arguments.at(3);
     parts.settings = std::make_unique<QSettings>(home.filePath(QStringLiteral("settings.ini")),
                                                  QSettings::IniFormat);
@@ -181,7 +186,7 @@ int main(int argc, char *argv[])
     const EndSignals endSignals;
     QObject::connect(&endSignals, &EndSignals::requested, &session, &Session::quit);
     QTimer::singleShot(0, &session, [&] {
-        StagingFolder::startClearingLeftovers(arguments.at(3));
+        StagingFolder::startClearingLeftovers(arguments.at(3), storageRoot(arguments));
         session.begin();
     });
     return QCoreApplication::exec();

@@ -1,0 +1,16 @@
+#pragma once
+
+#include <QByteArray>
+
+namespace brindle::DiskSync {
+
+/// Waits until `folder`, with all that is in it now, is on its disk. May write more than that: what
+/// else waits to be written to the same file system. Links below are not followed. Blocks. Returns
+/// 0 or the errno of the first failure.
+int tree(const QByteArray &folder);
+
+/// Waits until the names in `folder` are on its disk as they are now: what was made, renamed and
+/// removed in it. As `tree` otherwise; 0 also where the file system has no such request.
+int names(const QByteArray &folder);
+
+} // namespace brindle::DiskSync
