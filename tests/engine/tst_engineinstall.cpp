@@ -3,6 +3,7 @@
 #include "engine/EngineManager.h"
 #include "http/HttpServer.h"
 #include "services/Files.h"
+#include "support/AfterRename.h"
 #include "support/Cancelled.h"
 #include "support/Thrown.h"
 
@@ -72,8 +73,10 @@ struct Setup
     }
     void setArchiveTool(const QByteArray &script) const
     {
-        writeScript(platform.archiveTool, "echo ditto $1 $2 \"${3##*/}\" \"${4##*/}\" >> '" +
-                                              record().toUtf8() + "'\n" + script);
+        // The hidden folder's name differs each time.
+        writeScript(platform.archiveTool,
+                    "name=${4##*/}\necho ditto $1 $2 \"${3##*/}\" \"${name%%-*}\" >> '" +
+                        record().toUtf8() + "'\n" + script);
     }
     void setQuarantineTool(const QByteArray &script) const
     {
@@ -142,7 +145,7 @@ private Q_SLOTS:
         QCOMPARE(read(setup.record()), QByteArray("Checking the downloa\n"
                                                   "Checksum (SHA-512) m\n"
                                                   "Unpacking the engine\n"
-                                                  "ditto -x -k godot.zip 4.3-stable\n"
+                                                  "ditto -x -k godot.zip .brindle\n"
                                                   "Removing the macOS q\n"
                                                   "xattr -dr com.apple.quarantine 4.3-stable\n"));
         QVERIFY(Files::names(setup.temporary()).isEmpty());
@@ -154,7 +157,7 @@ private Q_SLOTS:
         setup.platform.quarantineStep = {};
         EngineManager engines = setup.manager();
         QCOMPARE(await(setup.install(engines)), setup.program());
-        QVERIFY(read(setup.record()).endsWith("4.3-stable\nRemoving the macOS q\n"));
+        QVERIFY(read(setup.record()).endsWith(".brindle\nRemoving the macOS q\n"));
     }
 
     void redirectsAreFollowed()
@@ -303,6 +306,7 @@ private Q_SLOTS:
         Setup setup;
         const QString engines = setup.root() + QStringLiteral("/Engine");
         writeScript(engines + QStringLiteral("/.brindle-removing-x/Godot"), "");
+        writeScript(engines + QStringLiteral("/.brindle-moving-x/Godot"), "");
         EngineManager manager = setup.manager();
         await(setup.install(manager));
         QCOMPARE(Files::names(engines), QStringList{spec.tag()});
@@ -354,6 +358,66 @@ private Q_SLOTS:
         QCOMPARE(read(setup.record()), QByteArray("Checking the downloa\n"));
         QVERIFY(!QFileInfo::exists(setup.root()));
         QVERIFY(Files::names(setup.temporary()).isEmpty());
+    }
+
+    void aCancelAfterTheLastByteChecksNothing()
+    {
+        Setup setup;
+        writeScript(setup.program(), "an older build\n");
+        afterRename = [&](const QString &to) {
+            if (to.endsWith(QStringLiteral("/godot.zip"))) {
+                setup.stop.request_stop();
+            }
+        };
+        QVERIFY(setup.isCancelled());
+        afterRename = {};
+        QVERIFY(!QFileInfo::exists(setup.record()));
+        QCOMPARE(setup.manager().binary(spec), std::optional(setup.program()));
+        QVERIFY(Files::names(setup.temporary()).isEmpty());
+    }
+
+    void whatWasCheckedIsUnpacked()
+    {
+        if (!QFileInfo::exists(QStringLiteral("/dev/fd"))) {
+            QSKIP("open files have no names here");
+        }
+        Setup setup;
+        setup.platform.archiveToolTakesOpenFiles = true;
+        const QString unpacked = setup.folder.filePath(QStringLiteral("unpacked"));
+        setup.setArchiveTool("cat \"$3\" > '" + unpacked.toUtf8() + "'\nexit 9\n");
+        setup.onStatus = [&](const QString &text) {
+            if (text == u"Unpacking the engine") {
+                // Whoever can do this has another archive unpacked in place of the checked one.
+                const QString staging =
+                    setup.temporary() + u'/' + Files::names(setup.temporary()).value(0);
+                QVERIFY(QFile::remove(staging + QStringLiteral("/godot.zip")));
+                writeScript(staging + QStringLiteral("/godot.zip"), "not checked");
+            }
+        };
+        QVERIFY(setup.failure());
+        QCOMPARE(read(unpacked), archive);
+    }
+
+    void aHalfThatWasUnpackedIsNoEngine_data()
+    {
+        QTest::addColumn<QByteArray>("end");
+        QTest::newRow("fails") << QByteArray("exit 1\n");
+        QTest::newRow("dies") << QByteArray("kill -9 $$\n");
+    }
+
+    void aHalfThatWasUnpackedIsNoEngine()
+    {
+        QFETCH(const QByteArray, end);
+        Setup setup;
+        setup.setArchiveTool("mkdir -p \"$4/Godot.app/Contents/MacOS\"\n"
+                             "printf '#!/bin/sh\\n' > \"$4/Godot.app/Contents/MacOS/Godot\"\n"
+                             "chmod 755 \"$4/Godot.app/Contents/MacOS/Godot\"\n" +
+                             end);
+        QVERIFY(setup.failure());
+        QVERIFY(!setup.manager().binary(spec));
+        QCOMPARE(Files::names(spec.folder(setup.root())), QStringList());
+        QCOMPARE(Files::names(QFileInfo(spec.folder(setup.root())).path()),
+                 QStringList{spec.tag()});
     }
 
     void aCancelEndsTheUnpacking()

@@ -48,6 +48,13 @@ private Q_SLOTS:
                                           << "https://code.example/a/b//archive/HEAD.zip";
         QTest::newRow("another scheme")
             << "http://code.example/a/b" << "http://code.example/a/b/archive/HEAD.zip";
+        QTest::newRow("ssh") << "ssh://git@code.example/a/b.git" << "";
+        QTest::newRow("git") << "git://code.example/a/b.git" << "";
+        QTest::newRow("ftp") << "ftp://code.example/a/b" << "";
+        QTest::newRow("file") << "file://code.example/a/b" << "";
+        QTest::newRow("no scheme") << "//code.example/a/b" << "";
+        QTest::newRow("scheme in capitals")
+            << "HTTPS://code.example/a/b" << "https://code.example/a/b/archive/HEAD.zip";
         QTest::newRow("another port") << "https://code.example:444/a/b"
                                       << "https://code.example:444/a/b/archive/HEAD.zip";
         QTest::newRow("a user") << "https://me@code.example/a/b"

@@ -4,6 +4,7 @@
 #include "http/HttpServer.h"
 #include "project/RepoDownloader.h"
 #include "services/Files.h"
+#include "support/AfterRename.h"
 #include "support/Cancelled.h"
 #include "support/Thrown.h"
 
@@ -128,7 +129,19 @@ class TestFetchFailures : public QObject
 {
     Q_OBJECT
 
+    /// Nothing of a download is missing any more, and nothing has been done with it yet.
+    static void cancelAtArrivalOf(Setup &setup, const QString &archive)
+    {
+        afterRename = [&setup, archive](const QString &to) {
+            if (to.endsWith(u'/' + archive)) {
+                setup.stop.request_stop();
+            }
+        };
+    }
+
 private Q_SLOTS:
+    void cleanup() { afterRename = {}; }
+
     void theRepositoryHasAPage()
     {
         QCOMPARE(RepoDownloader::repositoryPage(QUrl(QStringLiteral("https://code.example"))),
@@ -216,6 +229,51 @@ private Q_SLOTS:
         QVERIFY(Files::names(setup.temporary()).isEmpty());
     }
 
+    void aCancelAfterTheLastByteLeavesTheGameAlone()
+    {
+        Setup setup;
+        const QString old = setup.root() + QStringLiteral("/Game/g/project.godot");
+        write(old, "old");
+        setup.put(gameTarget, zipOf({{QStringLiteral("g/project.godot"), "new"}}));
+        cancelAtArrivalOf(setup, QStringLiteral("game.zip"));
+        QVERIFY(endsCancelled(setup.install()));
+        QCOMPARE(read(old), QByteArray("old"));
+        QVERIFY(Files::names(setup.temporary()).isEmpty());
+    }
+
+    void aCancelAfterTheLastByteOfAnAddonUnpacksNothing()
+    {
+        Setup setup;
+        setup.put(addonTarget, "x");
+        setup.setTool("touch '" + setup.path("called").toUtf8() + "'\n");
+        cancelAtArrivalOf(setup, QStringLiteral("sub.zip"));
+        QVERIFY(endsCancelled(setup.fetch()));
+        QVERIFY(!QFileInfo::exists(setup.path("called")));
+        QVERIFY(!QFileInfo::exists(setup.addon("addons")));
+        QVERIFY(Files::names(setup.temporary()).isEmpty());
+    }
+
+    void otherWaysToTheHostAreRefused_data()
+    {
+        QTest::addColumn<QString>("scheme");
+        QTest::newRow("ssh") << QStringLiteral("ssh://git@");
+        QTest::newRow("git") << QStringLiteral("git://");
+        QTest::newRow("ftp") << QStringLiteral("ftp://");
+    }
+
+    void otherWaysToTheHostAreRefused()
+    {
+        QFETCH(const QString, scheme);
+        Setup setup;
+        const QString url = scheme + setup.server.url().host() + QStringLiteral("/a/one.git");
+        QCOMPARE(thrownBy(setup.fetch(QStringLiteral("addons/one"), url)),
+                 std::optional(QStringLiteral("The game needs the add-on \"addons/one\" from %1, "
+                                              "which this app can only fetch from GitHub.")
+                                   .arg(url)));
+        QCOMPARE(setup.log, QStringList());
+        QCOMPARE(setup.server.requestCount(), 0);
+    }
+
     void aToolThatFailsOnTheGame()
     {
         Setup setup;
@@ -225,8 +283,9 @@ private Q_SLOTS:
         QCOMPARE(thrownBy(setup.install()),
                  std::optional(QStringLiteral("Unzipping failed (ditto exit code 7). The download "
                                               "may be damaged.")));
-        QCOMPARE(Files::names(setup.root() + QStringLiteral("/Game")),
-                 QStringList{QStringLiteral("half")});
+        // The place is empty, and nothing is left beside it.
+        QCOMPARE(Files::names(setup.root() + QStringLiteral("/Game")), QStringList());
+        QCOMPARE(Files::names(setup.root()), QStringList{QStringLiteral("Game")});
         QVERIFY(Files::names(setup.temporary()).isEmpty());
     }
 
@@ -342,10 +401,11 @@ private Q_SLOTS:
         QCOMPARE(Files::names(setup.addon("addons")), QStringList{QStringLiteral("one")});
     }
 
-    void leftoversOfAnInterruptedRemovalAreCleared()
+    void leftoversOfInterruptedRemovalsAndUnpackingsAreCleared()
     {
         Setup setup;
         write(setup.root() + QStringLiteral("/.brindle-removing-x/y"), "half");
+        write(setup.root() + QStringLiteral("/.brindle-moving-x/g/project.godot"), "half");
         setup.put(gameTarget, zipOf({{QStringLiteral("g/project.godot"), "x"}}));
         await(setup.install());
         QCOMPARE(Files::names(setup.root()), QStringList{QStringLiteral("Game")});

@@ -1,5 +1,6 @@
 // The game's archive and its add-ons, from a real server, unpacked by the real tool.
 
+#include "../torture/Tree.h"
 #include "demo/ZipWriter.h"
 #include "project/RepoDownloader.h"
 #include "services/CancellationError.h"
@@ -9,6 +10,7 @@
 #include "support/Thrown.h"
 
 #include <QDir>
+#include <QProcess>
 #include <QTemporaryDir>
 #include <QtTest>
 
@@ -52,6 +54,37 @@ QByteArray read(const QString &path)
 {
     QFile file(path);
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+/// What a repository may hold: names, sizes, links and modes of all kinds.
+Tree variedTree()
+{
+    Tree tree;
+    tree.add(QStringLiteral("project.godot"), "config_version=5\n");
+    tree.add(QStringLiteral(".gitignore"), "*.tmp\n");
+    tree.add(QStringLiteral("empty"), QByteArray());
+    tree.add(QStringLiteral("levels/deep/in/a/folder/level.tscn"), QByteArray(70'000, 'l'));
+    tree.add(QStringLiteral("heights.txt"),
+             "PackedFloat32Array(" + QByteArray("0, ").repeated(100'000));
+    QByteArray noise(300'000, Qt::Uninitialized);
+    for (qsizetype i = 0; i < noise.size(); ++i) {
+        noise[i] = static_cast<char>((i * 2654435761U) >> 13U);
+    }
+    tree.add(QStringLiteral("art/picture.bin"), noise);
+    tree.add(QStringLiteral("tools/export.sh"), "#!/bin/sh\n", Tree::Type::program);
+    tree.add(QStringLiteral("latest"), "levels/deep", Tree::Type::link);
+    tree.add(QStringLiteral("a name with blanks"), "x");
+    tree.add(QString::fromUtf8("Übersetzung/日本.po"), "x");
+    return tree;
+}
+
+void run(const QString &program, const QStringList &arguments, const QString &folder)
+{
+    QProcess process;
+    process.setWorkingDirectory(folder);
+    process.setProcessChannelMode(QProcess::ForwardedChannels);
+    process.start(program, arguments);
+    QVERIFY2(process.waitForFinished() && process.exitCode() == 0, qPrintable(program));
 }
 
 /// A downloader with folders of its own and a repository folder to put add-ons into.
@@ -115,6 +148,68 @@ private Q_SLOTS:
         QCOMPARE(project, setup.root() + QStringLiteral("/Game/godot-brindle-main"));
         QCOMPARE(read(project + QStringLiteral("/main.gd")), QByteArray("extends Node\n"));
         QVERIFY(setup.leftovers().isEmpty());
+    }
+
+    void archivesOfTheUsualTools_data()
+    {
+        QTest::addColumn<QString>("program");
+        QTest::addColumn<QStringList>("arguments"); // "{zip}" is where the archive shall be
+        const QString top = QStringLiteral("godot-brindle-main");
+        QTest::newRow("git archive") << QStringLiteral("git")
+                                     << QStringList{QStringLiteral("-C"),
+                                                    top,
+                                                    QStringLiteral("archive"),
+                                                    QStringLiteral("--format=zip"),
+                                                    QStringLiteral("--prefix=%1/").arg(top),
+                                                    QStringLiteral("--output={zip}"),
+                                                    QStringLiteral("HEAD")};
+        QTest::newRow("zip") << QStringLiteral("zip")
+                             << QStringList{QStringLiteral("--quiet"),
+                                            QStringLiteral("--symlinks"),
+                                            QStringLiteral("--recurse-paths"),
+                                            QStringLiteral("{zip}"),
+                                            top,
+                                            QStringLiteral("--exclude"),
+                                            top + QStringLiteral("/.git/*")};
+        QTest::newRow("zip, from a pipe")
+            << QStringLiteral("sh")
+            << QStringList{
+                   QStringLiteral("-c"),
+                   QStringLiteral("zip -q -y -r - %1 -x '%1/.git/*' | cat > {zip}").arg(top)};
+    }
+
+    void archivesOfTheUsualTools()
+    {
+        QFETCH(const QString, program);
+        QFETCH(QStringList, arguments);
+        const QTemporaryDir folder;
+        const QString source = folder.filePath(QStringLiteral("godot-brindle-main"));
+        const Tree tree = variedTree();
+        tree.write(source);
+        const QStringList git{QStringLiteral("-C"), source,
+                              QStringLiteral("-c"), QStringLiteral("user.name=a"),
+                              QStringLiteral("-c"), QStringLiteral("user.email=a@b.c")};
+        run(QStringLiteral("git"), git + QStringList{QStringLiteral("init"), QStringLiteral("-q")},
+            folder.path());
+        run(QStringLiteral("git"), git + QStringList{QStringLiteral("add"), QStringLiteral(".")},
+            folder.path());
+        run(QStringLiteral("git"),
+            git + QStringList{QStringLiteral("commit"), QStringLiteral("-qm"), QStringLiteral("a")},
+            folder.path());
+        const QString zip = folder.filePath(QStringLiteral("made.zip"));
+        arguments.replaceInStrings(QStringLiteral("{zip}"), zip);
+        run(program, arguments, folder.path());
+
+        Setup setup;
+        setup.server.put(gameTarget, read(zip));
+        const QString project = await(setup.install());
+        QCOMPARE(project, setup.root() + QStringLiteral("/Game/godot-brindle-main"));
+        QCOMPARE(Tree::read(project).differences(tree), QStringList());
+
+        // And the same as an add-on.
+        setup.server.put("/a/one/archive/HEAD.zip", read(zip));
+        await(setup.fetch({{QStringLiteral("addons/one"), setup.url("/a/one.git")}}));
+        QCOMPARE(Tree::read(setup.addon("addons/one")).differences(tree), QStringList());
     }
 
     void anEarlierGameIsReplacedWhole()

@@ -64,6 +64,7 @@ private Q_SLOTS:
     void fullDiskNamesTheDestination();
     void missingFolderNamesTheDestination();
     void unwritableDestination();
+    void renamesThatFailForGood();
     void progressHasANegativeTotalWithoutLength();
     void progressWithLength();
     void rateCountsFromTheStart();
@@ -304,6 +305,19 @@ void TestFileDownloader::unwritableDestination()
     QVERIFY(outcome.systemError);
     QCOMPARE(outcome.text(), inside + QStringLiteral(": Not a directory"));
     QCOMPARE(content(), QByteArray("old"));
+}
+
+void TestFileDownloader::renamesThatFailForGood()
+{
+    // Longer than a name may be on any file system of ours, while the hidden one beside it fits.
+    const HttpServer server(
+        [](const HttpRequest &, HttpConnection &c) { c.respond(200, {}, "new"); });
+    const QString tooLong = folder_->filePath(QString(300, QLatin1Char('n')));
+    FileDownloader downloader;
+    const auto outcome = outcomeOf(downloader.download(server.url(), tooLong, {}));
+    QVERIFY(outcome.systemError);
+    QCOMPARE(outcome.text(), tooLong + QStringLiteral(": File name too long"));
+    QVERIFY(names().isEmpty());
 }
 
 void TestFileDownloader::progressHasANegativeTotalWithoutLength()

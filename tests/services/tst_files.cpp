@@ -4,6 +4,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -22,6 +23,46 @@
 
 using brindle::Files;
 using brindle::SystemError;
+
+namespace {
+
+QStringList events; // what the system was asked to do, in order; "…" for the rest of hidden names
+
+QString shown(const QString &path)
+{
+    static const QRegularExpression hidden(
+        QStringLiteral("/\\.brindle-(removing|moving)-[0-9a-f-]{36}"));
+    return QString(path).replace(hidden, QStringLiteral("/.brindle-\\1-…"));
+}
+
+QString pathOf(int descriptor)
+{
+    return QFile::symLinkTarget(QStringLiteral("/proc/self/fd/%1").arg(descriptor));
+}
+
+} // namespace
+
+// Stand in for the system's calls; no test needs to wait for the disk.
+#ifdef Q_OS_LINUX
+extern "C" int syncfs(int descriptor) noexcept
+{
+    events << QStringLiteral("sync all of ") + shown(pathOf(descriptor));
+    return 0;
+}
+
+extern "C" int fsync(int descriptor)
+{
+    events << QStringLiteral("sync ") + shown(pathOf(descriptor));
+    return 0;
+}
+#endif
+
+extern "C" int rename(const char *from, const char *to) noexcept
+{
+    events << QStringLiteral("rename %1 to %2")
+                  .arg(shown(QFile::decodeName(from)), shown(QFile::decodeName(to)));
+    return renameat(AT_FDCWD, from, AT_FDCWD, to);
+}
 
 namespace {
 
@@ -145,6 +186,16 @@ private Q_SLOTS:
     void failedWriteKeepsTheOldContent();
 
     void namesEveryEntry();
+
+    void renamesThatFailForGood();
+
+    void isForThisUserAlone_data();
+    void isForThisUserAlone();
+    void takesOthersRightsAway();
+
+    void writesToTheDiskBeforeTheName();
+    void movesOnTheDiskBeforeTheName();
+    void removesFromTheDiskBeforeDeleting();
 
 private:
     QString path(const QString &name) const { return folder_->filePath(name); }
@@ -603,6 +654,147 @@ void FilesTest::namesEveryEntry()
                      QStringLiteral("folder"), QStringLiteral("link")}));
     QCOMPARE(Files::names(path(QStringLiteral("none"))), QStringList());
     QCOMPARE(Files::names(path(QStringLiteral("file"))), QStringList());
+}
+
+void FilesTest::renamesThatFailForGood()
+{
+    // Longer than a name may be on any file system of ours, while the hidden one beside it fits.
+    const QString tooLong = path(QString(300, u'n'));
+    auto failure = failureOf([&] { Files::writeAtomically(tooLong, "content"); });
+    QVERIFY(failure);
+    QCOMPARE(failure->code, ENAMETOOLONG);
+    QVERIFY2(failure->description().startsWith(tooLong + QStringLiteral(": ")), failure->what());
+    QCOMPARE(Files::names(folder_->path()), QStringList());
+
+    write(path(QStringLiteral("from/file")));
+    failure = failureOf([&] { Files::move(path(QStringLiteral("from")), tooLong); });
+    QVERIFY(failure);
+    QCOMPARE(failure->code, ENAMETOOLONG);
+    QVERIFY2(failure->description().startsWith(tooLong + QStringLiteral(": ")), failure->what());
+    QCOMPARE(Files::names(folder_->path()), QStringList{QStringLiteral("from")});
+    QCOMPARE(read(path(QStringLiteral("from/file"))), "content");
+
+    if (const auto other = elsewhere()) {
+        write(other->filePath(QStringLiteral("file")));
+        failure = failureOf([&] { Files::move(other->filePath(QStringLiteral("file")), tooLong); });
+        QVERIFY(failure);
+        QCOMPARE(failure->code, ENAMETOOLONG);
+        QCOMPARE(Files::names(folder_->path()), QStringList{QStringLiteral("from")});
+        QVERIFY(exists(other->filePath(QStringLiteral("file"))));
+    }
+}
+
+void FilesTest::isForThisUserAlone_data()
+{
+    QTest::addColumn<uint>("mask");
+    QTest::newRow("everything is allowed") << 0u;
+    QTest::newRow("usual") << 022u;
+    QTest::newRow("group") << 002u;
+}
+
+void FilesTest::isForThisUserAlone()
+{
+    QFETCH(const uint, mask);
+    const mode_t before = umask(mask);
+    Files::createFolder(path(QStringLiteral("a/b")));
+    Files::writeAtomically(path(QStringLiteral("a/info.json")), "content");
+    const QString hidden = Files::makeHiddenBeside(path(QStringLiteral("a/b")));
+    umask(before);
+    QCOMPARE(modeOf(path(QStringLiteral("a"))), 0700u);
+    QCOMPARE(modeOf(path(QStringLiteral("a/b"))), 0700u);
+    QCOMPARE(modeOf(path(QStringLiteral("a/info.json"))), 0600u);
+    QCOMPARE(modeOf(hidden), 0700u);
+    QCOMPARE(QFileInfo(hidden).path(), path(QStringLiteral("a")));
+    Files::clearRemoved(path(QStringLiteral("a")));
+    QVERIFY(!exists(hidden));
+}
+
+void FilesTest::takesOthersRightsAway()
+{
+    const QString folder = path(QStringLiteral("folder"));
+    const QString link = path(QStringLiteral("link"));
+    QVERIFY(QDir().mkpath(folder));
+    QVERIFY(QFile::link(folder, link));
+    for (const QString &name : {folder, link}) {
+        setMode(folder, 0777);
+        Files::makePrivate(name);
+        QCOMPARE(modeOf(folder), 0700u);
+    }
+    // What is tighter stays.
+    setMode(folder, 0500);
+    Files::makePrivate(folder);
+    QCOMPARE(modeOf(folder), 0500u);
+    Files::makePrivate(path(QStringLiteral("none")));
+    QVERIFY(!exists(path(QStringLiteral("none"))));
+    if (geteuid() == 0) {
+        setMode(folder, 0755);
+        giveToNobody(folder);
+        Files::makePrivate(folder);
+        QCOMPARE(modeOf(folder), 0755u);
+    }
+}
+
+void FilesTest::writesToTheDiskBeforeTheName()
+{
+#ifdef Q_OS_LINUX
+    const QString file = path(QStringLiteral("info.json"));
+    const QString hidden = path(QStringLiteral(".brindle-moving-…"));
+    events.clear();
+    Files::writeAtomically(file, "content");
+    QCOMPARE(events, (QStringList{QStringLiteral("sync ") + hidden,
+                                  QStringLiteral("rename %1 to %2").arg(hidden, file),
+                                  QStringLiteral("sync ") + folder_->path()}));
+#endif
+}
+
+void FilesTest::movesOnTheDiskBeforeTheName()
+{
+#ifdef Q_OS_LINUX
+    const QString from = path(QStringLiteral("from"));
+    const QString to = path(QStringLiteral("place/to"));
+    const QString place = path(QStringLiteral("place"));
+    write(from + QStringLiteral("/file"));
+    QVERIFY(QDir().mkpath(place));
+    const auto renamed = [](const QString &before, const QString &after) {
+        return QStringLiteral("rename %1 to %2").arg(before, after);
+    };
+    events.clear();
+    Files::move(from, to);
+    QCOMPARE(events, (QStringList{QStringLiteral("sync all of ") + from, renamed(from, to),
+                                  QStringLiteral("sync ") + place}));
+
+    // A link leads elsewhere: its own folder is what counts.
+    QVERIFY(QFile::link(QStringLiteral("/dev/shm"), path(QStringLiteral("link"))));
+    events.clear();
+    Files::move(path(QStringLiteral("link")), place + QStringLiteral("/link"));
+    QCOMPARE(events.value(0), QStringLiteral("sync all of ") + folder_->path());
+
+    if (const auto other = elsewhere()) {
+        const QString far = other->filePath(QStringLiteral("from"));
+        const QString hidden = place + QStringLiteral("/.brindle-moving-…");
+        write(far + QStringLiteral("/file"));
+        Files::remove(to);
+        events.clear();
+        Files::move(far, to);
+        QCOMPARE(events.mid(0, 5),
+                 (QStringList{QStringLiteral("sync all of ") + far, renamed(far, to),
+                              QStringLiteral("sync all of ") + hidden, renamed(hidden, to),
+                              QStringLiteral("sync ") + place}));
+    }
+#endif
+}
+
+void FilesTest::removesFromTheDiskBeforeDeleting()
+{
+#ifdef Q_OS_LINUX
+    const QString tree = path(QStringLiteral("tree"));
+    write(tree + QStringLiteral("/file"));
+    events.clear();
+    Files::remove(tree);
+    QCOMPARE(events, (QStringList{QStringLiteral("rename %1 to %2")
+                                      .arg(tree, path(QStringLiteral(".brindle-removing-…"))),
+                                  QStringLiteral("sync ") + folder_->path()}));
+#endif
 }
 
 QTEST_GUILESS_MAIN(FilesTest)

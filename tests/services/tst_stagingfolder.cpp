@@ -15,12 +15,43 @@
 #include <memory>
 #include <vector>
 
+#include <cerrno>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 using brindle::await;
 using brindle::StagingFolder;
 using brindle::SystemError;
+
+namespace {
+
+/// For tests that don't need the place beside the storage root.
+const auto nowhere = QStringLiteral("/nowhere/Brindle");
+
+bool hasNoLocks = false; // the file system
+
+QStringList names(const QString &folder)
+{
+    return QDir(folder).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot);
+}
+
+void setMode(const QString &path, mode_t mode)
+{
+    QCOMPARE(::chmod(QFile::encodeName(path).constData(), mode), 0);
+}
+
+} // namespace
+
+/// Stands in for the system's call.
+extern "C" int flock(int descriptor, int operation) noexcept
+{
+    if (hasNoLocks) {
+        errno = ENOLCK;
+        return -1;
+    }
+    return static_cast<int>(::syscall(SYS_flock, descriptor, operation));
+}
 
 class StagingFolderTest : public QObject
 {
@@ -40,6 +71,13 @@ private Q_SLOTS:
     void clearsOnlyOnceTheOwnerHasBeenKilled();
     void neverTakesAFolderThatIsJustBeingMade();
     void clearsOnAThreadOfItsOwn();
+    void liesBesideTheStorageRootWhereOthersMayWrite_data();
+    void liesBesideTheStorageRootWhereOthersMayWrite();
+    void liesBesideTheStorageRootInAnothersFolder();
+    void anOrdinaryTemporaryFolderIsUsed_data();
+    void anOrdinaryTemporaryFolderIsUsed();
+    void doesWithoutLocks();
+    void isRemovedWhateverIsDoneInIt();
 
 private:
     static QString leftover(const QTemporaryDir &temporary);
@@ -64,8 +102,8 @@ void StagingFolderTest::createsAFreshFolderForTheUserAlone()
 {
     const QTemporaryDir temporary;
     const QString parent = temporary.filePath(QStringLiteral("not/there/yet"));
-    const StagingFolder first = await(StagingFolder::create(parent));
-    const StagingFolder second = await(StagingFolder::create(parent));
+    const StagingFolder first = await(StagingFolder::create(parent, nowhere));
+    const StagingFolder second = await(StagingFolder::create(parent, nowhere));
 
     QVERIFY(first.path() != second.path());
     const QRegularExpression name(QRegularExpression::anchoredPattern(
@@ -86,7 +124,7 @@ void StagingFolderTest::createsAFreshFolderForTheUserAlone()
 void StagingFolderTest::removesAllThatIsInIt()
 {
     const QTemporaryDir temporary;
-    const StagingFolder folder = await(StagingFolder::create(temporary.path()));
+    const StagingFolder folder = await(StagingFolder::create(temporary.path(), nowhere));
     QVERIFY(QDir().mkpath(folder.path(QStringLiteral("a/b"))));
     QFile file(folder.path(QStringLiteral("a/b/godot.zip")));
     QVERIFY(file.open(QIODevice::WriteOnly));
@@ -100,7 +138,7 @@ void StagingFolderTest::removesAllThatIsInIt()
 void StagingFolderTest::removingTwiceIsNoFailure()
 {
     const QTemporaryDir temporary;
-    const StagingFolder folder = await(StagingFolder::create(temporary.path()));
+    const StagingFolder folder = await(StagingFolder::create(temporary.path(), nowhere));
     await(folder.remove());
     await(folder.remove());
     QVERIFY(!QFile::exists(folder.path()));
@@ -111,7 +149,7 @@ void StagingFolderTest::reportsWhyItCantBeMade()
     const QTemporaryDir temporary;
     QFile file(temporary.filePath(QStringLiteral("file")));
     QVERIFY(file.open(QIODevice::WriteOnly));
-    QVERIFY_THROWS_EXCEPTION(SystemError, await(StagingFolder::create(file.fileName())));
+    QVERIFY_THROWS_EXCEPTION(SystemError, await(StagingFolder::create(file.fileName(), nowhere)));
 }
 
 void StagingFolderTest::clearsWhatNobodyOwns()
@@ -119,7 +157,7 @@ void StagingFolderTest::clearsWhatNobodyOwns()
     const QTemporaryDir temporary;
     leftover(temporary);
     // Its owner lives, but has let it go without removing it.
-    await(StagingFolder::create(temporary.path()));
+    await(StagingFolder::create(temporary.path(), nowhere));
     StagingFolder::clearLeftovers(temporary.path());
     QCOMPARE(
         QDir(temporary.path()).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot),
@@ -129,7 +167,7 @@ void StagingFolderTest::clearsWhatNobodyOwns()
 void StagingFolderTest::leavesWhatIsInUse()
 {
     const QTemporaryDir temporary;
-    const StagingFolder folder = await(StagingFolder::create(temporary.path()));
+    const StagingFolder folder = await(StagingFolder::create(temporary.path(), nowhere));
     QFile file(folder.path(QStringLiteral("godot.zip")));
     QVERIFY(file.open(QIODevice::WriteOnly));
     file.close();
@@ -228,7 +266,7 @@ void StagingFolderTest::neverTakesAFolderThatIsJustBeingMade()
     constexpr int count = 300;
     std::vector<StagingFolder> folders;
     for (int i = 0; i < count; ++i) {
-        folders.push_back(await(StagingFolder::create(temporary.path())));
+        folders.push_back(await(StagingFolder::create(temporary.path(), nowhere)));
     }
     done = true;
     sweeper->wait();
@@ -245,8 +283,125 @@ void StagingFolderTest::clearsOnAThreadOfItsOwn()
 {
     const QTemporaryDir temporary;
     const QString path = leftover(temporary);
-    StagingFolder::startClearingLeftovers(temporary.path());
+    StagingFolder::startClearingLeftovers(temporary.path(), nowhere);
     QTRY_VERIFY(!QFileInfo::exists(path));
+}
+
+void StagingFolderTest::liesBesideTheStorageRootWhereOthersMayWrite_data()
+{
+    QTest::addColumn<QString>("folder"); // whose mode it is
+    QTest::addColumn<uint>("mode");
+    QTest::newRow("everybody") << QStringLiteral("tmp/user") << 0777u;
+    QTest::newRow("others") << QStringLiteral("tmp/user") << 0703u;
+    QTest::newRow("the group") << QStringLiteral("tmp/user") << 0770u;
+    QTest::newRow("above it") << QStringLiteral("tmp") << 0777u;
+    QTest::newRow("where a link leads") << QStringLiteral("behind") << 0777u;
+}
+
+void StagingFolderTest::liesBesideTheStorageRootWhereOthersMayWrite()
+{
+    QFETCH(const QString, folder);
+    QFETCH(const uint, mode);
+    const QTemporaryDir home;
+    const QString temporary = home.filePath(QStringLiteral("tmp/user"));
+    QVERIFY(QDir().mkpath(home.filePath(QStringLiteral("tmp"))));
+    if (folder == u"behind") {
+        QVERIFY(QDir().mkpath(home.filePath(folder)));
+        QVERIFY(QFile::link(home.filePath(folder), temporary));
+    } else {
+        QVERIFY(QDir().mkpath(temporary));
+    }
+    setMode(home.filePath(folder), mode);
+    const QString root = home.filePath(QStringLiteral("data/Brindle"));
+    {
+        const StagingFolder staging = await(StagingFolder::create(temporary, root));
+        QCOMPARE(QFileInfo(staging.path()).path(), home.filePath(QStringLiteral("data")));
+        QVERIFY(QFileInfo(staging.path()).fileName().startsWith(StagingFolder::prefix));
+        QCOMPARE(names(temporary), QStringList());
+        await(staging.remove());
+        QCOMPARE(names(home.filePath(QStringLiteral("data"))), QStringList());
+        await(StagingFolder::create(temporary, root));
+    }
+    // Left behind, it is cleared like those in the temporary folder.
+    QCOMPARE(names(home.filePath(QStringLiteral("data"))).size(), 1);
+    StagingFolder::startClearingLeftovers(temporary, root);
+    QTRY_COMPARE(names(home.filePath(QStringLiteral("data"))), QStringList());
+}
+
+void StagingFolderTest::liesBesideTheStorageRootInAnothersFolder()
+{
+    if (::geteuid() != 0) {
+        QSKIP("only root can make another user's folder");
+    }
+    const QTemporaryDir home;
+    const QString temporary = home.filePath(QStringLiteral("tmp"));
+    QVERIFY(QDir().mkpath(temporary));
+    // Who owns it can do without the right to write, and a sticky bit is no hindrance to him.
+    setMode(temporary, 01755);
+    constexpr uid_t nobody = 65534;
+    QCOMPARE(::chown(QFile::encodeName(temporary).constData(), nobody, nobody), 0);
+    const StagingFolder staging =
+        await(StagingFolder::create(temporary, home.filePath(QStringLiteral("data/Brindle"))));
+    QCOMPARE(QFileInfo(staging.path()).path(), home.filePath(QStringLiteral("data")));
+}
+
+void StagingFolderTest::anOrdinaryTemporaryFolderIsUsed_data()
+{
+    QTest::addColumn<uint>("mode");
+    QTest::newRow("the user's own") << 0700u;
+    QTest::newRow("for others to read") << 0755u;
+    QTest::newRow("shared") << 01777u;
+}
+
+void StagingFolderTest::anOrdinaryTemporaryFolderIsUsed()
+{
+    QFETCH(const uint, mode);
+    const QTemporaryDir temporary;
+    setMode(temporary.path(), mode);
+    const StagingFolder staging = await(StagingFolder::create(temporary.path(), nowhere));
+    QCOMPARE(QFileInfo(staging.path()).path(), temporary.path());
+}
+
+void StagingFolderTest::doesWithoutLocks()
+{
+    const QTemporaryDir temporary;
+    hasNoLocks = true;
+    const StagingFolder staging = await(StagingFolder::create(temporary.path(), nowhere));
+    QVERIFY(QFileInfo(staging.path()).isDir());
+    // Whose it is can't be told then.
+    StagingFolder::clearLeftovers(temporary.path());
+    QVERIFY(QFileInfo(staging.path()).isDir());
+    await(staging.remove());
+    hasNoLocks = false;
+    QCOMPARE(names(temporary.path()), QStringList());
+}
+
+namespace {
+
+QCoro::Task<QString> fillAndReturn(QString folder, bool fails)
+{
+    QFile file(folder + QStringLiteral("/godot.zip"));
+    if (!file.open(QIODevice::WriteOnly) || fails) {
+        throw SystemError(folder);
+    }
+    co_return folder;
+}
+
+} // namespace
+
+void StagingFolderTest::isRemovedWhateverIsDoneInIt()
+{
+    const QTemporaryDir temporary;
+    const auto with = [&](bool fails) {
+        return await(StagingFolder::with(temporary.path(), nowhere, [fails](const QString &folder) {
+            return fillAndReturn(folder, fails);
+        }));
+    };
+    const QString folder = with(false);
+    QCOMPARE(QFileInfo(folder).path(), temporary.path());
+    QCOMPARE(names(temporary.path()), QStringList());
+    QVERIFY_THROWS_EXCEPTION(SystemError, with(true));
+    QCOMPARE(names(temporary.path()), QStringList());
 }
 
 QTEST_GUILESS_MAIN(StagingFolderTest)

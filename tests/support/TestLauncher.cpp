@@ -56,8 +56,8 @@ std::string makeTestStaging(const std::string &temporaryFolder)
     char *values[] = {name.data(), nullptr};
     const QCoreApplication application(count, values);
     // Never destroyed: it is given up only with the process.
-    static const auto *const staging =
-        new StagingFolder(await(StagingFolder::create(QString::fromStdString(temporaryFolder))));
+    static const auto *const staging = new StagingFolder(await(StagingFolder::create(
+        QString::fromStdString(temporaryFolder), QStringLiteral("/nowhere/Brindle"))));
     return staging->path().toStdString();
 }
 
