@@ -9,7 +9,7 @@
 
 namespace brindle {
 
-ConsoleLauncher::ConsoleLauncher()
+ConsoleLauncher::ConsoleLauncher() : programs_(QCoreApplication::applicationDirPath())
 {
     process_.setProcessChannelMode(QProcess::MergedChannels);
     process_.setStandardInputFile(QProcess::nullDevice());
@@ -30,12 +30,12 @@ void ConsoleLauncher::setVariable(const QString &name, const QString &value)
 
 void ConsoleLauncher::play(const QUrl &host)
 {
-    const QString programs = QCoreApplication::applicationDirPath();
     QDir().mkpath(temporary());
+    lines_.clear();
     process_.setProcessEnvironment(environment_);
-    process_.start(programs + QStringLiteral("/torture-launcher"),
+    process_.start(QCoreApplication::applicationDirPath() + QStringLiteral("/torture-launcher"),
                    {QStringLiteral("play"), home_.filePath(QStringLiteral("home")), temporary(),
-                    host.toString(), programs});
+                    host.toString(), programs_});
 }
 
 void ConsoleLauncher::waitFor(const QString &text)
@@ -63,7 +63,7 @@ bool ConsoleLauncher::hasPrinted(const QString &text) const
 
 QString ConsoleLauncher::project() const
 {
-    return data() + QStringLiteral("/Brindle/Game/godot-brindle-main");
+    return root() + QStringLiteral("/Game/godot-brindle-main");
 }
 
 void ConsoleLauncher::read()

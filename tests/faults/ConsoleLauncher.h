@@ -19,6 +19,9 @@ public:
     /// Variables for it alone; before `play`.
     void setVariable(const QString &name, const QString &value);
 
+    /// The folder of its helper programs, in place of its own; before `play`.
+    void setPrograms(const QString &folder) { programs_ = folder; }
+
     /// Starts it and presses Play, against the host of a fixture.
     void play(const QUrl &host);
     /// Serves events until it has printed a line that contains the text.
@@ -34,6 +37,7 @@ public:
     const QStringList &lines() const { return lines_; }
 
     QString project() const;
+    QString root() const { return data() + QStringLiteral("/Brindle"); }
     /// All below the user's data folder.
     QString data() const { return home_.filePath(QStringLiteral("home/data")); }
     QString temporary() const { return home_.filePath(QStringLiteral("temporary")); }
@@ -44,6 +48,7 @@ private:
     QTemporaryDir home_;
     QProcess process_;
     QProcessEnvironment environment_ = QProcessEnvironment::systemEnvironment();
+    QString programs_;
     QStringList lines_;
 };
 

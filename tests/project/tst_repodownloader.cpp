@@ -171,11 +171,6 @@ private Q_SLOTS:
                                             top,
                                             QStringLiteral("--exclude"),
                                             top + QStringLiteral("/.git/*")};
-        QTest::newRow("zip, from a pipe")
-            << QStringLiteral("sh")
-            << QStringList{
-                   QStringLiteral("-c"),
-                   QStringLiteral("zip -q -y -r - %1 -x '%1/.git/*' | cat > {zip}").arg(top)};
     }
 
     void archivesOfTheUsualTools()

@@ -37,6 +37,19 @@ QString storageRoot(const QStringList &arguments)
     return QDir(arguments.at(2)).filePath(QStringLiteral("data/Brindle"));
 }
 
+/// The running system's row, or macOS's with stand-ins for the tools that only macOS has.
+Platform platform(const QStringList &arguments)
+{
+    const QString &programs = arguments.at(5);
+    if (qEnvironmentVariable("BRINDLE_TEST_PLATFORM") == u"macOS") {
+        Platform platform = Platform::macOS(arguments.at(2));
+        platform.archiveTool = programs + QStringLiteral("/ditto");
+        platform.quarantineStep.program = QStringLiteral("/bin/true");
+        return platform;
+    }
+    return Platform::current(programs);
+}
+
 AppModelParts parts(const QStringList &arguments)
 {
     const QDir home(arguments.at(2));
@@ -46,7 +59,7 @@ AppModelParts parts(const QStringList &arguments)
     parts.settings = std::make_unique<QSettings>(home.filePath(QStringLiteral("settings.ini")),
                                                  QSettings::IniFormat);
     parts.codeHost = QUrl(arguments.at(4));
-    parts.platform = Platform::current(arguments.at(5));
+    parts.platform = platform(arguments);
     parts.desktop = std::make_shared<AgreeingDesktop>();
     parts.clock = std::make_shared<SteadyClock>();
     return parts;
