@@ -96,6 +96,8 @@ QCoro::Task<> unzipBy(QString hidden, QString archiveTool, QString zip, QString 
         if (removesArchive) {
             Files::removeIfPossible(zip);
         }
+        // Tools may give it another mode.
+        Files::makePrivate(hidden);
         Files::move(hidden, destination);
     };
     auto placing = runOnWorker(place);

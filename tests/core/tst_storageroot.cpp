@@ -5,11 +5,56 @@
 
 #include <QDir>
 #include <QFile>
+#include <QRegularExpression>
 #include <QtTest>
 
+#include <cstdio>
+#include <fcntl.h>
+#include <mutex>
 #include <sys/stat.h>
 
 using namespace brindle;
+
+namespace {
+
+std::mutex eventsLock;
+QStringList events; // what the system was asked to do, in order
+
+void note(const QString &what, const QString &path)
+{
+    static const QRegularExpression hidden(
+        QStringLiteral("/\\.brindle-(removing|moving)-[0-9a-f-]{36}"));
+    const std::lock_guard guard(eventsLock);
+    events << what + u' ' + QString(path).replace(hidden, QStringLiteral("/.hidden"));
+}
+
+QString pathOf(int descriptor)
+{
+    return QFile::symLinkTarget(QStringLiteral("/proc/self/fd/%1").arg(descriptor));
+}
+
+} // namespace
+
+// Stand in for the system's calls; no test needs to wait for the disk.
+#ifdef Q_OS_LINUX
+extern "C" int syncfs(int descriptor) noexcept
+{
+    note(QStringLiteral("all of"), pathOf(descriptor));
+    return 0;
+}
+
+extern "C" int fsync(int descriptor)
+{
+    note(QStringLiteral("names in"), pathOf(descriptor));
+    return 0;
+}
+#endif
+
+extern "C" int rename(const char *from, const char *to) noexcept
+{
+    note(QStringLiteral("renamed to"), QFile::decodeName(to));
+    return renameat(AT_FDCWD, from, AT_FDCWD, to);
+}
 
 class TestStorageRoot : public QObject
 {
@@ -44,6 +89,46 @@ private Q_SLOTS:
         QCOMPARE(modeIn("Engine/4.3-stable"), QStringLiteral("700"));
         QCOMPARE(modeIn("info.json"), QStringLiteral("600"));
         QCOMPARE(modeIn("imported-4.3-stable.txt"), QStringLiteral("600"));
+    }
+
+    void whatVouchesComesLast()
+    {
+#ifndef Q_OS_LINUX
+        QSKIP("written down as this system is asked");
+#else
+        PipelineFixture fixture;
+        fixture.offerEngine("#!/bin/sh\nexit 0\n");
+        events.clear();
+        fixture.model().startWork(true);
+        spinUntil([&] {
+            fixture.clock->advance(Clock::Duration(0.1));
+            return !fixture.model().work();
+        });
+        const QString root = fixture.files.root();
+        // What must have reached the disk, each before the next is asked for.
+        const QStringList order{
+            QStringLiteral("renamed to ") + root + QStringLiteral("/unfinished"),
+            QStringLiteral("names in ") + root,
+            QStringLiteral("all of ") + root + QStringLiteral("/.hidden"),
+            QStringLiteral("renamed to ") + root + QStringLiteral("/Game"),
+            QStringLiteral("names in ") + root,
+            QStringLiteral("renamed to ") + fixture.project() + QStringLiteral("/addons/one"),
+            QStringLiteral("renamed to ") + fixture.project() + QStringLiteral("/addons/two"),
+            QStringLiteral("all of ") + root,
+            QStringLiteral("renamed to ") + root + QStringLiteral("/info.json"),
+            QStringLiteral("names in ") + root,
+            QStringLiteral("all of ") + root + QStringLiteral("/Engine/.hidden"),
+            QStringLiteral("renamed to ") + root + QStringLiteral("/Engine/4.3-stable"),
+            QStringLiteral("names in ") + root + QStringLiteral("/Engine"),
+            QStringLiteral("all of ") + fixture.project(),
+            QStringLiteral("renamed to ") + root + QStringLiteral("/imported-4.3-stable.txt"),
+        };
+        qsizetype at = -1;
+        for (const QString &event : order) {
+            at = events.indexOf(event, at + 1);
+            QVERIFY2(at >= 0, qPrintable(event + QStringLiteral("\nin\n") + events.join(u'\n')));
+        }
+#endif
     }
 
     void othersLoseTheirRights()

@@ -9,12 +9,15 @@
 
 #include <QDir>
 #include <QFileInfo>
+#include <QScopeGuard>
 #include <QTemporaryDir>
 #include <QTest>
 
 #include <functional>
 #include <memory>
 #include <utility>
+
+#include <unistd.h>
 
 using namespace brindle;
 
@@ -130,8 +133,18 @@ private Q_SLOTS:
 
     void theToolReadsNothingAndHasNoTerminal()
     {
-        // Ends at once, whatever the launcher's own input is.
-        unzip(tool(u"cat > \"$4/input\"; ls -l /dev/fd/0 > \"$4/where\""_qs));
+        // Our own input has something in it.
+        QFile own(at(u"own input"_qs));
+        QVERIFY(own.open(QIODevice::ReadWrite | QIODevice::Unbuffered));
+        own.write("from the launcher");
+        QVERIFY(own.seek(0));
+        const int before = dup(STDIN_FILENO);
+        QVERIFY(dup2(own.handle(), STDIN_FILENO) == STDIN_FILENO);
+        const auto restore = qScopeGuard([before] {
+            dup2(before, STDIN_FILENO);
+            close(before);
+        });
+        unzip(tool(u"cat > \"$4/input\""_qs));
         QFile input(at(u"new/place/input"_qs));
         QVERIFY(input.open(QIODevice::ReadOnly));
         QCOMPARE(input.readAll(), QByteArray());
