@@ -145,6 +145,7 @@ QCoro::Task<QString> RepoDownloader::fetchAddon(QUrl archive, QString staging, Q
     auto downloading = downloader.download(archive, zip, stop);
     co_await downloading;
     Tools::UnzipOptions options;
+    options.isStaged = true;
     options.removesArchive = true;
     auto unpacking = Tools::unzip(archiveTool_, zip, unpacked, stop, options);
     co_await unpacking;

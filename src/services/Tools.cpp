@@ -81,24 +81,26 @@ QCoro::Task<qint32> runTool(QString archiveTool, QString archive, QString folder
     co_return status;
 }
 
-/// Unpacks into the hidden folder, from where it takes its place.
-QCoro::Task<> unzipBy(QString hidden, QString archiveTool, QString zip, QString destination,
+/// Unpacks into a folder, from where it takes its place if that is another one.
+QCoro::Task<> unzipBy(QString folder, QString archiveTool, QString zip, QString destination,
                       std::stop_token stop, Tools::UnzipOptions options)
 {
     checkCancellation(stop);
-    auto running = runTool(archiveTool, zip, hidden, std::move(options.opened), stop);
+    auto running = runTool(archiveTool, zip, folder, std::move(options.opened), stop);
     const qint32 status = co_await running;
     checkCancellation(stop);
     if (status != 0) {
         fail(status, zip, destination);
     }
-    const auto place = [hidden, destination, zip, removesArchive = options.removesArchive] {
+    const auto place = [folder, destination, zip, removesArchive = options.removesArchive] {
         if (removesArchive) {
             Files::removeIfPossible(zip);
         }
-        // Tools may give it another mode.
-        Files::makePrivate(hidden);
-        Files::move(hidden, destination);
+        if (folder != destination) {
+            // Tools may give it another mode.
+            Files::makePrivate(folder);
+            Files::move(folder, destination);
+        }
     };
     auto placing = runOnWorker(place);
     co_await placing;
@@ -109,25 +111,27 @@ QCoro::Task<> unzipBy(QString hidden, QString archiveTool, QString zip, QString 
 QCoro::Task<> Tools::unzip(QString archiveTool, QString zip, QString destination,
                            std::stop_token stop, UnzipOptions options)
 {
-    const auto prepare = [destination] {
+    const auto prepare = [destination, isStaged = options.isStaged] {
         Files::createFolder(destination);
-        return Files::makeHiddenBeside(destination);
+        return isStaged ? destination : Files::makeHiddenBeside(destination);
     };
     auto preparing = runOnWorker(prepare);
-    const QString hidden = co_await preparing;
+    const QString folder = co_await preparing;
 
     std::exception_ptr error;
     try {
-        auto unpacking = unzipBy(hidden, archiveTool, zip, destination, stop, std::move(options));
+        auto unpacking = unzipBy(folder, archiveTool, zip, destination, stop, std::move(options));
         co_await unpacking;
     } catch (...) {
         error = std::current_exception();
     }
-    if (error) {
+    if (error && folder != destination) {
         // Ignored: a failure, as clearRemoved takes what is left.
-        const auto clearUp = [hidden] { (void)TreeRemoval::remove(QFile::encodeName(hidden)); };
+        const auto clearUp = [folder] { (void)TreeRemoval::remove(QFile::encodeName(folder)); };
         auto clearing = runOnWorker(clearUp);
         co_await clearing;
+    }
+    if (error) {
         std::rethrow_exception(error);
     }
 }

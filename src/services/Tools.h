@@ -20,6 +20,9 @@ struct UnzipOptions
     /// The archive has done its work once it is unpacked: it is deleted before what was unpacked
     /// is waited for to reach the disk, since all that is not on the disk goes there then.
     bool removesArchive = false;
+    /// The destination lies in a staging folder, where nobody takes a half for the whole: it is
+    /// unpacked there at once, and not waited for.
+    bool isStaged = false;
 };
 
 /// Unpacks a zip archive into a folder, which is created with its parents and must be empty.

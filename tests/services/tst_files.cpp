@@ -26,6 +26,7 @@ using brindle::SystemError;
 
 namespace {
 
+int syncError = 0;  // what fsync fails with
 QStringList events; // what the system was asked to do, in order; "…" for the rest of hidden names
 
 QString shown(const QString &path)
@@ -53,7 +54,8 @@ extern "C" int syncfs(int descriptor) noexcept
 extern "C" int fsync(int descriptor)
 {
     events << QStringLiteral("sync ") + shown(pathOf(descriptor));
-    return 0;
+    errno = syncError;
+    return syncError == 0 ? 0 : -1;
 }
 #endif
 
@@ -184,6 +186,8 @@ private Q_SLOTS:
     void writesWholeFiles();
     void writeFailuresNameTheFile();
     void failedWriteKeepsTheOldContent();
+
+    void whatDoesNotReachTheDiskIsAFailure();
 
     void namesEveryEntry();
 
@@ -639,6 +643,22 @@ void FilesTest::failedWriteKeepsTheOldContent()
     QVERIFY(failure);
     QCOMPARE(read(file), "old");
     QCOMPARE(Files::names(folder_->path()), QStringList{QStringLiteral("info.json")});
+}
+
+void FilesTest::whatDoesNotReachTheDiskIsAFailure()
+{
+#ifdef Q_OS_LINUX
+    const QString file = path(QStringLiteral("info.json"));
+    Files::writeAtomically(file, "old");
+    syncError = EIO;
+    const auto failure = failureOf([&] { Files::writeAtomically(file, "new"); });
+    syncError = 0;
+    QVERIFY(failure);
+    QCOMPARE(failure->code, EIO);
+    QVERIFY2(failure->description().startsWith(file + QStringLiteral(": ")), failure->what());
+    QCOMPARE(read(file), "old");
+    QCOMPARE(Files::names(folder_->path()), QStringList{QStringLiteral("info.json")});
+#endif
 }
 
 void FilesTest::namesEveryEntry()

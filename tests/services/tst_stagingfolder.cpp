@@ -295,7 +295,8 @@ void StagingFolderTest::liesBesideTheStorageRootWhereOthersMayWrite_data()
     QTest::newRow("others") << QStringLiteral("tmp/user") << 0703u;
     QTest::newRow("the group") << QStringLiteral("tmp/user") << 0770u;
     QTest::newRow("above it") << QStringLiteral("tmp") << 0777u;
-    QTest::newRow("where a link leads") << QStringLiteral("behind") << 0777u;
+    QTest::newRow("where a link leads") << QStringLiteral("behind/it") << 0777u;
+    QTest::newRow("above where a link leads") << QStringLiteral("behind") << 0777u;
 }
 
 void StagingFolderTest::liesBesideTheStorageRootWhereOthersMayWrite()
@@ -305,9 +306,10 @@ void StagingFolderTest::liesBesideTheStorageRootWhereOthersMayWrite()
     const QTemporaryDir home;
     const QString temporary = home.filePath(QStringLiteral("tmp/user"));
     QVERIFY(QDir().mkpath(home.filePath(QStringLiteral("tmp"))));
-    if (folder == u"behind") {
-        QVERIFY(QDir().mkpath(home.filePath(folder)));
-        QVERIFY(QFile::link(home.filePath(folder), temporary));
+    if (folder.startsWith(u"behind")) {
+        const QString behind = home.filePath(QStringLiteral("behind/it"));
+        QVERIFY(QDir().mkpath(behind));
+        QVERIFY(QFile::link(behind, temporary));
     } else {
         QVERIFY(QDir().mkpath(temporary));
     }

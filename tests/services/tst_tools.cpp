@@ -131,6 +131,20 @@ private Q_SLOTS:
         QCOMPARE(Files::names(at(u"new"_qs)), QStringList{u"place"_qs});
     }
 
+    void inAStagingFolderItIsUnpackedAtOnce()
+    {
+        Tools::UnzipOptions options;
+        options.isStaged = true;
+        bool isWaitedFor = false;
+        atSync = [&] { isWaitedFor = true; };
+        unzip(tool(u"touch \"$4/unpacked\""_qs), {}, options);
+        QVERIFY_THROWS_EXCEPTION(SetupError, unzip(tool(u"exit 1"_qs), {}, options));
+        atSync = {};
+        QCOMPARE(called().value(3), at(u"new/place"_qs));
+        QVERIFY(QFile::exists(at(u"new/place/unpacked"_qs)));
+        QVERIFY(!isWaitedFor);
+    }
+
     void theToolReadsNothingAndHasNoTerminal()
     {
         // Our own input has something in it.

@@ -87,7 +87,6 @@ private Q_SLOTS:
     void moreThanTheDiskHasIsRefusedAtOnce();
     void withoutAThreadItFails();
     void fullDiskNamesTheFile();
-    void failedSyncIsAnError();
     void missingFolderNamesTheFile();
     void linkInTheFilesPlaceIsNotFollowed();
     void manyAtOnce();
@@ -562,17 +561,6 @@ void TestTransfer::fullDiskNamesTheFile()
     QVERIFY(outcome.systemError);
     QCOMPARE(outcome.systemError->code, ENOSPC);
     QCOMPARE(outcome.text(), QStringLiteral("/dev/full: No space left on device"));
-}
-
-void TestTransfer::failedSyncIsAnError()
-{
-    // The null device takes every byte and can't promise to have stored one.
-    const HttpServer server(
-        [](const HttpRequest &, HttpConnection &c) { c.respond(200, {}, "hello"); });
-    const auto outcome =
-        outcomeOf(Transfer::toFile(server.url(), QStringLiteral("/dev/null"), {})->run({}));
-    QVERIFY(outcome.systemError);
-    QVERIFY2(outcome.text().startsWith(QStringLiteral("/dev/null: ")), qPrintable(outcome.text()));
 }
 
 void TestTransfer::missingFolderNamesTheFile()
