@@ -51,8 +51,7 @@ int syncEach(const fs::path &folder)
         const fs::file_type type = entry->symlink_status(error).type();
         const bool isFolder = type == fs::file_type::directory;
         if (!error && (isFolder || type == fs::file_type::regular)) {
-            const int failed =
-                withOpen(entry->path().c_str(), O_NOFOLLOW | (isFolder ? O_DIRECTORY : 0), syncOne);
+            const int failed = withOpen(entry->path().c_str(), isFolder ? O_DIRECTORY : 0, syncOne);
             if (failed != 0) {
                 return failed;
             }
