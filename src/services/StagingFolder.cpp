@@ -180,11 +180,6 @@ void StagingFolder::startClearingLeftovers(const QString &temporaryFolder,
         [source]() mutable { source.request_stop(); });
 }
 
-QString StagingFolder::path(const QString &name) const
-{
-    return path_ + u'/' + name;
-}
-
 QCoro::Task<> StagingFolder::remove() const
 {
     auto removeFolder = [path = path_] { removeTree(path); };

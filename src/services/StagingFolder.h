@@ -45,8 +45,6 @@ public:
     static void startClearingLeftovers(const QString &temporaryFolder, const QString &storageRoot);
 
     QString path() const { return path_; }
-    /// The path of an entry inside.
-    QString path(const QString &name) const;
 
     /// Deletes the folder on a worker thread; failures are ignored.
     QCoro::Task<> remove() const;

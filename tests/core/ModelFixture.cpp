@@ -34,7 +34,7 @@ ModelFixture::ModelFixture(std::shared_ptr<Clock> modelClock, QUrl host)
 {
     platform.archiveTool = QStringLiteral(BRINDLE_DITTO);
     platform.engineUserData = saves();
-    QDir().mkpath(temporaryFolder());
+    Files::createFolder(temporaryFolder());
 }
 
 ModelFixture::~ModelFixture() = default;

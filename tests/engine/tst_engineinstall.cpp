@@ -61,7 +61,7 @@ struct Setup
         answers[archiveTarget] = [](HttpConnection &connection) {
             connection.respond(200, {}, archive);
         };
-        QDir().mkpath(temporary());
+        Files::createFolder(temporary());
     }
 
     QString root() const { return folder.filePath(QStringLiteral("root")); }

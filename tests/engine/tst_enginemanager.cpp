@@ -47,7 +47,7 @@ struct Setup
                        : Platform::linuxDesktop(folder.path(), QStringLiteral("x86_64"), QString()))
     {
         platform.archiveTool = QStringLiteral(BRINDLE_DITTO);
-        QDir().mkpath(temporary());
+        Files::createFolder(temporary());
     }
 
     EngineManager manager() const { return {server.url(), root(), temporary(), platform}; }

@@ -1,5 +1,6 @@
 #include "ConsoleLauncher.h"
 
+#include "services/Files.h"
 #include "support/Await.h"
 
 #include <QCoreApplication>
@@ -30,7 +31,7 @@ void ConsoleLauncher::setVariable(const QString &name, const QString &value)
 
 void ConsoleLauncher::play(const QUrl &host)
 {
-    QDir().mkpath(temporary());
+    Files::createFolder(temporary());
     lines_.clear();
     process_.setProcessEnvironment(environment_);
     process_.start(QCoreApplication::applicationDirPath() + QStringLiteral("/torture-launcher"),

@@ -62,7 +62,7 @@ struct Setup
 {
     using Answer = std::function<void(HttpConnection &)>;
 
-    Setup() { QDir().mkpath(temporary()); }
+    Setup() { Files::createFolder(temporary()); }
 
     QString path(const char *name) const { return folder.filePath(QLatin1String(name)); }
     QString root() const { return path("root"); }

@@ -94,7 +94,7 @@ struct Setup
         : repo(host.isEmpty() ? server.url() : host, root(), folder.filePath(QStringLiteral("tmp")),
                QStringLiteral(BRINDLE_DITTO))
     {
-        QDir().mkpath(folder.filePath(QStringLiteral("tmp")));
+        Files::createFolder(folder.filePath(QStringLiteral("tmp")));
         write(repository() + QStringLiteral("/project.godot"), "config_version=5\n");
     }
 

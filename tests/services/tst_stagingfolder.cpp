@@ -116,8 +116,6 @@ void StagingFolderTest::createsAFreshFolderForTheUserAlone()
         struct stat status = {};
         QCOMPARE(stat(QFile::encodeName(folder.path()).constData(), &status), 0);
         QCOMPARE(status.st_mode & 0777u, 0700u);
-        QCOMPARE(folder.path(QStringLiteral("game.zip")),
-                 folder.path() + QStringLiteral("/game.zip"));
     }
 }
 
@@ -125,8 +123,8 @@ void StagingFolderTest::removesAllThatIsInIt()
 {
     const QTemporaryDir temporary;
     const StagingFolder folder = await(StagingFolder::create(temporary.path(), nowhere));
-    QVERIFY(QDir().mkpath(folder.path(QStringLiteral("a/b"))));
-    QFile file(folder.path(QStringLiteral("a/b/godot.zip")));
+    QVERIFY(QDir().mkpath(folder.path() + QStringLiteral("/a/b")));
+    QFile file(folder.path() + QStringLiteral("/a/b/godot.zip"));
     QVERIFY(file.open(QIODevice::WriteOnly));
     file.close();
     await(folder.remove());
@@ -168,7 +166,7 @@ void StagingFolderTest::leavesWhatIsInUse()
 {
     const QTemporaryDir temporary;
     const StagingFolder folder = await(StagingFolder::create(temporary.path(), nowhere));
-    QFile file(folder.path(QStringLiteral("godot.zip")));
+    QFile file(folder.path() + QStringLiteral("/godot.zip"));
     QVERIFY(file.open(QIODevice::WriteOnly));
     file.close();
     leftover(temporary);

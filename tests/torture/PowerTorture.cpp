@@ -1,8 +1,7 @@
 #include "PowerTorture.h"
 
 #include "Orphans.h"
-
-#include <QDir>
+#include "services/Files.h"
 
 #include <algorithm>
 #include <array>
@@ -42,7 +41,7 @@ QString PowerTorture::measure()
 {
     disk_.format();
     disk_.mount();
-    QDir().mkpath(setting_.temporary);
+    Files::createFolder(setting_.temporary);
     for (const QString &action : {play, update, reinstall}) {
         const LauncherRun run = LauncherRun::of(setting_, action);
         if (!run.good) {
@@ -76,7 +75,7 @@ LauncherRun PowerTorture::cutRun(const QString &action)
     const int length = lengths_.value(action);
     const int after = random(2) == 0 ? random(length) : length + random(longestWaits.at(which));
     disk_.mount(journal == Journal::everySecond ? QStringLiteral("commit=1") : QString());
-    QDir().mkpath(setting_.temporary);
+    Files::createFolder(setting_.temporary);
 
     const auto cut = [&] {
         if (journal == Journal::atTheCut) {

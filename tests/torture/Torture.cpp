@@ -1,6 +1,7 @@
 #include "Torture.h"
 
 #include "Orphans.h"
+#include "services/Files.h"
 
 #include <QDir>
 
@@ -31,7 +32,7 @@ Torture::Torture(const QString &folder, const QString &secondTemporary, const QS
     , generator_(seed)
 {
     setting_.host = offers_.url().toString();
-    QDir().mkpath(setting_.temporary);
+    Files::createFolder(setting_.temporary);
     offers_.offer(++commit_);
 }
 

@@ -6,6 +6,7 @@
 #include "Offers.h"
 #include "e2e/Namespaces.h"
 #include "faults/NetworkFault.h"
+#include "services/Files.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -59,7 +60,7 @@ public:
     {
         *isReached_ = false;
         QDir(file(QStringLiteral("home"))).removeRecursively();
-        QDir().mkpath(file(QStringLiteral("temporary")));
+        Files::createFolder(file(QStringLiteral("temporary")));
         process_ = std::make_unique<QProcess>();
         process_->setProcessChannelMode(QProcess::MergedChannels);
         timer_.start();
