@@ -398,6 +398,24 @@ private Q_SLOTS:
         QCOMPARE(read(unpacked), archive);
     }
 
+    void whereOthersMayWriteNothingIsStaged()
+    {
+        Setup setup;
+        QVERIFY(QFile::setPermissions(setup.temporary(), QFileDevice::Permissions(0x7777)));
+        QStringList beside;
+        QStringList shared;
+        setup.onStatus = [&](const QString &) {
+            beside = Files::names(setup.folder.path()).filter(QStringLiteral("Brindle-"));
+            shared = Files::names(setup.temporary());
+        };
+        EngineManager engines = setup.manager();
+        QCOMPARE(await(setup.install(engines)), setup.program());
+        QCOMPARE(shared, QStringList());
+        QCOMPARE(beside.size(), 1);
+        QCOMPARE(Files::names(setup.folder.path()).filter(QStringLiteral("Brindle-")),
+                 QStringList());
+    }
+
     void aHalfThatWasUnpackedIsNoEngine_data()
     {
         QTest::addColumn<QByteArray>("end");
