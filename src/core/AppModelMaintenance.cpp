@@ -3,7 +3,6 @@
 #include "core/AppModel.h"
 #include "services/ByteCount.h"
 #include "services/CancellationError.h"
-#include "services/Error.h"
 #include "services/Files.h"
 #include "services/Worker.h"
 
