@@ -3,12 +3,7 @@
 #include "ditto/ArchiveError.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
-#include <fcntl.h>
 #include <string_view>
-#include <sys/stat.h>
-#include <unistd.h>
 #include <utility>
 
 namespace brindle {
@@ -25,7 +20,7 @@ constexpr uint64_t localSize = 30;
 constexpr uint64_t endSize = 22;
 constexpr uint64_t zip64EndSize = 56;
 constexpr uint64_t locatorSize = 20;
-constexpr uint64_t longestComment = 0xFFFF;
+constexpr uint64_t maxComment = 0xFFFF;
 constexpr uint64_t elsewhere16 = 0xFFFF;     // the value is in a zip64 field
 constexpr uint64_t elsewhere32 = 0xFFFFFFFF; // likewise
 constexpr uint64_t sizesBehindFlag = 0x8;    // APPNOTE.TXT 4.4.4
@@ -33,58 +28,6 @@ constexpr uint64_t zip64Field = 0x0001;
 constexpr uint64_t unicodePathField = 0x7075;
 
 } // namespace
-
-class ArchiveLayout::File
-{
-public:
-    explicit File(const std::string &path) : descriptor_(open(path.c_str(), O_RDONLY | O_CLOEXEC))
-    {
-        struct stat found{};
-        if (descriptor_ < 0 || fstat(descriptor_, &found) != 0) {
-            const std::string why = std::strerror(errno);
-            closeIfOpen();
-            throw ArchiveError("can't open the archive: " + why);
-        }
-        size_ = static_cast<uint64_t>(found.st_size);
-    }
-    ~File() { closeIfOpen(); }
-    File(const File &) = delete;
-    File &operator=(const File &) = delete;
-
-    uint64_t size() const { return size_; }
-
-    std::string read(uint64_t offset, uint64_t count) const
-    {
-        if (offset > size_ || count > size_ - offset) {
-            throw ArchiveError("a part of the archive beyond its end");
-        }
-        std::string bytes(count, '\0');
-        for (uint64_t done = 0; done < count;) {
-            const ssize_t now = pread(descriptor_, bytes.data() + done, count - done,
-                                      static_cast<off_t>(offset + done));
-            if (now < 0 && errno == EINTR) {
-                continue;
-            }
-            if (now <= 0) {
-                throw ArchiveError("can't read the archive: " +
-                                   std::string(now < 0 ? std::strerror(errno) : "it was cut"));
-            }
-            done += static_cast<uint64_t>(now);
-        }
-        return bytes;
-    }
-
-private:
-    void closeIfOpen() const
-    {
-        if (descriptor_ >= 0) {
-            close(descriptor_);
-        }
-    }
-
-    int descriptor_;
-    uint64_t size_ = 0;
-};
 
 /// Takes one field after the other from a piece of the archive.
 class ArchiveLayout::Fields
@@ -125,14 +68,13 @@ private:
     std::string_view bytes_;
 };
 
-ArchiveLayout ArchiveLayout::read(const std::string &path, uint64_t mostEntries)
+ArchiveLayout ArchiveLayout::read(const ArchiveFile &file, uint64_t maxEntries)
 {
-    const File file(path);
     const Directory directory = findDirectory(file);
-    if (directory.count > mostEntries) {
+    if (directory.count > maxEntries) {
         throw ArchiveError("too many entries");
     }
-    if (directory.size > mostDirectoryBytes) {
+    if (directory.size > maxDirectoryBytes) {
         throw ArchiveError("too large a directory");
     }
     ArchiveLayout layout;
@@ -160,9 +102,9 @@ void ArchiveLayout::compare(const std::vector<ArchiveEntry> &entries) const
     }
 }
 
-ArchiveLayout::Directory ArchiveLayout::findDirectory(const File &file)
+ArchiveLayout::Directory ArchiveLayout::findDirectory(const ArchiveFile &file)
 {
-    const uint64_t tailSize = std::min(file.size(), endSize + longestComment);
+    const uint64_t tailSize = std::min(file.size(), endSize + maxComment);
     const std::string tail = file.read(file.size() - tailSize, tailSize);
     const auto endsFile = [&tail](size_t position) {
         if (tail.size() - position < endSize) {
@@ -213,7 +155,7 @@ ArchiveLayout::Directory ArchiveLayout::findDirectory(const File &file)
     return found;
 }
 
-ArchiveLayout::Directory ArchiveLayout::readZip64End(const File &file, uint64_t locator)
+ArchiveLayout::Directory ArchiveLayout::readZip64End(const ArchiveFile &file, uint64_t locator)
 {
     if (locator < zip64EndSize) {
         throw ArchiveError("the zip64 end record is not where it should be");
@@ -293,7 +235,7 @@ void ArchiveLayout::readExtra(Fields extra, Place &place)
 }
 
 /// Where the entry's data begins.
-uint64_t ArchiveLayout::readHeader(const File &file, const Place &place, uint64_t end)
+uint64_t ArchiveLayout::readHeader(const ArchiveFile &file, const Place &place, uint64_t end)
 {
     if (place.offset > end || end - place.offset < localSize) {
         throw ArchiveError("an entry beyond the directory");
@@ -330,7 +272,7 @@ bool ArchiveLayout::agree(const Place &inDirectory, const Place &inHeader)
            same(inDirectory.packedSize, inHeader.packedSize);
 }
 
-void ArchiveLayout::checkPlaces(const File &file, const std::vector<Place> &places, uint64_t end)
+void ArchiveLayout::checkPlaces(const ArchiveFile &file, const std::vector<Place> &places, uint64_t end)
 {
     std::vector<std::pair<uint64_t, uint64_t>> extents; // from, to
     extents.reserve(places.size());

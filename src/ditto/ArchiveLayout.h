@@ -1,6 +1,7 @@
 #pragma once
 
 #include "ditto/ArchiveEntry.h"
+#include "ditto/ArchiveFile.h"
 
 #include <cstdint>
 #include <string>
@@ -14,14 +15,14 @@ namespace brindle {
 class ArchiveLayout
 {
 public:
-    static constexpr uint64_t mostDirectoryBytes = 128ULL << 20U;
+    static constexpr uint64_t maxDirectoryBytes = 128ULL << 20U;
 
     /// Reads the end record, the directory and the entries' own headers. Throws ArchiveError unless
     /// the file is one archive: one end record, at the very end; a directory right before it, with
-    /// as many entries as announced and at most `mostEntries`; and entries that lie before it and
+    /// as many entries as announced and at most `maxEntries`; and entries that lie before it and
     /// not upon each other, and whose own headers say what the directory says or leave it to be
     /// said behind the data. Bytes between the parts do no harm.
-    static ArchiveLayout read(const std::string &path, uint64_t mostEntries);
+    static ArchiveLayout read(const ArchiveFile &file, uint64_t maxEntries);
 
     /// Throws ArchiveError unless the library has read the same directory.
     void compare(const std::vector<ArchiveEntry> &entries) const;
@@ -44,17 +45,16 @@ private:
         uint64_t size = 0;
         uint64_t offset = 0;
     };
-    class File;
     class Fields;
 
-    static Directory findDirectory(const File &file);
-    static Directory readZip64End(const File &file, uint64_t locator);
+    static Directory findDirectory(const ArchiveFile &file);
+    static Directory readZip64End(const ArchiveFile &file, uint64_t locator);
     static void readFields(Fields &fields, Place &place);
     static Place readPlace(Fields &directory);
     static void readExtra(Fields extra, Place &place);
-    static uint64_t readHeader(const File &file, const Place &place, uint64_t end);
+    static uint64_t readHeader(const ArchiveFile &file, const Place &place, uint64_t end);
     static bool agree(const Place &inDirectory, const Place &inHeader);
-    static void checkPlaces(const File &file, const std::vector<Place> &places, uint64_t end);
+    static void checkPlaces(const ArchiveFile &file, const std::vector<Place> &places, uint64_t end);
 
     std::vector<Place> places_;
 };

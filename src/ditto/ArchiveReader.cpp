@@ -2,7 +2,9 @@
 
 #include "ditto/ArchiveError.h"
 
+#include <cerrno>
 #include <sys/stat.h>
+#include <unistd.h>
 #include <zip.h>
 
 namespace brindle {
@@ -29,23 +31,36 @@ ArchiveEntry::Type typeOf(mode_t mode, bool namedAsFolder)
     }
 }
 
+/// The archive's fault, in the library's words, unless its disk is to blame.
+ArchiveError failure(const std::string &what, zip_error_t *error)
+{
+    return zip_error_code_zip(error) == ZIP_ER_READ
+               ? ArchiveError::notRead(zip_error_code_system(error))
+               : ArchiveError(what + ": " + zip_error_strerror(error));
+}
+
 } // namespace
 
 class ArchiveReader::Impl
 {
 public:
-    explicit Impl(const std::string &path)
+    explicit Impl(const ArchiveFile &file)
     {
+        const int descriptor = dup(file.descriptor());
+        if (descriptor < 0) {
+            throw ArchiveError::notRead(errno);
+        }
         int code = 0;
         // Not with ZIP_CHECKCONS, which refuses what usual tools write: entries that tell their
         // size, but not their packed size, before the data.
-        archive = zip_open(path.c_str(), ZIP_RDONLY, &code);
+        archive = zip_fdopen(descriptor, ZIP_RDONLY, &code);
         if (!archive) {
             zip_error_t error;
             zip_error_init_with_code(&error, code);
-            const std::string reason = zip_error_strerror(&error);
+            const ArchiveError reason = failure("can't open the archive", &error);
             zip_error_fini(&error);
-            throw ArchiveError("can't open the archive: " + reason);
+            close(descriptor);
+            throw reason;
         }
     }
     Impl(const Impl &) = delete;
@@ -84,7 +99,7 @@ public:
     zip_t *archive = nullptr;
 };
 
-ArchiveReader::ArchiveReader(const std::string &path) : impl_(std::make_unique<Impl>(path)) {}
+ArchiveReader::ArchiveReader(const ArchiveFile &file) : impl_(std::make_unique<Impl>(file)) {}
 
 ArchiveReader::~ArchiveReader() = default;
 
@@ -109,14 +124,17 @@ void ArchiveReader::readPacked(const ArchiveEntry &entry, const Sink &sink) cons
     const std::unique_ptr<zip_file_t, int (*)(zip_file_t *)> file(
         zip_fopen_index(impl_->archive, entry.index, ZIP_FL_COMPRESSED), &zip_fclose);
     if (!file) {
-        throw ArchiveError(entry.name + ": " + zip_strerror(impl_->archive));
+        throw failure(entry.name, zip_get_error(impl_->archive));
     }
     std::vector<unsigned char> buffer(std::min<uint64_t>(bufferSize, entry.packedSize + 1));
     uint64_t left = entry.packedSize;
     while (left > 0) {
         const auto got =
             zip_fread(file.get(), buffer.data(), std::min<uint64_t>(left, buffer.size()));
-        if (got <= 0) {
+        if (got < 0) {
+            throw failure(entry.name, zip_file_get_error(file.get()));
+        }
+        if (got == 0) {
             throw ArchiveError(entry.name + ": the archive is cut short");
         }
         sink(buffer.data(), static_cast<size_t>(got));

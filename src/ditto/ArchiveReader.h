@@ -1,6 +1,7 @@
 #pragma once
 
 #include "ditto/ArchiveEntry.h"
+#include "ditto/ArchiveFile.h"
 
 #include <functional>
 #include <memory>
@@ -17,7 +18,7 @@ public:
     using Sink = std::function<void(const unsigned char *bytes, size_t count)>;
 
     /// Takes an archive as the library reads it; ArchiveLayout checks that there is one way to.
-    explicit ArchiveReader(const std::string &path);
+    explicit ArchiveReader(const ArchiveFile &file);
     ~ArchiveReader();
 
     uint64_t count() const;

@@ -4,8 +4,10 @@
 #include "ditto/EntryPath.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstddef>
 #include <deque>
+#include <sys/statvfs.h>
 #include <unordered_map>
 #include <utility>
 
@@ -20,21 +22,19 @@ constexpr uint16_t deflated = 8;
 struct Totals
 {
     uint64_t bytes = 0;
+    uint64_t packedBytes = 0;
     uint64_t linkBytes = 0;
 };
 
 void checkSizes(const ArchiveEntry &entry, Totals &totals)
 {
-    if (entry.size > DirectoryCheck::mostFileBytes) {
+    if (entry.size > DirectoryCheck::maxFileBytes) {
         throw ArchiveError("a file that is too large: " + entry.name);
     }
     totals.bytes += entry.size;
-    if (totals.bytes > DirectoryCheck::mostBytes) {
+    totals.packedBytes += entry.packedSize;
+    if (totals.bytes > DirectoryCheck::maxBytes) {
         throw ArchiveError("too many bytes to unpack");
-    }
-    if (entry.size > DirectoryCheck::ratioFrom &&
-        entry.size / DirectoryCheck::mostRatio > entry.packedSize) {
-        throw ArchiveError("a file that unpacks to too much: " + entry.name);
     }
     if (entry.method == stored && entry.size != entry.packedSize) {
         throw ArchiveError("sizes that disagree: " + entry.name);
@@ -43,11 +43,11 @@ void checkSizes(const ArchiveEntry &entry, Totals &totals)
         throw ArchiveError("a folder with content: " + entry.name);
     }
     if (entry.type == ArchiveEntry::Type::link) {
-        if (entry.size == 0 || entry.size > DirectoryCheck::longestLinkTarget) {
+        if (entry.size == 0 || entry.size > DirectoryCheck::maxLinkTarget) {
             throw ArchiveError("a link without a fitting target: " + entry.name);
         }
         totals.linkBytes += entry.size;
-        if (totals.linkBytes > DirectoryCheck::mostLinkBytes) {
+        if (totals.linkBytes > DirectoryCheck::maxLinkBytes) {
             throw ArchiveError("too many links");
         }
     }
@@ -74,9 +74,9 @@ struct SortedPath
     /// How many of the folders above this path are not `before` itself or above it.
     uint64_t newFolders(const std::string &before) const
     {
-        const size_t most = std::min(text.size(), before.size());
+        const size_t shorter = std::min(text.size(), before.size());
         const auto from =
-            std::mismatch(text.begin(), text.begin() + static_cast<ptrdiff_t>(most), before.begin())
+            std::mismatch(text.begin(), text.begin() + static_cast<ptrdiff_t>(shorter), before.begin())
                 .first;
         const bool isBelowBefore = from - text.begin() == static_cast<ptrdiff_t>(before.size()) &&
                                    from != text.end() && *from == separator;
@@ -114,7 +114,7 @@ void checkPlaces(std::vector<SortedPath> &paths)
         }
         above.push_back(&path);
         count += 1 + path.newFolders(before);
-        if (count > DirectoryCheck::mostEntries) {
+        if (count > DirectoryCheck::maxEntries) {
             throw ArchiveError("too many folders");
         }
         before = path.text;
@@ -146,7 +146,7 @@ public:
     /// False as soon as the way through `link` leaves the tree.
     bool staysInside(const std::string &link)
     {
-        constexpr int mostLinks = 40; // as many as Linux follows
+        constexpr int maxLinks = 40; // as many as Linux follows
         std::deque<std::string> pending = split(link);
         std::string at;
         int followed = 0;
@@ -168,7 +168,7 @@ public:
             if (!target) {
                 continue;
             }
-            if (++followed > mostLinks || target->starts_with('/')) {
+            if (++followed > maxLinks || target->starts_with('/')) {
                 return false;
             }
             dropLast(at);
@@ -188,7 +188,7 @@ private:
     const std::string *find(const std::string &path)
     {
         work_ += path.size();
-        if (work_ > DirectoryCheck::mostLinkWork) {
+        if (work_ > DirectoryCheck::maxLinkWork) {
             throw ArchiveError("links that take too long to follow");
         }
         const auto found = links_.find(path);
@@ -203,7 +203,7 @@ private:
 
 void DirectoryCheck::check(const std::vector<ArchiveEntry> &entries)
 {
-    if (entries.size() > mostEntries) {
+    if (entries.size() > maxEntries) {
         throw ArchiveError("too many entries");
     }
     std::vector<SortedPath> paths;
@@ -222,7 +222,27 @@ void DirectoryCheck::check(const std::vector<ArchiveEntry> &entries)
         }
         checkSizes(entry, totals);
     }
+    // Entries share no bytes, so that all of them together are no larger than the archive.
+    if (totals.bytes > freeBytes + maxGrowth * totals.packedBytes) {
+        throw ArchiveError("an archive that unpacks to too much");
+    }
     checkPlaces(paths);
+}
+
+void DirectoryCheck::checkSpace(const std::vector<ArchiveEntry> &entries, const std::string &folder)
+{
+    struct statvfs disk{};
+    // Ignored: some file systems don't tell, and writing shows.
+    if (statvfs(folder.c_str(), &disk) != 0 || disk.f_blocks == 0 || disk.f_frsize == 0) {
+        return;
+    }
+    uint64_t bytes = 0;
+    for (const ArchiveEntry &entry : entries) {
+        bytes += entry.size;
+    }
+    if (bytes / disk.f_frsize > disk.f_bavail) {
+        throw ArchiveError::notWritten(folder, ENOSPC);
+    }
 }
 
 void DirectoryCheck::checkLinks(const std::map<std::string, std::string> &links)

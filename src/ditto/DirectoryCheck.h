@@ -8,30 +8,37 @@
 
 namespace brindle {
 
-/// Looks through an archive's whole directory before anything is written.
-class DirectoryCheck
-{
-public:
-    /// Folders that no entry names, but that lie on an entry's way, count as well.
-    static constexpr uint64_t mostEntries = 200'000;
-    static constexpr uint64_t mostFileBytes = 4ULL << 30U;
-    static constexpr uint64_t mostBytes = 16ULL << 30U;
-    /// Only for files over `ratioFrom` bytes, as small ones of one byte value pack very well.
-    static constexpr uint64_t mostRatio = 200;
-    static constexpr uint64_t ratioFrom = 1ULL << 20U;
-    static constexpr uint64_t longestLinkTarget = 4095;
-    static constexpr uint64_t mostLinkBytes = 4ULL << 20U; ///< of all targets
-    /// Bytes of paths that are looked up to follow all links, so that following ends soon.
-    static constexpr uint64_t mostLinkWork = 64ULL << 20U;
+/// Looks through an archive's whole directory before anything is written. Throws ArchiveError.
+namespace DirectoryCheck {
 
-    /// Throws ArchiveError for an archive that is not to be unpacked: unsafe names, types other
-    /// than file, folder and link, encryption, unknown methods, two entries for one place, an
-    /// entry below a file or link, or sizes over the limits.
-    static void check(const std::vector<ArchiveEntry> &entries);
+/// Folders that no entry names, but that lie on an entry's way, count as well.
+constexpr uint64_t maxEntries = 200'000;
+constexpr uint64_t maxFileBytes = 4ULL << 30U;
+constexpr uint64_t maxBytes = 16ULL << 30U; ///< of all files
 
-    /// Throws ArchiveError when a link leads outside, also by way of others. `links` holds each
-    /// link's path and its target.
-    static void checkLinks(const std::map<std::string, std::string> &links);
-};
+/// All files together may come to `freeBytes` and `maxGrowth` times what they take in the archive.
+/// Nothing is said of one file: honest ones of nearly one value, such as a flat height map, reach
+/// the 1032:1 that deflate can do. A whole project of usual files stays below 20:1.
+constexpr uint64_t freeBytes = 256ULL << 20U;
+constexpr uint64_t maxGrowth = 100;
+
+constexpr uint64_t maxLinkTarget = 4095;
+constexpr uint64_t maxLinkBytes = 4ULL << 20U; ///< of all targets
+/// Bytes of paths that are looked up to follow all links, so that following ends soon.
+constexpr uint64_t maxLinkWork = 64ULL << 20U;
+
+/// Refuses an archive that is not to be unpacked: unsafe names, types other than file, folder and
+/// link, encryption, unknown methods, two entries for one place, an entry below a file or link, or
+/// sizes over the limits.
+void check(const std::vector<ArchiveEntry> &entries);
+
+/// Refuses what the disk of `folder` has no room for, as far as it tells.
+void checkSpace(const std::vector<ArchiveEntry> &entries, const std::string &folder);
+
+/// Refuses a link that leads outside, also by way of others. `links` holds each link's path and its
+/// target.
+void checkLinks(const std::map<std::string, std::string> &links);
+
+} // namespace DirectoryCheck
 
 } // namespace brindle

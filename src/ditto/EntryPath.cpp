@@ -9,10 +9,10 @@ namespace brindle {
 namespace {
 
 // POSIX NAME_MAX and PATH_MAX of the systems that we run on.
-constexpr size_t longestComponent = 255;
-constexpr size_t longestPath = 4095;
+constexpr size_t maxComponent = 255;
+constexpr size_t maxPath = 4095;
 // Deeper than any tree that somebody works in; each folder costs its whole path.
-constexpr size_t mostComponents = 256;
+constexpr size_t maxComponents = 256;
 
 /// RFC 3629, without surrogates and over-long forms.
 bool isUtf8(const std::string &text)
@@ -53,10 +53,10 @@ bool isControl(char c)
 /// A name that can be printed on one line.
 std::string shown(const std::string &name)
 {
-    constexpr size_t most = 80;
-    std::string text = name.substr(0, most);
+    constexpr size_t maxShown = 80;
+    std::string text = name.substr(0, maxShown);
     std::replace_if(text.begin(), text.end(), isControl, '?');
-    return '"' + text + (name.size() > most ? "…\"" : "\"");
+    return '"' + text + (name.size() > maxShown ? "…\"" : "\"");
 }
 
 } // namespace
@@ -69,7 +69,7 @@ EntryPath EntryPath::parse(const std::string &name)
     if (name.empty()) {
         refuse("an entry without a name");
     }
-    if (name.size() > longestPath) {
+    if (name.size() > maxPath) {
         refuse("an over-long name");
     }
     if (name.front() == '/') {
@@ -95,10 +95,10 @@ EntryPath EntryPath::parse(const std::string &name)
         if (component == "." || component == "..") {
             refuse("a name with a relative part");
         }
-        if (component.size() > longestComponent) {
+        if (component.size() > maxComponent) {
             refuse("an over-long name");
         }
-        if (path.components_.size() == mostComponents) {
+        if (path.components_.size() == maxComponents) {
             refuse("a name with too many parts");
         }
         path.components_.push_back(component);

@@ -1,9 +1,9 @@
 #include "ditto/OutputFile.h"
 
 #include "ditto/ArchiveError.h"
+#include "platform/WriteBack.h"
 
 #include <cerrno>
-#include <cstring>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -15,13 +15,14 @@ namespace {
 
 constexpr mode_t executableMode = 0755;
 constexpr mode_t plainMode = 0644;
+constexpr uint64_t writeBackBytes = 8ULL << 20U;
 
 [[noreturn]] void fail(const std::string &path)
 {
     if (errno == EEXIST) {
         throw ArchiveError("two entries for one place: " + path);
     }
-    throw ArchiveError("can't write " + path + ": " + std::strerror(errno));
+    throw ArchiveError::notWritten(path, errno);
 }
 
 } // namespace
@@ -55,11 +56,17 @@ void OutputFile::write(const unsigned char *bytes, size_t count)
         }
         bytes += written;
         count -= static_cast<size_t>(written);
+        size_ += static_cast<uint64_t>(written);
+    }
+    if (size_ - started_ >= writeBackBytes) {
+        startWriteBack(descriptor_, started_, size_ - started_);
+        started_ = size_;
     }
 }
 
 void OutputFile::close()
 {
+    startWriteBack(descriptor_, started_, 0);
     const int descriptor = std::exchange(descriptor_, -1);
     if (::close(descriptor) != 0 && errno != EINTR) {
         fail(path_);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 
 namespace brindle {
@@ -17,11 +18,14 @@ public:
     OutputFile &operator=(const OutputFile &) = delete;
 
     void write(const unsigned char *bytes, size_t count);
+    /// The content is on its way to the disk then, not on it.
     void close();
 
 private:
     std::string path_;
     int descriptor_;
+    uint64_t size_ = 0;
+    uint64_t started_ = 0; // bytes on their way to the disk
 };
 
 } // namespace brindle

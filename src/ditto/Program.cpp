@@ -1,23 +1,30 @@
 #include "ditto/Program.h"
 
+#include "ditto/ArchiveError.h"
+#include "ditto/ArchiveFile.h"
 #include "ditto/DirectoryCheck.h"
-#include "ditto/StagingArea.h"
 #include "ditto/Unpacker.h"
 
 #include <atomic>
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <exception>
+#include <filesystem>
 #include <new>
 #include <string_view>
 #include <sys/stat.h>
+#include <system_error>
+#include <unistd.h>
 
 namespace brindle {
+
+namespace fs = std::filesystem;
 
 namespace {
 
 // An archive at all limits takes a fifth of it.
-constexpr uint64_t mostMemory = 1ULL << 30U;
+constexpr uint64_t maxMemory = 1ULL << 30U;
 constexpr mode_t creationMask = 0022;
 
 std::atomic<bool> stopRequested = false; // lock-free, so that a signal handler may set it
@@ -27,10 +34,31 @@ void requestStop(int /*signal*/)
     stopRequested = true;
 }
 
-int refuse(const char *why)
+int fail(const char *why, int status = 1)
 {
     std::fprintf(stderr, "ditto: %s\n", why);
-    return 1;
+    return status;
+}
+
+/// A terminal could be typed into.
+void emptyStandardInput()
+{
+    if (!std::freopen("/dev/null", "r", stdin)) {
+        throw std::system_error(errno, std::system_category(), "/dev/null");
+    }
+}
+
+void prepareDestination(const std::string &folder)
+{
+    std::error_code error;
+    fs::create_directory(folder, error);
+    const bool isEmpty = !error && fs::is_empty(folder, error);
+    if (!error && !isEmpty) {
+        error = std::make_error_code(std::errc::directory_not_empty);
+    }
+    if (error) {
+        throw ArchiveError::notWritten(folder, error.value());
+    }
 }
 
 } // namespace
@@ -43,7 +71,6 @@ int Program::run(int argc, char **argv, const UnpackPolicy &policy, const Confin
         std::fputs("usage: ditto -x -k archive destination\n", stderr);
         return 1;
     }
-    const char *const archive = argv[3];
     const char *const destination = argv[4];
     std::signal(SIGTERM, requestStop);
     std::signal(SIGINT, requestStop);
@@ -51,14 +78,20 @@ int Program::run(int argc, char **argv, const UnpackPolicy &policy, const Confin
     // What is unpacked has the same modes for everybody.
     umask(creationMask);
     try {
-        confine({StagingArea::parentOf(destination), archive, mostMemory,
-                 DirectoryCheck::mostFileBytes});
+        const ArchiveFile archive(argv[3]);
+        if (archive.descriptor() != STDIN_FILENO) { // as it is for who was started without
+            emptyStandardInput();
+        }
+        prepareDestination(destination);
+        confine({destination, maxMemory, DirectoryCheck::maxFileBytes});
         Unpacker(policy).unpack(archive, destination, [] { return stopRequested.load(); });
         return 0;
+    } catch (const ArchiveError &error) {
+        return fail(error.what(), error.status());
     } catch (const std::bad_alloc &) {
-        return refuse("not enough memory for this archive");
+        return fail("not enough memory for this archive");
     } catch (const std::exception &error) {
-        return refuse(error.what());
+        return fail(error.what());
     }
 }
 

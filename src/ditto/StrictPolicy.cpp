@@ -6,17 +6,19 @@
 
 namespace brindle {
 
-std::unique_ptr<ArchiveReader> StrictPolicy::open(const std::string &archive) const
+std::unique_ptr<ArchiveReader> StrictPolicy::open(const ArchiveFile &archive) const
 {
-    const ArchiveLayout layout = ArchiveLayout::read(archive, DirectoryCheck::mostEntries);
+    const ArchiveLayout layout = ArchiveLayout::read(archive, DirectoryCheck::maxEntries);
     auto reader = std::make_unique<ArchiveReader>(archive);
     layout.compare(reader->entries());
     return reader;
 }
 
-void StrictPolicy::checkDirectory(const std::vector<ArchiveEntry> &entries) const
+void StrictPolicy::checkDirectory(const std::vector<ArchiveEntry> &entries,
+                                  const std::string &root) const
 {
     DirectoryCheck::check(entries);
+    DirectoryCheck::checkSpace(entries, root);
 }
 
 void StrictPolicy::checkLinks(const std::map<std::string, std::string> &links) const

@@ -4,7 +4,6 @@
 #include "ditto/OutputFile.h"
 
 #include <cerrno>
-#include <cstring>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <utility>
@@ -21,7 +20,20 @@ constexpr mode_t folderMode = 0755;
     if (errno == EEXIST) {
         throw ArchiveError("two entries for one place: " + path);
     }
-    throw ArchiveError("can't write " + place + ": " + std::strerror(errno));
+    throw ArchiveError::notWritten(place, errno);
+}
+
+/// Some file systems say by EPERM that they have no symbolic links; so does a place where nothing
+/// may be made at all.
+[[noreturn]] void failToLink(const std::string &path, const std::string &place)
+{
+    const int reason = errno;
+    if (reason == EPERM || reason == EOPNOTSUPP || reason == ENOSYS) {
+        OutputFile(place, false).close();
+        unlink(place.c_str());
+        throw ArchiveError::noLinks(place, reason);
+    }
+    fail(path, place);
 }
 
 } // namespace
@@ -60,7 +72,7 @@ void StrictTreeWriter::finish()
     for (const auto &[path, target] : links_) {
         const std::string place = placeOf(path);
         if (symlink(target.c_str(), place.c_str()) != 0) {
-            fail(path, place);
+            failToLink(path, place);
         }
     }
 }

@@ -18,12 +18,13 @@ class UnpackPolicy
 public:
     virtual ~UnpackPolicy() = default;
 
-    virtual std::unique_ptr<ArchiveReader> open(const std::string &archive) const = 0;
-    /// Looks at the whole directory, before anything is written.
-    virtual void checkDirectory(const std::vector<ArchiveEntry> &entries) const = 0;
+    virtual std::unique_ptr<ArchiveReader> open(const ArchiveFile &archive) const = 0;
+    /// Looks at the whole directory, before anything is written below the folder `root`.
+    virtual void checkDirectory(const std::vector<ArchiveEntry> &entries,
+                                const std::string &root) const = 0;
     /// Looks at all links, before anything is written. `links` holds each link's path and target.
     virtual void checkLinks(const std::map<std::string, std::string> &links) const = 0;
-    /// What writes the archive's tree below the folder `root`, which is there and empty.
+    /// What writes the archive's tree below the folder `root`, which is empty.
     virtual std::unique_ptr<TreeWriter> writer(const std::string &root) const = 0;
 
 protected:

@@ -2,9 +2,10 @@
 
 #include "ditto/ArchiveError.h"
 #include "ditto/Inflater.h"
-#include "ditto/StagingArea.h"
 
+#include <filesystem>
 #include <map>
+#include <system_error>
 
 namespace brindle {
 
@@ -29,8 +30,21 @@ Links readLinks(const ArchiveReader &reader, const std::vector<ArchiveEntry> &en
 
 } // namespace
 
-void Unpacker::unpack(const std::string &archive, const std::string &destination,
+void Unpacker::unpack(const ArchiveFile &archive, const std::string &destination,
                       const std::function<bool()> &interrupted) const
+{
+    try {
+        fill(archive, destination, interrupted);
+    } catch (...) {
+        // The folder itself stays, as it lies outside of the sandbox.
+        std::error_code ignored;
+        std::filesystem::remove_all(destination, ignored);
+        throw;
+    }
+}
+
+void Unpacker::fill(const ArchiveFile &archive, const std::string &destination,
+                    const std::function<bool()> &interrupted) const
 {
     const auto checkInterruption = [&interrupted] {
         if (interrupted()) {
@@ -39,13 +53,12 @@ void Unpacker::unpack(const std::string &archive, const std::string &destination
     };
     const auto reader = policy_.open(archive);
     const auto entries = reader->entries();
-    policy_.checkDirectory(entries);
+    policy_.checkDirectory(entries, destination);
     Inflater inflater;
     const Links links = readLinks(*reader, entries, inflater);
     policy_.checkLinks(links);
 
-    StagingArea staging(destination);
-    const auto writer = policy_.writer(staging.path());
+    const auto writer = policy_.writer(destination);
     for (const ArchiveEntry &entry : entries) {
         checkInterruption();
         switch (entry.type) {
@@ -69,8 +82,6 @@ void Unpacker::unpack(const std::string &archive, const std::string &destination
         }
     }
     writer->finish();
-    checkInterruption();
-    staging.takePlace();
 }
 
 } // namespace brindle

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "ditto/ArchiveFile.h"
 #include "ditto/UnpackPolicy.h"
 
 #include <functional>
@@ -14,13 +15,16 @@ public:
     /// @param policy must outlive the unpacker.
     explicit Unpacker(const UnpackPolicy &policy) : policy_(policy) {}
 
+    /// @param destination an empty folder.
     /// @param interrupted asked often; true ends the unpacking.
-    /// Throws ArchiveError or another std::exception; the destination is untouched then, save for
-    /// one that was not empty.
-    void unpack(const std::string &archive, const std::string &destination,
+    /// Throws ArchiveError or another std::exception; nothing that it wrote is left then.
+    void unpack(const ArchiveFile &archive, const std::string &destination,
                 const std::function<bool()> &interrupted) const;
 
 private:
+    void fill(const ArchiveFile &archive, const std::string &destination,
+              const std::function<bool()> &interrupted) const;
+
     const UnpackPolicy &policy_;
 };
 

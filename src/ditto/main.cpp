@@ -1,5 +1,5 @@
-// ditto -x -k ARCHIVE DESTINATION: unpacks a zip archive into a folder, behind walls. Exits with 0,
-// or with 1 and one line on standard error that says why.
+// ditto -x -k ARCHIVE DESTINATION: unpacks a zip archive into an empty folder, in a sandbox. Exits
+// with 0, or with another status and one line on standard error that says why.
 
 #include "ditto/Program.h"
 #include "ditto/StrictPolicy.h"

@@ -24,7 +24,6 @@ struct Ruleset
     uint64_t scoped = 0;         // since ABI 6
 };
 
-constexpr uint64_t accessMove = 1U << 13U;          // between folders, since ABI 2
 constexpr uint64_t accessTruncate = 1U << 14U;      // since ABI 3
 constexpr uint64_t accessDeviceControl = 1U << 15U; // since ABI 5
 constexpr uint64_t networkBindTcp = 1U << 0U;
@@ -32,7 +31,6 @@ constexpr uint64_t networkConnectTcp = 1U << 1U;
 constexpr uint64_t scopeAbstractSocket = 1U << 0U;
 constexpr uint64_t scopeSignal = 1U << 1U;
 
-constexpr int abiOfMoves = 2;
 constexpr int abiOfTruncation = 3;
 constexpr int abiOfNetwork = 4;
 constexpr int abiOfDeviceControl = 5;
@@ -41,9 +39,9 @@ constexpr int abiOfScopes = 6;
 constexpr uint64_t forFolder = LANDLOCK_ACCESS_FS_WRITE_FILE | LANDLOCK_ACCESS_FS_READ_DIR |
                                LANDLOCK_ACCESS_FS_REMOVE_DIR | LANDLOCK_ACCESS_FS_REMOVE_FILE |
                                LANDLOCK_ACCESS_FS_MAKE_DIR | LANDLOCK_ACCESS_FS_MAKE_REG |
-                               LANDLOCK_ACCESS_FS_MAKE_SYM | accessMove;
-constexpr uint64_t forFile = LANDLOCK_ACCESS_FS_READ_FILE;
-constexpr uint64_t withoutMoves =
+                               LANDLOCK_ACCESS_FS_MAKE_SYM;
+/// As of ABI 1. Moves between folders came with ABI 2, and are refused unless allowed.
+constexpr uint64_t allAccess =
     LANDLOCK_ACCESS_FS_EXECUTE | LANDLOCK_ACCESS_FS_WRITE_FILE | LANDLOCK_ACCESS_FS_READ_FILE |
     LANDLOCK_ACCESS_FS_READ_DIR | LANDLOCK_ACCESS_FS_REMOVE_DIR | LANDLOCK_ACCESS_FS_REMOVE_FILE |
     LANDLOCK_ACCESS_FS_MAKE_CHAR | LANDLOCK_ACCESS_FS_MAKE_DIR | LANDLOCK_ACCESS_FS_MAKE_REG |
@@ -85,7 +83,7 @@ int abi()
 Ruleset everything(int abi)
 {
     Ruleset rules;
-    rules.handledFiles = withoutMoves | accessMove;
+    rules.handledFiles = allAccess;
     if (abi >= abiOfTruncation) {
         rules.handledFiles |= accessTruncate;
     }
@@ -101,37 +99,30 @@ Ruleset everything(int abi)
     return rules;
 }
 
-void allow(const Descriptor &ruleset, const std::string &path, int kind, uint64_t access)
-{
-    const Descriptor place(open(path.c_str(), O_PATH | O_CLOEXEC | kind));
-    if (place.value() < 0) {
-        return;
-    }
-    landlock_path_beneath_attr rule{};
-    rule.allowed_access = access;
-    rule.parent_fd = place.value();
-    if (syscall(SYS_landlock_add_rule, ruleset.value(), LANDLOCK_RULE_PATH_BENEATH, &rule, 0) !=
-        0) {
-        fail("landlock_add_rule");
-    }
-}
-
 } // namespace
 
 bool Landlock::available()
 {
-    return abi() >= abiOfMoves;
+    return abi() > 0;
 }
 
-void Landlock::confine(const std::string &folder, const std::string &file)
+void Landlock::confine(const std::string &folder)
 {
     const Ruleset rules = everything(abi());
     const Descriptor ruleset(syscall(SYS_landlock_create_ruleset, &rules, sizeof rules, 0));
     if (ruleset.value() < 0) {
         fail("landlock_create_ruleset");
     }
-    allow(ruleset, folder, O_DIRECTORY, forFolder);
-    allow(ruleset, file, 0, forFile);
+    const Descriptor place(open(folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    if (place.value() >= 0) {
+        landlock_path_beneath_attr rule{};
+        rule.allowed_access = forFolder;
+        rule.parent_fd = place.value();
+        if (syscall(SYS_landlock_add_rule, ruleset.value(), LANDLOCK_RULE_PATH_BENEATH, &rule, 0) !=
+            0) {
+            fail("landlock_add_rule");
+        }
+    }
     // Without it only root may confine itself, and a program started could gain rights.
     if (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0) {
         fail("prctl");
@@ -152,7 +143,7 @@ bool Landlock::available()
     return false;
 }
 
-void Landlock::confine(const std::string & /*folder*/, const std::string & /*file*/) {}
+void Landlock::confine(const std::string & /*folder*/) {}
 
 } // namespace brindle
 

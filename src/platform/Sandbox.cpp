@@ -30,14 +30,14 @@ namespace brindle {
 namespace {
 
 template <typename Resource>
-void limit(Resource resource, uint64_t most)
+void limit(Resource resource, uint64_t maximum)
 {
     struct rlimit current{};
     if (getrlimit(resource, &current) != 0) {
         throw std::system_error(errno, std::system_category(), "getrlimit");
     }
     // A limit that is tighter already stays.
-    current.rlim_max = std::min<rlim_t>(current.rlim_max, most);
+    current.rlim_max = std::min<rlim_t>(current.rlim_max, maximum);
     current.rlim_cur = std::min<rlim_t>(current.rlim_cur, current.rlim_max);
     if (setrlimit(resource, &current) != 0) {
         throw std::system_error(errno, std::system_category(), "setrlimit");
@@ -46,30 +46,30 @@ void limit(Resource resource, uint64_t most)
 
 } // namespace
 
-Sandbox::Walls Sandbox::available()
+Sandbox::Parts Sandbox::available()
 {
     return {Landlock::available(), SystemCallFilter::available(), memoryIsLimited};
 }
 
-Sandbox::Walls Sandbox::enter(const Rules &rules)
+Sandbox::Parts Sandbox::enter(const Rules &rules)
 {
     limit(RLIMIT_CORE, 0);
-    if (rules.mostFileBytes > 0) {
+    if (rules.maxFileBytes > 0) {
         // Without this, going over the limit would end the process without a word.
         std::signal(SIGXFSZ, SIG_IGN);
-        limit(RLIMIT_FSIZE, rules.mostFileBytes);
+        limit(RLIMIT_FSIZE, rules.maxFileBytes);
     }
-    const Walls walls = available();
-    if (rules.mostMemory > 0 && walls.memory) {
-        limit(RLIMIT_AS, rules.mostMemory);
+    const Parts parts = available();
+    if (rules.maxMemory > 0 && parts.memory) {
+        limit(RLIMIT_AS, rules.maxMemory);
     }
-    if (walls.files) {
-        Landlock::confine(rules.writableFolder, rules.readableFile);
+    if (parts.files) {
+        Landlock::confine(rules.writableFolder);
     }
-    if (walls.calls) {
+    if (parts.calls) {
         SystemCallFilter::install();
     }
-    return walls;
+    return parts;
 }
 
 } // namespace brindle

@@ -1,20 +1,17 @@
 #pragma once
 
-namespace brindle {
+/// What a thread can ask the kernel for, on Linux:
+/// https://docs.kernel.org/userspace-api/seccomp_filter.html.
+namespace brindle::SystemCallFilter {
 
-/// The system call wall of Linux: https://docs.kernel.org/userspace-api/seccomp_filter.html.
-class SystemCallFilter
-{
-public:
-    /// The kernel has it, and the calls of this machine are known here.
-    static bool available();
+/// The kernel has it.
+bool available();
 
-    /// From now on this thread gets EPERM where it asks for sockets, programs, processes and
-    /// threads, device nodes, mounts, another process's memory, rights or times of files by their
-    /// name, and what else an archive tool has no business with. Calls newer than those known here
-    /// look as on an older kernel, and calls of another machine's kind end the process. Throws
-    /// std::system_error.
-    static void install();
-};
+/// From now on this thread has only the calls that unpacking an archive takes: to read and write
+/// open files, to open others either for reading or for writing, to make and remove folders, links
+/// and files, and to manage its memory, none of which may be executed. All others fail with ENOSYS,
+/// as on a kernel that lacks them, and those of another machine's kind end the process. Throws
+/// std::system_error.
+void install();
 
-} // namespace brindle
+} // namespace brindle::SystemCallFilter

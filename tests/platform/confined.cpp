@@ -1,8 +1,9 @@
-// A program behind the sandbox's walls, for their test. It tries one thing and prints the number of
-// the error that it got, or 0.
+// A program in the sandbox, for its test. It tries one thing and prints the number of the error that
+// it got, or 0.
 //
 // usage: confined FOLDER FILE ATTEMPT [PATH]
-//   FOLDER may be written, FILE read; ATTEMPT is made at PATH
+//   FOLDER may be written, FILE is open already; ATTEMPT is made at PATH, or on the object that has
+//   this number or name
 
 #include "platform/Sandbox.h"
 
@@ -12,16 +13,21 @@
 #include <cstdlib>
 #include <fcntl.h>
 #include <functional>
+#include <linux/openat2.h>
 #include <map>
-#include <new>
+#include <mqueue.h>
 #include <pthread.h>
 #include <sched.h>
+#include <set>
 #include <string>
 #include <sys/ioctl.h>
 #include <sys/mman.h>
 #include <sys/mount.h>
+#include <sys/msg.h>
 #include <sys/ptrace.h>
 #include <sys/resource.h>
+#include <sys/sem.h>
+#include <sys/shm.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
@@ -30,10 +36,30 @@
 
 namespace {
 
-constexpr uint64_t mostMemory = 1ULL << 30U;
-constexpr uint64_t mostFileBytes = 100'000;
+constexpr uint64_t maxMemory = 1ULL << 30U;
+constexpr uint64_t maxFileBytes = 100'000;
 constexpr int newCall = 100'000;
 constexpr mode_t setUserId = 04755;
+constexpr mode_t everybodys = 0666;
+
+/// What unpacking takes, by the numbers of this machine. Those whose arguments matter are tried one
+/// by one.
+const std::set<long> allowedCalls{
+    SYS_read, SYS_pread64, SYS_write, SYS_writev, SYS_lseek, SYS_sync_file_range, SYS_dup,
+    SYS_close, SYS_fstat, SYS_newfstatat, SYS_statx, SYS_statfs, SYS_fstatfs, SYS_getdents64,
+    SYS_mkdirat, SYS_symlinkat, SYS_unlinkat, SYS_brk, SYS_munmap, SYS_mremap, SYS_madvise,
+    SYS_futex, SYS_sched_yield, SYS_getrandom, SYS_clock_gettime, SYS_getpid, SYS_gettid,
+    SYS_rt_sigaction, SYS_rt_sigprocmask, SYS_rt_sigreturn, SYS_sigaltstack, SYS_restart_syscall,
+    SYS_exit, SYS_exit_group, SYS_openat, SYS_fcntl, SYS_mmap, SYS_mprotect, SYS_tgkill,
+#ifdef __x86_64__
+    SYS_stat, SYS_lstat, SYS_mkdir, SYS_symlink, SYS_unlink, SYS_rmdir,
+    // uretprobe(2) and uprobe(2), past every filter; who calls them without a probe is ended
+    335, 336,
+#endif
+};
+const std::set<int> allowedCommands{F_GETFD, F_SETFD, F_GETFL};
+
+int openBefore = -1;
 
 int numberOf(long result)
 {
@@ -86,6 +112,89 @@ int allocated(size_t count)
                : 0;
 }
 
+/// A descriptor for any file would do to change its rights.
+int opened(const char *path, int flags)
+{
+    const int descriptor = open(path, flags);
+    if (descriptor < 0) {
+        return errno;
+    }
+    fchmod(descriptor, everybodys);
+    return 0;
+}
+
+int openedAnew(const char *path)
+{
+    open_how how{};
+    how.flags = O_ACCMODE;
+    return numberOf(syscall(SYS_openat2, AT_FDCWD, path, &how, sizeof how));
+}
+
+/// The first system call that is there, though unpacking does not take it; 0 for none. With
+/// arguments that no call can work with.
+int unexpectedCall()
+{
+    constexpr long newestTried = 512;
+    for (long call = 0; call <= newestTried; ++call) {
+        if (!allowedCalls.contains(call) &&
+            (syscall(call, -1, -1, -1, -1, -1, -1) != -1 || errno != ENOSYS)) {
+            return static_cast<int>(call);
+        }
+    }
+    return 0;
+}
+
+/// Likewise of fcntl(2): those of POSIX, and Linux's own from F_SETLEASE on.
+int unexpectedCommand()
+{
+    constexpr int newestTried = F_SETLEASE + 64;
+    for (int command = 0; command <= newestTried; ++command) {
+        if (!allowedCommands.contains(command) &&
+            (fcntl(STDOUT_FILENO, command, -1) != -1 || errno != ENOSYS)) {
+            return command == 0 ? -1 : command;
+        }
+    }
+    return 0;
+}
+
+int memoryToRun()
+{
+    constexpr size_t page = 4096;
+    if (mmap(nullptr, page, PROT_READ | PROT_EXEC, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0) !=
+        MAP_FAILED) {
+        return 0;
+    }
+    void *const plain =
+        mmap(nullptr, page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    return numberOf(mprotect(plain, page, PROT_READ | PROT_EXEC));
+}
+
+int message(const char *queue)
+{
+    const struct
+    {
+        long kind;
+        char text;
+    } letter{1, 'x'};
+    return numberOf(msgsnd(std::atoi(queue), &letter, 1, IPC_NOWAIT)); // NOLINT: the test's
+}
+
+int affinity()
+{
+    cpu_set_t all;
+    CPU_ZERO(&all);
+    for (size_t cpu = 0; cpu < CPU_SETSIZE; ++cpu) {
+        CPU_SET(cpu, &all);
+    }
+    return numberOf(sched_setaffinity(getppid(), sizeof all, &all));
+}
+
+int scheduler()
+{
+    const sched_param usual{};
+    return numberOf(sched_setscheduler(getppid(), SCHED_OTHER, &usual));
+}
+
 int coreBytes()
 {
     struct rlimit limit{};
@@ -99,9 +208,24 @@ const std::map<std::string, Attempt> &attempts()
 {
     static const std::map<std::string, Attempt> all{
         {"write", [](const char *path) { return written(path, 1); }},
-        {"write to the limit", [](const char *path) { return written(path, mostFileBytes); }},
-        {"write too much", [](const char *path) { return written(path, mostFileBytes + 1); }},
+        {"write to the limit", [](const char *path) { return written(path, maxFileBytes); }},
+        {"write too much", [](const char *path) { return written(path, maxFileBytes + 1); }},
         {"read", [](const char *path) { return numberOf(open(path, O_RDONLY | O_CLOEXEC)); }},
+        {"read on",
+         [](const char *) {
+             char first = 0;
+             return numberOf(pread(openBefore, &first, 1, 0));
+         }},
+        {"open for both", [](const char *path) { return opened(path, O_RDWR); }},
+        {"open for neither", [](const char *path) { return opened(path, O_ACCMODE); }},
+        {"open for neither, emptying",
+         [](const char *path) { return opened(path, O_ACCMODE | O_TRUNC); }},
+        {"open a path", [](const char *path) { return opened(path, O_PATH); }},
+        {"open anew", openedAnew},
+        {"write what is another's to run",
+         [](const char *path) { return numberOf(open(path, O_WRONLY | O_CREAT, setUserId)); }},
+        {"change rights of an open file",
+         [](const char *) { return numberOf(fchmod(openBefore, everybodys)); }},
         {"list",
          [](const char *path) { return numberOf(open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC)); }},
         {"empty", [](const char *path) { return numberOf(open(path, O_WRONLY | O_TRUNC)); }},
@@ -152,11 +276,34 @@ const std::map<std::string, Attempt> &attempts()
         {"memory file", [](const char *) { return numberOf(memfd_create("x", 0)); }},
         {"ring", [](const char *) { return numberOf(syscall(SYS_io_uring_setup, 1, nullptr)); }},
         {"type into the terminal", [](const char *) { return numberOf(ioctl(0, TIOCSTI, "x")); }},
+        {"foreign shared memory",
+         [](const char *id) {
+             return numberOf(shmat(std::atoi(id), nullptr, 0) == reinterpret_cast<void *>(-1) ? -1
+                                                                                              : 0);
+         }},
+        {"end of foreign shared memory",
+         [](const char *id) { return numberOf(shmctl(std::atoi(id), IPC_RMID, nullptr)); }},
+        {"foreign messages", message},
+        {"foreign semaphores",
+         [](const char *id) { return numberOf(semctl(std::atoi(id), 0, GETVAL)); }},
+        {"foreign queue", [](const char *name) { return numberOf(mq_unlink(name)); }},
+        {"priority of another",
+         [](const char *) {
+             return numberOf(setpriority(PRIO_PROCESS, static_cast<id_t>(getppid()), 0));
+         }},
+        {"processors of another", [](const char *) { return affinity(); }},
+        {"scheduler of another", [](const char *) { return scheduler(); }},
+        {"signals of a descriptor",
+         [](const char *) { return numberOf(fcntl(openBefore, F_SETOWN, getppid())); }},
+        {"lease", [](const char *) { return numberOf(fcntl(openBefore, F_SETLEASE, F_RDLCK)); }},
+        {"any other call", [](const char *) { return unexpectedCall(); }},
+        {"any other command", [](const char *) { return unexpectedCommand(); }},
+        {"memory to run", [](const char *) { return memoryToRun(); }},
         {"call from the future", [](const char *) { return numberOf(syscall(newCall)); }},
         {"call of another machine",
          [](const char *) { return numberOf(syscall(0x40000000 + SYS_getpid)); }},
-        {"allocate", [](const char *) { return allocated(mostMemory / 4); }},
-        {"allocate too much", [](const char *) { return allocated(mostMemory); }},
+        {"allocate", [](const char *) { return allocated(maxMemory / 4); }},
+        {"allocate too much", [](const char *) { return allocated(maxMemory); }},
         {"core", [](const char *) { return coreBytes(); }},
     };
     return all;
@@ -170,7 +317,8 @@ int main(int argc, char *argv[])
         return 2;
     }
     const Attempt &attempt = attempts().at(argv[3]);
-    brindle::Sandbox::enter({argv[1], argv[2], mostMemory, mostFileBytes});
+    openBefore = open(argv[2], O_RDONLY | O_CLOEXEC);
+    brindle::Sandbox::enter({argv[1], maxMemory, maxFileBytes});
     std::printf("%d", attempt(argc > 4 ? argv[4] : ""));
     return 0;
 }
