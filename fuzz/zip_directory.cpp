@@ -4,6 +4,7 @@
 #include "Expect.h"
 #include "Fuzzer.h"
 #include "ditto/ArchiveError.h"
+#include "ditto/ArchiveFile.h"
 #include "ditto/ArchiveReader.h"
 #include "ditto/Inflater.h"
 #include "ditto/StrictPolicy.h"
@@ -19,25 +20,25 @@ using namespace brindle;
 
 namespace {
 
-constexpr uint64_t mostUnpacked = 1U << 20U; // so that no input takes long
+constexpr uint64_t maxUnpacked = 1U << 20U; // so that no input takes long
 
 /// The input as a file that lives as long as the fuzzer.
-class ArchiveFile
+class InputFile
 {
 public:
-    ArchiveFile()
+    InputFile()
     {
         path_ = (std::filesystem::temp_directory_path() / "archive-XXXXXX").string();
         descriptor_ = mkstemp(path_.data());
         expect(descriptor_ >= 0, "a temporary file can be made");
     }
-    ~ArchiveFile()
+    ~InputFile()
     {
         close(descriptor_);
         unlink(path_.c_str());
     }
-    ArchiveFile(const ArchiveFile &) = delete;
-    ArchiveFile &operator=(const ArchiveFile &) = delete;
+    InputFile(const InputFile &) = delete;
+    InputFile &operator=(const InputFile &) = delete;
 
     const std::string &path() const { return path_; }
 
@@ -61,7 +62,7 @@ std::string unpacked(const ArchiveReader &reader, const ArchiveEntry &entry, Inf
     inflater.unpack(reader, entry, [&](const unsigned char *bytes, size_t count) {
         expect(count <= entry.size - content.size(), "no more bytes come than are announced");
         content.append(reinterpret_cast<const char *>(bytes), count); // NOLINT
-        if (content.size() > mostUnpacked) {
+        if (content.size() > maxUnpacked) {
             throw ArchiveError("enough for now");
         }
     });
@@ -69,13 +70,13 @@ std::string unpacked(const ArchiveReader &reader, const ArchiveEntry &entry, Inf
     return content;
 }
 
-void readStrictly(const std::string &path)
+void readStrictly(const ArchiveFile &archive)
 {
     namespace fs = std::filesystem;
     const StrictPolicy policy;
-    const auto reader = policy.open(path);
+    const auto reader = policy.open(archive);
     const auto entries = reader->entries();
-    policy.checkDirectory(entries);
+    policy.checkDirectory(entries, fs::temp_directory_path().string());
     Inflater inflater;
     Links links;
     for (const ArchiveEntry &entry : entries) {
@@ -96,12 +97,12 @@ void readStrictly(const std::string &path)
     }
 }
 
-void readCarelessly(const std::string &path)
+void readCarelessly(const ArchiveFile &archive)
 {
-    const ArchiveReader reader(path);
-    constexpr uint64_t mostEntries = 200;
+    const ArchiveReader reader(archive);
+    constexpr uint64_t maxEntries = 200;
     const auto entries =
-        reader.count() > mostEntries ? std::vector<ArchiveEntry>() : reader.entries();
+        reader.count() > maxEntries ? std::vector<ArchiveEntry>() : reader.entries();
     Inflater inflater;
     for (const ArchiveEntry &entry : entries) {
         try {
@@ -111,10 +112,10 @@ void readCarelessly(const std::string &path)
     }
 }
 
-void ignoringRefusals(void (*read)(const std::string &path), const std::string &path)
+void ignoringRefusals(void (*read)(const ArchiveFile &archive), const std::string &path)
 {
     try {
-        read(path);
+        read(ArchiveFile(path));
     } catch (const ArchiveError &error) {
         expect(*error.what() != '\0', "a refusal says why");
     }
@@ -124,7 +125,7 @@ void ignoringRefusals(void (*read)(const std::string &path), const std::string &
 
 int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
-    static const ArchiveFile file;
+    static const InputFile file;
     file.put(data, size);
     ignoringRefusals(&readStrictly, file.path());
     ignoringRefusals(&readCarelessly, file.path());

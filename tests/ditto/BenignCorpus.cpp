@@ -36,18 +36,6 @@ RawZip::Entry plain(const QByteArray &name)
     return {name, text, file644, true};
 }
 
-/// What can't be packed.
-QByteArray noise(qsizetype count)
-{
-    QByteArray bytes(count, 0);
-    quint32 state = 1;
-    for (char &c : bytes) {
-        state = state * 1664525U + 1013904223U;
-        c = static_cast<char>(state >> 24U);
-    }
-    return bytes;
-}
-
 QList<CorpusCase> usual()
 {
     RawZip::Frame ofTheCodeHost;
@@ -126,8 +114,10 @@ QList<CorpusCase> odd()
         one("longest comment", plain("x"), commented),
         one("archive in the archive", {"inner.zip", within, file644}),
         one("well packed but small", {"zeros", QByteArray(900'000, 0), file644, true}),
-        one("large and packed just within the limit",
-            {"x", QByteArray(1'500'000, 'a') + noise(7'000), file644, true}),
+        one("flat height map as text",
+            {"map.tres", "data = PackedFloat32Array(" + QByteArray("0, ").repeated(500'000) + ")\n",
+             file644, true}),
+        one("large file of zeros", Bombs::zeros("zeros", 40'000'000)),
         several("names that differ in case", {{"a", "1", file644}, {"A", "2", file644}}),
         several("names that differ in how an accent is written",
                 {{"\xc3\xa9", "1", file644}, {"e\xcc\x81", "2", file644}}),

@@ -4,12 +4,14 @@
 
 namespace brindle {
 
-std::unique_ptr<ArchiveReader> CarelessPolicy::open(const std::string &archive) const
+std::unique_ptr<ArchiveReader> CarelessPolicy::open(const ArchiveFile &archive) const
 {
     return std::make_unique<ArchiveReader>(archive);
 }
 
-void CarelessPolicy::checkDirectory(const std::vector<ArchiveEntry> & /*entries*/) const {}
+void CarelessPolicy::checkDirectory(const std::vector<ArchiveEntry> & /*entries*/,
+                                    const std::string & /*root*/) const
+{}
 
 void CarelessPolicy::checkLinks(const std::map<std::string, std::string> & /*links*/) const {}
 

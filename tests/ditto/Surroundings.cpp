@@ -92,6 +92,11 @@ Surroundings::Run Surroundings::unpack(const QString &tool) const
     return run(tool, {QStringLiteral("-x"), QStringLiteral("-k"), archive(), destination()});
 }
 
+void Surroundings::clear() const
+{
+    fs::remove_all(destination().toStdString());
+}
+
 QStringList Surroundings::beside() const
 {
     return QDir(path("parent"))
@@ -135,6 +140,9 @@ QStringList Surroundings::tree(const QString &folder)
 {
     QStringList entries;
     const fs::path root = folder.toStdString();
+    if (!fs::exists(root)) {
+        return {};
+    }
     for (const auto &entry : fs::recursive_directory_iterator(root)) {
         const QString name = QString::fromStdString(entry.path().lexically_relative(root).string());
         if (entry.is_symlink()) {

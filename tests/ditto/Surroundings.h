@@ -14,8 +14,8 @@ namespace brindle {
 ///     guarded/…             a folder with files, a link and a file that may be run
 ///     parent/a.zip, out     the archive and the destination
 ///
-/// and a file in the temporary folder itself. A name in an archive reaches them from the folder
-/// that the tool fills, which lies in `parent`, by two "..".
+/// and a file in the temporary folder itself. A name in an archive reaches them from the
+/// destination by two "..".
 class Surroundings
 {
 public:
@@ -39,6 +39,8 @@ public:
     void putArchive(const QByteArray &bytes) const;
     /// Runs an archive tool with the archive and the destination, in the folder `parent`.
     Run unpack(const QString &tool) const;
+    /// Removes the destination.
+    void clear() const;
     /// The names in the folder `parent`.
     QStringList beside() const;
 
@@ -46,7 +48,7 @@ public:
     QStringList outside() const;
     /// What beneath `parent` is neither folder, link nor plain file, or lends its owner's rights.
     QStringList special() const;
-    /// Everything below a folder, as text: kind, execute bit, content or target.
+    /// Everything below a folder, nothing when it is missing, as text: kind, execute bit, content or target.
     static QStringList tree(const QString &folder);
 
     /// Runs a program; its environment is this one's, with HOME in the surroundings.

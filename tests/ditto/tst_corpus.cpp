@@ -44,7 +44,8 @@ private Q_SLOTS:
                      run.errors.endsWith('\n'),
                  run.errors.constData());
         QVERIFY2(run.errors.contains(one.why), run.errors.constData());
-        QCOMPARE(around_->beside(), QStringList{QStringLiteral("a.zip")});
+        QCOMPARE(around_->beside(), (QStringList{QStringLiteral("a.zip"), QStringLiteral("out")}));
+        QCOMPARE(Surroundings::tree(around_->destination()), QStringList());
         QCOMPARE(around_->outside(), before);
     }
 

@@ -1,6 +1,6 @@
 // The archive tool without its checks. Tests only: it does what a hostile archive wants.
 //
-// usage: ditto_unchecked -x -k ARCHIVE DESTINATION   (behind walls)
+// usage: ditto_unchecked -x -k ARCHIVE DESTINATION   (in the sandbox)
 //        ditto_unwalled  -x -k ARCHIVE DESTINATION   (without)
 
 #include "CarelessPolicy.h"

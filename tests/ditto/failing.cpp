@@ -1,0 +1,66 @@
+// Starts a program for which some of the system's calls fail, as they do on a broken or an unusual
+// disk. Tests only.
+//
+// usage: failing FAULTS ERRNO PROGRAM [ARGUMENT…]
+//   FAULTS are joined by ","; 0 as ERRNO ends the program at the first of such calls
+
+#include <cstdlib>
+#include <fcntl.h>
+#include <map>
+#include <seccomp.h>
+#include <sstream>
+#include <string>
+#include <unistd.h>
+#include <vector>
+
+namespace {
+
+struct Fault
+{
+    std::vector<const char *> calls; // different machines' names for the same
+    std::vector<scmp_arg_cmp> arguments{};
+};
+
+// Of the descriptors, the archive has 3 and is copied from there on. The loader of programs reads,
+// too: from 3, and little at a time.
+const std::map<std::string, Fault> faults{
+    {"read", {{"read"}, {{0, SCMP_CMP_GT, 4, 0}}}},
+    {"read of the end", {{"pread64"}, {{2, SCMP_CMP_GT, 60'000, 0}}}},
+    {"create", {{"openat"}, {{2, SCMP_CMP_MASKED_EQ, O_CREAT, O_CREAT}}}},
+    {"write", {{"write"}, {{0, SCMP_CMP_GT, STDERR_FILENO, 0}}}},
+    {"folder", {{"mkdir", "mkdirat"}}},
+    {"link", {{"symlink", "symlinkat"}}},
+    {"write-back", {{"sync_file_range"}}},
+};
+
+bool install(const std::string &names, int number)
+{
+    const scmp_filter_ctx filter = seccomp_init(SCMP_ACT_ALLOW);
+    const uint32_t action =
+        number == 0 ? SCMP_ACT_KILL_PROCESS : SCMP_ACT_ERRNO(static_cast<uint32_t>(number));
+    std::istringstream list(names);
+    for (std::string name; std::getline(list, name, ',');) {
+        const Fault &fault = faults.at(name);
+        for (const char *call : fault.calls) {
+            const int which = seccomp_syscall_resolve_name(call);
+            if (which >= 0 &&
+                seccomp_rule_add_array(filter, action, which,
+                                       static_cast<unsigned>(fault.arguments.size()),
+                                       fault.arguments.data()) != 0) {
+                return false;
+            }
+        }
+    }
+    return seccomp_load(filter) == 0;
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    constexpr int notStarted = 127;
+    if (argc > 3 && install(argv[1], std::atoi(argv[2]))) { // NOLINT: ours
+        execv(argv[3], argv + 3);
+    }
+    return notStarted;
+}

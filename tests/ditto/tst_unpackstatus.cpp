@@ -1,0 +1,205 @@
+// What the archive tool blames, by its exit status: the archive, its disk, or the destination. The
+// faults are real ones where a test can have them, and refused system calls where not.
+
+#include "../e2e/Namespaces.h"
+#include "../faults/SmallDisk.h"
+#include "Bombs.h"
+#include "RawZip.h"
+#include "Surroundings.h"
+#include "platform/UnpackStatus.h"
+
+#include <QDir>
+#include <QtTest>
+
+#include <cerrno>
+
+using namespace brindle;
+
+namespace {
+
+QString reasonForNoNamespaces;
+
+constexpr quint32 file644 = RawZip::file644;
+
+/// A folder, a file and a link, and large enough that its end is read by itself.
+QByteArray usual()
+{
+    return RawZip()
+        .add({"d/", {}})
+        .add({"d/f", QByteArray(100'000, 'x'), file644})
+        .add({"l", "d", RawZip::link777})
+        .bytes();
+}
+
+} // namespace
+
+class TestUnpackStatus : public QObject
+{
+    Q_OBJECT
+
+    std::optional<Surroundings> around_;
+
+    Surroundings::Run unpackWith(const char *faults, int number) const
+    {
+        return around_->run(QStringLiteral(BRINDLE_FAILING),
+                            {QString::fromLatin1(faults), QString::number(number),
+                             QStringLiteral(BRINDLE_DITTO), QStringLiteral("-x"),
+                             QStringLiteral("-k"), around_->archive(), around_->destination()});
+    }
+
+    void verifyBlames(const Surroundings::Run &run, UnpackStatus status, int number) const
+    {
+        QCOMPARE(run.code, static_cast<int>(status));
+        QVERIFY2(run.errors.startsWith("ditto: ") && run.errors.count('\n') == 1 &&
+                     run.errors.contains(std::strerror(number)),
+                 run.errors.constData());
+        QCOMPARE(Surroundings::tree(around_->destination()), QStringList());
+    }
+
+private Q_SLOTS:
+    void init() { around_.emplace(); }
+
+    void callsThatFail_data()
+    {
+        QTest::addColumn<QByteArray>("faults");
+        QTest::addColumn<int>("number");
+        QTest::addColumn<UnpackStatus>("status");
+        const auto row = [](const char *faults, int number, UnpackStatus status) {
+            QTest::addRow("%s: %s", faults, std::strerror(number))
+                << QByteArray(faults) << number << status;
+        };
+        row("folder", EACCES, UnpackStatus::accessDenied);
+        row("folder", EPERM, UnpackStatus::notPermitted);
+        row("folder", EROFS, UnpackStatus::readOnly);
+        row("folder", EIO, UnpackStatus::writeError);
+        row("create", ENOSPC, UnpackStatus::noSpace);
+        row("create", EDQUOT, UnpackStatus::quotaExceeded);
+        row("create", EACCES, UnpackStatus::accessDenied);
+        row("create", EPERM, UnpackStatus::notPermitted);
+        row("create", ENAMETOOLONG, UnpackStatus::nameTooLong);
+        row("create", EINVAL, UnpackStatus::writeError); // a name that the file system can't have
+        row("write", ENOSPC, UnpackStatus::noSpace);
+        row("write", EDQUOT, UnpackStatus::quotaExceeded);
+        row("write", EIO, UnpackStatus::writeError);
+        row("write", EFBIG, UnpackStatus::writeError);
+        row("link", EPERM, UnpackStatus::linksUnsupported);
+        row("link", EOPNOTSUPP, UnpackStatus::linksUnsupported);
+        row("link", ENOSYS, UnpackStatus::linksUnsupported);
+        row("link", EACCES, UnpackStatus::accessDenied);
+        row("link", ENOSPC, UnpackStatus::noSpace);
+        row("read", EIO, UnpackStatus::readError);
+        row("read of the end", EIO, UnpackStatus::readError);
+        // Never the archive's disk for the destination's, or the other way round.
+        row("read", ENOSPC, UnpackStatus::readError);
+        row("read of the end", EACCES, UnpackStatus::readError);
+    }
+    void callsThatFail()
+    {
+        QFETCH(const QByteArray, faults);
+        QFETCH(const int, number);
+        QFETCH(const UnpackStatus, status);
+        around_->putArchive(usual());
+        verifyBlames(unpackWith(faults.constData(), number), status, number);
+    }
+
+    void aPlaceForNothingIsNotOneWithoutLinks()
+    {
+        around_->putArchive(RawZip().add({"l", "x", RawZip::link777}).bytes());
+        verifyBlames(unpackWith("link", EPERM), UnpackStatus::linksUnsupported, EPERM);
+        verifyBlames(unpackWith("link,create", EPERM), UnpackStatus::notPermitted, EPERM);
+    }
+
+    void anArchiveThatCannotBeOpened()
+    {
+        QVERIFY(QDir().mkpath(around_->destination()));
+        verifyBlames(around_->unpack(QStringLiteral(BRINDLE_DITTO)), UnpackStatus::readError, ENOENT);
+        QVERIFY(QDir().mkpath(around_->archive()));
+        verifyBlames(around_->unpack(QStringLiteral(BRINDLE_DITTO)), UnpackStatus::readError, EISDIR);
+    }
+
+    void aPathThatIsTooLongByItsDestination()
+    {
+        constexpr qsizetype maxPath = 4095;
+        const QString part = QLatin1Char('/') + QString(200, QLatin1Char('d'));
+        QString place = around_->path("parent");
+        while (place.size() + part.size() < maxPath) {
+            place += part;
+        }
+        QVERIFY(QDir().mkpath(place));
+        around_->putArchive(RawZip().add({QByteArray(250, 'f'), "x", file644}).bytes());
+        const Surroundings::Run run =
+            around_->run(QStringLiteral(BRINDLE_DITTO), {QStringLiteral("-x"), QStringLiteral("-k"),
+                                                         around_->archive(), place});
+        verifyBlames(run, UnpackStatus::nameTooLong, ENAMETOOLONG);
+    }
+
+    void namesProveNothing_data()
+    {
+        QTest::addColumn<QByteArray>("name");
+        QTest::newRow("full disk") << QByteArray("x: No space left on device");
+        QTest::newRow("line") << QByteArray("can't write x: Read-only file system");
+    }
+    void namesProveNothing()
+    {
+        QFETCH(const QByteArray, name);
+        RawZip::Entry entry{name, "x", file644};
+        entry.crc = 1;
+        around_->putArchive(RawZip().add(entry).bytes());
+        QCOMPARE(around_->unpack(QStringLiteral(BRINDLE_DITTO)).code, 1);
+    }
+
+    void theDiskIsAskedBeforeAnythingIsWritten()
+    {
+        if (!reasonForNoNamespaces.isEmpty()) {
+            qWarning("no small disk: namespaces are not permitted here: %s",
+                     qPrintable(reasonForNoNamespaces));
+            return;
+        }
+        constexpr qint64 size = 1 << 20;
+        around_->putArchive(RawZip()
+                                .add({"first.txt", "first", file644})
+                                .add(Bombs::zeros("x", 40 * size))
+                                .bytes());
+        QVERIFY(QDir().mkpath(around_->destination()));
+        {
+            const SmallDisk disk(around_->destination(), 30 * size);
+            // To write at all would fail for another reason.
+            verifyBlames(unpackWith("create", EIO), UnpackStatus::noSpace, ENOSPC);
+        }
+        const SmallDisk disk(around_->destination(), 50 * size);
+        QCOMPARE(around_->unpack(QStringLiteral(BRINDLE_DITTO)).code, 0);
+    }
+
+    void aReadOnlyDisk()
+    {
+        if (!reasonForNoNamespaces.isEmpty()) {
+            qWarning("no small disk: namespaces are not permitted here: %s",
+                     qPrintable(reasonForNoNamespaces));
+            return;
+        }
+        around_->putArchive(usual());
+        QVERIFY(QDir().mkpath(around_->destination()));
+        SmallDisk disk(around_->destination(), 1 << 20);
+        disk.setReadOnly(true);
+        verifyBlames(around_->unpack(QStringLiteral(BRINDLE_DITTO)), UnpackStatus::readOnly, EROFS);
+    }
+
+    void whatIsWrittenIsOnItsWayToTheDisk()
+    {
+        around_->putArchive(usual());
+        QCOMPARE(unpackWith("write-back", 0).code, -1);
+        around_->clear();
+        // A file system need not have it.
+        QCOMPARE(unpackWith("write-back", EINVAL).code, 0);
+    }
+};
+
+int main(int argc, char *argv[])
+{
+    Namespaces::enter(&reasonForNoNamespaces);
+    const QCoreApplication application(argc, argv);
+    TestUnpackStatus test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "tst_unpackstatus.moc"
