@@ -15,7 +15,8 @@ namespace {
 
 constexpr mode_t executableMode = 0755;
 constexpr mode_t plainMode = 0644;
-constexpr uint64_t writeBackBytes = 8ULL << 20U;
+/// What is less takes longer bit by bit than all together at the end.
+constexpr uint64_t writeBackBytes = 1ULL << 20U;
 
 [[noreturn]] void fail(const std::string &path)
 {
@@ -66,7 +67,6 @@ void OutputFile::write(const unsigned char *bytes, size_t count)
 
 void OutputFile::close()
 {
-    startWriteBack(descriptor_, started_, 0);
     const int descriptor = std::exchange(descriptor_, -1);
     if (::close(descriptor) != 0 && errno != EINTR) {
         fail(path_);

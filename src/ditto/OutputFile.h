@@ -17,8 +17,8 @@ public:
     OutputFile(const OutputFile &) = delete;
     OutputFile &operator=(const OutputFile &) = delete;
 
+    /// What is much is on its way to the disk then, not on it.
     void write(const unsigned char *bytes, size_t count);
-    /// The content is on its way to the disk then, not on it.
     void close();
 
 private:

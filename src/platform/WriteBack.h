@@ -9,8 +9,8 @@
 namespace brindle {
 
 /// Has the system begin to bring what was written to the disk, so that there is less to wait for
-/// when it must have arrived. `count` bytes from `offset` on, 0 for all up to the file's end. A
-/// hint only: promises nothing and reports no errors. Linux; does nothing elsewhere.
+/// when it must have arrived. A hint only: promises nothing and reports no errors. Linux; does
+/// nothing elsewhere.
 inline void startWriteBack([[maybe_unused]] int descriptor, [[maybe_unused]] uint64_t offset,
                            [[maybe_unused]] uint64_t count)
 {
