@@ -46,7 +46,8 @@ ArchiveError ArchiveError::noLinks(const std::string &place, int reason)
 
 ArchiveError ArchiveError::notRead(int reason)
 {
-    return {UnpackStatus::readError, std::string("can't read the archive: ") + std::strerror(reason)};
+    return {UnpackStatus::readError,
+            std::string("can't read the archive: ") + std::strerror(reason)};
 }
 
 } // namespace brindle

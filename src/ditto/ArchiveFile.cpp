@@ -35,8 +35,8 @@ std::string ArchiveFile::read(uint64_t offset, uint64_t count) const
     }
     std::string bytes(count, '\0');
     for (uint64_t done = 0; done < count;) {
-        const ssize_t now =
-            pread(descriptor_, bytes.data() + done, count - done, static_cast<off_t>(offset + done));
+        const ssize_t now = pread(descriptor_, bytes.data() + done, count - done,
+                                  static_cast<off_t>(offset + done));
         if (now < 0 && errno == EINTR) {
             continue;
         }

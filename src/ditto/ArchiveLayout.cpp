@@ -272,7 +272,8 @@ bool ArchiveLayout::agree(const Place &inDirectory, const Place &inHeader)
            same(inDirectory.packedSize, inHeader.packedSize);
 }
 
-void ArchiveLayout::checkPlaces(const ArchiveFile &file, const std::vector<Place> &places, uint64_t end)
+void ArchiveLayout::checkPlaces(const ArchiveFile &file, const std::vector<Place> &places,
+                                uint64_t end)
 {
     std::vector<std::pair<uint64_t, uint64_t>> extents; // from, to
     extents.reserve(places.size());

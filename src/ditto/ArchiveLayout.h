@@ -54,7 +54,8 @@ private:
     static void readExtra(Fields extra, Place &place);
     static uint64_t readHeader(const ArchiveFile &file, const Place &place, uint64_t end);
     static bool agree(const Place &inDirectory, const Place &inHeader);
-    static void checkPlaces(const ArchiveFile &file, const std::vector<Place> &places, uint64_t end);
+    static void checkPlaces(const ArchiveFile &file, const std::vector<Place> &places,
+                            uint64_t end);
 
     std::vector<Place> places_;
 };

@@ -76,7 +76,8 @@ struct SortedPath
     {
         const size_t shorter = std::min(text.size(), before.size());
         const auto from =
-            std::mismatch(text.begin(), text.begin() + static_cast<ptrdiff_t>(shorter), before.begin())
+            std::mismatch(text.begin(), text.begin() + static_cast<ptrdiff_t>(shorter),
+                          before.begin())
                 .first;
         const bool isBelowBefore = from - text.begin() == static_cast<ptrdiff_t>(before.size()) &&
                                    from != text.end() && *from == separator;

@@ -33,8 +33,8 @@ struct Parts
 Parts available();
 
 /// Enters every part that there is, with the limits. What is forbidden fails with EACCES or ENOSYS,
-/// too large a file with EFBIG; no core is ever dumped. Throws std::system_error when a part that the
-/// system has can't be entered.
+/// too large a file with EFBIG; no core is ever dumped. Throws std::system_error when a part that
+/// the system has can't be entered.
 ///
 /// Programs with address sanitizer get no limit on memory, since they reserve terabytes, and look
 /// for no leaks at their end, since that takes a second process.

@@ -29,7 +29,9 @@ constexpr std::array unconditional{
     // memory, locks, signals, the end
     "brk", "munmap", "mremap", "madvise", "futex", "sched_yield", "getrandom", "clock_gettime",
     "getpid", "gettid", "rt_sigaction", "rt_sigprocmask", "rt_sigreturn", "sigaltstack",
-    "restart_syscall", "exit", "exit_group"};
+    "restart_syscall", "exit", "exit_group",
+    // by which the sanitizers learn whether memory can be read
+    "pipe", "pipe2"};
 
 void check(int result)
 {
@@ -90,8 +92,8 @@ void SystemCallFilter::install()
     for (const char *name : unconditional) {
         filter.allow(name);
     }
-    // Neither both nor none of reading and writing: Landlock has no say in a descriptor for neither,
-    // which is good for changes of rights. No file that lends its owner's rights.
+    // Neither both nor none of reading and writing: Landlock has no say in a descriptor for
+    // neither, which is good for changes of rights. No file that lends its owner's rights.
     constexpr uint64_t kind = O_ACCMODE | O_PATH;
     constexpr uint64_t lent = S_ISUID | S_ISGID | S_ISVTX;
     for (const uint64_t access : {O_RDONLY, O_WRONLY}) {

@@ -133,7 +133,8 @@ QList<CorpusCase> odd()
          [] {
              RawZip zip;
              for (int i = 0; i < 100'001; ++i) {
-                 zip.add({'d' + QByteArray::number(i % 100) + "/f" + QByteArray::number(i), {},
+                 zip.add({'d' + QByteArray::number(i % 100) + "/f" + QByteArray::number(i),
+                          {},
                           file644});
              }
              return zip.bytes();

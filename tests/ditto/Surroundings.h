@@ -48,7 +48,8 @@ public:
     QStringList outside() const;
     /// What beneath `parent` is neither folder, link nor plain file, or lends its owner's rights.
     QStringList special() const;
-    /// Everything below a folder, nothing when it is missing, as text: kind, execute bit, content or target.
+    /// Everything below a folder, nothing when it is missing, as text: kind, execute bit, content
+    /// or target.
     static QStringList tree(const QString &folder);
 
     /// Runs a program; its environment is this one's, with HOME in the surroundings.

@@ -83,8 +83,8 @@ private Q_SLOTS:
             QStringLiteral("exec 5<a.zip && head -c 10 <&5 >/dev/null && mv other.zip a.zip && "
                            "exec '%1' -x -k /dev/fd/5 out");
         const Surroundings::Run run =
-            around.run(QStringLiteral("sh"), {QStringLiteral("-c"),
-                                              script.arg(QStringLiteral(BRINDLE_DITTO))});
+            around.run(QStringLiteral("sh"),
+                       {QStringLiteral("-c"), script.arg(QStringLiteral(BRINDLE_DITTO))});
         QCOMPARE(run.errors, QByteArray());
         QCOMPARE(run.code, 0);
         QCOMPARE(Surroundings::tree(around.destination()).size(), 2);

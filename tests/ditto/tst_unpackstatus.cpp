@@ -21,7 +21,8 @@ QString reasonForNoNamespaces;
 
 constexpr quint32 file644 = RawZip::file644;
 
-/// A folder, a file and a link, and large enough that its end is read by itself.
+/// A folder, a file and a link, and large enough that its end is read and the file written by calls
+/// that tell.
 QByteArray usual()
 {
     return RawZip()
@@ -112,9 +113,11 @@ private Q_SLOTS:
     void anArchiveThatCannotBeOpened()
     {
         QVERIFY(QDir().mkpath(around_->destination()));
-        verifyBlames(around_->unpack(QStringLiteral(BRINDLE_DITTO)), UnpackStatus::readError, ENOENT);
+        verifyBlames(around_->unpack(QStringLiteral(BRINDLE_DITTO)), UnpackStatus::readError,
+                     ENOENT);
         QVERIFY(QDir().mkpath(around_->archive()));
-        verifyBlames(around_->unpack(QStringLiteral(BRINDLE_DITTO)), UnpackStatus::readError, EISDIR);
+        verifyBlames(around_->unpack(QStringLiteral(BRINDLE_DITTO)), UnpackStatus::readError,
+                     EISDIR);
     }
 
     void aPathThatIsTooLongByItsDestination()
@@ -128,8 +131,8 @@ private Q_SLOTS:
         QVERIFY(QDir().mkpath(place));
         around_->putArchive(RawZip().add({QByteArray(250, 'f'), "x", file644}).bytes());
         const Surroundings::Run run =
-            around_->run(QStringLiteral(BRINDLE_DITTO), {QStringLiteral("-x"), QStringLiteral("-k"),
-                                                         around_->archive(), place});
+            around_->run(QStringLiteral(BRINDLE_DITTO),
+                         {QStringLiteral("-x"), QStringLiteral("-k"), around_->archive(), place});
         verifyBlames(run, UnpackStatus::nameTooLong, ENAMETOOLONG);
     }
 

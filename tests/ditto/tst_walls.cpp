@@ -1,6 +1,7 @@
 // The sandbox of the archive tool, without its checks: a tool that does all that an archive wants,
 // with every hostile archive of the corpus. Nothing outside the destination may change, no
-// connection be made and no program run. The same tool without a sandbox shows that it would happen.
+// connection be made and no program run. The same tool without a sandbox shows that it would
+// happen.
 
 #include "Bombs.h"
 #include "HostileCorpus.h"

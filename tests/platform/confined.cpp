@@ -1,5 +1,5 @@
-// A program in the sandbox, for its test. It tries one thing and prints the number of the error that
-// it got, or 0.
+// A program in the sandbox, for its test. It tries one thing and prints the number of the error
+// that it got, or 0.
 //
 // usage: confined FOLDER FILE ATTEMPT [PATH]
 //   FOLDER may be written, FILE is open already; ATTEMPT is made at PATH, or on the object that has
@@ -45,16 +45,57 @@ constexpr mode_t everybodys = 0666;
 /// What unpacking takes, by the numbers of this machine. Those whose arguments matter are tried one
 /// by one.
 const std::set<long> allowedCalls{
-    SYS_read, SYS_pread64, SYS_write, SYS_writev, SYS_lseek, SYS_sync_file_range, SYS_dup,
-    SYS_close, SYS_fstat, SYS_newfstatat, SYS_statx, SYS_statfs, SYS_fstatfs, SYS_getdents64,
-    SYS_mkdirat, SYS_symlinkat, SYS_unlinkat, SYS_brk, SYS_munmap, SYS_mremap, SYS_madvise,
-    SYS_futex, SYS_sched_yield, SYS_getrandom, SYS_clock_gettime, SYS_getpid, SYS_gettid,
-    SYS_rt_sigaction, SYS_rt_sigprocmask, SYS_rt_sigreturn, SYS_sigaltstack, SYS_restart_syscall,
-    SYS_exit, SYS_exit_group, SYS_openat, SYS_fcntl, SYS_mmap, SYS_mprotect, SYS_tgkill,
+    SYS_read,
+    SYS_pread64,
+    SYS_write,
+    SYS_writev,
+    SYS_lseek,
+    SYS_sync_file_range,
+    SYS_dup,
+    SYS_close,
+    SYS_fstat,
+    SYS_newfstatat,
+    SYS_statx,
+    SYS_statfs,
+    SYS_fstatfs,
+    SYS_getdents64,
+    SYS_mkdirat,
+    SYS_symlinkat,
+    SYS_unlinkat,
+    SYS_brk,
+    SYS_munmap,
+    SYS_mremap,
+    SYS_madvise,
+    SYS_futex,
+    SYS_sched_yield,
+    SYS_getrandom,
+    SYS_clock_gettime,
+    SYS_getpid,
+    SYS_gettid,
+    SYS_rt_sigaction,
+    SYS_rt_sigprocmask,
+    SYS_rt_sigreturn,
+    SYS_sigaltstack,
+    SYS_restart_syscall,
+    SYS_exit,
+    SYS_exit_group,
+    SYS_openat,
+    SYS_fcntl,
+    SYS_pipe2,
+    SYS_mmap,
+    SYS_mprotect,
+    SYS_tgkill,
 #ifdef __x86_64__
-    SYS_stat, SYS_lstat, SYS_mkdir, SYS_symlink, SYS_unlink, SYS_rmdir,
+    SYS_stat,
+    SYS_lstat,
+    SYS_mkdir,
+    SYS_symlink,
+    SYS_unlink,
+    SYS_rmdir,
+    SYS_pipe,
     // uretprobe(2) and uprobe(2), past every filter; who calls them without a probe is ended
-    335, 336,
+    335,
+    336,
 #endif
 };
 const std::set<int> allowedCommands{F_GETFD, F_SETFD, F_GETFL};

@@ -222,7 +222,8 @@ private Q_SLOTS:
         for (const char *what : {"read", "write", "empty", "open for both", "open for neither",
                                  "open for neither, emptying", "open a path", "open anew"}) {
             for (const char *name : {"outside/file", "inside/../outside/file", "archive"}) {
-                QTest::addRow("%s: %s", what, name) << QByteArray(what) << QString::fromLatin1(name);
+                QTest::addRow("%s: %s", what, name)
+                    << QByteArray(what) << QString::fromLatin1(name);
             }
         }
     }
