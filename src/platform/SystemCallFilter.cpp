@@ -4,9 +4,11 @@
 
 #include <array>
 #include <cerrno>
+#include <cstdint>
 #include <fcntl.h>
 #include <initializer_list>
 #include <memory>
+#include <new>
 #include <seccomp.h>
 #include <sys/mman.h>
 #include <sys/prctl.h>
@@ -50,7 +52,7 @@ public:
         }
     }
 
-    /// Two times the same call: either may be.
+    /// A call that is named more than once may have the arguments of either.
     void allow(const char *name, std::initializer_list<scmp_arg_cmp> arguments = {})
     {
         const int call = seccomp_syscall_resolve_name(name);
