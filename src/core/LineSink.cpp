@@ -6,27 +6,24 @@
 
 #include <algorithm>
 #include <limits>
+#include <utility>
 #include <vector>
 
 namespace brindle {
-
-namespace {
-// A few milliseconds of work at most.
-constexpr size_t linesPerTurn = 500;
-} // namespace
 
 LineSink::LineSink(LogStore *log) : log_(log) {}
 
 void LineSink::append(const QString &line)
 {
+    QString entry = LogStore::cleaned(line);
     // A line that adds no entry must not push one out of the queue that does.
-    if (LogStore::cleaned(line).isEmpty()) {
+    if (entry.isEmpty()) {
         return;
     }
     bool schedulesTurn = false;
     {
         const std::lock_guard guard(lock_);
-        waiting_.push_back(line);
+        waiting_.push_back(std::move(entry));
         if (waiting_.size() > static_cast<size_t>(LogStore::maxLines)) {
             waiting_.pop_front();
         }
@@ -70,11 +67,11 @@ bool LineSink::drain(size_t most)
         more = !waiting_.empty();
         scheduled_ = more;
     }
-    for (const QString &line : turn) {
+    for (QString &entry : turn) {
         if (!log_) {
             return false;
         }
-        log_->append(line);
+        log_->add(std::move(entry));
     }
     return more;
 }

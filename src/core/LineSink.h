@@ -15,10 +15,14 @@ class LogStore;
 ///
 /// An engine may print far faster than anyone reads. Lines wait in a bounded queue; when it is
 /// full the oldest are let go, which the log, being bounded as well, would have dropped anyway.
-/// The main thread takes them over in short turns, so that it goes on serving events.
+/// The main thread takes them over in short turns, so that it goes on serving events. They are
+/// cleaned before that, where they come from.
 class LineSink : public std::enable_shared_from_this<LineSink>
 {
 public:
+    /// A few milliseconds of work at most.
+    static constexpr size_t linesPerTurn = 500;
+
     /// Main thread. Does not keep the log alive.
     explicit LineSink(LogStore *log);
 

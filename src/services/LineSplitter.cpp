@@ -1,5 +1,9 @@
 #include "services/LineSplitter.h"
 
+#include "services/ByteCount.h"
+
+#include <QStringBuilder>
+
 #include <algorithm>
 #include <cstring>
 
@@ -16,7 +20,7 @@ bool isContinuation(char byte)
 
 } // namespace
 
-LineSplitter::LineSplitter(qsizetype limit) : limit_(limit), piece_(limit)
+LineSplitter::LineSplitter(qsizetype limit) : limit_(limit)
 {
     Q_ASSERT(limit >= longestCharacter);
 }
@@ -31,19 +35,14 @@ void LineSplitter::feed(QByteArrayView bytes, const Line &line)
 
         if (end && unfinished_.isEmpty()) {
             // Nearly every line: decoded where it lies.
-            line(decoded(handOnPieces(part, line)));
-        } else {
-            unfinished_.append(part);
-            const QByteArrayView rest = handOnPieces(unfinished_, line);
-            if (end) {
-                line(decoded(rest));
-                unfinished_.resize(0);
-            } else if (rest.size() < unfinished_.size()) {
-                unfinished_ = rest.toByteArray();
-            }
+            line(text(part));
+            continue;
         }
+        const qsizetype kept = std::min(part.size(), limit_ + 1 - unfinished_.size());
+        unfinished_.append(part.first(kept));
+        skipped_ += part.size() - kept;
         if (end) {
-            piece_ = limit_;
+            flush(line);
         }
     }
 }
@@ -51,45 +50,44 @@ void LineSplitter::feed(QByteArrayView bytes, const Line &line)
 void LineSplitter::flush(const Line &line)
 {
     if (!unfinished_.isEmpty()) {
-        line(decoded(unfinished_));
-        unfinished_.clear();
+        line(text(unfinished_));
+        unfinished_.resize(0);
+        skipped_ = 0;
     }
-    piece_ = limit_;
 }
 
-/// Hands on all but the last piece, which it returns: what follows may belong to it.
-QByteArrayView LineSplitter::handOnPieces(QByteArrayView bytes, const Line &line)
+/// The line of these bytes, and of those skipped behind them. Built without room to grow, as
+/// thousands of them are kept.
+QString LineSplitter::text(QByteArrayView bytes) const
 {
-    while (bytes.size() > piece_) {
-        const qsizetype end = pieceEnd(bytes);
-        line(decoded(bytes.first(end)));
-        bytes = bytes.sliced(end);
-        piece_ = std::max(piece_ / 2, std::min(limit_, shortestPiece));
+    if (bytes.size() <= limit_) {
+        return decoded(bytes);
     }
-    return bytes;
+    const qsizetype end = cut(bytes);
+    return decoded(bytes.first(end)) % QStringLiteral("… (") %
+           ByteCount::string(bytes.size() - end + skipped_) % QStringLiteral(" left out)");
 }
 
-/// Where to cut bytes that are longer than a piece: before the character that the limit falls
+/// Where to cut bytes that are more than the limit: before the character that the limit falls
 /// into, or at the limit where there is no such thing as a character.
-qsizetype LineSplitter::pieceEnd(QByteArrayView bytes) const
+qsizetype LineSplitter::cut(QByteArrayView bytes) const
 {
-    for (qsizetype end = piece_; end > piece_ - longestCharacter; --end) {
+    for (qsizetype end = limit_; end > limit_ - longestCharacter; --end) {
         if (!isContinuation(bytes[end])) {
             return end;
         }
     }
-    return piece_;
+    return limit_;
 }
 
 QString LineSplitter::decoded(QByteArrayView bytes)
 {
     // Qt takes a byte order mark at the start for an encoding hint and drops it.
     constexpr QByteArrayView mark("\xEF\xBB\xBF");
-    QString text = QString::fromUtf8(bytes);
     if (bytes.startsWith(mark)) {
-        text.prepend(QChar(QChar::ByteOrderMark));
+        return QChar(QChar::ByteOrderMark) % QString::fromUtf8(bytes);
     }
-    return text;
+    return QString::fromUtf8(bytes);
 }
 
 } // namespace brindle

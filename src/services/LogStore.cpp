@@ -41,7 +41,11 @@ void LogStore::setLines(const QStringList &lines)
 
 void LogStore::append(const QString &text)
 {
-    QString entry = cleaned(text);
+    add(cleaned(text));
+}
+
+void LogStore::add(QString entry)
+{
     if (entry.isEmpty()) {
         return;
     }

@@ -26,6 +26,10 @@ public:
     /// newlines inside). A text that is empty after that is not added and not announced.
     void append(const QString &text);
 
+    /// Adds an entry that `cleaned` has made, if it is not empty. Cleaning it again might take
+    /// something for an escape that was none.
+    void add(QString entry);
+
     /// The entry that `append` makes of a text; empty when it would add none. Any thread.
     static QString cleaned(const QString &text);
 

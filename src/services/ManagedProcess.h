@@ -13,13 +13,15 @@ namespace brindle {
 /// them, line by line; standard input, working folder and environment are inherited. No shell is
 /// involved and the child gets no other file descriptor of ours.
 ///
-/// Only a line feed ends a line (a carriage return before it stays). Invalid UTF-8 is repaired. A
-/// line longer than `maxLineBytes` is passed on in pieces of at most that size, the further into
-/// the line the smaller, so that whoever keeps the last thousands of lines needs a few megabytes.
+/// Only a line feed ends a line (a carriage return before it stays). Invalid UTF-8 is repaired. Of
+/// a line longer than `maxLineBytes` the beginning is passed on, with a note of how much was left
+/// out.
 class ManagedProcess
 {
 public:
-    static constexpr qsizetype maxLineBytes = 64 * 1024;
+    /// Some screen lines of what people read; what is longer was written for machines. With it a
+    /// full log and a full queue of lines before it take less than 32 MB.
+    static constexpr qsizetype maxLineBytes = 1400;
 
     /// Called on the reader thread, one call at a time, in order, never under a lock.
     using LineCallback = std::function<void(QString)>;

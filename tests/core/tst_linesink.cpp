@@ -1,6 +1,8 @@
 #include "core/LineSink.h"
 
+#include "services/LineSplitter.h"
 #include "services/LogStore.h"
+#include "services/ManagedProcess.h"
 #include "support/Await.h"
 
 #include <QtTest>
@@ -14,6 +16,17 @@ namespace {
 QString line(int number)
 {
     return QStringLiteral("line %1").arg(number);
+}
+
+/// The heap that an entry's text takes, with what surrounds it there.
+qint64 bytesOf(const QStringList &lines)
+{
+    constexpr qint64 around = 64;
+    qint64 bytes = 0;
+    for (const QString &line : lines) {
+        bytes += line.capacity() * static_cast<qint64>(sizeof(QChar)) + around;
+    }
+    return bytes;
 }
 
 } // namespace
@@ -75,6 +88,57 @@ private Q_SLOTS:
         }
         sink->flush();
         QCOMPARE(log.lines(), QStringList{line(1)});
+    }
+
+    void linesAreCleanedOnce()
+    {
+        LogStore log;
+        const auto sink = std::make_shared<LineSink>(&log);
+        sink->append(QStringLiteral("\x1b\x1b[0m[0mx\r\n"));
+        sink->flush();
+        QCOMPARE(log.lines(), QStringList{QStringLiteral("\x1b[0mx")});
+    }
+
+    void aFullQueueLetsTheOldestGo()
+    {
+        LogStore log;
+        const auto sink = std::make_shared<LineSink>(&log);
+        const QString oldest = QString(100, u'x');
+        sink->append(oldest);
+        for (int i = 1; i < LogStore::maxLines; ++i) {
+            sink->append(line(i));
+        }
+        QVERIFY(!oldest.isDetached());
+        sink->append(line(5000));
+        QVERIFY2(oldest.isDetached(), "somebody still holds it");
+    }
+
+    void theLongestLinesFitIntoTheBudget_data()
+    {
+        QTest::addColumn<QByteArray>("part");
+        QTest::newRow("one byte each") << QByteArray("x");
+        QTest::newRow("three bytes each") << QByteArray("\xE2\x82\xAC");
+        QTest::newRow("four bytes each") << QByteArray("\xF0\x9F\x98\x80");
+        QTest::newRow("no characters") << QByteArray("\xFF");
+        QTest::newRow("with colours") << QByteArray("\x1b[0mx");
+    }
+    /// A full log, a queue as full, and the share of it that is being taken over.
+    void theLongestLinesFitIntoTheBudget()
+    {
+        QFETCH(const QByteArray, part);
+        constexpr qint64 budget = 32'000'000;
+        const QByteArray printed = part.repeated(64 * 1024 / part.size()) + '\n';
+        LogStore log;
+        const auto sink = std::make_shared<LineSink>(&log);
+        LineSplitter splitter(ManagedProcess::maxLineBytes);
+        for (int i = 0; i < LogStore::maxLines + 1; ++i) {
+            splitter.feed(printed, [&](const QString &line) { sink->append(line); });
+        }
+        sink->flush();
+        QCOMPARE(log.lines().size(), LogStore::maxLines);
+        const qint64 bytes = bytesOf(log.lines());
+        const qint64 share = bytes * LineSink::linesPerTurn / LogStore::maxLines;
+        QVERIFY2(2 * bytes + share < budget, qPrintable(QString::number(2 * bytes + share)));
     }
 
     void aLineAfterAFlushArrivesByItself()

@@ -51,78 +51,88 @@ private Q_SLOTS:
         row("character without an end, at the end", "a\xC3", {u"a\uFFFD"_qs});
         row("as long as the limit", "12345678\n", {u"12345678"_qs});
         row("as long as the limit, no end", "12345678", {u"12345678"_qs});
-        row("longer by one", "123456789\n", {u"12345678"_qs, u"9"_qs});
-        row("twice the limit", "1234567812345678\na\n", {u"12345678"_qs, u"12345678"_qs, u"a"_qs});
+        row("longer by one", "123456789\n", {u"12345678… (1 byte left out)"_qs});
+        row("longer by one, no end", "123456789", {u"12345678… (1 byte left out)"_qs});
+        row("longer, then another", "1234567812345678\na\n",
+            {u"12345678… (8 bytes left out)"_qs, u"a"_qs});
+        row("longer, then an empty one", "1234567812345678\n\n",
+            {u"12345678… (8 bytes left out)"_qs, u""_qs});
+        row("each is as long as it is by itself", "123456789\n1234567890\n12345678\n",
+            {u"12345678… (1 byte left out)"_qs, u"12345678… (2 bytes left out)"_qs,
+             u"12345678"_qs});
+        row("longer, with a carriage return", "12345678\r\n", {u"12345678… (1 byte left out)"_qs});
+        row("much longer", QByteArray(1'234'567, 'x') + '\n', {u"xxxxxxxx… (1.2 MB left out)"_qs});
         row("two bytes at the limit",
             "1234567\xC3\xA9"
             "9\n",
-            {u"1234567"_qs, u"é9"_qs});
+            {u"1234567… (3 bytes left out)"_qs});
         row("two bytes before the limit",
             "123456\xC3\xA9"
             "9\n",
-            {u"123456é"_qs, u"9"_qs});
-        row("three bytes, one over", "123456\xE2\x82\xAC\n", {u"123456"_qs, u"€"_qs});
-        row("three bytes, two over", "1234567\xE2\x82\xAC\n", {u"1234567"_qs, u"€"_qs});
-        row("four bytes, one over", "12345\xF0\x9F\x98\x80\n", {u"12345"_qs, u"😀"_qs});
-        row("four bytes, three over", "1234567\xF0\x9F\x98\x80\n", {u"1234567"_qs, u"😀"_qs});
+            {u"123456é… (1 byte left out)"_qs});
+        row("three bytes, one over", "123456\xE2\x82\xAC\n", {u"123456… (3 bytes left out)"_qs});
+        row("three bytes, two over", "1234567\xE2\x82\xAC\n", {u"1234567… (3 bytes left out)"_qs});
+        row("four bytes, one over", "12345\xF0\x9F\x98\x80\n", {u"12345… (4 bytes left out)"_qs});
+        row("four bytes, three over", "1234567\xF0\x9F\x98\x80\n",
+            {u"1234567… (4 bytes left out)"_qs});
         row("four bytes fit", "1234\xF0\x9F\x98\x80\n", {u"1234😀"_qs});
         row("no character at all", "\x80\x80\x80\x80\x80\x80\x80\x80\x80\n",
-            {QString(8, QChar(0xFFFD)), QString(1, QChar(0xFFFD))});
+            {QString(8, QChar(0xFFFD)) + u"… (1 byte left out)"_qs});
+        row("byte order mark of a long line",
+            "\xEF\xBB\xBF"
+            "123456\n",
+            {u"\uFEFF12345… (1 byte left out)"_qs});
     }
     void splits()
     {
         QFETCH(QByteArray, bytes);
         QFETCH(QStringList, expected);
         constexpr qsizetype limit = 8;
-        for (qsizetype portion = 1; portion <= bytes.size() + 1; ++portion) {
+        constexpr qsizetype mostPortions = 40; // more add nothing
+        for (qsizetype portion = 1; portion <= std::min(bytes.size() + 1, mostPortions);
+             ++portion) {
             QCOMPARE(split(bytes, limit, portion), expected);
-        }
-    }
-
-    void cutsAnEndlessLineEverFiner()
-    {
-        constexpr qsizetype shortest = LineSplitter::shortestPiece;
-        const QByteArray line(8 * shortest, 'x');
-        // Half a shortest piece is left of the first line. The second begins with a long one again.
-        const QByteArray bytes = line.chopped(shortest / 2) + '\n' + line + '\n' + "short\n";
-        for (const qsizetype portion : {qsizetype(1), shortest, bytes.size()}) {
-            QList<qsizetype> sizes;
-            const QStringList pieces = split(bytes, 4 * shortest, portion);
-            for (const QString &piece : pieces) {
-                sizes.append(piece.size());
-            }
-            QCOMPARE(sizes, (QList<qsizetype>{4 * shortest, 2 * shortest, shortest, shortest / 2,
-                                              4 * shortest, 2 * shortest, shortest, shortest, 5}));
         }
     }
 
     void startsAnewWhenFlushed()
     {
-        constexpr qsizetype shortest = LineSplitter::shortestPiece;
-        QList<qsizetype> sizes;
-        const auto add = [&sizes](const QString &line) { sizes.append(line.size()); };
-        LineSplitter splitter(2 * shortest);
-        splitter.feed(QByteArray(3 * shortest, 'x'), add);
-        splitter.flush(add);
-        splitter.feed(QByteArray(2 * shortest, 'x'), add);
-        splitter.flush(add);
-        QCOMPARE(sizes, (QList<qsizetype>{2 * shortest, shortest, 2 * shortest}));
-    }
-
-    void handsOnWithoutWaitingForTheEnd()
-    {
         QStringList lines;
         const auto add = [&lines](const QString &line) { lines.append(line); };
         LineSplitter splitter(8);
-        splitter.feed("12345678", add);
+        splitter.feed("1234567890", add);
         QCOMPARE(lines, QStringList());
-        splitter.feed("9", add);
-        QCOMPARE(lines, QStringList{u"12345678"_qs});
-        splitter.feed("\nnext", add);
-        QCOMPARE(lines, (QStringList{u"12345678"_qs, u"9"_qs}));
         splitter.flush(add);
         splitter.flush(add);
-        QCOMPARE(lines, (QStringList{u"12345678"_qs, u"9"_qs, u"next"_qs}));
+        QCOMPARE(lines, QStringList{u"12345678… (2 bytes left out)"_qs});
+        splitter.feed("12345678", add);
+        splitter.flush(add);
+        QCOMPARE(lines.last(), u"12345678"_qs);
+        splitter.feed("next\n", add);
+        QCOMPARE(lines.last(), u"next"_qs);
+    }
+
+    /// What becomes of the lines is counted by their size.
+    void takesNoMoreMemoryThanItNeeds_data()
+    {
+        QTest::addColumn<QByteArray>("part");
+        QTest::newRow("one byte each") << QByteArray("x");
+        QTest::newRow("two bytes each") << QByteArray("\xC3\xA9");
+        QTest::newRow("three bytes each") << QByteArray("\xE2\x82\xAC");
+        QTest::newRow("four bytes each") << QByteArray("\xF0\x9F\x98\x80");
+        QTest::newRow("no characters") << QByteArray("\xFF");
+        QTest::newRow("byte order marks") << QByteArray("\xEF\xBB\xBF");
+    }
+    void takesNoMoreMemoryThanItNeeds()
+    {
+        QFETCH(QByteArray, part);
+        constexpr qsizetype limit = 1000;
+        for (const qsizetype size : {limit / 2, limit, 2 * limit}) {
+            const QStringList lines = split(part.repeated(size / part.size()), limit, size);
+            QCOMPARE(lines.size(), 1);
+            QVERIFY2(lines.first().capacity() <= limit + LineSplitter::longestNote,
+                     qPrintable(QString::number(lines.first().capacity())));
+        }
     }
 };
 

@@ -1,4 +1,3 @@
-#include "services/LogStore.h"
 #include "services/ManagedProcess.h"
 #include "services/SystemError.h"
 #include "support/Await.h"
@@ -144,44 +143,46 @@ private Q_SLOTS:
         QCOMPARE(wrong, 0);
     }
 
-    void passesAnEndlessLineOnInPieces()
+    void makesOneLineOfALongOne()
     {
-        constexpr qsizetype bytes = 3'000'000;
-        const QStringList pieces = linesOf({u"endless:%1"_qs.arg(bytes)});
-        QCOMPARE(pieces.first().size(), ManagedProcess::maxLineBytes);
-        for (const QString &piece : pieces) {
-            QVERIFY(piece.size() <= ManagedProcess::maxLineBytes);
+        const QStringList lines =
+            linesOf({uR"(out:before\n)"_qs, u"long:2,10000000"_qs, u"out:after"_qs});
+        QCOMPARE(lines.size(), 4);
+        QCOMPARE(lines.first(), u"before"_qs);
+        for (int i = 0; i < 2; ++i) {
+            const QString &line = lines.at(i + 1);
+            QVERIFY(line.startsWith(u"line %1 0123456789"_qs.arg(i)));
+            QVERIFY2(line.endsWith(u"… (10 MB left out)"_qs), qPrintable(line.right(40)));
+            QCOMPARE(line.indexOf(u'…'), ManagedProcess::maxLineBytes);
         }
-        // What a log keeps of it is a few megabytes.
-        qsizetype kept = 0;
-        for (const QString &piece : pieces.last(LogStore::maxLines)) {
-            kept += piece.size();
-        }
-        QVERIFY(kept <= LogStore::maxLines * 512);
-        const QString whole = pieces.join(QString());
-        QCOMPARE(whole.size(), bytes);
-        for (qsizetype i = 0; i < bytes; ++i) {
-            if (whole[i].digitValue() != i % 10) {
-                QFAIL("a byte is wrong");
-            }
-        }
+        QCOMPARE(lines.last(), u"after"_qs);
+    }
+
+    void makesOneLineOfAnEndlessOne()
+    {
+        const QStringList lines = linesOf({u"endless:100000000"_qs});
+        QCOMPARE(lines.size(), 1);
+        QVERIFY2(lines.first().endsWith(u"9… (100 MB left out)"_qs),
+                 qPrintable(lines.first().right(40)));
+        QCOMPARE(lines.first().indexOf(u'…'), ManagedProcess::maxLineBytes);
     }
 
     /// A reader that is busy must hold the child up, not pile up what it prints.
     void holdsUpAChildThatIsFasterThanTheReader()
     {
-        constexpr qsizetype bytes = 64'000'000;
+        constexpr qsizetype count = 64'000;
         QSemaphore proceed;
         std::atomic<bool> waiting = false;
         std::atomic<qsizetype> received = 0;
         const QTemporaryDir folder;
         const QString finished = folder.filePath(u"finished"_qs);
-        ManagedProcess process(testChild(), {u"endless:%1"_qs.arg(bytes), u"touch:"_qs + finished},
-                               [&](const QString &piece) {
+        ManagedProcess process(testChild(),
+                               {u"long:%1,1000"_qs.arg(count), u"touch:"_qs + finished},
+                               [&](const QString & /*line*/) {
                                    if (!waiting.exchange(true)) {
                                        proceed.acquire();
                                    }
-                                   received += piece.size();
+                                   ++received;
                                });
         auto task = process.run();
         spinUntil([&] { return waiting.load(); });
@@ -189,7 +190,7 @@ private Q_SLOTS:
         QVERIFY(process.isRunning());
         proceed.release();
         QCOMPARE(await(std::move(task)), 0);
-        QCOMPARE(received.load(), bytes);
+        QCOMPARE(received.load(), count);
         QVERIFY(QFile::exists(finished));
     }
 

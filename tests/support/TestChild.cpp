@@ -7,6 +7,7 @@
 //   lines:COUNT          prints that many numbered lines in large writes
 //   paced:RATE,SECONDS   prints numbered lines, RATE in each second
 //   endless:BYTES        prints that many bytes of "0123456789…" without a line feed
+//   long:COUNT,BYTES     prints that many numbered lines of that many bytes, most of them digits
 //   descriptors:         prints the numbers of the open descriptors in one line
 //   group:               prints "leader" if it leads its process group
 //   pid:                 prints its process number in one line
@@ -126,18 +127,30 @@ void printPaced(long rate, long seconds)
     }
 }
 
-void printEndless(long count)
+void printEndless(size_t count)
 {
-    std::string block;
-    for (size_t i = 0; i < largeWrite; ++i) {
-        block += static_cast<char>('0' + i % 10);
-    }
     // A multiple of ten, so that the digits go on from one block to the next.
-    const std::string_view digits = std::string_view(block).substr(0, block.size() / 10 * 10);
-    for (auto left = static_cast<size_t>(count); left > 0;) {
-        const std::string_view part = digits.substr(0, std::min(left, digits.size()));
+    static const std::string digits = [] {
+        std::string block;
+        for (size_t i = 0; i < largeWrite / 10 * 10; ++i) {
+            block += static_cast<char>('0' + i % 10);
+        }
+        return block;
+    }();
+    for (size_t left = count; left > 0;) {
+        const std::string_view part = std::string_view(digits).substr(0, left);
         write(STDOUT_FILENO, part);
         left -= part.size();
+    }
+}
+
+void printLong(long count, size_t bytes)
+{
+    for (long i = 0; i < count; ++i) {
+        const std::string head = "line " + std::to_string(i) + ' ';
+        write(STDOUT_FILENO, head);
+        printEndless(bytes - std::min(bytes, head.size()));
+        write(STDOUT_FILENO, "\n");
     }
 }
 
@@ -251,7 +264,9 @@ bool simpleStep(const std::string &verb, const std::string &argument)
     } else if (verb == "paced") {
         printPaced(number(), std::stol(argument.substr(argument.find(',') + 1)));
     } else if (verb == "endless") {
-        printEndless(std::stol(argument));
+        printEndless(std::stoul(argument));
+    } else if (verb == "long") {
+        printLong(std::stol(argument), std::stoul(argument.substr(argument.find(',') + 1)));
     } else if (verb == "descriptors") {
         print(openDescriptors());
     } else if (verb == "group") {
