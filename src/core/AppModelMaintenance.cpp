@@ -4,6 +4,7 @@
 #include "services/ByteCount.h"
 #include "services/CancellationError.h"
 #include "services/Files.h"
+#include "services/Text.h"
 #include "services/Worker.h"
 
 #include <QFile>
@@ -85,14 +86,14 @@ void AppModel::revealInFinder()
 void AppModel::copyFailure()
 {
     if (const auto &report = failure()) {
-        desktop_->copyText(report->summary + QStringLiteral("\n\n") +
-                           report->lines.join(QLatin1Char('\n')));
+        desktop_->copyText(Text::withoutControls(report->summary + QStringLiteral("\n\n") +
+                                                 report->lines.join(QLatin1Char('\n'))));
     }
 }
 
 void AppModel::copyLog()
 {
-    desktop_->copyText(log.lines().join(QLatin1Char('\n')));
+    desktop_->copyText(Text::withoutControls(log.lines().join(QLatin1Char('\n'))));
 }
 
 bool AppModel::confirmQuit()

@@ -1,5 +1,7 @@
 #include "services/Text.h"
 
+#include <algorithm>
+
 namespace brindle {
 
 namespace {
@@ -30,6 +32,26 @@ bool Text::isNewline(QChar c)
 bool Text::isWhitespace(QChar c)
 {
     return c == u' ' || c == u'\t' || c.category() == QChar::Separator_Space;
+}
+
+bool Text::isControl(QChar c)
+{
+    const char16_t unit = c.unicode();
+    const bool steers = unit == u'\u061c' || unit == u'\u200e' || unit == u'\u200f' ||
+                        (unit >= u'\u202a' && unit <= u'\u202e') ||
+                        (unit >= u'\u2066' && unit <= u'\u2069');
+    return steers || (c.category() == QChar::Other_Control && unit != u'\t' && unit != u'\n');
+}
+
+QString Text::withoutControls(const QString &text)
+{
+    // Most have none, and then they stay shared.
+    if (std::none_of(text.cbegin(), text.cend(), isControl)) {
+        return text;
+    }
+    QString rest = text;
+    rest.removeIf(isControl);
+    return rest;
 }
 
 QStringView Text::withoutNewlines(QStringView text)

@@ -16,7 +16,13 @@ public:
     static bool isNewline(QChar c);
     /// Tab and the characters of category Zs.
     static bool isWhitespace(QChar c);
+    /// Control characters other than tab and line feed (category Cc), and those that only steer the
+    /// direction of the text around them (property Bidi_Control). A terminal obeys the former; with
+    /// either, a text reads as another.
+    static bool isControl(QChar c);
 
+    /// `text` without its control characters, and with all else.
+    static QString withoutControls(const QString &text);
     /// `text` without newlines at its ends; those inside stay. The views live as long as `text`.
     static QStringView withoutNewlines(QStringView text);
     static QString trimmedNewlines(QStringView text);

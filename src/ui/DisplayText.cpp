@@ -1,5 +1,7 @@
 #include "ui/DisplayText.h"
 
+#include "services/Text.h"
+
 #include <algorithm>
 
 namespace brindle {
@@ -9,16 +11,6 @@ namespace {
 /// More marks on one letter than any language stacks there; what is written in practice has three
 /// at most.
 constexpr int mostMarks = 5;
-
-bool isHarmful(QChar c)
-{
-    const ushort code = c.unicode();
-    const bool isOverride =
-        (code >= 0x202a && code <= 0x202e) || (code >= 0x2066 && code <= 0x2069);
-    const bool isControl =
-        c.category() == QChar::Other_Control && c != u'\t' && c != u'\n' && c != u'\r';
-    return isOverride || isControl;
-}
 
 bool isMark(QChar c)
 {
@@ -36,9 +28,7 @@ QString DisplayText::of(const QString &text, qsizetype longest)
         shown.truncate(splits ? longest - 1 : longest);
         shown += u'…';
     }
-    if (std::any_of(shown.cbegin(), shown.cend(), isHarmful)) {
-        shown.removeIf(isHarmful);
-    }
+    shown = Text::withoutControls(shown);
     if (std::any_of(shown.cbegin(), shown.cend(), isMark)) {
         int marks = 0;
         shown.removeIf([&marks](QChar c) {

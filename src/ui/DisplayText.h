@@ -8,10 +8,8 @@ namespace brindle {
 class DisplayText
 {
 public:
-    /// The text's first `longest` characters, and "…" where there was more; without control
-    /// characters other than tab and newlines, and without the marks that override the direction
-    /// of what follows them (Unicode Standard Annex 9): they would make a text read as another.
-    /// Towers of accents, which would cover what lies above and below, end after a few.
+    /// The text's first `longest` characters, and "…" where there was more; without what
+    /// `Text::withoutControls` takes away, as it is copied. Towers of accents, which would cover what lies above and below, end after a few.
     static QString of(const QString &text, qsizetype longest);
 };
 

@@ -21,7 +21,7 @@ QString asBlock(const QString &line)
 {
     QString entry = DisplayText::of(line, longestShown);
     const auto beginsBlock = [](QChar c) {
-        return c == u'\n' || c == u'\r' || c == QChar::ParagraphSeparator || c == QChar(0xfdd0) ||
+        return c == u'\n' || c == QChar::ParagraphSeparator || c == QChar(0xfdd0) ||
                c == QChar(0xfdd1); // frame marks inside a QTextDocument
     };
     // Most have none, and then it stays shared.

@@ -371,6 +371,22 @@ private Q_SLOTS:
                               QStringLiteral("one\ntwo")}));
     }
 
+    void copiesHoldNoControlCharacters()
+    {
+        Complete setup;
+        const QString hostile = QStringLiteral("\x1b[201~rm\r\u202ecod\x07");
+        const QString honest = QStringLiteral("\tשלום 🎮\n") + QString(100'000, u'x');
+        setup.model().log.append(hostile);
+        setup.model().log.append(honest);
+        setup.model().copyLog();
+        setup.model().failure = FailureReport{hostile, {hostile, honest}};
+        setup.model().copyFailure();
+        const QString clean = QStringLiteral("[201~rmcod");
+        QCOMPARE(setup.desktop.copied,
+                 (QStringList{clean + u'\n' + honest,
+                              clean + QStringLiteral("\n\n") + clean + u'\n' + honest}));
+    }
+
     void quittingWhileIdleAsksNothing()
     {
         Complete setup;

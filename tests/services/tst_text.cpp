@@ -15,6 +15,9 @@ private Q_SLOTS:
     void splitsAtEveryNewline_data();
     void splitsAtEveryNewline();
     void eachLineStopsWhenAsked();
+    void takesControlsOut_data();
+    void takesControlsOut();
+    void isSharedWithoutControls();
 };
 
 void TextTest::charactersFallIntoTheirClasses_data()
@@ -84,6 +87,54 @@ void TextTest::eachLineStopsWhenAsked()
         return seen.size() < 2;
     });
     QCOMPARE(seen, QStringList({QStringLiteral("a"), QStringLiteral("b")}));
+}
+
+void TextTest::takesControlsOut_data()
+{
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<QString>("rest");
+    const auto same = [](const char *name, const QString &text) {
+        QTest::newRow(name) << text << text;
+    };
+    same("empty", {});
+    same("tabs and line feeds", QStringLiteral("\ta\tb\n\nc\n"));
+    same("emoji of several characters", QStringLiteral("🎮 👩\u200d🚀 ❤\ufe0f"));
+    same("letters from right to left", QStringLiteral("שלום العالم"));
+    same("letters that need a joiner", QStringLiteral("می\u200cخواهم क्\u200dष"));
+    same("blanks and separators", QStringLiteral("a\u00a0b\u2028c\u2029d\u3000e"));
+    same("soft hyphen and byte order mark", QStringLiteral("a\u00adb\ufeffc"));
+    same("replacement", QStringLiteral("\ufffd"));
+    same("as long as may be", QString(100'000, u'x'));
+    const auto gone = [](const char *name, const QString &text, const QString &rest) {
+        QTest::newRow(name) << text << rest;
+    };
+    gone("paste's end", QStringLiteral("\x1b[201~rm"), QStringLiteral("[201~rm"));
+    gone("carriage returns", QStringLiteral("a\rb\r\nc\r"), QStringLiteral("ab\nc"));
+    gone("override", QStringLiteral("a\u202efdp.exe\u202c"), QStringLiteral("afdp.exe"));
+    for (const char16_t c : {0x00, 0x07, 0x08, 0x0b, 0x0c, 0x0d, 0x1b, 0x1f, 0x7f, 0x80, 0x85, 0x9b,
+                             0x9f, 0x061c, 0x200e, 0x200f, 0x202a, 0x202b, 0x202c, 0x202d, 0x202e,
+                             0x2066, 0x2067, 0x2068, 0x2069}) {
+        QTest::addRow("%04x", c) << u'a' + QString(QChar(c)) + u'b' << QStringLiteral("ab");
+    }
+    for (const char16_t c : {0x09, 0x0a, 0x20, 0x7e, 0xa0, 0x061b, 0x061d, 0x200d, 0x2010, 0x2029,
+                             0x202f, 0x2065, 0x206a}) {
+        const QString text = u'a' + QString(QChar(c)) + u'b';
+        QTest::addRow("neighbour %04x", c) << text << text;
+    }
+}
+
+void TextTest::takesControlsOut()
+{
+    QFETCH(QString, text);
+    QTEST(Text::withoutControls(text), "rest");
+}
+
+void TextTest::isSharedWithoutControls()
+{
+    const QString text = QString(QStringLiteral("nothing to remove")).append(u'!');
+    const QString rest = Text::withoutControls(text);
+    QCOMPARE(static_cast<const void *>(rest.constData()),
+             static_cast<const void *>(text.constData()));
 }
 
 QTEST_GUILESS_MAIN(TextTest)

@@ -35,6 +35,8 @@ private Q_SLOTS:
         QTest::newRow("isolate") << QStringLiteral("a\u2066b\u2069") << QStringLiteral("ab");
         QTest::newRow("control") << QStringLiteral("a\u001b[31m\u0007b")
                                  << QStringLiteral("a[31mb");
+        QTest::newRow("mark") << QStringLiteral("a\u200fb\u061c") << QStringLiteral("ab");
+        QTest::newRow("carriage return") << QStringLiteral("a\rb\r\n") << QStringLiteral("ab\n");
         QTest::newRow("zero") << QString(QChar(0)) + u'a' << QStringLiteral("a");
     }
 

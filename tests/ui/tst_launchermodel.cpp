@@ -182,6 +182,11 @@ private Q_SLOTS:
         QCOMPARE(launcher_->failureText(), QStringLiteral("one\ntwo"));
         launcher_->copyFailure();
         QCOMPARE(fixture_->desktop->copied, QStringList{QStringLiteral("summary\n\none\ntwo")});
+
+        app().failure = FailureReport{QStringLiteral("a\u202eb"),
+                                      {QStringLiteral("\x1b[201~c\rd"), QStringLiteral("\te")}};
+        QCOMPARE(launcher_->failureSummary(), QStringLiteral("ab"));
+        QCOMPARE(launcher_->failureText(), QStringLiteral("[201~cd\n\te"));
     }
 
     void info()

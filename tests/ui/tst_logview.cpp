@@ -173,14 +173,26 @@ private Q_SLOTS:
         append(1, 1);
         open();
         spinUntil([this] { return document()->blockCount() == 2; });
-        QCOMPARE(document()->firstBlock().text().count(QChar::LineSeparator), 4);
-        QVERIFY(text().startsWith(QStringLiteral("one\ntwo\nthree")));
+        QCOMPARE(document()->firstBlock().text().count(QChar::LineSeparator), 3);
+        QVERIFY(text().startsWith(QStringLiteral("one\ntwo\nthree\nfour\n")));
         for (int i = 0; i < 4999; ++i) {
             view_->log.append(line(i));
         }
         spinUntil(
             [this] { return text().endsWith(line(4998)) && document()->blockCount() == 5000; });
         QVERIFY2(text().startsWith(QStringLiteral("line 1")), "the whole entry must have gone");
+    }
+
+    void aSelectionIsCopiedWithoutControlCharacters()
+    {
+        view_->log.append(QStringLiteral("\x1b[201~rm\r\u202ecod\x07"));
+        view_->log.append(QStringLiteral("\tשלום 🎮"));
+        open();
+        spinUntil([this] { return document()->blockCount() == 2; });
+        QMetaObject::invokeMethod(edit_, "selectAll");
+        QMetaObject::invokeMethod(edit_, "copy");
+        QCOMPARE(QGuiApplication::clipboard()->text(),
+                 QStringLiteral("[201~rmcod\n\tשלום 🎮"));
     }
 
     void emptied()
