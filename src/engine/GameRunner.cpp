@@ -84,7 +84,7 @@ void GameRunner::stop()
     if (!process || !process->isRunning()) {
         return;
     }
-    process->terminate();
+    process->terminateGroup();
     if (!std::exchange(state_->killScheduled, true)) {
         killLater(state_->clock, process, state_->ended.get_token());
     }

@@ -35,8 +35,9 @@ public:
     QCoro::Task<PlayResult> play(QString engine, QStringList arguments, LineCallback onLine,
                                  std::function<void()> onStayedOpen);
 
-    /// Marks the run as stopped by the user and asks a running engine to end; one that has not
-    /// ended `killAfter` later is killed with everything it started. Does not wait.
+    /// Marks the run as stopped by the user and asks a running engine to end, and then what it
+    /// leaves behind, such as a dialog; one that has not ended `killAfter` later is killed with
+    /// everything it started. Does not wait.
     void stop();
 
     bool userStopped() const { return state_->userStopped; }

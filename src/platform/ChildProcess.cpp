@@ -82,6 +82,11 @@ bool ChildProcess::terminate(qint64 pid)
     return isOneProcess(pid) && ::kill(static_cast<pid_t>(pid), SIGTERM) == 0;
 }
 
+bool ChildProcess::terminateGroup(qint64 pid)
+{
+    return isOneProcess(pid) && ::kill(-static_cast<pid_t>(pid), SIGTERM) == 0;
+}
+
 bool ChildProcess::killGroup(qint64 pid)
 {
     return isOneProcess(pid) && ::kill(-static_cast<pid_t>(pid), SIGKILL) == 0;

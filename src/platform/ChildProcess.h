@@ -29,8 +29,10 @@ public:
     /// child lives on. Async-signal-safe.
     static void endWithLauncher(int signal, qint64 launcher);
 
-    /// SIGTERM to one process; SIGKILL to the whole group that it leads. False when it is gone.
+    /// SIGTERM to one process; SIGTERM and SIGKILL to the whole group that it leads, or led. False
+    /// when there is nobody.
     static bool terminate(qint64 pid);
+    static bool terminateGroup(qint64 pid);
     static bool killGroup(qint64 pid);
 };
 

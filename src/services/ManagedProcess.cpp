@@ -10,6 +10,7 @@
 #include <QEventLoop>
 #include <QProcess>
 
+#include <cerrno>
 #include <csignal>
 #include <mutex>
 #include <utility>
@@ -17,13 +18,6 @@
 namespace brindle {
 
 namespace {
-
-/// A QProcess that can be let go while its child runs; the destructor would kill the child.
-class Child final : public QProcess
-{
-public:
-    void letGo() { setProcessState(NotRunning); }
-};
 
 /// What the system said, without the name of the call that said it.
 SystemError launchError(const QString &executable, const QString &text)
@@ -39,7 +33,7 @@ SystemError launchError(const QString &executable, const QString &text)
 class ManagedProcess::Impl : public std::enable_shared_from_this<Impl>
 {
 public:
-    enum class Request { terminate, kill };
+    enum class Request { terminate, terminateGroup, kill };
 
     Impl(QString executable, QStringList arguments, LineCallback onLine, Bond bond)
         : executable_(std::move(executable))
@@ -71,10 +65,11 @@ private:
 
     static void readToEnd(std::shared_ptr<Impl> self);
     Outcome read();
-    void prepare(Child &child) const;
-    void sendRequests(const Child &child);
-    void leaveRunning(Child &child);
+    void prepare(QProcess &child) const;
+    void sendRequests(const QProcess &child);
+    void leaveRunning(const std::shared_ptr<QProcess> &child);
     void setEnded();
+    void endGroup(qint64 leader);
 
     const QString executable_;
     const QStringList arguments_;
@@ -86,9 +81,10 @@ private:
 
     mutable std::mutex lock_; // guards the fields below
     Phase phase_ = Phase::created;
-    Child *child_ = nullptr; // lives on the reader thread; set while it can serve requests
+    QProcess *child_ = nullptr; // lives on the reader thread; set while it can serve requests
     bool wantsTerminate_ = false;
     bool wantsKill_ = false;
+    bool endsGroup_ = false;
 };
 
 QCoro::Task<qint32> ManagedProcess::Impl::run(std::shared_ptr<Impl> self)
@@ -98,7 +94,10 @@ QCoro::Task<qint32> ManagedProcess::Impl::run(std::shared_ptr<Impl> self)
         Q_ASSERT(self->phase_ == Phase::created);
         self->phase_ = Phase::running;
     }
-    ReaderThreads::start([self] { readToEnd(self); });
+    if (!ReaderThreads::start([self] { readToEnd(self); })) {
+        self->setEnded();
+        throw SystemError::fromErrno(EAGAIN, self->executable_);
+    }
     const qint32 status = co_await self->ended_;
     co_return status;
 }
@@ -118,6 +117,7 @@ void ManagedProcess::Impl::request(Request request)
         return;
     }
     (request == Request::kill ? wantsKill_ : wantsTerminate_) = true;
+    endsGroup_ = endsGroup_ || request == Request::terminateGroup;
     if (child_) {
         QMetaObject::invokeMethod(
             child_, [this, child = child_] { sendRequests(*child); }, Qt::QueuedConnection);
@@ -148,25 +148,31 @@ ManagedProcess::Impl::Outcome ManagedProcess::Impl::read()
 {
     Outcome outcome;
     QEventLoop loop;
-    Child child;
+    const auto child = std::make_shared<QProcess>();
+    qint64 leader = 0;
     LineSplitter lines(maxLineBytes);
-    prepare(child);
+    prepare(*child);
 
     // What is there, whole lines or not: looking for a line first would go over an endless one
     // again and again.
-    const auto deliver = [&] { lines.feed(child.readAll(), onLine_); };
-    QObject::connect(&child, &QProcess::started, &child, [&] { sendRequests(child); });
-    QObject::connect(&child, &QProcess::readyRead, &child, deliver);
-    QObject::connect(&child, &QProcess::errorOccurred, &child, [&](QProcess::ProcessError error) {
-        if (error == QProcess::FailedToStart) {
-            setEnded();
-            outcome.failed = true;
-            outcome.error = child.errorString();
-            loop.quit();
-        }
+    const auto deliver = [&] { lines.feed(child->readAll(), onLine_); };
+    QObject::connect(child.get(), &QProcess::started, child.get(), [&] {
+        leader = child->processId();
+        sendRequests(*child);
     });
-    QObject::connect(&child, &QProcess::finished, &child, [&](int code) {
+    QObject::connect(child.get(), &QProcess::readyRead, child.get(), deliver);
+    QObject::connect(child.get(), &QProcess::errorOccurred, child.get(),
+                     [&](QProcess::ProcessError error) {
+                         if (error == QProcess::FailedToStart) {
+                             setEnded();
+                             outcome.failed = true;
+                             outcome.error = child->errorString();
+                             loop.quit();
+                         }
+                     });
+    QObject::connect(child.get(), &QProcess::finished, child.get(), [&](int code) {
         setEnded();
+        endGroup(leader);
         // QProcess has read all that was in the pipe when the child was found dead. The pipe's
         // end is not waited for: another process may hold it open for as long as it likes.
         deliver();
@@ -178,9 +184,9 @@ ManagedProcess::Impl::Outcome ManagedProcess::Impl::read()
 
     {
         const std::lock_guard guard(lock_);
-        child_ = &child;
+        child_ = child.get();
     }
-    child.start(QIODevice::ReadOnly);
+    child->start(QIODevice::ReadOnly);
     if (!outcome.failed) {
         loop.exec();
     }
@@ -190,7 +196,7 @@ ManagedProcess::Impl::Outcome ManagedProcess::Impl::read()
     return outcome;
 }
 
-void ManagedProcess::Impl::prepare(Child &child) const
+void ManagedProcess::Impl::prepare(QProcess &child) const
 {
     child.setProgram(executable_);
     child.setArguments(arguments_);
@@ -217,7 +223,7 @@ void ManagedProcess::Impl::prepare(Child &child) const
 
 /// Reader thread. Before `started`, the child may still run our own signal handlers; requests wait
 /// until then.
-void ManagedProcess::Impl::sendRequests(const Child &child)
+void ManagedProcess::Impl::sendRequests(const QProcess &child)
 {
     if (child.state() != QProcess::Running) {
         return;
@@ -237,20 +243,32 @@ void ManagedProcess::Impl::sendRequests(const Child &child)
     }
 }
 
-/// The program ends: what was asked of the child still reaches it, and it goes on without us.
-void ManagedProcess::Impl::leaveRunning(Child &child)
+/// The program ends: what was asked of the child still reaches it, and it goes on without us. The
+/// object is never destroyed, as it would kill the child.
+void ManagedProcess::Impl::leaveRunning(const std::shared_ptr<QProcess> &child)
 {
     constexpr int launchMilliseconds = 300;
-    child.disconnect();
-    if (child.state() == QProcess::Starting) {
-        child.waitForStarted(launchMilliseconds);
+    child->disconnect();
+    if (child->state() == QProcess::Starting) {
+        child->waitForStarted(launchMilliseconds);
     }
     {
         const std::lock_guard guard(lock_);
         child_ = nullptr;
     }
-    sendRequests(child);
-    child.letGo();
+    sendRequests(*child);
+    ReaderThreads::keep(child);
+}
+
+/// Reader thread, right after the child has ended, if that was asked for. The group's number stays
+/// taken while anybody is in the group; were it empty, it has been free for a moment only, and no
+/// more than a new group of the same number could be met.
+void ManagedProcess::Impl::endGroup(qint64 leader)
+{
+    const std::lock_guard guard(lock_);
+    if (endsGroup_) {
+        ChildProcess::terminateGroup(leader);
+    }
 }
 
 void ManagedProcess::Impl::setEnded()
@@ -286,6 +304,11 @@ bool ManagedProcess::isRunning() const
 void ManagedProcess::terminate()
 {
     impl_->request(Impl::Request::terminate);
+}
+
+void ManagedProcess::terminateGroup()
+{
+    impl_->request(Impl::Request::terminateGroup);
 }
 
 void ManagedProcess::kill()

@@ -44,7 +44,8 @@ public:
 
     /// Starts the child and returns when it has ended and all that it wrote has been delivered:
     /// its exit code, or the signal's number if it was killed. Others that still hold its output
-    /// pipe are not waited for. Throws SystemError when it can't be started. Call once. Stopping
+    /// pipe are not waited for. Throws SystemError when it can't be started, or
+    /// when there is no thread to read it. Call once. Stopping
     /// the awaiting task does not stop the child.
     QCoro::Task<qint32> run();
 
@@ -54,6 +55,10 @@ public:
     /// Asks a running child to end (SIGTERM). Any thread; a request that arrives while the child
     /// is being launched takes effect as soon as it runs. No effect before `run` or after the end.
     void terminate();
+
+    /// As `terminate`; and once the child has ended, asks what it has left in its process group,
+    /// such as a dialog. What has put itself into another group or session is not touched.
+    void terminateGroup();
 
     /// Ends a running child and everything that it started (SIGKILL to its process group). As
     /// `terminate` otherwise.

@@ -49,7 +49,7 @@ void endAll()
 
 } // namespace
 
-void ReaderThreads::start(std::function<void()> work)
+bool ReaderThreads::start(std::function<void()> work)
 {
     Q_ASSERT(QCoreApplication::instance());
     static const bool endsWithApplication = [] {
@@ -58,23 +58,29 @@ void ReaderThreads::start(std::function<void()> work)
     }();
     Q_UNUSED(endsWithApplication)
 
-    const std::lock_guard guard(registry().lock);
-    std::erase_if(registry().threads, [](QThread *thread) {
-        if (!thread->isFinished()) {
-            return false;
-        }
-        thread->wait();
-        delete thread;
-        return true;
-    });
-    QThread *thread = QThread::create([work = std::move(work)]() mutable {
+    std::unique_ptr<QThread> thread(QThread::create([work = std::move(work)]() mutable {
         // The thread object lives on for a while; what the work holds should not.
         const auto own = std::exchange(work, nullptr);
         own();
-    });
+    }));
     thread->setObjectName(QStringLiteral("reader"));
+
+    const std::lock_guard guard(registry().lock);
+    std::erase_if(registry().threads, [](QThread *ended) {
+        if (!ended->isFinished()) {
+            return false;
+        }
+        ended->wait();
+        delete ended;
+        return true;
+    });
     thread->start();
-    registry().threads.push_back(thread);
+    // That is how Qt tells; it reports the reason to nobody but the log.
+    if (!thread->isRunning() && !thread->isFinished()) {
+        return false;
+    }
+    registry().threads.push_back(thread.release());
+    return true;
 }
 
 void ReaderThreads::keep(std::shared_ptr<void> unfinished)

@@ -11,9 +11,9 @@ namespace brindle {
 class ReaderThreads
 {
 public:
-    /// Runs `work` on a thread of its own and destroys it there. Any thread; needs the application
-    /// object.
-    static void start(std::function<void()> work);
+    /// Runs `work` on a thread of its own and destroys it there. False when there is no thread to
+    /// be had; then it is destroyed here. Any thread; needs the application object.
+    [[nodiscard]] static bool start(std::function<void()> work);
 
     /// Keeps what a thread had to leave unfinished at the program's end until the program is gone.
     static void keep(std::shared_ptr<void> unfinished);

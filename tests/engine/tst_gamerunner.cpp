@@ -281,12 +281,45 @@ private Q_SLOTS:
         QVERIFY(!result.userStopped);
     }
 
-    void doesNotWaitForWhatTheEngineLeavesBehind()
+    /// Such as a dialog that tells of the engine's end.
+    void leavesAloneWhatAnEngineThatEndsLeavesBehind()
     {
         const Gate gate;
-        auto task = play({u"fork:"_qs, u"gate:"_qs + gate.path(), u"parent:"_qs, u"exit:1"_qs});
+        const Lifeline lifeline;
+        auto task = play({u"fork:"_qs, u"hold:"_qs + lifeline.path(), uR"(out:held\n)"_qs,
+                          u"gate:"_qs + gate.path(), u"parent:"_qs, u"exit:1"_qs});
         QCOMPARE(await(std::move(task)).exitCode, 1);
+        waitFor(u"held"_qs);
+        runner_->stop();
+        serveEvents();
+        QVERIFY(!lifeline.isDropped());
         gate.open();
+        spinUntil([&] { return lifeline.isDropped(); });
+    }
+
+    void stopsWhatTheEngineLeavesBehind()
+    {
+        const Lifeline lifeline;
+        auto task = play({u"fork:"_qs, u"hold:"_qs + lifeline.path(), uR"(out:held\n)"_qs,
+                          u"wait:"_qs, u"parent:"_qs, u"wait:"_qs});
+        waitFor(u"held"_qs);
+        runner_->stop();
+        QCOMPARE(await(std::move(task)).exitCode, SIGTERM);
+        // No time passes for the runner, and less than the copy would live by itself.
+        spinUntil([&] { return lifeline.isDropped(); }, 30);
+    }
+
+    /// A shell script that is no more than the program that it starts.
+    void stopsWhatAScriptHasStarted()
+    {
+        const Lifeline lifeline;
+        auto task = play(engineScript(u"'%1' 'hold:%2' 'out:playing\\n' wait:\nexit 7"_qs.arg(
+                             testChild(), lifeline.path())),
+                         {});
+        waitFor(u"playing"_qs);
+        runner_->stop();
+        QCOMPARE(await(std::move(task)).exitCode, SIGTERM);
+        spinUntil([&] { return lifeline.isDropped(); }, 30);
     }
 
     void mayGoWhileAGameRuns()

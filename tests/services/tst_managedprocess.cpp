@@ -4,6 +4,7 @@
 #include "support/Gate.h"
 #include "support/Lifeline.h"
 #include "support/Lines.h"
+#include "support/NoThreads.h"
 #include "support/TestChild.h"
 
 #include <QDir>
@@ -292,6 +293,30 @@ private Q_SLOTS:
         process.kill();
     }
 
+    void throwsWhenThereIsNoThreadToReadIt()
+    {
+        const auto lines = std::make_shared<Lines>();
+        const std::weak_ptr<Lines> watched = lines;
+        QString description;
+        {
+            ManagedProcess process(testChild(), {u"out:a"_qs}, Lines::into(lines));
+            noThreads = true;
+            auto task = process.run();
+            noThreads = false;
+            QVERIFY(!process.isRunning());
+            process.terminate();
+            try {
+                await(std::move(task));
+            } catch (const SystemError &failure) {
+                description = failure.description();
+            }
+        }
+        QCOMPARE(description, testChild() + u": "_qs + qt_error_string(EAGAIN));
+        QVERIFY(lines->isEmpty());
+        QCOMPARE(watched.use_count(), 1);
+        QCOMPARE(linesOf({u"out:b"_qs}), QStringList{u"b"_qs});
+    }
+
     void knowsWhetherItRuns()
     {
         const Gate gate;
@@ -358,6 +383,48 @@ private Q_SLOTS:
                       u"parent:"_qs, u"wait:"_qs});
         run.waitFor(u"held"_qs);
         run.process->terminate();
+        QCOMPARE(run.status(), SIGTERM);
+        QVERIFY(!lifeline.isDropped());
+        gate.open();
+        spinUntil([&] { return lifeline.isDropped(); });
+    }
+
+    void terminatesWhatTheChildLeavesBehind()
+    {
+        const Lifeline lifeline;
+        ChildRun run({u"fork:"_qs, holdStep(lifeline), uR"(out:held\n)"_qs, u"wait:"_qs,
+                      u"parent:"_qs, u"wait:"_qs});
+        run.waitFor(u"held"_qs);
+        run.process->terminateGroup();
+        QCOMPARE(run.status(), SIGTERM);
+        spinUntil([&] { return lifeline.isDropped(); });
+    }
+
+    void terminatesNobodyElseBeforeTheChildHasEnded()
+    {
+        const Lifeline lifeline;
+        const Gate gate;
+        ChildRun run({u"fork:"_qs, holdStep(lifeline), uR"(out:held\n)"_qs, u"wait:"_qs,
+                      u"parent:"_qs, u"report:15"_qs, uR"(out:ready\n)"_qs, gateStep(gate),
+                      u"exit:6"_qs});
+        run.waitFor(u"held"_qs);
+        run.waitFor(u"ready"_qs);
+        run.process->terminateGroup();
+        run.waitFor(u"signal 15"_qs);
+        QVERIFY(!lifeline.isDropped());
+        gate.open();
+        QCOMPARE(run.status(), 6);
+        spinUntil([&] { return lifeline.isDropped(); });
+    }
+
+    void terminatesNobodyInASessionOfItsOwn()
+    {
+        const Lifeline lifeline;
+        const Gate gate;
+        ChildRun run({u"fork:"_qs, u"session:"_qs, holdStep(lifeline), uR"(out:held\n)"_qs,
+                      gateStep(gate), u"parent:"_qs, u"wait:"_qs});
+        run.waitFor(u"held"_qs);
+        run.process->terminateGroup();
         QCOMPARE(run.status(), SIGTERM);
         QVERIFY(!lifeline.isDropped());
         gate.open();

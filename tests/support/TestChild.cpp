@@ -22,6 +22,7 @@
 //   report:N             prints "signal N" whenever the signal arrives, and goes on
 //   fork:                goes on as two processes; the original waits until the copy has printed
 //                        its number, and skips all steps up to "parent:", where the copy ends
+//   session:             becomes the leader of a session of its own
 //   close:               closes standard output and error
 //   wait:                waits until a signal ends it, a minute at most
 //   signal:N             dies of a signal, without a core file
@@ -296,6 +297,8 @@ bool simpleStep(const std::string &verb, const std::string &argument)
         std::signal(number(), reportSignal);
     } else if (verb == "hold") {
         (void)!::open(argument.c_str(), O_WRONLY | O_CLOEXEC);
+    } else if (verb == "session") {
+        ::setsid();
     } else if (verb == "close") {
         ::close(STDOUT_FILENO);
         ::close(STDERR_FILENO);
