@@ -8,9 +8,7 @@
 
 #include <QDir>
 #include <QFile>
-#include <QFileInfo>
 
-#include <filesystem>
 #include <stdexcept>
 #include <utility>
 
@@ -93,18 +91,7 @@ void DemoStage::offerBrokenGame()
 
 void DemoStage::offerGame(const QString &name, const QMap<QString, QByteArray> &changes)
 {
-    const QString copy = file(name);
-    std::filesystem::remove_all(copy.toStdString());
-    std::filesystem::copy(content_.game.toStdString(), copy.toStdString(),
-                          std::filesystem::copy_options::recursive |
-                              std::filesystem::copy_options::copy_symlinks);
-    for (auto it = changes.begin(); it != changes.end(); ++it) {
-        QFile changed(copy + QLatin1Char('/') + it.key());
-        if (!changed.open(QIODevice::WriteOnly) || changed.write(it.value()) < 0) {
-            throw std::runtime_error("can't prepare the sample game");
-        }
-    }
-    const auto submodules = ProjectInspector::inspect(copy).submodules;
+    const auto submodules = ProjectInspector::inspect(content_.game).submodules;
     QStringList paths;
     for (const Submodule &submodule : submodules) {
         paths << submodule.path;
@@ -112,7 +99,8 @@ void DemoStage::offerGame(const QString &name, const QMap<QString, QByteArray> &
     const QString zip = file(name + QStringLiteral(".zip"));
     const QMap<QByteArray, QByteArray> rewritten{
         {QByteArrayLiteral("https://github.com"), host_.url().toString().toUtf8()}};
-    GitArchive::pack(copy, QStringLiteral("godot-brindle-main"), zip, paths, rewritten);
+    GitArchive::pack(content_.game, QStringLiteral("godot-brindle-main"), zip, paths, rewritten,
+                     changes);
     host_.offerGame(zip);
 }
 

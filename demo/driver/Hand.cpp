@@ -53,7 +53,7 @@ bool Hand::canPress(const QString &name)
 {
     QQuickItem *const item = find(name);
     auto *const guard = item ? item->findChild<QQuickItem *>(QStringLiteral("guard")) : nullptr;
-    return item && (!guard || !guard->isVisible());
+    return item && item->isEnabled() && (!guard || !guard->isVisible());
 }
 
 bool Hand::press(const QString &name, int clicks)

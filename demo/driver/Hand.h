@@ -15,7 +15,7 @@ public:
     /// first; null when there is none.
     static QQuickItem *find(const QString &name);
 
-    /// Whether there is such an item, and a click would not be taken for one of a double click on
+    /// Whether there is such an item that is enabled, and a click would not be taken for one of a double click on
     /// what was there before.
     static bool canPress(const QString &name);
 

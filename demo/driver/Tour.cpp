@@ -5,11 +5,12 @@
 
 #include <QCoroTimer>
 #include <QDeadlineTimer>
-#include <QElapsedTimer>
+#include <QQuickItem>
 
 #include <chrono>
 #include <cstdio>
 #include <stdexcept>
+#include <utility>
 
 namespace brindle {
 
@@ -17,7 +18,9 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr auto longestWait = 30s;
+constexpr auto longestAbsence = 30s;
+/// A real engine may import for as long without a word.
+constexpr auto longestSilence = 2min;
 constexpr auto glance = 50ms;
 /// Long enough for an eye to follow, and for windows to be where they belong.
 constexpr auto look = 700ms;
@@ -30,15 +33,15 @@ QCoro::Task<> pause(std::chrono::milliseconds time)
     co_await timer;
 }
 
-bool isSeen(const char *name)
+bool isIn(const History::Moment &moment, AppState::Phase phase)
 {
-    return Hand::find(QLatin1String(name)) != nullptr;
+    return moment.state.phase == phase;
 }
 
 } // namespace
 
 Tour::Tour(AppModel &model, DemoStage &stage, const QString &pictures)
-    : model_(model), stage_(stage), camera_(pictures)
+    : model_(model), history_(model), stage_(stage), camera_(pictures)
 {}
 
 QCoro::Task<bool> Tour::run()
@@ -64,8 +67,12 @@ QCoro::Task<> Tour::firstPlay()
     co_await press(QStringLiteral("playButton"));
     co_await untilState(QStringLiteral("the first step"), AppState::Phase::downloading);
     camera_.take(QStringLiteral("downloading-the-game"));
-    co_await until(QStringLiteral("half of the engine"),
-                   [this] { return model_.progress().value_or(0) > 0.5; });
+    const History::Condition half = [](const History::Moment &moment) {
+        const bool isEngine = moment.stepText.startsWith(QStringLiteral("Step 2"));
+        return (isEngine && moment.progress.value_or(0) > 0.5) ||
+               isIn(moment, AppState::Phase::settingUp);
+    };
+    co_await until(QStringLiteral("half of the engine"), half);
     camera_.take(QStringLiteral("downloading-the-engine"));
     co_await untilState(QStringLiteral("the import"), AppState::Phase::settingUp);
     co_await picture(QStringLiteral("setting-up"));
@@ -84,15 +91,15 @@ QCoro::Task<> Tour::sheets()
 {
     Console::title(QStringLiteral("The sheets"));
     co_await press(QStringLiteral("showLogButton"));
-    co_await until(QStringLiteral("the log"), [] { return isSeen("logPane"); });
+    co_await untilSeen(QStringLiteral("logPane"));
     co_await picture(QStringLiteral("log"));
     co_await press(QStringLiteral("closeButton"));
     co_await press(QStringLiteral("settingsButton"));
-    co_await until(QStringLiteral("the settings"), [] { return isSeen("resolutionPicker"); });
+    co_await untilSeen(QStringLiteral("resolutionPicker"));
     co_await picture(QStringLiteral("settings"));
     co_await press(QStringLiteral("doneButton"));
     co_await press(QStringLiteral("aboutButton"));
-    co_await until(QStringLiteral("the about sheet"), [] { return isSeen("doneButton"); });
+    co_await untilSeen(QStringLiteral("doneButton"));
     co_await picture(QStringLiteral("about"));
     co_await press(QStringLiteral("doneButton"));
 }
@@ -119,11 +126,15 @@ QCoro::Task<> Tour::brokenUpdate()
     stage_.offerBrokenGame();
     co_await press(QStringLiteral("settingsButton"));
     co_await press(QStringLiteral("updateButton"));
-    co_await until(QStringLiteral("the update's bytes"),
-                   [this] { return !model_.detail().isEmpty(); });
+    const History::Condition updates = [](const History::Moment &moment) {
+        return (isIn(moment, AppState::Phase::downloading) && !moment.detail.isEmpty()) ||
+               isIn(moment, AppState::Phase::settingUp);
+    };
+    co_await until(QStringLiteral("the update's bytes"), updates);
     camera_.take(QStringLiteral("updating"));
     co_await untilState(QStringLiteral("the update's end"), AppState::Phase::ready);
-    co_await until(QStringLiteral("the task's end"), [this] { return !model_.work(); });
+    const History::Condition isOver = [](const History::Moment &moment) { return !moment.works; };
+    co_await until(QStringLiteral("the task's end"), isOver);
     co_await press(QStringLiteral("playButton"));
     co_await untilState(QStringLiteral("the failure"), AppState::Phase::needs);
     co_await picture(QStringLiteral("failure"));
@@ -137,7 +148,7 @@ QCoro::Task<> Tour::removal()
     Console::title(QStringLiteral("Remove everything"));
     co_await press(QStringLiteral("settingsButton"));
     co_await press(QStringLiteral("removeButton"));
-    co_await until(QStringLiteral("the question"), [] { return isSeen("alertButton0"); });
+    co_await untilSeen(QStringLiteral("alertButton0"));
     co_await picture(QStringLiteral("remove-everything"));
     co_await press(QStringLiteral("alertButton0"));
     co_await untilState(QStringLiteral("the empty disk"), AppState::Phase::notDownloaded);
@@ -147,9 +158,7 @@ QCoro::Task<> Tour::removal()
 
 QCoro::Task<> Tour::press(QString button, int clicks)
 {
-    const QString what = QStringLiteral("the button \"%1\"").arg(button);
-    const std::function<bool()> ready = [button] { return Hand::canPress(button); };
-    auto waiting = until(what, ready);
+    auto waiting = untilSeen(button);
     co_await waiting;
     auto looking = pause(look / 2);
     co_await looking;
@@ -160,10 +169,26 @@ QCoro::Task<> Tour::press(QString button, int clicks)
     co_await watching;
 }
 
-QCoro::Task<> Tour::until(QString what, std::function<bool()> condition)
+QCoro::Task<> Tour::untilSeen(QString item)
 {
-    const QDeadlineTimer deadline(longestWait);
-    while (!condition()) {
+    const QDeadlineTimer deadline(longestAbsence);
+    while (!Hand::canPress(item)) {
+        if (deadline.hasExpired()) {
+            throw std::runtime_error("there is no " + item.toStdString() + " to be used");
+        }
+        auto waiting = pause(glance);
+        co_await waiting;
+    }
+}
+
+QCoro::Task<> Tour::until(QString what, History::Condition condition)
+{
+    QDeadlineTimer deadline(longestSilence);
+    qsizetype known = history_.size();
+    while (!history_.advance(condition)) {
+        if (known != std::exchange(known, history_.size())) {
+            deadline.setRemainingTime(longestSilence);
+        }
         if (deadline.hasExpired()) {
             throw std::runtime_error("waited in vain for " + what.toStdString());
         }
@@ -174,7 +199,9 @@ QCoro::Task<> Tour::until(QString what, std::function<bool()> condition)
 
 QCoro::Task<> Tour::untilState(QString what, AppState::Phase phase)
 {
-    const std::function<bool()> reached = [this, phase] { return model_.state().phase == phase; };
+    const History::Condition reached = [phase](const History::Moment &moment) {
+        return isIn(moment, phase);
+    };
     auto waiting = until(what, reached);
     co_await waiting;
 }

@@ -3,6 +3,7 @@
 #include "Camera.h"
 #include "core/AppModel.h"
 #include "demostage/DemoStage.h"
+#include "demostage/History.h"
 
 #include <QCoroTask>
 
@@ -11,7 +12,8 @@
 namespace brindle {
 
 /// Shows all of the launcher by pressing its buttons: a first Play from an empty disk, the sheets,
-/// a second Play, Stop, an update to a broken version of the game, the failure, and its removal.
+/// a second Play, Stop, an update to a broken version of the game, the failure, and its removal. It
+/// goes by what the model publishes, however quick; a picture of a step that is over shows the next.
 class Tour
 {
 public:
@@ -29,12 +31,15 @@ private:
     QCoro::Task<> removal();
 
     QCoro::Task<> press(QString button, int clicks = 1);
-    /// Gives up, with what was waited for, after two minutes.
-    QCoro::Task<> until(QString what, std::function<bool()> condition);
+    /// Gives up, with what was waited for, when it does not appear for half a minute.
+    QCoro::Task<> untilSeen(QString item);
+    /// Goes on in what the model publishes; gives up when that is nothing for two minutes.
+    QCoro::Task<> until(QString what, History::Condition condition);
     QCoro::Task<> untilState(QString what, AppState::Phase phase);
     QCoro::Task<> picture(QString name);
 
     AppModel &model_;
+    History history_;
     DemoStage &stage_;
     Camera camera_;
 };
