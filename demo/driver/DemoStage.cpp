@@ -22,7 +22,7 @@ const auto behaviourFile = QStringLiteral("sample-engine.ini");
 /// Long enough for the launcher to count the game as open.
 const QByteArray goodBehaviour = "playSeconds=13\n";
 const QByteArray brokenBehaviour = "playSeconds=2\nplayExit=1\nprintParseError=true\n";
-/// The same for a real engine: an error, and an end that the launcher must explain.
+/// What a real engine finds: an error, and an end that the launcher must explain.
 const QByteArray brokenScript = "extends Node\n\n\nfunc _ready() -> void:\n"
                                 "\tpush_error(\"The map has no start position.\")\n"
                                 "\tget_tree().quit(1)\n";
@@ -74,11 +74,6 @@ void DemoStage::offerGoodGame()
 
 void DemoStage::offerBrokenGame()
 {
-    if (content_.sampleEngine) {
-        offerGame(QStringLiteral("broken"), {{behaviourFile, brokenBehaviour}});
-        return;
-    }
-    // The engine itself finds these.
     QFile project(content_.game + QStringLiteral("/project.godot"));
     if (!project.open(QIODevice::ReadOnly)) {
         throw std::runtime_error("can't read the game's project file");
@@ -86,7 +81,8 @@ void DemoStage::offerBrokenGame()
     const QByteArray mistake("\n[autoload]\n\nMistake=\"*res://mistake.gd\"\n");
     offerGame(QStringLiteral("broken"),
               {{QStringLiteral("project.godot"), project.readAll() + mistake},
-               {QStringLiteral("mistake.gd"), brokenScript}});
+               {QStringLiteral("mistake.gd"), brokenScript},
+               {behaviourFile, brokenBehaviour}});
 }
 
 void DemoStage::offerGame(const QString &name, const QMap<QString, QByteArray> &changes)
