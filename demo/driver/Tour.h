@@ -13,7 +13,8 @@ namespace brindle {
 
 /// Shows all of the launcher by pressing its buttons: a first Play from an empty disk, the sheets,
 /// a second Play, Stop, an update to a broken version of the game, the failure, and its removal. It
-/// goes by what the model publishes, however quick; a picture of a step that is over shows the next.
+/// goes by what the model publishes, however quick; a picture of a step that is over shows the
+/// next.
 class Tour
 {
 public:

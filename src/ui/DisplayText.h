@@ -9,7 +9,8 @@ class DisplayText
 {
 public:
     /// The text's first `longest` characters, and "…" where there was more; without what
-    /// `Text::withoutControls` takes away, as it is copied. Towers of accents, which would cover what lies above and below, end after a few.
+    /// `Text::withoutControls` takes away, as it is copied. Towers of accents, which would cover
+    /// what lies above and below, end after a few.
     static QString of(const QString &text, qsizetype longest);
 };
 

@@ -22,12 +22,12 @@ using PthreadCreate = int(pthread_t *, const pthread_attr_t *, void *(*)(void *)
 [[gnu::weak]] PthreadCreate __interceptor_pthread_create;
 
 int pthread_create(pthread_t *thread, const pthread_attr_t *attributes, void *(*work)(void *),
-                   void *argument)
+                   void *argument) noexcept
 {
-    static auto *const real = __interceptor_pthread_create
-                                  ? &__interceptor_pthread_create
-                                  : reinterpret_cast<PthreadCreate *>(
-                                        ::dlsym(RTLD_NEXT, "pthread_create"));
+    static auto *const real =
+        __interceptor_pthread_create
+            ? &__interceptor_pthread_create
+            : reinterpret_cast<PthreadCreate *>(::dlsym(RTLD_NEXT, "pthread_create"));
     return brindle::noThreads ? EAGAIN : real(thread, attributes, work, argument);
 }
 }

@@ -191,8 +191,7 @@ private Q_SLOTS:
         spinUntil([this] { return document()->blockCount() == 2; });
         QMetaObject::invokeMethod(edit_, "selectAll");
         QMetaObject::invokeMethod(edit_, "copy");
-        QCOMPARE(QGuiApplication::clipboard()->text(),
-                 QStringLiteral("[201~rmcod\n\tשלום 🎮"));
+        QCOMPARE(QGuiApplication::clipboard()->text(), QStringLiteral("[201~rmcod\n\tשלום 🎮"));
     }
 
     void emptied()
