@@ -284,16 +284,20 @@ private Q_SLOTS:
     /// Such as a dialog that tells of the engine's end.
     void leavesAloneWhatAnEngineThatEndsLeavesBehind()
     {
-        const Gate gate;
+        const Gate engineEnds;
+        const Gate copyEnds;
         const Lifeline lifeline;
-        auto task = play({u"fork:"_qs, u"hold:"_qs + lifeline.path(), uR"(out:held\n)"_qs,
-                          u"gate:"_qs + gate.path(), u"parent:"_qs, u"exit:1"_qs});
-        QCOMPARE(await(std::move(task)).exitCode, 1);
+        auto task =
+            play({u"fork:"_qs, u"hold:"_qs + lifeline.path(), uR"(out:held\n)"_qs,
+                  u"gate:"_qs + copyEnds.path(), u"parent:"_qs, u"gate:"_qs + engineEnds.path(),
+                  u"exit:1"_qs});
         waitFor(u"held"_qs);
+        engineEnds.open();
+        QCOMPARE(await(std::move(task)).exitCode, 1);
         runner_->stop();
         serveEvents();
         QVERIFY(!lifeline.isDropped());
-        gate.open();
+        copyEnds.open();
         spinUntil([&] { return lifeline.isDropped(); });
     }
 
