@@ -133,9 +133,9 @@ QCoro::Task<QString> EngineManager::installArchive(EngineSpec spec, QUrl archive
                                                    Text status, Text log, std::stop_token stop)
 {
     downloader.setOnProgress(std::move(progress));
-    TransferOptions options;
-    options.limit = mostArchiveBytes;
-    auto downloading = downloader.download(archive, zip, stop, options);
+    TransferOptions limits;
+    limits.limit = mostArchiveBytes;
+    auto downloading = downloader.download(archive, zip, stop, limits);
     co_await downloading;
 
     checkCancellation(stop);
