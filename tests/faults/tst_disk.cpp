@@ -228,6 +228,7 @@ private Q_SLOTS:
         fixture_->model(); // looks for the settings while there are none
         disk.setReadOnly(true);
         fixture_->model().setResolution(ResolutionChoice::r900);
+        spinUntil([this] { return !fixture_->model().log.lines().isEmpty(); });
         QCOMPARE(fixture_->model().log.lines(),
                  QStringList{QStringLiteral("• Problem: The settings could not be saved in ") +
                              fixture_->files.settingsFile() + u'.'});

@@ -39,7 +39,7 @@ void AppFixture::start()
     app_ = std::make_unique<BrindleApp>(desktop_);
     endings_ = std::make_unique<QSignalSpy>(app_.get(), &BrindleApp::ending);
     app_->open();
-    QVERIFY(QTest::qWaitForWindowExposed(app_->window()));
+    spinUntil([this] { return app_->window()->isExposed(); });
 }
 
 void AppFixture::stop()
@@ -76,10 +76,11 @@ void AppFixture::finishGame()
 void AppFixture::ask(const std::function<void()> &request, int button,
                      const std::function<void()> &meanwhile)
 {
+    const QPointer<QQuickWindow> before = alert();
     bool answered = false;
     QTimer watch;
     connect(&watch, &QTimer::timeout, this, [&] {
-        if (alert() && alert()->isExposed()) {
+        if (alert() && alert() != before && alert()->isExposed()) {
             watch.stop();
             const QPointer<QQuickWindow> asked = alert();
             meanwhile();

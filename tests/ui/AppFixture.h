@@ -36,9 +36,9 @@ protected:
     void startGame();
     void finishGame();
 
-    /// Makes a request that leads to a question; while it is shown calls `meanwhile`, then presses
-    /// the button of that index, unless the question has gone by then. The request serves events
-    /// until then, so all of it runs from there.
+    /// Makes a request that leads to another question; while that is shown calls `meanwhile`, then
+    /// presses the button of that index, unless the question has gone by then. The request serves
+    /// events until then, so all of it runs from there.
     void ask(
         const std::function<void()> &request, int button,
         const std::function<void()> &meanwhile = [] {});
