@@ -28,7 +28,9 @@ Status registerClient(SmsConn connection, SmPointer /*data*/, char *previous)
 {
     std::free(previous);
     client = connection;
-    SmsRegisterClientReply(connection, SmsGenerateClientID(connection));
+    char *const name = SmsGenerateClientID(connection);
+    SmsRegisterClientReply(connection, name);
+    std::free(name);
     // As is due for a client that has just come.
     SmsSaveYourself(connection, SmSaveLocal, False, SmInteractStyleNone, False);
     return 1;
@@ -202,5 +204,6 @@ int main()
     say(address);
     std::free(address);
     serve(door);
-    return 0;
+    // With its connections, which libICE does not let go of.
+    std::_Exit(0);
 }
