@@ -56,9 +56,11 @@ Screen::Screen(const QSize &size, int panel)
                QByteArray::number(panel) + "</bottom></margins></openbox_config>");
     file.close();
     start(manager_, QStringLiteral("openbox"), {QStringLiteral("--config-file"), configuration});
-    // The manager tells that it is there in a property of the root window.
+    // The manager tells in properties of the root window that it is there; last, what room it has.
     wait("the window manager", [this] {
-        return !run(QStringLiteral("xdotool"), {QStringLiteral("get_num_desktops")}).isEmpty();
+        return run(QStringLiteral("xprop"),
+                   {QStringLiteral("-root"), QStringLiteral("_NET_WORKAREA")})
+            .contains('=');
     });
 }
 
