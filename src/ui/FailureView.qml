@@ -45,11 +45,25 @@ SmoothRectangle {
         }
     }
 
-    // The last lines tell what went wrong.
+    // The last lines tell what went wrong: they are seen first, and stay until the player scrolls.
+    QtObject {
+        id: end
+
+        property real y: 0
+
+        function follow(anyway) {
+            const wasSeen = anyway || pane.scroller.contentY >= y;
+            y = Math.max(0, pane.scroller.contentHeight - pane.scroller.height);
+            if (wasSeen)
+                pane.scroller.contentY = y;
+        }
+    }
     Connections {
         target: pane.edit
-        function onTextChanged() {
-            pane.scroller.contentY = Math.max(0, pane.scroller.contentHeight - pane.scroller.height);
-        }
+        function onTextChanged() { end.follow(true); }
+    }
+    Connections {
+        target: pane.scroller
+        function onContentHeightChanged() { end.follow(false); }
     }
 }

@@ -83,6 +83,16 @@ Item {
             pane.scroller.contentY = 0;
             model.failureText = "b line\n".repeat(60) + "the last";
             tryVerify(atEnd);
+            // Lines that wrap in a narrower window, until the player scrolls.
+            model.failureText = "a rather long line of the log that goes on\n".repeat(60) + "the last";
+            tryVerify(atEnd);
+            const before = pane.scroller.contentHeight;
+            view.width = 300;
+            tryVerify(() => pane.scroller.contentHeight > before && atEnd());
+            pane.scroller.contentY = 50;
+            view.width = 512;
+            tryCompare(pane.scroller, "contentHeight", before);
+            compare(pane.scroller.contentY, 50);
             // A short one has no other end.
             model.failureText = "a line";
             tryCompare(pane.scroller, "contentY", 0);
