@@ -4,7 +4,6 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -23,48 +22,6 @@
 
 using brindle::Files;
 using brindle::SystemError;
-
-namespace {
-
-int syncError = 0;  // what fsync fails with
-QStringList events; // what the system was asked to do, in order; "…" for the rest of hidden names
-
-QString shown(const QString &path)
-{
-    static const QRegularExpression hidden(
-        QStringLiteral("/\\.brindle-(removing|moving)-[0-9a-f-]{36}"));
-    return QString(path).replace(hidden, QStringLiteral("/.brindle-\\1-…"));
-}
-
-QString pathOf(int descriptor)
-{
-    return QFile::symLinkTarget(QStringLiteral("/proc/self/fd/%1").arg(descriptor));
-}
-
-} // namespace
-
-// Stand in for the system's calls; no test needs to wait for the disk.
-#ifdef Q_OS_LINUX
-extern "C" int syncfs(int descriptor) noexcept
-{
-    events << QStringLiteral("sync all of ") + shown(pathOf(descriptor));
-    return 0;
-}
-
-extern "C" int fsync(int descriptor)
-{
-    events << QStringLiteral("sync ") + shown(pathOf(descriptor));
-    errno = syncError;
-    return syncError == 0 ? 0 : -1;
-}
-#endif
-
-extern "C" int rename(const char *from, const char *to) noexcept
-{
-    events << QStringLiteral("rename %1 to %2")
-                  .arg(shown(QFile::decodeName(from)), shown(QFile::decodeName(to)));
-    return renameat(AT_FDCWD, from, AT_FDCWD, to);
-}
 
 namespace {
 
@@ -187,8 +144,6 @@ private Q_SLOTS:
     void writeFailuresNameTheFile();
     void failedWriteKeepsTheOldContent();
 
-    void whatDoesNotReachTheDiskIsAFailure();
-
     void namesEveryEntry();
 
     void renamesThatFailForGood();
@@ -196,10 +151,6 @@ private Q_SLOTS:
     void isForThisUserAlone_data();
     void isForThisUserAlone();
     void takesOthersRightsAway();
-
-    void writesToTheDiskBeforeTheName();
-    void movesOnTheDiskBeforeTheName();
-    void removesFromTheDiskBeforeDeleting();
 
 private:
     QString path(const QString &name) const { return folder_->filePath(name); }
@@ -645,22 +596,6 @@ void FilesTest::failedWriteKeepsTheOldContent()
     QCOMPARE(Files::names(folder_->path()), QStringList{QStringLiteral("info.json")});
 }
 
-void FilesTest::whatDoesNotReachTheDiskIsAFailure()
-{
-#ifdef Q_OS_LINUX
-    const QString file = path(QStringLiteral("info.json"));
-    Files::writeAtomically(file, "old");
-    syncError = EIO;
-    const auto failure = failureOf([&] { Files::writeAtomically(file, "new"); });
-    syncError = 0;
-    QVERIFY(failure);
-    QCOMPARE(failure->code, EIO);
-    QVERIFY2(failure->description().startsWith(file + QStringLiteral(": ")), failure->what());
-    QCOMPARE(read(file), "old");
-    QCOMPARE(Files::names(folder_->path()), QStringList{QStringLiteral("info.json")});
-#endif
-}
-
 void FilesTest::namesEveryEntry()
 {
     write(path(QStringLiteral(".hidden")));
@@ -752,69 +687,6 @@ void FilesTest::takesOthersRightsAway()
         Files::makePrivate(folder);
         QCOMPARE(modeOf(folder), 0755u);
     }
-}
-
-void FilesTest::writesToTheDiskBeforeTheName()
-{
-#ifdef Q_OS_LINUX
-    const QString file = path(QStringLiteral("info.json"));
-    const QString hidden = path(QStringLiteral(".brindle-moving-…"));
-    events.clear();
-    Files::writeAtomically(file, "content");
-    QCOMPARE(events, (QStringList{QStringLiteral("sync ") + hidden,
-                                  QStringLiteral("rename %1 to %2").arg(hidden, file),
-                                  QStringLiteral("sync ") + folder_->path()}));
-#endif
-}
-
-void FilesTest::movesOnTheDiskBeforeTheName()
-{
-#ifdef Q_OS_LINUX
-    const QString from = path(QStringLiteral("from"));
-    const QString to = path(QStringLiteral("place/to"));
-    const QString place = path(QStringLiteral("place"));
-    write(from + QStringLiteral("/file"));
-    QVERIFY(QDir().mkpath(place));
-    const auto renamed = [](const QString &before, const QString &after) {
-        return QStringLiteral("rename %1 to %2").arg(before, after);
-    };
-    events.clear();
-    Files::move(from, to);
-    QCOMPARE(events, (QStringList{QStringLiteral("sync all of ") + from, renamed(from, to),
-                                  QStringLiteral("sync ") + place}));
-
-    // A link leads elsewhere: its own folder is what counts.
-    QVERIFY(QFile::link(QStringLiteral("/dev/shm"), path(QStringLiteral("link"))));
-    events.clear();
-    Files::move(path(QStringLiteral("link")), place + QStringLiteral("/link"));
-    QCOMPARE(events.value(0), QStringLiteral("sync all of ") + folder_->path());
-
-    if (const auto other = elsewhere()) {
-        const QString far = other->filePath(QStringLiteral("from"));
-        const QString hidden = place + QStringLiteral("/.brindle-moving-…");
-        write(far + QStringLiteral("/file"));
-        Files::remove(to);
-        events.clear();
-        Files::move(far, to);
-        QCOMPARE(events.mid(0, 5),
-                 (QStringList{QStringLiteral("sync all of ") + far, renamed(far, to),
-                              QStringLiteral("sync all of ") + hidden, renamed(hidden, to),
-                              QStringLiteral("sync ") + place}));
-    }
-#endif
-}
-
-void FilesTest::removesFromTheDiskBeforeDeleting()
-{
-#ifdef Q_OS_LINUX
-    const QString tree = path(QStringLiteral("tree"));
-    write(tree + QStringLiteral("/file"));
-    events.clear();
-    Files::remove(tree);
-    QCOMPARE(events, (QStringList{QStringLiteral("rename %1 to %2")
-                                      .arg(tree, path(QStringLiteral(".brindle-removing-…"))),
-                                  QStringLiteral("sync ") + folder_->path()}));
-#endif
 }
 
 QTEST_GUILESS_MAIN(FilesTest)
