@@ -402,18 +402,19 @@ private Q_SLOTS:
     {
         Setup setup;
         QVERIFY(QFile::setPermissions(setup.temporary(), QFileDevice::Permissions(0x7777)));
+        const QString data = setup.folder.filePath(QStringLiteral("data"));
         QStringList beside;
         QStringList shared;
         setup.onStatus = [&](const QString &) {
-            beside = Files::names(setup.folder.path()).filter(QStringLiteral("Brindle-"));
+            beside = Files::names(data).filter(QStringLiteral("Brindle-"));
             shared = Files::names(setup.temporary());
         };
-        EngineManager engines = setup.manager();
-        QCOMPARE(await(setup.install(engines)), setup.program());
+        EngineManager engines(setup.server.url(), data + QStringLiteral("/Brindle"),
+                              setup.temporary(), setup.platform);
+        await(setup.install(engines));
         QCOMPARE(shared, QStringList());
         QCOMPARE(beside.size(), 1);
-        QCOMPARE(Files::names(setup.folder.path()).filter(QStringLiteral("Brindle-")),
-                 QStringList());
+        QCOMPARE(Files::names(data), QStringList{QStringLiteral("Brindle")});
     }
 
     void aHalfThatWasUnpackedIsNoEngine_data()

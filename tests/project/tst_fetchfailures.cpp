@@ -9,6 +9,7 @@
 #include "support/Thrown.h"
 
 #include <QDir>
+#include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QtTest>
 
@@ -300,6 +301,22 @@ private Q_SLOTS:
         QVERIFY(QFileInfo(setup.addon("addons/one")).isDir());
         QVERIFY(Files::names(setup.addon("addons")).contains(QStringLiteral("one")));
         QVERIFY(Files::names(setup.temporary()).isEmpty());
+    }
+
+    void anAddonIsUnpackedInItsStagingFolder()
+    {
+        Setup setup;
+        setup.put(addonTarget, "x");
+        const QString called = setup.path("called");
+        setup.setTool("printf '%s %s' \"$3\" \"$4\" > '" + called.toUtf8() +
+                      "'; mkdir \"$4/top\"\n");
+        await(setup.fetch());
+        const QRegularExpression form(QRegularExpression::anchoredPattern(
+            QStringLiteral("(%1/Brindle-[0-9A-F-]{36})/sub\\.zip \\1/out")
+                .arg(QRegularExpression::escape(setup.temporary()))));
+        const QString arguments = QString::fromUtf8(read(called));
+        QVERIFY2(form.match(arguments).hasMatch(), qPrintable(arguments));
+        QVERIFY(QFileInfo(setup.addon("addons/one")).isDir());
     }
 
     void aToolThatUnpacksNothing()

@@ -65,7 +65,7 @@ Tree variedTree()
     tree.add(QStringLiteral("empty"), QByteArray());
     tree.add(QStringLiteral("levels/deep/in/a/folder/level.tscn"), QByteArray(70'000, 'l'));
     tree.add(QStringLiteral("heights.txt"),
-             "PackedFloat32Array(" + QByteArray("0, ").repeated(100'000));
+             "PackedFloat32Array(" + QByteArray("0, ").repeated(500'000));
     QByteArray noise(300'000, Qt::Uninitialized);
     for (qsizetype i = 0; i < noise.size(); ++i) {
         noise[i] = static_cast<char>((i * 2654435761U) >> 13U);
