@@ -57,6 +57,10 @@ FittedWindow {
                 text: window.buttons[0]
                 Accessible.defaultButton: true
                 onClicked: window.answered(0)
+
+                DoubleClickGuard {
+                    fromTheStart: true
+                }
             }
             Repeater {
                 model: window.buttons.slice(1)

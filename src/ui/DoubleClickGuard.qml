@@ -10,13 +10,14 @@ MouseArea {
     readonly property int parts: 4
     property int partsLeft: 0
     readonly property bool offered: parent.visible && parent.enabled
+    // Whether what is there from the start, with its window, is guarded as well.
+    property bool fromTheStart: false
 
     objectName: "guard"
     anchors.fill: parent
     visible: partsLeft > 0
     onOfferedChanged: partsLeft = offered ? parts : 0
-    // What is there from the start appears with its window.
-    Component.onCompleted: partsLeft = 0
+    Component.onCompleted: partsLeft = fromTheStart ? parts : 0
 
     Timer {
         interval: Math.ceil(Application.styleHints.mouseDoubleClickInterval / guard.parts)

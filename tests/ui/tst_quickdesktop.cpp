@@ -63,7 +63,15 @@ class TestQuickDesktop : public QObject
         return view_->find(QLatin1String(name), window);
     }
 
+    /// As a player would: not with the second click of a double click.
     void click(QQuickWindow *window, const char *name)
+    {
+        const QQuickItem *const guard = find(window, "guard");
+        QTRY_VERIFY(!guard || !guard->isVisible());
+        clickAtOnce(window, name);
+    }
+
+    void clickAtOnce(QQuickWindow *window, const char *name)
     {
         ViewFixture::settle(window);
         QQuickItem *const button = find(window, name);
@@ -88,6 +96,15 @@ private Q_SLOTS:
         desktop_.reset();
         engine_.reset();
         view_.reset();
+    }
+
+    void aDoubleClickThatOpenedItDoesNotSayYes()
+    {
+        const int answer = run(question, [&](QQuickWindow *window) {
+            clickAtOnce(window, "alertButton0");
+            QTest::keyClick(window, Qt::Key_Escape);
+        });
+        QCOMPARE(answer, 1);
     }
 
     void showsTextsAndButtonsInOrder()
