@@ -15,8 +15,8 @@ public:
     /// first; null when there is none.
     static QQuickItem *find(const QString &name);
 
-    /// Whether there is such an item that is enabled, and a click would not be taken for one of a double click on
-    /// what was there before.
+    /// Whether there is such an item that is enabled, and a click would not be taken for one of a
+    /// double click on what was there before.
     static bool canPress(const QString &name);
 
     /// Clicks the middle of that item, so many times, from the event loop: does not wait for what

@@ -54,12 +54,13 @@ private:
     /// An engine that prints its own path and its arguments, one a line, then does `script`.
     QString engineScript(const QString &script = QString()) const
     {
-        const QString path = folder_->filePath(u"an engine"_qs);
+        const QString path = folder_->filePath(QStringLiteral("an engine"));
         QFile file(path);
         if (!file.open(QIODevice::WriteOnly)) {
             return {};
         }
-        file.write(u"#!/bin/sh\nprintf '%s\\n' \"$0\" \"$@\"\n%1\n"_qs.arg(script).toUtf8());
+        file.write(
+            QStringLiteral("#!/bin/sh\nprintf '%s\\n' \"$0\" \"$@\"\n%1\n").arg(script).toUtf8());
         file.setPermissions(QFile::ReadOwner | QFile::ExeOwner);
         return path;
     }
@@ -90,34 +91,38 @@ private Q_SLOTS:
 
     void importsWithTheExactCommandLine()
     {
-        const QString engine = engineScript(u"exit 3"_qs);
-        auto task = runner_->runImport(engine, u"/a game/folder"_qs, Lines::into(lines_));
+        const QString engine = engineScript(QStringLiteral("exit 3"));
+        auto task =
+            runner_->runImport(engine, QStringLiteral("/a game/folder"), Lines::into(lines_));
         QVERIFY(runner_->current());
         QVERIFY(runner_->current()->isRunning());
         QCOMPARE(await(std::move(task)), 3);
         QVERIFY(!runner_->current());
-        QCOMPARE(lines_->all(), (QStringList{engine, u"--headless"_qs, u"--import"_qs, u"--path"_qs,
-                                             u"/a game/folder"_qs, u"--quit"_qs}));
+        QCOMPARE(lines_->all(),
+                 (QStringList{engine, QStringLiteral("--headless"), QStringLiteral("--import"),
+                              QStringLiteral("--path"), QStringLiteral("/a game/folder"),
+                              QStringLiteral("--quit")}));
     }
 
     void reportsAnImportThatCannotStart()
     {
-        const QString engine = folder_->filePath(u"missing"_qs);
+        const QString engine = folder_->filePath(QStringLiteral("missing"));
         QString description;
         try {
-            await(runner_->runImport(engine, u"/game"_qs, Lines::into(lines_)));
+            await(runner_->runImport(engine, QStringLiteral("/game"), Lines::into(lines_)));
         } catch (const SystemError &error) {
             description = error.description();
         }
-        QCOMPARE(description, engine + u": "_qs + qt_error_string(ENOENT));
+        QCOMPARE(description, engine + QStringLiteral(": ") + qt_error_string(ENOENT));
         QVERIFY(!runner_->current());
     }
 
     void playsWithTheArgumentsGiven()
     {
         const QString engine = engineScript();
-        const QStringList arguments{u"--path"_qs, u"/a game/folder"_qs, u"--windowed"_qs,
-                                    u"--resolution"_qs, u"1920x1080"_qs};
+        const QStringList arguments{QStringLiteral("--path"), QStringLiteral("/a game/folder"),
+                                    QStringLiteral("--windowed"), QStringLiteral("--resolution"),
+                                    QStringLiteral("1920x1080")};
         auto task = play(engine, arguments);
         QVERIFY(runner_->current());
         QVERIFY(runner_->current()->isRunning());
@@ -130,7 +135,7 @@ private Q_SLOTS:
     void measuresAShortGame()
     {
         const Gate gate;
-        auto task = play({u"gate:"_qs + gate.path(), u"exit:7"_qs});
+        auto task = play({QStringLiteral("gate:") + gate.path(), QStringLiteral("exit:7")});
         clock_->advance(Clock::Duration(3));
         gate.open();
         const PlayResult result = await(std::move(task));
@@ -145,7 +150,7 @@ private Q_SLOTS:
     void announcesAGameThatStaysOpenOnce()
     {
         const Gate gate;
-        auto task = play({u"gate:"_qs + gate.path()});
+        auto task = play({QStringLiteral("gate:") + gate.path()});
         clock_->advance(GameRunner::stayedOpenAfter - aMoment);
         serveEvents();
         QCOMPARE(stayedOpen_, 0);
@@ -168,7 +173,7 @@ private Q_SLOTS:
     void announcesNoGameThatHasEnded()
     {
         const Gate gate;
-        auto task = play({u"gate:"_qs + gate.path()});
+        auto task = play({QStringLiteral("gate:") + gate.path()});
         const auto process = runner_->current();
         gate.open();
         while (process->isRunning()) {
@@ -183,14 +188,14 @@ private Q_SLOTS:
 
     void givesTheSignalOfACrash()
     {
-        const PlayResult result = await(play({u"signal:11"_qs}));
+        const PlayResult result = await(play({QStringLiteral("signal:11")}));
         QCOMPARE(result.exitCode, SIGSEGV);
         QVERIFY(!result.userStopped);
     }
 
     void reportsAGameThatCannotStart()
     {
-        const QString engine = folder_->filePath(u"missing"_qs);
+        const QString engine = folder_->filePath(QStringLiteral("missing"));
         QVERIFY_THROWS_EXCEPTION(SystemError, await(play(engine, {})));
         QVERIFY(!runner_->current());
         QVERIFY(lines_->isEmpty());
@@ -201,8 +206,8 @@ private Q_SLOTS:
 
     void stopsAGame()
     {
-        auto task = play({uR"(out:playing\n)"_qs, u"wait:"_qs});
-        waitFor(u"playing"_qs);
+        auto task = play({QStringLiteral(R"(out:playing\n)"), QStringLiteral("wait:")});
+        waitFor(QStringLiteral("playing"));
         runner_->stop();
         QVERIFY(runner_->userStopped());
         const PlayResult result = await(std::move(task));
@@ -214,7 +219,7 @@ private Q_SLOTS:
 
     void stopsAGameThatIsBeingLaunched()
     {
-        auto task = play({u"wait:"_qs});
+        auto task = play({QStringLiteral("wait:")});
         runner_->stop();
         const PlayResult result = await(std::move(task));
         QVERIFY(result.userStopped);
@@ -224,9 +229,9 @@ private Q_SLOTS:
     void stopsAnImport()
     {
         auto task = runner_->runImport(
-            engineScript(u"exec '%1' 'out:working\\n' wait:"_qs.arg(testChild())), u"/game"_qs,
-            Lines::into(lines_));
-        waitFor(u"working"_qs);
+            engineScript(QStringLiteral("exec '%1' 'out:working\\n' wait:").arg(testChild())),
+            QStringLiteral("/game"), Lines::into(lines_));
+        waitFor(QStringLiteral("working"));
         runner_->stop();
         QCOMPARE(await(std::move(task)), SIGTERM);
         QVERIFY(runner_->userStopped());
@@ -241,18 +246,20 @@ private Q_SLOTS:
         QVERIFY(!runner_->userStopped());
 
         runner_->stop();
-        await(runner_->runImport(engineScript(), u"/game"_qs, Lines::into(lines_)));
+        await(runner_->runImport(engineScript(), QStringLiteral("/game"), Lines::into(lines_)));
         QVERIFY(!runner_->userStopped());
     }
 
     void killsAGameThatIgnoresTheStop()
     {
         const Lifeline lifeline;
-        auto task = play({u"report:15"_qs, u"hold:"_qs + lifeline.path(), u"fork:"_qs, u"wait:"_qs,
-                          u"parent:"_qs, uR"(out:playing\n)"_qs, u"wait:"_qs});
-        waitFor(u"playing"_qs);
+        auto task =
+            play({QStringLiteral("report:15"), QStringLiteral("hold:") + lifeline.path(),
+                  QStringLiteral("fork:"), QStringLiteral("wait:"), QStringLiteral("parent:"),
+                  QStringLiteral(R"(out:playing\n)"), QStringLiteral("wait:")});
+        waitFor(QStringLiteral("playing"));
         runner_->stop();
-        waitFor(u"signal 15"_qs);
+        waitFor(QStringLiteral("signal 15"));
         clock_->advance(GameRunner::killAfter - aMoment);
         runner_->stop(); // asking again does not start the time anew
         serveEvents();
@@ -266,12 +273,12 @@ private Q_SLOTS:
 
     void killsNoLaterRun()
     {
-        auto first = play({u"wait:"_qs});
+        auto first = play({QStringLiteral("wait:")});
         runner_->stop();
         QCOMPARE(await(std::move(first)).exitCode, SIGTERM);
 
         const Gate gate;
-        auto second = play({u"gate:"_qs + gate.path(), u"exit:2"_qs});
+        auto second = play({QStringLiteral("gate:") + gate.path(), QStringLiteral("exit:2")});
         clock_->advance(GameRunner::killAfter);
         serveEvents();
         QVERIFY(runner_->current()->isRunning());
@@ -287,11 +294,11 @@ private Q_SLOTS:
         const Gate engineEnds;
         const Gate copyEnds;
         const Lifeline lifeline;
-        auto task =
-            play({u"fork:"_qs, u"hold:"_qs + lifeline.path(), uR"(out:held\n)"_qs,
-                  u"gate:"_qs + copyEnds.path(), u"parent:"_qs, u"gate:"_qs + engineEnds.path(),
-                  u"exit:1"_qs});
-        waitFor(u"held"_qs);
+        auto task = play({QStringLiteral("fork:"), QStringLiteral("hold:") + lifeline.path(),
+                          QStringLiteral(R"(out:held\n)"),
+                          QStringLiteral("gate:") + copyEnds.path(), QStringLiteral("parent:"),
+                          QStringLiteral("gate:") + engineEnds.path(), QStringLiteral("exit:1")});
+        waitFor(QStringLiteral("held"));
         engineEnds.open();
         QCOMPARE(await(std::move(task)).exitCode, 1);
         runner_->stop();
@@ -304,9 +311,10 @@ private Q_SLOTS:
     void stopsWhatTheEngineLeavesBehind()
     {
         const Lifeline lifeline;
-        auto task = play({u"fork:"_qs, u"hold:"_qs + lifeline.path(), uR"(out:held\n)"_qs,
-                          u"wait:"_qs, u"parent:"_qs, u"wait:"_qs});
-        waitFor(u"held"_qs);
+        auto task = play({QStringLiteral("fork:"), QStringLiteral("hold:") + lifeline.path(),
+                          QStringLiteral(R"(out:held\n)"), QStringLiteral("wait:"),
+                          QStringLiteral("parent:"), QStringLiteral("wait:")});
+        waitFor(QStringLiteral("held"));
         runner_->stop();
         QCOMPARE(await(std::move(task)).exitCode, SIGTERM);
         // No time passes for the runner, and less than the copy would live by itself.
@@ -317,10 +325,11 @@ private Q_SLOTS:
     void stopsWhatAScriptHasStarted()
     {
         const Lifeline lifeline;
-        auto task = play(engineScript(u"'%1' 'hold:%2' 'out:playing\\n' wait:\nexit 7"_qs.arg(
-                             testChild(), lifeline.path())),
-                         {});
-        waitFor(u"playing"_qs);
+        auto task =
+            play(engineScript(QStringLiteral("'%1' 'hold:%2' 'out:playing\\n' wait:\nexit 7")
+                                  .arg(testChild(), lifeline.path())),
+                 {});
+        waitFor(QStringLiteral("playing"));
         runner_->stop();
         QCOMPARE(await(std::move(task)).exitCode, SIGTERM);
         spinUntil([&] { return lifeline.isDropped(); }, 30);
@@ -329,7 +338,7 @@ private Q_SLOTS:
     void mayGoWhileAGameRuns()
     {
         const Gate gate;
-        auto task = play({u"gate:"_qs + gate.path(), u"exit:4"_qs});
+        auto task = play({QStringLiteral("gate:") + gate.path(), QStringLiteral("exit:4")});
         runner_.reset();
         clock_->advance(GameRunner::stayedOpenAfter);
         spinUntil([this] { return stayedOpen_ > 0; });

@@ -47,23 +47,24 @@ QStringList linesOf(const QStringList &steps)
 {
     ChildRun run(steps);
     const qint32 status = run.status();
-    return status == 0 ? run.lines->all() : QStringList{u"exit status %1"_qs.arg(status)};
+    return status == 0 ? run.lines->all()
+                       : QStringList{QStringLiteral("exit status %1").arg(status)};
 }
 
 QString gateStep(const Gate &gate)
 {
-    return u"gate:"_qs + gate.path();
+    return QStringLiteral("gate:") + gate.path();
 }
 
 QString holdStep(const Lifeline &lifeline)
 {
-    return u"hold:"_qs + lifeline.path();
+    return QStringLiteral("hold:") + lifeline.path();
 }
 
 size_t openDescriptors()
 {
     return static_cast<size_t>(
-        QDir(u"/dev/fd"_qs)
+        QDir(QStringLiteral("/dev/fd"))
             .entryList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot)
             .size());
 }
@@ -92,16 +93,24 @@ private Q_SLOTS:
             QTest::newRow(name) << steps << expected;
         };
         row("nothing", {}, {});
-        row("last line without an end", {uR"(out:a\nb)"_qs}, {u"a"_qs, u"b"_qs});
-        row("carriage return", {uR"(out:x\r\n)"_qs}, {u"x\r"_qs});
-        row("empty lines", {uR"(out:\n\na\n)"_qs}, {u""_qs, u""_qs, u"a"_qs});
-        row("standard error", {uR"(err:oops\n)"_qs}, {u"oops"_qs});
-        row("both in order", {uR"(out:1\n)"_qs, uR"(err:2\n)"_qs, uR"(out:3\n)"_qs, u"err:4"_qs},
-            {u"1"_qs, u"2"_qs, u"3"_qs, u"4"_qs});
-        row("one line from both", {u"out:a"_qs, u"err:b"_qs, uR"(out:c\n)"_qs}, {u"abc"_qs});
-        row("UTF-8", {uR"(out:\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80\n)"_qs}, {u"é€😀"_qs});
-        row("invalid UTF-8", {uR"(out:a\xFFb\xC3\n)"_qs}, {u"a\uFFFDb\uFFFD"_qs});
-        row("nul", {uR"(out:a\x00b\n)"_qs}, {QString::fromLatin1("a\0b", 3)});
+        row("last line without an end", {QStringLiteral(R"(out:a\nb)")},
+            {QStringLiteral("a"), QStringLiteral("b")});
+        row("carriage return", {QStringLiteral(R"(out:x\r\n)")}, {QStringLiteral("x\r")});
+        row("empty lines", {QStringLiteral(R"(out:\n\na\n)")},
+            {QStringLiteral(""), QStringLiteral(""), QStringLiteral("a")});
+        row("standard error", {QStringLiteral(R"(err:oops\n)")}, {QStringLiteral("oops")});
+        row("both in order",
+            {QStringLiteral(R"(out:1\n)"), QStringLiteral(R"(err:2\n)"),
+             QStringLiteral(R"(out:3\n)"), QStringLiteral("err:4")},
+            {QStringLiteral("1"), QStringLiteral("2"), QStringLiteral("3"), QStringLiteral("4")});
+        row("one line from both",
+            {QStringLiteral("out:a"), QStringLiteral("err:b"), QStringLiteral(R"(out:c\n)")},
+            {QStringLiteral("abc")});
+        row("UTF-8", {QStringLiteral(R"(out:\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80\n)")},
+            {QStringLiteral("é€😀")});
+        row("invalid UTF-8", {QStringLiteral(R"(out:a\xFFb\xC3\n)")},
+            {QStringLiteral("a\uFFFDb\uFFFD")});
+        row("nul", {QStringLiteral(R"(out:a\x00b\n)")}, {QString::fromLatin1("a\0b", 3)});
     }
     void deliversLines()
     {
@@ -113,18 +122,19 @@ private Q_SLOTS:
     void joinsACharacterThatArrivesInTwoReads()
     {
         const Gate gate;
-        ChildRun run({uR"(out:first\n\xC3)"_qs, gateStep(gate), uR"(out:\xA9\n)"_qs});
-        run.waitFor(u"first"_qs); // read together with the half that follows it
+        ChildRun run({QStringLiteral(R"(out:first\n\xC3)"), gateStep(gate),
+                      QStringLiteral(R"(out:\xA9\n)")});
+        run.waitFor(QStringLiteral("first")); // read together with the half that follows it
         gate.open();
         QCOMPARE(run.status(), 0);
-        QCOMPARE(run.lines->all(), (QStringList{u"first"_qs, u"é"_qs}));
+        QCOMPARE(run.lines->all(), (QStringList{QStringLiteral("first"), QStringLiteral("é")}));
     }
 
     void deliversLinesWhileTheChildRuns()
     {
         const Gate gate;
-        ChildRun run({uR"(out:now\n)"_qs, gateStep(gate)});
-        run.waitFor(u"now"_qs);
+        ChildRun run({QStringLiteral(R"(out:now\n)"), gateStep(gate)});
+        run.waitFor(QStringLiteral("now"));
         QVERIFY(run.process->isRunning());
         gate.open();
         QCOMPARE(run.status(), 0);
@@ -135,10 +145,11 @@ private Q_SLOTS:
         constexpr qint64 count = 1'000'000;
         qint64 next = 0;
         qint64 wrong = 0;
-        ManagedProcess process(testChild(), {u"lines:%1"_qs.arg(count)}, [&](const QString &line) {
-            wrong += line == u"line "_qs + QString::number(next) ? 0 : 1;
-            ++next;
-        });
+        ManagedProcess process(
+            testChild(), {QStringLiteral("lines:%1").arg(count)}, [&](const QString &line) {
+                wrong += line == QStringLiteral("line ") + QString::number(next) ? 0 : 1;
+                ++next;
+            });
         QCOMPARE(await(process.run()), 0);
         QCOMPARE(next, count);
         QCOMPARE(wrong, 0);
@@ -147,23 +158,25 @@ private Q_SLOTS:
     void makesOneLineOfALongOne()
     {
         const QStringList lines =
-            linesOf({uR"(out:before\n)"_qs, u"long:2,10000000"_qs, u"out:after"_qs});
+            linesOf({QStringLiteral(R"(out:before\n)"), QStringLiteral("long:2,10000000"),
+                     QStringLiteral("out:after")});
         QCOMPARE(lines.size(), 4);
-        QCOMPARE(lines.first(), u"before"_qs);
+        QCOMPARE(lines.first(), QStringLiteral("before"));
         for (int i = 0; i < 2; ++i) {
             const QString &line = lines.at(i + 1);
-            QVERIFY(line.startsWith(u"line %1 0123456789"_qs.arg(i)));
-            QVERIFY2(line.endsWith(u"… (10 MB left out)"_qs), qPrintable(line.right(40)));
+            QVERIFY(line.startsWith(QStringLiteral("line %1 0123456789").arg(i)));
+            QVERIFY2(line.endsWith(QStringLiteral("… (10 MB left out)")),
+                     qPrintable(line.right(40)));
             QCOMPARE(line.indexOf(u'…'), ManagedProcess::maxLineBytes);
         }
-        QCOMPARE(lines.last(), u"after"_qs);
+        QCOMPARE(lines.last(), QStringLiteral("after"));
     }
 
     void makesOneLineOfAnEndlessOne()
     {
-        const QStringList lines = linesOf({u"endless:100000000"_qs});
+        const QStringList lines = linesOf({QStringLiteral("endless:100000000")});
         QCOMPARE(lines.size(), 1);
-        QVERIFY2(lines.first().endsWith(u"9… (100 MB left out)"_qs),
+        QVERIFY2(lines.first().endsWith(QStringLiteral("9… (100 MB left out)")),
                  qPrintable(lines.first().right(40)));
         QCOMPARE(lines.first().indexOf(u'…'), ManagedProcess::maxLineBytes);
     }
@@ -176,15 +189,16 @@ private Q_SLOTS:
         std::atomic<bool> waiting = false;
         std::atomic<qsizetype> received = 0;
         const QTemporaryDir folder;
-        const QString finished = folder.filePath(u"finished"_qs);
-        ManagedProcess process(testChild(),
-                               {u"long:%1,1000"_qs.arg(count), u"touch:"_qs + finished},
-                               [&](const QString & /*line*/) {
-                                   if (!waiting.exchange(true)) {
-                                       proceed.acquire();
-                                   }
-                                   ++received;
-                               });
+        const QString finished = folder.filePath(QStringLiteral("finished"));
+        ManagedProcess process(
+            testChild(),
+            {QStringLiteral("long:%1,1000").arg(count), QStringLiteral("touch:") + finished},
+            [&](const QString & /*line*/) {
+                if (!waiting.exchange(true)) {
+                    proceed.acquire();
+                }
+                ++received;
+            });
         auto task = process.run();
         spinUntil([&] { return waiting.load(); });
         QVERIFY(!QFile::exists(finished));
@@ -200,7 +214,7 @@ private Q_SLOTS:
         std::set<QThread *> threads;
         std::atomic<int> inside = 0;
         bool overlapped = false;
-        ManagedProcess process(testChild(), {u"lines:1000"_qs}, [&](const QString &) {
+        ManagedProcess process(testChild(), {QStringLiteral("lines:1000")}, [&](const QString &) {
             overlapped = overlapped || ++inside != 1;
             threads.insert(QThread::currentThread());
             --inside;
@@ -216,7 +230,8 @@ private Q_SLOTS:
         std::shared_ptr<ManagedProcess> process;
         bool running = false;
         process = std::make_shared<ManagedProcess>(
-            testChild(), QStringList{uR"(out:a\n)"_qs, u"wait:"_qs}, [&](const QString &) {
+            testChild(), QStringList{QStringLiteral(R"(out:a\n)"), QStringLiteral("wait:")},
+            [&](const QString &) {
                 running = process->isRunning();
                 process->terminate();
             });
@@ -234,7 +249,7 @@ private Q_SLOTS:
     void returnsTheExitCode()
     {
         QFETCH(int, code);
-        ChildRun run({u"exit:%1"_qs.arg(code)});
+        ChildRun run({QStringLiteral("exit:%1").arg(code)});
         QCOMPARE(run.status(), code);
     }
 
@@ -249,9 +264,9 @@ private Q_SLOTS:
     void returnsTheSignal()
     {
         QFETCH(int, number);
-        ChildRun run({u"out:last words"_qs, u"signal:%1"_qs.arg(number)});
+        ChildRun run({QStringLiteral("out:last words"), QStringLiteral("signal:%1").arg(number)});
         QCOMPARE(run.status(), number);
-        QCOMPARE(run.lines->all(), QStringList{u"last words"_qs});
+        QCOMPARE(run.lines->all(), QStringList{QStringLiteral("last words")});
         QVERIFY(!run.process->isRunning());
     }
 
@@ -259,34 +274,34 @@ private Q_SLOTS:
     {
         QTest::addColumn<QString>("name");
         QTest::addColumn<int>("error");
-        QTest::newRow("missing") << u"missing"_qs << ENOENT;
-        QTest::newRow("not executable") << u"text"_qs << EACCES;
-        QTest::newRow("folder") << u"."_qs << EACCES;
-        QTest::newRow("no program") << u"garbage"_qs << ENOEXEC;
+        QTest::newRow("missing") << QStringLiteral("missing") << ENOENT;
+        QTest::newRow("not executable") << QStringLiteral("text") << EACCES;
+        QTest::newRow("folder") << QStringLiteral(".") << EACCES;
+        QTest::newRow("no program") << QStringLiteral("garbage") << ENOEXEC;
     }
     void throwsWhenTheChildCannotBeStarted()
     {
         QFETCH(QString, name);
         QFETCH(int, error);
         const QTemporaryDir folder;
-        for (const QString &file : {u"text"_qs, u"garbage"_qs}) {
+        for (const QString &file : {QStringLiteral("text"), QStringLiteral("garbage")}) {
             QFile written(folder.filePath(file));
             QVERIFY(written.open(QIODevice::WriteOnly));
             written.write("no program at all");
         }
-        QVERIFY(QFile::setPermissions(folder.filePath(u"garbage"_qs),
+        QVERIFY(QFile::setPermissions(folder.filePath(QStringLiteral("garbage")),
                                       QFile::ReadOwner | QFile::ExeOwner));
 
         const QString path = folder.filePath(name);
         const auto lines = std::make_shared<Lines>();
-        ManagedProcess process(path, {u"out:a"_qs}, Lines::into(lines));
+        ManagedProcess process(path, {QStringLiteral("out:a")}, Lines::into(lines));
         QString description;
         try {
             await(process.run());
         } catch (const SystemError &failure) {
             description = failure.description();
         }
-        QCOMPARE(description, path + u": "_qs + qt_error_string(error));
+        QCOMPARE(description, path + QStringLiteral(": ") + qt_error_string(error));
         QVERIFY(lines->isEmpty());
         QVERIFY(!process.isRunning());
         process.terminate();
@@ -299,7 +314,7 @@ private Q_SLOTS:
         const std::weak_ptr<Lines> watched = lines;
         QString description;
         {
-            ManagedProcess process(testChild(), {u"out:a"_qs}, Lines::into(lines));
+            ManagedProcess process(testChild(), {QStringLiteral("out:a")}, Lines::into(lines));
             noThreads = true;
             auto task = process.run();
             noThreads = false;
@@ -311,10 +326,10 @@ private Q_SLOTS:
                 description = failure.description();
             }
         }
-        QCOMPARE(description, testChild() + u": "_qs + qt_error_string(EAGAIN));
+        QCOMPARE(description, testChild() + QStringLiteral(": ") + qt_error_string(EAGAIN));
         QVERIFY(lines->isEmpty());
         QCOMPARE(watched.use_count(), 1);
-        QCOMPARE(linesOf({u"out:b"_qs}), QStringList{u"b"_qs});
+        QCOMPARE(linesOf({QStringLiteral("out:b")}), QStringList{QStringLiteral("b")});
     }
 
     void knowsWhetherItRuns()
@@ -331,29 +346,29 @@ private Q_SLOTS:
 
     void terminatesARunningChild()
     {
-        ChildRun run({uR"(out:ready\n)"_qs, u"wait:"_qs});
-        run.waitFor(u"ready"_qs);
+        ChildRun run({QStringLiteral(R"(out:ready\n)"), QStringLiteral("wait:")});
+        run.waitFor(QStringLiteral("ready"));
         run.process->terminate();
         QCOMPARE(run.status(), SIGTERM);
     }
 
     void terminatesAChildThatIsBeingLaunched()
     {
-        ChildRun run({u"wait:"_qs});
+        ChildRun run({QStringLiteral("wait:")});
         run.process->terminate();
         QCOMPARE(run.status(), SIGTERM);
     }
 
     void killsAChildThatIsBeingLaunched()
     {
-        ChildRun run({u"wait:"_qs});
+        ChildRun run({QStringLiteral("wait:")});
         run.process->kill();
         QCOMPARE(run.status(), SIGKILL);
     }
 
     void ignoresRequestsOutsideOfTheRun()
     {
-        ManagedProcess process(testChild(), {u"exit:3"_qs}, [](const QString &) {});
+        ManagedProcess process(testChild(), {QStringLiteral("exit:3")}, [](const QString &) {});
         process.terminate();
         process.kill();
         QCOMPARE(await(process.run()), 3);
@@ -364,11 +379,12 @@ private Q_SLOTS:
     void killsAChildThatIgnoresTheRequestWithAllThatItStarted()
     {
         const Lifeline lifeline;
-        ChildRun run({u"report:15"_qs, holdStep(lifeline), u"fork:"_qs, u"wait:"_qs, u"parent:"_qs,
-                      uR"(out:ready\n)"_qs, u"wait:"_qs});
-        run.waitFor(u"ready"_qs);
+        ChildRun run({QStringLiteral("report:15"), holdStep(lifeline), QStringLiteral("fork:"),
+                      QStringLiteral("wait:"), QStringLiteral("parent:"),
+                      QStringLiteral(R"(out:ready\n)"), QStringLiteral("wait:")});
+        run.waitFor(QStringLiteral("ready"));
         run.process->terminate();
-        run.waitFor(u"signal 15"_qs);
+        run.waitFor(QStringLiteral("signal 15"));
         QVERIFY(run.process->isRunning());
         run.process->kill();
         QCOMPARE(run.status(), SIGKILL);
@@ -379,9 +395,9 @@ private Q_SLOTS:
     {
         const Lifeline lifeline;
         const Gate gate;
-        ChildRun run({u"fork:"_qs, holdStep(lifeline), uR"(out:held\n)"_qs, gateStep(gate),
-                      u"parent:"_qs, u"wait:"_qs});
-        run.waitFor(u"held"_qs);
+        ChildRun run({QStringLiteral("fork:"), holdStep(lifeline), QStringLiteral(R"(out:held\n)"),
+                      gateStep(gate), QStringLiteral("parent:"), QStringLiteral("wait:")});
+        run.waitFor(QStringLiteral("held"));
         run.process->terminate();
         QCOMPARE(run.status(), SIGTERM);
         QVERIFY(!lifeline.isDropped());
@@ -392,9 +408,9 @@ private Q_SLOTS:
     void terminatesWhatTheChildLeavesBehind()
     {
         const Lifeline lifeline;
-        ChildRun run({u"fork:"_qs, holdStep(lifeline), uR"(out:held\n)"_qs, u"wait:"_qs,
-                      u"parent:"_qs, u"wait:"_qs});
-        run.waitFor(u"held"_qs);
+        ChildRun run({QStringLiteral("fork:"), holdStep(lifeline), QStringLiteral(R"(out:held\n)"),
+                      QStringLiteral("wait:"), QStringLiteral("parent:"), QStringLiteral("wait:")});
+        run.waitFor(QStringLiteral("held"));
         run.process->terminateGroup();
         QCOMPARE(run.status(), SIGTERM);
         spinUntil([&] { return lifeline.isDropped(); });
@@ -404,13 +420,14 @@ private Q_SLOTS:
     {
         const Lifeline lifeline;
         const Gate gate;
-        ChildRun run({u"fork:"_qs, holdStep(lifeline), uR"(out:held\n)"_qs, u"wait:"_qs,
-                      u"parent:"_qs, u"report:15"_qs, uR"(out:ready\n)"_qs, gateStep(gate),
-                      u"exit:6"_qs});
-        run.waitFor(u"held"_qs);
-        run.waitFor(u"ready"_qs);
+        ChildRun run({QStringLiteral("fork:"), holdStep(lifeline), QStringLiteral(R"(out:held\n)"),
+                      QStringLiteral("wait:"), QStringLiteral("parent:"),
+                      QStringLiteral("report:15"), QStringLiteral(R"(out:ready\n)"), gateStep(gate),
+                      QStringLiteral("exit:6")});
+        run.waitFor(QStringLiteral("held"));
+        run.waitFor(QStringLiteral("ready"));
         run.process->terminateGroup();
-        run.waitFor(u"signal 15"_qs);
+        run.waitFor(QStringLiteral("signal 15"));
         linesOf({}); // time enough for a copy that has had the signal as well
         QVERIFY(!lifeline.isDropped());
         gate.open();
@@ -422,9 +439,10 @@ private Q_SLOTS:
     {
         const Lifeline lifeline;
         const Gate gate;
-        ChildRun run({u"fork:"_qs, u"session:"_qs, holdStep(lifeline), uR"(out:held\n)"_qs,
-                      gateStep(gate), u"parent:"_qs, u"wait:"_qs});
-        run.waitFor(u"held"_qs);
+        ChildRun run({QStringLiteral("fork:"), QStringLiteral("session:"), holdStep(lifeline),
+                      QStringLiteral(R"(out:held\n)"), gateStep(gate), QStringLiteral("parent:"),
+                      QStringLiteral("wait:")});
+        run.waitFor(QStringLiteral("held"));
         run.process->terminateGroup();
         QCOMPARE(run.status(), SIGTERM);
         QVERIFY(!lifeline.isDropped());
@@ -435,10 +453,11 @@ private Q_SLOTS:
     void doesNotWaitForOthersThatHoldThePipe()
     {
         const Gate gate;
-        ChildRun run(
-            {u"fork:"_qs, gateStep(gate), u"parent:"_qs, uR"(out:done\nrest)"_qs, u"exit:4"_qs});
+        ChildRun run({QStringLiteral("fork:"), gateStep(gate), QStringLiteral("parent:"),
+                      QStringLiteral(R"(out:done\nrest)"), QStringLiteral("exit:4")});
         QCOMPARE(run.status(), 4); // the gate is shut, so the copy still holds the pipe
-        QCOMPARE(run.lines->all().mid(1), (QStringList{u"done"_qs, u"rest"_qs}));
+        QCOMPARE(run.lines->all().mid(1),
+                 (QStringList{QStringLiteral("done"), QStringLiteral("rest")}));
         gate.open();
     }
 
@@ -448,11 +467,12 @@ private Q_SLOTS:
         QString pid;
         bool done = false;
         ManagedProcess process(testChild(),
-                               {holdStep(lifeline), u"fork:"_qs, u"lines:1000000000"_qs,
-                                u"parent:"_qs, uR"(out:\ndone\n)"_qs, u"exit:4"_qs},
+                               {holdStep(lifeline), QStringLiteral("fork:"),
+                                QStringLiteral("lines:1000000000"), QStringLiteral("parent:"),
+                                QStringLiteral(R"(out:\ndone\n)"), QStringLiteral("exit:4")},
                                [&](const QString &line) {
                                    pid = pid.isEmpty() ? line : pid;
-                                   done = done || line == u"done"_qs;
+                                   done = done || line == QStringLiteral("done");
                                });
         QCOMPARE(await(process.run()), 4);
         QVERIFY(done);
@@ -465,14 +485,14 @@ private Q_SLOTS:
     {
         const Gate gate;
         const QTemporaryDir folder;
-        const QString closed = folder.filePath(u"closed"_qs);
-        ChildRun run(
-            {u"out:bye"_qs, u"close:"_qs, u"touch:"_qs + closed, gateStep(gate), u"exit:5"_qs});
+        const QString closed = folder.filePath(QStringLiteral("closed"));
+        ChildRun run({QStringLiteral("out:bye"), QStringLiteral("close:"),
+                      QStringLiteral("touch:") + closed, gateStep(gate), QStringLiteral("exit:5")});
         spinUntil([&] { return QFile::exists(closed); });
         QVERIFY(run.process->isRunning());
         gate.open();
         QCOMPARE(run.status(), 5);
-        QCOMPARE(run.lines->all(), QStringList{u"bye"_qs});
+        QCOMPARE(run.lines->all(), QStringList{QStringLiteral("bye")});
     }
 
     void givesTheChildNoDescriptorButTheStandardThree()
@@ -487,7 +507,7 @@ private Q_SLOTS:
         const int last = static_cast<int>(limit.rlim_cur) - 1;
         QCOMPARE(::dup2(open.front(), last), last);
         open.push_back(last);
-        QCOMPARE(linesOf({u"descriptors:"_qs}), QStringList{u"0 1 2"_qs});
+        QCOMPARE(linesOf({QStringLiteral("descriptors:")}), QStringList{QStringLiteral("0 1 2")});
         for (const int descriptor : open) {
             ::close(descriptor);
         }
@@ -498,7 +518,7 @@ private Q_SLOTS:
         linesOf({});
         const size_t before = openDescriptors();
         for (int i = 0; i < 20; ++i) {
-            linesOf({u"out:a"_qs});
+            linesOf({QStringLiteral("out:a")});
         }
         // The last reader threads may just be closing theirs.
         spinUntil([&] { return openDescriptors() <= before; });
@@ -507,35 +527,37 @@ private Q_SLOTS:
     void inheritsStandardInput()
     {
         const QTemporaryDir folder;
-        QFile typed(folder.filePath(u"typed"_qs));
+        QFile typed(folder.filePath(QStringLiteral("typed")));
         QVERIFY(typed.open(QIODevice::ReadWrite));
         typed.write("typed\n");
         QVERIFY(typed.seek(0));
         const int own = ::dup(STDIN_FILENO);
         QCOMPARE(::dup2(typed.handle(), STDIN_FILENO), STDIN_FILENO);
-        const QStringList lines = linesOf({u"stdin:"_qs});
+        const QStringList lines = linesOf({QStringLiteral("stdin:")});
         QCOMPARE(::dup2(own, STDIN_FILENO), STDIN_FILENO);
         ::close(own);
-        QCOMPARE(lines, QStringList{u"typed"_qs});
+        QCOMPARE(lines, QStringList{QStringLiteral("typed")});
     }
 
     void inheritsFolderAndEnvironment()
     {
         qputenv("BRINDLE_TEST", "inherited");
-        QCOMPARE(linesOf({u"folder:"_qs, u"env:BRINDLE_TEST"_qs}),
-                 (QStringList{QDir::currentPath(), u"inherited"_qs}));
+        QCOMPARE(linesOf({QStringLiteral("folder:"), QStringLiteral("env:BRINDLE_TEST")}),
+                 (QStringList{QDir::currentPath(), QStringLiteral("inherited")}));
         qunsetenv("BRINDLE_TEST");
     }
 
     void passesArgumentsAsTheyAre()
     {
-        const QStringList arguments{u""_qs,     u"a b"_qs, u"$HOME"_qs, u"*"_qs, u"\"quoted'"_qs,
-                                    u"é 😀"_qs, u"-x"_qs,  u"a;b|c"_qs, u"\\"_qs};
+        const QStringList arguments{
+            QStringLiteral(""),   QStringLiteral("a b"),       QStringLiteral("$HOME"),
+            QStringLiteral("*"),  QStringLiteral("\"quoted'"), QStringLiteral("é 😀"),
+            QStringLiteral("-x"), QStringLiteral("a;b|c"),     QStringLiteral("\\")};
         QStringList expected;
         for (const QString &argument : arguments) {
             expected.append(u'[' + argument + u']');
         }
-        QCOMPARE(linesOf(QStringList{u"args:"_qs} + arguments), expected);
+        QCOMPARE(linesOf(QStringList{QStringLiteral("args:")} + arguments), expected);
     }
 
     void preparesTheChild()
@@ -546,11 +568,12 @@ private Q_SLOTS:
         sigemptyset(&blocked);
         sigaddset(&blocked, SIGTERM);
         QCOMPARE(::pthread_sigmask(SIG_BLOCK, &blocked, &own), 0);
-        const QStringList lines =
-            linesOf({u"group:"_qs, u"ignored:%1"_qs.arg(SIGPIPE), u"ignored:%1"_qs.arg(SIGTERM),
-                     u"blocked:%1"_qs.arg(SIGTERM)});
+        const QStringList lines = linesOf(
+            {QStringLiteral("group:"), QStringLiteral("ignored:%1").arg(SIGPIPE),
+             QStringLiteral("ignored:%1").arg(SIGTERM), QStringLiteral("blocked:%1").arg(SIGTERM)});
         ::pthread_sigmask(SIG_SETMASK, &own, nullptr);
-        QCOMPARE(lines, (QStringList{u"leader"_qs, u"yes"_qs, u"no"_qs, u"no"_qs}));
+        QCOMPARE(lines, (QStringList{QStringLiteral("leader"), QStringLiteral("yes"),
+                                     QStringLiteral("no"), QStringLiteral("no")}));
     }
 
     void runsManyAtOnce()
@@ -558,8 +581,8 @@ private Q_SLOTS:
         constexpr qsizetype count = 8;
         std::vector<std::unique_ptr<ChildRun>> runs;
         for (qsizetype i = 0; i < count; ++i) {
-            runs.push_back(
-                std::make_unique<ChildRun>(QStringList{u"lines:1000"_qs, u"exit:%1"_qs.arg(i)}));
+            runs.push_back(std::make_unique<ChildRun>(
+                QStringList{QStringLiteral("lines:1000"), QStringLiteral("exit:%1").arg(i)}));
         }
         for (qsizetype i = 0; i < count; ++i) {
             ChildRun &run = *runs[static_cast<size_t>(i)];
@@ -572,9 +595,10 @@ private Q_SLOTS:
     {
         const Gate gate;
         const Lifeline lifeline;
-        auto run = std::make_unique<ChildRun>(QStringList{holdStep(lifeline), uR"(out:before\n)"_qs,
-                                                          gateStep(gate), u"out:after"_qs});
-        run->waitFor(u"before"_qs);
+        auto run = std::make_unique<ChildRun>(
+            QStringList{holdStep(lifeline), QStringLiteral(R"(out:before\n)"), gateStep(gate),
+                        QStringLiteral("out:after")});
+        run->waitFor(QStringLiteral("before"));
         const auto lines = run->lines;
         const std::weak_ptr<Lines> watched = lines;
         auto task = std::move(run->task);
@@ -582,7 +606,7 @@ private Q_SLOTS:
         QVERIFY(!lifeline.isDropped());
         gate.open();
         QCOMPARE(await(std::move(task)), 0);
-        QCOMPARE(lines->all(), (QStringList{u"before"_qs, u"after"_qs}));
+        QCOMPARE(lines->all(), (QStringList{QStringLiteral("before"), QStringLiteral("after")}));
         spinUntil([&] { return watched.use_count() == 1; });
     }
 
@@ -592,9 +616,9 @@ private Q_SLOTS:
         const Lifeline lifeline;
         std::weak_ptr<Lines> watched;
         {
-            const ChildRun run(
-                {holdStep(lifeline), uR"(out:before\n)"_qs, gateStep(gate), u"lines:100000"_qs});
-            run.waitFor(u"before"_qs);
+            const ChildRun run({holdStep(lifeline), QStringLiteral(R"(out:before\n)"),
+                                gateStep(gate), QStringLiteral("lines:100000")});
+            run.waitFor(QStringLiteral("before"));
             watched = run.lines;
         }
         gate.open();
@@ -605,11 +629,12 @@ private Q_SLOTS:
     {
         const Gate gate;
         const QTemporaryDir folder;
-        const QString file = folder.filePath(u"alive"_qs);
-        ChildRun launcher({u"pid:"_qs, u"launcher:"_qs + testChild(), uR"(out:playing\n)"_qs,
-                           gateStep(gate), uR"(out:still playing\n)"_qs, uR"(err:oh\n)"_qs,
-                           u"lines:100000"_qs, u"touch:"_qs + file});
-        launcher.waitFor(u"playing"_qs);
+        const QString file = folder.filePath(QStringLiteral("alive"));
+        ChildRun launcher({QStringLiteral("pid:"), QStringLiteral("launcher:") + testChild(),
+                           QStringLiteral(R"(out:playing\n)"), gateStep(gate),
+                           QStringLiteral(R"(out:still playing\n)"), QStringLiteral(R"(err:oh\n)"),
+                           QStringLiteral("lines:100000"), QStringLiteral("touch:") + file});
+        launcher.waitFor(QStringLiteral("playing"));
         QVERIFY2(killPrinted(launcher.lines->all().constFirst()),
                  qPrintable(launcher.lines->all().join(u'\n')));
         QCOMPARE(launcher.status(), SIGKILL);
@@ -621,8 +646,8 @@ private Q_SLOTS:
     {
         QTest::addColumn<QString>("verb");
         QTest::addColumn<bool>("mayIgnoreIt");
-        QTest::newRow("terminated") << u"terminated:"_qs << false;
-        QTest::newRow("killed") << u"killed:"_qs << true;
+        QTest::newRow("terminated") << QStringLiteral("terminated:") << false;
+        QTest::newRow("killed") << QStringLiteral("killed:") << true;
     }
     void endsWithItsLauncher()
     {
@@ -632,12 +657,12 @@ private Q_SLOTS:
         QFETCH(const QString, verb);
         QFETCH(const bool, mayIgnoreIt);
         const Lifeline lifeline;
-        QStringList steps{u"pid:"_qs, verb + testChild(), holdStep(lifeline)};
+        QStringList steps{QStringLiteral("pid:"), verb + testChild(), holdStep(lifeline)};
         if (mayIgnoreIt) {
-            steps << u"ignore:%1"_qs.arg(SIGTERM);
+            steps << QStringLiteral("ignore:%1").arg(SIGTERM);
         }
-        ChildRun launcher(steps << uR"(out:at work\n)"_qs << u"wait:"_qs);
-        launcher.waitFor(u"at work"_qs);
+        ChildRun launcher(steps << QStringLiteral(R"(out:at work\n)") << QStringLiteral("wait:"));
+        launcher.waitFor(QStringLiteral("at work"));
         QVERIFY(!lifeline.isDropped());
         QVERIFY2(killPrinted(launcher.lines->all().constFirst()),
                  qPrintable(launcher.lines->all().join(u'\n')));
@@ -649,9 +674,11 @@ private Q_SLOTS:
     {
         const Gate gate;
         const QTemporaryDir folder;
-        const QString file = folder.filePath(u"alive"_qs);
-        ChildRun launcher({u"launcher:"_qs + testChild(), uR"(out:quit\n)"_qs, gateStep(gate),
-                           uR"(out:still playing\n)"_qs, u"touch:"_qs + file});
+        const QString file = folder.filePath(QStringLiteral("alive"));
+        ChildRun launcher({QStringLiteral("launcher:") + testChild(),
+                           QStringLiteral(R"(out:quit\n)"), gateStep(gate),
+                           QStringLiteral(R"(out:still playing\n)"),
+                           QStringLiteral("touch:") + file});
         // The gate is shut: the launcher does not wait for its child.
         QCOMPARE(launcher.status(), 0);
         QVERIFY(!QFile::exists(file));
@@ -662,8 +689,9 @@ private Q_SLOTS:
     void survivesTheEndOfItsLauncherWhilePrinting()
     {
         const Lifeline lifeline;
-        ChildRun launcher({u"launcher:"_qs + testChild(), holdStep(lifeline), u"pid:"_qs,
-                           uR"(out:quit\n)"_qs, u"lines:1000000000"_qs});
+        ChildRun launcher({QStringLiteral("launcher:") + testChild(), holdStep(lifeline),
+                           QStringLiteral("pid:"), QStringLiteral(R"(out:quit\n)"),
+                           QStringLiteral("lines:1000000000")});
         QCOMPARE(launcher.status(), 0);
         QVERIFY(!lifeline.isDropped());
         QVERIFY2(killPrinted(launcher.lines->all().constFirst()),
@@ -674,8 +702,8 @@ private Q_SLOTS:
     void asksTheChildToEndEvenIfTheLauncherEndsAtOnce()
     {
         const Lifeline lifeline;
-        ChildRun launcher({u"launcher:"_qs + testChild(), holdStep(lifeline),
-                           uR"(out:stop and quit\n)"_qs, u"wait:"_qs});
+        ChildRun launcher({QStringLiteral("launcher:") + testChild(), holdStep(lifeline),
+                           QStringLiteral(R"(out:stop and quit\n)"), QStringLiteral("wait:")});
         launcher.status();
         spinUntil([&] { return lifeline.isDropped(); });
     }

@@ -48,19 +48,20 @@ private:
     /// A tool that writes down what it was called with, then does `script`.
     QString tool(const QString &script) const
     {
-        const QString path = at(u"tool"_qs);
+        const QString path = at(QStringLiteral("tool"));
         QFile file(path);
         if (!file.open(QIODevice::WriteOnly)) {
             return {};
         }
-        file.write(u"#!/bin/sh\nprintf '%s\\n' \"$@\" > '%1'\n%2\n"_qs.arg(at(u"called"_qs), script)
+        file.write(QStringLiteral("#!/bin/sh\nprintf '%s\\n' \"$@\" > '%1'\n%2\n")
+                       .arg(at(QStringLiteral("called")), script)
                        .toUtf8());
         file.setPermissions(QFile::ReadOwner | QFile::ExeOwner);
         return path;
     }
     QStringList called() const
     {
-        QFile file(at(u"called"_qs));
+        QFile file(at(QStringLiteral("called")));
         if (!file.open(QIODevice::ReadOnly)) {
             return {};
         }
@@ -69,8 +70,8 @@ private:
     void unzip(const QString &archiveTool, const std::stop_token &stop = {},
                Tools::UnzipOptions options = {}) const
     {
-        await(Tools::unzip(archiveTool, at(u"a game.zip"_qs), at(u"new/place"_qs), stop,
-                           std::move(options)));
+        await(Tools::unzip(archiveTool, at(QStringLiteral("a game.zip")),
+                           at(QStringLiteral("new/place")), stop, std::move(options)));
     }
 
     std::unique_ptr<QTemporaryDir> folder_;
@@ -80,55 +81,58 @@ private Q_SLOTS:
 
     void callsTheToolAsDittoIsCalled()
     {
-        unzip(tool(u"test -d \"$4\" && touch \"$4/unpacked\""_qs));
+        unzip(tool(QStringLiteral("test -d \"$4\" && touch \"$4/unpacked\"")));
         const QStringList arguments = called();
-        QCOMPARE(arguments.mid(0, 3), (QStringList{u"-x"_qs, u"-k"_qs, at(u"a game.zip"_qs)}));
+        QCOMPARE(arguments.mid(0, 3), (QStringList{QStringLiteral("-x"), QStringLiteral("-k"),
+                                                   at(QStringLiteral("a game.zip"))}));
         // Beside the destination, under a name that is taken for a leftover.
-        QVERIFY2(arguments.value(3).startsWith(at(u"new/.brindle-moving-"_qs)),
+        QVERIFY2(arguments.value(3).startsWith(at(QStringLiteral("new/.brindle-moving-"))),
                  qPrintable(arguments.value(3)));
         QCOMPARE(arguments.size(), 4);
-        QVERIFY(QFile::exists(at(u"new/place/unpacked"_qs)));
-        QCOMPARE(Files::names(at(u"new"_qs)), QStringList{u"place"_qs});
+        QVERIFY(QFile::exists(at(QStringLiteral("new/place/unpacked"))));
+        QCOMPARE(Files::names(at(QStringLiteral("new"))), QStringList{QStringLiteral("place")});
     }
 
     void nothingIsInItsPlaceUntilAllIs()
     {
         // Half is there and the tool still works, the place is empty.
-        unzip(tool(u"touch \"$4/half\"; ls -A '%1' > '%2'; touch \"$4/rest\""_qs.arg(
-            at(u"new/place"_qs), at(u"seen"_qs))));
-        QFile seen(at(u"seen"_qs));
+        unzip(tool(QStringLiteral("touch \"$4/half\"; ls -A '%1' > '%2'; touch \"$4/rest\"")
+                       .arg(at(QStringLiteral("new/place")), at(QStringLiteral("seen")))));
+        QFile seen(at(QStringLiteral("seen")));
         QVERIFY(seen.open(QIODevice::ReadOnly));
         QCOMPARE(seen.readAll(), QByteArray());
-        QCOMPARE(Files::names(at(u"new/place"_qs)).size(), 2);
+        QCOMPARE(Files::names(at(QStringLiteral("new/place"))).size(), 2);
     }
 
     void ofAHalfNothingIsLeft_data()
     {
         QTest::addColumn<QString>("end");
-        QTest::newRow("fails") << u"exit 1"_qs;
-        QTest::newRow("dies") << u"kill -9 $$"_qs;
+        QTest::newRow("fails") << QStringLiteral("exit 1");
+        QTest::newRow("dies") << QStringLiteral("kill -9 $$");
     }
     void ofAHalfNothingIsLeft()
     {
         QFETCH(const QString, end);
         QVERIFY_THROWS_EXCEPTION(
-            SetupError, unzip(tool(u"mkdir \"$4/a\"; touch \"$4/a/project.godot\"; "_qs + end)));
-        QCOMPARE(Files::names(at(u"new/place"_qs)), QStringList());
-        QCOMPARE(Files::names(at(u"new"_qs)), QStringList{u"place"_qs});
+            SetupError,
+            unzip(tool(QStringLiteral("mkdir \"$4/a\"; touch \"$4/a/project.godot\"; ") + end)));
+        QCOMPARE(Files::names(at(QStringLiteral("new/place"))), QStringList());
+        QCOMPARE(Files::names(at(QStringLiteral("new"))), QStringList{QStringLiteral("place")});
     }
 
     void aFilledPlaceIsLeftAlone()
     {
-        QVERIFY(QDir().mkpath(at(u"new/place/old"_qs)));
+        QVERIFY(QDir().mkpath(at(QStringLiteral("new/place/old"))));
         QString shown;
         try {
-            unzip(tool(u"touch \"$4/unpacked\""_qs));
+            unzip(tool(QStringLiteral("touch \"$4/unpacked\"")));
         } catch (const SystemError &error) {
             shown = error.description();
         }
-        QCOMPARE(shown, at(u"new/place"_qs) + u": "_qs + qt_error_string(ENOTEMPTY));
-        QCOMPARE(Files::names(at(u"new/place"_qs)), QStringList{u"old"_qs});
-        QCOMPARE(Files::names(at(u"new"_qs)), QStringList{u"place"_qs});
+        QCOMPARE(shown, at(QStringLiteral("new/place")) + QStringLiteral(": ") +
+                            qt_error_string(ENOTEMPTY));
+        QCOMPARE(Files::names(at(QStringLiteral("new/place"))), QStringList{QStringLiteral("old")});
+        QCOMPARE(Files::names(at(QStringLiteral("new"))), QStringList{QStringLiteral("place")});
     }
 
     void inAStagingFolderItIsUnpackedAtOnce()
@@ -137,18 +141,18 @@ private Q_SLOTS:
         options.isStaged = true;
         bool isWaitedFor = false;
         atSync = [&] { isWaitedFor = true; };
-        unzip(tool(u"touch \"$4/unpacked\""_qs), {}, options);
-        QVERIFY_THROWS_EXCEPTION(SetupError, unzip(tool(u"exit 1"_qs), {}, options));
+        unzip(tool(QStringLiteral("touch \"$4/unpacked\"")), {}, options);
+        QVERIFY_THROWS_EXCEPTION(SetupError, unzip(tool(QStringLiteral("exit 1")), {}, options));
         atSync = {};
-        QCOMPARE(called().value(3), at(u"new/place"_qs));
-        QVERIFY(QFile::exists(at(u"new/place/unpacked"_qs)));
+        QCOMPARE(called().value(3), at(QStringLiteral("new/place")));
+        QVERIFY(QFile::exists(at(QStringLiteral("new/place/unpacked"))));
         QVERIFY(!isWaitedFor);
     }
 
     void theToolReadsNothingAndHasNoTerminal()
     {
         // Our own input has something in it.
-        QFile own(at(u"own input"_qs));
+        QFile own(at(QStringLiteral("own input")));
         QVERIFY(own.open(QIODevice::ReadWrite | QIODevice::Unbuffered));
         own.write("from the launcher");
         QVERIFY(own.seek(0));
@@ -158,89 +162,89 @@ private Q_SLOTS:
             dup2(before, STDIN_FILENO);
             close(before);
         });
-        unzip(tool(u"cat > \"$4/input\""_qs));
-        QFile input(at(u"new/place/input"_qs));
+        unzip(tool(QStringLiteral("cat > \"$4/input\"")));
+        QFile input(at(QStringLiteral("new/place/input")));
         QVERIFY(input.open(QIODevice::ReadOnly));
         QCOMPARE(input.readAll(), QByteArray());
         if (QSysInfo::kernelType() == u"linux") {
             // Field 6, the session: its own, and such a one begins without a terminal.
-            QVERIFY(QDir(at(u"new/place"_qs)).removeRecursively());
-            unzip(tool(u"set -- \"$4\" $(cat /proc/$$/stat); test \"$7\" = $$ && "
-                       u"test \"$(readlink /proc/$$/fd/0)\" = /dev/null"_qs));
+            QVERIFY(QDir(at(QStringLiteral("new/place"))).removeRecursively());
+            unzip(tool(QStringLiteral("set -- \"$4\" $(cat /proc/$$/stat); test \"$7\" = $$ && "
+                                      "test \"$(readlink /proc/$$/fd/0)\" = /dev/null")));
         }
     }
 
     void theArchiveGoesOnceItHasBeenUnpacked()
     {
         const auto writeArchive = [this] {
-            QFile archive(at(u"a game.zip"_qs));
+            QFile archive(at(QStringLiteral("a game.zip")));
             QVERIFY(archive.open(QIODevice::WriteOnly));
             archive.write("PK");
         };
         writeArchive();
-        unzip(tool(u"cat \"$3\" > \"$4/copy\""_qs));
-        QVERIFY(QFile::exists(at(u"a game.zip"_qs)));
-        QVERIFY(QDir(at(u"new/place"_qs)).removeRecursively());
+        unzip(tool(QStringLiteral("cat \"$3\" > \"$4/copy\"")));
+        QVERIFY(QFile::exists(at(QStringLiteral("a game.zip"))));
+        QVERIFY(QDir(at(QStringLiteral("new/place"))).removeRecursively());
 
         Tools::UnzipOptions options;
         options.removesArchive = true;
         // Before all that is not on the disk goes there.
         bool wasThere = true;
-        atSync = [&] { wasThere = QFile::exists(at(u"a game.zip"_qs)); };
-        unzip(tool(u"cat \"$3\" > \"$4/copy\""_qs), {}, options);
+        atSync = [&] { wasThere = QFile::exists(at(QStringLiteral("a game.zip"))); };
+        unzip(tool(QStringLiteral("cat \"$3\" > \"$4/copy\"")), {}, options);
         atSync = {};
         QVERIFY(!wasThere);
-        QCOMPARE(QFileInfo(at(u"new/place/copy"_qs)).size(), 2);
+        QCOMPARE(QFileInfo(at(QStringLiteral("new/place/copy"))).size(), 2);
 
         // What failed is left to its owner.
         writeArchive();
-        QVERIFY(QDir(at(u"new/place"_qs)).removeRecursively());
-        QVERIFY_THROWS_EXCEPTION(SetupError, unzip(tool(u"exit 1"_qs), {}, options));
-        QVERIFY(QFile::exists(at(u"a game.zip"_qs)));
+        QVERIFY(QDir(at(QStringLiteral("new/place"))).removeRecursively());
+        QVERIFY_THROWS_EXCEPTION(SetupError, unzip(tool(QStringLiteral("exit 1")), {}, options));
+        QVERIFY(QFile::exists(at(QStringLiteral("a game.zip"))));
     }
 
     void theToolReadsTheFileThatIsOpen()
     {
-        if (!QFile::exists(u"/dev/fd"_qs)) {
+        if (!QFile::exists(QStringLiteral("/dev/fd"))) {
             QSKIP("open files have no names here");
         }
         Tools::UnzipOptions options;
-        options.opened = std::make_shared<QFile>(at(u"a game.zip"_qs));
+        options.opened = std::make_shared<QFile>(at(QStringLiteral("a game.zip")));
         QVERIFY(options.opened->open(QIODevice::ReadWrite | QIODevice::Unbuffered));
         options.opened->write("checked");
         const std::weak_ptr<QFile> watched = options.opened;
         // Another takes its place.
-        QVERIFY(QFile::rename(at(u"a game.zip"_qs), at(u"aside"_qs)));
-        QFile other(at(u"a game.zip"_qs));
+        QVERIFY(QFile::rename(at(QStringLiteral("a game.zip")), at(QStringLiteral("aside"))));
+        QFile other(at(QStringLiteral("a game.zip")));
         QVERIFY(other.open(QIODevice::WriteOnly));
         other.write("not checked");
         other.close();
         bool isOpen = true;
         atSync = [&] { isOpen = !watched.expired(); };
-        unzip(tool(u"cat \"$3\" > \"$4/copy\"; exec '%1' descriptors: > '%2'"_qs.arg(
-                  testChild(), at(u"descriptors"_qs))),
+        unzip(tool(QStringLiteral("cat \"$3\" > \"$4/copy\"; exec '%1' descriptors: > '%2'")
+                       .arg(testChild(), at(QStringLiteral("descriptors")))),
               {}, std::move(options));
         atSync = {};
-        QFile copy(at(u"new/place/copy"_qs));
+        QFile copy(at(QStringLiteral("new/place/copy")));
         QVERIFY(copy.open(QIODevice::ReadOnly));
         QCOMPARE(copy.readAll(), QByteArray("checked"));
         QVERIFY(!isOpen);
         // Nothing else of ours came along.
-        QFile descriptors(at(u"descriptors"_qs));
+        QFile descriptors(at(QStringLiteral("descriptors")));
         QVERIFY(descriptors.open(QIODevice::ReadOnly));
         QCOMPARE(descriptors.readAll().split(' ').size(), 4);
     }
 
     void takesAnExistingFolder()
     {
-        QVERIFY(QDir().mkpath(at(u"new/place"_qs)));
+        QVERIFY(QDir().mkpath(at(QStringLiteral("new/place"))));
         unzip(tool(QString()));
         QCOMPARE(called().size(), 4);
     }
 
     void discardsWhatTheToolPrints()
     {
-        unzip(tool(u"exec '%1' lines:100000 err:done"_qs.arg(testChild())));
+        unzip(tool(QStringLiteral("exec '%1' lines:100000 err:done").arg(testChild())));
         QCOMPARE(called().size(), 4);
     }
 
@@ -249,14 +253,15 @@ private Q_SLOTS:
         QTest::addColumn<QString>("script");
         QTest::addColumn<QString>("message");
         QTest::newRow("damaged archive")
-            << u"echo broken >&2; exit 1"_qs
-            << u"Unzipping failed (ditto exit code 1). The download may be damaged."_qs;
+            << QStringLiteral("echo broken >&2; exit 1")
+            << QStringLiteral("Unzipping failed (ditto exit code 1). The download may be damaged.");
         QTest::newRow("another code")
-            << u"exit 77"_qs
-            << u"Unzipping failed (ditto exit code 77). The download may be damaged."_qs;
+            << QStringLiteral("exit 77")
+            << QStringLiteral(
+                   "Unzipping failed (ditto exit code 77). The download may be damaged.");
         QTest::newRow("signal")
-            << u"kill -9 $$"_qs
-            << u"Unzipping failed (ditto exit code 9). The download may be damaged."_qs;
+            << QStringLiteral("kill -9 $$")
+            << QStringLiteral("Unzipping failed (ditto exit code 9). The download may be damaged.");
     }
     void failsWithTheStatus()
     {
@@ -275,7 +280,9 @@ private Q_SLOTS:
     {
         QTest::addColumn<int>("status");
         QTest::addColumn<QString>("message");
-        const auto said = [](int reason) { return u"{place}: "_qs + qt_error_string(reason); };
+        const auto said = [](int reason) {
+            return QStringLiteral("{place}: ") + qt_error_string(reason);
+        };
         QTest::newRow("disk full") << 201 << said(ENOSPC);
         QTest::newRow("quota") << 202 << said(EDQUOT);
         QTest::newRow("read-only") << 203 << said(EROFS);
@@ -285,21 +292,24 @@ private Q_SLOTS:
         QTest::newRow("broken disk") << 207 << said(EIO);
         QTest::newRow("no links")
             << 208
-            << u"The download holds symbolic links, and the disk of {place} can't keep them."_qs;
+            << QStringLiteral(
+                   "The download holds symbolic links, and the disk of {place} can't keep them.");
         QTest::newRow("broken disk of the archive")
-            << 209 << QString(u"{zip}: "_qs + qt_error_string(EIO));
+            << 209 << QString(QStringLiteral("{zip}: ") + qt_error_string(EIO));
         QTest::newRow("none of them")
-            << 210 << u"Unzipping failed (ditto exit code 210). The download may be damaged."_qs;
+            << 210
+            << QStringLiteral(
+                   "Unzipping failed (ditto exit code 210). The download may be damaged.");
     }
     void saysWhatIsToBlame()
     {
         QFETCH(const int, status);
         QFETCH(QString, message);
-        message.replace(u"{place}"_qs, at(u"new/place"_qs));
-        message.replace(u"{zip}"_qs, at(u"a game.zip"_qs));
+        message.replace(QStringLiteral("{place}"), at(QStringLiteral("new/place")));
+        message.replace(QStringLiteral("{zip}"), at(QStringLiteral("a game.zip")));
         QString shown;
         try {
-            unzip(tool(u"exec '%1' exit:%2"_qs.arg(testChild()).arg(status)));
+            unzip(tool(QStringLiteral("exec '%1' exit:%2").arg(testChild()).arg(status)));
         } catch (const Error &error) {
             shown = error.description();
         }
@@ -311,27 +321,29 @@ private Q_SLOTS:
         // A hostile archive may name its entries so.
         QString shown;
         try {
-            unzip(tool(u"echo 'ditto: x: No space left on device' >&2; exit 1"_qs));
+            unzip(tool(QStringLiteral("echo 'ditto: x: No space left on device' >&2; exit 1")));
         } catch (const SetupError &error) {
             shown = error.description();
         }
-        QCOMPARE(shown, u"Unzipping failed (ditto exit code 1). The download may be damaged."_qs);
+        QCOMPARE(shown, QStringLiteral(
+                            "Unzipping failed (ditto exit code 1). The download may be damaged."));
     }
 
     void failsWithoutATool()
     {
         QString shown;
         try {
-            unzip(at(u"no tool"_qs));
+            unzip(at(QStringLiteral("no tool")));
         } catch (const SystemError &error) {
             shown = error.description();
         }
-        QCOMPARE(shown, at(u"no tool"_qs) + u": "_qs + qt_error_string(ENOENT));
+        QCOMPARE(shown,
+                 at(QStringLiteral("no tool")) + QStringLiteral(": ") + qt_error_string(ENOENT));
     }
 
     void failsWhereNoFolderCanBe()
     {
-        QFile file(at(u"new"_qs));
+        QFile file(at(QStringLiteral("new")));
         QVERIFY(file.open(QIODevice::WriteOnly));
         QString shown;
         try {
@@ -339,7 +351,7 @@ private Q_SLOTS:
         } catch (const SystemError &error) {
             shown = error.description();
         }
-        QVERIFY2(shown.contains(at(u"new"_qs)), qPrintable(shown));
+        QVERIFY2(shown.contains(at(QStringLiteral("new"))), qPrintable(shown));
         QVERIFY(called().isEmpty());
     }
 
@@ -355,10 +367,11 @@ private Q_SLOTS:
     {
         const Lifeline lifeline;
         std::stop_source stop;
-        auto task = Tools::unzip(tool(u"exec '%1' hold:'%2' touch:'%3' wait:"_qs.arg(
-                                     testChild(), lifeline.path(), at(u"working"_qs))),
-                                 at(u"a game.zip"_qs), at(u"new/place"_qs), stop.get_token());
-        spinUntil([this] { return QFile::exists(at(u"working"_qs)); });
+        auto task = Tools::unzip(
+            tool(QStringLiteral("exec '%1' hold:'%2' touch:'%3' wait:")
+                     .arg(testChild(), lifeline.path(), at(QStringLiteral("working")))),
+            at(QStringLiteral("a game.zip")), at(QStringLiteral("new/place")), stop.get_token());
+        spinUntil([this] { return QFile::exists(at(QStringLiteral("working"))); });
         QVERIFY(!lifeline.isDropped());
         stop.request_stop();
         QVERIFY_THROWS_EXCEPTION(CancellationError, await(std::move(task)));
@@ -370,28 +383,29 @@ private Q_SLOTS:
         const Lifeline lifeline;
         std::stop_source stop;
         auto task = Tools::unzip(
-            tool(u"exec '%1' ignore:15 hold:'%2' touch:\"$4/half\" touch:'%3' wait:"_qs.arg(
-                testChild(), lifeline.path(), at(u"working"_qs))),
-            at(u"a game.zip"_qs), at(u"new/place"_qs), stop.get_token());
-        spinUntil([this] { return QFile::exists(at(u"working"_qs)); });
+            tool(QStringLiteral("exec '%1' ignore:15 hold:'%2' touch:\"$4/half\" touch:'%3' wait:")
+                     .arg(testChild(), lifeline.path(), at(QStringLiteral("working")))),
+            at(QStringLiteral("a game.zip")), at(QStringLiteral("new/place")), stop.get_token());
+        spinUntil([this] { return QFile::exists(at(QStringLiteral("working"))); });
         stop.request_stop();
         QVERIFY_THROWS_EXCEPTION(CancellationError, await(std::move(task)));
         QVERIFY(lifeline.isDropped());
-        QCOMPARE(Files::names(at(u"new"_qs)), QStringList{u"place"_qs});
-        QCOMPARE(Files::names(at(u"new/place"_qs)), QStringList());
+        QCOMPARE(Files::names(at(QStringLiteral("new"))), QStringList{QStringLiteral("place")});
+        QCOMPARE(Files::names(at(QStringLiteral("new/place"))), QStringList());
     }
 
     void asksAToolBeforeItEndsIt()
     {
         std::stop_source stop;
         auto task = Tools::unzip(
-            tool(u"trap 'touch \"%2\"; exit 1' TERM; touch '%1'; "
-                 u"while :; do sleep 0.01; done"_qs.arg(at(u"working"_qs), at(u"asked"_qs))),
-            at(u"a game.zip"_qs), at(u"new/place"_qs), stop.get_token());
-        spinUntil([this] { return QFile::exists(at(u"working"_qs)); });
+            tool(QStringLiteral("trap 'touch \"%2\"; exit 1' TERM; touch '%1'; "
+                                "while :; do sleep 0.01; done")
+                     .arg(at(QStringLiteral("working")), at(QStringLiteral("asked")))),
+            at(QStringLiteral("a game.zip")), at(QStringLiteral("new/place")), stop.get_token());
+        spinUntil([this] { return QFile::exists(at(QStringLiteral("working"))); });
         stop.request_stop();
         QVERIFY_THROWS_EXCEPTION(CancellationError, await(std::move(task)));
-        QVERIFY(QFile::exists(at(u"asked"_qs)));
+        QVERIFY(QFile::exists(at(QStringLiteral("asked"))));
     }
 
     void mayBeCancelledAfterTheEnd()

@@ -37,7 +37,7 @@ void record(QAccessibleEvent *event)
 QStringList announced()
 {
     QStringList all;
-    for (const Event &event : qAsConst(events)) {
+    for (const Event &event : std::as_const(events)) {
 #if QT_VERSION >= QT_VERSION_CHECK(6, 8, 0)
         const bool notified = event.type == QAccessible::Announcement;
 #else
@@ -298,7 +298,7 @@ private Q_SLOTS:
         view_->set({{QStringLiteral("progress"), 0.5}});
         QAccessible::installUpdateHandler(nullptr);
         int changes = 0;
-        for (const Event &event : qAsConst(events)) {
+        for (const Event &event : std::as_const(events)) {
             changes +=
                 event.type == QAccessible::ValueChanged && event.name == QStringLiteral("Progress");
         }

@@ -227,7 +227,7 @@ private Q_SLOTS:
         QVERIFY(launcher_->controls().size() <= 50);
         shown += launcher_->controls();
         shown += launcher_->failureText().split(QLatin1Char('\n'));
-        for (const QString &text : qAsConst(shown)) {
+        for (const QString &text : std::as_const(shown)) {
             QVERIFY2(text.startsWith(QStringLiteral("<b>name</b>xx")), qPrintable(text));
             QVERIFY(text.endsWith(u'…'));
             QVERIFY2(text.size() <= 2'001, qPrintable(QString::number(text.size())));
