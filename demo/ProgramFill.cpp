@@ -8,7 +8,7 @@ namespace brindle {
 namespace {
 
 // Inside deflate's window of 32 KiB, so that a packer can find what is repeated.
-constexpr qsizetype windowBytes = 16 * 1024;
+constexpr qsizetype windowBytes = 16'384;
 constexpr quint32 shortestPiece = 4;
 constexpr quint32 pieceLengths = 12;
 constexpr quint32 newBytesPerPiece = 4;

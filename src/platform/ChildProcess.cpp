@@ -1,5 +1,7 @@
 #include "platform/ChildProcess.h"
 
+#include <QProcess>
+
 #include <csignal>
 #include <cstdlib>
 #include <fcntl.h>
@@ -54,6 +56,13 @@ void ChildProcess::prepare()
     sigset_t none;
     ::sigemptyset(&none);
     ::sigprocmask(SIG_SETMASK, &none, nullptr);
+}
+
+void ChildProcess::keepIgnoringSigPipe([[maybe_unused]] QProcess &process)
+{
+#if QT_VERSION >= QT_VERSION_CHECK(6, 6, 0)
+    process.setUnixProcessParameters(QProcess::UnixProcessFlag::IgnoreSigPipe);
+#endif
 }
 
 void ChildProcess::leaveTerminal()

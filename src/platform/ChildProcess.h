@@ -2,6 +2,8 @@
 
 #include <QtGlobal>
 
+class QProcess;
+
 namespace brindle {
 
 /// What happens between fork and exec, and to a child's whole process group. The only callers are
@@ -14,6 +16,9 @@ public:
     /// SIGPIPE, so that a game whose launcher has died is not brought down by its next print.
     /// Async-signal-safe.
     static void prepare();
+
+    /// Before the start: newer versions of Qt set SIGPIPE anew behind what `prepare` did.
+    static void keepIgnoringSigPipe(QProcess &process);
 
     /// Run in the forked child, before `prepare`: it has no terminal any more, whatever its
     /// standard files are. Async-signal-safe.

@@ -206,6 +206,7 @@ void ManagedProcess::Impl::prepare(QProcess &child) const
     } else {
         child.setInputChannelMode(QProcess::ForwardedInputChannel);
     }
+    ChildProcess::keepIgnoringSigPipe(child);
     const qint64 launcher = QCoreApplication::applicationPid();
     child.setChildProcessModifier([bond = bond_, isIsolated = isIsolated_, kept = kept_, launcher] {
         if (isIsolated) {

@@ -75,13 +75,12 @@ bool isSafe(const QString &folder)
 QString safePlace(const QString &temporaryFolder, const QString &storageRoot)
 {
     Files::createFolder(temporaryFolder);
-    const QString place = QFileInfo(temporaryFolder).canonicalFilePath();
-    if (isSafe(place)) {
-        return place;
+    QString place = QFileInfo(temporaryFolder).canonicalFilePath();
+    if (!isSafe(place)) {
+        place = besideRoot(storageRoot);
+        Files::createFolder(place);
     }
-    const QString beside = besideRoot(storageRoot);
-    Files::createFolder(beside);
-    return beside;
+    return place;
 }
 
 /// Blocks.

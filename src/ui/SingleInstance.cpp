@@ -34,7 +34,7 @@ SingleInstance::SingleInstance(const QString &folder, QObject *parent)
     , folder_(QDir::cleanPath(QDir(folder).absolutePath()))
     , lockFile_(folder_ + QStringLiteral("/brindle.lock"))
 {
-    lock_.emplace(lockFile_);
+    lock_ = std::make_unique<ProcessLock>(lockFile_);
     connect(&server_, &QLocalServer::newConnection, this, &SingleInstance::serve);
 }
 
@@ -119,7 +119,7 @@ void SingleInstance::restore()
         return;
     }
     makePrivate(folder_);
-    lock_.emplace(lockFile_);
+    lock_ = std::make_unique<ProcessLock>(lockFile_);
     if (lock_->tryLock() != ProcessLock::Outcome::taken) {
         server_.close();
         listen();

@@ -7,7 +7,6 @@
 #include <QObject>
 
 #include <memory>
-#include <optional>
 
 namespace brindle {
 
@@ -58,7 +57,7 @@ private:
 
     const QString folder_;
     const QString lockFile_;
-    std::optional<ProcessLock> lock_;
+    std::unique_ptr<ProcessLock> lock_;
     QLocalServer server_;
     std::unique_ptr<QFileSystemWatcher>
         watcher_;         // of the lock's file, once there is an application
