@@ -1,6 +1,7 @@
 #include "PowerTorture.h"
 
 #include "Orphans.h"
+#include "Rounds.h"
 #include "services/Files.h"
 
 #include <algorithm>
@@ -147,19 +148,13 @@ QString PowerTorture::round(int number)
 
 QString PowerTorture::summary() const
 {
-    const auto listed = [](const QMap<QString, int> &counts) {
-        QStringList parts;
-        for (auto it = counts.begin(); it != counts.end(); ++it) {
-            parts << QStringLiteral("%1 %2").arg(it.key()).arg(*it);
-        }
-        return parts.join(QStringLiteral(", "));
-    };
     int total = 0;
     for (const int count : rounds_) {
         total += count;
     }
     return QStringLiteral("%1 power cuts (%2; %3), %4 of them with the launcher ready after it")
-        .arg(QString::number(total), listed(rounds_), listed(cuts_), QString::number(ready_));
+        .arg(QString::number(total), Rounds::listed(rounds_), Rounds::listed(cuts_),
+             QString::number(ready_));
 }
 
 } // namespace brindle

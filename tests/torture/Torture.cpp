@@ -1,6 +1,7 @@
 #include "Torture.h"
 
 #include "Orphans.h"
+#include "Rounds.h"
 #include "services/Files.h"
 
 #include <QDir>
@@ -181,13 +182,6 @@ QString Torture::report(int number, Kind kind, const QStringList &problems) cons
 
 QString Torture::summary() const
 {
-    const auto listed = [](const QMap<QString, int> &counts) {
-        QStringList parts;
-        for (auto it = counts.begin(); it != counts.end(); ++it) {
-            parts << QStringLiteral("%1 %2").arg(it.key()).arg(*it);
-        }
-        return parts.join(QStringLiteral(", "));
-    };
     int total = 0;
     for (const int count : rounds_) {
         total += count;
@@ -197,7 +191,8 @@ QString Torture::summary() const
         kills += it.key() == u"Ended" ? 0 : *it;
     }
     return QStringLiteral("%1 rounds (%2); %3 kills (%4)")
-        .arg(QString::number(total), listed(rounds_), QString::number(kills), listed(kills_));
+        .arg(QString::number(total), Rounds::listed(rounds_), QString::number(kills),
+             Rounds::listed(kills_));
 }
 
 } // namespace brindle

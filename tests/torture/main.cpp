@@ -3,66 +3,22 @@
 // wrong and the folder in which everything still lies.
 
 #include "Orphans.h"
+#include "Rounds.h"
 #include "Torture.h"
 
-#include <QCommandLineParser>
 #include <QCoreApplication>
 #include <QDir>
 #include <QElapsedTimer>
 #include <QTemporaryDir>
 
 #include <cstdio>
-#include <optional>
 
 using namespace brindle;
-
-namespace {
-
-struct Options
-{
-    int rounds = 500;
-    quint64 seed = 0;
-};
-
-std::optional<Options> readOptions(const QCoreApplication &application)
-{
-    QCommandLineParser parser;
-    const QCommandLineOption rounds(QStringLiteral("rounds"), QStringLiteral("How many."),
-                                    QStringLiteral("count"), QStringLiteral("500"));
-    const QCommandLineOption seed(QStringLiteral("seed"),
-                                  QStringLiteral("Repeats a run's choices."),
-                                  QStringLiteral("number"));
-    parser.addOptions({rounds, seed});
-    parser.addHelpOption();
-    parser.process(application);
-    Options options;
-    bool countIsNumber = false;
-    bool seedIsNumber = true;
-    options.rounds = parser.value(rounds).toInt(&countIsNumber);
-    options.seed =
-        parser.isSet(seed) ? parser.value(seed).toULongLong(&seedIsNumber) : std::random_device()();
-    if (!countIsNumber || !seedIsNumber) {
-        return std::nullopt;
-    }
-    return options;
-}
-
-/// What went wrong, empty if nothing did.
-QString run(Torture &torture, int rounds)
-{
-    QString problem = torture.measure();
-    for (int i = 1; problem.isEmpty() && i <= rounds; ++i) {
-        problem = torture.round(i);
-    }
-    return problem;
-}
-
-} // namespace
 
 int main(int argc, char *argv[])
 {
     QCoreApplication application(argc, argv);
-    const auto options = readOptions(application);
+    const auto options = Rounds::read(application, 500);
     if (!options) {
         std::fputs("torture: not a number\n", stderr);
         return 2;
@@ -81,7 +37,7 @@ int main(int argc, char *argv[])
         Orphans::takeIn();
         Torture torture(folder.path(), elsewhere.isValid() ? elsewhere.path() : QString(),
                         QCoreApplication::applicationDirPath(), options->seed);
-        problem = run(torture, options->rounds);
+        problem = options->run(torture);
         summary = torture.summary();
     } catch (const std::exception &error) {
         problem = QString::fromLocal8Bit(error.what());

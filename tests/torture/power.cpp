@@ -5,8 +5,8 @@
 #include "../e2e/Namespaces.h"
 #include "Orphans.h"
 #include "PowerTorture.h"
+#include "Rounds.h"
 
-#include <QCommandLineParser>
 #include <QCoreApplication>
 #include <QDir>
 #include <QElapsedTimer>
@@ -18,32 +18,6 @@
 using namespace brindle;
 
 namespace {
-
-struct Options
-{
-    int rounds = 0;
-    quint64 seed = 0;
-};
-
-std::optional<Options> readOptions(const QCoreApplication &application)
-{
-    QCommandLineParser parser;
-    const QCommandLineOption rounds(QStringLiteral("rounds"), QStringLiteral("How many."),
-                                    QStringLiteral("count"), QStringLiteral("200"));
-    const QCommandLineOption seed(QStringLiteral("seed"),
-                                  QStringLiteral("Repeats a run's choices."),
-                                  QStringLiteral("number"));
-    parser.addOptions({rounds, seed});
-    parser.addHelpOption();
-    parser.process(application);
-    Options options;
-    bool countIsNumber = false;
-    bool seedIsNumber = true;
-    options.rounds = parser.value(rounds).toInt(&countIsNumber);
-    options.seed =
-        parser.isSet(seed) ? parser.value(seed).toULongLong(&seedIsNumber) : std::random_device()();
-    return countIsNumber && seedIsNumber ? std::optional(options) : std::nullopt;
-}
 
 /// Why no disk is to be had, empty when there is one.
 QString whyNot(const QString &folder)
@@ -58,17 +32,7 @@ QString whyNot(const QString &folder)
     }
 }
 
-/// What went wrong, empty if nothing did.
-QString run(PowerTorture &torture, int rounds)
-{
-    QString problem = torture.measure();
-    for (int i = 1; problem.isEmpty() && i <= rounds; ++i) {
-        problem = torture.round(i);
-    }
-    return problem;
-}
-
-int torture(const Options &options, const QString &folder, const QString &outside)
+int torture(const Rounds &options, const QString &folder, const QString &outside)
 {
     QElapsedTimer timer;
     timer.start();
@@ -78,7 +42,7 @@ int torture(const Options &options, const QString &folder, const QString &outsid
     try {
         Orphans::takeIn();
         PowerTorture torture(folder, QCoreApplication::applicationDirPath(), options.seed);
-        problem = run(torture, options.rounds);
+        problem = options.run(torture);
         summary = torture.summary();
         if (!problem.isEmpty()) {
             kept = outside + QStringLiteral("/torture-power.img");
@@ -108,7 +72,7 @@ int main(int argc, char *argv[])
     QString reason;
     const bool isInside = Namespaces::enter(&reason);
     const QCoreApplication application(argc, argv);
-    const auto options = readOptions(application);
+    const auto options = Rounds::read(application, 200);
     if (!options) {
         std::fputs("torture-power: not a number\n", stderr);
         return 2;
