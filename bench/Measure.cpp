@@ -1,6 +1,6 @@
 #include "Measure.h"
 
-#include "services/Error.h"
+#include "base/Error.h"
 
 #include <QCoreApplication>
 #include <QEventLoop>

@@ -6,8 +6,8 @@
 
 #include "Measure.h"
 #include "Served.h"
-#include "services/FileDownloader.h"
-#include "services/Files.h"
+#include "files/Files.h"
+#include "net/FileDownloader.h"
 
 #include <QFileInfo>
 

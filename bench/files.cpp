@@ -3,7 +3,7 @@
 // usage: bench_files FILE ARCHIVE DITTO WORK
 //   FILE is hashed, ARCHIVE unpacked with DITTO, unzip and bsdtar; WORK is emptied
 
-#include "services/Files.h"
+#include "files/Files.h"
 #include "Measure.h"
 #include "engine/EngineManager.h"
 

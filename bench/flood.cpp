@@ -5,9 +5,9 @@
 //   keeps them)
 
 #include "Measure.h"
-#include "core/LineSink.h"
-#include "services/LogStore.h"
-#include "services/ManagedProcess.h"
+#include "log/LogQueue.h"
+#include "log/LogStore.h"
+#include "process/ManagedProcess.h"
 
 #include <memory>
 
@@ -24,8 +24,8 @@ QCoro::Task<> runChild(std::shared_ptr<ManagedProcess> child)
 void measure(const QString &program, const QString &bytes, bool intoLog)
 {
     LogStore log;
-    const auto sink = std::make_shared<LineSink>(&log);
-    const ManagedProcess::LineCallback onLine = [sink, intoLog](const QString &line) {
+    const auto sink = std::make_shared<LogQueue>(&log);
+    const LineCallback onLine = [sink, intoLog](const QString &line) {
         if (intoLog) {
             sink->append(line);
         }

@@ -4,9 +4,9 @@
 // usage: bench_lines CHILD LINES
 
 #include "Measure.h"
-#include "core/LineSink.h"
-#include "services/LogStore.h"
-#include "services/ManagedProcess.h"
+#include "log/LogQueue.h"
+#include "log/LogStore.h"
+#include "process/ManagedProcess.h"
 
 #include <QElapsedTimer>
 #include <QTimer>
@@ -28,10 +28,10 @@ QCoro::Task<> runChild(std::shared_ptr<ManagedProcess> child)
 void measure(const QString &program, const QString &count)
 {
     std::vector<double> rates;
-    qint64 longestGap = 0; // nanoseconds
+    qint64 maxGap = 0; // nanoseconds
     for (int i = 0; i < Measure::runs; ++i) {
         LogStore log;
-        const auto sink = std::make_shared<LineSink>(&log);
+        const auto sink = std::make_shared<LogQueue>(&log);
         const QStringList arguments{QStringLiteral("lines"), count};
         const auto child = std::make_shared<ManagedProcess>(
             program, arguments, [sink](const QString &line) { sink->append(line); });
@@ -42,7 +42,7 @@ void measure(const QString &program, const QString &count)
         pulse.setInterval(1);
         QElapsedTimer sinceLast;
         const auto measureGap = [&] {
-            longestGap = std::max(longestGap, sinceLast.nsecsElapsed());
+            maxGap = std::max(maxGap, sinceLast.nsecsElapsed());
             sinceLast.restart();
         };
         QObject::connect(&pulse, &QTimer::timeout, &pulse, measureGap);
@@ -61,7 +61,7 @@ void measure(const QString &program, const QString &count)
     Measure::printFigure("lines into the log, thousands a second", Measure::median(rates) / 1000,
                          "");
     Measure::printLimit("longest absence of the main thread meanwhile",
-                        static_cast<double>(longestGap) / 1e6, "ms", 50);
+                        static_cast<double>(maxGap) / 1e6, "ms", 50);
 }
 
 } // namespace

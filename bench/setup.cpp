@@ -7,7 +7,7 @@
 #include "Measure.h"
 #include "Served.h"
 #include "engine/EngineManager.h"
-#include "services/Files.h"
+#include "files/Files.h"
 
 #include <QCoreApplication>
 #include <QFile>
@@ -18,8 +18,8 @@ namespace {
 
 QCoro::Task<> install(EngineManager *engines, EngineSpec spec)
 {
-    const EngineManager::Progress noProgress = [](qint64, qint64, double) {};
-    const EngineManager::Text noText = [](const QString &) {};
+    const ProgressCallback noProgress = [](qint64, qint64, double) {};
+    const StatusCallback noText = [](const QString &) {};
     auto installing = engines->install(spec, noProgress, noText, noText, {});
     co_await installing;
 }

@@ -5,9 +5,9 @@
 //   CHILD prints RATE lines a second for SECONDS
 
 #include "Measure.h"
-#include "core/LineSink.h"
-#include "services/LogStore.h"
-#include "services/ManagedProcess.h"
+#include "log/LogQueue.h"
+#include "log/LogStore.h"
+#include "process/ManagedProcess.h"
 #include "ui/Views.h"
 
 #include <QGuiApplication>
@@ -84,7 +84,7 @@ void measure(const QStringList &arguments)
         throw std::runtime_error(component.errorString().toStdString());
     }
 
-    const auto sink = std::make_shared<LineSink>(&log);
+    const auto sink = std::make_shared<LogQueue>(&log);
     const auto child = std::make_shared<ManagedProcess>(
         arguments.at(0), QStringList{QStringLiteral("paced"), arguments.at(1), arguments.at(2)},
         [sink](const QString &line) { sink->append(line); });

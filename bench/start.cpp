@@ -5,9 +5,9 @@
 //   CHILD stands in for the engine and prints when it began; WORK is emptied
 
 #include "Measure.h"
+#include "base/Clock.h"
 #include "core/AppModel.h"
-#include "services/Files.h"
-#include "services/SteadyClock.h"
+#include "files/Files.h"
 
 #include <QCoreApplication>
 #include <QEventLoop>
@@ -54,7 +54,7 @@ void measure(const QString &child, const QString &work)
     Files::writeAtomically(
         root + QStringLiteral("/imported-") + spec.tag() + QStringLiteral(".txt"), "ok");
 
-    AppModelParts parts;
+    Dependencies parts;
     parts.storageRoot = root;
     parts.temporaryFolder = work + QStringLiteral("/temporary");
     parts.settings =

@@ -8,7 +8,7 @@
 #include "Measure.h"
 #include "RawZip.h"
 #include "Surroundings.h"
-#include "services/Files.h"
+#include "files/Files.h"
 
 #include <stdexcept>
 

@@ -5,7 +5,7 @@
 //   PROGRAM is the launcher, EMPTY the window it is compared with; WORK is emptied
 
 #include "Measure.h"
-#include "services/Files.h"
+#include "files/Files.h"
 
 #include <QCoreApplication>
 #include <QFile>

@@ -2,8 +2,8 @@
 
 #include "Expect.h"
 #include "Fuzzer.h"
+#include "base/Text.h"
 #include "engine/ChecksumList.h"
-#include "services/Text.h"
 
 using namespace brindle;
 

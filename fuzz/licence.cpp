@@ -3,8 +3,8 @@
 #include "Expect.h"
 #include "Fuzzer.h"
 #include "ProjectFolder.h"
+#include "base/Text.h"
 #include "project/ProjectInspector.h"
-#include "services/Text.h"
 
 using namespace brindle;
 

@@ -2,9 +2,9 @@
 
 #include "Expect.h"
 #include "Fuzzer.h"
-#include "services/LineSplitter.h"
-#include "services/LogStore.h"
-#include "services/Text.h"
+#include "base/Text.h"
+#include "log/LogStore.h"
+#include "process/LineSplitter.h"
 
 #include <QRegularExpression>
 
@@ -53,7 +53,7 @@ int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
            "each line feed ends a line, and nothing else does");
     LogStore log;
     for (const QString &line : lines) {
-        expect(line.capacity() <= limit + LineSplitter::longestNote,
+        expect(line.capacity() <= limit + LineSplitter::maxNote,
                "no line takes more memory than allowed");
         expect(!line.contains(u'\n'), "no line holds a line feed");
         expect(LogStore::cleaned(line) == cleanedByExpression(line), "colours are removed");

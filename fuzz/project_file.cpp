@@ -3,9 +3,9 @@
 #include "Expect.h"
 #include "Fuzzer.h"
 #include "ProjectFolder.h"
+#include "base/Error.h"
 #include "engine/EngineManager.h"
 #include "project/ProjectInspector.h"
-#include "services/SetupError.h"
 
 using namespace brindle;
 

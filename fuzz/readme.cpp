@@ -3,8 +3,8 @@
 #include "Expect.h"
 #include "Fuzzer.h"
 #include "ProjectFolder.h"
+#include "base/Text.h"
 #include "project/ProjectInspector.h"
-#include "services/Text.h"
 #include "ui/DisplayText.h"
 
 using namespace brindle;
@@ -25,13 +25,13 @@ void checkShown(const QString &text)
 
 int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
-    constexpr qsizetype mostControls = 8;
+    constexpr qsizetype maxControls = 8;
     static const ProjectFolder folder("README.md");
     folder.put(data, size);
     const ProjectInfo info = ProjectInspector::inspect(folder.path());
     expect(ProjectInfo::fromJson(info.toJson()) == info, "a description survives being saved");
     expect(!info.tagline.isEmpty(), "there is always a line below the title");
-    expect(info.controls.size() <= mostControls, "there are eight hints at most");
+    expect(info.controls.size() <= maxControls, "there are eight hints at most");
     for (const QString &text : info.controls + QStringList(info.tagline)) {
         expect(Text::trimmedWhitespace(text) == text, "a text is trimmed");
         expect(Text::splitAtNewlines(text).size() == 1, "a text is one line");

@@ -1,10 +1,10 @@
 #include "demostage/DemoStage.h"
 
+#include "base/Clock.h"
 #include "demo/EngineArchive.h"
 #include "demo/GitArchive.h"
 #include "engine/EngineManager.h"
 #include "project/ProjectInspector.h"
-#include "services/SteadyClock.h"
 
 #include <QDir>
 #include <QFile>
@@ -45,9 +45,9 @@ DemoStage::DemoStage(Content content, const QString &privatePrograms)
     }
 }
 
-AppModelParts DemoStage::parts() const
+Dependencies DemoStage::parts() const
 {
-    AppModelParts parts;
+    Dependencies parts;
     parts.storageRoot = storageRoot();
     parts.temporaryFolder = file(QStringLiteral("temporary"));
     parts.settings =

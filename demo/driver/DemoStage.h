@@ -1,6 +1,6 @@
 #pragma once
 
-#include "core/AppModelParts.h"
+#include "core/Dependencies.h"
 #include "demo/ReleaseHost.h"
 
 #include <QTemporaryDir>
@@ -27,7 +27,7 @@ public:
     DemoStage(Content content, const QString &privatePrograms);
 
     /// What a model needs, but for its desktop. Each call gives the same folders and settings.
-    AppModelParts parts() const;
+    Dependencies parts() const;
 
     ReleaseHost &host() { return host_; }
     /// Offers the game with a mistake in it, as an update would bring; and the good one again.

@@ -18,9 +18,9 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr auto longestAbsence = 30s;
+constexpr auto maxAbsence = 30s;
 /// A real engine may import for as long without a word.
-constexpr auto longestSilence = 2min;
+constexpr auto maxSilence = 2min;
 constexpr auto glance = 50ms;
 /// Long enough for an eye to follow, and for windows to be where they belong.
 constexpr auto look = 700ms;
@@ -171,7 +171,7 @@ QCoro::Task<> Tour::press(QString button, int clicks)
 
 QCoro::Task<> Tour::untilSeen(QString item)
 {
-    const QDeadlineTimer deadline(longestAbsence);
+    const QDeadlineTimer deadline(maxAbsence);
     while (!Hand::canPress(item)) {
         if (deadline.hasExpired()) {
             throw std::runtime_error("there is no " + item.toStdString() + " to be used");
@@ -183,11 +183,11 @@ QCoro::Task<> Tour::untilSeen(QString item)
 
 QCoro::Task<> Tour::until(QString what, History::Condition condition)
 {
-    QDeadlineTimer deadline(longestSilence);
+    QDeadlineTimer deadline(maxSilence);
     qsizetype known = history_.size();
     while (!history_.advance(condition)) {
         if (known != std::exchange(known, history_.size())) {
-            deadline.setRemainingTime(longestSilence);
+            deadline.setRemainingTime(maxSilence);
         }
         if (deadline.hasExpired()) {
             throw std::runtime_error("waited in vain for " + what.toStdString());

@@ -93,7 +93,7 @@ int main(int argc, char *argv[])
         Views::prepare();
         const auto desktop = std::make_shared<QuickDesktop>(Platform::current(QString()).reveal);
         AppModel::compose([&stage, desktop] {
-            AppModelParts parts = stage.parts();
+            Dependencies parts = stage.parts();
             parts.desktop = desktop;
             return parts;
         });

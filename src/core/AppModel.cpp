@@ -1,11 +1,10 @@
 #include "core/AppModel.h"
 
-#include "core/LineSink.h"
-#include "services/Error.h"
-#include "services/Files.h"
-#include "services/Paths.h"
-#include "services/SetupError.h"
-#include "services/Worker.h"
+#include "base/Error.h"
+#include "base/Worker.h"
+#include "files/Files.h"
+#include "files/Paths.h"
+#include "log/LogQueue.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -20,17 +19,17 @@ const auto fullscreenKey = QStringLiteral("fullscreen");
 const auto resolutionKey = QStringLiteral("resolution");
 
 /// How long the end of the program waits for settings to reach the disk, in milliseconds.
-constexpr int longestStoring = 2'000;
+constexpr int maxStoring = 2'000;
 
-std::function<AppModelParts()> &partsMaker()
+std::function<Dependencies()> &partsMaker()
 {
-    static std::function<AppModelParts()> maker;
+    static std::function<Dependencies()> maker;
     return maker;
 }
 
 } // namespace
 
-AppModel::AppModel(AppModelParts parts, QObject *parent)
+AppModel::AppModel(Dependencies parts, QObject *parent)
     : QObject(parent)
     , runner(parts.clock)
     , repo(parts.codeHost, parts.storageRoot, parts.temporaryFolder, parts.platform.archiveTool)
@@ -41,7 +40,7 @@ AppModel::AppModel(AppModelParts parts, QObject *parent)
     , platform_(std::move(parts.platform))
     , desktop_(std::move(parts.desktop))
     , clock_(std::move(parts.clock))
-    , lineSink_(std::make_shared<LineSink>(&log))
+    , logQueue_(std::make_shared<LogQueue>(&log))
 {
     fullscreen_ = settings_->value(fullscreenKey, false).toBool();
     const auto savedResolution = settings_->value(resolutionKey, QString()).toString();
@@ -51,7 +50,7 @@ AppModel::AppModel(AppModelParts parts, QObject *parent)
     settings_->moveToThread(nullptr);
     settingsWriter_.setMaxThreadCount(1);
     connect(QCoreApplication::instance(), &QCoreApplication::aboutToQuit, this,
-            [this] { settingsWriter_.waitForDone(longestStoring); });
+            [this] { settingsWriter_.waitForDone(maxStoring); });
 
     Files::makePrivate(storageRoot_);
     QFile saved(infoFile());
@@ -81,7 +80,7 @@ AppModel &AppModel::shared()
     return *model;
 }
 
-void AppModel::compose(std::function<AppModelParts()> parts)
+void AppModel::compose(std::function<Dependencies()> parts)
 {
     partsMaker() = std::move(parts);
 }
@@ -101,7 +100,7 @@ void AppModel::setResolution(ResolutionChoice resolution)
 /// What can't be stored still holds until the launcher ends.
 void AppModel::store(const QString &key, const QVariant &value)
 {
-    settingsWriter_.start([settings = settings_, log = lineSink_, key, value] {
+    settingsWriter_.start([settings = settings_, log = logQueue_, key, value] {
         settings->setValue(key, value);
         settings->sync();
         if (settings->status() == QSettings::NoError) {
@@ -200,7 +199,7 @@ QCoro::Task<> AppModel::runTask(std::shared_ptr<Work> work,
                                 std::function<QCoro::Task<>(std::stop_token)> body)
 {
     ++tasks_;
-    const Continuation<> turn;
+    const OneShot<> turn;
     turn.resume();
     co_await turn;
     std::exception_ptr error;
@@ -219,7 +218,7 @@ QCoro::Task<> AppModel::runTask(std::shared_ptr<Work> work,
 
 void AppModel::endWithError(const std::exception_ptr &error)
 {
-    lineSink_->flush();
+    logQueue_->flush();
     if (isCancellation(error)) {
         log.append(QStringLiteral("• Cancelled"));
         refreshState();

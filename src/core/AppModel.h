@@ -1,17 +1,18 @@
 #pragma once
 
-#include "core/AppModelParts.h"
+#include "base/Callbacks.h"
 #include "core/AppState.h"
+#include "core/Dependencies.h"
 #include "core/FailureReport.h"
 #include "core/Published.h"
 #include "core/ResolutionChoice.h"
 #include "core/Work.h"
 #include "engine/EngineManager.h"
 #include "engine/GameRunner.h"
+#include "log/LogStore.h"
 #include "project/ProjectInfo.h"
 #include "project/ProjectInspector.h"
 #include "project/RepoDownloader.h"
-#include "services/LogStore.h"
 
 #include <QCoroTask>
 #include <QObject>
@@ -24,7 +25,7 @@
 
 namespace brindle {
 
-class LineSink;
+class LogQueue;
 
 /// The one object that the user interface observes: the launcher's state, its settings, the
 /// description of the game, the services that do the work, and every action. Main thread only.
@@ -33,10 +34,7 @@ class AppModel : public QObject
     Q_OBJECT
 
 public:
-    using Progress = FileDownloader::Progress;
-    using Line = std::function<void(QString)>;
-
-    explicit AppModel(AppModelParts parts, QObject *parent = nullptr);
+    explicit AppModel(Dependencies parts, QObject *parent = nullptr);
     /// Cancels a running task and serves events until it has ended.
     ~AppModel() override;
 
@@ -44,7 +42,7 @@ public:
     /// destroyed. For the program's entry and delegate only.
     static AppModel &shared();
     /// Names the maker of `shared`'s parts; called once, before its first use.
-    static void compose(std::function<AppModelParts()> parts);
+    static void compose(std::function<Dependencies()> parts);
 
     // Published fields: `willChange`, then the change, then the field's own signal.
     Published<AppState, AppModel> state{this, &AppModel::willChange, &AppModel::stateChanged};
@@ -114,7 +112,7 @@ public:
     void updateProgress(qint64 done, qint64 total, double speed);
     /// A callback, for any thread, that shows byte counts of the current run: one call of
     /// `updateProgress` on the main thread for each, none when the run has ended by then.
-    Progress progressHandler();
+    ProgressCallback progressHandler();
 
 Q_SIGNALS:
     /// Before each change of a published field, which still shows its old value.
@@ -155,7 +153,7 @@ private:
     QCoro::Task<std::optional<QString>> findProject() const;
     void showDownload(const QString &headline);
     void showGameDownload();
-    Line lineSink() const;
+    LineCallback lineSink() const;
 
     // The running game (AppModelLaunch.cpp)
     QCoro::Task<> launchGame(QString engine, QString project, std::stop_token stop);
@@ -174,7 +172,7 @@ private:
     Platform platform_;
     std::shared_ptr<Desktop> desktop_;
     std::shared_ptr<Clock> clock_;
-    std::shared_ptr<LineSink> lineSink_;
+    std::shared_ptr<LogQueue> logQueue_;
 
     Published<bool, AppModel> fullscreen_{this, &AppModel::willChange, &AppModel::fullscreenChanged,
                                           false};

@@ -1,8 +1,8 @@
 // The running game: how it is started, and what is made of its end.
 
+#include "base/Error.h"
 #include "core/AppModel.h"
-#include "core/LineSink.h"
-#include "services/Error.h"
+#include "log/LogQueue.h"
 
 #include <QPointer>
 
@@ -46,7 +46,7 @@ QCoro::Task<> AppModel::launchGame(QString engine, QString project, std::stop_to
     }
     log.append(QStringLiteral("• Starting: Godot ") + arguments.join(QLatin1Char(' ')));
 
-    const Line line = lineSink();
+    const LineCallback line = lineSink();
     const std::function<void()> stayedOpen = [model = QPointer<AppModel>(this)] {
         if (model && model->state().phase == AppState::Phase::starting) {
             model->state = AppState::playing();
@@ -69,7 +69,7 @@ QCoro::Task<> AppModel::launchGame(QString engine, QString project, std::stop_to
     // A stop ends the wait early; the end is classified all the same.
     auto settling = clock_->sleep(lastLinesDelay, stop);
     co_await settling;
-    lineSink_->flush();
+    logQueue_->flush();
     classifyEnd(result);
 }
 

@@ -1,11 +1,11 @@
 // The actions besides Play and Cancel.
 
+#include "base/ByteCount.h"
+#include "base/Error.h"
+#include "base/Text.h"
+#include "base/Worker.h"
 #include "core/AppModel.h"
-#include "services/ByteCount.h"
-#include "services/CancellationError.h"
-#include "services/Files.h"
-#include "services/Text.h"
-#include "services/Worker.h"
+#include "files/Files.h"
 
 #include <QFile>
 #include <QFileInfo>

@@ -1,14 +1,12 @@
 // Setup and play: the steps behind the Play button, each skipped when its result is on disk.
 
+#include "base/ByteCount.h"
+#include "base/Error.h"
+#include "base/Worker.h"
 #include "core/AppModel.h"
-#include "core/LineSink.h"
 #include "core/StatusBox.h"
-#include "services/ByteCount.h"
-#include "services/CancellationError.h"
-#include "services/Files.h"
-#include "services/SetupError.h"
-#include "services/TransferError.h"
-#include "services/Worker.h"
+#include "files/Files.h"
+#include "log/LogQueue.h"
 
 #include <QCoreApplication>
 #include <QFile>
@@ -126,8 +124,8 @@ QCoro::Task<> AppModel::downloadGame(std::stop_token stop)
     const auto mark = [root = storageRoot_, path = unfinishedMark()] {
         Files::createFolder(root);
         // A download takes its time anyway: the moment to delete what interrupted removals left.
-        Files::clearRemoved(root);
-        Files::clearRemoved(QFileInfo(root).path());
+        Files::removeLeftovers(root);
+        Files::removeLeftovers(QFileInfo(root).path());
         Files::writeAtomically(path, QByteArrayLiteral("The game's setup has not finished.\n"));
     };
     auto marking = runOnWorker(mark);
@@ -137,7 +135,7 @@ QCoro::Task<> AppModel::downloadGame(std::stop_token stop)
     QString project;
     try {
         checkCancellation(stop);
-        const Progress progressCallback = progressHandler();
+        const ProgressCallback progressCallback = progressHandler();
         auto installing = repo.installGame(progressCallback, stop);
         project = co_await installing;
     } catch (...) {
@@ -166,8 +164,8 @@ QCoro::Task<> AppModel::completeGame(QString project, std::stop_token stop)
     checkCancellation(stop);
     if (!info().submodules.isEmpty()) {
         stepText = addonsHeadline;
-        const Progress progressCallback = progressHandler();
-        const Line line = lineSink();
+        const ProgressCallback progressCallback = progressHandler();
+        const LineCallback line = lineSink();
         auto fetching = repo.fetchSubmodules(info(), progressCallback, line, stop);
         co_await fetching;
         auto inspectingAgain = runOnWorker(inspect);
@@ -179,7 +177,7 @@ QCoro::Task<> AppModel::completeGame(QString project, std::stop_token stop)
         try {
             Files::createFolder(root);
             // What the interrupted writing of a run before this one left.
-            Files::clearRemoved(root);
+            Files::removeLeftovers(root);
             // A marker left by an interrupted update would keep the new game from being imported.
             clearMarkers(root);
             // All that the description and the mark's absence vouch for.
@@ -211,12 +209,12 @@ QCoro::Task<QString> AppModel::prepareEngine(EngineSpec spec, std::stop_token st
         log.append(QStringLiteral("• Downloading Godot %1 (%2) from the official godot-builds "
                                   "releases")
                        .arg(spec.version, spec.zipName(platform_)));
-        const Progress progressCallback = progressHandler();
+        const ProgressCallback progressCallback = progressHandler();
         const auto status = [box = StatusBox(this)](const QString &text) {
             box.set(QStringLiteral("Step 2 of 3 · ") + text);
         };
-        const EngineManager::Text statusCallback = status;
-        const Line line = lineSink();
+        const StatusCallback statusCallback = status;
+        const LineCallback line = lineSink();
         auto installing = engines.install(spec, progressCallback, statusCallback, line, stop);
         co_await installing;
     }
@@ -242,10 +240,10 @@ QCoro::Task<> AppModel::importProject(EngineSpec spec, QString engine, QString p
     detail = QStringLiteral("Godot is importing the game's files");
     log.append(QStringLiteral("• Importing the project (first run)"));
 
-    const Line line = lineSink();
+    const LineCallback line = lineSink();
     auto importing = runner.runImport(engine, project, line);
     const qint32 exitCode = co_await importing;
-    lineSink_->flush();
+    logQueue_->flush();
     checkCancellation(stop);
     if (exitCode != 0) {
         log.append(QStringLiteral("• Setup finished with exit code %1; Godot will try to import "
@@ -255,7 +253,7 @@ QCoro::Task<> AppModel::importProject(EngineSpec spec, QString engine, QString p
     }
     const auto mark = [marker, project, root = storageRoot_] {
         try {
-            Files::clearRemoved(root);
+            Files::removeLeftovers(root);
             // What was imported must be on the disk before the marker says so.
             Files::sync(project);
             Files::writeAtomically(marker, QByteArrayLiteral("ok"));
@@ -276,7 +274,7 @@ QCoro::Task<std::optional<QString>> AppModel::findProject() const
     co_return project;
 }
 
-AppModel::Progress AppModel::progressHandler()
+ProgressCallback AppModel::progressHandler()
 {
     return
         [model = QPointer<AppModel>(this), run = work_](qint64 done, qint64 total, double speed) {
@@ -303,9 +301,9 @@ void AppModel::showGameDownload()
     showDownload(QStringLiteral("Step 1 of 3 · Downloading the game"));
 }
 
-AppModel::Line AppModel::lineSink() const
+LineCallback AppModel::lineSink() const
 {
-    return [sink = lineSink_](const QString &line) { sink->append(line); };
+    return [sink = logQueue_](const QString &line) { sink->append(line); };
 }
 
 } // namespace brindle

@@ -1,6 +1,6 @@
 #include "engine/ChecksumList.h"
 
-#include "services/Text.h"
+#include "base/Text.h"
 
 namespace brindle {
 

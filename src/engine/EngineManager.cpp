@@ -1,15 +1,13 @@
 #include "engine/EngineManager.h"
 
+#include "base/Error.h"
+#include "base/Worker.h"
 #include "engine/ChecksumList.h"
+#include "files/Files.h"
+#include "files/StagingFolder.h"
+#include "process/ManagedProcess.h"
+#include "process/Tools.h"
 #include "project/CodeHost.h"
-#include "services/CancellationError.h"
-#include "services/Files.h"
-#include "services/ManagedProcess.h"
-#include "services/SetupError.h"
-#include "services/StagingFolder.h"
-#include "services/SystemError.h"
-#include "services/Tools.h"
-#include "services/Worker.h"
 
 #include <QDir>
 #include <QFile>
@@ -21,8 +19,8 @@ namespace brindle {
 
 namespace {
 
-constexpr qint64 mostChecksumBytes = 1'048'576;
-constexpr qint64 mostArchiveBytes = 2LL * 1024 * 1024 * 1024;
+constexpr qint64 maxChecksumBytes = 1'048'576;
+constexpr qint64 maxArchiveBytes = 2LL * 1024 * 1024 * 1024;
 constexpr qint64 hashChunk = 4'194'304;
 constexpr int firstGodot4Format = 5;
 constexpr int statusOk = 200;
@@ -90,8 +88,9 @@ std::optional<QString> EngineManager::binary(const EngineSpec &spec) const
     return std::nullopt;
 }
 
-QCoro::Task<QString> EngineManager::install(EngineSpec spec, Progress progress, Text status,
-                                            Text log, std::stop_token stop)
+QCoro::Task<QString> EngineManager::install(EngineSpec spec, ProgressCallback progress,
+                                            StatusCallback status, LineCallback log,
+                                            std::stop_token stop)
 {
     const QString zipName = spec.zipName(platform_);
     const QString base =
@@ -102,7 +101,7 @@ QCoro::Task<QString> EngineManager::install(EngineSpec spec, Progress progress, 
         throw SetupError(QStringLiteral("Internal error: bad engine address."));
     }
 
-    const auto fetch = Transfer::toMemory(*list, mostChecksumBytes);
+    const auto fetch = Transfer::toMemory(*list, maxChecksumBytes);
     auto fetching = fetch->run(stop);
     const TransferResult answer = co_await fetching;
     if (answer.status != statusOk) {
@@ -129,12 +128,13 @@ QCoro::Task<QString> EngineManager::install(EngineSpec spec, Progress progress, 
 
 /// The part of an install that has something in the staging folder.
 QCoro::Task<QString> EngineManager::installArchive(EngineSpec spec, QUrl archive, QString zip,
-                                                   QString expectedDigest, Progress progress,
-                                                   Text status, Text log, std::stop_token stop)
+                                                   QString expectedDigest,
+                                                   ProgressCallback progress, StatusCallback status,
+                                                   LineCallback log, std::stop_token stop)
 {
     downloader.setOnProgress(std::move(progress));
     TransferOptions limits;
-    limits.limit = mostArchiveBytes;
+    limits.limit = maxArchiveBytes;
     auto downloading = downloader.download(archive, zip, stop, limits);
     co_await downloading;
 
@@ -156,7 +156,7 @@ QCoro::Task<QString> EngineManager::installArchive(EngineSpec spec, QUrl archive
     const QString folder = spec.folder(storageRoot_);
     const auto removeOld = [folder] {
         Files::removeIfPossible(folder);
-        Files::clearRemoved(QFileInfo(folder).path());
+        Files::removeLeftovers(QFileInfo(folder).path());
     };
     auto removing = runOnWorker(removeOld);
     co_await removing;
@@ -191,9 +191,9 @@ QCoro::Task<> EngineManager::clearQuarantine(QString folder) const
     if (step.program.isEmpty()) {
         co_return;
     }
-    const ManagedProcess::LineCallback discard = [](const QString &) {};
+    const LineCallback discard = [](const QString &) {};
     ManagedProcess process(step.program, step.filled(folder, folder), discard,
-                           ManagedProcess::Bond::terminated);
+                           ManagedProcess::OnParentDeath::terminate);
     try {
         auto running = process.run();
         co_await running;

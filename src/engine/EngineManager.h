@@ -1,8 +1,9 @@
 #pragma once
 
+#include "base/Callbacks.h"
 #include "engine/EngineSpec.h"
+#include "net/FileDownloader.h"
 #include "project/ProjectInfo.h"
-#include "services/FileDownloader.h"
 
 #include <QCoroTask>
 #include <QFile>
@@ -19,9 +20,6 @@ namespace brindle {
 class EngineManager
 {
 public:
-    using Progress = FileDownloader::Progress;
-    using Text = std::function<void(QString)>;
-
     /// @param codeHost base address of the code-hosting service, which holds the releases.
     EngineManager(QUrl codeHost, QString storageRoot, QString temporaryFolder, Platform platform);
 
@@ -35,8 +33,8 @@ public:
     /// Installs a build and returns its program. `progress` is called on the transfer's thread,
     /// `status` (short phase texts) and `log` (sentences) on the caller's. Throws SetupError,
     /// TransferError, SystemError or CancellationError.
-    QCoro::Task<QString> install(EngineSpec spec, Progress progress, Text status, Text log,
-                                 std::stop_token stop);
+    QCoro::Task<QString> install(EngineSpec spec, ProgressCallback progress, StatusCallback status,
+                                 LineCallback log, std::stop_token stop);
 
     /// The file's SHA-512 as 128 lower-case hexadecimal digits. Throws SystemError when it can't
     /// be read, CancellationError when `stop` is requested. Blocks: worker threads only.
@@ -48,8 +46,9 @@ public:
 
 private:
     QCoro::Task<QString> installArchive(EngineSpec spec, QUrl archive, QString zip,
-                                        QString expectedDigest, Progress progress, Text status,
-                                        Text log, std::stop_token stop);
+                                        QString expectedDigest, ProgressCallback progress,
+                                        StatusCallback status, LineCallback log,
+                                        std::stop_token stop);
     QCoro::Task<> clearQuarantine(QString folder) const;
 
     QUrl codeHost_;

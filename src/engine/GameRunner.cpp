@@ -67,7 +67,7 @@ QCoro::Task<qint32> GameRunner::runImport(QString engine, QString project, LineC
     // Unlike a game that is being played, it is of no use to anybody without us, and it would get
     // in the way of the next launcher's import.
     return importRun(state_, std::make_shared<ManagedProcess>(engine, arguments, std::move(onLine),
-                                                              ManagedProcess::Bond::killed));
+                                                              ManagedProcess::OnParentDeath::kill));
 }
 
 QCoro::Task<PlayResult> GameRunner::play(QString engine, QStringList arguments, LineCallback onLine,

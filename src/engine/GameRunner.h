@@ -1,8 +1,9 @@
 #pragma once
 
+#include "base/Callbacks.h"
+#include "base/Clock.h"
 #include "engine/PlayResult.h"
-#include "services/Clock.h"
-#include "services/ManagedProcess.h"
+#include "process/ManagedProcess.h"
 
 #include <QCoroTask>
 
@@ -17,8 +18,6 @@ namespace brindle {
 class GameRunner
 {
 public:
-    using LineCallback = ManagedProcess::LineCallback;
-
     /// A game that has run this long counts as open.
     static constexpr Clock::Duration stayedOpenAfter{10};
     /// A stopped engine that has not ended after this long is killed.

@@ -21,7 +21,7 @@ QStringList components(const QString &path)
 /// link on the way followed, dangling ones as well. Absent when there are too many links.
 std::optional<QString> followLinks(const QString &start, const QString &path)
 {
-    constexpr int mostLinks = 40; // as the system's own limit
+    constexpr int maxLinks = 40; // as the system's own limit
     QString place = start;
     QStringList ahead = components(path);
     int links = 0;
@@ -42,7 +42,7 @@ std::optional<QString> followLinks(const QString &start, const QString &path)
             place = next;
             continue;
         }
-        if (++links > mostLinks) {
+        if (++links > maxLinks) {
             return std::nullopt;
         }
         const QString targetText = QFile::decodeName(QByteArray::fromStdString(target.string()));

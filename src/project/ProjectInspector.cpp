@@ -1,8 +1,8 @@
 #include "project/ProjectInspector.h"
 
+#include "base/Text.h"
+#include "files/Files.h"
 #include "project/TextFile.h"
-#include "services/Files.h"
-#include "services/Text.h"
 
 #include <QDir>
 #include <QFile>

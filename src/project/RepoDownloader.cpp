@@ -1,14 +1,13 @@
 #include "project/RepoDownloader.h"
 
+#include "base/Error.h"
+#include "base/Worker.h"
+#include "files/Files.h"
+#include "files/StagingFolder.h"
+#include "process/Tools.h"
 #include "project/AddonFolder.h"
 #include "project/CodeHost.h"
 #include "project/ProjectInspector.h"
-#include "services/CancellationError.h"
-#include "services/Files.h"
-#include "services/SetupError.h"
-#include "services/StagingFolder.h"
-#include "services/Tools.h"
-#include "services/Worker.h"
 
 #include <QFileInfo>
 
@@ -41,7 +40,7 @@ void placeAddon(const QString &unpacked, const QString &folder, const QString &p
     Files::removeIfPossible(folder);
     const QString parent = QFileInfo(folder).path();
     Files::createFolder(parent);
-    Files::clearRemoved(parent);
+    Files::removeLeftovers(parent);
     Files::move(unpacked + u'/' + names.first(), folder);
 }
 
@@ -60,7 +59,7 @@ QUrl RepoDownloader::repositoryPage(const QUrl &codeHost)
     return CodeHost::address(codeHost, repositoryPath.toString()).value_or(QUrl());
 }
 
-QCoro::Task<QString> RepoDownloader::installGame(Progress progress, std::stop_token stop)
+QCoro::Task<QString> RepoDownloader::installGame(ProgressCallback progress, std::stop_token stop)
 {
     const std::optional<QUrl> archive = CodeHost::address(
         codeHost_, repositoryPath.toString() + QStringLiteral("/archive/refs/heads/main.zip"));
@@ -75,8 +74,8 @@ QCoro::Task<QString> RepoDownloader::installGame(Progress progress, std::stop_to
     co_return project;
 }
 
-QCoro::Task<QString> RepoDownloader::installArchive(QUrl archive, QString zip, Progress progress,
-                                                    std::stop_token stop)
+QCoro::Task<QString> RepoDownloader::installArchive(QUrl archive, QString zip,
+                                                    ProgressCallback progress, std::stop_token stop)
 {
     downloader.setOnProgress(std::move(progress));
     auto downloading = downloader.download(archive, zip, stop);
@@ -86,7 +85,7 @@ QCoro::Task<QString> RepoDownloader::installArchive(QUrl archive, QString zip, P
     const QString game = storageRoot_ + QStringLiteral("/Game");
     const auto removeOld = [root = storageRoot_, game] {
         Files::removeIfPossible(game);
-        Files::clearRemoved(root);
+        Files::removeLeftovers(root);
     };
     auto removing = runOnWorker(removeOld);
     co_await removing;
@@ -106,8 +105,8 @@ QCoro::Task<QString> RepoDownloader::installArchive(QUrl archive, QString zip, P
     co_return *project;
 }
 
-QCoro::Task<> RepoDownloader::fetchSubmodules(ProjectInfo info, Progress progress, Log log,
-                                              std::stop_token stop)
+QCoro::Task<> RepoDownloader::fetchSubmodules(ProjectInfo info, ProgressCallback progress,
+                                              LineCallback log, std::stop_token stop)
 {
     for (const Submodule &submodule : std::as_const(info.submodules)) {
         const auto look = [repository = info.repoRoot, path = submodule.path] {
@@ -136,7 +135,7 @@ QCoro::Task<> RepoDownloader::fetchSubmodules(ProjectInfo info, Progress progres
 
 /// Returns the add-on's place.
 QCoro::Task<QString> RepoDownloader::fetchAddon(QUrl archive, QString staging, QString path,
-                                                QString folder, Progress progress,
+                                                QString folder, ProgressCallback progress,
                                                 std::stop_token stop)
 {
     const QString zip = staging + QStringLiteral("/sub.zip");

@@ -1,7 +1,8 @@
 #pragma once
 
+#include "base/Callbacks.h"
+#include "net/FileDownloader.h"
 #include "project/ProjectInfo.h"
-#include "services/FileDownloader.h"
 
 #include <QCoroTask>
 #include <QUrl>
@@ -16,9 +17,6 @@ namespace brindle {
 class RepoDownloader
 {
 public:
-    using Progress = FileDownloader::Progress;
-    using Log = std::function<void(QString)>;
-
     /// @param codeHost base address of the code-hosting service, e.g. https://github.com.
     /// @param archiveTool see Tools::unzip.
     RepoDownloader(QUrl codeHost, QString storageRoot, QString temporaryFolder,
@@ -30,21 +28,21 @@ public:
     /// Downloads and unpacks the repository archive into "Game" in the storage root, replacing it
     /// whole; returns the project folder. Throws SetupError, TransferError, SystemError or
     /// CancellationError; until the download is complete the game folder is not touched.
-    QCoro::Task<QString> installGame(Progress progress, std::stop_token stop);
+    QCoro::Task<QString> installGame(ProgressCallback progress, std::stop_token stop);
 
     /// Fetches every add-on of `info` whose folder is missing or empty. A second call goes on with
     /// the first that still is. Throws as `installGame`. `log` gets one line for each add-on
     /// fetched.
-    QCoro::Task<> fetchSubmodules(ProjectInfo info, Progress progress, Log log,
+    QCoro::Task<> fetchSubmodules(ProjectInfo info, ProgressCallback progress, LineCallback log,
                                   std::stop_token stop);
 
     FileDownloader downloader;
 
 private:
-    QCoro::Task<QString> installArchive(QUrl archive, QString zip, Progress progress,
+    QCoro::Task<QString> installArchive(QUrl archive, QString zip, ProgressCallback progress,
                                         std::stop_token stop);
     QCoro::Task<QString> fetchAddon(QUrl archive, QString staging, QString path, QString folder,
-                                    Progress progress, std::stop_token stop);
+                                    ProgressCallback progress, std::stop_token stop);
 
     QUrl codeHost_;
     QString storageRoot_;

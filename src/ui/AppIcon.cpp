@@ -1,7 +1,7 @@
 #include "ui/AppIcon.h"
 
-#include "ui/Drawing.h"
 #include "ui/SmoothPath.h"
+#include "ui/Symbol.h"
 #include "ui/Theme.h"
 
 #include <QLinearGradient>
@@ -47,7 +47,7 @@ QPainterPath symbol()
     return QTransform()
         .translate(corner, corner)
         .scale(flags, flags)
-        .map(Drawing::path(Drawing::Shape::CrossedFlags));
+        .map(Symbol::path(Symbol::Shape::CrossedFlags));
 }
 
 /// An outline as SVG's path data (SVG 1.1, section 8.3).

@@ -16,7 +16,7 @@ namespace {
 
 /// How long the end waits for what has been cancelled, in milliseconds: a game that ignores the
 /// request to end is killed after five seconds.
-constexpr int longestEnd = 7'000;
+constexpr int maxEnd = 7'000;
 
 } // namespace
 
@@ -155,7 +155,7 @@ void BrindleApp::terminate()
             exit();
         }
     });
-    QTimer::singleShot(longestEnd, this, exit);
+    QTimer::singleShot(maxEnd, this, exit);
 }
 
 /// The session asks whether it may end. It ends, or goes on, once all have answered: only then, and

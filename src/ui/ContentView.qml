@@ -21,7 +21,7 @@ FocusScope {
         color: Theme.window
     }
 
-    FocusFollower {
+    FocusScroller {
         id: follower
         scroller: scroller
         margin: 12
@@ -90,13 +90,13 @@ FocusScope {
                 anchors.horizontalCenter: parent.horizontalCenter
                 spacing: 4
 
-                Drawing {
+                Symbol {
                     id: bolt
                     objectName: "bolt"
                     anchors.verticalCenter: parent.verticalCenter
                     width: Theme.caption.pixelSize + 2
                     height: width
-                    shape: Drawing.Bolt
+                    shape: Symbol.Bolt
                     color: Theme.secondary
                     Accessible.ignored: true
                 }

@@ -1,6 +1,6 @@
 #include "ui/DisplayText.h"
 
-#include "services/Text.h"
+#include "base/Text.h"
 
 #include <algorithm>
 
@@ -10,7 +10,7 @@ namespace {
 
 /// More marks on one letter than any language stacks there; what is written in practice has three
 /// at most.
-constexpr int mostMarks = 5;
+constexpr int maxMarks = 5;
 
 bool isMark(QChar c)
 {
@@ -33,7 +33,7 @@ QString DisplayText::of(const QString &text, qsizetype longest)
         int marks = 0;
         shown.removeIf([&marks](QChar c) {
             marks = isMark(c) ? marks + 1 : 0;
-            return marks > mostMarks;
+            return marks > maxMarks;
         });
     }
     return shown;

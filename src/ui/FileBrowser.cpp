@@ -1,7 +1,7 @@
 #include "ui/FileBrowser.h"
 
-#include "services/Error.h"
-#include "services/ManagedProcess.h"
+#include "base/Error.h"
+#include "process/ManagedProcess.h"
 
 #include <QFileInfo>
 #include <QStandardPaths>

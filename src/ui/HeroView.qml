@@ -8,13 +8,13 @@ SmoothRectangle {
     gradient: Theme.banner
     Accessible.ignored: true
 
-    Drawing {
+    Symbol {
         objectName: "heroSymbol"
         anchors.centerIn: parent
         // The symbol, as wide as one in a font of 64, and room for its shadow.
         width: 110 + 4 * shadowRadius
         height: width
-        shape: Drawing.CrossedFlags
+        shape: Symbol.CrossedFlags
         color: Qt.rgba(1, 1, 1, 0.92)
         shadowColor: Qt.rgba(0, 0, 0, 0.33)
         shadowRadius: 6

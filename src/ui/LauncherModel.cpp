@@ -1,6 +1,6 @@
 #include "ui/LauncherModel.h"
 
-#include "services/ByteCount.h"
+#include "base/ByteCount.h"
 #include "ui/DisplayText.h"
 
 #include <QDesktopServices>
@@ -13,9 +13,9 @@ namespace brindle {
 namespace {
 
 // More than any honest text needs, and no more than can be laid out in a moment.
-constexpr qsizetype longestLine = 500;
-constexpr qsizetype longestMessage = 2'000;
-constexpr qsizetype mostControls = 50;
+constexpr qsizetype maxLine = 500;
+constexpr qsizetype maxMessage = 2'000;
+constexpr qsizetype maxControls = 50;
 
 } // namespace
 
@@ -62,7 +62,7 @@ QString LauncherModel::phase() const
 QString LauncherModel::needsMessage() const
 {
     const auto &state = app_.state();
-    return state.phase == AppState::Phase::needs ? DisplayText::of(state.text, longestMessage)
+    return state.phase == AppState::Phase::needs ? DisplayText::of(state.text, maxMessage)
                                                  : QString();
 }
 
@@ -73,18 +73,18 @@ bool LauncherModel::canPlay() const
 
 QString LauncherModel::stepText() const
 {
-    return DisplayText::of(app_.stepText(), longestLine);
+    return DisplayText::of(app_.stepText(), maxLine);
 }
 
 QString LauncherModel::detail() const
 {
-    return DisplayText::of(app_.detail(), longestLine);
+    return DisplayText::of(app_.detail(), maxLine);
 }
 
 QString LauncherModel::failureSummary() const
 {
     const auto &failure = app_.failure();
-    return failure ? DisplayText::of(failure->summary, longestMessage) : QString();
+    return failure ? DisplayText::of(failure->summary, maxMessage) : QString();
 }
 
 QString LauncherModel::failureText() const
@@ -92,36 +92,36 @@ QString LauncherModel::failureText() const
     const auto &failure = app_.failure();
     QStringList lines = failure ? failure->lines : QStringList();
     for (QString &line : lines) {
-        line = DisplayText::of(line, longestMessage);
+        line = DisplayText::of(line, maxMessage);
     }
     return lines.join(QLatin1Char('\n'));
 }
 
 QString LauncherModel::name() const
 {
-    return DisplayText::of(app_.info().name, longestLine);
+    return DisplayText::of(app_.info().name, maxLine);
 }
 
 QString LauncherModel::tagline() const
 {
-    return DisplayText::of(app_.info().tagline, longestLine);
+    return DisplayText::of(app_.info().tagline, maxLine);
 }
 
 QString LauncherModel::licenseName() const
 {
-    return DisplayText::of(app_.info().licenseName, longestLine);
+    return DisplayText::of(app_.info().licenseName, maxLine);
 }
 
 QString LauncherModel::copyright() const
 {
-    return DisplayText::of(app_.info().copyright, longestLine);
+    return DisplayText::of(app_.info().copyright, maxLine);
 }
 
 QStringList LauncherModel::controls() const
 {
-    QStringList lines = app_.info().controls.mid(0, mostControls);
+    QStringList lines = app_.info().controls.mid(0, maxControls);
     for (QString &line : lines) {
-        line = DisplayText::of(line, longestLine);
+        line = DisplayText::of(line, maxLine);
     }
     return lines;
 }

@@ -35,7 +35,7 @@ SheetView {
         label: "Log"
     }
 
-    LogFeed {
+    LogDocument {
         log: view.log
         placeholder: "Nothing yet."
         edit: pane.edit

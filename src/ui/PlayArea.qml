@@ -36,7 +36,7 @@ Column {
         radius: 11
         text: "Play"
         hasSymbol: true
-        symbol: Drawing.Play
+        symbol: Symbol.Play
         font: Theme.title
         // A key that is held down is one press, also when the button is back before it is let go.
         Keys.onSpacePressed: event => event.accepted = event.isAutoRepeat

@@ -6,7 +6,7 @@ PushButton {
     id: control
 
     property bool hasSymbol: false
-    property int symbol: Drawing.Play
+    property int symbol: Symbol.Play
 
     ink: enabled ? Theme.onAccent : Theme.onAccentOff
     fill: !enabled ? Theme.accentOff : down || hovered ? Theme.accentDown : Theme.accent
@@ -19,7 +19,7 @@ PushButton {
             anchors.centerIn: parent
             spacing: 9
 
-            Drawing {
+            Symbol {
                 visible: control.hasSymbol
                 anchors.verticalCenter: parent.verticalCenter
                 width: control.font.pixelSize * 0.86

@@ -17,7 +17,7 @@ FocusScope {
     focus: true
     Keys.forwardTo: [scroller]
 
-    FocusFollower {
+    FocusScroller {
         scroller: scroller
         margin: 12
     }

@@ -14,7 +14,7 @@ namespace brindle {
 namespace {
 
 // One request is one line: the token. One answer is one line.
-constexpr qint64 longestToken = 4096;
+constexpr qint64 maxToken = 4096;
 const QByteArray shownAnswer = QByteArrayLiteral("shown\n");
 constexpr int retryInterval = 20; // milliseconds
 // How many may be waiting to be answered while the first is still making its window.
@@ -83,7 +83,7 @@ SingleInstance::Answer SingleInstance::askFirst(const QByteArray &token, int pat
     if (!socket.waitForConnected(rest())) {
         return Answer::none;
     }
-    QByteArray line = token.left(longestToken);
+    QByteArray line = token.left(maxToken);
     line.replace('\n', QByteArray());
     socket.write(line + '\n');
     while (!socket.canReadLine()) {
@@ -158,7 +158,7 @@ void SingleInstance::serve()
                 Q_EMIT windowRequested(token);
                 socket->write(shownAnswer);
                 socket->disconnectFromServer();
-            } else if (socket->bytesAvailable() > longestToken) {
+            } else if (socket->bytesAvailable() > maxToken) {
                 socket->abort();
             }
         };

@@ -1,12 +1,12 @@
 // brindle: the launcher. It has no options; what it works on comes from the user's folders.
 
+#include "base/Clock.h"
+#include "base/DetachedThreads.h"
 #include "core/AppModel.h"
-#include "platform/EndSignals.h"
-#include "services/DetachedThreads.h"
-#include "services/Files.h"
-#include "services/Paths.h"
-#include "services/StagingFolder.h"
-#include "services/SteadyClock.h"
+#include "files/Files.h"
+#include "files/Paths.h"
+#include "files/StagingFolder.h"
+#include "platform/TerminationSignals.h"
 #include "ui/AppIcon.h"
 #include "ui/BrindleApp.h"
 #include "ui/SingleInstance.h"
@@ -32,9 +32,9 @@ QString privatePrograms()
     return QFileInfo(installed).isDir() ? QDir::cleanPath(installed) : own;
 }
 
-AppModelParts parts(std::shared_ptr<Desktop> desktop, Platform platform)
+Dependencies parts(std::shared_ptr<Desktop> desktop, Platform platform)
 {
-    AppModelParts parts;
+    Dependencies parts;
     parts.storageRoot = Paths::root();
     parts.temporaryFolder = QDir::tempPath();
     parts.settings = std::make_unique<QSettings>();
@@ -78,8 +78,8 @@ int main(int argc, char *argv[])
     BrindleApp launcher(desktop);
     QObject::connect(&instance, &SingleInstance::windowRequested, &launcher, &BrindleApp::open);
     QObject::connect(&launcher, &BrindleApp::ending, &instance, &SingleInstance::stopListening);
-    const EndSignals signals_;
-    QObject::connect(&signals_, &EndSignals::requested, &launcher, &BrindleApp::end);
+    const TerminationSignals signals_;
+    QObject::connect(&signals_, &TerminationSignals::requested, &launcher, &BrindleApp::end);
     launcher.open();
     // Behind the first frame, which nobody shall wait for longer.
     QTimer::singleShot(0, &launcher, [] {
@@ -87,7 +87,7 @@ int main(int argc, char *argv[])
         StagingFolder::startClearingLeftovers(QDir::tempPath(), Paths::root());
         // What is left of a removal of everything that was interrupted.
         DetachedThreads::start(
-            [folder = QFileInfo(Paths::root()).path()] { Files::clearRemoved(folder); }, [] {});
+            [folder = QFileInfo(Paths::root()).path()] { Files::removeLeftovers(folder); }, [] {});
     });
     return QGuiApplication::exec();
 }

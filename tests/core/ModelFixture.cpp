@@ -1,6 +1,6 @@
 #include "ModelFixture.h"
 
-#include "services/Files.h"
+#include "files/Files.h"
 #include "support/Await.h"
 
 #include <QDir>
@@ -42,7 +42,7 @@ ModelFixture::~ModelFixture() = default;
 AppModel &ModelFixture::model()
 {
     if (!model_) {
-        AppModelParts parts;
+        Dependencies parts;
         parts.storageRoot = root();
         parts.temporaryFolder = temporaryFolder();
         parts.settings = std::make_unique<QSettings>(settingsFile(), settingsFormat);

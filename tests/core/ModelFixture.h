@@ -2,9 +2,9 @@
 
 #include "RecordingDesktop.h"
 
+#include "base/Clock.h"
 #include "core/AppModel.h"
-#include "core/AppModelParts.h"
-#include "services/Clock.h"
+#include "core/Dependencies.h"
 
 #include <QTemporaryDir>
 

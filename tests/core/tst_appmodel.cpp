@@ -2,11 +2,9 @@
 // stores, and how it announces changes.
 
 #include "ModelFixture.h"
+#include "base/Clock.h"
+#include "base/Error.h"
 #include "core/StatusBox.h"
-#include "services/CancellationError.h"
-#include "services/SetupError.h"
-#include "services/SteadyClock.h"
-#include "services/TransferError.h"
 #include "support/Await.h"
 
 #include <QSemaphore>
@@ -413,7 +411,7 @@ private Q_SLOTS:
         ModelFixture fixture(realClock());
         auto model = std::make_unique<ModelFixture>(realClock());
         const StatusBox box(&model->model());
-        const AppModel::Progress progress = model->model().progressHandler();
+        const ProgressCallback progress = model->model().progressHandler();
         box.set(QStringLiteral("too late"));
         progress(1, 2, 3);
         model.reset();

@@ -1,7 +1,7 @@
 // The actions besides Play and Cancel.
 
 #include "PipelineFixture.h"
-#include "services/Files.h"
+#include "files/Files.h"
 #include "support/Await.h"
 #include "support/WorkerHold.h"
 

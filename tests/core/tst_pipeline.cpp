@@ -3,7 +3,7 @@
 #include "PipelineFixture.h"
 #include "core/StatusBox.h"
 #include "demo/GitArchive.h"
-#include "services/Files.h"
+#include "files/Files.h"
 #include "support/Await.h"
 
 #include <QtTest>
@@ -245,7 +245,7 @@ private Q_SLOTS:
         AppModel &model = fixture.model();
         model.startWork(true);
         const StatusBox status(&model);
-        const AppModel::Progress progress = model.progressHandler();
+        const ProgressCallback progress = model.progressHandler();
         // On its way when the run ends.
         connect(&model, &AppModel::stateChanged, this, [&] {
             if (model.state().phase == AppState::Phase::needs) {

@@ -14,7 +14,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr int longestRun = 120'000;
+constexpr int maxRun = 120'000;
 
 void put(const QString &path, const QByteArray &content)
 {
@@ -170,7 +170,7 @@ Surroundings::Run Surroundings::run(const QString &program, const QStringList &a
     process.setProcessEnvironment(environment);
     process.setWorkingDirectory(path("parent"));
     process.start(program, arguments);
-    if (!process.waitForFinished(longestRun)) {
+    if (!process.waitForFinished(maxRun)) {
         return {};
     }
     return {process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1,

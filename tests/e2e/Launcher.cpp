@@ -30,7 +30,7 @@ struct Run
 };
 
 /// The most pixels of one colour that lie side by side in a row.
-Run longestRun(const QImage &picture, int row, QRgb colour)
+Run maxRun(const QImage &picture, int row, QRgb colour)
 {
     const auto *const pixels = reinterpret_cast<const QRgb *>(picture.constScanLine(row));
     Run longest;
@@ -49,7 +49,7 @@ QRect block(const QImage &picture, QRgb colour, int width, int height)
 {
     QRect found;
     for (int y = 0; y < picture.height(); ++y) {
-        const Run run = longestRun(picture, y, colour);
+        const Run run = maxRun(picture, y, colour);
         if (run.length >= width) {
             found |= QRect(run.left, y, run.length, 1);
         } else if (found.height() >= height) {
@@ -78,7 +78,7 @@ int widestBar(const QImage &picture, QRgb colour)
     int before = 0;
     for (int y = 0; y < picture.height(); ++y) {
         // Its ends are round.
-        const int run = longestRun(picture, y, colour).length;
+        const int run = maxRun(picture, y, colour).length;
         if (run < before - highest || run == 0) {
             if (rows >= lowest && rows <= highest) {
                 widest = std::max(widest, before);

@@ -1,8 +1,8 @@
 // An engine's install step by step, with stand-ins for the tools: order, failures, cancelling.
 
 #include "engine/EngineManager.h"
+#include "files/Files.h"
 #include "http/HttpServer.h"
-#include "services/Files.h"
 #include "support/AfterRename.h"
 #include "support/Cancelled.h"
 #include "support/Thrown.h"
@@ -118,7 +118,7 @@ struct Setup
     Platform platform = Platform::macOS(folder.path());
     QMap<QByteArray, Answer> answers;
     std::stop_source stop;
-    EngineManager::Progress progress = [](qint64, qint64, double) {};
+    ProgressCallback progress = [](qint64, qint64, double) {};
     std::function<void(QString)> onStatus;
     HttpServer server{[this](const HttpRequest &request, HttpConnection &connection) {
         const Answer answer = answers.value(request.target);

@@ -1,9 +1,9 @@
 // Which engine a project needs, and how it gets onto the disk.
 
+#include "base/Error.h"
 #include "demo/EngineArchive.h"
 #include "engine/EngineManager.h"
-#include "services/Files.h"
-#include "services/SystemError.h"
+#include "files/Files.h"
 #include "support/ServedFiles.h"
 #include "support/Thrown.h"
 

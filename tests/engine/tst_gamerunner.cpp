@@ -1,5 +1,5 @@
+#include "base/Error.h"
 #include "engine/GameRunner.h"
-#include "services/SystemError.h"
 #include "support/Await.h"
 #include "support/Gate.h"
 #include "support/Lifeline.h"

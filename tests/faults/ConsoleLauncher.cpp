@@ -1,6 +1,6 @@
 #include "ConsoleLauncher.h"
 
-#include "services/Files.h"
+#include "files/Files.h"
 #include "support/Await.h"
 
 #include <QCoreApplication>

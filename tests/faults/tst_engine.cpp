@@ -170,9 +170,9 @@ private Q_SLOTS:
         QCOMPARE(fixture_->model().failure()->lines.constLast(), log().constLast());
         if (memoryIsOwn) {
             // A fraction of what was printed.
-            constexpr qint64 mostMemory = 64LL * 1024 * 1024;
+            constexpr qint64 maxMemory = 64LL * 1024 * 1024;
             const qint64 grown = memory("VmHWM") - before;
-            QVERIFY2(grown < mostMemory, qPrintable(QString::number(grown)));
+            QVERIFY2(grown < maxMemory, qPrintable(QString::number(grown)));
         }
     }
 

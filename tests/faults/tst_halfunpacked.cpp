@@ -4,7 +4,7 @@
 
 #include "../torture/Tree.h"
 #include "ConsoleLauncher.h"
-#include "services/Files.h"
+#include "files/Files.h"
 #include "support/Await.h"
 
 #include <QFileInfo>

@@ -1,9 +1,9 @@
 // Fetching the game and its add-ons when something fails, is cancelled or is odd.
 
 #include "demo/ZipWriter.h"
+#include "files/Files.h"
 #include "http/HttpServer.h"
 #include "project/RepoDownloader.h"
-#include "services/Files.h"
 #include "support/AfterRename.h"
 #include "support/Cancelled.h"
 #include "support/Thrown.h"
@@ -108,7 +108,7 @@ struct Setup
     QTemporaryDir folder;
     QMap<QByteArray, Answer> answers;
     std::stop_source stop;
-    RepoDownloader::Progress progress = [](qint64, qint64, double) {};
+    ProgressCallback progress = [](qint64, qint64, double) {};
     QStringList log;
     int requestsAtLog = -1;
     QStringList stagedAtLog;

@@ -1,11 +1,10 @@
 // The game's archive and its add-ons, from a real server, unpacked by the real tool.
 
 #include "../torture/Tree.h"
+#include "base/Error.h"
 #include "demo/ZipWriter.h"
+#include "files/Files.h"
 #include "project/RepoDownloader.h"
-#include "services/CancellationError.h"
-#include "services/Files.h"
-#include "services/TransferError.h"
 #include "support/ServedFiles.h"
 #include "support/Thrown.h"
 

@@ -1,9 +1,6 @@
 #pragma once
 
-#include "services/Error.h"
-#include "services/SetupError.h"
-#include "services/SystemError.h"
-#include "services/TransferError.h"
+#include "base/Error.h"
 
 #include "support/Await.h"
 

@@ -1,4 +1,4 @@
-#include "services/ByteCount.h"
+#include "base/ByteCount.h"
 
 #include <QLocale>
 #include <QTest>

@@ -1,5 +1,5 @@
-#include "services/Files.h"
-#include "services/SystemError.h"
+#include "base/Error.h"
+#include "files/Files.h"
 
 #include <QDir>
 #include <QFile>
@@ -330,7 +330,7 @@ void FilesTest::freesThePlaceEvenWhenSomethingCantBeDeleted()
     QVERIFY(left[0].startsWith(QStringLiteral(".brindle-removing-")));
     QCOMPARE(Files::names(path(left[0])), QStringList{QStringLiteral("foreign")});
 
-    Files::clearRemoved(folder_->path());
+    Files::removeLeftovers(folder_->path());
     QCOMPARE(sortedNames(folder_->path()), QStringList());
 }
 
@@ -365,7 +365,7 @@ void FilesTest::freesThePlaceEvenWhenItIsStopped()
     QCOMPARE(left.size(), 1);
     QVERIFY2(exists(path(left.first()) + QStringLiteral("/a")),
              "the rest was not to be waited for");
-    Files::clearRemoved(folder_->path());
+    Files::removeLeftovers(folder_->path());
     QCOMPARE(sortedNames(folder_->path()), QStringList());
 }
 
@@ -380,14 +380,14 @@ void FilesTest::clearsWhatInterruptedCallsLeft()
     write(path(QStringLiteral("a.brindle-removing-4")));
     write(path(QStringLiteral("Game/.brindle-removing-5")));
 
-    Files::clearRemoved(folder_->path());
+    Files::removeLeftovers(folder_->path());
 
     QCOMPARE(sortedNames(folder_->path()),
              QStringList({QStringLiteral(".brindle"), QStringLiteral("Game"),
                           QStringLiteral("a.brindle-removing-4"), QStringLiteral("target")}));
     QVERIFY(exists(path(QStringLiteral("target/file"))));
     QVERIFY(exists(path(QStringLiteral("Game/.brindle-removing-5"))));
-    Files::clearRemoved(path(QStringLiteral("none")));
+    Files::removeLeftovers(path(QStringLiteral("none")));
 }
 
 void FilesTest::moveKeepsTheFileOnOneFileSystem()
@@ -660,7 +660,7 @@ void FilesTest::isForThisUserAlone()
     QCOMPARE(modeOf(path(QStringLiteral("a/info.json"))), 0600u);
     QCOMPARE(modeOf(hidden), 0700u);
     QCOMPARE(QFileInfo(hidden).path(), path(QStringLiteral("a")));
-    Files::clearRemoved(path(QStringLiteral("a")));
+    Files::removeLeftovers(path(QStringLiteral("a")));
     QVERIFY(!exists(hidden));
 }
 

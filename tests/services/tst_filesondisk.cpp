@@ -1,7 +1,7 @@
 // In which order Files has things reach the disk; the system's own calls are replaced.
 
-#include "services/Files.h"
-#include "services/SystemError.h"
+#include "base/Error.h"
+#include "files/Files.h"
 
 #include <QDir>
 #include <QFile>

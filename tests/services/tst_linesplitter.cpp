@@ -1,4 +1,4 @@
-#include "services/LineSplitter.h"
+#include "process/LineSplitter.h"
 
 #include <QTest>
 
@@ -95,9 +95,8 @@ private Q_SLOTS:
         QFETCH(QByteArray, bytes);
         QFETCH(QStringList, expected);
         constexpr qsizetype limit = 8;
-        constexpr qsizetype mostPortions = 40; // more add nothing
-        for (qsizetype portion = 1; portion <= std::min(bytes.size() + 1, mostPortions);
-             ++portion) {
+        constexpr qsizetype maxPortions = 40; // more add nothing
+        for (qsizetype portion = 1; portion <= std::min(bytes.size() + 1, maxPortions); ++portion) {
             QCOMPARE(split(bytes, limit, portion), expected);
         }
     }
@@ -137,7 +136,7 @@ private Q_SLOTS:
         for (const qsizetype size : {limit / 2, limit, 2 * limit}) {
             const QStringList lines = split(part.repeated(size).first(size), limit, size);
             QCOMPARE(lines.size(), 1);
-            QVERIFY2(lines.first().capacity() <= limit + LineSplitter::longestNote,
+            QVERIFY2(lines.first().capacity() <= limit + LineSplitter::maxNote,
                      qPrintable(QString::number(lines.first().capacity())));
         }
     }

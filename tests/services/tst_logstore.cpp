@@ -1,4 +1,4 @@
-#include "services/LogStore.h"
+#include "log/LogStore.h"
 
 #include <QRegularExpression>
 #include <QSignalSpy>

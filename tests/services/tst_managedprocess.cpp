@@ -1,5 +1,5 @@
-#include "services/ManagedProcess.h"
-#include "services/SystemError.h"
+#include "base/Error.h"
+#include "process/ManagedProcess.h"
 #include "support/Await.h"
 #include "support/Gate.h"
 #include "support/Lifeline.h"

@@ -1,4 +1,4 @@
-#include "services/Paths.h"
+#include "files/Paths.h"
 
 #include <QDir>
 #include <QFile>

@@ -1,5 +1,5 @@
-#include "services/StagingFolder.h"
-#include "services/SystemError.h"
+#include "base/Error.h"
+#include "files/StagingFolder.h"
 #include "support/Await.h"
 #include "support/TestChild.h"
 

@@ -1,4 +1,4 @@
-#include "services/Text.h"
+#include "base/Text.h"
 
 #include <QTest>
 

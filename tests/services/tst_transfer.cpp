@@ -1,5 +1,5 @@
 #include "http/HttpServer.h"
-#include "services/Transfer.h"
+#include "net/Transfer.h"
 
 #include "Outcome.h"
 

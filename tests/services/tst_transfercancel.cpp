@@ -1,5 +1,5 @@
 #include "http/HttpServer.h"
-#include "services/FileDownloader.h"
+#include "net/FileDownloader.h"
 
 #include "Outcome.h"
 

@@ -2,7 +2,7 @@
 // told when something else answers in the server's place.
 
 #include "http/HttpServer.h"
-#include "services/Transfer.h"
+#include "net/Transfer.h"
 
 #include "Outcome.h"
 #include "TestCertificate.h"

@@ -1,7 +1,7 @@
 #include "http/HttpServer.h"
-#include "services/PlainHttp.h"
-#include "services/Transfer.h"
-#include "services/TrustStore.h"
+#include "net/PlainHttp.h"
+#include "net/Transfer.h"
+#include "net/TrustStore.h"
 
 #include "Outcome.h"
 #include "TestCertificate.h"
@@ -315,7 +315,7 @@ void TestTransferRedirects::plainHttp()
 {
     QFETCH(const QString, address);
     QFETCH(const bool, refused);
-    QCOMPARE(PlainHttp::isRefused(QUrl(address)), refused);
+    QCOMPARE(PlainHttp::isInsecure(QUrl(address)), refused);
 }
 
 void TestTransferRedirects::plainHttpIsNotAskedFor_data()

@@ -1,7 +1,6 @@
 #pragma once
 
-#include "services/CancellationError.h"
-#include "services/TransferError.h"
+#include "base/Error.h"
 #include "support/Await.h"
 
 namespace brindle {

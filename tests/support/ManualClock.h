@@ -1,7 +1,7 @@
 #pragma once
 
-#include "services/Clock.h"
-#include "services/Continuation.h"
+#include "base/Clock.h"
+#include "base/OneShot.h"
 
 #include <list>
 
@@ -15,7 +15,7 @@ public:
 
     QCoro::Task<bool> sleep(Duration duration, std::stop_token stop) override
     {
-        const Continuation<bool> woken;
+        const OneShot<bool> woken;
         sleepers_.push_back({now_ + duration, woken});
         const std::stop_callback wake(stop, [woken] { woken.resume(false); });
         const bool passed = co_await woken;
@@ -39,7 +39,7 @@ private:
     struct Sleeper
     {
         Duration until;
-        Continuation<bool> woken;
+        OneShot<bool> woken;
     };
 
     Duration now_{1000};

@@ -52,7 +52,7 @@
 
 namespace {
 
-constexpr unsigned longestLife = 60; // seconds; nothing that a test starts stays for ever
+constexpr unsigned maxLife = 60; // seconds; nothing that a test starts stays for ever
 constexpr size_t largeWrite = 64UL * 1024;
 
 /// Goes on without those who no longer listen, as a game does.
@@ -212,7 +212,7 @@ bool forkCopy()
     }
     const pid_t copy = ::fork();
     if (copy == 0) {
-        ::alarm(longestLife);
+        ::alarm(maxLife);
         print(std::to_string(::getpid()));
         ::close(ready[0]);
         ::close(ready[1]);
@@ -332,9 +332,9 @@ int runSteps(const std::vector<std::string> &steps)
             return brindle::runTestLauncher(argument, rest);
         }
         if (verb == "terminated" || verb == "killed") {
-            using Bond = brindle::ManagedProcess::Bond;
-            return brindle::runTestLauncher(argument, rest,
-                                            verb == "killed" ? Bond::killed : Bond::terminated);
+            using OnParentDeath = brindle::ManagedProcess::OnParentDeath;
+            return brindle::runTestLauncher(
+                argument, rest, verb == "killed" ? OnParentDeath::kill : OnParentDeath::terminate);
         }
         if (verb == "fork") {
             if (!forkCopy()) {
@@ -356,6 +356,6 @@ int runSteps(const std::vector<std::string> &steps)
 
 int main(int argc, char **argv)
 {
-    ::alarm(longestLife);
+    ::alarm(maxLife);
     return runSteps(std::vector<std::string>(argv + 1, argv + argc));
 }

@@ -1,6 +1,6 @@
 #include "TestLauncher.h"
 
-#include "services/StagingFolder.h"
+#include "files/StagingFolder.h"
 #include "support/Await.h"
 
 #include <QCoreApplication>
@@ -21,7 +21,7 @@ QCoro::Task<> quitWithChild(std::shared_ptr<ManagedProcess> child)
 } // namespace
 
 int runTestLauncher(const std::string &program, const std::vector<std::string> &arguments,
-                    ManagedProcess::Bond bond)
+                    ManagedProcess::OnParentDeath bond)
 {
     std::string name = "testlauncher";
     int count = 1;

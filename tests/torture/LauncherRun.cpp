@@ -11,7 +11,7 @@ namespace brindle {
 
 namespace {
 
-constexpr int longestRun = 120'000; // milliseconds
+constexpr int maxRun = 120'000; // milliseconds
 
 const auto phaseMark = QStringLiteral("phase: ");
 const auto logMark = QStringLiteral("log: ");
@@ -57,7 +57,7 @@ LauncherRun LauncherRun::of(const Setting &setting, const QString &action,
                   {action, setting.home, setting.temporary, setting.host, setting.programs});
     LauncherRun run;
     process.waitForStarted();
-    const qint64 rest = killAfter ? killAfter->count() - timer.elapsed() : longestRun;
+    const qint64 rest = killAfter ? killAfter->count() - timer.elapsed() : maxRun;
     const bool ended = rest > 0 ? process.waitForFinished(static_cast<int>(rest))
                                 : process.state() == QProcess::NotRunning;
     if (beforeKill) {

@@ -116,10 +116,10 @@ void PowerDisk::restorePower()
 void PowerDisk::unmount()
 {
     // Who was killed may take a moment to let go.
-    constexpr int mostTries = 500;
+    constexpr int maxTries = 500;
     const QByteArray place = QFile::encodeName(path());
     for (int i = 0; umount2(place.constData(), 0) != 0; ++i) {
-        check(errno == EBUSY && i < mostTries, QStringLiteral("umount"));
+        check(errno == EBUSY && i < maxTries, QStringLiteral("umount"));
         QThread::msleep(10);
     }
 }

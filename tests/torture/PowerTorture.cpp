@@ -2,7 +2,7 @@
 
 #include "Orphans.h"
 #include "Rounds.h"
-#include "services/Files.h"
+#include "files/Files.h"
 
 #include <algorithm>
 #include <array>
@@ -70,11 +70,11 @@ LauncherRun PowerTorture::cutRun(const QString &action)
 {
     constexpr std::array journals{Journal::everyFiveSeconds, Journal::everySecond,
                                   Journal::atTheCut};
-    constexpr std::array longestWaits{6000, 2000, 500}; // milliseconds; with each of them
+    constexpr std::array maxWaits{6000, 2000, 500}; // milliseconds; with each of them
     const auto which = static_cast<size_t>(random(static_cast<int>(journals.size())));
     const Journal journal = journals.at(which);
     const int length = lengths_.value(action);
-    const int after = random(2) == 0 ? random(length) : length + random(longestWaits.at(which));
+    const int after = random(2) == 0 ? random(length) : length + random(maxWaits.at(which));
     disk_.mount(journal == Journal::everySecond ? QStringLiteral("commit=1") : QString());
     Files::createFolder(setting_.temporary);
 

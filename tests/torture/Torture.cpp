@@ -2,7 +2,7 @@
 
 #include "Orphans.h"
 #include "Rounds.h"
-#include "services/Files.h"
+#include "files/Files.h"
 
 #include <QDir>
 
@@ -153,8 +153,8 @@ QString Torture::round(int number)
         expected.commits.insert(commit_);
     }
     // Misfortunes seldom come alone.
-    constexpr int mostKills = 3;
-    for (int more = random(mostKills); more > 0; --more) {
+    constexpr int maxKills = 3;
+    for (int more = random(maxKills); more > 0; --more) {
         killedRun(play);
     }
     expected.newestCommit = commit_;

@@ -3,7 +3,7 @@
 // Prints a table; ends with 1 when the log is not exact or a game is not ended.
 
 #include "PipelineFixture.h"
-#include "services/SteadyClock.h"
+#include "base/Clock.h"
 #include "support/Await.h"
 #include "support/Lifeline.h"
 #include "support/TestChild.h"
@@ -126,9 +126,9 @@ bool flood()
             exact && play.log().at(i) == QStringLiteral("line %1").arg(rate * seconds - count + i);
     }
     exact = exact && play.log().size() == LogStore::maxLines;
-    constexpr double mostAway = 50;
-    print("100,000 lines/s for 10 s: longest absence of the main thread", longest, "ms", mostAway);
-    print("  the most work of the main thread in one", busiest, "ms", mostAway);
+    constexpr double maxAway = 50;
+    print("100,000 lines/s for 10 s: longest absence of the main thread", longest, "ms", maxAway);
+    print("  the most work of the main thread in one", busiest, "ms", maxAway);
     std::printf("  the last %d lines: %s\n", static_cast<int>(LogStore::maxLines),
                 exact ? "exact" : "WRONG");
     return exact;

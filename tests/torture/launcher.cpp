@@ -5,12 +5,12 @@
 // is stopped. Ends with 0 when the action came to a good end. On SIGTERM it quits as the real one
 // does: it cancels what runs, prints "cancelled: " and the microseconds that took, and ends.
 
+#include "base/Clock.h"
 #include "core/AppModel.h"
-#include "core/AppModelParts.h"
+#include "core/Dependencies.h"
 #include "core/Desktop.h"
-#include "platform/EndSignals.h"
-#include "services/StagingFolder.h"
-#include "services/SteadyClock.h"
+#include "files/StagingFolder.h"
+#include "platform/TerminationSignals.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -50,10 +50,10 @@ Platform platform(const QStringList &arguments)
     return Platform::current(programs);
 }
 
-AppModelParts parts(const QStringList &arguments)
+Dependencies parts(const QStringList &arguments)
 {
     const QDir home(arguments.at(2));
-    AppModelParts parts;
+    Dependencies parts;
     parts.storageRoot = storageRoot(arguments);
     parts.temporaryFolder = arguments.at(3);
     parts.settings = std::make_unique<QSettings>(home.filePath(QStringLiteral("settings.ini")),
@@ -132,7 +132,7 @@ private:
     {
         const QStringList left =
             QDir(temporary_).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot);
-        if (left.isEmpty() || ++looks_ == mostLooks) {
+        if (left.isEmpty() || ++looks_ == maxLooks) {
             for (const QString &name : left) {
                 print("left", name);
             }
@@ -166,7 +166,7 @@ private:
         QCoreApplication::exit(good ? 0 : 1);
     }
 
-    static constexpr int mostLooks = 1000;
+    static constexpr int maxLooks = 1000;
     static constexpr int lookAfter = 10;  // milliseconds
     static constexpr int shortGame = 100; // milliseconds
 
@@ -196,8 +196,8 @@ int main(int argc, char *argv[])
         return 0;
     }
     Session session(AppModel::shared(), arguments.at(1), arguments.at(3));
-    const EndSignals endSignals;
-    QObject::connect(&endSignals, &EndSignals::requested, &session, &Session::quit);
+    const TerminationSignals endSignals;
+    QObject::connect(&endSignals, &TerminationSignals::requested, &session, &Session::quit);
     QTimer::singleShot(0, &session, [&] {
         StagingFolder::startClearingLeftovers(arguments.at(3), storageRoot(arguments));
         session.begin();

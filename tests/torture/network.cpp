@@ -6,7 +6,7 @@
 #include "Offers.h"
 #include "e2e/Namespaces.h"
 #include "faults/NetworkFault.h"
-#include "services/Files.h"
+#include "files/Files.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -30,8 +30,8 @@ namespace {
 constexpr int repetitions = 5;
 constexpr qint64 timeOut = 60'000;         // milliseconds, the launcher's
 constexpr qint64 tolerance = 5'000;        // milliseconds, a busy machine's
-constexpr double mostToCancel = 100;       // milliseconds
-constexpr double mostToBeGone = 500;       // milliseconds
+constexpr double maxToCancel = 100;        // milliseconds
+constexpr double maxToBeGone = 500;        // milliseconds
 constexpr unsigned long toFallAsleep = 50; // milliseconds, for a launcher to wait for nothing
 
 /// One launcher against one host of its own.
@@ -186,7 +186,7 @@ void measureEnds(const std::vector<std::unique_ptr<Case>> &cases)
         const double last = *std::max_element(gone.begin(), gone.end());
         std::printf("%-44s %10.1f %10.1f %10.1f %10.1f    %s (100), %s (500)\n",
                     qPrintable(one->name()), median(cancelled), worst, median(gone), last,
-                    verdict(worst, mostToCancel), verdict(last, mostToBeGone));
+                    verdict(worst, maxToCancel), verdict(last, maxToBeGone));
         std::fflush(stdout);
     }
 }

@@ -1,6 +1,6 @@
 #include "AppFixture.h"
 
-#include "services/SteadyClock.h"
+#include "base/Clock.h"
 #include "support/Await.h"
 
 #include "ui/Views.h"
@@ -19,7 +19,7 @@ void AppFixture::prepare()
     files_ = std::make_unique<ModelFixture>(std::make_shared<SteadyClock>());
     files_->installByHand(ModelFixture::engineScript());
     AppModel::compose([this] {
-        AppModelParts parts;
+        Dependencies parts;
         parts.storageRoot = files_->root();
         parts.temporaryFolder = files_->temporaryFolder();
         parts.settings = std::make_unique<QSettings>(files_->settingsFile(), QSettings::IniFormat);

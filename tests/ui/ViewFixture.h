@@ -1,7 +1,7 @@
 #pragma once
 
 #include "core/Alert.h"
-#include "services/LogStore.h"
+#include "log/LogStore.h"
 
 #include <QQmlEngine>
 #include <QQuickWindow>

@@ -2,7 +2,7 @@
 
 #include "ModelFixture.h"
 
-#include "services/SteadyClock.h"
+#include "base/Clock.h"
 #include "support/Await.h"
 #include "support/WorkerHold.h"
 #include "ui/LauncherModel.h"

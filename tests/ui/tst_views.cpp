@@ -2,7 +2,7 @@
 
 #include "ViewFixture.h"
 
-#include "services/LogStore.h"
+#include "log/LogStore.h"
 
 #include <QQmlEngine>
 #include <QtQuickTest>

@@ -3,7 +3,7 @@
 #include "ModelFixture.h"
 #include "ViewFixture.h"
 
-#include "services/SteadyClock.h"
+#include "base/Clock.h"
 #include "support/Await.h"
 #include "ui/LauncherModel.h"
 #include "ui/QuickDesktop.h"

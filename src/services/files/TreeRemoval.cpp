@@ -1,0 +1,146 @@
+#include "files/TreeRemoval.h"
+
+#include <QUuid>
+
+#include <cerrno>
+#include <memory>
+#include <vector>
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace brindle {
+
+namespace {
+
+/// Folders are taken apart one level at a time: a folder found inside another is moved up into the
+/// top folder under a name of its own and waits there for its turn. So the depth of what is
+/// deleted costs neither descriptors nor path length.
+class Remover
+{
+public:
+    explicit Remover(std::stop_token stop) : stop_(std::move(stop)) {}
+
+    int run(const QByteArray &folder)
+    {
+        allowAll(AT_FDCWD, folder);
+        top_ = open(folder.constData(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+        if (top_ < 0) {
+            return errno;
+        }
+        empty(".");
+        while (!waiting_.empty()) {
+            const QByteArray name = std::move(waiting_.back());
+            waiting_.pop_back();
+            empty(name);
+            check(unlinkat(top_, name.constData(), AT_REMOVEDIR));
+        }
+        close(top_);
+        check(rmdir(folder.constData()));
+        return firstError_;
+    }
+
+private:
+    void check(int result)
+    {
+        if (result != 0 && firstError_ == 0) {
+            firstError_ = errno;
+        }
+    }
+
+    /// Emptying a folder, and moving it to another parent, needs all of its owner's bits.
+    static void allowAll(int parent, const QByteArray &name)
+    {
+        struct stat status = {};
+        if (fstatat(parent, name.constData(), &status, AT_SYMLINK_NOFOLLOW) == 0 &&
+            S_ISDIR(status.st_mode) && (status.st_mode & S_IRWXU) != S_IRWXU) {
+            // A failure shows when the folder is opened.
+            fchmodat(parent, name.constData(), S_IRWXU, 0);
+        }
+    }
+
+    /// All names first, because what a stream yields while its folder changes is not defined.
+    std::vector<QByteArray> names(int folder)
+    {
+        std::vector<QByteArray> found;
+        const int own = openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+        DIR *stream = own < 0 ? nullptr : fdopendir(own);
+        if (!stream) {
+            check(-1);
+            if (own >= 0) {
+                close(own);
+            }
+            return found;
+        }
+        while (const dirent *entry = readdir(stream)) {
+            const QByteArray name(entry->d_name);
+            if (name != "." && name != "..") {
+                found.push_back(name);
+            }
+        }
+        closedir(stream);
+        return found;
+    }
+
+    void empty(const QByteArray &name)
+    {
+        const bool isTop = name == ".";
+        const int folder =
+            openat(top_, name.constData(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+        if (folder < 0) {
+            check(-1);
+            return;
+        }
+        for (const QByteArray &entry : names(folder)) {
+            if (stop_.stop_requested()) {
+                break;
+            }
+            remove(folder, entry, isTop);
+        }
+        close(folder);
+    }
+
+    void remove(int folder, const QByteArray &entry, bool isTop)
+    {
+        struct stat status = {};
+        if (fstatat(folder, entry.constData(), &status, AT_SYMLINK_NOFOLLOW) != 0) {
+            check(-1);
+            return;
+        }
+        if (!S_ISDIR(status.st_mode)) {
+            check(unlinkat(folder, entry.constData(), 0));
+            return;
+        }
+        if (unlinkat(folder, entry.constData(), AT_REMOVEDIR) == 0) {
+            return; // it was empty
+        }
+        allowAll(folder, entry);
+        QByteArray name = entry;
+        if (!isTop) {
+            name = waitingPrefix_ + QByteArray::number(++moved_);
+            if (renameat(folder, entry.constData(), top_, name.constData()) != 0) {
+                check(-1);
+                return;
+            }
+        }
+        waiting_.push_back(name);
+    }
+
+    const std::stop_token stop_;
+    int top_ = -1;
+    int firstError_ = 0;
+    qint64 moved_ = 0;
+    const QByteArray waitingPrefix_ = QUuid::createUuid().toByteArray(QUuid::WithoutBraces) + '-';
+    std::vector<QByteArray> waiting_; ///< names in the top folder
+};
+
+} // namespace
+
+int TreeRemoval::remove(const QByteArray &folder, const std::stop_token &stop)
+{
+    return Remover(stop).run(folder);
+}
+
+} // namespace brindle

@@ -1,0 +1,79 @@
+#include "log/LogQueue.h"
+
+#include "log/LogStore.h"
+
+#include <QCoreApplication>
+
+#include <algorithm>
+#include <limits>
+#include <utility>
+#include <vector>
+
+namespace brindle {
+
+LogQueue::LogQueue(LogStore *log) : log_(log) {}
+
+void LogQueue::append(const QString &line)
+{
+    QString entry = LogStore::cleaned(line);
+    // A line that adds no entry must not push one out of the queue that does.
+    if (entry.isEmpty()) {
+        return;
+    }
+    bool schedulesTurn = false;
+    {
+        const std::lock_guard guard(lock_);
+        waiting_.push_back(std::move(entry));
+        if (waiting_.size() > static_cast<size_t>(LogStore::maxLines)) {
+            waiting_.pop_front();
+        }
+        schedulesTurn = !std::exchange(scheduled_, true);
+    }
+    if (schedulesTurn) {
+        schedule();
+    }
+}
+
+void LogQueue::flush()
+{
+    drain(std::numeric_limits<size_t>::max());
+}
+
+void LogQueue::schedule()
+{
+    QMetaObject::invokeMethod(
+        QCoreApplication::instance(), [self = shared_from_this()] { self->takeTurn(); },
+        Qt::QueuedConnection);
+}
+
+void LogQueue::takeTurn()
+{
+    if (drain(linesPerTurn)) {
+        schedule();
+    }
+}
+
+/// True when lines are left and the turn for them must be scheduled by the caller.
+bool LogQueue::drain(size_t most)
+{
+    std::vector<QString> turn;
+    bool more = false;
+    {
+        const std::lock_guard guard(lock_);
+        const auto count = std::min(waiting_.size(), most);
+        const auto end = waiting_.begin() + static_cast<std::ptrdiff_t>(count);
+        turn.assign(std::make_move_iterator(waiting_.begin()), std::make_move_iterator(end));
+        waiting_.erase(waiting_.begin(), end);
+        more = !waiting_.empty();
+        scheduled_ = more;
+    }
+    for (QString &entry : turn) {
+        if (!log_) {
+            return false;
+        }
+        log_->add(std::move(entry));
+    }
+    return more;
+}
+
+} // namespace brindle

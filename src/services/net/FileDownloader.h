@@ -1,0 +1,36 @@
+#pragma once
+
+#include "base/Callbacks.h"
+#include "net/Transfer.h"
+
+#include <mutex>
+
+namespace brindle {
+
+/// Fetches one file at a time to a place on disk. Reused for the next download; must not be called
+/// while one runs.
+class FileDownloader
+{
+public:
+    /// Set by the owner before a download; called on the transfer's thread.
+    void setOnProgress(ProgressCallback onProgress);
+
+    /// Returns when the file lies at `destination`, where it appears by one rename and replaces
+    /// what was there. Throws SetupError for an HTTP status other than 200, TransferError for
+    /// network failures and cancellation, SystemError when the file can't be written. Also
+    /// SetupError for a file over the limit, and SystemError for one that is announced larger than
+    /// what the disk has left. On failure `destination` is left as it was, save that something in
+    /// its place may have gone when the rename fails.
+    QCoro::Task<> download(QUrl url, QString destination, std::stop_token stop,
+                           TransferOptions options = {});
+
+    /// Cancels the running transfer, if there is one; a completed one is not affected. Any thread.
+    void cancelTask();
+
+private:
+    std::mutex lock_;                // guards task_
+    std::shared_ptr<Transfer> task_; // kept after completion
+    ProgressCallback onProgress_;
+};
+
+} // namespace brindle

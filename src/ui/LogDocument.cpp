@@ -1,0 +1,232 @@
+#include "ui/LogDocument.h"
+
+#include "ui/DisplayText.h"
+
+#include <QAbstractTextDocumentLayout>
+#include <QQuickTextDocument>
+#include <QTextBlock>
+
+#include <algorithm>
+#include <cmath>
+
+namespace brindle {
+
+namespace {
+
+// The whole line can be copied; more than this is not laid out.
+constexpr qsizetype maxShown = 4'000;
+
+/// An entry as one block: every character that would begin a block breaks the line only.
+QString asBlock(const QString &line)
+{
+    QString entry = DisplayText::of(line, maxShown);
+    const auto beginsBlock = [](QChar c) {
+        return c == u'\n' || c == QChar::ParagraphSeparator || c == QChar(0xfdd0) ||
+               c == QChar(0xfdd1); // frame marks inside a QTextDocument
+    };
+    // Most have none, and then it stays shared.
+    if (std::any_of(entry.cbegin(), entry.cend(), beginsBlock)) {
+        std::replace_if(entry.begin(), entry.end(), beginsBlock, QChar(QChar::LineSeparator));
+    }
+    return entry;
+}
+
+} // namespace
+
+LogDocument::LogDocument(QQuickItem *parent) : QQuickItem(parent) {}
+
+void LogDocument::setLog(QObject *log)
+{
+    auto *const store = qobject_cast<LogStore *>(log);
+    if (store == log_) {
+        return;
+    }
+    if (log_) {
+        log_->disconnect(this);
+    }
+    log_ = store;
+    if (log_) {
+        connect(log_, &LogStore::linesChanged, this, &LogDocument::polish);
+        connect(log_, &LogStore::reset, this, &LogDocument::startOver);
+    }
+    startOver();
+    Q_EMIT logChanged();
+}
+
+void LogDocument::setEdit(QQuickItem *edit)
+{
+    edit_ = edit;
+    if (QTextDocument *const shown = document()) {
+        shown->setUndoRedoEnabled(false);
+    }
+    startOver();
+    Q_EMIT editChanged();
+}
+
+void LogDocument::setScroller(QQuickItem *scroller)
+{
+    scroller_ = scroller;
+    Q_EMIT scrollerChanged();
+}
+
+void LogDocument::setPlaceholder(const QString &text)
+{
+    placeholder_ = text;
+    startOver();
+    Q_EMIT placeholderChanged();
+}
+
+QTextDocument *LogDocument::document() const
+{
+    if (!edit_) {
+        return nullptr;
+    }
+    auto *const handle = edit_->property("textDocument").value<QQuickTextDocument *>();
+    return handle ? handle->textDocument() : nullptr;
+}
+
+void LogDocument::startOver()
+{
+    if (QTextDocument *const shown = document()) {
+        QTextCursor cursor(shown);
+        cursor.select(QTextCursor::Document);
+        cursor.insertText(isEmpty() ? placeholder_ : QString());
+    }
+    count_ = 0;
+    first_ = log_ ? log_->dropped() + log_->lines().size() : 0;
+    if (!isEmpty()) {
+        polish();
+    }
+}
+
+void LogDocument::updatePolish()
+{
+    if (isEmpty() || !document()) {
+        return;
+    }
+    const QStringList &lines = log_->lines();
+    const qint64 dropped = log_->dropped();
+    const qint64 newest = dropped + lines.size();
+    if (count_ == 0 || dropped >= end()) {
+        // Nothing that is shown is left: begin anew, from the end.
+        removeFront(count_);
+        first_ = newest;
+    } else if (dropped > first_) {
+        removeFront(dropped - first_);
+    }
+
+    qsizetype room = charactersPerFrame;
+    const auto take = [&](qint64 entry) {
+        room -= lines.at(entry - dropped).size() + 1;
+        return room > 0;
+    };
+    qint64 to = end();
+    for (bool more = true; more && to < newest; ++to) {
+        more = take(to);
+    }
+    insert(end(), to - end());
+    qint64 from = first_;
+    for (bool more = true; more && from > dropped && room > 0;) {
+        more = take(--from);
+    }
+    insert(from, first_ - from);
+
+    if (end() < newest || first_ > dropped) {
+        // Not from in here, which is the frame whose share has been used up.
+        QMetaObject::invokeMethod(this, [this] { polish(); }, Qt::QueuedConnection);
+    }
+}
+
+void LogDocument::removeFront(qint64 count)
+{
+    if (count <= 0) {
+        return;
+    }
+    const bool following = contentY() >= lastY() - 1;
+    const bool all = count >= count_;
+    const qreal height = all ? 0 : topOf(count) - topOf(0);
+    QTextCursor cursor(document());
+    if (all) {
+        cursor.movePosition(QTextCursor::End, QTextCursor::KeepAnchor);
+    } else {
+        cursor.setPosition(document()->findBlockByNumber(static_cast<int>(count)).position(),
+                           QTextCursor::KeepAnchor);
+    }
+    const qreal y = contentY() - height;
+    cursor.removeSelectedText();
+    first_ += std::min(count, count_);
+    count_ -= std::min(count, count_);
+    if (scroller_) {
+        scroller_->setProperty("contentY", following ? lastY() : std::clamp(y, 0.0, lastY()));
+    }
+}
+
+/// Inserts entries right before the first or right behind the last one shown.
+void LogDocument::insert(qint64 from, qint64 count)
+{
+    if (count <= 0) {
+        return;
+    }
+    QString text;
+    for (qint64 entry = from; entry < from + count; ++entry) {
+        if (entry > from) {
+            text += QLatin1Char('\n');
+        }
+        text += asBlock(log_->lines().at(entry - log_->dropped()));
+    }
+    const bool following = contentY() >= lastY() - 1;
+    const bool behind = from >= first_;
+    const int anchor = edit_->property("selectionStart").toInt();
+    const int position = edit_->property("selectionEnd").toInt();
+    const bool backwards = edit_->property("cursorPosition").toInt() == anchor;
+
+    QTextCursor cursor(document());
+    if (behind) {
+        cursor.movePosition(QTextCursor::End);
+    }
+    // A selection that ends where text is inserted must not grow with it.
+    const bool touched =
+        behind && count_ > 0 && anchor != position && position == cursor.position();
+    qreal y = contentY();
+    if (count_ == 0) {
+        cursor.select(QTextCursor::Document); // the placeholder
+        cursor.insertText(text);
+        first_ = from;
+    } else if (behind) {
+        cursor.insertText(QLatin1Char('\n') + text);
+    } else {
+        cursor.insertText(text + QLatin1Char('\n'));
+        first_ = from;
+        y += topOf(count) - topOf(0);
+    }
+    count_ += count;
+    if (touched) {
+        QMetaObject::invokeMethod(edit_, "select", Q_ARG(int, backwards ? position : anchor),
+                                  Q_ARG(int, backwards ? anchor : position));
+    }
+    if (scroller_) {
+        scroller_->setProperty("contentY", following ? lastY() : y);
+    }
+}
+
+qreal LogDocument::topOf(qint64 block) const
+{
+    QTextDocument *const shown = document();
+    return shown->documentLayout()
+        ->blockBoundingRect(shown->findBlockByNumber(static_cast<int>(block)))
+        .top();
+}
+
+qreal LogDocument::lastY() const
+{
+    return scroller_
+               ? std::max(0.0, scroller_->property("contentHeight").toReal() - scroller_->height())
+               : 0;
+}
+
+qreal LogDocument::contentY() const
+{
+    return scroller_ ? scroller_->property("contentY").toReal() : 0;
+}
+
+} // namespace brindle
