@@ -47,8 +47,6 @@ bool AppModel::isCancellation(const std::exception_ptr &error)
         std::rethrow_exception(error);
     } catch (const CancellationError &) {
         return true;
-    } catch (const TransferError &transfer) {
-        return transfer.code == TransferError::Code::cancelled;
     } catch (...) {
         return false;
     }

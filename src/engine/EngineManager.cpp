@@ -101,8 +101,7 @@ QCoro::Task<QString> EngineManager::install(EngineSpec spec, ProgressCallback pr
         throw SetupError(QStringLiteral("Internal error: bad engine address."));
     }
 
-    const auto fetch = Transfer::toMemory(*list, maxChecksumBytes);
-    auto fetching = fetch->run(stop);
+    auto fetching = Transfer::toMemory(*list, maxChecksumBytes, stop);
     const TransferResult answer = co_await fetching;
     if (answer.status != statusOk) {
         throw SetupError(QStringLiteral("Godot %1 was not found on the official download page "

@@ -231,8 +231,8 @@ private Q_SLOTS:
         try {
             await(setup.install(engines));
             QFAIL("installed from nothing");
-        } catch (const TransferError &error) {
-            QCOMPARE(error.code, TransferError::Code::failed);
+        } catch (const TransferError &) {
+            // As it should be.
         }
         QVERIFY(Files::names(setup.temporary()).isEmpty());
     }

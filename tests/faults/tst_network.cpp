@@ -56,8 +56,8 @@ class TestNetwork : public QObject
     QByteArray served(const QString &path) const
     {
         constexpr qint64 most = 10'000'000;
-        const auto fetch = Transfer::toMemory(QUrl(fixture_->host.url().toString() + path), most);
-        auto fetching = fetch->run({});
+        const QUrl url(fixture_->host.url().toString() + path);
+        auto fetching = Transfer::toMemory(url, most, {});
         return await(std::move(fetching)).body;
     }
 

@@ -15,19 +15,19 @@ template <typename T>
 struct Outcome
 {
     std::optional<T> value;
+    std::optional<CancellationError> cancellation;
     std::optional<TransferError> transferError;
     std::optional<SystemError> systemError;
     std::optional<SetupError> setupError;
 
-    bool failedWith(TransferError::Code code) const
-    {
-        return transferError && transferError->code == code;
-    }
-    bool cancelled() const { return failedWith(TransferError::Code::cancelled); }
+    bool cancelled() const { return cancellation.has_value(); }
 
     /// What went wrong, for messages of tests; empty for a value.
     QString text() const
     {
+        if (cancellation) {
+            return cancellation->description();
+        }
         if (transferError) {
             return transferError->description();
         }
@@ -50,6 +50,8 @@ auto outcomeOf(QCoro::Task<T> task)
         } else {
             outcome.value = await(std::move(task));
         }
+    } catch (const CancellationError &error) {
+        outcome.cancellation = error;
     } catch (const TransferError &error) {
         outcome.transferError = error;
     } catch (const SystemError &error) {

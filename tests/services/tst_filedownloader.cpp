@@ -74,6 +74,8 @@ private Q_SLOTS:
     void folderThatGoesAway();
     void cancelDuringTheTransfer();
     void cancelByStopToken();
+    void cancelTwice();
+    void stopAfterTheEnd();
     void cancelBetweenStoringAndStarting();
     void cancelOfACompletedOne();
     void cancelOfNone();
@@ -260,7 +262,7 @@ void TestFileDownloader::failureLeavesTheDestination()
     });
     FileDownloader downloader;
     const auto outcome = outcomeOf(downloader.download(server.url(), destination(), {}));
-    QVERIFY(outcome.failedWith(TransferError::Code::failed));
+    QVERIFY(outcome.transferError);
     QVERIFY(!outcome.text().isEmpty());
     QCOMPARE(content(), QByteArray("old"));
     QCOMPARE(names(), QStringList{QStringLiteral("file.zip")});
@@ -418,8 +420,7 @@ void TestFileDownloader::progressOverTls()
         last = written;
     });
     // Nobody trusts it yet.
-    QVERIFY(outcomeOf(downloader.download(server.url(), destination(), {}))
-                .failedWith(TransferError::Code::failed));
+    QVERIFY(outcomeOf(downloader.download(server.url(), destination(), {})).transferError);
     QCOMPARE(names(), QStringList{QStringLiteral("ca.pem")});
     TransferOptions options;
     options.caFile = authority;
@@ -532,6 +533,38 @@ void TestFileDownloader::cancelByStopToken()
     stop.request_stop();
     QVERIFY(outcomeOf(std::move(task)).cancelled());
     QVERIFY(names().isEmpty());
+}
+
+void TestFileDownloader::cancelTwice()
+{
+    std::binary_semaphore asked(0);
+    const HttpServer server([&](const HttpRequest &, HttpConnection &connection) {
+        asked.release();
+        connection.waitUntilClosed();
+    });
+    FileDownloader downloader;
+    std::stop_source stop;
+    auto task = downloader.download(server.url(), destination(), stop.get_token());
+    asked.acquire();
+    downloader.cancelTask();
+    downloader.cancelTask();
+    stop.request_stop();
+    QVERIFY(outcomeOf(std::move(task)).cancelled());
+    downloader.cancelTask();
+    QVERIFY(names().isEmpty());
+}
+
+void TestFileDownloader::stopAfterTheEnd()
+{
+    const HttpServer server(
+        [](const HttpRequest &, HttpConnection &c) { c.respond(200, {}, "new"); });
+    FileDownloader downloader;
+    std::stop_source stop;
+    QVERIFY(outcomeOf(downloader.download(server.url(), destination(), stop.get_token())).value);
+    stop.request_stop();
+    QCOMPARE(content(), QByteArray("new"));
+    // Nor does it stay for the one that follows.
+    QVERIFY(outcomeOf(downloader.download(server.url(), destination(), {})).value);
 }
 
 void TestFileDownloader::cancelBetweenStoringAndStarting()

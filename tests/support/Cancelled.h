@@ -13,11 +13,6 @@ bool endsCancelled(QCoro::Task<T> task)
         await(std::move(task));
     } catch (const CancellationError &) {
         return true;
-    } catch (const TransferError &error) {
-        if (error.code == TransferError::Code::cancelled) {
-            return true;
-        }
-        throw;
     }
     return false;
 }

@@ -59,18 +59,9 @@ private:
 class TransferError final : public Error
 {
 public:
-    enum class Code {
-        cancelled, ///< the transfer was cancelled by its owner
-        timedOut,  ///< no byte arrived for the time-out's length
-        failed,    ///< everything else: no connection, TLS, cut short, too many redirects …
-    };
-
-    TransferError(Code errorCode, QString text) : code(errorCode), text_(std::move(text)) {}
-    explicit TransferError(QString text) : TransferError(Code::failed, std::move(text)) {}
+    explicit TransferError(QString text) : text_(std::move(text)) {}
 
     QString description() const override { return text_; }
-
-    Code code;
 
 private:
     QString text_;

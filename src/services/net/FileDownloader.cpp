@@ -27,18 +27,15 @@ QString temporaryFor(const QString &destination)
 /// Blocks.
 void replace(const QString &destination, const QString &file)
 {
-    const QByteArray from = QFile::encodeName(file);
-    const QByteArray to = QFile::encodeName(destination);
-    if (std::rename(from.constData(), to.constData()) == 0) {
+    const auto isRenamed = [from = QFile::encodeName(file), to = QFile::encodeName(destination)] {
+        return std::rename(from.constData(), to.constData()) == 0;
+    };
+    if (isRenamed()) {
         return;
     }
     if (errno == EISDIR || errno == ENOTEMPTY || errno == EEXIST) {
-        try {
-            Files::remove(destination);
-        } catch (const SystemError &) {
-            // Ignored: the rename will say what is in its way.
-        }
-        if (std::rename(from.constData(), to.constData()) == 0) {
+        Files::removeIfPossible(destination);
+        if (isRenamed()) {
             return;
         }
     }
@@ -65,16 +62,19 @@ void FileDownloader::setOnProgress(ProgressCallback onProgress)
 QCoro::Task<> FileDownloader::download(QUrl url, QString destination, std::stop_token stop,
                                        TransferOptions options)
 {
-    const QString temporary = temporaryFor(destination);
-    const auto transfer = Transfer::toFile(url, temporary, onProgress_, std::move(options));
+    std::stop_source task;
     {
         const std::lock_guard guard(lock_);
-        task_ = transfer;
+        task_ = task;
     }
+    const std::stop_callback onStop(stop, [&task] { task.request_stop(); });
+    const QString temporary = temporaryFor(destination);
+    auto fetching =
+        Transfer::toFile(url, temporary, onProgress_, task.get_token(), std::move(options));
     // From here on nothing of this object is used: it may go.
     std::exception_ptr error;
     try {
-        const TransferResult result = co_await transfer->run(stop);
+        const TransferResult result = co_await fetching;
         checkStatus(result);
         const auto move = [destination, temporary] { replace(destination, temporary); };
         co_await runOnWorker(move);
@@ -86,7 +86,7 @@ QCoro::Task<> FileDownloader::download(QUrl url, QString destination, std::stop_
         error = std::current_exception();
     }
     if (error) {
-        const auto clearUp = [temporary] { std::remove(QFile::encodeName(temporary).constData()); };
+        const auto clearUp = [temporary] { QFile::remove(temporary); };
         co_await runOnWorker(clearUp);
         std::rethrow_exception(error);
     }
@@ -94,14 +94,12 @@ QCoro::Task<> FileDownloader::download(QUrl url, QString destination, std::stop_
 
 void FileDownloader::cancelTask()
 {
-    std::shared_ptr<Transfer> task;
+    std::stop_source task(std::nostopstate);
     {
         const std::lock_guard guard(lock_);
         task = task_;
     }
-    if (task) {
-        task->cancel();
-    }
+    task.request_stop();
 }
 
 } // namespace brindle

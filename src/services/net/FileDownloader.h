@@ -4,6 +4,7 @@
 #include "net/Transfer.h"
 
 #include <mutex>
+#include <stop_token>
 
 namespace brindle {
 
@@ -16,11 +17,11 @@ public:
     void setOnProgress(ProgressCallback onProgress);
 
     /// Returns when the file lies at `destination`, where it appears by one rename and replaces
-    /// what was there. Throws SetupError for an HTTP status other than 200, TransferError for
-    /// network failures and cancellation, SystemError when the file can't be written. Also
-    /// SetupError for a file over the limit, and SystemError for one that is announced larger than
-    /// what the disk has left. On failure `destination` is left as it was, save that something in
-    /// its place may have gone when the rename fails.
+    /// what was there. Throws SetupError for an HTTP status other than 200 and for a file over the
+    /// limit, TransferError for network failures, SystemError when the file can't be written or is
+    /// announced larger than what the disk has left, and CancellationError after `cancelTask` or a
+    /// request of `stop`. On failure `destination` is left as it was, save that something in its
+    /// place may have gone when the rename fails.
     QCoro::Task<> download(QUrl url, QString destination, std::stop_token stop,
                            TransferOptions options = {});
 
@@ -28,8 +29,8 @@ public:
     void cancelTask();
 
 private:
-    std::mutex lock_;                // guards task_
-    std::shared_ptr<Transfer> task_; // kept after completion
+    std::mutex lock_;                         // guards task_
+    std::stop_source task_{std::nostopstate}; // stops the running transfer; kept after completion
     ProgressCallback onProgress_;
 };
 

@@ -1,0 +1,107 @@
+#pragma once
+
+#include "base/Error.h"
+#include "net/SystemNetwork.h"
+#include "net/Transfer.h"
+
+#include <QByteArray>
+#include <QUrl>
+
+#include <curl/curl.h>
+
+#include <chrono>
+#include <exception>
+#include <memory>
+#include <optional>
+#include <string_view>
+
+/// HTTP through libcurl, which nothing else includes, and the rules of where it may lead.
+namespace brindle::Http {
+
+/// Whether `url` asks for an unencrypted transfer that would leave this machine, which anyone on
+/// the way could read and change. Loopback means 127.0.0.0/8, ::1 and "localhost", which libcurl
+/// answers itself and never looks up (RFC 6761, section 6.3). Pure; any thread.
+bool isInsecure(const QUrl &url);
+
+/// Whether a status asks to go to the place in the Location header. Pure; any thread.
+bool isRedirectStatus(int status);
+
+/// The address that `location` names when `from` has answered with it, by libcurl's own rules,
+/// which forgive what servers send. Throws TransferError for anything but http and https, for a way
+/// from https to http, and for plain http that would leave this machine. Pure; any thread.
+QUrl redirectTarget(const QUrl &from, const QByteArray &location);
+
+/// Whom a request tells, on the thread that runs it. What is thrown ends the request, which throws
+/// it on.
+class Listener
+{
+public:
+    /// The headers of the final answer are there. False if its body is not wanted.
+    virtual bool onHeaders() = 0;
+    virtual void onBody(std::string_view bytes) = 0;
+    /// What has arrived until now has been told. Comes at least once more after a `wake`.
+    virtual void onTurn() = 0;
+
+protected:
+    ~Listener() = default;
+};
+
+/// GET requests, one after the other. Blocks: worker threads only, one at a time.
+class Request
+{
+public:
+    /// That there is no way to the server, so that another may be tried.
+    struct NoWay
+    {
+        TransferError why;
+        bool isToldByProxy;
+    };
+
+    /// `listener` must outlive it. Throws TransferError when libcurl does.
+    Request(Listener &listener, const TransferOptions &options);
+
+    /// Returns when the answer has been told. Throws TransferError.
+    std::optional<NoWay> run(const QUrl &url, const SystemNetwork::Proxy &way);
+
+    /// Interrupts its waiting. Any thread.
+    void wake() { curl_multi_wakeup(multi_.get()); }
+
+    /// Of the answer. The values of all headers of that name are joined, the length is that of the
+    /// body and negative when unknown.
+    int status() const;
+    QByteArray header(const char *name, unsigned origin = CURLH_HEADER) const;
+    qint64 expectedLength() const;
+
+private:
+    using Clock = std::chrono::steady_clock;
+
+    void prepare(const SystemNetwork::Proxy &way);
+    QByteArray trustedCertificates() const;
+    CURLcode drive();
+
+    template <bool (Request::*take)(std::string_view)>
+    static size_t receive(char *bytes, size_t size, size_t count, void *request) noexcept;
+    bool takeHeader(std::string_view line);
+    bool takeBody(std::string_view bytes);
+
+    bool isNoWay(CURLcode code) const;
+    bool isWebPage(CURLcode code) const;
+    TransferError failure(CURLcode code) const;
+    long tunnelStatus() const;
+
+    Listener &listener_;
+    const TransferOptions options_;
+    const std::unique_ptr<CURL, void (*)(CURL *)> easy_;
+    const std::unique_ptr<CURLM, CURLMcode (*)(CURLM *)> multi_;
+    QUrl url_;
+    char errorText_[CURL_ERROR_SIZE] = {};
+    std::exception_ptr error_; // thrown by the listener
+    Clock::time_point lastByte_;
+    qint64 headerBytes_ = 0;   // of all answers, those of proxies included
+    bool isTunnelled_ = false; // a proxy is asked for a connection to the server
+    bool hasHeader_ = false;   // any, a proxy's included
+    bool hasHeaders_ = false;  // those of a final answer
+    bool isEnough_ = false;    // the body is not wanted
+};
+
+} // namespace brindle::Http
