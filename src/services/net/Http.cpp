@@ -156,8 +156,7 @@ QByteArray Http::Request::trustedCertificates() const
     if (!options_.caFile.isEmpty()) {
         return options_.caFile.toLocal8Bit();
     }
-    char *builtIn = nullptr;
-    curl_easy_getinfo(easy_.get(), CURLINFO_CAINFO, &builtIn);
+    const char *const builtIn = info<char *>(CURLINFO_CAINFO);
     // Without a file of its own libcurl asks the system's store.
     return builtIn ? SystemNetwork::certificateFile(QString::fromLocal8Bit(builtIn)).toLocal8Bit()
                    : QByteArray();
@@ -234,13 +233,6 @@ bool Http::Request::takeBody(std::string_view bytes)
     return true;
 }
 
-int Http::Request::status() const
-{
-    long status = 0;
-    curl_easy_getinfo(easy_.get(), CURLINFO_RESPONSE_CODE, &status);
-    return static_cast<int>(status);
-}
-
 QByteArray Http::Request::header(const char *name, unsigned origin) const
 {
     QByteArray value;
@@ -252,38 +244,17 @@ QByteArray Http::Request::header(const char *name, unsigned origin) const
     return value;
 }
 
-qint64 Http::Request::expectedLength() const
-{
-    curl_off_t expected = -1;
-    curl_easy_getinfo(easy_.get(), CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &expected);
-    return expected;
-}
-
-long Http::Request::tunnelStatus() const
-{
-    long status = 0;
-    curl_easy_getinfo(easy_.get(), CURLINFO_HTTP_CONNECTCODE, &status);
-    return status;
-}
-
 /// Whether it ended before there was a way to the server.
 bool Http::Request::isNoWay(CURLcode code) const
 {
-    switch (code) {
-    case CURLE_COULDNT_RESOLVE_PROXY:
-    case CURLE_COULDNT_RESOLVE_HOST:
-    case CURLE_COULDNT_CONNECT:
-    case CURLE_PROXY:
+    if (code == CURLE_COULDNT_RESOLVE_PROXY || code == CURLE_COULDNT_RESOLVE_HOST ||
+        code == CURLE_COULDNT_CONNECT || code == CURLE_PROXY) {
         return true;
-    default:
-        break;
     }
     if (isTunnelled_) {
         return tunnelStatus() / 100 != 2;
     }
-    curl_off_t ready = 0;
-    curl_easy_getinfo(easy_.get(), CURLINFO_PRETRANSFER_TIME_T, &ready);
-    return code == CURLE_OPERATION_TIMEDOUT && ready == 0;
+    return code == CURLE_OPERATION_TIMEDOUT && info<curl_off_t>(CURLINFO_PRETRANSFER_TIME_T) == 0;
 }
 
 /// Whether the answer came from a network that wants a visitor to sign in, or to read something.

@@ -68,9 +68,12 @@ public:
 
     /// Of the answer. The values of all headers of that name are joined, the length is that of the
     /// body and negative when unknown.
-    int status() const;
+    int status() const { return static_cast<int>(info<long>(CURLINFO_RESPONSE_CODE)); }
     QByteArray header(const char *name, unsigned origin = CURLH_HEADER) const;
-    qint64 expectedLength() const;
+    qint64 expectedLength() const
+    {
+        return info<curl_off_t>(CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, -1);
+    }
 
 private:
     using Clock = std::chrono::steady_clock;
@@ -87,7 +90,14 @@ private:
     bool isNoWay(CURLcode code) const;
     bool isWebPage(CURLcode code) const;
     TransferError failure(CURLcode code) const;
-    long tunnelStatus() const;
+    long tunnelStatus() const { return info<long>(CURLINFO_HTTP_CONNECTCODE); }
+
+    template <typename T>
+    T info(CURLINFO what, T value = {}) const
+    {
+        curl_easy_getinfo(easy_.get(), what, &value);
+        return value;
+    }
 
     Listener &listener_;
     const TransferOptions options_;

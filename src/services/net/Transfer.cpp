@@ -40,26 +40,23 @@ public:
     qint64 written() const { return written_; }
     QByteArray take() { return std::move(memory_); }
 
-    /// Refuses what is announced too large before a byte of it is taken. `announced` is 0 when
+    /// Refuses what `host` announces too large before a byte of it is taken. `announced` is 0 when
     /// unknown: `flush` counts in any case.
-    void expect(qint64 announced, const QString &host)
+    void open(qint64 announced, const QString &host)
     {
         host_ = host;
         checkLimit(announced);
+        if (file_.isEmpty()) {
+            return;
+        }
         const QByteArray folder = QFile::encodeName(QFileInfo(file_).path());
         struct statvfs disk = {};
         // Some file systems don't know their size and call it 0.
-        if (!file_.isEmpty() && statvfs(folder.constData(), &disk) == 0 && disk.f_blocks > 0 &&
+        if (statvfs(folder.constData(), &disk) == 0 && disk.f_blocks > 0 &&
             announced > static_cast<qint64>(disk.f_bavail) * static_cast<qint64>(disk.f_frsize)) {
             throw SystemError::fromErrno(ENOSPC, file_);
         }
-    }
-
-    void open()
-    {
-        if (!file_.isEmpty()) {
-            output_.open(file_);
-        }
+        output_.open(file_);
     }
 
     /// Whether that makes a batch for `flush`.
@@ -187,7 +184,7 @@ private:
 
     // The rest belongs to the transfer's thread, save for the request's `wake`.
     QUrl url_; // that of the last redirect, once there was one
-    const ProgressCallback onProgress_;
+    ProgressCallback onProgress_;
     Body body_;
     Http::Request request_;
 };
@@ -223,12 +220,20 @@ void Job::work()
     sigaddset(&signals, SIGPIPE);
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);
 
+    TransferResult answer;
+    std::exception_ptr error;
     try {
-        TransferResult answer = perform();
-        result.resume(std::move(answer));
+        answer = perform();
     } catch (...) {
-        body_.abandon();
-        result.fail(std::current_exception());
+        error = std::current_exception();
+    }
+    // Before anybody goes on who may take it for the end.
+    onProgress_ = nullptr;
+    body_.abandon();
+    if (error) {
+        result.fail(error);
+    } else {
+        result.resume(std::move(answer));
     }
 }
 
@@ -286,10 +291,10 @@ bool Job::onHeaders()
     }
     checkCodings();
     // 0 where none is announced, or nonsense.
-    body_.expect(request_.header("Content-Length").toLongLong(), url_.host());
+    const qint64 announced = request_.header("Content-Length").toLongLong();
     // The owner may delete the file's folder as soon as it has seen a cancellation, so none may be
     // seen until the file exists.
-    uninterrupted([this] { body_.open(); });
+    uninterrupted([&] { body_.open(announced, url_.host()); });
     return true;
 }
 
@@ -332,8 +337,10 @@ void Job::flush()
     uninterrupted([&] { onProgress_(body_.written(), request_.expectedLength(), rate); });
 }
 
-QCoro::Task<TransferResult> fetch(QUrl url, QString file, ProgressCallback onProgress,
-                                  std::stop_token stop, TransferOptions options)
+} // namespace
+
+QCoro::Task<TransferResult> Transfer::toFile(QUrl url, QString file, ProgressCallback onProgress,
+                                             std::stop_token stop, TransferOptions options)
 {
     auto job =
         std::make_shared<Job>(std::move(url), std::move(file), std::move(onProgress), options);
@@ -349,21 +356,12 @@ QCoro::Task<TransferResult> fetch(QUrl url, QString file, ProgressCallback onPro
     co_return co_await result;
 }
 
-} // namespace
-
-QCoro::Task<TransferResult> Transfer::toFile(QUrl url, QString file, ProgressCallback onProgress,
-                                             std::stop_token stop, TransferOptions options)
-{
-    return fetch(std::move(url), std::move(file), std::move(onProgress), std::move(stop),
-                 std::move(options));
-}
-
 QCoro::Task<TransferResult> Transfer::toMemory(QUrl url, qint64 limit, std::stop_token stop,
                                                TransferOptions options)
 {
     options.limit = limit;
-    return fetch(std::move(url), QString(), ProgressCallback(), std::move(stop),
-                 std::move(options));
+    // Without a name of a file the body stays in memory.
+    return toFile(std::move(url), {}, {}, std::move(stop), std::move(options));
 }
 
 double Transfer::rate(qint64 written, std::chrono::duration<double> elapsed)
