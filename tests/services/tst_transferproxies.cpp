@@ -132,6 +132,7 @@ private Q_SLOTS:
     void answerIsToldRatherThanSilence();
     void lookUpIsNotTheServersSilence();
     void cancelDuringTheLookUp();
+    void cancelBeforeTheLookUp();
     void webPageInPlaceOfTheServer_data();
     void webPageInPlaceOfTheServer();
     void webPageInPlaceOfTls();
@@ -359,10 +360,12 @@ void TestTransferProxies::cancelDuringTheLookUp()
     const HttpServer server(saying("HTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\nfar"));
     std::binary_semaphore asked(0);
     const auto answer = std::make_shared<std::binary_semaphore>(0);
-    systemsAnswer = [&asked, answer](const QUrl &) {
+    QTcpServer proxy;
+    QVERIFY(proxy.listen(QHostAddress::LocalHost));
+    systemsAnswer = [&asked, answer, port = proxy.serverPort()](const QUrl &) {
         asked.release();
         answer->acquire();
-        return QList{QNetworkProxy(QNetworkProxy::NoProxy)};
+        return QList{http(port)};
     };
     std::stop_source stop;
     auto task = Transfer::toMemory(server.url(), 1000, stop.get_token());
@@ -374,6 +377,24 @@ void TestTransferProxies::cancelDuringTheLookUp()
     say({});
     QVERIFY(fetch(server.url()).value);
     QCOMPARE(server.requestCount(), 1);
+    QCoreApplication::processEvents();
+    QVERIFY(!proxy.hasPendingConnections());
+}
+
+void TestTransferProxies::cancelBeforeTheLookUp()
+{
+    const HttpServer server(saying("HTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\nfar"));
+    std::counting_semaphore<2> asked(0);
+    systemsAnswer = [&asked](const QUrl &) {
+        asked.release();
+        return QList{QNetworkProxy(QNetworkProxy::NoProxy)};
+    };
+    std::stop_source stop;
+    stop.request_stop();
+    QVERIFY(outcomeOf(Transfer::toMemory(server.url(), 1000, stop.get_token())).cancelled());
+    QVERIFY(fetch(server.url()).value);
+    asked.acquire();
+    QVERIFY(!asked.try_acquire());
 }
 
 void TestTransferProxies::webPageInPlaceOfTheServer_data()

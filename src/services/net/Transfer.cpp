@@ -129,7 +129,7 @@ public:
         , request_(*this, options)
     {}
 
-    /// Starts the thread, unless cancelled already. Call once.
+    /// Starts the thread. Call once.
     void start();
 
     /// Delivers the cancellation to whoever awaits `result` and has the thread end. Any thread.
@@ -191,9 +191,6 @@ private:
 
 void Job::start()
 {
-    if (state_ == State::cancelled) {
-        return;
-    }
     const auto self = shared_from_this();
     try {
         DetachedThreads::start([self] { self->work(); }, [self] { self->cancel(); });
@@ -342,6 +339,7 @@ void Job::flush()
 QCoro::Task<TransferResult> Transfer::toFile(QUrl url, QString file, ProgressCallback onProgress,
                                              std::stop_token stop, TransferOptions options)
 {
+    checkCancellation(stop);
     auto job =
         std::make_shared<Job>(std::move(url), std::move(file), std::move(onProgress), options);
     const OneShot<TransferResult> result = job->result;
