@@ -17,8 +17,12 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <chrono>
+#include <exception>
 #include <memory>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <system_error>
 #include <utility>
 
@@ -224,7 +228,7 @@ void Job::work()
     } catch (...) {
         error = std::current_exception();
     }
-    // Before anybody goes on who may take it for the end.
+    // First, so that neither what the callback holds nor the file is in use after the result.
     onProgress_ = nullptr;
     body_.abandon();
     if (error) {
