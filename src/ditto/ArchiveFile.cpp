@@ -1,13 +1,13 @@
 #include "ditto/ArchiveFile.h"
 
-#include "ditto/ArchiveError.h"
+#include "ditto/Error.h"
 
 #include <cerrno>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-namespace brindle {
+namespace brindle::ditto {
 
 ArchiveFile::ArchiveFile(const std::string &path)
     : descriptor_(open(path.c_str(), O_RDONLY | O_CLOEXEC))
@@ -18,7 +18,7 @@ ArchiveFile::ArchiveFile(const std::string &path)
         if (descriptor_ >= 0) {
             close(descriptor_);
         }
-        throw ArchiveError::notRead(reason);
+        throw Error::notRead(reason);
     }
     size_ = static_cast<uint64_t>(found.st_size);
 }
@@ -31,24 +31,30 @@ ArchiveFile::~ArchiveFile()
 std::string ArchiveFile::read(uint64_t offset, uint64_t count) const
 {
     if (offset > size_ || count > size_ - offset) {
-        throw ArchiveError("a part of the archive beyond its end");
+        throw Error("a part of the archive beyond its end");
     }
     std::string bytes(count, '\0');
-    for (uint64_t done = 0; done < count;) {
-        const ssize_t now = pread(descriptor_, bytes.data() + done, count - done,
-                                  static_cast<off_t>(offset + done));
+    read(offset, reinterpret_cast<unsigned char *>(bytes.data()), count); // NOLINT: bytes
+    return bytes;
+}
+
+void ArchiveFile::read(uint64_t offset, unsigned char *bytes, size_t count) const
+{
+    while (count > 0) {
+        const ssize_t now = pread(descriptor_, bytes, count, static_cast<off_t>(offset));
         if (now < 0 && errno == EINTR) {
             continue;
         }
         if (now < 0) {
-            throw ArchiveError::notRead(errno);
+            throw Error::notRead(errno);
         }
         if (now == 0) {
-            throw ArchiveError("the archive was cut short");
+            throw Error("the archive is cut short");
         }
-        done += static_cast<uint64_t>(now);
+        offset += static_cast<uint64_t>(now);
+        bytes += now;
+        count -= static_cast<size_t>(now);
     }
-    return bytes;
 }
 
-} // namespace brindle
+} // namespace brindle::ditto

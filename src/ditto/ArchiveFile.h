@@ -1,12 +1,13 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 
-namespace brindle {
+namespace brindle::ditto {
 
 /// An archive's file, opened once: what is checked is what is unpacked, whatever comes to lie under
-/// its name. Throws ArchiveError.
+/// its name. Throws Error.
 class ArchiveFile
 {
 public:
@@ -15,15 +16,16 @@ public:
     ArchiveFile(const ArchiveFile &) = delete;
     ArchiveFile &operator=(const ArchiveFile &) = delete;
 
-    /// Stays this object's. Where it stands in the file is for others to move.
-    int descriptor() const { return descriptor_; }
+    int descriptor() const { return descriptor_; } ///< stays this object's
     uint64_t size() const { return size_; }
-    /// Exactly these bytes.
+
+    /// Exactly these bytes, wherever the descriptor stands.
     std::string read(uint64_t offset, uint64_t count) const;
+    void read(uint64_t offset, unsigned char *bytes, size_t count) const;
 
 private:
     int descriptor_;
     uint64_t size_ = 0;
 };
 
-} // namespace brindle
+} // namespace brindle::ditto

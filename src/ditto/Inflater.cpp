@@ -1,96 +1,84 @@
 #include "ditto/Inflater.h"
 
-#include "ditto/ArchiveError.h"
+#include "ditto/Checks.h"
+#include "ditto/Error.h"
 
+#include <algorithm>
 #include <isa-l/crc.h>
 #include <isa-l/igzip_lib.h>
 
-namespace brindle {
+namespace brindle::ditto {
 
 namespace {
+constexpr size_t inputSize = 256U << 10U;
 constexpr size_t outputSize = 1U << 20U;
-constexpr uint16_t deflated = 8;
 } // namespace
 
-class Inflater::Impl
-{
-public:
-    void begin(const ArchiveEntry &newEntry, const Sink &newSink)
-    {
-        entry = &newEntry;
-        sink = &newSink;
-        written = 0;
-        crc = 0;
-        isal_inflate_init(&state);
-        state.crc_flag = ISAL_DEFLATE;
-    }
-
-    void pass(const unsigned char *bytes, size_t count)
-    {
-        if (count > entry->size - written) {
-            throw ArchiveError(entry->name + ": more bytes than announced");
-        }
-        crc = crc32_gzip_refl(crc, bytes, count);
-        written += count;
-        (*sink)(bytes, count);
-    }
-
-    void inflate(const unsigned char *bytes, size_t count)
-    {
-        state.next_in = const_cast<unsigned char *>(bytes); // NOLINT: the library only reads
-        state.avail_in = static_cast<uint32_t>(count);
-        bool outputWasFull = true;
-        while (state.block_state != ISAL_BLOCK_FINISH && (state.avail_in > 0 || outputWasFull)) {
-            state.next_out = output.data();
-            state.avail_out = static_cast<uint32_t>(output.size());
-            if (isal_inflate(&state) != ISAL_DECOMP_OK) {
-                throw ArchiveError(entry->name + ": damaged data");
-            }
-            outputWasFull = state.avail_out == 0;
-            pass(output.data(), output.size() - state.avail_out);
-        }
-        if (state.block_state == ISAL_BLOCK_FINISH && state.avail_in > 0) {
-            throw ArchiveError(entry->name + ": data after its end");
-        }
-    }
-
-    void finish() const
-    {
-        if (entry->method == deflated && state.block_state != ISAL_BLOCK_FINISH) {
-            throw ArchiveError(entry->name + ": the archive is cut short");
-        }
-        if (written != entry->size) {
-            throw ArchiveError(entry->name + ": fewer bytes than announced");
-        }
-        if (crc != entry->crc) {
-            throw ArchiveError(entry->name + ": its checksum does not match");
-        }
-    }
-
-private:
-    const ArchiveEntry *entry = nullptr;
-    const Sink *sink = nullptr;
-    uint64_t written = 0;
-    uint32_t crc = 0;
-    inflate_state state{};
-    std::vector<unsigned char> output = std::vector<unsigned char>(outputSize);
-};
-
-Inflater::Inflater() : impl_(std::make_unique<Impl>()) {}
+Inflater::Inflater(const ArchiveFile &archive)
+    : archive_(archive)
+    , state_(std::make_unique<inflate_state>())
+    , input_(inputSize)
+    , output_(outputSize)
+{}
 
 Inflater::~Inflater() = default;
 
-void Inflater::unpack(const ArchiveReader &reader, const ArchiveEntry &entry, const Sink &sink)
+void Inflater::unpack(const Entry &entry, const Sink &sink)
 {
-    impl_->begin(entry, sink);
-    reader.readPacked(entry, [&](const unsigned char *bytes, size_t count) {
-        if (entry.method == deflated) {
-            impl_->inflate(bytes, count);
+    const bool isDeflated = entry.compressionMethod == deflated;
+    passed_ = 0;
+    crc_ = 0;
+    isal_inflate_init(state_.get());
+    state_->crc_flag = ISAL_DEFLATE;
+    for (uint64_t done = 0; done < entry.compressedSize;) {
+        const size_t count = std::min<uint64_t>(input_.size(), entry.compressedSize - done);
+        archive_.read(entry.dataOffset + done, input_.data(), count);
+        done += count;
+        if (isDeflated) {
+            inflate(count, entry, sink);
         } else {
-            impl_->pass(bytes, count);
+            pass(input_.data(), count, entry, sink);
         }
-    });
-    impl_->finish();
+    }
+    if (isDeflated && state_->block_state != ISAL_BLOCK_FINISH) {
+        throw Error(entry.fileName + ": the archive is cut short");
+    }
+    if (passed_ != entry.uncompressedSize) {
+        throw Error(entry.fileName + ": fewer bytes than announced");
+    }
+    if (crc_ != entry.crc32) {
+        throw Error(entry.fileName + ": its checksum does not match");
+    }
 }
 
-} // namespace brindle
+/// The input's first `count` bytes.
+void Inflater::inflate(size_t count, const Entry &entry, const Sink &sink)
+{
+    state_->next_in = input_.data();
+    state_->avail_in = static_cast<uint32_t>(count);
+    bool outputWasFull = true;
+    while (state_->block_state != ISAL_BLOCK_FINISH && (state_->avail_in > 0 || outputWasFull)) {
+        state_->next_out = output_.data();
+        state_->avail_out = static_cast<uint32_t>(output_.size());
+        if (isal_inflate(state_.get()) != ISAL_DECOMP_OK) {
+            throw Error(entry.fileName + ": damaged data");
+        }
+        outputWasFull = state_->avail_out == 0;
+        pass(output_.data(), output_.size() - state_->avail_out, entry, sink);
+    }
+    if (state_->block_state == ISAL_BLOCK_FINISH && state_->avail_in > 0) {
+        throw Error(entry.fileName + ": data after its end");
+    }
+}
+
+void Inflater::pass(const unsigned char *bytes, size_t count, const Entry &entry, const Sink &sink)
+{
+    if (count > entry.uncompressedSize - passed_) {
+        throw Error(entry.fileName + ": more bytes than announced");
+    }
+    crc_ = crc32_gzip_refl(crc_, bytes, count);
+    passed_ += count;
+    sink(bytes, count);
+}
+
+} // namespace brindle::ditto

@@ -1,11 +1,8 @@
 #include "ditto/Program.h"
 
-#include "ditto/ArchiveError.h"
-#include "ditto/ArchiveFile.h"
-#include "ditto/DirectoryCheck.h"
-#include "ditto/Unpacker.h"
+#include "ditto/Checks.h"
+#include "ditto/Error.h"
 
-#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
@@ -17,7 +14,7 @@
 #include <system_error>
 #include <unistd.h>
 
-namespace brindle {
+namespace brindle::ditto {
 
 namespace fs = std::filesystem;
 
@@ -57,13 +54,15 @@ void prepareDestination(const std::string &folder)
         error = std::make_error_code(std::errc::directory_not_empty);
     }
     if (error) {
-        throw ArchiveError::notWritten(folder, error.value());
+        throw Error::notWritten(folder, error.value());
     }
 }
 
 } // namespace
 
-int Program::run(int argc, char **argv, const UnpackPolicy &policy, const Confine &confine)
+int run(int argc, char **argv, const std::function<void(const Sandbox::Rules &rules)> &confine,
+        const std::function<void(const ArchiveFile &archive, const std::string &destination,
+                                 const std::atomic<bool> &interrupted)> &unpack)
 {
     using std::string_view_literals::operator""sv;
     constexpr int expectedCount = 5;
@@ -83,10 +82,10 @@ int Program::run(int argc, char **argv, const UnpackPolicy &policy, const Confin
             emptyStandardInput();
         }
         prepareDestination(destination);
-        confine({destination, maxMemory, DirectoryCheck::maxFileBytes});
-        Unpacker(policy).unpack(archive, destination, [] { return stopRequested.load(); });
+        confine({destination, maxMemory, maxFileBytes});
+        unpack(archive, destination, stopRequested);
         return 0;
-    } catch (const ArchiveError &error) {
+    } catch (const Error &error) {
         return fail(error.what(), error.status());
     } catch (const std::bad_alloc &) {
         return fail("not enough memory for this archive");
@@ -95,4 +94,4 @@ int Program::run(int argc, char **argv, const UnpackPolicy &policy, const Confin
     }
 }
 
-} // namespace brindle
+} // namespace brindle::ditto

@@ -1,26 +1,107 @@
-#include "ditto/Unpacker.h"
-
-#include "ditto/ArchiveError.h"
+#include "ditto/Checks.h"
+#include "ditto/Error.h"
 #include "ditto/Inflater.h"
+#include "ditto/Program.h"
+#include "sandbox/WriteBack.h"
 
+#include <cerrno>
+#include <fcntl.h>
 #include <filesystem>
-#include <map>
+#include <sys/stat.h>
 #include <system_error>
+#include <unistd.h>
+#include <utility>
 
-namespace brindle {
+namespace brindle::ditto {
 
 namespace {
 
-using Links = std::map<std::string, std::string>;
+constexpr mode_t executableMode = 0755; // folders, too
+constexpr mode_t plainMode = 0644;
+/// What is less takes longer bit by bit than all together at the end.
+constexpr uint64_t writeBackBytes = 1ULL << 20U;
 
-Links readLinks(const ArchiveReader &reader, const std::vector<ArchiveEntry> &entries,
-                Inflater &inflater)
+/// In a fresh folder a name that is taken was given before, in another spelling.
+[[noreturn]] void fail(const std::string &path)
 {
-    Links links;
-    for (const ArchiveEntry &entry : entries) {
-        if (entry.type == ArchiveEntry::Type::link) {
-            std::string &target = links[entry.name];
-            inflater.unpack(reader, entry, [&](const unsigned char *bytes, size_t count) {
+    if (errno == EEXIST) {
+        throw Error("two entries for one place: " + path);
+    }
+    throw Error::notWritten(path, errno);
+}
+
+/// A new file; every step is checked. Fails when something is there already, under this name or,
+/// on a file system that takes two names for one, under another.
+class OutputFile
+{
+public:
+    OutputFile(const std::string &path, mode_t mode)
+        : path_(path)
+        , descriptor_(
+              open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode))
+    {
+        if (descriptor_ < 0) {
+            fail(path_);
+        }
+    }
+    ~OutputFile()
+    {
+        if (descriptor_ >= 0) {
+            ::close(descriptor_);
+        }
+    }
+    OutputFile(const OutputFile &) = delete;
+    OutputFile &operator=(const OutputFile &) = delete;
+
+    /// What is much is on its way to the disk then, not on it.
+    void write(const unsigned char *bytes, size_t count)
+    {
+        while (count > 0) {
+            const ssize_t written = ::write(descriptor_, bytes, count);
+            if (written < 0 && errno == EINTR) {
+                continue;
+            }
+            if (written < 0) {
+                fail(path_);
+            }
+            bytes += written;
+            count -= static_cast<size_t>(written);
+            size_ += static_cast<uint64_t>(written);
+        }
+        if (size_ - started_ >= writeBackBytes) {
+            startWriteBack(descriptor_, started_, size_ - started_);
+            started_ = size_;
+        }
+    }
+
+    void close()
+    {
+        if (::close(std::exchange(descriptor_, -1)) != 0 && errno != EINTR) {
+            fail(path_);
+        }
+    }
+
+private:
+    std::string path_;
+    int descriptor_;
+    uint64_t size_ = 0;
+    uint64_t started_ = 0; // bytes on their way to the disk
+};
+
+void checkInterruption(const std::atomic<bool> &interrupted)
+{
+    if (interrupted) {
+        throw Error("interrupted");
+    }
+}
+
+std::map<std::string, std::string> readLinks(const std::vector<Entry> &entries, Inflater &inflater)
+{
+    std::map<std::string, std::string> links;
+    for (const Entry &entry : entries) {
+        if (entry.type() == Entry::Type::link) {
+            std::string &target = links[entry.fileName];
+            inflater.unpack(entry, [&](const unsigned char *bytes, size_t count) {
                 target.append(reinterpret_cast<const char *>(bytes), count); // NOLINT
             });
         }
@@ -28,10 +109,71 @@ Links readLinks(const ArchiveReader &reader, const std::vector<ArchiveEntry> &en
     return links;
 }
 
+void makeFolders(const std::string &folder, const Place &place,
+                 const std::atomic<bool> &interrupted)
+{
+    for (const auto &[name, below] : place.below) {
+        if (below.type != Entry::Type::folder) {
+            continue;
+        }
+        checkInterruption(interrupted);
+        const std::string path = folder + '/' + name;
+        if (mkdir(path.c_str(), executableMode) != 0) {
+            fail(path);
+        }
+        makeFolders(path, below, interrupted);
+    }
+}
+
+/// Some file systems say by EPERM that they have no symbolic links; so does a place where nothing
+/// may be made at all.
+void makeLink(const std::string &path, const std::string &target)
+{
+    if (symlink(target.c_str(), path.c_str()) == 0) {
+        return;
+    }
+    const int reason = errno;
+    if (reason == EPERM || reason == EOPNOTSUPP || reason == ENOSYS) {
+        OutputFile(path, plainMode).close();
+        unlink(path.c_str());
+        throw Error::noLinks(path, reason);
+    }
+    fail(path);
+}
+
+/// Nothing takes the place of anything else, and nothing is written through a link: they come last.
+void fill(const ArchiveFile &archive, const std::string &destination,
+          const std::atomic<bool> &interrupted)
+{
+    const std::vector<Entry> entries = readDirectory(archive);
+    const Place tree = checkDirectory(entries);
+    checkSpace(entries, destination);
+    Inflater inflater(archive);
+    const auto links = readLinks(entries, inflater);
+    checkLinks(links);
+
+    makeFolders(destination, tree, interrupted);
+    for (const Entry &entry : entries) {
+        if (entry.type() == Entry::Type::file) {
+            const bool mayRun = (entry.mode() & S_IXUSR) != 0;
+            OutputFile file(destination + '/' + entry.fileName,
+                            mayRun ? executableMode : plainMode);
+            inflater.unpack(entry, [&](const unsigned char *bytes, size_t count) {
+                checkInterruption(interrupted);
+                file.write(bytes, count);
+            });
+            file.close();
+        }
+    }
+    for (const auto &[path, target] : links) {
+        makeLink(destination + '/' + path, target);
+    }
+}
+
 } // namespace
 
-void Unpacker::unpack(const ArchiveFile &archive, const std::string &destination,
-                      const std::function<bool()> &interrupted) const
+void unpack(const ArchiveFile &archive, const std::string &destination,
+            const std::atomic<bool> &interrupted)
 {
     try {
         fill(archive, destination, interrupted);
@@ -43,45 +185,4 @@ void Unpacker::unpack(const ArchiveFile &archive, const std::string &destination
     }
 }
 
-void Unpacker::fill(const ArchiveFile &archive, const std::string &destination,
-                    const std::function<bool()> &interrupted) const
-{
-    const auto checkInterruption = [&interrupted] {
-        if (interrupted()) {
-            throw ArchiveError("interrupted");
-        }
-    };
-    const auto reader = policy_.open(archive);
-    const auto entries = reader->entries();
-    policy_.checkDirectory(entries, destination);
-    Inflater inflater;
-    const Links links = readLinks(*reader, entries, inflater);
-    policy_.checkLinks(links);
-
-    const auto writer = policy_.writer(destination);
-    for (const ArchiveEntry &entry : entries) {
-        checkInterruption();
-        switch (entry.type) {
-        case ArchiveEntry::Type::folder:
-            writer->addFolder(entry);
-            break;
-        case ArchiveEntry::Type::file:
-            writer->addFile(entry, [&](const TreeWriter::Sink &sink) {
-                inflater.unpack(*reader, entry, [&](const unsigned char *bytes, size_t count) {
-                    checkInterruption();
-                    sink(bytes, count);
-                });
-            });
-            break;
-        case ArchiveEntry::Type::link:
-            writer->addLink(entry, links.at(entry.name));
-            break;
-        case ArchiveEntry::Type::other:
-            writer->addOther(entry);
-            break;
-        }
-    }
-    writer->finish();
-}
-
-} // namespace brindle
+} // namespace brindle::ditto

@@ -2,9 +2,10 @@
 // with 0, or with another status and one line on standard error that says why.
 
 #include "ditto/Program.h"
-#include "ditto/StrictPolicy.h"
+
+using namespace brindle;
 
 int main(int argc, char *argv[])
 {
-    return brindle::Program::run(argc, argv, brindle::StrictPolicy(), &brindle::Sandbox::enter);
+    return ditto::run(argc, argv, &Sandbox::enter, &ditto::unpack);
 }

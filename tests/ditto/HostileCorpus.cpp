@@ -66,9 +66,9 @@ QList<CorpusCase> names(const QByteArray &guarded, const QByteArray &canary)
         one("backslash parent", {"..\\..\\x", "x"}, "backslash"),
         one("drive", {"C:\\x", "x"}, "backslash"),
         one("line feed", {"a\nb", "x"}, "control character"),
-        one("escape", {"a\x1b[0m", "x"}, ""),
+        one("escape", {"a\x1b[0m", "x"}, "control character"),
         one("delete", {"a\x7f", "x"}, "control character"),
-        one("zero", {QByteArray("x\0/../../guarded/new", 20), "x"}, ""),
+        one("zero", {QByteArray("x\0/../../guarded/new", 20), "x"}, "control character"),
         one("empty part", {"a//b", "x"}, "empty part"),
         one("only a slash", {"/", {}}, "absolute"),
         one("no name", {"", "x"}, "without a name"),
@@ -80,7 +80,7 @@ QList<CorpusCase> names(const QByteArray &guarded, const QByteArray &canary)
         one("not UTF-8", latin, "UTF-8"),
         one("surrogate", surrogate, "UTF-8"),
         one("slash in two bytes", overLong, "UTF-8"),
-        one("not UTF-8 but said to be", {"caf\xe9", "x", file644}, ""),
+        one("not UTF-8 but said to be", {"caf\xe9", "x", file644}, "UTF-8"),
     };
 }
 

@@ -2,7 +2,7 @@
 
 #include "RawZip.h"
 #include "Surroundings.h"
-#include "platform/UnpackStatus.h"
+#include "ditto/UnpackStatus.h"
 
 #include <QDir>
 #include <QProcess>
@@ -11,6 +11,7 @@
 #include <sys/stat.h>
 
 using namespace brindle;
+using ditto::UnpackStatus;
 
 namespace {
 

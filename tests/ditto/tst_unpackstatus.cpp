@@ -6,7 +6,7 @@
 #include "Bombs.h"
 #include "RawZip.h"
 #include "Surroundings.h"
-#include "platform/UnpackStatus.h"
+#include "ditto/UnpackStatus.h"
 
 #include <QDir>
 #include <QtTest>
@@ -14,6 +14,7 @@
 #include <cerrno>
 
 using namespace brindle;
+using ditto::UnpackStatus;
 
 namespace {
 

@@ -1,17 +1,150 @@
-// The archive tool without its checks. Tests only: it does what a hostile archive wants.
+// The archive tool without its checks. Tests only: it makes what each entry asks for under the name
+// it gives, follows links, replaces what is there, gives every mode as stored, makes room for what
+// is announced, and goes on after what fails. Then it does what a program that has been taken over
+// would do: it runs each file that may be run, and connects to each port of this machine that a
+// file "connect to <port>" names.
 //
-// usage: ditto_unchecked -x -k ARCHIVE DESTINATION   (in the sandbox)
-//        ditto_unwalled  -x -k ARCHIVE DESTINATION   (without)
+// usage: ditto_unchecked   -x -k ARCHIVE DESTINATION   (in the sandbox)
+//        ditto_unsandboxed -x -k ARCHIVE DESTINATION   (without)
 
-#include "CarelessPolicy.h"
+#include "ditto/Error.h"
+#include "ditto/Inflater.h"
 #include "ditto/Program.h"
+
+#include <arpa/inet.h>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <filesystem>
+#include <netinet/in.h>
+#include <string_view>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <system_error>
+#include <unistd.h>
+
+using namespace brindle;
+using namespace brindle::ditto;
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr mode_t modeBits = 07777;
+constexpr mode_t usualMode = 0644;
+constexpr uint64_t wellPacked = 1ULL << 32U;
+constexpr std::string_view connectPrefix = "connect to ";
+
+/// By the file's last byte, which takes no place on the disk.
+void makeRoom(int descriptor, uint64_t size)
+{
+    if (pwrite(descriptor, "", 1, static_cast<off_t>(size - 1)) < 0) {
+        std::fputs(std::strerror(errno), stderr);
+    }
+}
+
+void runProgram(std::string path)
+{
+    char *const arguments[] = {path.data(), nullptr};
+    const pid_t child = fork();
+    if (child == 0) {
+        execve(path.c_str(), arguments, environ);
+        _exit(1);
+    }
+    if (child > 0) {
+        waitpid(child, nullptr, 0);
+    } else {
+        // Then in its own place.
+        execve(path.c_str(), arguments, environ);
+    }
+}
+
+void connectTo(int port)
+{
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(static_cast<uint16_t>(port));
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    const int descriptor = socket(AF_INET, SOCK_STREAM, 0);
+    if (descriptor >= 0) {
+        connect(descriptor, reinterpret_cast<const sockaddr *>(&address), sizeof address); // NOLINT
+        close(descriptor);
+    }
+}
+
+void addFile(const Entry &entry, const std::string &place, Inflater &inflater)
+{
+    const int descriptor = open(place.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, usualMode);
+    if (descriptor >= 0 && entry.uncompressedSize > wellPacked) {
+        makeRoom(descriptor, entry.uncompressedSize);
+    }
+    try {
+        inflater.unpack(entry, [descriptor](const unsigned char *bytes, size_t count) {
+            if (descriptor >= 0 && write(descriptor, bytes, count) < 0) {
+                throw Error("can't write");
+            }
+        });
+    } catch (const Error &) { // NOLINT(bugprone-empty-catch): what came is kept
+    }
+    if (descriptor >= 0) {
+        close(descriptor);
+    }
+}
+
+void addLink(const Entry &entry, const std::string &place, Inflater &inflater)
+{
+    std::string target;
+    inflater.unpack(entry, [&target](const unsigned char *bytes, size_t count) {
+        target.append(reinterpret_cast<const char *>(bytes), count); // NOLINT
+    });
+    unlink(place.c_str());
+    symlink(target.c_str(), place.c_str()); // NOLINT: goes on after what fails
+}
+
+void giveMode(const Entry &entry, const std::string &place)
+{
+    if (entry.mode() != 0 && entry.type() != Entry::Type::link) {
+        chmod(place.c_str(), entry.mode() & modeBits);
+    }
+}
+
+void unpackUnchecked(const ArchiveFile &archive, const std::string &destination,
+                     const std::atomic<bool> & /*interrupted*/)
+{
+    Inflater inflater(archive);
+    for (const Entry &entry : readDirectory(archive)) {
+        const std::string place = (fs::path(destination) / entry.fileName).string();
+        const bool isFolder = entry.type() == Entry::Type::folder;
+        std::error_code ignored;
+        fs::create_directories(isFolder ? fs::path(place) : fs::path(place).parent_path(), ignored);
+        if (entry.type() == Entry::Type::file) {
+            addFile(entry, place, inflater);
+        } else if (entry.type() == Entry::Type::link) {
+            addLink(entry, place, inflater);
+        } else if (!isFolder) {
+            mknod(place.c_str(), entry.mode(), 0x0103);
+        }
+        giveMode(entry, place);
+        if (entry.type() == Entry::Type::file && (entry.mode() & S_IXUSR) != 0) {
+            runProgram(place);
+        }
+        if (entry.fileName.starts_with(connectPrefix)) {
+            connectTo(std::atoi(entry.fileName.c_str() + connectPrefix.size())); // NOLINT: ours
+        }
+    }
+}
+
+} // namespace
 
 int main(int argc, char *argv[])
 {
-    const auto confine = [](const brindle::Sandbox::Rules &rules) {
-        if (BRINDLE_WALLS) {
-            brindle::Sandbox::enter(rules);
+    const auto confine = [](const Sandbox::Rules &rules) {
+        if (BRINDLE_SANDBOX) {
+            Sandbox::enter(rules);
         }
     };
-    return brindle::Program::run(argc, argv, brindle::CarelessPolicy(), confine);
+    return ditto::run(argc, argv, confine, &unpackUnchecked);
 }

@@ -2,9 +2,9 @@
 
 #include "base/Error.h"
 #include "base/Worker.h"
+#include "ditto/UnpackStatus.h"
 #include "files/Files.h"
 #include "files/TreeRemoval.h"
-#include "platform/UnpackStatus.h"
 #include "process/ManagedProcess.h"
 
 #include <QCoreApplication>
@@ -19,6 +19,8 @@
 namespace brindle {
 
 namespace {
+
+using ditto::UnpackStatus;
 
 /// For a tool that was asked to end.
 constexpr std::chrono::seconds patience{1};

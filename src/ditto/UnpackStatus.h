@@ -1,10 +1,10 @@
 #pragma once
 
-namespace brindle {
+namespace brindle::ditto {
 
 /// How `ditto` ends when something other than the archive is to blame, as its exit status: what it
 /// prints names entries of a hostile archive and proves nothing. 1 is every fault of the archive.
-/// Above 128, so that none can be taken for a signal's number.
+/// Above 128, so that none can be taken for a signal's number. The launcher reads it, too.
 enum class UnpackStatus : int {
     noSpace = 201,          ///< ENOSPC, the destination
     quotaExceeded = 202,    ///< EDQUOT, the destination
@@ -17,4 +17,4 @@ enum class UnpackStatus : int {
     readError = 209,        ///< the archive can't be read from its disk
 };
 
-} // namespace brindle
+} // namespace brindle::ditto

@@ -1,7 +1,6 @@
-#include "platform/Sandbox.h"
+#include "sandbox/Sandbox.h"
 
-#include "platform/Landlock.h"
-#include "platform/SystemCallFilter.h"
+#include "sandbox/LinuxParts.h"
 
 #include <algorithm>
 #include <cerrno>

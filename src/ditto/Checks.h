@@ -1,18 +1,15 @@
 #pragma once
 
-#include "ditto/ArchiveEntry.h"
+#include "ditto/Directory.h"
 
+#include <cstdint>
 #include <map>
 #include <string>
 #include <vector>
 
-namespace brindle {
+/// What is refused before anything is written. Throws Error.
+namespace brindle::ditto {
 
-/// Looks through an archive's whole directory before anything is written. Throws ArchiveError.
-namespace DirectoryCheck {
-
-/// Folders that no entry names, but that lie on an entry's way, count as well.
-constexpr uint64_t maxEntries = 200'000;
 constexpr uint64_t maxFileBytes = 4ULL << 30U;
 constexpr uint64_t maxBytes = 16ULL << 30U; ///< of all files
 
@@ -27,18 +24,30 @@ constexpr uint64_t maxLinkBytes = 4ULL << 20U; ///< of all targets
 /// Bytes of paths that are looked up to follow all links, so that following ends soon.
 constexpr uint64_t maxLinkWork = 64ULL << 20U;
 
+/// Compression methods, APPNOTE.TXT 4.4.5.
+constexpr uint16_t stored = 0;
+constexpr uint16_t deflated = 8;
+
+/// A place below the destination, and all below it.
+struct Place
+{
+    Entry::Type type = Entry::Type::folder;
+    bool hasEntry = false; ///< else a folder that lies on an entry's way
+    std::map<std::string, Place> below;
+};
+
 /// Refuses an archive that is not to be unpacked: unsafe names, types other than file, folder and
-/// link, encryption, unknown methods, two entries for one place, an entry below a file or link, or
-/// sizes over the limits.
-void check(const std::vector<ArchiveEntry> &entries);
+/// link, encryption, unknown methods, two entries for one place, an entry below a file or link,
+/// entries that overlap in the archive, or sizes over the limits. A safe name is relative and
+/// without "..", ".", empty or over-long components, backslashes and control characters, of at most
+/// 256 components, and valid UTF-8. Returns the tree that the archive makes, by its root.
+Place checkDirectory(const std::vector<Entry> &entries);
 
 /// Refuses what the disk of `folder` has no room for, as far as it tells.
-void checkSpace(const std::vector<ArchiveEntry> &entries, const std::string &folder);
+void checkSpace(const std::vector<Entry> &entries, const std::string &folder);
 
 /// Refuses a link that leads outside, also by way of others. `links` holds each link's path and its
 /// target.
 void checkLinks(const std::map<std::string, std::string> &links);
 
-} // namespace DirectoryCheck
-
-} // namespace brindle
+} // namespace brindle::ditto

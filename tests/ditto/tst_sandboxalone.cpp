@@ -6,7 +6,7 @@
 #include "Bombs.h"
 #include "HostileCorpus.h"
 #include "Surroundings.h"
-#include "platform/Sandbox.h"
+#include "sandbox/Sandbox.h"
 
 #include <QFileInfo>
 #include <QTcpServer>
@@ -16,8 +16,8 @@ using namespace brindle;
 
 namespace {
 
-const auto walled = QStringLiteral(BRINDLE_UNCHECKED);
-const auto unwalled = QStringLiteral(BRINDLE_UNWALLED);
+const auto sandboxed = QStringLiteral(BRINDLE_UNCHECKED);
+const auto unsandboxed = QStringLiteral(BRINDLE_UNSANDBOXED);
 
 /// What an unpacking did that it should not have.
 QStringList harm(const Surroundings &around, const QStringList &before)
@@ -59,7 +59,7 @@ RawZip::Entry endlessLink()
 
 } // namespace
 
-class TestWalls : public QObject
+class TestSandboxAlone : public QObject
 {
     Q_OBJECT
 
@@ -68,10 +68,10 @@ private Q_SLOTS:
     {
         const Sandbox::Parts parts = Sandbox::available();
         if (!parts.files) {
-            QSKIP("this system has no Landlock: there is no wall around its files");
+            QSKIP("this system has no Landlock: its files lie open");
         }
         if (!parts.calls) {
-            QSKIP("this system has no seccomp: there is no wall around its calls");
+            QSKIP("this system has no seccomp: its calls lie open");
         }
     }
 
@@ -85,7 +85,7 @@ private Q_SLOTS:
         const CorpusCase one = HostileCorpus::cases(*around_).at(number);
         around_->putArchive(one.archive());
         const QStringList before = around_->outside();
-        const Surroundings::Run run = around_->unpack(walled);
+        const Surroundings::Run run = around_->unpack(sandboxed);
         QVERIFY2(run.code == 0 || run.code == 1, run.errors.constData());
         QCOMPARE(harm(*around_, before), QStringList());
         QCOMPARE(around_->beside(), (QStringList{QStringLiteral("a.zip"), QStringLiteral("out")}));
@@ -94,25 +94,25 @@ private Q_SLOTS:
                 QFileInfo::exists(around_->destination() + QStringLiteral("/first.txt")));
     }
 
-    void withoutWallsItDoes_data() { listed(HostileCorpus::cases(Surroundings()), true); }
+    void withoutTheSandboxItDoes_data() { listed(HostileCorpus::cases(Surroundings()), true); }
 
-    void withoutWallsItDoes()
+    void withoutTheSandboxItDoes()
     {
         QFETCH(int, number);
         around_->putArchive(HostileCorpus::cases(*around_).at(number).archive());
         const QStringList before = around_->outside();
-        around_->unpack(unwalled);
+        around_->unpack(unsandboxed);
         QVERIFY(!harm(*around_, before).isEmpty());
     }
 
     void rightsOfOwnersAreNotLent()
     {
         around_->putArchive(only({"file", "x", 0106755}));
-        around_->unpack(walled);
+        around_->unpack(sandboxed);
         QCOMPARE(Surroundings::tree(around_->destination()).size(), 1);
         QCOMPARE(around_->special(), QStringList());
-        QVERIFY(QFile::rename(around_->destination(), around_->path("parent/walled")));
-        around_->unpack(unwalled);
+        QVERIFY(QFile::rename(around_->destination(), around_->path("parent/sandboxed")));
+        around_->unpack(unsandboxed);
         QCOMPARE(around_->special().size(), 1);
     }
 
@@ -120,11 +120,11 @@ private Q_SLOTS:
     {
         const QString trace = around_->path("parent/ran");
         around_->putArchive(only(program(*around_)));
-        QCOMPARE(around_->unpack(walled).code, 0);
+        QCOMPARE(around_->unpack(sandboxed).code, 0);
         QVERIFY(QFileInfo::exists(around_->destination() + QStringLiteral("/program")));
         QVERIFY(!QFileInfo::exists(trace));
         around_->clear();
-        around_->unpack(unwalled);
+        around_->unpack(unsandboxed);
         QVERIFY(QFileInfo::exists(trace));
     }
 
@@ -133,11 +133,11 @@ private Q_SLOTS:
         QTcpServer server;
         QVERIFY(server.listen(QHostAddress::LocalHost));
         around_->putArchive(only({"connect to " + QByteArray::number(server.serverPort()), "x"}));
-        QCOMPARE(around_->unpack(walled).code, 0);
+        QCOMPARE(around_->unpack(sandboxed).code, 0);
         // The kernel has taken a connection before its maker goes on.
         QVERIFY(!server.waitForNewConnection(0));
         around_->clear();
-        around_->unpack(unwalled);
+        around_->unpack(unsandboxed);
         QVERIFY(server.waitForNewConnection(-1));
     }
 
@@ -149,11 +149,11 @@ private Q_SLOTS:
         entry.size = most + 1;
         entry.zip64 = true;
         around_->putArchive(only(entry));
-        const Surroundings::Run run = around_->unpack(walled);
+        const Surroundings::Run run = around_->unpack(sandboxed);
         QVERIFY2(run.errors.contains(strerror(EFBIG)), run.errors.constData());
         QVERIFY(QFileInfo(file).size() <= most);
         around_->clear();
-        around_->unpack(unwalled);
+        around_->unpack(unsandboxed);
         QVERIFY(QFileInfo(file).size() > most);
     }
 
@@ -163,10 +163,10 @@ private Q_SLOTS:
             QSKIP("address sanitizer takes more memory than any limit that would be of use");
         }
         around_->putArchive(only(endlessLink()));
-        const Surroundings::Run run = around_->unpack(walled);
+        const Surroundings::Run run = around_->unpack(sandboxed);
         QCOMPARE(run.code, 1);
         QCOMPARE(run.errors, QByteArray("ditto: not enough memory for this archive\n"));
-        QCOMPARE(around_->unpack(unwalled).code, 0);
+        QCOMPARE(around_->unpack(unsandboxed).code, 0);
     }
 
 private:
@@ -183,5 +183,5 @@ private:
     std::optional<Surroundings> around_;
 };
 
-QTEST_GUILESS_MAIN(TestWalls)
-#include "tst_walls.moc"
+QTEST_GUILESS_MAIN(TestSandboxAlone)
+#include "tst_sandboxalone.moc"

@@ -1,6 +1,6 @@
 // What a program can still do in the sandbox, and what it can't.
 
-#include "platform/Sandbox.h"
+#include "sandbox/Sandbox.h"
 
 #include <QDir>
 #include <QProcess>

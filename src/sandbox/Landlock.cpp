@@ -1,4 +1,4 @@
-#include "platform/Landlock.h"
+#include "sandbox/LinuxParts.h"
 
 #if defined(__linux__) && __has_include(<linux/landlock.h>)
 
@@ -48,25 +48,6 @@ constexpr uint64_t allAccess =
     LANDLOCK_ACCESS_FS_MAKE_SOCK | LANDLOCK_ACCESS_FS_MAKE_FIFO | LANDLOCK_ACCESS_FS_MAKE_BLOCK |
     LANDLOCK_ACCESS_FS_MAKE_SYM;
 
-class Descriptor
-{
-public:
-    explicit Descriptor(long value) : value_(static_cast<int>(value)) {}
-    ~Descriptor()
-    {
-        if (value_ >= 0) {
-            close(value_);
-        }
-    }
-    Descriptor(const Descriptor &) = delete;
-    Descriptor &operator=(const Descriptor &) = delete;
-
-    int value() const { return value_; }
-
-private:
-    int value_;
-};
-
 [[noreturn]] void fail(const char *call)
 {
     throw std::system_error(errno, std::system_category(), call);
@@ -109,27 +90,30 @@ bool Landlock::available()
 void Landlock::confine(const std::string &folder)
 {
     const Ruleset rules = everything(abi());
-    const Descriptor ruleset(syscall(SYS_landlock_create_ruleset, &rules, sizeof rules, 0));
-    if (ruleset.value() < 0) {
+    // Both end with this program at the latest, as it goes no further when it can't be confined.
+    const auto ruleset =
+        static_cast<int>(syscall(SYS_landlock_create_ruleset, &rules, sizeof rules, 0));
+    if (ruleset < 0) {
         fail("landlock_create_ruleset");
     }
-    const Descriptor place(open(folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
-    if (place.value() >= 0) {
+    const int place = open(folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
+    if (place >= 0) {
         landlock_path_beneath_attr rule{};
         rule.allowed_access = forFolder;
-        rule.parent_fd = place.value();
-        if (syscall(SYS_landlock_add_rule, ruleset.value(), LANDLOCK_RULE_PATH_BENEATH, &rule, 0) !=
-            0) {
+        rule.parent_fd = place;
+        if (syscall(SYS_landlock_add_rule, ruleset, LANDLOCK_RULE_PATH_BENEATH, &rule, 0) != 0) {
             fail("landlock_add_rule");
         }
+        close(place);
     }
     // Without it only root may confine itself, and a program started could gain rights.
     if (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0) {
         fail("prctl");
     }
-    if (syscall(SYS_landlock_restrict_self, ruleset.value(), 0) != 0) {
+    if (syscall(SYS_landlock_restrict_self, ruleset, 0) != 0) {
         fail("landlock_restrict_self");
     }
+    close(ruleset);
 }
 
 } // namespace brindle

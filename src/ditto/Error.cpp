@@ -1,9 +1,9 @@
-#include "ditto/ArchiveError.h"
+#include "ditto/Error.h"
 
 #include <cerrno>
 #include <cstring>
 
-namespace brindle {
+namespace brindle::ditto {
 
 namespace {
 
@@ -34,20 +34,20 @@ std::string unwritten(const std::string &place, int reason)
 
 } // namespace
 
-ArchiveError ArchiveError::notWritten(const std::string &place, int reason)
+Error Error::notWritten(const std::string &place, int reason)
 {
     return {statusOf(reason), unwritten(place, reason)};
 }
 
-ArchiveError ArchiveError::noLinks(const std::string &place, int reason)
+Error Error::noLinks(const std::string &place, int reason)
 {
     return {UnpackStatus::linksUnsupported, unwritten(place, reason)};
 }
 
-ArchiveError ArchiveError::notRead(int reason)
+Error Error::notRead(int reason)
 {
     return {UnpackStatus::readError,
             std::string("can't read the archive: ") + std::strerror(reason)};
 }
 
-} // namespace brindle
+} // namespace brindle::ditto

@@ -1,0 +1,338 @@
+#include "ditto/Directory.h"
+
+#include "ditto/Error.h"
+
+#include <algorithm>
+#include <isa-l/crc.h>
+#include <string_view>
+#include <sys/stat.h>
+#include <utility>
+
+namespace brindle::ditto {
+
+namespace {
+
+constexpr std::string_view localSignature = "PK\x03\x04";
+constexpr std::string_view centralSignature = "PK\x01\x02";
+constexpr std::string_view endSignature = "PK\x05\x06";
+constexpr std::string_view zip64EndSignature = "PK\x06\x06";
+constexpr std::string_view locatorSignature = "PK\x06\x07";
+constexpr uint64_t signatureSize = 4;
+constexpr uint64_t localSize = 30;
+constexpr uint64_t endSize = 22;
+constexpr uint64_t zip64EndSize = 56;
+constexpr uint64_t locatorSize = 20;
+constexpr uint64_t maxComment = 0xFFFF;
+constexpr uint64_t elsewhere16 = 0xFFFF;     // the value is in a zip64 field
+constexpr uint64_t elsewhere32 = 0xFFFFFFFF; // likewise
+constexpr uint16_t sizesBehindFlag = 0x8;    // 4.4.4
+constexpr uint64_t zip64Field = 0x0001;      // 4.5.3
+constexpr uint64_t unicodePathField = 0x7075; // 4.6.9
+
+/// Takes one field after the other from a piece of the archive.
+class Fields
+{
+public:
+    explicit Fields(std::string_view bytes) : bytes_(bytes) {}
+
+    size_t left() const { return bytes_.size(); }
+
+    std::string_view take(uint64_t count)
+    {
+        if (left() < count) {
+            throw Error("a directory that is cut short");
+        }
+        const std::string_view taken = bytes_.substr(0, count);
+        bytes_.remove_prefix(count);
+        return taken;
+    }
+    /// A number of `width` bytes, the lowest first.
+    uint64_t number(uint64_t width)
+    {
+        uint64_t value = 0;
+        const std::string_view bytes = take(width);
+        for (size_t i = width; i > 0; --i) {
+            value = (value << 8U) | static_cast<unsigned char>(bytes[i - 1]);
+        }
+        return value;
+    }
+    template <typename Number>
+    void into(Number &field)
+    {
+        field = static_cast<Number>(number(sizeof field));
+    }
+    void expect(std::string_view signature, const char *what)
+    {
+        if (take(signatureSize) != signature) {
+            throw Error(std::string(what) + " is not where it should be");
+        }
+    }
+
+private:
+    std::string_view bytes_;
+};
+
+/// What an end record says of the directory.
+struct EndRecord
+{
+    uint64_t entries = 0;
+    uint64_t size = 0;
+    uint64_t offset = 0;
+};
+
+EndRecord readZip64End(const ArchiveFile &file, uint64_t locator)
+{
+    if (locator < zip64EndSize) {
+        throw Error("the zip64 end record is not where it should be");
+    }
+    const uint64_t place = locator - zip64EndSize;
+    const std::string bytes = file.read(place, zip64EndSize + locatorSize);
+    Fields record(bytes);
+    record.expect(zip64EndSignature, "the zip64 end record");
+    // Its size without what tells it. A longer one would hold what nobody knows.
+    if (record.number(8) != zip64EndSize - signatureSize - sizeof(uint64_t)) {
+        throw Error("a zip64 end record of another size");
+    }
+    record.take(4); // versions
+    const uint64_t disks = record.number(8);
+    const uint64_t entriesHere = record.number(8);
+    const EndRecord end{record.number(8), record.number(8), record.number(8)};
+    record.expect(locatorSignature, "the zip64 locator");
+    const uint64_t disk = record.number(4);
+    if (record.number(8) != place) {
+        throw Error("the zip64 end record is not where it should be");
+    }
+    if (disks != 0 || disk != 0 || entriesHere != end.entries) {
+        throw Error("an archive of several parts");
+    }
+    return end;
+}
+
+/// Where the end record begins in the file's last bytes.
+size_t findEndRecord(const std::string &tail)
+{
+    const auto endsFile = [&tail](size_t position) {
+        if (tail.size() - position < endSize) {
+            return false;
+        }
+        Fields comment(std::string_view(tail).substr(position + endSize - 2));
+        return comment.number(2) == tail.size() - position - endSize;
+    };
+    const size_t position = tail.rfind(endSignature);
+    if (position == std::string::npos) {
+        throw Error("no zip archive, or one that is cut short");
+    }
+    if (!endsFile(position)) {
+        throw Error("something after the archive's end");
+    }
+    for (size_t other = tail.find(endSignature); other < position;
+         other = tail.find(endSignature, other + 1)) {
+        if (endsFile(other)) {
+            throw Error("two end records");
+        }
+    }
+    return position;
+}
+
+EndRecord readEnd(const ArchiveFile &file)
+{
+    const uint64_t tailSize = std::min(file.size(), endSize + maxComment);
+    const std::string tail = file.read(file.size() - tailSize, tailSize);
+    const size_t position = findEndRecord(tail);
+    Fields record(std::string_view(tail).substr(position + signatureSize));
+    const uint64_t disks = record.number(4);
+    const uint64_t entriesHere = record.number(2);
+    const EndRecord told{record.number(2), record.number(4), record.number(4)};
+    if (entriesHere != told.entries || (disks != 0 && disks != elsewhere32)) {
+        throw Error("an archive of several parts");
+    }
+    EndRecord end = told;
+    uint64_t endOffset = file.size() - tailSize + position;
+    if (endOffset >= locatorSize &&
+        file.read(endOffset - locatorSize, signatureSize) == locatorSignature) {
+        end = readZip64End(file, endOffset - locatorSize);
+        const auto differs = [](uint64_t value, uint64_t wide, uint64_t elsewhere) {
+            return value != wide && value != elsewhere;
+        };
+        if (differs(told.entries, end.entries, elsewhere16) ||
+            differs(told.size, end.size, elsewhere32) ||
+            differs(told.offset, end.offset, elsewhere32)) {
+            throw Error("two end records that disagree");
+        }
+        endOffset -= locatorSize + zip64EndSize;
+    }
+    if (end.offset > endOffset || end.size != endOffset - end.offset) {
+        throw Error("the directory is not where it should be");
+    }
+    return end;
+}
+
+/// What the directory's record and the local header share.
+void readShared(Fields &fields, Entry &entry)
+{
+    fields.into(entry.generalPurposeFlags);
+    fields.into(entry.compressionMethod);
+    fields.take(4); // time
+    fields.into(entry.crc32);
+    entry.compressedSize = fields.number(4);
+    entry.uncompressedSize = fields.number(4);
+}
+
+void readZip64Field(Fields numbers, Entry &entry)
+{
+    for (uint64_t *value :
+         {&entry.uncompressedSize, &entry.compressedSize, &entry.localHeaderOffset}) {
+        if (*value == elsewhere32) {
+            numbers.into(*value);
+        }
+    }
+}
+
+/// A name in UTF-8 beside one in the packer's own encoding, whose checksum it has: other programs
+/// may have changed the name without a look at this field.
+void readUnicodePath(Fields field, Entry &entry)
+{
+    constexpr uint64_t beforeName = 1 + 4;
+    if (field.left() <= beforeName || field.number(1) != 1) {
+        return;
+    }
+    const auto *const name = reinterpret_cast<const unsigned char *>(entry.fileName.data()); // NOLINT
+    if (field.number(4) == crc32_gzip_refl(0, name, entry.fileName.size())) {
+        entry.fileName = field.take(field.left());
+    }
+}
+
+void readExtraFields(Fields extra, Entry &entry)
+{
+    bool hasZip64 = false;
+    bool hasUnicodePath = false;
+    while (extra.left() >= 4) { // some writers pad with less
+        const uint64_t kind = extra.number(2);
+        const Fields field(extra.take(extra.number(2)));
+        bool *const isKnown = kind == zip64Field         ? &hasZip64
+                              : kind == unicodePathField ? &hasUnicodePath
+                                                         : nullptr;
+        if (isKnown && std::exchange(*isKnown, true)) {
+            throw Error("a directory that can be read in two ways");
+        }
+        if (kind == zip64Field) {
+            readZip64Field(field, entry);
+        } else if (kind == unicodePathField) {
+            readUnicodePath(field, entry);
+        }
+    }
+}
+
+Entry readCentralHeader(Fields &directory)
+{
+    directory.expect(centralSignature, "an entry of the directory");
+    Entry entry;
+    directory.into(entry.versionMadeBy);
+    directory.take(2); // version needed to extract
+    readShared(directory, entry);
+    const uint64_t nameSize = directory.number(2);
+    const uint64_t extraSize = directory.number(2);
+    const uint64_t commentSize = directory.number(2);
+    directory.take(2 + 2); // number of the disk, internal attributes
+    directory.into(entry.externalFileAttributes);
+    entry.localHeaderOffset = directory.number(4);
+    entry.fileName = directory.take(nameSize);
+    readExtraFields(Fields(directory.take(extraSize)), entry);
+    directory.take(commentSize);
+    return entry;
+}
+
+bool agree(const Entry &inDirectory, const Entry &inHeader)
+{
+    const bool isLater = (inHeader.generalPurposeFlags & sizesBehindFlag) != 0;
+    const auto same = [isLater](uint64_t told, uint64_t here) {
+        return here == told || (isLater && here == 0);
+    };
+    return inHeader.fileName == inDirectory.fileName &&
+           inHeader.compressionMethod == inDirectory.compressionMethod &&
+           same(inDirectory.crc32, inHeader.crc32) &&
+           same(inDirectory.uncompressedSize, inHeader.uncompressedSize) &&
+           same(inDirectory.compressedSize, inHeader.compressedSize);
+}
+
+/// Where the entry's data begins, by its local header. `end` is where the directory begins.
+uint64_t readLocalHeader(const ArchiveFile &file, const Entry &entry, uint64_t end)
+{
+    if (entry.localHeaderOffset > end || end - entry.localHeaderOffset < localSize) {
+        throw Error("an entry beyond the directory");
+    }
+    const std::string bytes = file.read(entry.localHeaderOffset, localSize);
+    Fields header(bytes);
+    header.expect(localSignature, "an entry");
+    header.take(2); // version needed to extract
+    Entry found;
+    readShared(header, found);
+    const uint64_t nameSize = header.number(2);
+    const uint64_t extraSize = header.number(2);
+    const uint64_t names = entry.localHeaderOffset + localSize;
+    const uint64_t start = names + nameSize + extraSize;
+    if (start > end || entry.compressedSize > end - start) {
+        throw Error("an entry that reaches into the directory");
+    }
+    const std::string rest = file.read(names, nameSize + extraSize);
+    found.fileName = rest.substr(0, nameSize);
+    readExtraFields(Fields(std::string_view(rest).substr(nameSize)), found);
+    if (!agree(entry, found)) {
+        throw Error("an entry that says something else than the directory");
+    }
+    return start;
+}
+
+} // namespace
+
+mode_t Entry::mode() const
+{
+    constexpr unsigned madeOnUnix = 3; // 4.4.2.2
+    constexpr unsigned madeOnMacOS = 19;
+    const unsigned system = versionMadeBy >> 8U;
+    return system == madeOnUnix || system == madeOnMacOS ? externalFileAttributes >> 16U : 0;
+}
+
+Entry::Type Entry::type() const
+{
+    const bool isNamedAsFolder = fileName.ends_with('/');
+    switch (mode() & S_IFMT) {
+    case 0: // no type stored
+        return isNamedAsFolder ? Type::folder : Type::file;
+    case S_IFREG:
+        return isNamedAsFolder ? Type::other : Type::file;
+    case S_IFDIR:
+        return isNamedAsFolder ? Type::folder : Type::other;
+    case S_IFLNK:
+        return isNamedAsFolder ? Type::other : Type::link;
+    default:
+        return Type::other;
+    }
+}
+
+std::vector<Entry> readDirectory(const ArchiveFile &file)
+{
+    const EndRecord end = readEnd(file);
+    if (end.entries > maxEntries) {
+        throw Error("too many entries");
+    }
+    if (end.size > maxDirectoryBytes) {
+        throw Error("too large a directory");
+    }
+    const std::string bytes = file.read(end.offset, end.size);
+    Fields directory(bytes);
+    std::vector<Entry> entries;
+    entries.reserve(end.entries);
+    while (directory.left() > 0 && entries.size() < end.entries) {
+        entries.push_back(readCentralHeader(directory));
+    }
+    if (directory.left() > 0 || entries.size() != end.entries) {
+        throw Error("a directory with more or fewer entries than announced");
+    }
+    for (Entry &entry : entries) {
+        entry.dataOffset = readLocalHeader(file, entry, end.offset);
+    }
+    return entries;
+}
+
+} // namespace brindle::ditto
