@@ -91,7 +91,8 @@ std::vector<std::string> componentsOf(const std::string &name)
     refuseIf(name.find('\\') != std::string::npos, "a name with a backslash");
     refuseIf(std::any_of(name.begin(), name.end(), isControl), "a name with a control character");
     refuseIf(!isUtf8(name), "a name that is not UTF-8");
-    auto parts = split(std::string_view(name).substr(0, name.size() - (name.ends_with('/') ? 1 : 0)));
+    auto parts =
+        split(std::string_view(name).substr(0, name.size() - (name.ends_with('/') ? 1 : 0)));
     for (const std::string &part : parts) {
         refuseIf(part.empty(), "a name with an empty part");
         refuseIf(part == "." || part == "..", "a name with a relative part");
@@ -186,7 +187,7 @@ void put(const Entry &entry, Place &root, uint64_t &count)
 bool staysInside(const std::string &link, const std::map<std::string, std::string> &links,
                  uint64_t &work)
 {
-    constexpr int maxLinks = 40; // as many as Linux follows
+    constexpr int maxLinks = 40;      // as many as Linux follows
     std::vector<std::string> pending; // the next at the end
     const auto follow = [&pending](const std::string &path) {
         const std::vector<std::string> parts = split(path);

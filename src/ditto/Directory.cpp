@@ -23,10 +23,10 @@ constexpr uint64_t endSize = 22;
 constexpr uint64_t zip64EndSize = 56;
 constexpr uint64_t locatorSize = 20;
 constexpr uint64_t maxComment = 0xFFFF;
-constexpr uint64_t elsewhere16 = 0xFFFF;     // the value is in a zip64 field
-constexpr uint64_t elsewhere32 = 0xFFFFFFFF; // likewise
-constexpr uint16_t sizesBehindFlag = 0x8;    // 4.4.4
-constexpr uint64_t zip64Field = 0x0001;      // 4.5.3
+constexpr uint64_t elsewhere16 = 0xFFFF;      // the value is in a zip64 field
+constexpr uint64_t elsewhere32 = 0xFFFFFFFF;  // likewise
+constexpr uint16_t sizesBehindFlag = 0x8;     // 4.4.4
+constexpr uint64_t zip64Field = 0x0001;       // 4.5.3
 constexpr uint64_t unicodePathField = 0x7075; // 4.6.9
 
 /// Takes one field after the other from a piece of the archive.
@@ -196,7 +196,8 @@ void readUnicodePath(Fields field, Entry &entry)
     if (field.left() <= beforeName || field.number(1) != 1) {
         return;
     }
-    const auto *const name = reinterpret_cast<const unsigned char *>(entry.fileName.data()); // NOLINT
+    const auto *const name =
+        reinterpret_cast<const unsigned char *>(entry.fileName.data()); // NOLINT
     if (field.number(4) == crc32_gzip_refl(0, name, entry.fileName.size())) {
         entry.fileName = field.take(field.left());
     }

@@ -10,9 +10,9 @@
 /// The archive tool: `ditto -x -k archive destination`.
 namespace brindle::ditto {
 
-/// Unpacks a zip archive into an empty folder, everything or nothing: reads the archive's directory,
-/// refuses what is not safe, whole and consistent, and writes. Folders and executable files get mode
-/// 0755, other files 0644, less the process's umask.
+/// Unpacks a zip archive into an empty folder, everything or nothing: reads the archive's
+/// directory, refuses what is not safe, whole and consistent, and writes. Folders and executable
+/// files get mode 0755, other files 0644, less the process's umask.
 /// @param interrupted looked at often; true ends the unpacking.
 /// Throws Error or another std::exception; nothing that it wrote is left then.
 void unpack(const ArchiveFile &archive, const std::string &destination,

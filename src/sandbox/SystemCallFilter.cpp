@@ -23,7 +23,7 @@ namespace {
 /// Whatever their arguments. Which of several alike is called depends on the machine and its libc.
 constexpr std::array unconditional{
     // open files
-    "pread64", "write", "writev", "sync_file_range", "close",
+    "pread64", "write", "writev", "lseek", "sync_file_range", "close",
     // what there is, and how much room
     "stat", "lstat", "fstat", "newfstatat", "statx", "statfs", "fstatfs", "getdents64",
     // places: Landlock knows which

@@ -95,6 +95,13 @@ QList<CorpusCase> odd()
     large.zip64 = true;
     RawZip::Entry padded = plain("x");
     padded.localExtra = QByteArray("\x35\xd9\x10\x00", 4) + QByteArray(16, 0); // alignment
+    RawZip::Entry twoNames = plain("caf\x82");                                 // in code page 437
+    twoNames.flags = 0;
+    twoNames.extra = RawZip::unicodePath(twoNames.name, "caf\xc3\xa9");
+    twoNames.localExtra = twoNames.extra;
+    RawZip::Entry renamed = plain("new");
+    renamed.extra = RawZip::unicodePath("old", "older");
+    renamed.localExtra = renamed.extra;
     RawZip::Frame zip64;
     zip64.zip64 = true;
     RawZip::Frame both = zip64;
@@ -110,6 +117,8 @@ QList<CorpusCase> odd()
         one("zip64 end record", plain("x"), zip64),
         one("zip64 end record beside a full one", plain("x"), both),
         one("aligned data", padded),
+        one("name in a Unicode field", twoNames),
+        one("Unicode field of a name before", renamed),
         one("program in front that all offsets count", plain("x"), prefixed),
         one("longest comment", plain("x"), commented),
         one("archive in the archive", {"inner.zip", within, file644}),

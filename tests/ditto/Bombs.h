@@ -12,7 +12,7 @@ public:
     /// smaller when packed.
     static RawZip::Entry zeros(const QByteArray &name, qint64 count);
 
-    /// `files` files of a megabyte each that lie upon each other: the data of each quotes the next
+    /// `files` files of a megabyte each that overlap: the data of each quotes the next
     /// one's header and goes on with its data. Every entry by itself is whole and well-behaved.
     static QByteArray byOverlap(int files);
 };

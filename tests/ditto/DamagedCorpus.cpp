@@ -17,7 +17,7 @@ QByteArray with(const RawZip::Entry &entry, const RawZip::Frame &frame = {})
 }
 
 /// A file of 5000 bytes, deflated, of which `lie` changes what is said.
-CorpusCase lying(const char *name, void (*lie)(RawZip::Entry &), const QByteArray &why = {})
+CorpusCase lying(const char *name, void (*lie)(RawZip::Entry &), const QByteArray &why)
 {
     return {name,
             [=] {
@@ -29,7 +29,7 @@ CorpusCase lying(const char *name, void (*lie)(RawZip::Entry &), const QByteArra
 }
 
 /// The same archive with a frame that lies.
-CorpusCase framed(const char *name, void (*lie)(RawZip::Frame &), const QByteArray &why = {})
+CorpusCase framed(const char *name, void (*lie)(RawZip::Frame &), const QByteArray &why)
 {
     return {name,
             [=] {
@@ -43,11 +43,14 @@ CorpusCase framed(const char *name, void (*lie)(RawZip::Frame &), const QByteArr
 QList<CorpusCase> lies()
 {
     return {
-        lying("encrypted", [](auto &e) { e.flags = 0x801; }),
-        lying("strongly encrypted", [](auto &e) { e.flags = 0x841; }),
+        lying(
+            "encrypted", [](auto &e) { e.flags = 0x801; }, "encrypted"),
+        lying(
+            "strongly encrypted", [](auto &e) { e.flags = 0x841; }, "encrypted"),
         lying(
             "unknown method 12", [](auto &e) { e.method = 12; }, "method"),
-        lying("unknown method 99", [](auto &e) { e.method = 99; }),
+        lying(
+            "unknown method 99", [](auto &e) { e.method = 99; }, "method"),
         lying(
             "deflate64", [](auto &e) { e.method = 9; }, "method"),
         lying(
@@ -63,9 +66,13 @@ QList<CorpusCase> lies()
             "more than announced", [](auto &e) { e.size = 10; }, "more bytes"),
         lying(
             "less than announced", [](auto &e) { e.size = 6000; }, "fewer bytes"),
-        lying("packed size too small", [](auto &e) { e.packedSize = 5; }),
-        lying("packed size too large", [](auto &e) { e.packedSize = 60; }),
-        lying("packed size beyond the end", [](auto &e) { e.packedSize = 900'000; }),
+        lying(
+            "packed size too small", [](auto &e) { e.packedSize = 5; }, "cut short"),
+        lying(
+            "packed size too large", [](auto &e) { e.packedSize = 60; }, "into the directory"),
+        lying(
+            "packed size beyond the end", [](auto &e) { e.packedSize = 900'000; },
+            "into the directory"),
         lying(
             "stored sizes disagree",
             [](auto &e) {
@@ -93,27 +100,42 @@ QList<CorpusCase> lies()
                 e.size = 1;
             },
             "cut short"),
-        lying("other local name", [](auto &e) { e.localName = "evil"; }),
-        lying("local name that leads out", [](auto &e) { e.localName = "../../guarded/new"; }),
-        lying("other local size", [](auto &e) { e.localSize = 4999; }),
-        lying("other local checksum", [](auto &e) { e.localCrc = 1; }),
-        lying("other local method", [](auto &e) { e.localMethod = 0; }),
-        lying("place beyond the end", [](auto &e) { e.offset = 1'000'000; }),
-        lying("place in the directory", [](auto &e) { e.offset = 100; }),
-        lying("place of another", [](auto &e) { e.offset = 0; }),
-        lying("zip64 field cut short",
-              [](auto &e) {
-                  e.size = 0xFFFFFFFF;
-                  e.extra = QByteArray("\x01\x00\x04\x00....", 8);
-              }),
-        lying("zip64 sizes without a field", [](auto &e) { e.size = 0xFFFFFFFF; }),
-        lying("field longer than its record",
-              [](auto &e) { e.extra = QByteArray("\x01\x00\xff\x00....", 8); }),
-        lying("zip64 size of all bits",
-              [](auto &e) {
-                  e.size = 0xFFFFFFFF;
-                  e.extra = QByteArray("\x01\x00\x08\x00", 4) + QByteArray(8, '\xff');
-              }),
+        lying(
+            "other local name", [](auto &e) { e.localName = "evil"; }, "than the directory"),
+        lying(
+            "local name that leads out", [](auto &e) { e.localName = "../../guarded/new"; },
+            "than the directory"),
+        lying(
+            "other local size", [](auto &e) { e.localSize = 4999; }, "than the directory"),
+        lying(
+            "other local checksum", [](auto &e) { e.localCrc = 1; }, "than the directory"),
+        lying(
+            "other local method", [](auto &e) { e.localMethod = 0; }, "than the directory"),
+        lying(
+            "place beyond the end", [](auto &e) { e.offset = 1'000'000; }, "beyond the directory"),
+        lying(
+            "place in the directory", [](auto &e) { e.offset = 100; }, "beyond the directory"),
+        lying(
+            "place of another", [](auto &e) { e.offset = 0; }, "than the directory"),
+        lying(
+            "zip64 field cut short",
+            [](auto &e) {
+                e.size = 0xFFFFFFFF;
+                e.extra = QByteArray("\x01\x00\x04\x00....", 8);
+            },
+            "cut short"),
+        lying(
+            "zip64 sizes without a field", [](auto &e) { e.size = 0xFFFFFFFF; }, "too much"),
+        lying(
+            "field longer than its record",
+            [](auto &e) { e.extra = QByteArray("\x01\x00\xff\x00....", 8); }, "cut short"),
+        lying(
+            "zip64 size of all bits",
+            [](auto &e) {
+                e.size = 0xFFFFFFFF;
+                e.extra = QByteArray("\x01\x00\x08\x00", 4) + QByteArray(8, '\xff');
+            },
+            "than the directory"),
     };
 }
 
@@ -137,8 +159,8 @@ QList<CorpusCase> bombs()
              return with(entry);
          },
          "more bytes"},
-        {"bomb by overlap", [] { return Bombs::byOverlap(500); }, "upon each other"},
-        {"two files upon each other", [] { return Bombs::byOverlap(2); }, "upon each other"},
+        {"bomb by overlap", [] { return Bombs::byOverlap(500); }, "overlap"},
+        {"two overlapping files", [] { return Bombs::byOverlap(2); }, "overlap"},
         {"bomb by count",
          [] {
              RawZip zip;
@@ -201,29 +223,35 @@ QList<CorpusCase> bombs()
 QList<CorpusCase> frames()
 {
     return {
-        {"cut in the directory", [] { return with({"x", "x", file644}).chopped(40); }},
-        {"cut in the data", [] { return with({"x", "x", file644}).left(50); }},
-        {"cut by one byte", [] { return with({"x", "x", file644}).chopped(1); }},
-        {"cut at the front", [] { return with({"x", "x", file644}).mid(10); }},
-        {"no archive", [] { return QByteArray("<html>not found</html>"); }},
-        {"empty file", [] { return QByteArray(); }},
-        {"only an end", [] { return RawZip().bytes().chopped(1); }},
-        {"data after the end", [] { return with({"x", "x", file644}) + "trailing"; }},
+        {"cut in the directory", [] { return with({"x", "x", file644}).chopped(40); }, "cut short"},
+        {"cut in the data", [] { return with({"x", "x", file644}).left(50); }, "cut short"},
+        {"cut by one byte", [] { return with({"x", "x", file644}).chopped(1); },
+         "after the archive"},
+        {"cut at the front", [] { return with({"x", "x", file644}).mid(10); },
+         "directory is not where"},
+        {"no archive", [] { return QByteArray("<html>not found</html>"); }, "no zip archive"},
+        {"empty file", [] { return QByteArray(); }, "no zip archive"},
+        {"only an end", [] { return RawZip().bytes().chopped(1); }, "after the archive"},
+        {"data after the end", [] { return with({"x", "x", file644}) + "trailing"; },
+         "after the archive"},
         {"two archives in a row",
-         [] { return with({"x", "x", file644}) + with({"y", "y", file644}); }},
+         [] { return with({"x", "x", file644}) + with({"y", "y", file644}); },
+         "directory is not where"},
         {"two end records",
          [] {
              // The comment of one is another, of an empty archive.
              RawZip::Frame frame;
              frame.comment = RawZip().bytes();
              return with({"x", "x", file644}, frame);
-         }},
+         },
+         "two end records"},
         {"two end records, the second the longer one",
          [] {
              RawZip::Frame frame;
              frame.comment = RawZip().add({"y", "y", file644}).bytes();
              return with({"x", "x", file644}, frame);
-         }},
+         },
+         "two end records"},
         {"two directories",
          [] {
              // An end record in front whose comment is the rest of the file.
@@ -234,47 +262,70 @@ QList<CorpusCase> frames()
              RawZip::Frame frame;
              frame.prefix = end;
              return with({"x", "x", file644}, frame);
-         }},
+         },
+         "two end records"},
         {"something in front that no offset counts",
          [] {
              RawZip::Frame frame;
              frame.prefix = "#!/bin/sh\n";
              frame.prefixCounted = false;
              return with({"x", "x", file644}, frame);
-         }},
-        framed("more entries announced", [](auto &f) { f.count = 3; }),
-        framed("fewer entries announced", [](auto &f) { f.count = 1; }),
-        framed("no entries announced", [](auto &f) { f.count = 0; }),
-        framed("as many entries as can be announced", [](auto &f) { f.count = 0xFFFF; }),
-        framed("directory of another size", [](auto &f) { f.directorySize = 40; }),
-        framed("directory elsewhere", [](auto &f) { f.directoryOffset = 4; }),
-        framed("directory beyond the end", [](auto &f) { f.directoryOffset = 1'000'000; }),
-        framed("zip64 end elsewhere",
-               [](auto &f) {
-                   f.zip64 = true;
-                   f.zip64Offset = 4;
-               }),
-        framed("zip64 end beyond the end",
-               [](auto &f) {
-                   f.zip64 = true;
-                   f.zip64Offset = 1LL << 62;
-               }),
-        framed("zip64 end of another count",
-               [](auto &f) {
-                   f.zip64 = true;
-                   f.zip64Count = 1;
-               }),
-        framed("two ends that disagree",
-               [](auto &f) {
-                   f.zip64 = true;
-                   f.count = 1;
-               }),
-        framed("all in a zip64 end that is not there",
-               [](auto &f) {
-                   f.count = 0xFFFF;
-                   f.directorySize = 0xFFFFFFFF;
-                   f.directoryOffset = 0xFFFFFFFF;
-               }),
+         },
+         "directory is not where"},
+        framed(
+            "more entries announced", [](auto &f) { f.count = 3; }, "more or fewer"),
+        framed(
+            "fewer entries announced", [](auto &f) { f.count = 1; }, "more or fewer"),
+        framed(
+            "no entries announced", [](auto &f) { f.count = 0; }, "more or fewer"),
+        framed(
+            "as many entries as can be announced", [](auto &f) { f.count = 0xFFFF; },
+            "more or fewer"),
+        framed(
+            "directory of another size", [](auto &f) { f.directorySize = 40; },
+            "directory is not where"),
+        framed(
+            "directory elsewhere", [](auto &f) { f.directoryOffset = 4; },
+            "directory is not where"),
+        framed(
+            "directory beyond the end", [](auto &f) { f.directoryOffset = 1'000'000; },
+            "directory is not where"),
+        framed(
+            "zip64 end elsewhere",
+            [](auto &f) {
+                f.zip64 = true;
+                f.zip64Offset = 4;
+            },
+            "zip64 end record is not where"),
+        framed(
+            "zip64 end beyond the end",
+            [](auto &f) {
+                f.zip64 = true;
+                f.zip64Offset = 1LL << 62;
+            },
+            "zip64 end record is not where"),
+        framed(
+            "zip64 end of another count",
+            [](auto &f) {
+                f.zip64 = true;
+                f.zip64Count = 1;
+            },
+            "more or fewer"),
+        framed(
+            "two ends that disagree",
+            [](auto &f) {
+                f.zip64 = true;
+                f.count = 1;
+            },
+            "disagree"),
+        framed(
+            "all in a zip64 end that is not there",
+            [](auto &f) {
+                f.count = 0xFFFF;
+                f.directorySize = 0xFFFFFFFF;
+                f.directoryOffset = 0xFFFFFFFF;
+            },
+            "directory is not where"),
     };
 }
 

@@ -35,6 +35,14 @@ CorpusCase one(const char *name, const RawZip::Entry &entry, const QByteArray &w
     return several(name, {entry}, why, escaping);
 }
 
+RawZip::Entry withUnicodePath(const QByteArray &name, const QByteArray &fields)
+{
+    RawZip::Entry entry{name, "x"};
+    entry.extra = fields;
+    entry.localExtra = fields;
+    return entry;
+}
+
 QList<CorpusCase> names(const QByteArray &guarded, const QByteArray &canary)
 {
     RawZip::Entry latin{"caf\xe9", "x", file644};
@@ -43,6 +51,10 @@ QList<CorpusCase> names(const QByteArray &guarded, const QByteArray &canary)
     surrogate.flags = 0;
     RawZip::Entry overLong{"a\xc0\xaf..\xc0\xaf..\xc0\xafx", "x", file644}; // "/" in two bytes
     overLong.flags = 0;
+    const RawZip::Entry unicodeOut =
+        withUnicodePath("x", RawZip::unicodePath("x", "../../guarded/new"));
+    RawZip::Entry unicodeOnce = withUnicodePath("x", RawZip::unicodePath("x", "y"));
+    unicodeOnce.localExtra.clear();
     return {
         one("absolute name", {guarded + "/new", "x"}, "absolute", escapes),
         one("absolute name of a known file", {guarded + "/file", "x"}, "absolute", escapes),
@@ -80,6 +92,11 @@ QList<CorpusCase> names(const QByteArray &guarded, const QByteArray &canary)
         one("not UTF-8", latin, "UTF-8"),
         one("surrogate", surrogate, "UTF-8"),
         one("slash in two bytes", overLong, "UTF-8"),
+        one("Unicode field that leads out", unicodeOut, "relative part", escapes),
+        one("Unicode field in one header", unicodeOnce, "than the directory"),
+        one("two Unicode fields",
+            withUnicodePath("x", RawZip::unicodePath("x", "y") + RawZip::unicodePath("x", "z")),
+            "two ways"),
         one("not UTF-8 but said to be", {"caf\xe9", "x", file644}, "UTF-8"),
     };
 }

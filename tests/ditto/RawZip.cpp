@@ -201,4 +201,15 @@ quint32 RawZip::checksum(const QByteArray &content)
               static_cast<uInt>(content.size())));
 }
 
+QByteArray RawZip::unicodePath(const QByteArray &name, const QByteArray &unicodeName)
+{
+    QByteArray content(1, 1); // version
+    put<quint32>(content, checksum(name));
+    content += unicodeName;
+    QByteArray field;
+    put<quint16>(field, 0x7075);
+    put<quint16>(field, static_cast<quint16>(content.size()));
+    return field + content;
+}
+
 } // namespace brindle

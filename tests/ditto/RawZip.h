@@ -63,6 +63,8 @@ public:
     /// An entry's own header, without its data.
     static QByteArray localHeader(const Entry &entry);
     static quint32 checksum(const QByteArray &content);
+    /// An extra field that gives the entry `name` another name, APPNOTE.TXT 4.6.9.
+    static QByteArray unicodePath(const QByteArray &name, const QByteArray &unicodeName);
 
 private:
     QList<Entry> entries_;

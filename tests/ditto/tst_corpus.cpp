@@ -26,6 +26,7 @@ private Q_SLOTS:
         QSet<QByteArray> names;
         for (const CorpusCase &one : hostile) {
             names << one.name;
+            QVERIFY2(!one.why.isEmpty(), one.name);
         }
         QCOMPARE(names.size(), hostile.size());
     }

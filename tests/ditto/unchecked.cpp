@@ -41,9 +41,11 @@ constexpr std::string_view connectPrefix = "connect to ";
 /// By the file's last byte, which takes no place on the disk.
 void makeRoom(int descriptor, uint64_t size)
 {
-    if (pwrite(descriptor, "", 1, static_cast<off_t>(size - 1)) < 0) {
+    lseek(descriptor, static_cast<off_t>(size - 1), SEEK_SET);
+    if (write(descriptor, "", 1) < 0) {
         std::fputs(std::strerror(errno), stderr);
     }
+    lseek(descriptor, 0, SEEK_SET);
 }
 
 void runProgram(std::string path)

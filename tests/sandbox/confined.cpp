@@ -48,6 +48,7 @@ const std::set<long> allowedCalls{
     SYS_pread64,
     SYS_write,
     SYS_writev,
+    SYS_lseek,
     SYS_sync_file_range,
     SYS_close,
     SYS_fstat,
