@@ -5,6 +5,7 @@
 
 #include "files/Files.h"
 #include "Measure.h"
+#include "ditto/Directory.h"
 #include "engine/EngineManager.h"
 
 #include <QFile>
@@ -15,7 +16,6 @@
 #include <openssl/evp.h>
 #include <stdexcept>
 #include <vector>
-#include <zip.h>
 
 using namespace brindle;
 
@@ -51,19 +51,10 @@ void measureDigest(const QString &file)
 /// The packed bytes of an archive's first entry, as they lie in it.
 std::vector<unsigned char> packedEntry(const QString &archive)
 {
-    const std::unique_ptr<zip_t, decltype(&zip_discard)> zip(
-        zip_open(QFile::encodeName(archive).constData(), ZIP_RDONLY, nullptr), &zip_discard);
-    zip_stat_t entry{};
-    if (!zip || zip_stat_index(zip.get(), 0, 0, &entry) != 0) {
-        throw std::runtime_error("the archive can't be read");
-    }
-    std::vector<unsigned char> packed(entry.comp_size);
-    const std::unique_ptr<zip_file_t, decltype(&zip_fclose)> file(
-        zip_fopen_index(zip.get(), 0, ZIP_FL_COMPRESSED), &zip_fclose);
-    if (!file || zip_fread(file.get(), packed.data(), packed.size()) !=
-                     static_cast<zip_int64_t>(packed.size())) {
-        throw std::runtime_error("the archive can't be read");
-    }
+    const ditto::ArchiveFile file(archive.toStdString());
+    const ditto::Entry entry = ditto::readDirectory(file).at(0);
+    std::vector<unsigned char> packed(entry.compressedSize);
+    file.read(entry.dataOffset, packed.data(), packed.size());
     return packed;
 }
 

@@ -1,8 +1,8 @@
-// What the walls around the archive tool cost, and how soon it refuses what is hostile.
+// What the sandbox around the archive tool costs, and how soon it refuses what is hostile.
 //
-// usage: bench_walls ARCHIVE DITTO UNWALLED WORK
-//   ARCHIVE is unpacked with DITTO and with UNWALLED, the same program without walls; WORK is
-//   emptied
+// usage: bench_sandbox ARCHIVE DITTO UNSANDBOXED WORK
+//   ARCHIVE is unpacked with DITTO and with UNSANDBOXED, the same program without the sandbox; WORK
+//   is emptied
 
 #include "HostileCorpus.h"
 #include "Measure.h"
@@ -19,7 +19,7 @@ namespace {
 struct Tools
 {
     QString ditto;
-    QString unwalled;
+    QString unsandboxed;
 };
 
 void measureCost(const char *what, const QString &archive, const Tools &tools, const QString &work)
@@ -34,7 +34,7 @@ void measureCost(const char *what, const QString &archive, const Tools &tools, c
             Measure::run(tool, {QStringLiteral("-x"), QStringLiteral("-k"), archive, place});
         };
     };
-    Measure::printRatio(what, Measure::compare(prepare, with(tools.ditto), with(tools.unwalled)),
+    Measure::printRatio(what, Measure::compare(prepare, with(tools.ditto), with(tools.unsandboxed)),
                         1.10);
 }
 
@@ -73,10 +73,10 @@ void measure(const QStringList &arguments)
     const QString &work = arguments.at(3);
     Files::remove(work);
     Files::createFolder(work);
-    measureCost("ditto / without walls, engine", arguments.at(0), tools, work);
+    measureCost("ditto / without sandbox, engine", arguments.at(0), tools, work);
     const QString small = work + QStringLiteral("/small.zip");
     Files::writeAtomically(small, manySmallFiles());
-    measureCost("ditto / without walls, 5,000 small files", small, tools, work);
+    measureCost("ditto / without sandbox, 5,000 small files", small, tools, work);
     measureRefusals(tools.ditto);
 }
 
@@ -84,5 +84,5 @@ void measure(const QStringList &arguments)
 
 int main(int argc, char **argv)
 {
-    return Measure::program(argc, argv, "bench_walls ARCHIVE DITTO UNWALLED WORK", 4, measure);
+    return Measure::program(argc, argv, "bench_sandbox ARCHIVE DITTO UNSANDBOXED WORK", 4, measure);
 }
