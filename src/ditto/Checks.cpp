@@ -211,7 +211,7 @@ bool staysInside(const std::string &link, const std::map<std::string, std::strin
             continue;
         }
         at += (at.empty() ? "" : "/") + part;
-        work += at.size();
+        work += 1 + at.size() / 64;
         if (work > maxLinkWork) {
             throw Error("links that take too long to follow");
         }

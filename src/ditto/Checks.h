@@ -21,8 +21,8 @@ constexpr uint64_t maxGrowth = 100;
 
 constexpr uint64_t maxLinkTarget = 4095;
 constexpr uint64_t maxLinkBytes = 4ULL << 20U; ///< of all targets
-/// Bytes of paths that are looked up to follow all links, so that following ends soon.
-constexpr uint64_t maxLinkWork = 64ULL << 20U;
+/// Paths of 64 bytes that are looked up to follow all links, so that following ends within a second.
+constexpr uint64_t maxLinkWork = 2'000'000;
 
 /// Compression methods, APPNOTE.TXT 4.4.5.
 constexpr uint16_t stored = 0;

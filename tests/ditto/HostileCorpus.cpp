@@ -163,6 +163,16 @@ QList<CorpusCase> links(const QByteArray &guarded)
              return zip.bytes();
          },
          "too long to follow"},
+        {"links that are followed too often",
+         [] {
+             RawZip zip;
+             zip.add({"l", QByteArray("a/../").repeated(815), link777, true});
+             for (int i = 0; i < 3000; ++i) {
+                 zip.add({QByteArray::number(i), "l", link777});
+             }
+             return zip.bytes();
+         },
+         "too long to follow"},
         {"four megabytes of links",
          [] {
              RawZip zip;
