@@ -21,7 +21,8 @@ constexpr uint64_t maxGrowth = 100;
 
 constexpr uint64_t maxLinkTarget = 4095;
 constexpr uint64_t maxLinkBytes = 4ULL << 20U; ///< of all targets
-/// Paths of 64 bytes that are looked up to follow all links, so that following ends within a second.
+/// Paths of 64 bytes that are looked up to follow all links, so that following ends within a
+/// second.
 constexpr uint64_t maxLinkWork = 2'000'000;
 
 /// Compression methods, APPNOTE.TXT 4.4.5.

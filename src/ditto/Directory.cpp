@@ -296,19 +296,11 @@ mode_t Entry::mode() const
 
 Entry::Type Entry::type() const
 {
-    const bool isNamedAsFolder = fileName.ends_with('/');
-    switch (mode() & S_IFMT) {
-    case 0: // no type stored
-        return isNamedAsFolder ? Type::folder : Type::file;
-    case S_IFREG:
-        return isNamedAsFolder ? Type::other : Type::file;
-    case S_IFDIR:
-        return isNamedAsFolder ? Type::folder : Type::other;
-    case S_IFLNK:
-        return isNamedAsFolder ? Type::other : Type::link;
-    default:
-        return Type::other;
+    const mode_t kind = mode() & S_IFMT; // 0 when no type is stored
+    if (fileName.ends_with('/')) {
+        return kind == 0 || kind == S_IFDIR ? Type::folder : Type::other;
     }
+    return kind == 0 || kind == S_IFREG ? Type::file : kind == S_IFLNK ? Type::link : Type::other;
 }
 
 std::vector<Entry> readDirectory(const ArchiveFile &file)

@@ -1,6 +1,5 @@
 #include "ditto/Error.h"
 
-#include <cerrno>
 #include <cstring>
 
 namespace brindle::ditto {
@@ -9,22 +8,12 @@ namespace {
 
 UnpackStatus statusOf(int reason)
 {
-    switch (reason) {
-    case ENOSPC:
-        return UnpackStatus::noSpace;
-    case EDQUOT:
-        return UnpackStatus::quotaExceeded;
-    case EROFS:
-        return UnpackStatus::readOnly;
-    case EACCES:
-        return UnpackStatus::accessDenied;
-    case EPERM:
-        return UnpackStatus::notPermitted;
-    case ENAMETOOLONG:
-        return UnpackStatus::nameTooLong;
-    default:
-        return UnpackStatus::writeError;
+    for (const auto &[status, number] : destinationErrors) {
+        if (reason == number) {
+            return status;
+        }
     }
+    return UnpackStatus::writeError;
 }
 
 std::string unwritten(const std::string &place, int reason)

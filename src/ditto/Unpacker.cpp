@@ -109,7 +109,8 @@ std::map<std::string, std::string> readLinks(const std::vector<Entry> &entries, 
     return links;
 }
 
-void makeFolders(const std::string &folder, const Place &place,
+/// `prefix` is the path of `place` with a slash.
+void makeFolders(const std::string &prefix, const Place &place,
                  const std::atomic<bool> &interrupted)
 {
     for (const auto &[name, below] : place.below) {
@@ -117,11 +118,11 @@ void makeFolders(const std::string &folder, const Place &place,
             continue;
         }
         checkInterruption(interrupted);
-        const std::string path = folder + '/' + name;
+        const std::string path = prefix + name;
         if (mkdir(path.c_str(), executableMode) != 0) {
             fail(path);
         }
-        makeFolders(path, below, interrupted);
+        makeFolders(path + '/', below, interrupted);
     }
 }
 
@@ -152,12 +153,12 @@ void fill(const ArchiveFile &archive, const std::string &destination,
     const auto links = readLinks(entries, inflater);
     checkLinks(links);
 
-    makeFolders(destination, tree, interrupted);
+    const std::string root = destination + '/';
+    makeFolders(root, tree, interrupted);
     for (const Entry &entry : entries) {
         if (entry.type() == Entry::Type::file) {
             const bool mayRun = (entry.mode() & S_IXUSR) != 0;
-            OutputFile file(destination + '/' + entry.fileName,
-                            mayRun ? executableMode : plainMode);
+            OutputFile file(root + entry.fileName, mayRun ? executableMode : plainMode);
             inflater.unpack(entry, [&](const unsigned char *bytes, size_t count) {
                 checkInterruption(interrupted);
                 file.write(bytes, count);
@@ -166,7 +167,7 @@ void fill(const ArchiveFile &archive, const std::string &destination,
         }
     }
     for (const auto &[path, target] : links) {
-        makeLink(destination + '/' + path, target);
+        makeLink(root + path, target);
     }
 }
 

@@ -24,30 +24,10 @@ struct Ruleset
     uint64_t scoped = 0;         // since ABI 6
 };
 
-constexpr uint64_t accessTruncate = 1U << 14U;      // since ABI 3
-constexpr uint64_t accessDeviceControl = 1U << 15U; // since ABI 5
-constexpr uint64_t networkBindTcp = 1U << 0U;
-constexpr uint64_t networkConnectTcp = 1U << 1U;
-constexpr uint64_t scopeAbstractSocket = 1U << 0U;
-constexpr uint64_t scopeSignal = 1U << 1U;
-
-constexpr int abiOfTruncation = 3;
-constexpr int abiOfNetwork = 4;
-constexpr int abiOfDeviceControl = 5;
-constexpr int abiOfScopes = 6;
-
 constexpr uint64_t forFolder = LANDLOCK_ACCESS_FS_WRITE_FILE | LANDLOCK_ACCESS_FS_READ_DIR |
                                LANDLOCK_ACCESS_FS_REMOVE_DIR | LANDLOCK_ACCESS_FS_REMOVE_FILE |
                                LANDLOCK_ACCESS_FS_MAKE_DIR | LANDLOCK_ACCESS_FS_MAKE_REG |
                                LANDLOCK_ACCESS_FS_MAKE_SYM;
-/// As of ABI 1. Moves between folders came with ABI 2, and are refused unless allowed.
-constexpr uint64_t allAccess =
-    LANDLOCK_ACCESS_FS_EXECUTE | LANDLOCK_ACCESS_FS_WRITE_FILE | LANDLOCK_ACCESS_FS_READ_FILE |
-    LANDLOCK_ACCESS_FS_READ_DIR | LANDLOCK_ACCESS_FS_REMOVE_DIR | LANDLOCK_ACCESS_FS_REMOVE_FILE |
-    LANDLOCK_ACCESS_FS_MAKE_CHAR | LANDLOCK_ACCESS_FS_MAKE_DIR | LANDLOCK_ACCESS_FS_MAKE_REG |
-    LANDLOCK_ACCESS_FS_MAKE_SOCK | LANDLOCK_ACCESS_FS_MAKE_FIFO | LANDLOCK_ACCESS_FS_MAKE_BLOCK |
-    LANDLOCK_ACCESS_FS_MAKE_SYM;
-
 [[noreturn]] void fail(const char *call)
 {
     throw std::system_error(errno, std::system_category(), call);
@@ -61,23 +41,19 @@ int abi()
     return version > 0 ? static_cast<int>(version) : 0;
 }
 
+/// All that a kernel with this ABI can refuse. Headers of the system may lack what is newer.
 Ruleset everything(int abi)
 {
-    Ruleset rules;
-    rules.handledFiles = allAccess;
-    if (abi >= abiOfTruncation) {
-        rules.handledFiles |= accessTruncate;
-    }
-    if (abi >= abiOfNetwork) {
-        rules.handledNetwork = networkBindTcp | networkConnectTcp;
-    }
-    if (abi >= abiOfDeviceControl) {
-        rules.handledFiles |= accessDeviceControl;
-    }
-    if (abi >= abiOfScopes) {
-        rules.scoped = scopeAbstractSocket | scopeSignal;
-    }
-    return rules;
+    const auto since = [abi](int first, uint64_t bits) { return abi >= first ? bits : 0; };
+    // As of ABI 1, whose newest this is. Moves between folders came with 2, and are refused unless
+    // allowed.
+    constexpr uint64_t first = (LANDLOCK_ACCESS_FS_MAKE_SYM << 1U) - 1;
+    constexpr uint64_t truncate = 1U << 14U;
+    constexpr uint64_t deviceControl = 1U << 15U;
+    constexpr uint64_t bindAndConnectTcp = 1U << 0U | 1U << 1U;
+    constexpr uint64_t abstractSocketsAndSignals = 1U << 0U | 1U << 1U;
+    return {first | since(3, truncate) | since(5, deviceControl), since(4, bindAndConnectTcp),
+            since(6, abstractSocketsAndSignals)};
 }
 
 } // namespace

@@ -42,32 +42,16 @@ void check(int result)
     }
 }
 
-class Filter
+/// A call that is named more than once may have the arguments of either.
+void allow(scmp_filter_ctx filter, const char *name,
+           std::initializer_list<scmp_arg_cmp> arguments = {})
 {
-public:
-    Filter() : context_(seccomp_init(SCMP_ACT_ERRNO(ENOSYS)), &seccomp_release)
-    {
-        if (!context_) {
-            throw std::bad_alloc();
-        }
+    const int call = seccomp_syscall_resolve_name(name);
+    if (call >= 0) { // not every machine has every call
+        check(seccomp_rule_add_array(filter, SCMP_ACT_ALLOW, call,
+                                     static_cast<unsigned>(arguments.size()), arguments.begin()));
     }
-
-    /// A call that is named more than once may have the arguments of either.
-    void allow(const char *name, std::initializer_list<scmp_arg_cmp> arguments = {})
-    {
-        const int call = seccomp_syscall_resolve_name(name);
-        if (call >= 0) { // not every machine has every call
-            check(seccomp_rule_add_array(context_.get(), SCMP_ACT_ALLOW, call,
-                                         static_cast<unsigned>(arguments.size()),
-                                         arguments.begin()));
-        }
-    }
-
-    void load() { check(seccomp_load(context_.get())); }
-
-private:
-    std::unique_ptr<void, void (*)(scmp_filter_ctx)> context_;
-};
+}
 
 /// The argument at `index`, of whose bits in `mask` exactly `bits` are set.
 scmp_arg_cmp masked(unsigned index, uint64_t mask, uint64_t bits)
@@ -90,26 +74,31 @@ bool SystemCallFilter::available()
 
 void SystemCallFilter::install()
 {
-    Filter filter;
+    const std::unique_ptr<void, void (*)(scmp_filter_ctx)> owner(
+        seccomp_init(SCMP_ACT_ERRNO(ENOSYS)), &seccomp_release);
+    if (!owner) {
+        throw std::bad_alloc();
+    }
+    const scmp_filter_ctx filter = owner.get();
     for (const char *name : unconditional) {
-        filter.allow(name);
+        allow(filter, name);
     }
     // Neither both nor none of reading and writing: Landlock has no say in a descriptor for
     // neither, which is good for changes of rights. No file that lends its owner's rights.
     constexpr uint64_t kind = O_ACCMODE | O_PATH;
     constexpr uint64_t lent = S_ISUID | S_ISGID | S_ISVTX;
     for (const uint64_t access : {O_RDONLY, O_WRONLY}) {
-        filter.allow("openat", {masked(2, kind, access), masked(3, lent, 0)});
+        allow(filter, "openat", {masked(2, kind, access), masked(3, lent, 0)});
     }
     // The others send signals, take leases and copy descriptors.
     for (const uint64_t command : {F_GETFD, F_SETFD, F_GETFL}) {
-        filter.allow("fcntl", {equal(1, command)});
+        allow(filter, "fcntl", {equal(1, command)});
     }
-    filter.allow("mmap", {masked(2, PROT_EXEC, 0)});
-    filter.allow("mprotect", {masked(2, PROT_EXEC, 0)});
+    allow(filter, "mmap", {masked(2, PROT_EXEC, 0)});
+    allow(filter, "mprotect", {masked(2, PROT_EXEC, 0)});
     // abort() raises a signal by this call; anybody else's threads are out of reach.
-    filter.allow("tgkill", {equal(0, static_cast<uint64_t>(getpid()))});
-    filter.load();
+    allow(filter, "tgkill", {equal(0, static_cast<uint64_t>(getpid()))});
+    check(seccomp_load(filter));
 }
 
 } // namespace brindle

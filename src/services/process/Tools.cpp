@@ -10,7 +10,6 @@
 #include <QCoreApplication>
 #include <QTimer>
 
-#include <array>
 #include <cerrno>
 #include <chrono>
 #include <exception>
@@ -25,21 +24,10 @@ using ditto::UnpackStatus;
 /// For a tool that was asked to end.
 constexpr std::chrono::seconds patience{1};
 
-/// What the tool's status says about the destination.
-constexpr std::array<std::pair<UnpackStatus, int>, 7> reasons{{
-    {UnpackStatus::noSpace, ENOSPC},
-    {UnpackStatus::quotaExceeded, EDQUOT},
-    {UnpackStatus::readOnly, EROFS},
-    {UnpackStatus::accessDenied, EACCES},
-    {UnpackStatus::notPermitted, EPERM},
-    {UnpackStatus::nameTooLong, ENAMETOOLONG},
-    {UnpackStatus::writeError, EIO},
-}};
-
 [[noreturn]] void fail(qint32 status, const QString &zip, const QString &destination)
 {
     const auto what = static_cast<UnpackStatus>(status);
-    for (const auto &[reason, number] : reasons) {
+    for (const auto &[reason, number] : ditto::destinationErrors) {
         if (what == reason) {
             throw SystemError::fromErrno(number, destination);
         }
