@@ -28,6 +28,8 @@ function(brindle_headers name)
     set_target_properties(${name} PROPERTIES AUTOMOC OFF)
     target_link_libraries(${name} PRIVATE ${PRE_LINKS})
     target_precompile_headers(${name} PRIVATE ${PRE_HEADERS})
+    # Where CMake writes the header that is precompiled.
+    target_include_directories(${name} PRIVATE "${CMAKE_CURRENT_BINARY_DIR}/CMakeFiles/${name}.dir")
 endfunction()
 
 # brindle_test(<name> SOURCES <files…> LINKS <targets…> [RESOURCE_LOCK <lock>] [TIMEOUT <seconds>])

@@ -1,17 +1,33 @@
 # Compiler settings that hold for every target: warnings, sanitizers, linker, compiler cache.
 
-# ccache sees paths relative to the clone, so that a second clone finds what the first one made, and
-# takes precompiled headers by their content (see "Precompiled headers" in ccache's manual).
+# ccache takes precompiled headers by their content (see "Precompiled headers" in its manual). On Linux
+# it sees paths relative to the clone and is told a name for the build folder that fits every clone, so
+# that a second clone or a second preset of equal options finds what the first one made. What debug
+# information calls that name is the build folder as seen from the top of the clone. Coverage names its
+# sources by full paths and is not shared.
 find_program(CCACHE_PROGRAM ccache)
 if(CCACHE_PROGRAM)
-    set(launcher "${CMAKE_COMMAND}" -E env "CCACHE_BASEDIR=${CMAKE_SOURCE_DIR}" CCACHE_NOHASHDIR=1
-        "CCACHE_SLOPPINESS=pch_defines,time_macros,include_file_mtime,include_file_ctime"
-        "${CCACHE_PROGRAM}")
+    set(launcher "${CMAKE_COMMAND}" -E env
+        "CCACHE_SLOPPINESS=pch_defines,time_macros,include_file_mtime,include_file_ctime")
+    if(CMAKE_HOST_SYSTEM_NAME STREQUAL "Linux" AND NOT BRINDLE_COVERAGE)
+        list(APPEND launcher
+            PWD=/proc/self/cwd "CCACHE_BASEDIR=${CMAKE_SOURCE_DIR}" CCACHE_NOHASHDIR=1)
+        file(RELATIVE_PATH folder "${CMAKE_SOURCE_DIR}" "${CMAKE_BINARY_DIR}")
+        add_compile_options("-fdebug-prefix-map=/proc/self/cwd=${folder}")
+    endif()
+    list(APPEND launcher "${CCACHE_PROGRAM}")
     set(CMAKE_C_COMPILER_LAUNCHER "${launcher}")
     set(CMAKE_CXX_COMPILER_LAUNCHER "${launcher}")
 endif()
 if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+    # The same content and the same command for the precompiled header in every clone: ccache does not
+    # know the path that CMake passes by -Xclang as one to make relative. Clang by itself takes
+    # header.pch where it is told to include header; when that is made, the header is found in the
+    # include path, or else an old header.pch would be taken for it.
     add_compile_options("$<$<COMPILE_LANGUAGE:CXX>:SHELL:-Xclang -fno-pch-timestamp>")
+    set(CMAKE_CXX_COMPILE_OPTIONS_USE_PCH -include <PCH_HEADER>)
+    set(CMAKE_CXX_COMPILE_OPTIONS_CREATE_PCH
+        -Xclang -emit-pch -Xclang -include -Xclang cmake_pch.hxx -x c++-header)
 endif()
 
 if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang" AND NOT APPLE)
