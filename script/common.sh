@@ -59,9 +59,12 @@ build() {
     fi
 }
 
-# has_target <preset> <target>: the configured build knows this target.
-has_target() {
-    cmake --build "build/$1" --target help | grep -q "^$2: "
+# provide <preset> <target…>: installs what is missing, configures and builds.
+provide() {
+    script/bootstrap
+    echo "${0##*/}: building (some minutes the first time)"
+    configure "$1"
+    build "$@"
 }
 
 # has_display: windows can be shown here.
