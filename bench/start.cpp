@@ -26,6 +26,7 @@ public:
     int runAlert(const Alert &) override { return 0; }
     void reveal(const QString &) override {}
     void copyText(const QString &) override {}
+    void openPage(const QUrl &) override {}
 };
 
 qint64 now()

@@ -1,25 +1,44 @@
 #include "core/AppModel.h"
 
+#include "base/ByteCount.h"
 #include "base/Error.h"
-#include "base/Worker.h"
 #include "files/Files.h"
-#include "files/Paths.h"
 #include "log/LogQueue.h"
+#include "project/ProjectInspector.h"
 
 #include <QCoreApplication>
-#include <QDir>
-#include <QEventLoop>
 #include <QFile>
+
+#include <algorithm>
+#include <limits>
 
 namespace brindle {
 
 namespace {
 
-const auto fullscreenKey = QStringLiteral("fullscreen");
-const auto resolutionKey = QStringLiteral("resolution");
+/// How many lines of the log a failure report shows.
+constexpr qsizetype reportLines = 30;
 
-/// How long the end of the program waits for settings to reach the disk, in milliseconds.
-constexpr int maxStoring = 2'000;
+struct Hint
+{
+    QStringList needles; ///< in lower case; one of them is enough
+    QString text;
+};
+
+/// What the log of a failed run may hold, in the order in which it is looked for.
+const QList<Hint> &hints()
+{
+    static const QList<Hint> all{
+        {{QStringLiteral("vulkan"), QStringLiteral("metal"), QStringLiteral("gpu"),
+          QStringLiteral("rendering")},
+         QStringLiteral("The graphics system reported a problem. The game may need a faster Mac "
+                        "or a newer macOS.")},
+        {{QStringLiteral("script error"), QStringLiteral("parse error")},
+         QStringLiteral("The game's scripts reported errors. The log below shows where.")},
+        {{QString()}, QStringLiteral("The last lines of the log below may show why.")},
+    };
+    return all;
+}
 
 std::function<Dependencies()> &partsMaker()
 {
@@ -34,26 +53,33 @@ AppModel::AppModel(Dependencies parts, QObject *parent)
     , runner(parts.clock)
     , repo(parts.codeHost, parts.storageRoot, parts.temporaryFolder, parts.platform.archiveTool)
     , engines(parts.codeHost, parts.storageRoot, parts.temporaryFolder, parts.platform)
-    , storageRoot_(std::move(parts.storageRoot))
-    , settings_(std::move(parts.settings))
-    , codeHost_(std::move(parts.codeHost))
-    , platform_(std::move(parts.platform))
+    , storage_(std::move(parts.storageRoot))
+    , repositoryPage_(RepoDownloader::repositoryPage(parts.codeHost))
+    , engineUserData_(parts.platform.engineUserData)
     , desktop_(std::move(parts.desktop))
-    , clock_(std::move(parts.clock))
     , logQueue_(std::make_shared<LogQueue>(&log))
+    , settings_(std::move(parts.settings), logQueue_)
+    , pipeline_({.repo = repo,
+                 .engines = engines,
+                 .runner = runner,
+                 .storage = storage_,
+                 .repositoryPage = repositoryPage_,
+                 .platform = std::move(parts.platform),
+                 .clock = std::move(parts.clock),
+                 .log = logQueue_,
+                 .status = status_,
+                 .show = [this](const Status &next) { show(next); },
+                 .info = info_,
+                 .setInfo = [this](const ProjectInfo &known) { info = known; },
+                 .gameArguments = [this] { return settings_.arguments(); }})
 {
-    fullscreen_ = settings_->value(fullscreenKey, false).toBool();
-    const auto savedResolution = settings_->value(resolutionKey, QString()).toString();
-    resolution_ =
-        ResolutionChoices::fromRawValue(savedResolution).value_or(ResolutionChoice::gameDefault);
-    // It would write by itself in the event loop of the thread that it belongs to.
-    settings_->moveToThread(nullptr);
-    settingsWriter_.setMaxThreadCount(1);
     connect(QCoreApplication::instance(), &QCoreApplication::aboutToQuit, this,
-            [this] { settingsWriter_.waitForDone(maxStoring); });
+            [this] { settings_.waitUntilStored(); });
+    connect(this, &AppModel::stateChanged, this, &AppModel::canPlayChanged);
+    connect(this, &AppModel::workChanged, this, &AppModel::canPlayChanged);
 
-    Files::makePrivate(storageRoot_);
-    QFile saved(infoFile());
+    Files::makePrivate(storage_.root);
+    QFile saved(storage_.infoFile());
     if (saved.open(QIODevice::ReadOnly)) {
         if (auto known = ProjectInfo::fromJson(saved.readAll())) {
             info = *std::move(known);
@@ -64,13 +90,10 @@ AppModel::AppModel(Dependencies parts, QObject *parent)
 
 AppModel::~AppModel()
 {
-    if (tasks_ > 0) {
+    if (tasks_.any()) {
         cancel();
     }
-    QEventLoop loop;
-    while (tasks_ > 0) {
-        loop.processEvents(QEventLoop::WaitForMoreEvents);
-    }
+    tasks_.wait();
 }
 
 AppModel &AppModel::shared()
@@ -85,35 +108,48 @@ void AppModel::compose(std::function<Dependencies()> parts)
     partsMaker() = std::move(parts);
 }
 
+/// Publishes what differs from what is shown.
+void AppModel::show(const Status &next)
+{
+    stepText.update(next.stepText);
+    state.update(next.state);
+    progress.update(next.progress);
+    detail.update(next.detail);
+}
+
+bool AppModel::fullscreen() const
+{
+    return settings_.chosen(QStringLiteral("fullscreen")) == 1;
+}
+
 void AppModel::setFullscreen(bool fullscreen)
 {
-    fullscreen_ = fullscreen;
-    store(fullscreenKey, fullscreen);
+    choose(QStringLiteral("fullscreen"), fullscreen ? 1 : 0);
+}
+
+ResolutionChoice AppModel::resolution() const
+{
+    const auto chosen = static_cast<size_t>(settings_.chosen(QStringLiteral("resolution")));
+    return ResolutionChoices::all.at(chosen);
 }
 
 void AppModel::setResolution(ResolutionChoice resolution)
 {
-    resolution_ = resolution;
-    store(resolutionKey, ResolutionChoices::rawValue(resolution));
+    choose(QStringLiteral("resolution"), static_cast<int>(resolution));
 }
 
-/// What can't be stored still holds until the launcher ends.
-void AppModel::store(const QString &key, const QVariant &value)
+void AppModel::choose(const QString &setting, int choice)
 {
-    settingsWriter_.start([settings = settings_, log = logQueue_, key, value] {
-        settings->setValue(key, value);
-        settings->sync();
-        if (settings->status() == QSettings::NoError) {
-            return;
-        }
-        // An error is never taken back, so someone else has to try what is left to be stored.
-        QSettings again(settings->fileName(), settings->format());
-        again.sync();
-        if (again.status() != QSettings::NoError) {
-            log->append(QStringLiteral("• Problem: The settings could not be saved in %1.")
-                            .arg(settings->fileName()));
-        }
-    });
+    if (GameSettings::choice(setting, choice)) {
+        Q_EMIT willChange();
+        settings_.choose(setting, choice);
+        Q_EMIT settingsChanged();
+    }
+}
+
+QString AppModel::needsMessage() const
+{
+    return state().phase == AppState::Phase::needs ? state().text : QString();
 }
 
 bool AppModel::gameRunning() const
@@ -128,107 +164,170 @@ bool AppModel::canCancel() const
     return phase == AppState::Phase::downloading || phase == AppState::Phase::settingUp;
 }
 
+QString AppModel::failureSummary() const
+{
+    return failure() ? failure()->summary : QString();
+}
+
+QString AppModel::failureText() const
+{
+    return failure() ? failure()->lines.join(QLatin1Char('\n')) : QString();
+}
+
 void AppModel::refreshState()
 {
-    projectURL_ = ProjectInspector::findProject(gameFolder());
+    projectURL_ = ProjectInspector::findProject(storage_.gameFolder());
     bool engineInstalled = false;
     // A game whose setup was interrupted is not a game yet, and the saved description may be that
     // of the one before it.
-    if (projectURL_ && !QFile::exists(unfinishedMark())) {
+    if (projectURL_ && !QFile::exists(storage_.unfinishedMark())) {
         try {
             engineInstalled = engines.binary(EngineManager::spec(info())).has_value();
         } catch (const SetupError &) {
             // Ignored: no engine fits; the next run tells why.
         }
     }
-    state = engineInstalled ? AppState::ready() : AppState::notDownloaded();
-    stepText = QString();
-    progress = std::nullopt;
-    detail = QString();
+    show({engineInstalled ? AppState::ready() : AppState::notDownloaded(), {}, std::nullopt, {}});
 }
 
-QCoro::Task<qint64> AppModel::storageSize() const
+void AppModel::startWork(bool launch)
 {
-    const auto measure = [root = storageRoot_] { return Paths::folderSize(root); };
-    auto measuring = runOnWorker(measure);
-    const qint64 size = co_await measuring;
-    co_return size;
+    failure = std::nullopt;
+    startTask(
+        [this, launch](std::stop_token stop) { return runPipeline(launch, std::move(stop)); });
 }
 
-QString AppModel::gameFolder() const
+void AppModel::play()
 {
-    return storageRoot_ + QStringLiteral("/Game");
+    // A press may race a change of state, so the button's own rule is repeated here.
+    if (canPlay()) {
+        startWork(true);
+    }
 }
 
-QString AppModel::infoFile() const
+void AppModel::cancel()
 {
-    return storageRoot_ + QStringLiteral("/info.json");
+    if (work_) {
+        work_->stop.request_stop();
+    }
+    repo.downloader.cancelTask();
+    engines.downloader.cancelTask();
+    runner.stop();
 }
 
-/// Lies in the storage root from before a game is downloaded until it is complete: all add-ons in
-/// place and its description saved.
-QString AppModel::unfinishedMark() const
-{
-    return storageRoot_ + QStringLiteral("/unfinished");
-}
-
-QString AppModel::importMarker(const EngineSpec &spec) const
-{
-    return storageRoot_ + QStringLiteral("/imported-%1.txt").arg(spec.tag());
-}
-
-bool AppModel::isBusy() const
-{
-    return canCancel() || gameRunning() || work_;
-}
-
-void AppModel::setWork(std::shared_ptr<Work> work)
+void AppModel::setWork(std::shared_ptr<BackgroundTask> work)
 {
     work_ = std::move(work);
     Q_EMIT workChanged();
 }
 
-void AppModel::startTask(std::function<QCoro::Task<>(std::stop_token)> body)
+void AppModel::startTask(BackgroundTask::Body body)
 {
-    setWork(std::make_shared<Work>());
-    runTask(work_, std::move(body));
+    setWork(
+        tasks_.start(std::move(body), [this](const std::exception_ptr &error) { endTask(error); }));
 }
 
-/// Keeps `work` present while `body` runs, which starts in an event of its own.
-QCoro::Task<> AppModel::runTask(std::shared_ptr<Work> work,
-                                std::function<QCoro::Task<>(std::stop_token)> body)
+void AppModel::endTask(const std::exception_ptr &error)
 {
-    ++tasks_;
-    const OneShot<> turn;
-    turn.resume();
-    co_await turn;
-    std::exception_ptr error;
-    try {
-        auto task = body(work->stop.get_token());
-        co_await task;
-    } catch (...) {
-        error = std::current_exception();
-    }
-    if (error) {
-        endWithError(error);
-    }
-    --tasks_;
-    setWork(nullptr);
-}
-
-void AppModel::endWithError(const std::exception_ptr &error)
-{
-    logQueue_->flush();
     if (isCancellation(error)) {
-        log.append(QStringLiteral("• Cancelled"));
+        logQueue_->note(QStringLiteral("Cancelled"));
         refreshState();
-        return;
+    } else if (error) {
+        const QString description = describe(error);
+        logQueue_->note(QStringLiteral("Problem: ") + description);
+        show({AppState::needs(description), stepText(), std::nullopt, {}});
     }
-    const QString description = describe(error);
-    log.append(QStringLiteral("• Problem: ") + description);
-    progress = std::nullopt;
-    detail = QString();
-    state = AppState::needs(description);
+    setWork(nullptr);
+    if (measurements_ > 0) {
+        measureStorage();
+    }
+}
+
+QCoro::Task<> AppModel::runPipeline(bool launch, std::stop_token stop)
+{
+    const StatusCallback status = [box = StatusBox(this)](const QString &text) { box.set(text); };
+    const Pipeline::Run run{launch, progressHandler(), status, stop};
+    const std::optional<Pipeline::Failure> failed = co_await pipeline_.runAll(run);
+    if (!failed) {
+        refreshState();
+        co_return;
+    }
+    if (failed->isExplained) {
+        logQueue_->flush();
+        const QStringList &lines = log.lines();
+        const QStringList tail = lines.mid(std::max<qsizetype>(0, lines.size() - reportLines));
+        failure = FailureReport{failed->message + QLatin1Char(' ') + plainHint(tail), tail};
+    }
+    state = AppState::needs(failed->message);
+}
+
+bool AppModel::isCancellation(const std::exception_ptr &error)
+{
+    try {
+        if (error) {
+            std::rethrow_exception(error);
+        }
+    } catch (const CancellationError &) {
+        return true;
+    } catch (...) {
+        // Ignored: it is a failure.
+    }
+    return false;
+}
+
+QString AppModel::plainHint(const QStringList &lines)
+{
+    const QString text = lines.join(QLatin1Char('\n')).toLower();
+    const auto fits = [&text](const Hint &hint) {
+        return std::any_of(hint.needles.begin(), hint.needles.end(),
+                           [&text](const QString &needle) { return text.contains(needle); });
+    };
+    return std::find_if(hints().begin(), hints().end(), fits)->text;
+}
+
+void AppModel::updateProgress(qint64 done, qint64 total, double speed)
+{
+    constexpr auto most = static_cast<double>(std::numeric_limits<qint64>::max()) / 2;
+    const auto wholeSpeed = static_cast<qint64>(std::clamp(speed, 0.0, most));
+    Status next = status_;
+    next.progress = std::nullopt;
+    next.detail = ByteCount::string(done);
+    if (total >= 1) {
+        next.progress = static_cast<double>(done) / static_cast<double>(total);
+        next.detail += QStringLiteral(" of ") + ByteCount::string(total);
+    }
+    next.detail += QStringLiteral(" · ") + ByteCount::string(wholeSpeed) + QStringLiteral("/s");
+    show(next);
+}
+
+ProgressCallback AppModel::progressHandler()
+{
+    return [box = StatusBox(this)](qint64 done, qint64 total, double speed) {
+        box.update([=](AppModel &model) { model.updateProgress(done, total, speed); });
+    };
+}
+
+void StatusBox::set(const QString &text) const
+{
+    update([text](AppModel &model) {
+        Status next = model.status_;
+        next.stepText = text;
+        next.state = AppState::downloading(text);
+        next.progress = std::nullopt;
+        model.show(next);
+    });
+}
+
+void StatusBox::update(std::function<void(AppModel &)> change) const
+{
+    QMetaObject::invokeMethod(
+        QCoreApplication::instance(),
+        [model = model_, run = run_, change = std::move(change)] {
+            if (model && model->work() == run) {
+                change(*model);
+            }
+        },
+        Qt::QueuedConnection);
 }
 
 } // namespace brindle

@@ -6,10 +6,13 @@
 #include "base/Worker.h"
 #include "core/AppModel.h"
 #include "files/Files.h"
+#include "files/Paths.h"
 
 #include <QFile>
 #include <QFileInfo>
 #include <QRegularExpression>
+
+#include <utility>
 
 namespace brindle {
 
@@ -34,26 +37,22 @@ QString saveFolderName(const QString &project)
 
 QString AppModel::savesFolder() const
 {
-    return platform_.engineUserData + QLatin1Char('/') + saveFolderName(info().name);
+    return engineUserData_ + QLatin1Char('/') + saveFolderName(info().name);
 }
 
 void AppModel::updateGame()
 {
-    if (!isBusy()) {
-        downloadAgain({gameFolder()});
-    }
+    downloadAgain({storage_.gameFolder()});
 }
 
 void AppModel::reinstall()
 {
-    if (!isBusy()) {
-        downloadAgain({gameFolder(), storageRoot_ + QStringLiteral("/Engine")});
-    }
+    downloadAgain({storage_.gameFolder(), storage_.enginesFolder()});
 }
 
 void AppModel::removeEverything()
 {
-    if (!isBusy()) {
+    if (canPlay()) {
         startTask([this](std::stop_token stop) { return removeRoot(std::move(stop)); });
         work_->undecided = true;
     }
@@ -74,13 +73,23 @@ void AppModel::showSaves()
 
 void AppModel::revealInFinder()
 {
-    if (QFile::exists(storageRoot_)) {
-        desktop_->reveal(storageRoot_);
+    if (QFile::exists(storage_.root)) {
+        desktop_->reveal(storage_.root);
         return;
     }
     desktop_->runAlert({QStringLiteral("Nothing downloaded yet"),
                         QStringLiteral("Press Play first; the files will then appear here."),
                         {}});
+}
+
+void AppModel::openRepository()
+{
+    desktop_->openPage(repositoryPage_);
+}
+
+QString AppModel::repositoryAddress() const
+{
+    return repositoryPage_.authority() + repositoryPage_.path();
 }
 
 void AppModel::copyFailure()
@@ -121,33 +130,34 @@ bool AppModel::confirmQuit()
 /// A run without launch, after deleting what it shall fetch again.
 void AppModel::downloadAgain(const QStringList &removed)
 {
+    if (!canPlay()) {
+        return;
+    }
     failure = std::nullopt;
     // Shown at once, as deleting a large game takes a moment.
-    showGameDownload();
+    pipeline_.showGameDownload();
     startTask(
         [this, removed](std::stop_token stop) { return removeAndRun(removed, std::move(stop)); });
 }
 
 QCoro::Task<> AppModel::removeAndRun(QStringList removed, std::stop_token stop)
 {
-    const auto remove = [removed, root = storageRoot_, stop] {
+    const auto remove = [removed, storage = storage_, stop] {
         for (const QString &path : removed) {
             checkCancellation(stop);
             Files::removeIfPossible(path, stop);
         }
-        clearMarkers(root);
+        storage.clearImportMarkers();
     };
-    auto removing = runOnWorker(remove);
-    co_await removing;
+    co_await runOnWorker(remove);
     projectURL_ = std::nullopt;
-    auto running = runAll(false, stop);
-    co_await running;
+    co_await runPipeline(false, stop);
 }
 
 QCoro::Task<> AppModel::removeRoot(std::stop_token stop)
 {
-    auto measuring = storageSize();
-    const qint64 size = co_await measuring;
+    const auto measure = [root = storage_.root] { return Paths::folderSize(root); };
+    const qint64 size = co_await runOnWorker(measure);
     if (stop.stop_requested()) {
         co_return;
     }
@@ -160,7 +170,7 @@ QCoro::Task<> AppModel::removeRoot(std::stop_token stop)
         co_return;
     }
     work_->undecided = false;
-    const auto remove = [root = storageRoot_, stop] {
+    const auto remove = [root = storage_.root, stop] {
         // Behind a link lies what was measured; the link goes as well.
         const QString behind = QFileInfo(root).canonicalFilePath();
         if (!behind.isEmpty()) {
@@ -168,21 +178,30 @@ QCoro::Task<> AppModel::removeRoot(std::stop_token stop)
         }
         Files::removeIfPossible(root, stop);
     };
-    auto removing = runOnWorker(remove);
-    co_await removing;
+    co_await runOnWorker(remove);
     info = ProjectInfo::placeholder;
     failure = std::nullopt;
     log.setLines({});
     refreshState();
 }
 
-/// Deletes the import markers, so that the next run imports the project. Failures are ignored.
-void AppModel::clearMarkers(const QString &root)
+void AppModel::measureStorage()
 {
-    for (const QString &name : Files::names(root)) {
-        if (name.startsWith(QStringLiteral("imported-"))) {
-            QFile::remove(root + QLatin1Char('/') + name);
-        }
+    measure();
+}
+
+QCoro::Task<> AppModel::measure()
+{
+    const int number = ++measurements_;
+    if (std::exchange(storageSize_, unknownSize()) != unknownSize()) {
+        Q_EMIT storageSizeChanged();
+    }
+    const QPointer<AppModel> self(this);
+    const auto measure = [root = storage_.root] { return Paths::folderSize(root); };
+    const qint64 bytes = co_await runOnWorker(measure);
+    if (self && self->measurements_ == number) {
+        self->storageSize_ = ByteCount::string(bytes);
+        Q_EMIT self->storageSizeChanged();
     }
 }
 

@@ -1,7 +1,10 @@
 #pragma once
 
+#include <QObject>
 #include <QString>
+#include <QStringList>
 
+#include <optional>
 #include <utility>
 
 namespace brindle {
@@ -35,6 +38,65 @@ struct AppState
     static AppState playing() { return {Phase::playing, {}}; }
 
     bool operator==(const AppState &) const = default;
+};
+
+/// What is shown of a run while it goes on, and of how the last one ended. A plain value.
+struct Status
+{
+    AppState state;
+    QString stepText;               ///< headline of the current step
+    std::optional<double> progress; ///< 0 to 1; absent means that no fraction is known
+    QString detail; ///< second line: byte counts and speed, or what the current step does
+};
+
+/// A failed game run as it is shown to the user. A plain value.
+struct FailureReport
+{
+    QString summary;   ///< one or two sentences: what went wrong, and a hint
+    QStringList lines; ///< the last lines of the log
+
+    bool operator==(const FailureReport &) const = default;
+};
+
+/// A field of an object as others see it: it announces itself by the owner's `willChange` before
+/// each assignment (readers still see the old value), and by a signal of its own after it. Belongs
+/// to its owner's thread.
+template <typename T, typename Owner>
+class Published
+{
+public:
+    using Signal = void (Owner::*)();
+
+    /// @param value where the owner keeps it.
+    Published(Owner *owner, Signal didChange, T &value)
+        : owner_(owner), didChange_(didChange), value_(value)
+    {}
+    Published(const Published &) = delete;
+    Published &operator=(const Published &) = delete;
+
+    const T &operator()() const { return value_; }
+
+    /// Announces equal values as well.
+    Published &operator=(T value)
+    {
+        Q_EMIT owner_->willChange();
+        value_ = std::move(value);
+        Q_EMIT(owner_->*didChange_)();
+        return *this;
+    }
+
+    /// Assigns a value only if it differs.
+    void update(const T &value)
+    {
+        if (!(value == value_)) {
+            *this = value;
+        }
+    }
+
+private:
+    Owner *owner_;
+    Signal didChange_;
+    T &value_;
 };
 
 } // namespace brindle

@@ -1,16 +1,47 @@
 #pragma once
 
 #include "base/Clock.h"
-#include "core/Desktop.h"
 #include "platform/Platform.h"
 
 #include <QSettings>
 #include <QString>
+#include <QStringList>
 #include <QUrl>
 
 #include <memory>
 
 namespace brindle {
+
+/// A question or notice for the user. `buttons` in order; the first means yes, the last leaves
+/// everything as it is. No buttons means the platform's default single one.
+struct Alert
+{
+    QString message;
+    QString informativeText;
+    QStringList buttons;
+
+    bool operator==(const Alert &) const = default;
+};
+
+/// What the model asks of the user's desktop. Main thread only.
+class Desktop
+{
+public:
+    virtual ~Desktop() = default;
+
+    /// Shows a modal alert and returns the index of the button pressed. Events go on being served
+    /// while it is shown.
+    virtual int runAlert(const Alert &alert) = 0;
+
+    /// Shows an existing file or folder, selected, in the file browser. Does not wait.
+    virtual void reveal(const QString &path) = 0;
+
+    /// Replaces the pasteboard's content with plain text.
+    virtual void copyText(const QString &text) = 0;
+
+    /// Shows a page in the user's browser. Does not wait.
+    virtual void openPage(const QUrl &page) = 0;
+};
 
 /// All that an AppModel needs from outside. Production's comes from the program's entry, tests
 /// and the demo bring their own.
@@ -18,7 +49,7 @@ struct Dependencies
 {
     QString storageRoot;     ///< absolute; created when something is first written
     QString temporaryFolder; ///< absolute; downloads are staged in folders of their own below it
-    std::unique_ptr<QSettings> settings; ///< keys "fullscreen" and "resolution"
+    std::unique_ptr<QSettings> settings; ///< keys as in `GameSettings::table`
     QUrl codeHost; ///< base address of the code-hosting service, without a trailing slash
     Platform platform;
     std::shared_ptr<Desktop> desktop;

@@ -21,21 +21,21 @@ constexpr int maxEnd = 7'000;
 } // namespace
 
 BrindleApp::BrindleApp(std::shared_ptr<QuickDesktop> desktop)
-    : model_(AppModel::shared()), desktop_(std::move(desktop)), launcher_(model_)
+    : model_(AppModel::shared()), desktop_(std::move(desktop))
 {
     // The delegate decides, not Qt.
     QGuiApplication::setQuitOnLastWindowClosed(false);
     qGuiApp->installEventFilter(this);
     connect(qGuiApp, &QGuiApplication::commitDataRequest, this, &BrindleApp::commitSession,
             Qt::DirectConnection);
-    connect(&launcher_, &LauncherModel::quitRequested, this, &BrindleApp::quit);
+    connect(&model_, &AppModel::quit, this, &BrindleApp::quit);
     connect(&model_, &AppModel::workChanged, this, &BrindleApp::reopenWhenIdle);
 
     QQmlComponent component(&engine_, Views::mainWindow());
     // Only an installation with pieces missing gets here without.
     if (component.isReady()) {
         window_.reset(qobject_cast<QQuickWindow *>(component.createWithInitialProperties(
-            {{QStringLiteral("model"), QVariant::fromValue<QObject *>(&launcher_)}})));
+            {{QStringLiteral("model"), QVariant::fromValue<QObject *>(&model_)}})));
     }
     if (!window_) {
         qFatal("%s", qPrintable(component.errorString()));

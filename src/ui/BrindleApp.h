@@ -1,7 +1,6 @@
 #pragma once
 
 #include "ui/AppDelegate.h"
-#include "ui/LauncherModel.h"
 #include "ui/QuickDesktop.h"
 
 #include <QQmlEngine>
@@ -12,6 +11,8 @@
 class QSessionManager;
 
 namespace brindle {
+
+class AppModel;
 
 /// The application: one window on the process-wide model, and the ways to leave it. Whoever asks
 /// to quit (menu, keyboard, the closed window, the end of the session), the delegate is asked, and
@@ -37,7 +38,6 @@ public:
     void end();
 
     QQuickWindow *window() const { return window_.get(); }
-    LauncherModel &launcher() { return launcher_; }
 
 Q_SIGNALS:
     /// It has been decided that the application ends. It does so once nothing runs any more.
@@ -56,7 +56,6 @@ private:
     AppDelegate delegate_;
     AppModel &model_;
     std::shared_ptr<QuickDesktop> desktop_;
-    LauncherModel launcher_;
     QQmlEngine engine_;
     std::unique_ptr<QQuickWindow> window_; // before the engine
     bool asking_ = false;

@@ -5,6 +5,7 @@
 #include "ui/Views.h"
 
 #include <QClipboard>
+#include <QDesktopServices>
 #include <QGuiApplication>
 #include <QQmlComponent>
 
@@ -87,6 +88,11 @@ void QuickDesktop::reveal(const QString &path)
 void QuickDesktop::copyText(const QString &text)
 {
     QGuiApplication::clipboard()->setText(text);
+}
+
+void QuickDesktop::openPage(const QUrl &page)
+{
+    QDesktopServices::openUrl(page);
 }
 
 } // namespace brindle

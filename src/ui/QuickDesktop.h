@@ -1,6 +1,6 @@
 #pragma once
 
-#include "core/Desktop.h"
+#include "core/Dependencies.h"
 #include "platform/Platform.h"
 
 #include <QPointer>
@@ -30,6 +30,7 @@ public:
     void dismissAlert();
     void reveal(const QString &path) override;
     void copyText(const QString &text) override;
+    void openPage(const QUrl &page) override;
 
     /// Whether something that `reveal` started still runs.
     bool isRevealing() const { return *revealing_ > 0; }

@@ -29,18 +29,18 @@ SheetView {
             objectName: "windowPicker"
             width: parent.width
             label: "Window"
-            options: ["Windowed", "Fullscreen"]
-            current: view.model.fullscreen ? 1 : 0
-            onPicked: index => view.model.fullscreen = index === 1
+            options: view.model.settingLabels.fullscreen
+            current: view.model.settings.fullscreen
+            onPicked: index => view.model.choose("fullscreen", index)
         }
         SegmentedPicker {
             id: resolutions
             objectName: "resolutionPicker"
             width: parent.width
             label: "Resolution"
-            options: view.model.resolutions
-            current: view.model.resolution
-            onPicked: index => view.model.resolution = index
+            options: view.model.settingLabels.resolution
+            current: view.model.settings.resolution
+            onPicked: index => view.model.choose("resolution", index)
         }
 
         Divider {}

@@ -12,7 +12,7 @@ public:
     /// application has been made and before its first engine.
     static void prepare();
 
-    /// A Window; its required property "model" is a LauncherModel.
+    /// A Window; its required property "model" is an AppModel.
     static QUrl mainWindow();
     /// A Window; see AlertWindow.qml.
     static QUrl alertWindow();

@@ -1,6 +1,7 @@
 #include "ModelFixture.h"
 
 #include "files/Files.h"
+#include "project/ProjectInspector.h"
 #include "support/Await.h"
 
 #include <QDir>

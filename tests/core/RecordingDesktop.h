@@ -1,6 +1,6 @@
 #pragma once
 
-#include "core/Desktop.h"
+#include "core/Dependencies.h"
 
 #include <QList>
 #include <QStringList>
@@ -23,10 +23,12 @@ public:
     }
     void reveal(const QString &path) override { revealed << path; }
     void copyText(const QString &text) override { copied << text; }
+    void openPage(const QUrl &page) override { opened << page; }
 
     QList<Alert> alerts;
     QStringList revealed;
     QStringList copied;
+    QList<QUrl> opened;
     int answer = 0;                ///< index of the button that is pressed
     std::function<void()> onAlert; ///< called while the alert is shown
 };

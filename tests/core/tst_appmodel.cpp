@@ -4,7 +4,6 @@
 #include "ModelFixture.h"
 #include "base/Clock.h"
 #include "base/Error.h"
-#include "core/StatusBox.h"
 #include "support/Await.h"
 
 #include <QSemaphore>

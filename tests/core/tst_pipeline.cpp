@@ -1,7 +1,6 @@
 // Setup and play from end to end: a real host, real archives, a real child process.
 
 #include "PipelineFixture.h"
-#include "core/StatusBox.h"
 #include "demo/GitArchive.h"
 #include "files/Files.h"
 #include "support/Await.h"

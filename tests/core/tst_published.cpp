@@ -1,4 +1,4 @@
-#include "core/Published.h"
+#include "core/AppState.h"
 
 #include <QtTest>
 
@@ -10,7 +10,8 @@ class Owner : public QObject
     Q_OBJECT
 
 public:
-    Published<int, Owner> number{this, &Owner::willChange, &Owner::numberChanged, 7};
+    int value = 7;
+    Published<int, Owner> number{this, &Owner::numberChanged, value};
 
 Q_SIGNALS:
     void willChange();

@@ -1,4 +1,4 @@
-#include "core/ResolutionChoice.h"
+#include "core/GameSettings.h"
 
 #include <QtTest>
 

@@ -8,7 +8,6 @@
 #include "base/Clock.h"
 #include "core/AppModel.h"
 #include "core/Dependencies.h"
-#include "core/Desktop.h"
 #include "files/StagingFolder.h"
 #include "platform/TerminationSignals.h"
 
@@ -30,6 +29,7 @@ public:
     int runAlert(const Alert & /*alert*/) override { return 0; }
     void reveal(const QString & /*path*/) override {}
     void copyText(const QString & /*text*/) override {}
+    void openPage(const QUrl & /*page*/) override {}
 };
 
 QString storageRoot(const QStringList &arguments)

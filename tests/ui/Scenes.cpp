@@ -119,8 +119,8 @@ QList<Scene> scenes()
          [&] {
              QVariantMap all = running(text("playing"), text("The game is open"));
              all.insert({{text("storageSize"), text("486.2 MB")},
-                         {text("fullscreen"), true},
-                         {text("resolution"), 3}});
+                         {text("settings"),
+                          QVariantMap{{text("fullscreen"), 1}, {text("resolution"), 3}}}});
              return all;
          }(),
          text("settings")},

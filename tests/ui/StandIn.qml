@@ -21,9 +21,11 @@ QtObject {
     property string licenseName: "MIT License"
     property string copyright: "Copyright (c) 2023 Tessel Works"
     property var controls: []
-    property bool fullscreen: false
-    property int resolution: 0
-    property var resolutions: ["Game default", "1280x720", "1600x900", "1920x1080", "2560x1440"]
+    property var settings: ({ fullscreen: 0, resolution: 0 })
+    readonly property var settingLabels: ({
+        fullscreen: ["Windowed", "Fullscreen"],
+        resolution: ["Game default", "1280x720", "1600x900", "1920x1080", "2560x1440"]
+    })
     property string storageSize: "Zero KB"
     property string repositoryAddress: "github.com/tessel-works/godot-brindle"
     property QtObject log: null
@@ -41,4 +43,5 @@ QtObject {
     function openRepository() { calls.push("openRepository"); }
     function measureStorage() { calls.push("measureStorage"); }
     function quit() { calls.push("quit"); }
+    function choose(setting, choice) { settings = Object.assign({}, settings, { [setting]: choice }); }
 }

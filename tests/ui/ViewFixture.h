@@ -1,6 +1,6 @@
 #pragma once
 
-#include "core/Alert.h"
+#include "core/Dependencies.h"
 #include "log/LogStore.h"
 
 #include <QQmlEngine>

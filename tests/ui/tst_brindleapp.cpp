@@ -27,7 +27,7 @@ private Q_SLOTS:
         QCOMPARE(app().window()->title(), QStringLiteral("Brindle"));
         QCOMPARE(app().window()->minimumSize(), QSize(560, 640));
         QCOMPARE(QGuiApplication::topLevelWindows().size(), 1);
-        QCOMPARE(app().launcher().phase(), QStringLiteral("ready"));
+        QCOMPARE(model().state(), AppState::ready());
     }
 
     void theDelegatesAnswers()

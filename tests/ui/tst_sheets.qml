@@ -203,12 +203,12 @@ Item {
             compare(picker.label, "Window");
             compare(picker.options, ["Windowed", "Fullscreen"]);
             compare(picker.current, 0);
-            model.fullscreen = true;
+            model.choose("fullscreen", 1);
             compare(picker.current, 1);
             picker.picked(0);
-            compare(model.fullscreen, false);
+            compare(model.settings.fullscreen, 0);
             picker.picked(1);
-            compare(model.fullscreen, true);
+            compare(model.settings.fullscreen, 1);
         }
 
         function test_resolutionPicker() {
@@ -218,7 +218,7 @@ Item {
             compare(picker.options, ["Game default", "1280x720", "1600x900", "1920x1080", "2560x1440"]);
             for (let i = 0; i < 5; ++i) {
                 mouseClick(child(sheet, "segment " + picker.options[i]));
-                compare(model.resolution, i);
+                compare(model.settings.resolution, i);
                 compare(picker.current, i);
             }
         }
@@ -262,11 +262,11 @@ Item {
             const sheet = open("settings");
             child(sheet, "segment Game default").forceActiveFocus(Qt.TabFocusReason);
             keyClick(Qt.Key_Right);
-            compare(model.resolution, 1);
+            compare(model.settings.resolution, 1);
             verify(child(sheet, "segment 1280x720").activeFocus);
             keyClick(Qt.Key_Left);
             keyClick(Qt.Key_Left);
-            compare(model.resolution, 0);
+            compare(model.settings.resolution, 0);
             verify(child(sheet, "segment Game default").visualFocus);
         }
 
@@ -299,9 +299,9 @@ Item {
             for (const name of ["savesButton", "revealButton", "windowPicker", "resolutionPicker", "doneButton"])
                 verify(child(sheet, name).enabled, name);
             mouseClick(child(sheet, "segment Fullscreen"));
-            compare(model.fullscreen, true);
+            compare(model.settings.fullscreen, 1);
             mouseClick(child(sheet, "segment 1920x1080"));
-            compare(model.resolution, 3);
+            compare(model.settings.resolution, 3);
         }
 
         function test_savesAndReveal() {

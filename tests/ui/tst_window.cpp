@@ -5,7 +5,6 @@
 
 #include "base/Clock.h"
 #include "support/Await.h"
-#include "ui/LauncherModel.h"
 #include "ui/QuickDesktop.h"
 #include "ui/Views.h"
 
@@ -22,7 +21,6 @@ class TestWindow : public QObject
     Q_OBJECT
 
     std::unique_ptr<ModelFixture> fixture_;
-    std::unique_ptr<LauncherModel> launcher_;
     std::unique_ptr<QQmlEngine> engine_;
     std::unique_ptr<QQuickWindow> window_;
 
@@ -44,11 +42,10 @@ private Q_SLOTS:
     {
         QTest::failOnWarning(QRegularExpression(QStringLiteral(".")));
         fixture_ = std::make_unique<ModelFixture>(std::make_shared<SteadyClock>());
-        launcher_ = std::make_unique<LauncherModel>(app());
         engine_ = std::make_unique<QQmlEngine>();
         QQmlComponent component(engine_.get(), Views::mainWindow());
         window_.reset(qobject_cast<QQuickWindow *>(component.createWithInitialProperties(
-            {{QStringLiteral("model"), QVariant::fromValue<QObject *>(launcher_.get())}})));
+            {{QStringLiteral("model"), QVariant::fromValue<QObject *>(&app())}})));
         QVERIFY2(window_, qPrintable(component.errorString()));
         window_->show();
         QVERIFY(QTest::qWaitForWindowActive(window_.get()));
@@ -59,7 +56,6 @@ private Q_SLOTS:
     {
         window_.reset();
         engine_.reset();
-        launcher_.reset();
         fixture_.reset();
     }
 
@@ -101,7 +97,7 @@ private Q_SLOTS:
         app().info = info;
         QQmlComponent component(engine_.get(), Views::mainWindow());
         const std::unique_ptr<QObject> object(component.createWithInitialProperties(
-            {{QStringLiteral("model"), QVariant::fromValue<QObject *>(launcher_.get())},
+            {{QStringLiteral("model"), QVariant::fromValue<QObject *>(&app())},
              {QStringLiteral("room"), room}}));
         auto *const window = qobject_cast<QQuickWindow *>(object.get());
         window->show();

@@ -1,5 +1,8 @@
 #pragma once
 
+#include "files/Files.h"
+
+#include <QFile>
 #include <QString>
 
 namespace brindle {
@@ -24,6 +27,16 @@ struct Storage
     QString importMarker(const QString &tag) const
     {
         return root + QStringLiteral("/imported-%1.txt").arg(tag);
+    }
+    /// Deletes all import markers. Failures are ignored. Blocks: worker threads only.
+    void clearImportMarkers() const
+    {
+        const QStringList names = Files::names(root);
+        for (const QString &name : names) {
+            if (name.startsWith(QStringLiteral("imported-"))) {
+                QFile::remove(root + QLatin1Char('/') + name);
+            }
+        }
     }
 };
 

@@ -34,6 +34,14 @@ void LogQueue::append(const QString &line)
     }
 }
 
+void LogQueue::note(const QString &text)
+{
+    flush();
+    if (log_) {
+        log_->append(QStringLiteral("• ") + text);
+    }
+}
+
 void LogQueue::flush()
 {
     drain(std::numeric_limits<size_t>::max());

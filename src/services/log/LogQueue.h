@@ -11,7 +11,7 @@ namespace brindle {
 
 class LogStore;
 
-/// Carries lines from any thread to a log on the main thread, in order.
+/// The one way of lines to a log on the main thread, from any thread and in order.
 ///
 /// An engine may print far faster than anyone reads. Lines wait in a bounded queue; when it is
 /// full the oldest are let go, which the log, being bounded as well, would have dropped anyway.
@@ -28,6 +28,10 @@ public:
 
     /// Queues a line. Any thread.
     void append(const QString &line);
+
+    /// Adds a line of the launcher's own, behind "• ": at once, with all that waits before it. Main
+    /// thread.
+    void note(const QString &text);
 
     /// Brings all that waits into the log at once. Main thread.
     void flush();
