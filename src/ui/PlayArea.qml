@@ -48,7 +48,7 @@ Column {
     Label {
         objectName: "downloadHint"
         width: parent.width
-        visible: area.model.phase === "notDownloaded"
+        visible: area.model.phase === Phase.NotDownloaded
         text: "Downloads the game and the Godot engine once, about 110 MB. Nothing to type."
         font: Theme.caption
         color: Theme.secondary

@@ -7,15 +7,15 @@ Column {
 
     required property var model
 
-    readonly property bool working: ["downloading", "settingUp", "starting"].includes(model.phase)
+    readonly property bool working: [Phase.Downloading, Phase.SettingUp, Phase.Starting].includes(model.phase)
     readonly property var look: ({
-        "notDownloaded": { "color": Theme.gray, "title": "Not downloaded" },
-        "downloading": { "color": Theme.orange, "title": "Downloading" },
-        "settingUp": { "color": Theme.orange, "title": "Setting up" },
-        "needs": { "color": Theme.red, "title": "Needs something" },
-        "ready": { "color": Theme.green, "title": "Ready" },
-        "starting": { "color": Theme.orange, "title": "Starting…" },
-        "playing": { "color": Theme.green, "title": "Playing" }
+        [Phase.NotDownloaded]: { "color": Theme.gray, "title": "Not downloaded" },
+        [Phase.Downloading]: { "color": Theme.orange, "title": "Downloading" },
+        [Phase.SettingUp]: { "color": Theme.orange, "title": "Setting up" },
+        [Phase.Needs]: { "color": Theme.red, "title": "Needs something" },
+        [Phase.Ready]: { "color": Theme.green, "title": "Ready" },
+        [Phase.Starting]: { "color": Theme.orange, "title": "Starting…" },
+        [Phase.Playing]: { "color": Theme.green, "title": "Playing" }
     })[model.phase]
 
     spacing: 6
@@ -93,7 +93,7 @@ Column {
     Label {
         objectName: "needsMessage"
         width: parent.width
-        visible: view.model.phase === "needs"
+        visible: view.model.phase === Phase.Needs
         text: view.model.needsMessage
         font: Theme.callout
         color: Theme.errorText
@@ -103,7 +103,7 @@ Column {
     Label {
         objectName: "playingNote"
         width: parent.width
-        visible: view.model.phase === "playing"
+        visible: view.model.phase === Phase.Playing
         text: "The game is open in its own window."
         font: Theme.callout
         color: Theme.secondary

@@ -1,5 +1,7 @@
 #include "Scenes.h"
 
+#include "ui/Phase.h"
+
 namespace brindle {
 
 namespace {
@@ -16,7 +18,7 @@ QVariantMap with(QVariantMap properties)
     return all;
 }
 
-QVariantMap busy(const QString &phase, const QString &step, QVariantMap more = {})
+QVariantMap busy(Phase::Value phase, const QString &step, QVariantMap more = {})
 {
     QVariantMap all = with({{QStringLiteral("phase"), phase},
                             {QStringLiteral("stepText"), step},
@@ -26,7 +28,7 @@ QVariantMap busy(const QString &phase, const QString &step, QVariantMap more = {
     return all;
 }
 
-QVariantMap running(const QString &phase, const QString &step)
+QVariantMap running(Phase::Value phase, const QString &step)
 {
     return with({{QStringLiteral("phase"), phase},
                  {QStringLiteral("stepText"), step},
@@ -73,30 +75,30 @@ QList<Scene> scenes()
     return {
         {"01-not-downloaded", {}, {}},
         {"02-downloading-unknown-size",
-         busy(text("downloading"), text("Step 1 of 3 · Downloading the game"),
+         busy(Phase::Downloading, text("Step 1 of 3 · Downloading the game"),
               {{text("detail"), text("12.4 MB · 3.1 MB/s")}}),
          {}},
         {"03-downloading",
-         busy(text("downloading"), text("Step 2 of 3 · Downloading Godot 4.3-stable"),
+         busy(Phase::Downloading, text("Step 2 of 3 · Downloading Godot 4.3-stable"),
               {{text("hasProgress"), true},
                {text("progress"), 0.62},
                {text("detail"), text("34.2 MB of 55.1 MB · 4.8 MB/s")}}),
          {}},
         {"04-setting-up",
-         busy(text("settingUp"),
+         busy(Phase::SettingUp,
               text("Step 3 of 3 · First-time setup, this can take a minute or more"),
               {{text("detail"), text("Godot is importing the game's files")}}),
          {}},
         {"05-needs",
-         with({{text("phase"), text("needs")},
+         with({{text("phase"), Phase::Needs},
                {text("needsMessage"), text("The game needs Godot 3.5, which this app can't use. "
                                            "Update the game, or try again later.")}}),
          {}},
-        {"06-ready", with({{text("phase"), text("ready")}}), {}},
-        {"07-starting", running(text("starting"), text("Starting the game…")), {}},
-        {"08-playing", running(text("playing"), text("The game is open")), {}},
+        {"06-ready", with({{text("phase"), Phase::Ready}}), {}},
+        {"07-starting", running(Phase::Starting, text("Starting the game…")), {}},
+        {"08-playing", running(Phase::Playing, text("The game is open")), {}},
         {"09-failure",
-         with({{text("phase"), text("needs")},
+         with({{text("phase"), Phase::Needs},
                {text("needsMessage"), message},
                {text("hasFailure"), true},
                {text("failureSummary"),
@@ -113,22 +115,22 @@ QList<Scene> scenes()
                {text("controls"), longControls}}),
          {}},
         {"11-settings",
-         with({{text("phase"), text("ready")}, {text("storageSize"), text("486.2 MB")}}),
+         with({{text("phase"), Phase::Ready}, {text("storageSize"), text("486.2 MB")}}),
          text("settings")},
         {"12-settings-while-playing",
          [&] {
-             QVariantMap all = running(text("playing"), text("The game is open"));
+             QVariantMap all = running(Phase::Playing, text("The game is open"));
              all.insert({{text("storageSize"), text("486.2 MB")},
                          {text("settings"),
                           QVariantMap{{text("fullscreen"), 1}, {text("resolution"), 3}}}});
              return all;
          }(),
          text("settings")},
-        {"13-about", with({{text("phase"), text("ready")}}), text("about")},
-        {"14-log", with({{text("phase"), text("ready")}}), text("log"), 60},
+        {"13-about", with({{text("phase"), Phase::Ready}}), text("about")},
+        {"14-log", with({{text("phase"), Phase::Ready}}), text("log"), 60},
         {"15-log-empty", {}, text("log")},
-        {"16-alert", with({{text("phase"), text("ready")}}), text("alert")},
-        {"17-focus", with({{text("phase"), text("ready")}}), {}, 0, 3},
+        {"16-alert", with({{text("phase"), Phase::Ready}}), text("alert")},
+        {"17-focus", with({{text("phase"), Phase::Ready}}), {}, 0, 3},
     };
 }
 

@@ -1,10 +1,11 @@
 import QtQml
+import Brindle
 
 // Stands in for the launcher's model: says what a test tells it to, and records what is called.
 QtObject {
     property var calls: []
 
-    property string phase: "notDownloaded"
+    property int phase: Phase.NotDownloaded
     property string needsMessage: ""
     property bool gameRunning: false
     property bool canCancel: false

@@ -3,6 +3,7 @@
 #include "ViewFixture.h"
 
 #include "support/Await.h"
+#include "ui/Phase.h"
 
 #include <QAccessible>
 #include <QQuickItem>
@@ -128,7 +129,7 @@ private Q_SLOTS:
 
     void everythingIsReadInOrder()
     {
-        view_->set({{QStringLiteral("phase"), QStringLiteral("downloading")},
+        view_->set({{QStringLiteral("phase"), Phase::Downloading},
                     {QStringLiteral("stepText"), QStringLiteral("Step")},
                     {QStringLiteral("detail"), QStringLiteral("1 MB")},
                     {QStringLiteral("canCancel"), true},
@@ -207,13 +208,13 @@ private Q_SLOTS:
         QVERIFY(named(QAccessible::StatusBar, "Not downloaded"));
         QCoreApplication::processEvents();
         QAccessible::installUpdateHandler(record);
-        view_->set({{QStringLiteral("phase"), QStringLiteral("ready")}});
+        view_->set({{QStringLiteral("phase"), Phase::Ready}});
         QCoreApplication::processEvents();
         QCOMPARE(announced(), QStringList{QStringLiteral("Ready|")});
         QVERIFY(named(QAccessible::StatusBar, "Ready"));
         // The same title again is no news.
         events.clear();
-        view_->set({{QStringLiteral("phase"), QStringLiteral("ready")}});
+        view_->set({{QStringLiteral("phase"), Phase::Ready}});
         QCoreApplication::processEvents();
         QVERIFY(events.isEmpty());
     }
@@ -222,7 +223,7 @@ private Q_SLOTS:
     {
         QCoreApplication::processEvents();
         QAccessible::installUpdateHandler(record);
-        view_->set({{QStringLiteral("phase"), QStringLiteral("needs")},
+        view_->set({{QStringLiteral("phase"), Phase::Needs},
                     {QStringLiteral("needsMessage"), QStringLiteral("The disk is full.")}});
         QCoreApplication::processEvents();
         // Together, and once.

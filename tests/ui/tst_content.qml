@@ -189,7 +189,7 @@ Item {
         }
 
         function test_whilePlaying() {
-            model.phase = "playing";
+            model.phase = Phase.Playing;
             model.stepText = "The game is open";
             model.gameRunning = true;
             model.canPlay = false;
@@ -243,7 +243,7 @@ Item {
             model.licenseName = data.text;
             model.copyright = "";
             model.controls = Array(8).fill(data.text);
-            model.phase = "needs";
+            model.phase = Phase.Needs;
             model.needsMessage = data.text;
             model.hasFailure = true;
             model.failureSummary = data.text;
@@ -275,7 +275,7 @@ Item {
         }
 
         function test_focusGoesInReadingOrder() {
-            model.phase = "needs";
+            model.phase = Phase.Needs;
             model.canCancel = true;
             model.hasFailure = true;
             model.failureText = "x";
@@ -407,7 +407,7 @@ Item {
         function test_aFailureIsScrolledIntoView() {
             const scroller = item("scroller");
             model.failureText = "a line\n".repeat(60) + "the last";
-            model.phase = "needs";
+            model.phase = Phase.Needs;
             model.needsMessage = "The game closed.";
             verify(scroller.contentHeight <= scroller.height);
             model.hasFailure = true;

@@ -63,17 +63,17 @@ Item {
 
         function test_table_data() {
             return [
-                { tag: "notDownloaded", running: false, canPlay: true, hint: true },
-                { tag: "downloading", running: false, canPlay: false, hint: false },
-                { tag: "settingUp", running: false, canPlay: false, hint: false },
-                { tag: "needs", running: false, canPlay: true, hint: false },
-                { tag: "ready", running: false, canPlay: true, hint: false },
-                { tag: "starting", running: true, canPlay: false, hint: false },
-                { tag: "playing", running: true, canPlay: false, hint: false }
+                { tag: "NotDownloaded", running: false, canPlay: true, hint: true },
+                { tag: "Downloading", running: false, canPlay: false, hint: false },
+                { tag: "SettingUp", running: false, canPlay: false, hint: false },
+                { tag: "Needs", running: false, canPlay: true, hint: false },
+                { tag: "Ready", running: false, canPlay: true, hint: false },
+                { tag: "Starting", running: true, canPlay: false, hint: false },
+                { tag: "Playing", running: true, canPlay: false, hint: false }
             ];
         }
         function test_table(data) {
-            model.phase = data.tag;
+            model.phase = Phase[data.tag];
             model.gameRunning = data.running;
             model.canPlay = data.canPlay;
             waitForRendering(view);

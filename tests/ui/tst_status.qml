@@ -36,17 +36,17 @@ Item {
 
         function test_circleAndTitle_data() {
             return [
-                { tag: "notDownloaded", color: Theme.gray, title: "Not downloaded" },
-                { tag: "downloading", color: Theme.orange, title: "Downloading" },
-                { tag: "settingUp", color: Theme.orange, title: "Setting up" },
-                { tag: "needs", color: Theme.red, title: "Needs something" },
-                { tag: "ready", color: Theme.green, title: "Ready" },
-                { tag: "starting", color: Theme.orange, title: "Starting\u2026" },
-                { tag: "playing", color: Theme.green, title: "Playing" }
+                { tag: "NotDownloaded", color: Theme.gray, title: "Not downloaded" },
+                { tag: "Downloading", color: Theme.orange, title: "Downloading" },
+                { tag: "SettingUp", color: Theme.orange, title: "Setting up" },
+                { tag: "Needs", color: Theme.red, title: "Needs something" },
+                { tag: "Ready", color: Theme.green, title: "Ready" },
+                { tag: "Starting", color: Theme.orange, title: "Starting\u2026" },
+                { tag: "Playing", color: Theme.green, title: "Playing" }
             ];
         }
         function test_circleAndTitle(data) {
-            model.phase = data.tag;
+            model.phase = Phase[data.tag];
             verify(row("statusRow").visible);
             compare(row("statusTitle").text, data.title);
             const circle = row("statusCircle");
@@ -60,17 +60,17 @@ Item {
         // Every state, with everything that the model could say at the same time.
         function test_rows_data() {
             return [
-                { tag: "notDownloaded", step: false, needs: false, playing: false },
-                { tag: "downloading", step: true, needs: false, playing: false },
-                { tag: "settingUp", step: true, needs: false, playing: false },
-                { tag: "needs", step: false, needs: true, playing: false },
-                { tag: "ready", step: false, needs: false, playing: false },
-                { tag: "starting", step: true, needs: false, playing: false },
-                { tag: "playing", step: false, needs: false, playing: true }
+                { tag: "NotDownloaded", step: false, needs: false, playing: false },
+                { tag: "Downloading", step: true, needs: false, playing: false },
+                { tag: "SettingUp", step: true, needs: false, playing: false },
+                { tag: "Needs", step: false, needs: true, playing: false },
+                { tag: "Ready", step: false, needs: false, playing: false },
+                { tag: "Starting", step: true, needs: false, playing: false },
+                { tag: "Playing", step: false, needs: false, playing: true }
             ];
         }
         function test_rows(data) {
-            model.phase = data.tag;
+            model.phase = Phase[data.tag];
             model.stepText = "Step 1 of 3 · Downloading the game";
             model.needsMessage = "Something is missing.";
             compare(row("stepText").visible, data.step);
@@ -90,7 +90,7 @@ Item {
         }
 
         function test_anEmptyStepTakesNoRoom() {
-            model.phase = "downloading";
+            model.phase = Phase.Downloading;
             waitForRendering(view);
             const without = view.height;
             compare(without, row("statusRow").height);
@@ -99,7 +99,7 @@ Item {
         }
 
         function test_progress() {
-            model.phase = "downloading";
+            model.phase = Phase.Downloading;
             model.canCancel = true;
             const bar = row("progressBar");
             verify(bar.visible);
@@ -122,7 +122,7 @@ Item {
         }
 
         function test_theBarThatKnowsNoFraction() {
-            model.phase = "downloading";
+            model.phase = Phase.Downloading;
             model.canCancel = true;
             waitForRendering(view);
             const bar = row("progressBar");
@@ -150,7 +150,7 @@ Item {
 
         // From one row to the next, whatever is shown.
         function test_distances() {
-            model.phase = "downloading";
+            model.phase = Phase.Downloading;
             model.stepText = "Step";
             model.detail = "1 MB of 4 MB";
             model.canCancel = true;
@@ -170,11 +170,11 @@ Item {
             compare(top("cancelButton") - top("progressBar") - row("progressBar").height, 6);
 
             model.canCancel = false;
-            model.phase = "needs";
+            model.phase = Phase.Needs;
             model.needsMessage = "Something is missing.";
             waitForRendering(view);
             compare(top("needsMessage") - row("statusRow").height, 6);
-            model.phase = "playing";
+            model.phase = Phase.Playing;
             waitForRendering(view);
             compare(top("playingNote") - row("statusRow").height, 6);
         }
@@ -194,7 +194,7 @@ Item {
         }
 
         function test_cancel() {
-            model.phase = "settingUp";
+            model.phase = Phase.SettingUp;
             model.canCancel = true;
             waitForRendering(view);
             const button = row("cancelButton");
@@ -223,7 +223,7 @@ Item {
         }
 
         function test_aLongMessageWraps() {
-            model.phase = "needs";
+            model.phase = Phase.Needs;
             model.needsMessage = "A sentence that goes on. ".repeat(20);
             const message = row("needsMessage");
             verify(message.lineCount > 2);
@@ -232,7 +232,7 @@ Item {
         }
 
         function test_markupIsShownAsItIs() {
-            model.phase = "needs";
+            model.phase = Phase.Needs;
             model.needsMessage = "<b>x</b>";
             compare(row("needsMessage").textFormat, Text.PlainText);
             compare(row("stepText").textFormat, Text.PlainText);
