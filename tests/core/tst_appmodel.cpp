@@ -337,6 +337,19 @@ private Q_SLOTS:
         QCOMPARE(model.detail(), QString());
     }
 
+    void whatIsAsItWasIsNotAnnounced()
+    {
+        ModelFixture fixture(realClock());
+        AppModel &model = fixture.model();
+        QSignalSpy changes(&model, &AppModel::willChange);
+        model.refreshState();
+        QCOMPARE(changes.size(), 0);
+        model.updateProgress(1, 2, 0);
+        QCOMPARE(changes.size(), 2);
+        model.updateProgress(1, 2, 0);
+        QCOMPARE(changes.size(), 2);
+    }
+
     void derivedFlagsFollowTheState_data()
     {
         QTest::addColumn<int>("phase");

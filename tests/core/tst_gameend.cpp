@@ -5,7 +5,25 @@
 
 #include <QtTest>
 
+#include <QDeadlineTimer>
+#include <QThread>
+
 using namespace brindle;
+
+namespace {
+
+/// Nobody waits, and no time passes.
+class ImpatientClock final : public Clock
+{
+public:
+    Duration now() const override { return {}; }
+    QCoro::Task<bool> sleep(Duration /*duration*/, std::stop_token stop) override
+    {
+        co_return !stop.stop_requested();
+    }
+};
+
+} // namespace
 
 class TestGameEnd : public QObject
 {
@@ -82,6 +100,28 @@ private Q_SLOTS:
         QCOMPARE(model.failure()->lines.last(), QStringLiteral("Parse Error: x"));
         QVERIFY(model.failure()->summary.endsWith(
             QStringLiteral("The game's scripts reported errors. The log below shows where.")));
+    }
+
+    void aReportKnowsOfLinesThatAreStillOnTheirWay()
+    {
+        ModelFixture fixture(std::make_shared<ImpatientClock>());
+        fixture.installByHand(ModelFixture::engineScript().replace(
+            "exit \"$code\"", "seq 20000\ntouch \"$2/printed\"\nexit \"$code\""));
+        AppModel &model = fixture.model();
+        model.startWork(true);
+        spinUntil([&] { return model.log.lines().contains(QStringLiteral("engine is playing")); });
+        const QString project = fixture.root(QStringLiteral("Game/godot-brindle-main"));
+        ModelFixture::finishGame(project, 3);
+        // The main thread is busy meanwhile.
+        const QDeadlineTimer deadline(60'000);
+        while (!QFile::exists(project + QStringLiteral("/printed")) && !deadline.hasExpired()) {
+            QThread::yieldCurrentThread();
+        }
+        fixture.waitUntilIdle();
+        QVERIFY(model.failure());
+        QCOMPARE(model.failure()->lines.size(), 30);
+        QCOMPARE(model.failure()->lines.first(), QStringLiteral("19971"));
+        QCOMPARE(model.failure()->lines.last(), QStringLiteral("20000"));
     }
 
     void aNewRunForgetsTheFailure()

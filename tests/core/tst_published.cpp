@@ -47,6 +47,20 @@ private Q_SLOTS:
         QCOMPARE(will.size(), 2);
         QCOMPARE(did.size(), 2);
     }
+
+    void anUpdateToAnEqualValueIsNone()
+    {
+        Owner owner;
+        QSignalSpy will(&owner, &Owner::willChange);
+        QSignalSpy did(&owner, &Owner::numberChanged);
+        owner.number.update(7);
+        QCOMPARE(will.size() + did.size(), 0);
+        owner.number.update(8);
+        QCOMPARE(will.size(), 1);
+        QCOMPARE(did.size(), 1);
+        QCOMPARE(owner.number(), 8);
+        QCOMPARE(owner.value, 8);
+    }
 };
 
 QTEST_GUILESS_MAIN(TestPublished)

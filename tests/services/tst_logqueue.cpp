@@ -152,6 +152,28 @@ private Q_SLOTS:
         QCOMPARE(log.lines(), (QStringList{line(1), line(2)}));
     }
 
+    void aNoteComesBehindWhatWaits()
+    {
+        LogStore log;
+        const auto sink = std::make_shared<LogQueue>(&log);
+        QStringList expected;
+        for (int i = 0; i < 2000; ++i) {
+            expected << line(i);
+        }
+        std::thread([&] {
+            for (const QString &each : std::as_const(expected)) {
+                sink->append(each);
+            }
+        }).join();
+        sink->note(QStringLiteral("Game stopped"));
+        expected << QStringLiteral("• Game stopped");
+        QCOMPARE(log.lines(), expected);
+        sink->append(line(2000));
+        sink->note(QStringLiteral("Cancelled"));
+        expected << line(2000) << QStringLiteral("• Cancelled");
+        QCOMPARE(log.lines(), expected);
+    }
+
     void aLogThatIsGoneIsLeftAlone()
     {
         auto log = std::make_unique<LogStore>();
@@ -161,7 +183,9 @@ private Q_SLOTS:
         bool served = false;
         QMetaObject::invokeMethod(this, [&] { served = true; }, Qt::QueuedConnection);
         spinUntil([&] { return served; });
+        sink->append(line(2));
         sink->flush();
+        sink->note(QStringLiteral("to nobody"));
     }
 };
 

@@ -8,6 +8,7 @@
 #include "ui/Views.h"
 
 #include <QClipboard>
+#include <QDesktopServices>
 #include <QFile>
 #include <QGuiApplication>
 #include <QQuickItem>
@@ -252,6 +253,15 @@ private Q_SLOTS:
         QCOMPARE(QGuiApplication::clipboard()->text(), QStringLiteral("<b>two</b>\n"));
     }
 
+    void pagesAreOpenedInTheBrowser()
+    {
+        const QUrl page(QStringLiteral("https://github.com/tessel-works/godot-brindle"));
+        QDesktopServices::setUrlHandler(QStringLiteral("https"), this, "opened");
+        desktop_->openPage(page);
+        QDesktopServices::unsetUrlHandler(QStringLiteral("https"));
+        QCOMPARE(opened_, QList<QUrl>{page});
+    }
+
     void revealTriesUntilOneSucceeds()
     {
         QTemporaryDir folder;
@@ -296,6 +306,12 @@ private Q_SLOTS:
         spinUntil([&] { return QFile::exists(mark); });
         spinUntil([&] { return !desktop.isRevealing(); });
     }
+
+public Q_SLOTS:
+    void opened(const QUrl &url) { opened_ << url; }
+
+private:
+    QList<QUrl> opened_;
 };
 
 QTEST_MAIN(TestQuickDesktop)
