@@ -149,6 +149,36 @@ private Q_SLOTS:
         QCOMPARE(settings->arguments(), arguments);
     }
 
+    void aFileKnowsTextsOnly_data()
+    {
+        QTest::addColumn<QByteArray>("lines");
+        QTest::addColumn<int>("fullscreen");
+        QTest::addColumn<int>("resolution");
+        QTest::newRow("chosen") << QByteArray("fullscreen=true\nresolution=1920x1080\n") << 1 << 3;
+        QTest::newRow("by hand") << QByteArray("fullscreen=1\nresolution=\"2560x1440\"\n") << 1
+                                 << 4;
+        QTest::newRow("default") << QByteArray("fullscreen=false\nresolution=\n") << 0 << 0;
+        QTest::newRow("a list") << QByteArray("fullscreen=a, b\nresolution=1280x720, x\n") << 0
+                                << 0;
+    }
+    void aFileKnowsTextsOnly()
+    {
+        QFETCH(const QByteArray, lines);
+        QFETCH(const int, fullscreen);
+        QFETCH(const int, resolution);
+        // One that nobody has read before.
+        const QTemporaryDir folder;
+        QFile text(folder.filePath(QStringLiteral("settings.ini")));
+        QVERIFY(text.open(QIODevice::WriteOnly));
+        text.write("[General]\n" + lines);
+        text.close();
+        const GameSettings settings(
+            std::make_unique<QSettings>(text.fileName(), QSettings::IniFormat),
+            std::make_shared<LogQueue>(&log_));
+        QCOMPARE(settings.chosen(QStringLiteral("fullscreen")), fullscreen);
+        QCOMPARE(settings.chosen(QStringLiteral("resolution")), resolution);
+    }
+
     void onlyWhatThereIsCanBeChosen()
     {
         const QString key = QStringLiteral("fullscreen");

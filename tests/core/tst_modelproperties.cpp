@@ -304,6 +304,7 @@ private Q_SLOTS:
         QThreadPool::globalInstance()->waitForDone();
         QCoreApplication::processEvents();
         QCOMPARE(text("storageSize"), size);
+        QCOMPARE(changed.size(), 1);
     }
 
     void maintenance_data()

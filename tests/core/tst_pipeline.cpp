@@ -174,6 +174,19 @@ private Q_SLOTS:
         QCOMPARE(Files::names(fixture.files.root()), complete);
     }
 
+    void aNewGameIsImportedWhateverWasImportedBefore()
+    {
+        PipelineFixture fixture;
+        fixture.files.installByHand(ModelFixture::engineScript());
+        // As an update leaves it that was interrupted between two deletions.
+        QVERIFY(QDir(fixture.files.root(QStringLiteral("Game"))).removeRecursively());
+        QVERIFY(QFileInfo::exists(fixture.files.root(QStringLiteral("imported-4.3-stable.txt"))));
+        fixture.model().startWork(false);
+        fixture.files.waitUntilIdle();
+        QCOMPARE(fixture.model().state(), AppState::ready());
+        QVERIFY(fixture.logHas(QStringLiteral("• Importing the project (first run)")));
+    }
+
     void theSettingsReachTheGame()
     {
         PipelineFixture fixture;
