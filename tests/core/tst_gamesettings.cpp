@@ -155,7 +155,7 @@ private Q_SLOTS:
         QTest::addColumn<int>("fullscreen");
         QTest::addColumn<int>("resolution");
         QTest::newRow("chosen") << QByteArray("fullscreen=true\nresolution=1920x1080\n") << 1 << 3;
-        QTest::newRow("by hand") << QByteArray("fullscreen=1\nresolution=\"2560x1440\"\n") << 1
+        QTest::newRow("by hand") << QByteArray("fullscreen=yes\nresolution=\"2560x1440\"\n") << 1
                                  << 4;
         QTest::newRow("default") << QByteArray("fullscreen=false\nresolution=\n") << 0 << 0;
         QTest::newRow("a list") << QByteArray("fullscreen=a, b\nresolution=1280x720, x\n") << 0
