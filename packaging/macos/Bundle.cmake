@@ -4,14 +4,19 @@ set_target_properties(brindle PROPERTIES
     MACOSX_BUNDLE ON
     MACOSX_BUNDLE_INFO_PLIST "${CMAKE_CURRENT_SOURCE_DIR}/macos/Info.plist.in")
 
-# The icons are drawn by the launcher's own code.
-add_executable(brindle-icons icons.cpp)
-target_link_libraries(brindle-icons PRIVATE brindle_ui)
+# By the names that iconutil knows.
 set(iconset "${CMAKE_CURRENT_BINARY_DIR}/Brindle.iconset")
+foreach(side 16 32 128 256 512)
+    math(EXPR twice "2 * ${side}")
+    list(APPEND pictures
+        ${side} "${iconset}/icon_${side}x${side}.png"
+        ${twice} "${iconset}/icon_${side}x${side}@2x.png")
+endforeach()
 add_custom_command(
     OUTPUT "${CMAKE_CURRENT_BINARY_DIR}/Brindle.icns"
-    COMMAND brindle-icons --iconset "${iconset}"
+    COMMAND brindle-icons "${icon}" ${pictures}
     COMMAND iconutil --convert icns --output Brindle.icns "${iconset}"
+    DEPENDS "${icon}"
     COMMENT "Drawing the icon")
 add_custom_target(packaging ALL DEPENDS "${CMAKE_CURRENT_BINARY_DIR}/Brindle.icns")
 install(FILES "${CMAKE_CURRENT_BINARY_DIR}/Brindle.icns"

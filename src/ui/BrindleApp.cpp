@@ -5,9 +5,12 @@
 
 #include <QEvent>
 #include <QGuiApplication>
+#include <QIcon>
+#include <QPainter>
 #include <QQmlComponent>
 #include <QScopedValueRollback>
 #include <QSessionManager>
+#include <QSvgRenderer>
 #include <QTimer>
 
 namespace brindle {
@@ -17,6 +20,22 @@ namespace {
 /// How long the end waits for what has been cancelled, in milliseconds: a game that ignores the
 /// request to end is killed after five seconds.
 constexpr int maxEnd = 7'000;
+
+/// The application's icon in the sizes that desktops ask for.
+QIcon windowIcon()
+{
+    QSvgRenderer drawing(QStringLiteral(":/qt-project.org/imports/Brindle/icons/brindle.svg"));
+    QIcon icon;
+    for (const int side : {16, 24, 32, 48, 64, 128}) {
+        QPixmap pixels(side, side);
+        pixels.fill(Qt::transparent);
+        QPainter painter(&pixels);
+        drawing.render(&painter);
+        painter.end();
+        icon.addPixmap(pixels);
+    }
+    return icon;
+}
 
 } // namespace
 
@@ -41,6 +60,8 @@ BrindleApp::BrindleApp(std::shared_ptr<QuickDesktop> desktop)
         qFatal("%s", qPrintable(component.errorString()));
     }
     desktop_->setWindow(&engine_, window_.get());
+    // Behind the first frame, which nobody shall wait for longer.
+    QTimer::singleShot(0, this, [] { QGuiApplication::setWindowIcon(windowIcon()); });
     // Not at once: the window is still being closed, and the question comes after it.
     connect(
         window_.get(), &QWindow::visibleChanged, this,

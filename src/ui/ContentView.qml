@@ -96,7 +96,7 @@ FocusScope {
                     anchors.verticalCenter: parent.verticalCenter
                     width: Theme.caption.pixelSize + 2
                     height: width
-                    shape: Symbol.Bolt
+                    name: "bolt"
                     color: Theme.secondary
                     Accessible.ignored: true
                 }

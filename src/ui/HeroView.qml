@@ -14,7 +14,7 @@ SmoothRectangle {
         // The symbol, as wide as one in a font of 64, and room for its shadow.
         width: 110 + 4 * shadowRadius
         height: width
-        shape: Symbol.CrossedFlags
+        name: "flags"
         color: Qt.rgba(1, 1, 1, 0.92)
         shadowColor: Qt.rgba(0, 0, 0, 0.33)
         shadowRadius: 6

@@ -35,8 +35,7 @@ Column {
         height: 48
         radius: 11
         text: "Play"
-        hasSymbol: true
-        symbol: Symbol.Play
+        symbol: "play"
         font: Theme.title
         // A key that is held down is one press, also when the button is back before it is let go.
         Keys.onSpacePressed: event => event.accepted = event.isAutoRepeat

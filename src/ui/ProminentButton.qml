@@ -5,8 +5,8 @@ import Brindle
 PushButton {
     id: control
 
-    property bool hasSymbol: false
-    property int symbol: Symbol.Play
+    // A drawing before the text.
+    property string symbol
 
     ink: enabled ? Theme.onAccent : Theme.onAccentOff
     fill: !enabled ? Theme.accentOff : down || hovered ? Theme.accentDown : Theme.accent
@@ -20,11 +20,11 @@ PushButton {
             spacing: 9
 
             Symbol {
-                visible: control.hasSymbol
+                visible: name !== ""
                 anchors.verticalCenter: parent.verticalCenter
                 width: control.font.pixelSize * 0.86
                 height: width
-                shape: control.symbol
+                name: control.symbol
                 color: control.ink
             }
             Text {

@@ -1,11 +1,50 @@
 #include "ui/SmoothRectangle.h"
 
-#include "ui/SmoothPath.h"
-
 #include <QLinearGradient>
 #include <QPainter>
+#include <QPainterPath>
+#include <QTransform>
+
+#include <algorithm>
 
 namespace brindle {
+
+namespace {
+
+/// How far along an edge a corner of radius 1 begins to bend.
+constexpr qreal reach = 1.52866;
+
+/// A rectangle whose corners have no sudden change of curvature: each is a circle's arc whose ends
+/// ease into the straight lines. `radius` is limited to what there is room for.
+QPainterPath outline(const QRectF &rectangle, qreal radius)
+{
+    QPainterPath path;
+    const qreal room = std::min(rectangle.width(), rectangle.height()) / 2;
+    if (radius * reach > room) {
+        // No room to ease in: a plain arc, which goes over into the eased one as room grows.
+        path.addRoundedRect(rectangle, std::min(radius, room), std::min(radius, room));
+        return path;
+    }
+    const QPointF corners[] = {rectangle.topRight(), rectangle.bottomRight(),
+                               rectangle.bottomLeft(), rectangle.topLeft()};
+    path.moveTo(rectangle.left() + radius * reach, rectangle.top());
+    for (int quarter = 0; quarter < 4; ++quarter) {
+        // The corner's point is the origin, and the path comes along the x axis to it.
+        const QTransform place = QTransform()
+                                     .translate(corners[quarter].x(), corners[quarter].y())
+                                     .rotate(90 * quarter)
+                                     .scale(-radius, radius);
+        const auto at = [&place](qreal x, qreal y) { return place.map(QPointF(x, y)); };
+        path.lineTo(at(reach, 0));
+        path.cubicTo(at(1.08849, 0), at(0.86841, 0), at(0.63149, 0.07491));
+        path.cubicTo(at(0.37282, 0.16906), at(0.16906, 0.37282), at(0.07491, 0.63149));
+        path.cubicTo(at(0, 0.86841), at(0, 1.08849), at(0, reach));
+    }
+    path.closeSubpath();
+    return path;
+}
+
+} // namespace
 
 SmoothRectangle::SmoothRectangle(QQuickItem *parent) : QQuickPaintedItem(parent)
 {
@@ -24,14 +63,12 @@ void SmoothRectangle::paint(QPainter *painter)
         }
         fill = gradient;
     }
-    const bool framed = borderWidth_ > 0 && borderColor_.alpha() > 0;
     const QRectF whole(0, 0, width(), height());
-    painter->fillPath(SmoothPath::rectangle(whole, radius_), fill);
-    if (framed) {
+    painter->fillPath(outline(whole, radius_), fill);
+    if (borderWidth_ > 0 && borderColor_.alpha() > 0) {
         const qreal inset = borderWidth_ / 2;
-        painter->strokePath(
-            SmoothPath::rectangle(whole.adjusted(inset, inset, -inset, -inset), radius_ - inset),
-            QPen(borderColor_, borderWidth_));
+        painter->strokePath(outline(whole.adjusted(inset, inset, -inset, -inset), radius_ - inset),
+                            QPen(borderColor_, borderWidth_));
     }
 }
 

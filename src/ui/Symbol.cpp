@@ -1,10 +1,9 @@
 #include "ui/Symbol.h"
 
-#include "ui/SoftShadow.h"
-
+#include <QImage>
 #include <QPainter>
-#include <QPainterPathStroker>
-#include <QTransform>
+#include <QSvgRenderer>
+#include <QtMath>
 
 #include <algorithm>
 
@@ -12,74 +11,25 @@ namespace brindle {
 
 namespace {
 
-// All drawings lie in a square of this side: the corners of strokes are rounded coarsely in small
-// ones.
-constexpr qreal canvas = 1000;
-
-/// The same outline with its corners rounded.
-QPainterPath rounded(const QPainterPath &path, qreal radius)
+/// What the drawing covers, in one colour.
+QImage silhouette(QSvgRenderer &drawing, const QRectF &place, const QSize &size,
+                  const QColor &color)
 {
-    QPainterPathStroker stroker;
-    stroker.setWidth(2 * radius);
-    stroker.setJoinStyle(Qt::RoundJoin);
-    return path.united(stroker.createStroke(path));
+    QImage image(size, QImage::Format_ARGB32_Premultiplied);
+    image.fill(Qt::transparent);
+    QPainter painter(&image);
+    drawing.render(&painter, place);
+    painter.setCompositionMode(QPainter::CompositionMode_SourceIn);
+    painter.fillRect(image.rect(), color);
+    return image;
 }
 
-/// A flag on its upright pole, its cloth flying to the left in one wave.
-QPainterPath flag()
+/// Made small and large again, each pixel of it lies in a soft spot of its surroundings.
+QImage blurred(const QImage &image, qreal radius)
 {
-    QPainterPath pole;
-    pole.moveTo(0, -500);
-    pole.lineTo(0, 560);
-    QPainterPathStroker stroker;
-    stroker.setWidth(64);
-    stroker.setCapStyle(Qt::RoundCap);
-
-    QPainterPath cloth;
-    cloth.moveTo(0, -450);
-    cloth.cubicTo(-200, -580, -360, -300, -600, -430);
-    cloth.lineTo(-600, -20);
-    cloth.cubicTo(-360, 110, -200, -170, 0, -40);
-    cloth.closeSubpath();
-    return stroker.createStroke(pole).united(rounded(cloth, 20));
-}
-
-QPainterPath crossedFlags()
-{
-    // The poles cross below their middles.
-    const QPainterPath left = QTransform().translate(-115, 0).rotate(-28).map(flag());
-    const QPainterPath right = QTransform::fromScale(-1, 1).map(left);
-    const QPainterPath both = left.united(right);
-    const QRectF bounds = both.boundingRect();
-    const qreal side = std::max(bounds.width(), bounds.height());
-    return QTransform()
-        .translate(canvas / 2, canvas / 2)
-        .scale(canvas / side, canvas / side)
-        .translate(-bounds.center().x(), -bounds.center().y())
-        .map(both);
-}
-
-QPainterPath bolt()
-{
-    QPainterPath path;
-    path.moveTo(600, 30);
-    path.lineTo(170, 570);
-    path.lineTo(470, 570);
-    path.lineTo(400, 970);
-    path.lineTo(830, 420);
-    path.lineTo(530, 420);
-    path.closeSubpath();
-    return rounded(path, 25);
-}
-
-QPainterPath play()
-{
-    QPainterPath path;
-    path.moveTo(220, 140);
-    path.lineTo(860, 500);
-    path.lineTo(220, 860);
-    path.closeSubpath();
-    return rounded(path, 60);
+    const QSize small = (image.size() / std::max(1.0, radius)).expandedTo({1, 1});
+    return image.scaled(small, Qt::IgnoreAspectRatio, Qt::SmoothTransformation)
+        .scaled(image.size(), Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
 }
 
 } // namespace
@@ -90,38 +40,26 @@ Symbol::Symbol(QQuickItem *parent) : QQuickPaintedItem(parent)
     connect(this, &Symbol::changed, this, [this] { update(); });
 }
 
-QPainterPath Symbol::path(Shape shape)
-{
-    const auto drawing = [shape] {
-        switch (shape) {
-        case Shape::CrossedFlags:
-            return crossedFlags();
-        case Shape::Bolt:
-            return bolt();
-        case Shape::Play:
-            return play();
-        }
-        Q_UNREACHABLE();
-    };
-    return QTransform::fromScale(1 / canvas, 1 / canvas).map(drawing());
-}
-
 void Symbol::paint(QPainter *painter)
 {
-    const qreal margin = 2 * shadowRadius_;
-    const qreal side = std::min(width(), height()) - 2 * margin;
-    const QTransform fit =
-        QTransform().translate((width() - side) / 2, (height() - side) / 2).scale(side, side);
-    const QPainterPath drawing = fit.map(path(shape_));
-    if (shadowRadius_ > 0) {
-        const qreal ratio = painter->transform().m11();
-        QImage shadow =
-            SoftShadow::of(QTransform::fromScale(ratio, ratio).map(drawing), shadowColor_,
-                           shadowRadius_ * ratio, (size() * ratio).toSize());
-        painter->drawImage(QRectF(0, 0, width(), height()), shadow);
+    if (name_.isEmpty()) {
+        return;
     }
-    painter->setRenderHint(QPainter::Antialiasing);
-    painter->fillPath(drawing, color_);
+    QSvgRenderer drawing(
+        QStringLiteral(":/qt-project.org/imports/Brindle/icons/%1.svg").arg(name_));
+    drawing.setAspectRatioMode(Qt::KeepAspectRatio);
+    // In the pixels of the screen.
+    const qreal ratio = painter->transform().m11();
+    const QSizeF exact = size() * ratio;
+    const QSize pixels(qCeil(exact.width()), qCeil(exact.height()));
+    const QRectF whole({}, QSizeF(pixels) / ratio);
+    const qreal margin = 2 * shadowRadius_ * ratio;
+    const QRectF place = QRectF({}, exact).adjusted(margin, margin, -margin, -margin);
+    if (shadowRadius_ > 0) {
+        const QImage shadow = silhouette(drawing, place, pixels, shadowColor_);
+        painter->drawImage(whole, blurred(shadow, shadowRadius_ * ratio));
+    }
+    painter->drawImage(whole, silhouette(drawing, place, pixels, color_));
 }
 
 } // namespace brindle

@@ -7,7 +7,6 @@
 #include "files/Paths.h"
 #include "files/StagingFolder.h"
 #include "platform/TerminationSignals.h"
-#include "ui/AppIcon.h"
 #include "ui/BrindleApp.h"
 #include "ui/SingleInstance.h"
 #include "ui/Views.h"
@@ -83,7 +82,6 @@ int main(int argc, char *argv[])
     launcher.open();
     // Behind the first frame, which nobody shall wait for longer.
     QTimer::singleShot(0, &launcher, [] {
-        QGuiApplication::setWindowIcon(AppIcon::icon());
         StagingFolder::startClearingLeftovers(QDir::tempPath(), Paths::root());
         // What is left of a removal of everything that was interrupted.
         DetachedThreads::start(

@@ -30,6 +30,19 @@ private Q_SLOTS:
         QCOMPARE(model().state(), AppState::ready());
     }
 
+    void theIconIsThereInTheSizesThatDesktopsShow()
+    {
+        QGuiApplication::setWindowIcon({});
+        stop();
+        start();
+        spinUntil([] { return !QGuiApplication::windowIcon().isNull(); });
+        for (const int side : {16, 24, 32, 48, 64, 128}) {
+            const QIcon icon = QGuiApplication::windowIcon();
+            QVERIFY(icon.availableSizes().contains(QSize(side, side)));
+            QVERIFY(qAlpha(icon.pixmap(side).toImage().pixel(side / 2, side / 2)) == 255);
+        }
+    }
+
     void theDelegatesAnswers()
     {
         AppDelegate delegate;

@@ -88,7 +88,7 @@ Item {
             verify(hint.width - hint.contentWidth < 2);
             verifyCentred(left, textLeft + hint.width);
             compare(textLeft - left - bolt.width, 4);
-            compare(bolt.shape, Symbol.Bolt);
+            compare(bolt.name, "bolt");
             compare(bolt.width, Theme.caption.pixelSize + 2);
             compare(bolt.color, Theme.secondary);
         }
@@ -112,7 +112,7 @@ Item {
             verify(Qt.colorEqual(hero.gradient[2], Qt.rgba(0.95, 0.55, 0.20, 1)));
 
             const symbol = item("heroSymbol");
-            compare(symbol.shape, Symbol.CrossedFlags);
+            compare(symbol.name, "flags");
             verify(Qt.colorEqual(symbol.color, Qt.rgba(1, 1, 1, 0.92)));
             verify(Qt.colorEqual(symbol.shadowColor, Qt.rgba(0, 0, 0, 0.33)));
             compare(symbol.shadowRadius, 6);

@@ -91,7 +91,7 @@ Item {
             compare(play.width, 260);
             compare(play.height, 48);
             compare(play.font, Theme.title);
-            verify(play.hasSymbol);
+            compare(play.symbol, "play");
             compare(stop.text, "Stop");
             compare(stop.width, 260);
             compare(stop.height, 40);
