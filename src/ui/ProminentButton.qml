@@ -8,7 +8,7 @@ PushButton {
     // A drawing before the text.
     property string symbol
 
-    ink: enabled ? Theme.onAccent : Theme.onAccentOff
+    ink: enabled ? Theme.accentText : Theme.accentOffText
     fill: !enabled ? Theme.accentOff : down || hovered ? Theme.accentDown : Theme.accent
 
     contentItem: Item {

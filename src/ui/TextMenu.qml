@@ -26,7 +26,7 @@ T.Menu {
         contentItem: Text {
             text: entry.text
             font: entry.font
-            color: !entry.enabled ? Theme.textOff : entry.highlighted ? Theme.onAccent : Theme.text
+            color: !entry.enabled ? Theme.textOff : entry.highlighted ? Theme.accentText : Theme.text
             textFormat: Text.PlainText
             verticalAlignment: Text.AlignVCenter
             Accessible.ignored: true

@@ -1,10 +1,12 @@
 // The look: light and dark, the type scale, and that every text can be read.
 
-#include "ui/Theme.h"
+#include "ui/Views.h"
 
 #include <QFontInfo>
 #include <QGuiApplication>
 #include <QPalette>
+#include <QQmlComponent>
+#include <QQmlEngine>
 #include <QSignalSpy>
 #include <QtTest>
 
@@ -63,6 +65,39 @@ double contrast(const QColor &a, const QColor &b)
     return (high + 0.05) / (low + 0.05);
 }
 
+/// Theme.qml as a view sees it.
+class Theme
+{
+public:
+    QObject *object() const { return theme_; }
+    QColor colour(const char *name) const { return value(name).value<QColor>(); }
+    QFont font(const char *name) const { return value(name).value<QFont>(); }
+    qreal scale() const { return value("scale").toReal(); }
+
+private:
+    QVariant value(const char *name) const
+    {
+        const QVariant value = theme_ ? theme_->property(name) : QVariant();
+        if (!value.isValid()) {
+            qFatal("no %s", name);
+        }
+        return value;
+    }
+
+    static std::unique_ptr<QObject> make(QQmlEngine *engine)
+    {
+        QQmlComponent component(engine);
+        component.setData("import QtQml\nimport Brindle\n"
+                          "QtObject { readonly property var theme: Theme }",
+                          QUrl());
+        return std::unique_ptr<QObject>(component.create());
+    }
+
+    QQmlEngine engine_;
+    std::unique_ptr<QObject> view_ = make(&engine_);
+    QObject *theme_ = view_->property("theme").value<QObject *>();
+};
+
 } // namespace
 
 class TestTheme : public QObject
@@ -70,6 +105,8 @@ class TestTheme : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
+    void initTestCase() { Views::prepare(); }
+
     void init()
     {
         setDark(false);
@@ -79,15 +116,14 @@ private Q_SLOTS:
     void followsThePalette()
     {
         Theme theme;
-        QVERIFY(!theme.dark());
-        const QColor light = theme.window();
-        QSignalSpy changed(&theme, &Theme::changed);
+        const QColor light = theme.colour("window");
+        QVERIFY(light.lightness() > theme.colour("text").lightness());
+        QSignalSpy changed(theme.object(), SIGNAL(windowChanged()));
         setDark(true);
-        QVERIFY(theme.dark());
-        QVERIFY(theme.window() != light);
-        QVERIFY(!changed.isEmpty());
+        QVERIFY(theme.colour("window").lightness() < theme.colour("text").lightness());
+        QCOMPARE(changed.size(), 1);
         setDark(false);
-        QCOMPARE(theme.window(), light);
+        QCOMPARE(theme.colour("window"), light);
     }
 
     void looks()
@@ -113,37 +149,39 @@ private Q_SLOTS:
         QFETCH(QColor, accent);
         setDark(dark, accent);
         const Theme theme;
-        const QColor window = theme.window();
-        const QColor box = over(theme.box(), window);
-        const QColor pane = over(theme.pane(), window);
-        const QColor track = over(theme.track(), window);
+        const QColor window = theme.colour("window");
+        const QColor box = over(theme.colour("box"), window);
+        const QColor pane = over(theme.colour("pane"), window);
+        const QColor track = over(theme.colour("track"), window);
         const struct
         {
             const char *what;
             QColor text;
             QColor below;
         } pairs[] = {
-            {"text", theme.text(), window},
-            {"text in a box", theme.text(), box},
-            {"text in a pane", theme.text(), pane},
-            {"selected text", theme.text(), theme.selection()},
-            {"secondary text", theme.secondary(), window},
-            {"secondary text in a box", theme.secondary(), box},
-            {"message", theme.errorText(), window},
-            {"destructive button", theme.errorText(), theme.face()},
-            {"destructive button under the pointer", theme.errorText(), theme.faceHover()},
-            {"pressed destructive button", theme.errorText(), theme.faceDown()},
-            {"secondary text in a pane", theme.secondary(), pane},
-            {"link", theme.link(), window},
-            {"prominent button", theme.onAccent(), theme.accent()},
-            {"pressed prominent button", theme.onAccent(), theme.accentDown()},
-            {"prominent button that is off", theme.onAccentOff(), theme.accentOff()},
-            {"button", theme.text(), theme.face()},
-            {"button under the pointer", theme.text(), theme.faceHover()},
-            {"pressed button", theme.text(), theme.faceDown()},
-            {"button that is off", theme.textOff(), window},
-            {"chosen segment", theme.text(), theme.chosen()},
-            {"segment", theme.secondary(), track},
+            {"text", theme.colour("text"), window},
+            {"text in a box", theme.colour("text"), box},
+            {"text in a pane", theme.colour("text"), pane},
+            {"selected text", theme.colour("text"), theme.colour("selection")},
+            {"secondary text", theme.colour("secondary"), window},
+            {"secondary text in a box", theme.colour("secondary"), box},
+            {"message", theme.colour("errorText"), window},
+            {"destructive button", theme.colour("errorText"), theme.colour("face")},
+            {"destructive button under the pointer", theme.colour("errorText"),
+             theme.colour("faceHover")},
+            {"pressed destructive button", theme.colour("errorText"), theme.colour("faceDown")},
+            {"secondary text in a pane", theme.colour("secondary"), pane},
+            {"link", theme.colour("link"), window},
+            {"prominent button", theme.colour("accentText"), theme.colour("accent")},
+            {"pressed prominent button", theme.colour("accentText"), theme.colour("accentDown")},
+            {"prominent button that is off", theme.colour("accentOffText"),
+             theme.colour("accentOff")},
+            {"button", theme.colour("text"), theme.colour("face")},
+            {"button under the pointer", theme.colour("text"), theme.colour("faceHover")},
+            {"pressed button", theme.colour("text"), theme.colour("faceDown")},
+            {"button that is off", theme.colour("textOff"), window},
+            {"chosen segment", theme.colour("text"), theme.colour("chosen")},
+            {"segment", theme.colour("secondary"), track},
         };
         for (const auto &pair : pairs) {
             const double ratio = contrast(pair.text, pair.below);
@@ -161,11 +199,11 @@ private Q_SLOTS:
         QFETCH(QColor, accent);
         setDark(dark, accent);
         const Theme theme;
-        const QColor window = theme.window();
-        const QColor box = over(theme.box(), window);
-        const QColor pane = over(theme.pane(), window);
-        const QColor track = over(theme.track(), window);
-        QColor thumb = theme.thumb();
+        const QColor window = theme.colour("window");
+        const QColor box = over(theme.colour("box"), window);
+        const QColor pane = over(theme.colour("pane"), window);
+        const QColor track = over(theme.colour("track"), window);
+        QColor thumb = theme.colour("thumb");
         thumb.setAlphaF(thumb.alphaF() * 0.7F); // as it is shown while nobody holds it
         const struct
         {
@@ -173,20 +211,22 @@ private Q_SLOTS:
             QColor mark;
             QColor beside;
         } pairs[] = {
-            {"focus ring", theme.accentLine(), window},
-            {"focus ring in a box", theme.accentLine(), box},
-            {"focus ring on a track", theme.accentLine(), track},
-            {"focus ring around the chosen segment", theme.accentLine(), theme.chosen()},
-            {"chosen segment, inside its edge", theme.accentLine(), theme.chosen()},
-            {"chosen segment, outside its edge", theme.accentLine(), track},
-            {"button's edge, outside", theme.faceEdge(), window},
-            {"button's edge in a box", theme.faceEdge(), box},
-            {"button's edge, inside", theme.faceEdge(), theme.face()},
-            {"button's edge under the pointer", theme.faceEdge(), theme.faceHover()},
-            {"picker's edge", theme.faceEdge(), window},
-            {"destructive button's edge", theme.errorText(), window},
-            {"prominent button", theme.accent(), window},
-            {"progress", theme.accentLine(), track},
+            {"focus ring", theme.colour("accentLine"), window},
+            {"focus ring in a box", theme.colour("accentLine"), box},
+            {"focus ring on a track", theme.colour("accentLine"), track},
+            {"focus ring around the chosen segment", theme.colour("accentLine"),
+             theme.colour("chosen")},
+            {"chosen segment, inside its edge", theme.colour("accentLine"), theme.colour("chosen")},
+            {"chosen segment, outside its edge", theme.colour("accentLine"), track},
+            {"button's edge, outside", theme.colour("faceEdge"), window},
+            {"button's edge in a box", theme.colour("faceEdge"), box},
+            {"button's edge, inside", theme.colour("faceEdge"), theme.colour("face")},
+            {"button's edge under the pointer", theme.colour("faceEdge"),
+             theme.colour("faceHover")},
+            {"picker's edge", theme.colour("faceEdge"), window},
+            {"destructive button's edge", theme.colour("errorText"), window},
+            {"prominent button", theme.colour("accent"), window},
+            {"progress", theme.colour("accentLine"), track},
             {"scroll bar", over(thumb, window), window},
             {"scroll bar in a pane", over(thumb, pane), pane},
         };
@@ -201,63 +241,63 @@ private Q_SLOTS:
     void theDesktopsAccentIsUsed()
     {
         const Theme own;
-        QCOMPARE(own.accent(), QColor(QStringLiteral("#1663d9")));
-        QCOMPARE(own.onAccent(), QColor(Qt::white));
+        QCOMPARE(own.colour("accent"), QColor(QStringLiteral("#1663d9")));
+        QCOMPARE(own.colour("accentText"), QColor(Qt::white));
         // One that stands out by itself is used as it is.
         setDark(false, QColor(QStringLiteral("#9141ac")));
         const Theme purple;
-        QCOMPARE(purple.accent(), QColor(QStringLiteral("#9141ac")));
-        QCOMPARE(purple.accentLine(), purple.accent());
+        QCOMPARE(purple.colour("accent"), QColor(QStringLiteral("#9141ac")));
+        QCOMPARE(purple.colour("accentLine"), purple.colour("accent"));
         // On a light one black is read better.
         setDark(true, QColor(QStringLiteral("#3daee9")));
         const Theme light;
-        QCOMPARE(light.accent(), QColor(QStringLiteral("#3daee9")));
-        QCOMPARE(light.onAccent(), QColor(Qt::black));
+        QCOMPARE(light.colour("accent"), QColor(QStringLiteral("#3daee9")));
+        QCOMPARE(light.colour("accentText"), QColor(Qt::black));
     }
 
     void fixedColours()
     {
         const Theme theme;
-        QCOMPARE(theme.pane(), QColor::fromRgbF(0, 0, 0, 0.06F));
-        QVERIFY(std::abs(theme.box().alphaF() - 0.1) < 0.01);
-        QCOMPARE(theme.box().rgb(), theme.secondary().rgb());
-        QVERIFY(std::abs(theme.errorFrame().alphaF() - 0.5) < 0.01);
-        QCOMPARE(theme.errorFrame().rgb(), theme.red().rgb());
+        QCOMPARE(theme.colour("pane"), QColor::fromRgbF(0, 0, 0, 0.06F));
+        QVERIFY(std::abs(theme.colour("box").alphaF() - 0.1) < 0.01);
+        QCOMPARE(theme.colour("box").rgb(), theme.colour("secondary").rgb());
+        QVERIFY(std::abs(theme.colour("errorFrame").alphaF() - 0.5) < 0.01);
+        QCOMPARE(theme.colour("errorFrame").rgb(), theme.colour("red").rgb());
     }
 
     void typeScale()
     {
         const Theme theme;
         QCOMPARE(theme.scale(), 1.0);
-        QCOMPARE(theme.largeTitle().pixelSize(), 26);
-        QCOMPARE(theme.largeTitle().weight(), QFont::Bold);
-        QCOMPARE(theme.title().pixelSize(), 22);
-        QCOMPARE(theme.title().weight(), QFont::Bold);
-        QCOMPARE(theme.title2().pixelSize(), 17);
-        QCOMPARE(theme.title2().weight(), QFont::Bold);
-        QCOMPARE(theme.headline().pixelSize(), 13);
-        QCOMPARE(theme.headline().weight(), QFont::DemiBold);
-        QCOMPARE(theme.body().pixelSize(), 13);
-        QCOMPARE(theme.callout().pixelSize(), 12);
-        QCOMPARE(theme.caption().pixelSize(), 11);
-        QCOMPARE(theme.segment().pixelSize(), 11);
-        QCOMPARE(theme.monospaced().pixelSize(), 11);
-        QVERIFY(QFontInfo(theme.monospaced()).fixedPitch());
+        QCOMPARE(theme.font("largeTitle").pixelSize(), 26);
+        QCOMPARE(theme.font("largeTitle").weight(), QFont::Bold);
+        QCOMPARE(theme.font("title").pixelSize(), 22);
+        QCOMPARE(theme.font("title").weight(), QFont::Bold);
+        QCOMPARE(theme.font("title2").pixelSize(), 17);
+        QCOMPARE(theme.font("title2").weight(), QFont::Bold);
+        QCOMPARE(theme.font("headline").pixelSize(), 13);
+        QCOMPARE(theme.font("headline").weight(), QFont::DemiBold);
+        QCOMPARE(theme.font("body").pixelSize(), 13);
+        QCOMPARE(theme.font("callout").pixelSize(), 12);
+        QCOMPARE(theme.font("caption").pixelSize(), 11);
+        QCOMPARE(theme.font("segment").pixelSize(), 11);
+        QCOMPARE(theme.font("monospaced").pixelSize(), 11);
+        QVERIFY(QFontInfo(theme.font("monospaced")).fixedPitch());
     }
 
     void theScaleGrowsWithALargerDefaultFont()
     {
         Theme theme;
-        QSignalSpy changed(&theme, &Theme::changed);
+        QSignalSpy changed(theme.object(), SIGNAL(largeTitleChanged()));
         setFontSize(26);
         QVERIFY(!changed.isEmpty());
         QCOMPARE(theme.scale(), 2.0);
-        QCOMPARE(theme.largeTitle().pixelSize(), 52);
+        QCOMPARE(theme.font("largeTitle").pixelSize(), 52);
         setFontSize(9);
         QCOMPARE(theme.scale(), 1.0);
-        QCOMPARE(theme.body().pixelSize(), 13);
-        QCOMPARE(theme.caption().pixelSize(), 11);
-        QCOMPARE(theme.monospaced().pixelSize(), 11);
+        QCOMPARE(theme.font("body").pixelSize(), 13);
+        QCOMPARE(theme.font("caption").pixelSize(), 11);
+        QCOMPARE(theme.font("monospaced").pixelSize(), 11);
     }
 
     void monospacedIsElevenBesideOrdinaryFonts_data()
@@ -278,7 +318,7 @@ private Q_SLOTS:
         QFont font = QGuiApplication::font();
         font.setPointSizeF(points);
         QGuiApplication::setFont(font);
-        QCOMPARE(Theme().monospaced().pixelSize(), expected);
+        QCOMPARE(Theme().font("monospaced").pixelSize(), expected);
     }
 };
 

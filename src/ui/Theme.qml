@@ -1,0 +1,120 @@
+pragma Singleton
+
+import QtQuick
+import Brindle
+
+// The launcher's look: colours for light and dark, type scale, spacings. Follows the desktop.
+QtObject {
+    // Colours.
+    readonly property color white: "#ffffff"
+    readonly property color black: "#000000"
+    readonly property color window: pick("#f6f6f8", "#1f1f23")
+    readonly property color text: pick("#1c1c20", "#f3f3f6")
+    // Text of less weight.
+    readonly property color secondary: pick("#5e5e66", "#a9a9b2")
+    // Text of a control that can't be pressed.
+    readonly property color textOff: pick("#6b6b74", "#9c9ca6")
+    readonly property color errorText: pick("#b3261e", "#ff8f87")
+    readonly property color link: pick("#1258c4", "#74adff")
+    readonly property color selection: mixed(window, accent, 0.3)
+
+    // The desktop's accent colour, where it names one, as a fill that stands out of the window.
+    readonly property color accent: {
+        const own = pick("#1663d9", "#2669d6");
+        return standingOut(SystemStyle.accent.valid ? SystemStyle.accent : own, window, 3);
+    }
+    // Away from what is written on it.
+    readonly property color accentDown: mixed(accent, Qt.colorEqual(accentText, white) ? black : white, 0.18)
+    readonly property color accentOff: pick("#dcdce2", "#35353c")
+    // The accent colour as a line or a bar, on the window, a box or a track.
+    readonly property color accentLine: standingOut(accent, mixed(window, track, track.a), 4)
+    // Black or white, whichever is read more easily.
+    readonly property color accentText: contrast(accent, white) >= contrast(accent, black) ? white : black
+    readonly property color accentOffText: pick("#5f5f68", "#a6a6b0")
+
+    // Fill of a box on the window.
+    readonly property color box: Qt.alpha(secondary, 0.1)
+    // Fill behind scrolled text.
+    readonly property color pane: Qt.rgba(0, 0, 0, 0.06)
+    readonly property color hairline: pick("#1a000000", "#24ffffff")
+    readonly property color errorFrame: Qt.alpha(red, 0.5)
+    readonly property color face: pick("#ffffff", "#37373e")
+    readonly property color faceHover: pick("#fafafc", "#404048")
+    readonly property color faceDown: pick("#e6e6ea", "#2b2b31")
+    readonly property color faceEdge: pick("#82828b", "#8c8c96")
+    // Face of the chosen segment on its track.
+    readonly property color chosen: mixed(window, accentLine, 0.16)
+    readonly property color track: pick("#1a000000", "#1fffffff")
+    readonly property color thumb: pick("#9c000000", "#80ffffff")
+
+    readonly property color gray: pick("#8e8e93", "#98989d")
+    readonly property color orange: pick("#ff9500", "#ff9f0a")
+    readonly property color red: pick("#ff3b30", "#ff453a")
+    readonly property color green: pick("#28b14c", "#30d158")
+
+    // The type scale, in pixels beside the smallest default font that it is made for. It grows with
+    // the desktop's default font.
+    readonly property real scale: Math.max(1, SystemStyle.fontSize / 13)
+    readonly property int smallestText: 11
+    readonly property font largeTitle: sized(26, Font.Bold)
+    readonly property font title: sized(22, Font.Bold)
+    readonly property font title2: sized(17, Font.Bold)
+    readonly property font headline: sized(13, Font.DemiBold)
+    readonly property font body: sized(13, Font.Normal)
+    readonly property font callout: sized(12, Font.Normal)
+    readonly property font caption: sized(smallestText, Font.Normal)
+    // Shaped, some families turn the x of "1280x720" into a multiplication sign.
+    readonly property font segment: Qt.font({
+        "family": SystemStyle.fontFamily,
+        "pixelSize": caption.pixelSize,
+        "weight": Font.Medium,
+        "preferShaping": false
+    })
+    // The smallest beside every default font that desktops have by themselves, which is one of up to
+    // 15 pixels (11 points), and in proportion beside larger ones.
+    readonly property font monospaced: Qt.font({
+        "family": SystemStyle.monospacedFamily,
+        "pixelSize": Math.round(smallestText * Math.max(1, SystemStyle.fontSize / 15))
+    })
+
+    // Spacings.
+    readonly property int buttonHeight: Math.round(26 * scale)
+    readonly property int buttonRadius: 7
+    readonly property int buttonSpacing: 8
+    readonly property int boxRadius: 10
+    readonly property int boxPadding: 12
+
+    function pick(light: string, dark: string): color {
+        return Qt.color(SystemStyle.dark ? dark : light);
+    }
+
+    function sized(pixels: real, weight: int): font {
+        return Qt.font({
+            "family": SystemStyle.fontFamily,
+            "pixelSize": Math.round(pixels * scale),
+            "weight": weight
+        });
+    }
+
+    // A share of the other in the colour; opaque.
+    function mixed(colour: color, other: color, share: real): color {
+        const mix = (a, b) => a + (b - a) * share;
+        return Qt.rgba(mix(colour.r, other.r), mix(colour.g, other.g), mix(colour.b, other.b), 1);
+    }
+
+    // The colour, nearer to the text's where it would not stand out of another.
+    function standingOut(colour: color, below: color, least: real): color {
+        let seen = mixed(colour, colour, 0);
+        for (let step = 1; contrast(seen, below) < least && step <= 20; ++step)
+            seen = mixed(colour, text, step / 20);
+        return seen;
+    }
+
+    // 1 to 21, as the W3C defines it: https://www.w3.org/TR/WCAG21/#dfn-contrast-ratio
+    function contrast(a: color, b: color): real {
+        const linear = c => c <= 0.04045 ? c / 12.92 : Math.pow((c + 0.055) / 1.055, 2.4);
+        const luminance = c => 0.2126 * linear(c.r) + 0.7152 * linear(c.g) + 0.0722 * linear(c.b);
+        const both = [luminance(a), luminance(b)];
+        return (Math.max(...both) + 0.05) / (Math.min(...both) + 0.05);
+    }
+}
