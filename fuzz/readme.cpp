@@ -13,7 +13,7 @@ namespace {
 
 void checkShown(const QString &text)
 {
-    constexpr qsizetype longest = 300;
+    constexpr int longest = 300;
     const QString shown = DisplayText::of(text, longest);
     expect(shown.size() <= longest + 1, "a shown text is cut");
     expect(!shown.contains(QChar(0x202e)) && !shown.contains(QChar(0x1b)),

@@ -18,31 +18,33 @@ SheetView {
 
         Label {
             width: parent.width
-            text: "About Brindle"
+            content: "About Brindle"
             font: Theme.title2
             Accessible.role: Accessible.Heading
         }
         Label {
             objectName: "aboutGame"
             width: parent.width
-            text: "Game: " + view.model.name + "\n" + view.model.copyright + "\nLicence: " + view.model.licenseName
+            // Each by itself, so that none can push another out.
+            content: "Game: " + DisplayText.of(view.model.name) + "\n" + DisplayText.of(view.model.copyright) + "\nLicence: " + DisplayText.of(view.model.licenseName)
+            maxLength: 2000
             horizontalAlignment: Text.AlignLeft
         }
         Label {
             objectName: "aboutRepository"
             width: parent.width
-            text: "Based on tessel-works/godot-brindle (" + view.model.licenseName + ")."
+            content: "Based on tessel-works/godot-brindle (" + view.model.licenseName + ")."
             font: Theme.callout
             horizontalAlignment: Text.AlignLeft
         }
         Label {
             objectName: "aboutEngine"
             width: parent.width
-            text: "Godot Engine, MIT licence: © 2014-present Godot Engine contributors, © 2007-2014 Juan Linietsky, Ariel Manzur."
+            content: "Godot Engine, MIT licence: © 2014-present Godot Engine contributors, © 2007-2014 Juan Linietsky, Ariel Manzur."
             font: Theme.callout
         }
         // Not one of the templates' buttons: those tell screen readers that they are buttons.
-        Text {
+        Label {
             id: link
             objectName: "repositoryLink"
 
@@ -51,14 +53,11 @@ SheetView {
             }
 
             width: Math.min(implicitWidth, parent.width)
-            text: view.model.repositoryAddress
+            content: view.model.repositoryAddress
             font: Theme.callout
             color: Theme.link
-            textFormat: Text.PlainText
-            wrapMode: Text.Wrap
             activeFocusOnTab: true
             Accessible.role: Accessible.Link
-            Accessible.name: text
             Accessible.onPressAction: open()
             Keys.onSpacePressed: event => { if (!event.isAutoRepeat) open() }
 
@@ -83,7 +82,7 @@ SheetView {
         Label {
             objectName: "aboutLauncher"
             width: parent.width
-            text: "The game belongs to its author. This app is only a launcher: it downloads the game and Godot and starts them. Nothing is sent anywhere except those downloads."
+            content: "The game belongs to its author. This app is only a launcher: it downloads the game and Godot and starts them. Nothing is sent anywhere except those downloads."
             font: Theme.callout
             color: Theme.secondary
         }

@@ -27,19 +27,22 @@ FittedWindow {
         spacing: 8
         gap: 20
         Accessible.role: Accessible.AlertMessage
-        Accessible.name: window.message
-        Accessible.description: window.informativeText
+        Accessible.name: message.text
+        Accessible.description: text.text
 
         Label {
+            id: message
             objectName: "alertMessage"
             width: parent.width
-            text: window.message
+            content: window.message
             font: Theme.headline
         }
         Label {
+            id: text
             objectName: "alertText"
             width: parent.width
-            text: window.informativeText
+            content: window.informativeText
+            maxLength: 4000
             font: Theme.callout
             color: Theme.secondary
         }

@@ -53,7 +53,7 @@ FocusScope {
                 Label {
                     objectName: "name"
                     width: parent.width
-                    text: root.model.name
+                    content: root.model.name
                     font: Theme.largeTitle
                     horizontalAlignment: Text.AlignHCenter
                     maximumLineCount: 3
@@ -63,7 +63,7 @@ FocusScope {
                 Label {
                     objectName: "tagline"
                     width: parent.width
-                    text: root.model.tagline
+                    content: root.model.tagline
                     font: Theme.callout
                     color: Theme.secondary
                     horizontalAlignment: Text.AlignHCenter
@@ -71,7 +71,8 @@ FocusScope {
                 Label {
                     objectName: "licenseLine"
                     width: parent.width
-                    text: root.model.licenseName + " · " + root.model.copyright
+                    content: DisplayText.of(root.model.licenseName) + " · " + DisplayText.of(root.model.copyright)
+                    maxLength: 2000
                     font: Theme.caption
                     color: Theme.secondary
                     horizontalAlignment: Text.AlignHCenter
@@ -103,7 +104,7 @@ FocusScope {
                 Label {
                     objectName: "performanceHint"
                     width: Math.min(Math.ceil(implicitWidth), column.width - bolt.width - hint.spacing)
-                    text: "This is a 3D game: it runs best on a fast Mac (Apple silicon recommended)."
+                    content: "This is a 3D game: it runs best on a fast Mac (Apple silicon recommended)."
                     font: Theme.caption
                     color: Theme.secondary
                     horizontalAlignment: Text.AlignHCenter

@@ -23,7 +23,7 @@ SmoothRectangle {
         Label {
             objectName: "controlsHeading"
             width: parent.width
-            text: "Controls"
+            content: "Controls"
             font: Theme.headline
             Accessible.role: Accessible.Heading
         }
@@ -31,18 +31,18 @@ SmoothRectangle {
             objectName: "noControls"
             width: parent.width
             visible: box.model.controls.length === 0
-            text: "The README does not list controls: see README."
+            content: "The README does not list controls: see README."
             font: Theme.callout
             color: Theme.secondary
         }
         Repeater {
-            model: box.model.controls
+            model: box.model.controls.slice(0, 50)
 
             Label {
                 required property string modelData
                 objectName: "control"
                 width: column.width
-                text: modelData
+                content: modelData
                 font: Theme.callout
                 horizontalAlignment: Text.AlignLeft
             }

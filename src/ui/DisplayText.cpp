@@ -19,7 +19,7 @@ bool isMark(QChar c)
 
 } // namespace
 
-QString DisplayText::of(const QString &text, qsizetype longest)
+QString DisplayText::of(const QString &text, int longest)
 {
     QString shown = text;
     if (shown.size() > longest) {
@@ -37,6 +37,15 @@ QString DisplayText::of(const QString &text, qsizetype longest)
         });
     }
     return shown;
+}
+
+QString DisplayText::lines(const QString &text, int longest)
+{
+    QStringList shown = text.split(u'\n');
+    for (QString &line : shown) {
+        line = of(line, longest);
+    }
+    return shown.join(u'\n');
 }
 
 } // namespace brindle

@@ -25,7 +25,8 @@ SmoothRectangle {
         Label {
             objectName: "failureSummary"
             width: parent.width
-            text: view.model.failureSummary
+            content: view.model.failureSummary
+            maxLength: 2000
             font: Theme.callout
             horizontalAlignment: Text.AlignLeft
         }

@@ -14,7 +14,7 @@ namespace brindle {
 namespace {
 
 // The whole line can be copied; more than this is not laid out.
-constexpr qsizetype maxShown = 4'000;
+constexpr int maxShown = 4'000;
 
 /// An entry as one block: every character that would begin a block breaks the line only.
 QString asBlock(const QString &line)

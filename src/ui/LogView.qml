@@ -16,7 +16,7 @@ SheetView {
         id: heading
         x: 16
         y: 16
-        text: "Log"
+        content: "Log"
         font: Theme.headline
         Accessible.role: Accessible.Heading
     }

@@ -48,7 +48,7 @@ Column {
         objectName: "downloadHint"
         width: parent.width
         visible: area.model.phase === Phase.NotDownloaded
-        text: "Downloads the game and the Godot engine once, about 110 MB. Nothing to type."
+        content: "Downloads the game and the Godot engine once, about 110 MB. Nothing to type."
         font: Theme.caption
         color: Theme.secondary
         horizontalAlignment: Text.AlignHCenter

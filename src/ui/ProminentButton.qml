@@ -2,7 +2,7 @@ import QtQuick
 import Brindle
 
 // The button that stands out, filled with the accent colour.
-PushButton {
+PlainButton {
     id: control
 
     // A drawing before the text.
@@ -10,12 +10,14 @@ PushButton {
 
     ink: enabled ? Theme.accentText : Theme.accentOffText
     fill: !enabled ? Theme.accentOff : down || hovered ? Theme.accentDown : Theme.accent
+    edge: "transparent"
 
     contentItem: Item {
-        implicitWidth: children[0].implicitWidth
-        implicitHeight: children[0].implicitHeight
+        implicitWidth: row.implicitWidth
+        implicitHeight: row.implicitHeight
 
         Row {
+            id: row
             anchors.centerIn: parent
             spacing: 9
 
@@ -27,12 +29,12 @@ PushButton {
                 name: control.symbol
                 color: control.ink
             }
-            Text {
+            Label {
                 anchors.verticalCenter: parent.verticalCenter
-                text: control.text
+                content: control.text
                 font: control.font
                 color: control.ink
-                textFormat: Text.PlainText
+                wrapMode: Text.NoWrap
                 Accessible.ignored: true
             }
         }

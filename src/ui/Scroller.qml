@@ -29,7 +29,25 @@ Flickable {
             contentY = Math.max(0, Math.min(contentHeight - height, pages[event.key]));
     }
 
-    T.ScrollBar.vertical: ScrollIndicator {}
+    // There is none while all of it is seen.
+    T.ScrollBar.vertical: T.ScrollBar {
+        id: bar
+
+        implicitWidth: 11
+        padding: 2
+        minimumSize: 0.08
+        stepSize: 0.1
+        visible: size < 1
+        policy: T.ScrollBar.AsNeeded
+        Accessible.ignored: true
+
+        contentItem: Rectangle {
+            implicitWidth: 7
+            radius: width / 2
+            color: Theme.thumb
+            opacity: bar.pressed || bar.hovered ? 1 : 0.7
+        }
+    }
 
     // On top, or it would not see what a button takes.
     Item {

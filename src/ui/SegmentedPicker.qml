@@ -1,6 +1,7 @@
 pragma ComponentBehavior: Bound
 
 import QtQuick
+import QtQuick.Templates as T
 import Brindle
 
 // One of a few, all of them in sight: in one row, or in several where one has no room for them.
@@ -15,12 +16,27 @@ Column {
     // What one row takes.
     readonly property real naturalWidth: Math.ceil(natural.width + options.length * track.least + 2 * track.inset)
 
+    function choose(index) {
+        const segment = segments.itemAt(index);
+        if (segment) {
+            segment.forceActiveFocus(Qt.TabFocusReason);
+            picked(index);
+        }
+    }
+
+    component Choice: Label {
+        font: Theme.segment
+        wrapMode: Text.NoWrap
+        Accessible.ignored: true
+    }
+
     spacing: 6
     Accessible.role: Accessible.Grouping
-    Accessible.name: label
+    Accessible.name: heading.text
 
     Label {
-        text: picker.label
+        id: heading
+        content: picker.label
         Accessible.ignored: true
     }
 
@@ -45,12 +61,9 @@ Column {
             opacity: 0
             Repeater {
                 model: picker.options
-                Text {
+                Choice {
                     required property string modelData
-                    text: modelData
-                    font: Theme.segment
-                    textFormat: Text.PlainText
-                    Accessible.ignored: true
+                    content: modelData
                 }
             }
         }
@@ -66,17 +79,45 @@ Column {
                 id: segments
                 model: picker.options
 
-                Segment {
+                T.RadioButton {
+                    id: segment
+
                     required property string modelData
                     required property int index
+                    readonly property bool current: index === picker.current
 
                     objectName: "segment " + modelData
+                    width: implicitContentWidth + Math.max(track.spare, track.least)
+                    height: Theme.buttonHeight
+                    // Its focus ring lies over the neighbours.
+                    z: visualFocus ? 1 : 0
                     text: modelData
-                    current: index === picker.current
-                    spare: Math.max(track.spare, track.least)
+                    // What screen readers are told.
+                    checked: current
+                    // One stop for the Tab key; the arrows move on from there.
+                    focusPolicy: current ? Qt.StrongFocus : Qt.ClickFocus
                     onClicked: picker.picked(index)
-                    onNext: (segments.itemAt(index + 1) as Segment)?.choose()
-                    onPrevious: (segments.itemAt(index - 1) as Segment)?.choose()
+                    Keys.onRightPressed: picker.choose(index + 1)
+                    Keys.onLeftPressed: picker.choose(index - 1)
+                    Accessible.role: Accessible.RadioButton
+                    Accessible.name: DisplayText.of(text)
+                    Accessible.onPressAction: clicked()
+
+                    contentItem: Choice {
+                        content: segment.text
+                        color: segment.current ? Theme.text : Theme.secondary
+                        horizontalAlignment: Text.AlignHCenter
+                        verticalAlignment: Text.AlignVCenter
+                    }
+
+                    background: SmoothRectangle {
+                        radius: Theme.buttonRadius
+                        color: segment.current ? Theme.chosen : "transparent"
+                        borderColor: segment.current ? Theme.accentLine : "transparent"
+                        borderWidth: 1.5
+
+                        FocusRing { shown: segment.visualFocus }
+                    }
                 }
             }
         }

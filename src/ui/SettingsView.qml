@@ -21,7 +21,7 @@ SheetView {
 
         Label {
             width: parent.width
-            text: "Settings"
+            content: "Settings"
             font: Theme.title2
             Accessible.role: Accessible.Heading
         }

@@ -39,12 +39,12 @@ Column {
             id: title
             objectName: "statusTitle"
             anchors.verticalCenter: parent.verticalCenter
-            text: view.look.title
+            content: view.look.title
             font: Theme.headline
             // Read as the row's name, and announced with what the launcher needs.
             Accessible.ignored: true
             Accessible.role: Accessible.Notification
-            Accessible.description: view.model.needsMessage
+            Accessible.description: needs.text
             Accessible.onNameChanged: Announcer.announce(title)
             Accessible.onDescriptionChanged: Announcer.announce(title)
         }
@@ -54,7 +54,7 @@ Column {
         objectName: "stepText"
         width: parent.width
         visible: view.working && text !== ""
-        text: view.model.stepText
+        content: view.model.stepText
         font: Theme.callout
         horizontalAlignment: Text.AlignHCenter
     }
@@ -75,7 +75,7 @@ Column {
             objectName: "detail"
             width: parent.width
             visible: text !== ""
-            text: view.model.detail
+            content: view.model.detail
             font: Theme.caption
             color: Theme.secondary
             horizontalAlignment: Text.AlignHCenter
@@ -91,10 +91,12 @@ Column {
     }
 
     Label {
+        id: needs
         objectName: "needsMessage"
         width: parent.width
         visible: view.model.phase === Phase.Needs
-        text: view.model.needsMessage
+        content: view.model.needsMessage
+        maxLength: 2000
         font: Theme.callout
         color: Theme.errorText
         horizontalAlignment: Text.AlignHCenter
@@ -104,7 +106,7 @@ Column {
         objectName: "playingNote"
         width: parent.width
         visible: view.model.phase === Phase.Playing
-        text: "The game is open in its own window."
+        content: "The game is open in its own window."
         font: Theme.callout
         color: Theme.secondary
         horizontalAlignment: Text.AlignHCenter

@@ -23,11 +23,10 @@ T.Menu {
         Accessible.description: enabled ? "" : "Not available now"
         Accessible.onPressAction: if (enabled) triggered()
 
-        contentItem: Text {
-            text: entry.text
+        contentItem: Label {
+            content: entry.text
             font: entry.font
             color: !entry.enabled ? Theme.textOff : entry.highlighted ? Theme.accentText : Theme.text
-            textFormat: Text.PlainText
             verticalAlignment: Text.AlignVCenter
             Accessible.ignored: true
         }

@@ -8,6 +8,7 @@ Item {
     // What the box holds, for those who can't see it.
     required property string label
     property string text
+    property int maxLineLength: 2000
     readonly property alias edit: edit
     readonly property alias scroller: scroller
 
@@ -37,7 +38,7 @@ Item {
             x: 8
             y: 7
             width: scroller.width - 22
-            text: pane.text
+            text: DisplayText.lines(pane.text, pane.maxLineLength)
             textFormat: TextEdit.PlainText
             wrapMode: TextEdit.Wrap
             horizontalAlignment: TextEdit.AlignLeft

@@ -23,7 +23,7 @@ QtObject {
     property string copyright: "Copyright (c) 2023 Tessel Works"
     property var controls: []
     property var settings: ({ fullscreen: 0, resolution: 0 })
-    readonly property var settingLabels: ({
+    property var settingLabels: ({
         fullscreen: ["Windowed", "Fullscreen"],
         resolution: ["Game default", "1280x720", "1600x900", "1920x1080", "2560x1440"]
     })

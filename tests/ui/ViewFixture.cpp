@@ -6,6 +6,7 @@
 
 #include <QFontDatabase>
 #include <QGuiApplication>
+#include <QMetaProperty>
 #include <QPalette>
 #include <QQmlComponent>
 #include <QQuickItem>
@@ -92,6 +93,18 @@ void ViewFixture::set(const QVariantMap &properties)
             qFatal("the stand-in has no property %s", qPrintable(it.key()));
         }
     }
+}
+
+QStringList ViewFixture::textProperties() const
+{
+    QStringList names;
+    const QMetaObject *const type = model_->metaObject();
+    for (int i = QObject::staticMetaObject.propertyCount(); i < type->propertyCount(); ++i) {
+        if (type->property(i).typeId() == QMetaType::QString) {
+            names << QString::fromLatin1(type->property(i).name());
+        }
+    }
+    return names;
 }
 
 QStringList ViewFixture::calls() const

@@ -28,6 +28,8 @@ public:
 
     /// Sets properties of the stand-in.
     void set(const QVariantMap &properties);
+    /// The stand-in's properties that are texts.
+    QStringList textProperties() const;
     /// What has been called on the stand-in.
     QStringList calls() const;
 

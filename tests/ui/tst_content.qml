@@ -179,6 +179,15 @@ Item {
             verify(Math.abs(item("controlsBox").color.a - 0.1) < 0.01);
         }
 
+        function test_noMoreControlsThanAnyoneReads() {
+            model.controls = Array(1000).fill("W: up");
+            const column = item("controlsHeading").parent;
+            let shown = 0;
+            for (let i = 0; i < column.children.length; ++i)
+                shown += column.children[i].objectName === "control" ? 1 : 0;
+            compare(shown, 50);
+        }
+
         function test_firstLook() {
             compare(item("statusTitle").text, "Not downloaded");
             verify(item("playButton").enabled);
@@ -425,7 +434,7 @@ Item {
         }
 
         function test_aFailureThatIsTallerThanTheWindowIsSeenFromItsTop() {
-            model.failureSummary = "A sentence. ".repeat(400);
+            model.failureSummary = "A sentence.\n".repeat(100);
             model.hasFailure = true;
             tryVerify(() => item("scroller").contentY > 0);
             verify(item("failure").height > view.height);
