@@ -8,7 +8,7 @@
 #include "log/LogQueue.h"
 #include "log/LogStore.h"
 #include "process/ManagedProcess.h"
-#include "ui/Views.h"
+#include "ui/BrindleApp.h"
 
 #include <QGuiApplication>
 #include <QQmlComponent>
@@ -134,7 +134,7 @@ int main(int argc, char **argv)
         std::fputs("usage: bench_sheet CHILD RATE SECONDS\n", stderr);
         return 2;
     }
-    Views::prepare();
+    BrindleApp::prepare();
     try {
         measure(arguments);
     } catch (const std::exception &error) {

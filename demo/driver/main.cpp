@@ -7,7 +7,6 @@
 #include "demostage/DemoStage.h"
 #include "ui/BrindleApp.h"
 #include "ui/QuickDesktop.h"
-#include "ui/Views.h"
 
 #include <QCommandLineParser>
 #include <QGuiApplication>
@@ -90,7 +89,7 @@ int main(int argc, char *argv[])
     const Options options = readOptions(application);
     try {
         DemoStage stage(options.content, QCoreApplication::applicationDirPath());
-        Views::prepare();
+        BrindleApp::prepare();
         const auto desktop = std::make_shared<QuickDesktop>(Platform::current(QString()).reveal);
         AppModel::compose([&stage, desktop] {
             Dependencies parts = stage.parts();

@@ -10,6 +10,8 @@ FittedWindow {
     required property string message
     required property string informativeText
     required property var buttons
+    // The button that has been pressed.
+    property int answer: buttons.length - 1
     signal answered(int index)
 
     title: "Brindle"
@@ -17,7 +19,13 @@ FittedWindow {
     wantedWidth: 420
     wantedHeight: body.implicitHeight
 
-    onClosing: answered(buttons.length - 1)
+    // The first answer counts.
+    onAnswered: index => {
+        if (visible) {
+            answer = index;
+            close();
+        }
+    }
 
     SheetColumn {
         id: body

@@ -1,7 +1,7 @@
 #include "ui/BrindleApp.h"
 
 #include "core/AppModel.h"
-#include "ui/Views.h"
+#include "ui/Accessibility.h"
 
 #include <QEvent>
 #include <QGuiApplication>
@@ -12,6 +12,9 @@
 #include <QSessionManager>
 #include <QSvgRenderer>
 #include <QTimer>
+
+// Generated, and left out of a program that links this library unless something calls them.
+extern void qml_register_types_Brindle();
 
 namespace brindle {
 
@@ -39,6 +42,38 @@ QIcon windowIcon()
 
 } // namespace
 
+// Not static: an application has one delegate, which is asked.
+// NOLINTBEGIN(readability-convert-member-functions-to-static)
+
+AppDelegate::TerminateReply AppDelegate::applicationShouldTerminate()
+{
+    return AppModel::shared().confirmQuit() ? TerminateReply::now : TerminateReply::cancel;
+}
+
+bool AppDelegate::applicationShouldTerminateAfterLastWindowClosed()
+{
+    return true;
+}
+
+// NOLINTEND(readability-convert-member-functions-to-static)
+
+void BrindleApp::prepare()
+{
+    qml_register_types_Brindle();
+    Accessibility::install();
+    // The window is drawn by the processor: that needs half the memory, is there sooner, wants no
+    // driver, and leaves the graphics card to the game. There is little to draw, and none of it
+    // while nothing changes.
+    QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
+    // The letters of the desktop's other windows, not the ones made for zooming.
+    QQuickWindow::setTextRenderType(QQuickWindow::NativeTextRendering);
+}
+
+QUrl BrindleApp::mainWindow()
+{
+    return QUrl(QStringLiteral("qrc:/qt-project.org/imports/Brindle/MainWindow.qml"));
+}
+
 BrindleApp::BrindleApp(std::shared_ptr<QuickDesktop> desktop)
     : model_(AppModel::shared()), desktop_(std::move(desktop))
 {
@@ -47,10 +82,10 @@ BrindleApp::BrindleApp(std::shared_ptr<QuickDesktop> desktop)
     qGuiApp->installEventFilter(this);
     connect(qGuiApp, &QGuiApplication::commitDataRequest, this, &BrindleApp::commitSession,
             Qt::DirectConnection);
-    connect(&model_, &AppModel::quit, this, &BrindleApp::quit);
+    connect(&model_, &AppModel::quit, this, &BrindleApp::requestQuit);
     connect(&model_, &AppModel::workChanged, this, &BrindleApp::reopenWhenIdle);
 
-    QQmlComponent component(&engine_, Views::mainWindow());
+    QQmlComponent component(&engine_, mainWindow());
     // Only an installation with pieces missing gets here without.
     if (component.isReady()) {
         window_.reset(qobject_cast<QQuickWindow *>(component.createWithInitialProperties(
@@ -100,28 +135,28 @@ void BrindleApp::open(const QByteArray &token)
     window_->requestActivate();
 }
 
-void BrindleApp::quit()
+void BrindleApp::requestQuit()
 {
     // The question about the first request answers the second as well.
     if (ending_ || asking_) {
         return;
     }
     desktop_->dismissAlert();
-    if (mayTerminate()) {
-        terminate();
+    if (confirmQuit()) {
+        shutDown();
     } else {
         reopenWhenIdle();
     }
 }
 
-void BrindleApp::end()
+void BrindleApp::forceQuit()
 {
     if (ending_) {
         return;
     }
     desktop_->dismissAlert();
     model_.cancel();
-    terminate();
+    shutDown();
 }
 
 bool BrindleApp::eventFilter(QObject *object, QEvent *event)
@@ -129,9 +164,9 @@ bool BrindleApp::eventFilter(QObject *object, QEvent *event)
     // The platform's own quit: its menu, its keyboard, the Dock; and a session that is over.
     if (object == qGuiApp && event->type() == QEvent::Quit && !ending_) {
         if (sessionEnds_) {
-            end();
+            forceQuit();
         } else {
-            quit();
+            requestQuit();
         }
         event->setAccepted(ending_);
         return true;
@@ -139,7 +174,7 @@ bool BrindleApp::eventFilter(QObject *object, QEvent *event)
     return QObject::eventFilter(object, event);
 }
 
-bool BrindleApp::mayTerminate()
+bool BrindleApp::confirmQuit()
 {
     const QScopedValueRollback<bool> rollback(asking_, true);
     return delegate_.applicationShouldTerminate() == AppDelegate::TerminateReply::now;
@@ -148,7 +183,7 @@ bool BrindleApp::mayTerminate()
 void BrindleApp::windowClosed()
 {
     if (!ending_ && delegate_.applicationShouldTerminateAfterLastWindowClosed()) {
-        quit();
+        requestQuit();
     }
 }
 
@@ -160,7 +195,7 @@ void BrindleApp::reopenWhenIdle()
     }
 }
 
-void BrindleApp::terminate()
+void BrindleApp::shutDown()
 {
     ending_ = true;
     Q_EMIT ending();
@@ -191,7 +226,7 @@ void BrindleApp::commitSession(QSessionManager &manager)
     if (!manager.allowsInteraction()) {
         return;
     }
-    sessionEnds_ = mayTerminate();
+    sessionEnds_ = confirmQuit();
     if (!sessionEnds_) {
         manager.cancel();
         reopenWhenIdle();

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "ui/AppDelegate.h"
 #include "ui/QuickDesktop.h"
 
 #include <QQmlEngine>
@@ -14,6 +13,20 @@ namespace brindle {
 
 class AppModel;
 
+/// Answers whether the application may end. Acts on the process-wide model. Main thread only.
+class AppDelegate
+{
+public:
+    /// What a request to quit is answered with.
+    enum class TerminateReply { cancel = 0, now = 1 };
+
+    /// Asks the model, which may ask the player and stop what runs; each call asks anew.
+    TerminateReply applicationShouldTerminate();
+
+    /// Closing the window is a request to quit: always true.
+    bool applicationShouldTerminateAfterLastWindowClosed();
+};
+
 /// The application: one window on the process-wide model, and the ways to leave it. Whoever asks
 /// to quit (menu, keyboard, the closed window, the end of the session), the delegate is asked, and
 /// its reply decides. Main thread only.
@@ -22,8 +35,13 @@ class BrindleApp : public QObject
     Q_OBJECT
 
 public:
-    /// `AppModel::compose` and `Views::prepare` have been called, and the model's desktop is
-    /// `desktop`.
+    /// Makes the views and what they are made of known to every QML engine; call once, after the
+    /// application has been made and before its first engine.
+    static void prepare();
+    /// The window's view; its required property "model" is an AppModel.
+    static QUrl mainWindow();
+
+    /// `AppModel::compose` and `prepare` have been called, and the model's desktop is `desktop`.
     explicit BrindleApp(std::shared_ptr<QuickDesktop> desktop);
     ~BrindleApp() override;
 
@@ -33,9 +51,9 @@ public:
     void open(const QByteArray &token = {});
 
     /// A request to quit. Serves events while the player is asked.
-    void quit();
+    void requestQuit();
     /// The system takes the process away, without a question: what runs is stopped, then it ends.
-    void end();
+    void forceQuit();
 
     QQuickWindow *window() const { return window_.get(); }
 
@@ -47,10 +65,10 @@ protected:
     bool eventFilter(QObject *object, QEvent *event) override;
 
 private:
-    bool mayTerminate();
+    bool confirmQuit();
     void windowClosed();
     void reopenWhenIdle();
-    void terminate();
+    void shutDown();
     void commitSession(QSessionManager &manager);
 
     AppDelegate delegate_;

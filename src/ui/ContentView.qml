@@ -24,7 +24,6 @@ FocusScope {
     FocusScroller {
         id: follower
         scroller: scroller
-        margin: 12
         home: playArea.playButton
     }
 

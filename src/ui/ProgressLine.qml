@@ -12,6 +12,38 @@ T.ProgressBar {
     Accessible.role: Accessible.ProgressBar
     Accessible.name: accessibleName
 
+    // It goes to and fro while it can be seen, and rests where the desktop asks for less motion.
+    component Wanderer: Rectangle {
+        id: piece
+
+        required property real range
+        // Qt 6.12 is the first to tell.
+        readonly property var hints: Application.styleHints
+        property bool still: (hints.accessibility?.motionPreference ?? 0) !== 0
+        readonly property alias moving: animation.running
+        readonly property bool seen: visible && Window.visibility !== Window.Hidden && Window.visibility !== Window.Minimized
+
+        x: range / 2
+
+        SequentialAnimation on x {
+            id: animation
+            running: piece.seen && !piece.still
+            loops: Animation.Infinite
+            NumberAnimation {
+                from: 0
+                to: piece.range
+                duration: 1100
+                easing.type: Easing.InOutSine
+            }
+            NumberAnimation {
+                from: piece.range
+                to: 0
+                duration: 1100
+                easing.type: Easing.InOutSine
+            }
+        }
+    }
+
     background: Rectangle {
         radius: height / 2
         color: Theme.track
@@ -28,42 +60,14 @@ T.ProgressBar {
             color: Theme.accentLine
         }
 
-        // It goes to and fro while it can be seen, and rests where the desktop asks for less motion.
-        Rectangle {
-            id: piece
-
-            // Qt 6.12 is the first to tell.
-            readonly property var hints: Application.styleHints
-            property bool still: (hints.accessibility?.motionPreference ?? 0) !== 0
-            readonly property alias moving: animation.running
-            readonly property bool seen: visible && Window.visibility !== Window.Hidden && Window.visibility !== Window.Minimized
-            readonly property real range: control.availableWidth - width
-
+        Wanderer {
             objectName: "indeterminateBar"
             visible: control.indeterminate
-            x: range / 2
             width: parent.width * 0.28
             height: parent.height
             radius: height / 2
+            range: control.availableWidth - width
             color: Theme.accentLine
-
-            SequentialAnimation on x {
-                id: animation
-                running: piece.seen && !piece.still
-                loops: Animation.Infinite
-                NumberAnimation {
-                    from: 0
-                    to: piece.range
-                    duration: 1100
-                    easing.type: Easing.InOutSine
-                }
-                NumberAnimation {
-                    from: piece.range
-                    to: 0
-                    duration: 1100
-                    easing.type: Easing.InOutSine
-                }
-            }
         }
     }
 }

@@ -13,11 +13,10 @@ PlainButton {
     edge: "transparent"
 
     contentItem: Item {
-        implicitWidth: row.implicitWidth
-        implicitHeight: row.implicitHeight
+        implicitWidth: children[0].implicitWidth
+        implicitHeight: children[0].implicitHeight
 
         Row {
-            id: row
             anchors.centerIn: parent
             spacing: 9
 

@@ -1,13 +1,15 @@
 #include "ui/QuickDesktop.h"
 
-#include "ui/AlertAnswer.h"
-#include "ui/FileBrowser.h"
-#include "ui/Views.h"
+#include "base/Error.h"
+#include "process/ManagedProcess.h"
 
 #include <QClipboard>
 #include <QDesktopServices>
+#include <QEventLoop>
+#include <QFileInfo>
 #include <QGuiApplication>
 #include <QQmlComponent>
+#include <QStandardPaths>
 
 #include <algorithm>
 
@@ -15,13 +17,37 @@ namespace brindle {
 
 namespace {
 
-QCoro::Task<> revealCounted(QList<Platform::Command> commands, QString path,
-                            std::shared_ptr<int> count)
+/// Runs one command, and waits for its end. False when it could not show anything.
+QCoro::Task<bool> run(Platform::Command command, QString path)
 {
-    ++*count;
-    auto revealing = FileBrowser::reveal(commands, path);
-    co_await revealing;
-    --*count;
+    const QString program = QStandardPaths::findExecutable(command.program);
+    if (program.isEmpty()) {
+        co_return false;
+    }
+    const QFileInfo file(path);
+    const QStringList arguments = command.filled(path, file.isDir() ? path : file.path());
+    // What a file browser prints is of no use to anyone.
+    ManagedProcess process(program, arguments, [](const QString &) {});
+    try {
+        auto running = process.run();
+        const qint32 exitCode = co_await running;
+        co_return exitCode == 0;
+    } catch (const Error &) {
+        // Ignored: found but not startable, and the next one may be.
+    }
+    co_return false;
+}
+
+/// Shows an existing file or folder, by the first of the commands that can. `running` counts this.
+QCoro::Task<> show(QList<Platform::Command> commands, QString path, std::shared_ptr<int> running)
+{
+    ++*running;
+    bool shown = false;
+    for (qsizetype i = 0; !shown && i < commands.size(); ++i) {
+        auto attempt = run(commands.at(i), path);
+        shown = co_await attempt;
+    }
+    --*running;
 }
 
 } // namespace
@@ -42,7 +68,8 @@ int QuickDesktop::runAlert(const Alert &alert)
     if (alert_ || !engine_) {
         return last;
     }
-    QQmlComponent component(engine_, Views::alertWindow());
+    QQmlComponent component(
+        engine_, QUrl(QStringLiteral("qrc:/qt-project.org/imports/Brindle/AlertWindow.qml")));
     const std::unique_ptr<QObject> object(component.createWithInitialProperties(
         {{QStringLiteral("message"), alert.message},
          {QStringLiteral("informativeText"), alert.informativeText},
@@ -50,8 +77,9 @@ int QuickDesktop::runAlert(const Alert &alert)
     auto *const shown = qobject_cast<QQuickWindow *>(object.get());
     Q_ASSERT_X(shown, "QuickDesktop", qPrintable(component.errorString()));
     alert_ = shown;
-    AlertAnswer answer(last);
-    QObject::connect(shown, SIGNAL(answered(int)), &answer, SLOT(answer(int)));
+    // An answer closes it.
+    QEventLoop loop;
+    QObject::connect(shown, &QWindow::visibleChanged, &loop, &QEventLoop::quit);
     if (window_ && window_->isVisible()) {
         // Over whatever sheet is open on the window.
         QWindow *below = window_;
@@ -67,9 +95,9 @@ int QuickDesktop::runAlert(const Alert &alert)
     }
     shown->show();
     shown->requestActivate();
-    const int index = answer.wait();
+    loop.exec();
     shown->close();
-    return index;
+    return shown->property("answer").toInt();
 }
 
 void QuickDesktop::dismissAlert()
@@ -82,7 +110,7 @@ void QuickDesktop::dismissAlert()
 
 void QuickDesktop::reveal(const QString &path)
 {
-    revealCounted(reveal_, path, revealing_);
+    show(reveal_, path, revealing_);
 }
 
 void QuickDesktop::copyText(const QString &text)

@@ -19,7 +19,6 @@ FocusScope {
 
     FocusScroller {
         scroller: scroller
-        margin: 12
     }
 
     Scroller {

@@ -1,5 +1,7 @@
 #include "ui/SingleInstance.h"
 
+#include "files/Files.h"
+
 #include <QDeadlineTimer>
 #include <QDir>
 #include <QLocalSocket>
@@ -21,10 +23,10 @@ constexpr int retryInterval = 20; // milliseconds
 constexpr int backlog = 128;
 
 /// Makes a folder that nobody else may look into. Failures show when it is used.
-void makePrivate(const QString &folder)
+void makeFolder(const QString &folder)
 {
     QDir().mkpath(folder);
-    QFile::setPermissions(folder, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    Files::makePrivate(folder);
 }
 
 } // namespace
@@ -51,7 +53,7 @@ QString SingleInstance::folder(const QString &runtimeFolder, const QString &stor
     if (QDir::isAbsolutePath(runtimeFolder)) {
         return runtimeFolder;
     }
-    makePrivate(storageRoot);
+    makeFolder(storageRoot);
     return storageRoot;
 }
 
@@ -118,7 +120,7 @@ void SingleInstance::restore()
     if (QFile::exists(lockFile_)) {
         return;
     }
-    makePrivate(folder_);
+    makeFolder(folder_);
     lock_ = std::make_unique<ProcessLock>(lockFile_);
     if (lock_->tryLock() != ProcessLock::Outcome::taken) {
         server_.close();

@@ -45,8 +45,8 @@ Column {
             Accessible.ignored: true
             Accessible.role: Accessible.Notification
             Accessible.description: needs.text
-            Accessible.onNameChanged: Announcer.announce(title)
-            Accessible.onDescriptionChanged: Announcer.announce(title)
+            Accessible.onNameChanged: Accessibility.announce(title)
+            Accessible.onDescriptionChanged: Accessibility.announce(title)
         }
     }
 

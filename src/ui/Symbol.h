@@ -6,7 +6,8 @@
 namespace brindle {
 
 /// One of the drawings in icons/, fitted into the item and filled with one colour, with an optional
-/// soft shadow. The shadow may reach beyond the drawing by twice its radius, so the item leaves that margin.
+/// soft shadow. The shadow may reach beyond the drawing by twice its radius, so the item leaves
+/// that margin.
 class Symbol : public QQuickPaintedItem
 {
     Q_OBJECT

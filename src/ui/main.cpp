@@ -9,7 +9,6 @@
 #include "platform/TerminationSignals.h"
 #include "ui/BrindleApp.h"
 #include "ui/SingleInstance.h"
-#include "ui/Views.h"
 
 #include <QDir>
 #include <QGuiApplication>
@@ -68,7 +67,7 @@ int main(int argc, char *argv[])
     QCoreApplication::setApplicationVersion(QStringLiteral(BRINDLE_VERSION));
     QGuiApplication::setDesktopFileName(QStringLiteral("org.brindle.Brindle"));
     instance.listen();
-    Views::prepare();
+    BrindleApp::prepare();
 
     const Platform platform = Platform::current(privatePrograms());
     const auto desktop = std::make_shared<QuickDesktop>(platform.reveal);
@@ -78,7 +77,7 @@ int main(int argc, char *argv[])
     QObject::connect(&instance, &SingleInstance::windowRequested, &launcher, &BrindleApp::open);
     QObject::connect(&launcher, &BrindleApp::ending, &instance, &SingleInstance::stopListening);
     const TerminationSignals signals_;
-    QObject::connect(&signals_, &TerminationSignals::requested, &launcher, &BrindleApp::end);
+    QObject::connect(&signals_, &TerminationSignals::requested, &launcher, &BrindleApp::forceQuit);
     launcher.open();
     // Behind the first frame, which nobody shall wait for longer.
     QTimer::singleShot(0, &launcher, [] {

@@ -3,8 +3,6 @@
 #include "base/Clock.h"
 #include "support/Await.h"
 
-#include "ui/Views.h"
-
 #include <QGuiApplication>
 #include <QPointer>
 #include <QQuickItem>
@@ -14,7 +12,7 @@ namespace brindle {
 
 void AppFixture::prepare()
 {
-    Views::prepare();
+    BrindleApp::prepare();
     QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
     files_ = std::make_unique<ModelFixture>(std::make_shared<SteadyClock>());
     files_->installByHand(ModelFixture::engineScript());

@@ -1,8 +1,8 @@
 #include "ViewFixture.h"
 
 #include "support/Await.h"
+#include "ui/BrindleApp.h"
 #include "ui/QuickDesktop.h"
-#include "ui/Views.h"
 
 #include <QFontDatabase>
 #include <QGuiApplication>
@@ -39,7 +39,7 @@ void ViewFixture::setUpApplication()
         return;
     }
     once = true;
-    Views::prepare();
+    BrindleApp::prepare();
     QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
     setFont(QFontDatabase::hasFamily(QStringLiteral("Inter")) ? QStringLiteral("Inter")
                                                               : QGuiApplication::font().family(),
@@ -72,7 +72,7 @@ ViewFixture::ViewFixture()
         qFatal("%s", qPrintable(standIn.errorString()));
     }
     model_->setProperty("log", QVariant::fromValue<QObject *>(&log));
-    QQmlComponent component(&engine_, Views::mainWindow());
+    QQmlComponent component(&engine_, BrindleApp::mainWindow());
     if (!component.isReady()) {
         qFatal("%s", qPrintable(component.errorString()));
     }

@@ -5,7 +5,6 @@
 #include "demostage/DemoStage.h"
 #include "ui/BrindleApp.h"
 #include "ui/QuickDesktop.h"
-#include "ui/Views.h"
 
 #include <QGuiApplication>
 
@@ -22,7 +21,7 @@ int main(int argc, char *argv[])
         DemoStage stage({QStringLiteral(DEMO_FOLDER "/game"), QStringLiteral(DEMO_FOLDER "/addon"),
                          programs + QStringLiteral("/sample-engine")},
                         programs);
-        Views::prepare();
+        BrindleApp::prepare();
         const auto desktop = std::make_shared<QuickDesktop>(QList<Platform::Command>{});
         AppModel::compose([&stage, desktop] {
             Dependencies parts = stage.parts();

@@ -15,7 +15,7 @@ class TestBrindleApp : public AppFixture
     Q_OBJECT
 
     void close() { app().window()->close(); }
-    void quit() { app().quit(); }
+    void quit() { app().requestQuit(); }
 
 private Q_SLOTS:
     void initTestCase() { prepare(); }
@@ -118,7 +118,7 @@ private Q_SLOTS:
         ask([this] { quit(); }, 1,
             [this] {
                 const QPointer<QQuickWindow> first = alert();
-                app().quit();
+                app().requestQuit();
                 QCOMPARE(alert(), first.data());
                 QVERIFY(endings() == 0);
             });
@@ -167,11 +167,11 @@ private Q_SLOTS:
     void theEndOfTheProcessAsksNothing()
     {
         startGame();
-        app().end();
+        app().forceQuit();
         QVERIFY(!alert());
         QCOMPARE(endings(), 1);
         spinUntil([] { return !model().work(); });
-        app().end();
+        app().forceQuit();
         QCOMPARE(endings(), 1);
     }
 
@@ -196,7 +196,7 @@ private Q_SLOTS:
                 if (isQuit) {
                     quit();
                 } else {
-                    app().end();
+                    app().forceQuit();
                 }
                 QCOMPARE(endings(), 1);
                 QVERIFY2(!alert(), "it is left to nobody");
@@ -210,7 +210,7 @@ private Q_SLOTS:
         startGame();
         ask([this] { quit(); }, 1,
             [this] {
-                app().end();
+                app().forceQuit();
                 QVERIFY(!alert());
             });
         spinUntil([] { return !model().work(); });

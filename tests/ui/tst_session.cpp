@@ -211,7 +211,7 @@ private Q_SLOTS:
     {
         startGame();
         int questions = 0;
-        ask([this] { app().quit(); }, 0,
+        ask([this] { app().requestQuit(); }, 0,
             [&] {
                 const QPointer<QQuickWindow> first = alert();
                 ask([] { commit(refuses); }, 1,
@@ -240,7 +240,7 @@ private Q_SLOTS:
 
     void anEndThatHasBegunAgrees()
     {
-        app().end();
+        app().forceQuit();
         QCOMPARE(commit(agrees), QStringList{agrees});
         QCOMPARE(endings(), 1);
     }

@@ -1,6 +1,6 @@
 // The look: light and dark, the type scale, and that every text can be read.
 
-#include "ui/Views.h"
+#include "ui/BrindleApp.h"
 
 #include <QFontInfo>
 #include <QGuiApplication>
@@ -105,7 +105,7 @@ class TestTheme : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase() { Views::prepare(); }
+    void initTestCase() { BrindleApp::prepare(); }
 
     void init()
     {

@@ -5,8 +5,8 @@
 
 #include "base/Clock.h"
 #include "support/Await.h"
+#include "ui/BrindleApp.h"
 #include "ui/QuickDesktop.h"
-#include "ui/Views.h"
 
 #include <QQmlComponent>
 #include <QQuickItem>
@@ -43,7 +43,7 @@ private Q_SLOTS:
         QTest::failOnWarning(QRegularExpression(QStringLiteral(".")));
         fixture_ = std::make_unique<ModelFixture>(std::make_shared<SteadyClock>());
         engine_ = std::make_unique<QQmlEngine>();
-        QQmlComponent component(engine_.get(), Views::mainWindow());
+        QQmlComponent component(engine_.get(), BrindleApp::mainWindow());
         window_.reset(qobject_cast<QQuickWindow *>(component.createWithInitialProperties(
             {{QStringLiteral("model"), QVariant::fromValue<QObject *>(&app())}})));
         QVERIFY2(window_, qPrintable(component.errorString()));
@@ -95,7 +95,7 @@ private Q_SLOTS:
         ProjectInfo info;
         info.controls = QStringList(controls, QStringLiteral("a line"));
         app().info = info;
-        QQmlComponent component(engine_.get(), Views::mainWindow());
+        QQmlComponent component(engine_.get(), BrindleApp::mainWindow());
         const std::unique_ptr<QObject> object(component.createWithInitialProperties(
             {{QStringLiteral("model"), QVariant::fromValue<QObject *>(&app())},
              {QStringLiteral("room"), room}}));
