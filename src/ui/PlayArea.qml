@@ -15,7 +15,7 @@ Column {
         anchors.horizontalCenter: parent.horizontalCenter
         visible: area.model.gameRunning
         width: 260
-        height: 40
+        height: Math.max(40, implicitHeight)
         radius: 9
         text: "Stop"
         font: Theme.title2
@@ -32,7 +32,7 @@ Column {
         enabled: area.model.canPlay
         focus: true
         width: 260
-        height: 48
+        height: Math.max(48, implicitHeight)
         radius: 11
         text: "Play"
         symbol: "play"

@@ -121,6 +121,7 @@ private Q_SLOTS:
                 QTest::addRow("%s %d", qPrintable(family), pixels) << family << pixels;
             }
         }
+        QTest::newRow("200 %") << widest << 26;
     }
 
     void everyTextHasRoom()
