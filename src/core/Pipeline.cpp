@@ -180,7 +180,7 @@ QCoro::Task<> Pipeline::importProject(EngineSpec spec, QString engine, QString p
                  QStringLiteral("Godot is importing the game's files")});
     parts_.log->note(QStringLiteral("Importing the project (first run)"));
 
-    const qint32 exitCode = co_await parts_.runner.runImport(engine, project, lineSink_);
+    const qint32 exitCode = co_await parts_.runner.runImport(engine, project, lineSink_, stop);
     checkCancellation(stop);
     if (exitCode != 0) {
         parts_.log->note(QStringLiteral("Setup finished with exit code %1; Godot will try to "
@@ -230,7 +230,7 @@ QCoro::Task<std::optional<Pipeline::Failure>> Pipeline::launchGame(QString engin
     std::exception_ptr error;
     PlayResult result;
     try {
-        result = co_await parts_.runner.play(engine, arguments, lineSink_, stayedOpen);
+        result = co_await parts_.runner.play(engine, arguments, lineSink_, stayedOpen, stop);
     } catch (...) {
         error = std::current_exception();
     }

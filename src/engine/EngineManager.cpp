@@ -5,7 +5,6 @@
 #include "engine/ChecksumList.h"
 #include "files/Files.h"
 #include "files/StagingFolder.h"
-#include "process/ManagedProcess.h"
 #include "process/Tools.h"
 #include "project/CodeHost.h"
 
@@ -190,12 +189,8 @@ QCoro::Task<> EngineManager::clearQuarantine(QString folder) const
     if (step.program.isEmpty()) {
         co_return;
     }
-    const LineCallback discard = [](const QString &) {};
-    ManagedProcess process(step.program, step.filled(folder, folder), discard,
-                           ManagedProcess::OnParentDeath::terminate);
     try {
-        auto running = process.run();
-        co_await running;
+        co_await Tools::run(step.program, step.filled(folder, folder));
     } catch (const SystemError &) {
         // Ignored: not even to be started is the same to us as a failure of it.
     }

@@ -2,7 +2,6 @@
 
 #include "base/Callbacks.h"
 #include "base/Clock.h"
-#include "engine/PlayResult.h"
 #include "process/ManagedProcess.h"
 
 #include <QCoroTask>
@@ -13,8 +12,16 @@
 
 namespace brindle {
 
+/// How a game's run ended.
+struct PlayResult
+{
+    double seconds = 0;       ///< from just before the launch until the process ended
+    qint32 exitCode = 0;      ///< exit code, or the signal's number
+    bool userStopped = false; ///< the user asked for the end
+};
+
 /// Runs the engine on the project, for the one-time import and to play. Main thread only; `onLine`
-/// is called on the child's reader thread.
+/// is called on the child's reader thread. A request of a run's `stop` does what `stop()` does.
 class GameRunner
 {
 public:
@@ -27,12 +34,13 @@ public:
 
     /// Imports the project's assets, headless. Returns the engine's exit status; throws
     /// SystemError when it can't be started.
-    QCoro::Task<qint32> runImport(QString engine, QString project, LineCallback onLine);
+    QCoro::Task<qint32> runImport(QString engine, QString project, LineCallback onLine,
+                                  std::stop_token stop = {});
 
     /// Runs the game until it ends. `onStayedOpen` is called at most once, on the main thread,
     /// when it still runs after `stayedOpenAfter`. Throws SystemError when it can't be started.
     QCoro::Task<PlayResult> play(QString engine, QStringList arguments, LineCallback onLine,
-                                 std::function<void()> onStayedOpen);
+                                 std::function<void()> onStayedOpen, std::stop_token stop = {});
 
     /// Marks the run as stopped by the user and asks a running engine to end, and then what it
     /// leaves behind, such as a dialog; one that has not ended `killAfter` later is killed with
@@ -47,19 +55,17 @@ private:
     /// Shared with the coroutines of a run, which may outlive the runner.
     struct State
     {
+        void stop();
+
         std::shared_ptr<Clock> clock;
         std::shared_ptr<ManagedProcess> current;
         bool userStopped = false;
-        std::stop_source ended; ///< of the current run; stops the waits that belong to it
-        bool killScheduled = false;
+        std::stop_source stopping; ///< of the current run's process
     };
-    class Run;
 
-    static QCoro::Task<qint32> importRun(std::shared_ptr<State> state,
-                                         std::shared_ptr<ManagedProcess> process);
-    static QCoro::Task<PlayResult> playRun(std::shared_ptr<State> state,
-                                           std::shared_ptr<ManagedProcess> process,
-                                           std::function<void()> onStayedOpen);
+    static QCoro::Task<PlayResult> run(std::shared_ptr<State> state,
+                                       std::shared_ptr<ManagedProcess> process,
+                                       std::function<void()> onStayedOpen, std::stop_token stop);
 
     std::shared_ptr<State> state_;
 };

@@ -1,5 +1,6 @@
 #include "platform/ChildProcess.h"
 
+#include <QCoreApplication>
 #include <QProcess>
 
 #include <csignal>
@@ -15,6 +16,8 @@ namespace brindle {
 namespace {
 
 constexpr int firstPrivateDescriptor = 3;
+
+// What runs in the forked child is async-signal-safe.
 
 /// Marked rather than closed: whoever started the child may use a pipe of its own up to exec to
 /// hear whether that worked.
@@ -35,19 +38,28 @@ void markDescriptors()
     }
 }
 
-/// 0 and -1 address the caller's own group and every process there is.
-bool isOneProcess(qint64 pid)
+/// `launcher` is the process number of the one that forks, which may be gone by now.
+void endWithLauncher([[maybe_unused]] qint64 launcher)
 {
-    return pid > 1;
+#ifdef Q_OS_LINUX
+    // https://man7.org/linux/man-pages/man2/pr_set_pdeathsig.2const.html; outlives exec.
+    ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+    if (::getppid() != launcher) {
+        ::_exit(EXIT_FAILURE);
+    }
+#endif
 }
 
-} // namespace
-
-void ChildProcess::prepare()
+void prepareForked(const ChildProcess::Setup &setup, qint64 launcher)
 {
-    markDescriptors();
+    if (setup.isIsolated) {
+        ::setsid(); // before it leads a group, when it may no longer
+    }
     ::setpgid(0, 0);
-
+    markDescriptors();
+    if (setup.descriptor >= 0) {
+        ::fcntl(setup.descriptor, F_SETFD, 0);
+    }
     // Both outlive exec, as handlers do not: an ignored signal stays ignored, a blocked one stays
     // blocked, and the thread that forks may block what the child must hear.
     struct sigaction ignore = {};
@@ -56,49 +68,42 @@ void ChildProcess::prepare()
     sigset_t none;
     ::sigemptyset(&none);
     ::sigprocmask(SIG_SETMASK, &none, nullptr);
-}
-
-void ChildProcess::keepIgnoringSigPipe([[maybe_unused]] QProcess &process)
-{
-#if QT_VERSION >= QT_VERSION_CHECK(6, 6, 0)
-    process.setUnixProcessParameters(QProcess::UnixProcessFlag::IgnoreSigPipe);
-#endif
-}
-
-void ChildProcess::leaveTerminal()
-{
-    ::setsid();
-}
-
-void ChildProcess::keepOpen(int descriptor)
-{
-    ::fcntl(descriptor, F_SETFD, 0);
-}
-
-void ChildProcess::endWithLauncher([[maybe_unused]] int signal, [[maybe_unused]] qint64 launcher)
-{
-#ifdef Q_OS_LINUX
-    // https://man7.org/linux/man-pages/man2/pr_set_pdeathsig.2const.html; outlives exec.
-    ::prctl(PR_SET_PDEATHSIG, signal);
-    if (::getppid() != launcher) {
-        ::_exit(EXIT_FAILURE);
+    if (setup.endsWithLauncher) {
+        endWithLauncher(launcher);
     }
+}
+
+/// 0 and -1 address the caller's own group and every process there is.
+bool isOneProcess(qint64 pid)
+{
+    return pid > 1;
+}
+
+} // namespace
+
+void ChildProcess::prepare(QProcess &child, Setup setup)
+{
+    if (setup.isIsolated) {
+        child.setStandardInputFile(QProcess::nullDevice());
+    } else {
+        child.setInputChannelMode(QProcess::ForwardedInputChannel);
+    }
+#if QT_VERSION >= QT_VERSION_CHECK(6, 6, 0)
+    // Newer versions set SIGPIPE anew behind what the modifier did.
+    child.setUnixProcessParameters(QProcess::UnixProcessFlag::IgnoreSigPipe);
 #endif
+    child.setChildProcessModifier(
+        [setup, launcher = QCoreApplication::applicationPid()] { prepareForked(setup, launcher); });
 }
 
-bool ChildProcess::terminate(qint64 pid)
+bool ChildProcess::send(int signal, qint64 pid)
 {
-    return isOneProcess(pid) && ::kill(static_cast<pid_t>(pid), SIGTERM) == 0;
+    return isOneProcess(pid) && ::kill(static_cast<pid_t>(pid), signal) == 0;
 }
 
-bool ChildProcess::terminateGroup(qint64 pid)
+bool ChildProcess::sendToGroup(int signal, qint64 leader)
 {
-    return isOneProcess(pid) && ::kill(-static_cast<pid_t>(pid), SIGTERM) == 0;
-}
-
-bool ChildProcess::killGroup(qint64 pid)
-{
-    return isOneProcess(pid) && ::kill(-static_cast<pid_t>(pid), SIGKILL) == 0;
+    return isOneProcess(leader) && ::kill(-static_cast<pid_t>(leader), signal) == 0;
 }
 
 } // namespace brindle

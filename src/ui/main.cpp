@@ -1,7 +1,7 @@
 // brindle: the launcher. It has no options; what it works on comes from the user's folders.
 
 #include "base/Clock.h"
-#include "base/DetachedThreads.h"
+#include "base/Threads.h"
 #include "core/AppModel.h"
 #include "files/Files.h"
 #include "files/Paths.h"
@@ -82,9 +82,11 @@ int main(int argc, char *argv[])
     // Behind the first frame, which nobody shall wait for longer.
     QTimer::singleShot(0, &launcher, [] {
         StagingFolder::startClearingLeftovers(QDir::tempPath(), Paths::root());
-        // What is left of a removal of everything that was interrupted.
-        DetachedThreads::start(
-            [folder = QFileInfo(Paths::root()).path()] { Files::removeLeftovers(folder); }, [] {});
+        // What is left of a removal of everything that was interrupted. Ignored: that there is no
+        // thread for it. The next start clears as well.
+        (void)Threads::start([folder = QFileInfo(Paths::root()).path()](const std::stop_token &) {
+            Files::removeLeftovers(folder);
+        });
     });
     return QGuiApplication::exec();
 }

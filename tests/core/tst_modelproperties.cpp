@@ -7,7 +7,6 @@
 #include "support/WorkerHold.h"
 
 #include <QSignalSpy>
-#include <QThreadPool>
 #include <QtTest>
 
 using namespace brindle;
@@ -301,7 +300,7 @@ private Q_SLOTS:
         spinUntil([&] { return text("storageSize") != nothing && text("storageSize") != notYet; });
         // An earlier one that ends later changes nothing.
         const QString size = text("storageSize");
-        QThreadPool::globalInstance()->waitForDone();
+        WorkerHold().open();
         QCoreApplication::processEvents();
         QCOMPARE(text("storageSize"), size);
         QCOMPARE(changed.size(), 1);

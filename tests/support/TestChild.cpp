@@ -29,7 +29,7 @@
 //   exit:N               ends with a code
 //   staging:FOLDER       makes a staging folder there, prints its path in one line, and goes on
 //   launcher:PROGRAM     runs a program on the rest of the arguments, as TestLauncher.h says
-//   terminated:PROGRAM killed:PROGRAM  the same with a program that shall end with it
+//   killed:PROGRAM       the same with a program that shall end with it
 
 #include "TestLauncher.h"
 
@@ -331,10 +331,9 @@ int runSteps(const std::vector<std::string> &steps)
         if (verb == "launcher") {
             return brindle::runTestLauncher(argument, rest);
         }
-        if (verb == "terminated" || verb == "killed") {
-            using OnParentDeath = brindle::ManagedProcess::OnParentDeath;
-            return brindle::runTestLauncher(
-                argument, rest, verb == "killed" ? OnParentDeath::kill : OnParentDeath::terminate);
+        if (verb == "killed") {
+            return brindle::runTestLauncher(argument, rest,
+                                            brindle::ManagedProcess::OnParentDeath::kill);
         }
         if (verb == "fork") {
             if (!forkCopy()) {

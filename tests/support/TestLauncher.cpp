@@ -12,9 +12,9 @@ namespace brindle {
 
 namespace {
 
-QCoro::Task<> quitWithChild(std::shared_ptr<ManagedProcess> child)
+QCoro::Task<> quitWithChild(std::shared_ptr<ManagedProcess> child, std::stop_token stop)
 {
-    const qint32 status = co_await child->run();
+    const qint32 status = co_await child->run(stop);
     QCoreApplication::exit(status);
 }
 
@@ -32,20 +32,21 @@ int runTestLauncher(const std::string &program, const std::vector<std::string> &
     for (const std::string &argument : arguments) {
         list.append(QString::fromStdString(argument));
     }
-    std::shared_ptr<ManagedProcess> child;
+    std::stop_source stop;
     const auto onLine = [&](const QString &line) {
         std::puts(line.toUtf8().constData());
         std::fflush(stdout);
         if (line == QStringLiteral("stop and quit")) {
-            child->terminate();
+            stop.request_stop();
         }
         if (line.endsWith(QStringLiteral("quit"))) {
             QMetaObject::invokeMethod(
                 &application, [] { QCoreApplication::exit(0); }, Qt::QueuedConnection);
         }
     };
-    child = std::make_shared<ManagedProcess>(QString::fromStdString(program), list, onLine, bond);
-    quitWithChild(child);
+    quitWithChild(
+        std::make_shared<ManagedProcess>(QString::fromStdString(program), list, onLine, bond),
+        stop.get_token());
     return QCoreApplication::exec();
 }
 

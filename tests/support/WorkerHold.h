@@ -1,24 +1,19 @@
 #pragma once
 
-#include <QSemaphore>
-#include <QThreadPool>
+#include "base/Worker.h"
 
 #include <memory>
+#include <semaphore>
+#include <utility>
 
 namespace brindle {
 
-/// A pool that is slow: what is given to the global pool's workers waits until the test lets it
-/// pass. Main thread.
+/// Workers that are slow: what is given to them waits until the test lets it pass. Main thread.
 class WorkerHold
 {
 public:
-    WorkerHold()
-    {
-        pool_->waitForDone();
-        pool_->setMaxThreadCount(1);
-        enqueue();
-        blocker_->entered.acquire();
-    }
+    /// Returns when all that was given before has been done.
+    WorkerHold() : blocker_(block()) { blocker_->waitUntilAllBlock(); }
     ~WorkerHold() { open(); }
     WorkerHold(const WorkerHold &) = delete;
     WorkerHold &operator=(const WorkerHold &) = delete;
@@ -26,40 +21,47 @@ public:
     /// Returns when all that waits now has been done; what is given later waits.
     void letPass()
     {
-        const auto before = blocker_;
-        enqueue();
-        before->leave.release();
-        blocker_->entered.acquire();
+        const auto before = std::exchange(blocker_, block());
+        before->leave.release(maxWorkers);
+        blocker_->waitUntilAllBlock();
     }
 
     /// From now on nothing waits.
     void open()
     {
         if (blocker_) {
-            blocker_->leave.release();
+            blocker_->leave.release(maxWorkers);
             blocker_.reset();
-            pool_->setMaxThreadCount(threads_);
         }
     }
 
 private:
+    /// Work for each of the workers, which keeps it from everything behind it.
     struct Blocker
     {
-        QSemaphore entered;
-        QSemaphore leave;
+        void waitUntilAllBlock()
+        {
+            for (int i = 0; i < maxWorkers; ++i) {
+                entered.acquire();
+            }
+        }
+
+        std::counting_semaphore<> entered{0};
+        std::counting_semaphore<> leave{0};
     };
 
-    void enqueue()
+    static std::shared_ptr<Blocker> block()
     {
-        blocker_ = std::make_shared<Blocker>();
-        pool_->start([blocker = blocker_] {
-            blocker->entered.release();
-            blocker->leave.acquire();
-        });
+        auto blocker = std::make_shared<Blocker>();
+        for (int i = 0; i < maxWorkers; ++i) {
+            startOnWorker([blocker] {
+                blocker->entered.release();
+                blocker->leave.acquire();
+            });
+        }
+        return blocker;
     }
 
-    QThreadPool *const pool_ = QThreadPool::globalInstance();
-    const int threads_ = pool_->maxThreadCount();
     std::shared_ptr<Blocker> blocker_;
 };
 

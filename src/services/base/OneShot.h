@@ -5,6 +5,7 @@
 
 #include <coroutine>
 #include <exception>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -25,100 +26,80 @@ class OneShot
 {
     struct State
     {
-        std::mutex lock;
+        std::mutex lock; // guards the fields below
         std::optional<T> value;
         std::exception_ptr error;
-        QObject *context = nullptr; // lives on the awaiting thread, owned by the awaiter
-        std::coroutine_handle<> waiter;
+        std::function<void()> wake; // set while a coroutine waits
 
-        bool done() const { return value.has_value() || error; }
-
-        void wake()
-        {
-            if (context) {
-                QMetaObject::invokeMethod(
-                    context, [handle = waiter] { handle.resume(); }, Qt::QueuedConnection);
-            }
-        }
+        bool isDone() const { return value.has_value() || error; }
     };
 
-    class Awaiter
+    struct Awaiter
     {
-    public:
-        explicit Awaiter(std::shared_ptr<State> state) : state_(std::move(state)) {}
-        Awaiter(const Awaiter &) = delete;
-        Awaiter &operator=(const Awaiter &) = delete;
-
-        ~Awaiter()
-        {
-            QObject *context = nullptr;
-            {
-                const std::lock_guard guard(state_->lock);
-                context = std::exchange(state_->context, nullptr);
-            }
-            if (context) {
-                // We may be inside an event of this very object.
-                context->deleteLater();
-            }
-        }
-
         bool await_ready() const { return false; }
 
         void await_suspend(std::coroutine_handle<> waiter)
         {
-            const std::lock_guard guard(state_->lock);
-            state_->waiter = waiter;
-            state_->context = new QObject;
-            if (state_->done()) {
-                state_->wake();
+            auto *const context = new QObject; // lives on the awaiting thread
+            const auto goOn = [context, waiter] {
+                context->deleteLater(); // we are inside an event of this very object
+                waiter.resume();
+            };
+            const auto wake = [context, goOn] {
+                QMetaObject::invokeMethod(context, goOn, Qt::QueuedConnection);
+            };
+            const std::lock_guard guard(state->lock);
+            if (state->isDone()) {
+                wake();
+            } else {
+                state->wake = wake;
             }
         }
 
         T await_resume()
         {
-            const std::lock_guard guard(state_->lock);
-            if (state_->error) {
-                std::rethrow_exception(state_->error);
+            const std::lock_guard guard(state->lock);
+            if (state->error) {
+                std::rethrow_exception(state->error);
             }
-            return std::move(*state_->value);
+            return std::move(*state->value);
         }
 
-    private:
-        std::shared_ptr<State> state_;
+        std::shared_ptr<State> state;
     };
 
 public:
-    OneShot() : state_(std::make_shared<State>()) {}
-
     /// Delivers the result. Any thread. False when something was delivered before.
     bool resume(T value = T()) const
     {
-        const std::lock_guard guard(state_->lock);
-        if (state_->done()) {
-            return false;
-        }
-        state_->value.emplace(std::move(value));
-        state_->wake();
-        return true;
+        return deliver([&] { state_->value.emplace(std::move(value)); });
     }
 
     /// Delivers a failure, thrown by the `co_await`. Any thread. False when something was
     /// delivered before.
     bool fail(std::exception_ptr error) const
     {
+        return deliver([&] { state_->error = std::move(error); });
+    }
+
+    Awaiter operator co_await() const { return {state_}; }
+
+private:
+    template <typename F>
+    bool deliver(F set) const
+    {
         const std::lock_guard guard(state_->lock);
-        if (state_->done()) {
+        if (state_->isDone()) {
             return false;
         }
-        state_->error = std::move(error);
-        state_->wake();
+        set();
+        if (state_->wake) {
+            state_->wake();
+        }
         return true;
     }
 
-    Awaiter operator co_await() const { return Awaiter(state_); }
-
-private:
-    std::shared_ptr<State> state_;
+    std::shared_ptr<State> state_ = std::make_shared<State>();
 };
 
 } // namespace brindle

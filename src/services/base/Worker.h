@@ -3,38 +3,44 @@
 #include "base/OneShot.h"
 
 #include <QCoroTask>
-#include <QThreadPool>
 
+#include <functional>
 #include <type_traits>
 
 namespace brindle {
 
-/// Runs `work` on a pool thread and resumes the caller on its own thread with the result; what
-/// `work` throws is thrown by the `co_await`, whatever its type. `work` must own all that it
-/// touches. QtConcurrent would wrap the exceptions that it does not know.
+/// How much of what is given to workers runs at once; the rest waits for its turn.
+inline constexpr int maxWorkers = 4;
+
+/// Runs `work`, which must not throw, on a worker thread; at the program's end it is waited for.
+/// Throws SystemError when there is no such thread and none to be had. Any thread.
+void startOnWorker(std::function<void()> work);
+
+/// Runs `work` on a worker thread and resumes the caller on its own thread with the result; what
+/// `work` throws is thrown by the `co_await`, whatever its type, as is the error of
+/// `startOnWorker`. `work` must own all that it touches.
 template <typename F>
 QCoro::Task<std::invoke_result_t<F>> runOnWorker(F work)
 {
     using Result = std::invoke_result_t<F>;
     using Value = std::conditional_t<std::is_void_v<Result>, std::monostate, Result>;
-    const OneShot<Value> continuation;
-    QThreadPool::globalInstance()->start([work = std::move(work), continuation]() mutable {
+    const OneShot<Value> result;
+    startOnWorker([work = std::move(work), result]() mutable {
         try {
             if constexpr (std::is_void_v<Result>) {
                 work();
-                continuation.resume();
+                result.resume();
             } else {
-                continuation.resume(work());
+                result.resume(work());
             }
         } catch (...) {
-            continuation.fail(std::current_exception());
+            result.fail(std::current_exception());
         }
     });
     if constexpr (std::is_void_v<Result>) {
-        co_await continuation;
+        co_await result;
     } else {
-        auto result = co_await continuation;
-        co_return std::move(result);
+        co_return co_await result;
     }
 }
 

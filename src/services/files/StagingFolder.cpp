@@ -1,7 +1,7 @@
 #include "files/StagingFolder.h"
 
-#include "base/DetachedThreads.h"
 #include "base/Error.h"
+#include "base/Threads.h"
 #include "base/Worker.h"
 #include "files/Files.h"
 #include "files/FolderLock.h"
@@ -169,13 +169,11 @@ void StagingFolder::clearLeftovers(const QString &temporaryFolder, const std::st
 void StagingFolder::startClearingLeftovers(const QString &temporaryFolder,
                                            const QString &storageRoot)
 {
-    const std::stop_source source;
-    DetachedThreads::start(
-        [temporaryFolder, storageRoot, token = source.get_token()] {
-            clearLeftovers(temporaryFolder, token);
-            clearLeftovers(besideRoot(storageRoot), token);
-        },
-        [source]() mutable { source.request_stop(); });
+    // Ignored: that there is no thread for it. The next start clears as well.
+    (void)Threads::start([temporaryFolder, storageRoot](const std::stop_token &programEnds) {
+        clearLeftovers(temporaryFolder, programEnds);
+        clearLeftovers(besideRoot(storageRoot), programEnds);
+    });
 }
 
 QCoro::Task<> StagingFolder::remove() const

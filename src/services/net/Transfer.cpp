@@ -1,9 +1,9 @@
 #include "net/Transfer.h"
 
 #include "base/ByteCount.h"
-#include "base/DetachedThreads.h"
 #include "base/Error.h"
 #include "base/OneShot.h"
+#include "base/Threads.h"
 #include "files/OutputFile.h"
 #include "net/Http.h"
 
@@ -23,7 +23,6 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <system_error>
 #include <utility>
 
 namespace brindle {
@@ -195,12 +194,12 @@ private:
 
 void Job::start()
 {
-    const auto self = shared_from_this();
-    try {
-        DetachedThreads::start([self] { self->work(); }, [self] { self->cancel(); });
-    } catch (const std::system_error &error) {
-        throw SystemError(QStringLiteral("The download could not be started: %1")
-                              .arg(QString::fromStdString(error.code().message())));
+    auto work = [self = shared_from_this()](const std::stop_token &programEnds) {
+        const std::stop_callback onEnd(programEnds, [&job = *self] { job.cancel(); });
+        self->work();
+    };
+    if (!Threads::start(std::move(work))) {
+        throw SystemError::fromErrno(EAGAIN, QStringLiteral("The download could not be started"));
     }
 }
 

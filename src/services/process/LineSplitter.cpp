@@ -18,6 +18,28 @@ bool isContinuation(char byte)
     return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80U;
 }
 
+/// Where to cut bytes that are more than the limit: before the character that the limit falls
+/// into, or at the limit where there is no such thing as a character.
+qsizetype cut(QByteArrayView bytes, qsizetype limit)
+{
+    for (qsizetype end = limit; end > limit - maxCharacter; --end) {
+        if (!isContinuation(bytes[end])) {
+            return end;
+        }
+    }
+    return limit;
+}
+
+QString decoded(QByteArrayView bytes)
+{
+    // Qt takes a byte order mark at the start for an encoding hint and drops it.
+    constexpr QByteArrayView mark("\xEF\xBB\xBF");
+    if (bytes.startsWith(mark)) {
+        return QChar(QChar::ByteOrderMark) % QString::fromUtf8(bytes);
+    }
+    return QString::fromUtf8(bytes);
+}
+
 } // namespace
 
 LineSplitter::LineSplitter(qsizetype limit) : limit_(limit)
@@ -63,31 +85,9 @@ QString LineSplitter::text(QByteArrayView bytes) const
     if (bytes.size() <= limit_) {
         return decoded(bytes);
     }
-    const qsizetype end = cut(bytes);
+    const qsizetype end = cut(bytes, limit_);
     return decoded(bytes.first(end)) % QStringLiteral("… (") %
            ByteCount::string(bytes.size() - end + skipped_) % QStringLiteral(" left out)");
-}
-
-/// Where to cut bytes that are more than the limit: before the character that the limit falls
-/// into, or at the limit where there is no such thing as a character.
-qsizetype LineSplitter::cut(QByteArrayView bytes) const
-{
-    for (qsizetype end = limit_; end > limit_ - maxCharacter; --end) {
-        if (!isContinuation(bytes[end])) {
-            return end;
-        }
-    }
-    return limit_;
-}
-
-QString LineSplitter::decoded(QByteArrayView bytes)
-{
-    // Qt takes a byte order mark at the start for an encoding hint and drops it.
-    constexpr QByteArrayView mark("\xEF\xBB\xBF");
-    if (bytes.startsWith(mark)) {
-        return QChar(QChar::ByteOrderMark) % QString::fromUtf8(bytes);
-    }
-    return QString::fromUtf8(bytes);
 }
 
 } // namespace brindle

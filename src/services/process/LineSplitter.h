@@ -5,8 +5,6 @@
 #include <QByteArray>
 #include <QString>
 
-#include <functional>
-
 namespace brindle {
 
 /// Cuts a stream of bytes into lines of text.
@@ -32,8 +30,6 @@ public:
 
 private:
     QString text(QByteArrayView bytes) const;
-    qsizetype cut(QByteArrayView bytes) const;
-    static QString decoded(QByteArrayView bytes);
 
     qsizetype limit_;
     QByteArray unfinished_; // the line's first bytes, one more than `limit_` at most

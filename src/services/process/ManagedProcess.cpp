@@ -2,322 +2,176 @@
 
 #include "base/Error.h"
 #include "base/OneShot.h"
-#include "base/ReaderThreads.h"
+#include "base/Threads.h"
 #include "platform/ChildProcess.h"
 #include "process/LineSplitter.h"
 
-#include <QCoreApplication>
 #include <QEventLoop>
 #include <QProcess>
 
+#include <atomic>
 #include <cerrno>
 #include <csignal>
-#include <mutex>
+#include <optional>
 #include <utility>
 
 namespace brindle {
 
-namespace {
-
-/// What the system said, without the name of the call that said it.
-SystemError launchError(const QString &executable, const QString &text)
-{
-    return SystemError(
-        QStringLiteral("%1: %2").arg(executable, text.section(QStringLiteral(": "), -1)));
-}
-
-} // namespace
-
 /// Shared by the object, the awaiting coroutine and the reader thread, so that the object may be
 /// dropped at any time.
-class ManagedProcess::Impl : public std::enable_shared_from_this<Impl>
+struct ManagedProcess::Impl
 {
-public:
-    enum class Request { terminate, terminateGroup, kill };
+    static QCoro::Task<qint32> run(std::shared_ptr<Impl> self, std::stop_token stop);
+    static void readToEnd(std::shared_ptr<Impl> self, const OneShot<qint32> &ended,
+                          const std::stop_token &stop, const std::stop_token &programEnds);
+    std::optional<qint32> read(const std::stop_token &stop, const std::stop_token &programEnds);
+    std::shared_ptr<QProcess> launch();
 
-    Impl(QString executable, QStringList arguments, LineCallback onLine,
-         OnParentDeath onParentDeath)
-        : executable_(std::move(executable))
-        , arguments_(std::move(arguments))
-        , onLine_(std::move(onLine))
-        , onParentDeath_(onParentDeath)
-    {}
-
-    static QCoro::Task<qint32> run(std::shared_ptr<Impl> self);
-    bool isRunning() const;
-    void request(Request request);
-    void isolate(int descriptor)
-    {
-        isIsolated_ = true;
-        kept_ = descriptor;
-    }
-
-private:
-    enum class Phase { created, running, ended };
-
-    /// How the reader left its loop.
-    struct Outcome
-    {
-        bool failed = false;
-        bool ended = false;
-        QString error;
-        qint32 status = 0;
-    };
-
-    static void readToEnd(std::shared_ptr<Impl> self);
-    Outcome read();
-    void prepare(QProcess &child) const;
-    void sendRequests(const QProcess &child);
-    void leaveRunning(const std::shared_ptr<QProcess> &child);
-    void setEnded();
-    void endGroup(qint64 leader);
-
-    const QString executable_;
-    const QStringList arguments_;
-    const LineCallback onLine_;
-    const OnParentDeath onParentDeath_;
-    bool isIsolated_ = false;
-    int kept_ = -1; // the descriptor that the child gets
-    const OneShot<qint32> ended_;
-
-    mutable std::mutex lock_; // guards the fields below
-    Phase phase_ = Phase::created;
-    QProcess *child_ = nullptr; // lives on the reader thread; set while it can serve requests
-    bool wantsTerminate_ = false;
-    bool wantsKill_ = false;
-    bool endsGroup_ = false;
+    QString executable;
+    QStringList arguments;
+    LineCallback onLine;
+    ChildProcess::Setup setup;
+    std::atomic<bool> isRunning = false;
+    std::stop_source killing;
 };
 
-QCoro::Task<qint32> ManagedProcess::Impl::run(std::shared_ptr<Impl> self)
+QCoro::Task<qint32> ManagedProcess::Impl::run(std::shared_ptr<Impl> self, std::stop_token stop)
 {
-    {
-        const std::lock_guard guard(self->lock_);
-        Q_ASSERT(self->phase_ == Phase::created);
-        self->phase_ = Phase::running;
+    [[maybe_unused]] const bool again = self->isRunning.exchange(true);
+    Q_ASSERT(!again);
+    const OneShot<qint32> ended;
+    auto work = [self, ended, stop](const std::stop_token &programEnds) mutable {
+        readToEnd(std::move(self), ended, stop, programEnds);
+    };
+    if (!Threads::start(std::move(work))) {
+        self->isRunning = false;
+        throw SystemError::fromErrno(EAGAIN, self->executable);
     }
-    if (!ReaderThreads::start([self] { readToEnd(self); })) {
-        self->setEnded();
-        throw SystemError::fromErrno(EAGAIN, self->executable_);
-    }
-    const qint32 status = co_await self->ended_;
-    co_return status;
+    co_return co_await ended;
 }
 
-bool ManagedProcess::Impl::isRunning() const
+void ManagedProcess::Impl::readToEnd(std::shared_ptr<Impl> self, const OneShot<qint32> &ended,
+                                     const std::stop_token &stop,
+                                     const std::stop_token &programEnds)
 {
-    const std::lock_guard guard(lock_);
-    return phase_ == Phase::running;
-}
-
-/// Signals are sent on the reader thread only, which is also the one that reaps the child: so a
-/// process number is never used after it has been given to someone else.
-void ManagedProcess::Impl::request(Request request)
-{
-    const std::lock_guard guard(lock_);
-    if (phase_ != Phase::running) {
-        return;
+    std::optional<qint32> status;
+    std::exception_ptr error;
+    try {
+        status = self->read(stop, programEnds);
+    } catch (...) {
+        error = std::current_exception();
+        self->isRunning = false;
     }
-    (request == Request::kill ? wantsKill_ : wantsTerminate_) = true;
-    endsGroup_ = endsGroup_ || request == Request::terminateGroup;
-    if (child_) {
-        QMetaObject::invokeMethod(
-            child_, [this, child = child_] { sendRequests(*child); }, Qt::QueuedConnection);
-    }
-}
-
-void ManagedProcess::Impl::readToEnd(std::shared_ptr<Impl> self)
-{
-    const Outcome outcome = self->read();
-    if (!outcome.failed && !outcome.ended) {
-        ReaderThreads::keep(std::move(self));
+    if (!error && !status) {
+        Threads::keep(std::move(self));
         return;
     }
     // The callback, and all that it holds, is to go where the awaiting code is, not here.
-    const auto ended = self->ended_;
-    const auto failure =
-        outcome.failed ? std::make_exception_ptr(launchError(self->executable_, outcome.error))
-                       : nullptr;
     self.reset();
-    if (failure) {
-        ended.fail(failure);
+    if (error) {
+        ended.fail(error);
     } else {
-        ended.resume(outcome.status);
+        ended.resume(*status);
     }
 }
 
-ManagedProcess::Impl::Outcome ManagedProcess::Impl::read()
+/// Reader thread. The child, running. Throws SystemError.
+std::shared_ptr<QProcess> ManagedProcess::Impl::launch()
 {
-    Outcome outcome;
-    QEventLoop loop;
-    const auto child = std::make_shared<QProcess>();
-    qint64 leader = 0;
-    LineSplitter lines(maxLineBytes);
-    prepare(*child);
+    auto child = std::make_shared<QProcess>();
+    child->setProgram(executable);
+    child->setArguments(arguments);
+    child->setProcessChannelMode(QProcess::MergedChannels);
+    ChildProcess::prepare(*child, setup);
+    child->start(QIODevice::ReadOnly);
+    // Until exec the child may still run our own signal handlers; requests wait until then.
+    if (!child->waitForStarted(-1)) {
+        // What the system said, without the names of the calls that said it. Qt keeps its number
+        // to itself.
+        const QString reason = child->errorString().section(QStringLiteral(": "), -1);
+        throw SystemError(QStringLiteral("%1: %2").arg(executable, reason));
+    }
+    return child;
+}
 
+/// Reader thread. Nothing when the program ends and the child goes on without us.
+///
+/// Signals are sent on this thread only, which is also the one that reaps the child: so a process
+/// number is never used after it has been given to someone else.
+std::optional<qint32> ManagedProcess::Impl::read(const std::stop_token &stop,
+                                                 const std::stop_token &programEnds)
+{
+    auto child = launch();
+    const qint64 pid = child->processId();
+    QEventLoop loop;
+    LineSplitter lines(maxLineBytes);
+    const auto isAlive = [&] { return child->state() == QProcess::Running; };
     // What is there, whole lines or not: looking for a line first would go over an endless one
     // again and again.
-    const auto deliver = [&] { lines.feed(child->readAll(), onLine_); };
-    QObject::connect(child.get(), &QProcess::started, child.get(), [&] {
-        leader = child->processId();
-        sendRequests(*child);
-    });
-    QObject::connect(child.get(), &QProcess::readyRead, child.get(), deliver);
-    QObject::connect(child.get(), &QProcess::errorOccurred, child.get(),
-                     [&](QProcess::ProcessError error) {
-                         if (error == QProcess::FailedToStart) {
-                             setEnded();
-                             outcome.failed = true;
-                             outcome.error = child->errorString();
-                             loop.quit();
-                         }
-                     });
-    QObject::connect(child.get(), &QProcess::finished, child.get(), [&](int code) {
-        setEnded();
-        endGroup(leader);
-        // QProcess has read all that was in the pipe when the child was found dead. The pipe's
-        // end is not waited for: another process may hold it open for as long as it likes.
-        deliver();
-        lines.flush(onLine_);
-        outcome.ended = true;
-        outcome.status = code; // after a crash, the signal's number
-        loop.quit();
-    });
+    const auto deliver = [&] { lines.feed(child->readAll(), onLine); };
+    QObject::connect(child.get(), &QProcess::readyRead, &loop, deliver);
+    QObject::connect(child.get(), &QProcess::finished, &loop, &QEventLoop::quit);
 
-    {
-        const std::lock_guard guard(lock_);
-        child_ = child.get();
+    const auto inLoop = [&loop](auto act) {
+        return [&loop, act] { QMetaObject::invokeMethod(&loop, act, Qt::QueuedConnection); };
+    };
+    const auto terminate = [&] { (void)(isAlive() && ChildProcess::send(SIGTERM, pid)); };
+    const auto killAll = [&] { (void)(isAlive() && ChildProcess::sendToGroup(SIGKILL, pid)); };
+    const std::stop_callback onStop(stop, inLoop(terminate));
+    const std::stop_callback onKill(killing.get_token(), inLoop(killAll));
+    // Behind what was asked of the child.
+    const std::stop_callback onEnd(programEnds, inLoop([&loop] { loop.quit(); }));
+    loop.exec();
+    if (isAlive()) {
+        // It must never be destroyed, as it would kill the child.
+        Threads::keep(std::move(child));
+        return std::nullopt;
     }
-    child->start(QIODevice::ReadOnly);
-    if (!outcome.failed) {
-        loop.exec();
-    }
-    if (!outcome.failed && !outcome.ended) {
-        leaveRunning(child);
-    }
-    return outcome;
-}
 
-void ManagedProcess::Impl::prepare(QProcess &child) const
-{
-    child.setProgram(executable_);
-    child.setArguments(arguments_);
-    child.setProcessChannelMode(QProcess::MergedChannels);
-    if (isIsolated_) {
-        child.setStandardInputFile(QProcess::nullDevice());
-    } else {
-        child.setInputChannelMode(QProcess::ForwardedInputChannel);
+    // The group's number stays taken while anybody is in the group; were it empty, it has been free
+    // for a moment only, and no more than a new group of the same number could be met.
+    if (stop.stop_requested()) {
+        ChildProcess::sendToGroup(SIGTERM, pid);
     }
-    ChildProcess::keepIgnoringSigPipe(child);
-    const qint64 launcher = QCoreApplication::applicationPid();
-    child.setChildProcessModifier([onParentDeath = onParentDeath_, isIsolated = isIsolated_,
-                                   kept = kept_, launcher] {
-        if (isIsolated) {
-            ChildProcess::leaveTerminal();
-        }
-        ChildProcess::prepare();
-        if (kept >= 0) {
-            ChildProcess::keepOpen(kept);
-        }
-        if (onParentDeath != OnParentDeath::survive) {
-            ChildProcess::endWithLauncher(onParentDeath == OnParentDeath::kill ? SIGKILL : SIGTERM,
-                                          launcher);
-        }
-    });
-}
-
-/// Reader thread. Before `started`, the child may still run our own signal handlers; requests wait
-/// until then.
-void ManagedProcess::Impl::sendRequests(const QProcess &child)
-{
-    if (child.state() != QProcess::Running) {
-        return;
-    }
-    bool terminates = false;
-    bool kills = false;
-    {
-        const std::lock_guard guard(lock_);
-        terminates = std::exchange(wantsTerminate_, false);
-        kills = std::exchange(wantsKill_, false);
-    }
-    if (terminates) {
-        ChildProcess::terminate(child.processId());
-    }
-    if (kills) {
-        ChildProcess::killGroup(child.processId());
-    }
-}
-
-/// The program ends: what was asked of the child still reaches it, and it goes on without us. The
-/// object is never destroyed, as it would kill the child.
-void ManagedProcess::Impl::leaveRunning(const std::shared_ptr<QProcess> &child)
-{
-    constexpr int launchMilliseconds = 300;
-    child->disconnect();
-    if (child->state() == QProcess::Starting) {
-        child->waitForStarted(launchMilliseconds);
-    }
-    {
-        const std::lock_guard guard(lock_);
-        child_ = nullptr;
-    }
-    sendRequests(*child);
-    ReaderThreads::keep(child);
-}
-
-/// Reader thread, right after the child has ended, if that was asked for. The group's number stays
-/// taken while anybody is in the group; were it empty, it has been free for a moment only, and no
-/// more than a new group of the same number could be met.
-void ManagedProcess::Impl::endGroup(qint64 leader)
-{
-    const std::lock_guard guard(lock_);
-    if (endsGroup_) {
-        ChildProcess::terminateGroup(leader);
-    }
-}
-
-void ManagedProcess::Impl::setEnded()
-{
-    const std::lock_guard guard(lock_);
-    phase_ = Phase::ended;
-    child_ = nullptr;
+    isRunning = false;
+    // QProcess has read all that was in the pipe when the child was found dead. The pipe's end is
+    // not waited for: another process may hold it open for as long as it likes.
+    deliver();
+    lines.flush(onLine);
+    return child->exitCode(); // after a crash, the signal's number
 }
 
 ManagedProcess::ManagedProcess(QString executable, QStringList arguments, LineCallback onLine,
                                OnParentDeath onParentDeath)
-    : impl_(std::make_shared<Impl>(std::move(executable), std::move(arguments), std::move(onLine),
-                                   onParentDeath))
-{}
-
-ManagedProcess::~ManagedProcess() = default;
-
-QCoro::Task<qint32> ManagedProcess::run()
+    : impl_(std::make_shared<Impl>())
 {
-    return Impl::run(impl_);
+    impl_->executable = std::move(executable);
+    impl_->arguments = std::move(arguments);
+    impl_->onLine = std::move(onLine);
+    impl_->setup.endsWithLauncher = onParentDeath == OnParentDeath::kill;
+}
+
+QCoro::Task<qint32> ManagedProcess::run(std::stop_token stop)
+{
+    return Impl::run(impl_, std::move(stop));
 }
 
 void ManagedProcess::isolate(int descriptor)
 {
-    impl_->isolate(descriptor);
+    impl_->setup.isIsolated = true;
+    impl_->setup.descriptor = descriptor;
 }
 
 bool ManagedProcess::isRunning() const
 {
-    return impl_->isRunning();
-}
-
-void ManagedProcess::terminate()
-{
-    impl_->request(Impl::Request::terminate);
-}
-
-void ManagedProcess::terminateGroup()
-{
-    impl_->request(Impl::Request::terminateGroup);
+    return impl_->isRunning;
 }
 
 void ManagedProcess::kill()
 {
-    impl_->request(Impl::Request::kill);
+    if (impl_->isRunning) {
+        impl_->killing.request_stop();
+    }
 }
 
 } // namespace brindle

@@ -6,8 +6,8 @@
 #include <QString>
 #include <QStringList>
 
-#include <functional>
 #include <memory>
+#include <stop_token>
 
 namespace brindle {
 
@@ -27,16 +27,14 @@ public:
 
     /// What becomes of the child when this program dies. What cannot be bound (on macOS) goes on.
     enum class OnParentDeath {
-        survive,   ///< it goes on: a game that is being played
-        terminate, ///< it gets SIGTERM, and clears up
-        kill       ///< it gets SIGKILL
+        survive, ///< it goes on: a game that is being played
+        kill     ///< it gets SIGKILL
     };
 
     /// @param executable absolute path of the program.
     /// @param onLine called on the reader thread, one call at a time, in order, never under a lock.
     ManagedProcess(QString executable, QStringList arguments, LineCallback onLine,
                    OnParentDeath onParentDeath = OnParentDeath::survive);
-    ~ManagedProcess();
 
     /// Before `run`: the child reads nothing (its standard input is /dev/null) and has no terminal.
     /// The one descriptor of ours that it gets, if not -1, has the same number there.
@@ -44,28 +42,23 @@ public:
 
     /// Starts the child and returns when it has ended and all that it wrote has been delivered:
     /// its exit code, or the signal's number if it was killed. Others that still hold its output
-    /// pipe are not waited for. Throws SystemError when it can't be started, or
-    /// when there is no thread to read it. Call once. Stopping
-    /// the awaiting task does not stop the child.
-    QCoro::Task<qint32> run();
+    /// pipe are not waited for. Throws SystemError when it can't be started, or when there is no
+    /// thread to read it. Call once. The object may go while it runs.
+    ///
+    /// A request of `stop` asks the child to end (SIGTERM), as soon as it runs; and once it has
+    /// ended, what it has left in its process group, such as a dialog. What has put itself into
+    /// another group or session is not touched.
+    QCoro::Task<qint32> run(std::stop_token stop = {});
 
     /// True from the call of `run` until the child has ended. Any thread.
     bool isRunning() const;
 
-    /// Asks a running child to end (SIGTERM). Any thread; a request that arrives while the child
-    /// is being launched takes effect as soon as it runs. No effect before `run` or after the end.
-    void terminate();
-
-    /// As `terminate`; and once the child has ended, asks what it has left in its process group,
-    /// such as a dialog. What has put itself into another group or session is not touched.
-    void terminateGroup();
-
-    /// Ends a running child and everything that it started (SIGKILL to its process group). As
-    /// `terminate` otherwise.
+    /// Ends a running child and everything that it started (SIGKILL to its process group). Any
+    /// thread; takes effect as soon as the child runs. No effect before `run` or after the end.
     void kill();
 
 private:
-    class Impl;
+    struct Impl;
     std::shared_ptr<Impl> impl_;
 };
 

@@ -45,42 +45,22 @@ constexpr std::chrono::seconds patience{1};
                          .arg(status));
 }
 
-/// Returns the tool's exit status.
-QCoro::Task<qint32> runTool(QString archiveTool, QString archive, QString folder,
-                            std::shared_ptr<QFile> opened, std::stop_token stop)
-{
-    const QString source = opened ? QStringLiteral("/dev/fd/%1").arg(opened->handle()) : archive;
-    const QStringList arguments{QStringLiteral("-x"), QStringLiteral("-k"), source, folder};
-    // What it prints names entries of the archive, and proves nothing.
-    const LineCallback discard = [](const QString &) {};
-    // What it leaves is ours to clear up.
-    const auto tool = std::make_shared<ManagedProcess>(archiveTool, arguments, discard,
-                                                       ManagedProcess::OnParentDeath::kill);
-    tool->isolate(opened ? opened->handle() : -1);
-    // Started before the callback is installed: a request before the start would be lost.
-    const auto running = tool->run();
-    const std::stop_callback end(stop, [tool] {
-        tool->terminate();
-        QTimer::singleShot(patience, QCoreApplication::instance(), [tool] { tool->kill(); });
-    });
-    const qint32 status = co_await running;
-    // Closed, a deleted archive is gone.
-    opened.reset();
-    co_return status;
-}
-
 /// Unpacks into a folder, from where it takes its place if that is another one.
 QCoro::Task<> unzipBy(QString folder, QString archiveTool, QString zip, QString destination,
                       std::stop_token stop, Tools::UnzipOptions options)
 {
     checkCancellation(stop);
-    auto running = runTool(archiveTool, zip, folder, std::move(options.opened), stop);
-    const qint32 status = co_await running;
+    const int descriptor = options.opened ? options.opened->handle() : -1;
+    const QString source = options.opened ? QStringLiteral("/dev/fd/%1").arg(descriptor) : zip;
+    const QStringList arguments{QStringLiteral("-x"), QStringLiteral("-k"), source, folder};
+    const qint32 status = co_await Tools::run(archiveTool, arguments, stop, descriptor);
+    // Closed, a deleted archive is gone.
+    options.opened.reset();
     checkCancellation(stop);
     if (status != 0) {
         fail(status, zip, destination);
     }
-    const auto place = [folder, destination, zip, removesArchive = options.removesArchive] {
+    co_await runOnWorker([folder, destination, zip, removesArchive = options.removesArchive] {
         if (removesArchive) {
             Files::removeIfPossible(zip);
         }
@@ -89,35 +69,39 @@ QCoro::Task<> unzipBy(QString folder, QString archiveTool, QString zip, QString 
             Files::makePrivate(folder);
             Files::move(folder, destination);
         }
-    };
-    auto placing = runOnWorker(place);
-    co_await placing;
+    });
 }
 
 } // namespace
 
+QCoro::Task<qint32> Tools::run(QString program, QStringList arguments, std::stop_token stop,
+                               int descriptor)
+{
+    const auto tool = std::make_shared<ManagedProcess>(
+        program, arguments, [](const QString & /*line*/) {}, ManagedProcess::OnParentDeath::kill);
+    tool->isolate(descriptor);
+    const std::stop_callback escalation(stop, [tool] {
+        QTimer::singleShot(patience, QCoreApplication::instance(), [tool] { tool->kill(); });
+    });
+    co_return co_await tool->run(stop);
+}
+
 QCoro::Task<> Tools::unzip(QString archiveTool, QString zip, QString destination,
                            std::stop_token stop, UnzipOptions options)
 {
-    const auto prepare = [destination, isStaged = options.isStaged] {
+    const QString folder = co_await runOnWorker([destination, isStaged = options.isStaged] {
         Files::createFolder(destination);
         return isStaged ? destination : Files::makeHiddenBeside(destination);
-    };
-    auto preparing = runOnWorker(prepare);
-    const QString folder = co_await preparing;
-
+    });
     std::exception_ptr error;
     try {
-        auto unpacking = unzipBy(folder, archiveTool, zip, destination, stop, std::move(options));
-        co_await unpacking;
+        co_await unzipBy(folder, archiveTool, zip, destination, stop, std::move(options));
     } catch (...) {
         error = std::current_exception();
     }
     if (error && folder != destination) {
         // Ignored: a failure, as removeLeftovers takes what is left.
-        const auto clearUp = [folder] { (void)TreeRemoval::remove(QFile::encodeName(folder)); };
-        auto clearing = runOnWorker(clearUp);
-        co_await clearing;
+        co_await runOnWorker([folder] { (void)TreeRemoval::remove(QFile::encodeName(folder)); });
     }
     if (error) {
         std::rethrow_exception(error);

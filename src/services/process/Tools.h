@@ -3,6 +3,7 @@
 #include <QCoroTask>
 #include <QFile>
 #include <QString>
+#include <QStringList>
 
 #include <memory>
 #include <stop_token>
@@ -11,6 +12,13 @@ namespace brindle {
 
 /// Steps that an outside program does.
 namespace Tools {
+
+/// Runs a program to its end and returns its exit status, or the signal's number. What it prints is
+/// thrown away, it reads nothing and has no terminal, and it is killed when the launcher dies.
+/// `descriptor`, if not -1, is one of ours that it gets. `stop` ends it: at once, or after a second
+/// if it does not react. Throws SystemError when it can't be started. Main thread.
+QCoro::Task<qint32> run(QString program, QStringList arguments, std::stop_token stop = {},
+                        int descriptor = -1);
 
 struct UnzipOptions
 {
@@ -35,7 +43,7 @@ struct UnzipOptions
 ///
 /// Throws SystemError (folder, launch; and when the tool says that it can't write there, or can't
 /// read the archive), SetupError with the tool's exit status or when links can't be kept, or
-/// CancellationError after `stop` ended the tool: at once, or after a second if it does not react.
+/// CancellationError after `stop` ended the tool.
 QCoro::Task<> unzip(QString archiveTool, QString zip, QString destination, std::stop_token stop,
                     UnzipOptions options = {});
 
