@@ -13,6 +13,7 @@
 
 #include <csignal>
 #include <memory>
+#include <stop_token>
 
 using namespace brindle;
 
@@ -36,16 +37,18 @@ class TestGameRunner : public QObject
     Q_OBJECT
 
 private:
-    QCoro::Task<PlayResult> play(const QStringList &arguments)
+    QCoro::Task<PlayResult> play(const QStringList &arguments, const std::stop_token &stop = {})
     {
-        return play(testChild(), arguments);
+        return play(testChild(), arguments, stop);
     }
-    QCoro::Task<PlayResult> play(const QString &engine, const QStringList &arguments)
+    QCoro::Task<PlayResult> play(const QString &engine, const QStringList &arguments,
+                                 const std::stop_token &stop = {})
     {
-        return runner_->play(engine, arguments, Lines::into(lines_), [this] {
+        const auto stayedOpen = [this] {
             ++stayedOpen_;
             onMainThread_ = QThread::currentThread() == thread();
-        });
+        };
+        return runner_->play(engine, arguments, Lines::into(lines_), stayedOpen, stop);
     }
     void waitFor(const QString &line) const
     {
@@ -271,6 +274,59 @@ private Q_SLOTS:
         spinUntil([&] { return lifeline.isDropped(); });
     }
 
+    void aRequestDoesWhatAStopDoes_data()
+    {
+        QTest::addColumn<bool>("stopsAsWell");
+        QTest::newRow("a request") << false;
+        QTest::newRow("a request and a stop behind it") << true;
+    }
+    void aRequestDoesWhatAStopDoes()
+    {
+        QFETCH(const bool, stopsAsWell);
+        std::stop_source stop;
+        auto task = play({QStringLiteral("report:15"), QStringLiteral(R"(out:playing\n)"),
+                          QStringLiteral("wait:")},
+                         stop.get_token());
+        waitFor(QStringLiteral("playing"));
+        stop.request_stop();
+        QVERIFY(runner_->userStopped());
+        waitFor(QStringLiteral("signal 15"));
+        if (stopsAsWell) {
+            runner_->stop();
+        }
+        clock_->advance(GameRunner::killAfter);
+        const PlayResult result = await(std::move(task));
+        QCOMPARE(result.exitCode, SIGKILL);
+        QVERIFY(result.userStopped);
+        QCOMPARE(lines_->all().count(QStringLiteral("signal 15")), 1);
+    }
+
+    void aRequestEndsAnImport()
+    {
+        std::stop_source stop;
+        auto task = runner_->runImport(
+            engineScript(QStringLiteral("exec '%1' 'out:working\\n' wait:").arg(testChild())),
+            QStringLiteral("/game"), Lines::into(lines_), stop.get_token());
+        waitFor(QStringLiteral("working"));
+        stop.request_stop();
+        QCOMPARE(await(std::move(task)), SIGTERM);
+        QVERIFY(runner_->userStopped());
+    }
+
+    void aRequestEndsNoOtherRun()
+    {
+        std::stop_source stop;
+        QCOMPARE(await(play({}, stop.get_token())).exitCode, 0);
+        const Gate gate;
+        auto second = play({QStringLiteral("gate:") + gate.path(), QStringLiteral("exit:2")});
+        stop.request_stop();
+        QVERIFY(!runner_->userStopped());
+        gate.open();
+        const PlayResult result = await(std::move(second));
+        QCOMPARE(result.exitCode, 2);
+        QVERIFY(!result.userStopped);
+    }
+
     void killsNoLaterRun()
     {
         auto first = play({QStringLiteral("wait:")});
@@ -317,8 +373,8 @@ private Q_SLOTS:
         waitFor(QStringLiteral("held"));
         runner_->stop();
         QCOMPARE(await(std::move(task)).exitCode, SIGTERM);
-        // No time passes for the runner, and less than the copy would live by itself.
-        spinUntil([&] { return lifeline.isDropped(); }, 30);
+        // No time passes for the runner.
+        spinUntil([&] { return lifeline.isDropped(); });
     }
 
     /// A shell script that is no more than the program that it starts.
@@ -332,7 +388,7 @@ private Q_SLOTS:
         waitFor(QStringLiteral("playing"));
         runner_->stop();
         QCOMPARE(await(std::move(task)).exitCode, SIGTERM);
-        spinUntil([&] { return lifeline.isDropped(); }, 30);
+        spinUntil([&] { return lifeline.isDropped(); });
     }
 
     void mayGoWhileAGameRuns()

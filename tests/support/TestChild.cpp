@@ -24,7 +24,7 @@
 //                        its number, and skips all steps up to "parent:", where the copy ends
 //   session:             becomes the leader of a session of its own
 //   close:               closes standard output and error
-//   wait:                waits until a signal ends it, a minute at most
+//   wait:                waits until a signal ends it, two minutes at most
 //   signal:N             dies of a signal, without a core file
 //   exit:N               ends with a code
 //   staging:FOLDER       makes a staging folder there, prints its path in one line, and goes on
@@ -52,7 +52,8 @@
 
 namespace {
 
-constexpr unsigned maxLife = 60; // seconds; nothing that a test starts stays for ever
+// Seconds; nothing that a test starts stays for ever, but longer than a test waits for its end.
+constexpr unsigned maxLife = 120;
 constexpr size_t largeWrite = 64UL * 1024;
 
 /// Goes on without those who no longer listen, as a game does.

@@ -64,12 +64,8 @@ bool Threads::start(Work work, AtExit atExit)
         return true;
     }();
     std::stop_source stop;
-    std::unique_ptr<QThread> thread(
-        QThread::create([work = std::move(work), token = stop.get_token()]() mutable {
-            // The thread object lives on for a while; what the work holds should not.
-            const auto own = std::exchange(work, nullptr);
-            own(token);
-        }));
+    // Qt lets go of the work at its end, on that thread.
+    std::unique_ptr<QThread> thread(QThread::create(std::move(work), stop.get_token()));
 
     const std::lock_guard guard(registry().lock);
     std::erase_if(registry().threads, [](const Started &each) {
