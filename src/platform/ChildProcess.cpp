@@ -52,6 +52,10 @@ void endWithLauncher([[maybe_unused]] qint64 launcher)
 
 void prepareForked(const ChildProcess::Setup &setup, qint64 launcher)
 {
+    // First: until exec it holds all that the launcher holds, locks included.
+    if (setup.endsWithLauncher) {
+        endWithLauncher(launcher);
+    }
     if (setup.isIsolated) {
         ::setsid(); // before it leads a group, when it may no longer
     }
@@ -68,9 +72,6 @@ void prepareForked(const ChildProcess::Setup &setup, qint64 launcher)
     sigset_t none;
     ::sigemptyset(&none);
     ::sigprocmask(SIG_SETMASK, &none, nullptr);
-    if (setup.endsWithLauncher) {
-        endWithLauncher(launcher);
-    }
 }
 
 /// 0 and -1 address the caller's own group and every process there is.

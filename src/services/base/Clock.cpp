@@ -20,8 +20,7 @@ QCoro::Task<bool> SteadyClock::sleep(Duration duration, std::stop_token stop)
     QObject::connect(&timer, &QTimer::timeout, &timer, [woken] { woken.resume(true); });
     timer.start(std::chrono::ceil<std::chrono::milliseconds>(duration));
     const std::stop_callback wake(stop, [woken] { woken.resume(false); });
-    const bool passed = co_await woken;
-    co_return passed;
+    co_return co_await woken;
 }
 
 } // namespace brindle
