@@ -21,9 +21,6 @@ namespace brindle {
 /// dropped at any time.
 struct ManagedProcess::Impl
 {
-    static QCoro::Task<qint32> run(std::shared_ptr<Impl> self, std::stop_token stop);
-    static void readToEnd(std::shared_ptr<Impl> self, const OneShot<qint32> &ended,
-                          const std::stop_token &stop, const std::stop_token &programEnds);
     std::optional<qint32> read(const std::stop_token &stop, const std::stop_token &programEnds);
     std::shared_ptr<QProcess> launch();
 
@@ -34,46 +31,6 @@ struct ManagedProcess::Impl
     std::atomic<bool> isRunning = false;
     std::stop_source killing;
 };
-
-QCoro::Task<qint32> ManagedProcess::Impl::run(std::shared_ptr<Impl> self, std::stop_token stop)
-{
-    [[maybe_unused]] const bool again = self->isRunning.exchange(true);
-    Q_ASSERT(!again);
-    const OneShot<qint32> ended;
-    auto work = [self, ended, stop](const std::stop_token &programEnds) mutable {
-        readToEnd(std::move(self), ended, stop, programEnds);
-    };
-    if (!Threads::start(std::move(work))) {
-        self->isRunning = false;
-        throw SystemError::fromErrno(EAGAIN, self->executable);
-    }
-    co_return co_await ended;
-}
-
-void ManagedProcess::Impl::readToEnd(std::shared_ptr<Impl> self, const OneShot<qint32> &ended,
-                                     const std::stop_token &stop,
-                                     const std::stop_token &programEnds)
-{
-    std::optional<qint32> status;
-    std::exception_ptr error;
-    try {
-        status = self->read(stop, programEnds);
-    } catch (...) {
-        error = std::current_exception();
-        self->isRunning = false;
-    }
-    if (!error && !status) {
-        Threads::keep(std::move(self));
-        return;
-    }
-    // The callback, and all that it holds, is to go where the awaiting code is, not here.
-    self.reset();
-    if (error) {
-        ended.fail(error);
-    } else {
-        ended.resume(*status);
-    }
-}
 
 /// Reader thread. The child, running. Throws SystemError.
 std::shared_ptr<QProcess> ManagedProcess::Impl::launch()
@@ -88,6 +45,7 @@ std::shared_ptr<QProcess> ManagedProcess::Impl::launch()
     if (!child->waitForStarted(-1)) {
         // What the system said, without the names of the calls that said it. Qt keeps its number
         // to itself.
+        isRunning = false;
         const QString reason = child->errorString().section(QStringLiteral(": "), -1);
         throw SystemError(QStringLiteral("%1: %2").arg(executable, reason));
     }
@@ -112,15 +70,21 @@ std::optional<qint32> ManagedProcess::Impl::read(const std::stop_token &stop,
     QObject::connect(child.get(), &QProcess::readyRead, &loop, deliver);
     QObject::connect(child.get(), &QProcess::finished, &loop, &QEventLoop::quit);
 
-    const auto inLoop = [&loop](auto act) {
-        return [&loop, act] { QMetaObject::invokeMethod(&loop, act, Qt::QueuedConnection); };
+    const auto asTheLoopRuns = [&](auto act) {
+        return [&, act] {
+            const auto unlessEnded = [&, act] {
+                if (isAlive()) {
+                    act();
+                }
+            };
+            QMetaObject::invokeMethod(&loop, unlessEnded, Qt::QueuedConnection);
+        };
     };
-    const auto terminate = [&] { (void)(isAlive() && ChildProcess::send(SIGTERM, pid)); };
-    const auto killAll = [&] { (void)(isAlive() && ChildProcess::sendToGroup(SIGKILL, pid)); };
-    const std::stop_callback onStop(stop, inLoop(terminate));
-    const std::stop_callback onKill(killing.get_token(), inLoop(killAll));
+    const std::stop_callback onStop(stop, asTheLoopRuns([&] { ChildProcess::send(SIGTERM, pid); }));
+    const std::stop_callback onKill(
+        killing.get_token(), asTheLoopRuns([&] { ChildProcess::sendToGroup(SIGKILL, pid); }));
     // Behind what was asked of the child.
-    const std::stop_callback onEnd(programEnds, inLoop([&loop] { loop.quit(); }));
+    const std::stop_callback onEnd(programEnds, asTheLoopRuns([&] { loop.quit(); }));
     loop.exec();
     if (isAlive()) {
         // It must never be destroyed, as it would kill the child.
@@ -153,7 +117,31 @@ ManagedProcess::ManagedProcess(QString executable, QStringList arguments, LineCa
 
 QCoro::Task<qint32> ManagedProcess::run(std::stop_token stop)
 {
-    return Impl::run(impl_, std::move(stop));
+    auto impl = impl_; // this object may go
+    [[maybe_unused]] const bool again = impl->isRunning.exchange(true);
+    Q_ASSERT(!again);
+    const OneShot<qint32> ended;
+    auto work = [impl, ended, stop](const std::stop_token &programEnds) mutable {
+        std::optional<qint32> status;
+        std::exception_ptr error;
+        try {
+            status = impl->read(stop, programEnds);
+        } catch (...) {
+            error = std::current_exception();
+        }
+        if (!error && !status) {
+            Threads::keep(std::move(impl));
+            return;
+        }
+        // The callback, and all that it holds, is to go where the awaiting code is, not here.
+        impl.reset();
+        (void)(error ? ended.fail(error) : ended.resume(*status));
+    };
+    if (!Threads::start(std::move(work))) {
+        impl->isRunning = false;
+        throw SystemError::fromErrno(EAGAIN, impl->executable);
+    }
+    co_return co_await ended;
 }
 
 void ManagedProcess::isolate(int descriptor)
