@@ -30,6 +30,7 @@ struct ManagedProcess::Impl
     ChildProcess::Setup setup;
     std::atomic<bool> isRunning = false;
     std::stop_source killing;
+    const OneShot<qint32> ended;
 };
 
 /// Reader thread. The child, running. Throws SystemError.
@@ -120,8 +121,7 @@ QCoro::Task<qint32> ManagedProcess::run(std::stop_token stop)
     auto impl = impl_; // this object may go
     [[maybe_unused]] const bool again = impl->isRunning.exchange(true);
     Q_ASSERT(!again);
-    const OneShot<qint32> ended;
-    auto work = [impl, ended, stop](const std::stop_token &programEnds) mutable {
+    auto work = [impl, stop](const std::stop_token &programEnds) mutable {
         std::optional<qint32> status;
         std::exception_ptr error;
         try {
@@ -130,10 +130,12 @@ QCoro::Task<qint32> ManagedProcess::run(std::stop_token stop)
             error = std::current_exception();
         }
         if (!error && !status) {
+            // With it, who awaits its end.
             Threads::keep(std::move(impl));
             return;
         }
         // The callback, and all that it holds, is to go where the awaiting code is, not here.
+        const auto ended = impl->ended;
         impl.reset();
         (void)(error ? ended.fail(error) : ended.resume(*status));
     };
@@ -141,7 +143,7 @@ QCoro::Task<qint32> ManagedProcess::run(std::stop_token stop)
         impl->isRunning = false;
         throw SystemError::fromErrno(EAGAIN, impl->executable);
     }
-    co_return co_await ended;
+    co_return co_await impl->ended;
 }
 
 void ManagedProcess::isolate(int descriptor)
