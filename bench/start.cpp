@@ -44,13 +44,12 @@ void measure(const QString &child, const QString &work)
     // What a whole setup leaves on the disk.
     const ProjectInfo info;
     const EngineSpec spec = EngineManager::spec(info);
-    Platform platform = Platform::current(QCoreApplication::applicationDirPath());
-    platform.standardProgram = QStringLiteral("engine");
+    const Platform platform = Platform::current(QCoreApplication::applicationDirPath());
     Files::createFolder(root + QStringLiteral("/Game/game-main"));
     Files::writeAtomically(root + QStringLiteral("/Game/game-main/project.godot"),
                            "config_version=5\n");
     Files::createFolder(spec.folder(root));
-    QFile::copy(child, spec.folder(root) + QStringLiteral("/engine"));
+    QFile::copy(child, spec.folder(root) + u'/' + spec.program(platform));
     Files::writeAtomically(root + QStringLiteral("/info.json"), info.toJson());
     Files::writeAtomically(
         root + QStringLiteral("/imported-") + spec.tag() + QStringLiteral(".txt"), "ok");

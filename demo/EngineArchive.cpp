@@ -2,6 +2,7 @@
 
 #include "demo/ProgramFill.h"
 #include "demo/ZipWriter.h"
+#include "engine/EngineSpec.h"
 
 #include <QFile>
 #include <QTemporaryFile>
@@ -47,11 +48,10 @@ void pad(const QString &program, qint64 fillTo, QTemporaryFile &padded)
     require(padded.flush(), padded);
 }
 
-/// Where Platform's pattern puts the program inside the archive.
+/// Where the program lies inside the archive.
 QString programPath(const Platform &platform, const QString &version, bool mono)
 {
-    QString path = mono ? platform.monoProgram : platform.standardProgram;
-    path.replace(QStringLiteral("{version}"), version);
+    QString path = EngineSpec{version, mono}.program(platform);
     if (path.startsWith(u'*')) {
         path.replace(0, 1, mono ? QStringLiteral("Godot_mono") : QStringLiteral("Godot"));
     }

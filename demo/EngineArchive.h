@@ -6,9 +6,9 @@
 
 namespace brindle {
 
-/// Packs a program as the engine's official archives are packed: the program where `Platform` says
-/// that it lies, with its execute bit. A macOS build is a bundle with an Info.plist; a mono build
-/// also holds a "GodotSharp" folder.
+/// Packs a program as the engine's official archives are packed: the program where `EngineSpec`
+/// says that it lies, with its execute bit. A macOS build is a bundle with an Info.plist; a mono
+/// build also holds a "GodotSharp" folder.
 class EngineArchive
 {
 public:

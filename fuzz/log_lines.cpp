@@ -30,7 +30,7 @@ QStringList split(QByteArrayView bytes, qsizetype limit, qsizetype chunk)
 QString cleanedByExpression(QString text)
 {
     static const QRegularExpression colour(QStringLiteral("\x1b\\[[0-9;]*[A-Za-z]"));
-    return Text::trimmedNewlines(text.remove(colour));
+    return Text::withoutNewlines(text.remove(colour)).toString();
 }
 
 } // namespace

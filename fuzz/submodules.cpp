@@ -3,9 +3,9 @@
 #include "Expect.h"
 #include "Fuzzer.h"
 #include "ProjectFolder.h"
-#include "project/AddonFolder.h"
 #include "project/CodeHost.h"
 #include "project/ProjectInspector.h"
+#include "project/RepoDownloader.h"
 
 using namespace brindle;
 
@@ -17,7 +17,7 @@ int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     const ProjectInfo info = ProjectInspector::inspect(folder.path());
     expect(ProjectInfo::fromJson(info.toJson()) == info, "a description survives being saved");
     for (const Submodule &submodule : info.submodules) {
-        const auto place = AddonFolder::locate(info.repoRoot, submodule.path);
+        const auto place = RepoDownloader::addonFolder(info.repoRoot, submodule.path);
         if (place) {
             const QString rest = place->mid(info.repoRoot.size());
             expect(place->startsWith(info.repoRoot) && (rest.isEmpty() || rest.startsWith(u'/')),

@@ -35,7 +35,7 @@ constexpr qint64 sampleSpeed = 8'000'000;
 DemoStage::DemoStage(Content content, const QString &privatePrograms)
     : content_(std::move(content)), platform_(Platform::current(privatePrograms))
 {
-    platform_.engineUserData = file(QStringLiteral("saves"));
+    platform_.dataFolder = file(QStringLiteral("saves"));
     QDir().mkpath(file(QStringLiteral("temporary")));
     offerGoodGame();
     offerAddon();

@@ -1,7 +1,7 @@
 #include "core/AppModel.h"
 
-#include "base/ByteCount.h"
 #include "base/Error.h"
+#include "base/Text.h"
 #include "files/Files.h"
 #include "log/LogQueue.h"
 #include "project/ProjectInspector.h"
@@ -55,7 +55,7 @@ AppModel::AppModel(Dependencies parts, QObject *parent)
     , engines(parts.codeHost, parts.storageRoot, parts.temporaryFolder, parts.platform)
     , storage_(std::move(parts.storageRoot))
     , repositoryPage_(RepoDownloader::repositoryPage(parts.codeHost))
-    , engineUserData_(parts.platform.engineUserData)
+    , engineUserData_(EngineSpec::userDataFolder(parts.platform))
     , desktop_(std::move(parts.desktop))
     , logQueue_(std::make_shared<LogQueue>(&log))
     , settings_(std::move(parts.settings), logQueue_)
@@ -291,12 +291,12 @@ void AppModel::updateProgress(qint64 done, qint64 total, double speed)
     const auto wholeSpeed = static_cast<qint64>(std::clamp(speed, 0.0, most));
     Status next = status_;
     next.progress = std::nullopt;
-    next.detail = ByteCount::string(done);
+    next.detail = Text::byteCount(done);
     if (total >= 1) {
         next.progress = static_cast<double>(done) / static_cast<double>(total);
-        next.detail += QStringLiteral(" of ") + ByteCount::string(total);
+        next.detail += QStringLiteral(" of ") + Text::byteCount(total);
     }
-    next.detail += QStringLiteral(" · ") + ByteCount::string(wholeSpeed) + QStringLiteral("/s");
+    next.detail += QStringLiteral(" · ") + Text::byteCount(wholeSpeed) + QStringLiteral("/s");
     show(next);
 }
 

@@ -1,12 +1,10 @@
 // The actions besides Play and Cancel.
 
-#include "base/ByteCount.h"
 #include "base/Error.h"
 #include "base/Text.h"
 #include "base/Worker.h"
 #include "core/AppModel.h"
 #include "files/Files.h"
-#include "files/Paths.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -164,7 +162,7 @@ QCoro::Task<> AppModel::removeRoot(std::stop_token stop)
     const int answer = desktop_->runAlert(
         {QStringLiteral("Remove the game and the engine?"),
          QStringLiteral("This frees %1. Your saved games (in Godot's own folder) are kept.")
-             .arg(ByteCount::string(size)),
+             .arg(Text::byteCount(size)),
          {QStringLiteral("Remove"), QStringLiteral("Cancel")}});
     if (answer != 0 || stop.stop_requested()) {
         co_return;
@@ -200,7 +198,7 @@ QCoro::Task<> AppModel::measure()
     const auto measure = [root = storage_.root] { return Paths::folderSize(root); };
     const qint64 bytes = co_await runOnWorker(measure);
     if (self && self->measurements_ == number) {
-        self->storageSize_ = ByteCount::string(bytes);
+        self->storageSize_ = Text::byteCount(bytes);
         Q_EMIT self->storageSizeChanged();
     }
 }

@@ -1,8 +1,8 @@
 #include "engine/EngineManager.h"
 
 #include "base/Error.h"
+#include "base/Text.h"
 #include "base/Worker.h"
-#include "engine/ChecksumList.h"
 #include "files/Files.h"
 #include "files/StagingFolder.h"
 #include "process/Tools.h"
@@ -11,6 +11,8 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+
+#include <algorithm>
 
 #include <openssl/evp.h>
 
@@ -34,174 +36,9 @@ std::shared_ptr<QFile> openToRead(const QString &file)
     return opened;
 }
 
-/// An archive whose digest was computed, and the digest.
-struct Hashed
-{
-    std::shared_ptr<QFile> archive;
-    QString digest;
-};
-
-} // namespace
-
-EngineManager::EngineManager(QUrl codeHost, QString storageRoot, QString temporaryFolder,
-                             Platform platform)
-    : codeHost_(std::move(codeHost))
-    , storageRoot_(std::move(storageRoot))
-    , temporaryFolder_(std::move(temporaryFolder))
-    , platform_(std::move(platform))
-{}
-
-EngineSpec EngineManager::spec(const ProjectInfo &info)
-{
-    if (info.configVersion < firstGodot4Format) {
-        throw SetupError(QStringLiteral("This game was made with Godot 3 (config_version %1). This "
-                                        "app only runs Godot 4 games.")
-                             .arg(info.configVersion));
-    }
-    if (!info.godotVersion) {
-        throw SetupError(QStringLiteral("The game's project.godot does not say which Godot version "
-                                        "it needs."));
-    }
-    return {*info.godotVersion + QStringLiteral("-stable"), info.usesCSharp};
-}
-
-std::optional<QString> EngineManager::binary(const EngineSpec &spec) const
-{
-    if (!spec.isWellFormed()) {
-        return std::nullopt;
-    }
-    QString pattern = spec.mono ? platform_.monoProgram : platform_.standardProgram;
-    pattern.replace(QStringLiteral("{version}"), spec.version);
-    const QString first = pattern.section(QLatin1Char('/'), 0, 0);
-    const QString rest = pattern.mid(first.size());
-    const bool isWildcard = first.startsWith(QLatin1Char('*'));
-
-    const QString folder = spec.folder(storageRoot_);
-    for (const QString &name : Files::names(folder)) {
-        const bool matches = isWildcard ? name.endsWith(first.mid(1)) : name == first;
-        const QFileInfo candidate(folder + QLatin1Char('/') + name + rest);
-        if (matches && candidate.isFile() && candidate.isExecutable()) {
-            return candidate.filePath();
-        }
-    }
-    return std::nullopt;
-}
-
-QCoro::Task<QString> EngineManager::install(EngineSpec spec, ProgressCallback progress,
-                                            StatusCallback status, LineCallback log,
-                                            std::stop_token stop)
-{
-    const QString zipName = spec.zipName(platform_);
-    const QString base =
-        QStringLiteral("/godotengine/godot-builds/releases/download/%1/").arg(spec.version);
-    const auto archive = CodeHost::address(codeHost_, base + zipName);
-    const auto list = CodeHost::address(codeHost_, base + QStringLiteral("SHA512-SUMS.txt"));
-    if (!spec.isWellFormed() || !archive || !list) {
-        throw SetupError(QStringLiteral("Internal error: bad engine address."));
-    }
-
-    auto fetching = Transfer::toMemory(*list, maxChecksumBytes, stop);
-    const TransferResult answer = co_await fetching;
-    if (answer.status != statusOk) {
-        throw SetupError(QStringLiteral("Godot %1 was not found on the official download page "
-                                        "(status %2).")
-                             .arg(spec.version)
-                             .arg(answer.status));
-    }
-    const auto digest = ChecksumList::digest(answer.body, zipName);
-    if (!digest) {
-        throw SetupError(
-            QStringLiteral("The official checksum list has no entry for %1.").arg(zipName));
-    }
-
-    const StagingFolder::Work fetchAndInstall = [=, this, address = *archive,
-                                                 expected = *digest](QString folder) {
-        return installArchive(spec, address, folder + QStringLiteral("/godot.zip"), expected,
-                              progress, status, log, stop);
-    };
-    auto installing = StagingFolder::with(temporaryFolder_, storageRoot_, fetchAndInstall);
-    const QString program = co_await installing;
-    co_return program;
-}
-
-/// The part of an install that has something in the staging folder.
-QCoro::Task<QString> EngineManager::installArchive(EngineSpec spec, QUrl archive, QString zip,
-                                                   QString expectedDigest,
-                                                   ProgressCallback progress, StatusCallback status,
-                                                   LineCallback log, std::stop_token stop)
-{
-    downloader.setOnProgress(std::move(progress));
-    TransferOptions limits;
-    limits.limit = maxArchiveBytes;
-    auto downloading = downloader.download(archive, zip, stop, limits);
-    co_await downloading;
-
-    checkCancellation(stop);
-    status(QStringLiteral("Checking the download"));
-    const auto hash = [zip, stop] {
-        const auto opened = openToRead(zip);
-        return Hashed{opened, sha512(*opened, stop)};
-    };
-    auto hashing = runOnWorker(hash);
-    Hashed hashed = co_await hashing;
-    if (hashed.digest != expectedDigest) {
-        throw SetupError(QStringLiteral("The engine download did not match its official checksum, "
-                                        "so it was thrown away. Please try again."));
-    }
-    log(QStringLiteral("Checksum (SHA-512) matches the official list."));
-    status(QStringLiteral("Unpacking the engine"));
-
-    const QString folder = spec.folder(storageRoot_);
-    const auto removeOld = [folder] {
-        Files::removeIfPossible(folder);
-        Files::removeLeftovers(QFileInfo(folder).path());
-    };
-    auto removing = runOnWorker(removeOld);
-    co_await removing;
-    Tools::UnzipOptions options;
-    options.removesArchive = true;
-    // What was checked is what is unpacked, whoever may change the staging folder meanwhile.
-    options.opened = std::move(hashed.archive);
-    if (!platform_.archiveToolTakesOpenFiles) {
-        options.opened.reset();
-    }
-    auto unpacking = Tools::unzip(platform_.archiveTool, zip, folder, stop, std::move(options));
-    co_await unpacking;
-
-    log(QStringLiteral("Removing the macOS quarantine flag from the engine: it is a program "
-                       "downloaded from the internet, and without this macOS may block it or keep "
-                       "asking about it."));
-    auto clearing = clearQuarantine(folder);
-    co_await clearing;
-
-    const auto program = binary(spec);
-    if (!program) {
-        throw SetupError(QStringLiteral("The Godot engine was unpacked but its program was not "
-                                        "found inside."));
-    }
-    co_return *program;
-}
-
-/// Not checked: where the flag stays, the system asks the user instead.
-QCoro::Task<> EngineManager::clearQuarantine(QString folder) const
-{
-    const Platform::Command step = platform_.quarantineStep;
-    if (step.program.isEmpty()) {
-        co_return;
-    }
-    try {
-        co_await Tools::run(step.program, step.filled(folder, folder));
-    } catch (const SystemError &) {
-        // Ignored: not even to be started is the same to us as a failure of it.
-    }
-}
-
-QString EngineManager::sha512(const QString &file, const std::stop_token &stop)
-{
-    return sha512(*openToRead(file), stop);
-}
-
-QString EngineManager::sha512(QFile &file, const std::stop_token &stop)
+/// The SHA-512 of an open file, from where it stands to its end. Throws and blocks as
+/// `EngineManager::sha512` does.
+QString digestOf(QFile &file, const std::stop_token &stop)
 {
     const std::unique_ptr<EVP_MD_CTX, decltype(&EVP_MD_CTX_free)> context(EVP_MD_CTX_new(),
                                                                           &EVP_MD_CTX_free);
@@ -229,6 +66,184 @@ QString EngineManager::sha512(QFile &file, const std::stop_token &stop)
     }
     digest.truncate(size);
     return QString::fromLatin1(digest.toHex());
+}
+
+/// An archive whose digest was computed, and the digest.
+struct Hashed
+{
+    std::shared_ptr<QFile> archive;
+    QString digest;
+};
+
+} // namespace
+
+EngineManager::EngineManager(QUrl codeHost, Storage storage, QString temporaryFolder,
+                             Platform platform)
+    : codeHost_(std::move(codeHost))
+    , storage_(std::move(storage))
+    , temporaryFolder_(std::move(temporaryFolder))
+    , platform_(std::move(platform))
+{}
+
+EngineSpec EngineManager::spec(const ProjectInfo &info)
+{
+    if (info.configVersion < firstGodot4Format) {
+        throw SetupError(QStringLiteral("This game was made with Godot 3 (config_version %1). This "
+                                        "app only runs Godot 4 games.")
+                             .arg(info.configVersion));
+    }
+    if (!info.godotVersion) {
+        throw SetupError(QStringLiteral("The game's project.godot does not say which Godot version "
+                                        "it needs."));
+    }
+    return {*info.godotVersion + QStringLiteral("-stable"), info.usesCSharp};
+}
+
+std::optional<QString> EngineManager::binary(const EngineSpec &spec) const
+{
+    if (!spec.isWellFormed()) {
+        return std::nullopt;
+    }
+    const QString program = spec.program(platform_);
+    const QString first = program.section(u'/', 0, 0);
+    const QDir folder(spec.folder(storage_));
+    const auto all = QDir::AllEntries | QDir::Hidden | QDir::CaseSensitive;
+    for (const QString &name : folder.entryList({first}, all)) {
+        const QFileInfo candidate(folder.filePath(name + program.sliced(first.size())));
+        if (candidate.isFile() && candidate.isExecutable()) {
+            return candidate.filePath();
+        }
+    }
+    return std::nullopt;
+}
+
+QCoro::Task<QString> EngineManager::install(EngineSpec spec, ProgressCallback progress,
+                                            StatusCallback status, LineCallback log,
+                                            std::stop_token stop)
+{
+    const QString zipName = spec.zipName(platform_);
+    const QString base =
+        QStringLiteral("/godotengine/godot-builds/releases/download/%1/").arg(spec.version);
+    const auto archive = CodeHost::address(codeHost_, base + zipName);
+    const auto list = CodeHost::address(codeHost_, base + QStringLiteral("SHA512-SUMS.txt"));
+    if (!spec.isWellFormed() || !archive || !list) {
+        throw SetupError(QStringLiteral("Internal error: bad engine address."));
+    }
+
+    const TransferResult answer = co_await Transfer::toMemory(*list, maxChecksumBytes, stop);
+    if (answer.status != statusOk) {
+        throw SetupError(QStringLiteral("Godot %1 was not found on the official download page "
+                                        "(status %2).")
+                             .arg(spec.version)
+                             .arg(answer.status));
+    }
+    const auto digest = publishedDigest(answer.body, zipName);
+    if (!digest) {
+        throw SetupError(
+            QStringLiteral("The official checksum list has no entry for %1.").arg(zipName));
+    }
+
+    const StagingFolder::Work fetchAndInstall = [=, this, address = *archive,
+                                                 expected = *digest](QString folder) {
+        return installArchive(spec, address, folder + QStringLiteral("/godot.zip"), expected,
+                              progress, status, log, stop);
+    };
+    co_return co_await StagingFolder::with(temporaryFolder_, storage_, fetchAndInstall);
+}
+
+/// The part of an install that has something in the staging folder.
+QCoro::Task<QString> EngineManager::installArchive(EngineSpec spec, QUrl archive, QString zip,
+                                                   QString expectedDigest,
+                                                   ProgressCallback progress, StatusCallback status,
+                                                   LineCallback log, std::stop_token stop)
+{
+    downloader.setOnProgress(std::move(progress));
+    TransferOptions limits;
+    limits.limit = maxArchiveBytes;
+    co_await downloader.download(archive, zip, stop, limits);
+
+    checkCancellation(stop);
+    status(QStringLiteral("Checking the download"));
+    const auto hash = [zip, stop] {
+        const auto opened = openToRead(zip);
+        return Hashed{opened, digestOf(*opened, stop)};
+    };
+    Hashed hashed = co_await runOnWorker(hash);
+    if (hashed.digest != expectedDigest) {
+        throw SetupError(QStringLiteral("The engine download did not match its official checksum, "
+                                        "so it was thrown away. Please try again."));
+    }
+    log(QStringLiteral("Checksum (SHA-512) matches the official list."));
+    status(QStringLiteral("Unpacking the engine"));
+
+    const QString folder = spec.folder(storage_);
+    const auto removeOld = [folder, engines = storage_.enginesFolder()] {
+        Files::removeIfPossible(folder);
+        Files::removeLeftovers(engines);
+    };
+    co_await runOnWorker(removeOld);
+    Tools::UnzipOptions options;
+    options.removesArchive = true;
+    // What was checked is what is unpacked, whoever may change the staging folder meanwhile.
+    options.opened = std::move(hashed.archive);
+    if (!platform_.archiveToolTakesOpenFiles) {
+        options.opened.reset();
+    }
+    co_await Tools::unzip(platform_.archiveTool, zip, folder, stop, std::move(options));
+
+    log(QStringLiteral("Removing the macOS quarantine flag from the engine: it is a program "
+                       "downloaded from the internet, and without this macOS may block it or keep "
+                       "asking about it."));
+    co_await clearQuarantine(folder);
+
+    const auto program = binary(spec);
+    if (!program) {
+        throw SetupError(QStringLiteral("The Godot engine was unpacked but its program was not "
+                                        "found inside."));
+    }
+    co_return *program;
+}
+
+/// Not checked: where the flag stays, the system asks the user instead.
+QCoro::Task<> EngineManager::clearQuarantine(QString folder) const
+{
+    const Platform::Command step = platform_.quarantineStep;
+    if (step.program.isEmpty()) {
+        co_return;
+    }
+    try {
+        co_await Tools::run(step.program, step.filled(folder, folder));
+    } catch (const SystemError &) {
+        // Ignored: not even to be started is the same to us as a failure of it.
+    }
+}
+
+std::optional<QString> EngineManager::publishedDigest(const QByteArray &list,
+                                                      const QString &zipName)
+{
+    const auto isBetween = [](QChar c) { return c == u' ' || c == u'*'; };
+    const auto takePiece = [&isBetween](QStringView &line) {
+        const auto begin = std::find_if_not(line.begin(), line.end(), isBetween);
+        const auto end = std::find_if(begin, line.end(), isBetween);
+        const QStringView piece(begin, end);
+        line = QStringView(end, line.end());
+        return piece;
+    };
+    std::optional<QString> digest;
+    const QString text = QString::fromUtf8(list);
+    Text::eachLine(text, [&](QStringView line) {
+        const QStringView first = takePiece(line);
+        if (takePiece(line) == zipName) {
+            digest = first.toString().toLower();
+        }
+        return true;
+    });
+    return digest;
+}
+
+QString EngineManager::sha512(const QString &file, const std::stop_token &stop)
+{
+    return digestOf(*openToRead(file), stop);
 }
 
 } // namespace brindle

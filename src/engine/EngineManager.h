@@ -6,7 +6,6 @@
 #include "project/ProjectInfo.h"
 
 #include <QCoroTask>
-#include <QFile>
 #include <QUrl>
 
 #include <functional>
@@ -21,7 +20,7 @@ class EngineManager
 {
 public:
     /// @param codeHost base address of the code-hosting service, which holds the releases.
-    EngineManager(QUrl codeHost, QString storageRoot, QString temporaryFolder, Platform platform);
+    EngineManager(QUrl codeHost, Storage storage, QString temporaryFolder, Platform platform);
 
     /// The build that a project needs. Throws SetupError when none fits.
     static EngineSpec spec(const ProjectInfo &info);
@@ -36,11 +35,16 @@ public:
     QCoro::Task<QString> install(EngineSpec spec, ProgressCallback progress, StatusCallback status,
                                  LineCallback log, std::stop_token stop);
 
+    /// The digest that a release's checksum list gives for an archive, in lower case and not looked
+    /// at further; the last entry counts. Both forms of the usual tools are read: digest, two
+    /// blanks, name, and digest, blank, asterisk, name. Goes through the list without taking it
+    /// apart: it is hostile until proven otherwise, and this is done on the main thread. Any
+    /// thread; never fails.
+    static std::optional<QString> publishedDigest(const QByteArray &list, const QString &zipName);
+
     /// The file's SHA-512 as 128 lower-case hexadecimal digits. Throws SystemError when it can't
     /// be read, CancellationError when `stop` is requested. Blocks: worker threads only.
     static QString sha512(const QString &file, const std::stop_token &stop = {});
-    /// The same of an open file, from where it stands to its end.
-    static QString sha512(QFile &file, const std::stop_token &stop);
 
     FileDownloader downloader;
 
@@ -52,7 +56,7 @@ private:
     QCoro::Task<> clearQuarantine(QString folder) const;
 
     QUrl codeHost_;
-    QString storageRoot_;
+    Storage storage_;
     QString temporaryFolder_;
     Platform platform_;
 };

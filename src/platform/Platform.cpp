@@ -63,17 +63,12 @@ Platform Platform::current(const QString &privatePrograms)
 Platform Platform::macOS(const QString &home)
 {
     Platform row;
-    row.name = QStringLiteral("macOS");
-    row.standardArchiveSuffix = QStringLiteral("_macos.universal.zip");
-    row.monoArchiveSuffix = QStringLiteral("_mono_macos.universal.zip");
-    // The bundle is "Godot.app" or "Godot_mono.app".
-    row.standardProgram = QStringLiteral("*.app/Contents/MacOS/Godot");
-    row.monoProgram = row.standardProgram;
+    row.system = System::macOS;
+    row.dataFolder = home + QStringLiteral("/Library/Application Support");
     row.archiveTool = QStringLiteral("/usr/bin/ditto");
     row.quarantineStep = {QStringLiteral("/usr/bin/xattr"),
                           {QStringLiteral("-dr"), QStringLiteral("com.apple.quarantine"),
                            QStringLiteral("{folder}")}};
-    row.engineUserData = home + QStringLiteral("/Library/Application Support/Godot/app_userdata");
     row.reveal = {
         {QStringLiteral("/usr/bin/open"), {QStringLiteral("-R"), QStringLiteral("{path}")}}};
     return row;
@@ -82,19 +77,12 @@ Platform Platform::macOS(const QString &home)
 Platform Platform::linuxDesktop(const QString &dataFolder, const QString &architecture,
                                 const QString &privatePrograms)
 {
-    const QString cpu = architecture == u"arm64" ? architecture : QStringLiteral("x86_64");
     Platform row;
-    row.name = QStringLiteral("Linux");
-    // A dot before the architecture in the standard archive and in both programs, an underscore
-    // in the mono archive and its folder.
-    row.standardArchiveSuffix = QStringLiteral("_linux.%1.zip").arg(cpu);
-    row.monoArchiveSuffix = QStringLiteral("_mono_linux_%1.zip").arg(cpu);
-    row.standardProgram = QStringLiteral("Godot_v{version}_linux.%1").arg(cpu);
-    row.monoProgram =
-        QStringLiteral("Godot_v{version}_mono_linux_%1/Godot_v{version}_mono_linux.%1").arg(cpu);
+    row.system = System::linuxDesktop;
+    row.architecture = architecture;
+    row.dataFolder = dataFolder;
     row.archiveTool = privatePrograms + QStringLiteral("/ditto");
     row.archiveToolTakesOpenFiles = true;
-    row.engineUserData = dataFolder + QStringLiteral("/godot/app_userdata");
     // https://www.freedesktop.org/wiki/Specifications/file-manager-interface/: the items' URLs and
     // a start-up id. Waiting for the reply is what makes a missing file manager a failed exit.
     row.reveal = {

@@ -24,18 +24,12 @@ struct Platform
         QStringList filled(const QString &path, const QString &folder) const;
     };
 
-    QString name; ///< "macOS" or "Linux"
-
-    /// What follows "Godot_v" + version in an archive's name, from the release listings at
-    /// https://github.com/godotengine/godot-builds/releases.
-    QString standardArchiveSuffix;
-    QString monoArchiveSuffix;
-
-    /// Where the program lies in an unpacked build, relative to the build's folder. The first
-    /// component may begin with "*" (any name that ends in the rest); "{version}" stands for the
-    /// release tag.
-    QString standardProgram;
-    QString monoProgram;
+    enum class System { macOS, linuxDesktop };
+    System system = System::linuxDesktop;
+    /// As QSysInfo::currentCpuArchitecture() names it; empty on macOS, whose programs run on all.
+    QString architecture;
+    /// The folder in which programs keep the user's data, without a slash at its end.
+    QString dataFolder;
 
     /// Absolute path of the program that unpacks zip archives (ditto's command line).
     QString archiveTool;
@@ -44,9 +38,6 @@ struct Platform
 
     /// Clears the quarantine flag below "{folder}"; no program where there is no such flag.
     Command quarantineStep;
-
-    /// The folder in which the engine keeps each project's user data, without a slash at its end.
-    QString engineUserData;
 
     /// How to show "{path}" in the file browser: tried in order until one exits with 0. "{folder}"
     /// is the path itself when it is a folder, otherwise the one that holds it.
@@ -57,9 +48,7 @@ struct Platform
     static Platform current(const QString &privatePrograms);
 
     /// The rows. @param home the user's home folder; @param dataFolder `$XDG_DATA_HOME` or
-    /// "~/.local/share"; @param architecture as QSysInfo::currentCpuArchitecture() names it:
-    /// "arm64" picks the engine's builds for it, anything else those for x86_64 (the only others
-    /// that every release has).
+    /// "~/.local/share".
     static Platform macOS(const QString &home);
     static Platform linuxDesktop(const QString &dataFolder, const QString &architecture,
                                  const QString &privatePrograms);

@@ -10,7 +10,20 @@
 
 namespace brindle {
 
-ProcessLock::ProcessLock(QString file) : file_(std::move(file)) {}
+namespace {
+
+/// Whoever had the lock before may have removed what was opened since.
+bool isStillAt(const QByteArray &name, int descriptor)
+{
+    struct stat opened = {};
+    struct stat there = {};
+    return fstat(descriptor, &opened) == 0 && lstat(name.constData(), &there) == 0 &&
+           there.st_dev == opened.st_dev && there.st_ino == opened.st_ino;
+}
+
+} // namespace
+
+ProcessLock::ProcessLock(QString path, Kind kind) : path_(std::move(path)), kind_(kind) {}
 
 ProcessLock::~ProcessLock()
 {
@@ -24,18 +37,26 @@ ProcessLock::Outcome ProcessLock::tryLock()
     if (descriptor_ >= 0) {
         return Outcome::held;
     }
-    const int descriptor = open(QFile::encodeName(file_).constData(),
-                                O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, S_IRUSR | S_IWUSR);
+    const QByteArray name = QFile::encodeName(path_);
+    const int flags = kind_ == Kind::folder ? O_RDONLY | O_DIRECTORY : O_RDWR | O_CREAT;
+    const int descriptor =
+        open(name.constData(), flags | O_CLOEXEC | O_NOFOLLOW, S_IRUSR | S_IWUSR);
     if (descriptor < 0) {
-        return Outcome::unavailable;
+        const bool gone = kind_ == Kind::folder && errno == ENOENT;
+        return gone ? Outcome::taken : Outcome::unavailable;
     }
+    Outcome outcome = Outcome::held;
     if (flock(descriptor, LOCK_EX | LOCK_NB) != 0) {
-        const bool taken = errno == EWOULDBLOCK;
-        close(descriptor);
-        return taken ? Outcome::taken : Outcome::unavailable;
+        outcome = errno == EWOULDBLOCK ? Outcome::taken : Outcome::unavailable;
+    } else if (!isStillAt(name, descriptor)) {
+        outcome = Outcome::taken;
     }
-    descriptor_ = descriptor;
-    return Outcome::held;
+    if (outcome == Outcome::held) {
+        descriptor_ = descriptor;
+    } else {
+        close(descriptor);
+    }
+    return outcome;
 }
 
 } // namespace brindle

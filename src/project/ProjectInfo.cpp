@@ -3,6 +3,7 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QRegularExpression>
 
 namespace brindle {
 
@@ -10,100 +11,112 @@ const ProjectInfo ProjectInfo::placeholder;
 
 namespace {
 
-/// Takes an object's members apart; remembers when one was missing or mistyped.
-class Reader
+/// Hands each key of the saved form to `use`, with its field: the one list for writing and reading.
+template <typename Info, typename Use>
+void eachField(Info &info, Use use)
 {
-public:
-    explicit Reader(QJsonObject object) : object_(std::move(object)) {}
+    use(QStringLiteral("name"), info.name);
+    use(QStringLiteral("configVersion"), info.configVersion);
+    use(QStringLiteral("features"), info.features);
+    use(QStringLiteral("godotVersion"), info.godotVersion);
+    use(QStringLiteral("usesCSharp"), info.usesCSharp);
+    use(QStringLiteral("mainScene"), info.mainScene);
+    use(QStringLiteral("licenseName"), info.licenseName);
+    use(QStringLiteral("copyright"), info.copyright);
+    use(QStringLiteral("tagline"), info.tagline);
+    use(QStringLiteral("controls"), info.controls);
+    use(QStringLiteral("submodules"), info.submodules);
+    use(QStringLiteral("addons"), info.addons);
+    use(QStringLiteral("repoRoot"), info.repoRoot);
+}
 
-    bool failed() const { return failed_; }
-    bool has(QStringView key) const
-    {
-        const QJsonValue value = object_.value(key);
-        return !value.isUndefined() && !value.isNull();
+// `written` is the JSON of a field; `read` fills a field and returns false when it is missing or
+// mistyped.
+
+template <typename Plain>
+QJsonValue written(const Plain &value)
+{
+    return value;
+}
+
+QJsonValue written(const std::optional<QString> &text)
+{
+    return text ? QJsonValue(*text) : QJsonValue(QJsonValue::Undefined);
+}
+
+QJsonValue written(const Submodule &submodule)
+{
+    return QJsonObject{{QStringLiteral("path"), submodule.path},
+                       {QStringLiteral("url"), submodule.url}};
+}
+
+template <typename Item>
+QJsonValue written(const QList<Item> &list)
+{
+    QJsonArray array;
+    for (const Item &item : list) {
+        array.append(written(item));
     }
+    return array;
+}
 
-    QString string(QStringView key)
-    {
-        const QJsonValue value = object_.value(key);
-        failed_ |= !value.isString();
-        return value.toString();
+bool read(const QJsonValue &value, QString &text)
+{
+    text = value.toString();
+    return value.isString();
+}
+
+bool read(const QJsonValue &value, bool &flag)
+{
+    flag = value.toBool();
+    return value.isBool();
+}
+
+bool read(const QJsonValue &value, qint64 &number)
+{
+    // A number that is not integral, or too large, yields whatever the default is.
+    number = value.toInteger(0);
+    return number == value.toInteger(1);
+}
+
+bool read(const QJsonValue &value, std::optional<QString> &text)
+{
+    text.reset();
+    return value.isUndefined() || value.isNull() || read(value, text.emplace());
+}
+
+bool read(const QJsonValue &value, Submodule &submodule)
+{
+    return read(value[u"path"], submodule.path) && read(value[u"url"], submodule.url);
+}
+
+template <typename Item>
+bool read(const QJsonValue &value, QList<Item> &list)
+{
+    list.clear();
+    bool isGood = value.isArray();
+    for (const QJsonValue item : value.toArray()) {
+        isGood = read(item, list.emplaceBack()) && isGood;
     }
-
-    bool boolean(QStringView key)
-    {
-        const QJsonValue value = object_.value(key);
-        failed_ |= !value.isBool();
-        return value.toBool();
-    }
-
-    qint64 integer(QStringView key)
-    {
-        const QJsonValue value = object_.value(key);
-        // A number that is not integral, or too large, yields whatever the default is.
-        failed_ |= value.toInteger(0) != value.toInteger(1);
-        return value.toInteger();
-    }
-
-    QJsonArray array(QStringView key)
-    {
-        const QJsonValue value = object_.value(key);
-        failed_ |= !value.isArray();
-        return value.toArray();
-    }
-
-    QStringList strings(QStringView key)
-    {
-        QStringList list;
-        for (const QJsonValue item : array(key)) {
-            failed_ |= !item.isString();
-            list.append(item.toString());
-        }
-        return list;
-    }
-
-    QList<Submodule> submodules(QStringView key)
-    {
-        QList<Submodule> list;
-        for (const QJsonValue item : array(key)) {
-            Reader reader(item.toObject());
-            list.append({reader.string(u"path"), reader.string(u"url")});
-            failed_ |= reader.failed();
-        }
-        return list;
-    }
-
-private:
-    QJsonObject object_;
-    bool failed_ = false;
-};
+    return isGood;
+}
 
 } // namespace
 
+bool ProjectInfo::isVersion(const QString &text)
+{
+    // Anchored by \A and \z, because $ would let a line feed at the end through.
+    static const QRegularExpression form(
+        QRegularExpression::anchoredPattern(QStringLiteral(R"([0-9]+\.[0-9]+(\.[0-9]+)?)")));
+    return form.match(text).hasMatch();
+}
+
 QByteArray ProjectInfo::toJson() const
 {
-    QJsonArray modules;
-    for (const Submodule &submodule : submodules) {
-        modules.append(QJsonObject{{QStringLiteral("path"), submodule.path},
-                                   {QStringLiteral("url"), submodule.url}});
-    }
-    QJsonObject object{
-        {QStringLiteral("name"), name},
-        {QStringLiteral("configVersion"), configVersion},
-        {QStringLiteral("features"), QJsonArray::fromStringList(features)},
-        {QStringLiteral("usesCSharp"), usesCSharp},
-        {QStringLiteral("mainScene"), mainScene},
-        {QStringLiteral("licenseName"), licenseName},
-        {QStringLiteral("copyright"), copyright},
-        {QStringLiteral("tagline"), tagline},
-        {QStringLiteral("controls"), QJsonArray::fromStringList(controls)},
-        {QStringLiteral("submodules"), modules},
-        {QStringLiteral("addons"), QJsonArray::fromStringList(addons)},
-        {QStringLiteral("repoRoot"), repoRoot},
-    };
-    if (godotVersion) {
-        object.insert(QStringLiteral("godotVersion"), *godotVersion);
-    }
+    QJsonObject object;
+    eachField(*this, [&object](const QString &key, const auto &field) {
+        object.insert(key, written(field)); // leaves out what is undefined
+    });
     // Qt's reader drops a byte order mark at the start of a text, unless it is written as an
     // escape.
     return QJsonDocument(object).toJson().replace("\"\xEF\xBB\xBF", "\"\\ufeff");
@@ -112,31 +125,12 @@ QByteArray ProjectInfo::toJson() const
 std::optional<ProjectInfo> ProjectInfo::fromJson(const QByteArray &json)
 {
     const QJsonDocument document = QJsonDocument::fromJson(json);
-    if (!document.isObject()) {
-        return std::nullopt;
-    }
-    Reader reader(document.object());
     ProjectInfo info;
-    info.name = reader.string(u"name");
-    info.configVersion = reader.integer(u"configVersion");
-    info.features = reader.strings(u"features");
-    info.godotVersion.reset();
-    if (reader.has(u"godotVersion")) {
-        info.godotVersion = reader.string(u"godotVersion");
-    }
-    info.usesCSharp = reader.boolean(u"usesCSharp");
-    info.mainScene = reader.string(u"mainScene");
-    info.licenseName = reader.string(u"licenseName");
-    info.copyright = reader.string(u"copyright");
-    info.tagline = reader.string(u"tagline");
-    info.controls = reader.strings(u"controls");
-    info.submodules = reader.submodules(u"submodules");
-    info.addons = reader.strings(u"addons");
-    info.repoRoot = reader.string(u"repoRoot");
-    if (reader.failed()) {
-        return std::nullopt;
-    }
-    return info;
+    bool isGood = document.isObject();
+    eachField(info, [&](const QString &key, auto &field) {
+        isGood = read(document[key], field) && isGood;
+    });
+    return isGood ? std::optional(info) : std::nullopt;
 }
 
 } // namespace brindle

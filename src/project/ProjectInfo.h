@@ -1,7 +1,5 @@
 #pragma once
 
-#include "project/Submodule.h"
-
 #include <QByteArray>
 #include <QList>
 #include <QString>
@@ -10,6 +8,15 @@
 #include <optional>
 
 namespace brindle {
+
+/// One git submodule as ".gitmodules" lists it.
+struct Submodule
+{
+    QString path; ///< the add-on's folder, relative to the repository folder, as written
+    QString url;  ///< its repository's address, as written
+
+    bool operator==(const Submodule &) const = default;
+};
 
 /// What is known about the game project. A plain value; the defaults are what is shown before any
 /// project has been inspected.
@@ -30,6 +37,9 @@ struct ProjectInfo
     QString repoRoot;            ///< absolute path of the repository folder
 
     bool operator==(const ProjectInfo &) const = default;
+
+    /// Whether `text` has the form of `godotVersion`: two or three numbers with dots.
+    static bool isVersion(const QString &text);
 
     /// Exactly the defaults above.
     static const ProjectInfo placeholder;

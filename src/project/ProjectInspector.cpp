@@ -2,17 +2,21 @@
 
 #include "base/Text.h"
 #include "files/Files.h"
-#include "project/TextFile.h"
 
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QRegularExpression>
+#include <QStringDecoder>
 
 #include <algorithm>
 #include <filesystem>
 #include <functional>
 #include <vector>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace brindle {
 
@@ -50,6 +54,47 @@ Listing listed(const fs::path &folder)
     return listing;
 }
 
+/// The whole text of a regular file (links to one are followed) without a byte order mark; absent
+/// when it is missing, unreadable, too large or not valid UTF-8. Never waits for another program,
+/// whatever kind of file it is.
+std::optional<QString> readText(const QString &path)
+{
+    // Opening a pipe would wait for its writer.
+    const int descriptor =
+        open(QFile::encodeName(path).constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    struct stat status = {};
+    QFile file;
+    if (descriptor < 0 ||
+        !file.open(descriptor, QIODevice::ReadOnly, QFileDevice::AutoCloseHandle) ||
+        fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode)) {
+        return std::nullopt;
+    }
+    // In pieces: a buffer of the most that may come costs more than nearly every file.
+    constexpr qint64 pieceBytes = 65'536;
+    constexpr qint64 maxBytes = ProjectInspector::maxFileBytes;
+    QByteArray bytes;
+    for (QByteArray piece = file.read(pieceBytes); !piece.isEmpty() && bytes.size() <= maxBytes;
+         piece = file.read(pieceBytes)) {
+        bytes += piece;
+    }
+    if (file.error() != QFileDevice::NoError || bytes.size() > maxBytes) {
+        return std::nullopt;
+    }
+    // Stateless, so that a sequence cut off by the file's end is an error too.
+    QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
+    QString text = decoder.decode(bytes);
+    return decoder.hasError() ? std::nullopt : std::optional(text);
+}
+
+/// Hands each line to `use`, without white space at its ends, until that returns false. What can't
+/// be read is one empty line.
+template <typename Use>
+void eachLine(const std::optional<QString> &text, Use use)
+{
+    Text::eachLine(text.value_or(QString()),
+                   [&use](QStringView line) { return use(Text::withoutWhitespace(line)); });
+}
+
 QStringList quoted(const QString &line)
 {
     static const QRegularExpression pattern(QStringLiteral(R"re("([^"]*)")re"));
@@ -80,9 +125,8 @@ bool take(QStringView &view, QStringView prefix)
 
 void readProjectFile(const QString &projectDir, ProjectInfo &info)
 {
-    const auto text = TextFile::read(QDir(projectDir).filePath(QStringLiteral("project.godot")));
-    Text::eachLine(text.value_or(QString()), [&info](QStringView untrimmed) {
-        const QStringView line = Text::withoutWhitespace(untrimmed);
+    const auto text = readText(QDir(projectDir).filePath(QStringLiteral("project.godot")));
+    eachLine(text, [&info](QStringView line) {
         QStringView rest = line;
         if (take(rest, u"config_version=")) {
             info.configVersion = integer(rest.toString());
@@ -100,16 +144,6 @@ void readProjectFile(const QString &projectDir, ProjectInfo &info)
     });
 }
 
-std::optional<QString> engineVersion(const QStringList &features)
-{
-    static const QRegularExpression pattern(
-        QRegularExpression::anchoredPattern(QStringLiteral(R"([0-9]+\.[0-9]+(\.[0-9]+)?)")));
-    const auto version = std::find_if(features.begin(), features.end(), [](const QString &item) {
-        return pattern.match(item).hasMatch();
-    });
-    return version == features.end() ? std::nullopt : std::optional(*version);
-}
-
 QString repositoryFolder(const QString &projectDir)
 {
     for (const QString &candidate : {projectDir, QFileInfo(projectDir).path()}) {
@@ -125,9 +159,8 @@ QList<Submodule> readSubmodules(const QString &repository)
 {
     QList<Submodule> submodules;
     QString path;
-    const auto text = TextFile::read(QDir(repository).filePath(QStringLiteral(".gitmodules")));
-    Text::eachLine(text.value_or(QString()), [&](QStringView untrimmed) {
-        const QStringView line = Text::withoutWhitespace(untrimmed);
+    const auto text = readText(QDir(repository).filePath(QStringLiteral(".gitmodules")));
+    eachLine(text, [&](QStringView line) {
         const qsizetype equals = line.indexOf(u'=');
         // An empty side is no piece, and two are needed.
         if (equals <= 0 || equals == line.size() - 1) {
@@ -158,7 +191,7 @@ std::optional<QString> readFirst(const QStringList &names, const QStringList &fo
 {
     for (const QString &name : names) {
         for (const QString &folder : folders) {
-            if (auto text = TextFile::read(QDir(folder).filePath(name))) {
+            if (auto text = readText(QDir(folder).filePath(name))) {
                 return text;
             }
         }
@@ -172,8 +205,7 @@ void readLicense(const QStringList &folders, ProjectInfo &info)
                                  QStringLiteral("LICENSE.txt"), QStringLiteral("COPYING")},
                                 folders);
     bool hasTitle = false;
-    Text::eachLine(text.value_or(QString()), [&](QStringView untrimmed) {
-        const QStringView line = Text::withoutWhitespace(untrimmed);
+    eachLine(text, [&](QStringView line) {
         if (line.isEmpty()) {
             return true;
         }
@@ -190,12 +222,11 @@ void readLicense(const QStringList &folders, ProjectInfo &info)
     });
 }
 
-void readTagline(QStringView text, ProjectInfo &info)
+void readTagline(const std::optional<QString> &text, ProjectInfo &info)
 {
     // Headings, images, links and badges, HTML, tables, list items, quotes, code fences.
     constexpr QStringView markup = u"#![<|-*>`";
-    Text::eachLine(text, [&](QStringView untrimmed) {
-        const QStringView line = Text::withoutWhitespace(untrimmed);
+    eachLine(text, [&](QStringView line) {
         if (line.isEmpty() || markup.contains(line.front())) {
             return true;
         }
@@ -204,19 +235,18 @@ void readTagline(QStringView text, ProjectInfo &info)
     });
 }
 
-QStringList controls(QStringView text)
+QStringList controls(const std::optional<QString> &text)
 {
     QStringList hints;
     bool inside = false;
-    Text::eachLine(text, [&](QStringView untrimmed) {
-        const QStringView line = Text::withoutWhitespace(untrimmed);
+    eachLine(text, [&](QStringView line) {
         if (line.startsWith(u'#')) {
             if (inside) {
                 return false;
             }
             inside = line.toString().toLower().contains(u"control");
         } else if (inside && (line.startsWith(u'-') || line.startsWith(u'*'))) {
-            hints.append(Text::trimmedWhitespace(line.sliced(1)));
+            hints.append(Text::withoutWhitespace(line.sliced(1)).toString());
         }
         return hints.size() < maxControls;
     });
@@ -248,7 +278,9 @@ ProjectInfo ProjectInspector::inspect(const QString &projectDir)
     ProjectInfo info;
     readProjectFile(project, info);
     info.usesCSharp = info.features.contains(QStringLiteral("C#"));
-    info.godotVersion = engineVersion(info.features);
+    const auto version =
+        std::find_if(info.features.begin(), info.features.end(), ProjectInfo::isVersion);
+    info.godotVersion = version == info.features.end() ? std::nullopt : std::optional(*version);
     info.repoRoot = repositoryFolder(project);
     info.submodules = readSubmodules(info.repoRoot);
     info.addons = readAddons(project);
@@ -257,8 +289,8 @@ ProjectInfo ProjectInspector::inspect(const QString &projectDir)
     const auto readme = readFirst(
         {QStringLiteral("README.md"), QStringLiteral("README"), QStringLiteral("readme.md")},
         folders);
-    readTagline(readme.value_or(QString()), info);
-    info.controls = controls(readme.value_or(QString()));
+    readTagline(readme, info);
+    info.controls = controls(readme);
     return info;
 }
 

@@ -4,20 +4,20 @@
 
 #include <optional>
 
-namespace brindle {
-
 /// Reads a downloaded project folder with simple line rules; runs nothing and never fails. Blocks:
 /// worker threads only, save for the start.
-class ProjectInspector
-{
-public:
-    /// The folder of the shallowest "project.godot" within five levels below `folder`, hidden
-    /// folders not entered; absent when there is none. Looks level by level and stops at the first
-    /// level that has one.
-    static std::optional<QString> findProject(const QString &folder);
+namespace brindle::ProjectInspector {
 
-    /// What the project's files tell; unreadable files leave the defaults.
-    static ProjectInfo inspect(const QString &projectDir);
-};
+/// A text file that is larger counts as unreadable: nobody writes such a README, and it is held in
+/// memory.
+constexpr qint64 maxFileBytes = 16 * 1024 * 1024;
 
-} // namespace brindle
+/// The folder of the shallowest "project.godot" within five levels below `folder`, hidden folders
+/// not entered; absent when there is none. Looks level by level and stops at the first level that
+/// has one.
+std::optional<QString> findProject(const QString &folder);
+
+/// What the project's files tell; files that are unreadable or not valid UTF-8 leave the defaults.
+ProjectInfo inspect(const QString &projectDir);
+
+} // namespace brindle::ProjectInspector

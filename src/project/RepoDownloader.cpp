@@ -5,11 +5,15 @@
 #include "files/Files.h"
 #include "files/StagingFolder.h"
 #include "process/Tools.h"
-#include "project/AddonFolder.h"
 #include "project/CodeHost.h"
 #include "project/ProjectInspector.h"
 
+#include <QDir>
+#include <QFile>
 #include <QFileInfo>
+
+#include <filesystem>
+#include <system_error>
 
 namespace brindle {
 
@@ -17,11 +21,53 @@ namespace {
 
 constexpr QStringView repositoryPath = u"/tessel-works/godot-brindle";
 
+QStringList components(const QString &path)
+{
+    return path.split(u'/', Qt::SkipEmptyParts);
+}
+
+/// Where `path` ends, starting from the folder `start` (without links in its path), with every
+/// link on the way followed, dangling ones as well. Absent when there are too many links.
+std::optional<QString> followLinks(const QString &start, const QString &path)
+{
+    constexpr int maxLinks = 40; // as the system's own limit
+    QString place = start;
+    QStringList ahead = components(path);
+    int links = 0;
+    while (!ahead.isEmpty()) {
+        const QString name = ahead.takeFirst();
+        if (name == u".") {
+            continue;
+        }
+        if (name == u"..") {
+            place = place.left(qMax(place.lastIndexOf(u'/'), 0));
+            continue;
+        }
+        const QString next = place + u'/' + name;
+        std::error_code notALink;
+        const auto target =
+            std::filesystem::read_symlink(QFile::encodeName(next).toStdString(), notALink);
+        if (notALink) {
+            place = next;
+            continue;
+        }
+        if (++links > maxLinks) {
+            return std::nullopt;
+        }
+        const QString targetText = QFile::decodeName(QByteArray::fromStdString(target.string()));
+        if (targetText.startsWith(u'/')) {
+            place.clear();
+        }
+        ahead = components(targetText) + ahead;
+    }
+    return place;
+}
+
 /// The place of an add-on that is still missing or empty, absent when it is there. Throws
 /// SetupError for a place outside the repository folder. Blocks.
 std::optional<QString> missingAddon(const QString &repository, const QString &path)
 {
-    const std::optional<QString> folder = AddonFolder::locate(repository, path);
+    const std::optional<QString> folder = RepoDownloader::addonFolder(repository, path);
     if (!folder) {
         throw SetupError(QStringLiteral("The add-on \"%1\" lies outside the game's folder, so it "
                                         "was not fetched.")
@@ -46,10 +92,10 @@ void placeAddon(const QString &unpacked, const QString &folder, const QString &p
 
 } // namespace
 
-RepoDownloader::RepoDownloader(QUrl codeHost, QString storageRoot, QString temporaryFolder,
+RepoDownloader::RepoDownloader(QUrl codeHost, Storage storage, QString temporaryFolder,
                                QString archiveTool)
     : codeHost_(std::move(codeHost))
-    , storageRoot_(std::move(storageRoot))
+    , storage_(std::move(storage))
     , temporaryFolder_(std::move(temporaryFolder))
     , archiveTool_(std::move(archiveTool))
 {}
@@ -57,6 +103,35 @@ RepoDownloader::RepoDownloader(QUrl codeHost, QString storageRoot, QString tempo
 QUrl RepoDownloader::repositoryPage(const QUrl &codeHost)
 {
     return CodeHost::address(codeHost, repositoryPath.toString()).value_or(QUrl());
+}
+
+std::optional<QString> RepoDownloader::addonFolder(const QString &repository, const QString &path)
+{
+    // The system would see the path end at a null character.
+    if (!repository.startsWith(u'/') || path.startsWith(u'/') || path.contains(QChar::Null)) {
+        return std::nullopt;
+    }
+    const QString clean = QDir::cleanPath(path);
+    if (clean == u".." || clean.startsWith(u"../")) {
+        return std::nullopt;
+    }
+    if (clean.isEmpty() || clean == u".") {
+        return repository;
+    }
+    QString located = QDir::cleanPath(repository) + u'/' + clean;
+    QString root = QFileInfo(repository).canonicalFilePath();
+    if (root.isEmpty()) {
+        // There is no such folder, so no link can lie in it either.
+        return located;
+    }
+    if (root == u"/") {
+        root.clear();
+    }
+    const std::optional<QString> end = followLinks(root, clean);
+    if (!end || (*end != root && !end->startsWith(root + u'/'))) {
+        return std::nullopt;
+    }
+    return located;
 }
 
 QCoro::Task<QString> RepoDownloader::installGame(ProgressCallback progress, std::stop_token stop)
@@ -69,35 +144,29 @@ QCoro::Task<QString> RepoDownloader::installGame(ProgressCallback progress, std:
     const StagingFolder::Work install = [this, address = *archive, progress, stop](QString folder) {
         return installArchive(address, folder + QStringLiteral("/game.zip"), progress, stop);
     };
-    auto installing = StagingFolder::with(temporaryFolder_, storageRoot_, install);
-    const QString project = co_await installing;
-    co_return project;
+    co_return co_await StagingFolder::with(temporaryFolder_, storage_, install);
 }
 
 QCoro::Task<QString> RepoDownloader::installArchive(QUrl archive, QString zip,
                                                     ProgressCallback progress, std::stop_token stop)
 {
     downloader.setOnProgress(std::move(progress));
-    auto downloading = downloader.download(archive, zip, stop);
-    co_await downloading;
+    co_await downloader.download(archive, zip, stop);
     checkCancellation(stop);
 
-    const QString game = storageRoot_ + QStringLiteral("/Game");
-    const auto removeOld = [root = storageRoot_, game] {
+    const QString game = storage_.gameFolder();
+    const auto removeOld = [root = storage_.root, game] {
         Files::removeIfPossible(game);
         Files::removeLeftovers(root);
     };
-    auto removing = runOnWorker(removeOld);
-    co_await removing;
+    co_await runOnWorker(removeOld);
 
     Tools::UnzipOptions options;
     options.removesArchive = true;
-    auto unpacking = Tools::unzip(archiveTool_, zip, game, stop, options);
-    co_await unpacking;
+    co_await Tools::unzip(archiveTool_, zip, game, stop, options);
 
     const auto find = [game] { return ProjectInspector::findProject(game); };
-    auto finding = runOnWorker(find);
-    const std::optional<QString> project = co_await finding;
+    const std::optional<QString> project = co_await runOnWorker(find);
     if (!project) {
         throw SetupError(QStringLiteral(
             "The downloaded game has no project.godot file, so it can't be started."));
@@ -112,8 +181,7 @@ QCoro::Task<> RepoDownloader::fetchSubmodules(ProjectInfo info, ProgressCallback
         const auto look = [repository = info.repoRoot, path = submodule.path] {
             return missingAddon(repository, path);
         };
-        auto looking = runOnWorker(look);
-        const std::optional<QString> folder = co_await looking;
+        const std::optional<QString> folder = co_await runOnWorker(look);
         if (!folder) {
             continue;
         }
@@ -128,8 +196,7 @@ QCoro::Task<> RepoDownloader::fetchSubmodules(ProjectInfo info, ProgressCallback
                                            place = *folder, progress, stop](QString staging) {
             return fetchAddon(address, staging, path, place, progress, stop);
         };
-        auto fetching = StagingFolder::with(temporaryFolder_, storageRoot_, fetch);
-        co_await fetching;
+        co_await StagingFolder::with(temporaryFolder_, storage_, fetch);
     }
 }
 
@@ -141,16 +208,13 @@ QCoro::Task<QString> RepoDownloader::fetchAddon(QUrl archive, QString staging, Q
     const QString zip = staging + QStringLiteral("/sub.zip");
     const QString unpacked = staging + QStringLiteral("/out");
     downloader.setOnProgress(std::move(progress));
-    auto downloading = downloader.download(archive, zip, stop);
-    co_await downloading;
+    co_await downloader.download(archive, zip, stop);
     Tools::UnzipOptions options;
     options.isStaged = true;
     options.removesArchive = true;
-    auto unpacking = Tools::unzip(archiveTool_, zip, unpacked, stop, options);
-    co_await unpacking;
+    co_await Tools::unzip(archiveTool_, zip, unpacked, stop, options);
     const auto place = [unpacked, folder, path] { placeAddon(unpacked, folder, path); };
-    auto placing = runOnWorker(place);
-    co_await placing;
+    co_await runOnWorker(place);
     co_return folder;
 }
 

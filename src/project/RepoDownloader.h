@@ -1,6 +1,7 @@
 #pragma once
 
 #include "base/Callbacks.h"
+#include "files/Storage.h"
 #include "net/FileDownloader.h"
 #include "project/ProjectInfo.h"
 
@@ -19,14 +20,20 @@ class RepoDownloader
 public:
     /// @param codeHost base address of the code-hosting service, e.g. https://github.com.
     /// @param archiveTool see Tools::unzip.
-    RepoDownloader(QUrl codeHost, QString storageRoot, QString temporaryFolder,
-                   QString archiveTool);
+    RepoDownloader(QUrl codeHost, Storage storage, QString temporaryFolder, QString archiveTool);
 
     /// The game repository's web page below `codeHost`.
     static QUrl repositoryPage(const QUrl &codeHost);
 
-    /// Downloads and unpacks the repository archive into "Game" in the storage root, replacing it
-    /// whole; returns the project folder. Throws SetupError, TransferError, SystemError or
+    /// Where an add-on belongs: `path`, which comes with the download and is therefore not trusted,
+    /// below `repository` (an absolute path), without "." and ".."; absent when it leads outside of
+    /// the repository folder: it is absolute, climbs above the folder, or passes through symbolic
+    /// links that do. An empty path names the repository folder itself. Reads links only; any
+    /// thread.
+    static std::optional<QString> addonFolder(const QString &repository, const QString &path);
+
+    /// Downloads and unpacks the repository archive into the game folder, replacing it whole;
+    /// returns the project folder. Throws SetupError, TransferError, SystemError or
     /// CancellationError; until the download is complete the game folder is not touched.
     QCoro::Task<QString> installGame(ProgressCallback progress, std::stop_token stop);
 
@@ -45,7 +52,7 @@ private:
                                     ProgressCallback progress, std::stop_token stop);
 
     QUrl codeHost_;
-    QString storageRoot_;
+    Storage storage_;
     QString temporaryFolder_;
     QString archiveTool_;
 };

@@ -34,7 +34,6 @@ ModelFixture::ModelFixture(std::shared_ptr<Clock> modelClock, QUrl host)
     : clock(std::move(modelClock)), codeHost(std::move(host)), platform(row(folder_))
 {
     platform.archiveTool = QStringLiteral(BRINDLE_DITTO);
-    platform.engineUserData = saves();
     Files::createFolder(temporaryFolder());
 }
 
@@ -81,8 +80,7 @@ void ModelFixture::installByHand(const QByteArray &engine, const QString &versio
     ProjectInfo info = ProjectInspector::inspect(project);
     write(root(QStringLiteral("info.json")), info.toJson());
     const EngineSpec spec{version + QStringLiteral("-stable"), false};
-    QString program = platform.standardProgram;
-    program.replace(QStringLiteral("{version}"), spec.version);
+    QString program = spec.program(platform);
     if (program.startsWith(QLatin1Char('*'))) {
         program.replace(0, 1, QStringLiteral("Godot"));
     }

@@ -37,7 +37,7 @@ public:
     QString root(const QString &name) const { return root() + QLatin1Char('/') + name; }
     QString temporaryFolder() const { return folder_.filePath(QStringLiteral("temporary")); }
     QString settingsFile() const { return folder_.filePath(QStringLiteral("settings.ini")); }
-    QString saves() const { return folder_.filePath(QStringLiteral("saves")); }
+    QString saves() const { return EngineSpec::userDataFolder(platform); }
 
     /// What is left in the temporary folder.
     QStringList leftovers() const;

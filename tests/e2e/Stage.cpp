@@ -3,7 +3,7 @@
 #include "Namespaces.h"
 #include "demo/EngineArchive.h"
 #include "demo/GitArchive.h"
-#include "platform/Platform.h"
+#include "engine/EngineSpec.h"
 
 #include <QDir>
 #include <QFile>
@@ -35,7 +35,7 @@ Platform platform()
 
 QString engineArchive()
 {
-    return QStringLiteral("Godot_v") + engineVersion + platform().standardArchiveSuffix;
+    return EngineSpec{engineVersion}.zipName(platform());
 }
 
 /// Where libcurl looks for those whom it trusts, on Debian: for "ca-certificates.crt", which holds

@@ -467,6 +467,7 @@ private Q_SLOTS:
         QVERIFY(!engines.binary(spec));
         writeScript(folder + QStringLiteral("/Godot/Contents/MacOS/Godot"), "");
         writeScript(folder + QStringLiteral("/Godot.app.old/Contents/MacOS/Godot"), "");
+        writeScript(folder + QStringLiteral("/Godot.APP/Contents/MacOS/Godot"), "");
         QVERIFY(!engines.binary(spec));
         QDir().mkpath(folder + QStringLiteral("/A.app/Contents/MacOS/Godot")); // not a file
         writeScript(folder + QStringLiteral("/B.app/Contents/MacOS/Godot"), "");

@@ -11,35 +11,53 @@ class TestEngineSpec : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void archivesAreNamedAsOnTheReleasePage_data()
+    void archivesAndProgramsAreNamedAsOnTheReleasePage_data()
     {
-        QTest::addColumn<bool>("mac");
-        QTest::addColumn<QString>("architecture");
+        QTest::addColumn<Platform>("platform");
         QTest::addColumn<bool>("isMono");
-        QTest::addColumn<QString>("name");
-        QTest::newRow("macOS") << true << "" << false << "Godot_v4.3-stable_macos.universal.zip";
+        QTest::addColumn<QString>("zip");
+        QTest::addColumn<QString>("program");
+        const Platform mac = Platform::macOS(QStringLiteral("/Users/ada"));
+        const char *const app = "*.app/Contents/MacOS/Godot";
+        QTest::newRow("macOS") << mac << false << "Godot_v4.3-stable_macos.universal.zip" << app;
         QTest::newRow("macOS, C#")
-            << true << "" << true << "Godot_v4.3-stable_mono_macos.universal.zip";
-        QTest::newRow("Linux") << false << "x86_64" << false
-                               << "Godot_v4.3-stable_linux.x86_64.zip";
-        QTest::newRow("Linux, C#")
-            << false << "x86_64" << true << "Godot_v4.3-stable_mono_linux_x86_64.zip";
-        QTest::newRow("Linux on Arm")
-            << false << "arm64" << false << "Godot_v4.3-stable_linux.arm64.zip";
-        QTest::newRow("Linux on Arm, C#")
-            << false << "arm64" << true << "Godot_v4.3-stable_mono_linux_arm64.zip";
+            << mac << true << "Godot_v4.3-stable_mono_macos.universal.zip" << app;
+        const auto linuxOn = [](const char *architecture) {
+            return Platform::linuxDesktop(QStringLiteral("/data"),
+                                          QString::fromLatin1(architecture), QString());
+        };
+        for (const char *architecture : {"x86_64", "riscv64"}) { // the latter has no builds
+            QTest::addRow("Linux on %s", architecture)
+                << linuxOn(architecture) << false << "Godot_v4.3-stable_linux.x86_64.zip"
+                << "Godot_v4.3-stable_linux.x86_64";
+            QTest::addRow("Linux on %s, C#", architecture)
+                << linuxOn(architecture) << true << "Godot_v4.3-stable_mono_linux_x86_64.zip"
+                << "Godot_v4.3-stable_mono_linux_x86_64/Godot_v4.3-stable_mono_linux.x86_64";
+        }
+        QTest::newRow("Linux on arm64")
+            << linuxOn("arm64") << false << "Godot_v4.3-stable_linux.arm64.zip"
+            << "Godot_v4.3-stable_linux.arm64";
+        QTest::newRow("Linux on arm64, C#")
+            << linuxOn("arm64") << true << "Godot_v4.3-stable_mono_linux_arm64.zip"
+            << "Godot_v4.3-stable_mono_linux_arm64/Godot_v4.3-stable_mono_linux.arm64";
     }
 
-    void archivesAreNamedAsOnTheReleasePage()
+    void archivesAndProgramsAreNamedAsOnTheReleasePage()
     {
-        QFETCH(bool, mac);
-        QFETCH(QString, architecture);
+        QFETCH(Platform, platform);
         QFETCH(bool, isMono);
-        QFETCH(QString, name);
-        const QString home = QStringLiteral("/home/player");
-        const Platform platform =
-            mac ? Platform::macOS(home) : Platform::linuxDesktop(home, architecture, home);
-        QCOMPARE((EngineSpec{QStringLiteral("4.3-stable"), isMono}.zipName(platform)), name);
+        const EngineSpec spec{QStringLiteral("4.3-stable"), isMono};
+        QTEST(spec.zipName(platform), "zip");
+        QTEST(spec.program(platform), "program");
+    }
+
+    void gamesKeepTheirDataWhereTheEngineDoes()
+    {
+        QCOMPARE(EngineSpec::userDataFolder(Platform::macOS(QStringLiteral("/Users/ada"))),
+                 QStringLiteral("/Users/ada/Library/Application Support/Godot/app_userdata"));
+        QCOMPARE(EngineSpec::userDataFolder(Platform::linuxDesktop(
+                     QStringLiteral("/home/ada/.local/share"), QString(), QString())),
+                 QStringLiteral("/home/ada/.local/share/godot/app_userdata"));
     }
 
     void bothBuildsOfAVersionLieSideBySide()
@@ -68,6 +86,7 @@ private Q_SLOTS:
         QTest::newRow("a way out") << "../../4.3-stable" << false;
         QTest::newRow("a way out behind") << "4.3-stable/../.." << false;
         QTest::newRow("a line feed behind") << "4.3-stable\n" << false;
+        QTest::newRow("a line feed inside") << "4.3\n-stable" << false;
         QTest::newRow("digits of another script") << QStringLiteral("٤.٣-stable") << false;
     }
 

@@ -94,9 +94,8 @@ private Q_SLOTS:
         QTest::addColumn<QString>("end");
         const PipelineFixture fixture;
         const QString engine =
-            QFileInfo(fixture.files.platform.standardProgram)
-                .fileName()
-                .replace(QStringLiteral("{version}"), QStringLiteral("4.3-stable"));
+            QFileInfo(EngineSpec{QStringLiteral("4.3-stable")}.program(fixture.files.platform))
+                .fileName();
         for (const auto &[what, name] :
              {std::pair("game", QStringLiteral("project.godot")),
               std::pair("add-on", QStringLiteral("plugin.cfg")), std::pair("engine", engine)}) {

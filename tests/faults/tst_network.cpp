@@ -48,8 +48,7 @@ class TestNetwork : public QObject
 
     static QString engineName()
     {
-        const Platform platform = Platform::current(QString());
-        return QStringLiteral("Godot_v4.3-stable") + platform.standardArchiveSuffix;
+        return EngineSpec{QStringLiteral("4.3-stable")}.zipName(Platform::current(QString()));
     }
 
     /// What the host usually answers.

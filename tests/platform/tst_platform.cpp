@@ -12,10 +12,8 @@ class PlatformTest : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void rowsNameTheEnginesArchivesAndPrograms_data();
-    void rowsNameTheEnginesArchivesAndPrograms();
-    void rowsNameTheToolsAndFolders_data();
-    void rowsNameTheToolsAndFolders();
+    void rowsNameTheSystem_data();
+    void rowsNameTheSystem();
     void macOSClearsTheQuarantineFlag();
     void linuxHasNoQuarantineStep();
     void macOSRevealsWithOpen();
@@ -26,73 +24,34 @@ private Q_SLOTS:
     void currentIsTheRunningSystem();
 };
 
-void PlatformTest::rowsNameTheEnginesArchivesAndPrograms_data()
+void PlatformTest::rowsNameTheSystem_data()
 {
     QTest::addColumn<Platform>("row");
-    QTest::addColumn<QString>("standardArchive");
-    QTest::addColumn<QString>("monoArchive");
-    QTest::addColumn<QString>("standardProgram");
-    QTest::addColumn<QString>("monoProgram");
-
-    const QString app = QStringLiteral("*.app/Contents/MacOS/Godot");
-    QTest::newRow("macOS") << Platform::macOS(QStringLiteral("/Users/ada"))
-                           << QStringLiteral("_macos.universal.zip")
-                           << QStringLiteral("_mono_macos.universal.zip") << app << app;
-
-    const auto linuxRow = [](const QString &architecture) {
-        return Platform::linuxDesktop(QStringLiteral("/home/ada/.local/share"), architecture,
-                                      QStringLiteral("/opt/brindle/libexec"));
-    };
-    const auto addX86 = [&](const char *name, const QString &architecture) {
-        QTest::newRow(name)
-            << linuxRow(architecture) << QStringLiteral("_linux.x86_64.zip")
-            << QStringLiteral("_mono_linux_x86_64.zip")
-            << QStringLiteral("Godot_v{version}_linux.x86_64")
-            << QStringLiteral(
-                   "Godot_v{version}_mono_linux_x86_64/Godot_v{version}_mono_linux.x86_64");
-    };
-    addX86("Linux on x86_64", QStringLiteral("x86_64"));
-    addX86("Linux on anything else", QStringLiteral("riscv64"));
-    QTest::newRow("Linux on arm64")
-        << linuxRow(QStringLiteral("arm64")) << QStringLiteral("_linux.arm64.zip")
-        << QStringLiteral("_mono_linux_arm64.zip") << QStringLiteral("Godot_v{version}_linux.arm64")
-        << QStringLiteral("Godot_v{version}_mono_linux_arm64/Godot_v{version}_mono_linux.arm64");
-}
-
-void PlatformTest::rowsNameTheEnginesArchivesAndPrograms()
-{
-    QFETCH(Platform, row);
-    QTEST(row.standardArchiveSuffix, "standardArchive");
-    QTEST(row.monoArchiveSuffix, "monoArchive");
-    QTEST(row.standardProgram, "standardProgram");
-    QTEST(row.monoProgram, "monoProgram");
-}
-
-void PlatformTest::rowsNameTheToolsAndFolders_data()
-{
-    QTest::addColumn<Platform>("row");
-    QTest::addColumn<QString>("name");
+    QTest::addColumn<Platform::System>("system");
+    QTest::addColumn<QString>("architecture");
+    QTest::addColumn<QString>("dataFolder");
     QTest::addColumn<QString>("archiveTool");
-    QTest::addColumn<QString>("engineUserData");
 
     QTest::newRow("macOS") << Platform::macOS(QStringLiteral("/Users/ada"))
-                           << QStringLiteral("macOS") << QStringLiteral("/usr/bin/ditto")
-                           << QStringLiteral(
-                                  "/Users/ada/Library/Application Support/Godot/app_userdata");
-    QTest::newRow("Linux") << Platform::linuxDesktop(QStringLiteral("/home/ada/.local/share"),
-                                                     QStringLiteral("x86_64"),
-                                                     QStringLiteral("/opt/brindle/libexec"))
-                           << QStringLiteral("Linux")
-                           << QStringLiteral("/opt/brindle/libexec/ditto")
-                           << QStringLiteral("/home/ada/.local/share/godot/app_userdata");
+                           << Platform::System::macOS << QString()
+                           << QStringLiteral("/Users/ada/Library/Application Support")
+                           << QStringLiteral("/usr/bin/ditto");
+    const QString data = QStringLiteral("/home/ada/.local/share");
+    for (const QString &architecture : {QStringLiteral("x86_64"), QStringLiteral("arm64")}) {
+        QTest::addRow("Linux on %s", qPrintable(architecture))
+            << Platform::linuxDesktop(data, architecture, QStringLiteral("/opt/brindle/libexec"))
+            << Platform::System::linuxDesktop << architecture << data
+            << QStringLiteral("/opt/brindle/libexec/ditto");
+    }
 }
 
-void PlatformTest::rowsNameTheToolsAndFolders()
+void PlatformTest::rowsNameTheSystem()
 {
     QFETCH(Platform, row);
-    QTEST(row.name, "name");
+    QTEST(row.system, "system");
+    QTEST(row.architecture, "architecture");
+    QTEST(row.dataFolder, "dataFolder");
     QTEST(row.archiveTool, "archiveTool");
-    QTEST(row.engineUserData, "engineUserData");
 }
 
 void PlatformTest::macOSClearsTheQuarantineFlag()
@@ -175,10 +134,10 @@ void PlatformTest::currentIsTheRunningSystem()
                                   ? Platform::macOS(QDir::homePath())
                                   : Platform::linuxDesktop(data, QSysInfo::buildCpuArchitecture(),
                                                            QStringLiteral("/opt/brindle/libexec"));
-    QCOMPARE(row.name, expected.name);
-    QCOMPARE(row.standardArchiveSuffix, expected.standardArchiveSuffix);
+    QCOMPARE(row.system, expected.system);
+    QCOMPARE(row.architecture, expected.architecture);
     QCOMPARE(row.archiveTool, expected.archiveTool);
-    QCOMPARE(row.engineUserData, expected.engineUserData);
+    QCOMPARE(row.dataFolder, expected.dataFolder);
 }
 
 QTEST_GUILESS_MAIN(PlatformTest)

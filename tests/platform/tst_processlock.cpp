@@ -1,7 +1,8 @@
-// A lock by file: who gets it, and who loses it when.
+// A lock by file or folder: who gets it, and who loses it when.
 
 #include "platform/ProcessLock.h"
 
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QProcess>
@@ -9,12 +10,30 @@
 #include <QtTest>
 
 #include <csignal>
+#include <functional>
 #include <optional>
+#include <sys/file.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 using namespace brindle;
 using Outcome = ProcessLock::Outcome;
+
+namespace {
+
+std::function<void()> beforeLocking; // once
+
+} // namespace
+
+/// Stands in for the system's call.
+extern "C" int flock(int descriptor, int operation) noexcept
+{
+    if (const auto act = std::exchange(beforeLocking, nullptr)) {
+        act();
+    }
+    return static_cast<int>(syscall(SYS_flock, descriptor, operation));
+}
 
 class TestProcessLock : public QObject
 {
@@ -34,6 +53,41 @@ private Q_SLOTS:
         one.reset();
         QVERIFY(QFile::exists(file()));
         QCOMPARE(other.tryLock(), Outcome::held);
+    }
+
+    void oneHoldsAFolder()
+    {
+        const QString folder = file("folder");
+        QVERIFY(QDir().mkdir(folder));
+        std::optional<ProcessLock> one(std::in_place, folder, ProcessLock::Kind::folder);
+        ProcessLock other(folder, ProcessLock::Kind::folder);
+        QCOMPARE(one->path(), folder);
+        QCOMPARE(one->tryLock(), Outcome::held);
+        QCOMPARE(other.tryLock(), Outcome::taken);
+        one.reset();
+        QVERIFY(QDir(folder).isEmpty());
+        QCOMPARE(other.tryLock(), Outcome::held);
+    }
+
+    void whatHasGoneIsNotHeld()
+    {
+        const QString folder = file("gone");
+        QVERIFY(QDir().mkdir(folder));
+        ProcessLock lock(folder, ProcessLock::Kind::folder);
+        beforeLocking = [&folder] { QDir().rmdir(folder); };
+        QCOMPARE(lock.tryLock(), Outcome::taken);
+        QCOMPARE(lock.tryLock(), Outcome::taken);
+        QVERIFY(QDir().mkdir(folder));
+        QCOMPARE(lock.tryLock(), Outcome::held);
+
+        // Its successor is the one that counts.
+        ProcessLock another(file("replaced"));
+        beforeLocking = [this] {
+            QFile::remove(file("replaced"));
+            QVERIFY(QFile(file("replaced")).open(QIODevice::WriteOnly));
+        };
+        QCOMPARE(another.tryLock(), Outcome::taken);
+        QCOMPARE(another.tryLock(), Outcome::held);
     }
 
     void aKilledHolderLosesIt()
@@ -71,6 +125,10 @@ private Q_SLOTS:
         ProcessLock link(file("link"));
         QCOMPARE(link.tryLock(), Outcome::unavailable);
         QVERIFY(!QFileInfo::exists(file("elsewhere")));
+        for (const char *name : {"lock", "link"}) {
+            ProcessLock noFolder(file(name), ProcessLock::Kind::folder);
+            QCOMPARE(noFolder.tryLock(), Outcome::unavailable);
+        }
     }
 };
 

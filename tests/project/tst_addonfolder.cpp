@@ -1,6 +1,6 @@
 // Where an add-on's path leads, links and detours included.
 
-#include "project/AddonFolder.h"
+#include "project/RepoDownloader.h"
 
 #include <QDir>
 #include <QTemporaryDir>
@@ -80,7 +80,7 @@ private Q_SLOTS:
         QFETCH(QString, path);
         QFETCH(bool, isOutside);
         QFETCH(QString, located);
-        const auto result = AddonFolder::locate(repository(), path);
+        const auto result = RepoDownloader::addonFolder(repository(), path);
         QCOMPARE(result.has_value(), !isOutside);
         QCOMPARE(result.value_or(QString()), isOutside ? QString() : repository() + located);
     }
@@ -89,23 +89,23 @@ private Q_SLOTS:
     {
         const QString way = folder_->filePath(QStringLiteral("way"));
         QVERIFY(QFile::link(repository(), way));
-        QCOMPARE(AddonFolder::locate(way, QStringLiteral("one")),
+        QCOMPARE(RepoDownloader::addonFolder(way, QStringLiteral("one")),
                  std::optional(way + QStringLiteral("/one")));
-        QVERIFY(!AddonFolder::locate(way, QStringLiteral("outside/one")));
+        QVERIFY(!RepoDownloader::addonFolder(way, QStringLiteral("outside/one")));
     }
 
     void aRepositoryThatIsNotThere()
     {
         const QString none = folder_->filePath(QStringLiteral("none"));
-        QCOMPARE(AddonFolder::locate(none, QStringLiteral("one")),
+        QCOMPARE(RepoDownloader::addonFolder(none, QStringLiteral("one")),
                  std::optional(none + QStringLiteral("/one")));
-        QVERIFY(!AddonFolder::locate(none, QStringLiteral("../one")));
+        QVERIFY(!RepoDownloader::addonFolder(none, QStringLiteral("../one")));
     }
 
     void aRepositoryMustBeAbsolute()
     {
-        QVERIFY(!AddonFolder::locate(QString(), QStringLiteral("one")));
-        QVERIFY(!AddonFolder::locate(QStringLiteral("repository"), QStringLiteral("one")));
+        QVERIFY(!RepoDownloader::addonFolder(QString(), QStringLiteral("one")));
+        QVERIFY(!RepoDownloader::addonFolder(QStringLiteral("repository"), QStringLiteral("one")));
     }
 
 private:

@@ -1,5 +1,4 @@
 #include "project/ProjectInspector.h"
-#include "project/TextFile.h"
 
 #include <QDir>
 #include <QFile>
@@ -13,9 +12,8 @@
 #include <unistd.h>
 
 using brindle::ProjectInfo;
-using brindle::ProjectInspector;
+namespace ProjectInspector = brindle::ProjectInspector;
 using brindle::Submodule;
-using brindle::TextFile;
 
 class ProjectInspectorTest : public QObject
 {
@@ -652,10 +650,11 @@ void ProjectInspectorTest::linksToFilesAreRead()
 void ProjectInspectorTest::hugeFilesCountAsUnreadable()
 {
     write(QStringLiteral("README"), "right");
-    write(QStringLiteral("README.md"), "huge\n" + QByteArray(TextFile::maxBytes - 5, '\n'));
+    write(QStringLiteral("README.md"),
+          "huge\n" + QByteArray(ProjectInspector::maxFileBytes - 5, '\n'));
     QCOMPARE(inspected().tagline, QStringLiteral("huge"));
     QFile file(path(QStringLiteral("README.md")));
-    QVERIFY(file.resize(TextFile::maxBytes + 1));
+    QVERIFY(file.resize(ProjectInspector::maxFileBytes + 1));
     QCOMPARE(inspected().tagline, QStringLiteral("right"));
     QVERIFY(file.resize(qint64(1) << 40));
     QCOMPARE(inspected().tagline, QStringLiteral("right"));

@@ -1,11 +1,11 @@
-#include "base/ByteCount.h"
+#include "base/Text.h"
 
 #include <QLocale>
 #include <QTest>
 
 #include <limits>
 
-using brindle::ByteCount;
+namespace Text = brindle::Text;
 
 class ByteCountTest : public QObject
 {
@@ -64,14 +64,14 @@ void ByteCountTest::writesAsTheFileStyleDoes_data()
 void ByteCountTest::writesAsTheFileStyleDoes()
 {
     QFETCH(qint64, bytes);
-    QTEST(ByteCount::string(bytes), "text");
+    QTEST(Text::byteCount(bytes), "text");
 }
 
 void ByteCountTest::ignoresTheLocale()
 {
     const QLocale before;
     QLocale::setDefault(QLocale(QLocale::German));
-    const QString text = ByteCount::string(1'234'567'890);
+    const QString text = Text::byteCount(1'234'567'890);
     QLocale::setDefault(before);
     QCOMPARE(text, QStringLiteral("1.23 GB"));
 }

@@ -20,7 +20,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-using brindle::Files;
+namespace Files = brindle::Files;
 using brindle::SystemError;
 
 namespace {

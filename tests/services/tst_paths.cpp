@@ -1,4 +1,4 @@
-#include "files/Paths.h"
+#include "files/Storage.h"
 
 #include <QDir>
 #include <QFile>
@@ -11,7 +11,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-using brindle::Paths;
+namespace Paths = brindle::Paths;
 
 class PathsTest : public QObject
 {

@@ -3,6 +3,7 @@
 #include "demo/EngineArchive.h"
 #include "demo/GitArchive.h"
 #include "demo/ProgramFill.h"
+#include "engine/EngineSpec.h"
 
 #include <QFile>
 
@@ -144,8 +145,8 @@ void Offers::offer(int commit)
 void Offers::packEngine(const QString &version)
 {
     const QString tag = version + QStringLiteral("-stable");
-    QString name = platform_.standardProgram;
-    name.replace(QStringLiteral("{version}"), tag);
+    const EngineSpec spec{tag};
+    const QString name = spec.program(platform_);
     ProgramFill filler;
     Tree tree;
     tree.add(name, program_ + filler.next(engineBytes - program_.size()) + version.toUtf8(),
@@ -154,7 +155,7 @@ void Offers::packEngine(const QString &version)
     tree.write(folder);
     const QString zip = file(tag + QStringLiteral(".zip"));
     EngineArchive::pack(folder + u'/' + name, platform_, tag, false, zip);
-    host_.offerEngine(tag, QStringLiteral("Godot_v") + tag + platform_.standardArchiveSuffix, zip);
+    host_.offerEngine(tag, spec.zipName(platform_), zip);
     engines_.insert(version, tree);
 }
 

@@ -20,6 +20,37 @@ QStringView trimmed(QStringView text, Predicate drops)
     return text.sliced(begin, end - begin);
 }
 
+bool isControl(QChar c)
+{
+    const char16_t unit = c.unicode();
+    const bool steers = unit == u'\u061c' || unit == u'\u200e' || unit == u'\u200f' ||
+                        (unit >= u'\u202a' && unit <= u'\u202e') ||
+                        (unit >= u'\u2066' && unit <= u'\u2069');
+    return steers || (c.category() == QChar::Other_Control && unit != u'\t' && unit != u'\n');
+}
+
+/// `bytes`, at least 1000, in the first unit of which there are less than 1000.
+QString inUnits(quint64 bytes)
+{
+    constexpr quint64 kilo = 1000;
+    constexpr quint64 mostParts = 100;
+    constexpr int digits = 5; // three, and those of the parts
+    quint64 size = kilo;
+    quint64 parts = 1; // of a unit that are shown: KB whole, MB in tenths, all others in hundredths
+    constexpr QStringView prefixes = u"KMGTPE";
+    for (const QChar prefix : prefixes) {
+        const quint64 part = size / parts;
+        const quint64 count = bytes / part + (bytes % part >= part / 2 ? 1 : 0);
+        if (count < kilo * parts || prefix == prefixes.back()) {
+            const double number = static_cast<double>(count) / static_cast<double>(parts);
+            return QString::number(number, 'g', digits) + u' ' + prefix + u'B';
+        }
+        size *= kilo;
+        parts = std::min(parts * 10, mostParts);
+    }
+    Q_UNREACHABLE();
+}
+
 } // namespace
 
 bool Text::isNewline(QChar c)
@@ -32,15 +63,6 @@ bool Text::isNewline(QChar c)
 bool Text::isWhitespace(QChar c)
 {
     return c == u' ' || c == u'\t' || c.category() == QChar::Separator_Space;
-}
-
-bool Text::isControl(QChar c)
-{
-    const char16_t unit = c.unicode();
-    const bool steers = unit == u'\u061c' || unit == u'\u200e' || unit == u'\u200f' ||
-                        (unit >= u'\u202a' && unit <= u'\u202e') ||
-                        (unit >= u'\u2066' && unit <= u'\u2069');
-    return steers || (c.category() == QChar::Other_Control && unit != u'\t' && unit != u'\n');
 }
 
 QString Text::withoutControls(const QString &text)
@@ -64,24 +86,18 @@ QStringView Text::withoutWhitespace(QStringView text)
     return trimmed(text, isWhitespace);
 }
 
-QString Text::trimmedNewlines(QStringView text)
+QString Text::byteCount(qint64 bytes)
 {
-    return withoutNewlines(text).toString();
-}
-
-QString Text::trimmedWhitespace(QStringView text)
-{
-    return withoutWhitespace(text).toString();
-}
-
-QStringList Text::splitAtNewlines(QStringView text)
-{
-    QStringList lines;
-    eachLine(text, [&lines](QStringView line) {
-        lines.append(line.toString());
-        return true;
-    });
-    return lines;
+    if (bytes == 0) {
+        return QStringLiteral("Zero KB");
+    }
+    // Negated as unsigned, because the smallest number has no positive counterpart.
+    const quint64 size = bytes < 0 ? ~static_cast<quint64>(bytes) + 1 : static_cast<quint64>(bytes);
+    const QString sign = bytes < 0 ? QStringLiteral("-") : QString();
+    if (size == 1) {
+        return sign + QStringLiteral("1 byte");
+    }
+    return sign + (size < 1000 ? QString::number(size) + QStringLiteral(" bytes") : inUnits(size));
 }
 
 } // namespace brindle

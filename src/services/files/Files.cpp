@@ -2,13 +2,17 @@
 
 #include "base/Error.h"
 #include "files/OutputFile.h"
-#include "files/TreeCopy.h"
 #include "files/TreeRemoval.h"
 #include "platform/DiskSync.h"
 
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QUuid>
+
+#include <filesystem>
+#include <ranges>
+#include <vector>
 
 #include <cerrno>
 #include <cstdio>
@@ -21,8 +25,18 @@ namespace brindle {
 
 namespace {
 
+namespace fs = std::filesystem;
+
 constexpr QStringView removingPrefix = u".brindle-removing-";
 constexpr QStringView movingPrefix = u".brindle-moving-";
+
+/// Throws for an errno other than 0.
+void check(int error, const QString &path)
+{
+    if (error != 0) {
+        throw SystemError::fromErrno(error, path);
+    }
+}
 
 /// `path` without "." and ".." and without the slash at its end that would make the system follow
 /// a link.
@@ -42,6 +56,18 @@ QString hiddenSibling(const QString &path, QStringView prefix)
     return parentOf(path) + prefix.toString() + QUuid::createUuid().toString(QUuid::WithoutBraces);
 }
 
+/// What is at `path` itself, links not followed. 0 or the errno.
+int look(const QString &path, struct stat &status)
+{
+    return lstat(QFile::encodeName(path).constData(), &status) == 0 ? 0 : errno;
+}
+
+bool isFolder(const QString &path)
+{
+    struct stat status = {};
+    return look(path, status) == 0 && S_ISDIR(status.st_mode);
+}
+
 /// 0 or the errno.
 int renameTo(const QString &from, const QString &to)
 {
@@ -50,50 +76,27 @@ int renameTo(const QString &from, const QString &to)
     return result == 0 ? 0 : errno;
 }
 
-/// 0 or the errno. Something that is no folder counts as ENOTDIR.
-int makeFolder(const QString &path)
-{
-    const QByteArray name = QFile::encodeName(path);
-    if (mkdir(name.constData(), S_IRWXU) == 0) {
-        return 0;
-    }
-    if (errno == ENOENT && path.lastIndexOf(u'/') > 0) {
-        const int error = makeFolder(path.left(path.lastIndexOf(u'/')));
-        if (error != 0) {
-            return error;
-        }
-        return mkdir(name.constData(), S_IRWXU) == 0 || errno == EEXIST ? 0 : errno;
-    }
-    const int error = errno;
-    struct stat status = {};
-    if (error == ENOENT || stat(name.constData(), &status) != 0) {
-        return error;
-    }
-    return S_ISDIR(status.st_mode) ? 0 : ENOTDIR;
-}
-
-/// Has what is in the place of `path` on the disk. 0 or the errno.
+/// Has the names beside `path` on the disk as they are now. 0 or the errno.
 int syncPlace(const QString &path)
 {
     return DiskSync::names(QFile::encodeName(parentOf(path)));
 }
 
-/// Has what is at `path` on the disk, with all that is in it. 0 or the errno.
-int syncEntry(const QString &path)
+/// Renames what is on the disk by then, and has its new name there, too. 0 or the errno.
+int syncAndRename(const QString &from, const QString &to)
 {
-    struct stat status = {};
-    const bool isFolder =
-        lstat(QFile::encodeName(path).constData(), &status) == 0 && S_ISDIR(status.st_mode);
-    return DiskSync::tree(QFile::encodeName(isFolder ? path : parentOf(path)));
+    int error = DiskSync::tree(QFile::encodeName(isFolder(from) ? from : parentOf(from)));
+    error = error != 0 ? error : renameTo(from, to);
+    return error != 0 ? error : syncPlace(to);
 }
 
 /// Deletes whatever is at `path`. 0 or the errno of the first failure.
-int removeInPlace(const QString &path, const std::stop_token &stop = {})
+int deleteAt(const QString &path, const std::stop_token &stop = {})
 {
     const QByteArray name = QFile::encodeName(path);
     struct stat status = {};
-    if (lstat(name.constData(), &status) != 0) {
-        return errno == ENOENT ? 0 : errno;
+    if (const int error = look(path, status); error != 0) {
+        return error == ENOENT ? 0 : error;
     }
     if (S_ISDIR(status.st_mode)) {
         return TreeRemoval::remove(name, stop);
@@ -101,13 +104,55 @@ int removeInPlace(const QString &path, const std::stop_token &stop = {})
     return unlink(name.constData()) == 0 ? 0 : errno;
 }
 
+/// Copies a file, link or whole folder with permission bits to where nothing is. What was copied
+/// until a failure stays. Anything but files, links and folders is a failure.
+void copyTree(const fs::path &source, const fs::path &target)
+{
+    struct Folder
+    {
+        fs::path from;
+        fs::path to;
+        fs::perms permissions; // last of all: they may not allow filling it
+    };
+    std::vector<Folder> folders;
+    const auto copyEntry = [&folders](const fs::path &from, const fs::path &to) {
+        const fs::file_status status = fs::symlink_status(from);
+        if (status.type() == fs::file_type::directory) {
+            fs::create_directory(to);
+            folders.push_back({from, to, status.permissions()});
+        } else if (status.type() == fs::file_type::symlink) {
+            fs::copy_symlink(from, to);
+        } else if (status.type() == fs::file_type::regular) {
+            fs::copy_file(from, to);
+        } else {
+            throw fs::filesystem_error("copy", from,
+                                       std::make_error_code(std::errc::not_supported));
+        }
+    };
+    copyEntry(source, target);
+    for (size_t next = 0; next < folders.size(); ++next) {
+        const Folder folder = folders[next];
+        for (const fs::directory_entry &entry : fs::directory_iterator(folder.from)) {
+            copyEntry(entry.path(), folder.to / entry.path().filename());
+        }
+    }
+    for (const Folder &folder : folders | std::views::reverse) {
+        fs::permissions(folder.to, folder.permissions);
+    }
+}
+
 } // namespace
 
 void Files::createFolder(const QString &path)
 {
-    const int error = makeFolder(cleanPath(path));
-    if (error != 0) {
-        throw SystemError::fromErrno(error, path);
+    const QString folder = cleanPath(path);
+    for (qsizetype end = 0; end >= 0;) {
+        end = folder.indexOf(u'/', end + 1);
+        const QString part = folder.left(end); // all of it in the end
+        const int error = mkdir(QFile::encodeName(part).constData(), S_IRWXU) == 0 ? 0 : errno;
+        if (error != 0 && !QFileInfo(part).isDir()) {
+            check(error == EEXIST ? ENOTDIR : error, path);
+        }
     }
 }
 
@@ -131,9 +176,7 @@ void Files::makePrivate(const QString &folder)
 QString Files::makeHiddenBeside(const QString &path)
 {
     const QString hidden = hiddenSibling(cleanPath(path), movingPrefix);
-    if (mkdir(QFile::encodeName(hidden).constData(), S_IRWXU) != 0) {
-        throw SystemError::fromErrno(errno, path);
-    }
+    check(mkdir(QFile::encodeName(hidden).constData(), S_IRWXU) == 0 ? 0 : errno, path);
     return hidden;
 }
 
@@ -141,12 +184,11 @@ void Files::remove(const QString &path, const std::stop_token &stop)
 {
     const QString place = cleanPath(path);
     struct stat status = {};
-    if (lstat(QFile::encodeName(place).constData(), &status) != 0) {
-        if (errno == ENOENT || errno == ENOTDIR) {
-            return;
-        }
-        throw SystemError::fromErrno(errno, path);
+    const int error = look(place, status);
+    if (error == ENOENT || error == ENOTDIR) {
+        return;
     }
+    check(error, path);
     if (S_ISDIR(status.st_mode)) {
         const QString hidden = hiddenSibling(place, removingPrefix);
         if (renameTo(place, hidden) == 0) {
@@ -154,14 +196,11 @@ void Files::remove(const QString &path, const std::stop_token &stop)
             // failure, as the deletion is still the best that can be done.
             (void)syncPlace(place);
             // The place is free. What can't be deleted now is left to removeLeftovers.
-            removeInPlace(hidden, stop);
+            deleteAt(hidden, stop);
             return;
         }
     }
-    const int error = removeInPlace(place);
-    if (error != 0) {
-        throw SystemError::fromErrno(error, path);
-    }
+    check(deleteAt(place), path);
 }
 
 void Files::removeIfPossible(const QString &path, const std::stop_token &stop)
@@ -173,11 +212,16 @@ void Files::removeIfPossible(const QString &path, const std::stop_token &stop)
     }
 }
 
+void Files::removeInPlace(const QString &path)
+{
+    deleteAt(path);
+}
+
 void Files::removeLeftovers(const QString &folder)
 {
     for (const QString &name : names(folder)) {
         if (name.startsWith(removingPrefix) || name.startsWith(movingPrefix)) {
-            removeInPlace(QDir(folder).filePath(name));
+            deleteAt(QDir(folder).filePath(name));
         }
     }
 }
@@ -186,62 +230,49 @@ void Files::move(const QString &from, const QString &to)
 {
     const QString source = cleanPath(from);
     const QString target = cleanPath(to);
-    int error = syncEntry(source);
-    error = error != 0 ? error : renameTo(source, target);
-    const bool isCopied = error == EXDEV;
-    if (isCopied) {
+    int error = syncAndRename(source, target);
+    if (error == EXDEV) {
         const QString hidden = hiddenSibling(target, movingPrefix);
         try {
-            TreeCopy::copy(source, hidden);
-        } catch (const SystemError &) {
-            removeInPlace(hidden);
-            throw;
+            copyTree(QFile::encodeName(source).toStdString(),
+                     QFile::encodeName(hidden).toStdString());
+        } catch (const fs::filesystem_error &failed) {
+            deleteAt(hidden);
+            throw SystemError::fromErrno(failed.code().value(),
+                                         QFile::decodeName(failed.path1().c_str()));
         }
-        error = syncEntry(hidden);
-        error = error != 0 ? error : renameTo(hidden, target);
-        if (error != 0) {
-            removeInPlace(hidden);
+        error = syncAndRename(hidden, target);
+        if (error == 0) {
+            remove(source);
+        } else {
+            deleteAt(hidden);
         }
     }
-    error = error != 0 ? error : syncPlace(target);
-    if (error == 0 && isCopied) {
-        remove(source);
-    }
-    if (error != 0) {
-        struct stat status = {};
-        const bool hasSource = lstat(QFile::encodeName(source).constData(), &status) == 0;
-        throw SystemError::fromErrno(error, hasSource ? to : from);
-    }
+    struct stat status = {};
+    check(error, look(source, status) == 0 ? to : from);
 }
 
 void Files::writeAtomically(const QString &path, const QByteArray &content)
 {
     // Under a name that removeLeftovers knows, should this be interrupted.
     const QString hidden = hiddenSibling(cleanPath(path), movingPrefix);
-    int error = 0;
     try {
         OutputFile file;
         file.open(hidden);
         file.write({content.constData(), static_cast<size_t>(content.size())});
         file.sync();
         file.finish();
-        error = renameTo(hidden, path);
-        error = error != 0 ? error : syncPlace(hidden);
+        check(renameTo(hidden, path), path);
+        check(syncPlace(hidden), path);
     } catch (const SystemError &failed) {
-        error = failed.code;
-    }
-    if (error != 0) {
-        removeInPlace(hidden);
-        throw SystemError::fromErrno(error, path);
+        deleteAt(hidden);
+        throw SystemError::fromErrno(failed.code, path);
     }
 }
 
 void Files::sync(const QString &folder)
 {
-    const int error = DiskSync::tree(QFile::encodeName(folder));
-    if (error != 0) {
-        throw SystemError::fromErrno(error, folder);
-    }
+    check(DiskSync::tree(QFile::encodeName(folder)), folder);
 }
 
 QStringList Files::names(const QString &folder)

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <QByteArray>
 #include <QString>
 
 #include <string_view>
@@ -29,8 +28,6 @@ public:
     void abandon() noexcept;
 
 private:
-    [[noreturn]] void fail(int errorNumber) const;
-
     QString path_;
     int descriptor_ = -1;
 };

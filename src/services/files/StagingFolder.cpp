@@ -4,8 +4,7 @@
 #include "base/Threads.h"
 #include "base/Worker.h"
 #include "files/Files.h"
-#include "files/FolderLock.h"
-#include "files/TreeRemoval.h"
+#include "platform/ProcessLock.h"
 
 #include <QDir>
 #include <QFile>
@@ -22,32 +21,6 @@
 namespace brindle {
 
 namespace {
-
-struct Made
-{
-    QString path;
-    std::shared_ptr<FolderLock> lock;
-};
-
-/// Null when someone who clears leftovers was faster than the lock.
-std::shared_ptr<FolderLock> lockNew(const QString &path)
-{
-    auto lock = std::make_shared<FolderLock>(path);
-    try {
-        return lock->tryLock() == FolderLock::Outcome::taken ? nullptr : lock;
-    } catch (const SystemError &error) {
-        if (error.code == ENOENT) {
-            return nullptr;
-        }
-        rmdir(QFile::encodeName(path).constData());
-        throw;
-    }
-}
-
-QString besideRoot(const QString &storageRoot)
-{
-    return QFileInfo(storageRoot).path();
-}
 
 /// Whether nobody but this user and root can put something else in the place of a folder that is
 /// made in `folder`, a path without links.
@@ -71,21 +44,20 @@ bool isSafe(const QString &folder)
 }
 
 /// The folder in which staging folders are made.
-QString safePlace(const QString &temporaryFolder, const QString &storageRoot)
+QString safePlace(const QString &temporaryFolder, const Storage &storage)
 {
     Files::createFolder(temporaryFolder);
     QString place = QFileInfo(temporaryFolder).canonicalFilePath();
     if (!isSafe(place)) {
-        place = besideRoot(storageRoot);
+        place = storage.parentFolder();
         Files::createFolder(place);
     }
     return place;
 }
 
-/// Blocks.
-Made make(const QString &temporaryFolder, const QString &storageRoot)
+/// Makes the folder and locks it. Blocks.
+std::shared_ptr<ProcessLock> make(const QString &place)
 {
-    const QString place = safePlace(temporaryFolder, storageRoot);
     for (;;) {
         const QString name =
             StagingFolder::prefix + QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper();
@@ -94,49 +66,43 @@ Made make(const QString &temporaryFolder, const QString &storageRoot)
         if (mkdir(QFile::encodeName(path).constData(), S_IRWXU) != 0) {
             throw SystemError::fromErrno(errno, path);
         }
-        // One that was taken is cleared away by who took it.
-        if (auto lock = lockNew(path)) {
-            return {path, std::move(lock)};
+        auto lock = std::make_shared<ProcessLock>(path, ProcessLock::Kind::folder);
+        // Where someone who clears leftovers was faster, it is cleared away by who took it.
+        if (lock->tryLock() != ProcessLock::Outcome::taken) {
+            return lock;
         }
     }
 }
 
-/// In its place: a name that only we know would make a leftover of its own when this is
-/// interrupted.
-void removeTree(const QString &path)
-{
-    // The system clears its temporary folder in time, if we can't.
-    (void)TreeRemoval::remove(QFile::encodeName(path));
-}
-
 } // namespace
 
-StagingFolder::StagingFolder(QString path, std::shared_ptr<FolderLock> lock)
-    : path_(std::move(path)), lock_(std::move(lock))
-{}
+StagingFolder::StagingFolder(std::shared_ptr<ProcessLock> lock) : lock_(std::move(lock)) {}
 
-QCoro::Task<StagingFolder> StagingFolder::create(QString temporaryFolder, QString storageRoot)
+QString StagingFolder::path() const
 {
-    auto work = [temporaryFolder, storageRoot] { return make(temporaryFolder, storageRoot); };
-    auto making = runOnWorker(std::move(work));
-    Made made = co_await making;
-    co_return StagingFolder(std::move(made.path), std::move(made.lock));
+    return lock_->path();
 }
 
-QCoro::Task<QString> StagingFolder::with(QString temporaryFolder, QString storageRoot, Work work)
+QCoro::Task<StagingFolder> StagingFolder::create(QString temporaryFolder, Storage storage)
 {
-    auto creating = create(temporaryFolder, storageRoot);
-    const StagingFolder staging = co_await creating;
+    const auto work = [temporaryFolder, storage] {
+        return make(safePlace(temporaryFolder, storage));
+    };
+    auto lock = co_await runOnWorker(work);
+    co_return StagingFolder(std::move(lock));
+}
+
+QCoro::Task<QString> StagingFolder::with(QString temporaryFolder, Storage storage, Work work)
+{
+    const StagingFolder staging = co_await create(temporaryFolder, storage);
     std::exception_ptr error;
     QString result;
     try {
-        auto working = work(staging.path());
-        result = co_await working;
+        result = co_await work(staging.path());
     } catch (...) {
         error = std::current_exception();
     }
-    auto removing = staging.remove();
-    co_await removing;
+    co_await staging.remove();
     if (error) {
         std::rethrow_exception(error);
     }
@@ -155,31 +121,29 @@ void StagingFolder::clearLeftovers(const QString &temporaryFolder, const std::st
             continue;
         }
         const QString path = QDir(temporaryFolder).filePath(name);
-        try {
-            FolderLock lock(path);
-            if (lock.tryLock() == FolderLock::Outcome::held && lock.isOwn()) {
-                removeTree(path);
-            }
-        } catch (const SystemError &) {
-            // Ignored: a link, a file, or another user's; not ours.
+        // Links and files are not locked.
+        ProcessLock lock(path, ProcessLock::Kind::folder);
+        if (lock.tryLock() == ProcessLock::Outcome::held &&
+            QFileInfo(path).ownerId() == geteuid()) {
+            // In its place: another name would make a leftover of its own when this is interrupted.
+            Files::removeInPlace(path);
         }
     }
 }
 
-void StagingFolder::startClearingLeftovers(const QString &temporaryFolder,
-                                           const QString &storageRoot)
+void StagingFolder::startClearingLeftovers(const QString &temporaryFolder, const Storage &storage)
 {
     // Ignored: that there is no thread for it. The next start clears as well.
-    (void)Threads::start([temporaryFolder, storageRoot](const std::stop_token &programEnds) {
+    (void)Threads::start([temporaryFolder, storage](const std::stop_token &programEnds) {
         clearLeftovers(temporaryFolder, programEnds);
-        clearLeftovers(besideRoot(storageRoot), programEnds);
+        clearLeftovers(storage.parentFolder(), programEnds);
     });
 }
 
 QCoro::Task<> StagingFolder::remove() const
 {
-    auto removeFolder = [path = path_] { removeTree(path); };
-    co_await runOnWorker(std::move(removeFolder));
+    const auto removeFolder = [path = path()] { Files::removeInPlace(path); };
+    co_await runOnWorker(removeFolder);
 }
 
 } // namespace brindle

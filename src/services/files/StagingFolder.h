@@ -1,5 +1,7 @@
 #pragma once
 
+#include "files/Storage.h"
+
 #include <QCoroTask>
 #include <QString>
 
@@ -9,7 +11,7 @@
 
 namespace brindle {
 
-class FolderLock;
+class ProcessLock;
 
 /// A fresh folder "Brindle-" + upper-case UUID in the temporary folder, one per download. Where
 /// others could put a folder of theirs in its place (the temporary folder belongs to neither this
@@ -26,14 +28,14 @@ public:
     static constexpr QLatin1String prefix{"Brindle-"};
 
     /// Makes the folder with its parents, on a worker thread. Throws SystemError.
-    static QCoro::Task<StagingFolder> create(QString temporaryFolder, QString storageRoot);
+    static QCoro::Task<StagingFolder> create(QString temporaryFolder, Storage storage);
 
     /// Something that is done in a folder, whose path it gets. No coroutine itself, it calls one
     /// that owns all that it needs.
     using Work = std::function<QCoro::Task<QString>(QString folder)>;
     /// Makes a folder, returns what `work` does, and has removed the folder by then, also when that
     /// is an error.
-    static QCoro::Task<QString> with(QString temporaryFolder, QString storageRoot, Work work);
+    static QCoro::Task<QString> with(QString temporaryFolder, Storage storage, Work work);
 
     /// Deletes the staging folders that launchers left which no longer live: real folders of this
     /// user's with such a name and no owner. Everything else stays, as does what can't be deleted.
@@ -42,18 +44,17 @@ public:
 
     /// The same in both places where such a folder may lie, on a thread of its own, which the end
     /// of the program does not wait for.
-    static void startClearingLeftovers(const QString &temporaryFolder, const QString &storageRoot);
+    static void startClearingLeftovers(const QString &temporaryFolder, const Storage &storage);
 
-    QString path() const { return path_; }
+    QString path() const;
 
     /// Deletes the folder on a worker thread; failures are ignored.
     QCoro::Task<> remove() const;
 
 private:
-    StagingFolder(QString path, std::shared_ptr<FolderLock> lock);
+    explicit StagingFolder(std::shared_ptr<ProcessLock> lock);
 
-    QString path_;
-    std::shared_ptr<FolderLock> lock_;
+    std::shared_ptr<ProcessLock> lock_;
 };
 
 } // namespace brindle

@@ -3,7 +3,6 @@
 #include <QUuid>
 
 #include <cerrno>
-#include <memory>
 #include <vector>
 
 #include <dirent.h>
@@ -61,45 +60,32 @@ private:
         }
     }
 
-    /// All names first, because what a stream yields while its folder changes is not defined.
-    std::vector<QByteArray> names(int folder)
-    {
-        std::vector<QByteArray> found;
-        const int own = openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-        DIR *stream = own < 0 ? nullptr : fdopendir(own);
-        if (!stream) {
-            check(-1);
-            if (own >= 0) {
-                close(own);
-            }
-            return found;
-        }
-        while (const dirent *entry = readdir(stream)) {
-            const QByteArray name(entry->d_name);
-            if (name != "." && name != "..") {
-                found.push_back(name);
-            }
-        }
-        closedir(stream);
-        return found;
-    }
-
     void empty(const QByteArray &name)
     {
-        const bool isTop = name == ".";
         const int folder =
             openat(top_, name.constData(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
-        if (folder < 0) {
+        DIR *const stream = folder < 0 ? nullptr : fdopendir(folder);
+        if (!stream) {
             check(-1);
+            if (folder >= 0) {
+                close(folder);
+            }
             return;
         }
-        for (const QByteArray &entry : names(folder)) {
+        // All names first, because what a stream yields while its folder changes is not defined.
+        std::vector<QByteArray> entries;
+        while (const dirent *entry = readdir(stream)) {
+            entries.emplace_back(entry->d_name);
+        }
+        for (const QByteArray &entry : entries) {
             if (stop_.stop_requested()) {
                 break;
             }
-            remove(folder, entry, isTop);
+            if (entry != "." && entry != "..") {
+                remove(folder, entry, name == ".");
+            }
         }
-        close(folder);
+        closedir(stream);
     }
 
     void remove(int folder, const QByteArray &entry, bool isTop)

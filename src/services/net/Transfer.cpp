@@ -1,8 +1,8 @@
 #include "net/Transfer.h"
 
-#include "base/ByteCount.h"
 #include "base/Error.h"
 #include "base/OneShot.h"
+#include "base/Text.h"
 #include "base/Threads.h"
 #include "files/OutputFile.h"
 #include "net/Http.h"
@@ -109,7 +109,7 @@ private:
         }
         throw SetupError(QStringLiteral("The download from %1 is larger than the %2 that this app "
                                         "accepts, so it was stopped.")
-                             .arg(host_, ByteCount::string(limit_)));
+                             .arg(host_, Text::byteCount(limit_)));
     }
 
     const QString file_;

@@ -1,6 +1,6 @@
 #include "process/LineSplitter.h"
 
-#include "base/ByteCount.h"
+#include "base/Text.h"
 
 #include <QStringBuilder>
 
@@ -87,7 +87,7 @@ QString LineSplitter::text(QByteArrayView bytes) const
     }
     const qsizetype end = cut(bytes, limit_);
     return decoded(bytes.first(end)) % QStringLiteral("… (") %
-           ByteCount::string(bytes.size() - end + skipped_) % QStringLiteral(" left out)");
+           Text::byteCount(bytes.size() - end + skipped_) % QStringLiteral(" left out)");
 }
 
 } // namespace brindle

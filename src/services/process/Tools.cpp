@@ -4,7 +4,6 @@
 #include "base/Worker.h"
 #include "ditto/UnpackStatus.h"
 #include "files/Files.h"
-#include "files/TreeRemoval.h"
 #include "process/ManagedProcess.h"
 
 #include <QCoreApplication>
@@ -101,7 +100,7 @@ QCoro::Task<> Tools::unzip(QString archiveTool, QString zip, QString destination
     }
     if (error && folder != destination) {
         // Ignored: a failure, as removeLeftovers takes what is left.
-        co_await runOnWorker([folder] { (void)TreeRemoval::remove(QFile::encodeName(folder)); });
+        co_await runOnWorker([folder] { Files::removeInPlace(folder); });
     }
     if (error) {
         std::rethrow_exception(error);
