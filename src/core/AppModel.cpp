@@ -166,12 +166,14 @@ bool AppModel::canCancel() const
 
 QString AppModel::failureSummary() const
 {
-    return failure() ? failure()->summary : QString();
+    const auto &report = failure();
+    return report ? report->summary : QString();
 }
 
 QString AppModel::failureText() const
 {
-    return failure() ? failure()->lines.join(QLatin1Char('\n')) : QString();
+    const auto &report = failure();
+    return report ? report->lines.join(QLatin1Char('\n')) : QString();
 }
 
 void AppModel::refreshState()
