@@ -167,6 +167,16 @@ private Q_SLOTS:
         QCOMPARE(answer, expected);
     }
 
+    void theFirstAnswerCounts()
+    {
+        const int answer = run(question, [](QQuickWindow *window) {
+            for (const int index : {0, 1}) {
+                QMetaObject::invokeMethod(window, "answered", Q_ARG(int, index));
+            }
+        });
+        QCOMPARE(answer, 0);
+    }
+
     void tabAndSpacePressTheOtherButton()
     {
         const int answer = run(question, [&](QQuickWindow *window) {
