@@ -35,63 +35,27 @@ QString asBlock(const QString &line)
 
 LogDocument::LogDocument(QQuickItem *parent) : QQuickItem(parent) {}
 
-void LogDocument::setLog(QObject *log)
+void LogDocument::componentComplete()
 {
-    auto *const store = qobject_cast<LogStore *>(log);
-    if (store == log_) {
-        return;
-    }
-    if (log_) {
-        log_->disconnect(this);
-    }
-    log_ = store;
+    QQuickItem::componentComplete();
+    log_ = qobject_cast<LogStore *>(source_);
+    document_ = edit_->property("textDocument").value<QQuickTextDocument *>()->textDocument();
+    document_->setUndoRedoEnabled(false);
     if (log_) {
         connect(log_, &LogStore::linesChanged, this, &LogDocument::polish);
         connect(log_, &LogStore::reset, this, &LogDocument::startOver);
     }
     startOver();
-    Q_EMIT logChanged();
-}
-
-void LogDocument::setEdit(QQuickItem *edit)
-{
-    edit_ = edit;
-    if (QTextDocument *const shown = document()) {
-        shown->setUndoRedoEnabled(false);
-    }
-    startOver();
-    Q_EMIT editChanged();
-}
-
-void LogDocument::setScroller(QQuickItem *scroller)
-{
-    scroller_ = scroller;
-    Q_EMIT scrollerChanged();
-}
-
-void LogDocument::setPlaceholder(const QString &text)
-{
-    placeholder_ = text;
-    startOver();
-    Q_EMIT placeholderChanged();
-}
-
-QTextDocument *LogDocument::document() const
-{
-    if (!edit_) {
-        return nullptr;
-    }
-    auto *const handle = edit_->property("textDocument").value<QQuickTextDocument *>();
-    return handle ? handle->textDocument() : nullptr;
 }
 
 void LogDocument::startOver()
 {
-    if (QTextDocument *const shown = document()) {
-        QTextCursor cursor(shown);
-        cursor.select(QTextCursor::Document);
-        cursor.insertText(isEmpty() ? placeholder_ : QString());
+    if (!document_) {
+        return; // the view is going
     }
+    QTextCursor cursor(document_);
+    cursor.select(QTextCursor::Document);
+    cursor.insertText(isEmpty() ? placeholder_ : QString());
     count_ = 0;
     first_ = log_ ? log_->dropped() + log_->lines().size() : 0;
     if (!isEmpty()) {
@@ -101,7 +65,7 @@ void LogDocument::startOver()
 
 void LogDocument::updatePolish()
 {
-    if (isEmpty() || !document()) {
+    if (isEmpty() || !document_) {
         return;
     }
     const QStringList &lines = log_->lines();
@@ -145,20 +109,18 @@ void LogDocument::removeFront(qint64 count)
     const bool following = contentY() >= lastY() - 1;
     const bool all = count >= count_;
     const qreal height = all ? 0 : topOf(count) - topOf(0);
-    QTextCursor cursor(document());
+    QTextCursor cursor(document_);
     if (all) {
         cursor.movePosition(QTextCursor::End, QTextCursor::KeepAnchor);
     } else {
-        cursor.setPosition(document()->findBlockByNumber(static_cast<int>(count)).position(),
+        cursor.setPosition(document_->findBlockByNumber(static_cast<int>(count)).position(),
                            QTextCursor::KeepAnchor);
     }
     const qreal y = contentY() - height;
     cursor.removeSelectedText();
     first_ += std::min(count, count_);
     count_ -= std::min(count, count_);
-    if (scroller_) {
-        scroller_->setProperty("contentY", following ? lastY() : std::clamp(y, 0.0, lastY()));
-    }
+    scroller_->setProperty("contentY", following ? lastY() : std::clamp(y, 0.0, lastY()));
 }
 
 /// Inserts entries right before the first or right behind the last one shown.
@@ -180,7 +142,7 @@ void LogDocument::insert(qint64 from, qint64 count)
     const int position = edit_->property("selectionEnd").toInt();
     const bool backwards = edit_->property("cursorPosition").toInt() == anchor;
 
-    QTextCursor cursor(document());
+    QTextCursor cursor(document_);
     if (behind) {
         cursor.movePosition(QTextCursor::End);
     }
@@ -204,29 +166,24 @@ void LogDocument::insert(qint64 from, qint64 count)
         QMetaObject::invokeMethod(edit_, "select", Q_ARG(int, backwards ? position : anchor),
                                   Q_ARG(int, backwards ? anchor : position));
     }
-    if (scroller_) {
-        scroller_->setProperty("contentY", following ? lastY() : y);
-    }
+    scroller_->setProperty("contentY", following ? lastY() : y);
 }
 
 qreal LogDocument::topOf(qint64 block) const
 {
-    QTextDocument *const shown = document();
-    return shown->documentLayout()
-        ->blockBoundingRect(shown->findBlockByNumber(static_cast<int>(block)))
+    return document_->documentLayout()
+        ->blockBoundingRect(document_->findBlockByNumber(static_cast<int>(block)))
         .top();
 }
 
 qreal LogDocument::lastY() const
 {
-    return scroller_
-               ? std::max(0.0, scroller_->property("contentHeight").toReal() - scroller_->height())
-               : 0;
+    return std::max(0.0, scroller_->property("contentHeight").toReal() - scroller_->height());
 }
 
 qreal LogDocument::contentY() const
 {
-    return scroller_ ? scroller_->property("contentY").toReal() : 0;
+    return scroller_->property("contentY").toReal();
 }
 
 } // namespace brindle

@@ -20,14 +20,14 @@ class LogDocument : public QQuickItem
 {
     Q_OBJECT
     QML_ELEMENT
-    /// A LogStore.
-    Q_PROPERTY(QObject *log READ log WRITE setLog NOTIFY logChanged)
+    /// All are set once, at its creation. A LogStore.
+    Q_PROPERTY(QObject *log MEMBER source_ REQUIRED)
     /// A TextEdit, which this object fills.
-    Q_PROPERTY(QQuickItem *edit READ edit WRITE setEdit NOTIFY editChanged)
+    Q_PROPERTY(QQuickItem *edit MEMBER edit_ REQUIRED)
     /// The Flickable that scrolls it.
-    Q_PROPERTY(QQuickItem *scroller READ scroller WRITE setScroller NOTIFY scrollerChanged)
+    Q_PROPERTY(QQuickItem *scroller MEMBER scroller_ REQUIRED)
     /// What the text says while the log has no lines.
-    Q_PROPERTY(QString placeholder READ placeholder WRITE setPlaceholder NOTIFY placeholderChanged)
+    Q_PROPERTY(QString placeholder MEMBER placeholder_)
 
 public:
     /// Most characters added in one frame, one whole entry at least.
@@ -35,29 +35,14 @@ public:
 
     explicit LogDocument(QQuickItem *parent = nullptr);
 
-    QObject *log() const { return log_; }
-    void setLog(QObject *log);
-    QQuickItem *edit() const { return edit_; }
-    void setEdit(QQuickItem *edit);
-    QQuickItem *scroller() const { return scroller_; }
-    void setScroller(QQuickItem *scroller);
-    QString placeholder() const { return placeholder_; }
-    void setPlaceholder(const QString &text);
-
-Q_SIGNALS:
-    void logChanged();
-    void editChanged();
-    void scrollerChanged();
-    void placeholderChanged();
-
 protected:
+    void componentComplete() override;
     void updatePolish() override;
 
 private:
     void startOver();
     bool isEmpty() const { return !log_ || log_->lines().isEmpty(); }
     qint64 end() const { return first_ + count_; }
-    QTextDocument *document() const;
     /// Both change the document and the scroll position together.
     void removeFront(qint64 count);
     void insert(qint64 from, qint64 count);
@@ -65,8 +50,10 @@ private:
     qreal lastY() const;
     qreal contentY() const;
 
-    QPointer<LogStore> log_;
+    QPointer<QObject> source_;
+    QPointer<LogStore> log_; // the same
     QPointer<QQuickItem> edit_;
+    QPointer<QTextDocument> document_;
     QPointer<QQuickItem> scroller_;
     // Entries are numbered from when the log was last replaced.
     qint64 first_ = 0; // the first entry shown
