@@ -48,6 +48,10 @@ QList<CorpusCase> lies()
         lying(
             "strongly encrypted", [](auto &e) { e.flags = 0x841; }, "encrypted"),
         lying(
+            "strong encryption by itself", [](auto &e) { e.flags = 0x840; }, "encrypted"),
+        lying(
+            "encrypted directory", [](auto &e) { e.flags = 0x2800; }, "encrypted"),
+        lying(
             "unknown method 12", [](auto &e) { e.method = 12; }, "method"),
         lying(
             "unknown method 99", [](auto &e) { e.method = 99; }, "method"),

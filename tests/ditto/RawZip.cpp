@@ -115,7 +115,8 @@ QByteArray recordOf(const RawZip::Entry &entry, const Resolved &resolved, qint64
 {
     const QByteArray extra = (entry.zip64 ? resolved.zip64Field() : QByteArray()) + entry.extra;
     QByteArray bytes("PK\x01\x02", 4);
-    put<quint16>(bytes, entry.mode != 0 ? madeOnUnix : madeOnDos);
+    const quint16 madeBy = entry.mode != 0 ? madeOnUnix : madeOnDos;
+    put<quint16>(bytes, entry.system < 0 ? madeBy : static_cast<quint16>(entry.system << 8));
     put<quint16>(bytes, version);
     bytes += resolved.fields(resolved.method, resolved.crc, resolved.packedSize, resolved.size,
                              entry.zip64);

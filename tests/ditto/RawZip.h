@@ -27,6 +27,7 @@ public:
         qint64 crc = -1;
         int method = -1;
         int flags = -1;
+        int system = -1; ///< that the entry was made on, APPNOTE.TXT 4.4.2; else Unix for a mode
         QByteArray localName{};
         QByteArray packed{}; ///< the packed bytes; `content` is not looked at
         qint64 localSize = -1;

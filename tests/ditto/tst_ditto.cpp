@@ -54,6 +54,34 @@ private Q_SLOTS:
         QCOMPARE(mode("/d/x"), 0755U);
     }
 
+    void modesCountFromSystemsThatHaveThem_data()
+    {
+        QTest::addColumn<int>("system");
+        QTest::addColumn<bool>("counts");
+        QTest::newRow("DOS") << 0 << false;
+        QTest::newRow("Unix") << 3 << true;
+        QTest::newRow("NTFS") << 10 << false;
+        QTest::newRow("macOS") << 19 << true;
+    }
+
+    void modesCountFromSystemsThatHaveThem()
+    {
+        QFETCH(int, system);
+        QFETCH(bool, counts);
+        const Surroundings around;
+        RawZip::Entry program{"program", "x", RawZip::file755};
+        program.system = system;
+        RawZip::Entry link{"link", "x", RawZip::link777};
+        link.system = system;
+        QCOMPARE(unpack(around, RawZip().add(program).add(link).bytes()).code, 0);
+        const auto at = [&](const char *name) {
+            return QFileInfo(around.destination() + QLatin1String(name));
+        };
+        QCOMPARE(at("/program").isExecutable(), counts);
+        QCOMPARE(at("/link").isSymLink(), counts);
+        QCOMPARE(at("/link").isFile(), !counts);
+    }
+
     void anEmptyDestinationIsFilled()
     {
         const Surroundings around;
