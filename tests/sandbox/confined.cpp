@@ -169,15 +169,15 @@ int openedAnew(const char *path)
     return numberOf(syscall(SYS_openat2, AT_FDCWD, path, &how, sizeof how));
 }
 
-/// The first system call that is there, though unpacking does not take it; 0 for none. With
-/// arguments that no call can work with.
+/// The first system call that is there, though unpacking does not take it, -1 for number 0; 0 for
+/// none. With arguments that no call can work with.
 int unexpectedCall()
 {
     constexpr long newestTried = 512;
     for (long call = 0; call <= newestTried; ++call) {
         if (!allowedCalls.contains(call) &&
             (syscall(call, -1, -1, -1, -1, -1, -1) != -1 || errno != ENOSYS)) {
-            return static_cast<int>(call);
+            return call == 0 ? -1 : static_cast<int>(call);
         }
     }
     return 0;
