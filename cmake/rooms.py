@@ -25,15 +25,18 @@ text {{ fill: #fff; font: 600 15px system-ui, sans-serif; text-anchor: middle }}
 
 def read(lines):
     """The folder of each room, and the rooms that it links and does not reach through others."""
-    folders, linked, doors = {}, {}, set()
+    folders, linked, interfaces = {}, {}, set()
     for line in lines:
         target, kind, folders[target], *linked[target] = line.split()
         if kind == "INTERFACE_LIBRARY":
-            doors.add(target)  # no room, but a name for several
+            interfaces.add(target)
+    linked = {target: [link for link in links if link in linked] for target, links in linked.items()}
+    # An interface is a room of headers when it is linked and links none; or else a name for several.
+    used = set().union(*linked.values())
+    doors = {target for target in interfaces if linked[target] or target not in used}
 
     def rooms(target):
-        direct = [link for link in linked[target] if link in linked]
-        return {room for link in direct for room in (rooms(link) if link in doors else {link})}
+        return {room for link in linked[target] for room in (rooms(link) if link in doors else {link})}
 
     def reached(target):
         return rooms(target).union(*map(reached, rooms(target)))
