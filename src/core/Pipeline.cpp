@@ -7,7 +7,6 @@
 #include "project/ProjectInspector.h"
 
 #include <QFile>
-#include <QFileInfo>
 
 namespace brindle {
 
@@ -82,7 +81,7 @@ QCoro::Task<> Pipeline::downloadGame(Run run)
         Files::createFolder(storage.root);
         // A download takes its time anyway: the moment to delete what interrupted removals left.
         Files::removeLeftovers(storage.root);
-        Files::removeLeftovers(QFileInfo(storage.root).path());
+        Files::removeLeftovers(storage.parentFolder());
         Files::writeAtomically(storage.unfinishedMark(),
                                QByteArrayLiteral("The game's setup has not finished.\n"));
     };

@@ -1,5 +1,7 @@
 #include "files/Storage.h"
 
+#include "files/Files.h"
+
 #include <QDir>
 #include <QFile>
 #include <QStandardPaths>
@@ -8,6 +10,15 @@
 #include <sys/stat.h>
 
 namespace brindle {
+
+void Storage::clearImportMarkers() const
+{
+    for (const QString &name : Files::names(root)) {
+        if (name.startsWith(u"imported-")) {
+            QFile::remove(root + u'/' + name);
+        }
+    }
+}
 
 QString Paths::root()
 {

@@ -1,8 +1,5 @@
 #pragma once
 
-#include "files/Files.h"
-
-#include <QFile>
 #include <QFileInfo>
 #include <QString>
 #include <QStringList>
@@ -33,15 +30,7 @@ struct Storage
         return root + QStringLiteral("/imported-%1.txt").arg(tag);
     }
     /// Deletes all import markers. Failures are ignored. Blocks: worker threads only.
-    void clearImportMarkers() const
-    {
-        const QStringList names = Files::names(root);
-        for (const QString &name : names) {
-            if (name.startsWith(QStringLiteral("imported-"))) {
-                QFile::remove(root + QLatin1Char('/') + name);
-            }
-        }
-    }
+    void clearImportMarkers() const;
 };
 
 /// Where the storage root is, and how much a folder holds. All locations are absolute paths.
