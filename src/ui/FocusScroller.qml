@@ -34,11 +34,12 @@ Item {
     }
 
     function goHome() {
-        // A window that does not have the keyboard itself knows where it was, and gives it back.
-        if (!offered || !Window.active)
+        // No item has it in a window that does not have the keyboard itself, which knows where it was
+        // and gives it back. (`Window.active` holds for a sheet over the window as well.)
+        if (!offered || !focused)
             return;
         // Items keep the focus when they are hidden; a menu over the window is a scope of its own.
-        if (!focused || !focused.visible || isBelow(home, focused))
+        if (!focused.visible || isBelow(home, focused))
             home.forceActiveFocus(Qt.OtherFocusReason);
     }
 
