@@ -19,27 +19,6 @@ namespace {
 /// How many lines of the log a failure report shows.
 constexpr qsizetype reportLines = 30;
 
-struct Hint
-{
-    QStringList needles; ///< in lower case; one of them is enough
-    QString text;
-};
-
-/// What the log of a failed run may hold, in the order in which it is looked for.
-const QList<Hint> &hints()
-{
-    static const QList<Hint> all{
-        {{QStringLiteral("vulkan"), QStringLiteral("metal"), QStringLiteral("gpu"),
-          QStringLiteral("rendering")},
-         QStringLiteral("The graphics system reported a problem. The game may need a faster Mac "
-                        "or a newer macOS.")},
-        {{QStringLiteral("script error"), QStringLiteral("parse error")},
-         QStringLiteral("The game's scripts reported errors. The log below shows where.")},
-        {{QString()}, QStringLiteral("The last lines of the log below may show why.")},
-    };
-    return all;
-}
-
 std::function<Dependencies()> &partsMaker()
 {
     static std::function<Dependencies()> maker;
@@ -279,12 +258,27 @@ bool AppModel::isCancellation(const std::exception_ptr &error)
 
 QString AppModel::plainHint(const QStringList &lines)
 {
-    const QString text = lines.join(QLatin1Char('\n')).toLower();
-    const auto fits = [&text](const Hint &hint) {
-        return std::any_of(hint.needles.begin(), hint.needles.end(),
-                           [&text](const QString &needle) { return text.contains(needle); });
+    struct Hint
+    {
+        QStringList needles; // in lower case; one of them is enough
+        QString text;
     };
-    return std::find_if(hints().begin(), hints().end(), fits)->text;
+    // In the order in which they are looked for. The last fits always.
+    static const QList<Hint> hints{
+        {{QStringLiteral("vulkan"), QStringLiteral("metal"), QStringLiteral("gpu"),
+          QStringLiteral("rendering")},
+         QStringLiteral("The graphics system reported a problem. The game may need a faster Mac "
+                        "or a newer macOS.")},
+        {{QStringLiteral("script error"), QStringLiteral("parse error")},
+         QStringLiteral("The game's scripts reported errors. The log below shows where.")},
+        {{QString()}, QStringLiteral("The last lines of the log below may show why.")},
+    };
+    const QString log = lines.join(QLatin1Char('\n')).toLower();
+    const auto fits = [&log](const Hint &hint) {
+        return std::any_of(hint.needles.begin(), hint.needles.end(),
+                           [&log](const QString &needle) { return log.contains(needle); });
+    };
+    return std::find_if(hints.begin(), hints.end(), fits)->text;
 }
 
 void AppModel::updateProgress(qint64 done, qint64 total, double speed)
