@@ -249,6 +249,14 @@ QList<CorpusCase> frames()
              return with({"x", "x", file644}, frame);
          },
          "two end records"},
+        {"two end records behind what looks like a third",
+         [] {
+             RawZip::Frame frame;
+             frame.prefix = QByteArrayLiteral("PK\x05\x06 in a text");
+             frame.comment = RawZip().bytes();
+             return with({"x", "x", file644}, frame);
+         },
+         "two end records"},
         {"two end records, the second the longer one",
          [] {
              RawZip::Frame frame;
