@@ -317,6 +317,13 @@ QList<CorpusCase> frames()
             },
             "zip64 end record is not where"),
         framed(
+            "zip64 end of an archive whose rest is elsewhere",
+            [](auto &f) {
+                f.zip64 = true;
+                f.zip64Here = 1;
+            },
+            "of several parts"),
+        framed(
             "zip64 end of another count",
             [](auto &f) {
                 f.zip64 = true;

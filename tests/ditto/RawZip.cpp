@@ -139,7 +139,7 @@ QByteArray zip64End(const RawZip::Frame &frame, qint64 count, qint64 size, qint6
     put<quint16>(bytes, madeOnUnix);
     put<quint16>(bytes, version);
     put<quint64>(bytes, 0); // numbers of disks
-    put<quint64>(bytes, number);
+    put<quint64>(bytes, told<quint64>(frame.zip64Here, number));
     put<quint64>(bytes, number);
     put<quint64>(bytes, size);
     put<quint64>(bytes, offset);

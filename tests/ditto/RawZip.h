@@ -54,6 +54,7 @@ public:
         qint64 directoryOffset = -1;
         qint64 zip64Offset = -1; ///< of the zip64 end record
         qint64 zip64Count = -1;  ///< of entries, in the zip64 end record
+        qint64 zip64Here = -1;   ///< of entries on this disk, in the zip64 end record
         bool saturated = true;   ///< with zip64, the other end record says "look there"
     };
 

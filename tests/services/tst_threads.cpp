@@ -8,7 +8,9 @@
 #include <QTest>
 #include <QThread>
 
+#include <atomic>
 #include <cstdio>
+#include <memory>
 #include <semaphore>
 #include <vector>
 
@@ -162,12 +164,15 @@ private Q_SLOTS:
         await(runOnWorker([] {}));
         // A worker may just be ending.
         QString description;
+        const auto ran = std::make_shared<std::atomic<int>>(0);
+        int ended = 0;
         spinUntil([&] {
             noThreads = true;
-            auto task = runOnWorker([] {});
+            auto task = runOnWorker([ran] { ++*ran; });
             noThreads = false;
             try {
                 await(std::move(task));
+                ++ended;
             } catch (const SystemError &error) {
                 description = error.description();
             }
@@ -176,6 +181,8 @@ private Q_SLOTS:
         QCOMPARE(description, QStringLiteral("No thread could be started: "
                                              "Resource temporarily unavailable"));
         QCOMPARE(await(runOnWorker([] { return 7; })), 7);
+        // What has failed is not done later after all.
+        QCOMPARE(ran->load(), ended);
     }
 
     void workThatFindsNoThreadOfItsOwnWaitsForOneThatIsThere()
