@@ -3,10 +3,13 @@
 
 #include "NetworkFault.h"
 #include "PipelineFixture.h"
+#include "demo/ProgramFill.h"
 #include "support/Await.h"
+#include "support/CutFile.h"
 
 #include <QDir>
 #include <QFile>
+#include <QRandomGenerator>
 #include <QRegularExpression>
 #include <QtTest>
 
@@ -222,6 +225,32 @@ private Q_SLOTS:
         play();
         waitUntilIdle();
         QVERIFY2(gameRan(), qPrintable(fixture_->model().log.lines().join(u'\n')));
+    }
+
+    void isCutFiveTimes()
+    {
+        constexpr qsizetype engineBytes = 6'000'000;
+        fixture_->offerEngine("#!/bin/sh\necho \"engine is playing\"\nexit 0\n" +
+                              ProgramFill().next(engineBytes));
+        const QString path = paths_.value(QStringLiteral("engine"));
+        const QByteArray content = served(path);
+        QList<qint64> cuts;
+        for (int i = 0; i < 5; ++i) {
+            cuts.append(
+                QRandomGenerator::global()->bounded(1, static_cast<int>(content.size()) / 5));
+        }
+        qInfo() << "of" << content.size() << "bytes, cut after" << cuts;
+        CutFile file(content, cuts);
+        fixture_->host.replace(ReleaseHost::bodyPath(path),
+                               [&file](const HttpRequest &request, HttpConnection &connection) {
+                                   file.answer(request, connection);
+                               });
+        play();
+        waitUntilIdle();
+        QVERIFY2(gameRan(), qPrintable(fixture_->model().log.lines().join(u'\n')));
+        QCOMPARE(file.requests().size(), 6);
+        QVERIFY(file.sent() <= content.size() + content.size() / 50);
+        QCOMPARE(fixture_->files.leftovers(), QStringList());
     }
 
     void isCancelled_data()

@@ -10,6 +10,7 @@ namespace {
 
 constexpr long receiveBufferBytes = 524'288;
 constexpr qint64 maxHeaderBytes = 262'144;
+constexpr qint64 longestPoll = 3'600'000; // milliseconds; it takes an int
 
 CURL *newHandle()
 {
@@ -84,29 +85,35 @@ Http::Request::Request(Listener &listener, const TransferOptions &options)
     }
 }
 
-std::optional<Http::Request::NoWay> Http::Request::run(const QUrl &url,
-                                                       const SystemNetwork::Proxy &way)
+std::optional<Http::Request::Failure>
+Http::Request::run(const QUrl &url, const SystemNetwork::Proxy &way, const QByteArrayList &headers)
 {
     url_ = url;
     isTunnelled_ = way.address.startsWith("http:") && url.scheme() == QLatin1String("https");
     hasHeader_ = hasHeaders_ = isEnough_ = false;
+    headerBytes_ = 0;
     prepare(way);
-    const std::unique_ptr<curl_slist, void (*)(curl_slist *)> headers(
-        curl_slist_append(nullptr, "Accept-Encoding: identity"), &curl_slist_free_all);
-    curl_easy_setopt(easy_.get(), CURLOPT_HTTPHEADER, headers.get());
+    std::unique_ptr<curl_slist, void (*)(curl_slist *)> lines(nullptr, &curl_slist_free_all);
+    for (const QByteArray &line : QByteArrayList{"Accept-Encoding: identity"} + headers) {
+        lines.reset(curl_slist_append(lines.release(), line.constData()));
+    }
+    curl_easy_setopt(easy_.get(), CURLOPT_HTTPHEADER, lines.get());
     const CURLcode code = drive();
     if (code != CURLE_OK && !isEnough_) {
-        if (isNoWay(code)) {
-            return NoWay{failure(code), tunnelStatus() != 0};
-        }
-        throw failure(code);
+        return failure(code);
     }
     if (!hasHeaders_) {
         // libcurl takes a connection that ends within the headers for an empty answer.
-        throw TransferError(
-            QStringLiteral("The server ended the connection in the middle of its answer."));
+        return Failure{TransferError(QStringLiteral("The server ended the connection in the middle "
+                                                    "of its answer."))};
     }
     return std::nullopt;
+}
+
+void Http::Request::pause(std::chrono::milliseconds time)
+{
+    const auto longest = std::min<qint64>(time.count(), longestPoll);
+    check(curl_multi_poll(multi_.get(), nullptr, 0, static_cast<int>(longest), nullptr));
 }
 
 void Http::Request::prepare(const SystemNetwork::Proxy &way)
@@ -179,7 +186,7 @@ CURLcode Http::Request::drive()
             std::rethrow_exception(error_);
         }
         check(performed);
-        listener_.onTurn();
+        const auto longest = listener_.onTurn();
         int left = 0;
         if (const CURLMsg *message = curl_multi_info_read(multi_.get(), &left)) {
             return message->data.result;
@@ -189,8 +196,7 @@ CURLcode Http::Request::drive()
         if (idle >= options_.idleTimeout) {
             return CURLE_OPERATION_TIMEDOUT;
         }
-        const auto wait = std::min<qint64>((options_.idleTimeout - idle).count(), 3'600'000);
-        check(curl_multi_poll(multi_.get(), nullptr, 0, static_cast<int>(wait), nullptr));
+        pause(std::min(longest, options_.idleTimeout - idle));
     }
 }
 
@@ -278,7 +284,12 @@ bool Http::Request::isWebPage(CURLcode code) const
             header("Content-Type", CURLH_CONNECT).toLower().startsWith("text/html"));
 }
 
-TransferError Http::Request::failure(CURLcode code) const
+Http::Request::Failure Http::Request::failure(CURLcode code) const
+{
+    return {why(code), isNoWay(code), tunnelStatus() != 0};
+}
+
+TransferError Http::Request::why(CURLcode code) const
 {
     if (code == CURLE_OPERATION_TIMEDOUT) {
         const auto seconds = std::chrono::duration<double>(options_.idleTimeout).count();

@@ -5,6 +5,7 @@
 #include "net/Transfer.h"
 
 #include <QByteArray>
+#include <QByteArrayList>
 #include <QUrl>
 
 #include <curl/curl.h>
@@ -39,8 +40,9 @@ public:
     /// The headers of the final answer are there. False if its body is not wanted.
     virtual bool onHeaders() = 0;
     virtual void onBody(std::string_view bytes) = 0;
-    /// What has arrived until now has been told. Comes at least once more after a `wake`.
-    virtual void onTurn() = 0;
+    /// What has arrived until now has been told. Comes at least once more after a `wake`, and after
+    /// the time that it returns.
+    virtual std::chrono::milliseconds onTurn() = 0;
 
 protected:
     ~Listener() = default;
@@ -50,18 +52,24 @@ protected:
 class Request
 {
 public:
-    /// That there is no way to the server, so that another may be tried.
-    struct NoWay
+    /// That a request broke off on its way, or never got to the server.
+    struct Failure
     {
         TransferError why;
-        bool isToldByProxy;
+        bool isNoWay = false; ///< there was no way to the server, so that another may be tried
+        bool isToldByProxy = false;
     };
 
     /// `listener` must outlive it. Throws TransferError when libcurl does.
     Request(Listener &listener, const TransferOptions &options);
 
-    /// Returns when the answer has been told. Throws TransferError.
-    std::optional<NoWay> run(const QUrl &url, const SystemNetwork::Proxy &way);
+    /// Returns when the answer has been told. `headers` are lines that are sent besides its own.
+    /// Throws TransferError for an answer that nobody should ask for again.
+    std::optional<Failure> run(const QUrl &url, const SystemNetwork::Proxy &way,
+                               const QByteArrayList &headers);
+
+    /// Waits between requests, until a `wake` or at most that long.
+    void pause(std::chrono::milliseconds time);
 
     /// Interrupts its waiting. Any thread.
     void wake() { curl_multi_wakeup(multi_.get()); }
@@ -89,7 +97,8 @@ private:
 
     bool isNoWay(CURLcode code) const;
     bool isWebPage(CURLcode code) const;
-    TransferError failure(CURLcode code) const;
+    Failure failure(CURLcode code) const;
+    TransferError why(CURLcode code) const;
     long tunnelStatus() const { return info<long>(CURLINFO_HTTP_CONNECTCODE); }
 
     template <typename T>
@@ -107,7 +116,7 @@ private:
     char errorText_[CURL_ERROR_SIZE] = {};
     std::exception_ptr error_; // thrown by the listener
     Clock::time_point lastByte_;
-    qint64 headerBytes_ = 0;   // of all answers, those of proxies included
+    qint64 headerBytes_ = 0;   // of all answers to a request, those of proxies included
     bool isTunnelled_ = false; // a proxy is asked for a connection to the server
     bool hasHeader_ = false;   // any, a proxy's included
     bool hasHeaders_ = false;  // those of a final answer

@@ -8,6 +8,7 @@
 #include <QUrl>
 
 #include <chrono>
+#include <functional>
 #include <stop_token>
 
 namespace brindle {
@@ -22,6 +23,9 @@ struct TransferOptions
     QString caFile;
     /// A body of more bytes is a failure. No archive of a game or an add-on comes near it.
     qint64 limit = 8LL * 1024 * 1024 * 1024;
+    /// How long a wait before another attempt is to last really; for tests. Called on the
+    /// transfer's thread.
+    std::function<std::chrono::milliseconds(std::chrono::milliseconds)> waiting = {};
 };
 
 /// What a finished transfer tells about the answer. `body` is filled by memory transfers only.
@@ -39,6 +43,12 @@ struct TransferResult
 /// whole takes. A body shorter than announced is a failure, as is one in a content encoding; of one
 /// that is longer, the announced length counts. The ways that the system's proxy settings name are
 /// tried in their order until one leads to the server. Memory stays flat.
+///
+/// An answer that breaks off or stalls is continued, if it said that it can be (see Resumption),
+/// and begun anew where the server does not continue it. After an attempt that brings nothing it
+/// waits, up to 8 seconds, and after six of them in a row it fails with what the last one met. A
+/// server that is too busy is left alone for as long as it asks, if that is a minute at most,
+/// twice.
 ///
 /// Resumes on the caller's thread. Any HTTP status is a result; what is thrown is a TransferError,
 /// a SystemError when the file can't be written, a SetupError when it is larger than allowed, or
