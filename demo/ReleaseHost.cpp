@@ -34,7 +34,7 @@ public:
     {
         head_ += length ? "Content-Length: " + QByteArray::number(*length)
                         : QByteArrayLiteral("Transfer-Encoding: chunked");
-        head_ += "\r\nConnection: close\r\n\r\n";
+        head_ += "\r\n\r\n";
     }
 
     bool begin() { return connection_.write(head_); }
@@ -257,6 +257,15 @@ QStringList ReleaseHost::allRequests() const
     return paths;
 }
 
+int ReleaseHost::connectionCount() const
+{
+    int count = 0;
+    for (const auto &server : servers_) {
+        count += server->connectionCount();
+    }
+    return count;
+}
+
 void ReleaseHost::forgetRequests()
 {
     const std::lock_guard guard(lock_);
@@ -278,7 +287,12 @@ void ReleaseHost::answer(Role role, const HttpRequest &request, HttpConnection &
     }
     if (handler) {
         handler(request, connection);
-    } else if (request.method != "GET") {
+        return;
+    }
+    if (request.headers.value("connection").toLower() != "close") {
+        connection.keepOpen();
+    }
+    if (request.method != "GET") {
         connection.respond(methodNotAllowed, {}, {});
     } else if (role != Role::code) {
         answerBody(role, path, connection);

@@ -86,6 +86,8 @@ public:
     /// Those asked for at any of the servers.
     QStringList allRequests() const;
     void forgetRequests();
+    /// How many connections were made to all servers.
+    int connectionCount() const;
 
 private:
     enum class Role { code, archives, releases };

@@ -85,6 +85,8 @@ public:
         return requestsPerTarget_.value(target);
     }
 
+    int connectionCount() const { return connections_; }
+
 private:
     struct Client
     {
@@ -121,25 +123,34 @@ private:
     void answer(SocketConnection &connection)
     {
         if (connection.open(tls_)) {
-            if (const auto request = connection.readRequest()) {
-                {
-                    const std::lock_guard guard(lock_);
-                    ++requests_;
-                    ++requestsPerTarget_[request->target];
-                }
-                try {
-                    handler_(*request, connection);
-                } catch (const std::exception &error) {
-                    qWarning("The handler of %s failed: %s", request->target.constData(),
-                             error.what());
-                    connection.reset();
-                }
-            } else {
-                connection.respond(400, {{"Content-Type", "text/html"}},
-                                   "<html><body>This is no request.</body></html>\n");
+            ++connections_;
+            while (answerNext(connection)) {
             }
         }
         connection.close();
+    }
+
+    /// Whether another request may come.
+    bool answerNext(SocketConnection &connection)
+    {
+        const auto request = connection.readRequest();
+        if (!request) {
+            connection.respond(400, {{"Content-Type", "text/html"}},
+                               "<html><body>This is no request.</body></html>\n");
+            return false;
+        }
+        {
+            const std::lock_guard guard(lock_);
+            ++requests_;
+            ++requestsPerTarget_[request->target];
+        }
+        try {
+            handler_(*request, connection);
+        } catch (const std::exception &error) {
+            qWarning("The handler of %s failed: %s", request->target.constData(), error.what());
+            connection.reset();
+        }
+        return connection.takeKept();
     }
 
     const Handler handler_;
@@ -147,6 +158,7 @@ private:
     QThread listening_;
     Listener *listener_ = nullptr; // lives on listening_, deleted with it
     std::atomic<quint16> port_ = 0;
+    std::atomic<int> connections_ = 0;
     std::list<Client> clients_;
 
     mutable std::mutex lock_; // guards the counts
@@ -179,6 +191,11 @@ int HttpServer::requestCount() const
 int HttpServer::requestCount(const QByteArray &target) const
 {
     return impl_->requestCount(target);
+}
+
+int HttpServer::connectionCount() const
+{
+    return impl_->connectionCount();
 }
 
 } // namespace brindle

@@ -28,6 +28,9 @@ class HttpConnection
 public:
     virtual ~HttpConnection() = default;
 
+    /// Serves one more request on this connection after this one, whose answer must then tell where
+    /// its body ends. To be called before the answer.
+    virtual void keepOpen() = 0;
     /// A whole answer. Content-Length is added unless `headers` has one of its own or a
     /// Transfer-Encoding; an own Content-Length with an empty value means none at all.
     virtual bool respond(int status, const QList<QPair<QByteArray, QByteArray>> &headers,
@@ -50,9 +53,9 @@ public:
     virtual void reset() = 0;
 };
 
-/// A small HTTP/1.1 server on loopback, for the demo and the tests. One thread per connection,
-/// every connection serves one request and is then closed. What is no HTTP gets an answer all the
-/// same, a page with status 400, as from other servers.
+/// A small HTTP/1.1 server on loopback, for the demo and the tests. One thread per connection; each
+/// serves one request and is then closed, unless a handler keeps it open. What is no HTTP gets an
+/// answer all the same, a page with status 400, as from other servers.
 class HttpServer
 {
 public:
@@ -70,6 +73,8 @@ public:
     /// How many requests have been received, also per target. Any thread.
     int requestCount() const;
     int requestCount(const QByteArray &target) const;
+    /// How many connections have been made, each with its handshake where there is TLS. Any thread.
+    int connectionCount() const;
 
 private:
     class Impl;

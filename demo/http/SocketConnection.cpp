@@ -6,6 +6,8 @@
 #include <QHostAddress>
 #include <QSslSocket>
 
+#include <utility>
+
 #include <fcntl.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -37,15 +39,6 @@ QByteArray reasonOf(int status)
     default:
         return QByteArrayLiteral("Answer");
     }
-}
-
-QByteArray head(int status, const QList<QPair<QByteArray, QByteArray>> &headers)
-{
-    QByteArray text = "HTTP/1.1 " + QByteArray::number(status) + ' ' + reasonOf(status) + "\r\n";
-    for (const auto &[name, value] : headers) {
-        text += name + ": " + value + "\r\n";
-    }
-    return text + "Connection: close\r\n\r\n";
 }
 
 } // namespace
@@ -118,6 +111,11 @@ void SocketConnection::close()
     }
     // Belongs to this thread, so it must also go here.
     socket_.reset();
+}
+
+bool SocketConnection::takeKept()
+{
+    return std::exchange(isKept_, false) && connected();
 }
 
 void SocketConnection::stop()
@@ -252,6 +250,16 @@ void SocketConnection::reset()
                  sizeof now);
     closeControl();
     socket_->abort();
+}
+
+QByteArray SocketConnection::head(int status,
+                                  const QList<QPair<QByteArray, QByteArray>> &headers) const
+{
+    QByteArray text = "HTTP/1.1 " + QByteArray::number(status) + ' ' + reasonOf(status) + "\r\n";
+    for (const auto &[name, value] : headers) {
+        text += name + ": " + value + "\r\n";
+    }
+    return text + (isKept_ ? "\r\n" : "Connection: close\r\n\r\n");
 }
 
 bool SocketConnection::connected() const

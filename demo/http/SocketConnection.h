@@ -28,9 +28,12 @@ public:
     std::optional<HttpRequest> readRequest();
     /// Sends what is left and ends the connection in order, unless it was reset.
     void close();
+    /// Whether it was to be kept open, and still is.
+    bool takeKept();
     /// Makes every blocking call on the connection's thread return at once. Any thread.
     void stop();
 
+    void keepOpen() override { isKept_ = true; }
     bool respond(int status, const QList<QPair<QByteArray, QByteArray>> &headers,
                  const QByteArray &body) override;
     bool redirect(int status, const QUrl &location) override;
@@ -43,11 +46,13 @@ public:
 
 private:
     bool connected() const;
+    QByteArray head(int status, const QList<QPair<QByteArray, QByteArray>> &headers) const;
     void closeControl();
 
     qintptr descriptor_;
     std::unique_ptr<QSslSocket> socket_;
     std::atomic<bool> stopping_ = false;
+    bool isKept_ = false;
 
     std::mutex lock_; // guards control_
     // A second descriptor of the same socket: Qt closes its own whenever the client leaves, and

@@ -51,6 +51,8 @@ private Q_SLOTS:
         QList<AppState> states;
         connect(&model, &AppModel::stateChanged, this, [&] { states << model.state(); });
         fixture.playUntilOpen();
+        // One for the code host, and one for each of the two that it leads to.
+        QCOMPARE(fixture.host.connectionCount(), 3);
         QCOMPARE(model.state(), AppState::starting());
         fixture.clock->advance(Clock::Duration(10));
         spinUntil([&] { return model.state() == AppState::playing(); });

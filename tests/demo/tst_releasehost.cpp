@@ -74,7 +74,7 @@ void ask(QTcpSocket &socket, const QUrl &url, const QByteArray &method = "GET")
     socket.connectToHost(QStringLiteral("127.0.0.1"), static_cast<quint16>(url.port()));
     QVERIFY(socket.waitForConnected());
     socket.write(method + ' ' + url.toEncoded(QUrl::RemoveScheme | QUrl::RemoveAuthority) +
-                 " HTTP/1.1\r\nHost: " + url.host().toLatin1() + "\r\n\r\n");
+                 " HTTP/1.1\r\nHost: " + url.host().toLatin1() + "\r\nConnection: close\r\n\r\n");
     QVERIFY(socket.waitForBytesWritten());
 }
 
@@ -390,7 +390,8 @@ void TestReleaseHost::answersOverTls()
     socket.connectToHostEncrypted(QStringLiteral("127.0.0.1"),
                                   static_cast<quint16>(host.url().port()));
     QVERIFY2(socket.waitForEncrypted(), qPrintable(socket.errorString()));
-    socket.write("GET " + ReleaseHost::gamePath().toLatin1() + " HTTP/1.1\r\nHost: x\r\n\r\n");
+    socket.write("GET " + ReleaseHost::gamePath().toLatin1() +
+                 " HTTP/1.1\r\nHost: x\r\nConnection: close\r\n\r\n");
     QByteArray bytes;
     while (socket.waitForReadyRead()) {
         bytes += socket.readAll();

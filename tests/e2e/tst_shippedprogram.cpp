@@ -98,6 +98,8 @@ private Q_SLOTS:
         QCOMPARE(stage_->host().requests(),
                  (QStringList{ReleaseHost::gamePath(), Stage::addonPath(), Stage::checksumPath(),
                               Stage::enginePath()}));
+        // One handshake for each of the three hosts.
+        QCOMPARE(stage_->host().connectionCount(), 3);
         screen_->activate(mainTitle);
         launcher_->waitForStatus(Launcher::Status::green);
         QCOMPARE(launcher_->games().size(), 1);

@@ -26,6 +26,7 @@ private Q_SLOTS:
     void answersWithALength();
     void anOwnLengthWins();
     void sendsAFileWithAndWithoutLength();
+    void keepsOpenOnDemand();
     void redirects();
     void whatIsNoRequestGetsAPage();
     void tunnels();
@@ -121,6 +122,34 @@ void TestHttpServer::sendsAFileWithAndWithoutLength()
     }
     QCOMPARE(joined, content);
     QVERIFY(fetch(server, "/missing").startsWith("HTTP/1.1 404 "));
+}
+
+void TestHttpServer::keepsOpenOnDemand()
+{
+    const HttpServer server([](const HttpRequest &request, HttpConnection &connection) {
+        if (request.target == "/on") {
+            connection.keepOpen();
+        }
+        connection.respond(200, {}, request.target);
+    });
+    QTcpSocket socket;
+    socket.connectToHost(QStringLiteral("127.0.0.1"), server.port());
+    QVERIFY(socket.waitForConnected());
+    for (int i = 0; i < 2; ++i) {
+        socket.write("GET /on HTTP/1.1\r\n\r\n");
+        QByteArray answer;
+        while (!answer.endsWith("/on")) {
+            QVERIFY(socket.waitForReadyRead());
+            answer += socket.readAll();
+        }
+        QVERIFY(!answer.contains("Connection: close"));
+    }
+    socket.write("GET /off HTTP/1.1\r\n\r\n");
+    while (socket.waitForReadyRead()) {
+    }
+    QVERIFY(socket.readAll().contains("\r\nConnection: close\r\n"));
+    QCOMPARE(server.requestCount(), 3);
+    QCOMPARE(server.connectionCount(), 1);
 }
 
 void TestHttpServer::redirects()

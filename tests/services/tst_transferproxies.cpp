@@ -128,6 +128,7 @@ private Q_SLOTS:
     void eachRedirectIsLookedUp();
     void serversOwnFailureIsFinal();
     void cutBodyIsFinal();
+    void cutBodyInAKeptTunnelIsFinal();
     void lastFailureIsTold();
     void answerIsToldRatherThanSilence();
     void lookUpIsNotTheServersSilence();
@@ -319,6 +320,31 @@ void TestTransferProxies::cutBodyIsFinal()
     QVERIFY(fetch(server.url(), trusting_).transferError);
     QCOMPARE(server.requestCount(), 1);
     QCOMPARE(second.requestCount(), 0);
+}
+
+void TestTransferProxies::cutBodyInAKeptTunnelIsFinal()
+{
+    const HttpServer server(
+        [&](const HttpRequest &, HttpConnection &connection) {
+            connection.keepOpen();
+            if (server.requestCount() == 1) {
+                connection.respond(200, {}, "far");
+            } else {
+                connection.write("HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\nhalf");
+                connection.reset();
+            }
+        },
+        0, &tls_);
+    const HttpServer first(leadingTo(server.port()));
+    const HttpServer second(leadingTo(server.port()));
+    say({http(first.port()), http(second.port())});
+    QVERIFY(fetch(server.url(), trusting_).value);
+    const auto outcome = fetch(server.url(), trusting_);
+    QVERIFY(outcome.transferError);
+    QVERIFY2(!outcome.text().contains(QStringLiteral("web page")), qPrintable(outcome.text()));
+    QCOMPARE(first.requestCount(), 1);
+    QCOMPARE(second.requestCount(), 0);
+    QCOMPARE(server.requestCount(), 2);
 }
 
 void TestTransferProxies::lastFailureIsTold()

@@ -3,6 +3,9 @@
 #include <QHostAddress>
 
 #include <algorithm>
+#include <mutex>
+#include <utility>
+#include <vector>
 
 namespace brindle {
 
@@ -10,12 +13,50 @@ namespace {
 
 constexpr long receiveBufferBytes = 524'288;
 constexpr qint64 maxHeaderBytes = 262'144;
+constexpr long maxConnections = 8;        // a Play asks three hosts
 constexpr qint64 longestPoll = 3'600'000; // milliseconds; it takes an int
 
 CURL *newHandle()
 {
     static const CURLcode initialised = curl_global_init(CURL_GLOBAL_DEFAULT);
     return initialised == CURLE_OK ? curl_easy_init() : nullptr;
+}
+
+/// Those that no request is using. One request at a time uses each, as libcurl's connections can't
+/// be shared between threads that run at once.
+class Idle
+{
+public:
+    Http::Connections take()
+    {
+        const std::lock_guard guard(lock_);
+        if (all_.empty()) {
+            Http::Connections made(curl_multi_init(), &curl_multi_cleanup);
+            curl_multi_setopt(made.get(), CURLMOPT_MAXCONNECTS, maxConnections);
+            return made;
+        }
+        Http::Connections last = std::move(all_.back());
+        all_.pop_back();
+        return last;
+    }
+
+    void giveBack(Http::Connections connections)
+    {
+        const std::lock_guard guard(lock_);
+        all_.push_back(std::move(connections));
+    }
+
+private:
+    std::mutex lock_;
+    std::vector<Http::Connections> all_;
+};
+
+/// Never destroyed: a stuck thread may come to its end after the statics have gone, and the system
+/// closes connections as well.
+Idle &idle()
+{
+    static auto *const instance = new Idle;
+    return *instance;
 }
 
 /// By libcurl's rules; not valid when there is no such address.
@@ -78,11 +119,17 @@ Http::Request::Request(Listener &listener, const TransferOptions &options)
     : listener_(listener)
     , options_(options)
     , easy_(newHandle(), &curl_easy_cleanup)
-    , multi_(curl_multi_init(), &curl_multi_cleanup)
+    , multi_(idle().take())
 {
     if (!easy_ || !multi_) {
         throw TransferError(QString::fromUtf8(curl_easy_strerror(CURLE_FAILED_INIT)));
     }
+}
+
+Http::Request::~Request()
+{
+    easy_.reset();
+    idle().giveBack(std::move(multi_));
 }
 
 std::optional<Http::Request::Failure>
@@ -90,7 +137,7 @@ Http::Request::run(const QUrl &url, const SystemNetwork::Proxy &way, const QByte
 {
     url_ = url;
     isTunnelled_ = way.address.startsWith("http:") && url.scheme() == QLatin1String("https");
-    hasHeader_ = hasHeaders_ = isEnough_ = false;
+    isOnItsWay_ = hasHeader_ = hasHeaders_ = isEnough_ = false;
     headerBytes_ = 0;
     prepare(way);
     std::unique_ptr<curl_slist, void (*)(curl_slist *)> lines(nullptr, &curl_slist_free_all);
@@ -124,11 +171,10 @@ void Http::Request::prepare(const SystemNetwork::Proxy &way)
     curl_easy_setopt(easy, CURLOPT_URL, address.constData());
     curl_easy_setopt(easy, CURLOPT_PROTOCOLS_STR, "http,https");
     curl_easy_setopt(easy, CURLOPT_USERAGENT, "Brindle");
-    // One request per connection gains nothing from HTTP/2, in which libcurl keeps up to the
-    // stream's whole window in memory when the disk is slower than the network.
+    // One request at a time gains nothing from HTTP/2, in which libcurl keeps up to the stream's
+    // whole window in memory when the disk is slower than the network.
     curl_easy_setopt(easy, CURLOPT_HTTP_VERSION, long{CURL_HTTP_VERSION_1_1});
     curl_easy_setopt(easy, CURLOPT_BUFFERSIZE, receiveBufferBytes);
-    curl_easy_setopt(easy, CURLOPT_FORBID_REUSE, 1L);
     curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
     // A name look-up runs on a thread that can't be stopped: leave it behind.
     curl_easy_setopt(easy, CURLOPT_QUICK_EXIT, 1L);
@@ -147,6 +193,8 @@ void Http::Request::prepare(const SystemNetwork::Proxy &way)
     curl_easy_setopt(easy, CURLOPT_HEADERDATA, this);
     curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, &receive<&Request::takeBody>);
     curl_easy_setopt(easy, CURLOPT_WRITEDATA, this);
+    curl_easy_setopt(easy, CURLOPT_PREREQFUNCTION, &Request::onWay);
+    curl_easy_setopt(easy, CURLOPT_PREREQDATA, this);
 
     // Set even when empty: libcurl would otherwise read environment variables of its own choice.
     curl_easy_setopt(easy, CURLOPT_PROXY, way.address.constData());
@@ -213,6 +261,13 @@ size_t Http::Request::receive(char *bytes, size_t size, size_t count, void *requ
     }
 }
 
+/// libcurl's callback before it sends a request, on a connection that is new or was kept.
+int Http::Request::onWay(void *request, char *, char *, int, int) noexcept
+{
+    static_cast<Request *>(request)->isOnItsWay_ = true;
+    return CURL_PREREQFUNC_OK;
+}
+
 /// False ends the request.
 bool Http::Request::takeHeader(std::string_view line)
 {
@@ -227,8 +282,8 @@ bool Http::Request::takeHeader(std::string_view line)
         return true; // after a proxy's or an interim answer the final one follows
     }
     hasHeaders_ = true;
-    // The rest may be slow or without end.
-    isEnough_ = !listener_.onHeaders();
+    // The rest may be slow or without end. Where there is none, the connection can be kept.
+    isEnough_ = !listener_.onHeaders() && header("Content-Length").trimmed() != "0";
     return !isEnough_;
 }
 
@@ -257,10 +312,10 @@ bool Http::Request::isNoWay(CURLcode code) const
         code == CURLE_COULDNT_CONNECT || code == CURLE_PROXY) {
         return true;
     }
-    if (isTunnelled_) {
-        return tunnelStatus() / 100 != 2;
+    if (isOnItsWay_) {
+        return false;
     }
-    return code == CURLE_OPERATION_TIMEDOUT && info<curl_off_t>(CURLINFO_PRETRANSFER_TIME_T) == 0;
+    return isTunnelled_ ? tunnelStatus() / 100 != 2 : code == CURLE_OPERATION_TIMEDOUT;
 }
 
 /// Whether the answer came from a network that wants a visitor to sign in, or to read something.
@@ -271,7 +326,7 @@ bool Http::Request::isWebPage(CURLcode code) const
         return QByteArrayView(errorText_).contains("wrong version number");
     }
     const long status = tunnelStatus();
-    if (!isTunnelled_ || status / 100 == 2) {
+    if (isOnItsWay_ || !isTunnelled_ || status / 100 == 2) {
         return false;
     }
     if (status == 0) {

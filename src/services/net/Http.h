@@ -32,6 +32,9 @@ bool isRedirectStatus(int status);
 /// from https to http, and for plain http that would leave this machine. Pure; any thread.
 QUrl redirectTarget(const QUrl &from, const QByteArray &location);
 
+/// A handle of libcurl's with the connections that it keeps.
+using Connections = std::unique_ptr<CURLM, CURLMcode (*)(CURLM *)>;
+
 /// Whom a request tells, on the thread that runs it. What is thrown ends the request, which throws
 /// it on.
 class Listener
@@ -48,7 +51,8 @@ protected:
     ~Listener() = default;
 };
 
-/// GET requests, one after the other. Blocks: worker threads only, one at a time.
+/// GET requests, one after the other. Blocks: worker threads only, one at a time. Their connections
+/// are kept for the next request of this program that goes the same way.
 class Request
 {
 public:
@@ -62,6 +66,9 @@ public:
 
     /// `listener` must outlive it. Throws TransferError when libcurl does.
     Request(Listener &listener, const TransferOptions &options);
+    ~Request();
+    Request(const Request &) = delete;
+    Request &operator=(const Request &) = delete;
 
     /// Returns when the answer has been told. `headers` are lines that are sent besides its own.
     /// Throws TransferError for an answer that nobody should ask for again.
@@ -92,6 +99,7 @@ private:
 
     template <bool (Request::*take)(std::string_view)>
     static size_t receive(char *bytes, size_t size, size_t count, void *request) noexcept;
+    static int onWay(void *request, char *, char *, int, int) noexcept;
     bool takeHeader(std::string_view line);
     bool takeBody(std::string_view bytes);
 
@@ -110,14 +118,15 @@ private:
 
     Listener &listener_;
     const TransferOptions options_;
-    const std::unique_ptr<CURL, void (*)(CURL *)> easy_;
-    const std::unique_ptr<CURLM, CURLMcode (*)(CURLM *)> multi_;
+    std::unique_ptr<CURL, void (*)(CURL *)> easy_;
+    Connections multi_;
     QUrl url_;
     char errorText_[CURL_ERROR_SIZE] = {};
     std::exception_ptr error_; // thrown by the listener
     Clock::time_point lastByte_;
     qint64 headerBytes_ = 0;   // of all answers to a request, those of proxies included
     bool isTunnelled_ = false; // a proxy is asked for a connection to the server
+    bool isOnItsWay_ = false;  // there was a way to the server
     bool hasHeader_ = false;   // any, a proxy's included
     bool hasHeaders_ = false;  // those of a final answer
     bool isEnough_ = false;    // the body is not wanted
