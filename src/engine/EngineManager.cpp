@@ -13,6 +13,8 @@
 #include <QFileInfo>
 
 #include <algorithm>
+#include <memory>
+#include <string_view>
 
 #include <openssl/evp.h>
 
@@ -26,53 +28,41 @@ constexpr qint64 hashChunk = 4'194'304;
 constexpr int firstGodot4Format = 5;
 constexpr int statusOk = 200;
 
-/// Throws SystemError. Blocks.
-std::shared_ptr<QFile> openToRead(const QString &file)
+/// A SHA-512 under way.
+class Sha512
 {
-    auto opened = std::make_shared<QFile>(file);
-    if (!opened->open(QIODevice::ReadOnly | QIODevice::Unbuffered)) {
-        throw SystemError(QStringLiteral("%1: %2").arg(file, opened->errorString()));
-    }
-    return opened;
-}
+public:
+    Sha512() { begin(); }
 
-/// The SHA-512 of an open file, from where it stands to its end. Throws and blocks as
-/// `EngineManager::sha512` does.
-QString digestOf(QFile &file, const std::stop_token &stop)
-{
-    const std::unique_ptr<EVP_MD_CTX, decltype(&EVP_MD_CTX_free)> context(EVP_MD_CTX_new(),
-                                                                          &EVP_MD_CTX_free);
-    bool ok = context && EVP_DigestInit_ex(context.get(), EVP_sha512(), nullptr) == 1;
-    QByteArray chunk(hashChunk, Qt::Uninitialized);
-    while (ok) {
-        checkCancellation(stop);
-        const qint64 count = file.read(chunk.data(), chunk.size());
-        if (count < 0) {
-            throw SystemError(QStringLiteral("%1: %2").arg(file.fileName(), file.errorString()));
-        }
-        if (count == 0) {
-            break;
-        }
-        ok = EVP_DigestUpdate(context.get(), chunk.constData(), static_cast<size_t>(count)) == 1;
+    void begin()
+    {
+        isGood_ = context_ && EVP_DigestInit_ex(context_.get(), EVP_sha512(), nullptr) == 1;
     }
-    QByteArray digest(EVP_MAX_MD_SIZE, Qt::Uninitialized);
-    unsigned int size = 0;
-    ok = ok && EVP_DigestFinal_ex(context.get(),
-                                  reinterpret_cast<unsigned char *>(digest.data()), // NOLINT
-                                  &size) == 1;
-    if (!ok) {
-        throw SystemError(
-            QStringLiteral("%1: the SHA-512 digest can't be computed").arg(file.fileName()));
-    }
-    digest.truncate(size);
-    return QString::fromLatin1(digest.toHex());
-}
 
-/// An archive whose digest was computed, and the digest.
-struct Hashed
-{
-    std::shared_ptr<QFile> archive;
-    QString digest;
+    void add(std::string_view bytes)
+    {
+        isGood_ = isGood_ && EVP_DigestUpdate(context_.get(), bytes.data(), bytes.size()) == 1;
+    }
+
+    /// As 128 lower-case hexadecimal digits. Throws SystemError that names `file`. Call once.
+    QString digest(const QString &file)
+    {
+        QByteArray digest(EVP_MAX_MD_SIZE, Qt::Uninitialized);
+        unsigned int size = 0;
+        if (!isGood_ ||
+            EVP_DigestFinal_ex(context_.get(),
+                               reinterpret_cast<unsigned char *>(digest.data()), // NOLINT
+                               &size) != 1) {
+            throw SystemError(QStringLiteral("%1: the SHA-512 digest can't be computed").arg(file));
+        }
+        digest.truncate(size);
+        return QString::fromLatin1(digest.toHex());
+    }
+
+private:
+    const std::unique_ptr<EVP_MD_CTX, decltype(&EVP_MD_CTX_free)> context_{EVP_MD_CTX_new(),
+                                                                           &EVP_MD_CTX_free};
+    bool isGood_ = false;
 };
 
 } // namespace
@@ -151,6 +141,41 @@ QCoro::Task<QString> EngineManager::install(EngineSpec spec, ProgressCallback pr
     co_return co_await StagingFolder::with(temporaryFolder_, storage_, fetchAndInstall);
 }
 
+/// Returns the archive, open where the tool takes it so, once it is the expected one.
+QCoro::Task<std::shared_ptr<QFile>> EngineManager::fetchArchive(QUrl archive, QString zip,
+                                                                QString expectedDigest,
+                                                                StatusCallback status,
+                                                                std::stop_token stop)
+{
+    TransferOptions wishes;
+    wishes.limit = maxArchiveBytes;
+    const auto hash = std::make_shared<Sha512>();
+    wishes.onBytes = [hash](qint64 offset, std::string_view bytes) {
+        if (offset == 0) {
+            hash->begin();
+        }
+        hash->add(bytes);
+    };
+    auto opened = co_await downloader.download(archive, zip, stop, wishes);
+
+    checkCancellation(stop);
+    status(QStringLiteral("Checking the download"));
+    checkCancellation(stop);
+    QString digest;
+    if (platform_.archiveToolTakesOpenFiles) {
+        digest = hash->digest(zip);
+    } else {
+        // The tool reads what lies at the path by then, so that is what is checked.
+        opened.reset();
+        digest = co_await runOnWorker([zip, stop] { return sha512(zip, stop); });
+    }
+    if (digest != expectedDigest) {
+        throw SetupError(QStringLiteral("The engine download did not match its official checksum, "
+                                        "so it was thrown away. Please try again."));
+    }
+    co_return opened;
+}
+
 /// The part of an install that has something in the staging folder.
 QCoro::Task<QString> EngineManager::installArchive(EngineSpec spec, QUrl archive, QString zip,
                                                    QString expectedDigest,
@@ -158,21 +183,10 @@ QCoro::Task<QString> EngineManager::installArchive(EngineSpec spec, QUrl archive
                                                    LineCallback log, std::stop_token stop)
 {
     downloader.setOnProgress(std::move(progress));
-    TransferOptions limits;
-    limits.limit = maxArchiveBytes;
-    co_await downloader.download(archive, zip, stop, limits);
-
-    checkCancellation(stop);
-    status(QStringLiteral("Checking the download"));
-    const auto hash = [zip, stop] {
-        const auto opened = openToRead(zip);
-        return Hashed{opened, digestOf(*opened, stop)};
-    };
-    Hashed hashed = co_await runOnWorker(hash);
-    if (hashed.digest != expectedDigest) {
-        throw SetupError(QStringLiteral("The engine download did not match its official checksum, "
-                                        "so it was thrown away. Please try again."));
-    }
+    Tools::UnzipOptions options;
+    options.removesArchive = true;
+    // What was checked is what is unpacked, whoever may change the staging folder meanwhile.
+    options.opened = co_await fetchArchive(archive, zip, expectedDigest, status, stop);
     log(QStringLiteral("Checksum (SHA-512) matches the official list."));
     status(QStringLiteral("Unpacking the engine"));
 
@@ -182,13 +196,6 @@ QCoro::Task<QString> EngineManager::installArchive(EngineSpec spec, QUrl archive
         Files::removeLeftovers(engines);
     };
     co_await runOnWorker(removeOld);
-    Tools::UnzipOptions options;
-    options.removesArchive = true;
-    // What was checked is what is unpacked, whoever may change the staging folder meanwhile.
-    options.opened = std::move(hashed.archive);
-    if (!platform_.archiveToolTakesOpenFiles) {
-        options.opened.reset();
-    }
     co_await Tools::unzip(platform_.archiveTool, zip, folder, stop, std::move(options));
 
     log(QStringLiteral("Removing the macOS quarantine flag from the engine: it is a program "
@@ -241,9 +248,25 @@ std::optional<QString> EngineManager::publishedDigest(const QByteArray &list,
     return digest;
 }
 
-QString EngineManager::sha512(const QString &file, const std::stop_token &stop)
+QString EngineManager::sha512(const QString &path, const std::stop_token &stop)
 {
-    return digestOf(*openToRead(file), stop);
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly | QIODevice::Unbuffered)) {
+        throw SystemError(QStringLiteral("%1: %2").arg(path, file.errorString()));
+    }
+    Sha512 hash;
+    QByteArray chunk(hashChunk, Qt::Uninitialized);
+    for (;;) {
+        checkCancellation(stop);
+        const qint64 count = file.read(chunk.data(), chunk.size());
+        if (count < 0) {
+            throw SystemError(QStringLiteral("%1: %2").arg(path, file.errorString()));
+        }
+        if (count == 0) {
+            return hash.digest(path);
+        }
+        hash.add({chunk.constData(), static_cast<std::size_t>(count)});
+    }
 }
 
 } // namespace brindle

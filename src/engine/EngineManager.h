@@ -9,6 +9,7 @@
 #include <QUrl>
 
 #include <functional>
+#include <memory>
 #include <optional>
 #include <stop_token>
 
@@ -44,7 +45,7 @@ public:
 
     /// The file's SHA-512 as 128 lower-case hexadecimal digits. Throws SystemError when it can't
     /// be read, CancellationError when `stop` is requested. Blocks: worker threads only.
-    static QString sha512(const QString &file, const std::stop_token &stop = {});
+    static QString sha512(const QString &path, const std::stop_token &stop = {});
 
     FileDownloader downloader;
 
@@ -53,6 +54,9 @@ private:
                                         QString expectedDigest, ProgressCallback progress,
                                         StatusCallback status, LineCallback log,
                                         std::stop_token stop);
+    QCoro::Task<std::shared_ptr<QFile>> fetchArchive(QUrl archive, QString zip,
+                                                     QString expectedDigest, StatusCallback status,
+                                                     std::stop_token stop);
     QCoro::Task<> clearQuarantine(QString folder) const;
 
     QUrl codeHost_;

@@ -4,7 +4,9 @@
 #include "files/Files.h"
 #include "http/HttpServer.h"
 #include "support/AfterRename.h"
+#include "support/Await.h"
 #include "support/Cancelled.h"
+#include "support/CutFile.h"
 #include "support/Thrown.h"
 
 #include <QCryptographicHash>
@@ -120,7 +122,9 @@ struct Setup
     std::stop_source stop;
     ProgressCallback progress = [](qint64, qint64, double) {};
     std::function<void(QString)> onStatus;
+    HttpRequest lastRequest;
     HttpServer server{[this](const HttpRequest &request, HttpConnection &connection) {
+        lastRequest = request;
         const Answer answer = answers.value(request.target);
         if (answer) {
             answer(connection);
@@ -376,8 +380,15 @@ private Q_SLOTS:
         QVERIFY(Files::names(setup.temporary()).isEmpty());
     }
 
+    void whatWasCheckedIsUnpacked_data()
+    {
+        QTest::addColumn<QString>("moment");
+        QTest::newRow("before the check") << QStringLiteral("Checking the download");
+        QTest::newRow("after the check") << QStringLiteral("Unpacking the engine");
+    }
     void whatWasCheckedIsUnpacked()
     {
+        QFETCH(const QString, moment);
         if (!QFileInfo::exists(QStringLiteral("/dev/fd"))) {
             QSKIP("open files have no names here");
         }
@@ -386,7 +397,7 @@ private Q_SLOTS:
         const QString unpacked = setup.folder.filePath(QStringLiteral("unpacked"));
         setup.setArchiveTool("cat \"$3\" > '" + unpacked.toUtf8() + "'\nexit 9\n");
         setup.onStatus = [&](const QString &text) {
-            if (text == u"Unpacking the engine") {
+            if (text == moment) {
                 // Whoever can do this has another archive unpacked in place of the checked one.
                 const QString staging =
                     setup.temporary() + u'/' + Files::names(setup.temporary()).value(0);
@@ -396,6 +407,55 @@ private Q_SLOTS:
         };
         QVERIFY(setup.failure());
         QCOMPARE(read(unpacked), archive);
+    }
+
+    void whatLiesAtThePathIsCheckedWhereThatIsUnpacked()
+    {
+        Setup setup;
+        setup.onStatus = [&](const QString &text) {
+            if (text == u"Checking the download") {
+                const QString staging =
+                    setup.temporary() + u'/' + Files::names(setup.temporary()).value(0);
+                writeScript(staging + QStringLiteral("/godot.zip"), "not checked");
+            }
+        };
+        QCOMPARE(setup.failure(),
+                 std::optional(QStringLiteral("The engine download did not match its official "
+                                              "checksum, so it was thrown away. Please try "
+                                              "again.")));
+        QCOMPARE(read(setup.record()), QByteArray("Checking the downloa\n"));
+    }
+
+    /// A download whose connection breaks, on a server that then goes on or begins anew.
+    void aBrokenDownloadIsHashedRight_data()
+    {
+        QTest::addColumn<bool>("servesRanges");
+        QTest::addColumn<bool>("isOpenFile");
+        for (const bool servesRanges : {true, false}) {
+            for (const bool isOpenFile : {true, false}) {
+                QTest::addRow("%s, %s", servesRanges ? "goes on" : "begins anew",
+                              isOpenFile ? "as it comes" : "from the disk")
+                    << servesRanges << isOpenFile;
+            }
+        }
+    }
+    void aBrokenDownloadIsHashedRight()
+    {
+        QFETCH(const bool, servesRanges);
+        QFETCH(const bool, isOpenFile);
+        Setup setup;
+        setup.platform.archiveToolTakesOpenFiles = isOpenFile;
+        CutFile file(archive, {10, 5});
+        setup.answers[archiveTarget] = [&](HttpConnection &connection) {
+            HttpRequest request = setup.lastRequest;
+            if (!servesRanges) {
+                request.headers.remove("range");
+            }
+            file.answer(request, connection);
+        };
+        EngineManager engines = setup.manager();
+        QCOMPARE(await(setup.install(engines)), setup.program());
+        QCOMPARE(file.requests().size(), 3);
     }
 
     void whereOthersMayWriteNothingIsStaged()

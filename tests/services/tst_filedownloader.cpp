@@ -69,6 +69,7 @@ private Q_SLOTS:
     void progressWithLength();
     void rateCountsFromTheStart();
     void progressOverTls();
+    void atMostSixtyReportsASecond();
     void stopsAtTheLimit();
     void renameThatFailsForGood();
     void folderThatGoesAway();
@@ -430,6 +431,34 @@ void TestFileDownloader::progressOverTls()
     QCOMPARE(last, 5'000'000);
     QVERIFY(content() == sent);
     QCOMPARE(names().size(), 2);
+}
+
+void TestFileDownloader::atMostSixtyReportsASecond()
+{
+    using Clock = std::chrono::steady_clock;
+    constexpr int pieces = 400;
+    constexpr int pieceBytes = 10'000;
+    const HttpServer server([](const HttpRequest &, HttpConnection &connection) {
+        connection.respond(200, {{"Content-Length", QByteArray::number(pieces * pieceBytes)}}, {});
+        for (int i = 0; i < pieces; ++i) {
+            connection.write(QByteArray(pieceBytes, 'x'));
+            connection.pause(std::chrono::milliseconds(2));
+        }
+    });
+    FileDownloader downloader;
+    std::vector<Clock::time_point> times;
+    qint64 last = 0;
+    downloader.setOnProgress([&](qint64 written, qint64, double) {
+        times.push_back(Clock::now());
+        last = written;
+    });
+    QVERIFY(outcomeOf(downloader.download(server.url(), destination(), {})).value);
+    QCOMPARE(last, qint64{pieces} * pieceBytes);
+    QVERIFY(times.size() > 2);
+    const std::chrono::duration<double> whole = times.back() - times.front();
+    // The first one and the last one come in any case.
+    QVERIFY2(static_cast<double>(times.size()) <= whole.count() * 60 + 2,
+             qPrintable(QStringLiteral("%1 in %2 s").arg(times.size()).arg(whole.count())));
 }
 
 void TestFileDownloader::stopsAtTheLimit()

@@ -54,6 +54,27 @@ void OutputFile::sync()
     checked(path_, [this] { return ::fsync(descriptor_); });
 }
 
+std::shared_ptr<QFile> OutputFile::reader() const
+{
+    const QByteArray name = QFile::encodeName(path_);
+    constexpr int flags = O_RDONLY | O_NOFOLLOW | O_CLOEXEC;
+    const int descriptor = checked(path_, [&] { return ::open(name.constData(), flags); });
+    auto file = std::make_shared<QFile>(path_);
+    if (!file->open(descriptor, QIODevice::ReadOnly | QIODevice::Unbuffered,
+                    QFileDevice::AutoCloseHandle)) {
+        ::close(descriptor);
+        throw SystemError(QStringLiteral("%1: %2").arg(path_, file->errorString()));
+    }
+    struct stat ours = {};
+    struct stat there = {};
+    checked(path_, [&] { return ::fstat(descriptor_, &ours); });
+    checked(path_, [&] { return ::fstat(descriptor, &there); });
+    if (ours.st_dev != there.st_dev || ours.st_ino != there.st_ino) {
+        throw SystemError::fromErrno(ESTALE, path_);
+    }
+    return file;
+}
+
 void OutputFile::finish()
 {
     // The descriptor is gone whatever close says, and an interrupted one has nothing left to write.

@@ -1,7 +1,9 @@
 #pragma once
 
+#include <QFile>
 #include <QString>
 
+#include <memory>
 #include <string_view>
 
 namespace brindle {
@@ -22,6 +24,8 @@ public:
     void write(std::string_view bytes);
     /// Waits until the bytes are on the disk. Not for files that are thrown away.
     void sync();
+    /// This very file for reading, from its start, whatever lies at its path by now.
+    std::shared_ptr<QFile> reader() const;
     /// Closes.
     void finish();
     /// Closes without a check when open, for ways out that throw the file away. Never throws.

@@ -66,13 +66,19 @@ void Body::flush()
     } else {
         output_.write(pending_);
     }
+    if (onBytes_) {
+        onBytes_(written_, pending_);
+    }
     written_ += static_cast<qint64>(pending_.size());
     pending_.clear();
 }
 
-void Body::finish()
+void Body::finish(TransferResult &result)
 {
-    if (!file_.isEmpty()) {
+    if (file_.isEmpty()) {
+        result.body = std::move(memory_);
+    } else {
+        result.file = output_.reader();
         output_.finish();
     }
 }

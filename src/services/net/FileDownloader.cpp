@@ -59,8 +59,9 @@ void FileDownloader::setOnProgress(ProgressCallback onProgress)
     onProgress_ = std::move(onProgress);
 }
 
-QCoro::Task<> FileDownloader::download(QUrl url, QString destination, std::stop_token stop,
-                                       TransferOptions options)
+QCoro::Task<std::shared_ptr<QFile>> FileDownloader::download(QUrl url, QString destination,
+                                                             std::stop_token stop,
+                                                             TransferOptions options)
 {
     std::stop_source task;
     {
@@ -73,9 +74,11 @@ QCoro::Task<> FileDownloader::download(QUrl url, QString destination, std::stop_
         Transfer::toFile(url, temporary, onProgress_, task.get_token(), std::move(options));
     // From here on nothing of this object is used: it may go.
     std::exception_ptr error;
+    std::shared_ptr<QFile> file;
     try {
         const TransferResult result = co_await fetching;
         checkStatus(result);
+        file = result.file;
         const auto move = [destination, temporary] { replace(destination, temporary); };
         co_await runOnWorker(move);
     } catch (const SystemError &failed) {
@@ -90,6 +93,7 @@ QCoro::Task<> FileDownloader::download(QUrl url, QString destination, std::stop_
         co_await runOnWorker(clearUp);
         std::rethrow_exception(error);
     }
+    co_return file;
 }
 
 void FileDownloader::cancelTask()

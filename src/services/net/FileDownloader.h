@@ -17,13 +17,14 @@ public:
     void setOnProgress(ProgressCallback onProgress);
 
     /// Returns when the file lies at `destination`, where it appears by one rename and replaces
-    /// what was there. Throws SetupError for an HTTP status other than 200 and for a file over the
-    /// limit, TransferError for network failures, SystemError when the file can't be written or is
-    /// announced larger than what the disk has left, and CancellationError after `cancelTask` or a
-    /// request of `stop`. On failure `destination` is left as it was, save that something in its
-    /// place may have gone when the rename fails.
-    QCoro::Task<> download(QUrl url, QString destination, std::stop_token stop,
-                           TransferOptions options = {});
+    /// what was there; what it returns reads that very file. Throws SetupError for an HTTP status
+    /// other than 200 and for a file over the limit, TransferError for network failures,
+    /// SystemError when the file can't be written or is announced larger than what the disk has
+    /// left, and CancellationError after `cancelTask` or a request of `stop`. On failure
+    /// `destination` is left as it was, save that something in its place may have gone when the
+    /// rename fails.
+    QCoro::Task<std::shared_ptr<QFile>>
+    download(QUrl url, QString destination, std::stop_token stop, TransferOptions options = {});
 
     /// Cancels the running transfer, if there is one; a completed one is not affected. Any thread.
     void cancelTask();

@@ -4,14 +4,21 @@
 
 #include <QByteArray>
 #include <QCoroTask>
+#include <QFile>
 #include <QString>
 #include <QUrl>
 
 #include <chrono>
 #include <functional>
+#include <memory>
 #include <stop_token>
+#include <string_view>
 
 namespace brindle {
+
+/// Bytes of a body as they are stored, in order; those from offset 0 begin it, perhaps anew. Called
+/// on the transfer's thread, perhaps for what it had in hand when it was cancelled.
+using BytesCallback = std::function<void(qint64 offset, std::string_view bytes)>;
 
 /// What a transfer's owner may set. The defaults are what players get.
 struct TransferOptions
@@ -23,17 +30,19 @@ struct TransferOptions
     QString caFile;
     /// A body of more bytes is a failure. No archive of a game or an add-on comes near it.
     qint64 limit = 8LL * 1024 * 1024 * 1024;
+    BytesCallback onBytes = {};
     /// How long a wait before another attempt is to last really; for tests. Called on the
     /// transfer's thread.
     std::function<std::chrono::milliseconds(std::chrono::milliseconds)> waiting = {};
 };
 
-/// What a finished transfer tells about the answer. `body` is filled by memory transfers only.
+/// What a finished transfer tells about the answer.
 struct TransferResult
 {
-    int status = 0; ///< HTTP status of the last answer
-    QString host;   ///< host that finally answered, after redirects; may be empty
-    QByteArray body;
+    int status = 0;              ///< HTTP status of the last answer
+    QString host;                ///< host that finally answered, after redirects; may be empty
+    QByteArray body;             ///< of a transfer into memory
+    std::shared_ptr<QFile> file; ///< the one that was written, for reading; null if none was
 };
 
 /// One HTTP(S) GET on a worker thread of its own, which is its serial event queue.

@@ -94,8 +94,9 @@ TransferResult TransferJob::perform()
         const qint64 before = most_;
         const auto broken = attempt();
         if (!broken && isWanted_) {
-            body_.finish();
-            return {statusOk, url_.host(), body_.take()};
+            TransferResult whole{statusOk, url_.host(), {}, {}};
+            body_.finish(whole);
+            return whole;
         }
         if (broken && validator_.isEmpty()) {
             throw *broken;
@@ -108,7 +109,7 @@ TransferResult TransferJob::perform()
                 continue;
             }
             if (startsOver_) {
-                return {request_.status(), url_.host(), {}};
+                return {request_.status(), url_.host(), {}, {}};
             }
             startsOver_ = true;
         }

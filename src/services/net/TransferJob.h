@@ -27,7 +27,7 @@ public:
         : address_(std::move(url))
         , waiting_(options.waiting)
         , onProgress_(std::move(onProgress))
-        , body_(std::move(file), options.limit)
+        , body_(std::move(file), options)
         , request_(*this, options)
     {}
 
