@@ -5,7 +5,9 @@
 #include "PipelineFixture.h"
 #include "SmallDisk.h"
 #include "demo/ProgramFill.h"
+#include "net/Transfer.h"
 #include "support/Await.h"
+#include "support/CutFile.h"
 
 #include <QDir>
 #include <QDirIterator>
@@ -178,6 +180,115 @@ private Q_SLOTS:
         disk.resize(plenty);
         verifyTheNextPlaySucceeds();
         fixture_->files.restart();
+    }
+
+    void temporaryFolderIsTooSmall_data()
+    {
+        QTest::addColumn<qint64>("bytes");
+        QTest::newRow("for anything") << qint64{4096};
+        QTest::newRow("for the game") << qint64{fileCount * fileBytes / 4};
+        QTest::newRow("for the engine") << qint64{engineBytes / 3};
+    }
+    void temporaryFolderIsTooSmall()
+    {
+        QFETCH(const qint64, bytes);
+        const SmallDisk all(home(), plenty);
+        const QString temporary = fixture_->files.temporaryFolder();
+        QVERIFY(QDir().mkpath(temporary));
+        const SmallDisk memory(temporary, bytes);
+        verifyTheNextPlaySucceeds();
+        QCOMPARE(QDir(storage()).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot),
+                 QStringList{QStringLiteral("Brindle")});
+        fixture_->files.restart();
+    }
+
+    void neitherPlaceHasRoom()
+    {
+        const SmallDisk all(home(), plenty);
+        const QString temporary = fixture_->files.temporaryFolder();
+        QVERIFY(QDir().mkpath(temporary) && QDir().mkpath(storage()));
+        SmallDisk memory(temporary, 65536);
+        SmallDisk disk(storage(), 65536);
+        play();
+        QVERIFY(!gameRan());
+        verifyMessageNames(storage() + QStringLiteral("/Brindle-"), qt_error_string(ENOSPC));
+        verifyNothingIsTakenForInstalled();
+        disk.resize(plenty);
+        verifyTheNextPlaySucceeds();
+        fixture_->files.restart();
+    }
+
+    /// What is full is the storage: another place for the archive would not help.
+    void aFullStorageIsNotTriedTwice()
+    {
+        const SmallDisk all(home(), plenty);
+        QVERIFY(QDir().mkpath(storage()));
+        SmallDisk disk(storage(), 65536);
+        fixture_->host.forgetRequests();
+        play();
+        QVERIFY(!gameRan());
+        verifyMessageNames(fixture_->files.root(), qt_error_string(ENOSPC));
+        QCOMPARE(fixture_->host.requests(), QStringList{ReleaseHost::gamePath()});
+        verifyNothingIsTakenForInstalled();
+        disk.resize(plenty);
+        verifyTheNextPlaySucceeds();
+        fixture_->files.restart();
+    }
+
+    /// Of 60 MB, no byte comes.
+    void tooLittleRoomIsToldAtOnce()
+    {
+        const SmallDisk disk(home(), 50'000'000);
+        const QString path = ReleaseHost::bodyPath(ReleaseHost::gamePath());
+        fixture_->host.replace(path, [](const HttpRequest &, HttpConnection &connection) {
+            connection.respond(200, {{"Content-Length", "60000000"}}, {});
+            connection.waitUntilClosed();
+        });
+        fixture_->host.forgetRequests();
+        play();
+        fixture_->host.restore(path);
+        // There is no other disk to try.
+        QCOMPARE(fixture_->host.requests(), QStringList{ReleaseHost::gamePath()});
+        verifyMessageNames(home(), qt_error_string(ENOSPC));
+        verifyNothingIsTakenForInstalled();
+        verifyTheNextPlaySucceeds();
+        fixture_->files.restart();
+    }
+
+    /// Nobody else can take the room that a download was promised.
+    void roomIsKeptBeforeTheFirstByte()
+    {
+        const SmallDisk disk(home(), 50'000'000);
+        const QString path = ReleaseHost::bodyPath(ReleaseHost::gamePath());
+        fixture_->host.replace(path, [](const HttpRequest &, HttpConnection &connection) {
+            connection.respond(200, {{"Content-Length", "40000000"}}, {});
+            connection.waitUntilClosed();
+        });
+        fixture_->model().startWork(true);
+        spinUntil([&] { return disk.used() >= 40'000'000; });
+        fixture_->model().cancel();
+        spinUntil([&] { return !fixture_->model().work(); });
+        fixture_->host.restore(path);
+        QVERIFY(disk.used() < 1'000'000);
+        QCOMPARE(fixture_->files.leftovers(), QStringList());
+        fixture_->files.restart();
+    }
+
+    /// What a download that begins anew has brought before is no room lost.
+    void beginsAnewWhereThereIsRoomForOne()
+    {
+        const SmallDisk disk(home(), 1'500'000);
+        const QByteArray content = noise(1'000'000, 0);
+        CutFile file(content, {900'000});
+        const HttpServer server([&](HttpRequest request, HttpConnection &connection) {
+            request.headers.remove("range");
+            file.answer(request, connection);
+        });
+        const QString target = home() + QStringLiteral("/file");
+        auto fetching = Transfer::toFile(server.url(), target, {}, {});
+        QCOMPARE(await(std::move(fetching)).status, 200);
+        QVERIFY(ModelFixture::read(target) == content);
+        QCOMPARE(file.requests().size(), 2);
     }
 
     void isReadOnly_data()

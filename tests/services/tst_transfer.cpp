@@ -89,6 +89,8 @@ private Q_SLOTS:
     void fullDiskNamesTheFile();
     void missingFolderNamesTheFile();
     void linkInTheFilesPlaceIsNotFollowed();
+    void fileIsTheOneThatWasWritten_data();
+    void fileIsTheOneThatWasWritten();
     void manyAtOnce();
 
 private:
@@ -581,6 +583,49 @@ void TestTransfer::linkInTheFilesPlaceIsNotFollowed()
     QVERIFY(QFile::link(other, target));
     QVERIFY(outcomeOf(Transfer::toFile(server.url(), target, {}, {})).systemError);
     QVERIFY(!QFileInfo::exists(other));
+}
+
+void TestTransfer::fileIsTheOneThatWasWritten_data()
+{
+    QTest::addColumn<bool>("isReplaced");
+    QTest::newRow("as it was") << false;
+    QTest::newRow("replaced on the way") << true;
+}
+
+void TestTransfer::fileIsTheOneThatWasWritten()
+{
+    QFETCH(const bool, isReplaced);
+    const QString target = folder_.filePath(QStringLiteral("very"));
+    std::binary_semaphore begun(0);
+    std::binary_semaphore goOn(0);
+    const HttpServer server([&](const HttpRequest &, HttpConnection &connection) {
+        connection.respond(200, {{"Content-Length", "10"}}, "first");
+        goOn.acquire();
+        connection.write("other");
+    });
+    const auto onProgress = [&](qint64 done, qint64, double) {
+        if (done == 5) {
+            begun.release();
+        }
+    };
+    auto task = Transfer::toFile(server.url(), target, onProgress, {});
+    begun.acquire();
+    if (isReplaced) {
+        QVERIFY(QFile::remove(target));
+        QFile file(target);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write("firstother");
+    }
+    goOn.release();
+    const auto outcome = outcomeOf(std::move(task));
+    if (isReplaced) {
+        QVERIFY(outcome.systemError);
+        QCOMPARE(outcome.systemError->code, ESTALE);
+        return;
+    }
+    QVERIFY2(outcome.value, qPrintable(outcome.text()));
+    QVERIFY(QFile::remove(target));
+    QCOMPARE(outcome.value->file->readAll(), QByteArray("firstother"));
 }
 
 void TestTransfer::manyAtOnce()

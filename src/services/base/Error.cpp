@@ -13,7 +13,9 @@ const char *Error::what() const noexcept
 SystemError SystemError::fromErrno(int errorNumber, const QString &path)
 {
     const auto reason = QString::fromStdString(std::generic_category().message(errorNumber));
-    return SystemError(QStringLiteral("%1: %2").arg(path, reason), errorNumber);
+    SystemError error(QStringLiteral("%1: %2").arg(path, reason), errorNumber);
+    error.path = path;
+    return error;
 }
 
 QString describe(const std::exception_ptr &error)

@@ -50,6 +50,7 @@ public:
     QString description() const override { return text_; }
 
     int code;
+    QString path; ///< of what failed; empty when unknown
 
 private:
     QString text_;

@@ -1,6 +1,7 @@
 #include "files/OutputFile.h"
 
 #include "base/Error.h"
+#include "platform/DiskSpace.h"
 
 #include <QFile>
 
@@ -38,6 +39,13 @@ void OutputFile::open(const QString &path)
     const QByteArray name = QFile::encodeName(path);
     constexpr int flags = O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC;
     descriptor_ = checked(path, [&] { return ::open(name.constData(), flags, S_IRUSR | S_IWUSR); });
+}
+
+void OutputFile::reserve(qint64 bytes)
+{
+    if (const int error = DiskSpace::reserve(descriptor_, bytes)) {
+        throw SystemError::fromErrno(error, path_);
+    }
 }
 
 void OutputFile::write(std::string_view bytes)

@@ -20,6 +20,8 @@ public:
 
     /// Creates the file, for this user alone, or empties it. A link in its place is not followed.
     void open(const QString &path);
+    /// Keeps room for that many bytes in all, where the file system can.
+    void reserve(qint64 bytes);
     /// Appends all of `bytes`.
     void write(std::string_view bytes);
     /// Waits until the bytes are on the disk. Not for files that are thrown away.

@@ -55,6 +55,15 @@ QString safePlace(const QString &temporaryFolder, const Storage &storage)
     return place;
 }
 
+/// Whether `place`, which is made if need be, is there on another disk than `folder`. Blocks.
+bool isOnAnotherDisk(const QString &folder, const QString &place)
+{
+    struct stat here = {};
+    struct stat there = {};
+    return QDir().mkpath(place) && stat(QFile::encodeName(folder).constData(), &here) == 0 &&
+           stat(QFile::encodeName(place).constData(), &there) == 0 && here.st_dev != there.st_dev;
+}
+
 /// Makes the folder and locks it. Blocks.
 std::shared_ptr<ProcessLock> make(const QString &place)
 {
@@ -94,15 +103,39 @@ QCoro::Task<StagingFolder> StagingFolder::create(QString temporaryFolder, Storag
 
 QCoro::Task<QString> StagingFolder::with(QString temporaryFolder, Storage storage, Work work)
 {
+    const auto mayFitElsewhere = std::make_shared<bool>(false);
+    try {
+        co_return co_await withOne(temporaryFolder, storage, work, mayFitElsewhere);
+    } catch (...) {
+        if (!*mayFitElsewhere) {
+            throw;
+        }
+    }
+    co_return co_await withOne(storage.parentFolder(), storage, work, mayFitElsewhere);
+}
+
+/// `mayFitElsewhere` tells whether an error is one that another place for the folder may help.
+QCoro::Task<QString> StagingFolder::withOne(QString temporaryFolder, Storage storage, Work work,
+                                            std::shared_ptr<bool> mayFitElsewhere)
+{
     const StagingFolder staging = co_await create(temporaryFolder, storage);
     std::exception_ptr error;
+    bool isFull = false;
     QString result;
     try {
         result = co_await work(staging.path());
+    } catch (const SystemError &failed) {
+        error = std::current_exception();
+        isFull = failed.code == ENOSPC && failed.path.startsWith(staging.path() + u'/');
     } catch (...) {
         error = std::current_exception();
     }
-    co_await staging.remove();
+    const auto leave = [path = staging.path(), isFull, storage] {
+        const bool mayFit = isFull && isOnAnotherDisk(path, storage.parentFolder());
+        Files::removeInPlace(path);
+        return mayFit;
+    };
+    *mayFitElsewhere = co_await runOnWorker(leave);
     if (error) {
         std::rethrow_exception(error);
     }

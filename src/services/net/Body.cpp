@@ -48,6 +48,7 @@ void Body::begin(qint64 announced, const QString &host)
         checkRoom(file_, announced);
     }
     output_.open(file_);
+    output_.reserve(announced);
 }
 
 void Body::add(std::string_view bytes)
