@@ -34,8 +34,8 @@ public:
     /// that owns all that it needs.
     using Work = std::function<QCoro::Task<QString>(QString folder)>;
     /// Makes a folder, returns what `work` does, and has removed the folder by then, also when that
-    /// is an error. Where the temporary folder's disk has no room for it, and that of the storage is
-    /// another one, it is all done once more in a folder beside the storage root.
+    /// is an error. Where the temporary folder's disk has no room for it, and that of the storage
+    /// is another one, it is all done once more in a folder beside the storage root.
     static QCoro::Task<QString> with(QString temporaryFolder, Storage storage, Work work);
 
     /// Deletes the staging folders that launchers left which no longer live: real folders of this

@@ -1,7 +1,7 @@
 #include "net/Body.h"
 
-#include "base/Text.h"
 #include "base/Error.h"
+#include "base/Text.h"
 
 #include <QFile>
 #include <QFileInfo>
