@@ -6,7 +6,7 @@
 
 namespace brindle {
 
-Served::Served(const QString &folder)
+Served::Served(const QString &folder, const QString &certificate)
 {
     process_.setProcessChannelMode(QProcess::ForwardedErrorChannel);
     // The benchmark may itself run with a library preloaded; the server must not.
@@ -14,7 +14,7 @@ Served::Served(const QString &folder)
     environment.remove(QStringLiteral("LD_PRELOAD"));
     process_.setProcessEnvironment(environment);
     process_.start(QCoreApplication::applicationDirPath() + QStringLiteral("/bench_server"),
-                   {folder});
+                   certificate.isEmpty() ? QStringList{folder} : QStringList{folder, certificate});
     while (!process_.canReadLine()) {
         if (!process_.waitForReadyRead(10'000)) {
             throw std::runtime_error("the server did not start");

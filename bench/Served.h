@@ -12,7 +12,8 @@ class Served
 {
 public:
     /// Starts the server; throws std::runtime_error when it does not come up.
-    explicit Served(const QString &folder);
+    /// @param certificate if not empty, it serves over TLS, and writes there whom to trust.
+    explicit Served(const QString &folder, const QString &certificate = {});
     ~Served();
     Served(const Served &) = delete;
     Served &operator=(const Served &) = delete;

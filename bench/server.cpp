@@ -1,10 +1,14 @@
-// Serves the files of a folder: any address is answered with a redirect to "/files/" + its last
-// part, as a release page answers, and that with the file of this name. Prints its own address and
-// runs until its standard input ends.
+// Serves the files of a folder: any address is answered with a redirect to a second server, as a
+// release page answers, and that with the file of this name. With a second argument over TLS, after
+// writing there the certificate to trust. Prints its own address and runs until its standard input
+// ends.
 
+#include "TestCertificate.h"
 #include "http/HttpServer.h"
 
 #include <QCoreApplication>
+#include <QFile>
+#include <QSslConfiguration>
 
 #include <cstdio>
 
@@ -15,23 +19,35 @@ using namespace brindle;
 int main(int argc, char **argv)
 {
     const QCoreApplication application(argc, argv);
-    if (argc != 2) {
-        std::fputs("usage: bench_server FOLDER\n", stderr);
+    if (argc != 2 && argc != 3) {
+        std::fputs("usage: bench_server FOLDER [CERTIFICATE]\n", stderr);
         return 2;
     }
     const QString folder = QString::fromLocal8Bit(argv[1]);
-    QUrl base;
-    const auto answer = [&](const HttpRequest &request, HttpConnection &connection) {
-        const QByteArray name = request.target.mid(request.target.lastIndexOf('/') + 1);
-        if (request.target.startsWith("/files/")) {
-            connection.respondWithFile(folder + u'/' + QString::fromUtf8(name), true);
-        } else {
-            connection.redirect(
-                302, QUrl(base.toString() + QStringLiteral("/files/") + QString::fromUtf8(name)));
+    QSslConfiguration tls;
+    if (argc == 3) {
+        const TestCertificate certificate = TestCertificate::make();
+        QFile trusted(QString::fromLocal8Bit(argv[2]));
+        if (!trusted.open(QIODevice::WriteOnly) || trusted.write(certificate.certificate) < 0) {
+            std::fprintf(stderr, "bench_server: can't write %s\n", argv[2]);
+            return 1;
         }
+        tls = certificate.serverConfiguration();
+    }
+    const auto nameOf = [](const HttpRequest &request) {
+        return QString::fromUtf8(request.target.mid(request.target.lastIndexOf('/') + 1));
     };
-    const HttpServer server(answer);
-    base = server.url();
+    const HttpServer::Handler send = [&](const HttpRequest &request, HttpConnection &connection) {
+        connection.keepOpen();
+        connection.respondWithFile(folder + u'/' + nameOf(request), true);
+    };
+    const HttpServer files(send, 0, argc == 3 ? &tls : nullptr);
+    const HttpServer::Handler lead = [&](const HttpRequest &request, HttpConnection &connection) {
+        connection.keepOpen();
+        connection.redirect(302, files.url(u'/' + nameOf(request)));
+    };
+    const HttpServer server(lead, 0, argc == 3 ? &tls : nullptr);
+    const QUrl base = server.url();
     std::printf("%s\n", base.toEncoded().constData());
     std::fflush(stdout);
 
