@@ -425,10 +425,24 @@ void TestFileDownloader::progressOverTls()
     QCOMPARE(names(), QStringList{QStringLiteral("ca.pem")});
     TransferOptions options;
     options.caFile = authority;
+    double batches = 0;
+    qint64 stored = 0;
+    bool inOrder = true;
+    options.onBytes = [&](qint64 offset, std::string_view bytes) {
+        inOrder = inOrder && offset == stored;
+        stored += static_cast<qint64>(bytes.size());
+        ++batches;
+    };
+    const auto begun = std::chrono::steady_clock::now();
     const auto outcome = outcomeOf(downloader.download(server.url(), destination(), {}, options));
+    const std::chrono::duration<double> whole = std::chrono::steady_clock::now() - begun;
     QVERIFY2(outcome.value, qPrintable(outcome.text()));
     QVERIFY(right);
     QCOMPARE(last, 5'000'000);
+    // TLS brings at most 16 KiB at a time.
+    QVERIFY(inOrder && stored == 5'000'000);
+    QVERIFY2(batches <= 5'000'000 / 262'144.0 + 60 * whole.count() + 3,
+             qPrintable(QString::number(batches)));
     QVERIFY(content() == sent);
     QCOMPARE(names().size(), 2);
 }

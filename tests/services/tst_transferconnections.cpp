@@ -10,7 +10,11 @@
 #include <QTemporaryDir>
 #include <QTest>
 
-#include <atomic>
+#include <fcntl.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
 #include <semaphore>
 #include <vector>
 
@@ -29,6 +33,7 @@ private Q_SLOTS:
     void oneThatWasLeftInTheMiddleIsNotKept_data();
     void oneThatWasLeftInTheMiddleIsNotKept();
     void onesOfOtherCertificatesAreNotUsed();
+    void childrenGetNone();
 
 private:
     Outcome<TransferResult> fetch(const QUrl &url) const
@@ -198,6 +203,29 @@ void TestTransferConnections::onesOfOtherCertificatesAreNotUsed()
     // Who does not trust the server gets nothing by way of those who do.
     QVERIFY(outcomeOf(Transfer::toMemory(server.url(), 100, {})).transferError);
     QCOMPARE(server.requestCount(), 1);
+}
+
+void TestTransferConnections::childrenGetNone()
+{
+    const HttpServer server(
+        [](const HttpRequest &, HttpConnection &connection) {
+            connection.keepOpen();
+            connection.respond(200, {}, "hello");
+        },
+        0, &tls_);
+    QVERIFY(fetch(server.url()).value);
+    int kept = 0;
+    const long most = ::sysconf(_SC_OPEN_MAX);
+    for (int descriptor = 0; descriptor < most; ++descriptor) {
+        sockaddr_in peer = {};
+        socklen_t size = sizeof peer;
+        if (::getpeername(descriptor, reinterpret_cast<sockaddr *>(&peer), &size) == 0 &&
+            peer.sin_family == AF_INET && ntohs(peer.sin_port) == server.port()) {
+            ++kept;
+            QVERIFY((::fcntl(descriptor, F_GETFD) & FD_CLOEXEC) != 0);
+        }
+    }
+    QCOMPARE(kept, 1);
 }
 
 QTEST_GUILESS_MAIN(TestTransferConnections)

@@ -2,6 +2,8 @@
 
 #include <QHostAddress>
 
+#include <fcntl.h>
+
 #include <algorithm>
 #include <mutex>
 #include <utility>
@@ -57,6 +59,12 @@ Idle &idle()
 {
     static auto *const instance = new Idle;
     return *instance;
+}
+
+/// Kept connections are there when programs are started, which have no business with them.
+int keepFromChildren(void *, curl_socket_t descriptor, curlsocktype) noexcept
+{
+    return ::fcntl(descriptor, F_SETFD, FD_CLOEXEC) == 0 ? CURL_SOCKOPT_OK : CURL_SOCKOPT_ERROR;
 }
 
 /// By libcurl's rules; not valid when there is no such address.
@@ -193,6 +201,7 @@ void Http::Request::prepare(const SystemNetwork::Proxy &way)
     curl_easy_setopt(easy, CURLOPT_HEADERDATA, this);
     curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, &receive<&Request::takeBody>);
     curl_easy_setopt(easy, CURLOPT_WRITEDATA, this);
+    curl_easy_setopt(easy, CURLOPT_SOCKOPTFUNCTION, &keepFromChildren);
     curl_easy_setopt(easy, CURLOPT_PREREQFUNCTION, &Request::onWay);
     curl_easy_setopt(easy, CURLOPT_PREREQDATA, this);
 
