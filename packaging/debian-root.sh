@@ -1,0 +1,105 @@
+# Fresh Debian systems in folders, to build and to look at packages in. Sourced, never run, by
+# scripts that have a function `fail` and stand in the project's folder. Needs root.
+#
+# Packages come from where this system has its own. Each release's base system is kept in
+# build/package/debian-RELEASE-MACHINE.tar for the next time.
+# shellcheck shell=bash
+
+debian_roots=$PWD/build/package/roots
+
+# The release of this system, empty where it is none that packages are made for.
+debian_here() {
+    local release
+    release=$(. /etc/os-release && echo "${ID:-} ${VERSION_CODENAME:-}")
+    case $release in
+    'debian bookworm' | 'debian trixie') echo "${release#debian }" ;;
+    esac
+}
+
+# debian_number <release>
+debian_number() {
+    case $1 in
+    bookworm) echo 12 ;;
+    trixie) echo 13 ;;
+    *) fail "no Debian that packages are made for: \"$1\"" ;;
+    esac
+}
+
+# Ends what still holds the roots, and removes them. For a trap, too.
+debian_remove_all() {
+    local mounted
+    [ -d "$debian_roots" ] || return 0
+    # The deepest first.
+    while read -r mounted; do
+        umount -l "$mounted" || true
+    done < <(awk -v below="$debian_roots/" 'index($2, below) == 1 { print $2 }' /proc/mounts | sort -r)
+    # Never across a mount that stayed.
+    rm -rf --one-file-system "$debian_roots"
+}
+
+# debian_site <main | security>: where this system gets its packages.
+debian_site() {
+    local sites
+    # shellcheck disable=SC2016 # apt-get's own placeholder
+    sites=$(apt-get indextargets --format '$(SITE)' 'Origin: Debian' | sort -u)
+    if [ "$1" = security ]; then
+        grep security <<<"$sites" | head -n 1 || true
+    else
+        grep -v security <<<"$sites" | head -n 1 || true
+    fi
+}
+
+# debian_base <release> <machine>: prints the file that holds the base system, made where missing.
+debian_base() {
+    local release=$1 machine=$2 base=$PWD/build/package/debian-$1-$2.tar folder mirror
+    if ! [ -f "$base" ]; then
+        mirror=$(debian_site main)
+        [ -n "$mirror" ] || fail "this system's own packages don't come from Debian"
+        echo "package: fetching the base system of Debian $(debian_number "$release") for $machine" >&2
+        folder=$debian_roots/base-$release-$machine
+        mkdir -p "$folder"
+        # Another machine's programs run through binfmt_misc, from qemu-user-static.
+        debootstrap --variant=minbase --arch="$machine" "$release" "$folder" "$mirror" \
+            >"$folder.log" 2>&1 || {
+            tail "$folder.log" >&2
+            fail "debootstrap failed"
+        }
+        tar -C "$folder" -cf "$base.part" .
+        mv "$base.part" "$base"
+        rm -rf --one-file-system "$folder"
+    fi
+    echo "$base"
+}
+
+# debian_root <name> <release> [<machine>]: a fresh system in $debian_roots/<name>, which finds its
+# packages where this one does.
+debian_root() {
+    local root=$debian_roots/$1 release=$2 machine=${3:-$(dpkg --print-architecture)} base security
+    base=$(debian_base "$release" "$machine")
+    mkdir -p "$root"
+    tar -C "$root" -xf "$base"
+    rm -rf "$root"/etc/apt/{apt,auth}.conf.d "$root"/etc/apt/sources.list*
+    cp -r /etc/apt/{apt,auth}.conf.d "$root/etc/apt/" 2>/dev/null || true # Ignored: there need be none.
+    echo "deb $(debian_site main) $release main" >"$root/etc/apt/sources.list"
+    echo "deb $(debian_site main) $release-updates main" >>"$root/etc/apt/sources.list"
+    security=$(debian_site security)
+    [ -z "$security" ] || echo "deb $security $release-security main" >>"$root/etc/apt/sources.list"
+    cp /etc/resolv.conf /etc/hosts "$root/etc/"
+    mount --bind /proc "$root/proc"
+    mount --rbind /dev "$root/dev"
+    mount --make-rslave "$root/dev"
+}
+
+# debian_install <name> <package…>
+debian_install() {
+    local root=$debian_roots/$1
+    shift
+    # shellcheck disable=SC2016 # expanded by the inner shell
+    chroot "$root" env DEBIAN_FRONTEND=noninteractive LC_ALL=C.UTF-8 sh -c \
+        'apt-get -q update && apt-get -q -y -o Dpkg::Options::=--force-confold install \
+            --no-install-recommends "$@"' sh "$@" \
+        >"$root.log" 2>&1 || {
+        tail -n 20 "$root.log" >&2
+        fail "apt-get failed"
+    }
+}
