@@ -16,8 +16,14 @@ set(plugins "${libraries}/plugins")
 set(qml "${libraries}/qml")
 file(MAKE_DIRECTORY "${libraries}")
 
-# Wayland's desktops show X11's windows too.
-file(COPY "${QT_PLUGINS}/platforms/libqxcb.so" DESTINATION "${plugins}/platforms")
+# Both ways to a screen. The launcher draws by the processor: Qt's ways to OpenGL stay behind.
+set(ways_to_a_screen
+    platforms/libqxcb.so platforms/libqwayland-generic.so
+    wayland-shell-integration/libxdg-shell.so wayland-decoration-client/libbradient.so)
+foreach(plugin ${ways_to_a_screen})
+    get_filename_component(folder "${plugin}" DIRECTORY)
+    file(COPY "${QT_PLUGINS}/${plugin}" DESTINATION "${plugins}/${folder}")
+endforeach()
 file(COPY "${QT_PLUGINS}/platforminputcontexts/" DESTINATION "${plugins}/platforminputcontexts")
 foreach(module QtQml QtQml/Models QtQml/WorkerScript QtQuick QtQuick/Templates QtQuick/Window)
     file(GLOB parts "${QT_QML}/${module}/qmldir" "${QT_QML}/${module}/*.so")
@@ -26,22 +32,30 @@ foreach(module QtQml QtQml/Models QtQml/WorkerScript QtQuick QtQuick/Templates Q
     endif()
     file(COPY ${parts} DESTINATION "${qml}/${module}")
 endforeach()
+
+# What players start is a script in front, which tells what the system lacks.
+file(RENAME "${TREE}/bin/brindle" "${TREE}/libexec/brindle/brindle")
+set(programs "${TREE}/libexec/brindle/brindle" "${TREE}/libexec/brindle/ditto")
+execute_process(COMMAND "${patchelf}" --print-interpreter "${TREE}/libexec/brindle/brindle"
+    OUTPUT_VARIABLE loader OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
+configure_file("${CMAKE_CURRENT_LIST_DIR}/portable/brindle.in" "${TREE}/bin/brindle" @ONLY
+    USE_SOURCE_PERMISSIONS)
+file(COPY "${CMAKE_CURRENT_LIST_DIR}/portable/brindle-desktop-entry" DESTINATION "${TREE}/bin"
+    USE_SOURCE_PERMISSIONS)
 # Where Qt looks for them, seen from the program's folder (Qt's documentation, "Using qt.conf").
-file(WRITE "${TREE}/bin/qt.conf"
-    "[Paths]\nPrefix=..\nPlugins=lib/brindle/plugins\nQmlImports=lib/brindle/qml\n")
+file(WRITE "${TREE}/libexec/brindle/qt.conf"
+    "[Paths]\nPrefix=../..\nPlugins=lib/brindle/plugins\nQmlImports=lib/brindle/qml\n")
 
 file(GLOB_RECURSE loaded "${plugins}/*.so" "${qml}/*.so")
-set(programs "${TREE}/bin/brindle" "${TREE}/libexec/brindle/ditto")
 
 # What every desktop has, and what must be the system's own because it talks to the system's
-# services, drivers and settings.
+# services and settings. Qt is linked with OpenGL's four dispatching libraries, which load a driver
+# when they are first called: never here. So ours, all four from one release, go with any driver.
 set(of_the_system
     ld-linux.* libc libm libdl libpthread librt libresolv libutil libgcc_s libstdc\\+\\+
-    libGL libEGL libGLX libGLdispatch libOpenGL libdrm libgbm libvulkan
-    libX11 libX11-xcb libXau libXdmcp libxcb libICE libSM libwayland-.*
-    libfontconfig libfreetype libharfbuzz libexpat libz libuuid libcom_err libudev libsystemd
-    libglib-2 libgobject-2 libgio-2 libgmodule-2 libdbus-1 libp11-kit libgmp libnsl libcap
-    libselinux libblkid libmount)
+    libX11 libX11-xcb libXau libXdmcp libxcb
+    libfontconfig libfreetype libharfbuzz libexpat libz libuuid libudev libsystemd
+    libglib-2 libgobject-2 libgio-2 libgmodule-2 libdbus-1 libnsl libcap libselinux libblkid libmount)
 list(TRANSFORM of_the_system APPEND "\\.(so|0\\.so).*")
 list(TRANSFORM of_the_system PREPEND "^")
 file(GET_RUNTIME_DEPENDENCIES

@@ -25,15 +25,22 @@ debian_number() {
     esac
 }
 
-# Ends what still holds the roots, and removes them. For a trap, too.
-debian_remove_all() {
-    local mounted
-    [ -d "$debian_roots" ] || return 0
+# debian_remove <name>: removes a root and what is mounted in it.
+debian_remove() {
+    local root=$debian_roots/$1 mounted
     # The deepest first.
     while read -r mounted; do
-        umount -l "$mounted" || true
-    done < <(awk -v below="$debian_roots/" 'index($2, below) == 1 { print $2 }' /proc/mounts | sort -r)
-    # Never across a mount that stayed.
+        umount -l "$mounted" || true # Ignored: what stays is not crossed below.
+    done < <(awk -v below="$root/" 'index($2, below) == 1 { print $2 }' /proc/mounts | sort -r)
+    rm -rf --one-file-system "$root" "$root.log"
+}
+
+# For a trap: whatever is left of all of them.
+debian_remove_all() {
+    local root
+    for root in "$debian_roots"/*/; do
+        [ ! -d "$root" ] || debian_remove "$(basename "$root")"
+    done
     rm -rf --one-file-system "$debian_roots"
 }
 
