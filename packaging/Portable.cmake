@@ -44,7 +44,9 @@ file(COPY "${CMAKE_CURRENT_LIST_DIR}/portable/brindle-desktop-entry" DESTINATION
     USE_SOURCE_PERMISSIONS)
 # Where Qt looks for them, seen from the program's folder (Qt's documentation, "Using qt.conf").
 file(WRITE "${TREE}/libexec/brindle/qt.conf"
-    "[Paths]\nPrefix=../..\nPlugins=lib/brindle/plugins\nQmlImports=lib/brindle/qml\n")
+    "[Paths]\nPrefix=../..\nPlugins=lib/brindle/plugins\nQmlImports=lib/brindle/qml\nData=lib/brindle\n")
+# Qt would warn that its way from Wayland to OpenGL is not there. What ends a start is told all the same.
+file(WRITE "${libraries}/qtlogging.ini" "[Rules]\nqt.qpa.wayland.warning=false\n")
 
 file(GLOB_RECURSE loaded "${plugins}/*.so" "${qml}/*.so")
 

@@ -25,13 +25,22 @@ debian_number() {
     esac
 }
 
-# debian_remove <name>: removes a root and what is mounted in it.
+# debian_mounts <root>: prints what is mounted in it, the deepest first.
+debian_mounts() {
+    local target
+    while read -r _ target _; do
+        target=$(printf '%b' "$target") # A space is written as "\040" there.
+        [ "${target#"$1"/}" = "$target" ] || printf '%s\n' "$target"
+    done </proc/mounts | sort -r
+}
+
+# debian_remove <name>: removes a root, and never what is mounted in it.
 debian_remove() {
     local root=$debian_roots/$1 mounted
-    # The deepest first.
     while read -r mounted; do
-        umount -l "$mounted" || true # Ignored: what stays is not crossed below.
-    done < <(awk -v below="$root/" 'index($2, below) == 1 { print $2 }' /proc/mounts | sort -r)
+        umount -l "$mounted" || true # Ignored: seen below.
+    done < <(debian_mounts "$root")
+    [ -z "$(debian_mounts "$root")" ] || fail "still mounted: $(debian_mounts "$root")"
     rm -rf --one-file-system "$root" "$root.log"
 }
 
@@ -56,6 +65,16 @@ debian_site() {
     fi
 }
 
+# debian_emulate <machine>: lets this system run another machine's programs, in roots as well.
+debian_emulate() {
+    local formats=/proc/sys/fs/binfmt_misc
+    [ "$1" != "$(dpkg --print-architecture)" ] || return 0
+    [ "$1" = arm64 ] || fail "no emulation is set up for \"$1\""
+    [ -e "$formats/register" ] || mount -t binfmt_misc binfmt_misc "$formats"
+    # As Debian's own start of the system does it.
+    [ -e "$formats/qemu-aarch64" ] || cat /usr/lib/binfmt.d/qemu-aarch64.conf >"$formats/register"
+}
+
 # debian_base <release> <machine>: prints the file that holds the base system, made where missing.
 debian_base() {
     local release=$1 machine=$2 base=$PWD/build/package/debian-$1-$2.tar folder mirror
@@ -65,7 +84,6 @@ debian_base() {
         echo "package: fetching the base system of Debian $(debian_number "$release") for $machine" >&2
         folder=$debian_roots/base-$release-$machine
         mkdir -p "$folder"
-        # Another machine's programs run through binfmt_misc, from qemu-user-static.
         debootstrap --variant=minbase --arch="$machine" "$release" "$folder" "$mirror" \
             >"$folder.log" 2>&1 || {
             tail "$folder.log" >&2
@@ -82,6 +100,7 @@ debian_base() {
 # packages where this one does.
 debian_root() {
     local root=$debian_roots/$1 release=$2 machine=${3:-$(dpkg --print-architecture)} base security
+    debian_emulate "$machine"
     base=$(debian_base "$release" "$machine")
     mkdir -p "$root"
     tar -C "$root" -xf "$base"

@@ -112,26 +112,29 @@ see_launched_window() {
     timeout 60 tail --pid="$pid" -f /dev/null || fail "the launcher does not end"
 }
 
-# wayland_window <name>: prints the width and height of the window with the launcher's app id.
+# wayland_window <name>: prints where the inside of the window with the launcher's app id is: x, y,
+# width, height.
 wayland_window() {
     # shellcheck disable=SC2016 # expanded by the inner shell
-    as_player "$1" sh -c 'SWAYSOCK=$(echo /home/player/run/sway-ipc.*) swaymsg -r -t get_tree' |
-        python3 -c '
+    as_player "$1" sh -c 'SWAYSOCK=$(echo /home/player/run/sway-ipc.*) swaymsg -r -t get_tree' \
+        2>/dev/null | python3 -c '
 import json, sys
 def windows(node):
     if node.get("app_id") == sys.argv[1]:
-        yield node["window_rect"]
+        outer, inner = node["rect"], node["window_rect"]
+        yield outer["x"] + inner["x"], outer["y"] + inner["y"], inner["width"], inner["height"]
     for child in node["nodes"] + node["floating_nodes"]:
         yield from windows(child)
-for place in windows(json.load(sys.stdin)):
-    print(place["width"], place["height"])
+nothing = "{\"nodes\": [], \"floating_nodes\": []}" # while sway is starting
+for place in windows(json.loads(sys.stdin.read() or nothing)):
+    print(*place)
 ' "$identifier" | grep .
 }
 
 # see_wayland_window <name> <scale> <command…>: the same under sway, which draws to no screen and takes
 # its orders from no device. It does so for ordinary users alone. There is no X11 there.
 see_wayland_window() {
-    local name=$1 scale=$2 root=$debian_roots/$1 out=$debian_roots/$1.out pid compositor size
+    local name=$1 scale=$2 root=$debian_roots/$1 out=$debian_roots/$1.out pid compositor x y width height
     shift 2
     printf '%s\n' 'xwayland disable' "output HEADLESS-1 resolution 1500x1290 scale $scale" \
         'output HEADLESS-1 background #808890 solid_color' \
@@ -146,22 +149,22 @@ see_wayland_window() {
     pid=$!
     screen_pids+=("$pid")
     until_so "no window of the app id $identifier came: $(cat "$out")" \
-        wayland_window "$name" >"$root.size"
-    read -r -a size <"$root.size"
-    big_enough "${size[@]}"
+        wayland_window "$name" >"$root.place"
+    read -r x y width height <"$root.place"
+    big_enough "$width" "$height"
     own_environment "$name" "$pid"
-    until_so "nothing is drawn" colourful "$name"
+    until_so "nothing is drawn" colourful "$name" "$x,$y ${width}x$height"
     mkdir -p build/package/wayland
     as_player "$name" WAYLAND_DISPLAY=wayland-1 grim - >"build/package/wayland/$name-$scale.png"
     end_launcher "$pid" "$out"
     kill "$compositor"
     wait "$compositor" || true # Ignored: not what is looked at.
-    say "$name: a window of ${size[*]} under Wayland at scale $scale"
+    say "$name: a window of ${width}x$height under Wayland at scale $scale"
 }
 
-# colourful <name>: what stands on Wayland's screen has the many colours of the banner.
+# colourful <name> <place>: what stands there on Wayland's screen has the many colours of the banner.
 colourful() {
-    as_player "$1" WAYLAND_DISPLAY=wayland-1 grim -t ppm - | python3 -c '
+    as_player "$1" WAYLAND_DISPLAY=wayland-1 grim -t ppm -g "$2" - | python3 -c '
 import sys
 pixels = sys.stdin.buffer.read()[15:]
 sys.exit(len({pixels[at:at + 3] for at in range(0, len(pixels) - 2, 3)}) < 500)'
