@@ -4,6 +4,7 @@
 
 identifier=org.brindle.Brindle
 screen_pids=()
+patience=60 # how many seconds anything may take
 
 # become_player <name> [VARIABLE=VALUE…] <command…>: this shell becomes what a desktop starts: with the
 # player's own environment, a folder for sockets, no terminal.
@@ -17,9 +18,9 @@ as_player() {
     (become_player "$@")
 }
 
-# until_so <what it is for> <command…>: tries it again and again, for a minute.
+# until_so <what is wrong otherwise> <command…>: tries it again and again.
 until_so() {
-    local what=$1 end=$((SECONDS + ${patience:-60}))
+    local what=$1 end=$((SECONDS + patience))
     shift
     until "$@"; do
         [ "$SECONDS" -lt "$end" ] || fail "$what"
@@ -42,7 +43,7 @@ start_x11_screen() {
 
 # x11_window <out>: prints the window's number once it is there.
 x11_window() {
-    timeout "${patience:-60}" xdotool search --sync --onlyvisible --name '^Brindle$' | head -n 1 || {
+    timeout "$patience" xdotool search --sync --onlyvisible --name '^Brindle$' | head -n 1 || {
         cat "$1" >&2
         fail "no window came"
     }
