@@ -122,8 +122,8 @@ debian_install() {
     shift
     # shellcheck disable=SC2016 # expanded by the inner shell
     chroot "$root" env DEBIAN_FRONTEND=noninteractive LC_ALL=C.UTF-8 sh -c \
-        'apt-get -q update && apt-get -q -y -o Dpkg::Options::=--force-confold install \
-            --no-install-recommends "$@"' sh "$@" \
+        'apt-get -q update && apt-get -q -y -o Dpkg::Options::=--force-confold \
+            -o Dpkg::Options::=--force-unsafe-io install --no-install-recommends "$@"' sh "$@" \
         >"$root.log" 2>&1 || {
         tail -n 20 "$root.log" >&2
         fail "apt-get failed"
