@@ -212,6 +212,14 @@ private Q_SLOTS:
                  "an import that was stopped must be done again");
     }
 
+    void theRunnerIsStoppedWhateverRuns()
+    {
+        PipelineFixture fixture;
+        QVERIFY(!fixture.model().runner.userStopped());
+        fixture.model().cancel();
+        QVERIFY(fixture.model().runner.userStopped());
+    }
+
     void theGameIsStopped_data()
     {
         QTest::addColumn<double>("seconds");
