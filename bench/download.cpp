@@ -17,6 +17,12 @@ using namespace brindle;
 
 namespace {
 
+/// The file that it hands over is not needed.
+QCoro::Task<> ended(QCoro::Task<std::shared_ptr<QFile>> download)
+{
+    co_await download;
+}
+
 void measure(const QString &file, const QString &work, double rate)
 {
     const QFileInfo source(file);
@@ -29,7 +35,8 @@ void measure(const QString &file, const QString &work, double rate)
     FileDownloader downloader;
     double seconds = 0;
     const double peak = Measure::peakAboveIdle([&] {
-        seconds = Measure::seconds([&] { Measure::await(downloader.download(url, target, {})); });
+        seconds =
+            Measure::seconds([&] { Measure::await(ended(downloader.download(url, target, {}))); });
     });
     if (QFileInfo(target).size() != source.size()) {
         throw std::runtime_error("the download is not whole");
