@@ -2,6 +2,7 @@
 
 #include <QFile>
 
+#include <algorithm>
 #include <list>
 #include <stdexcept>
 #include <zip.h>
@@ -9,6 +10,15 @@
 namespace brindle {
 
 namespace {
+
+/// Names in ASCII bear no flag for UTF-8, as in the archives of `git archive`. Newer libzip gives
+/// it to them when it is told UTF-8.
+zip_flags_t encodingOf(const QString &name)
+{
+    const bool isAscii =
+        std::all_of(name.begin(), name.end(), [](QChar c) { return c.unicode() < 0x80; });
+    return isAscii ? ZIP_FL_ENC_CP437 : ZIP_FL_ENC_UTF_8;
+}
 
 constexpr unsigned modeShift = 16;
 constexpr quint32 typeMask = 0170000;
@@ -36,9 +46,8 @@ public:
     void addSource(const QString &name, zip_source_t *source, quint32 unixMode)
     {
         check(source != nullptr);
-        // For a name that is plain ASCII, libzip leaves the UTF-8 flag out, as git does.
         const zip_int64_t index =
-            zip_file_add(archive, name.toUtf8().constData(), source, ZIP_FL_ENC_UTF_8);
+            zip_file_add(archive, name.toUtf8().constData(), source, encodingOf(name));
         if (index < 0) {
             zip_source_free(source);
             fail();
@@ -104,7 +113,7 @@ void ZipWriter::addFile(const QString &name, const QString &sourceFile, quint32 
 void ZipWriter::addFolder(const QString &name, quint32 unixMode)
 {
     const zip_int64_t index =
-        zip_dir_add(impl_->archive, name.toUtf8().constData(), ZIP_FL_ENC_UTF_8);
+        zip_dir_add(impl_->archive, name.toUtf8().constData(), encodingOf(name));
     impl_->check(index >= 0);
     impl_->setAttributes(static_cast<zip_uint64_t>(index), unixMode, dosFolder);
 }
