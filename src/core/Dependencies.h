@@ -3,6 +3,7 @@
 #include "base/Clock.h"
 #include "platform/Platform.h"
 
+#include <QMap>
 #include <QSettings>
 #include <QString>
 #include <QStringList>
@@ -41,6 +42,10 @@ public:
 
     /// Shows a page in the user's browser. Does not wait.
     virtual void openPage(const QUrl &page) = 0;
+
+    /// The desktop's permission for one program that the user starts now to come to the front, as
+    /// variables of its environment. Empty where there is none to be had.
+    virtual QMap<QString, QString> startPermission() { return {}; }
 };
 
 /// All that an AppModel needs from outside. Production's comes from the program's entry, tests

@@ -229,7 +229,8 @@ QCoro::Task<std::optional<Pipeline::Failure>> Pipeline::launchGame(QString engin
     std::exception_ptr error;
     PlayResult result;
     try {
-        result = co_await parts_.runner.play(engine, arguments, lineSink_, stayedOpen, stop);
+        result = co_await parts_.runner.play(engine, arguments, lineSink_, stayedOpen, stop,
+                                             parts_.gameVariables());
     } catch (...) {
         error = std::current_exception();
     }

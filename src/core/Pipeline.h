@@ -41,6 +41,7 @@ public:
         const ProjectInfo &info; ///< what is known of the game now
         std::function<void(const ProjectInfo &)> setInfo;
         std::function<QStringList()> gameArguments; ///< that the player has chosen
+        std::function<QMap<QString, QString>()> gameVariables; ///< see `Desktop::startPermission`
     };
 
     /// One run. The callbacks are called on any thread.

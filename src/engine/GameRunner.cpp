@@ -39,10 +39,12 @@ QCoro::Task<qint32> GameRunner::runImport(QString engine, QString project, LineC
 }
 
 QCoro::Task<PlayResult> GameRunner::play(QString engine, QStringList arguments, LineCallback onLine,
-                                         std::function<void()> onStayedOpen, std::stop_token stop)
+                                         std::function<void()> onStayedOpen, std::stop_token stop,
+                                         QMap<QString, QString> variables)
 {
-    return run(state_, std::make_shared<ManagedProcess>(engine, arguments, std::move(onLine)),
-               std::move(onStayedOpen), std::move(stop));
+    const auto process = std::make_shared<ManagedProcess>(engine, arguments, std::move(onLine));
+    process->setVariables(variables);
+    return run(state_, process, std::move(onStayedOpen), std::move(stop));
 }
 
 void GameRunner::stop()

@@ -38,9 +38,11 @@ public:
                                   std::stop_token stop = {});
 
     /// Runs the game until it ends. `onStayedOpen` is called at most once, on the main thread,
-    /// when it still runs after `stayedOpenAfter`. Throws SystemError when it can't be started.
+    /// when it still runs after `stayedOpenAfter`. `variables` are added to its environment. Throws
+    /// SystemError when it can't be started.
     QCoro::Task<PlayResult> play(QString engine, QStringList arguments, LineCallback onLine,
-                                 std::function<void()> onStayedOpen, std::stop_token stop = {});
+                                 std::function<void()> onStayedOpen, std::stop_token stop = {},
+                                 QMap<QString, QString> variables = {});
 
     /// Marks the run as stopped by the user and asks a running engine to end, and then what it
     /// leaves behind, such as a dialog; one that has not ended `killAfter` later is killed with

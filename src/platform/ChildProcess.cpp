@@ -82,6 +82,17 @@ bool isOneProcess(qint64 pid)
 
 } // namespace
 
+QProcessEnvironment ChildProcess::childEnvironment(const QMap<QString, QString> &variables)
+{
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.remove(QStringLiteral("XDG_ACTIVATION_TOKEN"));
+    environment.remove(QStringLiteral("DESKTOP_STARTUP_ID"));
+    for (auto variable = variables.begin(); variable != variables.end(); ++variable) {
+        environment.insert(variable.key(), variable.value());
+    }
+    return environment;
+}
+
 void ChildProcess::prepare(QProcess &child, Setup setup)
 {
     if (setup.isIsolated) {
@@ -93,6 +104,7 @@ void ChildProcess::prepare(QProcess &child, Setup setup)
     // Newer versions set SIGPIPE anew behind what the modifier did.
     child.setUnixProcessParameters(QProcess::UnixProcessFlag::IgnoreSigPipe);
 #endif
+    child.setProcessEnvironment(setup.environment);
     child.setChildProcessModifier(
         [setup, launcher = QCoreApplication::applicationPid()] { prepareForked(setup, launcher); });
 }

@@ -1,6 +1,7 @@
 #pragma once
 
-#include <QtGlobal>
+#include <QMap>
+#include <QProcessEnvironment>
 
 class QProcess;
 
@@ -10,11 +11,17 @@ namespace brindle {
 /// wrappers.
 namespace ChildProcess {
 
+/// Our own environment without the desktop's permission to come to the front, which was given to us
+/// and is good for one window; with these variables in place of those of the same name. On the
+/// thread that may change the environment.
+QProcessEnvironment childEnvironment(const QMap<QString, QString> &variables = {});
+
 struct Setup
 {
     bool isIsolated = false;       ///< it reads nothing and has no terminal
     int descriptor = -1;           ///< one of ours that stays open in it
     bool endsWithLauncher = false; ///< see `prepare`
+    QProcessEnvironment environment = childEnvironment();
 };
 
 /// Before the start, on the thread that starts the child. It becomes the leader of a process group

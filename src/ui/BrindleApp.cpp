@@ -161,6 +161,9 @@ void BrindleApp::forceQuit()
 
 bool BrindleApp::eventFilter(QObject *object, QEvent *event)
 {
+    if (event->isInputEvent()) {
+        desktop_->noteInput(static_cast<QInputEvent *>(event)->timestamp());
+    }
     // The platform's own quit: its menu, its keyboard, the Dock; and a session that is over.
     if (object == qGuiApp && event->type() == QEvent::Quit && !ending_) {
         if (sessionEnds_) {

@@ -123,4 +123,24 @@ void QuickDesktop::openPage(const QUrl &page)
     QDesktopServices::openUrl(page);
 }
 
+void QuickDesktop::noteInput(quint64 time)
+{
+    lastInput_ = std::max(lastInput_, time);
+}
+
+QMap<QString, QString> QuickDesktop::startPermission()
+{
+    // A time of 0 would mean that the window is not to have the keyboard.
+    if (QGuiApplication::platformName() != u"xcb" || lastInput_ == 0) {
+        return {};
+    }
+    // https://specifications.freedesktop.org/startup-notification-spec/: a text of our own that
+    // nobody else's equals, and the time.
+    return {{QStringLiteral("DESKTOP_STARTUP_ID"),
+             QStringLiteral("brindle-%1-%2-%3_TIME%4")
+                 .arg(QString::number(QCoreApplication::applicationPid()),
+                      QString::number(++starts_), QSysInfo::machineHostName(),
+                      QString::number(lastInput_))}};
+}
+
 } // namespace brindle

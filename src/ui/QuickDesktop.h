@@ -31,6 +31,10 @@ public:
     void reveal(const QString &path) override;
     void copyText(const QString &text) override;
     void openPage(const QUrl &page) override;
+    /// On X11 a startup id that bears the time of the player's last input; elsewhere nothing.
+    QMap<QString, QString> startPermission() override;
+    /// The player did something, at this time as the window system counts it.
+    void noteInput(quint64 time);
 
     /// Whether something that `reveal` started still runs.
     bool isRevealing() const { return *revealing_ > 0; }
@@ -44,6 +48,8 @@ private:
     QPointer<QQmlEngine> engine_;
     QPointer<QQuickWindow> window_;
     QPointer<QQuickWindow> alert_;
+    quint64 lastInput_ = 0;
+    int starts_ = 0;
 };
 
 } // namespace brindle

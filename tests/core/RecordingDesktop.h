@@ -24,11 +24,17 @@ public:
     void reveal(const QString &path) override { revealed << path; }
     void copyText(const QString &text) override { copied << text; }
     void openPage(const QUrl &page) override { opened << page; }
+    QMap<QString, QString> startPermission() override
+    {
+        return {{QStringLiteral("XDG_ACTIVATION_TOKEN"),
+                 QStringLiteral("start %1").arg(++permittedStarts)}};
+    }
 
     QList<Alert> alerts;
     QStringList revealed;
     QStringList copied;
     QList<QUrl> opened;
+    int permittedStarts = 0;
     int answer = 0;                ///< index of the button that is pressed
     std::function<void()> onAlert; ///< called while the alert is shown
 };

@@ -135,6 +135,16 @@ private Q_SLOTS:
         QCOMPARE(lines_->all(), QStringList{engine} + arguments);
     }
 
+    void playsWithTheVariablesGiven()
+    {
+        qputenv("DESKTOP_STARTUP_ID", "ours");
+        await(runner_->play(testChild(), {QStringLiteral("env:DESKTOP_STARTUP_ID")},
+                            Lines::into(lines_), {}, {},
+                            {{QStringLiteral("DESKTOP_STARTUP_ID"), QStringLiteral("the game's")}}));
+        qunsetenv("DESKTOP_STARTUP_ID");
+        QCOMPARE(lines_->all(), QStringList{QStringLiteral("the game's")});
+    }
+
     void measuresAShortGame()
     {
         const Gate gate;

@@ -293,6 +293,18 @@ private Q_SLOTS:
         qunsetenv("BRINDLE_TEST");
     }
 
+    /// It was given to the launcher, for a window of its own.
+    void doesNotInheritThePermissionToComeForward()
+    {
+        qputenv("XDG_ACTIVATION_TOKEN", "ours");
+        qputenv("DESKTOP_STARTUP_ID", "ours");
+        const QStringList lines = linesOf({QStringLiteral("env:XDG_ACTIVATION_TOKEN"),
+                                           QStringLiteral("env:DESKTOP_STARTUP_ID")});
+        qunsetenv("XDG_ACTIVATION_TOKEN");
+        qunsetenv("DESKTOP_STARTUP_ID");
+        QCOMPARE(lines, QStringList(2, QStringLiteral("(unset)")));
+    }
+
     void passesArgumentsAsTheyAre()
     {
         const QStringList arguments{

@@ -146,6 +146,11 @@ QCoro::Task<qint32> ManagedProcess::run(std::stop_token stop)
     co_return co_await impl->ended;
 }
 
+void ManagedProcess::setVariables(const QMap<QString, QString> &variables)
+{
+    impl_->setup.environment = ChildProcess::childEnvironment(variables);
+}
+
 void ManagedProcess::isolate(int descriptor)
 {
     impl_->setup.isIsolated = true;

@@ -3,6 +3,7 @@
 #include "base/Callbacks.h"
 
 #include <QCoroTask>
+#include <QMap>
 #include <QString>
 #include <QStringList>
 
@@ -12,8 +13,9 @@
 namespace brindle {
 
 /// One run of a child process. Its standard output and error arrive, merged as the child writes
-/// them, line by line; standard input, working folder and environment are inherited. No shell is
-/// involved and the child gets no other file descriptor of ours.
+/// them, line by line; standard input, working folder and environment are inherited, but not the
+/// desktop's permission to come to the front. No shell is involved and the child gets no other file
+/// descriptor of ours.
 ///
 /// Only a line feed ends a line (a carriage return before it stays). Invalid UTF-8 is repaired. Of
 /// a line longer than `maxLineBytes` the beginning is passed on, with a note of how much was left
@@ -35,6 +37,9 @@ public:
     /// @param onLine called on the reader thread, one call at a time, in order, never under a lock.
     ManagedProcess(QString executable, QStringList arguments, LineCallback onLine,
                    OnParentDeath onParentDeath = OnParentDeath::survive);
+
+    /// Before `run`: variables that the child's environment holds besides what it inherits.
+    void setVariables(const QMap<QString, QString> &variables);
 
     /// Before `run`: the child reads nothing (its standard input is /dev/null) and has no terminal.
     /// The one descriptor of ours that it gets, if not -1, has the same number there.
