@@ -36,6 +36,7 @@ AppModel::AppModel(Dependencies parts, QObject *parent)
     , repositoryPage_(RepoDownloader::repositoryPage(parts.codeHost))
     , engineUserData_(EngineSpec::userDataFolder(parts.platform))
     , desktop_(std::move(parts.desktop))
+    , clock_(parts.clock)
     , logQueue_(std::make_shared<LogQueue>(&log))
     , settings_(std::move(parts.settings), logQueue_)
     , pipeline_({.repo = repo,
@@ -50,7 +51,8 @@ AppModel::AppModel(Dependencies parts, QObject *parent)
                  .show = [this](const Status &next) { show(next); },
                  .info = info_,
                  .setInfo = [this](const ProjectInfo &known) { info = known; },
-                 .gameArguments = [this] { return settings_.arguments(); }})
+                 .gameArguments = [this] { return settings_.arguments(); },
+                 .gameVariables = [this] { return desktop_->startPermission(); }})
 {
     connect(QCoreApplication::instance(), &QCoreApplication::aboutToQuit, this,
             [this] { settings_.waitUntilStored(); });
@@ -94,6 +96,10 @@ void AppModel::show(const Status &next)
     state.update(next.state);
     progress.update(next.progress);
     detail.update(next.detail);
+    timeLeft.update(next.timeLeft);
+    if (!next.progress) {
+        rate_ = {};
+    }
 }
 
 bool AppModel::fullscreen() const
@@ -287,8 +293,13 @@ void AppModel::updateProgress(qint64 done, qint64 total, double speed)
     const auto wholeSpeed = static_cast<qint64>(std::clamp(speed, 0.0, most));
     Status next = status_;
     next.progress = std::nullopt;
+    next.timeLeft.clear();
     next.detail = Text::byteCount(done);
     if (total >= 1) {
+        rate_.add(clock_->now(), done);
+        if (const auto rate = rate_.perSecond(); rate && *rate > 0) {
+            next.timeLeft = Text::timeLeft(static_cast<double>(total - done) / *rate);
+        }
         next.progress = static_cast<double>(done) / static_cast<double>(total);
         next.detail += QStringLiteral(" of ") + Text::byteCount(total);
     }
@@ -310,6 +321,7 @@ void StatusBox::set(const QString &text) const
         next.stepText = text;
         next.state = AppState::downloading(text);
         next.progress = std::nullopt;
+        next.timeLeft.clear();
         model.show(next);
     });
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "base/Callbacks.h"
+#include "base/RecentRate.h"
 #include "core/AppState.h"
 #include "core/BackgroundTask.h"
 #include "core/Dependencies.h"
@@ -46,6 +47,7 @@ class AppModel : public QObject
     /// 0 to 1; 0 while there is none.
     Q_PROPERTY(double progress READ fraction NOTIFY progressChanged)
     Q_PROPERTY(QString detail READ detail NOTIFY detailChanged)
+    Q_PROPERTY(QString timeLeft READ timeLeft NOTIFY timeLeftChanged)
 
     Q_PROPERTY(bool hasFailure READ hasFailure NOTIFY failureChanged)
     Q_PROPERTY(QString failureSummary READ failureSummary NOTIFY failureChanged)
@@ -88,6 +90,8 @@ public:
                                                         status_.progress};
     /// Second status line: byte counts and speed, or what the current step does.
     Published<QString, AppModel> detail{this, &AppModel::detailChanged, status_.detail};
+    /// In plain words, by what the last seconds brought; empty when it can't be told.
+    Published<QString, AppModel> timeLeft{this, &AppModel::timeLeftChanged, status_.timeLeft};
     Published<std::optional<FailureReport>, AppModel> failure{this, &AppModel::failureChanged,
                                                               failure_};
     Published<ProjectInfo, AppModel> info{this, &AppModel::infoChanged, info_};
@@ -182,6 +186,7 @@ Q_SIGNALS:
     void stepTextChanged();
     void progressChanged();
     void detailChanged();
+    void timeLeftChanged();
     void failureChanged();
     void infoChanged();
     void settingsChanged();
@@ -212,11 +217,13 @@ private:
     Status status_;
     std::optional<FailureReport> failure_;
     ProjectInfo info_;
+    RecentRate rate_; // of the running download
 
     Storage storage_;
     QUrl repositoryPage_;
     QString engineUserData_;
     std::shared_ptr<Desktop> desktop_;
+    std::shared_ptr<Clock> clock_;
     std::shared_ptr<LogQueue> logQueue_;
     GameSettings settings_;
     Pipeline pipeline_;

@@ -47,6 +47,7 @@ struct Status
     QString stepText;               ///< headline of the current step
     std::optional<double> progress; ///< 0 to 1; absent means that no fraction is known
     QString detail; ///< second line: byte counts and speed, or what the current step does
+    QString timeLeft = {}; ///< how long the running download still takes; empty when not known
 };
 
 /// A failed game run as it is shown to the user. A plain value.

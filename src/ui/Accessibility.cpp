@@ -44,6 +44,9 @@ public:
         if (text == QAccessible::Name) {
             return item()->property("accessibleName").toString();
         }
+        if (text == QAccessible::Description) {
+            return item()->property("description").toString();
+        }
         if (text == QAccessible::Value && !isIndeterminate()) {
             return QStringLiteral("%1 %").arg(qRound(currentValue().toDouble() * 100));
         }

@@ -17,8 +17,8 @@ public:
     using QObject::QObject;
 
     /// From now on progress bars have a value: Qt Quick (6.4) knows values of sliders and the like
-    /// only. The bars' items have the properties "value" (0 to 1), "indeterminate" and
-    /// "accessibleName".
+    /// only. The bars' items have the properties "value" (0 to 1), "indeterminate",
+    /// "accessibleName" and "description".
     static void install();
 
     /// Announces the accessible name and description of an item in the role of a notification, for

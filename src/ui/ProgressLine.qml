@@ -9,8 +9,42 @@ T.ProgressBar {
     implicitWidth: 200
     implicitHeight: 6
     readonly property string accessibleName: "Progress"
+    // Said of it on demand: to a screen reader, and to a pointer that rests on it.
+    property string description: ""
     Accessible.role: Accessible.ProgressBar
     Accessible.name: accessibleName
+    Accessible.description: description
+
+    HoverHandler {
+        id: pointer
+        margin: 10 // the bar is thin
+    }
+
+    T.ToolTip {
+        objectName: "progressTip"
+        parent: control
+        visible: pointer.hovered && control.description !== ""
+        delay: 400
+        x: Math.round((control.width - width) / 2)
+        y: -height - 6
+        margins: 6
+        padding: 8
+        implicitWidth: implicitContentWidth + leftPadding + rightPadding
+        implicitHeight: implicitContentHeight + topPadding + bottomPadding
+        closePolicy: T.Popup.CloseOnEscape
+
+        contentItem: Label {
+            content: control.description
+            font: Theme.caption
+            Accessible.ignored: true
+        }
+        background: SmoothRectangle {
+            radius: Theme.buttonRadius
+            color: Theme.face
+            borderColor: Theme.faceEdge
+            borderWidth: 1
+        }
+    }
 
     // It goes to and fro while it can be seen, and rests where the desktop asks for less motion.
     component Wanderer: Rectangle {

@@ -70,6 +70,7 @@ Column {
             width: parent.width
             indeterminate: !view.model.hasProgress
             value: view.model.progress
+            description: DisplayText.of(view.model.timeLeft)
         }
         Label {
             objectName: "detail"

@@ -5,6 +5,7 @@
 #include "base/Clock.h"
 #include "base/Error.h"
 #include "support/Await.h"
+#include "support/ManualClock.h"
 
 #include <QSemaphore>
 #include <QSignalSpy>
@@ -446,6 +447,56 @@ private Q_SLOTS:
         model.updateProgress(25'000'000, 100'000'000, 1'250'000.9);
         QCOMPARE(model.progress(), std::optional(0.25));
         QCOMPARE(model.detail(), QStringLiteral("25 MB of 100 MB · 1.3 MB/s"));
+    }
+
+    void eachStartOfTheGameHasItsOwnPermission()
+    {
+        ModelFixture fixture(realClock());
+        fixture.installByHand("#!/bin/sh\necho \"token: $XDG_ACTIVATION_TOKEN\"\n");
+        qputenv("XDG_ACTIVATION_TOKEN", "ours");
+        for (int i = 1; i <= 2; ++i) {
+            fixture.model().startWork(true);
+            fixture.waitUntilIdle();
+            QVERIFY(fixture.model().log.lines().contains(
+                QStringLiteral("token: start %1").arg(i)));
+        }
+        qunsetenv("XDG_ACTIVATION_TOKEN");
+        QCOMPARE(fixture.desktop->permittedStarts, 2);
+    }
+
+    void theTimeLeft()
+    {
+        const auto clock = std::make_shared<ManualClock>();
+        ModelFixture fixture(clock);
+        AppModel &model = fixture.model();
+        QSignalSpy changes(&model, &AppModel::timeLeftChanged);
+        model.updateProgress(0, 100'000'000, 0);
+        QCOMPARE(model.timeLeft(), QString());
+        clock->advance(Clock::Duration(2));
+        model.updateProgress(2'000'000, 100'000'000, 0);
+        QCOMPARE(model.timeLeft(), QStringLiteral("About 2 minutes left"));
+        QCOMPARE(model.property("timeLeft").toString(), model.timeLeft());
+        clock->advance(Clock::Duration(2));
+        model.updateProgress(60'000'000, 100'000'000, 0);
+        QCOMPARE(model.timeLeft(), QStringLiteral("Less than a minute left"));
+        QCOMPARE(changes.size(), 2);
+        // Whatever a server says.
+        model.updateProgress(100'000'001, 100'000'000, 0);
+        QCOMPARE(model.timeLeft(), QString());
+
+        // The next download is another one.
+        model.updateProgress(60'000'000, 100'000'000, 0);
+        StatusBox(&model).set(QStringLiteral("Checking"));
+        spinUntil([&] { return model.stepText() == QStringLiteral("Checking"); });
+        QCOMPARE(model.timeLeft(), QString());
+        clock->advance(Clock::Duration(2));
+        model.updateProgress(90'000'000, 100'000'000, 0);
+        QCOMPARE(model.timeLeft(), QString());
+        clock->advance(Clock::Duration(2));
+        model.updateProgress(90'100'000, 100'000'000, 0);
+        QCOMPARE(model.timeLeft(), QStringLiteral("About 3 minutes left"));
+        model.updateProgress(90'200'000, 0, 0);
+        QCOMPARE(model.timeLeft(), QString());
     }
 
     void progressWithoutATotal_data()

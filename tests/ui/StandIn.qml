@@ -14,6 +14,7 @@ QtObject {
     property bool hasProgress: false
     property double progress: 0
     property string detail: ""
+    property string timeLeft: ""
     property bool hasFailure: false
     property string failureSummary: ""
     property string failureText: ""

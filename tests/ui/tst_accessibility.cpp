@@ -284,7 +284,8 @@ private Q_SLOTS:
     {
         view_->set({{QStringLiteral("canCancel"), true},
                     {QStringLiteral("hasProgress"), true},
-                    {QStringLiteral("progress"), 0.25}});
+                    {QStringLiteral("progress"), 0.25},
+                    {QStringLiteral("timeLeft"), QStringLiteral("About 2 minutes left")}});
         QAccessibleInterface *const bar = named(QAccessible::ProgressBar, "Progress");
         QVERIFY(bar);
         QVERIFY(bar->valueInterface());
@@ -292,6 +293,7 @@ private Q_SLOTS:
         QCOMPARE(bar->valueInterface()->minimumValue().toDouble(), 0.0);
         QCOMPARE(bar->valueInterface()->maximumValue().toDouble(), 1.0);
         QCOMPARE(bar->text(QAccessible::Value), QStringLiteral("25 %"));
+        QCOMPARE(bar->text(QAccessible::Description), QStringLiteral("About 2 minutes left"));
         QVERIFY(bar->parent());
         QVERIFY(!bar->rect().isEmpty());
 

@@ -121,6 +121,37 @@ Item {
             verify(bar.indeterminate);
         }
 
+        function test_theTimeLeft() {
+            view.y = 100;
+            model.phase = Phase.Downloading;
+            model.canCancel = true;
+            model.hasProgress = true;
+            model.detail = "1 MB of 4 MB · 2 MB/s";
+            waitForRendering(view);
+            const bar = row("progressBar");
+            const tip = findChild(bar, "progressTip");
+            mouseMove(bar, bar.width / 2, bar.height / 2);
+            verify(!tip.visible);
+
+            model.timeLeft = "About 2 minutes left";
+            compare(bar.Accessible.description, model.timeLeft);
+            tryCompare(tip, "visible", true);
+            compare(tip.contentItem.text, model.timeLeft);
+            compare(tip.contentItem.textFormat, Text.PlainText);
+            verify(tip.y + tip.height < 0);
+            // In the window's look, and not in the row's way.
+            compare(tip.contentItem.font, Theme.caption);
+            compare(row("detail").text, model.detail);
+
+            mouseMove(view, 1, view.height - 1);
+            tryCompare(tip, "visible", false);
+            mouseMove(bar, bar.width / 2, bar.height / 2);
+            tryCompare(tip, "visible", true);
+            model.timeLeft = "";
+            tryCompare(tip, "visible", false);
+            mouseMove(view, 1, view.height - 1);
+        }
+
         function test_theBarThatKnowsNoFraction() {
             model.phase = Phase.Downloading;
             model.canCancel = true;

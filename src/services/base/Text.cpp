@@ -1,6 +1,7 @@
 #include "base/Text.h"
 
 #include <algorithm>
+#include <cmath>
 
 namespace brindle {
 
@@ -98,6 +99,29 @@ QString Text::byteCount(qint64 bytes)
         return sign + QStringLiteral("1 byte");
     }
     return sign + (size < 1000 ? QString::number(size) + QStringLiteral(" bytes") : inUnits(size));
+}
+
+QString Text::timeLeft(double seconds)
+{
+    if (!(seconds >= 0)) {
+        return {};
+    }
+    constexpr double minute = 60;
+    constexpr double hour = 60 * minute;
+    const auto about = [](double count, const char *unit) {
+        return QStringLiteral("About %1 %2%3 left")
+            .arg(QString::number(count), QLatin1String(unit), QLatin1String(count > 1 ? "s" : ""));
+    };
+    if (seconds < minute) {
+        return QStringLiteral("Less than a minute left");
+    }
+    if (std::round(seconds / minute) < 60) {
+        return about(std::round(seconds / minute), "minute");
+    }
+    if (std::round(seconds / hour) < 24) {
+        return about(std::round(seconds / hour), "hour");
+    }
+    return QStringLiteral("More than a day left");
 }
 
 } // namespace brindle
