@@ -4,27 +4,16 @@
 #include <QStandardPaths>
 #include <QStringView>
 #include <QSysInfo>
-#include <QUrl>
 
 #include <array>
 #include <utility>
 
 namespace brindle {
 
-namespace {
-
-QString fileUrl(const QString &path)
-{
-    return QStringLiteral("file://") + QString::fromLatin1(QUrl::toPercentEncoding(path, "/"));
-}
-
-} // namespace
-
 QStringList Platform::Command::filled(const QString &path, const QString &folder) const
 {
-    const std::array<std::pair<QStringView, QString>, 3> values{{
+    const std::array<std::pair<QStringView, QString>, 2> values{{
         {u"{path}", path},
-        {u"{url}", fileUrl(path)},
         {u"{folder}", folder},
     }};
     QStringList result;
@@ -83,17 +72,8 @@ Platform Platform::linuxDesktop(const QString &dataFolder, const QString &archit
     row.dataFolder = dataFolder;
     row.archiveTool = privatePrograms + QStringLiteral("/ditto");
     row.archiveToolTakesOpenFiles = true;
-    // https://www.freedesktop.org/wiki/Specifications/file-manager-interface/: the items' URLs and
-    // a start-up id. Waiting for the reply is what makes a missing file manager a failed exit.
-    row.reveal = {
-        {QStringLiteral("dbus-send"),
-         {QStringLiteral("--session"), QStringLiteral("--print-reply"),
-          QStringLiteral("--dest=org.freedesktop.FileManager1"),
-          QStringLiteral("/org/freedesktop/FileManager1"),
-          QStringLiteral("org.freedesktop.FileManager1.ShowItems"),
-          QStringLiteral("array:string:{url}"), QStringLiteral("string:")}},
-        {QStringLiteral("xdg-open"), {QStringLiteral("{folder}")}},
-    };
+    row.fileManager = QStringLiteral("org.freedesktop.FileManager1");
+    row.reveal = {{QStringLiteral("xdg-open"), {QStringLiteral("{folder}")}}};
     return row;
 }
 

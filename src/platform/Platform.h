@@ -11,16 +11,14 @@ namespace brindle {
 struct Platform
 {
     /// A program (an absolute path, or a name that is looked up in $PATH) and its arguments. An
-    /// argument may hold placeholders: "{path}" (a file's path), "{url}" (its file URL), "{folder}"
-    /// (a folder's path).
+    /// argument may hold placeholders: "{path}" (a file's path), "{folder}" (a folder's path).
     struct Command
     {
         QString program;
         QStringList arguments;
 
-        /// The arguments with their placeholders filled in. "{url}" is made from `path`, with
-        /// everything percent-encoded that is not a letter, a digit or one of "-._~/": dbus-send
-        /// would cut its list at a comma. What is filled in is not searched for placeholders.
+        /// The arguments with their placeholders filled in. What is filled in is not searched for
+        /// placeholders.
         QStringList filled(const QString &path, const QString &folder) const;
     };
 
@@ -39,7 +37,10 @@ struct Platform
     /// Clears the quarantine flag below "{folder}"; no program where there is no such flag.
     Command quarantineStep;
 
-    /// How to show "{path}" in the file browser: tried in order until one exits with 0. "{folder}"
+    /// The service on the session's message bus that shows files in the file browser; empty where
+    /// there is no such thing.
+    QString fileManager;
+    /// How else to show "{path}" in the file browser: tried in order until one exits with 0. "{folder}"
     /// is the path itself when it is a folder, otherwise the one that holds it.
     QList<Command> reveal;
 

@@ -25,10 +25,12 @@ T.ProgressBar {
         parent: control
         visible: pointer.hovered && control.description !== ""
         delay: 400
-        x: Math.round((control.width - width) / 2)
-        y: -height - 6
+        // Beside what is written over the bar, wherever the player finds room for it.
+        x: Math.round(pointer.point.position.x - width / 2)
+        y: -height - 3
         margins: 6
-        padding: 8
+        horizontalPadding: 8
+        verticalPadding: 3
         implicitWidth: implicitContentWidth + leftPadding + rightPadding
         implicitHeight: implicitContentHeight + topPadding + bottomPadding
         closePolicy: T.Popup.CloseOnEscape

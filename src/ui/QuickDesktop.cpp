@@ -2,6 +2,7 @@
 
 #include "base/Error.h"
 #include "process/ManagedProcess.h"
+#include "ui/MessageBus.h"
 
 #include <QClipboard>
 #include <QDesktopServices>
@@ -38,11 +39,30 @@ QCoro::Task<bool> run(Platform::Command command, QString path)
     co_return false;
 }
 
-/// Shows an existing file or folder, by the first of the commands that can. `running` counts this.
-QCoro::Task<> show(QList<Platform::Command> commands, QString path, std::shared_ptr<int> running)
+/// Asks the service to show the path. False when it could not, or nobody is there who could.
+/// https://www.freedesktop.org/wiki/Specifications/file-manager-interface/
+QCoro::Task<bool> ask(QString fileManager, QString path)
+{
+    MessageBus bus(MessageBus::Bus::session);
+    if (fileManager.isEmpty() || !co_await bus.open()) {
+        co_return false;
+    }
+    auto showItems = QDBusMessage::createMethodCall(
+        fileManager, QStringLiteral("/org/freedesktop/FileManager1"),
+        QStringLiteral("org.freedesktop.FileManager1"), QStringLiteral("ShowItems"));
+    showItems << QStringList{QUrl::fromLocalFile(path).toString(QUrl::FullyEncoded)} << QString();
+    const QDBusMessage answer = co_await bus.call(showItems);
+    co_return answer.type() == QDBusMessage::ReplyMessage;
+}
+
+/// Shows an existing file or folder, by the service or the first of the commands that can. `running`
+/// counts this.
+QCoro::Task<> show(QString fileManager, QList<Platform::Command> commands, QString path,
+                   std::shared_ptr<int> running)
 {
     ++*running;
-    bool shown = false;
+    auto asking = ask(fileManager, path);
+    bool shown = co_await asking;
     for (qsizetype i = 0; !shown && i < commands.size(); ++i) {
         auto attempt = run(commands.at(i), path);
         shown = co_await attempt;
@@ -52,7 +72,9 @@ QCoro::Task<> show(QList<Platform::Command> commands, QString path, std::shared_
 
 } // namespace
 
-QuickDesktop::QuickDesktop(QList<Platform::Command> reveal) : reveal_(std::move(reveal)) {}
+QuickDesktop::QuickDesktop(QList<Platform::Command> reveal, QString fileManager)
+    : reveal_(std::move(reveal)), fileManager_(std::move(fileManager))
+{}
 
 void QuickDesktop::setWindow(QQmlEngine *engine, QQuickWindow *window)
 {
@@ -110,7 +132,7 @@ void QuickDesktop::dismissAlert()
 
 void QuickDesktop::reveal(const QString &path)
 {
-    show(reveal_, path, revealing_);
+    show(fileManager_, reveal_, path, revealing_);
 }
 
 void QuickDesktop::copyText(const QString &text)

@@ -16,7 +16,8 @@ class QuickDesktop final : public Desktop
 {
 public:
     /// @param reveal how to show a path in the file browser, in the order to try.
-    explicit QuickDesktop(QList<Platform::Command> reveal);
+    /// @param fileManager the service that is asked before; may be empty.
+    explicit QuickDesktop(QList<Platform::Command> reveal, QString fileManager = {});
 
     /// From now on alerts are shown over `window` while it is visible, and else by themselves.
     /// Without an engine there are no alerts. Neither is owned.
@@ -43,6 +44,7 @@ public:
 
 private:
     QList<Platform::Command> reveal_;
+    QString fileManager_;
     // Counts what runs; shared with it, as it may outlive this.
     std::shared_ptr<int> revealing_ = std::make_shared<int>(0);
     QPointer<QQmlEngine> engine_;

@@ -18,6 +18,10 @@ Column {
         [Phase.Playing]: { "color": Theme.green, "title": "Playing" }
     })[model.phase]
 
+    // What there is to say of it to who does not look at it.
+    readonly property string title: title.text
+    readonly property string message: needs.visible ? needs.text : step.visible ? step.text : ""
+
     spacing: 6
 
     Row {
@@ -51,6 +55,7 @@ Column {
     }
 
     Label {
+        id: step
         objectName: "stepText"
         width: parent.width
         visible: view.working && text !== ""

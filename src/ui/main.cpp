@@ -8,6 +8,7 @@
 #include "files/Storage.h"
 #include "platform/TerminationSignals.h"
 #include "ui/BrindleApp.h"
+#include "ui/DesktopSession.h"
 #include "ui/SingleInstance.h"
 
 #include <QDir>
@@ -70,10 +71,12 @@ int main(int argc, char *argv[])
     BrindleApp::prepare();
 
     const Platform platform = Platform::current(privatePrograms());
-    const auto desktop = std::make_shared<QuickDesktop>(platform.reveal);
+    const auto desktop = std::make_shared<QuickDesktop>(platform.reveal, platform.fileManager);
     AppModel::compose([desktop, platform] { return parts(desktop, platform); });
 
     BrindleApp launcher(desktop);
+    const DesktopSession session(AppModel::shared(), *launcher.window());
+    QObject::connect(&session, &DesktopSession::windowRequested, &launcher, &BrindleApp::open);
     QObject::connect(&instance, &SingleInstance::windowRequested, &launcher, &BrindleApp::open);
     QObject::connect(&launcher, &BrindleApp::ending, &instance, &SingleInstance::stopListening);
     const TerminationSignals signals_;

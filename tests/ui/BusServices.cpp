@@ -1,0 +1,155 @@
+#include "BusServices.h"
+
+#include <QDBusMessage>
+#include <QFile>
+
+#include <poll.h>
+#include <stdexcept>
+#include <unistd.h>
+
+namespace brindle {
+
+namespace {
+
+/// Answers a call other than by its plain reply. True when that has been done.
+bool answered(Answer answer, const QDBusContext &call)
+{
+    switch (answer) {
+    case Answer::reply:
+        return false;
+    case Answer::refuse:
+        call.sendErrorReply(QDBusError::AccessDenied, QStringLiteral("no"));
+        return true;
+    case Answer::never:
+        call.setDelayedReply(true);
+        return true;
+    case Answer::nonsense:
+        call.setDelayedReply(true);
+        return call.connection().send(
+            call.message().createReply(QVariantMap{{QStringLiteral("a"), 1}}));
+    }
+    return false;
+}
+
+} // namespace
+
+TestBus::TestBus()
+{
+    QFile settings(folder_.filePath(QStringLiteral("bus.conf")));
+    if (!settings.open(QIODevice::WriteOnly)) {
+        throw std::runtime_error("no folder");
+    }
+    settings.write("<busconfig><type>session</type><listen>unix:dir=" +
+                   QFile::encodeName(folder_.path()) +
+                   "</listen><auth>EXTERNAL</auth><policy context=\"default\">"
+                   "<allow send_destination=\"*\"/><allow eavesdrop=\"true\"/><allow own=\"*\"/></policy></busconfig>");
+    settings.close();
+    daemon_.start(QStringLiteral("dbus-daemon"),
+                  {QStringLiteral("--nofork"), QStringLiteral("--print-address"),
+                   QStringLiteral("--config-file=") + settings.fileName()});
+    while (!daemon_.canReadLine()) {
+        if (!daemon_.waitForReadyRead(30'000)) {
+            throw std::runtime_error("no bus: " + daemon_.readAllStandardError().toStdString());
+        }
+    }
+    address_ = QString::fromLocal8Bit(daemon_.readLine()).trimmed();
+    qputenv("DBUS_SESSION_BUS_ADDRESS", address_.toLocal8Bit());
+    qputenv("DBUS_SYSTEM_BUS_ADDRESS", address_.toLocal8Bit());
+}
+
+TestBus::~TestBus()
+{
+    qunsetenv("DBUS_SESSION_BUS_ADDRESS");
+    qunsetenv("DBUS_SYSTEM_BUS_ADDRESS");
+    daemon_.kill();
+    daemon_.waitForFinished();
+}
+
+QDBusObjectPath InhibitPortal::Inhibit(const QString &window, uint flags,
+                                       const QVariantMap &options)
+{
+    log << QStringLiteral("inhibit '%1' %2 %3")
+               .arg(window, QString::number(flags),
+                    options.value(QStringLiteral("reason")).toString());
+    caller = message().service();
+    const QDBusObjectPath request(QStringLiteral("/request/%1").arg(log.size()));
+    if (!answered(answer, *this)) {
+        connection().registerObject(request.path(), new PortalRequest(*this),
+                                    QDBusConnection::ExportAllSlots);
+    }
+    return request;
+}
+
+LoginManager::~LoginManager()
+{
+    ::close(readEnd_);
+}
+
+bool LoginManager::isReleased() const
+{
+    pollfd end{readEnd_, POLLIN, 0};
+    return ::poll(&end, 1, 0) == 1 && (end.revents & POLLHUP) != 0;
+}
+
+QDBusUnixFileDescriptor LoginManager::Inhibit(const QString &what, const QString &who,
+                                              const QString &why, const QString &mode)
+{
+    log << QStringList{what, who, why, mode}.join(u'|');
+    int ends[2] = {-1, -1};
+    if (answered(answer, *this) || ::pipe(ends) != 0) {
+        return {};
+    }
+    ::close(std::exchange(readEnd_, ends[0]));
+    const QDBusUnixFileDescriptor given(ends[1]);
+    ::close(ends[1]);
+    return given;
+}
+
+QStringList NotificationServer::GetCapabilities()
+{
+    answered(answer, *this);
+    return capabilities;
+}
+
+uint NotificationServer::Notify(const QString &application, uint /*replaces*/,
+                                const QString & /*icon*/, const QString &title,
+                                const QString &text, const QStringList &actions,
+                                const QVariantMap &hints, int /*expires*/)
+{
+    answered(answer, *this);
+    shown << QStringList{title, text, actions.join(u','), application,
+                         hints.value(QStringLiteral("desktop-entry")).toString()};
+    return 40 + static_cast<uint>(shown.size());
+}
+
+void FileManager::ShowItems(const QStringList &urls, const QString & /*startupId*/)
+{
+    shown << urls;
+    answered(answer, *this);
+}
+
+BusServices::BusServices(const QString &address)
+    : connection(QDBusConnection::connectToBus(address, QStringLiteral("services")))
+{
+    const auto serve = [this](QObject &object, const char *name, const char *path) {
+        if (!connection.registerObject(QLatin1String(path), &object,
+                                       QDBusConnection::ExportAllSlots |
+                                           QDBusConnection::ExportAllSignals) ||
+            !connection.registerService(QLatin1String(name))) {
+            throw std::runtime_error(name);
+        }
+    };
+    serve(portal, "org.freedesktop.portal.Desktop", "/org/freedesktop/portal/desktop");
+    serve(login, "org.freedesktop.login1", "/org/freedesktop/login1");
+    serve(notifications, "org.freedesktop.Notifications", "/org/freedesktop/Notifications");
+    serve(files, "org.freedesktop.FileManager1", "/org/freedesktop/FileManager1");
+    connection.connect(QString(), QString(), QStringLiteral("com.canonical.Unity.LauncherEntry"),
+                       QStringLiteral("Update"), &dock, SLOT(update(QString, QVariantMap)));
+}
+
+BusServices::~BusServices()
+{
+    QDBusConnection::disconnectFromBus(QStringLiteral("services"));
+}
+
+} // namespace brindle

@@ -1,0 +1,150 @@
+#pragma once
+
+#include <QDBusConnection>
+#include <QDBusContext>
+#include <QDBusObjectPath>
+#include <QDBusUnixFileDescriptor>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QVariantMap>
+
+#include <memory>
+
+namespace brindle {
+
+/// What a service does with a call.
+enum class Answer { reply, refuse, never, nonsense };
+
+/// A message bus, both the session's and the system's, for as long as it lives.
+class TestBus
+{
+public:
+    TestBus();
+    ~TestBus();
+
+    QString address() const { return address_; }
+
+private:
+    QTemporaryDir folder_;
+    QProcess daemon_;
+    QString address_;
+};
+
+/// The portal through which a program keeps the session from being suspended.
+class InhibitPortal : public QObject, protected QDBusContext
+{
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "org.freedesktop.portal.Inhibit")
+
+public:
+    QStringList log;        ///< what was asked for and let go of
+    Answer answer = Answer::reply;
+    QString caller;         ///< the connection that asked last
+
+public Q_SLOTS:
+    QDBusObjectPath Inhibit(const QString &window, uint flags, const QVariantMap &options);
+};
+
+/// What the portal gives back.
+class PortalRequest : public QObject
+{
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "org.freedesktop.portal.Request")
+
+public:
+    explicit PortalRequest(InhibitPortal &portal) : QObject(&portal), portal_(portal) {}
+
+public Q_SLOTS:
+    void Close() { portal_.log << QStringLiteral("close"); }
+
+private:
+    InhibitPortal &portal_;
+};
+
+/// The system's own way to the same.
+class LoginManager : public QObject, protected QDBusContext
+{
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "org.freedesktop.login1.Manager")
+
+public:
+    ~LoginManager() override;
+    QStringList log;
+    Answer answer = Answer::reply;
+    /// Whether nobody holds what was given last.
+    bool isReleased() const;
+
+public Q_SLOTS:
+    QDBusUnixFileDescriptor Inhibit(const QString &what, const QString &who, const QString &why,
+                                    const QString &mode);
+
+private:
+    int readEnd_ = -1;
+};
+
+class NotificationServer : public QObject, protected QDBusContext
+{
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "org.freedesktop.Notifications")
+
+public:
+    Answer answer = Answer::reply;
+    QStringList capabilities;
+    QList<QStringList> shown; ///< title, text and actions of each
+
+public Q_SLOTS:
+    QStringList GetCapabilities();
+    uint Notify(const QString &application, uint replaces, const QString &icon,
+                const QString &title, const QString &text, const QStringList &actions,
+                const QVariantMap &hints, int expires);
+
+Q_SIGNALS:
+    void ActionInvoked(uint id, const QString &action);
+    void ActivationToken(uint id, const QString &token);
+};
+
+class FileManager : public QObject, protected QDBusContext
+{
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "org.freedesktop.FileManager1")
+
+public:
+    Answer answer = Answer::reply;
+    QStringList shown;
+
+public Q_SLOTS:
+    void ShowItems(const QStringList &urls, const QString &startupId);
+};
+
+/// The dock that shows how far a program is.
+class Dock : public QObject
+{
+    Q_OBJECT
+
+public:
+    QStringList applications;
+    QList<QVariantMap> updates;
+
+public Q_SLOTS:
+    void update(const QString &application, const QVariantMap &properties)
+    {
+        applications << application;
+        updates << properties;
+    }
+};
+
+/// All of them on one bus.
+struct BusServices
+{
+    explicit BusServices(const QString &address);
+    ~BusServices();
+
+    QDBusConnection connection;
+    InhibitPortal portal;
+    LoginManager login;
+    NotificationServer notifications;
+    FileManager files;
+    Dock dock;
+};
+
+} // namespace brindle

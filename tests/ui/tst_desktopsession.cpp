@@ -1,0 +1,473 @@
+// What the desktop hears of a setup, over a real message bus, and what it does not.
+
+#include "BusServices.h"
+#include "ModelFixture.h"
+#include "support/Await.h"
+#include "support/ManualClock.h"
+#include "ui/BrindleApp.h"
+#include "ui/DesktopSession.h"
+
+#include <QDBusConnectionInterface>
+#include <QQmlComponent>
+#include <QSignalSpy>
+#include <QtTest>
+#include <qpa/qwindowsysteminterface.h>
+
+using namespace brindle;
+
+namespace {
+
+const auto asked = QStringLiteral("inhibit '' 4 The game is being set up");
+
+/// The launcher's window on a model, and what it tells the desktop.
+struct Launcher
+{
+    Launcher()
+    {
+        QQmlComponent component(&engine, BrindleApp::mainWindow());
+        window.reset(qobject_cast<QQuickWindow *>(component.createWithInitialProperties(
+            {{QStringLiteral("model"), QVariant::fromValue<QObject *>(&model())}})));
+        session = std::make_unique<DesktopSession>(model(), *window);
+    }
+
+    AppModel &model() { return files.model(); }
+    void download() { model().state = AppState::downloading(QStringLiteral("Step")); }
+
+    ModelFixture files{std::make_shared<ManualClock>()};
+    QQmlEngine engine;
+    std::unique_ptr<QQuickWindow> window;
+    std::unique_ptr<DesktopSession> session;
+};
+
+void loseTheFocus()
+{
+#if QT_VERSION >= QT_VERSION_CHECK(6, 7, 0)
+    QWindowSystemInterface::handleFocusWindowChanged(nullptr);
+#else
+    QWindowSystemInterface::handleWindowActivated(nullptr);
+#endif
+    spinUntil([] { return !QGuiApplication::focusWindow(); });
+}
+
+} // namespace
+
+class TestDesktopSession : public QObject
+{
+    Q_OBJECT
+
+    std::unique_ptr<TestBus> bus_;
+    std::unique_ptr<BusServices> services_;
+    std::unique_ptr<Launcher> launcher_;
+
+    AppModel &model() { return launcher_->model(); }
+    QStringList &portalLog() { return services_->portal.log; }
+
+    /// A round of messages there and back, behind all that was sent before.
+    void waitForMessages()
+    {
+        MessageBus bus(MessageBus::Bus::session);
+        QVERIFY(await(bus.open()));
+        for (int i = 0; i < 3; ++i) {
+            const auto ping = QDBusMessage::createMethodCall(
+                QStringLiteral("org.freedesktop.login1"), QStringLiteral("/org/freedesktop/login1"),
+                QStringLiteral("org.freedesktop.DBus.Peer"), QStringLiteral("Ping"));
+            await(bus.call(ping));
+        }
+    }
+
+    void startDownload()
+    {
+        launcher_->download();
+        spinUntil([this] { return !portalLog().isEmpty(); });
+        waitForMessages();
+    }
+
+private Q_SLOTS:
+    void initTestCase()
+    {
+        BrindleApp::prepare();
+        // One for all: a program remembers the bus that it has known first.
+        bus_ = std::make_unique<TestBus>();
+    }
+
+    void init()
+    {
+        QTest::failOnWarning(QRegularExpression(QStringLiteral("^(?!.*propagateSizeHints)")));
+        services_ = std::make_unique<BusServices>(bus_->address());
+        launcher_ = std::make_unique<Launcher>();
+    }
+
+    void cleanup()
+    {
+        launcher_.reset();
+        services_.reset();
+    }
+
+    void cleanupTestCase() { bus_.reset(); }
+
+    void theComputerStaysAwakeForASetup()
+    {
+        startDownload();
+        QCOMPARE(portalLog(), QStringList{asked});
+        model().state = AppState::settingUp(QStringLiteral("Step"));
+        waitForMessages();
+        QCOMPARE(portalLog(), QStringList{asked});
+        model().state = AppState::starting();
+        spinUntil([this] { return portalLog().size() == 2; });
+        QCOMPARE(portalLog().last(), QStringLiteral("close"));
+        QVERIFY(services_->login.log.isEmpty());
+
+        // The request's connection goes as well.
+        spinUntil([this] {
+            return !services_->connection.interface()->isServiceRegistered(services_->portal.caller);
+        });
+        launcher_->download();
+        spinUntil([this] { return portalLog().size() == 3; });
+    }
+
+    void everyEndLetsGo_data()
+    {
+        QTest::addColumn<AppState>("end");
+        QTest::newRow("ready") << AppState::ready();
+        QTest::newRow("failed") << AppState::needs(QStringLiteral("x"));
+        QTest::newRow("cancelled") << AppState::notDownloaded();
+        QTest::newRow("starting") << AppState::starting();
+    }
+
+    void everyEndLetsGo()
+    {
+        QFETCH(AppState, end);
+        startDownload();
+        model().state = end;
+        spinUntil([this] { return portalLog().size() == 2; });
+        QCOMPARE(portalLog().last(), QStringLiteral("close"));
+    }
+
+    void theLaunchersEndLetsGo()
+    {
+        startDownload();
+        launcher_.reset();
+        spinUntil([this] { return portalLog().size() == 2; });
+    }
+
+    void anEndBeforeTheAnswerLetsGo()
+    {
+        launcher_->download();
+        model().state = AppState::ready();
+        spinUntil([this] { return portalLog().size() == 2; });
+        QCOMPARE(portalLog(), (QStringList{asked, QStringLiteral("close")}));
+    }
+
+    void withoutAPortalTheSystemIsAsked()
+    {
+        services_->portal.answer = Answer::refuse;
+        launcher_->download();
+        spinUntil([this] { return !services_->login.log.isEmpty(); });
+        waitForMessages();
+        QCOMPARE(services_->login.log,
+                 QStringList{QStringLiteral("sleep:idle|Brindle|The game is being set up|block")});
+        QVERIFY(!services_->login.isReleased());
+        model().state = AppState::ready();
+        spinUntil([this] { return services_->login.isReleased(); });
+    }
+
+    void nobodyNeedsToAgree()
+    {
+        services_->portal.answer = Answer::refuse;
+        services_->login.answer = Answer::refuse;
+        launcher_->download();
+        spinUntil([this] { return !services_->login.log.isEmpty(); });
+        model().state = AppState::ready();
+        waitForMessages();
+    }
+
+    void nonsenseIsHarmless()
+    {
+        services_->portal.answer = Answer::nonsense;
+        services_->notifications.answer = Answer::nonsense;
+        startDownload();
+        model().state = AppState::ready();
+        // What it may have granted ends with the connection.
+        spinUntil([this] {
+            return !services_->connection.interface()->isServiceRegistered(services_->portal.caller);
+        });
+        waitForMessages();
+        QCOMPARE(portalLog(), QStringList{asked});
+    }
+
+    void aServiceThatNeverAnswersHoldsNothingUp()
+    {
+        services_->portal.answer = Answer::never;
+        services_->notifications.answer = Answer::never;
+        startDownload();
+        model().state = AppState::needs(QStringLiteral("x"));
+        waitForMessages();
+        QVERIFY(services_->notifications.shown.isEmpty());
+        launcher_.reset();
+    }
+
+    void aKilledLauncherLetsGo_data()
+    {
+        QTest::addColumn<bool>("portal");
+        QTest::newRow("portal") << true;
+        QTest::newRow("system") << false;
+    }
+
+    void aKilledLauncherLetsGo()
+    {
+        QFETCH(bool, portal);
+        services_->portal.answer = portal ? Answer::reply : Answer::refuse;
+        QProcess killed;
+        killed.start(QCoreApplication::applicationFilePath(), {QStringLiteral("--download")});
+        spinUntil([&] { return !(portal ? portalLog() : services_->login.log).isEmpty(); });
+        waitForMessages();
+        const QString caller = services_->portal.caller;
+        const auto isThere = [&] {
+            return services_->connection.interface()->isServiceRegistered(caller).value();
+        };
+        QVERIFY(portal ? isThere() : !services_->login.isReleased());
+        killed.kill();
+        spinUntil([&] { return portal ? !isThere() : services_->login.isReleased(); });
+        QVERIFY(killed.waitForFinished());
+    }
+
+    void withoutABusNothingIsSaid_data()
+    {
+        QTest::addColumn<QString>("address");
+        QTest::newRow("none") << QString();
+        QTest::newRow("gone") << QStringLiteral("unix:path=/nowhere/bus");
+        QTest::newRow("not an address") << QStringLiteral("bus");
+        QTest::newRow("one to start") << QStringLiteral("autolaunch:");
+    }
+
+    void withoutABusNothingIsSaid()
+    {
+        QFETCH(QString, address);
+        QProcess process;
+        auto environment = QProcessEnvironment::systemEnvironment();
+        for (const char *name : {"DBUS_SESSION_BUS_ADDRESS", "DBUS_SYSTEM_BUS_ADDRESS"}) {
+            environment.insert(QLatin1String(name), address);
+        }
+        environment.remove(QStringLiteral("XDG_RUNTIME_DIR"));
+        process.setProcessEnvironment(environment);
+        process.start(QCoreApplication::applicationFilePath(), {QStringLiteral("--setup")});
+        QVERIFY(process.waitForFinished());
+        QCOMPARE(process.exitCode(), 0);
+        QCOMPARE(process.readAllStandardError(), QByteArray());
+        QCOMPARE(process.readAllStandardOutput(), QByteArray());
+    }
+
+    void theEndIsAnnouncedToWhoCannotSeeIt_data()
+    {
+        QTest::addColumn<AppState>("end");
+        QTest::addColumn<QString>("step");
+        QTest::addColumn<QStringList>("words");
+        QTest::newRow("ready") << AppState::ready() << QString()
+                               << QStringList{QStringLiteral("Ready"), QString()};
+        QTest::newRow("starting")
+            << AppState::starting() << QStringLiteral("Starting the game…")
+            << QStringList{QStringLiteral("Starting…"), QStringLiteral("Starting the game…")};
+        QTest::newRow("failed")
+            << AppState::needs(QStringLiteral("No <b>network</b>")) << QStringLiteral("Step")
+            << QStringList{QStringLiteral("Needs something"), QStringLiteral("No <b>network</b>")};
+    }
+
+    void theEndIsAnnouncedToWhoCannotSeeIt()
+    {
+        QFETCH(AppState, end);
+        QFETCH(QString, step);
+        QFETCH(QStringList, words);
+        startDownload();
+        model().stepText = step;
+        model().state = end;
+        auto &shown = services_->notifications.shown;
+        spinUntil([&] { return !shown.isEmpty(); });
+        QCOMPARE(shown.first().mid(0, 2), words);
+        QCOMPARE(shown.first().mid(2), (QStringList{QString(), QStringLiteral("Brindle"),
+                                                    QStringLiteral("org.brindle.Brindle")}));
+        // And what follows is not.
+        model().state = AppState::playing();
+        model().state = AppState::needs(QStringLiteral("The game closed"));
+        waitForMessages();
+        QCOMPARE(shown.size(), 1);
+    }
+
+    void aServerThatKnowsMarkupGetsNone()
+    {
+        services_->notifications.capabilities = {QStringLiteral("body-markup")};
+        startDownload();
+        model().state = AppState::needs(QStringLiteral("<a href=\"x\">&</a>"));
+        auto &shown = services_->notifications.shown;
+        spinUntil([&] { return !shown.isEmpty(); });
+        QCOMPARE(shown.first().at(1),
+                 QStringLiteral("&lt;a href=&quot;x&quot;&gt;&amp;&lt;/a&gt;"));
+    }
+
+    void whoeverLooksIsToldNothing()
+    {
+        QQuickWindow &window = *launcher_->window;
+        window.show();
+        window.requestActivate();
+        QVERIFY(QTest::qWaitForWindowActive(&window));
+        startDownload();
+        model().state = AppState::ready();
+        spinUntil([this] { return portalLog().size() == 2; });
+        waitForMessages();
+        QVERIFY(services_->notifications.shown.isEmpty());
+
+        // In the background.
+        launcher_->download();
+        loseTheFocus();
+        QVERIFY(window.isVisible());
+        spinUntil([this] { return portalLog().size() == 3; });
+        model().state = AppState::ready();
+        spinUntil([this] { return services_->notifications.shown.size() == 1; });
+
+        // Minimised.
+        launcher_->download();
+        window.requestActivate();
+        QVERIFY(QTest::qWaitForWindowActive(&window));
+        window.showMinimized();
+        spinUntil([this] { return portalLog().size() == 5; });
+        model().state = AppState::ready();
+        spinUntil([this] { return services_->notifications.shown.size() == 2; });
+    }
+
+    void whoeverCancelsIsToldNothing()
+    {
+        model().startWork(true);
+        launcher_->download();
+        spinUntil([this] { return !portalLog().isEmpty(); });
+        waitForMessages();
+        model().cancel();
+        launcher_->files.waitUntilIdle();
+        spinUntil([this] { return portalLog().contains(QStringLiteral("close")); });
+        waitForMessages();
+        QVERIFY(services_->notifications.shown.isEmpty());
+    }
+
+    void theAnnouncementLeadsToTheWindow()
+    {
+        services_->notifications.capabilities = {QStringLiteral("actions")};
+        QSignalSpy requests(launcher_->session.get(), &DesktopSession::windowRequested);
+        startDownload();
+        model().state = AppState::ready();
+        auto &server = services_->notifications;
+        spinUntil([&] { return !server.shown.isEmpty(); });
+        waitForMessages();
+        QCOMPARE(server.shown.first().at(2), QStringLiteral("default,Show"));
+
+        // Somebody else's, or another answer.
+        Q_EMIT server.ActivationToken(7, QStringLiteral("another's"));
+        Q_EMIT server.ActionInvoked(7, QStringLiteral("default"));
+        Q_EMIT server.ActionInvoked(41, QStringLiteral("other"));
+        waitForMessages();
+        QCOMPARE(requests.size(), 0);
+        Q_EMIT server.ActivationToken(41, QStringLiteral("a token"));
+        Q_EMIT server.ActionInvoked(41, QStringLiteral("default"));
+        spinUntil([&] { return requests.size() == 1; });
+        QCOMPARE(requests.first().first().toByteArray(), QByteArrayLiteral("a token"));
+    }
+
+    void theIconShowsHowFarItIs()
+    {
+        startDownload();
+        const auto &updates = services_->dock.updates;
+        waitForMessages();
+        QVERIFY(updates.isEmpty());
+        for (int i = 1; i <= 1000; ++i) {
+            model().updateProgress(i, 2000, 1);
+        }
+        spinUntil([&] { return !updates.isEmpty(); });
+        waitForMessages();
+        QCOMPARE(updates.size(), 1);
+        QCOMPARE(services_->dock.applications,
+                 QStringList{QStringLiteral("application://org.brindle.Brindle.desktop")});
+        const auto visible = QStringLiteral("progress-visible");
+        QCOMPARE(updates.last().value(QStringLiteral("progress")).toDouble(), 0.5);
+        QCOMPARE(updates.last().value(visible).toBool(), true);
+
+        // No longer known.
+        model().updateProgress(1, 0, 1);
+        spinUntil([&] { return updates.size() == 2; });
+        QCOMPARE(updates.last().value(visible).toBool(), false);
+
+        model().updateProgress(3000, 2000, 1);
+        spinUntil([&] { return updates.size() == 3; });
+        QCOMPARE(updates.last().value(QStringLiteral("progress")).toDouble(), 1.0);
+        model().state = AppState::needs(QStringLiteral("x"));
+        spinUntil([&] { return updates.size() == 4; });
+        QCOMPARE(updates.last().value(visible).toBool(), false);
+        waitForMessages();
+        QCOMPARE(updates.size(), 4);
+    }
+
+    void filesAreShownByTheFileManager_data()
+    {
+        QTest::addColumn<Answer>("answer");
+        QTest::addColumn<bool>("opened");
+        QTest::newRow("it does") << Answer::reply << false;
+        QTest::newRow("it refuses") << Answer::refuse << true;
+        QTest::newRow("it says something else") << Answer::nonsense << false;
+    }
+
+    void filesAreShownByTheFileManager()
+    {
+        QFETCH(Answer, answer);
+        QFETCH(bool, opened);
+        services_->files.answer = answer;
+        const QTemporaryDir folder;
+        const QString path = folder.filePath(QStringLiteral("a b,ü#"));
+        QVERIFY(QDir().mkpath(path));
+        QuickDesktop desktop(
+            {{QStringLiteral("touch"), {QStringLiteral("{folder}/opened")}}},
+            QStringLiteral("org.freedesktop.FileManager1"));
+        desktop.reveal(path);
+        spinUntil([&] { return !desktop.isRevealing(); });
+        QCOMPARE(services_->files.shown,
+                 QStringList{QStringLiteral("file://") + folder.path() +
+                             QStringLiteral("/a%20b,%C3%BC%23")});
+        QCOMPARE(QFile::exists(path + QStringLiteral("/opened")), opened);
+    }
+
+    void withoutAFileManagerTheFolderIsOpened()
+    {
+        const QTemporaryDir folder;
+        QuickDesktop desktop(
+            {{QStringLiteral("touch"), {QStringLiteral("{folder}/opened")}}},
+            QStringLiteral("org.freedesktop.NobodyAtAll"));
+        desktop.reveal(folder.path());
+        spinUntil([&] { return !desktop.isRevealing(); });
+        QVERIFY(QFile::exists(folder.filePath(QStringLiteral("opened"))));
+    }
+};
+
+/// The launcher as a program, which tests look at from outside.
+static int runLauncher(bool ends)
+{
+    Launcher launcher;
+    launcher.download();
+    launcher.model().updateProgress(1, 2, 1);
+    if (ends) {
+        QTimer::singleShot(600, &launcher.engine, [&] {
+            launcher.model().state = AppState::needs(QStringLiteral("x"));
+            QTimer::singleShot(0, &launcher.engine, [] { QCoreApplication::quit(); });
+        });
+    }
+    return QGuiApplication::exec();
+}
+
+int main(int argc, char *argv[])
+{
+    QGuiApplication application(argc, argv);
+    const QStringList arguments = QCoreApplication::arguments();
+    if (arguments.contains(QStringLiteral("--download")) ||
+        arguments.contains(QStringLiteral("--setup"))) {
+        BrindleApp::prepare();
+        return runLauncher(arguments.contains(QStringLiteral("--setup")));
+    }
+    TestDesktopSession test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "tst_desktopsession.moc"
