@@ -46,7 +46,7 @@ struct Status
     AppState state;
     QString stepText;               ///< headline of the current step
     std::optional<double> progress; ///< 0 to 1; absent means that no fraction is known
-    QString detail; ///< second line: byte counts and speed, or what the current step does
+    QString detail;        ///< second line: byte counts and speed, or what the current step does
     QString timeLeft = {}; ///< how long the running download still takes; empty when not known
 };
 

@@ -40,7 +40,7 @@ public:
         std::function<void(const Status &)> show;
         const ProjectInfo &info; ///< what is known of the game now
         std::function<void(const ProjectInfo &)> setInfo;
-        std::function<QStringList()> gameArguments; ///< that the player has chosen
+        std::function<QStringList()> gameArguments;            ///< that the player has chosen
         std::function<QMap<QString, QString>()> gameVariables; ///< see `Desktop::startPermission`
     };
 

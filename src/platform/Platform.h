@@ -40,8 +40,8 @@ struct Platform
     /// The service on the session's message bus that shows files in the file browser; empty where
     /// there is no such thing.
     QString fileManager;
-    /// How else to show "{path}" in the file browser: tried in order until one exits with 0. "{folder}"
-    /// is the path itself when it is a folder, otherwise the one that holds it.
+    /// How else to show "{path}" in the file browser: tried in order until one exits with 0.
+    /// "{folder}" is the path itself when it is a folder, otherwise the one that holds it.
     QList<Command> reveal;
 
     /// The row of the running system. @param privatePrograms folder of the launcher's own helper

@@ -32,10 +32,10 @@ bool isReply(const QDBusMessage &message)
 QDBusMessage portalInhibition()
 {
     constexpr uint suspend = 4;
-    auto call = QDBusMessage::createMethodCall(
-        QStringLiteral("org.freedesktop.portal.Desktop"),
-        QStringLiteral("/org/freedesktop/portal/desktop"),
-        QStringLiteral("org.freedesktop.portal.Inhibit"), QStringLiteral("Inhibit"));
+    auto call = QDBusMessage::createMethodCall(QStringLiteral("org.freedesktop.portal.Desktop"),
+                                               QStringLiteral("/org/freedesktop/portal/desktop"),
+                                               QStringLiteral("org.freedesktop.portal.Inhibit"),
+                                               QStringLiteral("Inhibit"));
     call << QString() << suspend << QVariantMap{{QStringLiteral("reason"), reason}};
     return call;
 }
@@ -64,8 +64,7 @@ QCoro::Task<> stayAwake(std::stop_token over)
         const QDBusMessage reply = co_await session.call(inhibit, portalPatience);
         if (isReply(reply)) {
             co_await ended;
-            const QString request =
-                reply.arguments().value(0).value<QDBusObjectPath>().path();
+            const QString request = reply.arguments().value(0).value<QDBusObjectPath>().path();
             if (!request.isEmpty()) {
                 const auto close = QDBusMessage::createMethodCall(
                     reply.service(), request, QStringLiteral("org.freedesktop.portal.Request"),
@@ -192,7 +191,7 @@ QCoro::Task<> DesktopSession::announce(QPointer<DesktopSession> self, QString ti
                                        QString message)
 {
     MessageBus bus = self->bus_;
-    if (!bus.isOpen()) {
+    if (!co_await bus.open()) {
         co_return;
     }
     const auto method = [](const char *name) {

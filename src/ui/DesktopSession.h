@@ -21,8 +21,8 @@ class DesktopSession : public QObject
     Q_OBJECT
 
 public:
-    /// @param window what it shows of the status is its "statusTitle" and "statusMessage". Both must
-    /// outlive this.
+    /// @param window what it shows of the status is its "statusTitle" and "statusMessage". Both
+    /// must outlive this.
     DesktopSession(AppModel &model, QQuickWindow &window);
     ~DesktopSession() override;
 

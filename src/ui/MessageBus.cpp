@@ -58,8 +58,8 @@ QCoro::Task<bool> MessageBus::open()
     }
     static int connections = 0;
     const QString name = QStringLiteral("brindle-%1").arg(++connections);
-    const auto type = state->bus == Bus::session ? QDBusConnection::SessionBus
-                                                 : QDBusConnection::SystemBus;
+    const auto type =
+        state->bus == Bus::session ? QDBusConnection::SessionBus : QDBusConnection::SystemBus;
     // A bus that does not answer keeps whoever connects. Not by an address: should that one not
     // answer, Qt (6.4) ends the program.
     const OneShot<QDBusConnection> connected;
@@ -67,7 +67,12 @@ QCoro::Task<bool> MessageBus::open()
         connected.resume(QDBusConnection::connectToBus(type, name));
     });
     if (started) {
-        state->connection = co_await connected;
+        const QDBusConnection made = co_await connected;
+        if (state->connection.isConnected()) {
+            QDBusConnection::disconnectFromBus(name); // another call was faster
+        } else {
+            state->connection = made;
+        }
     }
     co_return state->connection.isConnected();
 }

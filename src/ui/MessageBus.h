@@ -8,9 +8,9 @@
 
 namespace brindle {
 
-/// A connection of its own to one of the desktop's message buses (D-Bus), where there is such a bus.
-/// Copies share it; with the last one it ends, and with it all that services do for it. Nothing
-/// blocks, throws or prints. Main thread only.
+/// A connection of its own to one of the desktop's message buses (D-Bus), where there is such a
+/// bus. Copies share it; with the last one it ends, and with it all that services do for it.
+/// Nothing blocks, throws or prints. Main thread only.
 class MessageBus
 {
 public:
@@ -22,7 +22,7 @@ public:
     /// Connects to nothing yet.
     explicit MessageBus(Bus bus);
 
-    /// Connects. True once that is done; false where it can't be. At most one call at a time.
+    /// Connects. True once that is done; false where it can't be.
     QCoro::Task<bool> open();
     bool isOpen() const;
 

@@ -55,8 +55,8 @@ QCoro::Task<bool> ask(QString fileManager, QString path)
     co_return answer.type() == QDBusMessage::ReplyMessage;
 }
 
-/// Shows an existing file or folder, by the service or the first of the commands that can. `running`
-/// counts this.
+/// Shows an existing file or folder, by the service or the first of the commands that can.
+/// `running` counts this.
 QCoro::Task<> show(QString fileManager, QList<Platform::Command> commands, QString path,
                    std::shared_ptr<int> running)
 {
@@ -158,11 +158,11 @@ QMap<QString, QString> QuickDesktop::startPermission()
     }
     // https://specifications.freedesktop.org/startup-notification-spec/: a text of our own that
     // nobody else's equals, and the time.
-    return {{QStringLiteral("DESKTOP_STARTUP_ID"),
-             QStringLiteral("brindle-%1-%2-%3_TIME%4")
-                 .arg(QString::number(QCoreApplication::applicationPid()),
-                      QString::number(++starts_), QSysInfo::machineHostName(),
-                      QString::number(lastInput_))}};
+    return {
+        {QStringLiteral("DESKTOP_STARTUP_ID"),
+         QStringLiteral("brindle-%1-%2-%3_TIME%4")
+             .arg(QString::number(QCoreApplication::applicationPid()), QString::number(++starts_),
+                  QSysInfo::machineHostName(), QString::number(lastInput_))}};
 }
 
 } // namespace brindle

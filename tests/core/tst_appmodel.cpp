@@ -457,8 +457,7 @@ private Q_SLOTS:
         for (int i = 1; i <= 2; ++i) {
             fixture.model().startWork(true);
             fixture.waitUntilIdle();
-            QVERIFY(fixture.model().log.lines().contains(
-                QStringLiteral("token: start %1").arg(i)));
+            QVERIFY(fixture.model().log.lines().contains(QStringLiteral("token: start %1").arg(i)));
         }
         qunsetenv("XDG_ACTIVATION_TOKEN");
         QCOMPARE(fixture.desktop->permittedStarts, 2);

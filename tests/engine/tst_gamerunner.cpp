@@ -138,9 +138,9 @@ private Q_SLOTS:
     void playsWithTheVariablesGiven()
     {
         qputenv("DESKTOP_STARTUP_ID", "ours");
-        await(runner_->play(testChild(), {QStringLiteral("env:DESKTOP_STARTUP_ID")},
-                            Lines::into(lines_), {}, {},
-                            {{QStringLiteral("DESKTOP_STARTUP_ID"), QStringLiteral("the game's")}}));
+        await(runner_->play(
+            testChild(), {QStringLiteral("env:DESKTOP_STARTUP_ID")}, Lines::into(lines_), {}, {},
+            {{QStringLiteral("DESKTOP_STARTUP_ID"), QStringLiteral("the game's")}}));
         qunsetenv("DESKTOP_STARTUP_ID");
         QCOMPARE(lines_->all(), QStringList{QStringLiteral("the game's")});
     }

@@ -298,8 +298,8 @@ private Q_SLOTS:
     {
         qputenv("XDG_ACTIVATION_TOKEN", "ours");
         qputenv("DESKTOP_STARTUP_ID", "ours");
-        const QStringList lines = linesOf({QStringLiteral("env:XDG_ACTIVATION_TOKEN"),
-                                           QStringLiteral("env:DESKTOP_STARTUP_ID")});
+        const QStringList lines = linesOf(
+            {QStringLiteral("env:XDG_ACTIVATION_TOKEN"), QStringLiteral("env:DESKTOP_STARTUP_ID")});
         qunsetenv("XDG_ACTIVATION_TOKEN");
         qunsetenv("DESKTOP_STARTUP_ID");
         QCOMPARE(lines, QStringList(2, QStringLiteral("(unset)")));

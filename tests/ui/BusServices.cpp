@@ -39,10 +39,11 @@ TestBus::TestBus()
     if (!settings.open(QIODevice::WriteOnly)) {
         throw std::runtime_error("no folder");
     }
-    settings.write("<busconfig><type>session</type><listen>unix:dir=" +
-                   QFile::encodeName(folder_.path()) +
-                   "</listen><auth>EXTERNAL</auth><policy context=\"default\">"
-                   "<allow send_destination=\"*\"/><allow eavesdrop=\"true\"/><allow own=\"*\"/></policy></busconfig>");
+    settings.write(
+        "<busconfig><type>session</type><listen>unix:dir=" + QFile::encodeName(folder_.path()) +
+        "</listen><auth>EXTERNAL</auth><policy context=\"default\">"
+        "<allow send_destination=\"*\"/><allow eavesdrop=\"true\"/><allow "
+        "own=\"*\"/></policy></busconfig>");
     settings.close();
     daemon_.start(QStringLiteral("dbus-daemon"),
                   {QStringLiteral("--nofork"), QStringLiteral("--print-address"),
@@ -112,9 +113,9 @@ QStringList NotificationServer::GetCapabilities()
 }
 
 uint NotificationServer::Notify(const QString &application, uint /*replaces*/,
-                                const QString & /*icon*/, const QString &title,
-                                const QString &text, const QStringList &actions,
-                                const QVariantMap &hints, int /*expires*/)
+                                const QString & /*icon*/, const QString &title, const QString &text,
+                                const QStringList &actions, const QVariantMap &hints,
+                                int /*expires*/)
 {
     answered(answer, *this);
     shown << QStringList{title, text, actions.join(u','), application,

@@ -37,9 +37,9 @@ class InhibitPortal : public QObject, protected QDBusContext
     Q_CLASSINFO("D-Bus Interface", "org.freedesktop.portal.Inhibit")
 
 public:
-    QStringList log;        ///< what was asked for and let go of
+    QStringList log; ///< what was asked for and let go of
     Answer answer = Answer::reply;
-    QString caller;         ///< the connection that asked last
+    QString caller; ///< the connection that asked last
 
 public Q_SLOTS:
     QDBusObjectPath Inhibit(const QString &window, uint flags, const QVariantMap &options);

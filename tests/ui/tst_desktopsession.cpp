@@ -1,7 +1,7 @@
 // What the desktop hears of a setup, over a real message bus, and what it does not.
 
 #include "BusServices.h"
-#include "ModelFixture.h"
+#include "PipelineFixture.h"
 #include "support/Await.h"
 #include "support/ManualClock.h"
 #include "ui/BrindleApp.h"
@@ -22,7 +22,7 @@ const auto asked = QStringLiteral("inhibit '' 4 The game is being set up");
 /// The launcher's window on a model, and what it tells the desktop.
 struct Launcher
 {
-    Launcher()
+    explicit Launcher(PipelineFixture *fixture = nullptr) : fixture_(fixture)
     {
         QQmlComponent component(&engine, BrindleApp::mainWindow());
         window.reset(qobject_cast<QQuickWindow *>(component.createWithInitialProperties(
@@ -30,13 +30,16 @@ struct Launcher
         session = std::make_unique<DesktopSession>(model(), *window);
     }
 
-    AppModel &model() { return files.model(); }
+    AppModel &model() { return fixture_ ? fixture_->model() : files.model(); }
     void download() { model().state = AppState::downloading(QStringLiteral("Step")); }
 
     ModelFixture files{std::make_shared<ManualClock>()};
     QQmlEngine engine;
     std::unique_ptr<QQuickWindow> window;
     std::unique_ptr<DesktopSession> session;
+
+private:
+    PipelineFixture *fixture_; // another than the usual
 };
 
 void loseTheFocus()
@@ -119,7 +122,8 @@ private Q_SLOTS:
 
         // The request's connection goes as well.
         spinUntil([this] {
-            return !services_->connection.interface()->isServiceRegistered(services_->portal.caller);
+            return !services_->connection.interface()->isServiceRegistered(
+                services_->portal.caller);
         });
         launcher_->download();
         spinUntil([this] { return portalLog().size() == 3; });
@@ -189,7 +193,8 @@ private Q_SLOTS:
         model().state = AppState::ready();
         // What it may have granted ends with the connection.
         spinUntil([this] {
-            return !services_->connection.interface()->isServiceRegistered(services_->portal.caller);
+            return !services_->connection.interface()->isServiceRegistered(
+                services_->portal.caller);
         });
         waitForMessages();
         QCOMPARE(portalLog(), QStringList{asked});
@@ -228,7 +233,7 @@ private Q_SLOTS:
         QVERIFY(portal ? isThere() : !services_->login.isReleased());
         killed.kill();
         spinUntil([&] { return portal ? !isThere() : services_->login.isReleased(); });
-        QVERIFY(killed.waitForFinished());
+        spinUntil([&] { return killed.state() == QProcess::NotRunning; });
     }
 
     void withoutABusNothingIsSaid_data()
@@ -248,7 +253,8 @@ private Q_SLOTS:
         for (const char *name : {"DBUS_SESSION_BUS_ADDRESS", "DBUS_SYSTEM_BUS_ADDRESS"}) {
             environment.insert(QLatin1String(name), address);
         }
-        environment.remove(QStringLiteral("XDG_RUNTIME_DIR"));
+        const QTemporaryDir runtime;
+        environment.insert(QStringLiteral("XDG_RUNTIME_DIR"), runtime.path());
         process.setProcessEnvironment(environment);
         process.start(QCoreApplication::applicationFilePath(), {QStringLiteral("--setup")});
         QVERIFY(process.waitForFinished());
@@ -264,12 +270,13 @@ private Q_SLOTS:
         QTest::addColumn<QStringList>("words");
         QTest::newRow("ready") << AppState::ready() << QString()
                                << QStringList{QStringLiteral("Ready"), QString()};
-        QTest::newRow("starting")
-            << AppState::starting() << QStringLiteral("Starting the game…")
-            << QStringList{QStringLiteral("Starting…"), QStringLiteral("Starting the game…")};
-        QTest::newRow("failed")
-            << AppState::needs(QStringLiteral("No <b>network</b>")) << QStringLiteral("Step")
-            << QStringList{QStringLiteral("Needs something"), QStringLiteral("No <b>network</b>")};
+        QTest::newRow("starting") << AppState::starting() << QStringLiteral("Starting the game…")
+                                  << QStringList{QStringLiteral("Starting…"),
+                                                 QStringLiteral("Starting the game…")};
+        QTest::newRow("failed") << AppState::needs(QStringLiteral("No <b>network</b>"))
+                                << QStringLiteral("Step")
+                                << QStringList{QStringLiteral("Needs something"),
+                                               QStringLiteral("No <b>network</b>")};
     }
 
     void theEndIsAnnouncedToWhoCannotSeeIt()
@@ -335,12 +342,15 @@ private Q_SLOTS:
 
     void whoeverCancelsIsToldNothing()
     {
+        PipelineFixture fixture;
+        fixture.stall(ReleaseHost::gamePath());
+        launcher_ = std::make_unique<Launcher>(&fixture);
+        const auto end = qScopeGuard([this] { launcher_.reset(); }); // before the model
         model().startWork(true);
-        launcher_->download();
-        spinUntil([this] { return !portalLog().isEmpty(); });
+        spinUntil([&] { return fixture.stalled && !portalLog().isEmpty(); });
         waitForMessages();
         model().cancel();
-        launcher_->files.waitUntilIdle();
+        fixture.files.waitUntilIdle();
         spinUntil([this] { return portalLog().contains(QStringLiteral("close")); });
         waitForMessages();
         QVERIFY(services_->notifications.shown.isEmpty());
@@ -419,23 +429,20 @@ private Q_SLOTS:
         const QTemporaryDir folder;
         const QString path = folder.filePath(QStringLiteral("a b,ü#"));
         QVERIFY(QDir().mkpath(path));
-        QuickDesktop desktop(
-            {{QStringLiteral("touch"), {QStringLiteral("{folder}/opened")}}},
-            QStringLiteral("org.freedesktop.FileManager1"));
+        QuickDesktop desktop({{QStringLiteral("touch"), {QStringLiteral("{folder}/opened")}}},
+                             QStringLiteral("org.freedesktop.FileManager1"));
         desktop.reveal(path);
         spinUntil([&] { return !desktop.isRevealing(); });
-        QCOMPARE(services_->files.shown,
-                 QStringList{QStringLiteral("file://") + folder.path() +
-                             QStringLiteral("/a%20b,%C3%BC%23")});
+        QCOMPARE(services_->files.shown, QStringList{QStringLiteral("file://") + folder.path() +
+                                                     QStringLiteral("/a%20b,%C3%BC%23")});
         QCOMPARE(QFile::exists(path + QStringLiteral("/opened")), opened);
     }
 
     void withoutAFileManagerTheFolderIsOpened()
     {
         const QTemporaryDir folder;
-        QuickDesktop desktop(
-            {{QStringLiteral("touch"), {QStringLiteral("{folder}/opened")}}},
-            QStringLiteral("org.freedesktop.NobodyAtAll"));
+        QuickDesktop desktop({{QStringLiteral("touch"), {QStringLiteral("{folder}/opened")}}},
+                             QStringLiteral("org.freedesktop.NobodyAtAll"));
         desktop.reveal(folder.path());
         spinUntil([&] { return !desktop.isRevealing(); });
         QVERIFY(QFile::exists(folder.filePath(QStringLiteral("opened"))));

@@ -43,8 +43,8 @@ void eachLine(QStringView text, Use use)
 /// and up with at most two, no trailing zeros; what rounds up to 1000 moves to the next unit.
 QString byteCount(qint64 bytes);
 
-/// How long something still takes, in plain words, for a number of seconds: "Less than a minute left",
-/// "About 2 minutes left". Empty for what is no time.
+/// How long something still takes, in plain words, for a number of seconds: "Less than a minute
+/// left", "About 2 minutes left". Empty for what is no time.
 QString timeLeft(double seconds);
 
 } // namespace brindle::Text
