@@ -7,6 +7,9 @@
 #include <QDBusPendingCallWatcher>
 #include <QFile>
 
+#include <atomic>
+#include <cstdio>
+#include <cstdlib>
 #include <utility>
 
 namespace brindle {
@@ -30,7 +33,18 @@ bool isThere(MessageBus::Bus bus)
     return !folder.isEmpty() && QFile::exists(folder + QStringLiteral("/bus"));
 }
 
+/// Calls of Qt that wait for a bus.
+std::atomic<int> connecting = 0;
+
 } // namespace
+
+MessageBus::ProcessEnd::~ProcessEnd()
+{
+    if (connecting > 0) {
+        std::fflush(nullptr);
+        std::_Exit(EXIT_SUCCESS);
+    }
+}
 
 struct MessageBus::State
 {
@@ -64,7 +78,10 @@ QCoro::Task<bool> MessageBus::open()
     // answer, Qt (6.4) ends the program.
     const OneShot<QDBusConnection> connected;
     const bool started = Threads::start([=](const std::stop_token &) {
-        connected.resume(QDBusConnection::connectToBus(type, name));
+        ++connecting;
+        const QDBusConnection made = QDBusConnection::connectToBus(type, name);
+        --connecting;
+        connected.resume(made);
     });
     if (started) {
         const QDBusConnection made = co_await connected;

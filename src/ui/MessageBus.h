@@ -19,6 +19,16 @@ public:
         system   ///< the one of the whole system
     };
 
+    /// Made first in `main`, and so gone last: ends the process when a bus that does not answer
+    /// would keep Qt's own threads, and so the process, for ever.
+    struct ProcessEnd
+    {
+        ProcessEnd() = default;
+        ProcessEnd(const ProcessEnd &) = delete;
+        ProcessEnd &operator=(const ProcessEnd &) = delete;
+        ~ProcessEnd();
+    };
+
     /// Connects to nothing yet.
     explicit MessageBus(Bus bus);
 

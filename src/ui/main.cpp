@@ -9,6 +9,7 @@
 #include "platform/TerminationSignals.h"
 #include "ui/BrindleApp.h"
 #include "ui/DesktopSession.h"
+#include "ui/MessageBus.h"
 #include "ui/SingleInstance.h"
 
 #include <QDir>
@@ -60,6 +61,7 @@ int main(int argc, char *argv[])
         return 1;
     }
 
+    const MessageBus::ProcessEnd processEnd;
     QGuiApplication application(argc, argv);
     // With these the settings are the bundle's own on macOS ("org.brindle.Brindle").
     QCoreApplication::setApplicationName(QStringLiteral("Brindle"));
