@@ -17,7 +17,7 @@ namespace brindle {
 namespace {
 
 /// Whether there is anything to connect to without a bus being started for it.
-/// https://dbus.freedesktop.org/doc/dbus-specification.html#message-bus-types
+/// After D-Bus's own rules for the addresses of the two ("Well-known Message Bus Instances").
 bool isThere(MessageBus::Bus bus)
 {
     const bool isSession = bus == MessageBus::Bus::session;
