@@ -49,7 +49,7 @@ T.ProgressBar {
     }
 
     // It goes to and fro while it can be seen, and rests where the desktop asks for less motion.
-    component Wanderer: Rectangle {
+    component IndeterminateBar: Rectangle {
         id: piece
 
         required property real range
@@ -96,7 +96,7 @@ T.ProgressBar {
             color: Theme.accentLine
         }
 
-        Wanderer {
+        IndeterminateBar {
             objectName: "indeterminateBar"
             visible: control.indeterminate
             width: parent.width * 0.28
