@@ -136,8 +136,24 @@ Http::Request::Request(Listener &listener, const TransferOptions &options)
 
 Http::Request::~Request()
 {
+    release();
+}
+
+void Http::Request::wake()
+{
+    const std::lock_guard guard(lock_);
+    if (multi_) {
+        curl_multi_wakeup(multi_.get());
+    }
+}
+
+void Http::Request::release()
+{
     easy_.reset();
-    idle().giveBack(std::move(multi_));
+    const std::lock_guard guard(lock_);
+    if (multi_) {
+        idle().giveBack(std::move(multi_));
+    }
 }
 
 std::optional<Http::Request::Failure>

@@ -13,6 +13,7 @@
 #include <chrono>
 #include <exception>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string_view>
 
@@ -79,7 +80,11 @@ public:
     void pause(std::chrono::milliseconds time);
 
     /// Interrupts its waiting. Any thread.
-    void wake() { curl_multi_wakeup(multi_.get()); }
+    void wake();
+
+    /// Lets others have its connections. No request follows, and nothing of the answer is known any
+    /// more.
+    void release();
 
     /// Of the answer. The values of all headers of that name are joined, the length is that of the
     /// body and negative when unknown.
@@ -119,6 +124,7 @@ private:
     Listener &listener_;
     const TransferOptions options_;
     std::unique_ptr<CURL, void (*)(CURL *)> easy_;
+    std::mutex lock_; // of those who wake and who release
     Connections multi_;
     QUrl url_;
     char errorText_[CURL_ERROR_SIZE] = {};

@@ -71,9 +71,11 @@ void TransferJob::work()
     } catch (...) {
         error = std::current_exception();
     }
-    // First, so that neither what the callback holds nor the file is in use after the result.
+    // First, so that neither what the callback holds nor the file is in use after the result, and
+    // that the next transfer finds the connections.
     onProgress_ = nullptr;
     body_.abandon();
+    request_.release();
     if (error) {
         result.fail(error);
     } else {
