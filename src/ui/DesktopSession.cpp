@@ -67,7 +67,7 @@ QCoro::Task<> stayAwake(std::stop_token over)
             const QString request = reply.arguments().value(0).value<QDBusObjectPath>().path();
             if (!request.isEmpty()) {
                 const auto close = QDBusMessage::createMethodCall(
-                    reply.service(), request, QStringLiteral("org.freedesktop.portal.Request"),
+                    inhibit.service(), request, QStringLiteral("org.freedesktop.portal.Request"),
                     QStringLiteral("Close"));
                 co_await session.call(close);
             }
