@@ -120,7 +120,7 @@ debian_root() {
 debian_install() {
     local root=$debian_roots/$1
     shift
-    # shellcheck disable=SC2016 # expanded by the inner shell
+    # shellcheck disable=SC2016,SC2015 # expanded by the inner shell; either failure is one
     chroot "$root" env DEBIAN_FRONTEND=noninteractive LC_ALL=C.UTF-8 sh -c \
         'apt-get -q update && apt-get -q -y -o Dpkg::Options::=--force-confold \
             -o Dpkg::Options::=--force-unsafe-io install --no-install-recommends "$@"' sh "$@" \

@@ -9,6 +9,7 @@ patience=60 # how many seconds anything may take
 # become_player <name> [VARIABLE=VALUE…] <command…>: this shell becomes what a desktop starts: with the
 # player's own environment, a folder for sockets, no terminal.
 become_player() {
+    # shellcheck disable=SC2154 # of debian-root.sh
     exec chroot --userspec=player:player "$debian_roots/$1" env -i HOME=/home/player USER=player \
         LANG=C.UTF-8 XDG_RUNTIME_DIR=/home/player/run PATH=/usr/local/bin:/usr/bin:/bin \
         "${@:2}" </dev/null

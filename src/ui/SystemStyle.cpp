@@ -47,7 +47,7 @@ QColor SystemStyle::accent()
 /// families that desktops use for their windows.
 QString SystemStyle::fontFamily()
 {
-    const QString named = QGuiApplication::font().family();
+    QString named = QGuiApplication::font().family();
     const QStringList nameless{QStringLiteral("Sans Serif"), QStringLiteral("Sans"),
                                QStringLiteral("sans-serif"), QString()};
     if (!nameless.contains(named, Qt::CaseInsensitive)) {

@@ -49,7 +49,8 @@ void endAll()
     for (Started &each : threads) {
         const bool isAwaited = each.atExit == Threads::AtExit::isAwaited;
         if (!each.thread->wait(isAwaited ? QDeadlineTimer(QDeadlineTimer::Forever) : soon)) {
-            (void)each.thread.release(); // it still runs
+            // It still runs.
+            [[maybe_unused]] const QThread *const running = each.thread.release();
         }
     }
 }

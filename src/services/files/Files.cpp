@@ -130,8 +130,9 @@ void copyTree(const fs::path &source, const fs::path &target)
         }
     };
     copyEntry(source, target);
-    for (size_t next = 0; next < folders.size(); ++next) {
-        const Folder folder = folders[next];
+    // By index and copied, as folders are found on the way.
+    for (size_t next = 0; next < folders.size(); ++next) { // NOLINT(modernize-loop-convert)
+        const Folder folder = folders[next]; // NOLINT(performance-unnecessary-copy-initialization)
         for (const fs::directory_entry &entry : fs::directory_iterator(folder.from)) {
             copyEntry(entry.path(), folder.to / entry.path().filename());
         }

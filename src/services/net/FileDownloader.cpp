@@ -98,12 +98,11 @@ QCoro::Task<std::shared_ptr<QFile>> FileDownloader::download(QUrl url, QString d
 
 void FileDownloader::cancelTask()
 {
-    std::stop_source task(std::nostopstate);
-    {
+    const auto running = [this] {
         const std::lock_guard guard(lock_);
-        task = task_;
-    }
-    task.request_stop();
+        return task_;
+    };
+    running().request_stop();
 }
 
 } // namespace brindle

@@ -123,9 +123,9 @@ QUrl Http::redirectTarget(const QUrl &from, const QByteArray &location)
     return to;
 }
 
-Http::Request::Request(Listener &listener, const TransferOptions &options)
+Http::Request::Request(Listener &listener, TransferOptions options)
     : listener_(listener)
-    , options_(options)
+    , options_(std::move(options))
     , easy_(newHandle(), &curl_easy_cleanup)
     , multi_(idle().take())
 {

@@ -66,7 +66,7 @@ public:
     };
 
     /// `listener` must outlive it. Throws TransferError when libcurl does.
-    Request(Listener &listener, const TransferOptions &options);
+    Request(Listener &listener, TransferOptions options);
     ~Request();
     Request(const Request &) = delete;
     Request &operator=(const Request &) = delete;

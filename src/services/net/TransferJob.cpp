@@ -183,7 +183,7 @@ std::optional<TransferError> TransferJob::ask()
             told = failure;
         }
     }
-    return told->why;
+    return told->why; // NOLINT(bugprone-unchecked-optional-access): there is one way at least
 }
 
 QByteArrayList TransferJob::rangeHeaders() const
