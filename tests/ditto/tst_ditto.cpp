@@ -141,22 +141,30 @@ private Q_SLOTS:
             state = state * 1664525U + 1013904223U;
             c = static_cast<char>(state >> 24U);
         }
-        QFile file(around.archive());
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write(RawZip().add({"a", noise, file644}).add({"b", noise, file644}).bytes());
-        file.close();
-        QProcess process;
-        process.start(QStringLiteral(BRINDLE_DITTO), {QStringLiteral("-x"), QStringLiteral("-k"),
-                                                      around.archive(), around.destination()});
-        QVERIFY(process.waitForStarted());
-        QTRY_VERIFY(QFileInfo::exists(around.destination() + QStringLiteral("/a"))); // at work
-        const QString input =
-            QFile::symLinkTarget(QStringLiteral("/proc/%1/fd/0").arg(process.processId()));
-        process.terminate();
-        QVERIFY(process.waitForFinished());
-        QCOMPARE(Surroundings::tree(around.destination()).size(), process.exitCode() == 0 ? 2 : 0);
-        // Where the system tells: no terminal, and no pipe of the launcher's.
-        QVERIFY2(input.isEmpty() || input == QStringLiteral("/dev/null"), qPrintable(input));
+        around.putArchive(RawZip().add({"a", noise, file644}).add({"b", noise, file644}).bytes());
+        const QString first = around.destination() + QStringLiteral("/a");
+        int code = 0;
+        // A run that was done before it could be interrupted tells nothing.
+        for (int attempt = 0; code == 0 && attempt < 20; ++attempt) {
+            QDir(around.destination()).removeRecursively();
+            QProcess process;
+            process.start(QStringLiteral(BRINDLE_DITTO),
+                          {QStringLiteral("-x"), QStringLiteral("-k"), around.archive(),
+                           around.destination()});
+            QVERIFY(process.waitForStarted());
+            while (process.state() == QProcess::Running && !QFileInfo::exists(first)) {
+                process.waitForFinished(1);
+            }
+            const QString input =
+                QFile::symLinkTarget(QStringLiteral("/proc/%1/fd/0").arg(process.processId()));
+            process.terminate();
+            QVERIFY(process.state() == QProcess::NotRunning || process.waitForFinished());
+            code = process.exitCode();
+            QCOMPARE(Surroundings::tree(around.destination()).size(), code == 0 ? 2 : 0);
+            // Where the system tells: no terminal, and no pipe of the launcher's.
+            QVERIFY2(input.isEmpty() || input == QStringLiteral("/dev/null"), qPrintable(input));
+        }
+        QVERIFY(code != 0);
     }
 
     void aCommandLineOfAnotherKindIsRefused_data()
