@@ -1,5 +1,6 @@
 #include "TestCertificate.h"
 
+#include <QFile>
 #include <QSslCertificate>
 #include <QSslKey>
 
@@ -93,6 +94,14 @@ TestCertificate TestCertificate::make(const Options &options)
     require(PEM_write_bio_PKCS8PrivateKey(keyText.get(), key.get(), nullptr, nullptr, 0, nullptr,
                                           nullptr) == 1);
     return {contentOf(certificateText.get()), contentOf(keyText.get())};
+}
+
+void TestCertificate::save(const QString &file) const
+{
+    QFile out(file);
+    if (!out.open(QIODevice::WriteOnly) || out.write(certificate) != certificate.size()) {
+        throw std::runtime_error("can't write " + file.toStdString());
+    }
 }
 
 QSslConfiguration TestCertificate::serverConfiguration() const

@@ -24,6 +24,9 @@ struct TestCertificate
     static TestCertificate make(const Options &options);
     static TestCertificate make() { return make(Options()); }
 
+    /// Writes it where a client can be told to trust it. Throws std::runtime_error.
+    void save(const QString &file) const;
+
     /// For a server that shows it.
     QSslConfiguration serverConfiguration() const;
 };

@@ -20,6 +20,16 @@
 
 using namespace brindle;
 
+namespace {
+
+void hello(const HttpRequest &, HttpConnection &connection)
+{
+    connection.keepOpen();
+    connection.respond(200, {}, "hello");
+}
+
+} // namespace
+
 class TestTransferConnections : public QObject
 {
     Q_OBJECT
@@ -32,6 +42,7 @@ private Q_SLOTS:
     void oneThatTheServerCloses();
     void oneThatWasLeftInTheMiddleIsNotKept_data();
     void oneThatWasLeftInTheMiddleIsNotKept();
+    void theNextRequestFindsTheConnection();
     void onesOfOtherCertificatesAreNotUsed();
     void childrenGetNone();
 
@@ -54,9 +65,7 @@ void TestTransferConnections::initTestCase()
     const auto certificate = TestCertificate::make();
     tls_ = certificate.serverConfiguration();
     trusting_.caFile = folder_.filePath(QStringLiteral("ca.pem"));
-    QFile file(trusting_.caFile);
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    QCOMPARE(file.write(certificate.certificate), certificate.certificate.size());
+    certificate.save(trusting_.caFile);
 }
 
 void TestTransferConnections::asManyHandshakesAsHosts()
@@ -191,14 +200,20 @@ void TestTransferConnections::oneThatWasLeftInTheMiddleIsNotKept()
     QCOMPARE(server.connectionCount(), 2);
 }
 
+/// However soon it comes.
+void TestTransferConnections::theNextRequestFindsTheConnection()
+{
+    const HttpServer server(hello, 0, &tls_);
+    for (int i = 0; i < 300; ++i) {
+        const auto outcome = fetch(server.url());
+        QVERIFY2(outcome.value, qPrintable(outcome.text()));
+    }
+    QCOMPARE(server.connectionCount(), 1);
+}
+
 void TestTransferConnections::onesOfOtherCertificatesAreNotUsed()
 {
-    const HttpServer server(
-        [](const HttpRequest &, HttpConnection &connection) {
-            connection.keepOpen();
-            connection.respond(200, {}, "hello");
-        },
-        0, &tls_);
+    const HttpServer server(hello, 0, &tls_);
     QVERIFY(fetch(server.url()).value);
     // Who does not trust the server gets nothing by way of those who do.
     QVERIFY(outcomeOf(Transfer::toMemory(server.url(), 100, {})).transferError);
@@ -207,12 +222,7 @@ void TestTransferConnections::onesOfOtherCertificatesAreNotUsed()
 
 void TestTransferConnections::childrenGetNone()
 {
-    const HttpServer server(
-        [](const HttpRequest &, HttpConnection &connection) {
-            connection.keepOpen();
-            connection.respond(200, {}, "hello");
-        },
-        0, &tls_);
+    const HttpServer server(hello, 0, &tls_);
     QVERIFY(fetch(server.url()).value);
     int kept = 0;
     const long most = ::sysconf(_SC_OPEN_MAX);

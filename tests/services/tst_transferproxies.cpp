@@ -149,9 +149,7 @@ void TestTransferProxies::initTestCase()
     const auto certificate = TestCertificate::make();
     tls_ = certificate.serverConfiguration();
     trusting_.caFile = folder_.filePath(QStringLiteral("ca.pem"));
-    QFile file(trusting_.caFile);
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    QCOMPARE(file.write(certificate.certificate), certificate.certificate.size());
+    certificate.save(trusting_.caFile);
 }
 
 void TestTransferProxies::firstThatWorksIsTheOnlyOneAsked()
