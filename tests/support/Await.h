@@ -4,6 +4,7 @@
 #include <QCoroTask>
 #include <QDeadlineTimer>
 #include <QEventLoop>
+#include <QTimer>
 
 #include <exception>
 #include <functional>
@@ -48,15 +49,20 @@ QCoro::Task<> collect(QCoro::Task<T> task, std::shared_ptr<Awaited<T>> awaited)
 } // namespace detail
 
 /// Serves events until `done()` is true; throws std::runtime_error after `seconds`, so that a test
-/// that hangs fails with a name.
+/// that hangs fails with a name. Asks after every event, and every millisecond, as what comes true
+/// on a disk or in a thread brings no event.
 inline void spinUntil(const std::function<bool()> &done, int seconds = 60)
 {
     const QDeadlineTimer deadline(seconds * 1000);
+    QTimer tick;
+    tick.setTimerType(Qt::PreciseTimer);
+    tick.start(1);
     while (!done()) {
         if (deadline.hasExpired()) {
             throw std::runtime_error("the awaited condition did not come true in time");
         }
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+        // Waiting leaves the processor to what is waited for.
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     }
 }
