@@ -10,6 +10,7 @@ debian_roots=$PWD/build/package/roots
 # The release of this system, empty where it is none that packages are made for.
 debian_here() {
     local release
+    # shellcheck source=/dev/null
     release=$(. /etc/os-release && echo "${ID:-} ${VERSION_CODENAME:-}")
     case $release in
     'debian bookworm' | 'debian trixie') echo "${release#debian }" ;;
