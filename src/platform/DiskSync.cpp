@@ -14,7 +14,17 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// Calls `request` with the open file. 0 or the errno.
+/// Calls `request` with the open file, anew when a signal interrupts it. 0 or the errno.
+template <typename Request>
+int with(int descriptor, Request request)
+{
+    int result = 0;
+    do {
+        result = request(descriptor);
+    } while (result != 0 && errno == EINTR);
+    return result == 0 ? 0 : errno;
+}
+
 template <typename Request>
 int withOpen(const char *path, int flags, Request request)
 {
@@ -22,11 +32,7 @@ int withOpen(const char *path, int flags, Request request)
     if (descriptor < 0) {
         return errno;
     }
-    int result = 0;
-    do {
-        result = request(descriptor);
-    } while (result != 0 && errno == EINTR);
-    const int error = result == 0 ? 0 : errno;
+    const int error = with(descriptor, request);
     ::close(descriptor);
     return error;
 }
@@ -75,6 +81,11 @@ int DiskSync::tree(const QByteArray &folder)
     }
 #endif
     return syncEach(folder.toStdString());
+}
+
+int DiskSync::file(int descriptor)
+{
+    return with(descriptor, syncOne);
 }
 
 int DiskSync::names(const QByteArray &folder)

@@ -9,6 +9,9 @@ namespace brindle::DiskSync {
 /// 0 or the errno of the first failure.
 int tree(const QByteArray &folder);
 
+/// Waits until what was written to an open file is on its disk. As `tree` otherwise.
+int file(int descriptor);
+
 /// Waits until the names in `folder` are on its disk as they are now: what was made, renamed and
 /// removed in it. As `tree` otherwise; 0 also where the file system has no such request.
 int names(const QByteArray &folder);

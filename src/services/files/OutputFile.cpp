@@ -2,6 +2,7 @@
 
 #include "base/Error.h"
 #include "platform/DiskSpace.h"
+#include "platform/DiskSync.h"
 
 #include <QFile>
 
@@ -59,7 +60,9 @@ void OutputFile::write(std::string_view bytes)
 
 void OutputFile::sync()
 {
-    checked(path_, [this] { return ::fsync(descriptor_); });
+    if (const int error = DiskSync::file(descriptor_)) {
+        throw SystemError::fromErrno(error, path_);
+    }
 }
 
 std::shared_ptr<QFile> OutputFile::reader() const
