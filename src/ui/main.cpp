@@ -81,17 +81,19 @@ int main(int argc, char *argv[])
     QObject::connect(&session, &DesktopSession::windowRequested, &launcher, &BrindleApp::open);
     QObject::connect(&instance, &SingleInstance::windowRequested, &launcher, &BrindleApp::open);
     QObject::connect(&launcher, &BrindleApp::ending, &instance, &SingleInstance::stopListening);
-    const TerminationSignals signals_;
-    QObject::connect(&signals_, &TerminationSignals::requested, &launcher, &BrindleApp::forceQuit);
+    const TerminationSignals terminationSignals;
+    QObject::connect(&terminationSignals, &TerminationSignals::requested, &launcher,
+                     &BrindleApp::forceQuit);
     launcher.open();
     // Behind the first frame, which nobody shall wait for longer.
     QTimer::singleShot(0, &launcher, [] {
         StagingFolder::startClearingLeftovers(QDir::tempPath(), Paths::root());
         // What is left of a removal of everything that was interrupted. Ignored: that there is no
         // thread for it. The next start clears as well.
-        (void)Threads::start([folder = QFileInfo(Paths::root()).path()](const std::stop_token &) {
-            Files::removeLeftovers(folder);
-        });
+        (void)Threads::start(
+            [folder = Storage(Paths::root()).parentFolder()](const std::stop_token &programEnds) {
+                Files::removeLeftovers(folder, programEnds);
+            });
     });
     return QGuiApplication::exec();
 }

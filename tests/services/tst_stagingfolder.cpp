@@ -13,6 +13,7 @@
 
 #include <atomic>
 #include <memory>
+#include <stop_token>
 #include <vector>
 
 #include <cerrno>
@@ -29,7 +30,8 @@ namespace {
 /// For tests that don't need the place beside the storage root.
 const auto nowhere = QStringLiteral("/nowhere/Brindle");
 
-bool hasNoLocks = false; // the file system
+bool hasNoLocks = false;                     // the file system
+std::stop_source *stopsWhenLocked = nullptr; // asks for the end as soon as a folder is locked
 
 QStringList names(const QString &folder)
 {
@@ -50,6 +52,9 @@ extern "C" int flock(int descriptor, int operation) noexcept
         errno = ENOLCK;
         return -1;
     }
+    if (stopsWhenLocked) {
+        stopsWhenLocked->request_stop();
+    }
     return static_cast<int>(::syscall(SYS_flock, descriptor, operation));
 }
 
@@ -63,6 +68,7 @@ private Q_SLOTS:
     void removingTwiceIsNoFailure();
     void reportsWhyItCantBeMade();
     void clearsWhatNobodyOwns();
+    void clearsNoFurtherThanItIsAllowedTo();
     void leavesWhatIsInUse();
     void leavesWhatIsNotOurs_data();
     void leavesWhatIsNotOurs();
@@ -160,6 +166,18 @@ void StagingFolderTest::clearsWhatNobodyOwns()
     QCOMPARE(
         QDir(temporary.path()).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot),
         QStringList());
+}
+
+void StagingFolderTest::clearsNoFurtherThanItIsAllowedTo()
+{
+    const QTemporaryDir temporary;
+    const QString path = leftover(temporary);
+    std::stop_source stop;
+    stopsWhenLocked = &stop;
+    StagingFolder::clearLeftovers(temporary.path(), stop.get_token());
+    stopsWhenLocked = nullptr;
+    QVERIFY(stop.stop_requested());
+    QVERIFY(QFileInfo(path + QStringLiteral("/out")).isDir());
 }
 
 void StagingFolderTest::leavesWhatIsInUse()

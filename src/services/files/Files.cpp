@@ -213,16 +213,16 @@ void Files::removeIfPossible(const QString &path, const std::stop_token &stop)
     }
 }
 
-void Files::removeInPlace(const QString &path)
+void Files::removeInPlace(const QString &path, const std::stop_token &stop)
 {
-    deleteAt(path);
+    deleteAt(path, stop);
 }
 
-void Files::removeLeftovers(const QString &folder)
+void Files::removeLeftovers(const QString &folder, const std::stop_token &stop)
 {
     for (const QString &name : names(folder)) {
         if (name.startsWith(removingPrefix) || name.startsWith(movingPrefix)) {
-            deleteAt(QDir(folder).filePath(name));
+            deleteAt(QDir(folder).filePath(name), stop);
         }
     }
 }

@@ -30,12 +30,12 @@ void remove(const QString &path, const std::stop_token &stop = {});
 /// that names the place.
 void removeIfPossible(const QString &path, const std::stop_token &stop = {});
 /// Deletes without a hidden sibling, for folders whose own name tells that they are left over.
-/// Failures are ignored.
-void removeInPlace(const QString &path);
+/// Failures are ignored, and what is left when `stop` is requested.
+void removeInPlace(const QString &path, const std::stop_token &stop = {});
 
 /// Deletes what interrupted `remove`, `move` and `writeAtomically` calls left in `folder`. Failures
-/// are ignored.
-void removeLeftovers(const QString &folder);
+/// are ignored, and what is left when `stop` is requested.
+void removeLeftovers(const QString &folder, const std::stop_token &stop = {});
 
 /// Moves a file, link or whole folder; a file or an empty folder at `to` is replaced. On one file
 /// system that is a rename. Across two it is a copy with permission bits and links, which also

@@ -110,6 +110,7 @@ QCoro::Task<QString> StagingFolder::with(QString temporaryFolder, Storage storag
         if (!*mayFitElsewhere) {
             throw;
         }
+        // Ignored: the other place has its own say.
     }
     co_return co_await withOne(storage.parentFolder(), storage, work, mayFitElsewhere);
 }
@@ -130,12 +131,12 @@ QCoro::Task<QString> StagingFolder::withOne(QString temporaryFolder, Storage sto
     } catch (...) {
         error = std::current_exception();
     }
-    const auto leave = [path = staging.path(), isFull, storage] {
-        const bool mayFit = isFull && isOnAnotherDisk(path, storage.parentFolder());
-        Files::removeInPlace(path);
-        return mayFit;
-    };
-    *mayFitElsewhere = co_await runOnWorker(leave);
+    if (isFull) {
+        *mayFitElsewhere = co_await runOnWorker([path = staging.path(), storage] {
+            return isOnAnotherDisk(path, storage.parentFolder());
+        });
+    }
+    co_await staging.remove();
     if (error) {
         std::rethrow_exception(error);
     }
@@ -159,7 +160,7 @@ void StagingFolder::clearLeftovers(const QString &temporaryFolder, const std::st
         if (lock.tryLock() == ProcessLock::Outcome::held &&
             QFileInfo(path).ownerId() == geteuid()) {
             // In its place: another name would make a leftover of its own when this is interrupted.
-            Files::removeInPlace(path);
+            Files::removeInPlace(path, stop);
         }
     }
 }

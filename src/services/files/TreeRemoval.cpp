@@ -55,7 +55,7 @@ private:
         struct stat status = {};
         if (fstatat(parent, name.constData(), &status, AT_SYMLINK_NOFOLLOW) == 0 &&
             S_ISDIR(status.st_mode) && (status.st_mode & S_IRWXU) != S_IRWXU) {
-            // A failure shows when the folder is opened.
+            // Ignored: a failure, which shows when the folder is opened.
             fchmodat(parent, name.constData(), S_IRWXU, 0);
         }
     }
