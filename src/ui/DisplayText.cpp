@@ -3,6 +3,7 @@
 #include "base/Text.h"
 
 #include <algorithm>
+#include <string>
 
 namespace brindle {
 
@@ -12,9 +13,10 @@ namespace {
 /// at most.
 constexpr int maxMarks = 5;
 
-bool isMark(QChar c)
+bool isMark(char32_t character)
 {
-    return c.category() == QChar::Mark_NonSpacing || c.category() == QChar::Mark_Enclosing;
+    const auto category = QChar::category(character);
+    return category == QChar::Mark_NonSpacing || category == QChar::Mark_Enclosing;
 }
 
 } // namespace
@@ -29,12 +31,16 @@ QString DisplayText::of(const QString &text, int longest)
         shown += u'…';
     }
     shown = Text::withoutControls(shown);
-    if (std::any_of(shown.cbegin(), shown.cend(), isMark)) {
+    // Most have none, and then they stay shared.
+    const auto mayBeMark = [](QChar c) { return c.isSurrogate() || isMark(c.unicode()); };
+    if (std::any_of(shown.cbegin(), shown.cend(), mayBeMark)) {
+        std::u32string characters = shown.toStdU32String();
         int marks = 0;
-        shown.removeIf([&marks](QChar c) {
-            marks = isMark(c) ? marks + 1 : 0;
+        std::erase_if(characters, [&marks](char32_t character) {
+            marks = isMark(character) ? marks + 1 : 0;
             return marks > maxMarks;
         });
+        shown = QString::fromStdU32String(characters);
     }
     return shown;
 }

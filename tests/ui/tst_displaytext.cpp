@@ -26,6 +26,9 @@ private Q_SLOTS:
         same("accents", QStringLiteral("Vie\u0302\u0323t"));
         QTest::newRow("tower of accents")
             << u'a' + QString(40, QChar(0x0301)) + u'b' << u'a' + QString(5, QChar(0x0301)) + u'b';
+        QTest::newRow("tower of accents of two units each")
+            << u'a' + QStringLiteral("\U0001e944").repeated(20) + u'b'
+            << u'a' + QStringLiteral("\U0001e944").repeated(5) + u'b';
         same("tabs and lines", QStringLiteral("a\tb\nc"));
         same("as long as may be", QString(60, u'x'));
         QTest::newRow("longer") << QString(61, u'x') << QString(60, u'x') + u'…';
