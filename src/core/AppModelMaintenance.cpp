@@ -185,6 +185,7 @@ QCoro::Task<> AppModel::removeRoot(std::stop_token stop)
 
 void AppModel::measureStorage()
 {
+    // Ignored: that there is no thread for it. The size stays unknown then.
     measure();
 }
 

@@ -28,6 +28,7 @@ constexpr uint64_t forFolder = LANDLOCK_ACCESS_FS_WRITE_FILE | LANDLOCK_ACCESS_F
                                LANDLOCK_ACCESS_FS_REMOVE_DIR | LANDLOCK_ACCESS_FS_REMOVE_FILE |
                                LANDLOCK_ACCESS_FS_MAKE_DIR | LANDLOCK_ACCESS_FS_MAKE_REG |
                                LANDLOCK_ACCESS_FS_MAKE_SYM;
+
 [[noreturn]] void fail(const char *call)
 {
     throw std::system_error(errno, std::system_category(), call);
