@@ -10,7 +10,7 @@ debian_roots=$PWD/build/package/roots
 # The release of this system, empty where it is none that packages are made for.
 debian_here() {
     local release
-    # shellcheck source=/dev/null
+    # shellcheck source=/dev/null # the system's own
     release=$(. /etc/os-release && echo "${ID:-} ${VERSION_CODENAME:-}")
     case $release in
     'debian bookworm' | 'debian trixie') echo "${release#debian }" ;;
@@ -137,11 +137,13 @@ debian_unpack() {
     local root=$debian_roots/$1
     shift
     # shellcheck disable=SC2016 # expanded by the inner shell
-    chroot "$root" env DEBIAN_FRONTEND=noninteractive LC_ALL=C.UTF-8 sh -c \
-        'apt-get -q update && apt-get -q -y install --download-only --no-install-recommends "$@"' \
-        sh "$@" >"$root.log" 2>&1 &&
-        dpkg --root="$root" --force-architecture --force-depends --force-unsafe-io --unpack \
-            "$root"/var/cache/apt/archives/*.deb >>"$root.log" 2>&1 || {
+    {
+        chroot "$root" env DEBIAN_FRONTEND=noninteractive LC_ALL=C.UTF-8 sh -c \
+            'apt-get -q update && apt-get -q -y install --download-only --no-install-recommends "$@"' \
+            sh "$@" &&
+            dpkg --root="$root" --force-architecture --force-depends --force-unsafe-io --unpack \
+                "$root"/var/cache/apt/archives/*.deb
+    } >"$root.log" 2>&1 || {
         tail -n 20 "$root.log" >&2
         fail "the packages cannot be unpacked"
     }
