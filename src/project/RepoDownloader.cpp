@@ -178,6 +178,8 @@ QCoro::Task<> RepoDownloader::fetchSubmodules(ProjectInfo info, ProgressCallback
                                               LineCallback log, std::stop_token stop)
 {
     for (const Submodule &submodule : std::as_const(info.submodules)) {
+        // A download may list as many as it likes.
+        checkCancellation(stop);
         const auto look = [repository = info.repoRoot, path = submodule.path] {
             return missingAddon(repository, path);
         };

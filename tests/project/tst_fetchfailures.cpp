@@ -230,6 +230,14 @@ private Q_SLOTS:
         QVERIFY(Files::names(setup.temporary()).isEmpty());
     }
 
+    void aCancelAlsoEndsTheLookAtAddonsThatAreThere()
+    {
+        Setup setup;
+        write(setup.addon("addons/one/plugin.cfg"), "x");
+        setup.stop.request_stop();
+        QVERIFY(endsCancelled(setup.fetch()));
+    }
+
     void aCancelAfterTheLastByteLeavesTheGameAlone()
     {
         Setup setup;
