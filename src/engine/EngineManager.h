@@ -8,7 +8,6 @@
 #include <QCoroTask>
 #include <QUrl>
 
-#include <functional>
 #include <memory>
 #include <optional>
 #include <stop_token>

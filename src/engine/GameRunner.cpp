@@ -12,8 +12,7 @@ namespace {
 QCoro::Task<> doLater(std::shared_ptr<Clock> clock, Clock::Duration duration,
                       std::function<void()> act, std::stop_token ended)
 {
-    const bool passed = co_await clock->sleep(duration, ended);
-    if (passed && !ended.stop_requested()) {
+    if (co_await clock->sleep(duration, ended)) {
         act();
     }
 }

@@ -11,7 +11,6 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <functional>
 #include <vector>
 
 #include <fcntl.h>

@@ -8,7 +8,6 @@
 #include <QCoroTask>
 #include <QUrl>
 
-#include <functional>
 #include <stop_token>
 
 namespace brindle {

@@ -7,7 +7,6 @@
 #include <QTextBlock>
 
 #include <algorithm>
-#include <cmath>
 
 namespace brindle {
 

@@ -3,14 +3,12 @@
 #include "base/OneShot.h"
 #include "base/Threads.h"
 
-#include <QDBusError>
 #include <QDBusPendingCallWatcher>
 #include <QFile>
 
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
-#include <utility>
 
 namespace brindle {
 
