@@ -344,11 +344,14 @@ private Q_SLOTS:
         QCOMPARE(setup.server.requests().size(), 1);
     }
 
-    void aProgramMustBeExecutable()
+    void aProgramIsAnExecutableFile()
     {
         Setup setup(true);
         const QString program =
             standard.folder(setup.root()) + QStringLiteral("/Godot.app/Contents/MacOS/Godot");
+        QVERIFY(QDir().mkpath(program));
+        QVERIFY(!setup.manager().binary(standard));
+        QVERIFY(QDir().rmdir(program));
         writeProgram(program, "x", false);
         QVERIFY(!setup.manager().binary(standard));
         writeProgram(program, "x", true);

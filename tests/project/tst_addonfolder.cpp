@@ -31,6 +31,10 @@ private Q_SLOTS:
         link("loop", "pool");
         link("pool", "loop");
         link("chain", "inside/../../../outside");
+        link("link1", "deep");
+        for (int i = 2; i <= 41; ++i) {
+            link("link" + QByteArray::number(i), "link" + QByteArray::number(i - 1));
+        }
     }
 
     void pathsAreLocated_data()
@@ -58,6 +62,9 @@ private Q_SLOTS:
         inside("dangling", QStringLiteral("dangling-inside"), QStringLiteral("/dangling-inside"));
         inside("up by a link, but not out", QStringLiteral("deep/up/one"),
                QStringLiteral("/deep/up/one"));
+        inside("as many links as the system follows", QStringLiteral("link40/one"),
+               QStringLiteral("/link40/one"));
+        outside("more links than that", QStringLiteral("link41/one"));
         outside("above", QStringLiteral(".."));
         outside("beside", QStringLiteral("../one"));
         outside("by a detour", QStringLiteral("addons/../../one"));
