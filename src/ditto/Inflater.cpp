@@ -12,6 +12,7 @@ namespace brindle::ditto {
 namespace {
 constexpr size_t inputSize = 256U << 10U;
 constexpr size_t outputSize = 1U << 20U;
+constexpr int bitsOfByte = 8;
 } // namespace
 
 Inflater::Inflater(const ArchiveFile &archive)
@@ -66,7 +67,9 @@ void Inflater::inflate(size_t count, const Entry &entry, const Sink &sink)
         outputWasFull = state_->avail_out == 0;
         pass(output_.data(), output_.size() - state_->avail_out, entry, sink);
     }
-    if (state_->block_state == ISAL_BLOCK_FINISH && state_->avail_in > 0) {
+    // Of what it has taken it may have some bytes left.
+    const bool isUsedUp = state_->avail_in == 0 && state_->read_in_length < bitsOfByte;
+    if (state_->block_state == ISAL_BLOCK_FINISH && !isUsedUp) {
         throw Error(entry.fileName + ": data after its end");
     }
 }

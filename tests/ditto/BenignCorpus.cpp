@@ -102,6 +102,13 @@ QList<CorpusCase> odd()
     RawZip::Entry renamed = plain("new");
     renamed.extra = RawZip::unicodePath("old", "older");
     renamed.localExtra = renamed.extra;
+    RawZip::Entry unnamed = plain("x");
+    unnamed.extra = RawZip::unicodePath("x", {});
+    unnamed.localExtra = unnamed.extra;
+    QList<RawZip::Entry> inARow{{"0", "x", file644}};
+    for (int i = 1; i <= 40; ++i) {
+        inARow.append({QByteArray::number(i), QByteArray::number(i - 1), link777});
+    }
     RawZip::Frame zip64;
     zip64.zip64 = true;
     RawZip::Frame both = zip64;
@@ -119,6 +126,8 @@ QList<CorpusCase> odd()
         one("aligned data", padded),
         one("name in a Unicode field", twoNames),
         one("Unicode field of a name before", renamed),
+        one("Unicode field without a name", unnamed),
+        several("as many links in a row as the system follows", inARow),
         one("program in front that all offsets count", plain("x"), prefixed),
         one("longest comment", plain("x"), commented),
         one("archive in the archive", {"inner.zip", within, file644}),

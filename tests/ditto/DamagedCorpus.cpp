@@ -98,6 +98,14 @@ QList<CorpusCase> lies()
             },
             "data after its end"),
         lying(
+            "deflated data with a byte behind it",
+            [](auto &e) {
+                e.packed = QByteArray("\x03\x00x", 3);
+                e.size = 0;
+                e.crc = 0;
+            },
+            "data after its end"),
+        lying(
             "deflated data that never ends",
             [](auto &e) {
                 e.packed = QByteArray("\x00\x01\x00\xfe\xff.", 6);
@@ -238,6 +246,13 @@ QList<CorpusCase> frames()
         {"only an end", [] { return RawZip().bytes().chopped(1); }, "after the archive"},
         {"data after the end", [] { return with({"x", "x", file644}) + "trailing"; },
          "after the archive"},
+        {"zip64 locator at the start",
+         [] {
+             RawZip::Frame frame;
+             frame.prefix = QByteArray("PK\x06\x07", 4) + QByteArray(16, 0);
+             return RawZip().bytes(frame);
+         },
+         "zip64 end record is not where"},
         {"two archives in a row",
          [] { return with({"x", "x", file644}) + with({"y", "y", file644}); },
          "directory is not where"},

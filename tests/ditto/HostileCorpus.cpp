@@ -138,6 +138,10 @@ QList<CorpusCase> links(const QByteArray &guarded)
     for (int i = 0; i < 50; ++i) {
         ring << RawZip::Entry{QByteArray::number(i), QByteArray::number((i + 1) % 50), link777};
     }
+    QList<RawZip::Entry> inARow{{"0", "x", file644}};
+    for (int i = 1; i <= 41; ++i) {
+        inARow << RawZip::Entry{QByteArray::number(i), QByteArray::number(i - 1), link777};
+    }
     return {
         one("link out", {"l", out, link777}, "leads outside"),
         one("link beside", {"l", "../x", link777}, "leads outside"),
@@ -152,6 +156,7 @@ QList<CorpusCase> links(const QByteArray &guarded)
         one("link with a zero", {"l", QByteArray("a\0b", 3), link777}, "leads outside"),
         several("ring of links", {{"a", "b", link777}, {"b", "a", link777}}, "leads outside"),
         several("large ring of links", ring, "leads outside"),
+        several("more links in a row than the system follows", inARow, "leads outside"),
         several("out by a link in the middle",
                 {{"d/e", ".", link777}, {"l", "d/e/../../../guarded", link777}}, "leads outside"),
         {"links that take too long to follow",
