@@ -338,14 +338,27 @@ private Q_SLOTS:
         model().state = AppState::ready();
         spinUntil([this] { return services_->notifications.shown.size() == 1; });
 
+        // Closed, and a question in front.
+        window.hide();
+        QQuickWindow question;
+        question.show();
+        question.requestActivate();
+        QVERIFY(QTest::qWaitForWindowActive(&question));
+        launcher_->download();
+        spinUntil([this] { return portalLog().size() == 5; });
+        model().state = AppState::ready();
+        spinUntil([this] { return services_->notifications.shown.size() == 2; });
+        question.hide();
+
         // Minimised.
+        window.show();
         launcher_->download();
         window.requestActivate();
         QVERIFY(QTest::qWaitForWindowActive(&window));
         window.showMinimized();
-        spinUntil([this] { return portalLog().size() == 5; });
+        spinUntil([this] { return portalLog().size() == 7; });
         model().state = AppState::ready();
-        spinUntil([this] { return services_->notifications.shown.size() == 2; });
+        spinUntil([this] { return services_->notifications.shown.size() == 3; });
     }
 
     void whoeverCancelsIsToldNothing()
@@ -385,6 +398,10 @@ private Q_SLOTS:
         Q_EMIT server.ActionInvoked(41, QStringLiteral("default"));
         spinUntil([&] { return requests.size() == 1; });
         QCOMPARE(requests.first().first().toByteArray(), QByteArrayLiteral("a token"));
+        // Which was good for once.
+        Q_EMIT server.ActionInvoked(41, QStringLiteral("default"));
+        spinUntil([&] { return requests.size() == 2; });
+        QCOMPARE(requests.last().first().toByteArray(), QByteArray());
     }
 
     void theIconShowsHowFarItIs()
