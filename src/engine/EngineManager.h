@@ -46,6 +46,7 @@ public:
     /// be read, CancellationError when `stop` is requested. Blocks: worker threads only.
     static QString sha512(const QString &path, const std::stop_token &stop = {});
 
+    /// Does the transfers, and so can cancel the one that runs.
     FileDownloader downloader;
 
 private:

@@ -49,6 +49,7 @@ public:
     /// everything it started. Does not wait.
     void stop();
 
+    /// Whether `stop` has been called since the last run began.
     bool userStopped() const { return state_->userStopped; }
     /// The engine process that is running now; null otherwise.
     std::shared_ptr<ManagedProcess> current() const { return state_->current; }

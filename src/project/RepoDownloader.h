@@ -42,6 +42,7 @@ public:
     QCoro::Task<> fetchSubmodules(ProjectInfo info, ProgressCallback progress, LineCallback log,
                                   std::stop_token stop);
 
+    /// Does the transfers, and so can cancel the one that runs.
     FileDownloader downloader;
 
 private:
