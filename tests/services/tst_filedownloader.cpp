@@ -42,6 +42,11 @@ private:
     rlimit before_{};
 };
 
+void sendNew(const HttpRequest &, HttpConnection &connection)
+{
+    connection.respond(200, {}, "new");
+}
+
 } // namespace
 
 class TestFileDownloader : public QObject
@@ -51,10 +56,8 @@ class TestFileDownloader : public QObject
 private Q_SLOTS:
     void initTestCase();
     void init();
-    void storesTheFile();
-    void replacesAFile();
-    void replacesALinkAndNotItsTarget();
-    void replacesAFolder();
+    void replacesWhatIsThere_data();
+    void replacesWhatIsThere();
     void noneSeesAHalfOfIt();
     void otherStatusesAreErrors_data();
     void otherStatusesAreErrors();
@@ -74,8 +77,8 @@ private Q_SLOTS:
     void renameThatFailsForGood();
     void folderThatGoesAway();
     void cancelDuringTheTransfer();
-    void cancelByStopToken();
-    void cancelTwice();
+    void cancelBeforeTheAnswer_data();
+    void cancelBeforeTheAnswer();
     void stopAfterTheEnd();
     void cancelBetweenStoringAndStarting();
     void cancelOfACompletedOne();
@@ -125,49 +128,30 @@ void TestFileDownloader::putOldFile() const
     QCOMPARE(file.write("old"), 3);
 }
 
-void TestFileDownloader::storesTheFile()
+void TestFileDownloader::replacesWhatIsThere_data()
 {
-    const HttpServer server(
-        [](const HttpRequest &, HttpConnection &c) { c.respond(200, {}, "new"); });
+    QTest::addColumn<QString>("before");
+    for (const char *before : {"nothing", "a file", "a link", "a folder"}) {
+        QTest::newRow(before) << QString::fromLatin1(before);
+    }
+}
+
+void TestFileDownloader::replacesWhatIsThere()
+{
+    QFETCH(const QString, before);
+    if (before == u"a file") {
+        putOldFile();
+    } else if (before == u"a link") {
+        QVERIFY(QFile::link(folder_->filePath(QStringLiteral("target")), destination()));
+    } else if (before == u"a folder") {
+        QVERIFY(QDir().mkpath(destination() + QStringLiteral("/with/folders")));
+    }
+    const HttpServer server(sendNew);
     FileDownloader downloader;
     const auto outcome = outcomeOf(downloader.download(server.url(), destination(), {}));
     QVERIFY2(outcome.value, qPrintable(outcome.text()));
     QCOMPARE(content(), QByteArray("new"));
-    QCOMPARE(names(), QStringList{QStringLiteral("file.zip")});
-}
-
-void TestFileDownloader::replacesAFile()
-{
-    putOldFile();
-    const HttpServer server(
-        [](const HttpRequest &, HttpConnection &c) { c.respond(200, {}, "new"); });
-    FileDownloader downloader;
-    QVERIFY(outcomeOf(downloader.download(server.url(), destination(), {})).value);
-    QCOMPARE(content(), QByteArray("new"));
-    QCOMPARE(names(), QStringList{QStringLiteral("file.zip")});
-}
-
-void TestFileDownloader::replacesALinkAndNotItsTarget()
-{
-    const QString target = folder_->filePath(QStringLiteral("target"));
-    QVERIFY(QFile::link(target, destination()));
-    const HttpServer server(
-        [](const HttpRequest &, HttpConnection &c) { c.respond(200, {}, "new"); });
-    FileDownloader downloader;
-    QVERIFY(outcomeOf(downloader.download(server.url(), destination(), {})).value);
-    QCOMPARE(content(), QByteArray("new"));
-    QCOMPARE(names(), QStringList{QStringLiteral("file.zip")});
-}
-
-void TestFileDownloader::replacesAFolder()
-{
-    QVERIFY(QDir().mkpath(destination() + QStringLiteral("/with/folders")));
-    const HttpServer server(
-        [](const HttpRequest &, HttpConnection &c) { c.respond(200, {}, "new"); });
-    FileDownloader downloader;
-    const auto outcome = outcomeOf(downloader.download(server.url(), destination(), {}));
-    QVERIFY2(outcome.value, qPrintable(outcome.text()));
-    QCOMPARE(content(), QByteArray("new"));
+    // The link's target is not touched.
     QCOMPARE(names(), QStringList{QStringLiteral("file.zip")});
 }
 
@@ -286,8 +270,7 @@ void TestFileDownloader::fullDiskNamesTheDestination()
 
 void TestFileDownloader::missingFolderNamesTheDestination()
 {
-    const HttpServer server(
-        [](const HttpRequest &, HttpConnection &c) { c.respond(200, {}, "new"); });
+    const HttpServer server(sendNew);
     const QString missing = folder_->filePath(QStringLiteral("missing/file.zip"));
     FileDownloader downloader;
     const auto outcome = outcomeOf(downloader.download(server.url(), missing, {}));
@@ -300,8 +283,7 @@ void TestFileDownloader::unwritableDestination()
 {
     // A file where the folder should be stops everybody, also those whom permissions don't.
     putOldFile();
-    const HttpServer server(
-        [](const HttpRequest &, HttpConnection &c) { c.respond(200, {}, "new"); });
+    const HttpServer server(sendNew);
     const QString inside = destination() + QStringLiteral("/inside");
     FileDownloader downloader;
     const auto outcome = outcomeOf(downloader.download(server.url(), inside, {}));
@@ -313,8 +295,7 @@ void TestFileDownloader::unwritableDestination()
 void TestFileDownloader::renamesThatFailForGood()
 {
     // Longer than a name may be on any file system of ours, while the hidden one beside it fits.
-    const HttpServer server(
-        [](const HttpRequest &, HttpConnection &c) { c.respond(200, {}, "new"); });
+    const HttpServer server(sendNew);
     const QString tooLong = folder_->filePath(QString(300, QLatin1Char('n')));
     FileDownloader downloader;
     const auto outcome = outcomeOf(downloader.download(server.url(), tooLong, {}));
@@ -499,8 +480,7 @@ void TestFileDownloader::renameThatFailsForGood()
 {
     // The hidden name is a short one, so only the last step is too much.
     const QString tooLong = folder_->filePath(QString(300, u'x'));
-    const HttpServer server(
-        [](const HttpRequest &, HttpConnection &c) { c.respond(200, {}, "new"); });
+    const HttpServer server(sendNew);
     FileDownloader downloader;
     qint64 last = 0;
     downloader.setOnProgress([&](qint64 written, qint64, double) { last = written; });
@@ -559,24 +539,19 @@ void TestFileDownloader::cancelDuringTheTransfer()
     QCOMPARE(names(), QStringList{QStringLiteral("file.zip")});
 }
 
-void TestFileDownloader::cancelByStopToken()
+void TestFileDownloader::cancelBeforeTheAnswer_data()
 {
-    std::binary_semaphore asked(0);
-    const HttpServer server([&](const HttpRequest &, HttpConnection &connection) {
-        asked.release();
-        connection.waitUntilClosed();
-    });
-    FileDownloader downloader;
-    std::stop_source stop;
-    auto task = downloader.download(server.url(), destination(), stop.get_token());
-    asked.acquire();
-    stop.request_stop();
-    QVERIFY(outcomeOf(std::move(task)).cancelled());
-    QVERIFY(names().isEmpty());
+    QTest::addColumn<bool>("byTask");
+    QTest::addColumn<bool>("byToken");
+    QTest::newRow("the task") << true << false;
+    QTest::newRow("the stop token") << false << true;
+    QTest::newRow("both") << true << true;
 }
 
-void TestFileDownloader::cancelTwice()
+void TestFileDownloader::cancelBeforeTheAnswer()
 {
+    QFETCH(const bool, byTask);
+    QFETCH(const bool, byToken);
     std::binary_semaphore asked(0);
     const HttpServer server([&](const HttpRequest &, HttpConnection &connection) {
         asked.release();
@@ -586,9 +561,13 @@ void TestFileDownloader::cancelTwice()
     std::stop_source stop;
     auto task = downloader.download(server.url(), destination(), stop.get_token());
     asked.acquire();
-    downloader.cancelTask();
-    downloader.cancelTask();
-    stop.request_stop();
+    if (byTask) {
+        downloader.cancelTask();
+        downloader.cancelTask();
+    }
+    if (byToken) {
+        stop.request_stop();
+    }
     QVERIFY(outcomeOf(std::move(task)).cancelled());
     downloader.cancelTask();
     QVERIFY(names().isEmpty());
@@ -596,8 +575,7 @@ void TestFileDownloader::cancelTwice()
 
 void TestFileDownloader::stopAfterTheEnd()
 {
-    const HttpServer server(
-        [](const HttpRequest &, HttpConnection &c) { c.respond(200, {}, "new"); });
+    const HttpServer server(sendNew);
     FileDownloader downloader;
     std::stop_source stop;
     QVERIFY(outcomeOf(downloader.download(server.url(), destination(), stop.get_token())).value);
@@ -609,8 +587,7 @@ void TestFileDownloader::stopAfterTheEnd()
 
 void TestFileDownloader::cancelBetweenStoringAndStarting()
 {
-    const HttpServer server(
-        [](const HttpRequest &, HttpConnection &c) { c.respond(200, {}, "new"); });
+    const HttpServer server(sendNew);
     for (int i = 0; i < 50; ++i) {
         // Whichever comes first, what is returned and what is on the disk agree.
         FileDownloader downloader;
@@ -629,8 +606,7 @@ void TestFileDownloader::cancelBetweenStoringAndStarting()
 
 void TestFileDownloader::cancelOfACompletedOne()
 {
-    const HttpServer server(
-        [](const HttpRequest &, HttpConnection &c) { c.respond(200, {}, "new"); });
+    const HttpServer server(sendNew);
     FileDownloader downloader;
     QVERIFY(outcomeOf(downloader.download(server.url(), destination(), {})).value);
     downloader.cancelTask();
@@ -643,8 +619,7 @@ void TestFileDownloader::cancelOfNone()
 {
     FileDownloader downloader;
     downloader.cancelTask();
-    const HttpServer server(
-        [](const HttpRequest &, HttpConnection &c) { c.respond(200, {}, "new"); });
+    const HttpServer server(sendNew);
     QVERIFY(outcomeOf(downloader.download(server.url(), destination(), {})).value);
 }
 
