@@ -65,12 +65,31 @@ double contrast(const QColor &a, const QColor &b)
     return (high + 0.05) / (low + 0.05);
 }
 
+struct Pair
+{
+    const char *what;
+    QColor mark;
+    QColor beside;
+};
+
+void standOut(double least, const QList<Pair> &pairs)
+{
+    for (const Pair &pair : pairs) {
+        QCOMPARE(pair.mark.alphaF(), 1.0F);
+        const double ratio = contrast(pair.mark, pair.beside);
+        QVERIFY2(ratio >= least, qPrintable(QStringLiteral("%1: %2").arg(QLatin1String(pair.what),
+                                                                         QString::number(ratio))));
+    }
+}
+
 /// Theme.qml as a view sees it.
 class Theme
 {
 public:
     QObject *object() const { return theme_; }
     QColor colour(const char *name) const { return value(name).value<QColor>(); }
+    /// As it is seen on the window.
+    QColor seen(const char *name) const { return over(colour(name), colour("window")); }
     QFont font(const char *name) const { return value(name).value<QFont>(); }
     qreal scale() const { return value("scale").toReal(); }
 
@@ -150,44 +169,37 @@ private Q_SLOTS:
         setDark(dark, accent);
         const Theme theme;
         const QColor window = theme.colour("window");
-        const QColor box = over(theme.colour("box"), window);
-        const QColor pane = over(theme.colour("pane"), window);
-        const QColor track = over(theme.colour("track"), window);
-        const struct
-        {
-            const char *what;
-            QColor text;
-            QColor below;
-        } pairs[] = {
-            {"text", theme.colour("text"), window},
-            {"text in a box", theme.colour("text"), box},
-            {"text in a pane", theme.colour("text"), pane},
-            {"selected text", theme.colour("text"), theme.colour("selection")},
-            {"secondary text", theme.colour("secondary"), window},
-            {"secondary text in a box", theme.colour("secondary"), box},
-            {"message", theme.colour("errorText"), window},
-            {"destructive button", theme.colour("errorText"), theme.colour("face")},
-            {"destructive button under the pointer", theme.colour("errorText"),
-             theme.colour("faceHover")},
-            {"pressed destructive button", theme.colour("errorText"), theme.colour("faceDown")},
-            {"secondary text in a pane", theme.colour("secondary"), pane},
-            {"link", theme.colour("link"), window},
-            {"prominent button", theme.colour("accentText"), theme.colour("accent")},
-            {"pressed prominent button", theme.colour("accentText"), theme.colour("accentDown")},
-            {"prominent button that is off", theme.colour("accentOffText"),
-             theme.colour("accentOff")},
-            {"button", theme.colour("text"), theme.colour("face")},
-            {"button under the pointer", theme.colour("text"), theme.colour("faceHover")},
-            {"pressed button", theme.colour("text"), theme.colour("faceDown")},
-            {"button that is off", theme.colour("textOff"), window},
-            {"chosen segment", theme.colour("text"), theme.colour("chosen")},
-            {"segment", theme.colour("secondary"), track},
-        };
-        for (const auto &pair : pairs) {
-            const double ratio = contrast(pair.text, pair.below);
-            QVERIFY2(ratio >= 4.5, qPrintable(QStringLiteral("%1: %2").arg(
-                                       QLatin1String(pair.what), QString::number(ratio))));
-        }
+        const QColor box = theme.seen("box");
+        const QColor pane = theme.seen("pane");
+        const QColor track = theme.seen("track");
+        standOut(
+            4.5,
+            {
+                {"text", theme.colour("text"), window},
+                {"text in a box", theme.colour("text"), box},
+                {"text in a pane", theme.colour("text"), pane},
+                {"selected text", theme.colour("text"), theme.colour("selection")},
+                {"secondary text", theme.colour("secondary"), window},
+                {"secondary text in a box", theme.colour("secondary"), box},
+                {"message", theme.colour("errorText"), window},
+                {"destructive button", theme.colour("errorText"), theme.colour("face")},
+                {"destructive button under the pointer", theme.colour("errorText"),
+                 theme.colour("faceHover")},
+                {"pressed destructive button", theme.colour("errorText"), theme.colour("faceDown")},
+                {"secondary text in a pane", theme.colour("secondary"), pane},
+                {"link", theme.colour("link"), window},
+                {"prominent button", theme.colour("accentText"), theme.colour("accent")},
+                {"pressed prominent button", theme.colour("accentText"),
+                 theme.colour("accentDown")},
+                {"prominent button that is off", theme.colour("accentOffText"),
+                 theme.colour("accentOff")},
+                {"button", theme.colour("text"), theme.colour("face")},
+                {"button under the pointer", theme.colour("text"), theme.colour("faceHover")},
+                {"pressed button", theme.colour("text"), theme.colour("faceDown")},
+                {"button that is off", theme.colour("textOff"), window},
+                {"chosen segment", theme.colour("text"), theme.colour("chosen")},
+                {"segment", theme.colour("secondary"), track},
+            });
     }
 
     /// What is no text but must be seen: https://www.w3.org/TR/WCAG21/#non-text-contrast
@@ -200,42 +212,32 @@ private Q_SLOTS:
         setDark(dark, accent);
         const Theme theme;
         const QColor window = theme.colour("window");
-        const QColor box = over(theme.colour("box"), window);
-        const QColor pane = over(theme.colour("pane"), window);
-        const QColor track = over(theme.colour("track"), window);
+        const QColor box = theme.seen("box");
+        const QColor pane = theme.seen("pane");
+        const QColor track = theme.seen("track");
         QColor thumb = theme.colour("thumb");
         thumb.setAlphaF(thumb.alphaF() * 0.7F); // as it is shown while nobody holds it
-        const struct
-        {
-            const char *what;
-            QColor mark;
-            QColor beside;
-        } pairs[] = {
-            {"focus ring", theme.colour("accentLine"), window},
-            {"focus ring in a box", theme.colour("accentLine"), box},
-            {"focus ring on a track", theme.colour("accentLine"), track},
-            {"focus ring around the chosen segment", theme.colour("accentLine"),
-             theme.colour("chosen")},
-            {"chosen segment, inside its edge", theme.colour("accentLine"), theme.colour("chosen")},
-            {"chosen segment, outside its edge", theme.colour("accentLine"), track},
-            {"button's edge, outside", theme.colour("faceEdge"), window},
-            {"button's edge in a box", theme.colour("faceEdge"), box},
-            {"button's edge, inside", theme.colour("faceEdge"), theme.colour("face")},
-            {"button's edge under the pointer", theme.colour("faceEdge"),
-             theme.colour("faceHover")},
-            {"picker's edge", theme.colour("faceEdge"), window},
-            {"destructive button's edge", theme.colour("errorText"), window},
-            {"prominent button", theme.colour("accent"), window},
-            {"progress", theme.colour("accentLine"), track},
-            {"scroll bar", over(thumb, window), window},
-            {"scroll bar in a pane", over(thumb, pane), pane},
-        };
-        for (const auto &pair : pairs) {
-            QCOMPARE(pair.mark.alphaF(), 1.0F);
-            const double ratio = contrast(pair.mark, pair.beside);
-            QVERIFY2(ratio >= 3, qPrintable(QStringLiteral("%1: %2").arg(QLatin1String(pair.what),
-                                                                         QString::number(ratio))));
-        }
+        standOut(3, {
+                        {"focus ring", theme.colour("accentLine"), window},
+                        {"focus ring in a box", theme.colour("accentLine"), box},
+                        {"focus ring on a track", theme.colour("accentLine"), track},
+                        {"focus ring around the chosen segment", theme.colour("accentLine"),
+                         theme.colour("chosen")},
+                        {"chosen segment, inside its edge", theme.colour("accentLine"),
+                         theme.colour("chosen")},
+                        {"chosen segment, outside its edge", theme.colour("accentLine"), track},
+                        {"button's edge, outside", theme.colour("faceEdge"), window},
+                        {"button's edge in a box", theme.colour("faceEdge"), box},
+                        {"button's edge, inside", theme.colour("faceEdge"), theme.colour("face")},
+                        {"button's edge under the pointer", theme.colour("faceEdge"),
+                         theme.colour("faceHover")},
+                        {"picker's edge", theme.colour("faceEdge"), window},
+                        {"destructive button's edge", theme.colour("errorText"), window},
+                        {"prominent button", theme.colour("accent"), window},
+                        {"progress", theme.colour("accentLine"), track},
+                        {"scroll bar", over(thumb, window), window},
+                        {"scroll bar in a pane", over(thumb, pane), pane},
+                    });
     }
 
     void theDesktopsAccentIsUsed()
