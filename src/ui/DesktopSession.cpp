@@ -23,6 +23,17 @@ const auto reason = QStringLiteral("The game is being set up");
 const auto notifications = QStringLiteral("org.freedesktop.Notifications");
 const auto notificationsPath = QStringLiteral("/org/freedesktop/Notifications");
 
+QDBusMessage notificationCall(const char *method)
+{
+    return QDBusMessage::createMethodCall(notifications, notificationsPath, notifications,
+                                          QLatin1String(method));
+}
+
+QDBusMessage withdrawal(uint notification)
+{
+    return notificationCall("CloseNotification") << notification;
+}
+
 bool isReply(const QDBusMessage &message)
 {
     return message.type() == QDBusMessage::ReplyMessage;
@@ -99,6 +110,18 @@ DesktopSession::DesktopSession(AppModel &model, QQuickWindow &window)
         }
     });
     connect(&model, &AppModel::stateChanged, this, &DesktopSession::follow);
+    connect(&model, &AppModel::workChanged, this, [this] {
+        if (model_.work()) {
+            withdraw();
+        }
+    });
+    const auto look = [this] {
+        if (!isInBackground()) {
+            withdraw();
+        }
+    };
+    connect(&window, &QWindow::visibilityChanged, this, look);
+    connect(qGuiApp, &QGuiApplication::focusWindowChanged, this, look);
     follow();
 }
 
@@ -122,8 +145,10 @@ void DesktopSession::follow()
     // Whoever has cancelled it knows.
     const auto work = model_.work();
     if (!(work && work->stop.stop_requested()) && isInBackground()) {
+        withdraw();
+        announcement_ = std::stop_source();
         announce(this, window_.property("statusTitle").toString(),
-                 window_.property("statusMessage").toString());
+                 window_.property("statusMessage").toString(), announcement_.get_token());
     }
 }
 
@@ -188,19 +213,15 @@ bool DesktopSession::isInBackground() const
 
 /// https://specifications.freedesktop.org/notification-spec/
 QCoro::Task<> DesktopSession::announce(QPointer<DesktopSession> self, QString title,
-                                       QString message)
+                                       QString message, std::stop_token withdrawn)
 {
     MessageBus bus = self->bus_;
     if (!co_await bus.open()) {
         co_return;
     }
-    const auto method = [](const char *name) {
-        return QDBusMessage::createMethodCall(notifications, notificationsPath, notifications,
-                                              QLatin1String(name));
-    };
-    const QDBusMessage ask = method("GetCapabilities");
+    const QDBusMessage ask = notificationCall("GetCapabilities");
     const QDBusMessage known = co_await bus.call(ask);
-    if (!isReply(known)) {
+    if (!isReply(known) || withdrawn.stop_requested()) {
         co_return;
     }
     const QStringList capabilities = known.arguments().value(0).toStringList();
@@ -209,13 +230,27 @@ QCoro::Task<> DesktopSession::announce(QPointer<DesktopSession> self, QString ti
     if (capabilities.contains(QStringLiteral("actions"))) {
         actions = {QStringLiteral("default"), QStringLiteral("Show")};
     }
-    auto notify = method("Notify");
+    auto notify = notificationCall("Notify");
     notify << QStringLiteral("Brindle") << 0U << desktopFile << title
            << (isMarkup ? message.toHtmlEscaped() : message) << actions
            << QVariantMap{{QStringLiteral("desktop-entry"), desktopFile}} << -1;
     const QDBusMessage shown = co_await bus.call(notify);
-    if (self && isReply(shown)) {
-        self->notification_ = shown.arguments().value(0).toUInt();
+    if (!isReply(shown)) {
+        co_return;
+    }
+    const uint notification = shown.arguments().value(0).toUInt();
+    if (withdrawn.stop_requested()) {
+        bus.send(withdrawal(notification));
+    } else if (self) {
+        self->notification_ = notification;
+    }
+}
+
+void DesktopSession::withdraw()
+{
+    announcement_.request_stop();
+    if (notification_ != 0) {
+        bus_.send(withdrawal(std::exchange(notification_, 0)));
     }
 }
 

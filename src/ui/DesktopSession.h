@@ -14,8 +14,8 @@ class AppModel;
 
 /// What the user's desktop is told of the launcher while nobody looks at it. While a setup runs the
 /// computer does not fall asleep, and the launcher's icon shows how far it is; its end is announced
-/// when the window is not in front. All by message bus; where there is none, nothing. Main thread
-/// only.
+/// when the window is not in front, until it is or the next task begins. All by message bus; where
+/// there is none, nothing. Main thread only.
 class DesktopSession : public QObject
 {
     Q_OBJECT
@@ -42,7 +42,9 @@ private:
     QCoro::Task<> connectBus();
     void sendProgress();
     bool isInBackground() const;
-    static QCoro::Task<> announce(QPointer<DesktopSession> self, QString title, QString message);
+    static QCoro::Task<> announce(QPointer<DesktopSession> self, QString title, QString message,
+                                  std::stop_token withdrawn);
+    void withdraw();
 
     AppModel &model_;
     QQuickWindow &window_;
@@ -52,7 +54,8 @@ private:
     bool isListening_ = false;
     bool showsProgress_ = false;
     QTimer progressDue_;
-    uint notification_ = 0; // 0: none
+    std::stop_source announcement_; // its end
+    uint notification_ = 0;         // 0: none
     QByteArray token_;
 };
 

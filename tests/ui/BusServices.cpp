@@ -120,6 +120,7 @@ uint NotificationServer::Notify(const QString &application, uint /*replaces*/,
     answered(answer, *this);
     shown << QStringList{title, text, actions.join(u','), application,
                          hints.value(QStringLiteral("desktop-entry")).toString()};
+    beforeReply();
     return 40 + static_cast<uint>(shown.size());
 }
 

@@ -8,6 +8,7 @@
 #include <QTemporaryDir>
 #include <QVariantMap>
 
+#include <functional>
 #include <memory>
 
 namespace brindle {
@@ -91,12 +92,15 @@ public:
     Answer answer = Answer::reply;
     QStringList capabilities;
     QList<QStringList> shown; ///< title, text and actions of each
+    QList<uint> withdrawn;
+    std::function<void()> beforeReply = [] {}; ///< when one is shown
 
 public Q_SLOTS:
     QStringList GetCapabilities();
     uint Notify(const QString &application, uint replaces, const QString &icon,
                 const QString &title, const QString &text, const QStringList &actions,
                 const QVariantMap &hints, int expires);
+    void CloseNotification(uint id) { withdrawn << id; }
 
 Q_SIGNALS:
     void ActionInvoked(uint id, const QString &action);

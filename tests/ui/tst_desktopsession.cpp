@@ -377,6 +377,63 @@ private Q_SLOTS:
         QVERIFY(services_->notifications.shown.isEmpty());
     }
 
+    void theAnnouncementGoesWhenItIsNotNeeded_data()
+    {
+        QTest::addColumn<QString>("why");
+        QTest::addColumn<bool>("isLate");
+        for (const char *why :
+             {"the window is opened", "it is no longer minimised", "a new Play"}) {
+            QTest::addRow("%s", why) << QString::fromLatin1(why) << false;
+            QTest::addRow("%s, before it is there", why) << QString::fromLatin1(why) << true;
+        }
+    }
+
+    void theAnnouncementGoesWhenItIsNotNeeded()
+    {
+        QFETCH(QString, why);
+        QFETCH(bool, isLate);
+        PipelineFixture fixture;
+        fixture.stall(ReleaseHost::gamePath());
+        launcher_ = std::make_unique<Launcher>(&fixture);
+        const auto end = qScopeGuard([this] { launcher_.reset(); }); // before the model
+        QQuickWindow &window = *launcher_->window;
+        if (why == u"it is no longer minimised") {
+            window.show();
+            QVERIFY(QTest::qWaitForWindowActive(&window));
+            window.showMinimized();
+        }
+        const auto act = [&] {
+            if (why == u"a new Play") {
+                model().play();
+            } else {
+                window.showNormal();
+                window.requestActivate();
+            }
+        };
+        auto &server = services_->notifications;
+        bool isShown = false;
+        server.beforeReply = [&] {
+            isShown = true;
+            if (isLate) {
+                act();
+            }
+        };
+        startDownload();
+        model().state = AppState::needs(QStringLiteral("x"));
+        spinUntil([&] { return isShown; });
+        waitForMessages();
+        if (!isLate) {
+            QVERIFY(server.withdrawn.isEmpty());
+            act();
+        }
+        spinUntil([&] { return !server.withdrawn.isEmpty(); });
+        // Once.
+        loseTheFocus();
+        window.requestActivate();
+        waitForMessages();
+        QCOMPARE(server.withdrawn, QList<uint>{41});
+    }
+
     void theAnnouncementLeadsToTheWindow()
     {
         services_->notifications.capabilities = {QStringLiteral("actions")};
