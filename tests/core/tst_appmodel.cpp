@@ -479,6 +479,13 @@ private Q_SLOTS:
         model.updateProgress(60'000'000, 100'000'000, 0);
         QCOMPARE(model.timeLeft(), QStringLiteral("Less than a minute left"));
         QCOMPARE(changes.size(), 2);
+        // Nothing comes.
+        clock->advance(Clock::Duration(8));
+        model.updateProgress(60'000'000, 100'000'000, 0);
+        QCOMPARE(model.timeLeft(), QStringLiteral("Less than a minute left"));
+        clock->advance(Clock::Duration(1));
+        model.updateProgress(60'000'000, 100'000'000, 0);
+        QCOMPARE(model.timeLeft(), QString());
         // Whatever a server says.
         model.updateProgress(100'000'001, 100'000'000, 0);
         QCOMPARE(model.timeLeft(), QString());

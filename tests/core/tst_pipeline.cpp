@@ -296,6 +296,36 @@ private Q_SLOTS:
         fixture.files.waitUntilIdle();
     }
 
+    void aDownloadThatStallsHasNoTimeLeft()
+    {
+        PipelineFixture fixture;
+        std::atomic<bool> goesOn = false;
+        fixture.host.replace(
+            ReleaseHost::bodyPath(
+                ReleaseHost::enginePath(QStringLiteral("4.3-stable"), zipName(fixture))),
+            [&](const HttpRequest &, HttpConnection &connection) {
+                connection.respond(200, {{"Content-Length", "100000"}}, QByteArray(10'000, 'x'));
+                while (!goesOn && connection.pause(std::chrono::milliseconds(1))) {
+                }
+                connection.write(QByteArray(10'000, 'x'));
+                connection.waitUntilClosed();
+            });
+        AppModel &model = fixture.model();
+        model.startWork(true);
+        spinUntil([&] { return model.detail().startsWith(QStringLiteral("10 KB of 100 KB")); });
+        fixture.clock->advance(Clock::Duration(5));
+        goesOn = true;
+        spinUntil([&] { return !model.timeLeft().isEmpty(); });
+        QCOMPARE(model.timeLeft(), QStringLiteral("Less than a minute left"));
+        fixture.clock->advance(Clock::Duration(4));
+        spinUntil([&] { return model.timeLeft() == QStringLiteral("About 1 minute left"); });
+        fixture.clock->advance(Clock::Duration(7));
+        spinUntil([&] { return model.timeLeft().isEmpty(); });
+        QVERIFY(model.detail().startsWith(QStringLiteral("20 KB of 100 KB")));
+        model.cancel();
+        fixture.files.waitUntilIdle();
+    }
+
     void aFailedImportIsTriedAgain()
     {
         PipelineFixture fixture;

@@ -232,7 +232,7 @@ void TestTransfer::slowBytesAreNotHeldBack()
 {
     // The server sends a byte, and the next only when the one before has been reported.
     constexpr int count = 5;
-    std::counting_semaphore<count> reported(0);
+    std::counting_semaphore<> reported(0);
     std::atomic<bool> inTime = true;
     const HttpServer server([&](const HttpRequest &, HttpConnection &connection) {
         connection.respond(200, {{"Content-Length", QByteArray::number(count)}}, {});

@@ -18,6 +18,7 @@
 #include <atomic>
 #include <chrono>
 #include <mutex>
+#include <optional>
 #include <semaphore>
 #include <vector>
 
@@ -124,6 +125,8 @@ private Q_SLOTS:
     void progressNeverJumpsBack_data();
     void progressNeverJumpsBack();
     void rateIsOfWhatArrivesNow();
+    void silenceIsToldAsWell_data();
+    void silenceIsToldAsWell();
     void limitCountsAllAttempts();
     void busyServerIsLeftAlone_data();
     void busyServerIsLeftAlone();
@@ -469,6 +472,47 @@ void TestTransferResume::rateIsOfWhatArrivesNow()
     const auto outcome = outcomeOf(Transfer::toFile(server.url(), target, onProgress, {}, options));
     QVERIFY2(outcome.value, qPrintable(outcome.text()));
     QCOMPARE(file.requests().size(), 3);
+    QVERIFY(isRight);
+}
+
+void TestTransferResume::silenceIsToldAsWell_data()
+{
+    QTest::addColumn<bool>("isBroken");
+    QTest::newRow("of the server") << false;
+    QTest::newRow("between attempts") << true;
+}
+
+void TestTransferResume::silenceIsToldAsWell()
+{
+    QFETCH(const bool, isBroken);
+    CutFile file(pattern(1000), {300, 0});
+    if (!isBroken) {
+        file.atTheCut = [](HttpConnection &connection) { connection.waitUntilClosed(); };
+    }
+    const HttpServer server(serving(file));
+    TransferOptions options;
+    options.waiting = [](Milliseconds) { return Milliseconds(24h); };
+    std::counting_semaphore<> silences(0);
+    std::optional<double> last;
+    bool isRight = true;
+    const auto onProgress = [&](qint64 done, qint64 total, double rate) {
+        if (last) {
+            // It is slower and slower.
+            isRight = isRight && done == 300 && total == 1000 && (rate < *last || rate == 0);
+            silences.release();
+        }
+        last = rate;
+    };
+    std::stop_source stop;
+    auto task = Transfer::toFile(server.url(), folder_.filePath(QStringLiteral("silence")),
+                                 onProgress, stop.get_token(), options);
+    bool isTold = true;
+    for (int i = 0; i < 3; ++i) {
+        isTold = isTold && silences.try_acquire_for(30s);
+    }
+    stop.request_stop();
+    QVERIFY(outcomeOf(std::move(task)).cancelled());
+    QVERIFY(isTold);
     QVERIFY(isRight);
 }
 

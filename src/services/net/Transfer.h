@@ -59,6 +59,8 @@ struct TransferResult
 /// server that is too busy is left alone for as long as it asks, if that is a minute at most,
 /// twice.
 ///
+/// `onProgress` is called when something has arrived, and each second while nothing does.
+///
 /// Resumes on the caller's thread. Any HTTP status is a result; what is thrown is a TransferError,
 /// a SystemError when the file can't be written, a SetupError when it is larger than allowed, or
 /// a CancellationError. A request of `stop` ends the transfer at once, even while the server is

@@ -19,6 +19,8 @@ using namespace std::chrono_literals;
 
 // Between two reports, of which a second then has at most 50, and some ends of transfers.
 constexpr auto interval = 20ms;
+// After which it is told that nothing has arrived: how fast it goes is news as well.
+constexpr auto silence = 1000ms;
 constexpr int maxRedirects = 20;
 constexpr int statusOk = 200;
 constexpr int statusPartialContent = 206;
@@ -133,7 +135,10 @@ std::optional<TransferError> TransferJob::attempt()
     if (!isWanted_) {
         return broken;
     }
-    tell();
+    store();
+    if (hasNews_) {
+        tell();
+    }
     startsOver_ = body_.written() == 0;
     if (!broken && request_.status() == statusPartialContent && body_.written() != length_) {
         broken = unfinished();
@@ -210,12 +215,12 @@ void TransferJob::wait(std::chrono::milliseconds time)
 {
     const auto end = Clock::now() + (waiting_ ? waiting_(time) : time);
     for (;;) {
-        checkCancelled();
+        const auto turn = onTurn();
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now());
         if (left <= 0ms) {
             return;
         }
-        request_.pause(left);
+        request_.pause(std::min(left, turn));
     }
 }
 
@@ -282,30 +287,35 @@ void TransferJob::onBody(std::string_view bytes)
 std::chrono::milliseconds TransferJob::onTurn()
 {
     checkCancelled();
-    if (!hasNews_) {
-        return std::chrono::milliseconds::max();
-    }
     // What a slow server has sent is not held back until there is a batch.
-    const auto left =
-        std::chrono::ceil<std::chrono::milliseconds>(lastTold_ + interval - Clock::now());
+    const auto due = lastTold_ + (hasNews_ ? interval : silence);
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(due - Clock::now());
     if (left > 0ms) {
         return left;
     }
-    tell();
-    return std::chrono::milliseconds::max();
+    if (hasNews_) {
+        store();
+        tell();
+    } else if (most_ > 0) {
+        tell();
+    }
+    return silence;
 }
 
-/// Writes what has arrived, and tells how much there is.
-void TransferJob::tell()
+/// Writes what has arrived.
+void TransferJob::store()
 {
     body_.flush();
     if (request_.status() == statusOk) {
         length_ = request_.expectedLength();
     }
     most_ = std::max(most_, body_.written());
-    if (!std::exchange(hasNews_, false)) {
-        return;
-    }
+}
+
+/// Tells how much there is.
+void TransferJob::tell()
+{
+    hasNews_ = false;
     lastTold_ = Clock::now();
     if (!onProgress_) {
         return;

@@ -62,6 +62,7 @@ private:
     std::chrono::milliseconds onTurn() override;
     void checkCodings() const;
     void begin();
+    void store();
     void tell();
 
     void checkCancelled() const
