@@ -120,6 +120,8 @@ private Q_SLOTS:
     void givesUpAfterSixFruitlessAttempts_data();
     void givesUpAfterSixFruitlessAttempts();
     void aByteStartsTheCountAnew();
+    void nextToNothingEachTimeIsGivenUp_data();
+    void nextToNothingEachTimeIsGivenUp();
     void unreachableForAWhile();
     void theSameBytesAgainAreFruitless();
     void progressNeverJumpsBack_data();
@@ -374,6 +376,36 @@ void TestTransferResume::aByteStartsTheCountAnew()
     std::vector<Milliseconds> expected = allWaits;
     expected.insert(expected.end(), {500ms, 1000ms});
     QCOMPARE(waits.all(), expected);
+}
+
+void TestTransferResume::nextToNothingEachTimeIsGivenUp_data()
+{
+    QTest::addColumn<QList<qint64>>("cuts");
+    QTest::addColumn<int>("requests");
+    QTest::addColumn<bool>("isWhole");
+    QTest::newRow("a byte") << QList<qint64>(300, 1) << 100 << false;
+    QList<qint64> rarely(300, 0);
+    for (qsizetype i = 0; i < rarely.size(); i += 5) {
+        rarely[i] = 1;
+    }
+    QTest::newRow("a byte, and then nothing") << rarely << 100 << false;
+    QTest::newRow("after a good beginning")
+        << QList<qint64>{500'000} + QList<qint64>(300, 1) << 101 << false;
+    QTest::newRow("a kilobyte") << QList<qint64>(300, 1000) << 301 << true;
+}
+
+void TestTransferResume::nextToNothingEachTimeIsGivenUp()
+{
+    QFETCH(const QList<qint64>, cuts);
+    QFETCH(const int, requests);
+    QFETCH(const bool, isWhole);
+    CutFile file(pattern(1'000'000), cuts);
+    const HttpServer server(serving(file));
+    Waits waits;
+    const auto outcome = fetch(server.url(), waits.options());
+    QCOMPARE(outcome.value.has_value(), isWhole);
+    QCOMPARE(outcome.transferError.has_value(), !isWhole);
+    QCOMPARE(file.requests().size(), requests);
 }
 
 void TestTransferResume::unreachableForAWhile()

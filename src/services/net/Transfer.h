@@ -55,9 +55,9 @@ struct TransferResult
 ///
 /// An answer that breaks off or stalls is continued, if it said that it can be (see Resumption),
 /// and begun anew where the server does not continue it. After an attempt that brings nothing it
-/// waits, up to 8 seconds, and after six of them in a row it fails with what the last one met. A
-/// server that is too busy is left alone for as long as it asks, if that is a minute at most,
-/// twice.
+/// waits, up to 8 seconds, and after six of them in a row it fails with what the last one met, as
+/// it does after a hundred in a row that together bring less than 64 KiB. A server that is too busy
+/// is left alone for as long as it asks, if that is a minute at most, twice.
 ///
 /// `onProgress` is called when something has arrived, and each second while nothing does.
 ///

@@ -30,6 +30,9 @@ constexpr int maxDelays = 2;
 constexpr std::chrono::seconds longestDelay(60);
 // After the first attempt that brought nothing, the second, and so on.
 constexpr std::array waits{500ms, 1000ms, 2000ms, 4000ms, 8000ms};
+// Attempts in a row that together bring less than that.
+constexpr int maxSlow = 100;
+constexpr qint64 leastHeadway = 65'536;
 
 TransferError unfinished()
 {
@@ -94,6 +97,8 @@ TransferResult TransferJob::perform()
                 .arg(address_.toDisplayString()));
     }
     int fruitless = 0;
+    int slow = 0;
+    qint64 headway = 0;
     for (int delays = 0;;) {
         const qint64 before = most_;
         const auto broken = attempt();
@@ -118,7 +123,9 @@ TransferResult TransferJob::perform()
             startsOver_ = true;
         }
         fruitless = most_ > before ? 0 : fruitless + 1;
-        if (fruitless > static_cast<int>(waits.size())) {
+        slow = most_ >= headway + leastHeadway ? 0 : slow + 1;
+        headway = slow == 0 ? most_ : headway;
+        if (fruitless > static_cast<int>(waits.size()) || slow == maxSlow) {
             throw broken.value_or(unfinished());
         }
         if (fruitless > 0) {
