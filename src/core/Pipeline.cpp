@@ -36,6 +36,7 @@ Pipeline::Pipeline(Parts parts)
 
 QCoro::Task<std::optional<Pipeline::Failure>> Pipeline::runAll(Run run)
 {
+    auto connections = Transfer::keepConnections();
     co_await prepareGame(run);
     const std::optional<QString> project = co_await findProject();
     checkCancellation(run.stop);
@@ -44,6 +45,7 @@ QCoro::Task<std::optional<Pipeline::Failure>> Pipeline::runAll(Run run)
     }
     const EngineSpec spec = EngineManager::spec(parts_.info);
     const QString engine = co_await prepareEngine(spec, run);
+    connections.reset(); // nothing more is fetched
     co_await importProject(spec, engine, *project, run.stop);
     if (!run.launch) {
         co_return std::nullopt;

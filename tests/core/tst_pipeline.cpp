@@ -4,6 +4,7 @@
 #include "demo/GitArchive.h"
 #include "files/Files.h"
 #include "support/Await.h"
+#include "support/ConnectionsTo.h"
 
 #include <QtTest>
 
@@ -51,8 +52,10 @@ private Q_SLOTS:
         QList<AppState> states;
         connect(&model, &AppModel::stateChanged, this, [&] { states << model.state(); });
         fixture.playUntilOpen();
-        // One for the code host, and one for each of the two that it leads to.
+        // One for the code host, and one for each of the two that it leads to; for as long as there
+        // is something to fetch.
         QCOMPARE(fixture.host.connectionCount(), 3);
+        QCOMPARE(connectionsTo(quint16(fixture.host.url().port())), QList<int>());
         QCOMPARE(model.state(), AppState::starting());
         fixture.clock->advance(Clock::Duration(10));
         spinUntil([&] { return model.state() == AppState::playing(); });
@@ -419,6 +422,7 @@ private Q_SLOTS:
         QVERIFY(!fixture.model().progress());
         QCOMPARE(fixture.model().detail(), QString());
         QVERIFY(fixture.files.leftovers().isEmpty());
+        QCOMPARE(connectionsTo(quint16(fixture.host.url().port())), QList<int>());
         fixture.files.restart();
         QCOMPARE(fixture.model().state(), AppState::notDownloaded());
     }

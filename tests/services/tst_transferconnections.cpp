@@ -5,20 +5,20 @@
 
 #include "Outcome.h"
 #include "TestCertificate.h"
+#include "support/ConnectionsTo.h"
 
 #include <QFile>
 #include <QTemporaryDir>
 #include <QTest>
 
 #include <fcntl.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
+#include <chrono>
 #include <semaphore>
 #include <vector>
 
 using namespace brindle;
+using namespace std::chrono_literals;
 
 namespace {
 
@@ -36,6 +36,8 @@ class TestTransferConnections : public QObject
 
 private Q_SLOTS:
     void initTestCase();
+    void init() { kept_ = Transfer::keepConnections(); }
+    void cleanup() { kept_.reset(); }
     void asManyHandshakesAsHosts();
     void threadsShareNoConnection();
     void oneThatTheServerCloses_data();
@@ -45,6 +47,7 @@ private Q_SLOTS:
     void theNextRequestFindsTheConnection();
     void onesOfOtherCertificatesAreNotUsed();
     void childrenGetNone();
+    void theyCloseWhenNobodyKeepsThem();
 
 private:
     Outcome<TransferResult> fetch(const QUrl &url) const
@@ -55,6 +58,7 @@ private:
     QTemporaryDir folder_;
     QSslConfiguration tls_;
     TransferOptions trusting_;
+    std::shared_ptr<void> kept_;
 };
 
 void TestTransferConnections::initTestCase()
@@ -224,18 +228,30 @@ void TestTransferConnections::childrenGetNone()
 {
     const HttpServer server(hello, 0, &tls_);
     QVERIFY(fetch(server.url()).value);
-    int kept = 0;
-    const long most = ::sysconf(_SC_OPEN_MAX);
-    for (int descriptor = 0; descriptor < most; ++descriptor) {
-        sockaddr_in peer = {};
-        socklen_t size = sizeof peer;
-        if (::getpeername(descriptor, reinterpret_cast<sockaddr *>(&peer), &size) == 0 &&
-            peer.sin_family == AF_INET && ntohs(peer.sin_port) == server.port()) {
-            ++kept;
-            QVERIFY((::fcntl(descriptor, F_GETFD) & FD_CLOEXEC) != 0);
-        }
-    }
-    QCOMPARE(kept, 1);
+    const QList<int> kept = connectionsTo(server.port());
+    QCOMPARE(kept.size(), 1);
+    QVERIFY((::fcntl(kept.first(), F_GETFD) & FD_CLOEXEC) != 0);
+}
+
+void TestTransferConnections::theyCloseWhenNobodyKeepsThem()
+{
+    std::binary_semaphore closed(0);
+    const HttpServer server(
+        [&](const HttpRequest &request, HttpConnection &connection) {
+            hello(request, connection);
+            connection.waitUntilClosed();
+            closed.release();
+        },
+        0, &tls_);
+    QVERIFY(fetch(server.url()).value);
+    auto another = Transfer::keepConnections();
+    kept_.reset();
+    QVERIFY(!closed.try_acquire());
+    another.reset();
+    QVERIFY(closed.try_acquire_for(30s));
+    // Nor are they kept from then on.
+    QVERIFY(fetch(server.url()).value);
+    QVERIFY(closed.try_acquire_for(30s));
 }
 
 QTEST_GUILESS_MAIN(TestTransferConnections)

@@ -45,11 +45,24 @@ public:
     void giveBack(Http::Connections connections)
     {
         const std::lock_guard guard(lock_);
-        all_.push_back(std::move(connections));
+        if (keepers_ > 0) {
+            all_.push_back(std::move(connections));
+        }
+    }
+
+    /// From now on so many more want them kept. Closing does not wait for anybody.
+    void keep(int more)
+    {
+        const std::lock_guard guard(lock_);
+        keepers_ += more;
+        if (keepers_ == 0) {
+            all_.clear();
+        }
     }
 
 private:
     std::mutex lock_;
+    int keepers_ = 0;
     std::vector<Http::Connections> all_;
 };
 
@@ -121,6 +134,12 @@ QUrl Http::redirectTarget(const QUrl &from, const QByteArray &location)
                                            "http), which was not followed."));
     }
     return to;
+}
+
+std::shared_ptr<void> Http::keepConnections()
+{
+    idle().keep(1);
+    return {nullptr, [](void *) { idle().keep(-1); }};
 }
 
 Http::Request::Request(Listener &listener, TransferOptions options)

@@ -33,6 +33,9 @@ bool isRedirectStatus(int status);
 /// from https to http, and for plain http that would leave this machine. Pure; any thread.
 QUrl redirectTarget(const QUrl &from, const QByteArray &location);
 
+/// See Transfer.
+std::shared_ptr<void> keepConnections();
+
 /// A handle of libcurl's with the connections that it keeps.
 using Connections = std::unique_ptr<CURLM, CURLMcode (*)(CURLM *)>;
 
@@ -52,8 +55,7 @@ protected:
     ~Listener() = default;
 };
 
-/// GET requests, one after the other. Blocks: worker threads only, one at a time. Their connections
-/// are kept for the next request of this program that goes the same way.
+/// GET requests, one after the other. Blocks: worker threads only, one at a time.
 class Request
 {
 public:
@@ -82,8 +84,8 @@ public:
     /// Interrupts its waiting. Any thread.
     void wake();
 
-    /// Lets others have its connections. No request follows, and nothing of the answer is known any
-    /// more.
+    /// Lets others have its connections, if they are kept. No request follows, and nothing of the
+    /// answer is known any more.
     void release();
 
     /// Of the answer. The values of all headers of that name are joined, the length is that of the

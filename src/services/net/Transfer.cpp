@@ -36,6 +36,11 @@ QCoro::Task<TransferResult> Transfer::toMemory(QUrl url, qint64 limit, std::stop
     return toFile(std::move(url), {}, {}, std::move(stop), std::move(options));
 }
 
+std::shared_ptr<void> Transfer::keepConnections()
+{
+    return Http::keepConnections();
+}
+
 double Transfer::rate(qint64 written, std::chrono::duration<double> elapsed)
 {
     return static_cast<double>(written) / std::max(elapsed.count(), 0.001);

@@ -79,6 +79,10 @@ QCoro::Task<TransferResult> toFile(QUrl url, QString file, ProgressCallback onPr
 QCoro::Task<TransferResult> toMemory(QUrl url, qint64 limit, std::stop_token stop,
                                      TransferOptions options = {});
 
+/// Until what it returns goes, connections are kept for the next transfer of this program that goes
+/// the same way. Any thread.
+std::shared_ptr<void> keepConnections();
+
 /// Bytes per second, by at least a millisecond. Pure; any thread.
 double rate(qint64 written, std::chrono::duration<double> elapsed);
 
