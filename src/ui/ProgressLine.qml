@@ -11,6 +11,8 @@ T.ProgressBar {
     readonly property string accessibleName: "Progress"
     // Said of it on demand: to a screen reader, and to a pointer that rests on it.
     property string description: ""
+    // The width of what is written in the middle below it.
+    property real caption: 0
     Accessible.role: Accessible.ProgressBar
     Accessible.name: accessibleName
     Accessible.description: description
@@ -25,9 +27,14 @@ T.ProgressBar {
         parent: control
         visible: pointer.hovered && control.description !== ""
         delay: 400
-        // Beside what is written over the bar, wherever the player finds room for it.
-        x: Math.round(pointer.point.position.x - width / 2)
-        y: -height - 3
+        // Near the pointer, and beside the caption.
+        x: {
+            const middle = control.width / 2;
+            const away = control.caption / 2 + 8;
+            const at = pointer.point.position.x;
+            return Math.round(at < middle ? Math.min(at - width / 2, middle - away - width) : Math.max(at - width / 2, middle + away));
+        }
+        y: control.height + 3
         margins: 6
         horizontalPadding: 8
         verticalPadding: 3
@@ -41,6 +48,7 @@ T.ProgressBar {
             Accessible.ignored: true
         }
         background: SmoothRectangle {
+            objectName: "progressTipFace"
             radius: Theme.buttonRadius
             color: Theme.face
             borderColor: Theme.faceEdge

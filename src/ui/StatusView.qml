@@ -76,8 +76,10 @@ Column {
             indeterminate: !view.model.hasProgress
             value: view.model.progress
             description: DisplayText.of(view.model.timeLeft)
+            caption: detail.contentWidth
         }
         Label {
+            id: detail
             objectName: "detail"
             width: parent.width
             visible: text !== ""

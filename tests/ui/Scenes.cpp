@@ -131,6 +131,16 @@ QList<Scene> scenes()
         {"15-log-empty", {}, text("log")},
         {"16-alert", with({{text("phase"), Phase::Ready}}), text("alert")},
         {"17-focus", with({{text("phase"), Phase::Ready}}), {}, 0, 3},
+        {"18-time-left",
+         busy(Phase::Downloading, text("Step 2 of 3 · Downloading Godot 4.3-stable"),
+              {{text("hasProgress"), true},
+               {text("progress"), 0.62},
+               {text("detail"), text("34.2 MB of 55.1 MB · 4.8 MB/s")},
+               {text("timeLeft"), text("About 4 minutes left")}}),
+         {},
+         0,
+         0,
+         0.5},
     };
 }
 

@@ -6,6 +6,8 @@
 #include <QString>
 #include <QVariantMap>
 
+#include <optional>
+
 namespace brindle {
 
 /// What the launcher can look like.
@@ -16,6 +18,8 @@ struct Scene
     QString sheet; ///< "settings", "about", "log" or "alert"; empty for the main window
     int logLines = 0;
     int tabs = 0; ///< how often Tab is pressed before
+    /// The pointer rests on the progress bar, this share of its width from the left.
+    std::optional<double> pointer = {};
 };
 
 /// Every view in each of its states.

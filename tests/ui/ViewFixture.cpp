@@ -10,6 +10,7 @@
 #include <QPalette>
 #include <QQmlComponent>
 #include <QQuickItem>
+#include <QTest>
 #include <QTimer>
 
 namespace brindle {
@@ -158,6 +159,22 @@ int ViewFixture::withAlert(const Alert &alert, const std::function<void(QQuickWi
     });
     waiter.start(1);
     return desktop.runAlert(alert);
+}
+
+QQuickItem *ViewFixture::restOnProgress(double share)
+{
+    const QQuickItem *const bar = find(QStringLiteral("progressBar"));
+    // From elsewhere: a pointer that does not move enters nothing.
+    QTest::mouseMove(window(), {1, 1});
+    QTest::mouseMove(window(),
+                     bar->mapToScene({share * (bar->width() - 1), bar->height() / 2}).toPoint());
+    QQuickItem *tip = nullptr;
+    spinUntil([&] {
+        tip = find(QStringLiteral("progressTipFace"));
+        return tip != nullptr;
+    });
+    settle(window());
+    return tip;
 }
 
 void ViewFixture::settle(QQuickWindow *window)

@@ -45,6 +45,9 @@ public:
     static QQuickItem *find(QQuickWindow *in, const QString &name);
     /// Serves events until every window has drawn what it shows.
     static void settle(QQuickWindow *window);
+    /// Rests the pointer on the progress bar, that share of its width from the left; returns what
+    /// then appears, once it has.
+    QQuickItem *restOnProgress(double share);
 
     LogStore log;
 

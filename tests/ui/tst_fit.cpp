@@ -156,6 +156,55 @@ private Q_SLOTS:
         show({"", {}, sheet}, ::everythingCanBeReached);
     }
 
+    void theTimeLeftStandsBesideWhatIsThere_data()
+    {
+        QTest::addColumn<double>("share");
+        QTest::addColumn<int>("pixels");
+        for (const int pixels : {13, 26}) {
+            for (const double share : {0.0, 0.49, 1.0}) {
+                QTest::addRow("%d pixels, at %g", pixels, share) << share << pixels;
+            }
+        }
+    }
+
+    void theTimeLeftStandsBesideWhatIsThere()
+    {
+        QFETCH(double, share);
+        QFETCH(int, pixels);
+        ViewFixture::setFont(widest, pixels);
+        ViewFixture view;
+        QVariantMap properties = scenes().last().properties;
+        properties[QStringLiteral("timeLeft")] = QStringLiteral("Less than a minute left");
+        view.set(properties);
+        view.window()->resize(560, 640);
+        ViewFixture::settle(view.window());
+        const auto place = [](const QQuickItem *item) {
+            return item->mapRectToScene(item->boundingRect());
+        };
+        QQuickItem *const scroller = view.find(QStringLiteral("scroller"));
+        const QQuickItem *const bar = view.find(QStringLiteral("progressBar"));
+        const QRectF window(0, 0, 560, 640);
+        // As far down in the window as the bar goes, at its edge, and as far up.
+        const qreal end = qMax(0.0, scroller->property("contentHeight").toReal() - 640);
+        for (const qreal to : {0.0, qBound(0.0, place(bar).bottom() - 640, end), end}) {
+            scroller->setProperty("contentY", to);
+            ViewFixture::settle(view.window());
+            if (!window.contains(place(bar))) {
+                continue;
+            }
+            const QRectF tip = place(view.restOnProgress(share));
+            QVERIFY(window.adjusted(6, 6, -6, -6).contains(tip));
+            QStringList free{QStringLiteral("progressBar"), QStringLiteral("cancelButton")};
+            if (pixels == 13) {
+                // Where there is room.
+                free << QStringLiteral("stepText") << QStringLiteral("detail");
+            }
+            for (const QString &name : free) {
+                QVERIFY2(!place(view.find(name)).intersects(tip), qPrintable(name));
+            }
+        }
+    }
+
     void anAlertOfManyWordsScrolls()
     {
         ViewFixture::setFont(widest, 20);

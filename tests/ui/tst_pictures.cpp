@@ -59,6 +59,9 @@ class TestPictures : public QObject
             QTest::keyClick(window, Qt::Key_Tab);
             ViewFixture::settle(window);
         }
+        if (scene.pointer) {
+            view.restOnProgress(*scene.pointer);
+        }
         keep(scene, dark, window);
     }
 

@@ -153,10 +153,16 @@ Item {
             tryCompare(tip, "visible", true);
             compare(tip.contentItem.text, model.timeLeft);
             compare(tip.contentItem.textFormat, Text.PlainText);
-            verify(tip.y + tip.height < 0);
-            // In the window's look, and not in the row's way.
+            // Between the bar and the button, and not in the row's way.
+            const detail = row("detail");
+            verify(tip.y >= bar.height);
+            verify(tip.y + tip.height <= row("cancelButton").y - bar.y);
+            verify(tip.x >= (bar.width + detail.contentWidth) / 2);
+            mouseMove(bar, bar.width / 2 - 1, bar.height / 2);
+            tryVerify(() => tip.x + tip.width <= (bar.width - detail.contentWidth) / 2);
+            // In the window's look.
             compare(tip.contentItem.font, Theme.caption);
-            compare(row("detail").text, model.detail);
+            compare(detail.text, model.detail);
 
             mouseMove(view, 1, view.height - 1);
             tryCompare(tip, "visible", false);
