@@ -153,11 +153,6 @@ Http::Request::Request(Listener &listener, TransferOptions options)
     }
 }
 
-Http::Request::~Request()
-{
-    release();
-}
-
 void Http::Request::wake()
 {
     const std::lock_guard guard(lock_);
@@ -381,11 +376,6 @@ bool Http::Request::isWebPage(CURLcode code) const
     return status / 100 == 3 || status == wantsASignIn ||
            (status != wantsAPassword &&
             header("Content-Type", CURLH_CONNECT).toLower().startsWith("text/html"));
-}
-
-Http::Request::Failure Http::Request::failure(CURLcode code) const
-{
-    return {why(code), isNoWay(code), tunnelStatus() != 0};
 }
 
 TransferError Http::Request::why(CURLcode code) const

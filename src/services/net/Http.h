@@ -69,7 +69,7 @@ public:
 
     /// `listener` must outlive it. Throws TransferError when libcurl does.
     Request(Listener &listener, TransferOptions options);
-    ~Request();
+    ~Request() { release(); }
     Request(const Request &) = delete;
     Request &operator=(const Request &) = delete;
 
@@ -112,7 +112,7 @@ private:
 
     bool isNoWay(CURLcode code) const;
     bool isWebPage(CURLcode code) const;
-    Failure failure(CURLcode code) const;
+    Failure failure(CURLcode code) const { return {why(code), isNoWay(code), tunnelStatus() != 0}; }
     TransferError why(CURLcode code) const;
     long tunnelStatus() const { return info<long>(CURLINFO_HTTP_CONNECTCODE); }
 
