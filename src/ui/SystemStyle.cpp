@@ -33,12 +33,14 @@ bool SystemStyle::isDark()
 
 QColor SystemStyle::accent()
 {
+    const QPalette palette = QGuiApplication::palette();
+    QColor named = palette.color(QPalette::Active, QPalette::Highlight);
 #if QT_VERSION >= QT_VERSION_CHECK(6, 6, 0)
-    constexpr QPalette::ColorRole role = QPalette::Accent;
-#else
-    constexpr QPalette::ColorRole role = QPalette::Highlight;
+    // What Qt reads of KDE's colours leaves it out, and then it is black.
+    if (const QColor own = palette.color(QPalette::Active, QPalette::Accent); own != Qt::black) {
+        named = own;
+    }
 #endif
-    const QColor named = QGuiApplication::palette().color(QPalette::Active, role);
     // Qt's own, for want of any.
     return named == QColor(Qt::darkBlue) || named == QColor(48, 140, 198) ? QColor() : named;
 }

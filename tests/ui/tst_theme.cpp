@@ -21,10 +21,9 @@ void setDark(bool dark, const QColor &accent = {})
 {
     QPalette palette;
     if (accent.isValid()) {
+        palette.setColor(QPalette::Highlight, accent);
 #if QT_VERSION >= QT_VERSION_CHECK(6, 6, 0)
         palette.setColor(QPalette::Accent, accent);
-#else
-        palette.setColor(QPalette::Highlight, accent);
 #endif
     }
     palette.setColor(QPalette::Window, dark ? Qt::black : Qt::white);
@@ -239,6 +238,13 @@ private Q_SLOTS:
         const Theme light;
         QCOMPARE(light.colour("accent"), QColor(QStringLiteral("#3daee9")));
         QCOMPARE(light.colour("accentText"), QColor(Qt::black));
+#if QT_VERSION >= QT_VERSION_CHECK(6, 6, 0)
+        // What a desktop marks selected text with may be another.
+        QPalette palette = QGuiApplication::palette();
+        palette.setColor(QPalette::Highlight, Qt::lightGray);
+        QGuiApplication::setPalette(palette);
+        QCOMPARE(Theme().colour("accent"), QColor(QStringLiteral("#3daee9")));
+#endif
     }
 
     void fixedColours()
