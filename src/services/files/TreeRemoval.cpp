@@ -56,7 +56,7 @@ private:
         if (fstatat(parent, name.constData(), &status, AT_SYMLINK_NOFOLLOW) == 0 &&
             S_ISDIR(status.st_mode) && (status.st_mode & S_IRWXU) != S_IRWXU) {
             // Ignored: a failure, which shows when the folder is opened.
-            fchmodat(parent, name.constData(), S_IRWXU, 0);
+            (void)fchmodat(parent, name.constData(), S_IRWXU, 0);
         }
     }
 
