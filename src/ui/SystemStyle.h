@@ -1,13 +1,18 @@
 #pragma once
 
+#include "ui/MessageBus.h"
+
 #include <QColor>
+#include <QDBusVariant>
 #include <QObject>
+#include <QPointer>
 #include <QtQml/qqmlregistration.h>
 
 namespace brindle {
 
 /// What the desktop says about the look of windows: whether they are dark, its accent colour and
-/// its fonts. Main thread only.
+/// its fonts. What the player has chosen in GNOME is asked of the desktop's portal, as Qt (6.8)
+/// does not. Main thread only.
 class SystemStyle : public QObject
 {
     Q_OBJECT
@@ -25,8 +30,8 @@ class SystemStyle : public QObject
 public:
     explicit SystemStyle(QObject *parent = nullptr);
 
-    static bool isDark();
-    static QColor accent();
+    bool isDark() const;
+    QColor accent() const;
     static QString fontFamily();
     static qreal fontSize();
     static QString monospacedFamily();
@@ -36,6 +41,16 @@ Q_SIGNALS:
 
 protected:
     bool eventFilter(QObject *watched, QEvent *event) override;
+
+private Q_SLOTS:
+    void hear(const QString &group, const QString &key, const QDBusVariant &value);
+
+private:
+    static QCoro::Task<> askPortal(QPointer<SystemStyle> self);
+
+    MessageBus bus_{MessageBus::Bus::session};
+    uint scheme_ = 0;     // what windows shall be: 1 dark, 2 light, all else as Qt has them
+    QColor chosenAccent_; // invalid where none is chosen
 };
 
 } // namespace brindle
