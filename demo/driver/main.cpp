@@ -65,19 +65,17 @@ Options readOptions(const QCoreApplication &application)
     return options;
 }
 
-void showTour(Tour &tour, const Options &options)
+QCoro::Task<> showTour(Tour *tour, bool stay)
 {
-    const bool stay = options.stay;
-    tour.run().then([stay](bool good) {
-        std::printf("\n%s\n", good ? "The tour ended as it should." : "The tour FAILED.");
+    const bool good = co_await tour->run();
+    std::printf("\n%s\n", good ? "The tour ended as it should." : "The tour FAILED.");
+    std::fflush(stdout);
+    if (good && stay) {
+        std::printf("The window is yours now. Close it to end the demo.\n");
         std::fflush(stdout);
-        if (good && stay) {
-            std::printf("The window is yours now. Close it to end the demo.\n");
-            std::fflush(stdout);
-        } else {
-            QCoreApplication::exit(good ? 0 : 1);
-        }
-    });
+    } else {
+        QCoreApplication::exit(good ? 0 : 1);
+    }
 }
 
 } // namespace
@@ -102,7 +100,7 @@ int main(int argc, char *argv[])
         Tour tour(model, stage, options.pictures);
         launcher.open();
         if (options.tour) {
-            QTimer::singleShot(0, &launcher, [&] { showTour(tour, options); });
+            QTimer::singleShot(0, &launcher, [&] { showTour(&tour, options.stay); });
         }
         return QGuiApplication::exec();
     } catch (const std::exception &error) {
