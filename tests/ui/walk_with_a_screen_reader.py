@@ -218,7 +218,8 @@ def alert():
 try:
     pyatspi.Registry.getDesktop(0)
     pyatspi.Registry.registerEventListener(
-        heard, "object:state-changed:showing", "object:property-change:accessible-value")
+        heard, "object:announcement", "object:state-changed:showing",
+        "object:property-change:accessible-value")
 except GLib.Error as error:
     print(f"an accessibility bus can't be started here: {error}")
     sys.exit(NO_BUS)
