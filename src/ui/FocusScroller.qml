@@ -36,7 +36,8 @@ Item {
     function goHome() {
         // No item has it in a window that does not have the keyboard itself, which knows where it was
         // and gives it back. (`Window.active` holds for a sheet over the window as well.)
-        if (!offered || !focused)
+        // While the window goes, `home` may have gone first.
+        if (!home || !offered || !focused)
             return;
         // Items keep the focus when they are hidden; a menu over the window is a scope of its own.
         if (!focused.visible || isBelow(home, focused))

@@ -122,7 +122,11 @@ private Q_SLOTS:
         // What a client is asked that has just come.
         session.waitFor(agrees);
     }
-    void init() { start(); }
+    void init()
+    {
+        QTest::failOnWarning(QRegularExpression(QStringLiteral("TypeError")));
+        start();
+    }
     void cleanup() { stop(); }
 
     void anIdleLauncherEndsWithTheSession()
