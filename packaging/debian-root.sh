@@ -1,11 +1,12 @@
 # Fresh Debian systems in folders, to build and to look at packages in. Sourced, never run, by
 # scripts that have a function `fail` and stand in the project's folder. Needs root.
 #
-# Packages come from where this system has its own. Each release's base system is kept in
-# build/package/debian-RELEASE-MACHINE.tar for the next time.
+# Packages come from where this system has its own. Each release's base system is kept in $debian_bases
+# for the next time.
 # shellcheck shell=bash
 
 debian_roots=$PWD/build/package/roots
+debian_bases=$PWD/build/package/bases
 
 # The release of this system, empty where it is none that packages are made for.
 debian_here() {
@@ -71,20 +72,21 @@ debian_emulate() {
     local formats=/proc/sys/fs/binfmt_misc
     [ "$1" != "$(dpkg --print-architecture)" ] || return 0
     [ "$1" = arm64 ] || fail "no emulation is set up for \"$1\""
-    [ -e "$formats/register" ] || mount -t binfmt_misc binfmt_misc "$formats"
+    [ -e "$formats/register" ] || mount -t binfmt_misc binfmt_misc "$formats" ||
+        fail "programs for $1 cannot be run: the kernel cannot be told here how (binfmt_misc)"
     # As Debian's own start of the system does it.
     [ -e "$formats/qemu-aarch64" ] || cat /usr/lib/binfmt.d/qemu-aarch64.conf >"$formats/register"
 }
 
 # debian_base <release> <machine>: prints the file that holds the base system, made where missing.
 debian_base() {
-    local release=$1 machine=$2 base=$PWD/build/package/debian-$1-$2.tar folder mirror
+    local release=$1 machine=$2 base=$debian_bases/debian-$1-$2.tar folder mirror
     if ! [ -f "$base" ]; then
         mirror=$(debian_site main)
         [ -n "$mirror" ] || fail "this system's own packages don't come from Debian"
         echo "package: fetching the base system of Debian $(debian_number "$release") for $machine" >&2
         folder=$debian_roots/base-$release-$machine
-        mkdir -p "$folder"
+        mkdir -p "$folder" "$debian_bases"
         debootstrap --variant=minbase --arch="$machine" "$release" "$folder" "$mirror" \
             >"$folder.log" 2>&1 || {
             tail "$folder.log" >&2
@@ -137,14 +139,12 @@ debian_unpack() {
     local root=$debian_roots/$1
     shift
     # shellcheck disable=SC2016 # expanded by the inner shell
-    {
-        chroot "$root" env DEBIAN_FRONTEND=noninteractive LC_ALL=C.UTF-8 sh -c \
-            'apt-get -q update && apt-get -q -y install --download-only --no-install-recommends "$@"' \
-            sh "$@" &&
-            dpkg --root="$root" --force-architecture --force-depends --force-unsafe-io --unpack \
-                "$root"/var/cache/apt/archives/*.deb
-    } >"$root.log" 2>&1 || {
+    if ! chroot "$root" env DEBIAN_FRONTEND=noninteractive LC_ALL=C.UTF-8 sh -c \
+        'apt-get -q update && apt-get -q -y install --download-only --no-install-recommends "$@"' \
+        sh "$@" >"$root.log" 2>&1 ||
+        ! dpkg --root="$root" --force-architecture --force-depends --force-unsafe-io --unpack \
+            "$root"/var/cache/apt/archives/*.deb >>"$root.log" 2>&1; then
         tail -n 20 "$root.log" >&2
         fail "the packages cannot be unpacked"
-    }
+    fi
 }
