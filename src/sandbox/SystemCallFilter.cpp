@@ -84,8 +84,9 @@ void SystemCallFilter::install()
         allow(filter, name);
     }
     // Neither both nor none of reading and writing: Landlock has no say in a descriptor for
-    // neither, which is good for changes of rights. No file that lends its owner's rights.
-    constexpr uint64_t kind = O_ACCMODE | O_PATH;
+    // neither, which is good for changes of rights; nor, before its third version, in emptying a
+    // file. No file that lends its owner's rights.
+    constexpr uint64_t kind = O_ACCMODE | O_PATH | O_TRUNC;
     constexpr uint64_t lent = S_ISUID | S_ISGID | S_ISVTX;
     for (const uint64_t access : {O_RDONLY, O_WRONLY}) {
         allow(filter, "openat", {masked(2, kind, access), masked(3, lent, 0)});

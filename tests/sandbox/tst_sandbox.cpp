@@ -105,8 +105,6 @@ private Q_SLOTS:
         row("read", "archive");
         row("list", "outside");
         row("list", "");
-        row("empty", "outside/file");
-        row("empty", "inside/file");
         row("make a folder", "outside/new");
         row("make a link", "outside/new");
         row("remove", "outside/file");
@@ -184,6 +182,7 @@ private Q_SLOTS:
         row("move down", "inside/file");
         row("write what is another's to run", "inside/new");
         row("cut", "inside/file");
+        row("empty", "inside/file");
         row("make a device", "inside/new");
         row("make a pipe", "inside/new");
         row("priority of another");
