@@ -39,7 +39,7 @@ machine_kernel() {
 machine_fill() {
     local root=$debian_roots/$1 own=$debian_roots/$1.own
     rm -f "$root"/var/cache/apt/archives/*.deb
-    debian_unpack "$1" openbox strace x11-utils xclip xdotool xvfb libqt6test6 '^libzip[0-9t]+$'
+    debian_unpack "$1" iproute2 openbox strace x11-utils xclip xdotool xvfb libqt6test6 '^libzip[0-9t]+$'
     dpkg --root="$root" --force-architecture --force-depends --unpack "$3" >>"$root.log" 2>&1
     mkdir -p "$own"
     tar -C "$own" -xf "$(machine_tests "$2")"
