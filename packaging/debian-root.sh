@@ -133,16 +133,24 @@ debian_install() {
     }
 }
 
-# debian_unpack <name> <package…>: for another machine's root that is compiled against: the files are
-# there and dpkg knows whose they are, but nothing is set up. That takes a tenth of the time; so does what
-# need not outlast a power cut.
+# debian_apt <name> <machine> <argument of apt-get…>: this system's own, on another machine's root, where
+# the one in there would take ten times as long.
+debian_apt() {
+    local root=$debian_roots/$1 machine=$2
+    shift 2
+    apt-get -q -y -o Dir::Etc="$root/etc/apt" -o Dir::State="$root/var/lib/apt" \
+        -o Dir::State::status="$root/var/lib/dpkg/status" -o Dir::Cache="$root/var/cache/apt" \
+        -o APT::Architecture="$machine" -o APT::Architectures="$machine" -o APT::Sandbox::User=root "$@"
+}
+
+# debian_unpack <name> <machine> <package…>: for another machine's root that nothing is started in: the
+# files are there and dpkg knows whose they are, but nothing is set up.
 debian_unpack() {
     local root=$debian_roots/$1
-    shift
-    # shellcheck disable=SC2016 # expanded by the inner shell
-    if ! chroot "$root" env DEBIAN_FRONTEND=noninteractive LC_ALL=C.UTF-8 sh -c \
-        'apt-get -q update && apt-get -q -y install --download-only --no-install-recommends "$@"' \
-        sh "$@" >"$root.log" 2>&1 ||
+    rm -f "$root"/var/cache/apt/archives/*.deb
+    if ! debian_apt "$1" "$2" update >"$root.log" 2>&1 ||
+        ! debian_apt "$1" "$2" install --download-only --no-install-recommends "${@:3}" \
+            >>"$root.log" 2>&1 ||
         ! eatmydata dpkg --root="$root" --force-architecture --force-depends --force-unsafe-io --unpack \
             "$root"/var/cache/apt/archives/*.deb >>"$root.log" 2>&1; then
         tail -n 20 "$root.log" >&2

@@ -26,20 +26,19 @@ machine_pack() {
 # machine_kernel <name>: prints the file of the kernel that the Debian in that root would start.
 machine_kernel() {
     local root=$debian_roots/$1 package
-    package=$(chroot "$root" apt-cache depends linux-image-cloud-arm64 |
-        sed -n 's/.*Depends: \(linux-image-[0-9].*\)/\1/p' | head -n 1)
-    chroot "$root" env -C /tmp apt-get -q download "$package" >>"$root.log" 2>&1 ||
+    package=$(debian_apt "$1" arm64 install --simulate --no-install-recommends linux-image-cloud-arm64 |
+        sed -n 's/^Inst \(linux-image-[0-9][^ ]*\) .*/\1/p')
+    mkdir "$root.kernel"
+    (cd "$root.kernel" && debian_apt "$1" arm64 download "$package") >>"$root.log" 2>&1 ||
         fail "there is no kernel for arm64"
-    dpkg-deb -x "$root/tmp/$package"_*.deb "$root.kernel"
-    rm "$root/tmp/$package"_*.deb
+    dpkg-deb -x "$root.kernel/$package"_*.deb "$root.kernel"
     echo "$root.kernel"/boot/vmlinuz-*
 }
 
 # machine_fill <name> <release> <deb>: the package again, and what its tests need: unpacked, not set up.
 machine_fill() {
     local root=$debian_roots/$1 own=$debian_roots/$1.own
-    rm -f "$root"/var/cache/apt/archives/*.deb
-    debian_unpack "$1" iproute2 openbox strace x11-utils xclip xdotool xvfb libqt6test6 '^libzip[0-9t]+$'
+    debian_unpack "$1" arm64 iproute2 openbox strace x11-utils xclip xdotool xvfb libqt6test6 '^libzip[0-9t]+$'
     dpkg --root="$root" --force-architecture --force-depends --unpack "$3" >>"$root.log" 2>&1
     mkdir -p "$own"
     tar -C "$own" -xf "$(machine_tests "$2")"
@@ -50,8 +49,8 @@ machine_fill() {
 # see_on_machine <name> <release> <deb>: all of it is in the memory of the machine; it needs no disk.
 see_on_machine() {
     local root=$debian_roots/$1 kernel status=0
-    machine_fill "$@"
     kernel=$(machine_kernel "$1")
+    machine_fill "$@"
     (cd "$root" && find . -xdev \( -path ./var/cache/apt -o -path ./var/lib/apt -o -path ./usr/share/doc \) \
         -prune -o -print0 | cpio --quiet --null -o -H newc) >"$root.memory"
     (cd "$root.own" && find . -print0 | cpio --quiet --null -o -H newc) >>"$root.memory"
