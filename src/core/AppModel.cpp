@@ -10,6 +10,7 @@
 #include <QFile>
 
 #include <algorithm>
+#include <functional>
 #include <limits>
 
 namespace brindle {
@@ -52,7 +53,7 @@ AppModel::AppModel(Dependencies parts, QObject *parent)
                  .info = info_,
                  .setInfo = [this](const ProjectInfo &known) { info = known; },
                  .gameArguments = [this] { return settings_.arguments(); },
-                 .gameVariables = [this] { return desktop_->startPermission(); }})
+                 .gameVariables = std::bind_front(&Desktop::startPermission, desktop_)})
 {
     connect(QCoreApplication::instance(), &QCoreApplication::aboutToQuit, this,
             [this] { settings_.waitUntilStored(); });

@@ -3,6 +3,7 @@
 #include "base/Clock.h"
 #include "platform/Platform.h"
 
+#include <QCoroTask>
 #include <QMap>
 #include <QSettings>
 #include <QString>
@@ -10,6 +11,7 @@
 #include <QUrl>
 
 #include <memory>
+#include <stop_token>
 
 namespace brindle {
 
@@ -44,8 +46,13 @@ public:
     virtual void openPage(const QUrl &page) = 0;
 
     /// The desktop's permission for one program that the user starts now to come to the front, as
-    /// variables of its environment. Empty where there is none to be had.
-    virtual QMap<QString, QString> startPermission() { return {}; }
+    /// variables of its environment. Empty where there is none to be had, or not within about a
+    /// second, and as soon as `stop` is requested; never throws.
+    virtual QCoro::Task<QMap<QString, QString>> startPermission(std::stop_token stop)
+    {
+        Q_UNUSED(stop)
+        co_return {};
+    }
 };
 
 /// All that an AppModel needs from outside. Production's comes from the program's entry, tests

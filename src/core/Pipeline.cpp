@@ -232,7 +232,7 @@ QCoro::Task<std::optional<Pipeline::Failure>> Pipeline::launchGame(QString engin
     PlayResult result;
     try {
         result = co_await parts_.runner.play(engine, arguments, lineSink_, stayedOpen, stop,
-                                             parts_.gameVariables());
+                                             parts_.gameVariables);
     } catch (...) {
         error = std::current_exception();
     }

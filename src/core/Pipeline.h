@@ -40,8 +40,8 @@ public:
         std::function<void(const Status &)> show;
         const ProjectInfo &info; ///< what is known of the game now
         std::function<void(const ProjectInfo &)> setInfo;
-        std::function<QStringList()> gameArguments;            ///< that the player has chosen
-        std::function<QMap<QString, QString>()> gameVariables; ///< see `Desktop::startPermission`
+        std::function<QStringList()> gameArguments; ///< that the player has chosen
+        GameRunner::AskVariables gameVariables;     ///< see `Desktop::startPermission`
     };
 
     /// One run. The callbacks are called on any thread.

@@ -39,11 +39,10 @@ QCoro::Task<qint32> GameRunner::runImport(QString engine, QString project, LineC
 
 QCoro::Task<PlayResult> GameRunner::play(QString engine, QStringList arguments, LineCallback onLine,
                                          std::function<void()> onStayedOpen, std::stop_token stop,
-                                         QMap<QString, QString> variables)
+                                         AskVariables variables)
 {
     const auto process = std::make_shared<ManagedProcess>(engine, arguments, std::move(onLine));
-    process->setVariables(variables);
-    return run(state_, process, std::move(onStayedOpen), std::move(stop));
+    return run(state_, process, std::move(onStayedOpen), std::move(stop), std::move(variables));
 }
 
 void GameRunner::stop()
@@ -59,17 +58,25 @@ void GameRunner::State::stop()
 
 QCoro::Task<PlayResult> GameRunner::run(std::shared_ptr<State> state,
                                         std::shared_ptr<ManagedProcess> process,
-                                        std::function<void()> onStayedOpen, std::stop_token stop)
+                                        std::function<void()> onStayedOpen, std::stop_token stop,
+                                        AskVariables variables)
 {
     std::stop_source ended;
     state->userStopped = false;
     state->stopping = std::stop_source();
+    const std::stop_callback onStop(stop, [&state = *state] { state.stop(); });
+    if (variables) {
+        const auto answer = co_await variables(state->stopping.get_token());
+        if (state->userStopped) {
+            co_return PlayResult{0, 0, true};
+        }
+        process->setVariables(answer);
+    }
     state->current = process;
     const auto end = qScopeGuard([&] {
         state->current.reset();
         ended.request_stop();
     });
-    const std::stop_callback onStop(stop, [&state = *state] { state.stop(); });
     const std::stop_callback escalation(state->stopping.get_token(), [=] {
         doLater(state->clock, killAfter, [process] { process->kill(); }, ended.get_token());
     });

@@ -29,6 +29,8 @@ public:
     static constexpr Clock::Duration stayedOpenAfter{10};
     /// A stopped engine that has not ended after this long is killed.
     static constexpr Clock::Duration killAfter{5};
+    /// Tells what to add to a game's environment, at once when it is stopped. Does not throw.
+    using AskVariables = std::function<QCoro::Task<QMap<QString, QString>>(std::stop_token)>;
 
     explicit GameRunner(std::shared_ptr<Clock> clock);
 
@@ -38,11 +40,11 @@ public:
                                   std::stop_token stop = {});
 
     /// Runs the game until it ends. `onStayedOpen` is called at most once, on the main thread,
-    /// when it still runs after `stayedOpenAfter`. `variables` are added to its environment. Throws
-    /// SystemError when it can't be started.
+    /// when it still runs after `stayedOpenAfter`. `variables` are asked for right before the
+    /// start; stopped until then, the game is not started. Throws SystemError when it can't be.
     QCoro::Task<PlayResult> play(QString engine, QStringList arguments, LineCallback onLine,
                                  std::function<void()> onStayedOpen, std::stop_token stop = {},
-                                 QMap<QString, QString> variables = {});
+                                 AskVariables variables = {});
 
     /// Marks the run as stopped by the user and asks a running engine to end, and then what it
     /// leaves behind, such as a dialog; one that has not ended `killAfter` later is killed with
@@ -68,7 +70,8 @@ private:
 
     static QCoro::Task<PlayResult> run(std::shared_ptr<State> state,
                                        std::shared_ptr<ManagedProcess> process,
-                                       std::function<void()> onStayedOpen, std::stop_token stop);
+                                       std::function<void()> onStayedOpen, std::stop_token stop,
+                                       AskVariables variables = {});
 
     std::shared_ptr<State> state_;
 };

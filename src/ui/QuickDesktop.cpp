@@ -1,5 +1,6 @@
 #include "ui/QuickDesktop.h"
 
+#include "base/Clock.h"
 #include "base/Error.h"
 #include "process/ManagedProcess.h"
 #include "ui/MessageBus.h"
@@ -11,12 +12,16 @@
 #include <QGuiApplication>
 #include <QQmlComponent>
 #include <QStandardPaths>
+#include <qpa/qplatformnativeinterface.h>
 
 #include <algorithm>
 
 namespace brindle {
 
 namespace {
+
+/// How long a start waits for the compositor: a silent one shall not hold the game back.
+constexpr Clock::Duration tokenPatience{1};
 
 /// Runs one command, and waits for its end. False when it could not show anything.
 QCoro::Task<bool> run(Platform::Command command, QString path)
@@ -70,6 +75,15 @@ QCoro::Task<> show(QString fileManager, QList<Platform::Command> commands, QStri
     --*running;
 }
 
+/// What the window is to the compositor; null while it is nothing.
+void *surfaceOf(QWindow *window)
+{
+    return window && window->handle()
+               ? QGuiApplication::platformNativeInterface()->nativeResourceForWindow("surface",
+                                                                                     window)
+               : nullptr;
+}
+
 } // namespace
 
 QuickDesktop::QuickDesktop(QList<Platform::Command> reveal, QString fileManager)
@@ -80,6 +94,13 @@ void QuickDesktop::setWindow(QQmlEngine *engine, QQuickWindow *window)
 {
     engine_ = engine;
     window_ = window;
+    tokens_.reset();
+    if (window && QGuiApplication::platformName().startsWith(u"wayland")) {
+        // Qt (6.4) has no public way to its connection.
+        auto *const native = QGuiApplication::platformNativeInterface();
+        tokens_ =
+            std::make_unique<ActivationTokens>(native->nativeResourceForIntegration("wl_display"));
+    }
 }
 
 int QuickDesktop::runAlert(const Alert &alert)
@@ -150,19 +171,34 @@ void QuickDesktop::noteInput(quint64 time)
     lastInput_ = std::max(lastInput_, time);
 }
 
-QMap<QString, QString> QuickDesktop::startPermission()
+QCoro::Task<QMap<QString, QString>> QuickDesktop::startPermission(std::stop_token stop)
 {
+    QMap<QString, QString> permission;
     // A time of 0 would mean that the window is not to have the keyboard.
-    if (QGuiApplication::platformName() != u"xcb" || lastInput_ == 0) {
-        return {};
+    if (QGuiApplication::platformName() == u"xcb" && lastInput_ > 0) {
+        // https://specifications.freedesktop.org/startup-notification-spec/: a text of our own that
+        // nobody else's equals, and the time.
+        permission[QStringLiteral("DESKTOP_STARTUP_ID")] =
+            QStringLiteral("brindle-%1-%2-%3_TIME%4")
+                .arg(QString::number(QCoreApplication::applicationPid()),
+                     QString::number(++starts_), QSysInfo::machineHostName(),
+                     QString::number(lastInput_));
     }
-    // https://specifications.freedesktop.org/startup-notification-spec/: a text of our own that
-    // nobody else's equals, and the time.
-    return {
-        {QStringLiteral("DESKTOP_STARTUP_ID"),
-         QStringLiteral("brindle-%1-%2-%3_TIME%4")
-             .arg(QString::number(QCoreApplication::applicationPid()), QString::number(++starts_),
-                  QSysInfo::machineHostName(), QString::number(lastInput_))}};
+    if (tokens_) {
+        // Of several windows, the one that the player is in.
+        QWindow *const focused = QGuiApplication::focusWindow();
+        void *const surface = surfaceOf(focused ? focused : window_);
+        std::stop_source waited;
+        const auto request = tokens_->ask(surface, [&](const QString &token) {
+            permission[QStringLiteral("XDG_ACTIVATION_TOKEN")] = token;
+            waited.request_stop();
+        });
+        const std::stop_callback onStop(stop, [&] { waited.request_stop(); });
+        if (request) {
+            co_await SteadyClock().sleep(tokenPatience, waited.get_token());
+        }
+    }
+    co_return permission;
 }
 
 } // namespace brindle

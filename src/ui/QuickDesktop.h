@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/Dependencies.h"
+#include "platform/ActivationTokens.h"
 #include "platform/Platform.h"
 
 #include <QPointer>
@@ -32,8 +33,9 @@ public:
     void reveal(const QString &path) override;
     void copyText(const QString &text) override;
     void openPage(const QUrl &page) override;
-    /// On X11 a startup id that bears the time of the player's last input; elsewhere nothing.
-    QMap<QString, QString> startPermission() override;
+    /// Under Wayland a token of the compositor's; on X11 a startup id that bears the time of the
+    /// player's last input; elsewhere nothing.
+    QCoro::Task<QMap<QString, QString>> startPermission(std::stop_token stop) override;
     /// The player did something, at this time as the window system counts it.
     void noteInput(quint64 time);
 
@@ -50,6 +52,7 @@ private:
     QPointer<QQmlEngine> engine_;
     QPointer<QQuickWindow> window_;
     QPointer<QQuickWindow> alert_;
+    std::unique_ptr<ActivationTokens> tokens_; // under Wayland, as long as there is a window
     quint64 lastInput_ = 0;
     int starts_ = 0;
 };

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/OneShot.h"
 #include "core/Dependencies.h"
 
 #include <QList>
@@ -24,17 +25,25 @@ public:
     void reveal(const QString &path) override { revealed << path; }
     void copyText(const QString &text) override { copied << text; }
     void openPage(const QUrl &page) override { opened << page; }
-    QMap<QString, QString> startPermission() override
+    QCoro::Task<QMap<QString, QString>> startPermission(std::stop_token stop) override
     {
-        return {{QStringLiteral("XDG_ACTIVATION_TOKEN"),
-                 QStringLiteral("start %1").arg(++permittedStarts)}};
+        const QMap<QString, QString> permission{{QStringLiteral("XDG_ACTIVATION_TOKEN"),
+                                                 QStringLiteral("start %1").arg(++askedStarts)}};
+        if (permitsStarts) {
+            co_return permission;
+        }
+        const OneShot<> stopped;
+        const std::stop_callback onStop(stop, [stopped] { stopped.resume(); });
+        co_await stopped;
+        co_return {};
     }
 
     QList<Alert> alerts;
     QStringList revealed;
     QStringList copied;
     QList<QUrl> opened;
-    int permittedStarts = 0;
+    int askedStarts = 0;
+    bool permitsStarts = true;     ///< or else it does not answer
     int answer = 0;                ///< index of the button that is pressed
     std::function<void()> onAlert; ///< called while the alert is shown
 };

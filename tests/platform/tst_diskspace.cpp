@@ -1,7 +1,7 @@
 // What is asked of the system to keep room for a file, and which answers are failures; the system's
 // own call is replaced.
 
-#include "platform/DiskSpace.h"
+#include "platform/Disk.h"
 
 #include <QtTest>
 
@@ -44,7 +44,7 @@ private Q_SLOTS:
 
     void theFilesSizeStays()
     {
-        QCOMPARE(DiskSpace::reserve(descriptor, bytes), 0);
+        QCOMPARE(Disk::reserve(descriptor, bytes), 0);
         QCOMPARE(asked, (QList<qint64>{descriptor, FALLOC_FL_KEEP_SIZE, 0, bytes}));
         QCOMPARE(calls, 1);
     }
@@ -67,7 +67,7 @@ private Q_SLOTS:
         QFETCH(int, told);
         QFETCH(bool, isFailure);
         error = told;
-        QCOMPARE(DiskSpace::reserve(descriptor, bytes), isFailure ? told : 0);
+        QCOMPARE(Disk::reserve(descriptor, bytes), isFailure ? told : 0);
         QCOMPARE(calls, 1);
     }
 
@@ -75,15 +75,15 @@ private Q_SLOTS:
     {
         interruptions = 2;
         error = ENOSPC;
-        QCOMPARE(DiskSpace::reserve(descriptor, bytes), ENOSPC);
+        QCOMPARE(Disk::reserve(descriptor, bytes), ENOSPC);
         QCOMPARE(calls, 3);
     }
 
     void nothingIsAskedForNothing()
     {
         error = ENOSPC;
-        QCOMPARE(DiskSpace::reserve(descriptor, 0), 0);
-        QCOMPARE(DiskSpace::reserve(descriptor, -1), 0);
+        QCOMPARE(Disk::reserve(descriptor, 0), 0);
+        QCOMPARE(Disk::reserve(descriptor, -1), 0);
         QCOMPARE(calls, 0);
     }
 };

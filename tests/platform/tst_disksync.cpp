@@ -1,6 +1,6 @@
 // What is asked of the system to have a folder on its disk; the system's own calls are replaced.
 
-#include "platform/DiskSync.h"
+#include "platform/Disk.h"
 
 #include <QDir>
 #include <QFile>
@@ -82,14 +82,14 @@ private Q_SLOTS:
 
     void aTreeIsOneRequest()
     {
-        QCOMPARE(DiskSync::tree(top()), 0);
+        QCOMPARE(Disk::syncTree(top()), 0);
         QCOMPARE(synced, QStringList{QStringLiteral("all of ") + folder_->path()});
     }
 
     void aTreeIsEveryFileWhereThereIsNoSuchRequest()
     {
         treeError = ENOSYS;
-        QCOMPARE(DiskSync::tree(top()), 0);
+        QCOMPARE(Disk::syncTree(top()), 0);
         // Itself last, for the names in it.
         QCOMPARE(synced.constLast(), folder_->path());
         synced.removeFirst();
@@ -103,38 +103,38 @@ private Q_SLOTS:
     void failuresAreTold()
     {
         treeError = EIO;
-        QCOMPARE(DiskSync::tree(top()), EIO);
+        QCOMPARE(Disk::syncTree(top()), EIO);
         treeError = ENOSYS;
         fileError = ENOSPC;
         failingFile = at(QStringLiteral("a/b/.hidden"));
-        QCOMPARE(DiskSync::tree(top()), ENOSPC);
+        QCOMPARE(Disk::syncTree(top()), ENOSPC);
         failingFile = folder_->path();
-        QCOMPARE(DiskSync::tree(top()), ENOSPC);
-        QCOMPARE(DiskSync::names(top()), ENOSPC);
-        QCOMPARE(DiskSync::tree(top() + "/none"), ENOENT);
-        QCOMPARE(DiskSync::names(top() + "/none"), ENOENT);
-        QCOMPARE(DiskSync::names(top() + "/file"), ENOTDIR);
+        QCOMPARE(Disk::syncTree(top()), ENOSPC);
+        QCOMPARE(Disk::syncNames(top()), ENOSPC);
+        QCOMPARE(Disk::syncTree(top() + "/none"), ENOENT);
+        QCOMPARE(Disk::syncNames(top() + "/none"), ENOENT);
+        QCOMPARE(Disk::syncNames(top() + "/file"), ENOTDIR);
     }
 
     void interruptedRequestsAreRepeated()
     {
         interruptions = 2;
-        QCOMPARE(DiskSync::tree(top()), 0);
+        QCOMPARE(Disk::syncTree(top()), 0);
         QCOMPARE(synced.size(), 3);
     }
 
     void namesAreTheFolderAlone()
     {
-        QCOMPARE(DiskSync::names(top()), 0);
+        QCOMPARE(Disk::syncNames(top()), 0);
         QCOMPARE(synced, QStringList{folder_->path()});
     }
 
     void aFileSystemWithoutTheRequestIsNoFailure()
     {
         fileError = EINVAL;
-        QCOMPARE(DiskSync::names(top()), 0);
+        QCOMPARE(Disk::syncNames(top()), 0);
         fileError = ENOTSUP;
-        QCOMPARE(DiskSync::names(top()), 0);
+        QCOMPARE(Disk::syncNames(top()), 0);
     }
 };
 

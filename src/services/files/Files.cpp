@@ -3,7 +3,7 @@
 #include "base/Error.h"
 #include "files/OutputFile.h"
 #include "files/TreeRemoval.h"
-#include "platform/DiskSync.h"
+#include "platform/Disk.h"
 
 #include <QDir>
 #include <QFile>
@@ -79,13 +79,13 @@ int renameTo(const QString &from, const QString &to)
 /// Has the names beside `path` on the disk as they are now. 0 or the errno.
 int syncPlace(const QString &path)
 {
-    return DiskSync::names(QFile::encodeName(parentOf(path)));
+    return Disk::syncNames(QFile::encodeName(parentOf(path)));
 }
 
 /// Renames what is on the disk by then, and has its new name there, too. 0 or the errno.
 int syncAndRename(const QString &from, const QString &to)
 {
-    int error = DiskSync::tree(QFile::encodeName(isFolder(from) ? from : parentOf(from)));
+    int error = Disk::syncTree(QFile::encodeName(isFolder(from) ? from : parentOf(from)));
     error = error != 0 ? error : renameTo(from, to);
     return error != 0 ? error : syncPlace(to);
 }
@@ -273,7 +273,7 @@ void Files::writeAtomically(const QString &path, const QByteArray &content)
 
 void Files::sync(const QString &folder)
 {
-    check(DiskSync::tree(QFile::encodeName(folder)), folder);
+    check(Disk::syncTree(QFile::encodeName(folder)), folder);
 }
 
 QStringList Files::names(const QString &folder)

@@ -1,8 +1,7 @@
 #include "files/OutputFile.h"
 
 #include "base/Error.h"
-#include "platform/DiskSpace.h"
-#include "platform/DiskSync.h"
+#include "platform/Disk.h"
 
 #include <QFile>
 
@@ -44,7 +43,7 @@ void OutputFile::open(const QString &path)
 
 void OutputFile::reserve(qint64 bytes)
 {
-    if (const int error = DiskSpace::reserve(descriptor_, bytes)) {
+    if (const int error = Disk::reserve(descriptor_, bytes)) {
         throw SystemError::fromErrno(error, path_);
     }
 }
@@ -60,7 +59,7 @@ void OutputFile::write(std::string_view bytes)
 
 void OutputFile::sync()
 {
-    if (const int error = DiskSync::file(descriptor_)) {
+    if (const int error = Disk::syncFile(descriptor_)) {
         throw SystemError::fromErrno(error, path_);
     }
 }

@@ -1,4 +1,4 @@
-#include "platform/DiskSync.h"
+#include "platform/Disk.h"
 
 #include <QtGlobal>
 
@@ -23,6 +23,17 @@ int with(int descriptor, Request request)
         result = request(descriptor);
     } while (result != 0 && errno == EINTR);
     return result == 0 ? 0 : errno;
+}
+
+int requestRoom(int descriptor, qint64 bytes)
+{
+#ifdef F_PREALLOCATE
+    fstore_t store{F_ALLOCATEALL, F_PEOFPOSMODE, 0, bytes, 0};
+    return ::fcntl(descriptor, F_PREALLOCATE, &store);
+#else
+    // Not posix_fallocate, which writes to each block where the file system can't.
+    return ::fallocate(descriptor, FALLOC_FL_KEEP_SIZE, 0, bytes);
+#endif
 }
 
 template <typename Request>
@@ -71,7 +82,16 @@ int syncEach(const fs::path &folder)
 
 } // namespace
 
-int DiskSync::tree(const QByteArray &folder)
+int Disk::reserve(int descriptor, qint64 bytes)
+{
+    if (bytes <= 0) {
+        return 0;
+    }
+    const int error = with(descriptor, [bytes](int file) { return requestRoom(file, bytes); });
+    return error == ENOSPC || error == EDQUOT || error == EFBIG ? error : 0;
+}
+
+int Disk::syncTree(const QByteArray &folder)
 {
 #ifdef Q_OS_LINUX
     // One wait for the disk. File by file it would be one for each.
@@ -82,13 +102,12 @@ int DiskSync::tree(const QByteArray &folder)
 #endif
     return syncEach(folder.toStdString());
 }
-
-int DiskSync::file(int descriptor)
+int Disk::syncFile(int descriptor)
 {
     return with(descriptor, syncOne);
 }
 
-int DiskSync::names(const QByteArray &folder)
+int Disk::syncNames(const QByteArray &folder)
 {
     const int error = withOpen(folder.constData(), O_DIRECTORY, syncOne);
     return error == EINVAL || error == ENOTSUP ? 0 : error;
