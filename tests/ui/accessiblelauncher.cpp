@@ -1,5 +1,7 @@
-// The launcher in its window against the demo's release host, for a screen reader's way through it.
-// Once a first game is ready, the host offers a broken one.
+// The launcher in its window against the demo's release host, for those who meet it from outside: a
+// screen reader, a compositor. Once a first game is ready, the host offers a broken one.
+//
+// usage: accessiblelauncher [ENGINE]
 
 #include "core/AppModel.h"
 #include "demostage/DemoStage.h"
@@ -18,9 +20,10 @@ int main(int argc, char *argv[])
     QCoreApplication::setApplicationName(QStringLiteral("Brindle"));
     try {
         const QString programs = QCoreApplication::applicationDirPath();
-        DemoStage stage({QStringLiteral(DEMO_FOLDER "/game"), QStringLiteral(DEMO_FOLDER "/addon"),
-                         programs + QStringLiteral("/sample-engine")},
-                        programs);
+        DemoStage stage(
+            {QStringLiteral(DEMO_FOLDER "/game"), QStringLiteral(DEMO_FOLDER "/addon"),
+             QCoreApplication::arguments().value(1, programs + QStringLiteral("/sample-engine"))},
+            programs);
         BrindleApp::prepare();
         const auto desktop = std::make_shared<QuickDesktop>(QList<Platform::Command>{});
         AppModel::compose([&stage, desktop] {

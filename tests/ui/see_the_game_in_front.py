@@ -1,0 +1,164 @@
+#!/usr/bin/python3
+"""The game comes to the front under Wayland, where that takes a token of the compositor's: a new one
+for each start, and none of the launcher's own. A compositor that does not answer holds nothing up.
+
+usage: see_the_game_in_front.py WINDOWPROGRAM LAUNCHER
+
+Needs the desktop of on-wayland-desktop. The launcher gets an engine that writes its environment down
+and becomes the first program.
+"""
+
+import json
+import os
+import signal
+import subprocess
+import sys
+import tempfile
+import time
+from pathlib import Path
+
+LONGEST_WAIT = 60
+PERMISSIONS = ("XDG_ACTIVATION_TOKEN", "DESKTOP_STARTUP_ID")
+sway = int(os.environ["SWAY_PID"])
+
+
+def until(what, condition, longest=LONGEST_WAIT):
+    """Returns what the condition returned once it holds."""
+    deadline = time.monotonic() + longest
+    while not (found := condition()):
+        if launcher.poll() is not None:
+            sys.exit(f"the launcher ended while waiting for {what}")
+        if time.monotonic() > deadline:
+            sys.exit(f"waited in vain for {what}; the windows: {windows()}; the starts: {starts('*')}")
+        time.sleep(0.05)
+    return found
+
+
+def windows():
+    """Which windows are shown, and whether they have the keyboard, by their process."""
+    tree = json.loads(subprocess.check_output(["swaymsg", "-r", "-t", "get_tree"]))
+    found = {}
+
+    def look(node):
+        if "pid" in node:
+            found[node["pid"]] = node["focused"]
+        for child in node["nodes"] + node["floating_nodes"]:
+            look(child)
+
+    look(tree)
+    return found
+
+
+def starts(kind):
+    """The permissions of each start of the engine, by its process, in their order."""
+    found = {}
+    for file in sorted(engine.parent.glob(f"{kind}.*"), key=lambda file: file.stat().st_mtime_ns):
+        lines = dict(line.split("=", 1) for line in file.read_text().splitlines() if "=" in line)
+        found[int(file.suffix[1:])] = {name: lines[name] for name in PERMISSIONS if name in lines}
+    return found
+
+
+def press_play(what, condition):
+    """Presses the launcher's button until the condition holds: the first key of a new keyboard gets
+    lost now and then."""
+    until("the keyboard at the launcher", lambda: windows().get(launcher.pid))
+    deadline = time.monotonic() + LONGEST_WAIT
+    while not condition():
+        if time.monotonic() > deadline:
+            sys.exit(f"pressed in vain for {what}")
+        subprocess.run(["wtype", "-s", "200", "-P", "space", "-s", "50", "-p", "space", "-s", "200"],
+                       check=True)
+        patience = time.monotonic() + 3
+        while not condition() and time.monotonic() < patience:
+            time.sleep(0.02)
+
+
+def play_again():
+    """Another start, whose window comes to the front; returns its process and its token."""
+    before = set(starts("play"))
+    press_play("another start", lambda: set(starts("play")) - before)
+    (game,) = set(starts("play")) - before
+    permissions = starts("play")[game]
+    if set(permissions) != {"XDG_ACTIVATION_TOKEN"}:
+        sys.exit(f"the game was not given a token and nothing else: {permissions}")
+    until("the game in front", lambda: windows().get(game))
+    return game, permissions["XDG_ACTIVATION_TOKEN"]
+
+
+def end(game):
+    os.kill(game, signal.SIGTERM)
+    until("the game's end", lambda: game not in windows())
+
+
+def a_silent_compositor():
+    """Falls silent while the engine is being downloaded, and wakes up when the game has started."""
+    press_play("the game to be there", lambda: list(engine.parent.glob("*/data/Brindle/info.json")))
+    os.kill(sway, signal.SIGSTOP)
+    try:
+        until_started = time.monotonic() + LONGEST_WAIT
+        while not starts("play"):
+            if time.monotonic() > until_started or launcher.poll() is not None:
+                sys.exit("a silent compositor holds the game back")
+            time.sleep(0.05)
+    finally:
+        os.kill(sway, signal.SIGCONT)
+    ((game, permissions),) = starts("play").items()
+    if permissions:
+        sys.exit(f"where are these from? {permissions}")
+    until("the game's window", lambda: game in windows())
+    if windows()[game]:
+        sys.exit("a window comes to the front here without a token: nothing would be shown by this")
+    return game
+
+
+def the_way():
+    until("the launcher's window", lambda: windows().get(launcher.pid))
+    end(a_silent_compositor())
+    first, token = play_again()
+    end(first)
+    second, another = play_again()
+    if token == another:
+        sys.exit("two starts have the same token")
+    end(second)
+    if any(starts("import").values()):
+        sys.exit(f"the import was given a permission: {starts('import')}")
+    close_launcher()
+
+
+def close_launcher():
+    """Closes its windows, and the question whether to leave a game that has not quite ended."""
+    deadline = time.monotonic() + LONGEST_WAIT
+    while launcher.poll() is None:
+        if time.monotonic() > deadline:
+            sys.exit("the launcher does not end")
+        subprocess.run(["swaymsg", f"[pid={launcher.pid}]", "kill"], stdout=subprocess.DEVNULL)
+        time.sleep(0.5)
+    if launcher.returncode != 0:
+        sys.exit(f"the launcher ended with {launcher.returncode}")
+
+
+with tempfile.TemporaryDirectory() as folder:
+    engine = Path(folder, "engine")
+    engine.write_text(f"""#!/bin/sh
+case "$*" in *--import*) kind=import ;; *) kind=play ;; esac
+env >"{folder}/new.$$"
+mv "{folder}/new.$$" "{folder}/$kind.$$"
+[ $kind = import ] || exec '{sys.argv[1]}'
+""")
+    engine.chmod(0o755)
+    launcher = subprocess.Popen(
+        [sys.argv[2], engine],
+        env={**os.environ, "TMPDIR": folder, "XDG_RUNTIME_DIR": folder,
+             **dict.fromkeys(PERMISSIONS, "the launcher's own")})
+    try:
+        the_way()
+        print("the game came to the front each time, by a token of its own")
+    finally:
+        if launcher.poll() is None:
+            launcher.kill()
+            launcher.wait()
+        for process in starts("play"):
+            try:
+                os.kill(process, signal.SIGKILL)
+            except ProcessLookupError:
+                pass  # it has ended
