@@ -61,6 +61,27 @@ function(brindle_test name)
     endif()
 endfunction()
 
+# brindle_protocol(<target> <client-header | server-header | private-code>…)
+# Adds what wayland-scanner makes of the description of xdg-activation-v1: headers of that name and
+# "-client-protocol.h" or "-server-protocol.h", and what they declare, in C.
+function(brindle_protocol target)
+    find_program(WAYLAND_SCANNER wayland-scanner REQUIRED)
+    pkg_get_variable(protocols wayland-protocols pkgdatadir)
+    set(description "${protocols}/staging/xdg-activation/xdg-activation-v1.xml")
+    foreach(kind IN LISTS ARGN)
+        string(REPLACE "-header" "-protocol.h" file "${CMAKE_CURRENT_BINARY_DIR}/xdg-activation-v1-${kind}")
+        string(REPLACE "private-code" "protocol.c" file "${file}")
+        add_custom_command(
+            OUTPUT "${file}"
+            COMMAND "${WAYLAND_SCANNER}" ${kind} "${description}" "${file}"
+            DEPENDS "${description}")
+        # Others' code, others' style.
+        set_source_files_properties("${file}" PROPERTIES COMPILE_OPTIONS -w)
+        target_sources(${target} PRIVATE "${file}")
+    endforeach()
+    target_include_directories(${target} SYSTEM PRIVATE "${CMAKE_CURRENT_BINARY_DIR}")
+endfunction()
+
 # brindle_write_rooms(<file> <folder>)
 # Writes the libraries that the CMakeLists.txt files in and below a folder make, what they are, where,
 # and what they link: a line each, for cmake/rooms.py. To be called when all are made.

@@ -452,15 +452,23 @@ private Q_SLOTS:
     void eachStartOfTheGameHasItsOwnPermission()
     {
         ModelFixture fixture(realClock());
-        fixture.installByHand("#!/bin/sh\necho \"token: $XDG_ACTIVATION_TOKEN\"\n");
+        fixture.installByHand(
+            "#!/bin/sh\ncase \"$*\" in *--import*) what=import ;; *) what=game ;; "
+            "esac\necho \"$what: '$XDG_ACTIVATION_TOKEN'\"\n");
+        QVERIFY(QFile::remove(fixture.root(QStringLiteral("imported-4.3-stable.txt"))));
         qputenv("XDG_ACTIVATION_TOKEN", "ours");
+        fixture.model().startWork(false);
+        fixture.waitUntilIdle();
+        QVERIFY(fixture.model().log.lines().contains(QStringLiteral("import: ''")));
+        QCOMPARE(fixture.desktop->askedStarts, 0);
         for (int i = 1; i <= 2; ++i) {
             fixture.model().startWork(true);
             fixture.waitUntilIdle();
-            QVERIFY(fixture.model().log.lines().contains(QStringLiteral("token: start %1").arg(i)));
+            QVERIFY(
+                fixture.model().log.lines().contains(QStringLiteral("game: 'start %1'").arg(i)));
         }
         qunsetenv("XDG_ACTIVATION_TOKEN");
-        QCOMPARE(fixture.desktop->permittedStarts, 2);
+        QCOMPARE(fixture.desktop->askedStarts, 2);
     }
 
     void theTimeLeft()

@@ -212,6 +212,51 @@ private Q_SLOTS:
                  "an import that was stopped must be done again");
     }
 
+    void aStopWhileTheDesktopIsAskedStartsNoGame_data()
+    {
+        QTest::addColumn<QString>("way");
+        for (const char *way : {"stop", "cancel", "quit"}) {
+            QTest::newRow(way) << QString::fromLatin1(way);
+        }
+    }
+
+    void aStopWhileTheDesktopIsAskedStartsNoGame()
+    {
+        QFETCH(const QString, way);
+        PipelineFixture fixture;
+        fixture.files.installByHand(ModelFixture::engineScript());
+        fixture.files.desktop->permitsStarts = false;
+        AppModel &model = fixture.model();
+        model.startWork(true);
+        spinUntil([&] { return fixture.files.desktop->askedStarts == 1; });
+        serveEvents();
+        QCOMPARE(model.state(), AppState::starting());
+        QCOMPARE(model.stepText(), QStringLiteral("Starting the game…"));
+        QVERIFY(model.log.lines().last().startsWith(QStringLiteral("• Starting: Godot --path")));
+        QVERIFY(!model.runner.current());
+        if (way == u"stop") {
+            model.stop();
+        } else if (way == u"cancel") {
+            model.cancel();
+        } else {
+            QVERIFY(model.confirmQuit());
+        }
+        spinUntil([&] {
+            fixture.clock->advance(Clock::Duration(0.1));
+            return !model.work();
+        });
+        QCOMPARE(model.log.lines().last(), QStringLiteral("• Game stopped"));
+        QCOMPARE(model.state(), AppState::ready());
+        QVERIFY(!model.failure());
+        QVERIFY(!QFileInfo::exists(fixture.project() + QStringLiteral("/play arguments")));
+
+        fixture.files.desktop->permitsStarts = true;
+        fixture.playUntilOpen();
+        QCOMPARE(fixture.files.desktop->askedStarts, 2);
+        model.cancel();
+        fixture.files.waitUntilIdle();
+    }
+
     void theRunnerIsStoppedWhateverRuns()
     {
         PipelineFixture fixture;

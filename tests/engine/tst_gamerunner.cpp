@@ -1,4 +1,5 @@
 #include "base/Error.h"
+#include "base/OneShot.h"
 #include "engine/GameRunner.h"
 #include "support/Await.h"
 #include "support/Gate.h"
@@ -27,6 +28,22 @@ void serveEvents()
     for (int i = 0; i < 10; ++i) {
         QCoreApplication::processEvents();
     }
+}
+
+QCoro::Task<QMap<QString, QString>> someVariables(std::stop_token /*stop*/)
+{
+    const QMap<QString, QString> variables{
+        {QStringLiteral("DESKTOP_STARTUP_ID"), QStringLiteral("the game's")}};
+    co_return variables;
+}
+
+/// Does not know before it is stopped.
+QCoro::Task<QMap<QString, QString>> lateVariables(std::stop_token stop)
+{
+    const OneShot<> stopped;
+    const std::stop_callback onStop(stop, [stopped] { stopped.resume(); });
+    co_await stopped;
+    co_return {};
 }
 
 } // namespace
@@ -138,11 +155,25 @@ private Q_SLOTS:
     void playsWithTheVariablesGiven()
     {
         qputenv("DESKTOP_STARTUP_ID", "ours");
-        await(runner_->play(
-            testChild(), {QStringLiteral("env:DESKTOP_STARTUP_ID")}, Lines::into(lines_), {}, {},
-            {{QStringLiteral("DESKTOP_STARTUP_ID"), QStringLiteral("the game's")}}));
+        await(runner_->play(testChild(), {QStringLiteral("env:DESKTOP_STARTUP_ID")},
+                            Lines::into(lines_), {}, {}, someVariables));
         qunsetenv("DESKTOP_STARTUP_ID");
         QCOMPARE(lines_->all(), QStringList{QStringLiteral("the game's")});
+    }
+
+    void startsNoGameThatIsStoppedBefore()
+    {
+        auto task = runner_->play(testChild(), {QStringLiteral(R"(out:playing\n)")},
+                                  Lines::into(lines_), {}, {}, lateVariables);
+        serveEvents();
+        QVERIFY(!runner_->current());
+        runner_->stop();
+        const PlayResult result = await(std::move(task));
+        QVERIFY(result.userStopped);
+        QCOMPARE(result.seconds, 0.0);
+        QVERIFY(lines_->isEmpty());
+        // The next one is another.
+        QVERIFY(!await(play({})).userStopped);
     }
 
     void measuresAShortGame()
