@@ -171,6 +171,7 @@ private Q_SLOTS:
         const PlayResult result = await(std::move(task));
         QVERIFY(result.userStopped);
         QCOMPARE(result.seconds, 0.0);
+        QCOMPARE(result.exitCode, 0); // no signal had to end it
         QVERIFY(lines_->isEmpty());
         // The next one is another.
         QVERIFY(!await(play({})).userStopped);

@@ -326,11 +326,15 @@ private Q_SLOTS:
 
     void followsWhatIsPluggedIn()
     {
-        compositor_->setCapabilities(seat0, 0);
-        compositor_->setCapabilities(seat0, WL_SEAT_CAPABILITY_KEYBOARD);
         compositor_->strike(seat0, 31);
-        const auto request = ask();
+        compositor_->setCapabilities(seat0, 0);
+        compositor_->strike(seat0, 32); // a keyboard that is gone
+        const auto before = ask();
         QCOMPARE(asked().serial, 31U);
+        compositor_->setCapabilities(seat0, WL_SEAT_CAPABILITY_KEYBOARD);
+        compositor_->strike(seat0, 33);
+        const auto request = ask();
+        QCOMPARE(asked().serial, 33U);
     }
 
     void keepsNoKeymap()

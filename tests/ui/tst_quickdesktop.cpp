@@ -322,39 +322,6 @@ private Q_SLOTS:
         spinUntil([&] { return !desktop.isRevealing(); });
     }
 
-    /// On X11 an id; see `tst_startupid`, which runs this there.
-    void theStartupIdBearsTheTimeOfTheLastInput()
-    {
-        const auto permission = [this] { return await(desktop_->startPermission({})); };
-        QVERIFY(permission().isEmpty()); // nobody has done anything
-        QStringList ids;
-        for (const int time : {1000, 4000, 3000}) {
-            desktop_->noteInput(time);
-            ids << permission().values();
-        }
-        if (QGuiApplication::platformName() != u"xcb") {
-            QVERIFY(ids.isEmpty());
-            return;
-        }
-        QCOMPARE(permission().keys(), QStringList{QStringLiteral("DESKTOP_STARTUP_ID")});
-        QCOMPARE(ids.size(), 3);
-        const QRegularExpression form(
-            QStringLiteral("^brindle-%1-([0-9]+)-%2_TIME([0-9]+)$")
-                .arg(QCoreApplication::applicationPid())
-                .arg(QRegularExpression::escape(QSysInfo::machineHostName())));
-        QSet<QString> numbers;
-        QStringList times;
-        for (const QString &id : ids) {
-            const auto match = form.match(id);
-            QVERIFY2(match.hasMatch(), qPrintable(id));
-            numbers << match.captured(1);
-            times << match.captured(2);
-        }
-        QCOMPARE(numbers.size(), 3);
-        QCOMPARE(times, (QStringList{QStringLiteral("1000"), QStringLiteral("4000"),
-                                     QStringLiteral("4000")}));
-    }
-
 public Q_SLOTS:
     void opened(const QUrl &url) { opened_ << url; }
 

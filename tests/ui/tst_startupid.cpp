@@ -1,0 +1,51 @@
+// A start's permission to come to the front, where windows belong to X11 and where they don't.
+
+#include "support/Await.h"
+#include "ui/QuickDesktop.h"
+
+#include <QGuiApplication>
+#include <QRegularExpression>
+#include <QtTest>
+
+using namespace brindle;
+
+class TestStartupId : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void bearsTheTimeOfTheLastInput()
+    {
+        QuickDesktop desktop({});
+        const auto permission = [&] { return await(desktop.startPermission({})); };
+        QVERIFY(permission().isEmpty()); // nobody has done anything
+        QStringList ids;
+        for (const int time : {1000, 4000, 3000}) {
+            desktop.noteInput(time);
+            ids << permission().values();
+        }
+        if (QGuiApplication::platformName() != u"xcb") {
+            QVERIFY(ids.isEmpty());
+            return;
+        }
+        QCOMPARE(permission().keys(), QStringList{QStringLiteral("DESKTOP_STARTUP_ID")});
+        const QRegularExpression form(
+            QStringLiteral("^brindle-%1-([0-9]+)-%2_TIME([0-9]+)$")
+                .arg(QString::number(QCoreApplication::applicationPid()),
+                     QRegularExpression::escape(QSysInfo::machineHostName())));
+        QSet<QString> numbers;
+        QStringList times;
+        for (const QString &id : ids) {
+            const auto match = form.match(id);
+            QVERIFY2(match.hasMatch(), qPrintable(id));
+            numbers << match.captured(1);
+            times << match.captured(2);
+        }
+        QCOMPARE(numbers.size(), 3);
+        QCOMPARE(times, (QStringList{QStringLiteral("1000"), QStringLiteral("4000"),
+                                     QStringLiteral("4000")}));
+    }
+};
+
+QTEST_MAIN(TestStartupId)
+#include "tst_startupid.moc"
