@@ -120,8 +120,8 @@ def the_way():
     if token == another:
         sys.exit("two starts have the same token")
     end(second)
-    if any(starts("import").values()):
-        sys.exit(f"the import was given a permission: {starts('import')}")
+    if len(starts("import")) != 1 or any(starts("import").values()):
+        sys.exit(f"the import was given a permission, or was not the only one: {starts('import')}")
     close_launcher()
 
 
@@ -143,7 +143,8 @@ with tempfile.TemporaryDirectory() as folder:
 case "$*" in *--import*) kind=import ;; *) kind=play ;; esac
 env >"{folder}/new.$$"
 mv "{folder}/new.$$" "{folder}/$kind.$$"
-[ $kind = import ] || exec '{sys.argv[1]}'
+[ $kind = play ] || exit 0
+exec '{sys.argv[1]}'
 """)
     engine.chmod(0o755)
     launcher = subprocess.Popen(
