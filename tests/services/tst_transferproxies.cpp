@@ -336,6 +336,7 @@ void TestTransferProxies::cutBodyInAKeptTunnelIsFinal()
     const HttpServer first(leadingTo(server.port()));
     const HttpServer second(leadingTo(server.port()));
     say({http(first.port()), http(second.port())});
+    const auto kept = Transfer::keepConnections();
     QVERIFY(fetch(server.url(), trusting_).value);
     const auto outcome = fetch(server.url(), trusting_);
     QVERIFY(outcome.transferError);
