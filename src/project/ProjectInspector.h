@@ -8,8 +8,9 @@
 /// worker threads only, save for the start.
 namespace brindle::ProjectInspector {
 
-/// A text file that is larger counts as unreadable: nobody writes such a README, and a list of add-ons
-/// of many times that size would hold up the main thread, which reads it again at each start.
+/// A text file that is larger counts as unreadable: nobody writes such a README, and a list of
+/// add-ons of many times that size would hold up the main thread, which reads it again at each
+/// start.
 constexpr qint64 maxFileBytes = 1024 * 1024;
 
 /// The folder of the shallowest "project.godot" within five levels below `folder`, hidden folders
