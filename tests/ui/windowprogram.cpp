@@ -1,5 +1,6 @@
-// A program with a window, in the game's place: it asks for the front as soon as it can be seen, by
-// the permission in its environment.
+// A program with a window, in the game's place: it asks for the front by the permission in its
+// environment, once it can be seen. There are compositors that listen only to windows that are
+// there.
 
 #include <QGuiApplication>
 #include <QRasterWindow>
@@ -9,11 +10,24 @@ namespace {
 
 class Window : public QRasterWindow
 {
+public:
+    Window()
+    {
+        // Qt (6.8) would use it sooner.
+        qunsetenv("XDG_ACTIVATION_TOKEN");
+    }
+
+private:
     void paintEvent(QPaintEvent * /*event*/) override
     {
-        // Behind this picture: there are compositors that listen only to windows that are there.
-        QTimer::singleShot(0, this, &QWindow::requestActivate);
+        // Behind this picture.
+        QTimer::singleShot(0, this, [this] {
+            qputenv("XDG_ACTIVATION_TOKEN", token_);
+            requestActivate();
+        });
     }
+
+    const QByteArray token_ = qgetenv("XDG_ACTIVATION_TOKEN");
 };
 
 } // namespace
