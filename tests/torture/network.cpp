@@ -12,6 +12,7 @@
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
+#include <QFileInfo>
 #include <QProcess>
 #include <QTemporaryDir>
 #include <QThread>
@@ -191,12 +192,11 @@ void measureEnds(const std::vector<std::unique_ptr<Case>> &cases)
     }
 }
 
-int run()
+int run(const QString &programs)
 {
     const QTemporaryDir folder;
     QUdpSocket names;
     silenceNames(names, folder);
-    const QString programs = QCoreApplication::applicationDirPath();
     std::vector<std::unique_ptr<Case>> told;
     std::vector<std::unique_ptr<Case>> quit;
     QList<NetworkFault::End> ends;
@@ -221,6 +221,9 @@ int run()
 
 int main(int argc, char *argv[])
 {
+    // From inside, the program's own path is not to be had where this is run in a root of its own.
+    const QString programs =
+        QFileInfo(QFile::symLinkTarget(QStringLiteral("/proc/self/exe"))).path();
     QString reason;
     if (!Namespaces::enter(&reason)) {
         std::fprintf(stderr, "torture-network: namespaces are not permitted here: %s\n",
@@ -229,7 +232,7 @@ int main(int argc, char *argv[])
     }
     const QCoreApplication application(argc, argv);
     try {
-        return run();
+        return run(programs);
     } catch (const std::exception &error) {
         std::fprintf(stderr, "torture-network: %s\n", error.what());
         return 1;

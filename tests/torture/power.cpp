@@ -11,6 +11,7 @@
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
+#include <QFileInfo>
 #include <QTemporaryDir>
 
 #include <cstdio>
@@ -32,7 +33,8 @@ QString whyNot(const QString &folder)
     }
 }
 
-int torture(const Rounds &options, const QString &folder, const QString &outside)
+int torture(const Rounds &options, const QString &programs, const QString &folder,
+            const QString &outside)
 {
     QElapsedTimer timer;
     timer.start();
@@ -41,7 +43,7 @@ int torture(const Rounds &options, const QString &folder, const QString &outside
     QString kept;
     try {
         Orphans::takeIn();
-        PowerTorture torture(folder, QCoreApplication::applicationDirPath(), options.seed);
+        PowerTorture torture(folder, programs, options.seed);
         problem = options.run(torture);
         summary = torture.summary();
         if (!problem.isEmpty()) {
@@ -69,6 +71,9 @@ int main(int argc, char *argv[])
 {
     // What stays after a failure is kept here; all else goes with the namespaces.
     const QString outside = QDir::tempPath();
+    // From inside, the program's own path is not to be had where this is run in a root of its own.
+    const QString programs =
+        QFileInfo(QFile::symLinkTarget(QStringLiteral("/proc/self/exe"))).path();
     QString reason;
     const bool isInside = Namespaces::enter(&reason);
     const QCoreApplication application(argc, argv);
@@ -89,5 +94,5 @@ int main(int argc, char *argv[])
     // Games shall not need a display, whatever there is.
     qunsetenv("DISPLAY");
     qunsetenv("WAYLAND_DISPLAY");
-    return torture(*options, folder.path(), outside);
+    return torture(*options, programs, folder.path(), outside);
 }
