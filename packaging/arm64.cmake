@@ -13,6 +13,7 @@ set(CMAKE_CXX_COMPILER_TARGET aarch64-linux-gnu)
 set(CMAKE_EXE_LINKER_FLAGS_INIT -fuse-ld=lld)
 # In there, too: packages are put together there.
 set(CMAKE_STRIP /usr/bin/strip)
+set(CMAKE_READELF /usr/bin/readelf)
 set(CMAKE_CROSSCOMPILING_EMULATOR qemu-aarch64-static -L "${CMAKE_SYSROOT}")
 
 set(CMAKE_FIND_ROOT_PATH "${CMAKE_SYSROOT}")
