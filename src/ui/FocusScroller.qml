@@ -71,7 +71,9 @@ Item {
     Connections {
         target: follower.revealed ? follower.Window.window : null
         function onAfterAnimating() {
-            follower.scrollTo(follower.revealed);
+            // While the window goes, it may have gone first.
+            if (follower.revealed)
+                follower.scrollTo(follower.revealed);
             follower.revealed = null;
         }
     }
