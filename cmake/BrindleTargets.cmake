@@ -33,11 +33,11 @@ function(brindle_headers name)
     target_include_directories(${name} PRIVATE "${CMAKE_CURRENT_BINARY_DIR}/CMakeFiles/${name}.dir")
 endfunction()
 
-# brindle_test(<name> SOURCES <files…> LINKS <targets…> [RESOURCE_LOCK <lock>] [TIMEOUT <seconds>])
+# brindle_test(<name> SOURCES <files…> LINKS <targets…> [RESOURCE_LOCK <lock>])
 # One Qt Test program, registered with CTest under the same name. A folder whose tests show windows
 # sets BRINDLE_TEST_HEADERS to brindle_window_test_headers.
 function(brindle_test name)
-    cmake_parse_arguments(TEST "" "TIMEOUT;RESOURCE_LOCK" "SOURCES;LINKS" ${ARGN})
+    cmake_parse_arguments(TEST "" "RESOURCE_LOCK" "SOURCES;LINKS" ${ARGN})
     add_executable(${name} ${TEST_SOURCES})
     # The last two for the headers that are shared.
     target_link_libraries(${name} PRIVATE ${TEST_LINKS} Qt6::Test Qt6::Network QCoro6::Core)
@@ -48,13 +48,9 @@ function(brindle_test name)
     # As the precompiled header is, whose target is a library; Qt asks for it only before 6.8.
     target_compile_options(${name} PRIVATE -fPIC)
     add_test(NAME ${name} COMMAND ${name})
-    if(NOT TEST_TIMEOUT)
-        set(TEST_TIMEOUT 120)
-    endif()
     # Without the session's message bus, as what has been chosen on this desktop would be seen. Without
     # the portal, as Qt (6.8) leaks the question whether there is one.
     set_tests_properties(${name} PROPERTIES
-        TIMEOUT ${TEST_TIMEOUT}
         ENVIRONMENT "QT_QPA_PLATFORM=offscreen;DBUS_SESSION_BUS_ADDRESS=autolaunch:;QT_NO_XDG_DESKTOP_PORTAL=1;ASAN_OPTIONS=detect_leaks=1;LSAN_OPTIONS=suppressions=${CMAKE_SOURCE_DIR}/tests/lsan.supp;UBSAN_OPTIONS=print_stacktrace=1")
     if(TEST_RESOURCE_LOCK)
         set_tests_properties(${name} PROPERTIES RESOURCE_LOCK ${TEST_RESOURCE_LOCK})
