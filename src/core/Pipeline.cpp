@@ -123,7 +123,7 @@ QCoro::Task<> Pipeline::completeGame(QString project, Run run)
         parts_.setInfo(co_await runOnWorker(inspect));
     }
 
-    const auto save = [storage = parts_.storage, json = parts_.info.toJson()] {
+    const auto save = [storage = parts_.storage, info = parts_.info] {
         try {
             Files::createFolder(storage.root);
             // What the interrupted writing of a run before this one left.
@@ -132,9 +132,9 @@ QCoro::Task<> Pipeline::completeGame(QString project, Run run)
             storage.clearImportMarkers();
             // All that the description and the mark's absence vouch for.
             Files::sync(storage.root);
-            Files::writeAtomically(storage.infoFile(), json);
+            Files::writeAtomically(storage.infoFile(), info.toJson());
         } catch (const Error &) {
-            // Not being able to save the description does not stop this run. The mark stays, so
+            // Ignored: that the description can't be saved, which stops no run. The mark stays, so
             // that the next one reads the project again instead of trusting an older description.
             return;
         }
