@@ -91,9 +91,10 @@ def end(game):
 
 
 def a_silent_compositor():
-    """Falls silent while the engine is being downloaded, and wakes up when the game has started."""
-    press_play("the game to be there", lambda: list(engine.parent.glob("*/data/Brindle/info.json")))
+    """Falls silent during the import, and wakes up when the game has started."""
+    press_play("the import", lambda: starts("import"))
     os.kill(sway, signal.SIGSTOP)
+    go_on.write_text("\n")
     try:
         until_started = time.monotonic() + LONGEST_WAIT
         while not starts("play"):
@@ -139,11 +140,13 @@ def close_launcher():
 
 with tempfile.TemporaryDirectory() as folder:
     engine = Path(folder, "engine")
+    go_on = Path(folder, "go-on")  # the import waits for it
+    os.mkfifo(go_on)
     engine.write_text(f"""#!/bin/sh
 case "$*" in *--import*) kind=import ;; *) kind=play ;; esac
 env >"{folder}/new.$$"
 mv "{folder}/new.$$" "{folder}/$kind.$$"
-[ $kind = play ] || exit 0
+[ $kind = play ] || exec head -n 1 "{go_on}"
 exec '{sys.argv[1]}'
 """)
     engine.chmod(0o755)
