@@ -101,11 +101,12 @@ void ChildProcess::prepare(QProcess &child, Setup setup)
         child.setInputChannelMode(QProcess::ForwardedInputChannel);
     }
 #if QT_VERSION >= QT_VERSION_CHECK(6, 6, 0)
-    // Newer versions set SIGPIPE anew behind what the modifier did. And a child that is not forked
-    // by vfork waits there for a word of the launcher, with all that it holds: for ever, where that
-    // one has been killed.
-    child.setUnixProcessParameters(QProcess::UnixProcessFlag::IgnoreSigPipe |
-                                   QProcess::UnixProcessFlag::UseVFork);
+    // Newer versions set SIGPIPE and the blocked signals anew behind what the modifier did. And a
+    // child that is not forked by vfork waits there for a word of the launcher, with all that it
+    // holds: for ever, where that one has been killed.
+    using Flag = QProcess::UnixProcessFlag;
+    child.setUnixProcessParameters(Flag::IgnoreSigPipe | Flag::ResetSignalHandlers |
+                                   Flag::UseVFork);
 #endif
     child.setProcessEnvironment(setup.environment);
     child.setChildProcessModifier(
