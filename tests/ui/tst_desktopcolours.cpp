@@ -1,6 +1,7 @@
 // The colours of a desktop, as Qt finds them in its settings or as its portal tells them.
 
 #include "BusServices.h"
+#include "VirtualDisplay.h"
 
 #include "support/Await.h"
 #include "ui/SystemStyle.h"
@@ -17,8 +18,6 @@
 #include <QtTest>
 
 #include <stdexcept>
-#include <unistd.h>
-#include <vector>
 
 using namespace brindle;
 
@@ -196,12 +195,7 @@ private Q_SLOTS:
 int main(int argc, char *argv[])
 {
     // Only there Qt asks which desktop it is.
-    if (qgetenv("QT_QPA_PLATFORM") != "xcb") {
-        std::vector<char *> again{const_cast<char *>(ON_VIRTUAL_DISPLAY)};
-        again.insert(again.end(), argv, argv + argc + 1);
-        execv(ON_VIRTUAL_DISPLAY, again.data());
-        return 1;
-    }
+    moveToVirtualDisplay(ON_VIRTUAL_DISPLAY, argc, argv);
     const QTemporaryDir settings;
     makeDesktop(settings);
     // A program remembers the bus that it has known first.

@@ -1,6 +1,7 @@
 // The end of a desktop session, as a session manager tells it.
 
 #include "AppFixture.h"
+#include "VirtualDisplay.h"
 
 #include "support/Await.h"
 
@@ -12,7 +13,6 @@
 #include <stdexcept>
 #include <sys/socket.h>
 #include <unistd.h>
-#include <vector>
 
 using namespace brindle;
 
@@ -252,12 +252,7 @@ private Q_SLOTS:
 
 int main(int argc, char *argv[])
 {
-    if (qgetenv("QT_QPA_PLATFORM") != "xcb") {
-        std::vector<char *> again{const_cast<char *>(ON_VIRTUAL_DISPLAY)};
-        again.insert(again.end(), argv, argv + argc + 1);
-        execv(ON_VIRTUAL_DISPLAY, again.data());
-        return 1;
-    }
+    moveToVirtualDisplay(ON_VIRTUAL_DISPLAY, argc, argv);
     // The application looks for its session once, when it is made.
     session.start();
     const QGuiApplication application(argc, argv);

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <QtGlobal>
+
+#include <unistd.h>
+#include <vector>
+
+namespace brindle {
+
+/// Starts this program anew on an X display of its own, unless it is on one already, and only
+/// then returns. `script` is script/on-virtual-display.
+inline void moveToVirtualDisplay(const char *script, int argc, char *argv[])
+{
+    if (qgetenv("QT_QPA_PLATFORM") == "xcb") {
+        return;
+    }
+    std::vector<char *> again{const_cast<char *>(script)};
+    again.insert(again.end(), argv, argv + argc + 1);
+    execv(script, again.data());
+    qFatal("%s can't be started", script);
+}
+
+} // namespace brindle
