@@ -11,12 +11,15 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <algorithm>
+
 namespace brindle {
 
 namespace {
 
-// One request is one line: the token. One answer is one line.
-constexpr qint64 maxToken = 4096;
+// A request is one line: the activation token, a tab and the startup id. An answer is one line.
+constexpr qint64 maxText = 255;
+constexpr qint64 maxRequest = 2 * maxText + 2;
 const QByteArray shownAnswer = QByteArrayLiteral("shown\n");
 constexpr int retryInterval = 20; // milliseconds
 // How many may be waiting to be answered while the first is still making its window.
@@ -27,6 +30,14 @@ void makeFolder(const QString &folder)
 {
     QDir().mkpath(folder);
     Files::makePrivate(folder);
+}
+
+/// Returns `text` if it is short and printable ASCII. A longer token makes libwayland end the
+/// program.
+QByteArray usable(const QByteArray &text)
+{
+    const auto isPrintable = [](char letter) { return letter >= ' ' && letter <= '~'; };
+    return text.size() <= maxText && std::ranges::all_of(text, isPrintable) ? text : QByteArray();
 }
 
 } // namespace
@@ -57,15 +68,17 @@ QString SingleInstance::folder(const QString &runtimeFolder, const QString &stor
     return storageRoot;
 }
 
-SingleInstance::Role SingleInstance::claim(const QByteArray &token, int patience)
+SingleInstance::Role SingleInstance::claim(const QByteArray &activationToken,
+                                           const QByteArray &startupId, int patience)
 {
+    const QByteArray request = usable(activationToken) + '\t' + usable(startupId) + '\n';
     const QDeadlineTimer deadline(patience);
     while (true) {
         if (lock_->tryLock() != ProcessLock::Outcome::taken) {
             return Role::first;
         }
         const int rest = static_cast<int>(deadline.remainingTime());
-        if (askFirst(token, rest) == Answer::shown) {
+        if (askFirst(request, rest) == Answer::shown) {
             return Role::second;
         }
         if (deadline.hasExpired()) {
@@ -76,7 +89,7 @@ SingleInstance::Role SingleInstance::claim(const QByteArray &token, int patience
     }
 }
 
-SingleInstance::Answer SingleInstance::askFirst(const QByteArray &token, int patience)
+SingleInstance::Answer SingleInstance::askFirst(const QByteArray &request, int patience)
 {
     const QDeadlineTimer deadline(patience);
     const auto rest = [&deadline] { return static_cast<int>(deadline.remainingTime()); };
@@ -85,9 +98,7 @@ SingleInstance::Answer SingleInstance::askFirst(const QByteArray &token, int pat
     if (!socket.waitForConnected(rest())) {
         return Answer::none;
     }
-    QByteArray line = token.left(maxToken);
-    line.replace('\n', QByteArray());
-    socket.write(line + '\n');
+    socket.write(request);
     while (!socket.canReadLine()) {
         if (!socket.waitForReadyRead(rest())) {
             return Answer::none;
@@ -155,12 +166,13 @@ void SingleInstance::serve()
         connect(socket, &QLocalSocket::disconnected, socket, &QObject::deleteLater);
         const auto read = [this, socket] {
             if (socket->canReadLine()) {
-                QByteArray token = socket->readLine();
-                token.chop(1);
-                Q_EMIT windowRequested(token);
+                QByteArray request = socket->readLine();
+                request.chop(1);
+                const QByteArrayList texts = request.split('\t');
+                Q_EMIT windowRequested(usable(texts.value(0)), usable(texts.value(1)));
                 socket->write(shownAnswer);
                 socket->disconnectFromServer();
-            } else if (socket->bytesAvailable() > maxToken) {
+            } else if (socket->bytesAvailable() > maxRequest) {
                 socket->abort();
             }
         };

@@ -34,8 +34,11 @@ public:
     /// Finds out which one this is. A launcher that is just starting or ending is waited for; one
     /// that does not answer for `patience` milliseconds is given up. Blocks; needs no application.
     /// Where the folder can't be used, everyone is the first.
-    /// @param token the desktop's permission to come to the front, handed on; may be empty.
-    Role claim(const QByteArray &token, int patience = 10'000);
+    /// Hands both parameters to the first launcher; each may be empty.
+    /// @param activationToken the permission of a Wayland desktop to come to the front.
+    /// @param startupId names the startup sequence of an X desktop.
+    Role claim(const QByteArray &activationToken, const QByteArray &startupId = {},
+               int patience = 10'000);
 
     /// Begins to answer later ones. Needs an application and the role `first`. From now on a lock
     /// whose file goes, with the whole storage root for example, is taken anew at once.
@@ -44,13 +47,14 @@ public:
     void stopListening();
 
 Q_SIGNALS:
-    /// A later one asks for the window, with the permission that it brought along.
-    void windowRequested(const QByteArray &token);
+    /// A later launcher asks for the window. Both texts are printable ASCII of at most 255 bytes
+    /// each, or empty.
+    void windowRequested(const QByteArray &activationToken, const QByteArray &startupId);
 
 private:
     enum class Answer { shown, none };
 
-    Answer askFirst(const QByteArray &token, int patience);
+    Answer askFirst(const QByteArray &request, int patience);
     void serve();
     void restore();
     QString socketName();

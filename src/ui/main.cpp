@@ -51,7 +51,7 @@ int main(int argc, char *argv[])
 {
     SingleInstance instance(SingleInstance::folder(
         QStandardPaths::writableLocation(QStandardPaths::RuntimeLocation), Paths::root()));
-    switch (instance.claim(qgetenv("XDG_ACTIVATION_TOKEN"))) {
+    switch (instance.claim(qgetenv("XDG_ACTIVATION_TOKEN"), qgetenv("DESKTOP_STARTUP_ID"))) {
     case SingleInstance::Role::first:
         break;
     case SingleInstance::Role::second:

@@ -22,17 +22,18 @@
 
 using namespace brindle;
 using Role = SingleInstance::Role;
+using namespace Qt::StringLiterals;
 
 namespace {
 
 /// What another process's claim would get. A thread will do: locks of two openings of a file
 /// exclude each other within one process too.
 std::future<Role> claimElsewhere(const QString &folder, const QByteArray &token = {},
-                                 int patience = 30'000)
+                                 int patience = 30'000, const QByteArray &startupId = {})
 {
-    return std::async(std::launch::async, [folder, token, patience] {
+    return std::async(std::launch::async, [folder, token, patience, startupId] {
         SingleInstance later(folder);
-        return later.claim(token, patience);
+        return later.claim(token, startupId, patience);
     });
 }
 
@@ -87,10 +88,51 @@ private Q_SLOTS:
         QCOMPARE(first.claim({}), Role::first);
         first.listen();
         QSignalSpy requests(&first, &SingleInstance::windowRequested);
-        auto later = claimElsewhere(path(), "token-1");
+        auto later = claimElsewhere(path(), "token-1", 30'000, "host Files-1_TIME7");
         QCOMPARE(resultOf(later), Role::second);
-        QCOMPARE(requests.size(), 1);
-        QCOMPARE(requests.first().first().toByteArray(), QByteArray("token-1"));
+        QCOMPARE(requests, (QList<QVariantList>{{"token-1"_ba, "host Files-1_TIME7"_ba}}));
+    }
+
+    void unusableTextsAreDropped_data()
+    {
+        QTest::addColumn<QByteArray>("text");
+        QTest::addColumn<bool>("isUsable");
+        QTest::newRow("all printable ASCII") << " !09AZaz~"_ba << true;
+        QTest::newRow("255 bytes") << QByteArray(255, 'x') << true;
+        QTest::newRow("256 bytes") << QByteArray(256, 'x') << false;
+        QTest::newRow("4096 bytes") << QByteArray(4096, 'x') << false;
+        QTest::newRow("a delete character") << "a\x7f"_ba << false;
+        QTest::newRow("a control character") << "a\x1b"_ba << false;
+        QTest::newRow("a line feed") << "a\nb"_ba << false;
+        QTest::newRow("a tab") << "a\tb"_ba << false;
+        QTest::newRow("a zero") << QByteArray("a\0b", 3) << false;
+        QTest::newRow("Latin-1") << "\xe9"_ba << false;
+    }
+    void unusableTextsAreDropped()
+    {
+        QFETCH(const QByteArray, text);
+        QFETCH(const bool, isUsable);
+        SingleInstance first(path());
+        QCOMPARE(first.claim({}), Role::first);
+        first.listen();
+        QSignalSpy requests(&first, &SingleInstance::windowRequested);
+        auto later = claimElsewhere(path(), text, 30'000, text);
+        QCOMPARE(resultOf(later), Role::second);
+        const QByteArray expected = isUsable ? text : QByteArray();
+        QCOMPARE(requests, (QList<QVariantList>{{expected, expected}}));
+    }
+
+    void aStrangeSecondLauncherIsNotTrusted()
+    {
+        SingleInstance first(path());
+        QCOMPARE(first.claim({}), Role::first);
+        first.listen();
+        QSignalSpy requests(&first, &SingleInstance::windowRequested);
+        QLocalSocket client;
+        client.connectToServer(socket());
+        client.write(QByteArray(256, 'x') + "\t\xe9\n");
+        spinUntil([&client] { return client.state() == QLocalSocket::UnconnectedState; });
+        QCOMPARE(requests, (QList<QVariantList>{{QByteArray(), QByteArray()}}));
     }
 
     void manyAtOnceAreAllAnswered()
@@ -157,7 +199,7 @@ private Q_SLOTS:
         QVERIFY(game.waitForStarted());
         first.reset();
         SingleInstance next(path());
-        QCOMPARE(next.claim({}, 0), Role::first);
+        QCOMPARE(next.claim({}, {}, 0), Role::first);
         QCOMPARE(game.state(), QProcess::Running);
         game.closeWriteChannel();
         QVERIFY(game.waitForFinished());
@@ -308,9 +350,6 @@ private Q_SLOTS:
         client.write(QByteArray(100'000, 'x'));
         spinUntil([&client] { return client.state() == QLocalSocket::UnconnectedState; });
         QCOMPARE(requests.size(), 0);
-        auto later = claimElsewhere(path(), QByteArray(100'000, 'y'));
-        QCOMPARE(resultOf(later), Role::second);
-        QCOMPARE(requests.first().first().toByteArray(), QByteArray(4096, 'y'));
     }
 };
 
