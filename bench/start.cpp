@@ -23,7 +23,7 @@ namespace {
 class NoDesktop final : public Desktop
 {
 public:
-    int runAlert(const Alert &) override { return 0; }
+    QCoro::Task<int> runAlert(Alert) override { co_return 0; }
     void reveal(const QString &) override {}
     void copyText(const QString &) override {}
     void openPage(const QUrl &) override {}

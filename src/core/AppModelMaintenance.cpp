@@ -5,11 +5,14 @@
 #include "base/Worker.h"
 #include "core/AppModel.h"
 #include "files/Files.h"
+#include "log/LogQueue.h"
 
+#include <QEventLoop>
 #include <QFile>
 #include <QFileInfo>
 #include <QRegularExpression>
 
+#include <algorithm>
 #include <utility>
 
 namespace brindle {
@@ -29,6 +32,20 @@ QString saveFolderName(const QString &project)
     }
     name.replace(replaced, QStringLiteral("-"));
     return name.isEmpty() ? QStringLiteral("[unnamed project]") : name;
+}
+
+/// Shows an alert and returns its answer. Logs a failure and returns the last button then.
+QCoro::Task<int> ask(std::shared_ptr<Desktop> desktop, std::shared_ptr<LogQueue> log, Alert alert)
+{
+    const int last = std::max(static_cast<int>(alert.buttons.size()) - 1, 0);
+    try {
+        auto asking = desktop->runAlert(std::move(alert));
+        const int answer = co_await asking;
+        co_return answer;
+    } catch (...) {
+        log->note(QStringLiteral("Problem: ") + describe(std::current_exception()));
+    }
+    co_return last;
 }
 
 } // namespace
@@ -63,10 +80,10 @@ void AppModel::showSaves()
         desktop_->reveal(folder);
         return;
     }
-    desktop_->runAlert({QStringLiteral("No saves yet"),
-                        QStringLiteral("Godot creates its save folder the first time the game "
-                                       "saves something."),
-                        {}});
+    ask(desktop_, logQueue_,
+        {QStringLiteral("No saves yet"),
+         QStringLiteral("Godot creates its save folder the first time the game saves something."),
+         {}});
 }
 
 void AppModel::revealInFinder()
@@ -75,9 +92,10 @@ void AppModel::revealInFinder()
         desktop_->reveal(storage_.root);
         return;
     }
-    desktop_->runAlert({QStringLiteral("Nothing downloaded yet"),
-                        QStringLiteral("Press Play first; the files will then appear here."),
-                        {}});
+    ask(desktop_, logQueue_,
+        {QStringLiteral("Nothing downloaded yet"),
+         QStringLiteral("Press Play first; the files will then appear here."),
+         {}});
 }
 
 void AppModel::openRepository()
@@ -118,7 +136,19 @@ bool AppModel::confirmQuit()
                                     QStringLiteral("Quitting will close the game too."), buttons}
                             : Alert{QStringLiteral("A download is still running"),
                                     QStringLiteral("Quitting will cancel it."), buttons};
-    if (desktop_->runAlert(alert) != 0) {
+    // Serves events until the question is answered or the application ends.
+    const auto answer = std::make_shared<std::optional<int>>();
+    QEventLoop loop;
+    ask(desktop_, logQueue_, alert).then([answer, waiting = QPointer(&loop)](int button) {
+        *answer = button;
+        if (waiting) {
+            waiting->quit();
+        }
+    });
+    if (!*answer) {
+        loop.exec();
+    }
+    if (answer->value_or(1) != 0) {
         return false;
     }
     cancel();
@@ -159,11 +189,14 @@ QCoro::Task<> AppModel::removeRoot(std::stop_token stop)
     if (stop.stop_requested()) {
         co_return;
     }
-    const int answer = desktop_->runAlert(
-        {QStringLiteral("Remove the game and the engine?"),
-         QStringLiteral("This frees %1. Your saved games (in Godot's own folder) are kept.")
-             .arg(Text::byteCount(size)),
-         {QStringLiteral("Remove"), QStringLiteral("Cancel")}});
+    const Alert question{
+        QStringLiteral("Remove the game and the engine?"),
+        QStringLiteral("This frees %1. Your saved games (in Godot's own folder) are kept.")
+            .arg(Text::byteCount(size)),
+        {QStringLiteral("Remove"), QStringLiteral("Cancel")},
+        true};
+    auto asking = desktop_->runAlert(question);
+    const int answer = co_await asking;
     if (answer != 0 || stop.stop_requested()) {
         co_return;
     }

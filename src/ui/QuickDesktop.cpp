@@ -7,7 +7,6 @@
 
 #include <QClipboard>
 #include <QDesktopServices>
-#include <QEventLoop>
 #include <QFileInfo>
 #include <QGuiApplication>
 #include <QQmlComponent>
@@ -88,10 +87,16 @@ void *surfaceOf(QWindow *window)
 
 QuickDesktop::QuickDesktop(QList<Platform::Command> reveal, QString fileManager)
     : reveal_(std::move(reveal)), fileManager_(std::move(fileManager))
-{}
+{
+    QObject::connect(qGuiApp, &QCoreApplication::aboutToQuit, &context_, [this] { dismissAlert(); });
+}
 
 void QuickDesktop::setWindow(QQmlEngine *engine, QQuickWindow *window)
 {
+    if (alert_ && !engine) {
+        dismissAlert();
+        finishAlert();
+    }
     engine_ = engine;
     window_ = window;
     tokens_.reset();
@@ -103,26 +108,44 @@ void QuickDesktop::setWindow(QQmlEngine *engine, QQuickWindow *window)
     }
 }
 
-int QuickDesktop::runAlert(const Alert &alert)
+QCoro::Task<int> QuickDesktop::runAlert(Alert alert)
 {
-    const QStringList buttons =
-        alert.buttons.isEmpty() ? QStringList{QStringLiteral("OK")} : alert.buttons;
-    const int last = static_cast<int>(buttons.size()) - 1;
-    if (alert_ || !engine_) {
-        return last;
+    if (alert.buttons.isEmpty()) {
+        alert.buttons << QStringLiteral("OK");
     }
+    if (!engine_) {
+        co_return static_cast<int>(alert.buttons.size()) - 1;
+    }
+    const OneShot<int> answer;
+    questions_.append({alert, answer});
+    if (!alert_) {
+        showNextAlert();
+    }
+    const int pressed = co_await answer;
+    co_return pressed;
+}
+
+void QuickDesktop::showNextAlert()
+{
+    const Alert &alert = questions_.first().alert;
     QQmlComponent component(
         engine_, QUrl(QStringLiteral("qrc:/qt-project.org/imports/Brindle/AlertWindow.qml")));
-    const std::unique_ptr<QObject> object(component.createWithInitialProperties(
-        {{QStringLiteral("message"), alert.message},
-         {QStringLiteral("informativeText"), alert.informativeText},
-         {QStringLiteral("buttons"), buttons}}));
-    auto *const shown = qobject_cast<QQuickWindow *>(object.get());
-    Q_ASSERT_X(shown, "QuickDesktop", qPrintable(component.errorString()));
-    alert_ = shown;
-    // An answer closes it.
-    QEventLoop loop;
-    QObject::connect(shown, &QWindow::visibleChanged, &loop, &QEventLoop::quit);
+    QObject *const object =
+        component.createWithInitialProperties({{QStringLiteral("message"), alert.message},
+                                               {QStringLiteral("informativeText"),
+                                                alert.informativeText},
+                                               {QStringLiteral("buttons"), alert.buttons}});
+    alert_.reset(qobject_cast<QQuickWindow *>(object));
+    Q_ASSERT_X(alert_, "QuickDesktop", qPrintable(component.errorString()));
+    // An answer closes it. Queued, as the window is deleted then.
+    QObject::connect(
+        alert_.get(), &QWindow::visibleChanged, &context_,
+        [this, shown = alert_.get()](bool visible) {
+            if (!visible && shown == alert_.get()) {
+                finishAlert();
+            }
+        },
+        Qt::QueuedConnection);
     if (window_ && window_->isVisible()) {
         // Over whatever sheet is open on the window.
         QWindow *below = window_;
@@ -132,22 +155,32 @@ int QuickDesktop::runAlert(const Alert &alert)
                 below = focused;
             }
         }
-        shown->setTransientParent(below);
+        alert_->setTransientParent(below);
         const QRect place = window_->geometry();
-        shown->setPosition(place.center() - QPoint(shown->width() / 2, shown->height() / 2));
+        alert_->setPosition(place.center() - QPoint(alert_->width() / 2, alert_->height() / 2));
     }
-    shown->show();
-    shown->requestActivate();
-    loop.exec();
-    shown->close();
-    return shown->property("answer").toInt();
+    alert_->show();
+    alert_->requestActivate();
+}
+
+void QuickDesktop::finishAlert()
+{
+    const Question question = questions_.takeFirst();
+    question.answer.resume(alert_->property("answer").toInt());
+    alert_.reset();
+    if (!questions_.isEmpty()) {
+        showNextAlert();
+    }
 }
 
 void QuickDesktop::dismissAlert()
 {
-    if (QQuickWindow *const shown = alert_) {
-        alert_ = nullptr;
-        shown->close();
+    while (questions_.size() > (alert_ ? 1 : 0)) {
+        const Question question = questions_.takeLast();
+        question.answer.resume(static_cast<int>(question.alert.buttons.size()) - 1);
+    }
+    if (alert_) {
+        alert_->close();
     }
 }
 

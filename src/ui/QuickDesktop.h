@@ -1,6 +1,7 @@
 #pragma once
 
-#include "core/Dependencies.h"
+#include "base/OneShot.h"
+#include "core/Desktop.h"
 #include "platform/ActivationTokens.h"
 #include "platform/Platform.h"
 
@@ -25,10 +26,9 @@ public:
     void setWindow(QQmlEngine *engine, QQuickWindow *window);
 
     /// As promised by Desktop. Closing the alert, Escape, and the application's end press the last
-    /// button. While an alert is shown, another is not: the call returns its last button at once.
-    int runAlert(const Alert &alert) override;
-    /// Presses the last button of the alert that is shown, if there is one. Its call returns as
-    /// soon as the event loop that it serves goes on; until then another alert can be shown.
+    /// button.
+    QCoro::Task<int> runAlert(Alert alert) override;
+    /// Presses the last button of every alert that is shown or waits.
     void dismissAlert();
     void reveal(const QString &path) override;
     void copyText(const QString &text) override;
@@ -42,16 +42,29 @@ public:
     /// Whether something that `reveal` started still runs.
     bool isRevealing() const { return *revealing_ > 0; }
     /// The alert that is shown now; null otherwise.
-    QQuickWindow *alertWindow() const { return alert_; }
+    QQuickWindow *alertWindow() const
+    {
+        return alert_ && alert_->isVisible() ? alert_.get() : nullptr;
+    }
 
 private:
+    struct Question
+    {
+        Alert alert;
+        OneShot<int> answer;
+    };
+    void showNextAlert();
+    void finishAlert();
+
     QList<Platform::Command> reveal_;
     QString fileManager_;
     // Counts what runs; shared with it, as it may outlive this.
     std::shared_ptr<int> revealing_ = std::make_shared<int>(0);
     QPointer<QQmlEngine> engine_;
     QPointer<QQuickWindow> window_;
-    QPointer<QQuickWindow> alert_;
+    QList<Question> questions_; // the first is shown in `alert_`
+    std::unique_ptr<QQuickWindow> alert_;
+    QObject context_; // of what the alert's window announces
     std::unique_ptr<ActivationTokens> tokens_; // under Wayland, as long as there is a window
     quint64 lastInput_ = 0;
     int starts_ = 0;

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "base/OneShot.h"
-#include "core/Dependencies.h"
+#include "core/Desktop.h"
 
 #include <QList>
 #include <QStringList>
@@ -14,13 +14,13 @@ namespace brindle {
 class RecordingDesktop final : public Desktop
 {
 public:
-    int runAlert(const Alert &alert) override
+    QCoro::Task<int> runAlert(Alert alert) override
     {
         alerts << alert;
         if (onAlert) {
             onAlert();
         }
-        return answer;
+        co_return answer;
     }
     void reveal(const QString &path) override { revealed << path; }
     void copyText(const QString &text) override { copied << text; }

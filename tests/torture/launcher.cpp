@@ -26,7 +26,7 @@ namespace {
 class AgreeingDesktop final : public Desktop
 {
 public:
-    int runAlert(const Alert & /*alert*/) override { return 0; }
+    QCoro::Task<int> runAlert(Alert /*alert*/) override { co_return 0; }
     void reveal(const QString & /*path*/) override {}
     void copyText(const QString & /*text*/) override {}
     void openPage(const QUrl & /*page*/) override {}

@@ -158,7 +158,7 @@ int ViewFixture::withAlert(const Alert &alert, const std::function<void(QQuickWi
         }
     });
     waiter.start(1);
-    return desktop.runAlert(alert);
+    return await(desktop.runAlert(alert));
 }
 
 QQuickItem *ViewFixture::restOnProgress(double share)

@@ -54,7 +54,7 @@ class TestQuickDesktop : public QObject
             }
         });
         waiter.start(1);
-        return desktop_->runAlert(alert);
+        return await(desktop_->runAlert(alert));
     }
 
     /// Shows a path by these commands, and waits until that has ended.
@@ -200,17 +200,24 @@ private Q_SLOTS:
         QCOMPARE(answer, 0);
     }
 
-    void aSecondAlertDoesNotOpenOverTheFirst()
+    void alertsAreShownOneAfterAnother()
     {
-        int second = -1;
-        const int answer = run(question, [&](QQuickWindow *window) {
-            second = desktop_->runAlert(question);
+        std::optional<int> second;
+        const int first = run(question, [&](QQuickWindow *window) {
+            desktop_->runAlert(question).then([&](int pressed) { second = pressed; });
             QCOMPARE(desktop_->alertWindow(), window);
-            QTest::keyClick(window, Qt::Key_Return);
+            QTest::keyClick(window, Qt::Key_Escape);
         });
-        QCOMPARE(second, 1);
-        QCOMPARE(answer, 0);
-        QCOMPARE(run(question, [](QQuickWindow *window) { window->close(); }), 1);
+        QCOMPARE(first, 1);
+        spinUntil([&] {
+            return desktop_->alertWindow() &&
+                   QGuiApplication::focusWindow() == desktop_->alertWindow();
+        });
+        QVERIFY(!second);
+        QTest::keyClick(desktop_->alertWindow(), Qt::Key_Return);
+        spinUntil([&] { return second.has_value(); });
+        QCOMPARE(*second, 0);
+        QVERIFY(!desktop_->alertWindow());
     }
 
     void eventsAreServedMeanwhile()
@@ -249,7 +256,7 @@ private Q_SLOTS:
         const int answer = run(question, [&](QQuickWindow *window) {
             desktop_->dismissAlert();
             QVERIFY(!window->isVisible());
-            // The place is free for another, although the first call has not returned.
+            // Another one is shown next, although the first call has not returned.
             second =
                 run(question, [](QQuickWindow *next) { QTest::keyClick(next, Qt::Key_Return); });
         });
@@ -259,7 +266,10 @@ private Q_SLOTS:
 
     void theApplicationsEndAnswersWithTheLast()
     {
-        QCOMPARE(run(question, [](QQuickWindow *) { QCoreApplication::exit(); }), 1);
+        const int answer = run(question, [](QQuickWindow *) {
+            QMetaObject::invokeMethod(qApp, "aboutToQuit", Qt::DirectConnection);
+        });
+        QCOMPARE(answer, 1);
     }
 
     void copyReplacesTheClipboard()
