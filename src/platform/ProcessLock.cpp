@@ -12,13 +12,21 @@ namespace brindle {
 
 namespace {
 
-/// Whoever had the lock before may have removed what was opened since.
-bool isStillAt(const QByteArray &name, int descriptor)
+ProcessLock::Outcome lock(int descriptor, const QByteArray &name)
 {
+    using Outcome = ProcessLock::Outcome;
     struct stat opened = {};
     struct stat there = {};
-    return fstat(descriptor, &opened) == 0 && lstat(name.constData(), &there) == 0 &&
-           there.st_dev == opened.st_dev && there.st_ino == opened.st_ino;
+    if (fstat(descriptor, &opened) != 0 || opened.st_uid != geteuid()) {
+        return Outcome::unavailable;
+    }
+    if (flock(descriptor, LOCK_EX | LOCK_NB) != 0) {
+        return errno == EWOULDBLOCK ? Outcome::taken : Outcome::unavailable;
+    }
+    // The holder before may have removed the file after it was opened here.
+    const bool isStillThere = lstat(name.constData(), &there) == 0 &&
+                              there.st_dev == opened.st_dev && there.st_ino == opened.st_ino;
+    return isStillThere ? Outcome::held : Outcome::taken;
 }
 
 } // namespace
@@ -27,9 +35,13 @@ ProcessLock::ProcessLock(QString path, Kind kind) : path_(std::move(path)), kind
 
 ProcessLock::~ProcessLock()
 {
-    if (descriptor_ >= 0) {
-        close(descriptor_);
+    if (descriptor_ < 0) {
+        return;
     }
+    if (kind_ == Kind::file) {
+        QFile::remove(path_);
+    }
+    close(descriptor_);
 }
 
 ProcessLock::Outcome ProcessLock::tryLock()
@@ -42,15 +54,10 @@ ProcessLock::Outcome ProcessLock::tryLock()
     const int descriptor =
         open(name.constData(), flags | O_CLOEXEC | O_NOFOLLOW, S_IRUSR | S_IWUSR);
     if (descriptor < 0) {
-        const bool gone = kind_ == Kind::folder && errno == ENOENT;
-        return gone ? Outcome::taken : Outcome::unavailable;
+        const bool isGone = kind_ == Kind::folder && errno == ENOENT;
+        return isGone ? Outcome::taken : Outcome::unavailable;
     }
-    Outcome outcome = Outcome::held;
-    if (flock(descriptor, LOCK_EX | LOCK_NB) != 0) {
-        outcome = errno == EWOULDBLOCK ? Outcome::taken : Outcome::unavailable;
-    } else if (!isStillAt(name, descriptor)) {
-        outcome = Outcome::taken;
-    }
+    const Outcome outcome = lock(descriptor, name);
     if (outcome == Outcome::held) {
         descriptor_ = descriptor;
     } else {

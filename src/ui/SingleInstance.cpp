@@ -1,9 +1,10 @@
 #include "ui/SingleInstance.h"
 
+#include "base/Error.h"
 #include "files/Files.h"
 
 #include <QDeadlineTimer>
-#include <QDir>
+#include <QFileInfo>
 #include <QLocalSocket>
 #include <QThread>
 
@@ -15,22 +16,17 @@
 
 namespace brindle {
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 // A request is one line: the activation token, a tab and the startup id. An answer is one line.
 constexpr qint64 maxText = 255;
 constexpr qint64 maxRequest = 2 * maxText + 2;
-const QByteArray shownAnswer = QByteArrayLiteral("shown\n");
+const auto shownAnswer = "shown\n"_ba;
 constexpr int retryInterval = 20; // milliseconds
-// How many may be waiting to be answered while the first is still making its window.
+// So many later launchers may wait while the first one makes its window.
 constexpr int backlog = 128;
-
-/// Makes a folder that nobody else may look into. Failures show when it is used.
-void makeFolder(const QString &folder)
-{
-    QDir().mkpath(folder);
-    Files::makePrivate(folder);
-}
 
 /// Returns `text` if it is short and printable ASCII. A longer token makes libwayland end the
 /// program.
@@ -42,39 +38,35 @@ QByteArray usable(const QByteArray &text)
 
 } // namespace
 
-SingleInstance::SingleInstance(const QString &folder, QObject *parent)
+SingleInstance::SingleInstance(const QString &storageRoot, QObject *parent)
     : QObject(parent)
-    , folder_(QDir::cleanPath(QDir(folder).absolutePath()))
-    , lockFile_(folder_ + QStringLiteral("/brindle.lock"))
+    , folder_(QFileInfo(storageRoot).absolutePath())
+    , name_(u"/."_s + QFileInfo(storageRoot).fileName())
+    , lock_(folder_ + name_ + u".lock"_s)
 {
-    lock_ = std::make_unique<ProcessLock>(lockFile_);
     connect(&server_, &QLocalServer::newConnection, this, &SingleInstance::serve);
 }
 
 SingleInstance::~SingleInstance()
 {
-    server_.close(); // which removes its socket by way of the descriptor
+    server_.close(); // removes the socket by way of the descriptor
     if (longFolder_ >= 0) {
         ::close(longFolder_);
     }
-}
-
-QString SingleInstance::folder(const QString &runtimeFolder, const QString &storageRoot)
-{
-    if (QDir::isAbsolutePath(runtimeFolder)) {
-        return runtimeFolder;
-    }
-    makeFolder(storageRoot);
-    return storageRoot;
 }
 
 SingleInstance::Role SingleInstance::claim(const QByteArray &activationToken,
                                            const QByteArray &startupId, int patience)
 {
     const QByteArray request = usable(activationToken) + '\t' + usable(startupId) + '\n';
+    try {
+        Files::createFolder(folder_);
+    } catch (const SystemError &) {
+        // Ignored: there is no lock to be had then.
+    }
     const QDeadlineTimer deadline(patience);
     while (true) {
-        if (lock_->tryLock() != ProcessLock::Outcome::taken) {
+        if (lock_.tryLock() != ProcessLock::Outcome::taken) {
             return Role::first;
         }
         const int rest = static_cast<int>(deadline.remainingTime());
@@ -84,7 +76,7 @@ SingleInstance::Role SingleInstance::claim(const QByteArray &activationToken,
         if (deadline.hasExpired()) {
             return Role::unanswered;
         }
-        // It holds the lock but does not listen yet, or no longer.
+        // The first launcher does not listen yet, or no longer.
         QThread::msleep(retryInterval);
     }
 }
@@ -110,54 +102,27 @@ SingleInstance::Answer SingleInstance::askFirst(const QByteArray &request, int p
 void SingleInstance::listen()
 {
     const QString socket = socketName();
-    // Whatever lies there belongs to nobody: the lock is ours.
+    // This process has the lock, so nobody else listens there.
     QLocalServer::removeServer(socket);
     server_.setSocketOptions(QLocalServer::UserAccessOption);
     server_.setListenBacklogSize(backlog);
     if (!server_.listen(socket)) {
         qWarning("Later starts can't be answered: %s", qPrintable(server_.errorString()));
     }
-    if (!watcher_) {
-        watcher_ = std::make_unique<QFileSystemWatcher>();
-        connect(watcher_.get(), &QFileSystemWatcher::fileChanged, this, &SingleInstance::restore);
-    }
-    // It is the file that is watched, not the name.
-    watcher_->removePath(lockFile_);
-    watcher_->addPath(lockFile_);
-}
-
-void SingleInstance::restore()
-{
-    if (QFile::exists(lockFile_)) {
-        return;
-    }
-    makeFolder(folder_);
-    lock_ = std::make_unique<ProcessLock>(lockFile_);
-    if (lock_->tryLock() != ProcessLock::Outcome::taken) {
-        server_.close();
-        listen();
-    }
 }
 
 QString SingleInstance::socketName()
 {
-    const QString name = QStringLiteral("/brindle.socket");
+    const QString name = name_ + u".socket"_s;
     if (QFile::encodeName(folder_ + name).size() < qsizetype{sizeof(sockaddr_un::sun_path)}) {
         return folder_ + name;
     }
-    // Where there is no /proc, nobody answers; the lock holds all the same.
-    if (longFolder_ >= 0) {
-        ::close(longFolder_);
+    // Without /proc nobody answers, but the lock holds all the same.
+    if (longFolder_ < 0) {
+        longFolder_ =
+            ::open(QFile::encodeName(folder_).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     }
-    longFolder_ =
-        ::open(QFile::encodeName(folder_).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    return QStringLiteral("/proc/self/fd/%1").arg(longFolder_) + name;
-}
-
-void SingleInstance::stopListening()
-{
-    watcher_.reset();
-    server_.close();
+    return u"/proc/self/fd/%1"_s.arg(longFolder_) + name;
 }
 
 void SingleInstance::serve()
@@ -177,7 +142,7 @@ void SingleInstance::serve()
             }
         };
         connect(socket, &QLocalSocket::readyRead, this, read);
-        // What came before the connection was taken up.
+        // The request may be there already.
         read();
     }
 }

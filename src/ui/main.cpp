@@ -14,7 +14,6 @@
 
 #include <QDir>
 #include <QGuiApplication>
-#include <QStandardPaths>
 #include <QTimer>
 
 #include <cstdio>
@@ -49,8 +48,7 @@ Dependencies parts(std::shared_ptr<Desktop> desktop, Platform platform)
 
 int main(int argc, char *argv[])
 {
-    SingleInstance instance(SingleInstance::folder(
-        QStandardPaths::writableLocation(QStandardPaths::RuntimeLocation), Paths::root()));
+    SingleInstance instance(Paths::root());
     switch (instance.claim(qgetenv("XDG_ACTIVATION_TOKEN"), qgetenv("DESKTOP_STARTUP_ID"))) {
     case SingleInstance::Role::first:
         break;

@@ -144,8 +144,11 @@ void Launcher::open()
 
 int Launcher::openAgain()
 {
+    auto variables = environment();
+    variables.insert(QStringLiteral("XDG_RUNTIME_DIR"),
+                     home_.filePath(QStringLiteral("temporary")));
     QProcess again;
-    again.setProcessEnvironment(environment());
+    again.setProcessEnvironment(variables);
     again.start(program_, {});
     screen_.wait("the end of a second start",
                  [&again] { return again.state() == QProcess::NotRunning; });

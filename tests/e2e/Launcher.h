@@ -20,7 +20,7 @@ public:
 
     /// Starts it, and waits until its window has the keyboard.
     void open();
-    /// A start while one runs; its exit code.
+    /// Starts the launcher once more, as from another login. Returns its exit code.
     int openAgain();
     /// Starts so many at once and waits until one is left, which is the launcher from then on; how
     /// many ended with 0.

@@ -51,7 +51,7 @@ private Q_SLOTS:
         QCOMPARE(one->tryLock(), Outcome::held);
         QCOMPARE(other.tryLock(), Outcome::taken);
         one.reset();
-        QVERIFY(QFile::exists(file()));
+        QVERIFY(!QFile::exists(file()));
         QCOMPARE(other.tryLock(), Outcome::held);
     }
 
@@ -116,6 +116,17 @@ private Q_SLOTS:
         close(ready[1]);
     }
 
+    void anotherUsersFileIsUnavailable()
+    {
+        if (geteuid() != 0) {
+            QSKIP("only root can make another user's file");
+        }
+        QVERIFY(QFile(file("foreign")).open(QIODevice::WriteOnly));
+        QCOMPARE(chown(QFile::encodeName(file("foreign")).constData(), 65534, 65534), 0);
+        QCOMPARE(ProcessLock(file("foreign")).tryLock(), Outcome::unavailable);
+        QVERIFY(QFile::exists(file("foreign")));
+    }
+
     void unusablePlaces()
     {
         ProcessLock missing(file("missing/lock"));
@@ -125,7 +136,8 @@ private Q_SLOTS:
         ProcessLock link(file("link"));
         QCOMPARE(link.tryLock(), Outcome::unavailable);
         QVERIFY(!QFileInfo::exists(file("elsewhere")));
-        for (const char *name : {"lock", "link"}) {
+        QVERIFY(QFile(file("file")).open(QIODevice::WriteOnly));
+        for (const char *name : {"file", "link"}) {
             ProcessLock noFolder(file(name), ProcessLock::Kind::folder);
             QCOMPARE(noFolder.tryLock(), Outcome::unavailable);
         }
