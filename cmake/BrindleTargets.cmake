@@ -33,12 +33,34 @@ function(brindle_headers name)
     target_include_directories(${name} PRIVATE "${CMAKE_CURRENT_BINARY_DIR}/CMakeFiles/${name}.dir")
 endfunction()
 
-# brindle_test(<name> SOURCES <files…> LINKS <targets…> [RESOURCE_LOCK <lock>])
-# One Qt Test program, registered with CTest under the same name. A folder whose tests show windows
-# sets BRINDLE_TEST_HEADERS to brindle_window_test_headers.
-function(brindle_test name)
-    cmake_parse_arguments(TEST "" "RESOURCE_LOCK" "SOURCES;LINKS" ${ARGN})
-    add_executable(${name} ${TEST_SOURCES})
+# brindle_tests(<name> TESTS <names…> [SOURCES <files…>] LINKS <targets…>)
+# One program for a folder's tests. Each test is a source <test>.cpp with a main of its own, which
+# becomes a function of the test's name; the program's first argument says which one to run. CTest
+# knows each test by its name. A folder whose tests show windows sets BRINDLE_TEST_HEADERS to
+# brindle_window_test_headers.
+function(brindle_tests name)
+    cmake_parse_arguments(TEST "" "" "TESTS;SOURCES;LINKS" ${ARGN})
+    set(main "${CMAKE_CURRENT_BINARY_DIR}/${name}.cpp")
+    set(functions "")
+    set(rows "")
+    foreach(test IN LISTS TEST_TESTS)
+        list(APPEND TEST_SOURCES ${test}.cpp)
+        set_property(SOURCE ${test}.cpp APPEND PROPERTY COMPILE_DEFINITIONS main=${test})
+        string(APPEND functions "int ${test}(int argc, char *argv[]);\n")
+        string(APPEND rows "    if (name == \"${test}\") {\n        return ${test}(argc - 1, argv + 1);\n    }\n")
+    endforeach()
+    file(CONFIGURE OUTPUT "${main}" @ONLY CONTENT [[
+#include <string_view>
+
+@functions@
+int main(int argc, char *argv[])
+{
+    const std::string_view name = argc > 1 ? argv[1] : "";
+@rows@    return 2;
+}
+]])
+    add_executable(${name} ${TEST_SOURCES} "${main}")
+    set_source_files_properties("${main}" PROPERTIES SKIP_AUTOMOC ON SKIP_PRECOMPILE_HEADERS ON)
     # The last two for the headers that are shared.
     target_link_libraries(${name} PRIVATE ${TEST_LINKS} Qt6::Test Qt6::Network QCoro6::Core)
     if(NOT BRINDLE_TEST_HEADERS)
@@ -47,14 +69,22 @@ function(brindle_test name)
     target_precompile_headers(${name} REUSE_FROM ${BRINDLE_TEST_HEADERS})
     # As the precompiled header is, whose target is a library; Qt asks for it only before 6.8.
     target_compile_options(${name} PRIVATE -fPIC)
-    add_test(NAME ${name} COMMAND ${name})
-    # Without the session's message bus, as what has been chosen on this desktop would be seen. Without
-    # the portal, as Qt (6.8) leaks the question whether there is one.
+    # The libraries find the stand-ins for system calls that a test defines.
+    set_target_properties(${name} PROPERTIES ENABLE_EXPORTS ON)
+    foreach(test IN LISTS TEST_TESTS)
+        brindle_add_test(${test} ${name} ${test})
+    endforeach()
+endfunction()
+
+# brindle_add_test(<name> <command…> [VARIABLES <name=value…>])
+# Registers a command with CTest, in the environment that all tests run in: without the session's
+# message bus, as what has been chosen on this desktop would be seen; without the portal, as Qt (6.8)
+# leaks the question whether there is one.
+function(brindle_add_test name)
+    cmake_parse_arguments(TEST "" "" "VARIABLES" ${ARGN})
+    add_test(NAME ${name} COMMAND ${TEST_UNPARSED_ARGUMENTS})
     set_tests_properties(${name} PROPERTIES
-        ENVIRONMENT "QT_QPA_PLATFORM=offscreen;DBUS_SESSION_BUS_ADDRESS=autolaunch:;QT_NO_XDG_DESKTOP_PORTAL=1;ASAN_OPTIONS=detect_leaks=1;LSAN_OPTIONS=suppressions=${CMAKE_SOURCE_DIR}/tests/lsan.supp;UBSAN_OPTIONS=print_stacktrace=1")
-    if(TEST_RESOURCE_LOCK)
-        set_tests_properties(${name} PROPERTIES RESOURCE_LOCK ${TEST_RESOURCE_LOCK})
-    endif()
+        ENVIRONMENT "QT_QPA_PLATFORM=offscreen;DBUS_SESSION_BUS_ADDRESS=autolaunch:;QT_NO_XDG_DESKTOP_PORTAL=1;ASAN_OPTIONS=detect_leaks=1;LSAN_OPTIONS=suppressions=${CMAKE_SOURCE_DIR}/tests/lsan.supp;UBSAN_OPTIONS=print_stacktrace=1;${TEST_VARIABLES}")
 endfunction()
 
 # brindle_protocol(<target> <client-header | server-header | private-code>…)

@@ -73,7 +73,7 @@ private:
     {
         auto process = std::make_unique<QProcess>();
         process->setProcessChannelMode(QProcess::MergedChannels);
-        process->start(QCoreApplication::applicationFilePath(), {QStringLiteral("--end"), how});
+        process->start(QCoreApplication::applicationFilePath(), {QStringLiteral("tst_threads"), QStringLiteral("--end"), how});
         return process;
     }
 

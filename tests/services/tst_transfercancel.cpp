@@ -352,7 +352,7 @@ void TestTransferCancel::droppedTaskEndsAtExit()
     environment.insert(QStringLiteral("ASAN_OPTIONS"), QStringLiteral("detect_leaks=0"));
     process.setProcessEnvironment(environment);
     process.setProcessChannelMode(QProcess::MergedChannels);
-    process.start(QCoreApplication::applicationFilePath(), {QStringLiteral("--exit"), how});
+    process.start(QCoreApplication::applicationFilePath(), {QStringLiteral("tst_transfercancel"), QStringLiteral("--exit"), how});
     QVERIFY(process.waitForFinished());
     QVERIFY2(process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0,
              process.readAll().constData());

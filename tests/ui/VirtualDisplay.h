@@ -2,6 +2,9 @@
 
 #include <QtGlobal>
 
+#include <filesystem>
+#include <string>
+
 #include <unistd.h>
 #include <vector>
 
@@ -14,7 +17,8 @@ inline void moveToVirtualDisplay(const char *script, int argc, char *argv[])
     if (qgetenv("QT_QPA_PLATFORM") == "xcb") {
         return;
     }
-    std::vector<char *> again{const_cast<char *>(script)};
+    static std::string program = std::filesystem::read_symlink("/proc/self/exe");
+    std::vector<char *> again{const_cast<char *>(script), program.data()};
     again.insert(again.end(), argv, argv + argc + 1);
     execv(script, again.data());
     qFatal("%s can't be started", script);

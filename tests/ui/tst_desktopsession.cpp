@@ -224,7 +224,7 @@ private Q_SLOTS:
         QFETCH(bool, portal);
         services_->portal.answer = portal ? Answer::reply : Answer::refuse;
         QProcess killed;
-        killed.start(QCoreApplication::applicationFilePath(), {QStringLiteral("--download")});
+        killed.start(QCoreApplication::applicationFilePath(), {QStringLiteral("tst_desktopsession"), QStringLiteral("--download")});
         spinUntil([&] { return !(portal ? portalLog() : services_->login.log).isEmpty(); });
         waitForMessages();
         const QString caller = services_->portal.caller;
@@ -264,7 +264,7 @@ private Q_SLOTS:
             environment.insert(QLatin1String(name), address);
         }
         process.setProcessEnvironment(environment);
-        process.start(QCoreApplication::applicationFilePath(), {QStringLiteral("--setup")});
+        process.start(QCoreApplication::applicationFilePath(), {QStringLiteral("tst_desktopsession"), QStringLiteral("--setup")});
         QVERIFY(process.waitForFinished());
         QCOMPARE(process.exitCode(), 0);
         QCOMPARE(process.readAllStandardError(), QByteArray());
