@@ -2,6 +2,7 @@
 
 #include "base/Text.h"
 #include "files/Files.h"
+#include "project/Links.h"
 
 #include <QDir>
 #include <QFile>
@@ -13,11 +14,9 @@
 #include <filesystem>
 #include <vector>
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 namespace brindle {
+
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -25,6 +24,11 @@ namespace fs = std::filesystem;
 
 constexpr int maxDepth = 5;
 constexpr qsizetype maxControls = 8;
+// Together these keep the saved description below 1 MiB, also with each character escaped.
+constexpr qsizetype maxLineChars = 4'096;
+constexpr qsizetype maxAddons = 256;
+constexpr qsizetype maxSubmoduleChars = 32'768; ///< of all paths and addresses
+constexpr qsizetype charsPerSubmodule = 64;     ///< that each counts for besides
 
 /// One folder's visible entries: whether the project file is among them, and its sub-folders.
 struct Listing
@@ -53,50 +57,36 @@ Listing listed(const fs::path &folder)
     return listing;
 }
 
-/// The whole text of a regular file (links to one are followed) without a byte order mark; absent
-/// when it is missing, unreadable, too large or not valid UTF-8. Never waits for another program,
-/// whatever kind of file it is.
-std::optional<QString> readText(const QString &path)
+/// The text of a regular file without a byte order mark. Absent when the file is missing, too large
+/// or not valid UTF-8, and when a link leads to it from `repository` to the outside.
+std::optional<QString> readText(const QString &repository, const QString &path)
 {
+    QFile file(path);
     // Opening a pipe would wait for its writer.
-    const int descriptor =
-        open(QFile::encodeName(path).constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-    struct stat status = {};
-    QFile file;
-    if (descriptor < 0 ||
-        !file.open(descriptor, QIODevice::ReadOnly, QFileDevice::AutoCloseHandle) ||
-        fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode)) {
-        return std::nullopt;
-    }
-    // In pieces: a buffer of the most that may come costs more than nearly every file.
-    constexpr qint64 pieceBytes = 65'536;
-    constexpr qint64 maxBytes = ProjectInspector::maxFileBytes;
-    QByteArray bytes;
-    for (QByteArray piece = file.read(pieceBytes); !piece.isEmpty() && bytes.size() <= maxBytes;
-         piece = file.read(pieceBytes)) {
-        bytes += piece;
-    }
-    if (file.error() != QFileDevice::NoError || bytes.size() > maxBytes) {
+    if (!QFileInfo(path).isFile() || !Links::stayInside(repository, path) ||
+        !file.open(QIODevice::ReadOnly) || file.size() > ProjectInspector::maxFileBytes) {
         return std::nullopt;
     }
     // Stateless, so that a sequence cut off by the file's end is an error too.
     QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
-    QString text = decoder.decode(bytes);
-    return decoder.hasError() ? std::nullopt : std::optional(text);
+    QString text = decoder.decode(file.readAll());
+    const bool isGood = file.error() == QFileDevice::NoError && !decoder.hasError();
+    return isGood ? std::optional(text) : std::nullopt;
 }
 
-/// Hands each line to `use`, without white space at its ends, until that returns false. What can't
-/// be read is one empty line.
+/// Calls `use` with each line, trimmed, until that returns false. Leaves out lines that are too
+/// long. Missing text is one empty line.
 template <typename Use>
 void eachLine(const std::optional<QString> &text, Use use)
 {
-    Text::eachLine(text.value_or(QString()),
-                   [&use](QStringView line) { return use(Text::withoutWhitespace(line)); });
+    Text::eachLine(text.value_or(QString()), [&use](QStringView line) {
+        return line.size() > maxLineChars || use(Text::withoutWhitespace(line));
+    });
 }
 
 QStringList quoted(const QString &line)
 {
-    static const QRegularExpression pattern(QStringLiteral(R"re("([^"]*)")re"));
+    static const QRegularExpression pattern(uR"re("([^"]*)")re"_s);
     QStringList items;
     for (auto match = pattern.globalMatch(line); match.hasNext();) {
         items.append(match.next().captured(1));
@@ -107,8 +97,7 @@ QStringList quoted(const QString &line)
 /// Decimal digits with an optional sign; anything else, or what does not fit, is 0.
 qint64 integer(const QString &text)
 {
-    static const QRegularExpression pattern(
-        QRegularExpression::anchoredPattern(QStringLiteral("[+-]?[0-9]+")));
+    static const QRegularExpression pattern(QRegularExpression::anchoredPattern(u"[+-]?[0-9]+"_s));
     return pattern.match(text).hasMatch() ? text.toLongLong() : 0;
 }
 
@@ -124,7 +113,7 @@ bool take(QStringView &view, QStringView prefix)
 
 void readProjectFile(const QString &projectDir, ProjectInfo &info)
 {
-    const auto text = readText(QDir(projectDir).filePath(QStringLiteral("project.godot")));
+    const auto text = readText(info.repoRoot, projectDir + u"/project.godot"_s);
     eachLine(text, [&info](QStringView line) {
         QStringView rest = line;
         if (take(rest, u"config_version=")) {
@@ -146,7 +135,7 @@ void readProjectFile(const QString &projectDir, ProjectInfo &info)
 QString repositoryFolder(const QString &projectDir)
 {
     for (const QString &candidate : {projectDir, QFileInfo(projectDir).path()}) {
-        const QFileInfo modules(QDir(candidate).filePath(QStringLiteral(".gitmodules")));
+        const QFileInfo modules(candidate + u"/.gitmodules"_s);
         if (modules.exists() || modules.isSymLink()) {
             return candidate;
         }
@@ -158,7 +147,8 @@ QList<Submodule> readSubmodules(const QString &repository)
 {
     QList<Submodule> submodules;
     QString path;
-    const auto text = readText(QDir(repository).filePath(QStringLiteral(".gitmodules")));
+    qsizetype room = maxSubmoduleChars;
+    const auto text = readText(repository, repository + u"/.gitmodules"_s);
     eachLine(text, [&](QStringView line) {
         const qsizetype equals = line.indexOf(u'=');
         // An empty side is no piece, and two are needed.
@@ -170,27 +160,34 @@ QList<Submodule> readSubmodules(const QString &repository)
         if (key == u"path") {
             path = value.toString();
         } else if (key == u"url") {
-            submodules.append({path, value.toString()});
+            const qsizetype needed = path.size() + value.size() + charsPerSubmodule;
+            if (needed <= room) {
+                room -= needed;
+                submodules.append({path, value.toString()});
+            }
         }
         return true;
     });
     return submodules;
 }
 
-QStringList readAddons(const QString &projectDir)
+QStringList readAddons(const QString &repository, const QString &projectDir)
 {
-    QStringList names = Files::names(QDir(projectDir).filePath(QStringLiteral("addons")));
+    const QString folder = projectDir + u"/addons"_s;
+    QStringList names =
+        Links::stayInside(repository, folder) ? Files::names(folder) : QStringList();
     names.removeIf([](const QString &name) { return name.startsWith(u'.'); });
-    std::sort(names.begin(), names.end());
-    return names;
+    names.sort();
+    return names.first(qMin(names.size(), maxAddons));
 }
 
-/// The first readable file: each name is tried in each folder before the next name.
-std::optional<QString> readFirst(const QStringList &names, const QStringList &folders)
+/// The first readable file: each name is tried in the repository, then in the project.
+std::optional<QString> readFirst(const QStringList &names, const QString &repository,
+                                 const QString &projectDir)
 {
     for (const QString &name : names) {
-        for (const QString &folder : folders) {
-            if (auto text = readText(QDir(folder).filePath(name))) {
+        for (const QString &folder : {repository, projectDir}) {
+            if (auto text = readText(repository, folder + u'/' + name)) {
                 return text;
             }
         }
@@ -198,11 +195,8 @@ std::optional<QString> readFirst(const QStringList &names, const QStringList &fo
     return std::nullopt;
 }
 
-void readLicense(const QStringList &folders, ProjectInfo &info)
+void readLicense(const std::optional<QString> &text, ProjectInfo &info)
 {
-    const auto text = readFirst({QStringLiteral("LICENSE"), QStringLiteral("LICENSE.md"),
-                                 QStringLiteral("LICENSE.txt"), QStringLiteral("COPYING")},
-                                folders);
     bool hasTitle = false;
     eachLine(text, [&](QStringView line) {
         if (line.isEmpty()) {
@@ -275,19 +269,19 @@ ProjectInfo ProjectInspector::inspect(const QString &projectDir)
 {
     const QString project = QDir::cleanPath(QDir(projectDir).absolutePath());
     ProjectInfo info;
+    info.repoRoot = repositoryFolder(project);
     readProjectFile(project, info);
-    info.usesCSharp = info.features.contains(QStringLiteral("C#"));
+    info.usesCSharp = info.features.contains(u"C#"_s);
     const auto version =
         std::find_if(info.features.begin(), info.features.end(), ProjectInfo::isVersion);
     info.godotVersion = version == info.features.end() ? std::nullopt : std::optional(*version);
-    info.repoRoot = repositoryFolder(project);
     info.submodules = readSubmodules(info.repoRoot);
-    info.addons = readAddons(project);
-    const QStringList folders{info.repoRoot, project};
-    readLicense(folders, info);
-    const auto readme = readFirst(
-        {QStringLiteral("README.md"), QStringLiteral("README"), QStringLiteral("readme.md")},
-        folders);
+    info.addons = readAddons(info.repoRoot, project);
+    readLicense(readFirst({u"LICENSE"_s, u"LICENSE.md"_s, u"LICENSE.txt"_s, u"COPYING"_s},
+                          info.repoRoot, project),
+                info);
+    const auto readme =
+        readFirst({u"README.md"_s, u"README"_s, u"readme.md"_s}, info.repoRoot, project);
     readTagline(readme, info);
     info.controls = controls(readme);
     return info;

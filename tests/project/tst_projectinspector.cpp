@@ -49,6 +49,11 @@ private Q_SLOTS:
     void unreadableSubmoduleListGivesNone();
     void readsSubmodules_data();
     void readsSubmodules();
+    void boundsSubmodules();
+    void keepsTheListsOfRealProjects();
+    void staysBelowOneMebibyte();
+    void readsNothingThroughALinkThatLeadsOutside();
+    void takesAFolderOfThatName();
 
     void listsAddons();
     void addonsComeFromTheProjectFolder();
@@ -445,6 +450,78 @@ void ProjectInspectorTest::readsSubmodules()
         list << submodule.path << submodule.url;
     }
     QTEST(list, "submodules");
+}
+
+void ProjectInspectorTest::boundsSubmodules()
+{
+    write(QStringLiteral(".gitmodules"),
+          "path = " + QByteArray(500'000, 'p') + '\n' + QByteArray("url = u\n").repeated(50'000));
+    const ProjectInfo info = inspected();
+    QVERIFY(info.toJson().size() < 1024 * 1024);
+    QCOMPARE(info.submodules.value(0), (Submodule{QString(), QStringLiteral("u")}));
+}
+
+void ProjectInspectorTest::keepsTheListsOfRealProjects()
+{
+    QByteArray modules;
+    for (int i = 0; i < 150; ++i) {
+        const QByteArray name = "module-number-" + QByteArray::number(i);
+        modules += "[submodule \"" + name + "\"]\n\tpath = thirdparty/libraries/" + name +
+                   "\n\turl = https://code.example/some-organisation/" + name + ".git\n";
+    }
+    write(QStringLiteral(".gitmodules"), modules);
+    QCOMPARE(inspected().submodules.size(), 150);
+}
+
+/// The worst that each file can do, all at once.
+void ProjectInspectorTest::staysBelowOneMebibyte()
+{
+    constexpr qsizetype room = ProjectInspector::maxFileBytes - 100;
+    for (const qsizetype length : {qsizetype(100), qsizetype(4000), room}) {
+        const QByteArray bad(length, '\x01');
+        write(
+            QStringLiteral("project.godot"),
+            "config/name=\"" + bad.left(room / 4) + "\"\nrun/main_scene=\"" + bad.left(room / 4) +
+                "\"\nconfig/features=" + QByteArray("\"a\",").repeated(qMin(length, room / 2) / 4));
+        write(QStringLiteral("LICENSE"), bad.left(room / 2) + "\ncopyright" + bad.left(room / 2));
+        write(QStringLiteral("README.md"), bad.left(room / 10) + "\n# Controls\n" +
+                                               ('-' + bad.left(room / 10) + '\n').repeated(8));
+        write(QStringLiteral(".gitmodules"),
+              "path=" + bad.left(room / 2) + '\n' +
+                  ("url=" + bad.left(room / 2) + '\n')
+                      .repeated(room / 2 / (bad.left(room / 2).size() + 5)));
+        const ProjectInfo info = inspected();
+        QVERIFY2(info.toJson().size() < 1024 * 1024,
+                 qPrintable(QString::number(info.toJson().size())));
+        QCOMPARE(ProjectInfo::fromJson(info.toJson()), info);
+    }
+    for (int i = 0; i < 1000; ++i) {
+        write(QStringLiteral("addons/%1").arg(i, 4) + QString(250, QChar(1)));
+    }
+    QVERIFY2(inspected().toJson().size() < 1024 * 1024,
+             qPrintable(QString::number(inspected().toJson().size())));
+}
+
+void ProjectInspectorTest::readsNothingThroughALinkThatLeadsOutside()
+{
+    write(QStringLiteral("private/secret"), "secret");
+    write(QStringLiteral("private/listed"));
+    QVERIFY(QDir().mkpath(path(QStringLiteral("game/sub"))));
+    for (const char *name : {"README.md", "LICENSE", "project.godot", ".gitmodules"}) {
+        QVERIFY(QFile::link(QStringLiteral("../private/secret"),
+                            path(QStringLiteral("game/") + QString::fromLatin1(name))));
+    }
+    QVERIFY(QFile::link(QStringLiteral("../private"), path(QStringLiteral("game/addons"))));
+    ProjectInfo expected = ProjectInfo::placeholder;
+    expected.godotVersion.reset();
+    expected.repoRoot = path(QStringLiteral("game"));
+    QCOMPARE(ProjectInspector::inspect(expected.repoRoot), expected);
+}
+
+void ProjectInspectorTest::takesAFolderOfThatName()
+{
+    QVERIFY(QDir().mkpath(path(QStringLiteral("a/project.godot"))));
+    QCOMPARE(found().value_or(QString()), path(QStringLiteral("a")));
 }
 
 void ProjectInspectorTest::listsAddons()

@@ -1,0 +1,75 @@
+#include "project/Links.h"
+
+#include "base/Error.h"
+
+#include <QFile>
+
+#include <algorithm>
+#include <filesystem>
+
+namespace brindle {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+fs::path native(const QString &path)
+{
+    return QFile::encodeName(path).toStdString();
+}
+
+/// @param folder without links in its path.
+bool isBelow(const fs::path &folder, const fs::path &path)
+{
+    std::error_code error;
+    const fs::path end = fs::weakly_canonical(path, error);
+    if (error == std::errc::filename_too_long) {
+        return true; // leads nowhere
+    }
+    if (error) {
+        return false;
+    }
+    // Only dangling links remain; follow the first.
+    fs::path start;
+    for (auto part = end.begin(); part != end.end(); ++part) {
+        const fs::path target = fs::read_symlink(start / *part, error);
+        if (!error) {
+            fs::path next = start / target;
+            while (++part != end.end()) {
+                next /= *part;
+            }
+            return isBelow(folder, next);
+        }
+        start /= *part;
+    }
+    const auto [rest, other] = std::mismatch(folder.begin(), folder.end(), end.begin(), end.end());
+    return rest == folder.end();
+}
+
+} // namespace
+
+bool Links::stayInside(const QString &folder, const QString &path)
+{
+    std::error_code error;
+    const fs::path root = fs::weakly_canonical(native(folder), error);
+    return !error && isBelow(root, native(path));
+}
+
+bool Links::leadOutside(const QString &folder)
+{
+    std::error_code error;
+    const fs::path root = fs::weakly_canonical(native(folder), error);
+    fs::recursive_directory_iterator entry(root, fs::directory_options::skip_permission_denied,
+                                           error);
+    for (; !error && entry != fs::recursive_directory_iterator(); entry.increment(error)) {
+        if (entry->is_symlink(error) && !isBelow(root, entry->path())) {
+            return true;
+        }
+    }
+    if (error) {
+        throw SystemError::fromErrno(error.value(), folder);
+    }
+    return false;
+}
+
+} // namespace brindle
