@@ -1,52 +1,20 @@
-// The two halves of trusting an archive: its digest, and unpacking it.
+// Unpacking an archive with DITTO, unzip and bsdtar.
 //
-// usage: bench_files FILE ARCHIVE DITTO WORK
-//   FILE is hashed, ARCHIVE unpacked with DITTO, unzip and bsdtar; WORK is emptied
+// usage: bench_files ARCHIVE DITTO WORK
+//   WORK is emptied
 
 #include "files/Files.h"
 #include "Measure.h"
 #include "ditto/Directory.h"
-#include "engine/EngineManager.h"
 
-#include <QFile>
-
-#include <array>
 #include <isa-l/igzip_lib.h>
 #include <memory>
-#include <openssl/evp.h>
 #include <stdexcept>
 #include <vector>
 
 using namespace brindle;
 
 namespace {
-
-/// What libcrypto takes for as many bytes that lie in the processor's cache.
-void digestInMemory(qint64 size)
-{
-    const std::vector<unsigned char> piece(65'536, 0x5a);
-    std::array<unsigned char, EVP_MAX_MD_SIZE> digest{};
-    const std::unique_ptr<EVP_MD_CTX, decltype(&EVP_MD_CTX_free)> context(EVP_MD_CTX_new(),
-                                                                          &EVP_MD_CTX_free);
-    bool good = EVP_DigestInit_ex(context.get(), EVP_sha512(), nullptr) == 1;
-    for (qint64 done = 0; good && done < size; done += static_cast<qint64>(piece.size())) {
-        good = EVP_DigestUpdate(context.get(), piece.data(), piece.size()) == 1;
-    }
-    if (!good || EVP_DigestFinal_ex(context.get(), digest.data(), nullptr) != 1) {
-        throw std::runtime_error("SHA-512 is not available");
-    }
-}
-
-void measureDigest(const QString &file)
-{
-    const auto ours = [&] { EngineManager::sha512(file); };
-    const auto theirs = [&] { Measure::run(QStringLiteral("sha512sum"), {file}); };
-    const Measure::Pair pair = Measure::compare([] {}, ours, theirs);
-    Measure::printRatio("sha512 / sha512sum, 500 MB", pair, 0.75);
-    const qint64 size = QFile(file).size();
-    Measure::printFloor("OpenSSL's SHA-512, nothing read", pair,
-                        Measure::alone([] {}, [size] { digestInMemory(size); }));
-}
 
 /// The packed bytes of an archive's first entry, as they lie in it.
 std::vector<unsigned char> packedEntry(const QString &archive)
@@ -105,9 +73,8 @@ void measureUnpacking(const QString &archive, const QString &ditto, const QStrin
 
 int main(int argc, char **argv)
 {
-    return Measure::program(argc, argv, "bench_files FILE ARCHIVE DITTO WORK", 4,
+    return Measure::program(argc, argv, "bench_files ARCHIVE DITTO WORK", 3,
                             [](const QStringList &arguments) {
-                                measureDigest(arguments.at(0));
-                                measureUnpacking(arguments.at(1), arguments.at(2), arguments.at(3));
+                                measureUnpacking(arguments.at(0), arguments.at(1), arguments.at(2));
                             });
 }

@@ -12,10 +12,12 @@
 #include "files/Files.h"
 
 #include <QCoreApplication>
+#include <QCryptographicHash>
 #include <QFile>
 
 #include <cstdio>
 #include <ctime>
+#include <stdexcept>
 #include <vector>
 
 using namespace brindle;
@@ -56,8 +58,13 @@ void measure(const QString &archive, const QString &work)
     const QString served = work + QStringLiteral("/served");
     Files::createFolder(served);
     QFile::link(archive, served + u'/' + name);
-    const QString list = EngineManager::sha512(archive) + QStringLiteral("  ") + name + u'\n';
-    Files::writeAtomically(served + QStringLiteral("/SHA512-SUMS.txt"), list.toUtf8());
+    QFile file(archive);
+    QCryptographicHash hash(QCryptographicHash::Sha512);
+    if (!file.open(QIODevice::ReadOnly) || !hash.addData(&file)) {
+        throw std::runtime_error("the archive can't be read");
+    }
+    Files::writeAtomically(served + QStringLiteral("/SHA512-SUMS.txt"),
+                           hash.result().toHex() + "  " + name.toUtf8() + '\n');
     const QString trusted = work + QStringLiteral("/trusted");
     Files::createFolder(trusted);
     const Served server(served, trusted + QStringLiteral("/ca-certificates.crt"));

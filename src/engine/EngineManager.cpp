@@ -9,10 +9,10 @@
 #include "project/CodeHost.h"
 
 #include <QDir>
-#include <QFile>
 #include <QFileInfo>
 
 #include <algorithm>
+#include <array>
 #include <memory>
 #include <string_view>
 
@@ -20,49 +20,40 @@
 
 namespace brindle {
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr qint64 maxChecksumBytes = 1'048'576;
 constexpr qint64 maxArchiveBytes = 2LL * 1024 * 1024 * 1024;
-constexpr qint64 hashChunk = 4'194'304;
 constexpr int firstGodot4Format = 5;
 constexpr int statusOk = 200;
 
-/// A SHA-512 under way.
+/// Hashes a download as it arrives. Failures of libcrypto yield an empty digest.
 class Sha512
 {
 public:
-    Sha512() { begin(); }
-
-    void begin()
+    /// Adds bytes; those at offset 0 begin anew.
+    void add(qint64 offset, std::string_view bytes)
     {
-        isGood_ = context_ && EVP_DigestInit_ex(context_.get(), EVP_sha512(), nullptr) == 1;
-    }
-
-    void add(std::string_view bytes)
-    {
-        isGood_ = isGood_ && EVP_DigestUpdate(context_.get(), bytes.data(), bytes.size()) == 1;
-    }
-
-    /// As 128 lower-case hexadecimal digits. Throws SystemError that names `file`. Call once.
-    QString digest(const QString &file)
-    {
-        QByteArray digest(EVP_MAX_MD_SIZE, Qt::Uninitialized);
-        unsigned int size = 0;
-        if (!isGood_ ||
-            EVP_DigestFinal_ex(context_.get(),
-                               reinterpret_cast<unsigned char *>(digest.data()), // NOLINT
-                               &size) != 1) {
-            throw SystemError(QStringLiteral("%1: the SHA-512 digest can't be computed").arg(file));
+        if (offset == 0) {
+            EVP_DigestInit_ex(context_.get(), EVP_sha512(), nullptr);
         }
-        digest.truncate(size);
-        return QString::fromLatin1(digest.toHex());
+        EVP_DigestUpdate(context_.get(), bytes.data(), bytes.size());
+    }
+
+    /// Returns 128 lower-case hexadecimal digits. Call once.
+    QString digest()
+    {
+        std::array<unsigned char, EVP_MAX_MD_SIZE> digest = {};
+        unsigned int size = 0;
+        EVP_DigestFinal_ex(context_.get(), digest.data(), &size);
+        return QString::fromLatin1(QByteArrayView(digest.data(), size).toByteArray().toHex());
     }
 
 private:
     const std::unique_ptr<EVP_MD_CTX, decltype(&EVP_MD_CTX_free)> context_{EVP_MD_CTX_new(),
                                                                            &EVP_MD_CTX_free};
-    bool isGood_ = false;
 };
 
 } // namespace
@@ -78,15 +69,13 @@ EngineManager::EngineManager(QUrl codeHost, Storage storage, QString temporaryFo
 EngineSpec EngineManager::spec(const ProjectInfo &info)
 {
     if (info.configVersion < firstGodot4Format) {
-        throw SetupError(QStringLiteral("This game was made with Godot 3 (config_version %1). This "
-                                        "app only runs Godot 4 games.")
-                             .arg(info.configVersion));
+        throw SetupError(u"This game was made with Godot 3 (config_version %1). This app only runs "
+                         "Godot 4 games."_s.arg(info.configVersion));
     }
     if (!info.godotVersion) {
-        throw SetupError(QStringLiteral("The game's project.godot does not say which Godot version "
-                                        "it needs."));
+        throw SetupError(u"The game's project.godot does not say which Godot version it needs."_s);
     }
-    return {*info.godotVersion + QStringLiteral("-stable"), info.usesCSharp};
+    return {*info.godotVersion + u"-stable"_s, info.usesCSharp};
 }
 
 std::optional<QString> EngineManager::binary(const EngineSpec &spec) const
@@ -112,106 +101,67 @@ QCoro::Task<QString> EngineManager::install(EngineSpec spec, ProgressCallback pr
                                             std::stop_token stop)
 {
     const QString zipName = spec.zipName(platform_);
-    const QString base =
-        QStringLiteral("/godotengine/godot-builds/releases/download/%1/").arg(spec.version);
+    const QString base = u"/godotengine/godot-builds/releases/download/%1/"_s.arg(spec.version);
     const auto archive = CodeHost::address(codeHost_, base + zipName);
-    const auto list = CodeHost::address(codeHost_, base + QStringLiteral("SHA512-SUMS.txt"));
+    const auto list = CodeHost::address(codeHost_, base + u"SHA512-SUMS.txt"_s);
     if (!spec.isWellFormed() || !archive || !list) {
-        throw SetupError(QStringLiteral("Internal error: bad engine address."));
+        throw SetupError(u"Internal error: bad engine address."_s);
     }
 
     const TransferResult answer = co_await Transfer::toMemory(*list, maxChecksumBytes, stop);
     if (answer.status != statusOk) {
-        throw SetupError(QStringLiteral("Godot %1 was not found on the official download page "
-                                        "(status %2).")
-                             .arg(spec.version)
-                             .arg(answer.status));
+        throw SetupError(
+            u"Godot %1 was not found on the official download page (status %2)."_s.arg(spec.version)
+                .arg(answer.status));
     }
     const auto digest = publishedDigest(answer.body, zipName);
     if (!digest) {
-        throw SetupError(
-            QStringLiteral("The official checksum list has no entry for %1.").arg(zipName));
+        throw SetupError(u"The official checksum list has no entry for %1."_s.arg(zipName));
     }
 
-    const StagingFolder::Work fetchAndInstall = [=, this, address = *archive,
-                                                 expected = *digest](QString folder) {
-        return installArchive(spec, address, folder + QStringLiteral("/godot.zip"), expected,
-                              progress, status, log, stop);
+    const StagingFolder::Work work = [=, this, address = *archive,
+                                      expected = *digest](QString staging) {
+        return installArchive(spec, address, staging, expected, progress, status, log, stop);
     };
-    co_return co_await StagingFolder::with(temporaryFolder_, storage_, fetchAndInstall);
+    co_return co_await StagingFolder::with(temporaryFolder_, storage_, work);
 }
 
-/// Returns the archive, open where the tool takes it so, once it is the expected one.
-QCoro::Task<std::shared_ptr<QFile>> EngineManager::fetchArchive(QUrl archive, QString zip,
-                                                                QString expectedDigest,
-                                                                StatusCallback status,
-                                                                std::stop_token stop)
-{
-    TransferOptions wishes;
-    wishes.limit = maxArchiveBytes;
-    const auto hash = std::make_shared<Sha512>();
-    wishes.onBytes = [hash](qint64 offset, std::string_view bytes) {
-        if (offset == 0) {
-            hash->begin();
-        }
-        hash->add(bytes);
-    };
-    auto opened = co_await downloader.download(archive, zip, stop, wishes);
-
-    checkCancellation(stop);
-    status(QStringLiteral("Checking the download"));
-    checkCancellation(stop);
-    QString digest;
-    if (platform_.archiveToolTakesOpenFiles) {
-        digest = hash->digest(zip);
-    } else {
-        // The tool reads what lies at the path by then, so that is what is checked.
-        opened.reset();
-        digest = co_await runOnWorker([zip, stop] { return sha512(zip, stop); });
-    }
-    if (digest != expectedDigest) {
-        throw SetupError(QStringLiteral("The engine download did not match its official checksum, "
-                                        "so it was thrown away. Please try again."));
-    }
-    co_return opened;
-}
-
-/// The part of an install that has something in the staging folder.
-QCoro::Task<QString> EngineManager::installArchive(EngineSpec spec, QUrl archive, QString zip,
+QCoro::Task<QString> EngineManager::installArchive(EngineSpec spec, QUrl archive, QString staging,
                                                    QString expectedDigest,
                                                    ProgressCallback progress, StatusCallback status,
                                                    LineCallback log, std::stop_token stop)
 {
+    TransferOptions options;
+    options.limit = maxArchiveBytes;
+    const auto hash = std::make_shared<Sha512>();
+    options.onBytes = [hash](qint64 offset, std::string_view bytes) { hash->add(offset, bytes); };
     downloader.setOnProgress(std::move(progress));
-    Tools::UnzipOptions options;
-    options.removesArchive = true;
-    // What was checked is what is unpacked, whoever may change the staging folder meanwhile.
-    options.opened = co_await fetchArchive(archive, zip, expectedDigest, status, stop);
-    log(QStringLiteral("Checksum (SHA-512) matches the official list."));
-    status(QStringLiteral("Unpacking the engine"));
+    const QString zip = staging + u"/godot.zip"_s;
+    auto file = co_await downloader.download(archive, zip, stop, options);
 
+    checkCancellation(stop);
+    status(u"Checking the download"_s);
+    if (hash->digest() != expectedDigest) {
+        throw SetupError(u"The engine download did not match its official checksum, so it was "
+                         "thrown away. Please try again."_s);
+    }
+    log(u"Checksum (SHA-512) matches the official list."_s);
+    status(u"Unpacking the engine"_s);
     const QString folder = spec.folder(storage_);
-    const auto removeOld = [folder, engines = storage_.enginesFolder()] {
-        Files::removeIfPossible(folder);
-        Files::removeLeftovers(engines);
-    };
-    co_await runOnWorker(removeOld);
-    co_await Tools::unzip(platform_.archiveTool, zip, folder, stop, std::move(options));
+    co_await Tools::replaceFolder(platform_.archiveTool, zip, std::move(file), folder, stop);
 
-    log(QStringLiteral("Removing the macOS quarantine flag from the engine: it is a program "
-                       "downloaded from the internet, and without this macOS may block it or keep "
-                       "asking about it."));
+    log(u"Removing the macOS quarantine flag from the engine: it is a program downloaded from the "
+        "internet, and without this macOS may block it or keep asking about it."_s);
     co_await clearQuarantine(folder);
 
     const auto program = binary(spec);
     if (!program) {
-        throw SetupError(QStringLiteral("The Godot engine was unpacked but its program was not "
-                                        "found inside."));
+        throw SetupError(u"The Godot engine was unpacked but its program was not found inside."_s);
     }
     co_return *program;
 }
 
-/// Not checked: where the flag stays, the system asks the user instead.
+/// Ignores failures: with the flag still set, macOS asks the user.
 QCoro::Task<> EngineManager::clearQuarantine(QString folder) const
 {
     const Platform::Command step = platform_.quarantineStep;
@@ -221,7 +171,7 @@ QCoro::Task<> EngineManager::clearQuarantine(QString folder) const
     try {
         co_await Tools::run(step.program, step.filled(folder, folder));
     } catch (const SystemError &) {
-        // Ignored: not even to be started is the same to us as a failure of it.
+        // A tool that can't be started counts as one that fails.
     }
 }
 
@@ -246,27 +196,6 @@ std::optional<QString> EngineManager::publishedDigest(const QByteArray &list,
         return true;
     });
     return digest;
-}
-
-QString EngineManager::sha512(const QString &path, const std::stop_token &stop)
-{
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly | QIODevice::Unbuffered)) {
-        throw SystemError(QStringLiteral("%1: %2").arg(path, file.errorString()));
-    }
-    Sha512 hash;
-    QByteArray chunk(hashChunk, Qt::Uninitialized);
-    for (;;) {
-        checkCancellation(stop);
-        const qint64 count = file.read(chunk.data(), chunk.size());
-        if (count < 0) {
-            throw SystemError(QStringLiteral("%1: %2").arg(path, file.errorString()));
-        }
-        if (count == 0) {
-            return hash.digest(path);
-        }
-        hash.add({chunk.constData(), static_cast<std::size_t>(count)});
-    }
 }
 
 } // namespace brindle

@@ -26,7 +26,7 @@ public:
     static EngineSpec spec(const ProjectInfo &info);
 
     /// The program of an installed build; absent when it is missing or not executable. Reads one
-    /// folder: cheap enough for any thread.
+    /// folder; any thread.
     std::optional<QString> binary(const EngineSpec &spec) const;
 
     /// Installs a build and returns its program. `progress` is called on the transfer's thread,
@@ -35,28 +35,18 @@ public:
     QCoro::Task<QString> install(EngineSpec spec, ProgressCallback progress, StatusCallback status,
                                  LineCallback log, std::stop_token stop);
 
-    /// The digest that a release's checksum list gives for an archive, in lower case and not looked
-    /// at further; the last entry counts. Both forms of the usual tools are read: digest, two
-    /// blanks, name, and digest, blank, asterisk, name. Goes through the list without taking it
-    /// apart: it is hostile until proven otherwise, and this is done on the main thread. Any
-    /// thread; never fails.
+    /// The digest that a release's checksum list gives for an archive, in lower case. The last
+    /// entry counts. Reads "digest  name" and "digest *name". Any thread; never fails.
     static std::optional<QString> publishedDigest(const QByteArray &list, const QString &zipName);
 
-    /// The file's SHA-512 as 128 lower-case hexadecimal digits. Throws SystemError when it can't
-    /// be read, CancellationError when `stop` is requested. Blocks: worker threads only.
-    static QString sha512(const QString &path, const std::stop_token &stop = {});
-
-    /// Does the transfers, and so can cancel the one that runs.
+    /// Runs the transfers; can cancel the current one.
     FileDownloader downloader;
 
 private:
-    QCoro::Task<QString> installArchive(EngineSpec spec, QUrl archive, QString zip,
+    QCoro::Task<QString> installArchive(EngineSpec spec, QUrl archive, QString staging,
                                         QString expectedDigest, ProgressCallback progress,
                                         StatusCallback status, LineCallback log,
                                         std::stop_token stop);
-    QCoro::Task<std::shared_ptr<QFile>> fetchArchive(QUrl archive, QString zip,
-                                                     QString expectedDigest, StatusCallback status,
-                                                     std::stop_token stop);
     QCoro::Task<> clearQuarantine(QString folder) const;
 
     QUrl codeHost_;

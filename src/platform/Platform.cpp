@@ -71,7 +71,6 @@ Platform Platform::linuxDesktop(const QString &dataFolder, const QString &archit
     row.architecture = architecture;
     row.dataFolder = dataFolder;
     row.archiveTool = privatePrograms + QStringLiteral("/ditto");
-    row.archiveToolTakesOpenFiles = true;
     row.fileManager = QStringLiteral("org.freedesktop.FileManager1");
     row.reveal = {{QStringLiteral("xdg-open"), {QStringLiteral("{folder}")}}};
     return row;

@@ -31,8 +31,6 @@ struct Platform
 
     /// Absolute path of the program that unpacks zip archives (ditto's command line).
     QString archiveTool;
-    /// Whether it may be given an open file, as "/dev/fd/" and its number.
-    bool archiveToolTakesOpenFiles = false;
 
     /// Clears the quarantine flag below "{folder}"; no program where there is no such flag.
     Command quarantineStep;

@@ -24,31 +24,28 @@ public:
     /// The game repository's web page below `codeHost`.
     static QUrl repositoryPage(const QUrl &codeHost);
 
-    /// Where an add-on belongs: `path`, which comes with the download and is therefore not trusted,
-    /// below `repository` (an absolute path), without "." and ".."; absent when it leads outside of
-    /// the repository folder: it is absolute, climbs above the folder, or passes through symbolic
-    /// links that do. An empty path names the repository folder itself. Reads links only; any
-    /// thread.
+    /// The folder of the add-on at `path` below `repository`, an absolute path. Absent when the
+    /// folder lies outside the repository, also by way of links, and when `path` holds a backslash
+    /// or a control character. An empty `path` names the repository itself. Reads the disk.
     static std::optional<QString> addonFolder(const QString &repository, const QString &path);
 
-    /// Downloads and unpacks the repository archive into the game folder, replacing it whole;
-    /// returns the project folder. Throws SetupError, TransferError, SystemError or
-    /// CancellationError; until the download is complete the game folder is not touched.
+    /// Downloads the repository archive, replaces the game folder with its content and returns the
+    /// project folder. Throws SetupError, TransferError, SystemError or CancellationError. The game
+    /// folder stays untouched until the download is complete.
     QCoro::Task<QString> installGame(ProgressCallback progress, std::stop_token stop);
 
-    /// Fetches every add-on of `info` whose folder is missing or empty. A second call goes on with
-    /// the first that still is. Throws as `installGame`. `log` gets one line for each add-on
-    /// fetched.
+    /// Fetches each add-on of `info` whose folder is missing or empty, and logs a line for each.
+    /// After a failure, another call continues. Throws as `installGame`.
     QCoro::Task<> fetchSubmodules(ProjectInfo info, ProgressCallback progress, LineCallback log,
                                   std::stop_token stop);
 
-    /// Does the transfers, and so can cancel the one that runs.
+    /// Runs the transfers; can cancel the current one.
     FileDownloader downloader;
 
 private:
-    QCoro::Task<QString> installArchive(QUrl archive, QString zip, ProgressCallback progress,
+    QCoro::Task<QString> installArchive(QUrl archive, QString staging, ProgressCallback progress,
                                         std::stop_token stop);
-    QCoro::Task<QString> fetchAddon(QUrl archive, QString staging, QString path, QString folder,
+    QCoro::Task<QString> fetchAddon(QUrl archive, QString staging, QString repository, QString path,
                                     ProgressCallback progress, std::stop_token stop);
 
     QUrl codeHost_;

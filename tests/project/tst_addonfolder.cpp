@@ -79,6 +79,11 @@ private Q_SLOTS:
         outside("links in a row", QStringLiteral("chain/one"));
         // As the system would walk it this stays inside, as its text reads it does not.
         outside("link and way up", QStringLiteral("inside/../../one"));
+        outside("backslashes", QStringLiteral("addons\\one"));
+        outside("escape", QStringLiteral("addons/\x1b[2Jone"));
+        outside("tab", QStringLiteral("addons/o\tne"));
+        outside("delete", QStringLiteral("addons/o\x7f"));
+        outside("control character of Latin-1", QString(QStringLiteral("addons/") + QChar(0x9b)));
         outside("cut short", QStringLiteral("..") + QChar::Null + QStringLiteral("/one"));
     }
 

@@ -18,6 +18,7 @@
 #include <sys/stat.h>
 
 using namespace brindle;
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -90,10 +91,10 @@ struct Setup
     {
         return fetch(where, server.url().toString() + QStringLiteral("/a/one.git"));
     }
-    QCoro::Task<> fetch(const QString &where, const QString &url)
+    QCoro::Task<> fetch(const QString &where, const QString &url, const QString &repository = {})
     {
         ProjectInfo info;
-        info.repoRoot = path("repository");
+        info.repoRoot = repository.isEmpty() ? path("repository") : repository;
         info.submodules = {{where, url}};
         return repo->fetchSubmodules(
             info, progress,
@@ -320,7 +321,7 @@ private Q_SLOTS:
                       "'; mkdir \"$4/top\"\n");
         await(setup.fetch());
         const QRegularExpression form(QRegularExpression::anchoredPattern(
-            QStringLiteral("(%1/Brindle-[0-9A-F-]{36})/sub\\.zip \\1/out")
+            QStringLiteral("/dev/fd/[0-9]+ %1/Brindle-[0-9A-F-]{36}/out")
                 .arg(QRegularExpression::escape(setup.temporary()))));
         const QString arguments = QString::fromUtf8(read(called));
         QVERIFY2(form.match(arguments).hasMatch(), qPrintable(arguments));
@@ -393,20 +394,68 @@ private Q_SLOTS:
         QCOMPARE(read(setup.addon("addons/one/x")), QByteArray("x"));
     }
 
-    void anEarlierAddonsLinkLeadsNoLaterOneOutside()
+    void theFileThatWasWrittenIsUnpacked_data()
+    {
+        QTest::addColumn<bool>("isGame");
+        QTest::newRow("the game") << true;
+        QTest::newRow("an add-on") << false;
+    }
+
+    /// Another archive lies at the same path by the time that the tool begins.
+    void theFileThatWasWrittenIsUnpacked()
+    {
+        QFETCH(const bool, isGame);
+        Setup setup;
+        setup.put(gameTarget, "written");
+        setup.put(addonTarget, "written");
+        setup.setTool(u"staging=$(ls -d '%1'/Brindle-*)\n"
+                      "mv \"$staging\" '%2' && mkdir \"$staging\"\n"
+                      "echo swapped > \"$staging/game.zip\"\n"
+                      "echo swapped > \"$staging/sub.zip\"\n"
+                      "cat \"$3\" > '%3'; exit 9\n"_s
+                          .arg(setup.temporary(), setup.path("aside"), setup.path("seen"))
+                          .toUtf8());
+        QVERIFY(isGame ? thrownBy(setup.install()) : thrownBy(setup.fetch()));
+        QCOMPARE(read(setup.path("seen")), QByteArray("written"));
+    }
+
+    void aCancelEndsTheRemovalOfTheOldGame()
     {
         Setup setup;
-        const QString outside = setup.path("outside");
-        QDir().mkpath(outside);
-        // Not an archive that our own tool would unpack, but another system's may.
-        setup.put(addonTarget, "x");
-        setup.setTool("mkdir \"$4/top\" && ln -s '" + outside.toUtf8() + "' \"$4/top/way\"\n");
-        await(setup.fetch(QStringLiteral("one")));
-        QVERIFY(QFileInfo(setup.addon("one/way")).isSymLink());
-        QCOMPARE(thrownBy(setup.fetch(QStringLiteral("one/way/two"))),
-                 std::optional(QStringLiteral("The add-on \"one/way/two\" lies outside the game's "
-                                              "folder, so it was not fetched.")));
-        QVERIFY(Files::names(outside).isEmpty());
+        write(setup.root() + u"/Game/g/old"_s, "old");
+        setup.put(gameTarget, zipOf({{u"g/project.godot"_s, "new"}}));
+        QString hidden;
+        afterRename = [&](const QString &to) {
+            if (to.contains(u"/.brindle-removing-")) {
+                hidden = to;
+                setup.stop.request_stop();
+            }
+        };
+        QVERIFY(endsCancelled(setup.install()));
+        QCOMPARE(read(hidden + u"/g/old"_s), QByteArray("old"));
+        QVERIFY(!QFileInfo::exists(setup.root() + u"/Game"_s));
+    }
+
+    /// Each link stays inside its own archive, together they lead outside.
+    void linksOfTwoArchivesLeadNowhereElse()
+    {
+        Setup setup;
+        write(setup.path("private/secret"), "secret");
+        const QString game = setup.root() + u"/Game/g"_s;
+        setup.put(gameTarget,
+                  zipOf({{u"g/project.godot"_s, "x"},
+                         {u"g/README.md"_s, "addons/one/a/b/up/../../../../../private/secret",
+                          S_IFLNK | 0777}}));
+        setup.put(addonTarget,
+                  zipOf({{u"t/a/b/up"_s, "../..", S_IFLNK | 0777}, {u"t/plugin.cfg"_s, "x"}}));
+        await(setup.install());
+        QVERIFY(!QFileInfo::exists(game + u"/README.md"_s));
+        QCOMPARE(thrownBy(setup.fetch(u"addons/one"_s, setup.server.url().toString() + u"/a/one"_s,
+                                      game)),
+                 u"The add-on \"addons/one\" has links that lead outside the game's folder, so it "
+                 "was not kept."_s);
+        QVERIFY(!QFileInfo::exists(game + u"/README.md"_s));
+        QVERIFY(!QFileInfo::exists(game + u"/addons/one"_s));
     }
 
     void whateverLiesOnTopIsTaken()

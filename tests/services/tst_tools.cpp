@@ -1,27 +1,30 @@
+// Running the archive tool, with a script in its place.
+
 #include "base/Error.h"
 #include "files/Files.h"
 #include "process/Tools.h"
 #include "support/Await.h"
+#include "support/Cancelled.h"
 #include "support/Lifeline.h"
 #include "support/TestChild.h"
+#include "support/Thrown.h"
 
 #include <QDir>
-#include <QFileInfo>
 #include <QScopeGuard>
 #include <QTemporaryDir>
 #include <QTest>
 
 #include <functional>
 #include <memory>
-#include <utility>
 
 #include <unistd.h>
 
 using namespace brindle;
+using namespace Qt::StringLiterals;
 
 namespace {
 
-std::function<void()> atSync; // called when all is to go to the disk
+std::function<void()> atSync;
 
 } // namespace
 
@@ -35,381 +38,267 @@ extern "C" int syncfs(int /*descriptor*/) noexcept
 }
 #endif
 
-/// Unpacking, as far as it is the launcher's: a script stands in for the archive tool.
 class TestTools : public QObject
 {
     Q_OBJECT
 
-private:
-    QString at(const QString &name) const { return folder_->filePath(name); }
+    using Operation = decltype(&Tools::unzip);
 
-    /// A tool that writes down what it was called with, then does `script`.
-    QString tool(const QString &script) const
+    QString at(const QString &name) const { return folder_->filePath(name); }
+    QString place() const { return at(u"new/place"_s); }
+    QString archive() const { return at(u"a game.zip"_s); }
+    void write(const QString &path, const QByteArray &content) const
     {
-        const QString path = at(QStringLiteral("tool"));
+        QDir().mkpath(QFileInfo(path).path());
         QFile file(path);
-        if (!file.open(QIODevice::WriteOnly)) {
-            return {};
-        }
-        file.write(QStringLiteral("#!/bin/sh\nprintf '%s\\n' \"$@\" > '%1'\n%2\n")
-                       .arg(at(QStringLiteral("called")), script)
-                       .toUtf8());
-        file.setPermissions(QFile::ReadOwner | QFile::ExeOwner);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write(content);
+        file.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    }
+    static QByteArray read(const QString &path)
+    {
+        QFile file(path);
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    }
+    /// A tool that writes down its arguments, then runs `script`.
+    QString tool(const QString &script = {}) const
+    {
+        const QString path = at(u"tool"_s);
+        write(path, u"#!/bin/sh\nprintf '%s\\n' \"$@\" > '%1'\n%2\n"_s.arg(at(u"called"_s), script)
+                        .toUtf8());
         return path;
     }
     QStringList called() const
     {
-        QFile file(at(QStringLiteral("called")));
-        if (!file.open(QIODevice::ReadOnly)) {
-            return {};
-        }
-        return QString::fromUtf8(file.readAll()).split(u'\n', Qt::SkipEmptyParts);
+        return QString::fromUtf8(read(at(u"called"_s))).split(u'\n', Qt::SkipEmptyParts);
     }
-    void unzip(const QString &archiveTool, const std::stop_token &stop = {},
-               Tools::UnzipOptions options = {}) const
+    QCoro::Task<> start(const QString &tool, std::stop_token stop = {},
+                        Operation operation = Tools::replaceFolder) const
     {
-        await(Tools::unzip(archiveTool, at(QStringLiteral("a game.zip")),
-                           at(QStringLiteral("new/place")), stop, std::move(options)));
+        auto file = std::make_shared<QFile>(archive());
+        if (!file->open(QIODevice::ReadOnly)) {
+            throw std::runtime_error("no archive");
+        }
+        return operation(tool, archive(), std::move(file), place(), stop);
     }
 
     std::unique_ptr<QTemporaryDir> folder_;
 
 private Q_SLOTS:
-    void init() { folder_ = std::make_unique<QTemporaryDir>(); }
+    void init()
+    {
+        folder_ = std::make_unique<QTemporaryDir>();
+        write(archive(), "written");
+    }
+    void cleanup() { atSync = {}; }
 
     void callsTheToolAsDittoIsCalled()
     {
-        unzip(tool(QStringLiteral("test -d \"$4\" && touch \"$4/unpacked\"")));
-        const QStringList arguments = called();
-        QCOMPARE(arguments.mid(0, 3), (QStringList{QStringLiteral("-x"), QStringLiteral("-k"),
-                                                   at(QStringLiteral("a game.zip"))}));
-        // Beside the destination, under a name that is taken for a leftover.
-        QVERIFY2(arguments.value(3).startsWith(at(QStringLiteral("new/.brindle-moving-"))),
-                 qPrintable(arguments.value(3)));
-        QCOMPARE(arguments.size(), 4);
-        QVERIFY(QFile::exists(at(QStringLiteral("new/place/unpacked"))));
-        QCOMPARE(Files::names(at(QStringLiteral("new"))), QStringList{QStringLiteral("place")});
+        for (int i = 0; i < 2; ++i) { // the folder may be there
+            write(archive(), "written");
+            await(start(tool(u"test -d \"$4\" && touch \"$4/unpacked\""_s), {}, Tools::unzip));
+            QCOMPARE(called().size(), 4);
+            QCOMPARE(called().mid(0, 2), (QStringList{u"-x"_s, u"-k"_s}));
+            QVERIFY2(called()[2].startsWith(u"/dev/fd/"), qPrintable(called()[2]));
+            QCOMPARE(called()[3], place());
+            QCOMPARE(Files::names(place()), QStringList{u"unpacked"_s});
+        }
     }
 
-    void nothingIsInItsPlaceUntilAllIs()
+    void theContentAppearsAtOnce()
     {
-        // Half is there and the tool still works, the place is empty.
-        unzip(tool(QStringLiteral("touch \"$4/half\"; ls -A '%1' > '%2'; touch \"$4/rest\"")
-                       .arg(at(QStringLiteral("new/place")), at(QStringLiteral("seen")))));
-        QFile seen(at(QStringLiteral("seen")));
-        QVERIFY(seen.open(QIODevice::ReadOnly));
-        QCOMPARE(seen.readAll(), QByteArray());
-        QCOMPARE(Files::names(at(QStringLiteral("new/place"))).size(), 2);
+        write(place() + u"/old"_s, "old");
+        write(at(u"new/.brindle-removing-x/old"_s), "old");
+        await(start(tool(u"touch \"$4/half\"; ls -A '%1' > '%2'; touch \"$4/rest\""_s.arg(
+            place(), at(u"seen"_s)))));
+        QVERIFY2(called().value(3).startsWith(at(u"new/.brindle-moving-"_s)),
+                 qPrintable(called().value(3)));
+        QVERIFY(QFile::exists(at(u"seen"_s)));
+        QCOMPARE(read(at(u"seen"_s)), QByteArray());
+        QStringList names = Files::names(place());
+        names.sort();
+        QCOMPARE(names, (QStringList{u"half"_s, u"rest"_s}));
+        QCOMPARE(Files::names(at(u"new"_s)), QStringList{u"place"_s});
     }
 
-    void ofAHalfNothingIsLeft_data()
+    void nothingRemainsOfAHalf_data()
     {
         QTest::addColumn<QString>("end");
-        QTest::newRow("fails") << QStringLiteral("exit 1");
-        QTest::newRow("dies") << QStringLiteral("kill -9 $$");
+        QTest::newRow("fails") << u"exit 1"_s;
+        QTest::newRow("dies") << u"kill -9 $$"_s;
     }
-    void ofAHalfNothingIsLeft()
+    void nothingRemainsOfAHalf()
     {
         QFETCH(const QString, end);
-        QVERIFY_THROWS_EXCEPTION(
-            SetupError,
-            unzip(tool(QStringLiteral("mkdir \"$4/a\"; touch \"$4/a/project.godot\"; ") + end)));
-        QCOMPARE(Files::names(at(QStringLiteral("new/place"))), QStringList());
-        QCOMPARE(Files::names(at(QStringLiteral("new"))), QStringList{QStringLiteral("place")});
+        QVERIFY(thrownBy(start(tool(u"mkdir \"$4/a\"; touch \"$4/a/project.godot\"; "_s + end))));
+        QCOMPARE(Files::names(place()), QStringList());
+        QCOMPARE(Files::names(at(u"new"_s)), QStringList{u"place"_s});
+        QVERIFY(QFile::exists(archive())); // removed with its staging folder
     }
 
-    void aFilledPlaceIsLeftAlone()
+    void theArchiveIsDeletedBeforeTheSync()
     {
-        QVERIFY(QDir().mkpath(at(QStringLiteral("new/place/old"))));
-        QString shown;
-        try {
-            unzip(tool(QStringLiteral("touch \"$4/unpacked\"")));
-        } catch (const SystemError &error) {
-            shown = error.description();
-        }
-        QCOMPARE(shown, at(QStringLiteral("new/place")) + QStringLiteral(": ") +
-                            qt_error_string(ENOTEMPTY));
-        QCOMPARE(Files::names(at(QStringLiteral("new/place"))), QStringList{QStringLiteral("old")});
-        QCOMPARE(Files::names(at(QStringLiteral("new"))), QStringList{QStringLiteral("place")});
-    }
-
-    void inAStagingFolderItIsUnpackedAtOnce()
-    {
-        Tools::UnzipOptions options;
-        options.isStaged = true;
-        bool isWaitedFor = false;
-        atSync = [&] { isWaitedFor = true; };
-        unzip(tool(QStringLiteral("touch \"$4/unpacked\"")), {}, options);
-        QVERIFY_THROWS_EXCEPTION(SetupError, unzip(tool(QStringLiteral("exit 1")), {}, options));
-        atSync = {};
-        QCOMPARE(called().value(3), at(QStringLiteral("new/place")));
-        QVERIFY(QFile::exists(at(QStringLiteral("new/place/unpacked"))));
-        QVERIFY(!isWaitedFor);
+        bool wasThere = true;
+        bool isSynced = false;
+        atSync = [&] {
+            isSynced = true;
+            wasThere = QFile::exists(archive());
+        };
+        await(start(tool(), {}, Tools::unzip));
+        QVERIFY(!QFile::exists(archive()));
+        QVERIFY(!isSynced);
+        write(archive(), "written");
+        await(start(tool()));
+        QVERIFY(isSynced);
+        QVERIFY(!wasThere);
     }
 
     void theToolReadsNothingAndHasNoTerminal()
     {
-        // Our own input has something in it.
-        QFile own(at(QStringLiteral("own input")));
-        QVERIFY(own.open(QIODevice::ReadWrite | QIODevice::Unbuffered));
-        own.write("from the launcher");
-        QVERIFY(own.seek(0));
+        write(at(u"own input"_s), "from the launcher");
+        QFile own(at(u"own input"_s));
+        QVERIFY(own.open(QIODevice::ReadOnly | QIODevice::Unbuffered));
         const int before = dup(STDIN_FILENO);
         QVERIFY(dup2(own.handle(), STDIN_FILENO) == STDIN_FILENO);
         const auto restore = qScopeGuard([before] {
             dup2(before, STDIN_FILENO);
             close(before);
         });
-        unzip(tool(QStringLiteral("cat > \"$4/input\"")));
-        QFile input(at(QStringLiteral("new/place/input")));
-        QVERIFY(input.open(QIODevice::ReadOnly));
-        QCOMPARE(input.readAll(), QByteArray());
-        if (QSysInfo::kernelType() == u"linux") {
-            // Field 6, the session: its own, and such a one begins without a terminal.
-            QVERIFY(QDir(at(QStringLiteral("new/place"))).removeRecursively());
-            unzip(tool(QStringLiteral("set -- \"$4\" $(cat /proc/$$/stat); test \"$7\" = $$ && "
-                                      "test \"$(readlink /proc/$$/fd/0)\" = /dev/null")));
-        }
+        // Field 6 of the status is the session. A new one begins without a terminal.
+        const QString session = u"set -- $(cat /proc/$$/stat); test \"$6\" = $$ && "
+                                "test \"$(readlink /proc/$$/fd/0)\" = /dev/null"_s;
+        const bool isLinux = QSysInfo::kernelType() == u"linux";
+        await(start(tool(u"cat > \"$4/input\"; "_s + (isLinux ? session : QString()))));
+        QVERIFY(QFile::exists(place() + u"/input"_s));
+        QCOMPARE(read(place() + u"/input"_s), QByteArray());
     }
 
-    void theArchiveGoesOnceItHasBeenUnpacked()
+    void theToolReadsTheOpenFile()
     {
-        const auto writeArchive = [this] {
-            QFile archive(at(QStringLiteral("a game.zip")));
-            QVERIFY(archive.open(QIODevice::WriteOnly));
-            archive.write("PK");
-        };
-        writeArchive();
-        unzip(tool(QStringLiteral("cat \"$3\" > \"$4/copy\"")));
-        QVERIFY(QFile::exists(at(QStringLiteral("a game.zip"))));
-        QVERIFY(QDir(at(QStringLiteral("new/place"))).removeRecursively());
-
-        Tools::UnzipOptions options;
-        options.removesArchive = true;
-        // Before all that is not on the disk goes there.
-        bool wasThere = true;
-        atSync = [&] { wasThere = QFile::exists(at(QStringLiteral("a game.zip"))); };
-        unzip(tool(QStringLiteral("cat \"$3\" > \"$4/copy\"")), {}, options);
-        atSync = {};
-        QVERIFY(!wasThere);
-        QCOMPARE(QFileInfo(at(QStringLiteral("new/place/copy"))).size(), 2);
-
-        // What failed is left to its owner.
-        writeArchive();
-        QVERIFY(QDir(at(QStringLiteral("new/place"))).removeRecursively());
-        QVERIFY_THROWS_EXCEPTION(SetupError, unzip(tool(QStringLiteral("exit 1")), {}, options));
-        QVERIFY(QFile::exists(at(QStringLiteral("a game.zip"))));
+        auto task = start(tool(
+            u"rm '%1'; echo swapped > '%1'; cat \"$3\" > \"$4/copy\"; "
+            "exec '%2' descriptors: > '%3'"_s.arg(archive(), testChild(), at(u"descriptors"_s))));
+        await(std::move(task));
+        QCOMPARE(read(place() + u"/copy"_s), QByteArray("written"));
+        // The standard ones and the archive.
+        QCOMPARE(read(at(u"descriptors"_s)).split(' ').size(), 4);
     }
 
-    void theToolReadsTheFileThatIsOpen()
+    void theOutputIsDiscarded()
     {
-        if (!QFile::exists(QStringLiteral("/dev/fd"))) {
-            QSKIP("open files have no names here");
-        }
-        Tools::UnzipOptions options;
-        options.opened = std::make_shared<QFile>(at(QStringLiteral("a game.zip")));
-        QVERIFY(options.opened->open(QIODevice::ReadWrite | QIODevice::Unbuffered));
-        options.opened->write("checked");
-        const std::weak_ptr<QFile> watched = options.opened;
-        // Another takes its place.
-        QVERIFY(QFile::rename(at(QStringLiteral("a game.zip")), at(QStringLiteral("aside"))));
-        QFile other(at(QStringLiteral("a game.zip")));
-        QVERIFY(other.open(QIODevice::WriteOnly));
-        other.write("not checked");
-        other.close();
-        bool isOpen = true;
-        atSync = [&] { isOpen = !watched.expired(); };
-        unzip(tool(QStringLiteral("cat \"$3\" > \"$4/copy\"; exec '%1' descriptors: > '%2'")
-                       .arg(testChild(), at(QStringLiteral("descriptors")))),
-              {}, std::move(options));
-        atSync = {};
-        QFile copy(at(QStringLiteral("new/place/copy")));
-        QVERIFY(copy.open(QIODevice::ReadOnly));
-        QCOMPARE(copy.readAll(), QByteArray("checked"));
-        QVERIFY(!isOpen);
-        // Nothing else of ours came along.
-        QFile descriptors(at(QStringLiteral("descriptors")));
-        QVERIFY(descriptors.open(QIODevice::ReadOnly));
-        QCOMPARE(descriptors.readAll().split(' ').size(), 4);
+        await(start(tool(u"exec '%1' lines:100000 err:done"_s.arg(testChild()))));
     }
 
-    void takesAnExistingFolder()
-    {
-        QVERIFY(QDir().mkpath(at(QStringLiteral("new/place"))));
-        unzip(tool(QString()));
-        QCOMPARE(called().size(), 4);
-    }
-
-    void discardsWhatTheToolPrints()
-    {
-        unzip(tool(QStringLiteral("exec '%1' lines:100000 err:done").arg(testChild())));
-        QCOMPARE(called().size(), 4);
-    }
-
-    void failsWithTheStatus_data()
+    void errorsNameTheirCause_data()
     {
         QTest::addColumn<QString>("script");
         QTest::addColumn<QString>("message");
-        QTest::newRow("damaged archive")
-            << QStringLiteral("echo broken >&2; exit 1")
-            << QStringLiteral("Unzipping failed (ditto exit code 1). The download may be damaged.");
-        QTest::newRow("another code")
-            << QStringLiteral("exit 77")
-            << QStringLiteral(
-                   "Unzipping failed (ditto exit code 77). The download may be damaged.");
-        QTest::newRow("signal")
-            << QStringLiteral("kill -9 $$")
-            << QStringLiteral("Unzipping failed (ditto exit code 9). The download may be damaged.");
-    }
-    void failsWithTheStatus()
-    {
-        QFETCH(QString, script);
-        QFETCH(QString, message);
-        QString shown;
-        try {
-            unzip(tool(script));
-        } catch (const SetupError &error) {
-            shown = error.description();
-        }
-        QCOMPARE(shown, message);
-    }
-
-    void saysWhatIsToBlame_data()
-    {
-        QTest::addColumn<int>("status");
-        QTest::addColumn<QString>("message");
-        const auto said = [](int reason) {
-            return QStringLiteral("{place}: ") + qt_error_string(reason);
-        };
-        QTest::newRow("disk full") << 201 << said(ENOSPC);
-        QTest::newRow("quota") << 202 << said(EDQUOT);
-        QTest::newRow("read-only") << 203 << said(EROFS);
-        QTest::newRow("forbidden") << 204 << said(EACCES);
-        QTest::newRow("not permitted") << 205 << said(EPERM);
-        QTest::newRow("long name") << 206 << said(ENAMETOOLONG);
-        QTest::newRow("broken disk") << 207 << said(EIO);
-        QTest::newRow("no links")
-            << 208
-            << QStringLiteral(
-                   "The download holds symbolic links, and the disk of {place} can't keep them.");
-        QTest::newRow("broken disk of the archive")
-            << 209 << QString(QStringLiteral("{zip}: ") + qt_error_string(EIO));
-        QTest::newRow("none of them")
-            << 210
-            << QStringLiteral(
-                   "Unzipping failed (ditto exit code 210). The download may be damaged.");
-    }
-    void saysWhatIsToBlame()
-    {
-        QFETCH(const int, status);
-        QFETCH(QString, message);
-        message.replace(QStringLiteral("{place}"), at(QStringLiteral("new/place")));
-        message.replace(QStringLiteral("{zip}"), at(QStringLiteral("a game.zip")));
-        QString shown;
-        try {
-            unzip(tool(QStringLiteral("exec '%1' exit:%2").arg(testChild()).arg(status)));
-        } catch (const Error &error) {
-            shown = error.description();
-        }
-        QCOMPARE(shown, message);
-    }
-
-    void believesNoWordOfIt()
-    {
+        const auto damaged =
+            [](const char *name, const QString &script, int code) {
+                QTest::newRow(name)
+                    << script
+                    << u"Unzipping failed (ditto exit code %1). The download may be damaged."_s.arg(
+                           code);
+            };
+        damaged("damaged archive", u"echo broken >&2; exit 1"_s, 1);
         // A hostile archive may name its entries so.
-        QString shown;
-        try {
-            unzip(tool(QStringLiteral("echo 'ditto: x: No space left on device' >&2; exit 1")));
-        } catch (const SetupError &error) {
-            shown = error.description();
-        }
-        QCOMPARE(shown, QStringLiteral(
-                            "Unzipping failed (ditto exit code 1). The download may be damaged."));
+        damaged("lying archive", u"echo 'ditto: x: No space left on device' >&2; exit 1"_s, 1);
+        damaged("another code", u"exit 77"_s, 77);
+        damaged("signal", u"kill -9 $$"_s, 9);
+        damaged("none of the known", u"exit 210"_s, 210);
+        const auto system = [](int status, int number, const QString &file = u"{place}"_s) {
+            QTest::newRow(qPrintable(qt_error_string(number) + file))
+                << u"exit %1"_s.arg(status) << file + u": "_s + qt_error_string(number);
+        };
+        system(201, ENOSPC);
+        system(202, EDQUOT);
+        system(203, EROFS);
+        system(204, EACCES);
+        system(205, EPERM);
+        system(206, ENAMETOOLONG);
+        system(207, EIO);
+        system(209, EIO, u"{zip}"_s);
+        QTest::newRow("no links")
+            << u"exit 208"_s
+            << u"The download holds symbolic links, and the disk of {place} can't keep them."_s;
+    }
+    void errorsNameTheirCause()
+    {
+        QFETCH(const QString, script);
+        QFETCH(QString, message);
+        message.replace(u"{place}"_s, place()).replace(u"{zip}"_s, archive());
+        QCOMPARE(thrownBy(start(tool(script))), message);
+        QCOMPARE(thrownBy(start(tool(script), {}, Tools::unzip)), message);
     }
 
-    void failsWithoutATool()
+    void aMissingToolIsNamed()
     {
-        QString shown;
-        try {
-            unzip(at(QStringLiteral("no tool")));
-        } catch (const SystemError &error) {
-            shown = error.description();
-        }
-        QCOMPARE(shown,
-                 at(QStringLiteral("no tool")) + QStringLiteral(": ") + qt_error_string(ENOENT));
+        QCOMPARE(thrownBy(start(at(u"no tool"_s))),
+                 at(u"no tool"_s) + u": "_s + qt_error_string(ENOENT));
+        QCOMPARE(Files::names(at(u"new"_s)), QStringList{u"place"_s});
     }
 
-    void failsWhereNoFolderCanBe()
+    void aFolderThatCannotBeMadeIsNamed()
     {
-        QFile file(at(QStringLiteral("new")));
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        QString shown;
-        try {
-            unzip(tool(QString()));
-        } catch (const SystemError &error) {
-            shown = error.description();
+        write(at(u"new"_s), "a file");
+        for (const Operation operation : {&Tools::unzip, &Tools::replaceFolder}) {
+            const auto thrown = thrownBy(start(tool(), {}, operation));
+            QVERIFY2(thrown && thrown->contains(at(u"new"_s)), qPrintable(thrown.value_or(u""_s)));
         }
-        QVERIFY2(shown.contains(at(QStringLiteral("new"))), qPrintable(shown));
         QVERIFY(called().isEmpty());
     }
 
-    void isCancelledBeforeTheStart()
+    void aCancelBeforeTheStartChangesNothing()
     {
+        write(place() + u"/old"_s, "old");
         std::stop_source stop;
         stop.request_stop();
-        QVERIFY_THROWS_EXCEPTION(CancellationError, unzip(tool(QString()), stop.get_token()));
+        QVERIFY(endsCancelled(start(tool(), stop.get_token())));
+        QVERIFY(endsCancelled(start(tool(), stop.get_token(), Tools::unzip)));
         QVERIFY(called().isEmpty());
+        QCOMPARE(read(place() + u"/old"_s), QByteArray("old"));
     }
 
-    void endsTheToolWhenCancelled()
+    void aCancelEndsTheTool_data()
     {
+        QTest::addColumn<QString>("steps");
+        QTest::newRow("that ends when asked") << QString();
+        QTest::newRow("that ignores it") << u"ignore:15"_s;
+    }
+    void aCancelEndsTheTool()
+    {
+        QFETCH(const QString, steps);
         const Lifeline lifeline;
         std::stop_source stop;
-        auto task = Tools::unzip(
-            tool(QStringLiteral("exec '%1' hold:'%2' touch:'%3' wait:")
-                     .arg(testChild(), lifeline.path(), at(QStringLiteral("working")))),
-            at(QStringLiteral("a game.zip")), at(QStringLiteral("new/place")), stop.get_token());
-        spinUntil([this] { return QFile::exists(at(QStringLiteral("working"))); });
+        auto task = start(tool(u"exec '%1' %4 hold:'%2' touch:\"$4/half\" touch:'%3' wait:"_s.arg(
+                              testChild(), lifeline.path(), at(u"working"_s), steps)),
+                          stop.get_token());
+        spinUntil([this] { return QFile::exists(at(u"working"_s)); });
         QVERIFY(!lifeline.isDropped());
         stop.request_stop();
-        QVERIFY_THROWS_EXCEPTION(CancellationError, await(std::move(task)));
+        QVERIFY(endsCancelled(std::move(task)));
         QVERIFY(lifeline.isDropped());
+        QCOMPARE(Files::names(at(u"new"_s)), QStringList{u"place"_s});
+        QCOMPARE(Files::names(place()), QStringList());
     }
 
-    void endsAToolThatDoesNotReact()
+    void aToolIsAskedBeforeItIsKilled()
     {
-        const Lifeline lifeline;
         std::stop_source stop;
-        auto task = Tools::unzip(
-            tool(QStringLiteral("exec '%1' ignore:15 hold:'%2' touch:\"$4/half\" touch:'%3' wait:")
-                     .arg(testChild(), lifeline.path(), at(QStringLiteral("working")))),
-            at(QStringLiteral("a game.zip")), at(QStringLiteral("new/place")), stop.get_token());
-        spinUntil([this] { return QFile::exists(at(QStringLiteral("working"))); });
+        auto task =
+            start(tool(u"trap 'touch \"%2\"; exit 1' TERM; touch '%1'; "
+                       "while :; do sleep 0.01; done"_s.arg(at(u"working"_s), at(u"asked"_s))),
+                  stop.get_token());
+        spinUntil([this] { return QFile::exists(at(u"working"_s)); });
         stop.request_stop();
-        QVERIFY_THROWS_EXCEPTION(CancellationError, await(std::move(task)));
-        QVERIFY(lifeline.isDropped());
-        QCOMPARE(Files::names(at(QStringLiteral("new"))), QStringList{QStringLiteral("place")});
-        QCOMPARE(Files::names(at(QStringLiteral("new/place"))), QStringList());
+        QVERIFY(endsCancelled(std::move(task)));
+        QVERIFY(QFile::exists(at(u"asked"_s)));
     }
 
-    void asksAToolBeforeItEndsIt()
+    void aCancelAfterTheEndHasNoEffect()
     {
         std::stop_source stop;
-        auto task = Tools::unzip(
-            tool(QStringLiteral("trap 'touch \"%2\"; exit 1' TERM; touch '%1'; "
-                                "while :; do sleep 0.01; done")
-                     .arg(at(QStringLiteral("working")), at(QStringLiteral("asked")))),
-            at(QStringLiteral("a game.zip")), at(QStringLiteral("new/place")), stop.get_token());
-        spinUntil([this] { return QFile::exists(at(QStringLiteral("working"))); });
-        stop.request_stop();
-        QVERIFY_THROWS_EXCEPTION(CancellationError, await(std::move(task)));
-        QVERIFY(QFile::exists(at(QStringLiteral("asked"))));
-    }
-
-    void mayBeCancelledAfterTheEnd()
-    {
-        std::stop_source stop;
-        unzip(tool(QString()), stop.get_token());
+        await(start(tool(), stop.get_token()));
         stop.request_stop();
         QCOMPARE(called().size(), 4);
     }

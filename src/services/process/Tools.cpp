@@ -7,6 +7,7 @@
 #include "process/ManagedProcess.h"
 
 #include <QCoreApplication>
+#include <QFileInfo>
 #include <QTimer>
 
 #include <cerrno>
@@ -16,11 +17,13 @@
 
 namespace brindle {
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 using ditto::UnpackStatus;
 
-/// For a tool that was asked to end.
+/// How long a tool may take to end when asked.
 constexpr std::chrono::seconds patience{1};
 
 [[noreturn]] void fail(qint32 status, const QString &zip, const QString &destination)
@@ -35,39 +38,30 @@ constexpr std::chrono::seconds patience{1};
         throw SystemError::fromErrno(EIO, zip);
     }
     if (what == UnpackStatus::linksUnsupported) {
-        throw SetupError(QStringLiteral("The download holds symbolic links, and the disk of %1 "
-                                        "can't keep them.")
-                             .arg(destination));
+        throw SetupError(
+            u"The download holds symbolic links, and the disk of %1 can't keep them."_s.arg(
+                destination));
     }
-    throw SetupError(QStringLiteral("Unzipping failed (ditto exit code %1). "
-                                    "The download may be damaged.")
-                         .arg(status));
+    throw SetupError(
+        u"Unzipping failed (ditto exit code %1). The download may be damaged."_s.arg(status));
 }
 
-/// Unpacks into a folder, from where it takes its place if that is another one.
-QCoro::Task<> unzipBy(QString folder, QString archiveTool, QString zip, QString destination,
-                      std::stop_token stop, Tools::UnzipOptions options)
+/// Unpacks into `folder`; errors name `destination`.
+QCoro::Task<> unpack(QString archiveTool, QString zip, std::shared_ptr<QFile> file, QString folder,
+                     QString destination, std::stop_token stop)
 {
     checkCancellation(stop);
-    const int descriptor = options.opened ? options.opened->handle() : -1;
-    const QString source = options.opened ? QStringLiteral("/dev/fd/%1").arg(descriptor) : zip;
-    const QStringList arguments{QStringLiteral("-x"), QStringLiteral("-k"), source, folder};
+    const int descriptor = file->handle();
+    const QStringList arguments{u"-x"_s, u"-k"_s, u"/dev/fd/%1"_s.arg(descriptor), folder};
     const qint32 status = co_await Tools::run(archiveTool, arguments, stop, descriptor);
-    // Closed, a deleted archive is gone.
-    options.opened.reset();
     checkCancellation(stop);
     if (status != 0) {
         fail(status, zip, destination);
     }
-    co_await runOnWorker([folder, destination, zip, removesArchive = options.removesArchive] {
-        if (removesArchive) {
-            Files::removeIfPossible(zip);
-        }
-        if (folder != destination) {
-            // Tools may give it another mode.
-            Files::makePrivate(folder);
-            Files::move(folder, destination);
-        }
+    // Deleted now, so that no sync has to write it out.
+    co_await runOnWorker([zip, file = std::move(file)]() mutable {
+        file.reset();
+        QFile::remove(zip);
     });
 }
 
@@ -85,24 +79,36 @@ QCoro::Task<qint32> Tools::run(QString program, QStringList arguments, std::stop
     co_return co_await tool->run(stop);
 }
 
-QCoro::Task<> Tools::unzip(QString archiveTool, QString zip, QString destination,
-                           std::stop_token stop, UnzipOptions options)
+QCoro::Task<> Tools::unzip(QString archiveTool, QString zip, std::shared_ptr<QFile> file,
+                           QString destination, std::stop_token stop)
 {
-    const QString folder = co_await runOnWorker([destination, isStaged = options.isStaged] {
+    co_await runOnWorker([destination] { Files::createFolder(destination); });
+    co_await unpack(archiveTool, zip, std::move(file), destination, destination, stop);
+}
+
+QCoro::Task<> Tools::replaceFolder(QString archiveTool, QString zip, std::shared_ptr<QFile> file,
+                                   QString destination, std::stop_token stop)
+{
+    checkCancellation(stop);
+    const QString folder = co_await runOnWorker([destination, stop] {
+        Files::removeIfPossible(destination, stop);
+        Files::removeLeftovers(QFileInfo(destination).path(), stop);
+        checkCancellation(stop);
         Files::createFolder(destination);
-        return isStaged ? destination : Files::makeHiddenBeside(destination);
+        return Files::makeHiddenBeside(destination);
     });
     std::exception_ptr error;
     try {
-        co_await unzipBy(folder, archiveTool, zip, destination, stop, std::move(options));
+        co_await unpack(archiveTool, zip, std::move(file), folder, destination, stop);
+        co_await runOnWorker([folder, destination] {
+            Files::makePrivate(folder); // the tool may have changed the mode
+            Files::move(folder, destination);
+        });
     } catch (...) {
         error = std::current_exception();
     }
-    if (error && folder != destination) {
-        // Ignored: a failure, as removeLeftovers takes what is left.
-        co_await runOnWorker([folder] { Files::removeInPlace(folder); });
-    }
     if (error) {
+        co_await runOnWorker([folder] { Files::removeInPlace(folder); });
         std::rethrow_exception(error);
     }
 }
