@@ -40,10 +40,14 @@ quietly() {
     return "$status"
 }
 
-# configure <preset> [<option of cmake…>]
+# configure <preset> [<option of cmake…>]: without options only where something has changed.
 configure() {
     local preset=$1
     shift
+    if [ "$#" -eq 0 ] && [ "build/$preset/build.ninja" -nt CMakePresets.json ]; then
+        quietly "build/$preset.configure.log" cmake --build "build/$preset" --target build.ninja
+        return
+    fi
     quietly "build/$preset.configure.log" cmake --preset "$preset" "$@"
 }
 
