@@ -49,7 +49,7 @@ if(BRINDLE_WARNINGS_AS_ERRORS)
 endif()
 
 if(BRINDLE_SANITIZE)
-    add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=undefined -fno-omit-frame-pointer -O1)
+    add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=undefined -fno-omit-frame-pointer)
     add_link_options(-fsanitize=address,undefined)
 endif()
 if(BRINDLE_COVERAGE)
