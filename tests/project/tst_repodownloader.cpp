@@ -1,79 +1,80 @@
-// The game's archive and its add-ons, from a real server, unpacked by the real tool.
+// Fetching the game and its add-ons from a real server, mostly with the real archive tool.
 
 #include "../torture/Tree.h"
-#include "base/Error.h"
 #include "demo/ZipWriter.h"
 #include "files/Files.h"
+#include "http/HttpServer.h"
 #include "project/RepoDownloader.h"
-#include "support/ServedFiles.h"
+#include "support/AfterRename.h"
+#include "support/Cancelled.h"
+#include "support/TestFiles.h"
 #include "support/Thrown.h"
 
-#include <QDir>
 #include <QProcess>
+#include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QtTest>
 
-#include <filesystem>
-#include <unistd.h>
+#include <atomic>
+
+#include <sys/stat.h>
 
 using namespace brindle;
+using namespace Qt::StringLiterals;
 
 namespace {
 
 const QByteArray gameTarget = "/tessel-works/godot-brindle/archive/refs/heads/main.zip";
+const QByteArray addonTarget = "/a/one/archive/HEAD.zip";
+const QString damaged = u"Unzipping failed (ditto exit code 1). The download may be damaged."_s;
 
-QByteArray zipOf(const QMap<QString, QByteArray> &files)
+struct Entry
+{
+    QString name;
+    QByteArray content;
+    quint32 mode = 0;
+};
+
+QByteArray zipOf(const QList<Entry> &entries)
 {
     const QTemporaryDir folder;
-    const QString path = folder.filePath(QStringLiteral("made.zip"));
+    const QString path = folder.filePath(u"made.zip"_s);
     ZipWriter writer(path);
-    for (auto it = files.begin(); it != files.end(); ++it) {
-        writer.add(it.key(), it.value());
+    for (const Entry &entry : entries) {
+        writer.add(entry.name, entry.content, entry.mode);
     }
     writer.close();
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    return readFile(path);
 }
 
 QByteArray gameZip()
 {
-    return zipOf({{QStringLiteral("godot-brindle-main/project.godot"), "config_version=5\n"},
-                  {QStringLiteral("godot-brindle-main/main.gd"), "extends Node\n"}});
+    return zipOf({{u"g/project.godot"_s, "config_version=5\n"}, {u"g/main.gd"_s, "new"}});
 }
 
-void write(const QString &path, const QByteArray &content)
+QByteArray addonZip(const QByteArray &content = "x")
 {
-    QDir().mkpath(QFileInfo(path).path());
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    file.write(content);
+    return zipOf({{u"t/x"_s, content}});
 }
 
-QByteArray read(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-/// What a repository may hold: names, sizes, links and modes of all kinds.
+/// Names, sizes, links and modes of all kinds.
 Tree variedTree()
 {
     Tree tree;
-    tree.add(QStringLiteral("project.godot"), "config_version=5\n");
-    tree.add(QStringLiteral(".gitignore"), "*.tmp\n");
-    tree.add(QStringLiteral("empty"), QByteArray());
-    tree.add(QStringLiteral("levels/deep/in/a/folder/level.tscn"), QByteArray(70'000, 'l'));
-    tree.add(QStringLiteral("heights.txt"),
-             "PackedFloat32Array(" + QByteArray("0, ").repeated(500'000));
+    tree.add(u"project.godot"_s, "config_version=5\n");
+    tree.add(u".gitignore"_s, "*.tmp\n");
+    tree.add(u"empty"_s, QByteArray());
+    tree.add(u"levels/deep/in/a/folder/level.tscn"_s, QByteArray(70'000, 'l'));
+    tree.add(u"heights.txt"_s, "PackedFloat32Array(" + QByteArray("0, ").repeated(500'000));
     QByteArray noise(300'000, Qt::Uninitialized);
     for (qsizetype i = 0; i < noise.size(); ++i) {
         noise[i] = static_cast<char>((i * 2654435761U) >> 13U);
     }
-    tree.add(QStringLiteral("art/picture.bin"), noise);
-    tree.add(QStringLiteral("tools/export.sh"), "#!/bin/sh\n", Tree::Type::program);
-    tree.add(QStringLiteral("latest"), "levels/deep", Tree::Type::link);
-    tree.add(QStringLiteral("a name with blanks"), "x");
-    tree.add(QString::fromUtf8("Übersetzung/日本.po"), "x");
+    tree.add(u"art/picture.bin"_s, noise);
+    tree.add(u"tools/export.sh"_s, "#!/bin/sh\n", Tree::Type::program);
+    tree.add(u"latest"_s, "levels/deep", Tree::Type::link);
+    tree.add(u"a name with blanks"_s, "x");
+    tree.add(u"Übersetzung/日本.po"_s, "x");
     return tree;
 }
 
@@ -86,50 +87,72 @@ void run(const QString &program, const QStringList &arguments, const QString &fo
     QVERIFY2(process.waitForFinished() && process.exitCode() == 0, qPrintable(program));
 }
 
-/// A downloader with folders of its own and a repository folder to put add-ons into.
+/// A downloader with folders of its own; the test sets the server's answer for each target.
 struct Setup
 {
-    explicit Setup(const QUrl &host = {})
-        : repo(host.isEmpty() ? server.url() : host, root(), folder.filePath(QStringLiteral("tmp")),
-               QStringLiteral(BRINDLE_DITTO))
+    using Answer = std::function<void(HttpConnection &)>;
+
+    Setup() { Files::createFolder(temporary()); }
+
+    QString path(const QString &name) const { return folder.filePath(name); }
+    QString root() const { return path(u"root"_s); }
+    QString temporary() const { return path(u"tmp"_s); }
+    QString repository() const { return path(u"repository"_s); }
+    QString addon(const QString &name) const { return repository() + u'/' + name; }
+    QString url(const QString &target = u"/a/one.git"_s) const
     {
-        Files::createFolder(folder.filePath(QStringLiteral("tmp")));
-        write(repository() + QStringLiteral("/project.godot"), "config_version=5\n");
+        return server.url().toString() + target;
+    }
+    QStringList staged() const { return Files::names(temporary()); }
+
+    void put(const QByteArray &target, const QByteArray &body)
+    {
+        answers[target] = [body](HttpConnection &connection) { connection.respond(200, {}, body); };
+    }
+    void setTool(const QByteArray &script)
+    {
+        writeScript(path(u"tool"_s), script);
+        setHost(server.url(), path(u"tool"_s));
+    }
+    void setHost(const QUrl &host, const QString &tool = QStringLiteral(BRINDLE_DITTO))
+    {
+        repo = std::make_unique<RepoDownloader>(host, root(), temporary(), tool);
     }
 
-    QString root() const { return folder.filePath(QStringLiteral("root")); }
-    QString repository() const { return folder.filePath(QStringLiteral("repository")); }
-    QString addon(const char *path) const
+    QCoro::Task<QString> install() { return repo->installGame(progress, stop.get_token()); }
+    QCoro::Task<> fetch(const QString &where = u"addons/one"_s)
     {
-        return repository() + QLatin1Char('/') + QLatin1String(path);
+        return fetch({{where, url()}}, repository());
     }
-    QStringList leftovers() const { return Files::names(folder.filePath(QStringLiteral("tmp"))); }
-
-    /// An address on the server, as ".gitmodules" would write it.
-    QString url(const char *path) const { return server.url().toString() + QLatin1String(path); }
-    ProjectInfo info(const QList<Submodule> &submodules) const
+    QCoro::Task<> fetch(const QList<Submodule> &submodules, const QString &where)
     {
         ProjectInfo info;
-        info.repoRoot = repository();
+        info.repoRoot = where;
         info.submodules = submodules;
-        return info;
-    }
-    QCoro::Task<> fetch(const QList<Submodule> &submodules)
-    {
-        return repo.fetchSubmodules(
-            info(submodules), [](qint64, qint64, double) {},
-            [this](const QString &line) { log << line; }, stop.get_token());
-    }
-    QCoro::Task<QString> install()
-    {
-        return repo.installGame([](qint64, qint64, double) {}, stop.get_token());
+        const auto onLog = [this](const QString &line) {
+            log << line;
+            requestsAtLog = server.requestCount();
+            stagedAtLog = staged();
+        };
+        return repo->fetchSubmodules(info, progress, onLog, stop.get_token());
     }
 
     QTemporaryDir folder;
-    ServedFiles server;
+    QMap<QByteArray, Answer> answers;
     std::stop_source stop;
+    ProgressCallback progress = [](qint64, qint64, double) {};
     QStringList log;
-    RepoDownloader repo;
+    int requestsAtLog = -1;
+    QStringList stagedAtLog;
+    HttpServer server{[this](const HttpRequest &request, HttpConnection &connection) {
+        if (const Answer answer = answers.value(request.target)) {
+            answer(connection);
+        } else {
+            connection.respond(404, {}, {});
+        }
+    }};
+    std::unique_ptr<RepoDownloader> repo = std::make_unique<RepoDownloader>(
+        server.url(), root(), temporary(), QStringLiteral(BRINDLE_DITTO));
 };
 
 } // namespace
@@ -138,300 +161,420 @@ class TestRepoDownloader : public QObject
 {
     Q_OBJECT
 
+    std::unique_ptr<Setup> setup_;
+
 private Q_SLOTS:
-    void theGameIsInstalledInItsOwnTopFolder()
+    void init() { setup_ = std::make_unique<Setup>(); }
+    void cleanup()
     {
-        Setup setup;
-        setup.server.put(gameTarget, gameZip());
-        const QString project = await(setup.install());
-        QCOMPARE(project, setup.root() + QStringLiteral("/Game/godot-brindle-main"));
-        QCOMPARE(read(project + QStringLiteral("/main.gd")), QByteArray("extends Node\n"));
-        QVERIFY(setup.leftovers().isEmpty());
+        afterRename = {};
+        QCOMPARE(setup_->staged(), QStringList());
+    }
+
+    void theRepositoryHasAPage()
+    {
+        QCOMPARE(RepoDownloader::repositoryPage(QUrl(u"https://code.example"_s)),
+                 QUrl(u"https://code.example/tessel-works/godot-brindle"_s));
+    }
+
+    void theGameReplacesTheEarlierOne()
+    {
+        writeFile(setup_->root() + u"/Game/g/old.gd"_s, "old");
+        writeFile(setup_->root() + u"/.brindle-removing-x/y"_s, "half");
+        writeFile(setup_->root() + u"/.brindle-moving-x/g/project.godot"_s, "half");
+        std::atomic<qint64> most = 0;
+        setup_->progress = [&](qint64 done, qint64, double) {
+            most = std::max<qint64>(most, done);
+        };
+        setup_->put(gameTarget, gameZip());
+        const QString project = await(setup_->install());
+        QCOMPARE(project, setup_->root() + u"/Game/g"_s);
+        QCOMPARE(readFile(project + u"/main.gd"_s), QByteArray("new"));
+        QVERIFY(!QFileInfo::exists(project + u"/old.gd"_s));
+        QCOMPARE(Files::names(setup_->root()), QStringList{u"Game"_s});
+        QCOMPARE(most.load(), qint64(gameZip().size()));
     }
 
     void archivesOfTheUsualTools_data()
     {
-        QTest::addColumn<QString>("program");
-        QTest::addColumn<QStringList>("arguments"); // "{zip}" is where the archive shall be
-        const QString top = QStringLiteral("godot-brindle-main");
-        QTest::newRow("git archive") << QStringLiteral("git")
-                                     << QStringList{QStringLiteral("-C"),
-                                                    top,
-                                                    QStringLiteral("archive"),
-                                                    QStringLiteral("--format=zip"),
-                                                    QStringLiteral("--prefix=%1/").arg(top),
-                                                    QStringLiteral("--output={zip}"),
-                                                    QStringLiteral("HEAD")};
-        QTest::newRow("zip") << QStringLiteral("zip")
-                             << QStringList{QStringLiteral("--quiet"),
-                                            QStringLiteral("--symlinks"),
-                                            QStringLiteral("--recurse-paths"),
-                                            QStringLiteral("{zip}"),
-                                            top,
-                                            QStringLiteral("--exclude"),
-                                            top + QStringLiteral("/.git/*")};
+        QTest::addColumn<QString>("command"); // "{zip}" is the archive's path
+        QTest::newRow("git archive")
+            << u"git -C top archive --format=zip --prefix=top/ --output={zip} HEAD"_s;
+        QTest::newRow("zip")
+            << u"zip --quiet --symlinks --recurse-paths {zip} top --exclude top/.git/*"_s;
     }
-
     void archivesOfTheUsualTools()
     {
-        QFETCH(const QString, program);
-        QFETCH(QStringList, arguments);
-        const QTemporaryDir folder;
-        const QString source = folder.filePath(QStringLiteral("godot-brindle-main"));
+        QFETCH(QString, command);
         const Tree tree = variedTree();
-        tree.write(source);
-        const QStringList git{QStringLiteral("-C"), source,
-                              QStringLiteral("-c"), QStringLiteral("user.name=a"),
-                              QStringLiteral("-c"), QStringLiteral("user.email=a@b.c")};
-        run(QStringLiteral("git"), git + QStringList{QStringLiteral("init"), QStringLiteral("-q")},
-            folder.path());
-        run(QStringLiteral("git"), git + QStringList{QStringLiteral("add"), QStringLiteral(".")},
-            folder.path());
-        run(QStringLiteral("git"),
-            git + QStringList{QStringLiteral("commit"), QStringLiteral("-qm"), QStringLiteral("a")},
-            folder.path());
-        const QString zip = folder.filePath(QStringLiteral("made.zip"));
-        arguments.replaceInStrings(QStringLiteral("{zip}"), zip);
-        run(program, arguments, folder.path());
+        tree.write(setup_->path(u"top"_s));
+        const QStringList git{u"-C"_s,          u"top"_s, u"-c"_s,
+                              u"user.name=a"_s, u"-c"_s,  u"user.email=a@b.c"_s};
+        for (const QStringList &step : {QStringList{u"init"_s, u"-q"_s},
+                                        {u"add"_s, u"."_s},
+                                        {u"commit"_s, u"-qm"_s, u"a"_s}}) {
+            run(u"git"_s, git + step, setup_->folder.path());
+        }
+        QStringList arguments = command.split(u' ');
+        arguments.replaceInStrings(u"{zip}"_s, setup_->path(u"made.zip"_s));
+        run(arguments.takeFirst(), arguments, setup_->folder.path());
+        const QByteArray zip = readFile(setup_->path(u"made.zip"_s));
 
-        Setup setup;
-        setup.server.put(gameTarget, read(zip));
-        const QString project = await(setup.install());
-        QCOMPARE(project, setup.root() + QStringLiteral("/Game/godot-brindle-main"));
+        setup_->put(gameTarget, zip);
+        const QString project = await(setup_->install());
+        QCOMPARE(project, setup_->root() + u"/Game/top"_s);
         QCOMPARE(Tree::read(project).differences(tree), QStringList());
 
-        // And the same as an add-on.
-        setup.server.put("/a/one/archive/HEAD.zip", read(zip));
-        await(setup.fetch({{QStringLiteral("addons/one"), setup.url("/a/one.git")}}));
-        QCOMPARE(Tree::read(setup.addon("addons/one")).differences(tree), QStringList());
+        setup_->put(addonTarget, zip);
+        await(setup_->fetch());
+        QCOMPARE(Tree::read(setup_->addon(u"addons/one"_s)).differences(tree), QStringList());
     }
 
-    void anEarlierGameIsReplacedWhole()
+    void theGameStaysUntilItsArchiveIsThere_data()
     {
-        Setup setup;
-        const QString old = setup.root() + QStringLiteral("/Game/godot-brindle-main/old.gd");
-        write(old, "old");
-        setup.server.put(gameTarget, gameZip());
-        await(setup.install());
-        QVERIFY(!QFileInfo::exists(old));
-    }
-
-    void aFailedDownloadLeavesTheGameAlone()
-    {
-        Setup setup;
-        const QString old = setup.root() + QStringLiteral("/Game/g/project.godot");
-        write(old, "old");
-        QCOMPARE(thrownBy(setup.install()),
-                 std::optional(QStringLiteral("The server answered with status 404 for "
-                                              "127.0.0.1.")));
-        QCOMPARE(read(old), QByteArray("old"));
-        QVERIFY(setup.leftovers().isEmpty());
-    }
-
-    void aCancelledDownloadLeavesTheGameAlone()
-    {
-        Setup setup;
-        const QString old = setup.root() + QStringLiteral("/Game/g/project.godot");
-        write(old, "old");
-        setup.server.put(gameTarget, gameZip());
-        setup.stop.request_stop();
-        bool cancelled = false;
-        try {
-            await(setup.install());
-        } catch (const CancellationError &) {
-            cancelled = true;
+        QTest::addColumn<QString>("end");
+        for (const char *end : {"refused", "cancelled before", "cancelled on the way",
+                                "cancelled at the last byte"}) {
+            QTest::newRow(end) << QString::fromLatin1(end);
         }
-        QVERIFY(cancelled);
-        QCOMPARE(read(old), QByteArray("old"));
-        QVERIFY(setup.leftovers().isEmpty());
+    }
+    void theGameStaysUntilItsArchiveIsThere()
+    {
+        QFETCH(const QString, end);
+        const QString old = setup_->root() + u"/Game/g/project.godot"_s;
+        writeFile(old, "old");
+        const QByteArray zip = gameZip();
+        const qint64 stopAt = end.contains(u"last") ? zip.size() : 1;
+        if (end == u"refused") {
+            QCOMPARE(thrownBy(setup_->install()),
+                     u"The server answered with status 404 for 127.0.0.1."_s);
+        } else {
+            if (end.endsWith(u"before")) {
+                setup_->stop.request_stop();
+            }
+            setup_->progress = [&](qint64 done, qint64, double) {
+                if (done >= stopAt) {
+                    setup_->stop.request_stop();
+                }
+            };
+            setup_->put(gameTarget, zip);
+            if (end.endsWith(u"way")) {
+                setup_->answers[gameTarget] = [](HttpConnection &connection) {
+                    connection.write("HTTP/1.1 200 OK\r\n\r\nthe beginning");
+                    connection.waitUntilClosed();
+                };
+            }
+            QVERIFY(endsCancelled(setup_->install()));
+        }
+        QCOMPARE(readFile(old), QByteArray("old"));
     }
 
-    void aDamagedArchiveFails()
+    void aDamagedGameLeavesAnEmptyFolder()
     {
-        Setup setup;
-        setup.server.put(gameTarget, gameZip().chopped(30));
-        QCOMPARE(thrownBy(setup.install()),
-                 std::optional(QStringLiteral("Unzipping failed (ditto exit code 1). The download "
-                                              "may be damaged.")));
-        QVERIFY(setup.leftovers().isEmpty());
-        QVERIFY(Files::names(setup.root() + QStringLiteral("/Game")).isEmpty());
+        setup_->put(gameTarget, gameZip().chopped(30));
+        QCOMPARE(thrownBy(setup_->install()), damaged);
+        QCOMPARE(Files::names(setup_->root() + u"/Game"_s), QStringList());
     }
 
-    void anArchiveWithoutAProjectFails()
+    void aGameWithoutAProjectFails()
     {
-        Setup setup;
-        setup.server.put(gameTarget, zipOf({{QStringLiteral("x/readme"), "x"}}));
-        QCOMPARE(
-            thrownBy(setup.install()),
-            std::optional(QStringLiteral("The downloaded game has no project.godot file, so it "
-                                         "can't be started.")));
-        QVERIFY(QFileInfo::exists(setup.root() + QStringLiteral("/Game/x/readme")));
-        QVERIFY(setup.leftovers().isEmpty());
+        setup_->put(gameTarget, zipOf({{u"x/readme"_s, "x"}}));
+        QCOMPARE(thrownBy(setup_->install()),
+                 u"The downloaded game has no project.godot file, so it can't be started."_s);
+        QVERIFY(QFileInfo::exists(setup_->root() + u"/Game/x/readme"_s));
     }
 
     void aBadAddressTouchesNothing()
     {
-        Setup setup(QUrl(QStringLiteral("http://")));
-        QCOMPARE(thrownBy(setup.install()),
-                 std::optional(QStringLiteral("Internal error: bad download address.")));
-        QVERIFY(!QFileInfo::exists(setup.root()));
-        QVERIFY(setup.leftovers().isEmpty());
+        setup_->setHost(QUrl(u"http://"_s));
+        QCOMPARE(thrownBy(setup_->install()), u"Internal error: bad download address."_s);
+        QVERIFY(!QFileInfo::exists(setup_->root()));
     }
 
-    void aStagingFolderThatCannotBeMade()
+    void plainHttpIsRefused()
     {
-        Setup setup;
-        const QString file = setup.folder.filePath(QStringLiteral("file"));
-        write(file, "x");
-        RepoDownloader repo(setup.server.url(), setup.root(), file, QStringLiteral(BRINDLE_DITTO));
-        const auto thrown = thrownBy(repo.installGame([](qint64, qint64, double) {}, {}));
-        QVERIFY(thrown);
-        QVERIFY2(thrown->contains(file), qPrintable(*thrown));
-        QVERIFY(setup.server.requests().isEmpty());
+        const QString sentence = u"The address http://code.invalid%1 is not secure (plain http), "
+                                 "so nothing was downloaded from it."_s;
+        setup_->setHost(QUrl(u"http://code.invalid"_s));
+        QCOMPARE(thrownBy(setup_->install()), sentence.arg(QString::fromLatin1(gameTarget)));
+        // The game came by https; its list of add-ons names plain http.
+        setup_->setHost(QUrl(u"https://code.invalid"_s));
+        QCOMPARE(thrownBy(setup_->fetch({{u"addons/one"_s, u"http://code.invalid/a/one.git"_s}},
+                                        setup_->repository())),
+                 sentence.arg(QString::fromLatin1(addonTarget)));
+        QVERIFY(!QFileInfo::exists(setup_->addon(u"addons/one"_s)));
     }
 
-    void addonsAreFetchedIntoTheirPlaces()
+    void aStagingFolderThatCannotBeMadeIsNamed()
     {
-        Setup setup;
-        setup.server.put("/a/one/archive/HEAD.zip",
-                         zipOf({{QStringLiteral("one-abc/plugin.cfg"), "one"}}));
-        setup.server.put("/a/two//archive/HEAD.zip",
-                         zipOf({{QStringLiteral("two-abc/.hidden"), "two"}}));
-        await(setup.fetch({{QStringLiteral("addons/one"), setup.url("/a/one.git")},
-                           {QStringLiteral("deep/er/two"), setup.url("/a/two/")}}));
-        QCOMPARE(read(setup.addon("addons/one/plugin.cfg")), QByteArray("one"));
-        QCOMPARE(read(setup.addon("deep/er/two/.hidden")), QByteArray("two"));
-        QCOMPARE(setup.log, (QStringList{QStringLiteral("Fetching add-on addons/one"),
-                                         QStringLiteral("Fetching add-on deep/er/two")}));
-        QVERIFY(setup.leftovers().isEmpty());
+        QVERIFY(QDir().rmdir(setup_->temporary()));
+        writeFile(setup_->temporary(), "a file");
+        for (const auto &thrown : {thrownBy(setup_->install()), thrownBy(setup_->fetch())}) {
+            QVERIFY(thrown);
+            QVERIFY2(thrown->contains(setup_->temporary()), qPrintable(*thrown));
+        }
+        QCOMPARE(setup_->server.requestCount(), 0);
+    }
+
+    void theWrittenFileIsUnpacked_data()
+    {
+        QTest::addColumn<bool>("isGame");
+        QTest::newRow("the game") << true;
+        QTest::newRow("an add-on") << false;
+    }
+    /// Another archive lies at the same path by the time that the tool begins.
+    void theWrittenFileIsUnpacked()
+    {
+        QFETCH(const bool, isGame);
+        setup_->put(gameTarget, "written");
+        setup_->put(addonTarget, "written");
+        setup_->setTool(
+            u"staging=$(ls -d '%1'/Brindle-*)\n"
+            "mv \"$staging\" '%2' && mkdir \"$staging\"\n"
+            "echo swapped > \"$staging/game.zip\"\n"
+            "echo swapped > \"$staging/sub.zip\"\n"
+            "cat \"$3\" > '%3'; exit 9"_s
+                .arg(setup_->temporary(), setup_->path(u"aside"_s), setup_->path(u"seen"_s))
+                .toUtf8());
+        QVERIFY(isGame ? thrownBy(setup_->install()) : thrownBy(setup_->fetch()));
+        QCOMPARE(readFile(setup_->path(u"seen"_s)), QByteArray("written"));
+    }
+
+    void aCancelEndsTheRemovalOfTheOldGame()
+    {
+        writeFile(setup_->root() + u"/Game/g/old"_s, "old");
+        setup_->put(gameTarget, gameZip());
+        QString hidden;
+        afterRename = [&](const QString &to) {
+            if (to.contains(u"/.brindle-removing-")) {
+                hidden = to;
+                setup_->stop.request_stop();
+            }
+        };
+        QVERIFY(endsCancelled(setup_->install()));
+        QCOMPARE(readFile(hidden + u"/g/old"_s), QByteArray("old"));
+        QVERIFY(!QFileInfo::exists(setup_->root() + u"/Game"_s));
+    }
+
+    void addonsAreFetchedIntoTheirFolders()
+    {
+        setup_->put(addonTarget, addonZip("one"));
+        setup_->put("/a/two//archive/HEAD.zip", zipOf({{u"t/.hidden"_s, "two"}}));
+        writeFile(setup_->addon(u"addons/.brindle-moving-x/y"_s), "half");
+        await(setup_->fetch(
+            {{u"addons/one"_s, setup_->url()}, {u"deep/er/two"_s, setup_->url(u"/a/two/"_s)}},
+            setup_->repository()));
+        QCOMPARE(readFile(setup_->addon(u"addons/one/x"_s)), QByteArray("one"));
+        QCOMPARE(readFile(setup_->addon(u"deep/er/two/.hidden"_s)), QByteArray("two"));
+        QCOMPARE(Files::names(setup_->addon(u"addons"_s)), QStringList{u"one"_s});
+        QCOMPARE(setup_->log,
+                 (QStringList{u"Fetching add-on addons/one"_s, u"Fetching add-on deep/er/two"_s}));
+        QCOMPARE(setup_->requestsAtLog, 1); // the line comes before the download
+        QCOMPARE(setup_->stagedAtLog, QStringList());
+    }
+
+    void addonsAreUnpackedInTheStagingFolder()
+    {
+        setup_->put(addonTarget, "x");
+        setup_->setTool("echo \"$@\" > '" + setup_->path(u"called"_s).toUtf8() +
+                        "'; mkdir \"$4/top\"");
+        await(setup_->fetch());
+        const QRegularExpression form(
+            u"^-x -k /dev/fd/[0-9]+ %1/Brindle-[0-9A-F-]{36}/out\n$"_s.arg(
+                QRegularExpression::escape(setup_->temporary())));
+        const QString called = QString::fromUtf8(readFile(setup_->path(u"called"_s)));
+        QVERIFY2(form.match(called).hasMatch(), qPrintable(called));
+        QVERIFY(QFileInfo(setup_->addon(u"addons/one"_s)).isDir());
     }
 
     void addonsElsewhereAreRefused_data()
     {
         QTest::addColumn<QString>("url");
-        QTest::newRow("another host") << QStringLiteral("https://elsewhere.example/a/one.git");
-        QTest::newRow("a sub-domain") << QStringLiteral("https://sub.127.0.0.1/a/one");
-        QTest::newRow("relative") << QStringLiteral("../one.git");
-        QTest::newRow("user at host") << QStringLiteral("git@127.0.0.1:a/one.git");
-        QTest::newRow("empty") << QString();
-        QTest::newRow("no host") << QStringLiteral("file:///a/one");
+        QTest::newRow("another host") << u"https://elsewhere.example/a/one.git"_s;
+        QTest::newRow("relative") << u"../one.git"_s;
+        QTest::newRow("another scheme") << u"ssh://git@127.0.0.1/a/one.git"_s;
     }
-
     void addonsElsewhereAreRefused()
     {
-        QFETCH(QString, url);
-        Setup setup;
-        QCOMPARE(thrownBy(setup.fetch({{QStringLiteral("addons/one"), url}})),
-                 std::optional(QStringLiteral("The game needs the add-on \"addons/one\" from %1, "
-                                              "which this app can only fetch from GitHub.")
-                                   .arg(url)));
-        QVERIFY(setup.server.requests().isEmpty());
-        QVERIFY(setup.log.isEmpty());
-        QVERIFY(setup.leftovers().isEmpty());
-    }
-
-    void hostsCompareByLetter()
-    {
-        Setup setup(QUrl(QStringLiteral("http://localhost")));
-        const QString url = QStringLiteral("http://LOCALHOST/a/one");
-        const auto thrown = thrownBy(setup.fetch({{QStringLiteral("x"), url}}));
-        QVERIFY(thrown);
-        QVERIFY(thrown->endsWith(QStringLiteral("which this app can only fetch from GitHub.")));
+        QFETCH(const QString, url);
+        QCOMPARE(thrownBy(setup_->fetch({{u"addons/one"_s, url}}, setup_->repository())),
+                 u"The game needs the add-on \"addons/one\" from %1, which this app can only fetch "
+                 "from GitHub."_s.arg(url));
+        QCOMPARE(setup_->server.requestCount(), 0);
+        QCOMPARE(setup_->log, QStringList());
     }
 
     void addonsOutsideAreRefused_data()
     {
         QTest::addColumn<QString>("path");
-        QTest::newRow("above") << QStringLiteral("../outside");
-        QTest::newRow("above by a detour") << QStringLiteral("addons/../../outside");
-        QTest::newRow("absolute") << QStringLiteral("/outside");
-        QTest::newRow("through a link") << QStringLiteral("way/outside");
+        QTest::newRow("above") << u"../outside"_s;
+        QTest::newRow("through a link") << u"link/outside"_s;
+        QTest::newRow("control character") << u"addons/\x1b[2J"_s;
+        QTest::newRow("backslash") << u"addons\\one"_s;
     }
-
     void addonsOutsideAreRefused()
     {
-        QFETCH(QString, path);
-        Setup setup;
-        QVERIFY(QFile::link(setup.folder.path(), setup.addon("way")));
-        setup.server.put("/a/one/archive/HEAD.zip", zipOf({{QStringLiteral("one/x"), "x"}}));
-        QCOMPARE(
-            thrownBy(setup.fetch({{path, setup.url("/a/one")}})),
-            std::optional(QStringLiteral("The add-on \"%1\" lies outside the game's folder, so "
-                                         "it was not fetched.")
-                              .arg(path)));
-        QVERIFY(setup.server.requests().isEmpty());
-        QVERIFY(!QFileInfo::exists(setup.folder.filePath(QStringLiteral("outside"))));
+        QFETCH(const QString, path);
+        QVERIFY(QDir().mkpath(setup_->repository()));
+        QVERIFY(QFile::link(setup_->folder.path(), setup_->addon(u"link"_s)));
+        QCOMPARE(thrownBy(setup_->fetch(path)),
+                 u"The add-on \"%1\" lies outside the game's folder, so it was not fetched."_s.arg(
+                     path));
+        QCOMPARE(setup_->server.requestCount(), 0);
+        QVERIFY(!QFileInfo::exists(setup_->path(u"outside"_s)));
     }
 
-    void whatIsPresentIsNotFetched()
+    /// Each link stays inside its own archive; together they lead outside.
+    void linksOfTwoArchivesLeadNowhereElse()
     {
-        Setup setup;
-        write(setup.addon("addons/one/.hidden"), "x");
-        await(setup.fetch({{QStringLiteral("addons/one"), setup.url("/a/one")},
-                           {QString(), setup.url("/a/empty-path")}}));
-        QVERIFY(setup.server.requests().isEmpty());
-        QVERIFY(setup.log.isEmpty());
+        writeFile(setup_->path(u"private/secret"_s), "secret");
+        const QString game = setup_->root() + u"/Game/g"_s;
+        setup_->put(gameTarget,
+                    zipOf({{u"g/project.godot"_s, "x"},
+                           {u"g/README.md"_s, "addons/one/a/b/up/../../../../../private/secret",
+                            S_IFLNK | 0777}}));
+        setup_->put(addonTarget,
+                    zipOf({{u"t/a/b/up"_s, "../..", S_IFLNK | 0777}, {u"t/plugin.cfg"_s, "x"}}));
+        QCOMPARE(await(setup_->install()), game);
+        QCOMPARE(thrownBy(setup_->fetch({{u"addons/one"_s, setup_->url()}}, game)),
+                 u"The add-on \"addons/one\" has links that lead outside the game's folder, so it "
+                 "was not kept."_s);
+        QVERIFY(!QFileInfo::exists(game + u"/README.md"_s));
+        QVERIFY(!QFileInfo::exists(game + u"/addons/one"_s));
     }
 
-    void anEmptyListDoesNothing()
+    void presentAddonsAreNotFetched()
     {
-        Setup setup;
-        await(setup.fetch({}));
-        QVERIFY(setup.log.isEmpty());
+        writeFile(setup_->addon(u"addons/one/.hidden"_s), "x");
+        await(setup_->fetch({{u"addons/one"_s, setup_->url()}, {QString(), setup_->url()}},
+                            setup_->repository()));
+        await(setup_->fetch({}, setup_->repository()));
+        QCOMPARE(setup_->server.requestCount(), 0);
+        QCOMPARE(setup_->log, QStringList());
     }
 
-    void onePathIsFilledOnce()
+    void theFirstAddonOfAPathCounts()
     {
-        Setup setup;
-        QDir().mkpath(setup.addon("addons/one")); // as the archive leaves a submodule's folder
-        setup.server.put("/a/one/archive/HEAD.zip", zipOf({{QStringLiteral("t/x"), "first"}}));
-        setup.server.put("/a/two/archive/HEAD.zip", zipOf({{QStringLiteral("t/x"), "second"}}));
-        await(setup.fetch({{QStringLiteral("addons/one"), setup.url("/a/one")},
-                           {QStringLiteral("addons/one"), setup.url("/a/two")}}));
-        QCOMPARE(read(setup.addon("addons/one/x")), QByteArray("first"));
-        QCOMPARE(setup.log.size(), 1);
+        QDir().mkpath(setup_->addon(u"addons/one"_s)); // as an archive has a submodule's folder
+        setup_->put(addonTarget, addonZip("first"));
+        setup_->put("/a/two/archive/HEAD.zip", addonZip("second"));
+        await(setup_->fetch(
+            {{u"addons/one"_s, setup_->url()}, {u"addons/one"_s, setup_->url(u"/a/two"_s)}},
+            setup_->repository()));
+        QCOMPARE(readFile(setup_->addon(u"addons/one/x"_s)), QByteArray("first"));
+        QCOMPARE(setup_->log.size(), 1);
     }
 
-    void aFailureKeepsEarlierAddonsAndTheNextCallGoesOn()
+    void anotherCallContinuesAfterAFailure()
     {
-        Setup setup;
-        setup.server.put("/a/one/archive/HEAD.zip", zipOf({{QStringLiteral("t/x"), "one"}}));
-        const QList<Submodule> both{{QStringLiteral("one"), setup.url("/a/one")},
-                                    {QStringLiteral("two"), setup.url("/a/two")}};
-        QVERIFY(thrownBy(setup.fetch(both)));
-        QCOMPARE(read(setup.addon("one/x")), QByteArray("one"));
-        QVERIFY(!QFileInfo::exists(setup.addon("two")));
-        QVERIFY(setup.leftovers().isEmpty());
+        setup_->put(addonTarget, addonZip("one"));
+        const QList<Submodule> both{{u"one"_s, setup_->url()},
+                                    {u"two"_s, setup_->url(u"/a/two"_s)}};
+        QVERIFY(thrownBy(setup_->fetch(both, setup_->repository())));
+        QCOMPARE(readFile(setup_->addon(u"one/x"_s)), QByteArray("one"));
+        QVERIFY(!QFileInfo::exists(setup_->addon(u"two"_s)));
+        QCOMPARE(setup_->staged(), QStringList());
 
-        setup.server.put("/a/two/archive/HEAD.zip", zipOf({{QStringLiteral("t/x"), "two"}}));
-        await(setup.fetch(both));
-        QCOMPARE(read(setup.addon("two/x")), QByteArray("two"));
-        QCOMPARE(setup.server.requests().count("/a/one/archive/HEAD.zip"), 1);
-        // Once for each attempt: the line comes before the download.
-        QCOMPARE(setup.log.count(QStringLiteral("Fetching add-on two")), 2);
+        setup_->put("/a/two/archive/HEAD.zip", addonZip("two"));
+        await(setup_->fetch(both, setup_->repository()));
+        QCOMPARE(readFile(setup_->addon(u"two/x"_s)), QByteArray("two"));
+        QCOMPARE(setup_->server.requestCount(addonTarget), 1);
+        QCOMPARE(setup_->log.count(u"Fetching add-on two"_s), 2);
     }
 
-    void anEmptyAddonFails()
+    void aFailedAddonLeavesItsFolder_data()
     {
-        Setup setup;
-        // An end record alone (APPNOTE.TXT 4.3.16): an archive of nothing.
-        setup.server.put("/a/one/archive/HEAD.zip",
-                         QByteArray("PK\x05\x06", 4) + QByteArray(18, 0));
-        QCOMPARE(thrownBy(setup.fetch({{QStringLiteral("addons/one"), setup.url("/a/one")}})),
-                 std::optional(QStringLiteral("The add-on addons/one was empty.")));
-        QVERIFY(setup.leftovers().isEmpty());
+        QTest::addColumn<QByteArray>("zip");
+        QTest::addColumn<QString>("message");
+        QTest::newRow("damaged") << addonZip().chopped(9) << damaged;
+        // An end record alone (APPNOTE.TXT 4.3.16).
+        QTest::newRow("empty") << QByteArray("PK\x05\x06", 4) + QByteArray(18, 0)
+                               << u"The add-on addons/one was empty."_s;
+    }
+    void aFailedAddonLeavesItsFolder()
+    {
+        QFETCH(const QByteArray, zip);
+        QFETCH(const QString, message);
+        QDir().mkpath(setup_->addon(u"addons/one"_s));
+        setup_->put(addonTarget, zip);
+        QCOMPARE(thrownBy(setup_->fetch()), message);
+        QVERIFY(QFileInfo(setup_->addon(u"addons/one"_s)).isDir());
     }
 
-    void aPlaceThatCannotBeMadeFails()
+    void aFolderThatCannotBeMadeIsNamed_data()
     {
-        Setup setup;
-        write(setup.addon("addons"), "a file where a folder should be");
-        setup.server.put("/a/one/archive/HEAD.zip", zipOf({{QStringLiteral("t/x"), "x"}}));
-        const auto thrown =
-            thrownBy(setup.fetch({{QStringLiteral("addons/one"), setup.url("/a/one")}}));
-        QVERIFY(thrown);
-        QVERIFY2(thrown->contains(QStringLiteral("addons")), qPrintable(*thrown));
-        QVERIFY(setup.leftovers().isEmpty());
+        QTest::addColumn<QString>("path");
+        QTest::newRow("file in the way") << u"file/one"_s;
+        QTest::newRow("name too long") << u"addons/"_s + QString(300, u'n');
+    }
+    void aFolderThatCannotBeMadeIsNamed()
+    {
+        QFETCH(const QString, path);
+        writeFile(setup_->addon(u"file"_s), "x");
+        setup_->put(addonTarget, addonZip());
+        const auto thrown = thrownBy(setup_->fetch(path));
+        QVERIFY2(thrown && thrown->contains(setup_->addon(path.section(u'/', 0, 0))),
+                 qPrintable(thrown.value_or(QString())));
+    }
+
+    void aCancelledAddonLeavesItsFolder_data()
+    {
+        QTest::addColumn<QString>("moment");
+        QTest::newRow("before") << u"before"_s;
+        QTest::newRow("on the way") << u"way"_s;
+        QTest::newRow("at the last byte") << u"last byte"_s;
+    }
+    void aCancelledAddonLeavesItsFolder()
+    {
+        QFETCH(const QString, moment);
+        QDir().mkpath(setup_->addon(u"addons/one"_s));
+        setup_->setTool("touch '" + setup_->path(u"called"_s).toUtf8() + "'");
+        if (moment == u"before") {
+            setup_->stop.request_stop();
+        }
+        setup_->answers[addonTarget] = [&](HttpConnection &connection) {
+            if (moment == u"way") {
+                setup_->stop.request_stop();
+                connection.waitUntilClosed();
+            }
+            connection.respond(200, {}, "x");
+        };
+        setup_->progress = [&](qint64, qint64, double) { setup_->stop.request_stop(); };
+        QVERIFY(endsCancelled(setup_->fetch()));
+        QVERIFY(!QFileInfo::exists(setup_->path(u"called"_s)));
+        QVERIFY(QFileInfo(setup_->addon(u"addons/one"_s)).isDir());
+    }
+
+    void aCancelEndsTheLookAtPresentAddons()
+    {
+        writeFile(setup_->addon(u"addons/one/plugin.cfg"_s), "x");
+        setup_->stop.request_stop();
+        QVERIFY(endsCancelled(setup_->fetch()));
+    }
+
+    void anEntryInAnAddonsPlaceIsReplaced_data()
+    {
+        QTest::addColumn<bool>("isLink");
+        QTest::newRow("file") << false;
+        QTest::newRow("dangling link") << true;
+    }
+    void anEntryInAnAddonsPlaceIsReplaced()
+    {
+        QFETCH(const bool, isLink);
+        const QString place = setup_->addon(u"addons/one"_s);
+        writeFile(place, "a file");
+        QVERIFY(!isLink || (QFile::remove(place) && QFile::link(u"not-there"_s, place)));
+        setup_->put(addonTarget, addonZip());
+        await(setup_->fetch());
+        QVERIFY(!QFileInfo(place).isSymLink());
+        QCOMPARE(readFile(place + u"/x"_s), QByteArray("x"));
+    }
+
+    void aLoneFileIsTakenAsTheAddon()
+    {
+        setup_->put(addonTarget, zipOf({{u"only-file"_s, "x", S_IFREG | 0644}}));
+        await(setup_->fetch());
+        QCOMPARE(readFile(setup_->addon(u"addons/one"_s)), QByteArray("x"));
     }
 };
 
