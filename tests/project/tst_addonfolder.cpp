@@ -9,6 +9,7 @@
 #include <filesystem>
 
 using namespace brindle;
+using namespace Qt::StringLiterals;
 
 class TestAddonFolder : public QObject
 {
@@ -19,7 +20,7 @@ private Q_SLOTS:
     void init()
     {
         folder_ = std::make_unique<QTemporaryDir>();
-        QVERIFY(QDir(repository()).mkpath(QStringLiteral("deep/er/est")));
+        QVERIFY(QDir(repository()).mkpath(u"deep/er/est"_s));
         link("inside", "deep/er/est");
         link("outside", "../elsewhere");
         link("root", "/");
@@ -48,43 +49,41 @@ private Q_SLOTS:
         const auto outside = [](const char *name, const QString &path) {
             QTest::newRow(name) << path << true << QString();
         };
-        inside("one name", QStringLiteral("one"), QStringLiteral("/one"));
-        inside("several names", QStringLiteral("addons/one"), QStringLiteral("/addons/one"));
-        inside("slash at the end", QStringLiteral("addons/one/"), QStringLiteral("/addons/one"));
-        inside("detour", QStringLiteral("./x/../addons//one"), QStringLiteral("/addons/one"));
-        inside("dots in a name", QStringLiteral("..one/two.."), QStringLiteral("/..one/two.."));
+        inside("one name", u"one"_s, u"/one"_s);
+        inside("several names", u"addons/one"_s, u"/addons/one"_s);
+        inside("slash at the end", u"addons/one/"_s, u"/addons/one"_s);
+        inside("detour", u"./x/../addons//one"_s, u"/addons/one"_s);
+        inside("dots in a name", u"..one/two.."_s, u"/..one/two.."_s);
         inside("empty", QString(), QString());
-        inside("dot", QStringLiteral("."), QString());
-        inside("there and back", QStringLiteral("x/.."), QString());
-        inside("by a link", QStringLiteral("inside/one"), QStringLiteral("/inside/one"));
-        inside("the link itself", QStringLiteral("inside"), QStringLiteral("/inside"));
-        inside("by an absolute link", QStringLiteral("back/one"), QStringLiteral("/back/one"));
-        inside("dangling", QStringLiteral("dangling-inside"), QStringLiteral("/dangling-inside"));
-        inside("up by a link, but not out", QStringLiteral("deep/up/one"),
-               QStringLiteral("/deep/up/one"));
-        inside("as many links as the system follows", QStringLiteral("link40/one"),
-               QStringLiteral("/link40/one"));
-        outside("more links than that", QStringLiteral("link41/one"));
-        outside("above", QStringLiteral(".."));
-        outside("beside", QStringLiteral("../one"));
-        outside("by a detour", QStringLiteral("addons/../../one"));
-        outside("absolute", QStringLiteral("/one"));
-        outside("absolute, inside", QStringLiteral("//"));
-        outside("by a link", QStringLiteral("outside/one"));
-        outside("the link itself", QStringLiteral("outside"));
-        outside("a link to the top", QStringLiteral("root/one"));
-        outside("dangling, outside", QStringLiteral("dangling-outside"));
-        outside("up and out by a link", QStringLiteral("deep/far-up/one"));
-        outside("links in a circle", QStringLiteral("loop/one"));
-        outside("links in a row", QStringLiteral("chain/one"));
+        inside("dot", u"."_s, QString());
+        inside("there and back", u"x/.."_s, QString());
+        inside("by a link", u"inside/one"_s, u"/inside/one"_s);
+        inside("the link itself", u"inside"_s, u"/inside"_s);
+        inside("by an absolute link", u"back/one"_s, u"/back/one"_s);
+        inside("dangling", u"dangling-inside"_s, u"/dangling-inside"_s);
+        inside("up by a link, but not out", u"deep/up/one"_s, u"/deep/up/one"_s);
+        inside("as many links as the system follows", u"link40/one"_s, u"/link40/one"_s);
+        outside("more links than that", u"link41/one"_s);
+        outside("above", u".."_s);
+        outside("beside", u"../one"_s);
+        outside("by a detour", u"addons/../../one"_s);
+        outside("absolute", u"/one"_s);
+        outside("absolute, inside", u"//"_s);
+        outside("by a link", u"outside/one"_s);
+        outside("the link itself", u"outside"_s);
+        outside("a link to the top", u"root/one"_s);
+        outside("dangling, outside", u"dangling-outside"_s);
+        outside("up and out by a link", u"deep/far-up/one"_s);
+        outside("links in a circle", u"loop/one"_s);
+        outside("links in a row", u"chain/one"_s);
         // As the system would walk it this stays inside, as its text reads it does not.
-        outside("link and way up", QStringLiteral("inside/../../one"));
-        outside("backslashes", QStringLiteral("addons\\one"));
-        outside("escape", QStringLiteral("addons/\x1b[2Jone"));
-        outside("tab", QStringLiteral("addons/o\tne"));
-        outside("delete", QStringLiteral("addons/o\x7f"));
-        outside("control character of Latin-1", QString(QStringLiteral("addons/") + QChar(0x9b)));
-        outside("cut short", QStringLiteral("..") + QChar::Null + QStringLiteral("/one"));
+        outside("link and way up", u"inside/../../one"_s);
+        outside("backslashes", u"addons\\one"_s);
+        outside("escape", u"addons/\x1b[2Jone"_s);
+        outside("tab", u"addons/o\tne"_s);
+        outside("delete", u"addons/o\x7f"_s);
+        outside("control character of Latin-1", QString(u"addons/"_s + QChar(0x9b)));
+        outside("cut short", u".."_s + QChar::Null + u"/one"_s);
     }
 
     void pathsAreLocated()
@@ -99,29 +98,27 @@ private Q_SLOTS:
 
     void aRepositoryBehindALink()
     {
-        const QString way = folder_->filePath(QStringLiteral("way"));
+        const QString way = folder_->filePath(u"way"_s);
         QVERIFY(QFile::link(repository(), way));
-        QCOMPARE(RepoDownloader::addonFolder(way, QStringLiteral("one")),
-                 std::optional(way + QStringLiteral("/one")));
-        QVERIFY(!RepoDownloader::addonFolder(way, QStringLiteral("outside/one")));
+        QCOMPARE(RepoDownloader::addonFolder(way, u"one"_s), std::optional(way + u"/one"_s));
+        QVERIFY(!RepoDownloader::addonFolder(way, u"outside/one"_s));
     }
 
     void aRepositoryThatIsNotThere()
     {
-        const QString none = folder_->filePath(QStringLiteral("none"));
-        QCOMPARE(RepoDownloader::addonFolder(none, QStringLiteral("one")),
-                 std::optional(none + QStringLiteral("/one")));
-        QVERIFY(!RepoDownloader::addonFolder(none, QStringLiteral("../one")));
+        const QString none = folder_->filePath(u"none"_s);
+        QCOMPARE(RepoDownloader::addonFolder(none, u"one"_s), std::optional(none + u"/one"_s));
+        QVERIFY(!RepoDownloader::addonFolder(none, u"../one"_s));
     }
 
     void aRepositoryMustBeAbsolute()
     {
-        QVERIFY(!RepoDownloader::addonFolder(QString(), QStringLiteral("one")));
-        QVERIFY(!RepoDownloader::addonFolder(QStringLiteral("repository"), QStringLiteral("one")));
+        QVERIFY(!RepoDownloader::addonFolder(QString(), u"one"_s));
+        QVERIFY(!RepoDownloader::addonFolder(u"repository"_s, u"one"_s));
     }
 
 private:
-    QString repository() const { return folder_->filePath(QStringLiteral("repository")); }
+    QString repository() const { return folder_->filePath(u"repository"_s); }
     void link(const QByteArray &name, const QByteArray &target) const
     {
         std::filesystem::create_symlink(
