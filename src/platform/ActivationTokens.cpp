@@ -1,5 +1,7 @@
 #include "platform/ActivationTokens.h"
 
+#include <algorithm>
+
 #ifdef Q_OS_LINUX
 #include "xdg-activation-v1-client-protocol.h"
 
@@ -16,7 +18,7 @@ namespace brindle {
 
 namespace {
 
-/// Ends one of the compositor's objects on our side; on the other it ends with the connection.
+/// Frees our side of one of the compositor's objects; the connection's end frees the other side.
 struct Release
 {
     void operator()(auto *object) const { wl_proxy_destroy(reinterpret_cast<wl_proxy *>(object)); }
@@ -25,13 +27,13 @@ struct Release
 template <typename Object>
 using Owned = std::unique_ptr<Object, Release>;
 
-using Answer = std::function<void(const QString &)>;
+using Answer = std::function<void(const QByteArray &)>;
 
 } // namespace
 
 struct ActivationTokens::Connection
 {
-    /// One player's devices. Of the first version, whose events are all that is needed.
+    /// One player's devices. Version 1 of `wl_seat` has all the events that we need.
     struct Seat
     {
         Connection &connection;
@@ -46,8 +48,8 @@ struct ActivationTokens::Connection
     wl_display *const display;
     Owned<wl_registry> registry = {};
     Owned<xdg_activation_v1> activation = {};
-    std::list<Seat> seats = {}; // one that is unplugged stays, and is silent
-    // The last press, and where it was.
+    std::list<Seat> seats = {}; // an unplugged seat stays and is silent
+    // The last press and its seat.
     uint32_t serial = 0;
     wl_seat *pressedOn = nullptr;
 };
@@ -72,8 +74,8 @@ void ActivationTokens::Connection::add(wl_seat *object)
     wl_seat_add_listener(object, &listener, &added);
 }
 
-/// Every event of every device. What is pressed has a number as its first argument; keys and
-/// buttons tell by the fourth whether they go down.
+/// Receives every event of every device. A press has its serial as the first argument; the fourth
+/// argument of a key or button is 1 when it goes down.
 int ActivationTokens::Connection::onInput(const void * /*implementation*/, void *device,
                                           uint32_t /*opcode*/, const wl_message *event,
                                           wl_argument *arguments)
@@ -82,7 +84,7 @@ int ActivationTokens::Connection::onInput(const void * /*implementation*/, void 
         *static_cast<Seat *>(wl_proxy_get_user_data(static_cast<wl_proxy *>(device)));
     const std::string_view name = event->name;
     if (name == "keymap") {
-        ::close(arguments[1].h); // ours now, and of no use
+        ::close(arguments[1].h); // the event hands over a descriptor that we do not need
     } else if (name == "down" || ((name == "key" || name == "button") && arguments[3].u == 1)) {
         seat.connection.serial = arguments[0].u;
         seat.connection.pressedOn = seat.object.get();
@@ -125,7 +127,7 @@ std::shared_ptr<void> ActivationTokens::ask(void *surface, Answer answer)
     const std::shared_ptr<Answer> request(new Answer(std::move(answer)), withdraw);
     static constexpr xdg_activation_token_v1_listener listener{
         [](void *data, xdg_activation_token_v1 *, const char *text) {
-            (*static_cast<Answer *>(data))(QString::fromUtf8(text));
+            (*static_cast<Answer *>(data))(usable(text));
         }};
     xdg_activation_token_v1_add_listener(token, &listener, request.get());
     if (connection_->pressedOn) {
@@ -147,12 +149,20 @@ struct ActivationTokens::Connection
 ActivationTokens::ActivationTokens(void * /*display*/) {}
 
 std::shared_ptr<void> ActivationTokens::ask(void * /*surface*/,
-                                            std::function<void(const QString &)> /*answer*/)
+                                            std::function<void(const QByteArray &)> /*answer*/)
 {
     return nullptr;
 }
 
 #endif
+
+QByteArray ActivationTokens::usable(const QByteArray &token)
+{
+    constexpr qsizetype longest = 255;
+    const auto isPrintable = [](char letter) { return letter >= ' ' && letter <= '~'; };
+    return token.size() <= longest && std::ranges::all_of(token, isPrintable) ? token
+                                                                             : QByteArray();
+}
 
 ActivationTokens::~ActivationTokens() = default;
 

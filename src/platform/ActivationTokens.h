@@ -1,29 +1,33 @@
 #pragma once
 
-#include <QString>
+#include <QByteArray>
 
 #include <functional>
 #include <memory>
 
 namespace brindle {
 
-/// Tokens with which a Wayland compositor lets a window of another program come to the front
-/// (https://wayland.app/protocols/xdg-activation-v1). It gives them for what the player pressed in
-/// a window of ours: so this listens to all keyboards, pointers and touch screens, on the
-/// connection that the windows have. Whoever owns that reads it, on the main thread. Main thread
-/// only; nothing blocks. Where there is no Wayland there are no tokens.
+/// Asks a Wayland compositor for tokens that let another program's window come to the front
+/// (https://wayland.app/protocols/xdg-activation-v1). The compositor grants a token for the last
+/// press in one of our windows. This class listens to all keyboards, pointers and touch screens
+/// for those presses, on the windows' connection, whose owner reads it. Main thread only; nothing
+/// blocks. Without Wayland there are no tokens.
 class ActivationTokens
 {
 public:
-    /// @param display the connection, a `wl_display`, which outlives this and every request.
+    /// Returns the token if it is printable ASCII of at most 255 bytes, else an empty one.
+    /// libwayland ends a program that sends a much longer text.
+    static QByteArray usable(const QByteArray &token);
+
+    /// @param display the connection, a `wl_display`. It must outlive this object and every request.
     explicit ActivationTokens(void *display);
     ~ActivationTokens();
 
-    /// Asks for one token, good for one start. `answer` is called with it later, and at most once:
-    /// nobody knows when a compositor answers. Returns the request, which is withdrawn when it is
-    /// dropped; null where there is nobody to ask.
+    /// Asks for one token, good for one start. Calls `answer` later and at most once, with an empty
+    /// token if the compositor's is unusable. Returns the request, or null without a compositor.
+    /// Dropping the request withdraws it.
     /// @param surface the window that asks, a `wl_surface`; may be null.
-    std::shared_ptr<void> ask(void *surface, std::function<void(const QString &token)> answer);
+    std::shared_ptr<void> ask(void *surface, std::function<void(const QByteArray &token)> answer);
 
 private:
     struct Connection;

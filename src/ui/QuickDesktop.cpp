@@ -222,8 +222,10 @@ QCoro::Task<QMap<QString, QString>> QuickDesktop::startPermission(std::stop_toke
         QWindow *const focused = QGuiApplication::focusWindow();
         void *const surface = surfaceOf(focused ? focused : window_);
         std::stop_source waited;
-        const auto request = tokens_->ask(surface, [&](const QString &token) {
-            permission[QStringLiteral("XDG_ACTIVATION_TOKEN")] = token;
+        const auto request = tokens_->ask(surface, [&](const QByteArray &token) {
+            if (!token.isEmpty()) {
+                permission[QStringLiteral("XDG_ACTIVATION_TOKEN")] = QString::fromLatin1(token);
+            }
             waited.request_stop();
         });
         const std::stop_callback onStop(stop, [&] { waited.request_stop(); });

@@ -2,6 +2,7 @@
 
 #include "base/Error.h"
 #include "files/Files.h"
+#include "platform/ActivationTokens.h"
 
 #include <QDeadlineTimer>
 #include <QFileInfo>
@@ -12,7 +13,6 @@
 #include <sys/un.h>
 #include <unistd.h>
 
-#include <algorithm>
 
 namespace brindle {
 
@@ -27,14 +27,6 @@ const auto shownAnswer = "shown\n"_ba;
 constexpr int retryInterval = 20; // milliseconds
 // So many later launchers may wait while the first one makes its window.
 constexpr int backlog = 128;
-
-/// Returns `text` if it is short and printable ASCII. A longer token makes libwayland end the
-/// program.
-QByteArray usable(const QByteArray &text)
-{
-    const auto isPrintable = [](char letter) { return letter >= ' ' && letter <= '~'; };
-    return text.size() <= maxText && std::ranges::all_of(text, isPrintable) ? text : QByteArray();
-}
 
 } // namespace
 
@@ -58,7 +50,7 @@ SingleInstance::~SingleInstance()
 SingleInstance::Role SingleInstance::claim(const QByteArray &activationToken,
                                            const QByteArray &startupId, int patience)
 {
-    const QByteArray request = usable(activationToken) + '\t' + usable(startupId) + '\n';
+    const QByteArray request = ActivationTokens::usable(activationToken) + '\t' + ActivationTokens::usable(startupId) + '\n';
     try {
         Files::createFolder(folder_);
     } catch (const SystemError &) {
@@ -134,7 +126,7 @@ void SingleInstance::serve()
                 QByteArray request = socket->readLine();
                 request.chop(1);
                 const QByteArrayList texts = request.split('\t');
-                Q_EMIT windowRequested(usable(texts.value(0)), usable(texts.value(1)));
+                Q_EMIT windowRequested(ActivationTokens::usable(texts.value(0)), ActivationTokens::usable(texts.value(1)));
                 socket->write(shownAnswer);
                 socket->disconnectFromServer();
             } else if (socket->bytesAvailable() > maxRequest) {

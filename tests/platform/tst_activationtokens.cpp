@@ -232,11 +232,11 @@ class TestActivationTokens : public QObject
 
     std::unique_ptr<Compositor> compositor_;
     std::unique_ptr<ActivationTokens> tokens_;
-    QStringList answers_;
+    QByteArrayList answers_;
 
     std::shared_ptr<void> ask(void *surface = nullptr)
     {
-        auto request = tokens_->ask(surface, [this](const QString &token) { answers_ << token; });
+        auto request = tokens_->ask(surface, [this](const QByteArray &token) { answers_ << token; });
         compositor_->serve();
         return request;
     }
@@ -275,8 +275,28 @@ private Q_SLOTS:
         answer("one");
         const auto second = ask();
         answer("two");
-        QCOMPARE(answers_, (QStringList{QStringLiteral("one"), QStringLiteral("two")}));
+        QCOMPARE(answers_, (QByteArrayList{"one", "two"}));
         QCOMPARE(compositor_->requests.size(), 2);
+    }
+
+    void onlyShortPrintableTokensAreUsable_data()
+    {
+        QTest::addColumn<QByteArray>("token");
+        QTest::addColumn<bool>("usable");
+        QTest::newRow("longest") << QByteArray(255, '~') << true;
+        QTest::newRow("too long") << QByteArray(256, 'a') << false;
+        QTest::newRow("line feed") << QByteArray("a\nb") << false;
+        QTest::newRow("delete") << QByteArray("a\177") << false;
+        QTest::newRow("not ASCII") << QByteArray("\xc3\xa4") << false;
+    }
+
+    void onlyShortPrintableTokensAreUsable()
+    {
+        QFETCH(QByteArray, token);
+        QFETCH(bool, usable);
+        const auto request = ask();
+        answer(token.constData());
+        QCOMPARE(answers_, QByteArrayList{usable ? token : QByteArray()});
     }
 
     void namesTheLastPress()
