@@ -8,7 +8,6 @@ FocusScope {
     required property var model
 
     // The height that shows all of it, also while a game is being downloaded. A failure scrolls.
-    readonly property alias status: status
     readonly property real wantedHeight: scroller.contentHeight + 80 * Theme.scale
 
     property bool settingsShown: false

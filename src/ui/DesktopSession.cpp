@@ -2,36 +2,38 @@
 
 #include "base/OneShot.h"
 #include "core/AppModel.h"
+#include "platform/ActivationTokens.h"
+#include "ui/DisplayText.h"
 
 #include <QDBusObjectPath>
 #include <QDBusUnixFileDescriptor>
 #include <QGuiApplication>
-#include <QPointer>
 
 #include <algorithm>
 #include <chrono>
 
 namespace brindle {
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr std::chrono::milliseconds progressPause{250};
-constexpr int portalPatience = 10'000;
+constexpr int portalPatience = 10'000; // milliseconds
 
-const auto desktopFile = QStringLiteral("org.brindle.Brindle");
-const auto reason = QStringLiteral("The game is being set up");
-const auto notifications = QStringLiteral("org.freedesktop.Notifications");
-const auto notificationsPath = QStringLiteral("/org/freedesktop/Notifications");
+const auto desktopFile = u"org.brindle.Brindle"_s;
+const auto reason = u"The game is being set up"_s;
+const auto notifications = u"org.freedesktop.Notifications"_s;
+const auto notificationsPath = u"/org/freedesktop/Notifications"_s;
 
-QDBusMessage notificationCall(const char *method)
+QDBusMessage notificationCall(const QString &method)
 {
-    return QDBusMessage::createMethodCall(notifications, notificationsPath, notifications,
-                                          QLatin1String(method));
+    return QDBusMessage::createMethodCall(notifications, notificationsPath, notifications, method);
 }
 
 QDBusMessage withdrawal(uint notification)
 {
-    return notificationCall("CloseNotification") << notification;
+    return notificationCall(u"CloseNotification"_s) << notification;
 }
 
 bool isReply(const QDBusMessage &message)
@@ -43,27 +45,23 @@ bool isReply(const QDBusMessage &message)
 QDBusMessage portalInhibition()
 {
     constexpr uint suspend = 4;
-    auto call = QDBusMessage::createMethodCall(QStringLiteral("org.freedesktop.portal.Desktop"),
-                                               QStringLiteral("/org/freedesktop/portal/desktop"),
-                                               QStringLiteral("org.freedesktop.portal.Inhibit"),
-                                               QStringLiteral("Inhibit"));
-    call << QString() << suspend << QVariantMap{{QStringLiteral("reason"), reason}};
-    return call;
+    return QDBusMessage::createMethodCall(
+               u"org.freedesktop.portal.Desktop"_s, u"/org/freedesktop/portal/desktop"_s,
+               u"org.freedesktop.portal.Inhibit"_s, u"Inhibit"_s)
+           << QString() << suspend << QVariantMap{{u"reason"_s, reason}};
 }
 
 /// https://www.freedesktop.org/wiki/Software/systemd/inhibit/
 QDBusMessage loginInhibition()
 {
-    auto call = QDBusMessage::createMethodCall(
-        QStringLiteral("org.freedesktop.login1"), QStringLiteral("/org/freedesktop/login1"),
-        QStringLiteral("org.freedesktop.login1.Manager"), QStringLiteral("Inhibit"));
-    call << QStringLiteral("sleep:idle") << QStringLiteral("Brindle") << reason
-         << QStringLiteral("block");
-    return call;
+    return QDBusMessage::createMethodCall(
+               u"org.freedesktop.login1"_s, u"/org/freedesktop/login1"_s,
+               u"org.freedesktop.login1.Manager"_s, u"Inhibit"_s)
+           << u"sleep:idle"_s << u"Brindle"_s << reason << u"block"_s;
 }
 
-/// Keeps the computer awake until `over`, if anybody can. Each request has a connection of its own,
-/// with whose end it ends as well: also when the answer got lost, and when the launcher is killed.
+/// Keeps the computer awake until `over`, by the portal or else by the login manager. Each request
+/// has its own connection, whose end ends the request too, even after a lost reply or SIGKILL.
 QCoro::Task<> stayAwake(std::stop_token over)
 {
     const OneShot<> ended;
@@ -77,9 +75,9 @@ QCoro::Task<> stayAwake(std::stop_token over)
             co_await ended;
             const QString request = reply.arguments().value(0).value<QDBusObjectPath>().path();
             if (!request.isEmpty()) {
-                const auto close = QDBusMessage::createMethodCall(
-                    inhibit.service(), request, QStringLiteral("org.freedesktop.portal.Request"),
-                    QStringLiteral("Close"));
+                const auto close =
+                    QDBusMessage::createMethodCall(inhibit.service(), request,
+                                                   u"org.freedesktop.portal.Request"_s, u"Close"_s);
                 co_await session.call(close);
             }
             co_return;
@@ -87,7 +85,7 @@ QCoro::Task<> stayAwake(std::stop_token over)
     }
     MessageBus system(MessageBus::Bus::system);
     if (!over.stop_requested() && co_await system.open()) {
-        // It lasts as long as the descriptor that came with it is open.
+        // The inhibition lasts as long as the reply's descriptor is open.
         const QDBusMessage inhibit = loginInhibition();
         const QDBusMessage reply = co_await system.call(inhibit);
         if (isReply(reply)) {
@@ -110,11 +108,6 @@ DesktopSession::DesktopSession(AppModel &model, QQuickWindow &window)
         }
     });
     connect(&model, &AppModel::stateChanged, this, &DesktopSession::follow);
-    connect(&model, &AppModel::workChanged, this, [this] {
-        if (model_.work()) {
-            withdraw();
-        }
-    });
     const auto look = [this] {
         if (!isInBackground()) {
             withdraw();
@@ -134,6 +127,9 @@ DesktopSession::~DesktopSession()
 
 void DesktopSession::follow()
 {
+    if (announcedPhase_ != model_.phase()) {
+        withdraw();
+    }
     if (isBusy_ == model_.canCancel()) {
         return;
     }
@@ -142,13 +138,15 @@ void DesktopSession::follow()
         return;
     }
     end();
-    // Whoever has cancelled it knows.
+    // A player who cancelled the setup knows of its end.
     const auto work = model_.work();
     if (!(work && work->stop.stop_requested()) && isInBackground()) {
-        withdraw();
         announcement_ = std::stop_source();
-        announce(this, window_.property("statusTitle").toString(),
-                 window_.property("statusMessage").toString(), announcement_.get_token());
+        announcedPhase_ = model_.phase();
+        const bool isStarting = model_.gameRunning();
+        announce(this, DisplayText::phaseTitle(model_.phase()),
+                 DisplayText::of(isStarting ? model_.stepText() : model_.needsMessage()),
+                 announcement_.get_token());
     }
 }
 
@@ -176,11 +174,10 @@ QCoro::Task<> DesktopSession::connectBus()
     if (!self || !isOpen) {
         co_return;
     }
-    if (!isListening_) {
-        isListening_ = true;
-        bus_.listen(notificationsPath, notifications, QStringLiteral("ActivationToken"), this,
+    if (!std::exchange(isListening_, true)) {
+        bus_.listen(notifications, notificationsPath, notifications, u"ActivationToken"_s, this,
                     SLOT(hearToken(uint, QString)));
-        bus_.listen(notificationsPath, notifications, QStringLiteral("ActionInvoked"), this,
+        bus_.listen(notifications, notificationsPath, notifications, u"ActionInvoked"_s, this,
                     SLOT(hearAction(uint, QString)));
     }
     sendProgress();
@@ -194,15 +191,11 @@ void DesktopSession::sendProgress()
         return;
     }
     showsProgress_ = isShown && bus_.isOpen();
-    auto update = QDBusMessage::createSignal(QStringLiteral("/org/brindle/Brindle"),
-                                             QStringLiteral("com.canonical.Unity.LauncherEntry"),
-                                             QStringLiteral("Update"));
-    update << QStringLiteral("application://%1.desktop").arg(desktopFile)
-           << QVariantMap{
-                  {QStringLiteral("progress"), std::clamp(model_.fraction(), 0.0, 1.0)},
-                  {QStringLiteral("progress-visible"), isShown},
-              };
-    bus_.send(update);
+    bus_.send(QDBusMessage::createSignal(u"/org/brindle/Brindle"_s,
+                                         u"com.canonical.Unity.LauncherEntry"_s, u"Update"_s)
+              << u"application://%1.desktop"_s.arg(desktopFile)
+              << QVariantMap{{u"progress"_s, std::clamp(model_.fraction(), 0.0, 1.0)},
+                             {u"progress-visible"_s, isShown}});
 }
 
 bool DesktopSession::isInBackground() const
@@ -219,21 +212,21 @@ QCoro::Task<> DesktopSession::announce(QPointer<DesktopSession> self, QString ti
     if (!co_await bus.open()) {
         co_return;
     }
-    const QDBusMessage ask = notificationCall("GetCapabilities");
+    const QDBusMessage ask = notificationCall(u"GetCapabilities"_s);
     const QDBusMessage known = co_await bus.call(ask);
     if (!isReply(known) || withdrawn.stop_requested()) {
         co_return;
     }
     const QStringList capabilities = known.arguments().value(0).toStringList();
-    const bool isMarkup = capabilities.contains(QStringLiteral("body-markup"));
+    const bool hasMarkup = capabilities.contains(u"body-markup"_s);
     QStringList actions;
-    if (capabilities.contains(QStringLiteral("actions"))) {
-        actions = {QStringLiteral("default"), QStringLiteral("Show")};
+    if (capabilities.contains(u"actions"_s)) {
+        actions = {u"default"_s, u"Show"_s};
     }
-    auto notify = notificationCall("Notify");
-    notify << QStringLiteral("Brindle") << 0U << desktopFile << title
-           << (isMarkup ? message.toHtmlEscaped() : message) << actions
-           << QVariantMap{{QStringLiteral("desktop-entry"), desktopFile}} << -1;
+    const auto notify = notificationCall(u"Notify"_s)
+                        << u"Brindle"_s << 0U << desktopFile << title
+                        << (hasMarkup ? message.toHtmlEscaped() : message) << actions
+                        << QVariantMap{{u"desktop-entry"_s, desktopFile}} << -1;
     const QDBusMessage shown = co_await bus.call(notify);
     if (!isReply(shown)) {
         co_return;
@@ -249,6 +242,7 @@ QCoro::Task<> DesktopSession::announce(QPointer<DesktopSession> self, QString ti
 void DesktopSession::withdraw()
 {
     announcement_.request_stop();
+    announcedPhase_ = -1;
     if (notification_ != 0) {
         bus_.send(withdrawal(std::exchange(notification_, 0)));
     }
@@ -257,7 +251,7 @@ void DesktopSession::withdraw()
 void DesktopSession::hearToken(uint notification, const QString &token)
 {
     if (notification != 0 && notification == notification_) {
-        token_ = token.toUtf8();
+        token_ = ActivationTokens::usable(token.toUtf8());
     }
 }
 

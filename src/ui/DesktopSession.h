@@ -12,26 +12,24 @@ namespace brindle {
 
 class AppModel;
 
-/// What the user's desktop is told of the launcher while nobody looks at it. While a setup runs the
-/// computer does not fall asleep, and the launcher's icon shows how far it is; its end is announced
-/// when the window is not in front, until it is or the next task begins. All by message bus; where
-/// there is none, nothing. Main thread only.
+/// Tells the user's desktop about a running setup, by message bus. The computer stays awake, and
+/// the launcher's icon shows the progress. If the window is not in front at the end, a notification
+/// says so until the window is, or the launcher's state changes. Main thread only.
 class DesktopSession : public QObject
 {
     Q_OBJECT
 
 public:
-    /// @param window what it shows of the status is its "statusTitle" and "statusMessage". Both
-    /// must outlive this.
+    /// Both must outlive this object.
     DesktopSession(AppModel &model, QQuickWindow &window);
     ~DesktopSession() override;
 
 Q_SIGNALS:
-    /// The player has chosen an announcement, with the desktop's permission to come to the front.
+    /// The player chose a notification. `token` is the desktop's permission to come to the front:
+    /// a Wayland activation token or an X startup id. It may be empty.
     void windowRequested(const QByteArray &token);
 
 private Q_SLOTS:
-    // As the notification service sends them, or anybody else.
     void hearToken(uint notification, const QString &token);
     void hearAction(uint notification, const QString &action);
 
@@ -49,12 +47,13 @@ private:
     AppModel &model_;
     QQuickWindow &window_;
     MessageBus bus_{MessageBus::Bus::session};
-    std::stop_source setup_; // the end of the one that runs
+    std::stop_source setup_; // stopped when the running setup ends
     bool isBusy_ = false;
     bool isListening_ = false;
     bool showsProgress_ = false;
     QTimer progressDue_;
-    std::stop_source announcement_; // its end
+    std::stop_source announcement_; // stopped when the notification goes
+    int announcedPhase_ = -1;       // -1: none
     uint notification_ = 0;         // 0: none
     QByteArray token_;
 };

@@ -1,6 +1,7 @@
 #include "ui/DisplayText.h"
 
 #include "base/Text.h"
+#include "core/AppState.h"
 
 #include <algorithm>
 #include <string>
@@ -52,6 +53,28 @@ QString DisplayText::lines(const QString &text, int longest)
         line = of(line, longest);
     }
     return shown.join(u'\n');
+}
+
+QString DisplayText::phaseTitle(int phase)
+{
+    using namespace Qt::StringLiterals;
+    switch (static_cast<AppState::Phase>(phase)) {
+    case AppState::Phase::notDownloaded:
+        return u"Not downloaded"_s;
+    case AppState::Phase::downloading:
+        return u"Downloading"_s;
+    case AppState::Phase::settingUp:
+        return u"Setting up"_s;
+    case AppState::Phase::needs:
+        return u"Needs something"_s;
+    case AppState::Phase::ready:
+        return u"Ready"_s;
+    case AppState::Phase::starting:
+        return u"Starting…"_s;
+    case AppState::Phase::playing:
+        return u"Playing"_s;
+    }
+    return {};
 }
 
 } // namespace brindle

@@ -19,6 +19,8 @@ public:
     Q_INVOKABLE static QString of(const QString &text, int longest = 500);
     /// The same for each line of a text, all of which are kept.
     Q_INVOKABLE static QString lines(const QString &text, int longest);
+    /// Returns the title of an AppState::Phase.
+    Q_INVOKABLE static QString phaseTitle(int phase);
 };
 
 } // namespace brindle

@@ -10,9 +10,6 @@ Window {
     property size room: Qt.size(Math.min(Screen.width, Screen.desktopAvailableWidth),
                                 Math.min(Screen.height, Screen.desktopAvailableHeight) - 40)
 
-    readonly property string statusTitle: content.status.title
-    readonly property string statusMessage: content.status.message
-
     title: "Brindle"
     minimumWidth: 560
     minimumHeight: 640

@@ -3,7 +3,7 @@
 #include "base/OneShot.h"
 #include "base/Threads.h"
 
-#include <QDBusPendingCallWatcher>
+#include <QCoroDBusPendingCall>
 #include <QFile>
 
 #include <atomic>
@@ -12,26 +12,25 @@
 
 namespace brindle {
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
-/// Whether there is anything to connect to without a bus being started for it.
-/// After D-Bus's own rules for the addresses of the two ("Well-known Message Bus Instances").
+/// Returns whether the bus has an address that does not start one. Follows D-Bus's rules for the
+/// two addresses ("Well-known Message Bus Instances").
 bool isThere(MessageBus::Bus bus)
 {
     const bool isSession = bus == MessageBus::Bus::session;
     const QString named =
         qEnvironmentVariable(isSession ? "DBUS_SESSION_BUS_ADDRESS" : "DBUS_SYSTEM_BUS_ADDRESS");
     if (!named.isEmpty()) {
-        return !named.contains(QStringLiteral("autolaunch:"));
-    }
-    if (!isSession) {
-        return true;
+        return !named.contains(u"autolaunch:"_s);
     }
     const QString folder = qEnvironmentVariable("XDG_RUNTIME_DIR");
-    return !folder.isEmpty() && QFile::exists(folder + QStringLiteral("/bus"));
+    return !isSession || (!folder.isEmpty() && QFile::exists(folder + u"/bus"_s));
 }
 
-/// Calls of Qt that wait for a bus.
+/// Counts the threads that wait for a bus inside Qt.
 std::atomic<int> connecting = 0;
 
 } // namespace
@@ -64,16 +63,16 @@ MessageBus::MessageBus(Bus bus) : state_(std::make_shared<State>(bus)) {}
 
 QCoro::Task<bool> MessageBus::open()
 {
-    const auto state = state_; // this object may go
+    const auto state = state_; // outlives this object
     if (state->connection.isConnected() || !isThere(state->bus)) {
         co_return state->connection.isConnected();
     }
     static int connections = 0;
-    const QString name = QStringLiteral("brindle-%1").arg(++connections);
+    const QString name = u"brindle-%1"_s.arg(++connections);
     const auto type =
         state->bus == Bus::session ? QDBusConnection::SessionBus : QDBusConnection::SystemBus;
-    // A bus that does not answer keeps whoever connects. Not by an address: should that one not
-    // answer, Qt (6.4) ends the program.
+    // Connecting to a silent bus blocks. Never connect by address: Qt (6.4) then ends the program
+    // if nobody answers.
     const OneShot<QDBusConnection> connected;
     const bool started = Threads::start([=](const std::stop_token &) {
         ++connecting;
@@ -99,13 +98,9 @@ bool MessageBus::isOpen() const
 
 QCoro::Task<QDBusMessage> MessageBus::call(QDBusMessage message, int patience)
 {
-    const auto state = state_; // this object may go
-    QDBusPendingCallWatcher watcher(state->connection.asyncCall(message, patience));
-    const OneShot<> answered;
-    QObject::connect(&watcher, &QDBusPendingCallWatcher::finished, &watcher,
-                     [answered] { answered.resume(); });
-    co_await answered;
-    co_return watcher.reply();
+    const auto state = state_; // outlives this object
+    const QDBusMessage reply = co_await state->connection.asyncCall(message, patience);
+    co_return reply;
 }
 
 void MessageBus::send(const QDBusMessage &message)
@@ -115,12 +110,10 @@ void MessageBus::send(const QDBusMessage &message)
     }
 }
 
-void MessageBus::listen(const QString &path, const QString &interface, const QString &signal,
-                        QObject *receiver, const char *slot)
+void MessageBus::listen(const QString &service, const QString &path, const QString &interface,
+                        const QString &signal, QObject *receiver, const char *slot)
 {
-    // Without the sender's name, which would have to be asked for. What is heard is trusted no more
-    // than what is replied.
-    state_->connection.connect(QString(), path, interface, signal, receiver, slot);
+    state_->connection.connect(service, path, interface, signal, receiver, slot);
 }
 
 } // namespace brindle

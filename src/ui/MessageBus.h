@@ -8,19 +8,19 @@
 
 namespace brindle {
 
-/// A connection of its own to one of the desktop's message buses (D-Bus), where there is such a
-/// bus. Copies share it; with the last one it ends, and with it all that services do for it.
-/// Nothing blocks, throws or prints. Main thread only.
+/// A private connection to one of the desktop's message buses (D-Bus). Copies share the
+/// connection. The last copy closes it, which also ends every service's work for it. Nothing
+/// blocks, throws or prints. Main thread only.
 class MessageBus
 {
 public:
     enum class Bus {
-        session, ///< the one of the user's session; none is started
-        system   ///< the one of the whole system
+        session, ///< the user's session's; never started by this class
+        system
     };
 
-    /// Made first in `main`, and so gone last: ends the process when a bus that does not answer
-    /// would keep Qt's own threads, and so the process, for ever.
+    /// Ends the process if a silent bus would otherwise keep Qt's own threads, and so the process,
+    /// for ever. Declare it first in `main`, so that it is destroyed last.
     struct ProcessEnd
     {
         ProcessEnd() = default;
@@ -29,21 +29,21 @@ public:
         ~ProcessEnd();
     };
 
-    /// Connects to nothing yet.
+    /// Does not connect yet.
     explicit MessageBus(Bus bus);
 
-    /// Connects. True once that is done; false where it can't be.
+    /// Connects. Returns false where that is impossible.
     QCoro::Task<bool> open();
     bool isOpen() const;
 
-    /// Asks a service and returns its reply, which may hold anything, or an error: it is not there,
-    /// or has not answered within `patience` milliseconds. Needs an open connection.
+    /// Calls a service. Returns its reply, or an error if the service is missing or silent for
+    /// `patience` milliseconds. A reply may hold anything. Needs an open connection.
     QCoro::Task<QDBusMessage> call(QDBusMessage message, int patience = 25'000);
-    /// Sends what has no reply; nothing while the connection is not open.
+    /// Sends a message without a reply. Does nothing while the connection is closed.
     void send(const QDBusMessage &message);
-    /// Calls `slot` for each such signal, whoever sends it.
-    void listen(const QString &path, const QString &interface, const QString &signal,
-                QObject *receiver, const char *slot);
+    /// Calls `slot` for each such signal of the service, also after the service was restarted.
+    void listen(const QString &service, const QString &path, const QString &interface,
+                const QString &signal, QObject *receiver, const char *slot);
 
 private:
     struct State;

@@ -8,19 +8,12 @@ Column {
     required property var model
 
     readonly property bool working: [Phase.Downloading, Phase.SettingUp, Phase.Starting].includes(model.phase)
-    readonly property var look: ({
-        [Phase.NotDownloaded]: { "color": Theme.gray, "title": "Not downloaded" },
-        [Phase.Downloading]: { "color": Theme.orange, "title": "Downloading" },
-        [Phase.SettingUp]: { "color": Theme.orange, "title": "Setting up" },
-        [Phase.Needs]: { "color": Theme.red, "title": "Needs something" },
-        [Phase.Ready]: { "color": Theme.green, "title": "Ready" },
-        [Phase.Starting]: { "color": Theme.orange, "title": "Starting…" },
-        [Phase.Playing]: { "color": Theme.green, "title": "Playing" }
-    })[model.phase]
-
-    // What there is to say of it to who does not look at it.
-    readonly property string title: title.text
-    readonly property string message: needs.visible ? needs.text : step.visible ? step.text : ""
+    readonly property color colour: ({
+        [Phase.NotDownloaded]: Theme.gray,
+        [Phase.Needs]: Theme.red,
+        [Phase.Ready]: Theme.green,
+        [Phase.Playing]: Theme.green
+    })[model.phase] ?? Theme.orange
 
     spacing: 6
 
@@ -37,13 +30,13 @@ Column {
             width: 10
             height: 10
             radius: 5
-            color: view.look.color
+            color: view.colour
         }
         Label {
             id: title
             objectName: "statusTitle"
             anchors.verticalCenter: parent.verticalCenter
-            content: view.look.title
+            content: DisplayText.phaseTitle(view.model.phase)
             font: Theme.headline
             // Read as the row's name, and announced with what the launcher needs.
             Accessible.ignored: true

@@ -300,8 +300,11 @@ private Q_SLOTS:
         QCOMPARE(shown.first().mid(0, 2), words);
         QCOMPARE(shown.first().mid(2), (QStringList{QString(), QStringLiteral("Brindle"),
                                                     QStringLiteral("org.brindle.Brindle")}));
-        // And what follows is not.
+        waitForMessages();
+        QVERIFY(services_->notifications.withdrawn.isEmpty());
+        // The next state withdraws it, and is not announced.
         model().state = AppState::playing();
+        spinUntil([this] { return services_->notifications.withdrawn == QList<uint>{41}; });
         model().state = AppState::needs(QStringLiteral("The game closed"));
         waitForMessages();
         QCOMPARE(shown.size(), 1);
@@ -455,10 +458,16 @@ private Q_SLOTS:
         Q_EMIT server.ActionInvoked(41, QStringLiteral("default"));
         spinUntil([&] { return requests.size() == 1; });
         QCOMPARE(requests.first().first().toByteArray(), QByteArrayLiteral("a token"));
-        // Which was good for once.
-        Q_EMIT server.ActionInvoked(41, QStringLiteral("default"));
-        spinUntil([&] { return requests.size() == 2; });
-        QCOMPARE(requests.last().first().toByteArray(), QByteArray());
+        // A token is good for one request. An unusable one is dropped.
+        for (const QString &token : {QString(), QString(256, u'a')}) {
+            if (!token.isEmpty()) {
+                Q_EMIT server.ActivationToken(41, token);
+            }
+            requests.clear();
+            Q_EMIT server.ActionInvoked(41, QStringLiteral("default"));
+            spinUntil([&] { return requests.size() == 1; });
+            QCOMPARE(requests.first().first().toByteArray(), QByteArray());
+        }
     }
 
     void theIconShowsHowFarItIs()
