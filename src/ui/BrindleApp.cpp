@@ -2,6 +2,7 @@
 
 #include "core/AppModel.h"
 #include "ui/Accessibility.h"
+#include "ui/SystemStyle.h"
 
 #include <QEvent>
 #include <QGuiApplication>
@@ -12,6 +13,7 @@
 #include <QSessionManager>
 #include <QSvgRenderer>
 #include <QTimer>
+#include <qpa/qplatformnativeinterface.h>
 
 // Generated, and left out of a program that links this library unless something calls them.
 extern void qml_register_types_Brindle();
@@ -38,6 +40,35 @@ QIcon windowIcon()
         icon.addPixmap(pixels);
     }
     return icon;
+}
+
+/// Ends an X desktop's startup sequence, as the window is open already. Takes over the time in the
+/// id, because window managers refuse requests from before the player's last input.
+/// https://specifications.freedesktop.org/startup-notification-spec/
+void obeyStartupId(const QByteArray &id)
+{
+    if (QGuiApplication::platformName() != u"xcb") {
+        return;
+    }
+    auto *const native = QGuiApplication::platformNativeInterface();
+    const qsizetype mark = id.lastIndexOf("_TIME");
+    const uint time = mark < 0 ? 0 : id.mid(mark + 5).toUInt();
+    for (const char *name : {"setapptime", "setappusertime"}) {
+        void *const set = reinterpret_cast<void *>(native->nativeResourceFunctionForScreen(name));
+        if (set && time > 0) {
+            reinterpret_cast<void (*)(QScreen *, uint)>(set)(QGuiApplication::primaryScreen(), time);
+        }
+    }
+    void *const set =
+        reinterpret_cast<void *>(native->nativeResourceFunctionForIntegration("setstartupid"));
+    if (set) {
+        reinterpret_cast<void (*)(const char *)>(set)(id.constData());
+        // Qt ends the sequence when it shows any window.
+        QWindow unseen;
+        unseen.setFlags(Qt::BypassWindowManagerHint);
+        unseen.setGeometry(-1, -1, 1, 1);
+        unseen.show();
+    }
 }
 
 } // namespace
@@ -85,6 +116,9 @@ BrindleApp::BrindleApp(std::shared_ptr<QuickDesktop> desktop)
     connect(&model_, &AppModel::quit, this, &BrindleApp::requestQuit);
     connect(&model_, &AppModel::workChanged, this, &BrindleApp::reopenWhenIdle);
 
+    // The first frame has the desktop's colours.
+    engine_.singletonInstance<SystemStyle *>(qmlTypeId("Brindle", 1, 0, "SystemStyle"))
+        ->waitForPortal();
     QQmlComponent component(&engine_, mainWindow());
     // Only an installation with pieces missing gets here without.
     if (component.isReady()) {
@@ -120,14 +154,17 @@ BrindleApp::~BrindleApp()
     desktop_->setWindow(nullptr, nullptr);
 }
 
-void BrindleApp::open(const QByteArray &token)
+void BrindleApp::open(const QByteArray &activationToken, const QByteArray &startupId)
 {
     if (ending_) {
         return;
     }
-    if (!token.isEmpty()) {
-        // Where Qt's Wayland plugin looks for it (xdg-activation).
-        qputenv("XDG_ACTIVATION_TOKEN", token);
+    if (!activationToken.isEmpty()) {
+        // Qt's Wayland plugin activates the window with the token in this variable.
+        qputenv("XDG_ACTIVATION_TOKEN", activationToken);
+    }
+    if (!startupId.isEmpty()) {
+        obeyStartupId(startupId);
     }
     window_->setWindowStates(window_->windowStates() & ~Qt::WindowMinimized);
     window_->show();

@@ -45,10 +45,9 @@ public:
     explicit BrindleApp(std::shared_ptr<QuickDesktop> desktop);
     ~BrindleApp() override;
 
-    /// Shows the window, in front, with the keyboard. Ignored while the application ends.
-    /// @param token the desktop's permission to come to the front, where there are such; may be
-    /// empty.
-    void open(const QByteArray &token = {});
+    /// Shows the window in front, with the keyboard. Does nothing while the application ends.
+    /// Either text may be empty: a Wayland activation token and an X startup id.
+    void open(const QByteArray &activationToken = {}, const QByteArray &startupId = {});
 
     /// A request to quit. Serves events while the player is asked.
     void requestQuit();

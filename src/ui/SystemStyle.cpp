@@ -2,39 +2,46 @@
 
 #include <QDBusArgument>
 #include <QEvent>
+#include <QEventLoop>
 #include <QFontDatabase>
 #include <QFontInfo>
 #include <QGuiApplication>
-#include <QPalette>
+#include <QTimer>
+#include <QWindow>
 
 #include <algorithm>
 #include <array>
 
 namespace brindle {
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 // https://flatpak.github.io/xdg-desktop-portal/docs/doc-org.freedesktop.portal.Settings.html
-const auto portal = QStringLiteral("org.freedesktop.portal.Desktop");
-const auto portalPath = QStringLiteral("/org/freedesktop/portal/desktop");
-const auto settings = QStringLiteral("org.freedesktop.portal.Settings");
-const auto appearance = QStringLiteral("org.freedesktop.appearance");
-const auto schemeKey = QStringLiteral("color-scheme");
-const auto accentKey = QStringLiteral("accent-color");
+const auto portal = u"org.freedesktop.portal.Desktop"_s;
+const auto portalPath = u"/org/freedesktop/portal/desktop"_s;
+const auto settings = u"org.freedesktop.portal.Settings"_s;
+const auto appearance = u"org.freedesktop.appearance"_s;
+const auto schemeKey = u"color-scheme"_s;
+const auto accentKey = u"accent-color"_s;
 
-/// Red, green and blue, each from 0 to 1; all else means none.
+constexpr int patience = 100; // milliseconds
+
+/// Reads red, green and blue, each from 0 to 1. Returns an invalid colour for any other value.
 QColor toColour(const QVariant &value)
 {
     const auto shares = value.value<QDBusArgument>();
-    if (shares.currentSignature() != QStringLiteral("(ddd)")) {
+    if (shares.currentSignature() != u"(ddd)") {
         return {};
     }
     std::array<double, 3> colour = {};
     shares.beginStructure();
     shares >> colour[0] >> colour[1] >> colour[2];
     shares.endStructure();
-    const bool isColour = std::all_of(colour.begin(), colour.end(),
-                                      [](double share) { return share >= 0 && share <= 1; });
+    const bool isColour = std::ranges::all_of(colour, [](double share) {
+        return share >= 0 && share <= 1;
+    });
     return isColour ? QColor::fromRgbF(float(colour[0]), float(colour[1]), float(colour[2]))
                     : QColor();
 }
@@ -47,23 +54,36 @@ SystemStyle::SystemStyle(QObject *parent) : QObject(parent)
     askPortal(this);
 }
 
+void SystemStyle::waitForPortal()
+{
+    QEventLoop loop;
+    connect(this, &SystemStyle::answered, &loop, &QEventLoop::quit);
+    QTimer::singleShot(patience, &loop, &QEventLoop::quit);
+    if (!isAnswered_) {
+        loop.exec(QEventLoop::ExcludeUserInputEvents);
+    }
+}
+
 QCoro::Task<> SystemStyle::askPortal(QPointer<SystemStyle> self)
 {
     MessageBus bus = self->bus_;
-    if (!co_await bus.open() || !self) {
-        co_return;
-    }
-    bus.listen(portalPath, settings, QStringLiteral("SettingChanged"), self.data(),
-               SLOT(hear(QString, QString, QDBusVariant)));
-    const QStringList keys{schemeKey, accentKey};
-    for (const QString &key : keys) {
-        auto read =
-            QDBusMessage::createMethodCall(portal, portalPath, settings, QStringLiteral("ReadOne"));
-        read << appearance << key;
+    if (co_await bus.open() && self) {
+        bus.listen(portal, portalPath, settings, u"SettingChanged"_s, self.data(),
+                   SLOT(hear(QString, QString, QDBusVariant)));
+        // Every version of the portal has this call; Debian 12's lacks ReadOne.
+        const auto read =
+            QDBusMessage::createMethodCall(portal, portalPath, settings, u"ReadAll"_s)
+            << QStringList{appearance};
         const QDBusMessage reply = co_await bus.call(read);
-        if (self && reply.type() == QDBusMessage::ReplyMessage) {
-            self->hear(appearance, key, reply.arguments().value(0).value<QDBusVariant>());
+        const auto groups = qdbus_cast<QMap<QString, QVariantMap>>(reply.arguments().value(0));
+        const QVariantMap group = groups.value(appearance);
+        for (auto value = group.begin(); self && value != group.end(); ++value) {
+            self->hear(appearance, value.key(), QDBusVariant(value.value()));
         }
+    }
+    if (self) {
+        self->isAnswered_ = true;
+        Q_EMIT self->answered();
     }
 }
 
@@ -94,7 +114,7 @@ bool SystemStyle::isDark() const
     if (scheme_ == 1 || scheme_ == 2) {
         return scheme_ == 1;
     }
-    const QPalette palette = QGuiApplication::palette();
+    const QPalette palette = desktopPalette_.value_or(QGuiApplication::palette());
     return palette.color(QPalette::Window).lightnessF() <
            palette.color(QPalette::WindowText).lightnessF();
 }
@@ -107,31 +127,49 @@ QColor SystemStyle::accent() const
     const QPalette palette = QGuiApplication::palette();
     QColor named = palette.color(QPalette::Active, QPalette::Highlight);
 #if QT_VERSION >= QT_VERSION_CHECK(6, 6, 0)
-    // What Qt reads of KDE's colours leaves it out, and then it is black.
+    // Qt reads no such colour of KDE's; it is black then.
     if (const QColor own = palette.color(QPalette::Active, QPalette::Accent); own != Qt::black) {
         named = own;
     }
 #endif
-    // Qt's own, for want of any.
+    // Qt's own colours, on a desktop that names none.
     return named == QColor(Qt::darkBlue) || named == QColor(48, 140, 198) ? QColor() : named;
 }
 
-/// A desktop that names none of its own ("Sans Serif" is whatever comes first) gets the best of the
-/// families that desktops use for their windows.
+void SystemStyle::colourTitleBars(const QColor &ground, const QColor &text)
+{
+    if (!QGuiApplication::platformName().startsWith(u"wayland")) {
+        return;
+    }
+    if (!desktopPalette_) {
+        desktopPalette_ = QGuiApplication::palette();
+    }
+    QPalette palette;
+    palette.setColor(QPalette::Window, ground);
+    palette.setColor(QPalette::WindowText, text);
+    QGuiApplication::setPalette(palette);
+    // Qt (6.4) reads the colours when it makes a title bar.
+    const QWindowList windows = QGuiApplication::topLevelWindows();
+    for (QWindow *window : windows) {
+        if (window->isVisible()) {
+            window->setFlag(Qt::FramelessWindowHint, true);
+            window->setFlag(Qt::FramelessWindowHint, false);
+        }
+    }
+}
+
+/// Replaces a nameless family ("Sans Serif" is any family) by the best of those that desktops use.
 QString SystemStyle::fontFamily()
 {
     QString named = QGuiApplication::font().family();
-    const QStringList nameless{QStringLiteral("Sans Serif"), QStringLiteral("Sans"),
-                               QStringLiteral("sans-serif"), QString()};
+    const QStringList nameless{u"Sans Serif"_s, u"Sans"_s, u"sans-serif"_s, QString()};
     if (!nameless.contains(named, Qt::CaseInsensitive)) {
         return named;
     }
-    const QStringList preferred{QStringLiteral("Inter"), QStringLiteral("Cantarell"),
-                                QStringLiteral("Noto Sans"), QStringLiteral("Ubuntu"),
-                                QStringLiteral("Open Sans")};
-    const auto found = std::find_if(preferred.begin(), preferred.end(), [](const QString &family) {
-        return QFontDatabase::hasFamily(family);
-    });
+    const QStringList preferred{u"Inter"_s, u"Cantarell"_s, u"Noto Sans"_s, u"Ubuntu"_s,
+                                u"Open Sans"_s};
+    const auto found = std::ranges::find_if(
+        preferred, [](const QString &family) { return QFontDatabase::hasFamily(family); });
     return found == preferred.end() ? named : *found;
 }
 

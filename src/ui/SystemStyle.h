@@ -5,21 +5,23 @@
 #include <QColor>
 #include <QDBusVariant>
 #include <QObject>
+#include <QPalette>
 #include <QPointer>
 #include <QtQml/qqmlregistration.h>
 
+#include <optional>
+
 namespace brindle {
 
-/// What the desktop says about the look of windows: whether they are dark, its accent colour and
-/// its fonts. What the player has chosen in GNOME is asked of the desktop's portal, as Qt (6.8)
-/// does not. Main thread only.
+/// The desktop's style for windows: dark or light, accent colour, fonts. Asks the desktop's portal
+/// for GNOME's colours, because Qt (6.8) does not. Main thread only.
 class SystemStyle : public QObject
 {
     Q_OBJECT
     QML_ELEMENT
     QML_SINGLETON
     Q_PROPERTY(bool dark READ isDark NOTIFY changed)
-    /// What the desktop marks things with; invalid where it names nothing.
+    /// Invalid on a desktop without an accent colour.
     Q_PROPERTY(QColor accent READ accent NOTIFY changed)
     /// The family for all text.
     Q_PROPERTY(QString fontFamily READ fontFamily NOTIFY changed)
@@ -30,14 +32,22 @@ class SystemStyle : public QObject
 public:
     explicit SystemStyle(QObject *parent = nullptr);
 
+    /// Serves events until the portal has answered, for at most 100 ms.
+    void waitForPortal();
+
     bool isDark() const;
     QColor accent() const;
     static QString fontFamily();
     static qreal fontSize();
     static QString monospacedFamily();
 
+    /// Gives these colours to the title bars that Qt draws under Wayland.
+    Q_INVOKABLE void colourTitleBars(const QColor &ground, const QColor &text);
+
 Q_SIGNALS:
     void changed();
+    /// The portal has answered, or there is none.
+    void answered();
 
 protected:
     bool eventFilter(QObject *watched, QEvent *event) override;
@@ -49,8 +59,10 @@ private:
     static QCoro::Task<> askPortal(QPointer<SystemStyle> self);
 
     MessageBus bus_{MessageBus::Bus::session};
-    uint scheme_ = 0;     // what windows shall be: 1 dark, 2 light, all else as Qt has them
-    QColor chosenAccent_; // invalid where none is chosen
+    bool isAnswered_ = false;
+    uint scheme_ = 0;     // of windows: 1 dark, 2 light, any other value leaves it to Qt
+    QColor chosenAccent_; // invalid: the player chose none
+    std::optional<QPalette> desktopPalette_; // before the title bars were coloured
 };
 
 } // namespace brindle

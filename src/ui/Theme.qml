@@ -5,6 +5,9 @@ import Brindle
 
 // The launcher's look: colours for light and dark, type scale, spacings. Follows the desktop.
 QtObject {
+    Component.onCompleted: SystemStyle.colourTitleBars(window, text)
+    onWindowChanged: SystemStyle.colourTitleBars(window, text)
+
     // Colours.
     readonly property color white: "#ffffff"
     readonly property color black: "#000000"

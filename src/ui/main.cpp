@@ -76,7 +76,8 @@ int main(int argc, char *argv[])
 
     BrindleApp launcher(desktop);
     const DesktopSession session(AppModel::shared(), *launcher.window());
-    QObject::connect(&session, &DesktopSession::windowRequested, &launcher, &BrindleApp::open);
+    QObject::connect(&session, &DesktopSession::windowRequested, &launcher,
+                     [&launcher](const QByteArray &token) { launcher.open(token, token); });
     QObject::connect(&instance, &SingleInstance::windowRequested, &launcher, &BrindleApp::open);
     QObject::connect(&launcher, &BrindleApp::ending, &instance, &SingleInstance::stopListening);
     const TerminationSignals terminationSignals;
