@@ -121,21 +121,6 @@ Item {
             verify(bar.indeterminate);
         }
 
-        // For who does not look at the window.
-        function test_whatThereIsToSay() {
-            model.phase = Phase.Starting;
-            model.stepText = "Starting the game\u2026";
-            compare(view.title, "Starting\u2026");
-            compare(view.message, model.stepText);
-            model.phase = Phase.Ready;
-            compare(view.title, "Ready");
-            compare(view.message, "");
-            model.needsMessage = "Something is missing.";
-            model.phase = Phase.Needs;
-            compare(view.title, "Needs something");
-            compare(view.message, model.needsMessage);
-        }
-
         function test_theTimeLeft() {
             view.y = 100;
             model.phase = Phase.Downloading;
