@@ -1,107 +1,147 @@
-// Which engine a project needs, and how it gets onto the disk.
+// Which engine a project needs, and how the engine is installed.
 
 #include "base/Error.h"
 #include "demo/EngineArchive.h"
 #include "engine/EngineManager.h"
 #include "files/Files.h"
-#include "support/ServedFiles.h"
+#include "http/HttpServer.h"
+#include "support/Cancelled.h"
+#include "support/CutFile.h"
+#include "support/TestFiles.h"
 #include "support/Thrown.h"
 
 #include <QCryptographicHash>
-#include <QDir>
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include <atomic>
+
 using namespace brindle;
+using namespace Qt::StringLiterals;
 
 namespace {
 
-const auto version = QStringLiteral("4.3-stable");
-
-QByteArray read(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-void writeProgram(const QString &path, const QByteArray &content, bool executable = true)
-{
-    QDir().mkpath(QFileInfo(path).path());
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    file.write(content);
-    file.setPermissions(executable ? QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner
-                                   : QFile::ReadOwner | QFile::WriteOwner);
-}
+const EngineSpec standard{u"4.3-stable"_s, false};
+const EngineSpec mono{u"4.3-stable"_s, true};
+const QByteArray release = "/godotengine/godot-builds/releases/download/4.3-stable/";
+const QByteArray listTarget = release + "SHA512-SUMS.txt";
+const QByteArray macZip = "Godot_v4.3-stable_macos.universal.zip";
+const QByteArray archive = "the stand-in tools never look inside";
+const QString mismatch = u"The engine download did not match its official checksum, so it was "
+                         "thrown away. Please try again."_s;
 
 QByteArray digestOf(const QByteArray &bytes)
 {
     return QCryptographicHash::hash(bytes, QCryptographicHash::Sha512).toHex();
 }
 
-/// A manager on one platform's row, with folders of its own and a server that offers builds.
+/// A manager with folders of its own and a server that offers a release. On the macOS row its tools
+/// are scripts that write down their calls; on the other it has the real archive tool.
 struct Setup
 {
-    explicit Setup(bool mac = false)
-        : platform(mac ? Platform::macOS(folder.path())
-                       : Platform::linuxDesktop(folder.path(), QStringLiteral("x86_64"), QString()))
+    using Answer = std::function<void(const HttpRequest &, HttpConnection &)>;
+
+    explicit Setup(bool isMac = true)
+        : platform(isMac ? Platform::macOS(folder.path())
+                         : Platform::linuxDesktop(folder.path(), u"x86_64"_s, QString()))
     {
-        platform.archiveTool = QStringLiteral(BRINDLE_DITTO);
         Files::createFolder(temporary());
+        platform.archiveTool = QStringLiteral(BRINDLE_DITTO);
+        if (isMac) {
+            platform.archiveTool = path(u"ditto"_s);
+            platform.quarantineStep.program = path(u"xattr"_s);
+            setArchiveTool("mkdir -p \"$4/Godot.app/Contents/MacOS\"\n"
+                           "echo '#!/bin/sh' > \"$4/Godot.app/Contents/MacOS/Godot\"\n"
+                           "chmod 755 \"$4/Godot.app/Contents/MacOS/Godot\"");
+            setQuarantineTool("");
+            put(listTarget, digestOf(archive) + "  " + macZip + '\n');
+            put(release + macZip, archive);
+        }
+    }
+
+    QString path(const QString &name) const { return folder.filePath(name); }
+    QString root() const { return path(u"root"_s); }
+    QString temporary() const { return path(u"tmp"_s); }
+    /// The program on the macOS row.
+    QString program() const
+    {
+        return standard.folder(root()) + u"/Godot.app/Contents/MacOS/Godot"_s;
+    }
+    QString staged() const { return Files::names(temporary()).join(u' '); }
+
+    void setArchiveTool(const QByteArray &script) const
+    {
+        writeScript(platform.archiveTool, "echo ditto $1 $2 >> '" + record() + "'\n" + script);
+    }
+    void setQuarantineTool(const QByteArray &script) const
+    {
+        writeScript(platform.quarantineStep.program,
+                    "echo xattr $1 $2 \"${3##*/}\" >> '" + record() + "'\n" + script);
+    }
+    QByteArray record() const { return path(u"record"_s).toUtf8(); }
+    QByteArray recorded() const { return readFile(path(u"record"_s)); }
+
+    void put(const QByteArray &target, const QByteArray &body)
+    {
+        answers[target] = [body](const HttpRequest &, HttpConnection &connection) {
+            connection.respond(200, {}, body);
+        };
+    }
+    /// Returns the archive of a build as the release page has it.
+    QByteArray packed(const EngineSpec &spec) const
+    {
+        writeScript(path(u"program"_s), "");
+        EngineArchive::pack(path(u"program"_s), platform, spec.version, spec.mono,
+                            path(u"made.zip"_s));
+        return readFile(path(u"made.zip"_s));
+    }
+    void offer(const EngineSpec &spec, const QByteArray &bytes)
+    {
+        const QByteArray name = spec.zipName(platform).toUtf8();
+        put(release + name, bytes);
+        put(listTarget, digestOf(bytes) + "  " + name + '\n');
     }
 
     EngineManager manager() const { return {server.url(), root(), temporary(), platform}; }
-    QString root() const { return folder.filePath(QStringLiteral("root")); }
-    QString temporary() const { return folder.filePath(QStringLiteral("tmp")); }
-    static QByteArray target(const QString &name)
-    {
-        return "/godotengine/godot-builds/releases/download/" + version.toUtf8() + '/' +
-               name.toUtf8();
-    }
-
-    /// The archive of a build, as the release page has it.
-    QByteArray archive(const EngineSpec &spec, const QByteArray &program = "#!/bin/sh\n")
-    {
-        const QString source = folder.filePath(QStringLiteral("program"));
-        const QString zip = folder.filePath(QStringLiteral("made.zip"));
-        writeProgram(source, program);
-        EngineArchive::pack(source, platform, spec.version, spec.mono, zip);
-        return read(zip);
-    }
-    void offer(const EngineSpec &spec)
-    {
-        const QByteArray bytes = archive(spec);
-        const QString name = spec.zipName(platform);
-        server.put(target(name), bytes);
-        offerList(digestOf(bytes) + "  " + name.toUtf8() + '\n');
-    }
-    void offerList(const QByteArray &list)
-    {
-        server.put(target(QStringLiteral("SHA512-SUMS.txt")), list);
-    }
-
-    QCoro::Task<QString> install(EngineManager &engines, const EngineSpec &spec)
-    {
-        return engines.install(
-            spec, [](qint64, qint64, double) {}, [this](const QString &s) { status << s; },
-            [this](const QString &l) { log << l; }, stop.get_token());
-    }
-    std::optional<QString> failure(const EngineSpec &spec)
+    QString install(const EngineSpec &spec = standard)
     {
         EngineManager engines = manager();
-        return thrownBy(install(engines, spec));
+        return await(task(engines, spec));
+    }
+    std::optional<QString> failure(const EngineSpec &spec = standard)
+    {
+        EngineManager engines = manager();
+        return thrownBy(task(engines, spec));
+    }
+    QCoro::Task<QString> task(EngineManager &engines, const EngineSpec &spec)
+    {
+        const auto onStatus = [this](const QString &text) {
+            status << text;
+            if (atStatus) {
+                atStatus(text);
+            }
+        };
+        return engines.install(
+            spec, progress, onStatus, [this](const QString &text) { log << text; },
+            stop.get_token());
     }
 
     QTemporaryDir folder;
-    ServedFiles server;
     Platform platform;
+    QMap<QByteArray, Answer> answers;
     std::stop_source stop;
+    ProgressCallback progress = [](qint64, qint64, double) {};
+    std::function<void(QString)> atStatus;
     QStringList status;
     QStringList log;
+    HttpServer server{[this](const HttpRequest &request, HttpConnection &connection) {
+        if (const Answer answer = answers.value(request.target)) {
+            answer(request, connection);
+        } else {
+            connection.respond(404, {}, {});
+        }
+    }};
 };
-
-const EngineSpec standard{version, false};
-const EngineSpec mono{version, true};
 
 } // namespace
 
@@ -113,255 +153,332 @@ private Q_SLOTS:
     void projectsPickTheirEngine_data()
     {
         QTest::addColumn<qint64>("configVersion");
-        QTest::addColumn<QString>("godotVersion");
+        QTest::addColumn<QString>("godotVersion"); // empty: absent
         QTest::addColumn<bool>("usesCSharp");
-        QTest::addColumn<QString>("tag");
+        QTest::addColumn<QString>("result"); // the tag or the message
+        const QString old = u"This game was made with Godot 3 (config_version %1). This app only "
+                            "runs Godot 4 games."_s;
         QTest::newRow("standard") << qint64(5) << "4.3" << false << "4.3-stable";
         QTest::newRow("patch") << qint64(5) << "4.2.2" << false << "4.2.2-stable";
         QTest::newRow("C#") << qint64(5) << "4.3" << true << "4.3-stable-mono";
         QTest::newRow("later format") << qint64(6) << "5.0" << false << "5.0-stable";
+        QTest::newRow("no version")
+            << qint64(5) << "" << false
+            << "The game's project.godot does not say which Godot version it needs.";
+        for (const qint64 version : {4, 3, 0, -1}) {
+            QTest::addRow("format %lld", version) << version << "4.3" << false << old.arg(version);
+        }
+        QTest::newRow("old format, no version") << qint64(4) << "" << false << old.arg(4);
     }
-
     void projectsPickTheirEngine()
     {
-        QFETCH(qint64, configVersion);
-        QFETCH(QString, godotVersion);
-        QFETCH(bool, usesCSharp);
-        QFETCH(QString, tag);
+        QFETCH(const qint64, configVersion);
+        QFETCH(const QString, godotVersion);
+        QFETCH(const bool, usesCSharp);
         ProjectInfo info;
         info.configVersion = configVersion;
-        info.godotVersion = godotVersion;
+        info.godotVersion = godotVersion.isEmpty() ? std::nullopt : std::optional(godotVersion);
         info.usesCSharp = usesCSharp;
-        QCOMPARE(EngineManager::spec(info).tag(), tag);
-    }
-
-    void projectsThatNoEngineFits()
-    {
-        const auto message = [](const ProjectInfo &info) {
-            try {
-                EngineManager::spec(info);
-            } catch (...) {
-                return describe(std::current_exception());
-            }
-            return QString();
-        };
-        ProjectInfo info;
-        info.godotVersion = std::nullopt;
-        QCOMPARE(message(info),
-                 QStringLiteral("The game's project.godot does not say which Godot version it "
-                                "needs."));
-        info.configVersion = 3;
-        QCOMPARE(message(info),
-                 QStringLiteral("This game was made with Godot 3 (config_version 3). This app only "
-                                "runs Godot 4 games."));
-        info.configVersion = 4;
-        QCOMPARE(message(info),
-                 QStringLiteral("This game was made with Godot 3 (config_version 4). This app only "
-                                "runs Godot 4 games."));
+        QString result;
+        try {
+            result = EngineManager::spec(info).tag();
+        } catch (const SetupError &error) {
+            result = error.message;
+        }
+        QTEST(result, "result");
     }
 
     void buildsAreInstalled_data()
     {
-        QTest::addColumn<bool>("mac");
+        QTest::addColumn<bool>("isMac");
         QTest::addColumn<bool>("isMono");
         QTest::addColumn<QString>("program");
-        QTest::newRow("Linux") << false << false
-                               << "Engine/4.3-stable/Godot_v4.3-stable_linux.x86_64";
+        QTest::newRow("Linux") << false << false << "4.3-stable/Godot_v4.3-stable_linux.x86_64";
         QTest::newRow("Linux, C#") << false << true
-                                   << "Engine/4.3-stable-mono/Godot_v4.3-stable_mono_linux_x86_64/"
+                                   << "4.3-stable-mono/Godot_v4.3-stable_mono_linux_x86_64/"
                                       "Godot_v4.3-stable_mono_linux.x86_64";
-        QTest::newRow("macOS") << true << false
-                               << "Engine/4.3-stable/Godot.app/Contents/MacOS/Godot";
+        QTest::newRow("macOS") << true << false << "4.3-stable/Godot.app/Contents/MacOS/Godot";
         QTest::newRow("macOS, C#")
-            << true << true << "Engine/4.3-stable-mono/Godot_mono.app/Contents/MacOS/Godot";
+            << true << true << "4.3-stable-mono/Godot_mono.app/Contents/MacOS/Godot";
     }
-
     void buildsAreInstalled()
     {
-        QFETCH(bool, mac);
-        QFETCH(bool, isMono);
-        QFETCH(QString, program);
-        Setup setup(mac);
-        const EngineSpec spec{version, isMono};
-        setup.offer(spec);
-        setup.platform.quarantineStep.program = QStringLiteral("/no/such/tool");
-        EngineManager engines = setup.manager();
-        QVERIFY(!engines.binary(spec));
-        writeProgram(spec.folder(setup.root()) + QStringLiteral("/old"), "old");
-        const QString expected = setup.root() + QLatin1Char('/') + program;
-        QCOMPARE(await(setup.install(engines, spec)), expected);
-        QCOMPARE(engines.binary(spec), std::optional(expected));
-        QVERIFY(!engines.binary(EngineSpec{version, !isMono}));
-        QVERIFY(!QFileInfo::exists(spec.folder(setup.root()) + QStringLiteral("/old")));
-        QCOMPARE(setup.status, (QStringList{QStringLiteral("Checking the download"),
-                                            QStringLiteral("Unpacking the engine")}));
-        QCOMPARE(setup.log,
-                 (QStringList{QStringLiteral("Checksum (SHA-512) matches the official list."),
-                              QStringLiteral("Removing the macOS quarantine flag from the engine: "
-                                             "it is a program downloaded from the internet, and "
-                                             "without this macOS may block it or keep asking about "
-                                             "it.")}));
-        QVERIFY(Files::names(setup.temporary()).isEmpty());
+        QFETCH(const bool, isMac);
+        QFETCH(const bool, isMono);
+        QFETCH(const QString, program);
+        Setup setup(isMac);
+        setup.platform.archiveTool = QStringLiteral(BRINDLE_DITTO);
+        const EngineSpec spec{standard.version, isMono};
+        setup.offer(spec, setup.packed(spec));
+        writeFile(spec.folder(setup.root()) + u"/old"_s, "old");
+        QVERIFY(!setup.manager().binary(spec));
+        const QString expected = setup.root() + u"/Engine/"_s + program;
+        QCOMPARE(setup.install(spec), expected);
+        QCOMPARE(setup.manager().binary(spec), std::optional(expected));
+        QVERIFY(!setup.manager().binary({standard.version, !isMono}));
+        QVERIFY(!QFileInfo::exists(spec.folder(setup.root()) + u"/old"_s));
+        QCOMPARE(setup.staged(), QString());
     }
 
-    void theQuarantineFlagIsCleared()
+    void theStepsComeInOrder_data()
     {
-        Setup setup(true);
-        const QString record = setup.folder.filePath(QStringLiteral("record"));
-        const QString tool = setup.folder.filePath(QStringLiteral("xattr"));
-        writeProgram(tool,
-                     "#!/bin/sh\nprintf '%s\\n' \"$@\" > '" + record.toUtf8() + "'\nexit 1\n");
-        QCOMPARE(setup.platform.quarantineStep.program, QStringLiteral("/usr/bin/xattr"));
-        setup.platform.quarantineStep.program = tool;
-        setup.offer(standard);
-        EngineManager engines = setup.manager();
-        await(setup.install(engines, standard));
-        QCOMPARE(read(record),
-                 "-dr\ncom.apple.quarantine\n" + standard.folder(setup.root()).toUtf8() + '\n');
+        QTest::addColumn<QByteArray>("script");
+        QTest::newRow("as usual") << QByteArray();
+        QTest::newRow("quarantine tool fails") << QByteArray("exit 1");
+        QTest::newRow("quarantine tool dies") << QByteArray("kill -9 $$");
+        QTest::newRow("no quarantine tool") << QByteArray("none");
+    }
+    void theStepsComeInOrder()
+    {
+        QFETCH(const QByteArray, script);
+        Setup setup;
+        QCOMPARE(Platform::macOS(QString()).quarantineStep.program, u"/usr/bin/xattr"_s);
+        setup.setQuarantineTool(script);
+        const bool hasTool = script != "none";
+        if (!hasTool) {
+            setup.platform.quarantineStep.program = u"/no/such/tool"_s;
+        }
+        QCOMPARE(setup.install(), setup.program());
+        QCOMPARE(setup.status,
+                 (QStringList{u"Checking the download"_s, u"Unpacking the engine"_s}));
+        QCOMPARE(setup.log,
+                 (QStringList{u"Checksum (SHA-512) matches the official list."_s,
+                              u"Removing the macOS quarantine flag from the engine: it is a "
+                              "program downloaded from the internet, and without this macOS may "
+                              "block it or keep asking about it."_s}));
+        QByteArray calls = "ditto -x -k\n";
+        calls += hasTool ? "xattr -dr com.apple.quarantine 4.3-stable\n" : "";
+        QCOMPARE(setup.recorded(), calls);
+        QCOMPARE(setup.staged(), QString());
     }
 
-    void listsAreReadInBothForms_data()
+    void progressIsPassedOn()
+    {
+        Setup setup;
+        std::atomic<qint64> most = 0;
+        std::atomic<qint64> expected = 0;
+        setup.progress = [&](qint64 done, qint64 total, double) {
+            most = std::max<qint64>(most, done);
+            expected = total;
+        };
+        setup.install();
+        QCOMPARE(most.load(), qint64(archive.size()));
+        QCOMPARE(expected.load(), qint64(archive.size()));
+    }
+
+    void bothFormsOfAListAreRead_data()
     {
         QTest::addColumn<QByteArray>("list");
-        QTest::addColumn<bool>("matches");
-        const QByteArray name = "Godot_v4.3-stable_linux.x86_64.zip";
-        const QByteArray other = "Godot_v4.3-stable_mono_linux_x86_64.zip";
-        const QByteArray wrong(128, 'a');
-        QTest::newRow("two blanks") << QByteArray("{digest}  " + name + "\n") << true;
-        QTest::newRow("asterisk, upper case") << QByteArray("{DIGEST} *" + name) << true;
-        QTest::newRow("line ends of another system")
-            << QByteArray(wrong + "  x\r\n{digest}  " + name + "\r\n") << true;
-        QTest::newRow("the later of two")
-            << QByteArray(wrong + "  " + name + "\n{digest}  " + name) << true;
-        QTest::newRow("the earlier of two")
-            << QByteArray("{digest}  " + name + "\n" + wrong + "  " + name) << false;
-        QTest::newRow("invalid bytes elsewhere")
-            << QByteArray("\xff\xfe\n{digest}  " + name) << true;
-        QTest::newRow("only the other build") << QByteArray("{digest}  " + other) << false;
-        QTest::newRow("other case") << QByteArray("{digest}  " + name.toLower()) << false;
-        QTest::newRow("a tab between") << QByteArray("{digest}\t" + name) << false;
-        QTest::newRow("a tab for a blank") << QByteArray("{digest} \t" + name) << false;
-        QTest::newRow("name alone") << name << false;
-        QTest::newRow("empty") << QByteArray() << false;
-        QTest::newRow("a page") << QByteArray("<html><body>Hello</body></html>") << false;
+        QTest::addColumn<QString>("digest"); // empty: absent
+        const auto row = [](const char *name, const QByteArray &list, const char *digest) {
+            QTest::newRow(name) << list << QString::fromLatin1(digest);
+        };
+        row("two blanks", "abc  n.zip\n", "abc");
+        row("asterisk, upper case", "ABC *n.zip", "abc");
+        row("other lines", "d  x\r\nabc  n.zip\r\nd  y\r\n", "abc");
+        row("the later of two", "d  n.zip\nabc  n.zip", "abc");
+        row("text behind", "abc  n.zip and more", "abc");
+        row("invalid bytes elsewhere", "\xff\xfe\nabc  n.zip", "abc");
+        row("another name", "abc  n.zip2\nabc  xn.zip", "");
+        row("other letter case", "abc  N.zip", "");
+        row("a tab between", "abc\tn.zip", "");
+        row("a tab for a blank", "abc \tn.zip", "");
+        row("name alone", "n.zip", "");
+        row("name in front", "n.zip  abc", "");
+        row("empty", "", "");
+        row("a page", "<html><body>Hello</body></html>", "");
+    }
+    void bothFormsOfAListAreRead()
+    {
+        QFETCH(const QByteArray, list);
+        QTEST(EngineManager::publishedDigest(list, u"n.zip"_s).value_or(QString()), "digest");
     }
 
-    void listsAreReadInBothForms()
+    void onlyAnAnsweredListCounts_data()
     {
-        QFETCH(QByteArray, list);
-        QFETCH(bool, matches);
+        QTest::addColumn<int>("status");
+        for (const int status : {204, 403, 404, 500}) {
+            QTest::addRow("%d", status) << status;
+        }
+    }
+    void onlyAnAnsweredListCounts()
+    {
+        QFETCH(const int, status);
         Setup setup;
-        setup.offer(standard);
-        const QByteArray digest = digestOf(setup.archive(standard));
-        list.replace("{digest}", digest);
-        list.replace("{DIGEST}", digest.toUpper());
-        setup.offerList(list);
-        QCOMPARE(!setup.failure(standard).has_value(), matches);
-        QVERIFY(Files::names(setup.temporary()).isEmpty());
+        setup.answers[listTarget] = [status](const HttpRequest &, HttpConnection &connection) {
+            connection.respond(status, {}, {});
+        };
+        QCOMPARE(setup.failure(), u"Godot 4.3-stable was not found on the official download page "
+                                  "(status %1)."_s.arg(status));
+        QCOMPARE(setup.server.requestCount(), 1);
     }
 
-    void aBuildThatIsNotListed_data()
-    {
-        QTest::addColumn<bool>("wantsMono");
-        QTest::newRow("standard") << false;
-        QTest::newRow("mono") << true;
-    }
-
-    void aBuildThatIsNotListed()
-    {
-        QFETCH(bool, wantsMono);
-        Setup setup;
-        setup.offer(wantsMono ? standard : mono);
-        const EngineSpec wanted = wantsMono ? mono : standard;
-        QCOMPARE(setup.failure(wanted),
-                 std::optional(QStringLiteral("The official checksum list has no entry for %1.")
-                                   .arg(wanted.zipName(setup.platform))));
-        QCOMPARE(setup.server.requests().size(), 1);
-    }
-
-    void aReleaseThatIsNotThere()
+    void badListsEndTheInstall()
     {
         Setup setup;
-        QCOMPARE(setup.failure({QStringLiteral("4.9-stable"), false}),
-                 std::optional(QStringLiteral("Godot 4.9-stable was not found on the official "
-                                              "download page (status 404).")));
-        QCOMPARE(setup.server.requests(),
-                 QList<QByteArray>{"/godotengine/godot-builds/releases/download/4.9-stable/"
-                                   "SHA512-SUMS.txt"});
+        for (const EngineSpec &listed : {standard, mono}) {
+            const EngineSpec wanted{standard.version, !listed.mono};
+            setup.put(listTarget, "abc  " + listed.zipName(setup.platform).toUtf8());
+            QCOMPARE(setup.failure(wanted),
+                     u"The official checksum list has no entry for %1."_s.arg(
+                         wanted.zipName(setup.platform)));
+        }
+        setup.put(listTarget, QByteArray(1024 * 1024 + 1, 'x'));
+        QVERIFY(setup.failure());
+        QCOMPARE(setup.server.requestCount(release + macZip), 0);
     }
 
-    void aTamperedArchiveIsThrownAway()
+    void badAddressesAreNotAsked()
     {
         Setup setup;
-        setup.offer(standard);
-        setup.server.put(Setup::target(standard.zipName(setup.platform)),
-                         setup.archive(standard, "#!/bin/sh\necho other\n"));
-        QCOMPARE(setup.failure(standard),
-                 std::optional(QStringLiteral("The engine download did not match its official "
-                                              "checksum, so it was thrown away. Please try "
-                                              "again.")));
-        QVERIFY(Files::names(setup.temporary()).isEmpty());
-        QVERIFY(!QFileInfo::exists(setup.root()));
+        for (const QString &tag : {u"../../4.3-stable"_s, QString()}) {
+            QCOMPARE(setup.failure({tag, false}), u"Internal error: bad engine address."_s);
+        }
+        QCOMPARE(setup.server.requestCount(), 0);
     }
 
-    void anArchiveWithoutTheProgram()
+    void theInstalledBuildStaysUntilTheArchiveIsChecked_data()
+    {
+        QTest::addColumn<QString>("fault");
+        QTest::addColumn<QString>("message"); // empty: cancelled
+        QTest::newRow("refused") << u"refused"_s
+                                 << u"The server answered with status 404 for 127.0.0.1."_s;
+        QTest::newRow("tampered") << u"tampered"_s << mismatch;
+        QTest::newRow("cancelled while the list is silent") << u"list"_s << QString();
+        QTest::newRow("cancelled while the archive is silent") << u"archive"_s << QString();
+        QTest::newRow("cancelled at the last byte") << u"last byte"_s << QString();
+        QTest::newRow("cancelled at the check") << u"check"_s << QString();
+    }
+    void theInstalledBuildStaysUntilTheArchiveIsChecked()
+    {
+        QFETCH(const QString, fault);
+        QFETCH(const QString, message);
+        Setup setup;
+        writeScript(setup.program(), "");
+        const auto silence = [&setup](const HttpRequest &, HttpConnection &connection) {
+            setup.stop.request_stop();
+            connection.waitUntilClosed();
+        };
+        if (fault == u"refused") {
+            setup.answers.remove(release + macZip);
+        } else if (fault == u"tampered") {
+            setup.put(release + macZip, "something else");
+        } else if (fault == u"list") {
+            setup.answers[listTarget] = silence;
+        } else if (fault == u"archive") {
+            setup.answers[release + macZip] = silence;
+        } else if (fault == u"last byte") {
+            setup.progress = [&](qint64 done, qint64, double) {
+                if (done == archive.size()) {
+                    setup.stop.request_stop();
+                }
+            };
+        } else {
+            setup.atStatus = [&](const QString &) { setup.stop.request_stop(); };
+        }
+        EngineManager engines = setup.manager();
+        if (message.isEmpty()) {
+            QVERIFY(endsCancelled(setup.task(engines, standard)));
+        } else {
+            QCOMPARE(thrownBy(setup.task(engines, standard)), message);
+        }
+        QCOMPARE(engines.binary(standard), std::optional(setup.program()));
+        QCOMPARE(setup.recorded(), QByteArray());
+        QCOMPARE(setup.staged(), QString());
+        const bool isChecked = fault == u"tampered" || fault == u"check";
+        QCOMPARE(setup.status.contains(u"Checking the download"_s), isChecked);
+    }
+
+    void theCheckedFileIsUnpacked_data()
+    {
+        QTest::addColumn<QString>("moment");
+        QTest::newRow("before the check") << u"Checking the download"_s;
+        QTest::newRow("after the check") << u"Unpacking the engine"_s;
+    }
+    /// Another archive takes the place of the downloaded one.
+    void theCheckedFileIsUnpacked()
+    {
+        QFETCH(const QString, moment);
+        Setup setup;
+        const QString unpacked = setup.path(u"unpacked"_s);
+        setup.setArchiveTool("cat \"$3\" > '" + unpacked.toUtf8() + "'\nexit 9");
+        setup.atStatus = [&](const QString &text) {
+            if (text == moment) {
+                const QString zip = setup.temporary() + u'/' + setup.staged() + u"/godot.zip"_s;
+                QVERIFY(QFile::remove(zip));
+                writeFile(zip, "not checked");
+            }
+        };
+        QVERIFY(setup.failure());
+        QCOMPARE(readFile(unpacked), archive);
+    }
+
+    void aBrokenDownloadIsHashedRight_data()
+    {
+        QTest::addColumn<bool>("servesRanges");
+        QTest::newRow("goes on") << true;
+        QTest::newRow("begins anew") << false;
+    }
+    void aBrokenDownloadIsHashedRight()
+    {
+        QFETCH(const bool, servesRanges);
+        Setup setup;
+        CutFile file(archive, {10, 5});
+        setup.answers[release + macZip] = [&](HttpRequest request, HttpConnection &connection) {
+            if (!servesRanges) {
+                request.headers.remove("range");
+            }
+            file.answer(request, connection);
+        };
+        QCOMPARE(setup.install(), setup.program());
+        QCOMPARE(file.requests().size(), 3);
+    }
+
+    void aFailedUnpackingLeavesNoEngine()
     {
         Setup setup;
-        const QString name = standard.zipName(setup.platform);
-        const QByteArray bytes = setup.archive(mono);
-        setup.server.put(Setup::target(name), bytes);
-        setup.offerList(digestOf(bytes) + "  " + name.toUtf8());
-        QCOMPARE(setup.failure(standard),
-                 std::optional(QStringLiteral("The Godot engine was unpacked but its program was "
-                                              "not found inside.")));
-    }
-
-    void aBadAddress_data()
-    {
-        QTest::addColumn<QString>("tag");
-        QTest::newRow("way out") << QStringLiteral("../../4.3-stable");
-        QTest::newRow("empty") << QString();
-    }
-
-    void aBadAddress()
-    {
-        QFETCH(QString, tag);
-        Setup setup;
-        QCOMPARE(setup.failure({tag, false}),
-                 std::optional(QStringLiteral("Internal error: bad engine address.")));
-        QVERIFY(setup.server.requests().isEmpty());
-    }
-
-    void aDownloadThatFails()
-    {
-        Setup setup;
-        setup.offerList(QByteArray(128, '0') + "  " + standard.zipName(setup.platform).toUtf8());
-        QCOMPARE(setup.failure(standard),
-                 std::optional(QStringLiteral("The server answered with status 404 for "
-                                              "127.0.0.1.")));
-        QVERIFY(Files::names(setup.temporary()).isEmpty());
-    }
-
-    void aListThatIsTooLong()
-    {
-        Setup setup;
-        setup.offerList(QByteArray(1024 * 1024 + 1, 'x'));
-        QVERIFY(setup.failure(standard));
-        QCOMPARE(setup.server.requests().size(), 1);
-    }
-
-    void aProgramIsAnExecutableFile()
-    {
-        Setup setup(true);
-        const QString program =
-            standard.folder(setup.root()) + QStringLiteral("/Godot.app/Contents/MacOS/Godot");
-        QVERIFY(QDir().mkpath(program));
+        writeScript(setup.program(), "");
+        setup.setArchiveTool("exit 3");
+        QCOMPARE(setup.failure(),
+                 u"Unzipping failed (ditto exit code 3). The download may be damaged."_s);
         QVERIFY(!setup.manager().binary(standard));
-        QVERIFY(QDir().rmdir(program));
-        writeProgram(program, "x", false);
-        QVERIFY(!setup.manager().binary(standard));
-        writeProgram(program, "x", true);
-        QCOMPARE(setup.manager().binary(standard), std::optional(program));
+        QCOMPARE(setup.recorded(), QByteArray("ditto -x -k\n"));
+
+        Setup other(false);
+        other.offer(standard, other.packed(mono));
+        QCOMPARE(other.failure(),
+                 u"The Godot engine was unpacked but its program was not found inside."_s);
+    }
+
+    void aStagingFolderThatCannotBeMadeIsNamed()
+    {
+        Setup setup;
+        QVERIFY(QDir().rmdir(setup.temporary()));
+        writeFile(setup.temporary(), "a file");
+        const auto failure = setup.failure();
+        QVERIFY2(failure && failure->contains(setup.temporary()),
+                 qPrintable(failure.value_or(QString())));
+    }
+
+    void programsAreFoundInBundles()
+    {
+        const Setup setup;
+        const EngineManager engines = setup.manager();
+        const auto inside = [&](const QString &bundle) {
+            return standard.folder(setup.root()) + u'/' + bundle + u"/Contents/MacOS/Godot"_s;
+        };
+        QVERIFY(!engines.binary(standard));
+        for (const QString &bundle : {u"Godot"_s, u"Godot.app.old"_s, u"Godot.APP"_s}) {
+            writeScript(inside(bundle), "");
+        }
+        QVERIFY(QDir().mkpath(inside(u"A.app"_s)));
+        writeFile(inside(u"B.app"_s), "not executable");
+        QVERIFY(!engines.binary(standard));
+        writeScript(inside(u"C.app"_s), "");
+        QCOMPARE(engines.binary(standard), std::optional(inside(u"C.app"_s)));
+        QVERIFY(!engines.binary(mono));
+        writeScript(setup.root() + u"/Game/Godot.app/Contents/MacOS/Godot"_s, "");
+        QVERIFY(!engines.binary({u"../Game"_s, false}));
     }
 };
 
