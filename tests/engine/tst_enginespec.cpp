@@ -5,6 +5,7 @@
 #include <QtTest>
 
 using namespace brindle;
+using namespace Qt::StringLiterals;
 
 class TestEngineSpec : public QObject
 {
@@ -17,14 +18,13 @@ private Q_SLOTS:
         QTest::addColumn<bool>("isMono");
         QTest::addColumn<QString>("zip");
         QTest::addColumn<QString>("program");
-        const Platform mac = Platform::macOS(QStringLiteral("/Users/ada"));
+        const Platform mac = Platform::macOS(u"/Users/ada"_s);
         const char *const app = "*.app/Contents/MacOS/Godot";
         QTest::newRow("macOS") << mac << false << "Godot_v4.3-stable_macos.universal.zip" << app;
         QTest::newRow("macOS, C#")
             << mac << true << "Godot_v4.3-stable_mono_macos.universal.zip" << app;
         const auto linuxOn = [](const char *architecture) {
-            return Platform::linuxDesktop(QStringLiteral("/data"),
-                                          QString::fromLatin1(architecture), QString());
+            return Platform::linuxDesktop(u"/data"_s, QString::fromLatin1(architecture), QString());
         };
         for (const char *architecture : {"x86_64", "riscv64"}) { // the latter has no builds
             QTest::addRow("Linux on %s", architecture)
@@ -46,29 +46,29 @@ private Q_SLOTS:
     {
         QFETCH(Platform, platform);
         QFETCH(bool, isMono);
-        const EngineSpec spec{QStringLiteral("4.3-stable"), isMono};
+        const EngineSpec spec{u"4.3-stable"_s, isMono};
         QTEST(spec.zipName(platform), "zip");
         QTEST(spec.program(platform), "program");
     }
 
     void gamesKeepTheirDataWhereTheEngineDoes()
     {
-        QCOMPARE(EngineSpec::userDataFolder(Platform::macOS(QStringLiteral("/Users/ada"))),
-                 QStringLiteral("/Users/ada/Library/Application Support/Godot/app_userdata"));
-        QCOMPARE(EngineSpec::userDataFolder(Platform::linuxDesktop(
-                     QStringLiteral("/home/ada/.local/share"), QString(), QString())),
-                 QStringLiteral("/home/ada/.local/share/godot/app_userdata"));
+        QCOMPARE(EngineSpec::userDataFolder(Platform::macOS(u"/Users/ada"_s)),
+                 u"/Users/ada/Library/Application Support/Godot/app_userdata"_s);
+        QCOMPARE(EngineSpec::userDataFolder(
+                     Platform::linuxDesktop(u"/home/ada/.local/share"_s, QString(), QString())),
+                 u"/home/ada/.local/share/godot/app_userdata"_s);
     }
 
     void bothBuildsOfAVersionLieSideBySide()
     {
-        const QString root = QStringLiteral("/data/Brindle");
-        const EngineSpec standard{QStringLiteral("4.2.2-stable"), false};
-        const EngineSpec mono{QStringLiteral("4.2.2-stable"), true};
-        QCOMPARE(standard.tag(), QStringLiteral("4.2.2-stable"));
-        QCOMPARE(standard.folder(root), QStringLiteral("/data/Brindle/Engine/4.2.2-stable"));
-        QCOMPARE(mono.tag(), QStringLiteral("4.2.2-stable-mono"));
-        QCOMPARE(mono.folder(root), QStringLiteral("/data/Brindle/Engine/4.2.2-stable-mono"));
+        const QString root = u"/data/Brindle"_s;
+        const EngineSpec standard{u"4.2.2-stable"_s, false};
+        const EngineSpec mono{u"4.2.2-stable"_s, true};
+        QCOMPARE(standard.tag(), u"4.2.2-stable"_s);
+        QCOMPARE(standard.folder(root), u"/data/Brindle/Engine/4.2.2-stable"_s);
+        QCOMPARE(mono.tag(), u"4.2.2-stable-mono"_s);
+        QCOMPARE(mono.folder(root), u"/data/Brindle/Engine/4.2.2-stable-mono"_s);
     }
 
     void onlyReleaseTagsAreWellFormed_data()
@@ -87,7 +87,7 @@ private Q_SLOTS:
         QTest::newRow("a way out behind") << "4.3-stable/../.." << false;
         QTest::newRow("a line feed behind") << "4.3-stable\n" << false;
         QTest::newRow("a line feed inside") << "4.3\n-stable" << false;
-        QTest::newRow("digits of another script") << QStringLiteral("٤.٣-stable") << false;
+        QTest::newRow("digits of another script") << u"٤.٣-stable"_s << false;
     }
 
     void onlyReleaseTagsAreWellFormed()

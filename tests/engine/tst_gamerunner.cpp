@@ -1,12 +1,15 @@
+// The engine's runs, with the test child or a script as the engine and a clock moved by hand.
+
 #include "base/Error.h"
 #include "base/OneShot.h"
 #include "engine/GameRunner.h"
-#include "support/Await.h"
 #include "support/Gate.h"
 #include "support/Lifeline.h"
 #include "support/Lines.h"
 #include "support/ManualClock.h"
 #include "support/TestChild.h"
+#include "support/TestFiles.h"
+#include "support/Thrown.h"
 
 #include <QTemporaryDir>
 #include <QTest>
@@ -17,10 +20,13 @@
 #include <stop_token>
 
 using namespace brindle;
+using namespace Qt::StringLiterals;
 
 namespace {
 
 constexpr Clock::Duration aMoment(0.125); // exact in binary, as are the sums below
+const QString playing = u"out:playing\\n"_s;
+const QString untilAsked = u"wait:"_s;
 
 void serveEvents()
 {
@@ -32,12 +38,11 @@ void serveEvents()
 
 QCoro::Task<QMap<QString, QString>> someVariables(std::stop_token /*stop*/)
 {
-    const QMap<QString, QString> variables{
-        {QStringLiteral("DESKTOP_STARTUP_ID"), QStringLiteral("the game's")}};
+    const QMap<QString, QString> variables{{u"DESKTOP_STARTUP_ID"_s, u"the game's"_s}};
     co_return variables;
 }
 
-/// Does not know before it is stopped.
+/// Has no answer before it is stopped.
 QCoro::Task<QMap<QString, QString>> lateVariables(std::stop_token stop)
 {
     const OneShot<> stopped;
@@ -48,12 +53,10 @@ QCoro::Task<QMap<QString, QString>> lateVariables(std::stop_token stop)
 
 } // namespace
 
-/// The engine's runs, with the test child or a script as the engine and time moved by hand.
 class TestGameRunner : public QObject
 {
     Q_OBJECT
 
-private:
     QCoro::Task<PlayResult> play(const QStringList &arguments, const std::stop_token &stop = {})
     {
         return play(testChild(), arguments, stop);
@@ -67,22 +70,31 @@ private:
         };
         return runner_->play(engine, arguments, Lines::into(lines_), stayedOpen, stop);
     }
+    /// Plays until the gate opens, then exits with `code`.
+    QCoro::Task<PlayResult> playUntil(const Gate &gate, int code = 0,
+                                      const std::stop_token &stop = {})
+    {
+        return play({u"gate:"_s + gate.path(), u"exit:%1"_s.arg(code)}, stop);
+    }
+    QCoro::Task<qint32> runImport(const QString &engine, const std::stop_token &stop = {})
+    {
+        return runner_->runImport(engine, u"/a game/folder"_s, Lines::into(lines_), stop);
+    }
+    /// An engine that prints its path and its arguments, one a line, then runs `script`.
+    QString engine(const QString &script = {}) const
+    {
+        const QString path = folder_->filePath(u"an engine"_s);
+        writeScript(path, "printf '%s\\n' \"$0\" \"$@\"\n" + script.toUtf8());
+        return path;
+    }
     void waitFor(const QString &line) const
     {
         spinUntil([&] { return lines_->contains(line); });
     }
-    /// An engine that prints its own path and its arguments, one a line, then does `script`.
-    QString engineScript(const QString &script = QString()) const
+    void pass(Clock::Duration time)
     {
-        const QString path = folder_->filePath(QStringLiteral("an engine"));
-        QFile file(path);
-        if (!file.open(QIODevice::WriteOnly)) {
-            return {};
-        }
-        file.write(
-            QStringLiteral("#!/bin/sh\nprintf '%s\\n' \"$0\" \"$@\"\n%1\n").arg(script).toUtf8());
-        file.setPermissions(QFile::ReadOwner | QFile::ExeOwner);
-        return path;
+        clock_->advance(time);
+        serveEvents();
     }
 
     std::unique_ptr<QTemporaryDir> folder_;
@@ -101,185 +113,162 @@ private Q_SLOTS:
         lines_ = std::make_shared<Lines>();
         stayedOpen_ = 0;
         onMainThread_ = false;
-    }
-
-    void startsIdle()
-    {
         QVERIFY(!runner_->current());
         QVERIFY(!runner_->userStopped());
     }
 
     void importsWithTheExactCommandLine()
     {
-        const QString engine = engineScript(QStringLiteral("exit 3"));
-        auto task =
-            runner_->runImport(engine, QStringLiteral("/a game/folder"), Lines::into(lines_));
+        const QString program = engine(u"exit 3"_s);
+        auto task = runImport(program);
         QVERIFY(runner_->current());
         QVERIFY(runner_->current()->isRunning());
         QCOMPARE(await(std::move(task)), 3);
         QVERIFY(!runner_->current());
-        QCOMPARE(lines_->all(),
-                 (QStringList{engine, QStringLiteral("--headless"), QStringLiteral("--import"),
-                              QStringLiteral("--path"), QStringLiteral("/a game/folder"),
-                              QStringLiteral("--quit")}));
+        QCOMPARE(lines_->all(), (QStringList{program, u"--headless"_s, u"--import"_s, u"--path"_s,
+                                             u"/a game/folder"_s, u"--quit"_s}));
     }
 
-    void reportsAnImportThatCannotStart()
+    void playsWithTheGivenArguments()
     {
-        const QString engine = folder_->filePath(QStringLiteral("missing"));
-        QString description;
-        try {
-            await(runner_->runImport(engine, QStringLiteral("/game"), Lines::into(lines_)));
-        } catch (const SystemError &error) {
-            description = error.description();
-        }
-        QCOMPARE(description, engine + QStringLiteral(": ") + qt_error_string(ENOENT));
-        QVERIFY(!runner_->current());
-    }
-
-    void playsWithTheArgumentsGiven()
-    {
-        const QString engine = engineScript();
-        const QStringList arguments{QStringLiteral("--path"), QStringLiteral("/a game/folder"),
-                                    QStringLiteral("--windowed"), QStringLiteral("--resolution"),
-                                    QStringLiteral("1920x1080")};
-        auto task = play(engine, arguments);
+        const QString program = engine();
+        const QStringList arguments{u"--path"_s, u"/a game/folder"_s, u"--windowed"_s};
+        auto task = play(program, arguments);
         QVERIFY(runner_->current());
         QVERIFY(runner_->current()->isRunning());
-        const PlayResult result = await(std::move(task));
-        QCOMPARE(result.exitCode, 0);
+        QCOMPARE(await(std::move(task)).exitCode, 0);
         QVERIFY(!runner_->current());
-        QCOMPARE(lines_->all(), QStringList{engine} + arguments);
+        QCOMPARE(lines_->all(), QStringList{program} + arguments);
     }
 
-    void playsWithTheVariablesGiven()
+    void playsWithTheGivenVariables()
     {
         qputenv("DESKTOP_STARTUP_ID", "ours");
-        await(runner_->play(testChild(), {QStringLiteral("env:DESKTOP_STARTUP_ID")},
-                            Lines::into(lines_), {}, {}, someVariables));
+        await(runner_->play(testChild(), {u"env:DESKTOP_STARTUP_ID"_s}, Lines::into(lines_), {}, {},
+                            someVariables));
         qunsetenv("DESKTOP_STARTUP_ID");
-        QCOMPARE(lines_->all(), QStringList{QStringLiteral("the game's")});
+        QCOMPARE(lines_->all(), QStringList{u"the game's"_s});
     }
 
     void startsNoGameThatIsStoppedBefore()
     {
-        auto task = runner_->play(testChild(), {QStringLiteral(R"(out:playing\n)")},
-                                  Lines::into(lines_), {}, {}, lateVariables);
+        auto task =
+            runner_->play(testChild(), {playing}, Lines::into(lines_), {}, {}, lateVariables);
         serveEvents();
         QVERIFY(!runner_->current());
         runner_->stop();
         const PlayResult result = await(std::move(task));
         QVERIFY(result.userStopped);
         QCOMPARE(result.seconds, 0.0);
-        QCOMPARE(result.exitCode, 0); // no signal had to end it
+        QCOMPARE(result.exitCode, 0);
         QVERIFY(lines_->isEmpty());
-        // The next one is another.
-        QVERIFY(!await(play({})).userStopped);
+    }
+
+    void anEngineThatCannotStartIsNamed()
+    {
+        const QString missing = folder_->filePath(u"missing"_s);
+        for (const auto &thrown : {thrownBy(runImport(missing)), thrownBy(play(missing, {}))}) {
+            QCOMPARE(thrown, missing + u": "_s + qt_error_string(ENOENT));
+            QVERIFY(!runner_->current());
+        }
+        pass(Clock::Duration(100));
+        QCOMPARE(stayedOpen_, 0);
+        QVERIFY(lines_->isEmpty());
     }
 
     void measuresAShortGame()
     {
         const Gate gate;
-        auto task = play({QStringLiteral("gate:") + gate.path(), QStringLiteral("exit:7")});
+        auto task = playUntil(gate, 7);
         clock_->advance(Clock::Duration(3));
         gate.open();
         const PlayResult result = await(std::move(task));
         QCOMPARE(result.seconds, 3.0);
         QCOMPARE(result.exitCode, 7);
         QVERIFY(!result.userStopped);
-        clock_->advance(Clock::Duration(100));
-        serveEvents();
+        pass(Clock::Duration(100));
         QCOMPARE(stayedOpen_, 0);
     }
 
     void announcesAGameThatStaysOpenOnce()
     {
         const Gate gate;
-        auto task = play({QStringLiteral("gate:") + gate.path()});
-        clock_->advance(GameRunner::stayedOpenAfter - aMoment);
-        serveEvents();
+        auto task = playUntil(gate);
+        pass(GameRunner::stayedOpenAfter - aMoment);
         QCOMPARE(stayedOpen_, 0);
         clock_->advance(aMoment);
         spinUntil([this] { return stayedOpen_ > 0; });
         QVERIFY(onMainThread_);
         QVERIFY(runner_->current());
-        QVERIFY(!task.isReady());
-        clock_->advance(Clock::Duration(20));
-        serveEvents();
+        pass(Clock::Duration(20));
         QVERIFY(!task.isReady());
         gate.open();
-        const PlayResult result = await(std::move(task));
-        QCOMPARE(result.seconds, 30.0);
-        QCOMPARE(result.exitCode, 0);
+        QCOMPARE(await(std::move(task)).seconds, 30.0);
         QCOMPARE(stayedOpen_, 1);
     }
 
-    /// The ten seconds pass, and before the main thread comes to look the game has ended.
+    /// The ten seconds pass, and the game ends before the main thread looks.
     void announcesNoGameThatHasEnded()
     {
         const Gate gate;
-        auto task = play({QStringLiteral("gate:") + gate.path()});
+        auto task = playUntil(gate);
         const auto process = runner_->current();
         gate.open();
         while (process->isRunning()) {
             QThread::yieldCurrentThread();
         }
         clock_->advance(GameRunner::stayedOpenAfter);
-        const PlayResult result = await(std::move(task));
-        QCOMPARE(result.seconds, 10.0);
+        QCOMPARE(await(std::move(task)).seconds, 10.0);
         serveEvents();
         QCOMPARE(stayedOpen_, 0);
     }
 
-    void givesTheSignalOfACrash()
+    void returnsTheSignalOfACrash()
     {
-        const PlayResult result = await(play({QStringLiteral("signal:11")}));
+        const PlayResult result = await(play({u"signal:11"_s}));
         QCOMPARE(result.exitCode, SIGSEGV);
         QVERIFY(!result.userStopped);
     }
 
-    void reportsAGameThatCannotStart()
+    void stopsARun_data()
     {
-        const QString engine = folder_->filePath(QStringLiteral("missing"));
-        QVERIFY_THROWS_EXCEPTION(SystemError, await(play(engine, {})));
-        QVERIFY(!runner_->current());
-        QVERIFY(lines_->isEmpty());
-        clock_->advance(Clock::Duration(100));
-        serveEvents();
-        QCOMPARE(stayedOpen_, 0);
+        QTest::addColumn<bool>("isImport");
+        QTest::addColumn<bool>("byToken");
+        QTest::newRow("game") << false << false;
+        QTest::newRow("game, by its token") << false << true;
+        QTest::newRow("import") << true << false;
+        QTest::newRow("import, by its token") << true << true;
     }
-
-    void stopsAGame()
+    void stopsARun()
     {
-        auto task = play({QStringLiteral(R"(out:playing\n)"), QStringLiteral("wait:")});
-        waitFor(QStringLiteral("playing"));
-        runner_->stop();
-        QVERIFY(runner_->userStopped());
-        const PlayResult result = await(std::move(task));
-        QVERIFY(result.userStopped);
-        QCOMPARE(result.exitCode, SIGTERM);
+        QFETCH(const bool, isImport);
+        QFETCH(const bool, byToken);
+        std::stop_source source;
+        const auto request = [&] { byToken ? void(source.request_stop()) : runner_->stop(); };
+        if (isImport) {
+            auto task =
+                runImport(engine(u"exec '%1' '%2' '%3'"_s.arg(testChild(), playing, untilAsked)),
+                          source.get_token());
+            waitFor(u"playing"_s);
+            request();
+            QCOMPARE(await(std::move(task)), SIGTERM);
+        } else {
+            auto task = play({playing, untilAsked}, source.get_token());
+            waitFor(u"playing"_s);
+            request();
+            const PlayResult result = await(std::move(task));
+            QVERIFY(result.userStopped);
+            QCOMPARE(result.exitCode, SIGTERM);
+        }
         QVERIFY(!runner_->current());
         QVERIFY(runner_->userStopped());
     }
 
     void stopsAGameThatIsBeingLaunched()
     {
-        auto task = play({QStringLiteral("wait:")});
+        auto task = play({untilAsked});
         runner_->stop();
-        const PlayResult result = await(std::move(task));
-        QVERIFY(result.userStopped);
-        QCOMPARE(result.exitCode, SIGTERM);
-    }
-
-    void stopsAnImport()
-    {
-        auto task = runner_->runImport(
-            engineScript(QStringLiteral("exec '%1' 'out:working\\n' wait:").arg(testChild())),
-            QStringLiteral("/game"), Lines::into(lines_));
-        waitFor(QStringLiteral("working"));
-        runner_->stop();
-        QCOMPARE(await(std::move(task)), SIGTERM);
-        QVERIFY(runner_->userStopped());
+        QCOMPARE(await(std::move(task)).exitCode, SIGTERM);
     }
 
     void forgetsAStopWhenARunStarts()
@@ -291,112 +280,62 @@ private Q_SLOTS:
         QVERIFY(!runner_->userStopped());
 
         runner_->stop();
-        await(runner_->runImport(engineScript(), QStringLiteral("/game"), Lines::into(lines_)));
+        await(runImport(engine()));
         QVERIFY(!runner_->userStopped());
     }
 
     void killsAGameThatIgnoresTheStop()
     {
         const Lifeline lifeline;
-        auto task =
-            play({QStringLiteral("report:15"), QStringLiteral("hold:") + lifeline.path(),
-                  QStringLiteral("fork:"), QStringLiteral("wait:"), QStringLiteral("parent:"),
-                  QStringLiteral(R"(out:playing\n)"), QStringLiteral("wait:")});
-        waitFor(QStringLiteral("playing"));
-        runner_->stop();
-        waitFor(QStringLiteral("signal 15"));
-        clock_->advance(GameRunner::killAfter - aMoment);
-        runner_->stop(); // asking again does not start the time anew
+        std::stop_source stop;
+        auto task = play({u"report:15"_s, u"hold:"_s + lifeline.path(), u"fork:"_s, untilAsked,
+                          u"parent:"_s, playing, untilAsked},
+                         stop.get_token());
+        waitFor(u"playing"_s);
+        stop.request_stop();
+        waitFor(u"signal 15"_s);
+        pass(GameRunner::killAfter - aMoment);
+        runner_->stop(); // does not begin the time anew
         serveEvents();
         QVERIFY(runner_->current()->isRunning());
         clock_->advance(aMoment);
         const PlayResult result = await(std::move(task));
         QCOMPARE(result.exitCode, SIGKILL);
         QVERIFY(result.userStopped);
+        QCOMPARE(lines_->all().count(u"signal 15"_s), 1);
         spinUntil([&] { return lifeline.isDropped(); });
     }
 
-    void aRequestDoesWhatAStopDoes_data()
+    void aStopEndsNoOtherRun()
     {
-        QTest::addColumn<bool>("stopsAsWell");
-        QTest::newRow("a request") << false;
-        QTest::newRow("a request and a stop behind it") << true;
-    }
-    void aRequestDoesWhatAStopDoes()
-    {
-        QFETCH(const bool, stopsAsWell);
-        std::stop_source stop;
-        auto task = play({QStringLiteral("report:15"), QStringLiteral(R"(out:playing\n)"),
-                          QStringLiteral("wait:")},
-                         stop.get_token());
-        waitFor(QStringLiteral("playing"));
-        stop.request_stop();
-        QVERIFY(runner_->userStopped());
-        waitFor(QStringLiteral("signal 15"));
-        if (stopsAsWell) {
-            runner_->stop();
-        }
-        clock_->advance(GameRunner::killAfter);
-        const PlayResult result = await(std::move(task));
-        QCOMPARE(result.exitCode, SIGKILL);
-        QVERIFY(result.userStopped);
-        QCOMPARE(lines_->all().count(QStringLiteral("signal 15")), 1);
-    }
-
-    void aRequestEndsAnImport()
-    {
-        std::stop_source stop;
-        auto task = runner_->runImport(
-            engineScript(QStringLiteral("exec '%1' 'out:working\\n' wait:").arg(testChild())),
-            QStringLiteral("/game"), Lines::into(lines_), stop.get_token());
-        waitFor(QStringLiteral("working"));
-        stop.request_stop();
-        QCOMPARE(await(std::move(task)), SIGTERM);
-        QVERIFY(runner_->userStopped());
-    }
-
-    void aRequestEndsNoOtherRun()
-    {
-        std::stop_source stop;
-        QCOMPARE(await(play({}, stop.get_token())).exitCode, 0);
-        const Gate gate;
-        auto second = play({QStringLiteral("gate:") + gate.path(), QStringLiteral("exit:2")});
-        stop.request_stop();
-        QVERIFY(!runner_->userStopped());
-        gate.open();
-        const PlayResult result = await(std::move(second));
-        QCOMPARE(result.exitCode, 2);
-        QVERIFY(!result.userStopped);
-    }
-
-    void killsNoLaterRun()
-    {
-        auto first = play({QStringLiteral("wait:")});
+        std::stop_source ended;
+        QCOMPARE(await(play({}, ended.get_token())).exitCode, 0);
+        auto stopped = play({untilAsked});
         runner_->stop();
-        QCOMPARE(await(std::move(first)).exitCode, SIGTERM);
+        QCOMPARE(await(std::move(stopped)).exitCode, SIGTERM);
 
         const Gate gate;
-        auto second = play({QStringLiteral("gate:") + gate.path(), QStringLiteral("exit:2")});
-        clock_->advance(GameRunner::killAfter);
-        serveEvents();
+        auto task = playUntil(gate, 2);
+        ended.request_stop();
+        pass(GameRunner::killAfter);
+        QVERIFY(!runner_->userStopped());
         QVERIFY(runner_->current()->isRunning());
         gate.open();
-        const PlayResult result = await(std::move(second));
+        const PlayResult result = await(std::move(task));
         QCOMPARE(result.exitCode, 2);
         QVERIFY(!result.userStopped);
     }
 
-    /// Such as a dialog that tells of the engine's end.
-    void leavesAloneWhatAnEngineThatEndsLeavesBehind()
+    /// Such as a dialog that reports the engine's end.
+    void leavesTheChildrenOfAnEngineThatEnds()
     {
         const Gate engineEnds;
         const Gate copyEnds;
         const Lifeline lifeline;
-        auto task = play({QStringLiteral("fork:"), QStringLiteral("hold:") + lifeline.path(),
-                          QStringLiteral(R"(out:held\n)"),
-                          QStringLiteral("gate:") + copyEnds.path(), QStringLiteral("parent:"),
-                          QStringLiteral("gate:") + engineEnds.path(), QStringLiteral("exit:1")});
-        waitFor(QStringLiteral("held"));
+        auto task =
+            play({u"fork:"_s, u"hold:"_s + lifeline.path(), playing, u"gate:"_s + copyEnds.path(),
+                  u"parent:"_s, u"gate:"_s + engineEnds.path(), u"exit:1"_s});
+        waitFor(u"playing"_s);
         engineEnds.open();
         QCOMPARE(await(std::move(task)).exitCode, 1);
         runner_->stop();
@@ -406,37 +345,32 @@ private Q_SLOTS:
         spinUntil([&] { return lifeline.isDropped(); });
     }
 
-    void stopsWhatTheEngineLeavesBehind()
+    void stopsTheChildrenOfAStoppedEngine_data()
     {
-        const Lifeline lifeline;
-        auto task = play({QStringLiteral("fork:"), QStringLiteral("hold:") + lifeline.path(),
-                          QStringLiteral(R"(out:held\n)"), QStringLiteral("wait:"),
-                          QStringLiteral("parent:"), QStringLiteral("wait:")});
-        waitFor(QStringLiteral("held"));
-        runner_->stop();
-        QCOMPARE(await(std::move(task)).exitCode, SIGTERM);
-        // No time passes for the runner.
-        spinUntil([&] { return lifeline.isDropped(); });
+        QTest::addColumn<bool>("isScript");
+        QTest::newRow("a copy of it") << false;
+        QTest::newRow("the program that a script runs") << true;
     }
-
-    /// A shell script that is no more than the program that it starts.
-    void stopsWhatAScriptHasStarted()
+    void stopsTheChildrenOfAStoppedEngine()
     {
+        QFETCH(const bool, isScript);
         const Lifeline lifeline;
-        auto task =
-            play(engineScript(QStringLiteral("'%1' 'hold:%2' 'out:playing\\n' wait:\nexit 7")
-                                  .arg(testChild(), lifeline.path())),
-                 {});
-        waitFor(QStringLiteral("playing"));
+        const QString hold = u"hold:"_s + lifeline.path();
+        const QString script =
+            u"'%1' '%2' '%3' '%4'\nexit 7"_s.arg(testChild(), hold, playing, untilAsked);
+        auto task = isScript
+                        ? play(engine(script), {})
+                        : play({u"fork:"_s, hold, playing, untilAsked, u"parent:"_s, untilAsked});
+        waitFor(u"playing"_s);
         runner_->stop();
         QCOMPARE(await(std::move(task)).exitCode, SIGTERM);
         spinUntil([&] { return lifeline.isDropped(); });
     }
 
-    void mayGoWhileAGameRuns()
+    void mayBeDestroyedWhileAGameRuns()
     {
         const Gate gate;
-        auto task = play({QStringLiteral("gate:") + gate.path(), QStringLiteral("exit:4")});
+        auto task = playUntil(gate, 4);
         runner_.reset();
         clock_->advance(GameRunner::stayedOpenAfter);
         spinUntil([this] { return stayedOpen_ > 0; });
