@@ -1,15 +1,17 @@
 #pragma once
 
 #include <QByteArray>
-#include <QDateTime>
 #include <QString>
 
-#include <memory>
+#include <list>
+#include <set>
+
+struct zip;
 
 namespace brindle {
 
-/// Writes a zip archive with libzip. Nothing is at the archive's place until `close`. Throws
-/// std::runtime_error; blocks; any thread, one at a time.
+/// Writes a zip archive with libzip. The archive appears with `close`. Throws std::runtime_error;
+/// blocks; any thread, one at a time.
 class ZipWriter
 {
 public:
@@ -17,24 +19,25 @@ public:
     /// Discards an archive that was not closed.
     ~ZipWriter();
 
-    /// Adds a file's content. `unixMode` is the whole mode (type and permissions) to store; 0
-    /// stores none, as git does for plain files.
+    /// Adds a file, and before it the folders of its path. `unixMode` is the whole mode (type and
+    /// permissions); 0 stores none, as git does for plain files.
     void add(const QString &name, const QByteArray &content, quint32 unixMode = 0);
-    /// The same for a file on disk, which is read when the archive is closed.
+    /// Adds a file on disk, which `close` reads.
     void addFile(const QString &name, const QString &sourceFile, quint32 unixMode = 0);
-    /// Adds a folder; `name` without a slash at its end.
-    void addFolder(const QString &name, quint32 unixMode = 0);
+    /// Adds a folder that has not been added; `name` has no slash at its end.
+    void addFolder(const QString &name);
 
     void setComment(const QByteArray &comment);
-    /// The time of every entry, in place of each file's own.
-    void setTime(const QDateTime &time);
-
-    /// Writes it all out.
     void close();
 
 private:
-    class Impl;
-    std::unique_ptr<Impl> impl_;
+    void check(bool good) const;
+    void addFoldersOf(const QString &path);
+
+    QString path_;
+    struct zip *archive_ = nullptr;
+    std::list<QByteArray> contents_; // `close` reads them
+    std::set<QString> folders_;
 };
 
 } // namespace brindle

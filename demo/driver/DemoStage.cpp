@@ -87,15 +87,10 @@ void DemoStage::offerBrokenGame()
 
 void DemoStage::offerGame(const QString &name, const QMap<QString, QByteArray> &changes)
 {
-    const auto submodules = ProjectInspector::inspect(content_.game).submodules;
-    QStringList paths;
-    for (const Submodule &submodule : submodules) {
-        paths << submodule.path;
-    }
     const QString zip = file(name + QStringLiteral(".zip"));
     const QMap<QByteArray, QByteArray> rewritten{
         {QByteArrayLiteral("https://github.com"), host_.url().toString().toUtf8()}};
-    GitArchive::pack(content_.game, QStringLiteral("godot-brindle-main"), zip, paths, rewritten,
+    GitArchive::pack(content_.game, QStringLiteral("godot-brindle-main"), zip, rewritten,
                      changes);
     host_.offerGame(zip);
 }

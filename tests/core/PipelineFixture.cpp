@@ -45,7 +45,7 @@ void PipelineFixture::packGame(const QString &folder, const QByteArray &projectF
     ModelFixture::write(folder + QStringLiteral("/main.gd"), "extends Node\n");
     ModelFixture::write(folder + QStringLiteral("/.gitmodules"), modules);
     const QString zip = sources_.filePath(QStringLiteral("game.zip"));
-    GitArchive::pack(folder, QStringLiteral("godot-brindle-main"), zip, {},
+    GitArchive::pack(folder, QStringLiteral("godot-brindle-main"), zip,
                      {{QByteArrayLiteral("{host}"), host.url().toString().toUtf8()},
                       {QByteArrayLiteral("{outside}"), QByteArrayLiteral("../../x")}});
     host.offerGame(zip);

@@ -98,7 +98,7 @@ void Stage::open(Certificate certificate)
 void Stage::offerGame(const QByteArray &behaviour)
 {
     GitArchive::pack(QStringLiteral(DEMO_FOLDER "/game"), QStringLiteral("godot-brindle-main"),
-                     file(QStringLiteral("game.zip")), {}, {},
+                     file(QStringLiteral("game.zip")), {},
                      {{QStringLiteral("sample-engine.ini"), behaviour}});
 }
 
