@@ -65,7 +65,8 @@ void GitArchive::pack(const QString &folder, const QString &topFolder, const QSt
         const qsizetype equals = line.indexOf('=');
         if (equals > 0 && line.left(equals).trimmed() == "path") {
             const QByteArray module = line.mid(equals + 1).trimmed();
-            std::erase_if(tree, [&](const auto &file) { return file.first.startsWith(module + '/'); });
+            std::erase_if(tree,
+                          [&](const auto &file) { return file.first.startsWith(module + '/'); });
             tree[module].isFolder = true;
         }
     }

@@ -43,8 +43,8 @@ public:
     {
         /// Serves https with this certificate and key.
         std::optional<QSslConfiguration> tls;
-        /// 0: each server has a free port of its own. Otherwise one server listens on this port, and
-        /// the name that the client asks for tells the three apart.
+        /// 0: each server has a free port of its own. Otherwise one server listens on this port,
+        /// and the name that the client asks for tells the three apart.
         quint16 port = 0;
         QString codeHost = QStringLiteral("127.0.0.1");
         QString archiveHost = QStringLiteral("127.0.0.1");

@@ -14,8 +14,8 @@ namespace {
 constexpr unsigned modeShift = 16;
 constexpr zip_uint32_t dosFolder = 0x10;
 
-/// ASCII names bear no UTF-8 flag, as in the archives of `git archive`. libzip 1.11 gives the flag to
-/// every name that is declared as UTF-8.
+/// ASCII names bear no UTF-8 flag, as in the archives of `git archive`. libzip 1.11 gives the flag
+/// to every name that is declared as UTF-8.
 zip_flags_t encodingOf(const QString &name)
 {
     const bool isAscii =
@@ -35,9 +35,8 @@ void addSource(zip_t *archive, const QString &name, zip_source_t *source, quint3
     if ((unixMode & S_IFMT) == S_IFLNK) {
         zip_set_file_compression(archive, entry, ZIP_CM_STORE, 0);
     }
-    zip_file_set_external_attributes(archive, entry, 0,
-                                     unixMode == 0 ? ZIP_OPSYS_DOS : ZIP_OPSYS_UNIX,
-                                     unixMode << modeShift);
+    zip_file_set_external_attributes(
+        archive, entry, 0, unixMode == 0 ? ZIP_OPSYS_DOS : ZIP_OPSYS_UNIX, unixMode << modeShift);
 }
 
 } // namespace
@@ -76,16 +75,18 @@ void ZipWriter::add(const QString &name, const QByteArray &content, quint32 unix
 {
     addFoldersOf(name);
     const QByteArray &kept = contents_.emplace_back(content);
-    addSource(archive_, name,
-              zip_source_buffer(archive_, kept.constData(), static_cast<zip_uint64_t>(kept.size()), 0),
-              unixMode);
+    addSource(
+        archive_, name,
+        zip_source_buffer(archive_, kept.constData(), static_cast<zip_uint64_t>(kept.size()), 0),
+        unixMode);
 }
 
 void ZipWriter::addFile(const QString &name, const QString &sourceFile, quint32 unixMode)
 {
     addFoldersOf(name);
     addSource(archive_, name,
-              zip_source_file(archive_, QFile::encodeName(sourceFile).constData(), 0, -1), unixMode);
+              zip_source_file(archive_, QFile::encodeName(sourceFile).constData(), 0, -1),
+              unixMode);
 }
 
 void ZipWriter::addFolder(const QString &name)
@@ -94,8 +95,7 @@ void ZipWriter::addFolder(const QString &name)
         return;
     }
     addFoldersOf(name);
-    const zip_int64_t index =
-        zip_dir_add(archive_, name.toUtf8().constData(), encodingOf(name));
+    const zip_int64_t index = zip_dir_add(archive_, name.toUtf8().constData(), encodingOf(name));
     check(index >= 0);
     zip_file_set_external_attributes(archive_, static_cast<zip_uint64_t>(index), 0, ZIP_OPSYS_DOS,
                                      dosFolder);

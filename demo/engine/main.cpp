@@ -274,7 +274,7 @@ int main(int argc, char *argv[])
                                   "          at: GDScript::reload (res://main.gd:2)"));
     }
     if (line.import) {
-        import(QDir(line.project),
+        import(QDir(QDir(line.project).absolutePath()),
                directions.value(QStringLiteral("importSeconds"), 1.0).toDouble());
         return 0;
     }

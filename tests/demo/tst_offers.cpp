@@ -1,4 +1,5 @@
-// What the tests of the launcher rely on: archives and answers of the forms that the real hosts send.
+// What the tests of the launcher rely on: archives and answers of the forms that the real hosts
+// send.
 
 #include "demo/GitArchive.h"
 #include "demo/ReleaseHost.h"
@@ -26,8 +27,7 @@ struct Entry
 QMap<QByteArray, Entry> read(const QString &file)
 {
     QMap<QByteArray, Entry> entries;
-    zip_t *const archive =
-        zip_open(file.toUtf8().constData(), ZIP_RDONLY | ZIP_CHECKCONS, nullptr);
+    zip_t *const archive = zip_open(file.toUtf8().constData(), ZIP_RDONLY | ZIP_CHECKCONS, nullptr);
     const auto count = static_cast<zip_uint64_t>(zip_get_num_entries(archive, 0));
     for (zip_uint64_t index = 0; index < count; ++index) {
         zip_stat_t stat;
@@ -67,7 +67,8 @@ private Q_SLOTS:
         write(u"source/Grüße.txt"_s, "hi");
         write(u"source/.godot/cache"_s, "left out");
         write(u"source/addons/map/old"_s, "left out");
-        write(u"source/.gitmodules"_s, "[submodule \"m\"]\n\tpath = addons/map\n\turl = HOST/map\n");
+        write(u"source/.gitmodules"_s,
+              "[submodule \"m\"]\n\tpath = addons/map\n\turl = HOST/map\n");
         write(u"source/bin/run"_s, "#!/bin/sh\n");
         QVERIFY(QFile::setPermissions(folder_.filePath(u"source/bin/run"_s),
                                       QFile::ReadOwner | QFile::ExeOwner));
@@ -77,16 +78,11 @@ private Q_SLOTS:
                          {{"HOST", "http://127.0.0.1"}}, {{u"extra"_s, "more"}});
 
         auto entries = read(zip);
-        const QList<QByteArray> names{"game-main/",
-                                      "game-main/.gitmodules",
-                                      "game-main/Grüße.txt",
-                                      "game-main/README.md",
-                                      "game-main/addons/",
-                                      "game-main/addons/map/",
-                                      "game-main/bin/",
-                                      "game-main/bin/run",
-                                      "game-main/extra",
-                                      "game-main/link"};
+        const QList<QByteArray> names{"game-main/",          "game-main/.gitmodules",
+                                      "game-main/Grüße.txt", "game-main/README.md",
+                                      "game-main/addons/",   "game-main/addons/map/",
+                                      "game-main/bin/",      "game-main/bin/run",
+                                      "game-main/extra",     "game-main/link"};
         QCOMPARE(entries.keys(), names);
         QVERIFY(entries["game-main/.gitmodules"].content.contains("url = http://127.0.0.1/map"));
         QCOMPARE(entries["game-main/README.md"].system, quint8(0));
@@ -102,7 +98,8 @@ private Q_SLOTS:
         host.offerGame(QByteArray("the game"));
         host.offerEngine(u"4.3-stable"_s, u"engine.zip"_s, QByteArray("the engine"));
         const auto fetch = [&](const QString &path) {
-            return await(Transfer::toMemory(QUrl(host.url().toString() + path), 1'000'000, {})).body;
+            return await(Transfer::toMemory(QUrl(host.url().toString() + path), 1'000'000, {}))
+                .body;
         };
         QCOMPARE(fetch(ReleaseHost::gamePath()), QByteArray("the game"));
         QCOMPARE(fetch(ReleaseHost::enginePath(u"4.3-stable"_s, u"engine.zip"_s)),
