@@ -1,24 +1,25 @@
 #include "core/AppModel.h"
 
 #include "base/Error.h"
+#include "base/OneShot.h"
 #include "base/Text.h"
+#include "base/Worker.h"
 #include "files/Files.h"
 #include "log/LogQueue.h"
 #include "project/ProjectInspector.h"
 
 #include <QCoreApplication>
+#include <QEventLoop>
 #include <QFile>
 
 #include <algorithm>
-#include <functional>
 #include <limits>
+
+using namespace Qt::StringLiterals;
 
 namespace brindle {
 
 namespace {
-
-/// How many lines of the log a failure report shows.
-constexpr qsizetype reportLines = 30;
 
 std::function<Dependencies()> &partsMaker()
 {
@@ -30,41 +31,24 @@ std::function<Dependencies()> &partsMaker()
 
 AppModel::AppModel(Dependencies parts, QObject *parent)
     : QObject(parent)
-    , runner(parts.clock)
-    , repo(parts.codeHost, parts.storageRoot, parts.temporaryFolder, parts.platform.archiveTool)
-    , engines(parts.codeHost, parts.storageRoot, parts.temporaryFolder, parts.platform)
-    , storage_(std::move(parts.storageRoot))
-    , repositoryPage_(RepoDownloader::repositoryPage(parts.codeHost))
-    , engineUserData_(EngineSpec::userDataFolder(parts.platform))
-    , desktop_(std::move(parts.desktop))
-    , clock_(parts.clock)
+    , parts_(std::move(parts))
+    , runner(parts_.clock)
+    , repo(parts_.codeHost, storage_, parts_.temporaryFolder, parts_.platform.archiveTool)
+    , engines(parts_.codeHost, storage_, parts_.temporaryFolder, parts_.platform)
     , logQueue_(std::make_shared<LogQueue>(&log))
-    , settings_(std::move(parts.settings), logQueue_)
-    , pipeline_({.repo = repo,
-                 .engines = engines,
-                 .runner = runner,
-                 .storage = storage_,
-                 .repositoryPage = repositoryPage_,
-                 .platform = std::move(parts.platform),
-                 .clock = std::move(parts.clock),
-                 .log = logQueue_,
-                 .status = status_,
-                 .show = [this](const Status &next) { show(next); },
-                 .info = info_,
-                 .setInfo = [this](const ProjectInfo &known) { info = known; },
-                 .gameArguments = [this] { return settings_.arguments(); },
-                 .gameVariables = std::bind_front(&Desktop::startPermission, desktop_)})
 {
-    connect(QCoreApplication::instance(), &QCoreApplication::aboutToQuit, this,
-            [this] { settings_.waitUntilStored(); });
     connect(this, &AppModel::stateChanged, this, &AppModel::canPlayChanged);
     connect(this, &AppModel::workChanged, this, &AppModel::canPlayChanged);
 
     Files::makePrivate(storage_.root);
     QFile saved(storage_.infoFile());
     if (saved.open(QIODevice::ReadOnly)) {
-        if (auto known = ProjectInfo::fromJson(saved.readAll())) {
-            info = *std::move(known);
+        const auto known = ProjectInfo::fromJson(saved.readAll());
+        status_.info = known.value_or(ProjectInfo::placeholder);
+        // The window need not wait for the search: these files say nearly always the same.
+        if (known && QFile::exists(storage_.gameFolder()) &&
+            !QFile::exists(storage_.unfinishedMark()) && engineInstalled()) {
+            status_.state = AppState::ready();
         }
     }
     refreshState();
@@ -72,10 +56,11 @@ AppModel::AppModel(Dependencies parts, QObject *parent)
 
 AppModel::~AppModel()
 {
-    if (tasks_.any()) {
-        cancel();
+    cancel();
+    QEventLoop loop;
+    while (tasks_ > 0) {
+        loop.processEvents(QEventLoop::WaitForMoreEvents);
     }
-    tasks_.wait();
 }
 
 AppModel &AppModel::shared()
@@ -90,47 +75,43 @@ void AppModel::compose(std::function<Dependencies()> parts)
     partsMaker() = std::move(parts);
 }
 
-/// Publishes what differs from what is shown.
-void AppModel::show(const Status &next)
+void AppModel::show(const Status &status)
 {
-    stepText.update(next.stepText);
-    state.update(next.state);
-    progress.update(next.progress);
-    detail.update(next.detail);
-    timeLeft.update(next.timeLeft);
+    const Status next = status; // may be a part of what changes
+    if (next == status_) {
+        return;
+    }
+    Q_EMIT willChange();
+    const Status old = std::exchange(status_, next);
     if (!next.progress) {
         rate_ = {};
     }
+    const auto announce = [&](auto field, void (AppModel::*changed)()) {
+        if (old.*field != next.*field) {
+            Q_EMIT(this->*changed)();
+        }
+    };
+    announce(&Status::stepText, &AppModel::stepTextChanged);
+    announce(&Status::state, &AppModel::stateChanged);
+    announce(&Status::progress, &AppModel::progressChanged);
+    announce(&Status::detail, &AppModel::detailChanged);
+    announce(&Status::timeLeft, &AppModel::timeLeftChanged);
+    announce(&Status::failure, &AppModel::failureChanged);
+    announce(&Status::info, &AppModel::infoChanged);
+    announce(&Status::storageSize, &AppModel::storageSizeChanged);
+    announce(&Status::removing, &AppModel::removingChanged);
 }
 
-bool AppModel::fullscreen() const
+/// Shows a phase whose progress is not known yet.
+void AppModel::begin(const AppState &state, const QString &stepText, const QString &detail)
 {
-    return settings_.chosen(QStringLiteral("fullscreen")) == 1;
-}
-
-void AppModel::setFullscreen(bool fullscreen)
-{
-    choose(QStringLiteral("fullscreen"), fullscreen ? 1 : 0);
-}
-
-ResolutionChoice AppModel::resolution() const
-{
-    const auto chosen = static_cast<size_t>(settings_.chosen(QStringLiteral("resolution")));
-    return ResolutionChoices::all.at(chosen);
-}
-
-void AppModel::setResolution(ResolutionChoice resolution)
-{
-    choose(QStringLiteral("resolution"), static_cast<int>(resolution));
-}
-
-void AppModel::choose(const QString &setting, int choice)
-{
-    if (GameSettings::choice(setting, choice)) {
-        Q_EMIT willChange();
-        settings_.choose(setting, choice);
-        Q_EMIT settingsChanged();
-    }
+    Status next = status_;
+    next.state = state;
+    next.stepText = stepText;
+    next.progress.reset();
+    next.detail = detail;
+    next.timeLeft.clear();
+    show(next);
 }
 
 QString AppModel::needsMessage() const
@@ -140,49 +121,110 @@ QString AppModel::needsMessage() const
 
 bool AppModel::gameRunning() const
 {
-    const auto phase = state().phase;
-    return phase == AppState::Phase::starting || phase == AppState::Phase::playing;
+    return state().phase == AppState::Phase::starting || state().phase == AppState::Phase::playing;
 }
 
 bool AppModel::canCancel() const
 {
-    const auto phase = state().phase;
-    return phase == AppState::Phase::downloading || phase == AppState::Phase::settingUp;
-}
-
-QString AppModel::failureSummary() const
-{
-    const auto &report = failure();
-    return report ? report->summary : QString();
+    return state().phase == AppState::Phase::downloading ||
+           state().phase == AppState::Phase::settingUp;
 }
 
 QString AppModel::failureText() const
 {
-    const auto &report = failure();
-    return report ? report->lines.join(QLatin1Char('\n')) : QString();
+    return failure().value_or(FailureReport()).lines.join(u'\n');
 }
 
-void AppModel::refreshState()
+bool AppModel::fullscreen() const
 {
-    projectURL_ = ProjectInspector::findProject(storage_.gameFolder());
-    bool engineInstalled = false;
-    // A game whose setup was interrupted is not a game yet, and the saved description may be that
-    // of the one before it.
-    if (projectURL_ && !QFile::exists(storage_.unfinishedMark())) {
-        try {
-            engineInstalled = engines.binary(EngineManager::spec(info())).has_value();
-        } catch (const SetupError &) {
-            // Ignored: no engine fits; the next run tells why.
-        }
+    return parts_.settings->value(u"fullscreen"_s).toBool();
+}
+
+void AppModel::setFullscreen(bool fullscreen)
+{
+    store(u"fullscreen"_s, fullscreen);
+}
+
+ResolutionChoice AppModel::resolution() const
+{
+    const QString stored = parts_.settings->value(u"resolution"_s).toString();
+    return ResolutionChoices::fromRawValue(stored).value_or(ResolutionChoice::gameDefault);
+}
+
+void AppModel::setResolution(ResolutionChoice resolution)
+{
+    store(u"resolution"_s, ResolutionChoices::rawValue(resolution));
+}
+
+QStringList AppModel::resolutionLabels()
+{
+    QStringList labels = ResolutionChoices::rawValues;
+    labels.first() = u"Game default"_s;
+    return labels;
+}
+
+/// Logs a failure; the value then holds for this run.
+void AppModel::store(const QString &key, const QVariant &value)
+{
+    Q_EMIT willChange();
+    // A store of its own for each write, as QSettings never takes an error back. Both share their
+    // values.
+    QSettings writer(parts_.settings->fileName(), parts_.settings->format());
+    writer.setValue(key, value);
+    writer.sync();
+    if (writer.status() != QSettings::NoError) {
+        note(u"Problem: The settings could not be saved in %1."_s.arg(writer.fileName()));
     }
-    show({engineInstalled ? AppState::ready() : AppState::notDownloaded(), {}, std::nullopt, {}});
+    Q_EMIT settingsChanged();
+}
+
+bool AppModel::engineInstalled() const
+{
+    try {
+        return engines.binary(EngineManager::spec(info())).has_value();
+    } catch (const SetupError &) {
+        // Ignored: no engine fits. The next run reports it.
+    }
+    return false;
+}
+
+QCoro::Task<std::optional<QString>> AppModel::findProject(QString gameFolder)
+{
+    const auto find = [gameFolder] { return ProjectInspector::findProject(gameFolder); };
+    co_return co_await runOnWorker(find);
+}
+
+QCoro::Task<> AppModel::refreshState()
+{
+    const int number = ++looks_;
+    const QPointer<AppModel> self(this);
+    const std::optional<QString> found = co_await findProject(storage_.gameFolder());
+    if (!self || number != looks_) {
+        co_return;
+    }
+    projectURL_ = found;
+    // Behind the mark of an interrupted setup, the saved description may be an older game's.
+    const bool complete =
+        found && !QFile::exists(storage_.unfinishedMark()) && engineInstalled();
+    begin(complete ? AppState::ready() : AppState::notDownloaded(), {});
+}
+
+/// Adds a line of the launcher's own to the log, with its bullet.
+void AppModel::note(const QString &text) const
+{
+    logQueue_->note(text);
+}
+
+/// Returns a callback that logs lines unchanged, from any thread.
+LineCallback AppModel::lineSink() const
+{
+    return [log = logQueue_](const QString &line) { log->append(line); };
 }
 
 void AppModel::startWork(bool launch)
 {
-    failure = std::nullopt;
-    startTask(
-        [this, launch](std::stop_token stop) { return runPipeline(launch, std::move(stop)); });
+    set(&Status::failure, std::nullopt);
+    startTask([this, launch](std::stop_token stop) { return runAll(launch, std::move(stop)); });
 }
 
 void AppModel::play()
@@ -196,57 +238,49 @@ void AppModel::play()
 void AppModel::cancel()
 {
     if (work_) {
-        work_->stop.request_stop();
+        work_->request_stop();
     }
-    repo.downloader.cancelTask();
-    engines.downloader.cancelTask();
     runner.stop();
 }
 
-void AppModel::setWork(std::shared_ptr<BackgroundTask> work)
+void AppModel::setWork(std::shared_ptr<std::stop_source> work)
 {
     work_ = std::move(work);
     Q_EMIT workChanged();
 }
 
-void AppModel::startTask(BackgroundTask::Body body)
+void AppModel::startTask(Body body)
 {
-    setWork(
-        tasks_.start(std::move(body), [this](const std::exception_ptr &error) { endTask(error); }));
+    ++looks_;
+    ++tasks_;
+    setWork(std::make_shared<std::stop_source>());
+    runTask(work_, std::move(body));
 }
 
-void AppModel::endTask(const std::exception_ptr &error)
+/// Runs `body` in an event of its own and shows how it ended.
+QCoro::Task<> AppModel::runTask(std::shared_ptr<std::stop_source> task, Body body)
 {
+    const OneShot<> turn;
+    turn.resume();
+    co_await turn;
+    std::exception_ptr error;
+    try {
+        co_await body(task->get_token());
+    } catch (...) {
+        error = std::current_exception();
+    }
     if (isCancellation(error)) {
-        logQueue_->note(QStringLiteral("Cancelled"));
-        refreshState();
+        note(u"Cancelled"_s);
+        co_await refreshState();
     } else if (error) {
         const QString description = describe(error);
-        logQueue_->note(QStringLiteral("Problem: ") + description);
-        show({AppState::needs(description), stepText(), std::nullopt, {}});
+        note(u"Problem: "_s + description);
+        begin(AppState::needs(description), stepText());
     }
+    undecided_ = false;
+    set(&Status::removing, false);
+    --tasks_;
     setWork(nullptr);
-    if (measurements_ > 0) {
-        measureStorage();
-    }
-}
-
-QCoro::Task<> AppModel::runPipeline(bool launch, std::stop_token stop)
-{
-    const StatusCallback status = [box = StatusBox(this)](const QString &text) { box.set(text); };
-    const Pipeline::Run run{launch, progressHandler(), status, stop};
-    const std::optional<Pipeline::Failure> failed = co_await pipeline_.runAll(run);
-    if (!failed) {
-        refreshState();
-        co_return;
-    }
-    if (failed->isExplained) {
-        logQueue_->flush();
-        const QStringList &lines = log.lines();
-        const QStringList tail = lines.mid(std::max<qsizetype>(0, lines.size() - reportLines));
-        failure = FailureReport{failed->message + QLatin1Char(' ') + plainHint(tail), tail};
-    }
-    state = AppState::needs(failed->message);
 }
 
 bool AppModel::isCancellation(const std::exception_ptr &error)
@@ -258,34 +292,9 @@ bool AppModel::isCancellation(const std::exception_ptr &error)
     } catch (const CancellationError &) {
         return true;
     } catch (...) {
-        // Ignored: it is a failure.
+        // Ignored: a failure.
     }
     return false;
-}
-
-QString AppModel::plainHint(const QStringList &lines)
-{
-    struct Hint
-    {
-        QStringList needles; // in lower case; one of them is enough
-        QString text;
-    };
-    // In the order in which they are looked for. The last fits always.
-    static const QList<Hint> hints{
-        {{QStringLiteral("vulkan"), QStringLiteral("metal"), QStringLiteral("gpu"),
-          QStringLiteral("rendering")},
-         QStringLiteral("The graphics system reported a problem. The game may need a faster Mac "
-                        "or a newer macOS.")},
-        {{QStringLiteral("script error"), QStringLiteral("parse error")},
-         QStringLiteral("The game's scripts reported errors. The log below shows where.")},
-        {{QString()}, QStringLiteral("The last lines of the log below may show why.")},
-    };
-    const QString log = lines.join(QLatin1Char('\n')).toLower();
-    const auto fits = [&log](const Hint &hint) {
-        return std::any_of(hint.needles.begin(), hint.needles.end(),
-                           [&log](const QString &needle) { return log.contains(needle); });
-    };
-    return std::find_if(hints.begin(), hints.end(), fits)->text;
 }
 
 void AppModel::updateProgress(qint64 done, qint64 total, double speed)
@@ -293,18 +302,18 @@ void AppModel::updateProgress(qint64 done, qint64 total, double speed)
     constexpr auto most = static_cast<double>(std::numeric_limits<qint64>::max()) / 2;
     const auto wholeSpeed = static_cast<qint64>(std::clamp(speed, 0.0, most));
     Status next = status_;
-    next.progress = std::nullopt;
+    next.progress.reset();
     next.timeLeft.clear();
     next.detail = Text::byteCount(done);
     if (total >= 1) {
-        rate_.add(clock_->now(), done);
+        rate_.add(parts_.clock->now(), done);
         if (const auto rate = rate_.perSecond(); rate && *rate > 0) {
             next.timeLeft = Text::timeLeft(static_cast<double>(total - done) / *rate);
         }
         next.progress = static_cast<double>(done) / static_cast<double>(total);
-        next.detail += QStringLiteral(" of ") + Text::byteCount(total);
+        next.detail += u" of "_s + Text::byteCount(total);
     }
-    next.detail += QStringLiteral(" · ") + Text::byteCount(wholeSpeed) + QStringLiteral("/s");
+    next.detail += u" · "_s + Text::byteCount(wholeSpeed) + u"/s"_s;
     show(next);
 }
 
@@ -318,10 +327,10 @@ ProgressCallback AppModel::progressHandler()
 void StatusBox::set(const QString &text) const
 {
     update([text](AppModel &model) {
-        Status next = model.status_;
+        Status next = model.status();
         next.stepText = text;
         next.state = AppState::downloading(text);
-        next.progress = std::nullopt;
+        next.progress.reset();
         next.timeLeft.clear();
         model.show(next);
     });

@@ -3,15 +3,12 @@
 #include "base/Callbacks.h"
 #include "base/RecentRate.h"
 #include "core/AppState.h"
-#include "core/BackgroundTask.h"
 #include "core/Dependencies.h"
-#include "core/GameSettings.h"
-#include "core/Pipeline.h"
+#include "core/ResolutionChoice.h"
 #include "engine/EngineManager.h"
 #include "engine/GameRunner.h"
 #include "files/Storage.h"
 #include "log/LogStore.h"
-#include "project/ProjectInfo.h"
 #include "project/RepoDownloader.h"
 
 #include <QCoroTask>
@@ -22,8 +19,12 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <stop_token>
+#include <type_traits>
 
 namespace brindle {
+
+class LogQueue;
 
 /// The one object that the user interface observes: the launcher's state, its settings, the
 /// description of the game, the services that do the work, and every action. Main thread only.
@@ -31,12 +32,11 @@ class AppModel : public QObject
 {
     Q_OBJECT
 
-    // What the views bind. Texts are as they came: whoever shows one makes it fit to be shown. A
-    // published field is read as a function is.
+    // For the views. Texts are raw: the view that shows a text makes it safe to show.
 
     /// An AppState::Phase.
     Q_PROPERTY(int phase READ phase NOTIFY stateChanged)
-    /// What went wrong, in the phase `needs`; else empty.
+    /// The failure message in the phase `needs`, else empty.
     Q_PROPERTY(QString needsMessage READ needsMessage NOTIFY stateChanged)
     Q_PROPERTY(bool gameRunning READ gameRunning NOTIFY stateChanged)
     Q_PROPERTY(bool canCancel READ canCancel NOTIFY stateChanged)
@@ -44,7 +44,7 @@ class AppModel : public QObject
 
     Q_PROPERTY(QString stepText READ stepText NOTIFY stepTextChanged)
     Q_PROPERTY(bool hasProgress READ hasProgress NOTIFY progressChanged)
-    /// 0 to 1; 0 while there is none.
+    /// 0 to 1; 0 when the fraction is unknown.
     Q_PROPERTY(double progress READ fraction NOTIFY progressChanged)
     Q_PROPERTY(QString detail READ detail NOTIFY detailChanged)
     Q_PROPERTY(QString timeLeft READ timeLeft NOTIFY timeLeftChanged)
@@ -60,62 +60,60 @@ class AppModel : public QObject
     Q_PROPERTY(QString copyright READ copyright NOTIFY infoChanged)
     Q_PROPERTY(QStringList controls READ controls NOTIFY infoChanged)
 
-    /// By the setting's key: the index of its choice, and the labels of all of them.
-    Q_PROPERTY(QVariantMap settings READ settings NOTIFY settingsChanged)
-    Q_PROPERTY(QVariantMap settingLabels READ settingLabels CONSTANT)
+    Q_PROPERTY(bool fullscreen READ fullscreen WRITE setFullscreen NOTIFY settingsChanged)
+    /// The index of a ResolutionChoice.
+    Q_PROPERTY(int resolution READ resolutionIndex WRITE setResolutionIndex NOTIFY settingsChanged)
+    Q_PROPERTY(QStringList resolutionLabels READ resolutionLabels CONSTANT)
 
-    /// The storage root's size as text; "…" while it is being measured.
+    /// The storage root's size as text; "…" until it has been measured once.
     Q_PROPERTY(QString storageSize READ storageSize NOTIFY storageSizeChanged)
+    /// "Remove everything" measures or deletes. False while its question is open.
+    Q_PROPERTY(bool removing READ removing NOTIFY removingChanged)
     /// The game repository's address without its scheme.
     Q_PROPERTY(QString repositoryAddress READ repositoryAddress CONSTANT)
     Q_PROPERTY(QObject *log READ logObject CONSTANT)
 
+    const Dependencies parts_;
+    const Storage storage_{parts_.storageRoot};
+
 public:
     explicit AppModel(Dependencies parts, QObject *parent = nullptr);
-    /// Cancels a running task and serves events until it has ended.
+    /// Cancels running tasks and serves events until they have ended.
     ~AppModel() override;
 
     /// The process-wide model, made on first use from the parts that `compose` named, and never
     /// destroyed. For the program's entry and delegate only.
     static AppModel &shared();
-    /// Names the maker of `shared`'s parts; called once, before its first use.
+    /// Names the maker of `shared`'s parts. Call once, before the first use of `shared`.
     static void compose(std::function<Dependencies()> parts);
-
-    // Published fields: `willChange`, then the change, then the field's own signal.
-    Published<AppState, AppModel> state{this, &AppModel::stateChanged, status_.state};
-    /// Headline of the current step.
-    Published<QString, AppModel> stepText{this, &AppModel::stepTextChanged, status_.stepText};
-    /// 0 to 1; absent means that no fraction is known.
-    Published<std::optional<double>, AppModel> progress{this, &AppModel::progressChanged,
-                                                        status_.progress};
-    /// Second status line: byte counts and speed, or what the current step does.
-    Published<QString, AppModel> detail{this, &AppModel::detailChanged, status_.detail};
-    /// In plain words, by what the last seconds brought; empty when it can't be told.
-    Published<QString, AppModel> timeLeft{this, &AppModel::timeLeftChanged, status_.timeLeft};
-    Published<std::optional<FailureReport>, AppModel> failure{this, &AppModel::failureChanged,
-                                                              failure_};
-    Published<ProjectInfo, AppModel> info{this, &AppModel::infoChanged, info_};
-
-    /// Start the game in fullscreen. Every assignment is stored at once.
-    bool fullscreen() const;
-    void setFullscreen(bool fullscreen);
-    /// Window size passed to the game. Every assignment is stored at once.
-    ResolutionChoice resolution() const;
-    void setResolution(ResolutionChoice resolution);
-    const QVariantMap &settings() const { return settings_.chosen(); }
-    static QVariantMap settingLabels() { return GameSettings::labels(); }
-    /// Chooses for a setting, by its key. What names no setting or no choice is ignored.
-    Q_INVOKABLE void choose(const QString &setting, int choice);
 
     LogStore log;
     GameRunner runner;
     RepoDownloader repo;
     EngineManager engines;
 
-    /// The running background task; null when idle.
-    std::shared_ptr<BackgroundTask> work() const { return work_; }
-    /// The game's project folder, as found when last looked for.
-    std::optional<QString> projectURL() const { return projectURL_; }
+    const Status &status() const { return status_; }
+    /// Shows a new status. Emits `willChange` before the change and one signal for each field that
+    /// differs after it; nothing when the status is the same.
+    void show(const Status &status);
+    /// Shows a status that differs in one field.
+    template <typename T>
+    void set(T Status::*field, const std::type_identity_t<T> &value)
+    {
+        Status next = status_;
+        next.*field = value;
+        show(next);
+    }
+
+    const AppState &state() const { return status_.state; }
+    const QString &stepText() const { return status_.stepText; }
+    const std::optional<double> &progress() const { return status_.progress; }
+    const QString &detail() const { return status_.detail; }
+    const QString &timeLeft() const { return status_.timeLeft; }
+    const std::optional<FailureReport> &failure() const { return status_.failure; }
+    const ProjectInfo &info() const { return status_.info; }
+    const QString &storageSize() const { return status_.storageSize; }
+    bool removing() const { return status_.removing; }
 
     int phase() const { return static_cast<int>(state().phase); }
     QString needsMessage() const;
@@ -123,27 +121,41 @@ public:
     bool gameRunning() const;
     /// `state` is `downloading` or `settingUp`.
     bool canCancel() const;
-    /// Play and the maintenance actions would do something: the phase allows them, and no task
-    /// runs.
+    /// Whether Play and the maintenance actions do something.
     bool canPlay() const { return !canCancel() && !gameRunning() && !work_; }
     bool hasProgress() const { return progress().has_value(); }
     double fraction() const { return progress().value_or(0); }
     bool hasFailure() const { return failure().has_value(); }
-    QString failureSummary() const;
+    QString failureSummary() const { return failure().value_or(FailureReport()).summary; }
     QString failureText() const;
     QString name() const { return info().name; }
     QString tagline() const { return info().tagline; }
     QString licenseName() const { return info().licenseName; }
     QString copyright() const { return info().copyright; }
     QStringList controls() const { return info().controls; }
-    QString storageSize() const { return storageSize_; }
+
+    /// Start the game in fullscreen. Every assignment is stored at once.
+    bool fullscreen() const;
+    void setFullscreen(bool fullscreen);
+    /// Window size passed to the game. Every assignment is stored at once.
+    ResolutionChoice resolution() const;
+    void setResolution(ResolutionChoice resolution);
+    int resolutionIndex() const { return static_cast<int>(resolution()); }
+    void setResolutionIndex(int index) { setResolution(static_cast<ResolutionChoice>(index)); }
+    static QStringList resolutionLabels();
+
+    /// The running background task, which its stop source cancels; null when idle.
+    std::shared_ptr<std::stop_source> work() const { return work_; }
+    /// The game's project folder, as last found.
+    std::optional<QString> projectURL() const { return projectURL_; }
     QString repositoryAddress() const;
     QObject *logObject() { return &log; }
-
-    /// Re-derives `state` from the disk: `ready` or `notDownloaded`.
-    void refreshState();
     /// The folder where the engine keeps the game's saves.
     QString savesFolder() const;
+
+    /// Looks for the game on a worker thread and sets `state` to `ready` or `notDownloaded`. A
+    /// later call or task makes an earlier call's answer void.
+    QCoro::Task<> refreshState();
 
     /// Starts the pipeline as the background task `work`; with `launch` it ends in the game.
     void startWork(bool launch);
@@ -151,7 +163,7 @@ public:
     Q_INVOKABLE void play();
     /// Ends the running game.
     Q_INVOKABLE void stop() { runner.stop(); }
-    /// Stops whatever runs: task, transfers, engine. Changes no published field itself.
+    /// Stops the running task with its transfers and its engine. Changes no published field itself.
     Q_INVOKABLE void cancel();
 
     Q_INVOKABLE void updateGame();
@@ -163,24 +175,25 @@ public:
     Q_INVOKABLE void openRepository();
     Q_INVOKABLE void copyFailure();
     Q_INVOKABLE void copyLog();
-    /// Measures the storage root on a worker thread; `storageSize` follows. From then on it is
-    /// measured again whenever a task has ended.
+    /// Measures the storage root on a worker thread and sets `storageSize`. Does nothing while a
+    /// measurement runs.
     Q_INVOKABLE void measureStorage();
-    /// Asks before quitting while something runs. True: quit now.
+    /// Asks before quitting while something runs, and serves events until the answer. True: quit
+    /// now.
     bool confirmQuit();
 
-    /// The task-cancellation error.
+    /// Whether the error is the task-cancellation error.
     static bool isCancellation(const std::exception_ptr &error);
     /// The hint for a failed run that the last lines of its log suggest.
     static QString plainHint(const QStringList &lines);
     /// Shows byte counts: `total` below 1 means unknown; speed in bytes per second, finite.
     void updateProgress(qint64 done, qint64 total, double speed);
-    /// A callback, for any thread, that shows byte counts of the current run: one call of
-    /// `updateProgress` on the main thread for each, none when the run has ended by then.
+    /// Returns a callback for any thread. Each call queues one `updateProgress` on the main thread,
+    /// which does nothing when the current run has ended by then.
     ProgressCallback progressHandler();
 
 Q_SIGNALS:
-    /// Before each change of a published field, which still shows its old value.
+    /// Before each change of a field or setting, which still has its old value.
     void willChange();
     void stateChanged();
     void stepTextChanged();
@@ -189,61 +202,68 @@ Q_SIGNALS:
     void timeLeftChanged();
     void failureChanged();
     void infoChanged();
+    void storageSizeChanged();
+    void removingChanged();
     void settingsChanged();
     void canPlayChanged();
-    void storageSizeChanged();
     /// After `work` became present or absent.
     void workChanged();
-    /// A view asks whoever runs the application to quit it.
+    /// A view asks the application's owner to quit.
     void quit();
 
 private:
     friend class StatusBox;
 
     // State and life cycle (AppModel.cpp)
-    void show(const Status &next);
-    void setWork(std::shared_ptr<BackgroundTask> work);
-    void startTask(BackgroundTask::Body body);
-    void endTask(const std::exception_ptr &error);
-    QCoro::Task<> runPipeline(bool launch, std::stop_token stop);
+    void begin(const AppState &state, const QString &stepText, const QString &detail = {});
+    bool engineInstalled() const;
+    static QCoro::Task<std::optional<QString>> findProject(QString gameFolder);
+    void store(const QString &key, const QVariant &value);
+    void note(const QString &text) const;
+    LineCallback lineSink() const;
+    void setWork(std::shared_ptr<std::stop_source> work);
+    using Body = std::function<QCoro::Task<>(std::stop_token)>;
+    void startTask(Body body);
+    QCoro::Task<> runTask(std::shared_ptr<std::stop_source> task, Body body);
+
+    // Setup and play (AppModelPipeline.cpp)
+    QCoro::Task<> runAll(bool launch, std::stop_token stop);
+    QCoro::Task<> prepareGame(std::stop_token stop);
+    void showGameDownload();
+    QCoro::Task<> downloadGame(std::stop_token stop);
+    QCoro::Task<> completeGame(QString project, std::stop_token stop);
+    QCoro::Task<QString> prepareEngine(EngineSpec spec, std::stop_token stop);
+    QCoro::Task<> importProject(EngineSpec spec, QString engine, QString project,
+                                std::stop_token stop);
+    QCoro::Task<> launchGame(QString engine, QString project, std::stop_token stop);
+    std::optional<QString> classifyEnd(const PlayResult &result) const;
 
     // Maintenance (AppModelMaintenance.cpp)
     void downloadAgain(const QStringList &removed);
     QCoro::Task<> removeAndRun(QStringList removed, std::stop_token stop);
     QCoro::Task<> removeRoot(std::stop_token stop);
     QCoro::Task<> measure();
-    static QString unknownSize() { return QStringLiteral("…"); }
 
     Status status_;
-    std::optional<FailureReport> failure_;
-    ProjectInfo info_;
     RecentRate rate_; // of the running download
-
-    Storage storage_;
-    QUrl repositoryPage_;
-    QString engineUserData_;
-    std::shared_ptr<Desktop> desktop_;
-    std::shared_ptr<Clock> clock_;
     std::shared_ptr<LogQueue> logQueue_;
-    GameSettings settings_;
-    Pipeline pipeline_;
-
-    std::shared_ptr<BackgroundTask> work_;
-    BackgroundTask::Count tasks_;
+    std::shared_ptr<std::stop_source> work_;
+    int tasks_ = 0; // begun and not ended
+    int looks_ = 0; // begun by refreshState or voided by a task; only the latest counts
     std::optional<QString> projectURL_;
-    QString storageSize_ = unknownSize();
-    int measurements_ = 0; // begun so far; only the latest counts
+    bool undecided_ = false; // the task has yet to ask whether to delete anything
+    bool measuring_ = false;
 };
 
-/// How worker code reports a step headline of the run that it was made in. Never keeps the model
-/// alive. Made on the main thread, used and copied on any.
+/// Reports step headlines of one run from worker code. Never keeps the model alive. Make it on the
+/// main thread; copy and use it on any.
 class StatusBox
 {
 public:
     explicit StatusBox(AppModel *model) : model_(model), run_(model->work()) {}
 
-    /// Makes the text the headline of a running download, on the main thread, in the order of the
-    /// calls; does nothing when the model is gone or the run has ended by then. Any thread.
+    /// Queues the text on the main thread as the headline of a running download. Does nothing when
+    /// the model is gone or the run has ended by then.
     void set(const QString &text) const;
 
 private:
@@ -251,7 +271,7 @@ private:
     void update(std::function<void(AppModel &)> change) const;
 
     QPointer<AppModel> model_;
-    std::shared_ptr<BackgroundTask> run_;
+    std::shared_ptr<std::stop_source> run_;
 };
 
 } // namespace brindle

@@ -15,23 +15,25 @@
 #include <algorithm>
 #include <utility>
 
+using namespace Qt::StringLiterals;
+
 namespace brindle {
 
 namespace {
 
-/// The engine's own rule: how it names the folder of a project's saves.
+/// Names the folder of a project's saves as the engine does.
 QString saveFolderName(const QString &project)
 {
-    static const QRegularExpression replaced(QStringLiteral("[:*?\"<>|/\\\\]"));
+    static const QRegularExpression replaced(u"[:*?\"<>|/\\\\]"_s);
     QString name = project.trimmed();
     if (name == u".") {
-        return QStringLiteral("dot");
+        return u"dot"_s;
     }
     if (name == u"..") {
-        return QStringLiteral("twodots");
+        return u"twodots"_s;
     }
-    name.replace(replaced, QStringLiteral("-"));
-    return name.isEmpty() ? QStringLiteral("[unnamed project]") : name;
+    name.replace(replaced, u"-"_s);
+    return name.isEmpty() ? u"[unnamed project]"_s : name;
 }
 
 /// Shows an alert and returns its answer. Logs a failure and returns the last button then.
@@ -43,7 +45,7 @@ QCoro::Task<int> ask(std::shared_ptr<Desktop> desktop, std::shared_ptr<LogQueue>
         const int answer = co_await asking;
         co_return answer;
     } catch (...) {
-        log->note(QStringLiteral("Problem: ") + describe(std::current_exception()));
+        log->note(u"Problem: "_s + describe(std::current_exception()));
     }
     co_return last;
 }
@@ -52,7 +54,7 @@ QCoro::Task<int> ask(std::shared_ptr<Desktop> desktop, std::shared_ptr<LogQueue>
 
 QString AppModel::savesFolder() const
 {
-    return engineUserData_ + QLatin1Char('/') + saveFolderName(info().name);
+    return EngineSpec::userDataFolder(parts_.platform) + u'/' + saveFolderName(info().name);
 }
 
 void AppModel::updateGame()
@@ -68,8 +70,9 @@ void AppModel::reinstall()
 void AppModel::removeEverything()
 {
     if (canPlay()) {
+        undecided_ = true;
+        set(&Status::removing, true);
         startTask([this](std::stop_token stop) { return removeRoot(std::move(stop)); });
-        work_->undecided = true;
     }
 }
 
@@ -77,76 +80,73 @@ void AppModel::showSaves()
 {
     const QString folder = savesFolder();
     if (QFile::exists(folder)) {
-        desktop_->reveal(folder);
+        parts_.desktop->reveal(folder);
         return;
     }
-    ask(desktop_, logQueue_,
-        {QStringLiteral("No saves yet"),
-         QStringLiteral("Godot creates its save folder the first time the game saves something."),
+    ask(parts_.desktop, logQueue_,
+        {u"No saves yet"_s,
+         u"Godot creates its save folder the first time the game saves something."_s,
          {}});
 }
 
 void AppModel::revealInFinder()
 {
     if (QFile::exists(storage_.root)) {
-        desktop_->reveal(storage_.root);
+        parts_.desktop->reveal(storage_.root);
         return;
     }
-    ask(desktop_, logQueue_,
-        {QStringLiteral("Nothing downloaded yet"),
-         QStringLiteral("Press Play first; the files will then appear here."),
-         {}});
+    ask(parts_.desktop, logQueue_,
+        {u"Nothing downloaded yet"_s, u"Press Play first; the files will then appear here."_s, {}});
 }
 
 void AppModel::openRepository()
 {
-    desktop_->openPage(repositoryPage_);
+    parts_.desktop->openPage(RepoDownloader::repositoryPage(parts_.codeHost));
 }
 
 QString AppModel::repositoryAddress() const
 {
-    return repositoryPage_.authority() + repositoryPage_.path();
+    const QUrl page = RepoDownloader::repositoryPage(parts_.codeHost);
+    return page.authority() + page.path();
 }
 
 void AppModel::copyFailure()
 {
-    if (const auto &report = failure()) {
-        desktop_->copyText(Text::withoutControls(report->summary + QStringLiteral("\n\n") +
-                                                 report->lines.join(QLatin1Char('\n'))));
+    if (hasFailure()) {
+        parts_.desktop->copyText(
+            Text::withoutControls(failureSummary() + u"\n\n"_s + failureText()));
     }
 }
 
 void AppModel::copyLog()
 {
-    desktop_->copyText(Text::withoutControls(log.lines().join(QLatin1Char('\n'))));
+    parts_.desktop->copyText(Text::withoutControls(log.lines().join(u'\n')));
 }
 
 bool AppModel::confirmQuit()
 {
-    if (!gameRunning() && (!work_ || work_->undecided)) {
+    if (!gameRunning() && (!work_ || undecided_)) {
         if (work_) {
-            // It has nothing to lose, and asks nothing any more.
-            work_->stop.request_stop();
+            // The task has nothing to lose, and its question is void.
+            work_->request_stop();
         }
         return true;
     }
-    const QStringList buttons{QStringLiteral("Quit"), QStringLiteral("Keep open")};
-    const Alert alert = gameRunning()
-                            ? Alert{QStringLiteral("The game is still running"),
-                                    QStringLiteral("Quitting will close the game too."), buttons}
-                            : Alert{QStringLiteral("A download is still running"),
-                                    QStringLiteral("Quitting will cancel it."), buttons};
-    // Serves events until the question is answered or the application ends.
+    const QStringList buttons{u"Quit"_s, u"Keep open"_s};
+    const Alert alert =
+        gameRunning()
+            ? Alert{u"The game is still running"_s, u"Quitting will close the game too."_s, buttons}
+            : Alert{u"A download is still running"_s, u"Quitting will cancel it."_s, buttons};
     const auto answer = std::make_shared<std::optional<int>>();
     QEventLoop loop;
-    ask(desktop_, logQueue_, alert).then([answer, waiting = QPointer(&loop)](int button) {
+    ask(parts_.desktop, logQueue_, alert).then([answer, waiting = QPointer(&loop)](int button) {
         *answer = button;
         if (waiting) {
             waiting->quit();
         }
     });
     if (!*answer) {
-        loop.exec();
+        loop.exec(); // the application's end leaves it without an answer
     }
     if (answer->value_or(1) != 0) {
         return false;
@@ -155,15 +155,15 @@ bool AppModel::confirmQuit()
     return true;
 }
 
-/// A run without launch, after deleting what it shall fetch again.
+/// Starts a run without launch that first deletes what it fetches again.
 void AppModel::downloadAgain(const QStringList &removed)
 {
     if (!canPlay()) {
         return;
     }
-    failure = std::nullopt;
-    // Shown at once, as deleting a large game takes a moment.
-    pipeline_.showGameDownload();
+    set(&Status::failure, std::nullopt);
+    // Shown at once, as the deletion of a large game takes a moment.
+    showGameDownload();
     startTask(
         [this, removed](std::stop_token stop) { return removeAndRun(removed, std::move(stop)); });
 }
@@ -175,11 +175,11 @@ QCoro::Task<> AppModel::removeAndRun(QStringList removed, std::stop_token stop)
             checkCancellation(stop);
             Files::removeIfPossible(path, stop);
         }
-        storage.clearImportMarkers();
+        storage.clearMarkers();
     };
     co_await runOnWorker(remove);
     projectURL_ = std::nullopt;
-    co_await runPipeline(false, stop);
+    co_await runAll(false, stop);
 }
 
 QCoro::Task<> AppModel::removeRoot(std::stop_token stop)
@@ -189,18 +189,20 @@ QCoro::Task<> AppModel::removeRoot(std::stop_token stop)
     if (stop.stop_requested()) {
         co_return;
     }
+    set(&Status::removing, false);
     const Alert question{
-        QStringLiteral("Remove the game and the engine?"),
-        QStringLiteral("This frees %1. Your saved games (in Godot's own folder) are kept.")
-            .arg(Text::byteCount(size)),
-        {QStringLiteral("Remove"), QStringLiteral("Cancel")},
+        u"Remove the game and the engine?"_s,
+        u"This frees %1. Your saved games (in Godot's own folder) are kept."_s.arg(
+            Text::byteCount(size)),
+        {u"Remove"_s, u"Cancel"_s},
         true};
-    auto asking = desktop_->runAlert(question);
+    auto asking = parts_.desktop->runAlert(question);
     const int answer = co_await asking;
     if (answer != 0 || stop.stop_requested()) {
         co_return;
     }
-    work_->undecided = false;
+    undecided_ = false;
+    set(&Status::removing, true);
     const auto remove = [root = storage_.root, stop] {
         // Behind a link lies what was measured; the link goes as well.
         const QString behind = QFileInfo(root).canonicalFilePath();
@@ -210,30 +212,30 @@ QCoro::Task<> AppModel::removeRoot(std::stop_token stop)
         Files::removeIfPossible(root, stop);
     };
     co_await runOnWorker(remove);
-    info = ProjectInfo::placeholder;
-    failure = std::nullopt;
+    Status next = status_;
+    next.info = ProjectInfo::placeholder;
+    next.failure.reset();
+    show(next);
     log.setLines({});
-    refreshState();
+    co_await refreshState();
 }
 
 void AppModel::measureStorage()
 {
-    // Ignored: that there is no thread for it. The size stays unknown then.
-    measure();
+    if (!measuring_) {
+        measure();
+    }
 }
 
 QCoro::Task<> AppModel::measure()
 {
-    const int number = ++measurements_;
-    if (std::exchange(storageSize_, unknownSize()) != unknownSize()) {
-        Q_EMIT storageSizeChanged();
-    }
+    measuring_ = true;
     const QPointer<AppModel> self(this);
     const auto measure = [root = storage_.root] { return Paths::folderSize(root); };
     const qint64 bytes = co_await runOnWorker(measure);
-    if (self && self->measurements_ == number) {
-        self->storageSize_ = Text::byteCount(bytes);
-        Q_EMIT self->storageSizeChanged();
+    if (self) {
+        measuring_ = false;
+        set(&Status::storageSize, Text::byteCount(bytes));
     }
 }
 

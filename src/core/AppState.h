@@ -1,6 +1,7 @@
 #pragma once
 
-#include <QObject>
+#include "project/ProjectInfo.h"
+
 #include <QString>
 #include <QStringList>
 
@@ -40,16 +41,6 @@ struct AppState
     bool operator==(const AppState &) const = default;
 };
 
-/// What is shown of a run while it goes on, and of how the last one ended. A plain value.
-struct Status
-{
-    AppState state;
-    QString stepText;               ///< headline of the current step
-    std::optional<double> progress; ///< 0 to 1; absent means that no fraction is known
-    QString detail;        ///< second line: byte counts and speed, or what the current step does
-    QString timeLeft = {}; ///< how long the running download still takes; empty when not known
-};
-
 /// A failed game run as it is shown to the user. A plain value.
 struct FailureReport
 {
@@ -59,45 +50,20 @@ struct FailureReport
     bool operator==(const FailureReport &) const = default;
 };
 
-/// A field of an object as others see it: it announces itself by the owner's `willChange` before
-/// each assignment (readers still see the old value), and by a signal of its own after it. Belongs
-/// to its owner's thread.
-template <typename T, typename Owner>
-class Published
+/// Everything that the window shows of the model, except settings and log. A plain value.
+struct Status
 {
-public:
-    using Signal = void (Owner::*)();
+    AppState state;
+    QString stepText;               ///< headline of the current step
+    std::optional<double> progress; ///< 0 to 1; absent means that no fraction is known
+    QString detail;                 ///< byte counts and speed, or the current step's work
+    QString timeLeft;               ///< remaining time of the download; empty when unknown
+    std::optional<FailureReport> failure;
+    ProjectInfo info;
+    QString storageSize = QStringLiteral("…"); ///< the storage root's size, once measured
+    bool removing = false; ///< everything is measured or deleted for removal
 
-    /// @param value where the owner keeps it.
-    Published(Owner *owner, Signal didChange, T &value)
-        : owner_(owner), didChange_(didChange), value_(value)
-    {}
-    Published(const Published &) = delete;
-    Published &operator=(const Published &) = delete;
-
-    const T &operator()() const { return value_; }
-
-    /// Announces equal values as well.
-    Published &operator=(T value)
-    {
-        Q_EMIT owner_->willChange();
-        value_ = std::move(value);
-        Q_EMIT(owner_->*didChange_)();
-        return *this;
-    }
-
-    /// Assigns a value only if it differs.
-    void update(const T &value)
-    {
-        if (!(value == value_)) {
-            *this = value;
-        }
-    }
-
-private:
-    Owner *owner_;
-    Signal didChange_;
-    T &value_;
+    bool operator==(const Status &) const = default;
 };
 
 } // namespace brindle

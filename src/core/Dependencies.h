@@ -17,7 +17,7 @@ struct Dependencies
 {
     QString storageRoot;     ///< absolute; created when something is first written
     QString temporaryFolder; ///< absolute; each download is staged in its own folder below it
-    std::unique_ptr<QSettings> settings; ///< keys as in `GameSettings::table`
+    std::unique_ptr<QSettings> settings; ///< keys "fullscreen" and "resolution"
     QUrl codeHost; ///< base address of the code-hosting service, without a trailing slash
     Platform platform;
     std::shared_ptr<Desktop> desktop;

@@ -140,7 +140,7 @@ void DesktopSession::follow()
     end();
     // A player who cancelled the setup knows of its end.
     const auto work = model_.work();
-    if (!(work && work->stop.stop_requested()) && isInBackground()) {
+    if (!(work && work->stop_requested()) && isInBackground()) {
         announcement_ = std::stop_source();
         announcedPhase_ = model_.phase();
         const bool isStarting = model_.gameRunning();

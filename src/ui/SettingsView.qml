@@ -11,7 +11,14 @@ SheetView {
     implicitWidth: Math.max(420, resolutions.naturalWidth + 2 * body.padding)
     implicitHeight: body.implicitHeight
 
-    Component.onCompleted: model.measureStorage()
+    // The size follows a running download. An earlier measurement that still runs is not repeated.
+    Timer {
+        interval: 2000
+        running: true
+        repeat: true
+        triggeredOnStart: true
+        onTriggered: view.model.measureStorage()
+    }
 
     SheetColumn {
         id: body
@@ -29,18 +36,18 @@ SheetView {
             objectName: "windowPicker"
             width: parent.width
             label: "Window"
-            options: view.model.settingLabels.fullscreen
-            current: view.model.settings.fullscreen
-            onPicked: index => view.model.choose("fullscreen", index)
+            options: ["Windowed", "Fullscreen"]
+            current: view.model.fullscreen ? 1 : 0
+            onPicked: index => view.model.fullscreen = index === 1
         }
         SegmentedPicker {
             id: resolutions
             objectName: "resolutionPicker"
             width: parent.width
             label: "Resolution"
-            options: view.model.settingLabels.resolution
-            current: view.model.settings.resolution
-            onPicked: index => view.model.choose("resolution", index)
+            options: view.model.resolutionLabels
+            current: view.model.resolution
+            onPicked: index => view.model.resolution = index
         }
 
         Divider {}

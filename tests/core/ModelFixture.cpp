@@ -51,6 +51,7 @@ AppModel &ModelFixture::model()
         parts.desktop = desktop;
         parts.clock = clock;
         model_ = std::make_unique<AppModel>(std::move(parts));
+        await(model_->refreshState());
     }
     return *model_;
 }

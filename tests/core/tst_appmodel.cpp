@@ -15,6 +15,7 @@
 #include <thread>
 
 using namespace brindle;
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -22,67 +23,6 @@ std::shared_ptr<Clock> realClock()
 {
     return std::make_shared<SteadyClock>();
 }
-
-/// Settings whose file takes as long to write as the test says.
-class SlowSettings
-{
-public:
-    SlowSettings() = default;
-    ~SlowSettings()
-    {
-        open();
-        // Shut and forgotten, for the next.
-        gate_.acquire();
-        (void)writing_.tryAcquire(writing_.available());
-        opened_ = onMain_ = false;
-        written_ = 0;
-    }
-    SlowSettings(const SlowSettings &) = delete;
-    SlowSettings &operator=(const SlowSettings &) = delete;
-
-    static QSettings::Format format()
-    {
-        static const auto slow = QSettings::registerFormat(QStringLiteral("slow"), read, write);
-        return slow;
-    }
-    static void waitUntilWriting() { writing_.acquire(); }
-    static void open()
-    {
-        if (!opened_.exchange(true)) {
-            gate_.release();
-        }
-    }
-    static int writes() { return written_; }
-    static bool wroteOnMainThread() { return onMain_; }
-
-private:
-    static bool read(QIODevice &device, QSettings::SettingsMap &map)
-    {
-        QDataStream stream(&device);
-        stream >> map;
-        return true;
-    }
-    static bool write(QIODevice &device, const QSettings::SettingsMap &map)
-    {
-        if (QThread::currentThread() == qApp->thread()) {
-            onMain_ = true;
-        }
-        writing_.release();
-        // Opened once, it stays open.
-        gate_.acquire();
-        gate_.release();
-        QDataStream stream(&device);
-        stream << map;
-        ++written_;
-        return true;
-    }
-
-    static inline QSemaphore writing_;
-    static inline QSemaphore gate_;
-    static inline std::atomic<bool> opened_ = false;
-    static inline std::atomic<bool> onMain_ = false;
-    static inline std::atomic<int> written_ = 0;
-};
 
 bool isCancellation(auto error)
 {
@@ -118,106 +58,78 @@ private Q_SLOTS:
 
     void readsTheSavedResolution_data()
     {
-        QTest::addColumn<QString>("saved");
+        QTest::addColumn<QVariant>("saved");
         QTest::addColumn<ResolutionChoice>("expected");
-        QTest::newRow("known") << QStringLiteral("1920x1080") << ResolutionChoice::r1080;
-        QTest::newRow("unknown") << QStringLiteral("1920x1200") << ResolutionChoice::gameDefault;
-        QTest::newRow("empty") << QStringLiteral("") << ResolutionChoice::gameDefault;
-        QTest::newRow("missing") << QString() << ResolutionChoice::gameDefault;
+        QTest::addColumn<QVariant>("argument");
+        const auto row = [](const char *name, const QVariant &saved, ResolutionChoice expected) {
+            QTest::newRow(name) << saved << expected
+                                << (expected == ResolutionChoice::gameDefault ? QVariant() : saved);
+        };
+        row("720", u"1280x720"_s, ResolutionChoice::r720);
+        row("900", u"1600x900"_s, ResolutionChoice::r900);
+        row("1080", u"1920x1080"_s, ResolutionChoice::r1080);
+        row("1440", u"2560x1440"_s, ResolutionChoice::r1440);
+        row("default", u""_s, ResolutionChoice::gameDefault);
+        row("missing", {}, ResolutionChoice::gameDefault);
+        row("unknown", u"1920x1200"_s, ResolutionChoice::gameDefault);
+        row("blank", u" "_s, ResolutionChoice::gameDefault);
+        row("capital", u"1280X720"_s, ResolutionChoice::gameDefault);
+        row("longer", u"1280x7200"_s, ResolutionChoice::gameDefault);
+        row("a list", QStringList{u"1280x720"_s, u"x"_s}, ResolutionChoice::gameDefault);
     }
 
     void readsTheSavedResolution()
     {
-        QFETCH(QString, saved);
-        QFETCH(ResolutionChoice, expected);
+        QFETCH(const QVariant, saved);
+        QFETCH(const ResolutionChoice, expected);
+        QFETCH(const QVariant, argument);
         ModelFixture fixture(realClock());
-        if (!saved.isNull()) {
+        if (saved.isValid()) {
             QSettings(fixture.settingsFile(), QSettings::IniFormat)
-                .setValue(QStringLiteral("resolution"), saved);
+                .setValue(u"resolution"_s, saved);
         }
         QCOMPARE(fixture.model().resolution(), expected);
+        QCOMPARE(ResolutionChoices::argument(expected).value_or(QString()), argument.toString());
     }
 
-    void storesSettings()
+    void readsFullscreenFromAText_data()
+    {
+        QTest::addColumn<QByteArray>("line");
+        QTest::addColumn<bool>("fullscreen");
+        QTest::newRow("chosen") << QByteArray("fullscreen=true\n") << true;
+        QTest::newRow("by hand") << QByteArray("fullscreen=yes\n") << true;
+        QTest::newRow("not chosen") << QByteArray("fullscreen=false\n") << false;
+        QTest::newRow("missing") << QByteArray() << false;
+        QTest::newRow("a list") << QByteArray("fullscreen=a, b\n") << false;
+    }
+
+    void readsFullscreenFromAText()
+    {
+        QFETCH(const QByteArray, line);
+        QFETCH(const bool, fullscreen);
+        ModelFixture fixture(realClock());
+        ModelFixture::write(fixture.settingsFile(), "[General]\n" + line);
+        QCOMPARE(fixture.model().fullscreen(), fullscreen);
+    }
+
+    void storesSettingsAtOnce()
     {
         ModelFixture fixture(realClock());
-        const auto stored = [&](const char *key) {
-            return QSettings(fixture.settingsFile(), QSettings::IniFormat)
-                .value(QLatin1String(key));
-        };
-        fixture.model().setFullscreen(true);
-        spinUntil([&] { return stored("fullscreen").toBool(); });
-        fixture.model().setResolution(ResolutionChoice::r900);
-        spinUntil([&] { return stored("resolution").toString() == QStringLiteral("1600x900"); });
-        fixture.restart();
-        QCOMPARE(fixture.model().fullscreen(), true);
-        QCOMPARE(fixture.model().resolution(), ResolutionChoice::r900);
-
-        // The last of many is the one that stays.
-        for (const ResolutionChoice choice : ResolutionChoices::all) {
+        const auto stored = [&] { return ModelFixture::read(fixture.settingsFile()); };
+        QCOMPARE(stored(), QByteArray());
+        for (qsizetype i = ResolutionChoices::rawValues.size() - 1; i >= 0; --i) {
+            const auto choice = static_cast<ResolutionChoice>(i);
+            fixture.model().setFullscreen(i % 2 == 1);
             fixture.model().setResolution(choice);
+            QCOMPARE(fixture.model().resolution(), choice);
+            // The default is stored as well.
+            QCOMPARE(stored(), QByteArray("[General]\nfullscreen=") +
+                                   (i % 2 == 1 ? "true" : "false") + "\nresolution=" +
+                                   ResolutionChoices::rawValues.at(i).toUtf8() + "\n");
+            fixture.restart();
+            QCOMPARE(fixture.model().fullscreen(), i % 2 == 1);
+            QCOMPARE(fixture.model().resolution(), choice);
         }
-        fixture.model().setResolution(ResolutionChoice::gameDefault);
-        fixture.model().setFullscreen(false);
-        fixture.restart();
-        QVERIFY2(stored("resolution").isValid(), "the default is stored, not left out");
-        QCOMPARE(stored("resolution").toString(), QString());
-        QCOMPARE(stored("fullscreen").toBool(), false);
-    }
-
-    void aSlowDiskDelaysNobodyWhoChangesASetting()
-    {
-        SlowSettings disk;
-        ModelFixture fixture(realClock());
-        fixture.settingsFormat = disk.format();
-        fixture.model().setFullscreen(true);
-        disk.waitUntilWriting();
-        // The write is held, and the main thread is here.
-        fixture.model().setResolution(ResolutionChoice::r900);
-        QVERIFY(fixture.model().fullscreen());
-        QCoreApplication::processEvents();
-        disk.open();
-        fixture.restart();
-        const QSettings stored(fixture.settingsFile(), disk.format());
-        QVERIFY(stored.value(QStringLiteral("fullscreen")).toBool());
-        QCOMPARE(stored.value(QStringLiteral("resolution")).toString(), QStringLiteral("1600x900"));
-        QVERIFY(!disk.wroteOnMainThread());
-    }
-
-    void theEndWaitsForASettingToBeStored_data()
-    {
-        QTest::addColumn<bool>("stuck");
-        QTest::newRow("that is on its way") << false;
-        QTest::newRow("but not for ever") << true;
-    }
-
-    void theEndWaitsForASettingToBeStored()
-    {
-        QFETCH(const bool, stuck);
-        SlowSettings disk;
-        ModelFixture fixture(realClock());
-        fixture.settingsFormat = disk.format();
-        fixture.model().setFullscreen(true);
-        disk.waitUntilWriting();
-        // Behind the model, which hears of the end first.
-        QSemaphore ended;
-        int writes = -1;
-        const auto listening = connect(qApp, &QCoreApplication::aboutToQuit, this, [&] {
-            writes = disk.writes();
-            ended.release();
-        });
-        // The disk wakes up while the model waits, but no sooner than the end would be without it.
-        std::thread waking([&] {
-            if (!stuck && !ended.tryAcquire(1, 300)) {
-                disk.open();
-            }
-        });
-        QTimer::singleShot(0, this, [] { QCoreApplication::exit(0); });
-        QCoreApplication::exec();
-        waking.join();
-        disconnect(listening);
-        disk.open();
-        QCOMPARE(writes > 0, !stuck);
     }
 
     void saysThatSettingsCantBeStored()
@@ -327,11 +239,11 @@ private Q_SLOTS:
     {
         ModelFixture fixture(realClock());
         AppModel &model = fixture.model();
-        model.state = AppState::needs(QStringLiteral("x"));
-        model.stepText = QStringLiteral("x");
-        model.progress = 0.5;
-        model.detail = QStringLiteral("x");
-        model.refreshState();
+        model.set(&Status::state, AppState::needs(QStringLiteral("x")));
+        model.set(&Status::stepText, QStringLiteral("x"));
+        model.set(&Status::progress, 0.5);
+        model.set(&Status::detail, QStringLiteral("x"));
+        await(model.refreshState());
         QCOMPARE(model.state(), AppState::notDownloaded());
         QCOMPARE(model.stepText(), QString());
         QVERIFY(!model.progress());
@@ -343,12 +255,12 @@ private Q_SLOTS:
         ModelFixture fixture(realClock());
         AppModel &model = fixture.model();
         QSignalSpy changes(&model, &AppModel::willChange);
-        model.refreshState();
+        await(model.refreshState());
         QCOMPARE(changes.size(), 0);
         model.updateProgress(1, 2, 0);
-        QCOMPARE(changes.size(), 2);
+        QCOMPARE(changes.size(), 1);
         model.updateProgress(1, 2, 0);
-        QCOMPARE(changes.size(), 2);
+        QCOMPARE(changes.size(), 1);
     }
 
     void derivedFlagsFollowTheState_data()
@@ -375,7 +287,7 @@ private Q_SLOTS:
         QFETCH(bool, gameRunning);
         QFETCH(bool, canCancel);
         ModelFixture fixture(realClock());
-        fixture.model().state = AppState{static_cast<AppState::Phase>(phase), QString()};
+        fixture.model().set(&Status::state, AppState{static_cast<AppState::Phase>(phase), QString()});
         QCOMPARE(fixture.model().gameRunning(), gameRunning);
         QCOMPARE(fixture.model().canCancel(), canCancel);
     }
@@ -392,7 +304,7 @@ private Q_SLOTS:
     {
         ModelFixture fixture(realClock());
         AppModel &model = fixture.model();
-        model.progress = 0.5;
+        model.set(&Status::progress, 0.5);
         QStringList order;
         connect(&model, &AppModel::stepTextChanged, this, [&] { order << QStringLiteral("step"); });
         connect(&model, &AppModel::stateChanged, this, [&] { order << QStringLiteral("state"); });
@@ -525,7 +437,7 @@ private Q_SLOTS:
         QFETCH(qint64, total);
         ModelFixture fixture(realClock());
         AppModel &model = fixture.model();
-        model.progress = 0.5;
+        model.set(&Status::progress, 0.5);
         model.updateProgress(2000, total, 999);
         QVERIFY(!model.progress());
         QCOMPARE(model.detail(), QStringLiteral("2 KB · 999 bytes/s"));

@@ -96,6 +96,7 @@ private Q_SLOTS:
     void aCancelWhileTheDownloadIsPreparedAsksNobody()
     {
         PipelineFixture fixture;
+        fixture.model();
         WorkerHold workers;
         fixture.model().startWork(true);
         serveEvents();
@@ -119,6 +120,7 @@ private Q_SLOTS:
                                 "{host}", fixture.host.url().toString().toUtf8()));
         const QString unfinished = fixture.files.root(QStringLiteral("unfinished"));
         ModelFixture::write(unfinished, "x");
+        fixture.model();
         WorkerHold workers;
         fixture.model().startWork(true);
         serveEvents();
@@ -185,8 +187,7 @@ private Q_SLOTS:
                                            QStringLiteral("• Cancelled")}));
         QCOMPARE(fixture.host.requests(), QStringList());
         QCOMPARE(model.state(), needsEngine ? AppState::notDownloaded() : AppState::ready());
-        QVERIFY2(QFileInfo::exists(fixture.files.root(marker)) == (passed == 2),
-                 "an import that was done need not be done again");
+        QVERIFY(!QFileInfo::exists(fixture.files.root(marker)));
     }
 
     void theImportIsStopped()

@@ -12,20 +12,6 @@ using namespace brindle;
 
 namespace {
 
-/// Nobody waits, and no time passes.
-class ImpatientClock final : public Clock
-{
-public:
-    Duration now() const override { return {}; }
-    QCoro::Task<bool> sleep(Duration duration, std::stop_token stop) override
-    {
-        onSleep(duration);
-        co_return !stop.stop_requested();
-    }
-
-    std::function<void(Duration)> onSleep = [](Duration) {};
-};
-
 } // namespace
 
 class TestGameEnd : public QObject
@@ -103,31 +89,6 @@ private Q_SLOTS:
         QCOMPARE(model.failure()->lines.last(), QStringLiteral("Parse Error: x"));
         QVERIFY(model.failure()->summary.endsWith(
             QStringLiteral("The game's scripts reported errors. The log below shows where.")));
-    }
-
-    void aReportKnowsOfLinesThatAreStillOnTheirWay()
-    {
-        const auto clock = std::make_shared<ImpatientClock>();
-        ModelFixture fixture(clock);
-        fixture.installByHand("#!/bin/sh\necho the last words\nexit 3\n");
-        AppModel &model = fixture.model();
-        // Nobody can write a file here, of which a worker tells the log.
-        QVERIFY(QDir().mkpath(fixture.settingsFile() + QStringLiteral("/in the way")));
-        clock->onSleep = [&](Clock::Duration duration) {
-            if (duration < GameRunner::stayedOpenAfter) {
-                model.setFullscreen(true);
-                // Whoever hears of the end waits for the worker.
-                QVERIFY(QMetaObject::invokeMethod(qApp, "aboutToQuit"));
-                QVERIFY(model.log.lines().filter(QStringLiteral("Problem")).isEmpty());
-            }
-        };
-        model.startWork(true);
-        fixture.waitUntilIdle();
-        QVERIFY(model.failure());
-        const QStringList lines = model.failure()->lines;
-        QCOMPARE(lines.last(), QStringLiteral("• Problem: The settings could not be saved in %1.")
-                                   .arg(fixture.settingsFile()));
-        QCOMPARE(lines.at(lines.size() - 2), QStringLiteral("the last words"));
     }
 
     void aNewRunForgetsTheFailure()

@@ -50,7 +50,7 @@ private Q_SLOTS:
         QFETCH(bool, afterFailure);
         Complete setup;
         if (afterFailure) {
-            setup.model().state = AppState::needs(QStringLiteral("x"));
+            setup.model().set(&Status::state, AppState::needs(QStringLiteral("x")));
         }
         setup.model().updateGame();
         QVERIFY(setup.model().work());
@@ -107,7 +107,7 @@ private Q_SLOTS:
         QFETCH(int, phase);
         Complete setup;
         const AppState busy{static_cast<AppState::Phase>(phase), QStringLiteral("busy")};
-        setup.model().state = busy;
+        setup.model().set(&Status::state, busy);
         setup.model().updateGame();
         setup.model().reinstall();
         setup.model().removeEverything();
@@ -138,6 +138,7 @@ private Q_SLOTS:
     {
         Complete setup;
         setup.desktop.answer = 1;
+        setup.model();
         WorkerHold workers;
         setup.model().removeEverything();
         QCoreApplication::processEvents();
@@ -172,6 +173,7 @@ private Q_SLOTS:
         QFETCH(const bool, engineToo);
         QFETCH(const bool, begun);
         Complete setup;
+        setup.model();
         WorkerHold workers;
         if (engineToo) {
             setup.model().reinstall();
@@ -222,7 +224,7 @@ private Q_SLOTS:
         setup.desktop.answer = 1;
         setup.model().log.append(QStringLiteral("kept"));
         const FailureReport report{QStringLiteral("kept"), {QStringLiteral("as well")}};
-        setup.model().failure = report;
+        setup.model().set(&Status::failure, report);
         const QByteArray description =
             ModelFixture::read(setup.fixture.files.root(QStringLiteral("info.json")));
         const QStringList files = Files::names(setup.fixture.files.root());
@@ -250,7 +252,7 @@ private Q_SLOTS:
     {
         Complete setup;
         setup.model().log.append(QStringLiteral("gone"));
-        setup.model().failure = FailureReport{QStringLiteral("x"), {}};
+        setup.model().set(&Status::failure, FailureReport{QStringLiteral("x"), {}});
         ModelFixture::write(setup.model().savesFolder() + QStringLiteral("/save.dat"), "save");
         setup.model().removeEverything();
         setup.fixture.files.waitUntilIdle();
@@ -269,7 +271,7 @@ private Q_SLOTS:
         const QString elsewhere = setup.fixture.files.temporaryFolder() + QStringLiteral("/disk");
         QVERIFY(QDir().rename(setup.fixture.files.root(), elsewhere));
         QVERIFY(QFile::link(elsewhere, setup.fixture.files.root()));
-        setup.model().refreshState();
+        await(setup.model().refreshState());
         QCOMPARE(setup.model().state(), AppState::ready());
         setup.model().removeEverything();
         setup.fixture.files.waitUntilIdle();
@@ -329,7 +331,7 @@ private Q_SLOTS:
         Complete setup;
         ProjectInfo info;
         info.name = project;
-        setup.model().info = info;
+        setup.model().set(&Status::info, info);
         QCOMPARE(setup.model().savesFolder(), setup.fixture.files.saves() + u'/' + folder);
         // Nothing is shown that is not the game's own.
         QDir().mkpath(setup.fixture.files.saves());
@@ -357,10 +359,9 @@ private Q_SLOTS:
         Complete setup;
         setup.model().copyFailure();
         QVERIFY(setup.desktop.copied.isEmpty());
-        setup.model().failure = FailureReport{QStringLiteral("Sum."), {}};
+        setup.model().set(&Status::failure, FailureReport{QStringLiteral("Sum."), {}});
         setup.model().copyFailure();
-        setup.model().failure =
-            FailureReport{QStringLiteral("Sum."), {QStringLiteral("a"), QStringLiteral("b")}};
+        setup.model().set(&Status::failure, FailureReport{QStringLiteral("Sum."), {QStringLiteral("a"), QStringLiteral("b")}});
         setup.model().copyFailure();
         setup.model().copyLog();
         setup.model().log.append(QStringLiteral("one"));
@@ -379,7 +380,7 @@ private Q_SLOTS:
         setup.model().log.append(hostile);
         setup.model().log.append(honest);
         setup.model().copyLog();
-        setup.model().failure = FailureReport{hostile, {hostile, honest}};
+        setup.model().set(&Status::failure, FailureReport{hostile, {hostile, honest}});
         setup.model().copyFailure();
         const QString clean = QStringLiteral("[201~rmcod");
         QCOMPARE(setup.desktop.copied,
@@ -415,6 +416,7 @@ private Q_SLOTS:
     void quittingWhileARemovalMeasures()
     {
         Complete setup;
+        setup.model();
         WorkerHold workers;
         setup.model().removeEverything();
         QCoreApplication::processEvents();
@@ -439,6 +441,7 @@ private Q_SLOTS:
     void quittingWhileARemovalDeletes()
     {
         Complete setup;
+        setup.model();
         WorkerHold workers;
         setup.model().removeEverything();
         QCoreApplication::processEvents();

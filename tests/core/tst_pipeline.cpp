@@ -246,7 +246,7 @@ private Q_SLOTS:
         fixture.playUntilOpen();
         AppModel &model = fixture.model();
         const AppState other{static_cast<AppState::Phase>(phase), QStringLiteral("other")};
-        model.state = other;
+        model.set(&Status::state, other);
         fixture.clock->advance(Clock::Duration(10));
         serveTheQueue();
         serveTheQueue();

@@ -2,23 +2,31 @@
 
 #include "PipelineFixture.h"
 #include "support/Await.h"
+#include "support/WorkerHold.h"
 
 #include <QDir>
 #include <QFile>
 #include <QRegularExpression>
+#include <QScopeGuard>
 #include <QtTest>
 
 #include <cstdio>
 #include <fcntl.h>
 #include <mutex>
+#include <semaphore>
 #include <sys/stat.h>
 
 using namespace brindle;
+using namespace Qt::StringLiterals;
 
 namespace {
 
 std::mutex eventsLock;
 QStringList events; // what the system was asked to do, in order
+
+QString hanging; // the folder whose sync hangs
+std::counting_semaphore<> hangs{0};
+std::counting_semaphore<> goesOn{0};
 
 void note(const QString &what, const QString &path)
 {
@@ -39,7 +47,12 @@ QString pathOf(int descriptor)
 #ifdef Q_OS_LINUX
 extern "C" int syncfs(int descriptor) noexcept
 {
-    note(QStringLiteral("all of"), pathOf(descriptor));
+    const QString path = pathOf(descriptor);
+    note(QStringLiteral("all of"), path);
+    if (!hanging.isEmpty() && path == hanging) {
+        hangs.release();
+        goesOn.acquire();
+    }
     return 0;
 }
 
@@ -129,6 +142,39 @@ private Q_SLOTS:
             QVERIFY2(at >= 0, qPrintable(event + QStringLiteral("\nin\n") + events.join(u'\n')));
         }
 #endif
+    }
+
+    void aCancelDoesNotWaitForASync_data()
+    {
+        QTest::addColumn<QString>("synced");
+        QTest::addColumn<QString>("marker");
+        QTest::newRow("of the game") << QString() << u"info.json"_s;
+        QTest::newRow("of the import")
+            << u"/Game/godot-brindle-main"_s << u"imported-4.3-stable.txt"_s;
+    }
+    void aCancelDoesNotWaitForASync()
+    {
+        QFETCH(const QString, synced);
+        QFETCH(const QString, marker);
+        PipelineFixture fixture;
+        fixture.offerEngine("#!/bin/sh\nexit 0\n");
+        hanging = fixture.files.root() + synced;
+        fixture.model().startWork(false);
+        spinUntil([] { return hangs.try_acquire(); });
+        fixture.model().cancel();
+        const auto wake = qScopeGuard([] { goesOn.release(); });
+        fixture.files.waitUntilIdle(5);
+        QCOMPARE(fixture.model().log.lines().last(), u"• Cancelled"_s);
+        hanging.clear();
+        goesOn.release();
+        WorkerHold().open(); // the worker has gone on by then
+        QVERIFY(!QFileInfo::exists(fixture.files.root(marker)));
+        QCOMPARE(QFileInfo::exists(fixture.files.root(u"unfinished"_s)), synced.isEmpty());
+        fixture.model().startWork(false);
+        fixture.files.waitUntilIdle();
+        QCOMPARE(fixture.model().state(), AppState::ready());
+        QVERIFY(QFileInfo::exists(fixture.files.root(marker)));
+        QVERIFY(!QFileInfo::exists(fixture.files.root(u"unfinished"_s)));
     }
 
     void othersLoseTheirRights()

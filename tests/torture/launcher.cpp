@@ -191,6 +191,7 @@ int main(int argc, char *argv[])
     }
     AppModel::compose([arguments] { return parts(arguments); });
     if (arguments.at(1) == u"look") {
+        QCoro::waitFor(AppModel::shared().refreshState());
         const bool isReady = AppModel::shared().state().phase == AppState::Phase::ready;
         print("state", isReady ? QStringLiteral("ready") : QStringLiteral("not ready"));
         return 0;

@@ -36,6 +36,7 @@ void AppFixture::start()
     QGuiApplication::exec();
     app_ = std::make_unique<BrindleApp>(desktop_);
     endings_ = std::make_unique<QSignalSpy>(app_.get(), &BrindleApp::ending);
+    await(model().refreshState()); // what the start looks for may not come during a test
     app_->open();
     spinUntil([this] { return app_->window()->isExposed(); });
 }

@@ -4,6 +4,7 @@ import Brindle
 // Stands in for the launcher's model: says what a test tells it to, and records what is called.
 QtObject {
     property var calls: []
+    property int measurements: 0
 
     property int phase: Phase.NotDownloaded
     property string needsMessage: ""
@@ -23,11 +24,10 @@ QtObject {
     property string licenseName: "MIT License"
     property string copyright: "Copyright (c) 2023 Tessel Works"
     property var controls: []
-    property var settings: ({ fullscreen: 0, resolution: 0 })
-    property var settingLabels: ({
-        fullscreen: ["Windowed", "Fullscreen"],
-        resolution: ["Game default", "1280x720", "1600x900", "1920x1080", "2560x1440"]
-    })
+    property bool fullscreen: false
+    property int resolution: 0
+    property var resolutionLabels: ["Game default", "1280x720", "1600x900", "1920x1080", "2560x1440"]
+    property bool removing: false
     property string storageSize: "Zero KB"
     property string repositoryAddress: "github.com/tessel-works/godot-brindle"
     property QtObject log: null
@@ -43,7 +43,6 @@ QtObject {
     function showSaves() { calls.push("showSaves"); }
     function revealInFinder() { calls.push("revealInFinder"); }
     function openRepository() { calls.push("openRepository"); }
-    function measureStorage() { calls.push("measureStorage"); }
+    function measureStorage() { ++measurements; }
     function quit() { calls.push("quit"); }
-    function choose(setting, choice) { settings = Object.assign({}, settings, { [setting]: choice }); }
 }

@@ -32,7 +32,7 @@ struct Launcher
     }
 
     AppModel &model() { return fixture_ ? fixture_->model() : files.model(); }
-    void download() { model().state = AppState::downloading(QStringLiteral("Step")); }
+    void download() { model().set(&Status::state, AppState::downloading(QStringLiteral("Step"))); }
 
     ModelFixture files{std::make_shared<ManualClock>()};
     QQmlEngine engine;
@@ -113,10 +113,10 @@ private Q_SLOTS:
     {
         startDownload();
         QCOMPARE(portalLog(), QStringList{asked});
-        model().state = AppState::settingUp(QStringLiteral("Step"));
+        model().set(&Status::state, AppState::settingUp(QStringLiteral("Step")));
         waitForMessages();
         QCOMPARE(portalLog(), QStringList{asked});
-        model().state = AppState::starting();
+        model().set(&Status::state, AppState::starting());
         spinUntil([this] { return portalLog().size() == 2; });
         QCOMPARE(portalLog().last(), QStringLiteral("close"));
         QVERIFY(services_->login.log.isEmpty());
@@ -143,7 +143,7 @@ private Q_SLOTS:
     {
         QFETCH(AppState, end);
         startDownload();
-        model().state = end;
+        model().set(&Status::state, end);
         spinUntil([this] { return portalLog().size() == 2; });
         QCOMPARE(portalLog().last(), QStringLiteral("close"));
     }
@@ -158,7 +158,7 @@ private Q_SLOTS:
     void anEndBeforeTheAnswerLetsGo()
     {
         launcher_->download();
-        model().state = AppState::ready();
+        model().set(&Status::state, AppState::ready());
         spinUntil([this] { return portalLog().size() == 2; });
         QCOMPARE(portalLog(), (QStringList{asked, QStringLiteral("close")}));
     }
@@ -172,7 +172,7 @@ private Q_SLOTS:
         QCOMPARE(services_->login.log,
                  QStringList{QStringLiteral("sleep:idle|Brindle|The game is being set up|block")});
         QVERIFY(!services_->login.isReleased());
-        model().state = AppState::ready();
+        model().set(&Status::state, AppState::ready());
         spinUntil([this] { return services_->login.isReleased(); });
     }
 
@@ -182,7 +182,7 @@ private Q_SLOTS:
         services_->login.answer = Answer::refuse;
         launcher_->download();
         spinUntil([this] { return !services_->login.log.isEmpty(); });
-        model().state = AppState::ready();
+        model().set(&Status::state, AppState::ready());
         waitForMessages();
     }
 
@@ -191,7 +191,7 @@ private Q_SLOTS:
         services_->portal.answer = Answer::nonsense;
         services_->notifications.answer = Answer::nonsense;
         startDownload();
-        model().state = AppState::ready();
+        model().set(&Status::state, AppState::ready());
         // What it may have granted ends with the connection.
         spinUntil([this] {
             return !services_->connection.interface()->isServiceRegistered(
@@ -206,7 +206,7 @@ private Q_SLOTS:
         services_->portal.answer = Answer::never;
         services_->notifications.answer = Answer::never;
         startDownload();
-        model().state = AppState::needs(QStringLiteral("x"));
+        model().set(&Status::state, AppState::needs(QStringLiteral("x")));
         waitForMessages();
         QVERIFY(services_->notifications.shown.isEmpty());
         launcher_.reset();
@@ -293,8 +293,8 @@ private Q_SLOTS:
         QFETCH(QString, step);
         QFETCH(QStringList, words);
         startDownload();
-        model().stepText = step;
-        model().state = end;
+        model().set(&Status::stepText, step);
+        model().set(&Status::state, end);
         auto &shown = services_->notifications.shown;
         spinUntil([&] { return !shown.isEmpty(); });
         QCOMPARE(shown.first().mid(0, 2), words);
@@ -303,9 +303,9 @@ private Q_SLOTS:
         waitForMessages();
         QVERIFY(services_->notifications.withdrawn.isEmpty());
         // The next state withdraws it, and is not announced.
-        model().state = AppState::playing();
+        model().set(&Status::state, AppState::playing());
         spinUntil([this] { return services_->notifications.withdrawn == QList<uint>{41}; });
-        model().state = AppState::needs(QStringLiteral("The game closed"));
+        model().set(&Status::state, AppState::needs(QStringLiteral("The game closed")));
         waitForMessages();
         QCOMPARE(shown.size(), 1);
     }
@@ -314,7 +314,7 @@ private Q_SLOTS:
     {
         services_->notifications.capabilities = {QStringLiteral("body-markup")};
         startDownload();
-        model().state = AppState::needs(QStringLiteral("<a href=\"x\">&</a>"));
+        model().set(&Status::state, AppState::needs(QStringLiteral("<a href=\"x\">&</a>")));
         auto &shown = services_->notifications.shown;
         spinUntil([&] { return !shown.isEmpty(); });
         QCOMPARE(shown.first().at(1),
@@ -328,7 +328,7 @@ private Q_SLOTS:
         window.requestActivate();
         QVERIFY(QTest::qWaitForWindowActive(&window));
         startDownload();
-        model().state = AppState::ready();
+        model().set(&Status::state, AppState::ready());
         spinUntil([this] { return portalLog().size() == 2; });
         waitForMessages();
         QVERIFY(services_->notifications.shown.isEmpty());
@@ -338,7 +338,7 @@ private Q_SLOTS:
         loseTheFocus();
         QVERIFY(window.isVisible());
         spinUntil([this] { return portalLog().size() == 3; });
-        model().state = AppState::ready();
+        model().set(&Status::state, AppState::ready());
         spinUntil([this] { return services_->notifications.shown.size() == 1; });
 
         // Closed, and a question in front.
@@ -349,7 +349,7 @@ private Q_SLOTS:
         QVERIFY(QTest::qWaitForWindowActive(&question));
         launcher_->download();
         spinUntil([this] { return portalLog().size() == 5; });
-        model().state = AppState::ready();
+        model().set(&Status::state, AppState::ready());
         spinUntil([this] { return services_->notifications.shown.size() == 2; });
         question.hide();
 
@@ -360,7 +360,7 @@ private Q_SLOTS:
         QVERIFY(QTest::qWaitForWindowActive(&window));
         window.showMinimized();
         spinUntil([this] { return portalLog().size() == 7; });
-        model().state = AppState::ready();
+        model().set(&Status::state, AppState::ready());
         spinUntil([this] { return services_->notifications.shown.size() == 3; });
     }
 
@@ -422,7 +422,7 @@ private Q_SLOTS:
             }
         };
         startDownload();
-        model().state = AppState::needs(QStringLiteral("x"));
+        model().set(&Status::state, AppState::needs(QStringLiteral("x")));
         spinUntil([&] { return isShown; });
         waitForMessages();
         if (!isLate) {
@@ -442,7 +442,7 @@ private Q_SLOTS:
         services_->notifications.capabilities = {QStringLiteral("actions")};
         QSignalSpy requests(launcher_->session.get(), &DesktopSession::windowRequested);
         startDownload();
-        model().state = AppState::ready();
+        model().set(&Status::state, AppState::ready());
         auto &server = services_->notifications;
         spinUntil([&] { return !server.shown.isEmpty(); });
         waitForMessages();
@@ -496,7 +496,7 @@ private Q_SLOTS:
         model().updateProgress(3000, 2000, 1);
         spinUntil([&] { return updates.size() == 3; });
         QCOMPARE(updates.last().value(QStringLiteral("progress")).toDouble(), 1.0);
-        model().state = AppState::needs(QStringLiteral("x"));
+        model().set(&Status::state, AppState::needs(QStringLiteral("x")));
         spinUntil([&] { return updates.size() == 4; });
         QCOMPARE(updates.last().value(visible).toBool(), false);
         waitForMessages();
@@ -548,7 +548,7 @@ static int runLauncher(bool ends)
     launcher.model().updateProgress(1, 2, 1);
     if (ends) {
         QTimer::singleShot(600, &launcher.engine, [&] {
-            launcher.model().state = AppState::needs(QStringLiteral("x"));
+            launcher.model().set(&Status::state, AppState::needs(QStringLiteral("x")));
             QTimer::singleShot(0, &launcher.engine, [] { QCoreApplication::quit(); });
         });
     }

@@ -125,9 +125,7 @@ private Q_SLOTS:
             return QStringList{hostile(QLatin1String(name)), hostile(QStringLiteral("another"))};
         };
         view.set({{QStringLiteral("controls"), list("controls")},
-                  {QStringLiteral("settingLabels"),
-                   QVariantMap{{QStringLiteral("fullscreen"), list("fullscreen")},
-                               {QStringLiteral("resolution"), list("resolution")}}},
+                  {QStringLiteral("resolutionLabels"), list("resolution")},
                   {QStringLiteral("hasFailure"), true},
                   {QStringLiteral("canCancel"), true},
                   {QStringLiteral("phase"), Phase::Downloading}});

@@ -94,7 +94,7 @@ private Q_SLOTS:
         QFETCH(QSize, highest);
         ProjectInfo info;
         info.controls = QStringList(controls, QStringLiteral("a line"));
-        app().info = info;
+        app().set(&Status::info, info);
         QQmlComponent component(engine_.get(), BrindleApp::mainWindow());
         const std::unique_ptr<QObject> object(component.createWithInitialProperties(
             {{QStringLiteral("model"), QVariant::fromValue<QObject *>(&app())},
@@ -108,14 +108,14 @@ private Q_SLOTS:
                  qPrintable(QString::number(window->height())));
         // The first size only.
         window->resize(700, 800);
-        app().info = ProjectInfo();
+        app().set(&Status::info, ProjectInfo());
         ViewFixture::settle(window);
         QCOMPARE(window->size(), QSize(700, 800));
     }
 
     void nothingMovesInAWindowThatIsNotSeen()
     {
-        app().state = AppState::downloading(QStringLiteral("x"));
+        app().set(&Status::state, AppState::downloading(QStringLiteral("x")));
         const QQuickItem *const bar = find("indeterminateBar");
         QVERIFY(bar);
         const auto moves = [bar] { return bar->property("moving").toBool(); };
@@ -160,9 +160,9 @@ private Q_SLOTS:
         QFETCH(AppState, state);
         QFETCH(QString, title);
         QFETCH(QString, rows);
-        app().state = state;
-        app().stepText = QStringLiteral("the step");
-        app().detail = QStringLiteral("the detail");
+        app().set(&Status::state, state);
+        app().set(&Status::stepText, QStringLiteral("the step"));
+        app().set(&Status::detail, QStringLiteral("the detail"));
         QCOMPARE(text("statusTitle"), title);
         QStringList seen;
         for (const char *name :
@@ -184,7 +184,7 @@ private Q_SLOTS:
 
     void progressIsFollowed()
     {
-        app().state = AppState::downloading(QStringLiteral("x"));
+        app().set(&Status::state, AppState::downloading(QStringLiteral("x")));
         QQuickItem *const bar = find("progressBar");
         QVERIFY(bar->property("indeterminate").toBool());
         app().updateProgress(1'000'000, 4'000'000, 2'000'000);
@@ -198,10 +198,10 @@ private Q_SLOTS:
     void aFailureIsShown()
     {
         QVERIFY(!find("failure"));
-        app().failure = FailureReport{QStringLiteral("summary"), {QStringLiteral("line")}};
+        app().set(&Status::failure, FailureReport{QStringLiteral("summary"), {QStringLiteral("line")}});
         QVERIFY(find("failure"));
         QCOMPARE(text("failureSummary"), QStringLiteral("summary"));
-        app().failure = std::nullopt;
+        app().set(&Status::failure, std::nullopt);
         QVERIFY(!find("failure"));
     }
 
@@ -275,7 +275,7 @@ private Q_SLOTS:
 
     void markupInAMessageIsShown()
     {
-        app().state = AppState::needs(QStringLiteral("<b>no</b>"));
+        app().set(&Status::state, AppState::needs(QStringLiteral("<b>no</b>")));
         QCOMPARE(text("needsMessage"), QStringLiteral("<b>no</b>"));
     }
 };

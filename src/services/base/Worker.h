@@ -1,10 +1,13 @@
 #pragma once
 
+#include "base/Error.h"
 #include "base/OneShot.h"
 
 #include <QCoroTask>
 
+#include <exception>
 #include <functional>
+#include <stop_token>
 #include <type_traits>
 
 namespace brindle {
@@ -18,9 +21,10 @@ void startOnWorker(std::function<void()> work);
 
 /// Runs `work` on a worker thread and resumes the caller on its own thread with the result; what
 /// `work` throws is thrown by the `co_await`, whatever its type, as is the error of
-/// `startOnWorker`. `work` must own all that it touches.
+/// `startOnWorker`. `work` must own all that it touches. Throws CancellationError as soon as `stop`
+/// is requested: `work`, which may hang, runs on, and its result is dropped.
 template <typename F>
-QCoro::Task<std::invoke_result_t<F>> runOnWorker(F work)
+QCoro::Task<std::invoke_result_t<F>> runOnWorker(F work, std::stop_token stop = {})
 {
     using Result = std::invoke_result_t<F>;
     using Value = std::conditional_t<std::is_void_v<Result>, std::monostate, Result>;
@@ -37,6 +41,8 @@ QCoro::Task<std::invoke_result_t<F>> runOnWorker(F work)
             result.fail(std::current_exception());
         }
     });
+    const std::stop_callback onStop(
+        stop, [result] { result.fail(std::make_exception_ptr(CancellationError())); });
     if constexpr (std::is_void_v<Result>) {
         co_await result;
     } else {

@@ -11,7 +11,7 @@
 
 namespace brindle {
 
-void Storage::clearImportMarkers() const
+void Storage::clearMarkers() const
 {
     for (const QString &name : Files::names(root)) {
         if (name.startsWith(u"imported-")) {

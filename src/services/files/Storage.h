@@ -30,7 +30,7 @@ struct Storage
         return root + QStringLiteral("/imported-%1.txt").arg(tag);
     }
     /// Deletes all import markers. Failures are ignored. Blocks: worker threads only.
-    void clearImportMarkers() const;
+    void clearMarkers() const;
 };
 
 /// Where the storage root is, and how much a folder holds. All locations are absolute paths.

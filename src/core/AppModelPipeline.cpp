@@ -1,0 +1,297 @@
+// Setup and play: the steps behind the Play button. Each step is skipped when its result is on
+// disk.
+
+#include "base/Error.h"
+#include "base/Worker.h"
+#include "core/AppModel.h"
+#include "files/Files.h"
+#include "log/LogQueue.h"
+#include "net/Transfer.h"
+#include "project/ProjectInspector.h"
+
+#include <QDir>
+#include <QFile>
+
+#include <algorithm>
+#include <functional>
+
+using namespace Qt::StringLiterals;
+
+namespace brindle {
+
+namespace {
+
+const auto gameHeadline = u"Step 1 of 3 · Downloading the game"_s;
+const auto addonsHeadline = u"Step 1 of 3 · Fetching add-ons"_s;
+const auto engineStep = u"Step 2 of 3 · "_s;
+const auto importHeadline = u"Step 3 of 3 · First-time setup, this can take a minute or more"_s;
+
+/// How long the last lines of output may take to reach the log.
+constexpr Clock::Duration lastLinesDelay{0.2};
+
+/// How many lines of the log a failure report shows.
+constexpr qsizetype reportLines = 30;
+
+} // namespace
+
+QCoro::Task<> AppModel::runAll(bool launch, std::stop_token stop)
+{
+    auto connections = Transfer::keepConnections();
+    co_await prepareGame(stop);
+    const std::optional<QString> project = co_await findProject(storage_.gameFolder());
+    checkCancellation(stop);
+    projectURL_ = project;
+    if (!project) {
+        throw SetupError(u"The game folder could not be found."_s);
+    }
+    const EngineSpec spec = EngineManager::spec(info());
+    const QString engine = co_await prepareEngine(spec, stop);
+    connections.reset(); // no download follows
+    co_await importProject(spec, engine, *project, stop);
+    if (launch) {
+        co_await launchGame(engine, *project, stop);
+    } else {
+        co_await refreshState();
+    }
+}
+
+/// Step 1. Leaves a complete game alone; completes a game whose setup was interrupted after it had
+/// been unpacked.
+QCoro::Task<> AppModel::prepareGame(std::stop_token stop)
+{
+    const std::optional<QString> found = co_await findProject(storage_.gameFolder());
+    checkCancellation(stop);
+    if (!found) {
+        co_await downloadGame(stop);
+    } else if (QFile::exists(storage_.unfinishedMark())) {
+        begin(AppState::downloading(addonsHeadline), addonsHeadline);
+        co_await completeGame(*found, stop);
+    }
+}
+
+void AppModel::showGameDownload()
+{
+    begin(AppState::downloading(gameHeadline), gameHeadline);
+}
+
+QCoro::Task<> AppModel::downloadGame(std::stop_token stop)
+{
+    showGameDownload();
+    note(u"Downloading the game from %1 (branch main)"_s.arg(
+        RepoDownloader::repositoryPage(parts_.codeHost).toString()));
+
+    std::exception_ptr error;
+    QString project;
+    try {
+        const auto mark = [storage = storage_, stop] {
+            Files::createFolder(storage.root);
+            // Clears leftovers of interrupted removals here, where time does not matter.
+            Files::removeLeftovers(storage.root, stop);
+            Files::removeLeftovers(storage.parentFolder(), stop);
+            // Markers of an earlier game would keep the new one from being imported.
+            storage.clearMarkers();
+            // Reaches the disk before the game does; only a complete Step 1 removes it.
+            Files::writeAtomically(storage.unfinishedMark(),
+                                   QByteArrayLiteral("The game's setup has not finished.\n"));
+        };
+        co_await runOnWorker(mark);
+        checkCancellation(stop);
+        project = co_await repo.installGame(progressHandler(), stop);
+    } catch (...) {
+        error = std::current_exception();
+    }
+    if (error) {
+        const auto unmark = [storage = storage_] {
+            if (!ProjectInspector::findProject(storage.gameFolder())) {
+                QFile::remove(storage.unfinishedMark());
+                QDir().rmdir(storage.root); // an empty folder only
+            }
+        };
+        co_await runOnWorker(unmark);
+        std::rethrow_exception(error);
+    }
+    co_await completeGame(project, stop);
+}
+
+/// The rest of Step 1 once the game is unpacked: description, add-ons, "info.json".
+QCoro::Task<> AppModel::completeGame(QString project, std::stop_token stop)
+{
+    const auto inspect = [project] { return ProjectInspector::inspect(project); };
+    set(&Status::info, co_await runOnWorker(inspect));
+    checkCancellation(stop);
+    if (!info().submodules.isEmpty()) {
+        set(&Status::stepText, addonsHeadline);
+        co_await repo.fetchSubmodules(info(), progressHandler(), lineSink(), stop);
+        set(&Status::info, co_await runOnWorker(inspect));
+    }
+
+    const auto save = [storage = storage_, json = info().toJson(), stop] {
+        try {
+            Files::removeLeftovers(storage.root, stop);
+            // The description and the mark's absence vouch for all of this.
+            Files::sync(storage.root);
+        } catch (const Error &) {
+            // Ignored: the mark stays, so the next run completes the game again.
+            return;
+        }
+        if (stop.stop_requested()) {
+            return; // nobody waits any more, and the next run may have begun
+        }
+        try {
+            Files::writeAtomically(storage.infoFile(), json);
+        } catch (const Error &) {
+            // Ignored, but an older game's description must not stay.
+            Files::removeIfPossible(storage.infoFile());
+        }
+        if (!stop.stop_requested()) {
+            QFile::remove(storage.unfinishedMark());
+        }
+    };
+    co_await runOnWorker(save, stop);
+
+    note(u"Game ready: %1, needs Godot %2%3"_s.arg(info().name,
+                                                   info().godotVersion.value_or(u"?"_s),
+                                                   info().usesCSharp ? u" (.NET)"_s : QString()));
+}
+
+/// Step 2. Returns the engine's program.
+QCoro::Task<QString> AppModel::prepareEngine(EngineSpec spec, std::stop_token stop)
+{
+    std::optional<QString> engine = engines.binary(spec);
+    if (!engine) {
+        const QString headline = engineStep + u"Downloading Godot "_s + spec.version;
+        begin(AppState::downloading(headline), headline);
+        note(u"Downloading Godot %1 (%2) from the official godot-builds releases"_s.arg(
+            spec.version, spec.zipName(parts_.platform)));
+        const StatusCallback status = [box = StatusBox(this)](const QString &text) {
+            box.set(engineStep + text);
+        };
+        engine = co_await engines.install(spec, progressHandler(), status, lineSink(), stop);
+    }
+    checkCancellation(stop);
+    co_return *engine;
+}
+
+/// Step 3. A failed import is not an error: the engine tries again while it starts the game.
+QCoro::Task<> AppModel::importProject(EngineSpec spec, QString engine, QString project,
+                                      std::stop_token stop)
+{
+    const QString marker = storage_.importMarker(spec.tag());
+    if (QFile::exists(marker)) {
+        co_return;
+    }
+    begin(AppState::settingUp(importHeadline), importHeadline,
+          u"Godot is importing the game's files"_s);
+    note(u"Importing the project (first run)"_s);
+
+    const qint32 exitCode = co_await runner.runImport(engine, project, lineSink(), stop);
+    checkCancellation(stop);
+    if (exitCode != 0) {
+        note(u"Setup finished with exit code %1; Godot will try to import again while starting the "
+             "game."_s.arg(exitCode));
+        co_return;
+    }
+    const auto mark = [marker, project, root = storage_.root, stop] {
+        try {
+            Files::removeLeftovers(root, stop);
+            // The imported files reach the disk before the marker.
+            Files::sync(project);
+            if (!stop.stop_requested()) {
+                Files::writeAtomically(marker, QByteArrayLiteral("ok"));
+            }
+        } catch (const Error &) {
+            // Ignored: without the marker the next run imports again, which costs only time.
+        }
+    };
+    co_await runOnWorker(mark, stop);
+}
+
+QCoro::Task<> AppModel::launchGame(QString engine, QString project, std::stop_token stop)
+{
+    begin(AppState::starting(), u"Starting the game…"_s);
+    QStringList arguments{u"--path"_s, project, fullscreen() ? u"--fullscreen"_s : u"--windowed"_s};
+    if (const auto size = ResolutionChoices::argument(resolution())) {
+        arguments << u"--resolution"_s << *size;
+    }
+    note(u"Starting: Godot "_s + arguments.join(u' '));
+
+    const std::function<void()> stayedOpen = [this] {
+        if (state() == AppState::starting()) {
+            begin(AppState::playing(), u"The game is open"_s);
+        }
+    };
+    std::exception_ptr error;
+    PlayResult result;
+    try {
+        result = co_await runner.play(engine, arguments, lineSink(), stayedOpen, stop,
+                                      std::bind_front(&Desktop::startPermission, parts_.desktop));
+    } catch (...) {
+        error = std::current_exception();
+    }
+    if (error) {
+        set(&Status::state, AppState::needs(u"Could not start the engine: "_s + describe(error)));
+        co_return;
+    }
+
+    // A stop ends the wait early; the end is classified all the same.
+    co_await parts_.clock->sleep(lastLinesDelay, stop);
+    const std::optional<QString> message = classifyEnd(result);
+    if (!message) {
+        co_await refreshState();
+        co_return;
+    }
+    logQueue_->flush();
+    const QStringList &lines = log.lines();
+    const QStringList tail = lines.mid(std::max<qsizetype>(0, lines.size() - reportLines));
+    Status next = status_;
+    next.failure = FailureReport{*message + u' ' + plainHint(tail), tail};
+    next.state = AppState::needs(*message);
+    show(next);
+}
+
+/// Returns the message of a failed run. Logs any other end.
+std::optional<QString> AppModel::classifyEnd(const PlayResult &result) const
+{
+    if (result.userStopped) {
+        note(u"Game stopped"_s);
+        return std::nullopt;
+    }
+    const auto seconds = static_cast<qint64>(result.seconds);
+    if (result.seconds < GameRunner::stayedOpenAfter.count()) {
+        return u"The game closed after %1 second%2 (exit code %3), so it did not start properly."_s
+            .arg(QString::number(seconds), seconds == 1 ? QString() : u"s"_s,
+                 QString::number(result.exitCode));
+    }
+    if (result.exitCode != 0) {
+        return u"The game stopped unexpectedly after %1 seconds (exit code %2)."_s.arg(seconds).arg(
+            result.exitCode);
+    }
+    note(u"Game closed normally"_s);
+    return std::nullopt;
+}
+
+QString AppModel::plainHint(const QStringList &lines)
+{
+    struct Hint
+    {
+        QStringList needles; // in lower case; one match is enough
+        QString text;
+    };
+    static const QList<Hint> hints{
+        {{u"vulkan"_s, u"metal"_s, u"gpu"_s, u"rendering"_s},
+         u"The graphics system reported a problem. The game may need a faster Mac or a newer "
+         "macOS."_s},
+        {{u"script error"_s, u"parse error"_s},
+         u"The game's scripts reported errors. The log below shows where."_s},
+    };
+    const QString text = lines.join(u'\n').toLower();
+    for (const Hint &hint : hints) {
+        if (std::any_of(hint.needles.begin(), hint.needles.end(),
+                        [&](const QString &needle) { return text.contains(needle); })) {
+            return hint.text;
+        }
+    }
+    return u"The last lines of the log below may show why."_s;
+}
+
+} // namespace brindle
