@@ -162,10 +162,11 @@ private Q_SLOTS:
         fixture.model().startWork(false);
         spinUntil([] { return hangs.try_acquire(); });
         fixture.model().cancel();
-        const auto wake = qScopeGuard([] { goesOn.release(); });
+        auto wake = qScopeGuard([] { goesOn.release(); });
         fixture.files.waitUntilIdle(5);
         QCOMPARE(fixture.model().log.lines().last(), u"• Cancelled"_s);
         hanging.clear();
+        wake.dismiss();
         goesOn.release();
         WorkerHold().open(); // the worker has gone on by then
         QVERIFY(!QFileInfo::exists(fixture.files.root(marker)));

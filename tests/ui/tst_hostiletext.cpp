@@ -137,7 +137,7 @@ private Q_SLOTS:
             look(view.openSheet(QLatin1String(sheet)));
         }
         for (const QString &name :
-             names + QStringList{QStringLiteral("controls"), QStringLiteral("fullscreen"),
+             names + QStringList{QStringLiteral("controls"),
                                  QStringLiteral("resolution"), QStringLiteral("log line")}) {
             QVERIFY2(isSeen(name), qPrintable(name));
         }

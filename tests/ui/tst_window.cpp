@@ -252,7 +252,7 @@ private Q_SLOTS:
     void aGameFromPlayToStop()
     {
         fixture_->installByHand(ModelFixture::engineScript());
-        app().refreshState();
+        await(app().refreshState());
         QCOMPARE(text("statusTitle"), QStringLiteral("Ready"));
         QTest::keyClick(window_.get(), Qt::Key_Return);
         spinUntil(
