@@ -5,8 +5,10 @@
 
 #include "support/Await.h"
 
+#include <QAbstractNativeEventFilter>
 #include <QGuiApplication>
 #include <QtTest>
+#include <qpa/qplatformnativeinterface.h>
 
 #include <array>
 #include <poll.h>
@@ -87,6 +89,25 @@ private:
     int line_ = -1;
     QByteArray text_;
     QStringList heard_;
+};
+
+/// Collects the startup messages that this program broadcasts.
+class StartupMessages : public QAbstractNativeEventFilter
+{
+public:
+    StartupMessages() { qGuiApp->installNativeEventFilter(this); }
+    bool nativeEventFilter(const QByteArray & /*kind*/, void *event, qintptr * /*result*/) override
+    {
+        // A client message in bytes: xcb's header of 12 bytes, then 20 of the text.
+        const auto *const bytes = static_cast<const char *>(event);
+        constexpr int clientMessage = 33;
+        if ((bytes[0] & 0x7f) == clientMessage && bytes[1] == 8) {
+            text.append(bytes + 12, 20);
+        }
+        return false;
+    }
+
+    QByteArray text;
 };
 
 Session session;
@@ -240,6 +261,22 @@ private Q_SLOTS:
         QVERIFY2(model().gameRunning(), "the session may yet go on");
         die();
         QVERIFY(model().log.lines().contains(QStringLiteral("• Game stopped")));
+    }
+
+    void aSecondStartEndsItsStartupSequence()
+    {
+        auto *const native = QGuiApplication::platformNativeInterface();
+        const auto time = [&] {
+            return reinterpret_cast<quintptr>(native->nativeResourceForScreen(
+                "apptime", QGuiApplication::primaryScreen()));
+        };
+        const StartupMessages messages;
+        const quintptr later = time() + 10'000;
+        const QByteArray id = "shell-1-2-host_TIME" + QByteArray::number(later);
+        app().open({}, id);
+        spinUntil([&] { return messages.text.contains("remove: ID=" + id); });
+        QCOMPARE(time(), later);
+        QCOMPARE(QGuiApplication::focusWindow(), app().window());
     }
 
     void anEndThatHasBegunAgrees()
