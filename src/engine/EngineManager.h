@@ -22,14 +22,14 @@ public:
     /// @param codeHost base address of the code-hosting service, which holds the releases.
     EngineManager(QUrl codeHost, Storage storage, QString temporaryFolder, Platform platform);
 
-    /// The build that a project needs. Throws SetupError when none fits.
+    /// Returns the build that a project needs. Throws SetupError when none fits.
     static EngineSpec spec(const ProjectInfo &info);
 
     /// The program of an installed build; absent when it is missing or not executable. Reads one
     /// folder; any thread.
     std::optional<QString> binary(const EngineSpec &spec) const;
 
-    /// Installs a build and returns its program. `progress` is called on the transfer's thread,
+    /// Installs a build and returns its program. Calls `progress` on the transfer's thread,
     /// `status` (short phase texts) and `log` (sentences) on the caller's. Throws SetupError,
     /// TransferError, SystemError or CancellationError.
     QCoro::Task<QString> install(EngineSpec spec, ProgressCallback progress, StatusCallback status,

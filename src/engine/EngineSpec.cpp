@@ -4,39 +4,27 @@
 
 namespace brindle {
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr QStringView channel = u"-stable";
 
-/// Godot's names on one system. "%1" stands for the release tag.
-struct Names
+bool isMac(const Platform &platform)
 {
-    QString standardZip;
-    QString monoZip;
-    QString standardProgram;
-    QString monoProgram;
-    QString userData; ///< below the system's folder for that
-};
+    return platform.system == Platform::System::macOS;
+}
 
-/// From the release listings at https://github.com/godotengine/godot-builds/releases.
-Names namesOn(const Platform &platform)
+// Names as in the release listings at https://github.com/godotengine/godot-builds/releases.
+
+QString stem(const EngineSpec &spec)
 {
-    if (platform.system == Platform::System::macOS) {
-        // The bundle is "Godot.app" or "Godot_mono.app".
-        const auto program = QStringLiteral("*.app/Contents/MacOS/Godot");
-        return {QStringLiteral("Godot_v%1_macos.universal.zip"),
-                QStringLiteral("Godot_v%1_mono_macos.universal.zip"), program, program,
-                QStringLiteral("/Godot/app_userdata")};
-    }
-    // A dot before the architecture in the standard archive and in both programs, an underscore in
-    // the mono archive and its folder.
-    const QString cpu =
-        platform.architecture == u"arm64" ? platform.architecture : QStringLiteral("x86_64");
-    const QString standard = QStringLiteral("Godot_v%1_linux.") + cpu;
-    const QString mono = QStringLiteral("Godot_v%1_mono_linux_") + cpu;
-    return {standard + QStringLiteral(".zip"), mono + QStringLiteral(".zip"), standard,
-            mono + QStringLiteral("/Godot_v%1_mono_linux.") + cpu,
-            QStringLiteral("/godot/app_userdata")};
+    return u"Godot_v"_s + spec.version + (spec.mono ? u"_mono"_s : QString());
+}
+
+QString cpu(const Platform &platform)
+{
+    return platform.architecture == u"arm64" ? platform.architecture : u"x86_64"_s;
 }
 
 } // namespace
@@ -48,7 +36,7 @@ bool EngineSpec::isWellFormed() const
 
 QString EngineSpec::tag() const
 {
-    return mono ? version + QStringLiteral("-mono") : version;
+    return mono ? version + u"-mono"_s : version;
 }
 
 QString EngineSpec::folder(const Storage &storage) const
@@ -58,20 +46,25 @@ QString EngineSpec::folder(const Storage &storage) const
 
 QString EngineSpec::zipName(const Platform &platform) const
 {
-    const Names names = namesOn(platform);
-    return (mono ? names.monoZip : names.standardZip).arg(version);
+    if (isMac(platform)) {
+        return stem(*this) + u"_macos.universal.zip"_s;
+    }
+    return stem(*this) + (mono ? u"_linux_"_s : u"_linux."_s) + cpu(platform) + u".zip"_s;
 }
 
 QString EngineSpec::program(const Platform &platform) const
 {
-    const Names names = namesOn(platform);
-    QString program = mono ? names.monoProgram : names.standardProgram;
-    return program.replace(QStringLiteral("%1"), version);
+    if (isMac(platform)) {
+        return u"*.app/Contents/MacOS/Godot"_s;
+    }
+    const QString program = stem(*this) + u"_linux."_s + cpu(platform);
+    const QString folder = stem(*this) + u"_linux_"_s + cpu(platform);
+    return mono ? folder + u'/' + program : program;
 }
 
 QString EngineSpec::userDataFolder(const Platform &platform)
 {
-    return platform.dataFolder + namesOn(platform).userData;
+    return platform.dataFolder + (isMac(platform) ? u"/Godot"_s : u"/godot"_s) + u"/app_userdata"_s;
 }
 
 } // namespace brindle

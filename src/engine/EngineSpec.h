@@ -15,22 +15,21 @@ struct EngineSpec
 
     bool operator==(const EngineSpec &) const = default;
 
-    /// Whether `version` has the form of a release tag: two or three numbers with dots, then
-    /// "-stable". Anything else must not become part of a path or an address.
+    /// Whether `version` is two or three numbers with dots, then "-stable". Nothing else may become
+    /// part of a path or an address.
     bool isWellFormed() const;
-    /// The version, followed by "-mono" for a mono build: names the build's folder and its import
-    /// marker.
+    /// The version, with "-mono" for a mono build: names the build's folder and its import marker.
     QString tag() const;
-    /// Where the build is installed.
+    /// The folder that the build is installed in.
     QString folder(const Storage &storage) const;
-    /// The archive's file name on the release page. There are builds for arm64 on Linux; any other
-    /// architecture gets those for x86_64, the only others that every release has.
+    /// The archive's name on the release page. On Linux, arm64 has builds of its own; every other
+    /// architecture gets x86_64, which each release has.
     QString zipName(const Platform &platform) const;
-    /// Where the program lies in the unpacked build, relative to its folder. On macOS it begins
-    /// with "*": the bundle may have any name that ends in the rest.
+    /// The program's path in the build's folder. On macOS it begins with "*", because the bundle
+    /// may have any name that ends in ".app".
     QString program(const Platform &platform) const;
 
-    /// The folder in which the engine keeps each project's user data, without a slash at its end.
+    /// The folder of the projects' user data, without a slash at its end.
     static QString userDataFolder(const Platform &platform);
 };
 

@@ -6,9 +6,11 @@
 
 namespace brindle {
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
-/// Does something after a while, unless the run has ended by then.
+/// Calls `act` after a while, unless the run has ended by then.
 QCoro::Task<> doLater(std::shared_ptr<Clock> clock, Clock::Duration duration,
                       std::function<void()> act, std::stop_token ended)
 {
@@ -27,10 +29,8 @@ GameRunner::GameRunner(std::shared_ptr<Clock> clock) : state_(std::make_shared<S
 QCoro::Task<qint32> GameRunner::runImport(QString engine, QString project, LineCallback onLine,
                                           std::stop_token stop)
 {
-    const QStringList arguments{QStringLiteral("--headless"), QStringLiteral("--import"),
-                                QStringLiteral("--path"), project, QStringLiteral("--quit")};
-    // Unlike a game that is being played, it is of no use to anybody without us, and it would get
-    // in the way of the next launcher's import.
+    const QStringList arguments{u"--headless"_s, u"--import"_s, u"--path"_s, project, u"--quit"_s};
+    // Dies with the launcher: nobody needs it then, and it would disturb the next import.
     const auto process = std::make_shared<ManagedProcess>(engine, arguments, std::move(onLine),
                                                           ManagedProcess::OnParentDeath::kill);
     const PlayResult result = co_await run(state_, process, nullptr, stop);

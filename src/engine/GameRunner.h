@@ -21,39 +21,38 @@ struct PlayResult
 };
 
 /// Runs the engine on the project, for the one-time import and to play. Main thread only; `onLine`
-/// is called on the child's reader thread. A request of a run's `stop` does what `stop()` does.
+/// is called on the child's reader thread. A request of a run's `stop` acts like `stop()`.
 class GameRunner
 {
 public:
     /// A game that has run this long counts as open.
     static constexpr Clock::Duration stayedOpenAfter{10};
-    /// A stopped engine that has not ended after this long is killed.
+    /// A stopped engine is killed after this long.
     static constexpr Clock::Duration killAfter{5};
-    /// Tells what to add to a game's environment, at once when it is stopped. Does not throw.
+    /// Returns variables for a game's environment; early when its token is stopped. Does not throw.
     using AskVariables = std::function<QCoro::Task<QMap<QString, QString>>(std::stop_token)>;
 
     explicit GameRunner(std::shared_ptr<Clock> clock);
 
-    /// Imports the project's assets, headless. Returns the engine's exit status; throws
-    /// SystemError when it can't be started.
+    /// Imports the project's assets, headless. Returns the engine's exit status. Throws SystemError
+    /// when the engine can't be started.
     QCoro::Task<qint32> runImport(QString engine, QString project, LineCallback onLine,
                                   std::stop_token stop = {});
 
-    /// Runs the game until it ends. `onStayedOpen` is called at most once, on the main thread,
-    /// when it still runs after `stayedOpenAfter`. `variables` are asked for right before the
-    /// start; stopped until then, the game is not started. Throws SystemError when it can't be.
+    /// Runs the game until it ends. Calls `onStayedOpen` once, on the main thread, if the game
+    /// still runs after `stayedOpenAfter`. Asks for `variables` first; when stopped until then,
+    /// does not start the game. Throws SystemError when the engine can't be started.
     QCoro::Task<PlayResult> play(QString engine, QStringList arguments, LineCallback onLine,
                                  std::function<void()> onStayedOpen, std::stop_token stop = {},
                                  AskVariables variables = {});
 
-    /// Marks the run as stopped by the user and asks a running engine to end, and then what it
-    /// leaves behind, such as a dialog; one that has not ended `killAfter` later is killed with
-    /// everything it started. Does not wait.
+    /// Marks the run as stopped by the user and asks the engine and its children to end. Kills them
+    /// `killAfter` later. Does not wait.
     void stop();
 
-    /// Whether `stop` has been called since the last run began.
+    /// Whether `stop` was called since the last run began.
     bool userStopped() const { return state_->userStopped; }
-    /// The engine process that is running now; null otherwise.
+    /// The running engine; null otherwise.
     std::shared_ptr<ManagedProcess> current() const { return state_->current; }
 
 private:

@@ -1,39 +1,23 @@
 #include "project/CodeHost.h"
 
-#include <QRegularExpression>
-
 namespace brindle {
+
+using namespace Qt::StringLiterals;
 
 namespace {
 
-std::optional<QUrl> validAddress(const QString &text)
+std::optional<QUrl> checked(const QUrl &url)
 {
-    QUrl url(text, QUrl::StrictMode);
-    if (!url.isValid() || url.host().isEmpty()) {
-        return std::nullopt;
-    }
-    return url;
-}
-
-/// The host as it stands in the text: QUrl changes it to lower case, which would hide a difference.
-QString writtenHost(const QString &address)
-{
-    // Scheme, "//", user, then the host up to the port or the end of the authority (RFC 3986).
-    static const QRegularExpression authority(QStringLiteral(
-        R"(\A(?:[A-Za-z][A-Za-z0-9+.-]*:)?//(?:[^/?#@]*@)?(\[[^\]/?#@]*\]|[^:/?#@]*))"
-        R"((?::[0-9]*)?(?:[/?#]|\z))"));
-    return authority.match(address).captured(1);
+    return url.isValid() && !url.host().isEmpty() ? std::optional(url) : std::nullopt;
 }
 
 } // namespace
 
 std::optional<QUrl> CodeHost::address(const QUrl &base, const QString &path)
 {
-    QString start = base.toString(QUrl::FullyEncoded);
-    while (start.endsWith(QLatin1Char('/'))) {
-        start.chop(1);
-    }
-    return validAddress(start + path);
+    QUrl url = base;
+    url.setPath(path); // forgets that an address is invalid
+    return base.isValid() ? checked(url) : std::nullopt;
 }
 
 std::optional<QUrl> CodeHost::repositoryArchive(const QUrl &base, const QString &repository)
@@ -43,15 +27,16 @@ std::optional<QUrl> CodeHost::repositoryArchive(const QUrl &base, const QString 
     if (text.endsWith(ending)) {
         text.chop(ending.size());
     }
-    const std::optional<QUrl> url = validAddress(text);
-    // What can't be fetched is refused before it is tried. Of plain http the transfer has more to
-    // say.
-    const bool isFetched = url && (url->scheme() == u"https" || url->scheme() == u"http");
-    // Both readings of the text must name the host: no address that is read in two ways passes.
-    if (!isFetched || url->host() != base.host() || writtenHost(text) != base.host()) {
+    const QUrl url(text, QUrl::StrictMode);
+    // QUrl lowers the host's letters, so compare the host as written, too.
+    const QString authority = text.section(u'/', 2, 2);
+    const QString writtenHost = authority.section(u'@', -1).section(u':', 0, 0);
+    // Let http pass, because the transfer rejects it with a better message.
+    const bool isFetched = url.scheme() == u"https" || url.scheme() == u"http";
+    if (!isFetched || url.host() != base.host() || writtenHost != base.host()) {
         return std::nullopt;
     }
-    return validAddress(text + QStringLiteral("/archive/HEAD.zip"));
+    return checked(QUrl(text + u"/archive/HEAD.zip"_s, QUrl::StrictMode));
 }
 
 } // namespace brindle

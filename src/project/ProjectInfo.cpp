@@ -7,31 +7,32 @@
 
 namespace brindle {
 
+using namespace Qt::StringLiterals;
+
 const ProjectInfo ProjectInfo::placeholder;
 
 namespace {
 
-/// Hands each key of the saved form to `use`, with its field: the one list for writing and reading.
+/// Calls `use` with each key of the saved form and its field.
 template <typename Info, typename Use>
 void eachField(Info &info, Use use)
 {
-    use(QStringLiteral("name"), info.name);
-    use(QStringLiteral("configVersion"), info.configVersion);
-    use(QStringLiteral("features"), info.features);
-    use(QStringLiteral("godotVersion"), info.godotVersion);
-    use(QStringLiteral("usesCSharp"), info.usesCSharp);
-    use(QStringLiteral("mainScene"), info.mainScene);
-    use(QStringLiteral("licenseName"), info.licenseName);
-    use(QStringLiteral("copyright"), info.copyright);
-    use(QStringLiteral("tagline"), info.tagline);
-    use(QStringLiteral("controls"), info.controls);
-    use(QStringLiteral("submodules"), info.submodules);
-    use(QStringLiteral("addons"), info.addons);
-    use(QStringLiteral("repoRoot"), info.repoRoot);
+    use(u"name"_s, info.name);
+    use(u"configVersion"_s, info.configVersion);
+    use(u"features"_s, info.features);
+    use(u"godotVersion"_s, info.godotVersion);
+    use(u"usesCSharp"_s, info.usesCSharp);
+    use(u"mainScene"_s, info.mainScene);
+    use(u"licenseName"_s, info.licenseName);
+    use(u"copyright"_s, info.copyright);
+    use(u"tagline"_s, info.tagline);
+    use(u"controls"_s, info.controls);
+    use(u"submodules"_s, info.submodules);
+    use(u"addons"_s, info.addons);
+    use(u"repoRoot"_s, info.repoRoot);
 }
 
-// `written` is the JSON of a field; `read` fills a field and returns false when it is missing or
-// mistyped.
+// `written` returns a field as JSON. `read` fills a field; false when it is missing or mistyped.
 
 template <typename Plain>
 QJsonValue written(const Plain &value)
@@ -46,8 +47,7 @@ QJsonValue written(const std::optional<QString> &text)
 
 QJsonValue written(const Submodule &submodule)
 {
-    return QJsonObject{{QStringLiteral("path"), submodule.path},
-                       {QStringLiteral("url"), submodule.url}};
+    return QJsonObject{{u"path"_s, submodule.path}, {u"url"_s, submodule.url}};
 }
 
 template <typename Item>
@@ -74,7 +74,7 @@ bool read(const QJsonValue &value, bool &flag)
 
 bool read(const QJsonValue &value, qint64 &number)
 {
-    // A number that is not integral, or too large, yields whatever the default is.
+    // The default comes back for a number that is too large or has a fraction.
     number = value.toInteger(0);
     return number == value.toInteger(1);
 }
@@ -105,9 +105,9 @@ bool read(const QJsonValue &value, QList<Item> &list)
 
 bool ProjectInfo::isVersion(const QString &text)
 {
-    // Anchored by \A and \z, because $ would let a line feed at the end through.
+    // Not anchored by "$", which ignores a line feed at the end.
     static const QRegularExpression form(
-        QRegularExpression::anchoredPattern(QStringLiteral(R"([0-9]+\.[0-9]+(\.[0-9]+)?)")));
+        QRegularExpression::anchoredPattern(uR"([0-9]+\.[0-9]+(\.[0-9]+)?)"_s));
     return form.match(text).hasMatch();
 }
 
@@ -115,10 +115,9 @@ QByteArray ProjectInfo::toJson() const
 {
     QJsonObject object;
     eachField(*this, [&object](const QString &key, const auto &field) {
-        object.insert(key, written(field)); // leaves out what is undefined
+        object.insert(key, written(field)); // omits undefined values
     });
-    // Qt's reader drops a byte order mark at the start of a text, unless it is written as an
-    // escape.
+    // Qt's reader drops a byte order mark at the start of a text unless the mark is escaped.
     return QJsonDocument(object).toJson().replace("\"\xEF\xBB\xBF", "\"\\ufeff");
 }
 

@@ -18,8 +18,7 @@ struct Submodule
     bool operator==(const Submodule &) const = default;
 };
 
-/// What is known about the game project. A plain value; the defaults are what is shown before any
-/// project has been inspected.
+/// Describes the game project. The defaults are shown until a project has been inspected.
 struct ProjectInfo
 {
     QString name = QStringLiteral("Brindle");
@@ -41,7 +40,7 @@ struct ProjectInfo
     /// Whether `text` has the form of `godotVersion`: two or three numbers with dots.
     static bool isVersion(const QString &text);
 
-    /// Exactly the defaults above.
+    /// The defaults above.
     static const ProjectInfo placeholder;
 
     /// The saved form: a JSON object whose keys are the field names.

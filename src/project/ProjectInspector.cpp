@@ -11,8 +11,6 @@
 #include <QStringDecoder>
 
 #include <algorithm>
-#include <filesystem>
-#include <vector>
 
 namespace brindle {
 
@@ -20,45 +18,16 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-namespace fs = std::filesystem;
-
 constexpr int maxDepth = 5;
 constexpr qsizetype maxControls = 8;
-// Together these keep the saved description below 1 MiB, also with each character escaped.
+// Together these keep the saved description below 1 MiB, even with each character escaped.
 constexpr qsizetype maxLineChars = 4'096;
 constexpr qsizetype maxAddons = 256;
-constexpr qsizetype maxSubmoduleChars = 32'768; ///< of all paths and addresses
-constexpr qsizetype charsPerSubmodule = 64;     ///< that each counts for besides
+constexpr qsizetype maxSubmoduleChars = 32'768; // all paths and addresses together
+constexpr qsizetype charsPerSubmodule = 64;     // added to each, for the saved form's own
 
-/// One folder's visible entries: whether the project file is among them, and its sub-folders.
-struct Listing
-{
-    bool hasProject = false;
-    std::vector<fs::path> folders;
-};
-
-Listing listed(const fs::path &folder)
-{
-    Listing listing;
-    std::error_code error;
-    for (fs::directory_iterator entry(folder, error), end; !error && entry != end;
-         entry.increment(error)) {
-        const std::string name = entry->path().filename().native();
-        if (name == "project.godot") {
-            listing.hasProject = true;
-            return listing;
-        }
-        std::error_code ignored; // an entry that can't be looked at is passed over
-        if (name.front() != '.' && !entry->is_symlink(ignored) && entry->is_directory(ignored)) {
-            listing.folders.push_back(entry->path());
-        }
-    }
-    std::sort(listing.folders.begin(), listing.folders.end());
-    return listing;
-}
-
-/// The text of a regular file without a byte order mark. Absent when the file is missing, too large
-/// or not valid UTF-8, and when a link leads to it from `repository` to the outside.
+/// Returns the text of a regular file without a byte order mark. Absent when the file is missing,
+/// too large, not valid UTF-8, or reached by a link out of `repository`.
 std::optional<QString> readText(const QString &repository, const QString &path)
 {
     QFile file(path);
@@ -84,49 +53,38 @@ void eachLine(const std::optional<QString> &text, Use use)
     });
 }
 
+/// Returns the text between each pair of double quotes.
 QStringList quoted(const QString &line)
 {
-    static const QRegularExpression pattern(uR"re("([^"]*)")re"_s);
+    const QStringList parts = line.split(u'"');
     QStringList items;
-    for (auto match = pattern.globalMatch(line); match.hasNext();) {
-        items.append(match.next().captured(1));
+    for (qsizetype i = 1; i + 1 < parts.size(); i += 2) {
+        items.append(parts[i]);
     }
     return items;
 }
 
-/// Decimal digits with an optional sign; anything else, or what does not fit, is 0.
+/// Reads decimal digits with an optional sign; anything else, or a number too large, gives 0.
 qint64 integer(const QString &text)
 {
     static const QRegularExpression pattern(QRegularExpression::anchoredPattern(u"[+-]?[0-9]+"_s));
     return pattern.match(text).hasMatch() ? text.toLongLong() : 0;
 }
 
-/// Whether `view` begins with `prefix`, which is then taken off.
-bool take(QStringView &view, QStringView prefix)
-{
-    const bool begins = view.startsWith(prefix);
-    if (begins) {
-        view = view.sliced(prefix.size());
-    }
-    return begins;
-}
-
 void readProjectFile(const QString &projectDir, ProjectInfo &info)
 {
     const auto text = readText(info.repoRoot, projectDir + u"/project.godot"_s);
     eachLine(text, [&info](QStringView line) {
-        QStringView rest = line;
-        if (take(rest, u"config_version=")) {
-            info.configVersion = integer(rest.toString());
-        } else if (take(rest, u"config/name=")) {
-            const QStringList items = quoted(line.toString());
-            if (!items.isEmpty()) {
-                info.name = items.first();
-            }
-        } else if (take(rest, u"config/features=")) {
-            info.features = quoted(line.toString());
-        } else if (take(rest, u"run/main_scene=")) {
-            info.mainScene = quoted(line.toString()).value(0);
+        constexpr QStringView version = u"config_version=";
+        const QStringList items = quoted(line.toString());
+        if (line.startsWith(version)) {
+            info.configVersion = integer(line.sliced(version.size()).toString());
+        } else if (line.startsWith(u"config/name=")) {
+            info.name = items.value(0, info.name);
+        } else if (line.startsWith(u"config/features=")) {
+            info.features = items;
+        } else if (line.startsWith(u"run/main_scene=")) {
+            info.mainScene = items.value(0);
         }
         return true;
     });
@@ -151,7 +109,7 @@ QList<Submodule> readSubmodules(const QString &repository)
     const auto text = readText(repository, repository + u"/.gitmodules"_s);
     eachLine(text, [&](QStringView line) {
         const qsizetype equals = line.indexOf(u'=');
-        // An empty side is no piece, and two are needed.
+        // Both sides need text.
         if (equals <= 0 || equals == line.size() - 1) {
             return true;
         }
@@ -181,7 +139,7 @@ QStringList readAddons(const QString &repository, const QString &projectDir)
     return names.first(qMin(names.size(), maxAddons));
 }
 
-/// The first readable file: each name is tried in the repository, then in the project.
+/// Returns the first readable file. Tries each name in the repository, then in the project.
 std::optional<QString> readFirst(const QStringList &names, const QString &repository,
                                  const QString &projectDir)
 {
@@ -217,7 +175,7 @@ void readLicense(const std::optional<QString> &text, ProjectInfo &info)
 
 void readTagline(const std::optional<QString> &text, ProjectInfo &info)
 {
-    // Headings, images, links and badges, HTML, tables, list items, quotes, code fences.
+    // Headings, images, badges, HTML, tables, list items, quotes and code fences.
     constexpr QStringView markup = u"#![<|-*>`";
     eachLine(text, [&](QStringView line) {
         if (line.isEmpty() || markup.contains(line.front())) {
@@ -250,17 +208,21 @@ QStringList controls(const std::optional<QString> &text)
 
 std::optional<QString> ProjectInspector::findProject(const QString &folder)
 {
-    std::vector<fs::path> level{fs::path(QFile::encodeName(folder).toStdString())};
-    for (int depth = 1; depth <= maxDepth && !level.empty(); ++depth) {
-        std::vector<fs::path> next;
-        for (const fs::path &candidate : level) {
-            Listing listing = listed(candidate);
-            if (listing.hasProject) {
-                return QFile::decodeName(candidate.c_str());
+    const auto all = QDir::AllEntries | QDir::Hidden | QDir::System | QDir::CaseSensitive;
+    const auto folders = QDir::Dirs | QDir::NoDotAndDotDot | QDir::NoSymLinks;
+    QStringList level{folder};
+    for (int depth = 1; depth <= maxDepth; ++depth) {
+        QStringList next;
+        for (const QString &candidate : std::as_const(level)) {
+            const QDir dir(candidate);
+            if (!dir.entryList({u"project.godot"_s}, all).isEmpty()) {
+                return candidate;
             }
-            std::move(listing.folders.begin(), listing.folders.end(), std::back_inserter(next));
+            for (const QString &name : dir.entryList(folders, QDir::Name)) {
+                next.append(candidate + u'/' + name);
+            }
         }
-        level = std::move(next);
+        level = next;
     }
     return std::nullopt;
 }

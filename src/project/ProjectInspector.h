@@ -4,21 +4,19 @@
 
 #include <optional>
 
-/// Reads a downloaded project folder with simple line rules; runs nothing and never fails. Blocks:
-/// worker threads only, save for the start.
+/// Reads a downloaded project folder by simple line rules. Runs nothing and never fails. Blocks:
+/// worker threads only.
 namespace brindle::ProjectInspector {
 
-/// A text file that is larger counts as unreadable: nobody writes such a README, and a list of
-/// add-ons of many times that size would hold up the main thread, which reads it again at each
-/// start.
+/// A larger text file counts as unreadable.
 constexpr qint64 maxFileBytes = 1024 * 1024;
 
-/// The folder of the shallowest "project.godot" within five levels below `folder`, hidden folders
-/// not entered; absent when there is none. Looks level by level and stops at the first level that
-/// has one.
+/// Returns the folder of the shallowest "project.godot" within five levels below `folder`, or
+/// nothing. Skips hidden folders and links.
 std::optional<QString> findProject(const QString &folder);
 
-/// What the project's files tell; files that are unreadable or not valid UTF-8 leave the defaults.
+/// Describes the project. Unreadable files leave the defaults, lines that are too long are ignored,
+/// and links that lead out of the repository are not followed.
 ProjectInfo inspect(const QString &projectDir);
 
 } // namespace brindle::ProjectInspector
