@@ -11,6 +11,8 @@
 #include "files/Files.h"
 
 #include <stdexcept>
+#include <string>
+#include <sys/resource.h>
 
 using namespace brindle;
 
@@ -50,6 +52,17 @@ QByteArray manySmallFiles()
     return zip.bytes();
 }
 
+/// Of all programs that this one ran and awaited, in seconds.
+double processorTime()
+{
+    struct rusage used{};
+    getrusage(RUSAGE_CHILDREN, &used);
+    const auto seconds = [](const timeval &time) {
+        return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
+    };
+    return seconds(used.ru_utime) + seconds(used.ru_stime);
+}
+
 void measureRefusals(const QString &ditto)
 {
     double slowest = 0;
@@ -58,13 +71,13 @@ void measureRefusals(const QString &ditto)
         const Surroundings around;
         const CorpusCase one = HostileCorpus::cases(around).at(i);
         around.putArchive(one.archive());
-        Surroundings::Run run;
-        slowest = std::max(slowest, Measure::seconds([&] { run = around.unpack(ditto); }));
-        if (run.code != 1) {
+        const double before = processorTime();
+        if (around.unpack(ditto).code != 1) {
             throw std::runtime_error(std::string("not refused: ") + one.name);
         }
+        slowest = std::max(slowest, processorTime() - before);
     }
-    Measure::printLimit("slowest refusal of a hostile archive", slowest * 1000, "ms", 1000);
+    Measure::printLimit("slowest refusal, processor time", slowest * 1000, "ms", 1000);
 }
 
 void measure(const QStringList &arguments)

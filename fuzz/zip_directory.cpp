@@ -72,11 +72,11 @@ std::string unpacked(const Entry &entry, Inflater &inflater)
 void readStrictly(const ArchiveFile &archive)
 {
     namespace fs = std::filesystem;
-    const std::vector<Entry> entries = readDirectory(archive);
+    std::vector<Entry> entries = readDirectory(archive);
     checkDirectory(entries);
     checkSpace(entries, fs::temp_directory_path().string());
     Inflater inflater(archive);
-    std::map<std::string, std::string> links;
+    Links links;
     for (const Entry &entry : entries) {
         const fs::path place = fs::path(entry.fileName).lexically_normal();
         expect(place.is_relative() && *place.begin() != "..", "entries lie in the destination");

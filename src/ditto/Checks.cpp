@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <string_view>
 #include <sys/statvfs.h>
 #include <utility>
 
@@ -14,9 +13,6 @@ namespace brindle::ditto {
 namespace {
 
 using Type = Entry::Type;
-
-/// APPNOTE.TXT 4.4.4: encrypted, strongly so, with a directory that hides what it says.
-constexpr uint16_t encryptionFlags = 0x1 | 0x40 | 0x2000;
 
 /// RFC 3629, without surrogates and over-long forms.
 bool isUtf8(std::string_view text)
@@ -58,28 +54,22 @@ std::string shown(const std::string &name)
     return '"' + text + (name.size() > maxShown ? "…\"" : "\"");
 }
 
-/// The parts between a path's slashes, empty ones too.
-std::vector<std::string> split(std::string_view path)
+/// Removes the first part of a path, with the slash behind it, and returns the part.
+std::string_view takePart(std::string_view &path)
 {
-    std::vector<std::string> parts;
-    for (size_t end = 0; end != std::string_view::npos; path.remove_prefix(end + 1)) {
-        end = path.find('/');
-        parts.emplace_back(path.substr(0, end));
-        if (end == std::string_view::npos) {
-            break;
-        }
-    }
-    return parts;
+    const std::string_view part = path.substr(0, path.find('/'));
+    path.remove_prefix(std::min(part.size() + 1, path.size()));
+    return part;
 }
 
-/// The components of a name, which must be safe.
-std::vector<std::string> componentsOf(const std::string &name)
+void checkName(const Entry &entry)
 {
     // POSIX NAME_MAX and PATH_MAX of the systems that we run on.
-    constexpr size_t maxComponent = 255;
+    constexpr size_t maxPart = 255;
     constexpr size_t maxPath = 4095;
     // Deeper than any tree that somebody works in.
-    constexpr size_t maxComponents = 256;
+    constexpr int maxParts = 256;
+    const std::string &name = entry.fileName;
     const auto refuseIf = [&name](bool isWrong, const char *why) {
         if (isWrong) {
             throw Error(std::string(why) + ": " + shown(name));
@@ -91,15 +81,14 @@ std::vector<std::string> componentsOf(const std::string &name)
     refuseIf(name.find('\\') != std::string::npos, "a name with a backslash");
     refuseIf(std::any_of(name.begin(), name.end(), isControl), "a name with a control character");
     refuseIf(!isUtf8(name), "a name that is not UTF-8");
-    auto parts =
-        split(std::string_view(name).substr(0, name.size() - (name.ends_with('/') ? 1 : 0)));
-    for (const std::string &part : parts) {
+    int parts = 0;
+    for (std::string_view rest = name; !rest.empty(); ++parts) {
+        const std::string_view part = takePart(rest);
         refuseIf(part.empty(), "a name with an empty part");
         refuseIf(part == "." || part == "..", "a name with a relative part");
-        refuseIf(part.size() > maxComponent, "an over-long name");
+        refuseIf(part.size() > maxPart, "an over-long name");
     }
-    refuseIf(parts.size() > maxComponents, "a name with too many parts");
-    return parts;
+    refuseIf(parts > maxParts, "a name with too many parts");
 }
 
 void checkEntry(const Entry &entry)
@@ -116,131 +105,155 @@ void checkEntry(const Entry &entry)
     refuseIf(method != stored && method != deflated, "an unknown compression method");
     refuseIf(size > maxFileBytes, "a file that is too large");
     refuseIf(method == stored && size != entry.compressedSize, "sizes that disagree");
+    // Empty blocks, in whose number deflate sets no limit, take time and yield nothing.
+    refuseIf(entry.compressedSize > size + size / 4 + 64, "packed data larger than its content");
     refuseIf(entry.type() == Type::folder && size != 0, "a folder with content");
     refuseIf(entry.type() == Type::link && (size == 0 || size > maxLinkTarget),
              "a link without a fitting target");
 }
 
-/// What all entries take together.
+/// Sorts as a walk through the tree meets the entries.
+bool precedes(const Entry &first, const Entry &second)
+{
+    const std::string_view a = first.path();
+    const std::string_view b = second.path();
+    const auto [inA, inB] = std::mismatch(a.begin(), a.end(), b.begin(), b.end());
+    const auto rank = [](const char *at, const char *end) {
+        return at == end ? -1 : *at == '/' ? 0 : static_cast<unsigned char>(*at);
+    };
+    return rank(inA, a.end()) < rank(inB, b.end());
+}
+
+/// Refuses two neighbours in sorted order that can't both be made.
+void checkNeighbours(const Entry &first, const Entry &second)
+{
+    const std::string_view path = second.path();
+    if (!path.starts_with(first.path())) {
+        return;
+    }
+    if (path == first.path()) {
+        throw Error("two entries for one place: " + second.fileName);
+    }
+    if (first.type() != Type::folder && path[first.path().size()] == '/') {
+        throw Error("an entry below a file or link: " + second.fileName);
+    }
+}
+
+/// Refuses what all entries, sorted, take together.
 void checkTotals(const std::vector<Entry> &entries)
 {
+    uint64_t places = 0;
+    uint64_t depth = 0;
     uint64_t bytes = 0;
     uint64_t packedBytes = 0;
+    uint64_t links = 0;
     uint64_t linkBytes = 0;
+    const auto add = [&](std::string_view path, uint64_t blocks) {
+        if (++places > maxEntries) {
+            throw Error("too many folders");
+        }
+        depth += 1 + static_cast<uint64_t>(std::count(path.begin(), path.end(), '/'));
+        bytes += placeBytes + blocks * blockBytes;
+    };
+    const Entry *previous = nullptr;
     for (const Entry &entry : entries) {
-        bytes += entry.uncompressedSize;
+        visitNewFolders(entry, previous, [&](std::string_view path) { add(path, 1); });
+        previous = &entry;
+        if (entry.type() != Type::folder) {
+            add(entry.path(), (entry.uncompressedSize + blockBytes - 1) / blockBytes);
+        }
         packedBytes += entry.compressedSize;
-        linkBytes += entry.type() == Type::link ? entry.uncompressedSize : 0;
+        if (entry.type() == Type::link) {
+            ++links;
+            linkBytes += entry.uncompressedSize;
+        }
+    }
+    if (links > maxLinks || linkBytes > maxLinkBytes) {
+        throw Error("too many links");
     }
     if (bytes > maxBytes) {
         throw Error("too many bytes to unpack");
-    }
-    if (linkBytes > maxLinkBytes) {
-        throw Error("too many links");
     }
     // Entries share no bytes, so that all of them together are no larger than the archive.
     if (bytes > freeBytes + maxGrowth * packedBytes) {
         throw Error("an archive that unpacks to too much");
     }
-}
-
-void checkOverlap(const std::vector<Entry> &entries)
-{
-    std::vector<std::pair<uint64_t, uint64_t>> extents; // from, to
-    extents.reserve(entries.size());
-    for (const Entry &entry : entries) {
-        extents.emplace_back(entry.localHeaderOffset, entry.dataOffset + entry.compressedSize);
-    }
-    std::sort(extents.begin(), extents.end());
-    for (size_t i = 1; i < extents.size(); ++i) {
-        if (extents[i].first < extents[i - 1].second) {
-            throw Error("entries that overlap");
-        }
+    if (depth > freeDepth + maxMeanDepth * places) {
+        throw Error("folders that are too deep");
     }
 }
 
-/// Gives the entry its place in the tree. `count` is of all places.
-void put(const Entry &entry, Place &root, uint64_t &count)
-{
-    Place *place = &root;
-    for (std::string &component : componentsOf(entry.fileName)) {
-        if (place->type != Type::folder) {
-            throw Error("an entry below a file or link: " + entry.fileName);
-        }
-        const auto [below, isNew] = place->below.try_emplace(std::move(component));
-        if (isNew && ++count > maxEntries) {
-            throw Error("too many folders");
-        }
-        place = &below->second;
-    }
-    if (std::exchange(place->hasEntry, true)) {
-        throw Error("two entries for one place: " + entry.fileName);
-    }
-    if (entry.type() != Type::folder && !place->below.empty()) {
-        throw Error("an entry below a file or link: " + entry.fileName);
-    }
-    place->type = entry.type();
-}
-
-/// Follows a link as the system would. False as soon as the way leaves the tree. `work` is what all
-/// links have taken.
-bool staysInside(const std::string &link, const std::map<std::string, std::string> &links,
+/// Follows a link as the system would. False as soon as it leaves the tree. `work` counts for all
+/// links.
+bool staysInside(std::string_view link, const std::string &target, const Links &links,
                  uint64_t &work)
 {
-    constexpr int maxLinks = 40;      // as many as Linux follows
-    std::vector<std::string> pending; // the next at the end
-    const auto follow = [&pending](const std::string &path) {
-        const std::vector<std::string> parts = split(path);
-        pending.insert(pending.end(), parts.rbegin(), parts.rend());
-    };
-    follow(link);
-    std::string at;
-    const auto leave = [&at] { at.resize(at.find('/') == std::string::npos ? 0 : at.rfind('/')); };
+    constexpr int maxFollowed = 40; // as many as Linux follows
+    constexpr uint64_t workOfPart = 16;
+    std::string at(link); // no entry lies below a link, so that this leads through none
+    std::vector<std::string_view> pending; // the next at the end
     int followed = 0;
-    while (!pending.empty()) {
-        const std::string part = std::exchange(pending.back(), {});
-        pending.pop_back();
-        if (part.empty() || part == ".") {
-            continue;
+    const auto leave = [&at] { at.resize(at.find('/') == std::string::npos ? 0 : at.rfind('/')); };
+    const auto follow = [&](const std::string &path) {
+        leave();
+        pending.emplace_back(path);
+        return ++followed <= maxFollowed && !path.starts_with('/');
+    };
+    bool isInside = follow(target);
+    while (isInside && !pending.empty()) {
+        const std::string_view part = takePart(pending.back());
+        if (pending.back().empty()) {
+            pending.pop_back();
         }
+        work += workOfPart;
         if (part == "..") {
-            if (at.empty()) {
-                return false;
-            }
+            isInside = !at.empty();
             leave();
-            continue;
+        } else if (!part.empty() && part != ".") {
+            at += (at.empty() ? "" : "/") + std::string(part);
+            work += at.size();
+            const auto found = links.find(at);
+            isInside = found == links.end() || follow(found->second);
         }
-        at += (at.empty() ? "" : "/") + part;
-        work += 1 + at.size() / 64;
         if (work > maxLinkWork) {
             throw Error("links that take too long to follow");
         }
-        const auto found = links.find(at);
-        if (found == links.end()) {
-            continue;
-        }
-        if (++followed > maxLinks || found->second.starts_with('/')) {
-            return false;
-        }
-        leave();
-        follow(found->second);
     }
-    return true;
+    return isInside;
 }
 
 } // namespace
 
-Place checkDirectory(const std::vector<Entry> &entries)
+void checkDirectory(std::vector<Entry> &entries)
 {
-    checkOverlap(entries);
-    Place root;
-    uint64_t count = 0;
     for (const Entry &entry : entries) {
-        put(entry, root, count);
+        checkName(entry);
         checkEntry(entry);
     }
+    std::sort(entries.begin(), entries.end(), &precedes);
+    for (size_t i = 1; i < entries.size(); ++i) {
+        checkNeighbours(entries[i - 1], entries[i]);
+    }
     checkTotals(entries);
-    return root;
+}
+
+void visitNewFolders(const Entry &entry, const Entry *previous,
+                     const std::function<void(std::string_view path)> &visit)
+{
+    const std::string_view path = entry.path();
+    const std::string_view before = previous ? previous->path() : std::string_view();
+    const auto same = static_cast<size_t>(
+        std::mismatch(path.begin(), path.end(), before.begin(), before.end()).first - path.begin());
+    size_t end = path.find('/', same);
+    if (end == same && end == before.size()) { // the previous entry is this folder
+        end = path.find('/', end + 1);
+    }
+    for (; end != std::string_view::npos; end = path.find('/', end + 1)) {
+        visit(path.substr(0, end));
+    }
+    if (entry.type() == Type::folder) {
+        visit(path);
+    }
 }
 
 void checkSpace(const std::vector<Entry> &entries, const std::string &folder)
@@ -259,12 +272,12 @@ void checkSpace(const std::vector<Entry> &entries, const std::string &folder)
     }
 }
 
-void checkLinks(const std::map<std::string, std::string> &links)
+void checkLinks(const Links &links)
 {
     uint64_t work = 0;
     for (const auto &[path, target] : links) {
-        if (target.find('\0') != std::string::npos || !staysInside(path, links, work)) {
-            throw Error("a link that leads outside: " + path);
+        if (target.find('\0') != std::string::npos || !staysInside(path, target, links, work)) {
+            throw Error("a link that leads outside: " + std::string(path));
         }
     }
 }

@@ -3,52 +3,60 @@
 #include "ditto/Directory.h"
 
 #include <cstdint>
-#include <map>
+#include <functional>
 #include <string>
+#include <string_view>
+#include <unordered_map>
 #include <vector>
 
 /// What is refused before anything is written. Throws Error.
 namespace brindle::ditto {
 
 constexpr uint64_t maxFileBytes = 4ULL << 30U;
-constexpr uint64_t maxBytes = 16ULL << 30U; ///< of all files
+constexpr uint64_t maxBytes = 16ULL << 30U; ///< everything, on the disk
 
-/// All files together may come to `freeBytes` and `maxGrowth` times what they take in the archive.
-/// Nothing is said of one file: honest ones of nearly one value, such as a flat height map, reach
-/// the 1032:1 that deflate can do. A whole project of usual files stays below 20:1.
+/// An archive may take `freeBytes` of the disk and `maxGrowth` times its packed bytes. One file has
+/// no limit of its own: flat height maps reach deflate's 1032:1. Usual projects stay below 20:1.
 constexpr uint64_t freeBytes = 256ULL << 20U;
 constexpr uint64_t maxGrowth = 100;
+/// Files, links and folders fill whole blocks. Each also needs an inode and a name.
+constexpr uint64_t blockBytes = 4096;
+constexpr uint64_t placeBytes = 512;
 
+/// The system walks every folder above each place that is made. The depths of all places may add up
+/// to `freeDepth` and `maxMeanDepth` for each place.
+constexpr uint64_t freeDepth = 100'000;
+constexpr uint64_t maxMeanDepth = 16;
+
+constexpr uint64_t maxLinks = 10'000;
 constexpr uint64_t maxLinkTarget = 4095;
-constexpr uint64_t maxLinkBytes = 4ULL << 20U; ///< of all targets
-/// Paths of 64 bytes that are looked up to follow all links, so that following ends within a
-/// second.
-constexpr uint64_t maxLinkWork = 2'000'000;
+constexpr uint64_t maxLinkBytes = 4ULL << 20U; ///< all targets
+/// About as many bytes of paths are read to follow all links.
+constexpr uint64_t maxLinkWork = 64ULL << 20U;
 
 /// Compression methods, APPNOTE.TXT 4.4.5.
 constexpr uint16_t stored = 0;
 constexpr uint16_t deflated = 8;
 
-/// A place below the destination, and all below it.
-struct Place
-{
-    Entry::Type type = Entry::Type::folder;
-    bool hasEntry = false; ///< else a folder that lies on an entry's way
-    std::map<std::string, Place> below;
-};
-
 /// Refuses an archive that is not to be unpacked: unsafe names, types other than file, folder and
-/// link, encryption, unknown methods, two entries for one place, an entry below a file or link,
-/// entries that overlap in the archive, or sizes over the limits. A safe name is relative and
-/// without "..", ".", empty or over-long components, backslashes and control characters, of at most
-/// 256 components, and valid UTF-8. Returns the tree that the archive makes, by its root.
-Place checkDirectory(const std::vector<Entry> &entries);
+/// link, encryption, unknown methods, two entries for one place, an entry below a file or link, or
+/// sizes over the limits. A safe name is relative and without "..", ".", empty or over-long
+/// components, backslashes and control characters, of at most 256 components, and valid UTF-8.
+/// Sorts the entries so that a folder precedes its content, and its content precedes all else.
+void checkDirectory(std::vector<Entry> &entries);
 
-/// Refuses what the disk of `folder` has no room for, as far as it tells.
+/// Calls `visit` with the path of each folder that `entry` needs or is, unless `previous`, the
+/// entry before it in sorted order, needs or is the same folder. Outer folders come first.
+void visitNewFolders(const Entry &entry, const Entry *previous,
+                     const std::function<void(std::string_view path)> &visit);
+
+/// Refuses an archive that the disk of `folder` has no room for, if the system reports its room.
 void checkSpace(const std::vector<Entry> &entries, const std::string &folder);
 
-/// Refuses a link that leads outside, also by way of others. `links` holds each link's path and its
-/// target.
-void checkLinks(const std::map<std::string, std::string> &links);
+/// The path of each link, and its target.
+using Links = std::unordered_map<std::string_view, std::string>;
+
+/// Refuses a link that leads outside, also by way of other links.
+void checkLinks(const Links &links);
 
 } // namespace brindle::ditto

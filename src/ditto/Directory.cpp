@@ -284,7 +284,65 @@ uint64_t readLocalHeader(const ArchiveFile &file, const Entry &entry, uint64_t e
     return start;
 }
 
+std::vector<Entry> readCentralDirectory(const ArchiveFile &file, const EndRecord &end)
+{
+    constexpr uint64_t pieceBytes = 1ULL << 20U;
+    constexpr uint64_t maxRecordBytes = 46 + 3 * 0xFFFF;
+    std::vector<Entry> entries;
+    entries.reserve(end.entries);
+    uint64_t nameBytes = 0;
+    for (uint64_t left = end.size; left > 0;) {
+        const std::string piece =
+            file.read(end.offset + end.size - left, std::min(left, pieceBytes));
+        const uint64_t atLeast = piece.size() < left ? maxRecordBytes : 1;
+        Fields records(piece);
+        while (records.left() >= atLeast && entries.size() < end.entries) {
+            entries.push_back(readCentralHeader(records));
+            nameBytes += entries.back().fileName.size();
+        }
+        left -= piece.size() - records.left();
+        if (left > 0 && entries.size() == end.entries) {
+            throw Error("a directory with more or fewer entries than announced");
+        }
+        if (nameBytes > maxNameBytes) {
+            throw Error("too long names");
+        }
+    }
+    if (entries.size() != end.entries) {
+        throw Error("a directory with more or fewer entries than announced");
+    }
+    return entries;
+}
+
+/// Reads the local headers in the file's order, and none that overlaps: otherwise small archives
+/// make for much to read.
+void readLocalHeaders(const ArchiveFile &file, std::vector<Entry> &entries, uint64_t end)
+{
+    std::vector<Entry *> sorted;
+    sorted.reserve(entries.size());
+    for (Entry &entry : entries) {
+        sorted.push_back(&entry);
+    }
+    std::sort(sorted.begin(), sorted.end(), [](const Entry *a, const Entry *b) {
+        return a->localHeaderOffset < b->localHeaderOffset;
+    });
+    uint64_t previousEnd = 0;
+    for (Entry *const entry : sorted) {
+        if (entry->localHeaderOffset < previousEnd) {
+            throw Error("entries that overlap");
+        }
+        entry->dataOffset = readLocalHeader(file, *entry, end);
+        previousEnd = entry->dataOffset + entry->compressedSize;
+    }
+}
+
 } // namespace
+
+std::string_view Entry::path() const
+{
+    return std::string_view(fileName).substr(0,
+                                             fileName.size() - (fileName.ends_with('/') ? 1 : 0));
+}
 
 mode_t Entry::mode() const
 {
@@ -312,19 +370,8 @@ std::vector<Entry> readDirectory(const ArchiveFile &file)
     if (end.size > maxDirectoryBytes) {
         throw Error("too large a directory");
     }
-    const std::string bytes = file.read(end.offset, end.size);
-    Fields directory(bytes);
-    std::vector<Entry> entries;
-    entries.reserve(end.entries);
-    while (directory.left() > 0 && entries.size() < end.entries) {
-        entries.push_back(readCentralHeader(directory));
-    }
-    if (directory.left() > 0 || entries.size() != end.entries) {
-        throw Error("a directory with more or fewer entries than announced");
-    }
-    for (Entry &entry : entries) {
-        entry.dataOffset = readLocalHeader(file, entry, end.offset);
-    }
+    std::vector<Entry> entries = readCentralDirectory(file, end);
+    readLocalHeaders(file, entries, end.offset);
     return entries;
 }
 

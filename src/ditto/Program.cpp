@@ -20,8 +20,8 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// An archive at all limits takes a fifth of it.
-constexpr uint64_t maxMemory = 1ULL << 30U;
+// Of address space. An archive at all limits needs about 50 MiB.
+constexpr uint64_t maxMemory = 64ULL << 20U;
 constexpr mode_t creationMask = 0022;
 
 std::atomic<bool> stopRequested = false; // lock-free, so that a signal handler may set it

@@ -95,35 +95,20 @@ void checkInterruption(const std::atomic<bool> &interrupted)
     }
 }
 
-std::map<std::string, std::string> readLinks(const std::vector<Entry> &entries, Inflater &inflater)
+Links readLinks(const std::vector<Entry> &entries, Inflater &inflater,
+                const std::atomic<bool> &interrupted)
 {
-    std::map<std::string, std::string> links;
+    Links links;
     for (const Entry &entry : entries) {
         if (entry.type() == Entry::Type::link) {
             std::string &target = links[entry.fileName];
             inflater.unpack(entry, [&](const unsigned char *bytes, size_t count) {
+                checkInterruption(interrupted);
                 target.append(reinterpret_cast<const char *>(bytes), count); // NOLINT
             });
         }
     }
     return links;
-}
-
-/// `prefix` is the path of `place` with a slash.
-void makeFolders(const std::string &prefix, const Place &place,
-                 const std::atomic<bool> &interrupted)
-{
-    for (const auto &[name, below] : place.below) {
-        if (below.type != Entry::Type::folder) {
-            continue;
-        }
-        checkInterruption(interrupted);
-        const std::string path = prefix + name;
-        if (mkdir(path.c_str(), executableMode) != 0) {
-            fail(path);
-        }
-        makeFolders(path + '/', below, interrupted);
-    }
 }
 
 /// Some file systems say by EPERM that they have no symbolic links; so does a place where nothing
@@ -142,21 +127,29 @@ void makeLink(const std::string &path, const std::string &target)
     fail(path);
 }
 
-/// Nothing takes the place of anything else, and nothing is written through a link: they come last.
+/// Nothing replaces anything, and links come last, so that nothing is written through a link.
 void fill(const ArchiveFile &archive, const std::string &destination,
           const std::atomic<bool> &interrupted)
 {
-    const std::vector<Entry> entries = readDirectory(archive);
-    const Place tree = checkDirectory(entries);
+    std::vector<Entry> entries = readDirectory(archive);
+    checkDirectory(entries);
     checkSpace(entries, destination);
     Inflater inflater(archive);
-    const auto links = readLinks(entries, inflater);
+    const Links links = readLinks(entries, inflater, interrupted);
     checkLinks(links);
 
     const std::string root = destination + '/';
-    makeFolders(root, tree, interrupted);
+    const Entry *previous = nullptr;
     for (const Entry &entry : entries) {
+        visitNewFolders(entry, std::exchange(previous, &entry), [&](std::string_view path) {
+            checkInterruption(interrupted);
+            const std::string folder = root + std::string(path);
+            if (mkdir(folder.c_str(), executableMode) != 0) {
+                fail(folder);
+            }
+        });
         if (entry.type() == Entry::Type::file) {
+            checkInterruption(interrupted);
             const bool mayRun = (entry.mode() & S_IXUSR) != 0;
             OutputFile file(root + entry.fileName, mayRun ? executableMode : plainMode);
             inflater.unpack(entry, [&](const unsigned char *bytes, size_t count) {
@@ -166,8 +159,10 @@ void fill(const ArchiveFile &archive, const std::string &destination,
             file.close();
         }
     }
-    for (const auto &[path, target] : links) {
-        makeLink(root + path, target);
+    for (const Entry &entry : entries) {
+        if (entry.type() == Entry::Type::link) {
+            makeLink(root + entry.fileName, links.at(entry.fileName));
+        }
     }
 }
 

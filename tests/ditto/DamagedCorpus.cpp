@@ -8,6 +8,7 @@ namespace brindle {
 namespace {
 
 constexpr quint32 file644 = RawZip::file644;
+constexpr quint32 link777 = RawZip::link777;
 constexpr qint64 gigabyte = 1LL << 30;
 
 /// A good file first, so that a refusal that comes too late leaves something behind.
@@ -120,6 +121,30 @@ QList<CorpusCase> lies()
         lying(
             "other local size", [](auto &e) { e.localSize = 4999; }, "than the directory"),
         lying(
+            "other local packed size", [](auto &e) { e.localPackedSize = 4; },
+            "than the directory"),
+        lying(
+            "other local size of data with its sizes behind it",
+            [](auto &e) {
+                e.flags = 0x808;
+                e.localSize = 4999;
+            },
+            "than the directory"),
+        lying(
+            "other local packed size of data with its sizes behind it",
+            [](auto &e) {
+                e.flags = 0x808;
+                e.localPackedSize = 4;
+            },
+            "than the directory"),
+        lying(
+            "other local checksum of data with its sizes behind it",
+            [](auto &e) {
+                e.flags = 0x808;
+                e.localCrc = 1;
+            },
+            "than the directory"),
+        lying(
             "other local checksum", [](auto &e) { e.localCrc = 1; }, "than the directory"),
         lying(
             "other local method", [](auto &e) { e.localMethod = 0; }, "than the directory"),
@@ -128,7 +153,7 @@ QList<CorpusCase> lies()
         lying(
             "place in the directory", [](auto &e) { e.offset = 100; }, "beyond the directory"),
         lying(
-            "place of another", [](auto &e) { e.offset = 0; }, "than the directory"),
+            "place of another", [](auto &e) { e.offset = 0; }, "overlap"),
         lying(
             "zip64 field cut short",
             [](auto &e) {
@@ -167,7 +192,7 @@ QList<CorpusCase> bombs()
         {"bomb by a ratio that is not told",
          [] {
              RawZip::Entry entry = Bombs::zeros("x", 40'000'000);
-             entry.size = 1'000;
+             entry.size = 100'000;
              return with(entry);
          },
          "more bytes"},
@@ -229,6 +254,82 @@ QList<CorpusCase> bombs()
              return zip.bytes();
          },
          "too many bytes"},
+    };
+}
+
+/// Archives that would cost more than their size lets expect. A run that is busy for long is ended.
+QList<CorpusCase> costs()
+{
+    const auto many = [](int count, RawZip::Entry (*entry)(int number)) {
+        RawZip zip;
+        for (int i = 0; i < count; ++i) {
+            zip.add(entry(i));
+        }
+        return zip.bytes();
+    };
+    return {
+        {"many entries with one long header",
+         [] {
+             RawZip::Entry entry{"x", {}, file644};
+             entry.localExtra = QByteArray("\xfe\xca\0\0", 4).repeated(16'000);
+             RawZip zip;
+             zip.add(entry);
+             entry.localExtra.clear();
+             entry.offset = 0;
+             for (int i = 0; i < 199'000; ++i) {
+                 zip.add(entry);
+             }
+             return zip.bytes();
+         },
+         "overlap"},
+        {"blocks without content",
+         [] {
+             RawZip::Entry entry{"x", {}, file644, true};
+             // Four blocks of fixed codes, not the last, each with nothing but its end.
+             entry.packed =
+                 QByteArray("\x02\x08\x20\x80\x00", 5).repeated(400'000) + QByteArray("\3\0", 2);
+             return with(entry);
+         },
+         "larger than its content"},
+        {"folders in folders",
+         [=] {
+             return many(780, [](int i) {
+                 return RawZip::Entry{QByteArray::number(i) + '/' + QByteArray("a/").repeated(254) +
+                                      'x'};
+             });
+         },
+         "unpacks to too much", false, true},
+        {"files that are smaller than their blocks",
+         [=] {
+             return many(60'000,
+                         [](int i) { return RawZip::Entry{QByteArray::number(i), "x", file644}; });
+         },
+         "unpacks to too much", false, true},
+        {"deep files",
+         [=] {
+             return many(2'000, [](int i) {
+                 return RawZip::Entry{QByteArray("a/").repeated(250) + QByteArray::number(i)};
+             });
+         },
+         "too deep", false, true},
+        {"long names",
+         [=] {
+             return many(4'200, [](int i) {
+                 return RawZip::Entry{(QByteArray(199, 'a') + '/').repeated(20) +
+                                      QByteArray::number(i)};
+             });
+         },
+         "too long names", false, true},
+        {"all that is taken, and one link more that leads out",
+         [=] {
+             return many(200'000, [](int i) {
+                 const QByteArray name = QByteArray::number(i).rightJustified(83, 'n');
+                 return i < 190'001   ? RawZip::Entry{name, {}, file644}
+                        : i < 199'999 ? RawZip::Entry{name, QByteArray(415, 't'), link777}
+                                      : RawZip::Entry{name, "..", link777};
+             });
+         },
+         "leads outside", false, true},
     };
 }
 
@@ -367,7 +468,7 @@ QList<CorpusCase> frames()
 
 QList<CorpusCase> DamagedCorpus::cases()
 {
-    return lies() + bombs() + frames();
+    return lies() + bombs() + costs() + frames();
 }
 
 } // namespace brindle

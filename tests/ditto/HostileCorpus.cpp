@@ -131,6 +131,22 @@ QList<CorpusCase> places()
     };
 }
 
+/// Links that all lead through the same long chain of links.
+QByteArray linksThrough(const QByteArray &unit)
+{
+    constexpr int chain = 38;
+    const QByteArray padding = "0" + ('/' + unit.repeated(4000 / unit.size()) + "../");
+    RawZip zip;
+    zip.add({"0/", {}, folder755});
+    for (int i = 1; i < chain; ++i) {
+        zip.add({QByteArray::number(i), padding + QByteArray::number(i - 1), link777, true});
+    }
+    for (int i = chain; i < 9'900; ++i) {
+        zip.add({QByteArray::number(i), QByteArray::number(chain - 1), link777});
+    }
+    return zip.bytes();
+}
+
 QList<CorpusCase> links(const QByteArray &guarded)
 {
     const QByteArray out = "../../guarded";
@@ -178,6 +194,18 @@ QList<CorpusCase> links(const QByteArray &guarded)
              return zip.bytes();
          },
          "too long to follow"},
+        {"links through nothing but slashes", [] { return linksThrough("/"); },
+         "too long to follow"},
+        {"links through nothing but dots", [] { return linksThrough("./"); }, "too long to follow"},
+        {"more links than are followed",
+         [] {
+             RawZip zip;
+             for (int i = 0; i < 10'001; ++i) {
+                 zip.add({QByteArray::number(i), "x", link777});
+             }
+             return zip.bytes();
+         },
+         "too many links"},
         {"four megabytes of links",
          [] {
              RawZip zip;

@@ -53,11 +53,11 @@ struct Resolved
     {}
 
     /// The fields that a local header and a directory record share.
-    QByteArray fields(quint16 toldMethod, quint32 toldCrc, quint64 toldPacked, quint64 toldSize,
-                      bool zip64) const
+    QByteArray fields(quint16 toldFlags, quint16 toldMethod, quint32 toldCrc, quint64 toldPacked,
+                      quint64 toldSize, bool zip64) const
     {
         QByteArray bytes;
-        put<quint16>(bytes, flags);
+        put<quint16>(bytes, toldFlags);
         put<quint16>(bytes, toldMethod);
         put<quint32>(bytes, 0x00210000); // 1 January 1980
         put<quint32>(bytes, toldCrc);
@@ -101,11 +101,11 @@ QByteArray headerOf(const RawZip::Entry &entry, const Resolved &resolved)
         (entry.zip64 ? resolved.zip64Field() : QByteArray()) + entry.localExtra;
     QByteArray bytes("PK\x03\x04", 4);
     put<quint16>(bytes, version);
-    bytes +=
-        resolved.fields(told<quint16>(entry.localMethod, resolved.method),
-                        later ? 0 : told(entry.localCrc, resolved.crc),
-                        later ? 0 : told(entry.localPackedSize, resolved.packedSize),
-                        later ? 0 : told<quint64>(entry.localSize, resolved.size), entry.zip64);
+    bytes += resolved.fields(
+        told(entry.localFlags, resolved.flags), told<quint16>(entry.localMethod, resolved.method),
+        later ? 0 : told(entry.localCrc, resolved.crc),
+        later ? 0 : told(entry.localPackedSize, resolved.packedSize),
+        later ? 0 : told<quint64>(entry.localSize, resolved.size), entry.zip64);
     put<quint16>(bytes, static_cast<quint16>(name.size()));
     put<quint16>(bytes, static_cast<quint16>(extra.size()));
     return bytes + name + extra;
@@ -118,8 +118,8 @@ QByteArray recordOf(const RawZip::Entry &entry, const Resolved &resolved, qint64
     const quint16 madeBy = entry.mode != 0 ? madeOnUnix : madeOnDos;
     put<quint16>(bytes, entry.system < 0 ? madeBy : static_cast<quint16>(entry.system << 8));
     put<quint16>(bytes, version);
-    bytes += resolved.fields(resolved.method, resolved.crc, resolved.packedSize, resolved.size,
-                             entry.zip64);
+    bytes += resolved.fields(resolved.flags, resolved.method, resolved.crc, resolved.packedSize,
+                             resolved.size, entry.zip64);
     put<quint16>(bytes, static_cast<quint16>(entry.name.size()));
     put<quint16>(bytes, static_cast<quint16>(extra.size()));
     bytes += QByteArray(6, 0);

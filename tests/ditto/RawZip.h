@@ -34,6 +34,7 @@ public:
         qint64 localPackedSize = -1;
         qint64 localCrc = -1;
         int localMethod = -1;
+        int localFlags = -1;
         qint64 offset = -1;
         // Further fields.
         QByteArray extra{};      ///< in the directory

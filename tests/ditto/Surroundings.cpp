@@ -6,6 +6,7 @@
 #include <QProcess>
 
 #include <filesystem>
+#include <sys/resource.h>
 #include <sys/stat.h>
 
 namespace brindle {
@@ -15,6 +16,8 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr int maxRun = 120'000;
+/// Ends a program that is busy for no good reason, also by sanitizers' measure.
+constexpr rlim_t maxProcessorSeconds = 10;
 
 void put(const QString &path, const QByteArray &content)
 {
@@ -164,6 +167,10 @@ QStringList Surroundings::tree(const QString &folder)
 Surroundings::Run Surroundings::run(const QString &program, const QStringList &arguments) const
 {
     QProcess process;
+    process.setChildProcessModifier([] {
+        const rlimit limit{maxProcessorSeconds, maxProcessorSeconds};
+        setrlimit(RLIMIT_CPU, &limit);
+    });
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.insert(QStringLiteral("LC_ALL"), QStringLiteral("C.UTF-8")); // unzip's names
     environment.insert(QStringLiteral("HOME"), path("home"));

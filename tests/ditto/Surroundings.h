@@ -52,7 +52,8 @@ public:
     /// or target.
     static QStringList tree(const QString &folder);
 
-    /// Runs a program; its environment is this one's, with HOME in the surroundings.
+    /// Runs a program, for ten seconds of processor time at most; its environment is this one's,
+    /// with HOME in the surroundings.
     Run run(const QString &program, const QStringList &arguments) const;
 
 private:

@@ -52,7 +52,7 @@ RawZip::Entry program(const Surroundings &around)
 /// are that would have refused it for its size.
 RawZip::Entry endlessLink()
 {
-    RawZip::Entry link = Bombs::zeros("link", 700'000'000);
+    RawZip::Entry link = Bombs::zeros("link", 100'000'000);
     link.mode = RawZip::link777;
     return link;
 }
