@@ -249,7 +249,8 @@ bool agree(const Entry &inDirectory, const Entry &inHeader)
     const auto same = [isLater](uint64_t told, uint64_t here) {
         return here == told || (isLater && here == 0);
     };
-    return inHeader.fileName == inDirectory.fileName &&
+    const unsigned differentFlags = inHeader.generalPurposeFlags ^ inDirectory.generalPurposeFlags;
+    return inHeader.fileName == inDirectory.fileName && (differentFlags & encryptionFlags) == 0 &&
            inHeader.compressionMethod == inDirectory.compressionMethod &&
            same(inDirectory.crc32, inHeader.crc32) &&
            same(inDirectory.uncompressedSize, inHeader.uncompressedSize) &&

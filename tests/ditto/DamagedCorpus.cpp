@@ -145,6 +145,9 @@ QList<CorpusCase> lies()
             },
             "than the directory"),
         lying(
+            "encrypted by its local header", [](auto &e) { e.localFlags = 0x801; },
+            "than the directory"),
+        lying(
             "other local checksum", [](auto &e) { e.localCrc = 1; }, "than the directory"),
         lying(
             "other local method", [](auto &e) { e.localMethod = 0; }, "than the directory"),
