@@ -25,17 +25,6 @@ int with(int descriptor, Request request)
     return result == 0 ? 0 : errno;
 }
 
-int requestRoom(int descriptor, qint64 bytes)
-{
-#ifdef F_PREALLOCATE
-    fstore_t store{F_ALLOCATEALL, F_PEOFPOSMODE, 0, bytes, 0};
-    return ::fcntl(descriptor, F_PREALLOCATE, &store);
-#else
-    // Not posix_fallocate, which writes to each block where the file system can't.
-    return ::fallocate(descriptor, FALLOC_FL_KEEP_SIZE, 0, bytes);
-#endif
-}
-
 template <typename Request>
 int withOpen(const char *path, int flags, Request request)
 {
@@ -81,15 +70,6 @@ int syncEach(const fs::path &folder)
 }
 
 } // namespace
-
-int Disk::reserve(int descriptor, qint64 bytes)
-{
-    if (bytes <= 0) {
-        return 0;
-    }
-    const int error = with(descriptor, [bytes](int file) { return requestRoom(file, bytes); });
-    return error == ENOSPC || error == EDQUOT || error == EFBIG ? error : 0;
-}
 
 int Disk::syncTree(const QByteArray &folder)
 {

@@ -4,11 +4,6 @@
 
 namespace brindle::Disk {
 
-/// Keeps room for the first `bytes` of an open file, whose size stays as it is. Returns 0, also
-/// where the file system can't, or the errno that says that there is no room (ENOSPC, EDQUOT) or
-/// may be none (EFBIG). Blocks.
-int reserve(int descriptor, qint64 bytes);
-
 /// Waits until `folder`, with all that is in it now, is on its disk. May write more than that: what
 /// else waits to be written to the same file system. Links below are not followed. Blocks. Returns
 /// 0 or the errno of the first failure.

@@ -255,26 +255,6 @@ private Q_SLOTS:
         fixture_->files.restart();
     }
 
-    /// Nobody else can take the room that a download was promised.
-    void roomIsKeptBeforeTheFirstByte()
-    {
-        const SmallDisk disk(home(), 50'000'000);
-        const QString path = ReleaseHost::bodyPath(ReleaseHost::gamePath());
-        fixture_->host.replace(path, [](const HttpRequest &, HttpConnection &connection) {
-            connection.respond(200, {{"Content-Length", "40000000"}}, {});
-            connection.waitUntilClosed();
-        });
-        fixture_->model().startWork(true);
-        spinUntil([&] { return disk.used() >= 40'000'000; });
-        fixture_->model().cancel();
-        spinUntil([&] { return !fixture_->model().work(); });
-        fixture_->host.restore(path);
-        QCOMPARE(fixture_->files.leftovers(), QStringList());
-        // A cancelled transfer closes its file by itself, which nobody waits for.
-        spinUntil([&] { return disk.used() < 1'000'000; });
-        fixture_->files.restart();
-    }
-
     /// What a download that begins anew has brought before is no room lost.
     void beginsAnewWhereThereIsRoomForOne()
     {

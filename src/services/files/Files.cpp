@@ -259,10 +259,9 @@ void Files::writeAtomically(const QString &path, const QByteArray &content)
     const QString hidden = hiddenSibling(cleanPath(path), movingPrefix);
     try {
         OutputFile file;
-        file.open(hidden);
+        file.create(hidden);
         file.write({content.constData(), static_cast<size_t>(content.size())});
         file.sync();
-        file.finish();
         check(renameTo(hidden, path), path);
         check(syncPlace(hidden), path);
     } catch (const SystemError &failed) {

@@ -3,8 +3,6 @@
 #include "base/Error.h"
 #include "platform/Disk.h"
 
-#include <QFile>
-
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -14,89 +12,59 @@
 
 namespace brindle {
 
-namespace {
+// Opened and written by system calls: QFile does not return the errno, which tells a full disk.
 
-/// What a system call returns, which is made again when a signal interrupts it.
-template <typename Call>
-auto checked(const QString &path, Call call)
+void OutputFile::create(const QString &path)
 {
-    for (;;) {
-        const auto result = call();
-        if (result >= 0) {
-            return result;
-        }
-        if (errno != EINTR) {
-            throw SystemError::fromErrno(errno, path);
-        }
+    constexpr int flags = O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC;
+    const int descriptor = ::open(QFile::encodeName(path).constData(), flags, S_IRUSR | S_IWUSR);
+    if (descriptor < 0) {
+        throw SystemError::fromErrno(errno, path);
     }
-}
-
-} // namespace
-
-void OutputFile::open(const QString &path)
-{
     path_ = path;
-    const QByteArray name = QFile::encodeName(path);
-    constexpr int flags = O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC;
-    descriptor_ = checked(path, [&] { return ::open(name.constData(), flags, S_IRUSR | S_IWUSR); });
-}
-
-void OutputFile::reserve(qint64 bytes)
-{
-    if (const int error = Disk::reserve(descriptor_, bytes)) {
-        throw SystemError::fromErrno(error, path_);
-    }
+    file_ = std::make_shared<QFile>();
+    file_->open(descriptor, QIODevice::ReadWrite | QIODevice::Unbuffered,
+                QFileDevice::AutoCloseHandle);
 }
 
 void OutputFile::write(std::string_view bytes)
 {
     while (!bytes.empty()) {
-        const auto count =
-            checked(path_, [&] { return ::write(descriptor_, bytes.data(), bytes.size()); });
-        bytes.remove_prefix(static_cast<std::size_t>(count));
+        const ssize_t count = ::write(file_->handle(), bytes.data(), bytes.size());
+        check(count < 0 && errno != EINTR ? errno : 0);
+        bytes.remove_prefix(count < 0 ? 0 : static_cast<std::size_t>(count));
     }
+}
+
+void OutputFile::clear()
+{
+    const bool isEmpty =
+        ::ftruncate(file_->handle(), 0) == 0 && ::lseek(file_->handle(), 0, SEEK_SET) == 0;
+    check(isEmpty ? 0 : errno);
 }
 
 void OutputFile::sync()
 {
-    if (const int error = Disk::syncFile(descriptor_)) {
-        throw SystemError::fromErrno(error, path_);
-    }
+    check(Disk::syncFile(file_->handle()));
 }
 
-std::shared_ptr<QFile> OutputFile::reader() const
+std::shared_ptr<QFile> OutputFile::take()
 {
-    const QByteArray name = QFile::encodeName(path_);
-    constexpr int flags = O_RDONLY | O_NOFOLLOW | O_CLOEXEC;
-    const int descriptor = checked(path_, [&] { return ::open(name.constData(), flags); });
-    auto file = std::make_shared<QFile>(path_);
-    if (!file->open(descriptor, QIODevice::ReadOnly | QIODevice::Unbuffered,
-                    QFileDevice::AutoCloseHandle)) {
-        ::close(descriptor);
-        throw SystemError(QStringLiteral("%1: %2").arg(path_, file->errorString()));
-    }
     struct stat ours = {};
-    struct stat there = {};
-    checked(path_, [&] { return ::fstat(descriptor_, &ours); });
-    checked(path_, [&] { return ::fstat(descriptor, &there); });
-    if (ours.st_dev != there.st_dev || ours.st_ino != there.st_ino) {
-        throw SystemError::fromErrno(ESTALE, path_);
-    }
-    return file;
+    struct stat named = {};
+    const QByteArray name = QFile::encodeName(path_);
+    const bool isKnown =
+        ::fstat(file_->handle(), &ours) == 0 && ::lstat(name.constData(), &named) == 0;
+    check(isKnown ? 0 : errno);
+    check(ours.st_dev == named.st_dev && ours.st_ino == named.st_ino ? 0 : ESTALE);
+    check(::lseek(file_->handle(), 0, SEEK_SET) == 0 ? 0 : errno);
+    return std::exchange(file_, nullptr);
 }
 
-void OutputFile::finish()
+void OutputFile::check(int error) const
 {
-    // The descriptor is gone whatever close says, and an interrupted one has nothing left to write.
-    if (::close(std::exchange(descriptor_, -1)) < 0 && errno != EINTR) {
-        throw SystemError::fromErrno(errno, path_);
-    }
-}
-
-void OutputFile::abandon() noexcept
-{
-    if (descriptor_ >= 0) {
-        ::close(std::exchange(descriptor_, -1));
+    if (error != 0) {
+        throw SystemError::fromErrno(error, path_);
     }
 }
 

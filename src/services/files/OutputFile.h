@@ -8,34 +8,30 @@
 
 namespace brindle {
 
-/// A file being written, every step of it checked: what can't be stored is an error, never a file
-/// that is too short. Blocks: worker threads only. Everything throws SystemError naming the file.
+/// A new file that is written, then handed on for reading through the same descriptor. Blocks:
+/// worker threads only. All functions throw SystemError naming the file.
 class OutputFile
 {
 public:
-    OutputFile() = default;
-    OutputFile(const OutputFile &) = delete;
-    OutputFile &operator=(const OutputFile &) = delete;
-    ~OutputFile() { abandon(); }
-
-    /// Creates the file, for this user alone, or empties it. A link in its place is not followed.
-    void open(const QString &path);
-    /// Keeps room for that many bytes in all, where the file system can.
-    void reserve(qint64 bytes);
+    /// Creates the file, for this user alone. Fails if anything has that name.
+    void create(const QString &path);
+    bool isCreated() const { return file_ != nullptr; }
     /// Appends all of `bytes`.
     void write(std::string_view bytes);
-    /// Waits until the bytes are on the disk. Not for files that are thrown away.
+    /// Empties the file.
+    void clear();
+    /// Waits until the content is on the disk.
     void sync();
-    /// This very file for reading, from its start, whatever lies at its path by now.
-    std::shared_ptr<QFile> reader() const;
-    /// Closes.
-    void finish();
-    /// Closes without a check when open, for ways out that throw the file away. Never throws.
-    void abandon() noexcept;
+    /// Returns the open file, at its start. Fails if `path` names another file by now.
+    std::shared_ptr<QFile> take();
+    /// Closes the file without a check. Never throws.
+    void abandon() noexcept { file_.reset(); }
 
 private:
-    QString path_;
-    int descriptor_ = -1;
+    void check(int error) const;
+
+    QString path_; // a QFile that is opened by descriptor has no name
+    std::shared_ptr<QFile> file_;
 };
 
 } // namespace brindle

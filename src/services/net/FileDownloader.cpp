@@ -4,51 +4,42 @@
 #include "base/Worker.h"
 #include "files/Files.h"
 
-#include <QDir>
-#include <QFile>
 #include <QFileInfo>
 #include <QUuid>
 
-#include <cerrno>
 #include <cstdio>
 #include <utility>
 
 namespace brindle {
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
-/// A hidden name in the destination's folder, so that the file can take its place by a rename.
-QString temporaryFor(const QString &destination)
+bool rename(const QString &from, const QString &to)
 {
-    const auto id = QUuid::createUuid().toString(QUuid::WithoutBraces);
-    return QFileInfo(destination).dir().filePath(QStringLiteral(".%1.part").arg(id));
+    return std::rename(QFile::encodeName(from).constData(), QFile::encodeName(to).constData()) == 0;
 }
 
+/// Renames what lies at `path` to a hidden name, which is returned; empty if nothing lies there.
 /// Blocks.
-void replace(const QString &destination, const QString &file)
+QString setAside(const QString &path)
 {
-    const auto isRenamed = [from = QFile::encodeName(file), to = QFile::encodeName(destination)] {
-        return std::rename(from.constData(), to.constData()) == 0;
-    };
-    if (isRenamed()) {
-        return;
-    }
-    if (errno == EISDIR || errno == ENOTEMPTY || errno == EEXIST) {
-        Files::removeIfPossible(destination);
-        if (isRenamed()) {
-            return;
-        }
-    }
-    throw SystemError::fromErrno(errno, destination);
+    const QString hidden =
+        QFileInfo(path).path() + u"/."_s + QUuid::createUuid().toString(QUuid::WithoutBraces);
+    return rename(path, hidden) ? hidden : QString();
 }
 
-void checkStatus(const TransferResult &result)
+/// Removes what was set aside, or puts it back after a failure. Blocks.
+void settle(const QString &destination, const QString &earlier, bool failed)
 {
-    if (result.status != 200) {
-        throw SetupError(
-            QStringLiteral("The server answered with status %1 for %2.")
-                .arg(QString::number(result.status),
-                     result.host.isEmpty() ? QStringLiteral("the download") : result.host));
+    if (failed) {
+        QFile::remove(destination);
+    }
+    if (failed && !earlier.isEmpty()) {
+        rename(earlier, destination);
+    } else if (!earlier.isEmpty()) {
+        Files::removeIfPossible(earlier);
     }
 }
 
@@ -63,46 +54,34 @@ QCoro::Task<std::shared_ptr<QFile>> FileDownloader::download(QUrl url, QString d
                                                              std::stop_token stop,
                                                              TransferOptions options)
 {
-    std::stop_source task;
-    {
-        const std::lock_guard guard(lock_);
-        task_ = task;
-    }
-    const std::stop_callback onStop(stop, [&task] { task.request_stop(); });
-    const QString temporary = temporaryFor(destination);
-    auto fetching =
-        Transfer::toFile(url, temporary, onProgress_, task.get_token(), std::move(options));
-    // From here on nothing of this object is used: it may go.
+    const ProgressCallback onProgress = onProgress_;
+    const auto makeRoom = [destination] { return setAside(destination); };
+    const QString earlier = co_await runOnWorker(makeRoom);
     std::exception_ptr error;
     std::shared_ptr<QFile> file;
     try {
-        const TransferResult result = co_await fetching;
-        checkStatus(result);
+        const TransferResult result =
+            co_await Transfer::toFile(url, destination, onProgress, stop, options);
+        if (result.status != 200) {
+            throw SetupError(statusText(result.status, result.host));
+        }
         file = result.file;
-        const auto move = [destination, temporary] { replace(destination, temporary); };
-        co_await runOnWorker(move);
-    } catch (const SystemError &failed) {
-        // The user knows the destination, not the hidden name beside it.
-        error = std::make_exception_ptr(
-            failed.code != 0 ? SystemError::fromErrno(failed.code, destination) : failed);
     } catch (...) {
         error = std::current_exception();
     }
-    if (error) {
-        const auto clearUp = [temporary] { QFile::remove(temporary); };
-        co_await runOnWorker(clearUp);
+    const bool failed = error != nullptr;
+    const auto end = [destination, earlier, failed] { settle(destination, earlier, failed); };
+    co_await runOnWorker(end);
+    if (failed) {
         std::rethrow_exception(error);
     }
     co_return file;
 }
 
-void FileDownloader::cancelTask()
+QString FileDownloader::statusText(int status, const QString &host)
 {
-    const auto running = [this] {
-        const std::lock_guard guard(lock_);
-        return task_;
-    };
-    running().request_stop();
+    return u"The server answered with status %1 for %2."_s.arg(
+        QString::number(status), host.isEmpty() ? u"the download"_s : host);
 }
 
 } // namespace brindle

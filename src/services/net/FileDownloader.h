@@ -3,35 +3,30 @@
 #include "base/Callbacks.h"
 #include "net/Transfer.h"
 
-#include <mutex>
+#include <memory>
 #include <stop_token>
 
 namespace brindle {
 
-/// Fetches one file at a time to a place on disk. Reused for the next download; must not be called
-/// while one runs.
+/// Downloads files, one at a time.
 class FileDownloader
 {
 public:
-    /// Set by the owner before a download; called on the transfer's thread.
+    /// Sets the callback of the next download. It is called on the transfer's thread.
     void setOnProgress(ProgressCallback onProgress);
 
-    /// Returns when the file lies at `destination`, where it appears by one rename and replaces
-    /// what was there; what it returns reads that very file. Throws SetupError for an HTTP status
-    /// other than 200 and for a file over the limit, TransferError for network failures,
-    /// SystemError when the file can't be written or is announced larger than what the disk has
-    /// left, and CancellationError after `cancelTask` or a request of `stop`. On failure
-    /// `destination` is left as it was, save that something in its place may have gone when the
-    /// rename fails.
+    /// Downloads `url` to `destination` and replaces what lies there. Returns that very file, open
+    /// for reading. On failure `destination` is as it was. Throws SetupError for a status other
+    /// than 200 and for a file over the limit, TransferError for a failure of the network,
+    /// SystemError for a failure of this machine, and CancellationError if `stop` is requested
+    /// before the end. The object may be destroyed meanwhile.
     QCoro::Task<std::shared_ptr<QFile>>
     download(QUrl url, QString destination, std::stop_token stop, TransferOptions options = {});
 
-    /// Cancels the running transfer, if there is one; a completed one is not affected. Any thread.
-    void cancelTask();
+    /// Returns the sentence for an answer with a status other than 200. `host` may be empty. Pure.
+    static QString statusText(int status, const QString &host);
 
 private:
-    std::mutex lock_;                         // guards task_
-    std::stop_source task_{std::nostopstate}; // stops the running transfer; kept after completion
     ProgressCallback onProgress_;
 };
 

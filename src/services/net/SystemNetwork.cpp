@@ -3,56 +3,50 @@
 #include <QFileInfo>
 #include <QNetworkProxyFactory>
 
+#include <algorithm>
+
 namespace brindle {
 
-QList<SystemNetwork::Proxy> SystemNetwork::proxiesFor(const QUrl &url)
+using namespace Qt::StringLiterals;
+
+SystemNetwork::Proxy SystemNetwork::proxyFor(const QUrl &url)
 {
-    QList<Proxy> ways;
-    const auto proxies = QNetworkProxyFactory::systemProxyForQuery(QNetworkProxyQuery(url));
-    for (const QNetworkProxy &proxy : proxies) {
-        QString scheme;
-        switch (proxy.type()) {
-        case QNetworkProxy::NoProxy:
-            ways.append(Proxy());
-            continue;
-        case QNetworkProxy::HttpProxy:
-        case QNetworkProxy::HttpCachingProxy:
-            scheme = QStringLiteral("http");
-            break;
-        case QNetworkProxy::Socks5Proxy:
-            // With an "h" the proxy looks the name up, which is what it is there for.
-            scheme = proxy.capabilities().testFlag(QNetworkProxy::HostNameLookupCapability)
-                         ? QStringLiteral("socks5h")
-                         : QStringLiteral("socks5");
-            break;
-        default:
-            continue;
-        }
-        QUrl address;
-        address.setScheme(scheme);
-        address.setHost(proxy.hostName());
-        address.setPort(proxy.port());
-        ways.append({address.toEncoded(), proxy.user().toUtf8(), proxy.password().toUtf8()});
+    const auto proxy = QNetworkProxyFactory::systemProxyForQuery(QNetworkProxyQuery(url)).value(0);
+    QUrl address;
+    switch (proxy.type()) {
+    case QNetworkProxy::HttpProxy:
+    case QNetworkProxy::HttpCachingProxy:
+        address.setScheme(u"http"_s);
+        break;
+    case QNetworkProxy::Socks5Proxy:
+        // With "h" the proxy looks up the host name.
+        address.setScheme(proxy.capabilities().testFlag(QNetworkProxy::HostNameLookupCapability)
+                              ? u"socks5h"_s
+                              : u"socks5"_s);
+        break;
+    default:
+        return {};
     }
-    return ways.isEmpty() ? QList{Proxy()} : ways;
+    address.setHost(proxy.hostName());
+    address.setPort(proxy.port());
+    return {address.toEncoded(), proxy.user().toUtf8(), proxy.password().toUtf8()};
 }
 
 QStringList SystemNetwork::certificateFiles()
 {
-    return {QStringLiteral("/etc/ssl/certs/ca-certificates.crt"), // Debian, Arch Linux
-            QStringLiteral("/etc/pki/tls/certs/ca-bundle.crt"),   // Fedora
-            QStringLiteral("/etc/ssl/ca-bundle.pem"),             // openSUSE
-            QStringLiteral("/etc/ssl/cert.pem")};                 // Alpine Linux, macOS
+    return {u"/etc/ssl/certs/ca-certificates.crt"_s, // Debian, Arch Linux
+            u"/etc/pki/tls/certs/ca-bundle.crt"_s,   // Fedora
+            u"/etc/ssl/ca-bundle.pem"_s,             // openSUSE
+            u"/etc/ssl/cert.pem"_s};                 // Alpine Linux, macOS
 }
 
 QString SystemNetwork::certificateFile(const QString &builtIn, const QStringList &others)
 {
-    for (const QString &place : QStringList{builtIn} + others) {
-        if (!place.isEmpty() && QFileInfo(place).isReadable()) {
-            return place;
-        }
-    }
-    return {};
+    const QStringList files = QStringList{builtIn} + others;
+    const auto found = std::find_if(files.begin(), files.end(), [](const QString &file) {
+        return QFileInfo(file).isReadable();
+    });
+    return found == files.end() ? QString() : *found;
 }
 
 } // namespace brindle

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <QByteArray>
-#include <QList>
 #include <QString>
 #include <QStringList>
 #include <QUrl>
@@ -9,25 +8,25 @@
 /// What this system's settings say about the network.
 namespace brindle::SystemNetwork {
 
-/// One way that the settings allow to a server, as libcurl takes it.
+/// A proxy in libcurl's terms.
 struct Proxy
 {
-    QByteArray address; ///< "scheme://host:port", empty for the way without one
+    QByteArray address; ///< "scheme://host:port"; empty for a direct connection
     QByteArray user;
     QByteArray password;
 };
 
-/// The ways to `url` in the order in which to try them, by
-/// QNetworkProxyFactory::systemProxyForQuery; at least one. May block for long where the settings
-/// name a script: worker threads only.
-QList<Proxy> proxiesFor(const QUrl &url);
+/// Returns the first proxy that the system's settings name for `url`; a direct connection if that
+/// proxy is of a kind that libcurl can't use. May block for long where the settings name a script:
+/// worker threads only.
+Proxy proxyFor(const QUrl &url);
 
-/// The places where today's systems keep the certificates that they trust.
+/// The files in which today's systems keep the certificates that they trust.
 QStringList certificateFiles();
 
-/// `builtIn`, where libcurl looks by itself, when it is there, else the first of `others` that is;
-/// empty when none is. A libcurl that came from elsewhere looks where its own system has them,
-/// which may not be here. Any thread; looks at the disk.
+/// Returns `builtIn`, libcurl's own choice, if that file is readable, else the first of `others`
+/// that is; empty if none is. A libcurl built for another system may choose a file that does not
+/// exist here. Reads the file system; any thread.
 QString certificateFile(const QString &builtIn, const QStringList &others = certificateFiles());
 
 } // namespace brindle::SystemNetwork

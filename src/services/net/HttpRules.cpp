@@ -1,0 +1,64 @@
+#include "net/HttpRules.h"
+
+#include "base/Error.h"
+
+#include <QHostAddress>
+#include <QRegularExpression>
+
+#include <curl/curl.h>
+
+namespace brindle {
+
+using namespace Qt::StringLiterals;
+
+bool HttpRules::isInsecure(const QUrl &url)
+{
+    // QUrl writes schemes and host names in lower case.
+    return url.scheme() == u"http" && url.host() != u"localhost" &&
+           !QHostAddress(url.host()).isLoopback();
+}
+
+QUrl HttpRules::redirectTarget(const QUrl &from, const QByteArray &location)
+{
+    QUrl to = from.resolved(QUrl::fromEncoded(location));
+    const bool isSecure = to.scheme() == u"https";
+    if (!to.isValid() || !(isSecure || to.scheme() == u"http")) {
+        throw TransferError(u"The server redirected to an address that can't be used."_s);
+    }
+    if (isInsecure(to) || (!isSecure && from.scheme() == u"https")) {
+        throw TransferError(u"The server redirected to an insecure address (plain http), which was "
+                            "not followed."_s);
+    }
+    return to;
+}
+
+QByteArray HttpRules::validator(const Headers &headers)
+{
+    if (headers.acceptRanges.trimmed().toLower() != "bytes") {
+        return {};
+    }
+    const QByteArray tag = headers.entityTag.trimmed();
+    if (!tag.isEmpty()) {
+        const bool isStrong = tag.size() >= 2 && tag.startsWith('"') && tag.endsWith('"');
+        return isStrong ? tag : QByteArray();
+    }
+    const time_t changed = curl_getdate(headers.lastModified.constData(), nullptr);
+    const time_t sent = curl_getdate(headers.date.constData(), nullptr);
+    // The file may change again within the second of its last change.
+    return changed != -1 && changed < sent ? headers.lastModified.trimmed() : QByteArray();
+}
+
+std::optional<qint64> HttpRules::lengthIfContinued(const QByteArray &contentRange, qint64 offset)
+{
+    static const QRegularExpression form(
+        QRegularExpression::anchoredPattern(u"bytes (\\d+)-(\\d+)/(\\d+)"_s),
+        QRegularExpression::CaseInsensitiveOption);
+    const auto match = form.match(QString::fromLatin1(contentRange.trimmed()));
+    bool isNumber = false;
+    const qint64 length = match.captured(3).toLongLong(&isNumber);
+    const bool isRest = match.captured(1) == QString::number(offset) &&
+                        match.captured(2) == QString::number(length - 1);
+    return isNumber && isRest ? std::optional(length) : std::nullopt;
+}
+
+} // namespace brindle

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <QByteArray>
+#include <QUrl>
+
+#include <optional>
+
+/// Where a request may lead, and which answers continue a body. Pure; any thread.
+namespace brindle::HttpRules {
+
+/// Whether `url` asks for an unencrypted transfer with another machine. This machine means
+/// 127.0.0.0/8, ::1 and "localhost", which libcurl never looks up (RFC 6761, section 6.3).
+bool isInsecure(const QUrl &url);
+
+/// Returns the address that `location` names in an answer of `from`. Throws TransferError for
+/// schemes other than http and https, from https to http, and for an insecure address.
+QUrl redirectTarget(const QUrl &from, const QByteArray &location);
+
+/// The headers of an answer that matter for continuing it; empty where the answer had none.
+struct Headers
+{
+    QByteArray acceptRanges;
+    QByteArray entityTag;
+    QByteArray lastModified;
+    QByteArray date;
+};
+
+/// Returns the value for If-Range: the entity tag, or else the time of the last change (RFC 9110,
+/// sections 8.8.2.2 and 13.1.5). Empty if the server serves no ranges, or if neither header can
+/// tell two versions apart.
+QByteArray validator(const Headers &headers);
+
+/// Returns the whole length if `contentRange` says that all bytes from `offset` on follow.
+std::optional<qint64> lengthIfContinued(const QByteArray &contentRange, qint64 offset);
+
+} // namespace brindle::HttpRules

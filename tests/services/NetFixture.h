@@ -1,0 +1,109 @@
+#pragma once
+
+#include "http/HttpServer.h"
+#include "net/Transfer.h"
+
+#include "Outcome.h"
+#include "TestCertificate.h"
+
+#include <QNetworkProxy>
+#include <QObject>
+#include <QSslConfiguration>
+#include <QTemporaryDir>
+
+#include <atomic>
+#include <chrono>
+#include <functional>
+#include <mutex>
+#include <semaphore>
+#include <vector>
+
+namespace brindle {
+
+/// Stand-ins for the system. Without a test's wish they pass everything on.
+namespace StandIns {
+
+/// A host whose look-up never ends.
+inline constexpr const char *silentName = "silent.invalid";
+/// A host that does not exist.
+inline constexpr const char *unknownName = "unknown.invalid";
+/// Released at each look-up of the silent host.
+extern std::counting_semaphore<> lookUps;
+
+/// The answer of the system's proxy settings. Called on the transfer's thread.
+extern std::function<QList<QNetworkProxy>(const QUrl &)> proxies;
+
+/// Called before each write to a file whose name ends with ".slow", on the writing thread. Returns
+/// the errno with which the write fails, or 0.
+extern std::function<int()> beforeWrite;
+
+/// Stops std::chrono::steady_clock while it exists; `move` sets it that long after the stop. Qt's
+/// test watchdog follows that clock as well: move it by seconds only.
+struct StoppedClock
+{
+    StoppedClock();
+    ~StoppedClock();
+    void move(std::chrono::nanoseconds time) const;
+    std::chrono::nanoseconds time() const;
+};
+
+} // namespace StandIns
+
+/// What the tests of transfers share: a folder, a certificate and short names.
+class NetFixture : public QObject
+{
+public:
+    using Milliseconds = std::chrono::milliseconds;
+
+    NetFixture();
+    ~NetFixture() override;
+
+protected:
+    /// A path in the tests' folder.
+    QString path(const QString &name) const { return folder_.filePath(name); }
+    /// A path in the tests' folder that no test has used.
+    QString newPath() { return path(QString::number(++paths_)); }
+
+    static Outcome<TransferResult> fetch(const QUrl &url, const TransferOptions &options = {},
+                                         qint64 limit = 10'000'000)
+    {
+        return outcomeOf(Transfer::toMemory(url, limit, {}, options));
+    }
+    static Outcome<TransferResult> store(const QUrl &url, const QString &file,
+                                         const TransferOptions &options = {},
+                                         const ProgressCallback &onProgress = {})
+    {
+        return outcomeOf(Transfer::toFile(url, file, onProgress, {}, options));
+    }
+
+    /// Serves events until `semaphore` is released.
+    static void acquire(std::counting_semaphore<> &semaphore)
+    {
+        spinUntil([&] { return semaphore.try_acquire(); });
+    }
+
+    /// Options with which no wait between attempts takes time; `waits` lists them.
+    TransferOptions withoutWaits();
+    std::vector<Milliseconds> waits() const;
+
+    /// Bytes in which every place is different enough to show a mix-up.
+    static QByteArray pattern(qsizetype size);
+    static QByteArray contentOf(const QString &file);
+    /// A port that nothing listens on.
+    static quint16 closedPort();
+    /// A handler that sends these bytes.
+    static HttpServer::Handler sending(const QByteArray &bytes);
+    /// A handler that answers with status 200 and keeps the connection.
+    static HttpServer::Handler answering(const QByteArray &body);
+
+    QTemporaryDir folder_;
+    QSslConfiguration tls_;    // of servers with the tests' certificate
+    TransferOptions trusting_; // of clients that trust it
+
+private:
+    int paths_ = 0;
+    mutable std::mutex lock_; // guards waits_
+    std::vector<Milliseconds> waits_;
+};
+
+} // namespace brindle
