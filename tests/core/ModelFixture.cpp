@@ -42,6 +42,14 @@ ModelFixture::~ModelFixture() = default;
 AppModel &ModelFixture::model()
 {
     if (!model_) {
+        await(modelAtStart().refreshState());
+    }
+    return *model_;
+}
+
+AppModel &ModelFixture::modelAtStart()
+{
+    if (!model_) {
         Dependencies parts;
         parts.storageRoot = root();
         parts.temporaryFolder = temporaryFolder();
@@ -51,7 +59,6 @@ AppModel &ModelFixture::model()
         parts.desktop = desktop;
         parts.clock = clock;
         model_ = std::make_unique<AppModel>(std::move(parts));
-        await(model_->refreshState());
     }
     return *model_;
 }

@@ -25,8 +25,10 @@ public:
                           QUrl codeHost = QUrl(QStringLiteral("http://127.0.0.1:1")));
     ~ModelFixture();
 
-    /// Made on first use.
+    /// Made on first use; has looked for the game by then.
     AppModel &model();
+    /// The same, right after its constructor.
+    AppModel &modelAtStart();
     /// Ends the model, as quitting does; the next `model()` is a new start.
     void restart();
 

@@ -20,8 +20,16 @@ public:
         if (onAlert) {
             onAlert();
         }
+        if (waits) {
+            const OneShot<int> pressed;
+            open << pressed;
+            const int button = co_await pressed;
+            co_return button;
+        }
         co_return answer;
     }
+    /// Answers the oldest open alert.
+    void press(int button) { open.takeFirst().resume(button); }
     void reveal(const QString &path) override { revealed << path; }
     void copyText(const QString &text) override { copied << text; }
     void openPage(const QUrl &page) override { opened << page; }
@@ -46,6 +54,8 @@ public:
     bool permitsStarts = true;     ///< or else it does not answer
     int answer = 0;                ///< index of the button that is pressed
     std::function<void()> onAlert; ///< called while the alert is shown
+    bool waits = false;            ///< alerts stay open until `press`
+    QList<OneShot<int>> open;
 };
 
 } // namespace brindle

@@ -4,8 +4,10 @@
 #include "ModelFixture.h"
 #include "base/Clock.h"
 #include "base/Error.h"
+#include "files/Files.h"
 #include "support/Await.h"
 #include "support/ManualClock.h"
+#include "support/WorkerHold.h"
 
 #include <QSemaphore>
 #include <QSignalSpy>
@@ -30,6 +32,8 @@ bool isCancellation(auto error)
 }
 
 } // namespace
+
+Q_DECLARE_METATYPE(brindle::AppState)
 
 class TestAppModel : public QObject
 {
@@ -235,6 +239,59 @@ private Q_SLOTS:
         QCOMPARE(fixture.model().state(), AppState::notDownloaded());
     }
 
+    void theFirstLookWaitsForNoWorker_data()
+    {
+        QTest::addColumn<QString>("missing");
+        QTest::addColumn<AppState>("first");
+        QTest::addColumn<AppState>("then");
+        const auto none = AppState::notDownloaded();
+        QTest::newRow("complete") << QString() << AppState::ready() << AppState::ready();
+        QTest::newRow("no game") << u"Game"_s << none << none;
+        QTest::newRow("no engine") << u"Engine"_s << none << none;
+        QTest::newRow("no description") << u"info.json"_s << none << AppState::ready();
+        QTest::newRow("no project") << u"Game/godot-brindle-main/project.godot"_s
+                                    << AppState::ready() << none;
+    }
+
+    void theFirstLookWaitsForNoWorker()
+    {
+        QFETCH(const QString, missing);
+        QFETCH(const AppState, first);
+        QFETCH(const AppState, then);
+        ModelFixture fixture(realClock());
+        fixture.installByHand(ModelFixture::engineScript());
+        if (!missing.isEmpty()) {
+            Files::remove(fixture.root(missing));
+        }
+        WorkerHold workers;
+        QCOMPARE(fixture.modelAtStart().state(), first);
+        QSignalSpy changes(&fixture.modelAtStart(), &AppModel::stateChanged);
+        workers.open();
+        WorkerHold().open();
+        QCoreApplication::processEvents();
+        QCOMPARE(fixture.modelAtStart().state(), then);
+        QCOMPARE(changes.size(), first == then ? 0 : 1);
+    }
+
+    void aLookThatATaskOvertakesChangesNothing()
+    {
+        ModelFixture fixture(realClock());
+        fixture.installByHand(ModelFixture::engineScript());
+        WorkerHold workers;
+        AppModel &model = fixture.modelAtStart();
+        model.updateGame();
+        const AppState shown = model.state();
+        QVERIFY(model.canCancel());
+        workers.letPass(); // the look at the start
+        for (int i = 0; i < 10; ++i) {
+            QCoreApplication::processEvents();
+        }
+        QCOMPARE(model.state(), shown);
+        model.cancel();
+        workers.open();
+        fixture.waitUntilIdle();
+    }
+
     void refreshingClearsTheStatusLines()
     {
         ModelFixture fixture(realClock());
@@ -356,6 +413,9 @@ private Q_SLOTS:
     {
         ModelFixture fixture(realClock());
         AppModel &model = fixture.model();
+        model.updateProgress(1, 1, 0);
+        QCOMPARE(model.progress(), std::optional(1.0));
+        QCOMPARE(model.detail(), u"1 byte of 1 byte · Zero KB/s"_s);
         model.updateProgress(25'000'000, 100'000'000, 1'250'000.9);
         QCOMPARE(model.progress(), std::optional(0.25));
         QCOMPARE(model.detail(), QStringLiteral("25 MB of 100 MB · 1.3 MB/s"));

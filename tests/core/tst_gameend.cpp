@@ -9,10 +9,7 @@
 #include <functional>
 
 using namespace brindle;
-
-namespace {
-
-} // namespace
+using namespace Qt::StringLiterals;
 
 class TestGameEnd : public QObject
 {
@@ -68,6 +65,31 @@ private Q_SLOTS:
                  message + QStringLiteral(" The last lines of the log below may show why."));
         QCOMPARE(model.failure()->lines, before);
         QCOMPARE(model.log.lines(), before);
+    }
+
+    void theLastLinesAreAwaitedForAFifthOfASecond()
+    {
+        PipelineFixture fixture;
+        fixture.files.installByHand("#!/bin/sh\necho engine is playing\nexit 3\n");
+        AppModel &model = fixture.model();
+        fixture.playUntilOpen();
+        spinUntil([&] { return !model.runner.current(); });
+        const auto serve = [] {
+            for (int i = 0; i < 10; ++i) {
+                QCoreApplication::processEvents();
+            }
+        };
+        serve();
+        fixture.clock->advance(Clock::Duration(0.19));
+        serve();
+        QCOMPARE(model.state(), AppState::starting());
+        // The game has ended by itself; Stop comes too late to change that.
+        model.stop();
+        QVERIFY(model.runner.userStopped());
+        fixture.clock->advance(Clock::Duration(0.02));
+        fixture.files.waitUntilIdle();
+        QCOMPARE(model.state().phase, AppState::Phase::needs);
+        QVERIFY(model.failure());
     }
 
     void aReportShowsTheLastThirtyLines()

@@ -1,6 +1,7 @@
 // The actions besides Play and Cancel.
 
 #include "PipelineFixture.h"
+#include "base/Text.h"
 #include "files/Files.h"
 #include "support/Await.h"
 #include "support/WorkerHold.h"
@@ -10,6 +11,9 @@
 #include <stdexcept>
 
 using namespace brindle;
+using namespace Qt::StringLiterals;
+
+Q_DECLARE_METATYPE(brindle::AppState)
 
 namespace {
 
@@ -38,42 +42,41 @@ class TestMaintenance : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void updateFetchesTheGameAgain_data()
+    void theGameIsFetchedAgain_data()
     {
-        QTest::addColumn<bool>("afterFailure");
-        QTest::newRow("ready") << false;
-        QTest::newRow("needs something") << true;
+        QTest::addColumn<bool>("engineToo");
+        QTest::addColumn<AppState>("before");
+        const auto needs = AppState::needs(u"x"_s);
+        QTest::newRow("update, ready") << false << AppState::ready();
+        QTest::newRow("update, needs something") << false << needs;
+        QTest::newRow("reinstall, ready") << true << AppState::ready();
+        QTest::newRow("reinstall, needs something") << true << needs;
     }
 
-    void updateFetchesTheGameAgain()
+    void theGameIsFetchedAgain()
     {
-        QFETCH(bool, afterFailure);
+        QFETCH(const bool, engineToo);
+        QFETCH(const AppState, before);
         Complete setup;
-        if (afterFailure) {
-            setup.model().set(&Status::state, AppState::needs(QStringLiteral("x")));
+        AppModel &model = setup.model();
+        model.set(&Status::state, before);
+        model.set(&Status::failure, FailureReport{u"x"_s, {}});
+        if (engineToo) {
+            model.reinstall();
+        } else {
+            model.updateGame();
         }
-        setup.model().updateGame();
-        QVERIFY(setup.model().work());
+        QVERIFY(model.work());
+        QVERIFY(!model.failure());
+        QCOMPARE(model.state(), AppState::downloading(u"Step 1 of 3 · Downloading the game"_s));
         setup.fixture.files.waitUntilIdle();
-        QCOMPARE(setup.model().state(), AppState::ready());
-        QCOMPARE(setup.model().info().name, QStringLiteral("Piped"));
+        QCOMPARE(model.state(), AppState::ready());
+        QCOMPARE(model.info().name, u"Piped"_s);
         QVERIFY(!setup.exists("Game/old.txt"));
         QVERIFY(setup.exists("imported-4.3-stable.txt"));
-        QVERIFY(setup.fixture.logHas(QStringLiteral("• Importing the project (first run)")));
-        QVERIFY2(setup.fixture.host.requests().filter(QStringLiteral("builds")).isEmpty(),
-                 "the engine is still there");
-        QVERIFY(!setup.fixture.logHas(QStringLiteral("engine is playing")));
-        QVERIFY(setup.desktop.alerts.isEmpty());
-    }
-
-    void reinstallFetchesTheEngineToo()
-    {
-        Complete setup;
-        setup.model().reinstall();
-        setup.fixture.files.waitUntilIdle();
-        QCOMPARE(setup.model().state(), AppState::ready());
-        QVERIFY(!setup.exists("Game/old.txt"));
-        QCOMPARE(setup.fixture.host.requests().filter(QStringLiteral("builds")).size(), 2);
+        QVERIFY(setup.fixture.logHas(u"• Importing the project (first run)"_s));
+        QCOMPARE(setup.fixture.host.requests().filter(u"builds"_s).size(), engineToo ? 2 : 0);
+        QVERIFY(!setup.fixture.logHas(u"engine is playing"_s));
         QVERIFY(setup.desktop.alerts.isEmpty());
     }
 
@@ -205,7 +208,10 @@ private Q_SLOTS:
         Complete setup;
         ModelFixture::write(
             setup.fixture.files.root(QStringLiteral("imported-4.2-stable-mono.txt")), "ok");
-        ModelFixture::write(setup.fixture.files.root(QStringLiteral("other.txt")), "x");
+        const QStringList others{u"other.txt"_s, u"imported"_s, u"not-imported-4.3.txt"_s};
+        for (const QString &name : others) {
+            ModelFixture::write(setup.fixture.files.root(name), "x");
+        }
         setup.fixture.stall(ReleaseHost::gamePath());
         setup.model().updateGame();
         spinUntil([&] { return setup.fixture.stalled.load(); });
@@ -213,7 +219,9 @@ private Q_SLOTS:
         QVERIFY(!setup.exists("imported-4.2-stable-mono.txt"));
         QVERIFY(setup.exists("info.json"));
         QVERIFY(setup.exists("Engine"));
-        QVERIFY(setup.exists("other.txt"));
+        for (const QString &name : others) {
+            QVERIFY2(QFileInfo::exists(setup.fixture.files.root(name)), qPrintable(name));
+        }
         setup.model().cancel();
         setup.fixture.files.waitUntilIdle();
     }
@@ -221,31 +229,56 @@ private Q_SLOTS:
     void removingEverythingAsksFirst()
     {
         Complete setup;
+        AppModel &model = setup.model();
         setup.desktop.answer = 1;
-        setup.model().log.append(QStringLiteral("kept"));
-        const FailureReport report{QStringLiteral("kept"), {QStringLiteral("as well")}};
-        setup.model().set(&Status::failure, report);
-        const QByteArray description =
-            ModelFixture::read(setup.fixture.files.root(QStringLiteral("info.json")));
-        const QStringList files = Files::names(setup.fixture.files.root());
-        setup.model().removeEverything();
+        model.log.append(u"kept"_s);
+        model.setResolution(ResolutionChoice::r900);
+        model.set(&Status::failure, FailureReport{u"kept"_s, {u"as well"_s}});
+        model.set(&Status::stepText, u"kept"_s);
+        model.updateProgress(1, 2, 3);
+        const Status before = model.status();
+        const QString root = setup.fixture.files.root();
+        const QByteArray description = ModelFixture::read(root + u"/info.json"_s);
+        const QStringList files = Files::names(root);
+        const QString size = Text::byteCount(Paths::folderSize(root));
+        QVERIFY(size != Text::byteCount(Paths::folderSize(root + u"/Game"_s)));
+        model.removeEverything();
         setup.fixture.files.waitUntilIdle();
-        QCOMPARE(setup.desktop.alerts.size(), 1);
-        const Alert alert = setup.desktop.alerts.first();
-        QCOMPARE(alert.message, QStringLiteral("Remove the game and the engine?"));
-        const QRegularExpression text(
-            QStringLiteral("^This frees [0-9.]+ [KM]B\\. Your saved games \\(in Godot's own "
-                           "folder\\) are kept\\.$"));
-        QVERIFY2(text.match(alert.informativeText).hasMatch(), qPrintable(alert.informativeText));
-        QCOMPARE(alert.buttons, (QStringList{QStringLiteral("Remove"), QStringLiteral("Cancel")}));
+        QCOMPARE(setup.desktop.alerts,
+                 QList<Alert>{(Alert{u"Remove the game and the engine?"_s,
+                                     u"This frees "_s + size +
+                                         u". Your saved games (in Godot's own folder) are kept."_s,
+                                     {u"Remove"_s, u"Cancel"_s},
+                                     true})});
+        QVERIFY(model.status() == before);
+        QCOMPARE(model.resolution(), ResolutionChoice::r900);
+        QCOMPARE(model.log.lines(), QStringList{u"kept"_s});
         QVERIFY(setup.exists("Game/old.txt"));
-        QCOMPARE(Files::names(setup.fixture.files.root()), files);
-        QCOMPARE(ModelFixture::read(setup.fixture.files.root(QStringLiteral("info.json"))),
-                 description);
-        QCOMPARE(setup.model().failure(), std::optional(report));
-        QCOMPARE(setup.model().state(), AppState::ready());
-        QCOMPARE(setup.model().info().name, QStringLiteral("By hand"));
-        QCOMPARE(setup.model().log.lines(), QStringList{QStringLiteral("kept")});
+        QCOMPARE(Files::names(root), files);
+        QCOMPARE(ModelFixture::read(root + u"/info.json"_s), description);
+    }
+
+    void aRemovalShowsThatItIsAtWork()
+    {
+        Complete setup;
+        AppModel &model = setup.model();
+        setup.desktop.waits = true;
+        WorkerHold workers;
+        QSignalSpy changes(&model, &AppModel::removingChanged);
+        model.removeEverything();
+        QVERIFY(model.removing());
+        QCoreApplication::processEvents();
+        workers.letPass(); // it has been measured
+        spinUntil([&] { return !setup.desktop.open.isEmpty(); });
+        QVERIFY(!model.removing());
+        setup.desktop.press(0);
+        spinUntil([&] { return model.removing(); });
+        QVERIFY(model.property("removing").toBool());
+        workers.open();
+        setup.fixture.files.waitUntilIdle();
+        QVERIFY(!model.removing());
+        QCOMPARE(changes.size(), 4);
+        QVERIFY(!QFileInfo::exists(setup.fixture.files.root()));
     }
 
     void removingEverythingResets()
@@ -411,6 +444,39 @@ private Q_SLOTS:
         QCOMPARE(setup.desktop.alerts, (QList<Alert>{expected, expected, expected}));
         setup.fixture.files.waitUntilIdle();
         QCOMPARE(setup.model().log.lines().last(), QStringLiteral("• Game stopped"));
+    }
+
+    void theQuestionWhetherToQuitIsAwaited_data()
+    {
+        QTest::addColumn<int>("pressed");
+        QTest::addColumn<bool>("quits");
+        QTest::newRow("Quit") << 0 << true;
+        QTest::newRow("Keep open") << 1 << false;
+        QTest::newRow("the application ends") << -1 << false;
+    }
+
+    void theQuestionWhetherToQuitIsAwaited()
+    {
+        QFETCH(const int, pressed);
+        QFETCH(const bool, quits);
+        Complete setup;
+        setup.fixture.stall(ReleaseHost::gamePath());
+        setup.model().updateGame();
+        setup.desktop.waits = true;
+        // A notice that is open neither holds up its action nor the question.
+        QDir(setup.fixture.files.saves()).removeRecursively();
+        setup.model().showSaves();
+        QCOMPARE(setup.desktop.open.size(), 1);
+        QTimer::singleShot(0, this, [&] {
+            if (pressed < 0) {
+                QCoreApplication::exit();
+            } else {
+                setup.desktop.open.takeLast().resume(pressed);
+            }
+        });
+        QCOMPARE(setup.model().confirmQuit(), quits);
+        setup.model().cancel();
+        setup.fixture.files.waitUntilIdle();
     }
 
     void quittingWhileARemovalMeasures()

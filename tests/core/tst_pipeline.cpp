@@ -9,6 +9,7 @@
 #include <QtTest>
 
 using namespace brindle;
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -50,7 +51,12 @@ private Q_SLOTS:
             }
         });
         QList<AppState> states;
-        connect(&model, &AppModel::stateChanged, this, [&] { states << model.state(); });
+        connect(&model, &AppModel::stateChanged, this, [&] {
+            states << model.state();
+            if (model.state().phase != AppState::Phase::downloading) {
+                QVERIFY(!model.progress());
+            }
+        });
         fixture.playUntilOpen();
         // One for the code host, and one for each of the two that it leads to; for as long as there
         // is something to fetch.
@@ -177,6 +183,75 @@ private Q_SLOTS:
         fixture.files.waitUntilIdle();
         QCOMPARE(fixture.model().state(), AppState::ready());
         QCOMPARE(Files::names(fixture.files.root()), complete);
+    }
+
+    void aDescriptionThatCantBeSavedIsIgnored()
+    {
+        PipelineFixture fixture;
+        // No file can be put in this folder's place.
+        const QString info = fixture.files.root(u"info.json"_s);
+        ModelFixture::write(info + u"/in the way"_s, "x");
+        fixture.model().startWork(false);
+        fixture.files.waitUntilIdle();
+        QCOMPARE(fixture.model().state(), AppState::ready());
+        QVERIFY(!QFileInfo(info).isFile());
+        const auto asked = fixture.host.requests().size();
+        fixture.playUntilOpen();
+        QVERIFY(!fixture.logHas(u"engine is importing"_s));
+        QVERIFY(fixture.model().log.lines().first().startsWith(u"• Starting: "_s));
+        QCOMPARE(fixture.host.requests().size(), asked);
+        fixture.finish(11, 0);
+        QCOMPARE(fixture.model().state(), AppState::ready());
+    }
+
+    void anImportMarkerThatCantBeSavedIsIgnored()
+    {
+        PipelineFixture fixture;
+        fixture.offerEngine("#!/bin/sh\nmkdir -p \"$4/../../imported-4.3-stable.txt/in the way\"\n");
+        fixture.model().startWork(false);
+        fixture.files.waitUntilIdle();
+        QCOMPARE(fixture.model().state(), AppState::ready());
+        QVERIFY(QFileInfo(fixture.files.root(u"imported-4.3-stable.txt"_s)).isDir());
+    }
+
+    void anAddonsRunDoesNotImportAgain()
+    {
+        PipelineFixture fixture;
+        fixture.files.installByHand(ModelFixture::engineScript());
+        ModelFixture::write(fixture.files.root(u"unfinished"_s), "x");
+        fixture.model().startWork(false);
+        fixture.files.waitUntilIdle();
+        QCOMPARE(fixture.model().state(), AppState::ready());
+        QVERIFY(!fixture.logHas(u"engine is importing"_s));
+        QVERIFY(!QFileInfo::exists(fixture.files.root(u"unfinished"_s)));
+    }
+
+    void aFirstDownloadThatFailsLeavesNothing()
+    {
+        PipelineFixture fixture;
+        fixture.host.replace(ReleaseHost::gamePath(),
+                             [](const HttpRequest &, HttpConnection &connection) {
+                                 connection.respond(404, {}, {});
+                             });
+        fixture.playToTheEnd();
+        QCOMPARE(fixture.model().state().phase, AppState::Phase::needs);
+        QVERIFY(!QFileInfo::exists(fixture.files.root()));
+        fixture.model().revealInFinder();
+        QCOMPARE(fixture.files.desktop->alerts.first().message, u"Nothing downloaded yet"_s);
+    }
+
+    void aGameThatGoesDuringTheSetup()
+    {
+        PipelineFixture fixture;
+        AppModel &model = fixture.model();
+        connect(&model.log, &LogStore::linesChanged, this, [&] {
+            if (model.log.lines().last().startsWith(u"• Game ready: "_s)) {
+                QDir(fixture.files.root(u"Game"_s)).removeRecursively();
+            }
+        });
+        fixture.playToTheEnd();
+        QCOMPARE(model.state(), AppState::needs(u"The game folder could not be found."_s));
+        QCOMPARE(model.log.lines().last(), u"• Problem: The game folder could not be found."_s);
     }
 
     void aNewGameIsImportedWhateverWasImportedBefore()
