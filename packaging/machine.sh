@@ -5,8 +5,8 @@
 # shellcheck disable=SC2154 # of debian-root.sh
 
 # What the machine runs beside the package.
-machine_programs=(confined ditto_unchecked ditto_unsandboxed sample-engine tst_sandbox tst_sandboxalone
-    tst_shippedprogram)
+machine_programs=(confined ditto_unchecked ditto_unsandboxed sample-engine tests_ditto tests_e2e
+    tests_sandbox)
 
 # machine_tests <release>: prints the file in which they lie, with their folders' names, as they look for
 # each other where they were built.
@@ -42,7 +42,7 @@ machine_fill() {
     dpkg --root="$root" --force-architecture --force-depends --unpack "$3" >>"$root.log" 2>&1
     mkdir -p "$own"
     tar -C "$own" -xf "$(machine_tests "$2")"
-    find "$own" -name tst_sandbox -printf '/%P\n' | xargs dirname >"$own/programs"
+    find "$own" -name tests_sandbox -printf '/%P\n' | xargs dirname >"$own/programs"
     install packaging/machine-init "$own/init"
 }
 
