@@ -1,5 +1,5 @@
-// What the archive tool blames, by its exit status: the archive, its disk, or the destination. The
-// faults are real ones where a test can have them, and refused system calls where not.
+// Whether the archive tool's exit status blames the archive, its disk or the destination. The
+// faults are real ones, or refused system calls.
 
 #include "../e2e/Namespaces.h"
 #include "../faults/SmallDisk.h"
@@ -15,6 +15,7 @@
 
 using namespace brindle;
 using ditto::UnpackStatus;
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -22,8 +23,7 @@ QString reasonForNoNamespaces;
 
 constexpr quint32 file644 = RawZip::file644;
 
-/// A folder, a file and a link, and large enough that its end is read and the file written by calls
-/// that tell.
+/// A folder, a link and a file large enough to be read and written by several calls.
 QByteArray usual()
 {
     return RawZip()
@@ -41,12 +41,21 @@ class TestUnpackStatus : public QObject
 
     std::optional<Surroundings> around_;
 
+    static bool hasSmallDisks()
+    {
+        if (!reasonForNoNamespaces.isEmpty()) {
+            qWarning("no small disk: namespaces are not permitted here: %s",
+                     qPrintable(reasonForNoNamespaces));
+        }
+        return reasonForNoNamespaces.isEmpty();
+    }
+    Surroundings::Run unpack() const { return around_->unpack(QStringLiteral(BRINDLE_DITTO)); }
     Surroundings::Run unpackWith(const char *faults, int number) const
     {
         return around_->run(QStringLiteral(BRINDLE_FAILING),
                             {QString::fromLatin1(faults), QString::number(number),
-                             QStringLiteral(BRINDLE_DITTO), QStringLiteral("-x"),
-                             QStringLiteral("-k"), around_->archive(), around_->destination()});
+                             QStringLiteral(BRINDLE_DITTO), u"-x"_s, u"-k"_s, around_->archive(),
+                             around_->destination()});
     }
 
     void verifyBlames(const Surroundings::Run &run, UnpackStatus status, int number) const
@@ -79,19 +88,20 @@ private Q_SLOTS:
         row("create", EACCES, UnpackStatus::accessDenied);
         row("create", EPERM, UnpackStatus::notPermitted);
         row("create", ENAMETOOLONG, UnpackStatus::nameTooLong);
-        row("create", EINVAL, UnpackStatus::writeError); // a name that the file system can't have
+        row("create", EINVAL, UnpackStatus::writeError); // a name that the disk rejects
         row("write", ENOSPC, UnpackStatus::noSpace);
         row("write", EDQUOT, UnpackStatus::quotaExceeded);
         row("write", EIO, UnpackStatus::writeError);
         row("write", EFBIG, UnpackStatus::writeError);
         row("link", EPERM, UnpackStatus::linksUnsupported);
+        row("link,create", EPERM, UnpackStatus::notPermitted);
         row("link", EOPNOTSUPP, UnpackStatus::linksUnsupported);
         row("link", ENOSYS, UnpackStatus::linksUnsupported);
         row("link", EACCES, UnpackStatus::accessDenied);
         row("link", ENOSPC, UnpackStatus::noSpace);
         row("read", EIO, UnpackStatus::readError);
         row("read of the end", EIO, UnpackStatus::readError);
-        // Never the archive's disk for the destination's, or the other way round.
+        // The archive's disk is never taken for the destination's.
         row("read", ENOSPC, UnpackStatus::readError);
         row("read of the end", EACCES, UnpackStatus::readError);
     }
@@ -104,21 +114,12 @@ private Q_SLOTS:
         verifyBlames(unpackWith(faults.constData(), number), status, number);
     }
 
-    void aPlaceForNothingIsNotOneWithoutLinks()
-    {
-        around_->putArchive(RawZip().add({"l", "x", RawZip::link777}).bytes());
-        verifyBlames(unpackWith("link", EPERM), UnpackStatus::linksUnsupported, EPERM);
-        verifyBlames(unpackWith("link,create", EPERM), UnpackStatus::notPermitted, EPERM);
-    }
-
     void anArchiveThatCannotBeOpened()
     {
         QVERIFY(QDir().mkpath(around_->destination()));
-        verifyBlames(around_->unpack(QStringLiteral(BRINDLE_DITTO)), UnpackStatus::readError,
-                     ENOENT);
+        verifyBlames(unpack(), UnpackStatus::readError, ENOENT);
         QVERIFY(QDir().mkpath(around_->archive()));
-        verifyBlames(around_->unpack(QStringLiteral(BRINDLE_DITTO)), UnpackStatus::readError,
-                     EISDIR);
+        verifyBlames(unpack(), UnpackStatus::readError, EISDIR);
     }
 
     void aPathThatIsTooLongByItsDestination()
@@ -131,32 +132,24 @@ private Q_SLOTS:
         }
         QVERIFY(QDir().mkpath(place));
         around_->putArchive(RawZip().add({QByteArray(250, 'f'), "x", file644}).bytes());
-        const Surroundings::Run run =
-            around_->run(QStringLiteral(BRINDLE_DITTO),
-                         {QStringLiteral("-x"), QStringLiteral("-k"), around_->archive(), place});
+        const Surroundings::Run run = around_->run(QStringLiteral(BRINDLE_DITTO),
+                                                   {u"-x"_s, u"-k"_s, around_->archive(), place});
         verifyBlames(run, UnpackStatus::nameTooLong, ENAMETOOLONG);
     }
 
-    void namesProveNothing_data()
-    {
-        QTest::addColumn<QByteArray>("name");
-        QTest::newRow("full disk") << QByteArray("x: No space left on device");
-        QTest::newRow("line") << QByteArray("can't write x: Read-only file system");
-    }
     void namesProveNothing()
     {
-        QFETCH(const QByteArray, name);
-        RawZip::Entry entry{name, "x", file644};
-        entry.crc = 1;
-        around_->putArchive(RawZip().add(entry).bytes());
-        QCOMPARE(around_->unpack(QStringLiteral(BRINDLE_DITTO)).code, 1);
+        for (const char *name : {"x: No space left on device", "can't write x: Read-only"}) {
+            RawZip::Entry entry{name, "x", file644};
+            entry.crc = 1;
+            around_->putArchive(RawZip().add(entry).bytes());
+            QCOMPARE(unpack().code, 1);
+        }
     }
 
     void theDiskIsAskedBeforeAnythingIsWritten()
     {
-        if (!reasonForNoNamespaces.isEmpty()) {
-            qWarning("no small disk: namespaces are not permitted here: %s",
-                     qPrintable(reasonForNoNamespaces));
+        if (!hasSmallDisks()) {
             return;
         }
         constexpr qint64 size = 1 << 20;
@@ -167,33 +160,31 @@ private Q_SLOTS:
         QVERIFY(QDir().mkpath(around_->destination()));
         {
             const SmallDisk disk(around_->destination(), 30 * size);
-            // To write at all would fail for another reason.
+            // Any write would fail with another error.
             verifyBlames(unpackWith("create", EIO), UnpackStatus::noSpace, ENOSPC);
         }
         const SmallDisk disk(around_->destination(), 50 * size);
-        QCOMPARE(around_->unpack(QStringLiteral(BRINDLE_DITTO)).code, 0);
+        QCOMPARE(unpack().code, 0);
     }
 
     void aReadOnlyDisk()
     {
-        if (!reasonForNoNamespaces.isEmpty()) {
-            qWarning("no small disk: namespaces are not permitted here: %s",
-                     qPrintable(reasonForNoNamespaces));
+        if (!hasSmallDisks()) {
             return;
         }
         around_->putArchive(usual());
         QVERIFY(QDir().mkpath(around_->destination()));
         SmallDisk disk(around_->destination(), 1 << 20);
         disk.setReadOnly(true);
-        verifyBlames(around_->unpack(QStringLiteral(BRINDLE_DITTO)), UnpackStatus::readOnly, EROFS);
+        verifyBlames(unpack(), UnpackStatus::readOnly, EROFS);
     }
 
-    void whatIsWrittenIsOnItsWayToTheDisk()
+    void writeBackBeginsEarly()
     {
         around_->putArchive(RawZip().add(Bombs::zeros("x", 2 << 20)).bytes());
         QCOMPARE(unpackWith("write-back", 0).code, -1);
         around_->clear();
-        // A file system need not have it.
+        // Not every file system supports it.
         QCOMPARE(unpackWith("write-back", EINVAL).code, 0);
     }
 };
