@@ -2,7 +2,7 @@
 #include "ditto/Error.h"
 #include "ditto/Inflater.h"
 #include "ditto/Program.h"
-#include "sandbox/WriteBack.h"
+#include "sandbox/Sandbox.h"
 
 #include <cerrno>
 #include <fcntl.h>

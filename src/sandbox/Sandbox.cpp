@@ -1,12 +1,25 @@
 #include "sandbox/Sandbox.h"
 
-#include "sandbox/LinuxParts.h"
-
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <sys/resource.h>
 #include <system_error>
+
+#ifdef __linux__
+#include <array>
+#include <fcntl.h>
+#include <initializer_list>
+#include <linux/landlock.h>
+#include <memory>
+#include <new>
+#include <seccomp.h>
+#include <sys/mman.h>
+#include <sys/prctl.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+#endif
 
 #if defined(__has_feature)
 #if __has_feature(address_sanitizer)
@@ -14,7 +27,7 @@
 #endif
 #endif
 #if defined(BRINDLE_ADDRESS_SANITIZER) || defined(__SANITIZE_ADDRESS__)
-// A hook of the leak sanitizer, which names it so.
+// The leak sanitizer calls this hook.
 extern "C" int __lsan_is_turned_off() // NOLINT(bugprone-reserved-identifier)
 {
     return 1;
@@ -28,33 +41,193 @@ namespace brindle {
 
 namespace {
 
+[[noreturn]] void fail(const char *call, int reason = errno)
+{
+    throw std::system_error(reason, std::system_category(), call);
+}
+
 template <typename Resource>
 void limit(Resource resource, uint64_t maximum)
 {
     struct rlimit current{};
     if (getrlimit(resource, &current) != 0) {
-        throw std::system_error(errno, std::system_category(), "getrlimit");
+        fail("getrlimit");
     }
-    // A limit that is tighter already stays.
+    // A tighter limit stays.
     current.rlim_max = std::min<rlim_t>(current.rlim_max, maximum);
     current.rlim_cur = std::min<rlim_t>(current.rlim_cur, current.rlim_max);
     if (setrlimit(resource, &current) != 0) {
-        throw std::system_error(errno, std::system_category(), "setrlimit");
+        fail("setrlimit");
     }
 }
+
+#ifdef __linux__
+
+// Landlock: https://docs.kernel.org/userspace-api/landlock.html
+
+/// landlock_ruleset_attr as of ABI 6, which the system's header may lack. Older kernels accept it
+/// as long as the fields that they don't know are zero.
+struct Ruleset
+{
+    uint64_t handledFiles = 0;
+    uint64_t handledNetwork = 0; // since ABI 4
+    uint64_t scoped = 0;         // since ABI 6
+};
+
+/// Returns 0 without Landlock: not built in, switched off at boot, or hidden by another sandbox.
+int landlockAbi()
+{
+    const long version =
+        syscall(SYS_landlock_create_ruleset, nullptr, 0, LANDLOCK_CREATE_RULESET_VERSION);
+    return version > 0 ? static_cast<int>(version) : 0;
+}
+
+/// Returns everything that a kernel with this ABI can refuse.
+Ruleset everything(int abi)
+{
+    const auto since = [abi](int first, uint64_t bits) { return abi >= first ? bits : 0; };
+    // ABI 1 ends with MAKE_SYM. ABI 2 added moves between folders, which are refused unless
+    // allowed.
+    constexpr uint64_t first = (LANDLOCK_ACCESS_FS_MAKE_SYM << 1U) - 1;
+    constexpr uint64_t truncate = 1U << 14U;
+    constexpr uint64_t deviceControl = 1U << 15U;
+    constexpr uint64_t bindAndConnectTcp = 1U << 0U | 1U << 1U;
+    constexpr uint64_t abstractSocketsAndSignals = 1U << 0U | 1U << 1U;
+    return {first | since(3, truncate) | since(5, deviceControl), since(4, bindAndConnectTcp),
+            since(6, abstractSocketsAndSignals)};
+}
+
+void confineFiles(const std::string &folder)
+{
+    const Ruleset rules = everything(landlockAbi());
+    // A failure ends the program, and so closes both descriptors.
+    const auto ruleset =
+        static_cast<int>(syscall(SYS_landlock_create_ruleset, &rules, sizeof rules, 0));
+    if (ruleset < 0) {
+        fail("landlock_create_ruleset");
+    }
+    landlock_path_beneath_attr rule{};
+    rule.allowed_access = LANDLOCK_ACCESS_FS_WRITE_FILE | LANDLOCK_ACCESS_FS_READ_DIR |
+                          LANDLOCK_ACCESS_FS_REMOVE_DIR | LANDLOCK_ACCESS_FS_REMOVE_FILE |
+                          LANDLOCK_ACCESS_FS_MAKE_DIR | LANDLOCK_ACCESS_FS_MAKE_REG |
+                          LANDLOCK_ACCESS_FS_MAKE_SYM;
+    rule.parent_fd = open(folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
+    if (rule.parent_fd >= 0) {
+        if (syscall(SYS_landlock_add_rule, ruleset, LANDLOCK_RULE_PATH_BENEATH, &rule, 0) != 0) {
+            fail("landlock_add_rule");
+        }
+        close(rule.parent_fd);
+    }
+    // Without this only root may confine itself.
+    if (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0) {
+        fail("prctl");
+    }
+    if (syscall(SYS_landlock_restrict_self, ruleset, 0) != 0) {
+        fail("landlock_restrict_self");
+    }
+    close(ruleset);
+}
+
+// seccomp: https://docs.kernel.org/userspace-api/seccomp_filter.html
+
+/// Calls that unpacking takes, with any arguments. Machines and C libraries differ in which of
+/// several similar calls they use.
+constexpr std::array allowedCalls{
+    // open files
+    "pread64", "write", "writev", "lseek", "sync_file_range", "close",
+    // status of files and disks
+    "stat", "lstat", "fstat", "newfstatat", "statx", "statfs", "fstatfs", "getdents64",
+    // paths, which Landlock judges
+    "mkdir", "mkdirat", "symlink", "symlinkat", "unlink", "unlinkat", "rmdir",
+    // memory, locks, signals, the end
+    "brk", "munmap", "mremap", "madvise", "futex", "sched_yield", "getrandom", "clock_gettime",
+    "getpid", "gettid", "rt_sigaction", "rt_sigprocmask", "rt_sigreturn", "sigaltstack",
+    "restart_syscall", "exit", "exit_group",
+    // by which the sanitizers learn whether memory can be read
+    "pipe", "pipe2"};
+
+bool hasSystemCallFilter()
+{
+    // Kernels with filters try to read the filter, and fail with EFAULT.
+    return prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, nullptr, 0, 0) != 0 && errno == EFAULT;
+}
+
+/// Other calls fail with ENOSYS, as on a kernel that lacks them. Calls by another machine's numbers
+/// end the process.
+void confineCalls()
+{
+    const std::unique_ptr<void, void (*)(scmp_filter_ctx)> filter(
+        seccomp_init(SCMP_ACT_ERRNO(ENOSYS)), &seccomp_release);
+    if (!filter) {
+        throw std::bad_alloc();
+    }
+    const auto check = [](int result) {
+        if (result < 0) {
+            fail("seccomp", -result);
+        }
+    };
+    // Rules for the same call add up: the arguments of any rule are allowed.
+    const auto allow = [&](const char *name, std::initializer_list<scmp_arg_cmp> arguments = {}) {
+        const int call = seccomp_syscall_resolve_name(name);
+        if (call >= 0) { // this machine has the call
+            check(seccomp_rule_add_array(filter.get(), SCMP_ACT_ALLOW, call,
+                                         static_cast<unsigned>(arguments.size()),
+                                         arguments.begin()));
+        }
+    };
+    for (const char *name : allowedCalls) {
+        allow(name);
+    }
+    // Refuse to open for both reading and writing, or for neither: Landlock ignores a descriptor
+    // for neither, and fchmod(2) takes one. Landlock before ABI 3 does not refuse to empty a file.
+    // Refuse files that lend their owner's rights.
+    constexpr uint64_t kind = O_ACCMODE | O_PATH | O_TRUNC;
+    constexpr uint64_t lent = S_ISUID | S_ISGID | S_ISVTX;
+    for (const uint64_t access : {O_RDONLY, O_WRONLY}) {
+        allow("openat", {{2, SCMP_CMP_MASKED_EQ, kind, access}, {3, SCMP_CMP_MASKED_EQ, lent, 0}});
+    }
+    // Other commands send signals, take leases and copy descriptors.
+    for (const uint64_t command : {F_GETFD, F_SETFD, F_GETFL}) {
+        allow("fcntl", {{1, SCMP_CMP_EQ, command, 0}});
+    }
+    for (const char *call : {"mmap", "mprotect"}) {
+        allow(call, {{2, SCMP_CMP_MASKED_EQ, PROT_EXEC, 0}});
+    }
+    // abort() raises its signal by this call.
+    allow("tgkill", {{0, SCMP_CMP_EQ, static_cast<uint64_t>(getpid()), 0}});
+    check(seccomp_load(filter.get()));
+}
+
+#else
+
+int landlockAbi()
+{
+    return 0;
+}
+
+bool hasSystemCallFilter()
+{
+    return false;
+}
+
+void confineFiles(const std::string & /*folder*/) {}
+
+void confineCalls() {}
+
+#endif
 
 } // namespace
 
 Sandbox::Parts Sandbox::available()
 {
-    return {Landlock::available(), SystemCallFilter::available(), memoryIsLimited};
+    return {landlockAbi() > 0, hasSystemCallFilter(), memoryIsLimited};
 }
 
 Sandbox::Parts Sandbox::enter(const Rules &rules)
 {
     limit(RLIMIT_CORE, 0);
     if (rules.maxFileBytes > 0) {
-        // Without this, going over the limit would end the process without a word.
+        // Otherwise a write over the limit ends the process without a message.
         std::signal(SIGXFSZ, SIG_IGN);
         limit(RLIMIT_FSIZE, rules.maxFileBytes);
     }
@@ -63,12 +236,21 @@ Sandbox::Parts Sandbox::enter(const Rules &rules)
         limit(RLIMIT_AS, rules.maxMemory);
     }
     if (parts.files) {
-        Landlock::confine(rules.writableFolder);
+        confineFiles(rules.writableFolder);
     }
     if (parts.calls) {
-        SystemCallFilter::install();
+        confineCalls();
     }
     return parts;
+}
+
+void startWriteBack([[maybe_unused]] int descriptor, [[maybe_unused]] uint64_t offset,
+                    [[maybe_unused]] uint64_t count)
+{
+#ifdef __linux__
+    sync_file_range(descriptor, static_cast<off_t>(offset), static_cast<off_t>(count),
+                    SYNC_FILE_RANGE_WRITE);
+#endif
 }
 
 } // namespace brindle

@@ -5,41 +5,45 @@
 
 namespace brindle {
 
-/// What a process may do from now on and for good, before it reads what it does not trust. It holds
-/// for the calling thread and all that it starts, so enter before threads start.
+/// Confines the calling thread and all that it starts, for good. Enter before threads start and
+/// before untrusted input is read.
 ///
-/// Linux only. Elsewhere, and where a kernel lacks a part, the process goes on without it: the
-/// sandbox stands behind the checks of what is read, not in their place. macOS has sandbox_init(3),
-/// which is deprecated and whose profiles are not documented, so there is none there.
+/// Linux only. Elsewhere, and on kernels that lack a part, the process goes on without that part:
+/// the checks of the input come first, and the sandbox is the second defence. macOS has
+/// sandbox_init(3), which is deprecated and whose profiles are not documented.
 namespace Sandbox {
 
 struct Rules
 {
-    /// What lies beneath may be listed, made, written and removed. No file may be opened for
-    /// reading: what is to be read must be open. Nothing may be written when it is missing.
+    /// Files and folders below it may be listed, made, written and removed; nothing at all when it
+    /// is missing. No file may be opened for reading: open the input before.
     std::string writableFolder;
     uint64_t maxMemory = 0;    ///< bytes of address space; 0 for no limit
-    uint64_t maxFileBytes = 0; ///< of each file written; 0 for no limit
+    uint64_t maxFileBytes = 0; ///< for each written file; 0 for no limit
 };
 
 struct Parts
 {
-    bool files = false;  ///< Landlock: `writableFolder` is all there is
-    bool calls = false;  ///< seccomp: no sockets, no programs, no processes, no devices
+    bool files = false;  ///< Landlock: only `writableFolder` can be reached
+    bool calls = false;  ///< seccomp: no sockets, programs, processes or devices
     bool memory = false; ///< the limit on memory
 };
 
-/// What the running system has.
+/// Returns the parts that the running system has.
 Parts available();
 
-/// Enters every part that there is, with the limits. What is forbidden fails with EACCES or ENOSYS,
-/// too large a file with EFBIG; no core is ever dumped. Throws std::system_error when a part that
-/// the system has can't be entered.
+/// Enters every available part. Forbidden calls fail with EACCES or ENOSYS, writing too large a
+/// file with EFBIG; no core is dumped. Throws std::system_error when the system refuses a part that
+/// it has.
 ///
-/// Programs with address sanitizer get no limit on memory, since they reserve terabytes, and look
-/// for no leaks at their end, since that takes a second process.
+/// Programs with address sanitizer get no limit on memory, since they reserve terabytes. They do
+/// not look for leaks, since that takes a second process.
 Parts enter(const Rules &rules);
 
 } // namespace Sandbox
+
+/// Asks the system to start writing these bytes of a file to the disk, so that a later sync takes
+/// less time. A hint: ignores errors, and does nothing outside Linux.
+void startWriteBack(int descriptor, uint64_t offset, uint64_t count);
 
 } // namespace brindle
