@@ -6,10 +6,6 @@
 #include <QCoroDBusPendingCall>
 #include <QFile>
 
-#include <atomic>
-#include <cstdio>
-#include <cstdlib>
-
 namespace brindle {
 
 using namespace Qt::StringLiterals;
@@ -30,18 +26,7 @@ bool isThere(MessageBus::Bus bus)
     return !isSession || (!folder.isEmpty() && QFile::exists(folder + u"/bus"_s));
 }
 
-/// Counts the threads that wait for a bus inside Qt.
-std::atomic<int> connecting = 0;
-
 } // namespace
-
-MessageBus::ProcessEnd::~ProcessEnd()
-{
-    if (connecting > 0) {
-        std::fflush(nullptr);
-        std::_Exit(EXIT_SUCCESS);
-    }
-}
 
 struct MessageBus::State
 {
@@ -74,19 +59,14 @@ QCoro::Task<bool> MessageBus::open()
     // Connecting to a silent bus blocks. Never connect by address: Qt (6.4) then ends the program
     // if nobody answers.
     const OneShot<QDBusConnection> connected;
-    const bool started = Threads::start([=](const std::stop_token &) {
-        ++connecting;
-        const QDBusConnection made = QDBusConnection::connectToBus(type, name);
-        --connecting;
-        connected.resume(made);
+    Threads::start([=](const std::stop_token &) {
+        connected.resume(QDBusConnection::connectToBus(type, name));
     });
-    if (started) {
-        const QDBusConnection made = co_await connected;
-        if (state->connection.isConnected()) {
-            QDBusConnection::disconnectFromBus(name); // another call was faster
-        } else {
-            state->connection = made;
-        }
+    const QDBusConnection made = co_await connected;
+    if (state->connection.isConnected()) {
+        QDBusConnection::disconnectFromBus(name); // another call was faster
+    } else {
+        state->connection = made;
     }
     co_return state->connection.isConnected();
 }

@@ -19,16 +19,6 @@ public:
         system
     };
 
-    /// Ends the process if a silent bus would otherwise keep Qt's own threads, and so the process,
-    /// for ever. Declare it first in `main`, so that it is destroyed last.
-    struct ProcessEnd
-    {
-        ProcessEnd() = default;
-        ProcessEnd(const ProcessEnd &) = delete;
-        ProcessEnd &operator=(const ProcessEnd &) = delete;
-        ~ProcessEnd();
-    };
-
     /// Does not connect yet.
     explicit MessageBus(Bus bus);
 

@@ -9,7 +9,6 @@
 #include "platform/TerminationSignals.h"
 #include "ui/BrindleApp.h"
 #include "ui/DesktopSession.h"
-#include "ui/MessageBus.h"
 #include "ui/SingleInstance.h"
 
 #include <QDir>
@@ -59,7 +58,7 @@ int main(int argc, char *argv[])
         return 1;
     }
 
-    const MessageBus::ProcessEnd processEnd;
+    const Threads::ProgramEnd programEnd;
     QGuiApplication application(argc, argv);
     // With these the settings are the bundle's own on macOS ("org.brindle.Brindle").
     QCoreApplication::setApplicationName(QStringLiteral("Brindle"));
@@ -87,9 +86,8 @@ int main(int argc, char *argv[])
     // Behind the first frame, which nobody shall wait for longer.
     QTimer::singleShot(0, &launcher, [] {
         StagingFolder::startClearingLeftovers(QDir::tempPath(), Paths::root());
-        // What is left of a removal of everything that was interrupted. Ignored: that there is no
-        // thread for it. The next start clears as well.
-        (void)Threads::start(
+        // What is left of a removal of everything that was interrupted.
+        Threads::start(
             [folder = Storage(Paths::root()).parentFolder()](const std::stop_token &programEnds) {
                 Files::removeLeftovers(folder, programEnds);
             });

@@ -4,7 +4,7 @@
 
 #include "ConsoleLauncher.h"
 #include "support/Await.h"
-#include "support/Gate.h"
+#include "support/Fifo.h"
 #include "support/TestChild.h"
 
 #include <QFile>

@@ -3,8 +3,7 @@
 
 #include "ConsoleLauncher.h"
 #include "support/Await.h"
-#include "support/Gate.h"
-#include "support/Lifeline.h"
+#include "support/Fifo.h"
 #include "support/TestChild.h"
 
 #include <QDir>

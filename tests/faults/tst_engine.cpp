@@ -2,9 +2,7 @@
 
 #include "PipelineFixture.h"
 #include "support/Await.h"
-#include "support/Gate.h"
-#include "support/Lifeline.h"
-#include "support/NoThreads.h"
+#include "support/Fifo.h"
 #include "support/TestChild.h"
 
 #include <QFile>
@@ -106,21 +104,6 @@ private Q_SLOTS:
                                                 "so it did not start properly.")
                                      .arg(code)));
         QVERIFY(fixture_->model().failure());
-    }
-
-    void canNotBeReadForWantOfAThread()
-    {
-        const auto engineStarts = [this] {
-            noThreads = fixture_->model().state().phase == AppState::Phase::starting;
-        };
-        connect(&fixture_->model(), &AppModel::stateChanged, this, engineStarts);
-        start({QStringLiteral("exit:0")});
-        waitForTheEnd();
-        QVERIFY(!noThreads);
-        const QString text = fixture_->model().state().text;
-        QVERIFY2(text.startsWith(QStringLiteral("Could not start the engine: /")) &&
-                     text.endsWith(QStringLiteral(": Resource temporarily unavailable")),
-                 qPrintable(text));
     }
 
     void ignoresTheRequestToEnd()

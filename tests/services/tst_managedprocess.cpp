@@ -1,9 +1,13 @@
-// What a child is given when it is started, and what is read of it.
+// How a child is started, what is read of it, and how it ends: by itself, asked to or killed, and
+// with or without its launcher.
 
-#include "ChildRun.h"
 #include "base/Error.h"
 #include "platform/ChildProcess.h"
-#include "support/NoThreads.h"
+#include "process/ManagedProcess.h"
+#include "support/Await.h"
+#include "support/Fifo.h"
+#include "support/Lines.h"
+#include "support/TestChild.h"
 
 #include <QDir>
 #include <QProcess>
@@ -20,27 +24,62 @@
 #include <unistd.h>
 
 using namespace brindle;
+using namespace Qt::StringLiterals;
 
 namespace {
 
-size_t openDescriptors()
+/// A running test child. `steps` are separated by blanks.
+struct ChildRun
 {
-    return static_cast<size_t>(
-        QDir(QStringLiteral("/dev/fd"))
-            .entryList(QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot)
-            .size());
+    explicit ChildRun(const QString &steps) : ChildRun(steps.split(u' ', Qt::SkipEmptyParts)) {}
+    explicit ChildRun(const QStringList &steps)
+        : process(std::make_shared<ManagedProcess>(testChild(), steps, Lines::into(lines)))
+        , task(process->run(stop.get_token()))
+    {}
+
+    qint32 status() { return await(std::move(task)); }
+    void waitFor(const QString &line) const
+    {
+        spinUntil([&] { return lines->contains(line); });
+    }
+
+    std::shared_ptr<Lines> lines = std::make_shared<Lines>();
+    std::stop_source stop;
+    std::shared_ptr<ManagedProcess> process;
+    QCoro::Task<qint32> task;
+};
+
+/// Returns the lines that a child prints.
+template <typename Steps>
+QStringList linesOf(const Steps &steps)
+{
+    ChildRun run(steps);
+    const qint32 status = run.status();
+    return status == 0 ? run.lines->all() : QStringList{u"exit status %1"_s.arg(status)};
 }
 
-thread_local bool starts = false;
-int words = 0; // to children that wait for one
+/// Kills the process whose number a child printed. Rejects 0 and 1.
+bool killPrinted(const QString &pid)
+{
+    return pid.toInt() > 1 && ::kill(pid.toInt(), SIGKILL) == 0;
+}
+
+size_t openDescriptors()
+{
+    const auto all = QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot;
+    return static_cast<size_t>(QDir(u"/dev/fd"_s).entryList(all).size());
+}
+
+thread_local bool startsChild = false;
+int wordsToChildren = 0;
 
 } // namespace
 
 #ifdef Q_OS_LINUX
-/// Stands in front of the system's, through which Qt (6.8) tells a forked child that it may go on.
+/// Stands in for the system's. Qt (6.8) calls it to let a forked child go on.
 extern "C" int eventfd_write(int descriptor, quint64 value)
 {
-    words += starts ? 1 : 0;
+    wordsToChildren += startsChild ? 1 : 0;
     return write(descriptor, &value, sizeof value) == sizeof value ? 0 : -1;
 }
 #endif
@@ -52,59 +91,39 @@ class TestManagedProcess : public QObject
 private Q_SLOTS:
     void deliversLines_data()
     {
-        QTest::addColumn<QStringList>("steps");
-        QTest::addColumn<QStringList>("expected");
-        const auto row = [](const char *name, const QStringList &steps,
-                            const QStringList &expected) {
-            QTest::newRow(name) << steps << expected;
+        QTest::addColumn<QString>("steps");
+        QTest::addColumn<QStringList>("lines");
+        const auto row = [](const char *name, const QString &steps, const QStringList &lines) {
+            QTest::newRow(name) << steps << lines;
         };
         row("nothing", {}, {});
-        row("last line without an end", {QStringLiteral(R"(out:a\nb)")},
-            {QStringLiteral("a"), QStringLiteral("b")});
-        row("carriage return", {QStringLiteral(R"(out:x\r\n)")}, {QStringLiteral("x\r")});
-        row("empty lines", {QStringLiteral(R"(out:\n\na\n)")},
-            {QStringLiteral(""), QStringLiteral(""), QStringLiteral("a")});
-        row("standard error", {QStringLiteral(R"(err:oops\n)")}, {QStringLiteral("oops")});
-        row("both in order",
-            {QStringLiteral(R"(out:1\n)"), QStringLiteral(R"(err:2\n)"),
-             QStringLiteral(R"(out:3\n)"), QStringLiteral("err:4")},
-            {QStringLiteral("1"), QStringLiteral("2"), QStringLiteral("3"), QStringLiteral("4")});
-        row("one line from both",
-            {QStringLiteral("out:a"), QStringLiteral("err:b"), QStringLiteral(R"(out:c\n)")},
-            {QStringLiteral("abc")});
-        row("UTF-8", {QStringLiteral(R"(out:\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80\n)")},
-            {QStringLiteral("é€😀")});
-        row("invalid UTF-8", {QStringLiteral(R"(out:a\xFFb\xC3\n)")},
-            {QStringLiteral("a\uFFFDb\uFFFD")});
-        row("nul", {QStringLiteral(R"(out:a\x00b\n)")}, {QString::fromLatin1("a\0b", 3)});
+        row("last line without an end", uR"(out:a\nb)"_s, {u"a"_s, u"b"_s});
+        row("carriage return", uR"(out:x\r\n)"_s, {u"x\r"_s});
+        row("empty lines", uR"(out:\n\na\n)"_s, {u""_s, u""_s, u"a"_s});
+        row("standard error", uR"(err:oops\n)"_s, {u"oops"_s});
+        row("both in order", uR"(out:1\n err:2\n out:3\n err:4)"_s,
+            {u"1"_s, u"2"_s, u"3"_s, u"4"_s});
+        row("one line from both", uR"(out:a err:b out:c\n)"_s, {u"abc"_s});
+        row("UTF-8", uR"(out:\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80\n)"_s, {u"é€😀"_s});
+        row("invalid UTF-8", uR"(out:a\xFFb\xC3\n)"_s, {u"a\uFFFDb\uFFFD"_s});
+        row("nul", uR"(out:a\x00b\n)"_s, {QString::fromLatin1("a\0b", 3)});
     }
-
     void deliversLines()
     {
-        QFETCH(QStringList, steps);
-        QFETCH(QStringList, expected);
-        QCOMPARE(linesOf(steps), expected);
+        QFETCH(QString, steps);
+        QFETCH(QStringList, lines);
+        QCOMPARE(linesOf(steps), lines);
     }
 
     void joinsACharacterThatArrivesInTwoReads()
     {
         const Gate gate;
-        ChildRun run({QStringLiteral(R"(out:first\n\xC3)"), gateStep(gate),
-                      QStringLiteral(R"(out:\xA9\n)")});
-        run.waitFor(QStringLiteral("first")); // read together with the half that follows it
-        gate.open();
-        QCOMPARE(run.status(), 0);
-        QCOMPARE(run.lines->all(), (QStringList{QStringLiteral("first"), QStringLiteral("é")}));
-    }
-
-    void deliversLinesWhileTheChildRuns()
-    {
-        const Gate gate;
-        ChildRun run({QStringLiteral(R"(out:now\n)"), gateStep(gate)});
-        run.waitFor(QStringLiteral("now"));
+        ChildRun run(uR"(out:first\n\xC3 gate:%1 out:\xA9\n)"_s.arg(gate.path()));
+        run.waitFor(u"first"_s); // read together with half of the character
         QVERIFY(run.process->isRunning());
         gate.open();
         QCOMPARE(run.status(), 0);
+        QCOMPARE(run.lines->all(), (QStringList{u"first"_s, u"é"_s}));
     }
 
     void keepsCountAndOrderInAFlood()
@@ -112,43 +131,47 @@ private Q_SLOTS:
         constexpr qint64 count = 1'000'000;
         qint64 next = 0;
         qint64 wrong = 0;
-        ManagedProcess process(
-            testChild(), {QStringLiteral("lines:%1").arg(count)}, [&](const QString &line) {
-                wrong += line == QStringLiteral("line ") + QString::number(next) ? 0 : 1;
-                ++next;
-            });
+        std::set<QThread *> threads;
+        std::atomic<int> inside = 0;
+        const auto onLine = [&](const QString &line) {
+            wrong += line == u"line "_s + QString::number(next++) && ++inside == 1 ? 0 : 1;
+            threads.insert(QThread::currentThread());
+            --inside;
+        };
+        ManagedProcess process(testChild(), {u"lines:%1"_s.arg(count)}, onLine);
         QCOMPARE(await(process.run()), 0);
         QCOMPARE(next, count);
         QCOMPARE(wrong, 0);
+        QCOMPARE(threads.size(), size_t(1));
+        QVERIFY(!threads.contains(QThread::currentThread()));
     }
 
-    void makesOneLineOfALongOne()
+    void cutsLongLines_data()
     {
-        const QStringList lines =
-            linesOf({QStringLiteral(R"(out:before\n)"), QStringLiteral("long:2,10000000"),
-                     QStringLiteral("out:after")});
-        QCOMPARE(lines.size(), 4);
-        QCOMPARE(lines.first(), QStringLiteral("before"));
-        for (int i = 0; i < 2; ++i) {
-            const QString &line = lines.at(i + 1);
-            QVERIFY(line.startsWith(QStringLiteral("line %1 0123456789").arg(i)));
-            QVERIFY2(line.endsWith(QStringLiteral("… (10 MB left out)")),
-                     qPrintable(line.right(40)));
+        QTest::addColumn<QString>("steps");
+        QTest::addColumn<int>("count");
+        QTest::addColumn<QString>("end");
+        QTest::newRow("two long ones") << u"long:2,10000000"_s << 2 << u"… (10 MB left out)"_s;
+        QTest::newRow("one without an end")
+            << u"endless:100000000"_s << 1 << u"9… (100 MB left out)"_s;
+    }
+    void cutsLongLines()
+    {
+        QFETCH(QString, steps);
+        QFETCH(int, count);
+        QFETCH(QString, end);
+        const QStringList lines = linesOf(u"line:before "_s + steps + uR"( out:\nafter)"_s);
+        const QStringList longOnes = lines.mid(1, count);
+        QCOMPARE(lines.first(), u"before"_s);
+        QCOMPARE(lines.last(), u"after"_s);
+        QCOMPARE(longOnes.size(), count);
+        for (const QString &line : longOnes) {
+            QVERIFY2(line.endsWith(end), qPrintable(line.right(40)));
             QCOMPARE(line.indexOf(u'…'), ManagedProcess::maxLineBytes);
         }
-        QCOMPARE(lines.last(), QStringLiteral("after"));
     }
 
-    void makesOneLineOfAnEndlessOne()
-    {
-        const QStringList lines = linesOf({QStringLiteral("endless:100000000")});
-        QCOMPARE(lines.size(), 1);
-        QVERIFY2(lines.first().endsWith(QStringLiteral("9… (100 MB left out)")),
-                 qPrintable(lines.first().right(40)));
-        QCOMPARE(lines.first().indexOf(u'…'), ManagedProcess::maxLineBytes);
-    }
-
-    /// A reader that is busy must hold the child up, not pile up what it prints.
+    /// A busy reader must hold the child up instead of piling up its output.
     void holdsUpAChildThatIsFasterThanTheReader()
     {
         constexpr qsizetype count = 64'000;
@@ -156,16 +179,14 @@ private Q_SLOTS:
         std::atomic<bool> waiting = false;
         std::atomic<qsizetype> received = 0;
         const QTemporaryDir folder;
-        const QString finished = folder.filePath(QStringLiteral("finished"));
-        ManagedProcess process(
-            testChild(),
-            {QStringLiteral("long:%1,1000").arg(count), QStringLiteral("touch:") + finished},
-            [&](const QString & /*line*/) {
-                if (!waiting.exchange(true)) {
-                    proceed.acquire();
-                }
-                ++received;
-            });
+        const QString finished = folder.filePath(u"finished"_s);
+        ManagedProcess process(testChild(), {u"long:%1,1000"_s.arg(count), u"touch:"_s + finished},
+                               [&](const QString &) {
+                                   if (!waiting.exchange(true)) {
+                                       proceed.acquire();
+                                   }
+                                   ++received;
+                               });
         auto task = process.run();
         spinUntil([&] { return waiting.load(); });
         QVERIFY(!QFile::exists(finished));
@@ -176,48 +197,30 @@ private Q_SLOTS:
         QVERIFY(QFile::exists(finished));
     }
 
-    void callsBackOnOneOtherThread()
-    {
-        std::set<QThread *> threads;
-        std::atomic<int> inside = 0;
-        bool overlapped = false;
-        ManagedProcess process(testChild(), {QStringLiteral("lines:1000")}, [&](const QString &) {
-            overlapped = overlapped || ++inside != 1;
-            threads.insert(QThread::currentThread());
-            --inside;
-        });
-        await(process.run());
-        QCOMPARE(threads.size(), size_t(1));
-        QVERIFY(!threads.contains(QThread::currentThread()));
-        QVERIFY(!overlapped);
-    }
-
     void throwsWhenTheChildCannotBeStarted_data()
     {
         QTest::addColumn<QString>("name");
         QTest::addColumn<int>("error");
-        QTest::newRow("missing") << QStringLiteral("missing") << ENOENT;
-        QTest::newRow("not executable") << QStringLiteral("text") << EACCES;
-        QTest::newRow("folder") << QStringLiteral(".") << EACCES;
-        QTest::newRow("no program") << QStringLiteral("garbage") << ENOEXEC;
+        QTest::newRow("missing") << u"missing"_s << ENOENT;
+        QTest::newRow("not executable") << u"text"_s << EACCES;
+        QTest::newRow("folder") << u"."_s << EACCES;
+        QTest::newRow("no program") << u"garbage"_s << ENOEXEC;
     }
-
     void throwsWhenTheChildCannotBeStarted()
     {
         QFETCH(QString, name);
         QFETCH(int, error);
         const QTemporaryDir folder;
-        for (const QString &file : {QStringLiteral("text"), QStringLiteral("garbage")}) {
+        for (const QString &file : {u"text"_s, u"garbage"_s}) {
             QFile written(folder.filePath(file));
             QVERIFY(written.open(QIODevice::WriteOnly));
             written.write("no program at all");
         }
-        QVERIFY(QFile::setPermissions(folder.filePath(QStringLiteral("garbage")),
+        QVERIFY(QFile::setPermissions(folder.filePath(u"garbage"_s),
                                       QFile::ReadOwner | QFile::ExeOwner));
-
         const QString path = folder.filePath(name);
         const auto lines = std::make_shared<Lines>();
-        ManagedProcess process(path, {QStringLiteral("out:a")}, Lines::into(lines));
+        ManagedProcess process(path, {}, Lines::into(lines));
         std::stop_source stop;
         QString description;
         try {
@@ -225,42 +228,18 @@ private Q_SLOTS:
         } catch (const SystemError &failure) {
             description = failure.description();
         }
-        QCOMPARE(description, path + QStringLiteral(": ") + qt_error_string(error));
+        QCOMPARE(description, path + u": "_s + qt_error_string(error));
         QVERIFY(lines->isEmpty());
         QVERIFY(!process.isRunning());
         process.kill();
         stop.request_stop();
     }
 
-    void throwsWhenThereIsNoThreadToReadIt()
-    {
-        const auto lines = std::make_shared<Lines>();
-        const std::weak_ptr<Lines> watched = lines;
-        QString description;
-        {
-            ManagedProcess process(testChild(), {QStringLiteral("out:a")}, Lines::into(lines));
-            noThreads = true;
-            auto task = process.run();
-            noThreads = false;
-            QVERIFY(!process.isRunning());
-            process.kill();
-            try {
-                await(std::move(task));
-            } catch (const SystemError &failure) {
-                description = failure.description();
-            }
-        }
-        QCOMPARE(description, testChild() + QStringLiteral(": ") + qt_error_string(EAGAIN));
-        QVERIFY(lines->isEmpty());
-        QCOMPARE(watched.use_count(), 1);
-        QCOMPARE(linesOf({QStringLiteral("out:b")}), QStringList{QStringLiteral("b")});
-    }
-
     void givesTheChildNoDescriptorButTheStandardThree()
     {
         std::vector<int> open;
         for (int i = 0; i < 200; ++i) {
-            open.push_back(::open("/dev/null", O_RDONLY)); // left to be inherited
+            open.push_back(::open("/dev/null", O_RDONLY)); // NOLINT: meant to be inherited
             QVERIFY(open.back() > STDERR_FILENO);
         }
         rlimit limit = {};
@@ -268,7 +247,7 @@ private Q_SLOTS:
         const int last = static_cast<int>(limit.rlim_cur) - 1;
         QCOMPARE(::dup2(open.front(), last), last);
         open.push_back(last);
-        QCOMPARE(linesOf({QStringLiteral("descriptors:")}), QStringList{QStringLiteral("0 1 2")});
+        QCOMPARE(linesOf(u"descriptors:"_s), QStringList{u"0 1 2"_s});
         for (const int descriptor : open) {
             ::close(descriptor);
         }
@@ -276,106 +255,382 @@ private Q_SLOTS:
 
     void keepsNoDescriptorOfAnEndedChild()
     {
-        linesOf({});
+        linesOf(u""_s);
         const size_t before = openDescriptors();
         for (int i = 0; i < 20; ++i) {
-            linesOf({QStringLiteral("out:a")});
+            linesOf(u"out:a"_s);
         }
-        // The last reader threads may just be closing theirs.
+        // The last reader threads may still be closing theirs.
         spinUntil([&] { return openDescriptors() <= before; });
     }
 
     void inheritsStandardInput()
     {
         const QTemporaryDir folder;
-        QFile typed(folder.filePath(QStringLiteral("typed")));
+        QFile typed(folder.filePath(u"typed"_s));
         QVERIFY(typed.open(QIODevice::ReadWrite));
         typed.write("typed\n");
         QVERIFY(typed.seek(0));
         const int own = ::dup(STDIN_FILENO);
         QCOMPARE(::dup2(typed.handle(), STDIN_FILENO), STDIN_FILENO);
-        const QStringList lines = linesOf({QStringLiteral("stdin:")});
+        const QStringList lines = linesOf(u"stdin:"_s);
         QCOMPARE(::dup2(own, STDIN_FILENO), STDIN_FILENO);
         ::close(own);
-        QCOMPARE(lines, QStringList{QStringLiteral("typed")});
+        QCOMPARE(lines, QStringList{u"typed"_s});
     }
 
     void inheritsFolderAndEnvironment()
     {
         qputenv("BRINDLE_TEST", "inherited");
-        QCOMPARE(linesOf({QStringLiteral("folder:"), QStringLiteral("env:BRINDLE_TEST")}),
-                 (QStringList{QDir::currentPath(), QStringLiteral("inherited")}));
-        qunsetenv("BRINDLE_TEST");
-    }
-
-    /// It was given to the launcher, for a window of its own.
-    void doesNotInheritThePermissionToComeForward()
-    {
+        // These were given to the launcher, for a window of its own.
         qputenv("XDG_ACTIVATION_TOKEN", "ours");
         qputenv("DESKTOP_STARTUP_ID", "ours");
-        const QStringList lines = linesOf(
-            {QStringLiteral("env:XDG_ACTIVATION_TOKEN"), QStringLiteral("env:DESKTOP_STARTUP_ID")});
+        const QStringList lines =
+            linesOf(u"folder: env:BRINDLE_TEST env:XDG_ACTIVATION_TOKEN env:DESKTOP_STARTUP_ID"_s);
+        qunsetenv("BRINDLE_TEST");
         qunsetenv("XDG_ACTIVATION_TOKEN");
         qunsetenv("DESKTOP_STARTUP_ID");
-        QCOMPARE(lines, QStringList(2, QStringLiteral("(unset)")));
+        QCOMPARE(lines,
+                 (QStringList{QDir::currentPath(), u"inherited"_s, u"(unset)"_s, u"(unset)"_s}));
     }
 
     void passesArgumentsAsTheyAre()
     {
-        const QStringList arguments{
-            QStringLiteral(""),   QStringLiteral("a b"),       QStringLiteral("$HOME"),
-            QStringLiteral("*"),  QStringLiteral("\"quoted'"), QStringLiteral("é 😀"),
-            QStringLiteral("-x"), QStringLiteral("a;b|c"),     QStringLiteral("\\")};
+        const QStringList arguments{u""_s,     u"a b"_s, u"$HOME"_s, u"*"_s, u"\"quoted'"_s,
+                                    u"é 😀"_s, u"-x"_s,  u"a;b|c"_s, u"\\"_s};
         QStringList expected;
         for (const QString &argument : arguments) {
             expected.append(u'[' + argument + u']');
         }
-        QCOMPARE(linesOf(QStringList{QStringLiteral("args:")} + arguments), expected);
+        QCOMPARE(linesOf(QStringList{u"args:"_s} + arguments), expected);
     }
 
     void preparesTheChild()
     {
-        // A thread that blocks a signal hands that on to its children, if nothing is done about it.
+        // Children inherit the blocked signals of the thread that starts them.
         sigset_t blocked;
         sigset_t own;
         sigemptyset(&blocked);
         sigaddset(&blocked, SIGTERM);
         QCOMPARE(::pthread_sigmask(SIG_BLOCK, &blocked, &own), 0);
-        const QStringList lines = linesOf(
-            {QStringLiteral("group:"), QStringLiteral("ignored:%1").arg(SIGPIPE),
-             QStringLiteral("ignored:%1").arg(SIGTERM), QStringLiteral("blocked:%1").arg(SIGTERM)});
+        const QStringList lines =
+            linesOf(u"group: ignored:%1 ignored:%2 blocked:%2"_s.arg(SIGPIPE).arg(SIGTERM));
         ::pthread_sigmask(SIG_SETMASK, &own, nullptr);
-        QCOMPARE(lines, (QStringList{QStringLiteral("leader"), QStringLiteral("yes"),
-                                     QStringLiteral("no"), QStringLiteral("no")}));
+        QCOMPARE(lines, (QStringList{u"leader"_s, u"yes"_s, u"no"_s, u"no"_s}));
     }
 
     void runsManyAtOnce()
     {
-        constexpr qsizetype count = 8;
         std::vector<std::unique_ptr<ChildRun>> runs;
-        for (qsizetype i = 0; i < count; ++i) {
-            runs.push_back(std::make_unique<ChildRun>(
-                QStringList{QStringLiteral("lines:1000"), QStringLiteral("exit:%1").arg(i)}));
+        for (int i = 0; i < 8; ++i) {
+            runs.push_back(std::make_unique<ChildRun>(u"lines:1000 exit:%1"_s.arg(i)));
         }
-        for (qsizetype i = 0; i < count; ++i) {
-            ChildRun &run = *runs[static_cast<size_t>(i)];
-            QCOMPARE(run.status(), static_cast<qint32>(i));
-            QCOMPARE(run.lines->all().size(), 1000);
+        for (size_t i = 0; i < runs.size(); ++i) {
+            QCOMPARE(runs[i]->status(), static_cast<qint32>(i));
+            QCOMPARE(runs[i]->lines->all().size(), 1000);
         }
     }
 
-    /// A launcher that is killed says none, and a child that waits keeps all that was the
-    /// launcher's.
-    void noChildWaitsForAWord()
+    /// A killed launcher can't tell its forked child to go on, and a child that waits for that
+    /// keeps the launcher's locks.
+    void noChildWaitsForItsLauncher()
     {
         QProcess child;
         ChildProcess::prepare(child, {});
-        starts = true;
-        child.start(testChild(), {QStringLiteral("exit:0")});
-        starts = false;
+        startsChild = true;
+        child.start(testChild(), {u"exit:0"_s});
+        startsChild = false;
         QVERIFY(child.waitForFinished(-1));
-        // With the sanitizers Qt always forks such children: only there they wait.
-        QVERIFY(words == 0 || dlsym(RTLD_DEFAULT, "__asan_init"));
+        // With the sanitizers Qt always forks such children, and they wait.
+        QVERIFY(wordsToChildren == 0 || dlsym(RTLD_DEFAULT, "__asan_init"));
+    }
+
+    void returnsTheExitCode_data()
+    {
+        QTest::addColumn<int>("code");
+        for (const int code : {0, 1, 3, 127, 139, 255}) {
+            QTest::addRow("%d", code) << code;
+        }
+    }
+    void returnsTheExitCode()
+    {
+        QFETCH(int, code);
+        ChildRun run(u"exit:%1"_s.arg(code));
+        QCOMPARE(run.status(), code);
+    }
+
+    void returnsTheSignal_data()
+    {
+        QTest::addColumn<int>("number");
+        for (const int number : {SIGHUP, SIGINT, SIGQUIT, SIGILL, SIGTRAP, SIGABRT, SIGBUS, SIGFPE,
+                                 SIGKILL, SIGUSR1, SIGSEGV, SIGUSR2, SIGPIPE, SIGALRM, SIGTERM}) {
+            QTest::addRow("%d", number) << number;
+        }
+    }
+    void returnsTheSignal()
+    {
+        QFETCH(int, number);
+        ChildRun run(u"out:bye signal:%1"_s.arg(number));
+        QCOMPARE(run.status(), number);
+        QCOMPARE(run.lines->all(), QStringList{u"bye"_s});
+        QVERIFY(!run.process->isRunning());
+    }
+
+    void knowsWhetherItRuns()
+    {
+        const Gate gate;
+        ManagedProcess process(testChild(), {u"gate:"_s + gate.path()}, [](const QString &) {});
+        QVERIFY(!process.isRunning());
+        auto task = process.run();
+        QVERIFY(process.isRunning());
+        gate.open();
+        QCOMPARE(await(std::move(task)), 0);
+        QVERIFY(!process.isRunning());
+    }
+
+    void terminatesARunningChild()
+    {
+        ChildRun run(u"line:ready wait:"_s);
+        run.waitFor(u"ready"_s);
+        run.stop.request_stop();
+        QCOMPARE(run.status(), SIGTERM);
+    }
+
+    void terminatesAChildThatIsBeingLaunched()
+    {
+        ChildRun run(u"wait:"_s);
+        run.stop.request_stop();
+        QCOMPARE(run.status(), SIGTERM);
+    }
+
+    void terminatesAChildWhoseStopCameFirst()
+    {
+        std::stop_source stop;
+        stop.request_stop();
+        ManagedProcess process(testChild(), {u"wait:"_s}, [](const QString &) {});
+        QCOMPARE(await(process.run(stop.get_token())), SIGTERM);
+    }
+
+    void stopsFromTheCallback()
+    {
+        std::shared_ptr<ManagedProcess> process;
+        std::stop_source stop;
+        bool running = false;
+        const auto onLine = [&](const QString &) {
+            running = process->isRunning();
+            stop.request_stop();
+        };
+        process = std::make_shared<ManagedProcess>(testChild(),
+                                                   QStringList{u"line:a"_s, u"wait:"_s}, onLine);
+        QCOMPARE(await(process->run(stop.get_token())), SIGTERM);
+        QVERIFY(running);
+    }
+
+    void killsAChildThatIsBeingLaunched()
+    {
+        ChildRun run(u"wait:"_s);
+        run.process->kill();
+        QCOMPARE(run.status(), SIGKILL);
+    }
+
+    void ignoresRequestsBeforeAndAfterTheRun()
+    {
+        ManagedProcess process(testChild(), {u"exit:3"_s}, [](const QString &) {});
+        std::stop_source stop;
+        process.kill();
+        QCOMPARE(await(process.run(stop.get_token())), 3);
+        process.kill();
+        stop.request_stop();
+    }
+
+    void killsAStubbornChildWithAllThatItStarted()
+    {
+        const Lifeline lifeline;
+        ChildRun run(
+            u"report:15 hold:%1 fork: wait: parent: line:ready wait:"_s.arg(lifeline.path()));
+        run.waitFor(u"ready"_s);
+        run.stop.request_stop();
+        run.waitFor(u"signal 15"_s);
+        QVERIFY(run.process->isRunning());
+        run.process->kill();
+        QCOMPARE(run.status(), SIGKILL);
+        spinUntil([&] { return lifeline.isDropped(); });
+    }
+
+    void terminatesTheRestOfTheGroup()
+    {
+        const Lifeline lifeline;
+        ChildRun run(u"fork: hold:%1 line:held wait: parent: wait:"_s.arg(lifeline.path()));
+        run.waitFor(u"held"_s);
+        run.stop.request_stop();
+        QCOMPARE(run.status(), SIGTERM);
+        spinUntil([&] { return lifeline.isDropped(); });
+    }
+
+    void terminatesTheRestOfTheGroupAfterTheChild()
+    {
+        const Lifeline lifeline;
+        const Gate gate;
+        ChildRun run(
+            u"fork: hold:%1 line:held wait: parent: report:15 line:ready gate:%2 exit:6"_s.arg(
+                lifeline.path(), gate.path()));
+        run.waitFor(u"held"_s);
+        run.waitFor(u"ready"_s);
+        run.stop.request_stop();
+        run.waitFor(u"signal 15"_s);
+        linesOf(u""_s); // takes as long as the copy would need to die of the signal
+        QVERIFY(!lifeline.isDropped());
+        gate.open();
+        QCOMPARE(run.status(), 6);
+        spinUntil([&] { return lifeline.isDropped(); });
+    }
+
+    void leavesAnotherSessionAlone()
+    {
+        const Lifeline lifeline;
+        const Gate gate;
+        ChildRun run(u"fork: session: hold:%1 line:held gate:%2 parent: wait:"_s.arg(
+            lifeline.path(), gate.path()));
+        run.waitFor(u"held"_s);
+        run.stop.request_stop();
+        QCOMPARE(run.status(), SIGTERM);
+        QVERIFY(!lifeline.isDropped());
+        gate.open();
+        spinUntil([&] { return lifeline.isDropped(); });
+    }
+
+    void doesNotWaitForOthersThatHoldThePipe()
+    {
+        const Gate gate;
+        ChildRun run(uR"(fork: gate:%1 parent: out:done\nrest exit:4)"_s.arg(gate.path()));
+        QCOMPARE(run.status(), 4); // the gate is shut, so the copy still holds the pipe
+        QCOMPARE(run.lines->all().mid(1), (QStringList{u"done"_s, u"rest"_s}));
+        gate.open();
+    }
+
+    void doesNotWaitForOthersThatFloodThePipe()
+    {
+        const Lifeline lifeline;
+        const QString steps = uR"(hold:%1 fork: lines:1000000000 parent: out:\ndone\n exit:4)"_s;
+        QString pid;
+        bool done = false;
+        const auto onLine = [&](const QString &line) {
+            pid = pid.isEmpty() ? line : pid;
+            done = done || line == u"done"_s;
+        };
+        ManagedProcess process(testChild(), steps.arg(lifeline.path()).split(u' '), onLine);
+        QCOMPARE(await(process.run()), 4);
+        QVERIFY(done);
+        QVERIFY(!lifeline.isDropped());
+        QVERIFY2(killPrinted(pid), qPrintable(pid));
+        spinUntil([&] { return lifeline.isDropped(); });
+    }
+
+    void outlastsAChildThatClosesItsOutput()
+    {
+        const Gate gate;
+        const QTemporaryDir folder;
+        const QString closed = folder.filePath(u"closed"_s);
+        ChildRun run(u"out:bye close: touch:%1 gate:%2 exit:5"_s.arg(closed, gate.path()));
+        spinUntil([&] { return QFile::exists(closed); });
+        QVERIFY(run.process->isRunning());
+        gate.open();
+        QCOMPARE(run.status(), 5);
+        QCOMPARE(run.lines->all(), QStringList{u"bye"_s});
+    }
+
+    void mayBeDestroyedWhileTheChildRuns()
+    {
+        const Gate gate;
+        auto run = std::make_unique<ChildRun>(u"line:before gate:%1 out:after"_s.arg(gate.path()));
+        run->waitFor(u"before"_s);
+        const auto lines = run->lines;
+        const std::weak_ptr<Lines> watched = lines;
+        auto task = std::move(run->task);
+        run.reset();
+        gate.open();
+        QCOMPARE(await(std::move(task)), 0);
+        QCOMPARE(lines->all(), (QStringList{u"before"_s, u"after"_s}));
+        spinUntil([&] { return watched.use_count() == 1; });
+    }
+
+    void runsOnWhenNobodyWaits()
+    {
+        const Gate gate;
+        const Lifeline lifeline;
+        std::weak_ptr<Lines> watched;
+        {
+            const ChildRun run(
+                u"hold:%1 line:before gate:%2 lines:100000"_s.arg(lifeline.path(), gate.path()));
+            run.waitFor(u"before"_s);
+            watched = run.lines;
+        }
+        gate.open();
+        spinUntil([&] { return lifeline.isDropped() && watched.expired(); });
+    }
+
+    void survivesTheDeathOfItsLauncher()
+    {
+        const Gate gate;
+        const QTemporaryDir folder;
+        const QString file = folder.filePath(u"alive"_s);
+        ChildRun launcher(
+            uR"(pid: launcher:%1 line:playing gate:%2 line:on err:oh\n lines:100000 touch:%3)"_s
+                .arg(testChild(), gate.path(), file));
+        launcher.waitFor(u"playing"_s);
+        QVERIFY(killPrinted(launcher.lines->all().constFirst()));
+        QCOMPARE(launcher.status(), SIGKILL);
+        gate.open();
+        spinUntil([&] { return QFile::exists(file); });
+    }
+
+    void endsWithItsLauncher()
+    {
+        if (QSysInfo::kernelType() != u"linux") {
+            QSKIP("this system binds no child to its parent");
+        }
+        const Lifeline lifeline;
+        ChildRun launcher(u"pid: killed:%1 hold:%2 ignore:15 line:ready wait:"_s.arg(
+            testChild(), lifeline.path()));
+        launcher.waitFor(u"ready"_s);
+        QVERIFY(!lifeline.isDropped());
+        QVERIFY(killPrinted(launcher.lines->all().constFirst()));
+        QCOMPARE(launcher.status(), SIGKILL);
+        spinUntil([&] { return lifeline.isDropped(); });
+    }
+
+    void survivesTheEndOfItsLauncher()
+    {
+        const Gate gate;
+        const QTemporaryDir folder;
+        const QString file = folder.filePath(u"alive"_s);
+        ChildRun launcher(u"launcher:%1 line:quit gate:%2 line:on touch:%3"_s.arg(
+            testChild(), gate.path(), file));
+        // The gate is shut, so the launcher did not wait for its child.
+        QCOMPARE(launcher.status(), 0);
+        QVERIFY(!QFile::exists(file));
+        gate.open();
+        spinUntil([&] { return QFile::exists(file); });
+    }
+
+    void survivesTheEndOfItsLauncherWhilePrinting()
+    {
+        const Lifeline lifeline;
+        ChildRun launcher(u"launcher:%1 hold:%2 pid: line:quit lines:1000000000"_s.arg(
+            testChild(), lifeline.path()));
+        QCOMPARE(launcher.status(), 0);
+        QVERIFY(!lifeline.isDropped());
+        QVERIFY(killPrinted(launcher.lines->all().constFirst()));
+        spinUntil([&] { return lifeline.isDropped(); });
+    }
+
+    void isAskedToEndEvenIfTheLauncherEndsAtOnce()
+    {
+        const Lifeline lifeline;
+        ChildRun launcher(uR"(launcher:%1 hold:%2 line:stop\x20and\x20quit wait:)"_s.arg(
+            testChild(), lifeline.path()));
+        launcher.status();
+        spinUntil([&] { return lifeline.isDropped(); });
     }
 };
 

@@ -1,8 +1,8 @@
-#include "base/Error.h"
+#include "base/OneShot.h"
 #include "base/Threads.h"
 #include "base/Worker.h"
 #include "support/Await.h"
-#include "support/NoThreads.h"
+#include "support/Cancelled.h"
 
 #include <QProcess>
 #include <QTest>
@@ -12,16 +12,28 @@
 #include <cstdio>
 #include <memory>
 #include <semaphore>
-#include <vector>
+#include <thread>
 
 using namespace brindle;
+using namespace Qt::StringLiterals;
 
 namespace {
 
-/// Tells on which thread the last copy of it goes.
-std::shared_ptr<void> watched(std::atomic<QThread *> &where)
+/// Stores the thread that destroys the last copy.
+std::shared_ptr<void> watched(std::atomic<QThread *> &destroyedOn)
 {
-    return {nullptr, [&where](void *) { where = QThread::currentThread(); }};
+    return {nullptr, [&destroyedOn](void *) { destroyedOn = QThread::currentThread(); }};
+}
+
+QCoro::Task<int> result(OneShot<int> delivered)
+{
+    co_return co_await delivered;
+}
+
+QCoro::Task<> note(OneShot<> delivered, std::shared_ptr<QStringList> order)
+{
+    co_await delivered;
+    order->append(u"resumed"_s);
 }
 
 void say(const char *text)
@@ -30,31 +42,27 @@ void say(const char *text)
     std::fflush(stdout);
 }
 
-/// The rest of the program's end runs while a thread is at work.
-int endWithAThread(const QString &how)
+/// Ends the program while a thread runs.
+int endWithAThread(const QString &which)
 {
     static std::binary_semaphore started(0);
     static std::binary_semaphore never(0);
-    const auto waitForTheEnd = [](const std::stop_token &programEnds) {
-        std::binary_semaphore asked(0);
-        const std::stop_callback onEnd(programEnds, [&] { asked.release(); });
-        started.release();
-        asked.acquire();
-        say("asked");
-    };
-    const auto beStuck = [](const std::stop_token &) {
+    const auto beStuck = [] {
         started.release();
         never.acquire();
     };
-    if (how == QStringLiteral("worker")) {
-        startOnWorker([] {
+    if (which == u"stuck worker"_s) {
+        Threads::startOnWorker(beStuck);
+    } else if (which == u"stuck thread"_s) {
+        Threads::start([beStuck](const std::stop_token &) { beStuck(); });
+    } else {
+        Threads::start([](const std::stop_token &programEnds) {
+            std::binary_semaphore asked(0);
+            const std::stop_callback onEnd(programEnds, [&] { asked.release(); });
             started.release();
-            std::getchar();
-            say("done");
+            asked.acquire();
+            say("asked");
         });
-    } else if (!Threads::start(how == QStringLiteral("stuck") ? Threads::Work(beStuck)
-                                                              : Threads::Work(waitForTheEnd))) {
-        return 1;
     }
     started.acquire();
     say("ending");
@@ -67,142 +75,128 @@ class TestThreads : public QObject
 {
     Q_OBJECT
 
-private:
-    /// A process that comes to its end with a thread at work.
-    std::unique_ptr<QProcess> endingProcess(const QString &how)
-    {
-        auto process = std::make_unique<QProcess>();
-        process->setProcessChannelMode(QProcess::MergedChannels);
-        process->start(QCoreApplication::applicationFilePath(), {QStringLiteral("tst_threads"), QStringLiteral("--end"), how});
-        return process;
-    }
-
 private Q_SLOTS:
-    void whatAThreadHoldsGoesThere()
+    void destroysOnAThreadWhatTheThreadHolds()
     {
         std::atomic<QThread *> ran = nullptr;
-        std::atomic<QThread *> went = nullptr;
-        auto held = watched(went);
-        QVERIFY(Threads::start([&ran, held = std::move(held)](const std::stop_token &) {
+        std::atomic<QThread *> destroyedOn = nullptr;
+        Threads::start([&ran, held = watched(destroyedOn)](const std::stop_token &) {
             ran = QThread::currentThread();
-        }));
-        spinUntil([&] { return went.load(); });
+        });
+        spinUntil([&] { return destroyedOn.load(); });
         QVERIFY(ran != QThread::currentThread());
-        QCOMPARE(went.load(), ran.load());
+        QCOMPARE(destroyedOn.load(), ran.load());
     }
 
-    void tellsWhenThereIsNone()
+    void theProgramEnds_data()
     {
-        std::atomic<QThread *> went = nullptr;
-        noThreads = true;
-        const bool started = Threads::start([held = watched(went)](const std::stop_token &) {});
-        noThreads = false;
-        QVERIFY(!started);
-        QCOMPARE(went.load(), QThread::currentThread());
+        QTest::addColumn<QByteArray>("output");
+        QTest::newRow("thread that listens") << QByteArray("ending\nasked\n");
+        QTest::newRow("stuck thread") << QByteArray("ending\n");
+        QTest::newRow("stuck worker") << QByteArray("ending\n");
     }
-
-    void asksAThreadToEndWithTheProgramAndWaitsForIt()
+    void theProgramEnds()
     {
-        const auto process = endingProcess(QStringLiteral("asked"));
-        QVERIFY(process->waitForFinished());
-        QCOMPARE(process->readAll(), QByteArray("ending\nasked\n"));
-        QCOMPARE(process->exitCode(), 0);
-    }
-
-    void aStuckThreadDoesNotHoldUpTheEnd()
-    {
-        const auto process = endingProcess(QStringLiteral("stuck"));
-        QVERIFY(process->waitForFinished());
-        QCOMPARE(process->readAll(), QByteArray("ending\n"));
-        QCOMPARE(process->exitCode(), 0);
-    }
-
-    void aWorkerIsWaitedForAtTheEnd()
-    {
-        const auto process = endingProcess(QStringLiteral("worker"));
-        QVERIFY2(!process->waitForFinished(1500), "longer than a stuck thread is waited for");
-        process->write("\n");
-        QVERIFY(process->waitForFinished());
-        QCOMPARE(process->readAll(), QByteArray("ending\ndone\n"));
-        QCOMPARE(process->exitCode(), 0);
+        QFETCH(const QByteArray, output);
+        QProcess process;
+        process.start(QCoreApplication::applicationFilePath(),
+                      {u"tst_threads"_s, u"--end"_s, QString::fromLatin1(QTest::currentDataTag())});
+        QVERIFY(process.waitForFinished());
+        QCOMPARE(process.readAllStandardOutput(), output);
+        QCOMPARE(process.exitStatus(), QProcess::NormalExit);
+        QCOMPARE(process.exitCode(), 0);
     }
 
     void aWorkersResultComesBack()
     {
         const QThread *const here = QThread::currentThread();
         QVERIFY(await(runOnWorker([here] { return QThread::currentThread() != here; })));
+        QCOMPARE(*await(runOnWorker([] { return std::make_unique<int>(7); })), 7);
         bool ran = false;
         await(runOnWorker([&ran] { ran = true; }));
         QVERIFY(ran);
         QVERIFY_THROWS_EXCEPTION(int, await(runOnWorker([] { throw 7; })));
     }
 
-    void moreWorkThanWorkersIsAllDone()
+    void aStopDoesNotWaitForTheWorker()
     {
-        std::vector<QCoro::Task<int>> tasks;
-        std::atomic<int> inside = 0;
-        std::atomic<int> most = 0;
-        for (int i = 0; i < 50 * maxWorkers; ++i) {
-            tasks.push_back(runOnWorker([&, i] {
-                const int now = ++inside;
-                for (int before = most; before < now && !most.compare_exchange_weak(before, now);) {
-                }
-                QThread::yieldCurrentThread();
-                --inside;
-                return i;
-            }));
-        }
-        int next = 0;
-        for (auto &task : tasks) {
-            QCOMPARE(await(std::move(task)), next++);
-        }
-        QVERIFY2(most <= maxWorkers, qPrintable(QString::number(most)));
-    }
-
-    void workThatFindsNoThreadFails()
-    {
-        await(runOnWorker([] {}));
-        // A worker may just be ending.
-        QString description;
-        const auto ran = std::make_shared<std::atomic<int>>(0);
-        int ended = 0;
-        spinUntil([&] {
-            noThreads = true;
-            auto task = runOnWorker([ran] { ++*ran; });
-            noThreads = false;
-            try {
-                await(std::move(task));
-                ++ended;
-            } catch (const SystemError &error) {
-                description = error.description();
-            }
-            return !description.isEmpty();
-        });
-        QCOMPARE(description, QStringLiteral("No thread could be started: "
-                                             "Resource temporarily unavailable"));
-        QCOMPARE(await(runOnWorker([] { return 7; })), 7);
-        // What has failed is not done later after all.
-        QCOMPARE(ran->load(), ended);
-    }
-
-    void workThatFindsNoThreadOfItsOwnWaitsForOneThatIsThere()
-    {
+        std::stop_source stop;
         std::binary_semaphore leave(0);
-        auto first = runOnWorker([&] { leave.acquire(); });
-        noThreads = true;
-        auto second = runOnWorker([] { return 7; });
-        noThreads = false;
+        std::atomic<bool> done = false;
+        auto task = runOnWorker(
+            [&] {
+                leave.acquire();
+                done = true;
+                return 7;
+            },
+            stop.get_token());
+        stop.request_stop();
+        QVERIFY(endsCancelled(std::move(task)));
+        QVERIFY(!done);
         leave.release();
-        await(std::move(first));
-        QCOMPARE(await(std::move(second)), 7);
+        spinUntil([&] { return done.load(); });
+    }
+
+    void deliversFromAnyThread()
+    {
+        const OneShot<int> delivered;
+        auto task = result(delivered);
+        std::thread([delivered] { delivered.resume(7); }).join();
+        QVERIFY2(!task.isReady(), "it resumes in its own event loop");
+        QCOMPARE(await(std::move(task)), 7);
+    }
+
+    void theFirstDeliveryWins()
+    {
+        const auto failure = std::make_exception_ptr(7);
+        const OneShot<int> value;
+        value.resume(1);
+        value.resume(2);
+        value.fail(failure);
+        QCOMPARE(await(result(value)), 1);
+
+        const OneShot<int> error;
+        error.fail(failure);
+        error.resume(1);
+        QVERIFY_THROWS_EXCEPTION(int, await(result(error)));
+    }
+
+    void resumesBehindEarlierEvents_data()
+    {
+        QTest::addColumn<bool>("before");
+        QTest::newRow("delivered before it is awaited") << true;
+        QTest::newRow("delivered afterwards") << false;
+    }
+    void resumesBehindEarlierEvents()
+    {
+        QFETCH(const bool, before);
+        const auto order = std::make_shared<QStringList>();
+        const OneShot<> delivered;
+        const auto deliver = [&] {
+            std::thread([&] {
+                const auto note = [order] { order->append(u"queued"_s); };
+                QMetaObject::invokeMethod(qApp, note, Qt::QueuedConnection);
+                delivered.resume();
+            }).join();
+        };
+        if (before) {
+            deliver();
+        }
+        auto task = note(delivered, order);
+        if (!before) {
+            deliver();
+        }
+        await(std::move(task));
+        QCOMPARE(*order, (QStringList{u"queued"_s, u"resumed"_s}));
     }
 };
 
 int main(int argc, char **argv)
 {
+    const Threads::ProgramEnd programEnd;
     const QCoreApplication application(argc, argv);
     const QStringList arguments = QCoreApplication::arguments();
-    if (arguments.size() == 3 && arguments.at(1) == QStringLiteral("--end")) {
+    if (arguments.size() == 3 && arguments.at(1) == u"--end"_s) {
         return endWithAThread(arguments.at(2));
     }
     TestThreads test;

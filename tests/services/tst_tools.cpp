@@ -5,7 +5,7 @@
 #include "process/Tools.h"
 #include "support/Await.h"
 #include "support/Cancelled.h"
-#include "support/Lifeline.h"
+#include "support/Fifo.h"
 #include "support/TestChild.h"
 #include "support/Thrown.h"
 

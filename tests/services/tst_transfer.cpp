@@ -477,24 +477,6 @@ private Q_SLOTS:
         QVERIFY2(*blocks <= 128, qPrintable(QString::number(*blocks)));
     }
 
-    void withoutAThreadItFails()
-    {
-        // A stack for which there is no room.
-        pthread_attr_t before;
-        QCOMPARE(::pthread_getattr_default_np(&before), 0);
-        pthread_attr_t attributes;
-        ::pthread_attr_init(&attributes);
-        QCOMPARE(::pthread_attr_setstacksize(&attributes, std::size_t{1} << 60), 0);
-        QCOMPARE(::pthread_setattr_default_np(&attributes), 0);
-        const auto outcome = fetch(QUrl(u"http://127.0.0.1:9/"_s));
-        QCOMPARE(::pthread_setattr_default_np(&before), 0);
-        ::pthread_attr_destroy(&attributes);
-        ::pthread_attr_destroy(&before);
-        QVERIFY(outcome.systemError);
-        QCOMPARE(outcome.text(),
-                 u"The download could not be started: Resource temporarily unavailable"_s);
-    }
-
     void failedWritesNameTheFile_data()
     {
         QTest::addColumn<int>("error");

@@ -1,16 +1,16 @@
-// A child for the tests to run: does the steps that its arguments name, one after the other, with
-// unbuffered writes. A step is a verb, or a verb, a colon and an argument; texts may contain the
-// escapes \n \r \\ and \xHH.
+// A child for the tests to run. Each argument is a step: a verb, a colon and an argument. Texts may
+// contain the escapes \n \r \\ and \xHH. All writes are unbuffered.
 //
 //   out:TEXT err:TEXT    writes to standard output, standard error
-//   args:                prints the rest of the arguments in brackets, one a line, and ends
+//   line:TEXT            writes a line to standard output
+//   args:                prints the other arguments in brackets, one per line, and ends
 //   lines:COUNT          prints that many numbered lines in large writes
 //   paced:RATE,SECONDS   prints numbered lines, RATE in each second
 //   endless:BYTES        prints that many bytes of "0123456789…" without a line feed
 //   long:COUNT,BYTES     prints that many numbered lines of that many bytes, most of them digits
 //   descriptors:         prints the numbers of the open descriptors in one line
 //   group:               prints "leader" if it leads its process group
-//   pid:                 prints its process number in one line
+//   pid:                 prints its process number
 //   ignored:N blocked:N  prints "yes" or "no" for a signal
 //   stdin:               copies standard input to standard output
 //   folder:              prints the working folder
@@ -19,17 +19,18 @@
 //   touch:FILE           makes an empty file
 //   hold:FIFO            opens a FIFO for writing, for as long as it and its copies live
 //   ignore:N             ignores a signal
-//   report:N             prints "signal N" whenever the signal arrives, and goes on
-//   fork:                goes on as two processes; the original waits until the copy has printed
-//                        its number, and skips all steps up to "parent:", where the copy ends
+//   report:N             prints "signal N" at each such signal and goes on
+//   fork:                goes on as two processes: the copy prints its number and ends at
+//   "parent:";
+//                        the original waits for that number and goes on behind "parent:"
 //   session:             becomes the leader of a session of its own
 //   close:               closes standard output and error
 //   wait:                waits until a signal ends it, two minutes at most
 //   signal:N             dies of a signal, without a core file
 //   exit:N               ends with a code
-//   staging:FOLDER       makes a staging folder there, prints its path in one line, and goes on
-//   launcher:PROGRAM     runs a program on the rest of the arguments, as TestLauncher.h says
-//   killed:PROGRAM       the same with a program that shall end with it
+//   staging:FOLDER       makes a staging folder there and prints its path
+//   launcher:PROGRAM     runs a program with the other arguments (TestLauncher.h)
+//   killed:PROGRAM       does the same with a program that dies with it
 
 #include "TestLauncher.h"
 
@@ -43,6 +44,8 @@
 #include <cstring>
 #include <fcntl.h>
 #include <filesystem>
+#include <functional>
+#include <map>
 #include <string>
 #include <string_view>
 #include <sys/resource.h>
@@ -52,11 +55,11 @@
 
 namespace {
 
-// Seconds; nothing that a test starts stays for ever, but longer than a test waits for its end.
-constexpr unsigned maxLife = 120;
+// Longer than any test waits, but no child stays for ever.
+constexpr unsigned maxLifeSeconds = 120;
 constexpr size_t largeWrite = 64UL * 1024;
 
-/// Goes on without those who no longer listen, as a game does.
+/// Ignores a closed output, as a game does.
 void write(int descriptor, std::string_view text)
 {
     while (!text.empty()) {
@@ -76,6 +79,11 @@ void print(const std::string &line)
     write(STDOUT_FILENO, line + '\n');
 }
 
+void printAnswer(bool answer)
+{
+    print(answer ? "yes" : "no");
+}
+
 std::string unescaped(std::string_view text)
 {
     std::string result;
@@ -85,45 +93,38 @@ std::string unescaped(std::string_view text)
             continue;
         }
         const char kind = text[++i];
-        if (kind == 'n') {
-            result += '\n';
-        } else if (kind == 'r') {
-            result += '\r';
-        } else if (kind == 'x') {
+        if (kind == 'x') {
             result += static_cast<char>(std::stoi(std::string(text.substr(i + 1, 2)), nullptr, 16));
             i += 2;
         } else {
-            result += kind;
+            result += kind == 'n' ? '\n' : kind == 'r' ? '\r' : kind;
         }
     }
     return result;
 }
 
-void printLines(long count)
+/// Prints the numbered lines from `line` up to `end`, and returns `end`.
+long printLines(long line, long end)
 {
     std::string block;
-    for (long i = 0; i < count; ++i) {
-        block += "line " + std::to_string(i) + '\n';
+    for (; line < end; ++line) {
+        block += "line " + std::to_string(line) + '\n';
         if (block.size() >= largeWrite) {
             write(STDOUT_FILENO, block);
             block.clear();
         }
     }
     write(STDOUT_FILENO, block);
+    return end;
 }
 
-/// In a hundred portions a second.
 void printPaced(long rate, long seconds)
 {
-    constexpr long portions = 100;
+    constexpr long portions = 100; // per second
     auto next = std::chrono::steady_clock::now();
     long line = 0;
     for (long i = 1; i <= portions * seconds; ++i) {
-        std::string block;
-        for (; line < rate * i / portions; ++line) {
-            block += "line " + std::to_string(line) + '\n';
-        }
-        write(STDOUT_FILENO, block);
+        line = printLines(line, rate * i / portions);
         next += std::chrono::milliseconds(1000) / portions;
         std::this_thread::sleep_until(next);
     }
@@ -156,7 +157,7 @@ void printLong(long count, size_t bytes)
     }
 }
 
-/// By asking for each number: listing a folder would open one more.
+/// Asks for each number, because listing a folder would open one more.
 std::string openDescriptors()
 {
     std::string open;
@@ -186,11 +187,7 @@ bool isBlocked(int number)
 void copyInput()
 {
     std::array<char, 4096> bytes = {};
-    for (;;) {
-        const ssize_t count = ::read(STDIN_FILENO, bytes.data(), bytes.size());
-        if (count <= 0) {
-            return;
-        }
+    for (ssize_t count = 0; (count = ::read(STDIN_FILENO, bytes.data(), bytes.size())) > 0;) {
         write(STDOUT_FILENO, std::string_view(bytes.data(), static_cast<size_t>(count)));
     }
 }
@@ -204,45 +201,38 @@ void passGate(const std::string &fifo)
     ::close(descriptor);
 }
 
-/// True in the copy.
+/// Returns true in the copy.
 bool forkCopy()
 {
     std::array<int, 2> ready = {};
     if (::pipe(ready.data()) != 0) {
         std::abort();
     }
-    const pid_t copy = ::fork();
-    if (copy == 0) {
-        ::alarm(maxLife);
+    const bool isCopy = ::fork() == 0;
+    ::close(ready[1 - (isCopy ? 1 : 0)]);
+    if (isCopy) {
+        ::alarm(maxLifeSeconds);
         print(std::to_string(::getpid()));
-        ::close(ready[0]);
         ::close(ready[1]);
-        return true;
+    } else {
+        char byte = 0;
+        (void)!::read(ready[0], &byte, 1); // returns when the copy closes its side
+        ::close(ready[0]);
     }
-    ::close(ready[1]);
-    char byte = 0;
-    (void)!::read(ready[0], &byte, 1); // ends when the copy closes its side
-    ::close(ready[0]);
-    return false;
+    return isCopy;
 }
 
+/// Async-signal-safe.
 void reportSignal(int number)
 {
-    std::array<char, 16> text = {'s', 'i', 'g', 'n', 'a', 'l', ' '};
-    size_t size = std::strlen(text.data());
-    if (number >= 10) {
-        text.at(size++) = static_cast<char>('0' + number / 10);
+    std::array text{'s', 'i', 'g', 'n', 'a', 'l', ' ', '0', '0', '\n'};
+    text[7] = static_cast<char>('0' + number / 10);
+    text[8] = static_cast<char>('0' + number % 10);
+    if (number < 10) {
+        text[7] = text[8];
+        text[8] = '\n';
     }
-    text.at(size++) = static_cast<char>('0' + number % 10);
-    text.at(size++) = '\n';
-    write(STDOUT_FILENO, std::string_view(text.data(), size));
-}
-
-[[noreturn]] void waitForEver()
-{
-    for (;;) {
-        ::pause();
-    }
+    write(STDOUT_FILENO, std::string_view(text.data(), number < 10 ? 9 : 10));
 }
 
 void dieOf(int number)
@@ -253,75 +243,63 @@ void dieOf(int number)
     ::raise(number);
 }
 
-/// What needs no more than its own argument. False for an unknown verb.
-bool simpleStep(const std::string &verb, const std::string &argument)
+using Argument = const std::string &;
+
+long second(Argument pair)
 {
-    const auto number = [&] { return std::stoi(argument); };
-    if (verb == "out") {
-        write(STDOUT_FILENO, unescaped(argument));
-    } else if (verb == "err") {
-        write(STDERR_FILENO, unescaped(argument));
-    } else if (verb == "lines") {
-        printLines(std::stol(argument));
-    } else if (verb == "paced") {
-        printPaced(number(), std::stol(argument.substr(argument.find(',') + 1)));
-    } else if (verb == "endless") {
-        printEndless(std::stoul(argument));
-    } else if (verb == "long") {
-        printLong(std::stol(argument), std::stoul(argument.substr(argument.find(',') + 1)));
-    } else if (verb == "descriptors") {
-        print(openDescriptors());
-    } else if (verb == "group") {
-        print(::getpgrp() == ::getpid() ? "leader" : "follower");
-    } else if (verb == "pid") {
-        print(std::to_string(::getpid()));
-    } else if (verb == "ignored") {
-        print(isIgnored(number()) ? "yes" : "no");
-    } else if (verb == "blocked") {
-        print(isBlocked(number()) ? "yes" : "no");
-    } else if (verb == "stdin") {
-        copyInput();
-    } else if (verb == "folder") {
-        print(std::filesystem::current_path().string());
-    } else if (verb == "env") {
-        const char *value = std::getenv(argument.c_str());
-        print(value ? value : "(unset)");
-    } else if (verb == "staging") {
-        print(brindle::makeTestStaging(argument));
-    } else if (verb == "gate") {
-        passGate(argument);
-    } else if (verb == "touch") {
-        ::close(::open(argument.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600));
-    } else if (verb == "ignore") {
-        std::signal(number(), SIG_IGN);
-    } else if (verb == "report") {
-        std::signal(number(), reportSignal);
-    } else if (verb == "hold") {
-        (void)!::open(argument.c_str(), O_WRONLY | O_CLOEXEC);
-    } else if (verb == "session") {
-        ::setsid();
-    } else if (verb == "close") {
-        ::close(STDOUT_FILENO);
-        ::close(STDERR_FILENO);
-    } else if (verb == "wait") {
-        waitForEver();
-    } else if (verb == "signal") {
-        dieOf(number());
-    } else if (verb == "exit") {
-        ::_exit(number());
-    } else {
-        return false;
-    }
-    return true;
+    return std::stol(pair.substr(pair.find(',') + 1));
 }
+
+const std::map<std::string, std::function<void(Argument)>> verbs{
+    {"out", [](Argument text) { write(STDOUT_FILENO, unescaped(text)); }},
+    {"err", [](Argument text) { write(STDERR_FILENO, unescaped(text)); }},
+    {"line", [](Argument text) { print(unescaped(text)); }},
+    {"lines", [](Argument count) { printLines(0, std::stol(count)); }},
+    {"paced", [](Argument pair) { printPaced(std::stol(pair), second(pair)); }},
+    {"endless", [](Argument bytes) { printEndless(std::stoul(bytes)); }},
+    {"long", [](Argument pair) { printLong(std::stol(pair), static_cast<size_t>(second(pair))); }},
+    {"descriptors", [](Argument) { print(openDescriptors()); }},
+    {"group", [](Argument) { print(::getpgrp() == ::getpid() ? "leader" : "follower"); }},
+    {"pid", [](Argument) { print(std::to_string(::getpid())); }},
+    {"ignored", [](Argument number) { printAnswer(isIgnored(std::stoi(number))); }},
+    {"blocked", [](Argument number) { printAnswer(isBlocked(std::stoi(number))); }},
+    {"stdin", [](Argument) { copyInput(); }},
+    {"folder", [](Argument) { print(std::filesystem::current_path().string()); }},
+    {"env",
+     [](Argument name) {
+         const char *const value = std::getenv(name.c_str());
+         print(value ? value : "(unset)");
+     }},
+    {"gate", passGate},
+    {"touch",
+     [](Argument file) { ::close(::open(file.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600)); }},
+    {"hold", [](Argument fifo) { (void)!::open(fifo.c_str(), O_WRONLY | O_CLOEXEC); }},
+    {"ignore", [](Argument number) { std::signal(std::stoi(number), SIG_IGN); }},
+    {"report", [](Argument number) { std::signal(std::stoi(number), reportSignal); }},
+    {"session", [](Argument) { ::setsid(); }},
+    {"close",
+     [](Argument) {
+         ::close(STDOUT_FILENO);
+         ::close(STDERR_FILENO);
+     }},
+    {"wait",
+     [](Argument) {
+         for (;;) {
+             ::pause();
+         }
+     }},
+    {"signal", [](Argument number) { dieOf(std::stoi(number)); }},
+    {"exit", [](Argument number) { ::_exit(std::stoi(number)); }},
+    {"staging", [](Argument folder) { print(brindle::makeTestStaging(folder)); }},
+};
 
 int runSteps(const std::vector<std::string> &steps)
 {
+    using Bond = brindle::ManagedProcess::OnParentDeath;
     for (size_t i = 0; i < steps.size(); ++i) {
-        const size_t colon = steps[i].find(':');
-        const std::string verb = steps[i].substr(0, colon);
-        const std::string argument =
-            colon == std::string::npos ? std::string() : steps[i].substr(colon + 1);
+        const std::string &step = steps[i];
+        const std::string verb = step.substr(0, step.find(':'));
+        const std::string argument = step.substr(std::min(verb.size() + 1, step.size()));
         const std::vector<std::string> rest(steps.begin() + static_cast<long>(i) + 1, steps.end());
         if (verb == "args") {
             for (const std::string &text : rest) {
@@ -329,23 +307,22 @@ int runSteps(const std::vector<std::string> &steps)
             }
             return 0;
         }
-        if (verb == "launcher") {
-            return brindle::runTestLauncher(argument, rest);
+        if (verb == "launcher" || verb == "killed") {
+            const Bond bond = verb == "killed" ? Bond::kill : Bond::survive;
+            return brindle::runTestLauncher(argument, rest, bond);
         }
-        if (verb == "killed") {
-            return brindle::runTestLauncher(argument, rest,
-                                            brindle::ManagedProcess::OnParentDeath::kill);
+        if (verb == "parent") {
+            return 0; // only the copy gets here
         }
         if (verb == "fork") {
             if (!forkCopy()) {
-                i = static_cast<size_t>(std::find(steps.begin(), steps.end(), "parent:") -
-                                        steps.begin());
+                const auto parent = std::find(steps.begin(), steps.end(), "parent:");
+                i = static_cast<size_t>(parent - steps.begin());
             }
-        } else if (verb == "parent") {
-            // Only the copy comes here by itself.
-            return 0;
-        } else if (!simpleStep(verb, argument)) {
-            std::fprintf(stderr, "unknown step: %s\n", steps[i].c_str());
+        } else if (const auto known = verbs.find(verb); known != verbs.end()) {
+            known->second(argument);
+        } else {
+            std::fprintf(stderr, "unknown step: %s\n", step.c_str());
             return 2;
         }
     }
@@ -356,6 +333,6 @@ int runSteps(const std::vector<std::string> &steps)
 
 int main(int argc, char **argv)
 {
-    ::alarm(maxLife);
+    ::alarm(maxLifeSeconds);
     return runSteps(std::vector<std::string>(argv + 1, argv + argc));
 }

@@ -10,6 +10,8 @@
 
 namespace brindle {
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 QCoro::Task<> quitWithChild(std::shared_ptr<ManagedProcess> child, std::stop_token stop)
@@ -36,10 +38,10 @@ int runTestLauncher(const std::string &program, const std::vector<std::string> &
     const auto onLine = [&](const QString &line) {
         std::puts(line.toUtf8().constData());
         std::fflush(stdout);
-        if (line == QStringLiteral("stop and quit")) {
+        if (line == u"stop and quit"_s) {
             stop.request_stop();
         }
-        if (line.endsWith(QStringLiteral("quit"))) {
+        if (line.endsWith(u"quit"_s)) {
             QMetaObject::invokeMethod(
                 &application, [] { QCoreApplication::exit(0); }, Qt::QueuedConnection);
         }
@@ -58,7 +60,7 @@ std::string makeTestStaging(const std::string &temporaryFolder)
     const QCoreApplication application(count, values);
     // Never destroyed: it is given up only with the process.
     static const auto *const staging = new StagingFolder(await(StagingFolder::create(
-        QString::fromStdString(temporaryFolder), QStringLiteral("/nowhere/Brindle"))));
+        QString::fromStdString(temporaryFolder), u"/nowhere/Brindle"_s)));
     return staging->path().toStdString();
 }
 

@@ -22,7 +22,7 @@ public:
     void letPass()
     {
         const auto before = std::exchange(blocker_, block());
-        before->leave.release(maxWorkers);
+        before->leave.release(Threads::maxWorkers);
         blocker_->waitUntilAllBlock();
     }
 
@@ -30,7 +30,7 @@ public:
     void open()
     {
         if (blocker_) {
-            blocker_->leave.release(maxWorkers);
+            blocker_->leave.release(Threads::maxWorkers);
             blocker_.reset();
         }
     }
@@ -41,7 +41,7 @@ private:
     {
         void waitUntilAllBlock()
         {
-            for (int i = 0; i < maxWorkers; ++i) {
+            for (int i = 0; i < Threads::maxWorkers; ++i) {
                 entered.acquire();
             }
         }
@@ -53,8 +53,8 @@ private:
     static std::shared_ptr<Blocker> block()
     {
         auto blocker = std::make_shared<Blocker>();
-        for (int i = 0; i < maxWorkers; ++i) {
-            startOnWorker([blocker] {
+        for (int i = 0; i < Threads::maxWorkers; ++i) {
+            Threads::startOnWorker([blocker] {
                 blocker->entered.release();
                 blocker->leave.acquire();
             });

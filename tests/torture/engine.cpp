@@ -5,7 +5,7 @@
 #include "PipelineFixture.h"
 #include "base/Clock.h"
 #include "support/Await.h"
-#include "support/Lifeline.h"
+#include "support/Fifo.h"
 #include "support/TestChild.h"
 
 #include <QCoreApplication>
@@ -18,6 +18,7 @@
 #include <ctime>
 
 using namespace brindle;
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -29,9 +30,9 @@ class Play
 public:
     explicit Play(const QStringList &steps)
     {
-        QString script = QStringLiteral("#!/bin/sh\nexec '%1'").arg(testChild());
+        QString script = u"#!/bin/sh\nexec '%1'"_s.arg(testChild());
         for (const QString &step : steps) {
-            script += QStringLiteral(" '%1'").arg(step);
+            script += u" '%1'"_s.arg(step);
         }
         fixture_.installByHand(script.toUtf8() + '\n');
         fixture_.model().startWork(true);
@@ -70,7 +71,7 @@ double now(clockid_t clock)
 /// In bytes, of this process: "VmRSS" or "VmHWM".
 double memory(const QByteArray &key)
 {
-    QFile status(QStringLiteral("/proc/self/status"));
+    QFile status(u"/proc/self/status"_s);
     if (status.open(QIODevice::ReadOnly)) {
         for (const QByteArray &line : status.readAll().split('\n')) {
             if (line.startsWith(key + ':')) {
@@ -86,7 +87,7 @@ double memory(const QByteArray &key)
 /// "VmHWM" begins anew (proc(5), clear_refs).
 void resetPeak()
 {
-    QFile references(QStringLiteral("/proc/self/clear_refs"));
+    QFile references(u"/proc/self/clear_refs"_s);
     if (!references.open(QIODevice::WriteOnly) || references.write("5") != 1) {
         throw std::runtime_error("can't measure memory");
     }
@@ -102,7 +103,7 @@ bool flood()
 {
     constexpr qint64 rate = 100'000;
     constexpr qint64 seconds = 10;
-    Play play({QStringLiteral("paced:%1,%2").arg(rate).arg(seconds), QStringLiteral("exit:0")});
+    Play play({u"paced:%1,%2"_s.arg(rate).arg(seconds), u"exit:0"_s});
     double longest = 0;
     double busiest = 0;
     double since = now(CLOCK_MONOTONIC);
@@ -118,12 +119,11 @@ bool flood()
     });
     pulse.start();
     play.waitForTheEnd();
-    bool exact = play.log().contains(QStringLiteral("• Game closed normally"));
+    bool exact = play.log().contains(u"• Game closed normally"_s);
     // The launcher's own line is the last one.
     const qsizetype count = play.log().size() - 1;
     for (qsizetype i = 0; i < count; ++i) {
-        exact =
-            exact && play.log().at(i) == QStringLiteral("line %1").arg(rate * seconds - count + i);
+        exact = exact && play.log().at(i) == u"line %1"_s.arg(rate * seconds - count + i);
     }
     exact = exact && play.log().size() == LogStore::maxLines;
     constexpr double maxAway = 50;
@@ -139,7 +139,7 @@ void longLines(const char *what, const QString &step, double most)
 {
     resetPeak();
     const double before = memory("VmRSS");
-    Play play({step, QStringLiteral("exit:0")});
+    Play play({step, u"exit:0"_s});
     play.waitForTheEnd();
     print(what, (memory("VmHWM") - before) / million, "MB", most);
 }
@@ -147,10 +147,9 @@ void longLines(const char *what, const QString &step, double most)
 void stubbornGame()
 {
     const Lifeline lifeline;
-    Play play({QStringLiteral("ignore:15"), QStringLiteral("hold:") + lifeline.path(),
-               QStringLiteral("fork:"), QStringLiteral("wait:"), QStringLiteral("parent:"),
-               QStringLiteral("out:engine is playing\\n"), QStringLiteral("wait:")});
-    play.waitFor(QStringLiteral("engine is playing"));
+    Play play({u"ignore:15"_s, u"hold:"_s + lifeline.path(), u"fork:"_s, u"wait:"_s, u"parent:"_s,
+               u"out:engine is playing\\n"_s, u"wait:"_s});
+    play.waitFor(u"engine is playing"_s);
     QElapsedTimer timer;
     timer.start();
     play.model().cancel();
@@ -170,14 +169,11 @@ int main(int argc, char *argv[])
         // First, while there is nothing that this process has let go of.
         constexpr double fewMegabytes = 8;
         constexpr double wholeLog = 32;
-        longLines("100 MB without a line end: memory above idle",
-                  QStringLiteral("endless:100000000"), fewMegabytes);
-        longLines("a line of 10 MB: memory above idle", QStringLiteral("long:1,10000000"),
+        longLines("100 MB without a line end: memory above idle", u"endless:100000000"_s,
                   fewMegabytes);
-        longLines("5,000 lines of 64 KiB: memory above idle", QStringLiteral("long:5000,65536"),
-                  wholeLog);
-        longLines("50,000 lines of 2 KiB: memory above idle", QStringLiteral("long:50000,2048"),
-                  wholeLog);
+        longLines("a line of 10 MB: memory above idle", u"long:1,10000000"_s, fewMegabytes);
+        longLines("5,000 lines of 64 KiB: memory above idle", u"long:5000,65536"_s, wholeLog);
+        longLines("50,000 lines of 2 KiB: memory above idle", u"long:50000,2048"_s, wholeLog);
         const bool exact = flood();
         stubbornGame();
         return exact ? 0 : 1;

@@ -2,6 +2,7 @@
 
 #include "BusServices.h"
 #include "PipelineFixture.h"
+#include "base/Threads.h"
 #include "support/Await.h"
 #include "support/ManualClock.h"
 #include "ui/BrindleApp.h"
@@ -557,7 +558,7 @@ static int runLauncher(bool ends)
 
 int main(int argc, char *argv[])
 {
-    const MessageBus::ProcessEnd processEnd;
+    const Threads::ProgramEnd programEnd;
     QGuiApplication application(argc, argv);
     const QStringList arguments = QCoreApplication::arguments();
     if (arguments.contains(QStringLiteral("--download")) ||

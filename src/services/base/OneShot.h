@@ -1,104 +1,76 @@
 #pragma once
 
-#include <QMetaObject>
-#include <QObject>
+#include <QFutureWatcher>
+#include <QPromise>
 
+#include <atomic>
 #include <coroutine>
 #include <exception>
-#include <functional>
 #include <memory>
-#include <mutex>
-#include <optional>
 #include <utility>
 #include <variant>
 
 namespace brindle {
 
-/// A one-shot result that any thread may deliver and one coroutine awaits.
+/// A result that any thread delivers and one coroutine awaits, once.
 ///
-/// The first `resume` or `fail` wins, later ones are ignored, so that a result, an error and a
-/// cancellation may race freely. The awaiting coroutine goes on in the event loop of the thread
-/// that it awaited on, never inside the call that delivered the result, and also when the result
-/// was there before: so it finds done what had been queued there before the result was delivered.
-/// Copies share one result. Awaiting a second time is not allowed.
+/// The first `resume` or `fail` wins, later ones do nothing: a result may race with a cancellation.
+/// The coroutine resumes in the event loop of the thread that it awaited on, behind everything that
+/// was queued there before the delivery. Copies share one result.
 template <typename T = std::monostate>
 class OneShot
 {
     struct State
     {
-        std::mutex lock; // guards the fields below
-        std::optional<T> value;
-        std::exception_ptr error;
-        std::function<void()> wake; // set while a coroutine waits
-
-        bool isDone() const { return value.has_value() || error; }
+        QPromise<T> promise;
+        std::atomic_flag isDelivered; // a finished QPromise takes no exception (Qt 6.4)
     };
 
     struct Awaiter
     {
+        // Never at once, as QCoro's own awaiter would: earlier events go first.
         bool await_ready() const { return false; }
 
-        void await_suspend(std::coroutine_handle<> waiter)
+        void await_suspend(std::coroutine_handle<> waiter) const
         {
-            auto *const context = new QObject; // lives on the awaiting thread
-            const auto goOn = [context, waiter] {
-                context->deleteLater(); // we are inside an event of this very object
+            auto *const watcher = new QFutureWatcher<T>;
+            const auto resume = [watcher, waiter] {
+                watcher->deleteLater();
                 waiter.resume();
             };
-            const auto wake = [context, goOn] {
-                QMetaObject::invokeMethod(context, goOn, Qt::QueuedConnection);
-            };
-            const std::lock_guard guard(state->lock);
-            if (state->isDone()) {
-                wake();
-            } else {
-                state->wake = wake;
-            }
+            QObject::connect(watcher, &QFutureWatcherBase::finished, watcher, resume);
+            watcher->setFuture(state->promise.future());
         }
 
-        T await_resume()
-        {
-            const std::lock_guard guard(state->lock);
-            if (state->error) {
-                std::rethrow_exception(state->error);
-            }
-            return std::move(*state->value);
-        }
+        T await_resume() const { return state->promise.future().takeResult(); }
 
         std::shared_ptr<State> state;
     };
 
 public:
-    /// Delivers the result. Any thread. False when something was delivered before.
-    bool resume(T value = T()) const
+    OneShot() { state_->promise.start(); }
+
+    /// Delivers the result. Any thread.
+    void resume(T value = T()) const
     {
-        return deliver([&] { state_->value.emplace(std::move(value)); });
+        if (!state_->isDelivered.test_and_set()) {
+            state_->promise.addResult(std::move(value));
+            state_->promise.finish();
+        }
     }
 
-    /// Delivers a failure, thrown by the `co_await`. Any thread. False when something was
-    /// delivered before.
-    bool fail(std::exception_ptr error) const
+    /// Delivers a failure, which the `co_await` throws. Any thread.
+    void fail(std::exception_ptr error) const
     {
-        return deliver([&] { state_->error = std::move(error); });
+        if (!state_->isDelivered.test_and_set()) {
+            state_->promise.setException(std::move(error));
+            state_->promise.finish();
+        }
     }
 
     Awaiter operator co_await() const { return {state_}; }
 
 private:
-    template <typename F>
-    bool deliver(F set) const
-    {
-        const std::lock_guard guard(state_->lock);
-        if (state_->isDone()) {
-            return false;
-        }
-        set();
-        if (state_->wake) {
-            state_->wake();
-        }
-        return true;
-    }
-
     std::shared_ptr<State> state_ = std::make_shared<State>();
 };
 

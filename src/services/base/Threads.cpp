@@ -2,11 +2,12 @@
 
 #include <QCoreApplication>
 #include <QDeadlineTimer>
-#include <QThread>
+#include <QThreadPool>
 
-#include <mutex>
+#include <cstdio>
+#include <cstdlib>
+#include <limits>
 #include <utility>
-#include <vector>
 
 namespace brindle {
 
@@ -14,77 +15,55 @@ namespace {
 
 constexpr int patienceMilliseconds = 500;
 
-struct Started
+struct Pools
 {
-    std::unique_ptr<QThread> thread;
-    std::stop_source stop;
-    Threads::AtExit atExit;
+    QThreadPool workers;
+    QThreadPool others;
+    std::stop_source programEnds;
 };
 
-struct Registry
-{
-    std::mutex lock;
-    std::vector<Started> threads; // running ones, and ended ones until the next start
-    std::vector<std::shared_ptr<void>> kept;
-};
+void end();
 
-/// Never destroyed: a thread that outlasts the patience may still come here.
-Registry &registry()
+/// Never destroyed, because a thread may outlast the application object.
+Pools &pools()
 {
-    static auto *const only = new Registry;
-    return *only;
+    static Pools *const pools = [] {
+        auto *const made = new Pools;
+        made->workers.setMaxThreadCount(Threads::maxWorkers);
+        made->others.setMaxThreadCount(std::numeric_limits<int>::max());
+        qAddPostRoutine(end);
+        return made;
+    }();
+    return *pools;
 }
 
-void endAll()
+void end()
 {
-    std::vector<Started> threads;
-    {
-        const std::lock_guard guard(registry().lock);
-        threads.swap(registry().threads);
-    }
-    for (Started &each : threads) {
-        each.stop.request_stop();
-    }
+    pools().programEnds.request_stop();
     const QDeadlineTimer soon(patienceMilliseconds);
-    for (Started &each : threads) {
-        const bool isAwaited = each.atExit == Threads::AtExit::isAwaited;
-        if (!each.thread->wait(isAwaited ? QDeadlineTimer(QDeadlineTimer::Forever) : soon)) {
-            // It still runs.
-            [[maybe_unused]] const QThread *const running = each.thread.release();
-        }
-    }
+    pools().others.waitForDone(patienceMilliseconds);
+    pools().workers.waitForDone(static_cast<int>(soon.remainingTime()));
 }
 
 } // namespace
 
-bool Threads::start(Work work, AtExit atExit)
+void Threads::startOnWorker(std::function<void()> work)
 {
-    Q_ASSERT(QCoreApplication::instance());
-    [[maybe_unused]] static const bool endsWithApplication = [] {
-        qAddPostRoutine(endAll);
-        return true;
-    }();
-    std::stop_source stop;
-    // Qt lets go of the work at its end, on that thread.
-    std::unique_ptr<QThread> thread(QThread::create(std::move(work), stop.get_token()));
-
-    const std::lock_guard guard(registry().lock);
-    std::erase_if(registry().threads, [](const Started &each) {
-        return each.thread->isFinished() && each.thread->wait();
-    });
-    thread->start();
-    // That is how Qt tells; it reports the reason to nobody but the log.
-    if (!thread->isRunning() && !thread->isFinished()) {
-        return false;
-    }
-    registry().threads.push_back({std::move(thread), std::move(stop), atExit});
-    return true;
+    pools().workers.start(std::move(work));
 }
 
-void Threads::keep(std::shared_ptr<void> unfinished)
+void Threads::start(std::function<void(std::stop_token)> work)
 {
-    const std::lock_guard guard(registry().lock);
-    registry().kept.push_back(std::move(unfinished));
+    pools().others.start(
+        [work = std::move(work)] { work(pools().programEnds.get_token()); });
+}
+
+Threads::ProgramEnd::~ProgramEnd()
+{
+    if (pools().workers.activeThreadCount() + pools().others.activeThreadCount() > 0) {
+        std::fflush(nullptr);
+        std::_Exit(EXIT_SUCCESS);
+    }
 }
 
 } // namespace brindle

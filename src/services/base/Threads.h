@@ -1,30 +1,34 @@
 #pragma once
 
 #include <functional>
-#include <memory>
 #include <stop_token>
 
 namespace brindle {
 
-/// The threads that nobody joins, as whoever started one may go at any time. When the application
-/// object goes, all of them are asked to end and waited for, so that none runs on while the program
-/// takes itself apart.
+/// The program's threads besides the main one. When the application object is destroyed, all of
+/// them are asked to end; it waits half a second for them.
 namespace Threads {
 
-using Work = std::function<void(std::stop_token programEnds)>;
+/// How many calls of `startOnWorker` run at once; the others wait.
+inline constexpr int maxWorkers = 4;
 
-enum class AtExit {
-    isAsked,  ///< waited for a moment: one that is stuck does not hold up the program's end
-    isAwaited ///< waited for as long as it takes
+/// Runs `work`, which must not throw, on a worker thread. Any thread.
+void startOnWorker(std::function<void()> work);
+
+/// Runs `work`, which must not throw, at once on a thread of its own and destroys it there. Any
+/// thread.
+void start(std::function<void(std::stop_token programEnds)> work);
+
+/// Declare one in `main` before the application object. If a thread still runs when this object is
+/// destroyed, the process ends at once, before static objects that the thread may use go.
+class ProgramEnd
+{
+public:
+    ProgramEnd() = default;
+    ProgramEnd(const ProgramEnd &) = delete;
+    ProgramEnd &operator=(const ProgramEnd &) = delete;
+    ~ProgramEnd();
 };
-
-/// Runs `work`, which must not throw, on a thread of its own, and destroys it there. False when
-/// there is no thread to be had; then `work` is destroyed here. Any thread; needs the application
-/// object.
-[[nodiscard]] bool start(Work work, AtExit atExit = AtExit::isAsked);
-
-/// Keeps what a thread has to leave unfinished at the program's end until the program is gone.
-void keep(std::shared_ptr<void> unfinished);
 
 } // namespace Threads
 

@@ -167,8 +167,7 @@ void StagingFolder::clearLeftovers(const QString &temporaryFolder, const std::st
 
 void StagingFolder::startClearingLeftovers(const QString &temporaryFolder, const Storage &storage)
 {
-    // Ignored: that there is no thread for it. The next start clears as well.
-    (void)Threads::start([temporaryFolder, storage](const std::stop_token &programEnds) {
+    Threads::start([temporaryFolder, storage](const std::stop_token &programEnds) {
         clearLeftovers(temporaryFolder, programEnds);
         clearLeftovers(storage.parentFolder(), programEnds);
     });

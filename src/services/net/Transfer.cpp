@@ -200,9 +200,7 @@ void TransferJob::start()
         const std::stop_callback onEnd(programEnds, [&job = *self] { job.cancel(); });
         self->work();
     };
-    if (!Threads::start(std::move(work))) {
-        throw SystemError::fromErrno(EAGAIN, u"The download could not be started"_s);
-    }
+    Threads::start(std::move(work));
 }
 
 void TransferJob::cancel()

@@ -10,15 +10,30 @@
 #include <QProcess>
 
 #include <atomic>
-#include <cerrno>
 #include <csignal>
+#include <mutex>
 #include <optional>
 #include <utility>
+#include <vector>
 
 namespace brindle {
 
-/// Shared by the object, the awaiting coroutine and the reader thread, so that the object may be
-/// dropped at any time.
+using namespace Qt::StringLiterals;
+
+namespace {
+
+/// Keeps an object until the process has ended. Any thread.
+void keep(std::shared_ptr<void> object)
+{
+    static std::mutex lock;
+    static auto *const kept = new std::vector<std::shared_ptr<void>>; // never destroyed
+    const std::lock_guard guard(lock);
+    kept->push_back(std::move(object));
+}
+
+} // namespace
+
+/// Shared by the object, the awaiting coroutine and the reader thread.
 struct ManagedProcess::Impl
 {
     std::optional<qint32> read(const std::stop_token &stop, const std::stop_token &programEnds);
@@ -33,7 +48,7 @@ struct ManagedProcess::Impl
     const OneShot<qint32> ended;
 };
 
-/// Reader thread. The child, running. Throws SystemError.
+/// Starts the child on the reader thread. Throws SystemError.
 std::shared_ptr<QProcess> ManagedProcess::Impl::launch()
 {
     auto child = std::make_shared<QProcess>();
@@ -42,21 +57,20 @@ std::shared_ptr<QProcess> ManagedProcess::Impl::launch()
     child->setProcessChannelMode(QProcess::MergedChannels);
     ChildProcess::prepare(*child, setup);
     child->start(QIODevice::ReadOnly);
-    // Until exec the child may still run our own signal handlers; requests wait until then.
+    // Until exec a signal may still run our own handlers in the child, so send none before.
     if (!child->waitForStarted(-1)) {
-        // What the system said, without the names of the calls that said it. Qt keeps its number
-        // to itself.
         isRunning = false;
-        const QString reason = child->errorString().section(QStringLiteral(": "), -1);
-        throw SystemError(QStringLiteral("%1: %2").arg(executable, reason));
+        // Qt puts the names of system calls before the system's own text.
+        const QString reason = child->errorString().section(u": "_s, -1);
+        throw SystemError(u"%1: %2"_s.arg(executable, reason));
     }
     return child;
 }
 
-/// Reader thread. Nothing when the program ends and the child goes on without us.
+/// Runs the child on the reader thread. Returns nothing if the program ends before the child.
 ///
-/// Signals are sent on this thread only, which is also the one that reaps the child: so a process
-/// number is never used after it has been given to someone else.
+/// Only this thread sends signals, because it also reaps the child: until then the process number
+/// can't belong to another process.
 std::optional<qint32> ManagedProcess::Impl::read(const std::stop_token &stop,
                                                  const std::stop_token &programEnds)
 {
@@ -65,13 +79,11 @@ std::optional<qint32> ManagedProcess::Impl::read(const std::stop_token &stop,
     QEventLoop loop;
     LineSplitter lines(maxLineBytes);
     const auto isAlive = [&] { return child->state() == QProcess::Running; };
-    // What is there, whole lines or not: looking for a line first would go over an endless one
-    // again and again.
     const auto deliver = [&] { lines.feed(child->readAll(), onLine); };
     QObject::connect(child.get(), &QProcess::readyRead, &loop, deliver);
     QObject::connect(child.get(), &QProcess::finished, &loop, &QEventLoop::quit);
 
-    const auto asTheLoopRuns = [&](auto act) {
+    const auto inLoop = [&](auto act) {
         return [&, act] {
             const auto unlessEnded = [&, act] {
                 if (isAlive()) {
@@ -81,26 +93,25 @@ std::optional<qint32> ManagedProcess::Impl::read(const std::stop_token &stop,
             QMetaObject::invokeMethod(&loop, unlessEnded, Qt::QueuedConnection);
         };
     };
-    const std::stop_callback onStop(stop, asTheLoopRuns([&] { ChildProcess::send(SIGTERM, pid); }));
-    const std::stop_callback onKill(
-        killing.get_token(), asTheLoopRuns([&] { ChildProcess::sendToGroup(SIGKILL, pid); }));
-    // Behind what was asked of the child.
-    const std::stop_callback onEnd(programEnds, asTheLoopRuns([&] { loop.quit(); }));
+    const std::stop_callback onStop(stop, inLoop([&] { ChildProcess::send(SIGTERM, pid); }));
+    const std::stop_callback onKill(killing.get_token(),
+                                    inLoop([&] { ChildProcess::sendToGroup(SIGKILL, pid); }));
+    // The loop sends signals requested before the program's end, and quits then.
+    const std::stop_callback onEnd(programEnds, inLoop([&] { loop.quit(); }));
     loop.exec();
     if (isAlive()) {
-        // It must never be destroyed, as it would kill the child.
-        Threads::keep(std::move(child));
+        keep(std::move(child)); // ~QProcess would kill it
         return std::nullopt;
     }
 
-    // The group's number stays taken while anybody is in the group; were it empty, it has been free
-    // for a moment only, and no more than a new group of the same number could be met.
+    // The group keeps its number while it has a member. If it is empty, its number became free only
+    // a moment ago, so at worst a new group of that number gets this signal.
     if (stop.stop_requested()) {
         ChildProcess::sendToGroup(SIGTERM, pid);
     }
     isRunning = false;
-    // QProcess has read all that was in the pipe when the child was found dead. The pipe's end is
-    // not waited for: another process may hold it open for as long as it likes.
+    // QProcess emptied the pipe when it found the child dead. Another process may hold the pipe
+    // open for as long as it likes, so don't wait for the pipe's end.
     deliver();
     lines.flush(onLine);
     return child->exitCode(); // after a crash, the signal's number
@@ -118,31 +129,24 @@ ManagedProcess::ManagedProcess(QString executable, QStringList arguments, LineCa
 
 QCoro::Task<qint32> ManagedProcess::run(std::stop_token stop)
 {
-    auto impl = impl_; // this object may go
+    auto impl = impl_; // this object may be destroyed meanwhile
     [[maybe_unused]] const bool again = impl->isRunning.exchange(true);
     Q_ASSERT(!again);
-    auto work = [impl, stop](const std::stop_token &programEnds) mutable {
-        std::optional<qint32> status;
-        std::exception_ptr error;
-        try {
-            status = impl->read(stop, programEnds);
-        } catch (...) {
-            error = std::current_exception();
-        }
-        if (!error && !status) {
-            // With it, who awaits its end.
-            Threads::keep(std::move(impl));
-            return;
-        }
-        // The callback, and all that it holds, is to go where the awaiting code is, not here.
+    Threads::start([impl, stop](const std::stop_token &programEnds) mutable {
         const auto ended = impl->ended;
-        impl.reset();
-        (void)(error ? ended.fail(error) : ended.resume(*status));
-    };
-    if (!Threads::start(std::move(work))) {
-        impl->isRunning = false;
-        throw SystemError::fromErrno(EAGAIN, impl->executable);
-    }
+        try {
+            const std::optional<qint32> status = impl->read(stop, programEnds);
+            if (!status) {
+                keep(std::move(impl)); // the awaiting coroutine needs it
+                return;
+            }
+            impl.reset(); // only the awaiting thread may destroy the callback
+            ended.resume(*status);
+        } catch (...) {
+            impl.reset();
+            ended.fail(std::current_exception());
+        }
+    });
     co_return co_await impl->ended;
 }
 

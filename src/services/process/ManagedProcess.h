@@ -12,25 +12,21 @@
 
 namespace brindle {
 
-/// One run of a child process. Its standard output and error arrive, merged as the child writes
-/// them, line by line; standard input, working folder and environment are inherited, but not the
-/// desktop's permission to come to the front. No shell is involved and the child gets no other file
-/// descriptor of ours.
+/// One run of a child process. Passes on its standard output and error, merged, line by line.
 ///
-/// Only a line feed ends a line (a carriage return before it stays). Invalid UTF-8 is repaired. Of
-/// a line longer than `maxLineBytes` the beginning is passed on, with a note of how much was left
-/// out.
+/// The child inherits standard input, working folder and environment, but no other file descriptor
+/// and not the desktop's permission to come to the front. No shell is involved. Only a line feed
+/// ends a line; invalid UTF-8 is repaired; a line longer than `maxLineBytes` is cut.
 class ManagedProcess
 {
 public:
-    /// Some screen lines of what people read; what is longer was written for machines. With it a
-    /// full log and a full queue of lines before it take less than 32 MB.
+    /// A few screen lines. A full log and a full queue before it then take less than 32 MB.
     static constexpr qsizetype maxLineBytes = 1400;
 
-    /// What becomes of the child when this program dies. What cannot be bound (on macOS) goes on.
+    /// What happens to the child when this program dies. On macOS every child survives.
     enum class OnParentDeath {
-        survive, ///< it goes on: a game that is being played
-        kill     ///< it gets SIGKILL
+        survive, ///< A game goes on.
+        kill     ///< The child gets SIGKILL.
     };
 
     /// @param executable absolute path of the program.
@@ -38,28 +34,27 @@ public:
     ManagedProcess(QString executable, QStringList arguments, LineCallback onLine,
                    OnParentDeath onParentDeath = OnParentDeath::survive);
 
-    /// Before `run`: variables that the child's environment holds besides what it inherits.
+    /// Adds variables to the child's environment. Call before `run`.
     void setVariables(const QMap<QString, QString> &variables);
 
-    /// Before `run`: the child reads nothing (its standard input is /dev/null) and has no terminal.
-    /// The one descriptor of ours that it gets, if not -1, has the same number there.
+    /// Gives the child no terminal, an empty standard input, and `descriptor` (unless -1) under its
+    /// own number. Call before `run`.
     void isolate(int descriptor = -1);
 
-    /// Starts the child and returns when it has ended and all that it wrote has been delivered:
-    /// its exit code, or the signal's number if it was killed. Others that still hold its output
-    /// pipe are not waited for. Throws SystemError when it can't be started, or when there is no
-    /// thread to read it. Call once. The object may go while it runs.
+    /// Starts the child and waits for its end. Returns the exit code, or the signal's number if a
+    /// signal ended the child. All lines are delivered before that, but other processes that hold
+    /// the output open are not waited for. Throws SystemError if the child can't be started. Call
+    /// once; this object may be destroyed while the child runs.
     ///
-    /// A request of `stop` asks the child to end (SIGTERM), as soon as it runs; and once it has
-    /// ended, what it has left in its process group, such as a dialog. What has put itself into
-    /// another group or session is not touched.
+    /// A request of `stop` sends SIGTERM to the child, and after the child's end to the rest of its
+    /// process group, for example an open dialog.
     QCoro::Task<qint32> run(std::stop_token stop = {});
 
-    /// True from the call of `run` until the child has ended. Any thread.
+    /// Returns true from the call of `run` until the child's end. Any thread.
     bool isRunning() const;
 
-    /// Ends a running child and everything that it started (SIGKILL to its process group). Any
-    /// thread; takes effect as soon as the child runs. No effect before `run` or after the end.
+    /// Sends SIGKILL to the child's process group, once the child runs. Does nothing before `run`
+    /// and after the end. Any thread.
     void kill();
 
 private:
