@@ -13,14 +13,16 @@
 
 namespace brindle {
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr int firstPrivateDescriptor = 3;
 
-// What runs in the forked child is async-signal-safe.
+// The forked child may only call async-signal-safe functions.
 
-/// Marked rather than closed: whoever started the child may use a pipe of its own up to exec to
-/// hear whether that worked.
+/// Marks descriptors to be closed by exec. They stay open until then, because QProcess reports a
+/// failed exec through a pipe of its own.
 void markDescriptors()
 {
 #ifdef Q_OS_LINUX
@@ -38,7 +40,7 @@ void markDescriptors()
     }
 }
 
-/// `launcher` is the process number of the one that forks, which may be gone by now.
+/// @param launcher process number of the launcher, which may be dead by now.
 void endWithLauncher([[maybe_unused]] qint64 launcher)
 {
 #ifdef Q_OS_LINUX
@@ -52,20 +54,19 @@ void endWithLauncher([[maybe_unused]] qint64 launcher)
 
 void prepareForked(const ChildProcess::Setup &setup, qint64 launcher)
 {
-    // First: until exec it holds all that the launcher holds, locks included.
+    // First, because until exec the child holds the launcher's locks.
     if (setup.endsWithLauncher) {
         endWithLauncher(launcher);
     }
     if (setup.isIsolated) {
-        ::setsid(); // before it leads a group, when it may no longer
+        ::setsid(); // fails for the leader of a group
     }
     ::setpgid(0, 0);
     markDescriptors();
     if (setup.descriptor >= 0) {
         ::fcntl(setup.descriptor, F_SETFD, 0);
     }
-    // Both outlive exec, as handlers do not: an ignored signal stays ignored, a blocked one stays
-    // blocked, and the thread that forks may block what the child must hear.
+    // Ignored and blocked signals outlive exec, and the starting thread may block some.
     struct sigaction ignore = {};
     ignore.sa_handler = SIG_IGN;
     ::sigaction(SIGPIPE, &ignore, nullptr);
@@ -74,7 +75,7 @@ void prepareForked(const ChildProcess::Setup &setup, qint64 launcher)
     ::sigprocmask(SIG_SETMASK, &none, nullptr);
 }
 
-/// 0 and -1 address the caller's own group and every process there is.
+/// Rejects 0 (our own group) and -1 (every process).
 bool isOneProcess(qint64 pid)
 {
     return pid > 1;
@@ -85,8 +86,8 @@ bool isOneProcess(qint64 pid)
 QProcessEnvironment ChildProcess::childEnvironment(const QMap<QString, QString> &variables)
 {
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.remove(QStringLiteral("XDG_ACTIVATION_TOKEN"));
-    environment.remove(QStringLiteral("DESKTOP_STARTUP_ID"));
+    environment.remove(u"XDG_ACTIVATION_TOKEN"_s);
+    environment.remove(u"DESKTOP_STARTUP_ID"_s);
     for (auto variable = variables.begin(); variable != variables.end(); ++variable) {
         environment.insert(variable.key(), variable.value());
     }
@@ -101,9 +102,8 @@ void ChildProcess::prepare(QProcess &child, Setup setup)
         child.setInputChannelMode(QProcess::ForwardedInputChannel);
     }
 #if QT_VERSION >= QT_VERSION_CHECK(6, 6, 0)
-    // Newer versions set SIGPIPE and the blocked signals anew behind what the modifier did. And a
-    // child that is not forked by vfork waits there for a word of the launcher, with all that it
-    // holds: for ever, where that one has been killed.
+    // Without these flags newer versions reset SIGPIPE and the signal mask after the modifier. And
+    // without vfork the child waits for the launcher, for ever if the launcher has been killed.
     using Flag = QProcess::UnixProcessFlag;
     child.setUnixProcessParameters(Flag::IgnoreSigPipe | Flag::ResetSignalHandlers |
                                    Flag::UseVFork);

@@ -2,38 +2,30 @@
 
 #include <QDir>
 #include <QStandardPaths>
-#include <QStringView>
 #include <QSysInfo>
-
-#include <array>
-#include <utility>
 
 namespace brindle {
 
+using namespace Qt::StringLiterals;
+
 QStringList Platform::Command::filled(const QString &path, const QString &folder) const
 {
-    const std::array<std::pair<QStringView, QString>, 2> values{{
-        {u"{path}", path},
-        {u"{folder}", folder},
-    }};
+    constexpr QStringView pathPlace = u"{path}";
+    constexpr QStringView folderPlace = u"{folder}";
     QStringList result;
     for (const QString &argument : arguments) {
         QString text;
-        QStringView rest(argument);
-        while (!rest.isEmpty()) {
-            qsizetype taken = 0;
-            for (const auto &[placeholder, value] : values) {
-                if (rest.startsWith(placeholder)) {
-                    text += value;
-                    taken = placeholder.size();
-                    break;
-                }
-            }
-            if (taken == 0) {
+        for (QStringView rest = argument; !rest.isEmpty();) {
+            if (rest.startsWith(pathPlace)) {
+                text += path;
+                rest = rest.sliced(pathPlace.size());
+            } else if (rest.startsWith(folderPlace)) {
+                text += folder;
+                rest = rest.sliced(folderPlace.size());
+            } else {
                 text += rest.front();
-                taken = 1;
+                rest = rest.sliced(1);
             }
-            rest = rest.sliced(taken);
         }
         result.append(text);
     }
@@ -53,13 +45,11 @@ Platform Platform::macOS(const QString &home)
 {
     Platform row;
     row.system = System::macOS;
-    row.dataFolder = home + QStringLiteral("/Library/Application Support");
-    row.archiveTool = QStringLiteral("/usr/bin/ditto");
-    row.quarantineStep = {QStringLiteral("/usr/bin/xattr"),
-                          {QStringLiteral("-dr"), QStringLiteral("com.apple.quarantine"),
-                           QStringLiteral("{folder}")}};
-    row.reveal = {
-        {QStringLiteral("/usr/bin/open"), {QStringLiteral("-R"), QStringLiteral("{path}")}}};
+    row.dataFolder = home + u"/Library/Application Support"_s;
+    row.archiveTool = u"/usr/bin/ditto"_s;
+    row.quarantineStep = {u"/usr/bin/xattr"_s,
+                          {u"-dr"_s, u"com.apple.quarantine"_s, u"{folder}"_s}};
+    row.reveal = {{u"/usr/bin/open"_s, {u"-R"_s, u"{path}"_s}}};
     return row;
 }
 
@@ -67,12 +57,11 @@ Platform Platform::linuxDesktop(const QString &dataFolder, const QString &archit
                                 const QString &privatePrograms)
 {
     Platform row;
-    row.system = System::linuxDesktop;
     row.architecture = architecture;
     row.dataFolder = dataFolder;
-    row.archiveTool = privatePrograms + QStringLiteral("/ditto");
-    row.fileManager = QStringLiteral("org.freedesktop.FileManager1");
-    row.reveal = {{QStringLiteral("xdg-open"), {QStringLiteral("{folder}")}}};
+    row.archiveTool = privatePrograms + u"/ditto"_s;
+    row.fileManager = u"org.freedesktop.FileManager1"_s;
+    row.reveal = {{u"xdg-open"_s, {u"{folder}"_s}}};
     return row;
 }
 

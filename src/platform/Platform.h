@@ -6,48 +6,45 @@
 
 namespace brindle {
 
-/// The running system, described by data. Every row is a plain value, so any row can be tested on
-/// any system with stand-in tools at other paths.
+/// Describes the running system by data. Tests can use any row on any system.
 struct Platform
 {
-    /// A program (an absolute path, or a name that is looked up in $PATH) and its arguments. An
-    /// argument may hold placeholders: "{path}" (a file's path), "{folder}" (a folder's path).
+    /// A program and its arguments, which may hold "{path}" (a file) and "{folder}" (a folder).
     struct Command
     {
-        QString program;
+        QString program; ///< an absolute path, or a name to look up in $PATH
         QStringList arguments;
 
-        /// The arguments with their placeholders filled in. What is filled in is not searched for
-        /// placeholders.
+        /// Returns the arguments with both placeholders filled in, in one pass.
         QStringList filled(const QString &path, const QString &folder) const;
     };
 
     enum class System { macOS, linuxDesktop };
     System system = System::linuxDesktop;
-    /// As QSysInfo::currentCpuArchitecture() names it; empty on macOS, whose programs run on all.
+    /// As named by QSysInfo::currentCpuArchitecture(); empty on macOS, whose programs run on all.
     QString architecture;
-    /// The folder in which programs keep the user's data, without a slash at its end.
+    /// The folder for the user's data, without a slash at its end.
     QString dataFolder;
 
-    /// Absolute path of the program that unpacks zip archives (ditto's command line).
+    /// Absolute path of the program that unpacks zip archives, with ditto's command line.
     QString archiveTool;
 
-    /// Clears the quarantine flag below "{folder}"; no program where there is no such flag.
+    /// Clears the quarantine flag below "{folder}". Has no program where there is no such flag.
     Command quarantineStep;
 
-    /// The service on the session's message bus that shows files in the file browser; empty where
-    /// there is no such thing.
+    /// The message bus service that shows files in the file browser; empty where there is none.
     QString fileManager;
-    /// How else to show "{path}" in the file browser: tried in order until one exits with 0.
-    /// "{folder}" is the path itself when it is a folder, otherwise the one that holds it.
+    /// Other commands that show "{path}" there: tried in order until one exits with 0. "{folder}"
+    /// is the path itself if it is a folder, otherwise the folder that holds it.
     QList<Command> reveal;
 
-    /// The row of the running system. @param privatePrograms folder of the launcher's own helper
-    /// programs.
+    /// Returns the row of the running system.
+    /// @param privatePrograms folder of the launcher's own helper programs.
     static Platform current(const QString &privatePrograms);
 
-    /// The rows. @param home the user's home folder; @param dataFolder `$XDG_DATA_HOME` or
-    /// "~/.local/share".
+    /// The rows.
+    /// @param home the user's home folder.
+    /// @param dataFolder `$XDG_DATA_HOME` or "~/.local/share".
     static Platform macOS(const QString &home);
     static Platform linuxDesktop(const QString &dataFolder, const QString &architecture,
                                  const QString &privatePrograms);

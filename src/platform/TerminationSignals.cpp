@@ -23,7 +23,7 @@ void handle(int)
 {
     const int saved = errno;
     const char byte = 0;
-    // A full socket has already told what there is to tell.
+    // A full socket already holds a request.
     [[maybe_unused]] const auto written = write(writeEnd, &byte, 1);
     errno = saved;
 }
@@ -48,9 +48,8 @@ TerminationSignals::TerminationSignals(QObject *parent) : QObject(parent)
     for (const int signal : endSignals) {
         struct sigaction before = {};
         sigaction(signal, &action, &before);
-        // As under nohup.
         if (before.sa_handler == SIG_IGN) {
-            std::signal(signal, SIG_IGN);
+            std::signal(signal, SIG_IGN); // nohup asked for that
         }
     }
 }

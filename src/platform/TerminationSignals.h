@@ -4,8 +4,8 @@
 
 namespace brindle {
 
-/// Tells when the system or a terminal asks the process to end: SIGTERM, SIGINT or SIGHUP. While
-/// one exists, these do not end the process by themselves. At most one at a time; main thread.
+/// Catches SIGTERM, SIGINT and SIGHUP, which then no longer end the process. At most one object at
+/// a time; main thread.
 class TerminationSignals : public QObject
 {
     Q_OBJECT
@@ -16,7 +16,7 @@ public:
     ~TerminationSignals() override;
 
 Q_SIGNALS:
-    /// From the event loop, once or more for each such request.
+    /// Emitted from the event loop, at least once for each such signal.
     void requested();
 
 private:

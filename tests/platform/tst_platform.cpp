@@ -5,113 +5,73 @@
 #include <QSysInfo>
 #include <QTest>
 
-using brindle::Platform;
+using namespace brindle;
+using namespace Qt::StringLiterals;
 
-class PlatformTest : public QObject
+class TestPlatform : public QObject
 {
     Q_OBJECT
 
 private Q_SLOTS:
-    void rowsNameTheSystem_data();
-    void rowsNameTheSystem();
-    void macOSClearsTheQuarantineFlag();
-    void linuxHasNoQuarantineStep();
-    void macOSRevealsWithOpen();
-    void linuxRevealsWithTheFileManagerThenTheFolder();
-    void placeholdersAreFilledOnce();
-    void currentIsTheRunningSystem();
+    void macOS()
+    {
+        const Platform row = Platform::macOS(u"/Users/ada"_s);
+        QCOMPARE(row.system, Platform::System::macOS);
+        QCOMPARE(row.architecture, QString());
+        QCOMPARE(row.dataFolder, u"/Users/ada/Library/Application Support"_s);
+        QCOMPARE(row.archiveTool, u"/usr/bin/ditto"_s);
+        QCOMPARE(row.fileManager, QString());
+
+        const QString folder = u"/Users/ada/Engine 4.3"_s;
+        QCOMPARE(row.quarantineStep.program, u"/usr/bin/xattr"_s);
+        QCOMPARE(row.quarantineStep.filled({}, folder),
+                 (QStringList{u"-dr"_s, u"com.apple.quarantine"_s, folder}));
+        QCOMPARE(row.reveal.size(), 1);
+        QCOMPARE(row.reveal[0].program, u"/usr/bin/open"_s);
+        QCOMPARE(row.reveal[0].filled(u"/a b/c"_s, u"/a b"_s), (QStringList{u"-R"_s, u"/a b/c"_s}));
+    }
+
+    void linuxDesktop()
+    {
+        for (const QString &architecture : {u"x86_64"_s, u"arm64"_s}) {
+            const Platform row = Platform::linuxDesktop(u"/home/ada/.local/share"_s, architecture,
+                                                        u"/opt/brindle/libexec"_s);
+            QCOMPARE(row.system, Platform::System::linuxDesktop);
+            QCOMPARE(row.architecture, architecture);
+            QCOMPARE(row.dataFolder, u"/home/ada/.local/share"_s);
+            QCOMPARE(row.archiveTool, u"/opt/brindle/libexec/ditto"_s);
+            QCOMPARE(row.quarantineStep.program, QString());
+            QCOMPARE(row.fileManager, u"org.freedesktop.FileManager1"_s);
+            QCOMPARE(row.reveal.size(), 1);
+            QCOMPARE(row.reveal[0].program, u"xdg-open"_s);
+            QCOMPARE(row.reveal[0].filled(u"/a b/c"_s, u"/a b"_s), QStringList{u"/a b"_s});
+        }
+    }
+
+    void placeholdersAreFilledOnce()
+    {
+        const Platform::Command command{
+            u"x"_s, {u"<{path}|{folder}>"_s, u"{other}"_s, QString(), u"{{path}}"_s}};
+        QCOMPARE(
+            command.filled(u"/{folder}"_s, u"/{path}"_s),
+            (QStringList{u"</{folder}|/{path}>"_s, u"{other}"_s, QString(), u"{/{folder}}"_s}));
+    }
+
+    void currentIsTheRunningSystem()
+    {
+        const QString programs = u"/opt/brindle/libexec"_s;
+        const Platform row = Platform::current(programs);
+        const QString data = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation);
+        const Platform expected =
+            QSysInfo::productType() == u"macos"
+                ? Platform::macOS(QDir::homePath())
+                : Platform::linuxDesktop(data, QSysInfo::buildCpuArchitecture(), programs);
+        QCOMPARE(row.system, expected.system);
+        QCOMPARE(row.architecture, expected.architecture);
+        QCOMPARE(row.archiveTool, expected.archiveTool);
+        QCOMPARE(row.dataFolder, expected.dataFolder);
+    }
 };
 
-void PlatformTest::rowsNameTheSystem_data()
-{
-    QTest::addColumn<Platform>("row");
-    QTest::addColumn<Platform::System>("system");
-    QTest::addColumn<QString>("architecture");
-    QTest::addColumn<QString>("dataFolder");
-    QTest::addColumn<QString>("archiveTool");
-
-    QTest::newRow("macOS") << Platform::macOS(QStringLiteral("/Users/ada"))
-                           << Platform::System::macOS << QString()
-                           << QStringLiteral("/Users/ada/Library/Application Support")
-                           << QStringLiteral("/usr/bin/ditto");
-    const QString data = QStringLiteral("/home/ada/.local/share");
-    for (const QString &architecture : {QStringLiteral("x86_64"), QStringLiteral("arm64")}) {
-        QTest::addRow("Linux on %s", qPrintable(architecture))
-            << Platform::linuxDesktop(data, architecture, QStringLiteral("/opt/brindle/libexec"))
-            << Platform::System::linuxDesktop << architecture << data
-            << QStringLiteral("/opt/brindle/libexec/ditto");
-    }
-}
-
-void PlatformTest::rowsNameTheSystem()
-{
-    QFETCH(Platform, row);
-    QTEST(row.system, "system");
-    QTEST(row.architecture, "architecture");
-    QTEST(row.dataFolder, "dataFolder");
-    QTEST(row.archiveTool, "archiveTool");
-}
-
-void PlatformTest::macOSClearsTheQuarantineFlag()
-{
-    const Platform row = Platform::macOS(QStringLiteral("/Users/ada"));
-    const QString folder = QStringLiteral("/Users/ada/Engine 4.3");
-    QCOMPARE(row.quarantineStep.program, QStringLiteral("/usr/bin/xattr"));
-    QCOMPARE(row.quarantineStep.filled(QString(), folder),
-             QStringList({QStringLiteral("-dr"), QStringLiteral("com.apple.quarantine"), folder}));
-}
-
-void PlatformTest::linuxHasNoQuarantineStep()
-{
-    const Platform row = Platform::linuxDesktop(QStringLiteral("/d"), QStringLiteral("x86_64"),
-                                                QStringLiteral("/p"));
-    QVERIFY(row.quarantineStep.program.isEmpty());
-}
-
-void PlatformTest::macOSRevealsWithOpen()
-{
-    const Platform row = Platform::macOS(QStringLiteral("/Users/ada"));
-    QCOMPARE(row.reveal.size(), 1);
-    QCOMPARE(row.reveal[0].program, QStringLiteral("/usr/bin/open"));
-    QCOMPARE(row.reveal[0].filled(QStringLiteral("/a b/c"), QStringLiteral("/a b")),
-             QStringList({QStringLiteral("-R"), QStringLiteral("/a b/c")}));
-}
-
-void PlatformTest::linuxRevealsWithTheFileManagerThenTheFolder()
-{
-    const Platform row = Platform::linuxDesktop(QStringLiteral("/d"), QStringLiteral("x86_64"),
-                                                QStringLiteral("/p"));
-    QCOMPARE(row.fileManager, QStringLiteral("org.freedesktop.FileManager1"));
-    QCOMPARE(row.reveal.size(), 1);
-    QCOMPARE(row.reveal[0].program, QStringLiteral("xdg-open"));
-    QCOMPARE(row.reveal[0].filled(QStringLiteral("/a b/c"), QStringLiteral("/a b")),
-             QStringList({QStringLiteral("/a b")}));
-    QVERIFY(Platform::macOS(QStringLiteral("/Users/ada")).fileManager.isEmpty());
-}
-
-void PlatformTest::placeholdersAreFilledOnce()
-{
-    const Platform::Command command{QStringLiteral("x"),
-                                    {QStringLiteral("<{path}|{folder}>"), QStringLiteral("{other}"),
-                                     QString(), QStringLiteral("{{path}}")}};
-    QCOMPARE(command.filled(QStringLiteral("/{folder}"), QStringLiteral("/{path}")),
-             QStringList({QStringLiteral("</{folder}|/{path}>"), QStringLiteral("{other}"),
-                          QString(), QStringLiteral("{/{folder}}")}));
-}
-
-void PlatformTest::currentIsTheRunningSystem()
-{
-    const Platform row = Platform::current(QStringLiteral("/opt/brindle/libexec"));
-    const QString data = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation);
-    const Platform expected = QSysInfo::productType() == u"macos"
-                                  ? Platform::macOS(QDir::homePath())
-                                  : Platform::linuxDesktop(data, QSysInfo::buildCpuArchitecture(),
-                                                           QStringLiteral("/opt/brindle/libexec"));
-    QCOMPARE(row.system, expected.system);
-    QCOMPARE(row.architecture, expected.architecture);
-    QCOMPARE(row.archiveTool, expected.archiveTool);
-    QCOMPARE(row.dataFolder, expected.dataFolder);
-}
-
-QTEST_GUILESS_MAIN(PlatformTest)
+QTEST_GUILESS_MAIN(TestPlatform)
 #include "tst_platform.moc"

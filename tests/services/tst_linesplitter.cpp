@@ -3,6 +3,7 @@
 #include <QTest>
 
 using namespace brindle;
+using namespace Qt::StringLiterals;
 
 /// Lines from bytes that arrive in any portions.
 class TestLineSplitter : public QObject
@@ -33,62 +34,54 @@ private Q_SLOTS:
         };
         // The limit is 8 bytes.
         row("nothing", "", {});
-        row("no line feed at the end", "a\nb", {QStringLiteral("a"), QStringLiteral("b")});
-        row("line feed at the end", "a\nb\n", {QStringLiteral("a"), QStringLiteral("b")});
-        row("empty lines", "\n\na\n\n",
-            {QStringLiteral(""), QStringLiteral(""), QStringLiteral("a"), QStringLiteral("")});
-        row("carriage return", "x\r\ny\rz\n", {QStringLiteral("x\r"), QStringLiteral("y\rz")});
-        row("other line ends", "a\vb\fc\xC2\x85\n", {QStringLiteral("a\vb\fc\u0085")});
+        row("no line feed at the end", "a\nb", {u"a"_s, u"b"_s});
+        row("line feed at the end", "a\nb\n", {u"a"_s, u"b"_s});
+        row("empty lines", "\n\na\n\n", {u""_s, u""_s, u"a"_s, u""_s});
+        row("carriage return", "x\r\ny\rz\n", {u"x\r"_s, u"y\rz"_s});
+        row("other line ends", "a\vb\fc\xC2\x85\n", {u"a\vb\fc\u0085"_s});
         row("byte order mark",
             "\xEF\xBB\xBF"
             "a\n",
-            {QStringLiteral("\uFEFFa")});
+            {u"\uFEFFa"_s});
         row("nul", QByteArray("a\0b\n", 4), {QString::fromLatin1("a\0b", 3)});
         row("invalid",
             "a\xFF"
             "b\n",
-            {QStringLiteral("a\uFFFDb")});
-        row("character without an end", "a\xC3\nb",
-            {QStringLiteral("a\uFFFD"), QStringLiteral("b")});
-        row("character without an end, at the end", "a\xC3", {QStringLiteral("a\uFFFD")});
-        row("as long as the limit", "12345678\n", {QStringLiteral("12345678")});
-        row("as long as the limit, no end", "12345678", {QStringLiteral("12345678")});
-        row("longer by one", "123456789\n", {QStringLiteral("12345678… (1 byte left out)")});
-        row("longer by one, no end", "123456789", {QStringLiteral("12345678… (1 byte left out)")});
+            {u"a\uFFFDb"_s});
+        row("character without an end", "a\xC3\nb", {u"a\uFFFD"_s, u"b"_s});
+        row("character without an end, at the end", "a\xC3", {u"a\uFFFD"_s});
+        row("as long as the limit", "12345678\n", {u"12345678"_s});
+        row("as long as the limit, no end", "12345678", {u"12345678"_s});
+        row("longer by one", "123456789\n", {u"12345678… (1 byte left out)"_s});
+        row("longer by one, no end", "123456789", {u"12345678… (1 byte left out)"_s});
         row("longer, then another", "1234567812345678\na\n",
-            {QStringLiteral("12345678… (8 bytes left out)"), QStringLiteral("a")});
+            {u"12345678… (8 bytes left out)"_s, u"a"_s});
         row("longer, then an empty one", "1234567812345678\n\n",
-            {QStringLiteral("12345678… (8 bytes left out)"), QStringLiteral("")});
+            {u"12345678… (8 bytes left out)"_s, u""_s});
         row("each is counted by itself", "1234567890\n1234567890\n12345678\n",
-            {QStringLiteral("12345678… (2 bytes left out)"),
-             QStringLiteral("12345678… (2 bytes left out)"), QStringLiteral("12345678")});
-        row("longer, with a carriage return", "12345678\r\n",
-            {QStringLiteral("12345678… (1 byte left out)")});
-        row("much longer", QByteArray(1'234'567, 'x') + '\n',
-            {QStringLiteral("xxxxxxxx… (1.2 MB left out)")});
+            {u"12345678… (2 bytes left out)"_s, u"12345678… (2 bytes left out)"_s, u"12345678"_s});
+        row("longer, with a carriage return", "12345678\r\n", {u"12345678… (1 byte left out)"_s});
+        row("much longer", QByteArray(123'456, 'x') + '\n', {u"xxxxxxxx… (123 KB left out)"_s});
         row("two bytes at the limit",
             "1234567\xC3\xA9"
             "9\n",
-            {QStringLiteral("1234567… (3 bytes left out)")});
+            {u"1234567… (3 bytes left out)"_s});
         row("two bytes before the limit",
             "123456\xC3\xA9"
             "9\n",
-            {QStringLiteral("123456é… (1 byte left out)")});
-        row("three bytes, one over", "123456\xE2\x82\xAC\n",
-            {QStringLiteral("123456… (3 bytes left out)")});
-        row("three bytes, two over", "1234567\xE2\x82\xAC\n",
-            {QStringLiteral("1234567… (3 bytes left out)")});
-        row("four bytes, one over", "12345\xF0\x9F\x98\x80\n",
-            {QStringLiteral("12345… (4 bytes left out)")});
+            {u"123456é… (1 byte left out)"_s});
+        row("three bytes, one over", "123456\xE2\x82\xAC\n", {u"123456… (3 bytes left out)"_s});
+        row("three bytes, two over", "1234567\xE2\x82\xAC\n", {u"1234567… (3 bytes left out)"_s});
+        row("four bytes, one over", "12345\xF0\x9F\x98\x80\n", {u"12345… (4 bytes left out)"_s});
         row("four bytes, three over", "1234567\xF0\x9F\x98\x80\n",
-            {QStringLiteral("1234567… (4 bytes left out)")});
-        row("four bytes fit", "1234\xF0\x9F\x98\x80\n", {QStringLiteral("1234😀")});
+            {u"1234567… (4 bytes left out)"_s});
+        row("four bytes fit", "1234\xF0\x9F\x98\x80\n", {u"1234😀"_s});
         row("no character at all", "\x80\x80\x80\x80\x80\x80\x80\x80\x80\n",
-            {QString(8, QChar(0xFFFD)) + QStringLiteral("… (1 byte left out)")});
+            {QString(8, QChar(0xFFFD)) + u"… (1 byte left out)"_s});
         row("byte order mark of a long line",
             "\xEF\xBB\xBF"
             "123456\n",
-            {QStringLiteral("\uFEFF12345… (1 byte left out)")});
+            {u"\uFEFF12345… (1 byte left out)"_s});
     }
     void splits()
     {
@@ -110,12 +103,12 @@ private Q_SLOTS:
         QCOMPARE(lines, QStringList());
         splitter.flush(add);
         splitter.flush(add);
-        QCOMPARE(lines, QStringList{QStringLiteral("12345678… (2 bytes left out)")});
+        QCOMPARE(lines, QStringList{u"12345678… (2 bytes left out)"_s});
         splitter.feed("12345678", add);
         splitter.flush(add);
-        QCOMPARE(lines.last(), QStringLiteral("12345678"));
+        QCOMPARE(lines.last(), u"12345678"_s);
         splitter.feed("next\n", add);
-        QCOMPARE(lines.last(), QStringLiteral("next"));
+        QCOMPARE(lines.last(), u"next"_s);
     }
 
     /// What becomes of the lines is counted by their size.

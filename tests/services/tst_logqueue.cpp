@@ -10,12 +10,13 @@
 #include <thread>
 
 using namespace brindle;
+using namespace Qt::StringLiterals;
 
 namespace {
 
 QString line(int number)
 {
-    return QStringLiteral("line %1").arg(number);
+    return u"line %1"_s.arg(number);
 }
 
 /// The heap that an entry's text takes, with what surrounds it there.
@@ -84,7 +85,7 @@ private Q_SLOTS:
         const auto sink = std::make_shared<LogQueue>(&log);
         sink->append(line(1));
         for (int i = 0; i < 20'000; ++i) {
-            sink->append(QStringLiteral("\x1b[0m"));
+            sink->append(u"\x1b[0m"_s);
         }
         sink->flush();
         QCOMPARE(log.lines(), QStringList{line(1)});
@@ -94,9 +95,9 @@ private Q_SLOTS:
     {
         LogStore log;
         const auto sink = std::make_shared<LogQueue>(&log);
-        sink->append(QStringLiteral("\x1b\x1b[0m[0mx\r\n"));
+        sink->append(u"\x1b\x1b[0m[0mx\r\n"_s);
         sink->flush();
-        QCOMPARE(log.lines(), QStringList{QStringLiteral("\x1b[0mx")});
+        QCOMPARE(log.lines(), QStringList{u"\x1b[0mx"_s});
     }
 
     void aFullQueueLetsTheOldestGo()
@@ -165,12 +166,12 @@ private Q_SLOTS:
                 sink->append(each);
             }
         }).join();
-        sink->note(QStringLiteral("Game stopped"));
-        expected << QStringLiteral("• Game stopped");
+        sink->note(u"Game stopped"_s);
+        expected << u"• Game stopped"_s;
         QCOMPARE(log.lines(), expected);
         sink->append(line(2000));
-        sink->note(QStringLiteral("Cancelled"));
-        expected << line(2000) << QStringLiteral("• Cancelled");
+        sink->note(u"Cancelled"_s);
+        expected << line(2000) << u"• Cancelled"_s;
         QCOMPARE(log.lines(), expected);
     }
 
@@ -185,7 +186,7 @@ private Q_SLOTS:
         spinUntil([&] { return served; });
         sink->append(line(2));
         sink->flush();
-        sink->note(QStringLiteral("to nobody"));
+        sink->note(u"to nobody"_s);
     }
 };
 

@@ -6,13 +6,13 @@
 
 namespace brindle {
 
-/// The callbacks that go down through the rooms. Each may be called on any thread.
+// Each of these callbacks may be called on any thread.
 
-/// Bytes so far, bytes expected (negative when unknown), bytes per second.
+/// Receives the bytes so far, the bytes expected (negative when unknown) and the bytes per second.
 using ProgressCallback = std::function<void(qint64 done, qint64 total, double rate)>;
-/// One line for the log.
+/// Receives one line for the log.
 using LineCallback = std::function<void(QString line)>;
-/// A short headline of what is being done.
+/// Receives a short headline for the current step.
 using StatusCallback = std::function<void(QString text)>;
 
 } // namespace brindle

@@ -7,8 +7,7 @@
 
 namespace brindle {
 
-/// Time as the launcher measures it: running times and waits. Handed in, so that tests can make
-/// ten seconds pass at once.
+/// Measures running times and waits. Tests pass a clock that they move by hand.
 class Clock
 {
 public:
@@ -16,15 +15,15 @@ public:
 
     virtual ~Clock() = default;
 
-    /// Time since some fixed point; never affected by changes of the system's date. Any thread.
+    /// Returns the time since some fixed point, whatever happens to the system's date. Any thread.
     virtual Duration now() const = 0;
 
-    /// Waits on the calling thread's event loop. True when the whole time has passed, false as
-    /// soon as `stop` is requested; never throws.
+    /// Waits in the calling thread's event loop. Returns true after `duration`, or false as soon as
+    /// `stop` is requested. Never throws.
     virtual QCoro::Task<bool> sleep(Duration duration, std::stop_token stop) = 0;
 };
 
-/// The real clock: the system's steady (monotonic) time.
+/// The system's steady (monotonic) clock.
 class SteadyClock final : public Clock
 {
 public:

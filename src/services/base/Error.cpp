@@ -4,16 +4,12 @@
 
 namespace brindle {
 
-const char *Error::what() const noexcept
-{
-    what_ = description().toUtf8();
-    return what_.constData();
-}
+using namespace Qt::StringLiterals;
 
 SystemError SystemError::fromErrno(int errorNumber, const QString &path)
 {
     const auto reason = QString::fromStdString(std::generic_category().message(errorNumber));
-    SystemError error(QStringLiteral("%1: %2").arg(path, reason), errorNumber);
+    SystemError error(path + u": "_s + reason, errorNumber);
     error.path = path;
     return error;
 }
@@ -27,7 +23,7 @@ QString describe(const std::exception_ptr &error)
     } catch (const std::exception &other) {
         return QString::fromLocal8Bit(other.what());
     } catch (...) {
-        return QStringLiteral("An unknown error occurred.");
+        return u"An unknown error occurred."_s;
     }
 }
 

@@ -5,74 +5,63 @@
 
 #include <exception>
 #include <stop_token>
-#include <utility>
 
 namespace brindle {
 
-/// Root of every failure that the launcher's own code throws.
+/// Base class of every failure that the launcher's own code throws. Any thread.
 class Error : public std::exception
 {
 public:
-    /// The text shown to the user, as it is. Any thread.
-    virtual QString description() const = 0;
+    /// The text shown to the user, as it is.
+    const QString &description() const { return text_; }
+    const char *what() const noexcept override { return bytes_.constData(); }
 
-    const char *what() const noexcept override;
+protected:
+    explicit Error(const QString &text) : text_(text), bytes_(text.toUtf8()) {}
 
 private:
-    mutable QByteArray what_;
+    QString text_;
+    QByteArray bytes_;
 };
 
-/// A failure that the launcher raises itself. `message` is a complete English sentence, shown to
-/// the user as it is.
+/// A failure that the launcher raises itself.
 class SetupError final : public Error
 {
 public:
-    explicit SetupError(QString text) : message(std::move(text)) {}
-
-    QString description() const override { return message; }
+    /// @param text a complete English sentence.
+    explicit SetupError(const QString &text) : Error(text), message(text) {}
 
     QString message;
 };
 
-/// A failure of the operating system (file system, process launch) with its own description.
+/// A failure of the operating system.
 class SystemError final : public Error
 {
 public:
-    /// @param text what the user sees; names the thing that failed, e.g. a path.
+    /// @param text names what failed, for example a path.
     /// @param errorNumber errno where known, else 0.
-    explicit SystemError(QString text, int errorNumber = 0)
-        : code(errorNumber), text_(std::move(text))
+    explicit SystemError(const QString &text, int errorNumber = 0) : Error(text), code(errorNumber)
     {}
 
-    /// The error of a failed call on `path`: the path, ": " and the system's text for the errno.
+    /// Returns the error of a failed call on `path`: the path, ": " and the system's text.
     static SystemError fromErrno(int errorNumber, const QString &path);
 
-    QString description() const override { return text_; }
-
     int code;
-    QString path; ///< of what failed; empty when unknown
-
-private:
-    QString text_;
+    QString path; ///< Names what failed; empty when unknown.
 };
 
-/// A failure of the network layer; its description is that layer's own text.
+/// A failure of the network layer, in that layer's own words.
 class TransferError final : public Error
 {
 public:
-    explicit TransferError(QString text) : text_(std::move(text)) {}
-
-    QString description() const override { return text_; }
-
-private:
-    QString text_;
+    explicit TransferError(const QString &text) : Error(text) {}
 };
 
-/// The task was asked to stop. Not a failure: a run that ends with it ends quietly.
+/// Somebody requested a stop. This is not a failure: a run that ends with it ends quietly.
 class CancellationError final : public Error
 {
 public:
-    QString description() const override { return QStringLiteral("The operation was cancelled."); }
+    CancellationError() : Error(QStringLiteral("The operation was cancelled.")) {}
 };
 
 /// Throws CancellationError when a stop has been requested. Any thread.
@@ -83,8 +72,7 @@ inline void checkCancellation(const std::stop_token &stop)
     }
 }
 
-/// The text to show for any caught failure: `Error::description()` where there is one, otherwise
-/// what the standard exception says. Any thread; never throws.
+/// Returns the text to show for any caught exception. Any thread; never throws.
 QString describe(const std::exception_ptr &error);
 
 } // namespace brindle

@@ -5,7 +5,7 @@ namespace brindle {
 namespace {
 
 constexpr Clock::Duration window{10};
-constexpr Clock::Duration leastSeen{1};
+constexpr Clock::Duration shortestSpan{1};
 constexpr Clock::Duration step{0.25};
 
 } // namespace
@@ -15,7 +15,7 @@ void RecentRate::add(Clock::Duration time, qint64 count)
     if (!samples_.isEmpty() && count < samples_.last().count) {
         samples_.clear();
     }
-    // The last one moves on until it is a step away from the one before it.
+    // Replace the newest sample while it is closer than a step to the one before.
     const qsizetype size = samples_.size();
     if (size > 1 && samples_.at(size - 1).time - samples_.at(size - 2).time < step) {
         samples_.removeLast();
@@ -28,11 +28,11 @@ void RecentRate::add(Clock::Duration time, qint64 count)
 
 std::optional<double> RecentRate::perSecond() const
 {
-    if (samples_.isEmpty() || samples_.last().time - samples_.first().time < leastSeen) {
+    if (samples_.isEmpty() || samples_.last().time - samples_.first().time < shortestSpan) {
         return std::nullopt;
     }
-    const auto grown = static_cast<double>(samples_.last().count - samples_.first().count);
-    return grown / (samples_.last().time - samples_.first().time).count();
+    const auto growth = static_cast<double>(samples_.last().count - samples_.first().count);
+    return growth / (samples_.last().time - samples_.first().time).count();
 }
 
 } // namespace brindle

@@ -8,15 +8,15 @@
 
 namespace brindle {
 
-/// How fast a count has grown in the last ten seconds. Any one thread.
+/// Measures how fast a count has grown within the last ten seconds. Call from one thread only.
 class RecentRate
 {
 public:
-    /// The count at a time, no earlier than that of the call before. One that has shrunk is
-    /// another's: it begins anew.
+    /// Adds the count at `time`, which never goes back. A smaller count than before starts a new
+    /// measurement.
     void add(Clock::Duration time, qint64 count);
 
-    /// Per second, up to the last `add`; absent until a second has been seen.
+    /// Returns the growth per second up to the last `add`, or nothing within the first second.
     std::optional<double> perSecond() const;
 
 private:
@@ -26,7 +26,7 @@ private:
         qint64 count;
     };
 
-    QList<Sample> samples_; // a few a second, and the last of all
+    QList<Sample> samples_; // at most one per 0.25 s within the window, plus the newest
 };
 
 } // namespace brindle

@@ -5,51 +5,48 @@
 
 namespace brindle {
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 template <typename Predicate>
 QStringView trimmed(QStringView text, Predicate drops)
 {
-    qsizetype begin = 0;
-    qsizetype end = text.size();
-    while (begin < end && drops(text[begin])) {
-        ++begin;
+    while (!text.isEmpty() && drops(text.front())) {
+        text = text.sliced(1);
     }
-    while (end > begin && drops(text[end - 1])) {
-        --end;
+    while (!text.isEmpty() && drops(text.back())) {
+        text.chop(1);
     }
-    return text.sliced(begin, end - begin);
+    return text;
 }
 
 bool isControl(QChar c)
 {
     const char16_t unit = c.unicode();
-    const bool steers = unit == u'\u061c' || unit == u'\u200e' || unit == u'\u200f' ||
-                        (unit >= u'\u202a' && unit <= u'\u202e') ||
-                        (unit >= u'\u2066' && unit <= u'\u2069');
-    return steers || (c.category() == QChar::Other_Control && unit != u'\t' && unit != u'\n');
+    const bool isBidirectional = unit == u'\u061c' || unit == u'\u200e' || unit == u'\u200f' ||
+                                 (unit >= u'\u202a' && unit <= u'\u202e') ||
+                                 (unit >= u'\u2066' && unit <= u'\u2069');
+    return isBidirectional ||
+           (c.category() == QChar::Other_Control && unit != u'\t' && unit != u'\n');
 }
 
-/// `bytes`, at least 1000, in the first unit of which there are less than 1000.
+/// Writes at least 1000 bytes in the first unit that takes fewer than 1000 of it.
 QString inUnits(quint64 bytes)
 {
-    constexpr quint64 kilo = 1000;
-    constexpr quint64 mostParts = 100;
-    constexpr int digits = 5; // three, and those of the parts
-    quint64 size = kilo;
-    quint64 parts = 1; // of a unit that are shown: KB whole, MB in tenths, all others in hundredths
     constexpr QStringView prefixes = u"KMGTPE";
-    for (const QChar prefix : prefixes) {
-        const quint64 part = size / parts;
+    quint64 unit = 1000;
+    quint64 parts = 1; // KB are whole, MB in tenths, larger units in hundredths
+    for (qsizetype i = 0;; ++i) {
+        const quint64 part = unit / parts;
         const quint64 count = bytes / part + (bytes % part >= part / 2 ? 1 : 0);
-        if (count < kilo * parts || prefix == prefixes.back()) {
+        if (count < 1000 * parts || i + 1 == prefixes.size()) {
             const double number = static_cast<double>(count) / static_cast<double>(parts);
-            return QString::number(number, 'g', digits) + u' ' + prefix + u'B';
+            return QString::number(number, 'g', 5) + u' ' + prefixes[i] + u'B';
         }
-        size *= kilo;
-        parts = std::min(parts * 10, mostParts);
+        unit *= 1000;
+        parts = std::min<quint64>(parts * 10, 100);
     }
-    Q_UNREACHABLE();
 }
 
 } // namespace
@@ -63,17 +60,16 @@ bool Text::isNewline(QChar c)
 
 bool Text::isWhitespace(QChar c)
 {
-    return c == u' ' || c == u'\t' || c.category() == QChar::Separator_Space;
+    return c == u'\t' || c.category() == QChar::Separator_Space;
 }
 
 QString Text::withoutControls(const QString &text)
 {
-    // Most have none, and then they stay shared.
-    if (std::none_of(text.cbegin(), text.cend(), isControl)) {
-        return text;
-    }
     QString rest = text;
-    rest.removeIf(isControl);
+    // Most texts have none, and then `rest` shares their data.
+    if (std::any_of(text.cbegin(), text.cend(), isControl)) {
+        rest.removeIf(isControl);
+    }
     return rest;
 }
 
@@ -89,39 +85,38 @@ QStringView Text::withoutWhitespace(QStringView text)
 
 QString Text::byteCount(qint64 bytes)
 {
-    if (bytes == 0) {
-        return QStringLiteral("Zero KB");
-    }
     // Negated as unsigned, because the smallest number has no positive counterpart.
     const quint64 size = bytes < 0 ? ~static_cast<quint64>(bytes) + 1 : static_cast<quint64>(bytes);
-    const QString sign = bytes < 0 ? QStringLiteral("-") : QString();
-    if (size == 1) {
-        return sign + QStringLiteral("1 byte");
+    const QString sign = bytes < 0 ? u"-"_s : QString();
+    if (size == 0) {
+        return u"Zero KB"_s;
     }
-    return sign + (size < 1000 ? QString::number(size) + QStringLiteral(" bytes") : inUnits(size));
+    if (size == 1) {
+        return sign + u"1 byte"_s;
+    }
+    return sign + (size < 1000 ? QString::number(size) + u" bytes"_s : inUnits(size));
 }
 
 QString Text::timeLeft(double seconds)
 {
+    constexpr double minute = 60;
+    constexpr double hour = 60 * minute;
+    const auto about = [](double count, const QString &unit) {
+        return u"About %1 %2 left"_s.arg(QString::number(count), count > 1 ? unit + u's' : unit);
+    };
     if (!(seconds >= 0)) {
         return {};
     }
-    constexpr double minute = 60;
-    constexpr double hour = 60 * minute;
-    const auto about = [](double count, const char *unit) {
-        return QStringLiteral("About %1 %2%3 left")
-            .arg(QString::number(count), QLatin1String(unit), QLatin1String(count > 1 ? "s" : ""));
-    };
     if (seconds < minute) {
-        return QStringLiteral("Less than a minute left");
+        return u"Less than a minute left"_s;
     }
     if (std::round(seconds / minute) < 60) {
-        return about(std::round(seconds / minute), "minute");
+        return about(std::round(seconds / minute), u"minute"_s);
     }
     if (std::round(seconds / hour) < 24) {
-        return about(std::round(seconds / hour), "hour");
+        return about(std::round(seconds / hour), u"hour"_s);
     }
-    return QStringLiteral("More than a day left");
+    return u"More than a day left"_s;
 }
 
 } // namespace brindle

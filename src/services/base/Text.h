@@ -3,26 +3,25 @@
 #include <QString>
 #include <QStringView>
 
-/// Text rules that do not follow the C locale: Unicode's newline and white-space classes, and sizes
-/// as the platform writes them. All functions: any thread, never fail.
+/// Text rules that do not depend on the locale. All functions: any thread, never fail.
 namespace brindle::Text {
 
-/// Line feed, vertical tab, form feed, carriage return, next line, line and paragraph separator.
+/// Tests for line feed, vertical tab, form feed, carriage return, next line, and the line and
+/// paragraph separators.
 bool isNewline(QChar c);
-/// Tab and the characters of category Zs.
+/// Tests for a tab or a character of Unicode's category Zs.
 bool isWhitespace(QChar c);
 
-/// `text` without control characters other than tab and line feed (category Cc), and without those
-/// that only steer the direction of the text around them (property Bidi_Control). A terminal obeys
-/// the former; with either, a text reads as another.
+/// Removes what can make a text read as another: control characters (category Cc) except tab and
+/// line feed, and characters with the property Bidi_Control.
 QString withoutControls(const QString &text);
-/// `text` without newlines at its ends; those inside stay. The view lives as long as `text`.
+/// Removes newlines from both ends. The view lives as long as `text`.
 QStringView withoutNewlines(QStringView text);
-/// `text` without white space (not newlines) at its ends. The view lives as long as `text`.
+/// Removes white space, but no newlines, from both ends. The view lives as long as `text`.
 QStringView withoutWhitespace(QStringView text);
 
-/// Hands the pieces of `text` between newline characters to `use`, one after the other, until it
-/// returns false. A carriage return and line feed give an empty piece between them.
+/// Passes each piece of `text` between newline characters to `use`, until `use` returns false.
+/// There is an empty piece between a carriage return and its line feed.
 template <typename Use>
 void eachLine(QStringView text, Use use)
 {
@@ -38,13 +37,12 @@ void eachLine(QStringView text, Use use)
     use(text.sliced(begin));
 }
 
-/// A byte count as the platform's formatter writes it in its file style, the same on every system:
-/// powers of 1000, "Zero KB", "1 byte", "999 bytes", KB without decimals, MB with at most one, GB
-/// and up with at most two, no trailing zeros; what rounds up to 1000 moves to the next unit.
+/// Writes a byte count like macOS's formatter in its file style: powers of 1000, "Zero KB",
+/// "1 byte", "999 bytes", whole KB, MB with at most one decimal, larger units with at most two.
 QString byteCount(qint64 bytes);
 
-/// How long something still takes, in plain words, for a number of seconds: "Less than a minute
-/// left", "About 2 minutes left". Empty for what is no time.
+/// Writes a remaining time: "Less than a minute left", "About 2 minutes left". Returns an empty
+/// text for a negative number or no number.
 QString timeLeft(double seconds);
 
 } // namespace brindle::Text

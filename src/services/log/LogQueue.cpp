@@ -11,12 +11,14 @@
 
 namespace brindle {
 
+using namespace Qt::StringLiterals;
+
 LogQueue::LogQueue(LogStore *log) : log_(log) {}
 
 void LogQueue::append(const QString &line)
 {
     QString entry = LogStore::cleaned(line);
-    // A line that adds no entry must not push one out of the queue that does.
+    // An empty entry must not push another one out of the queue.
     if (entry.isEmpty()) {
         return;
     }
@@ -38,7 +40,7 @@ void LogQueue::note(const QString &text)
 {
     flush();
     if (log_) {
-        log_->append(QStringLiteral("• ") + text);
+        log_->append(u"• "_s + text);
     }
 }
 
@@ -61,7 +63,7 @@ void LogQueue::takeTurn()
     }
 }
 
-/// True when lines are left and the turn for them must be scheduled by the caller.
+/// Moves at most `most` lines into the log. Returns true if the caller must schedule another turn.
 bool LogQueue::drain(size_t most)
 {
     std::vector<QString> turn;

@@ -11,29 +11,26 @@ namespace brindle {
 
 class LogStore;
 
-/// The one way of lines to a log on the main thread, from any thread and in order.
+/// Brings lines from any thread to a log on the main thread, in order.
 ///
-/// An engine may print far faster than anyone reads. Lines wait in a bounded queue; when it is
-/// full the oldest are let go, which the log, being bounded as well, would have dropped anyway.
-/// The main thread takes them over in short turns, so that it goes on serving events. They are
-/// cleaned before that, where they come from.
+/// An engine may print faster than anybody reads. So the queue is bounded like the log and drops
+/// its oldest lines, and the main thread takes lines over in short turns between other events.
 class LogQueue : public std::enable_shared_from_this<LogQueue>
 {
 public:
-    /// A few milliseconds of work at most.
+    /// A turn takes a few milliseconds at most.
     static constexpr size_t linesPerTurn = 500;
 
-    /// Main thread. Does not keep the log alive.
+    /// Call on the main thread. Does not keep the log alive.
     explicit LogQueue(LogStore *log);
 
     /// Queues a line. Any thread.
     void append(const QString &line);
 
-    /// Adds a line of the launcher's own, behind "• ": at once, with all that waits before it. Main
-    /// thread.
+    /// Adds a line of the launcher's own, behind "• ", and all waiting lines before it. Main thread.
     void note(const QString &text);
 
-    /// Brings all that waits into the log at once. Main thread.
+    /// Brings all waiting lines into the log. Main thread.
     void flush();
 
 private:
@@ -41,7 +38,7 @@ private:
     void takeTurn();
     bool drain(size_t most);
 
-    QPointer<LogStore> log_; // read on the main thread only
+    QPointer<LogStore> log_; // main thread only
     std::mutex lock_;        // guards the fields below
     std::deque<QString> waiting_;
     bool scheduled_ = false;

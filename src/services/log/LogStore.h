@@ -5,8 +5,8 @@
 
 namespace brindle {
 
-/// The launcher's running log: at most `maxLines` entries, oldest first, terminal colour escapes
-/// removed. Main thread only.
+/// The launcher's running log: at most `maxLines` entries, oldest first, without terminal colours.
+/// Main thread only.
 class LogStore : public QObject
 {
     Q_OBJECT
@@ -19,30 +19,28 @@ public:
 
     const QStringList &lines() const { return lines_; }
 
-    /// Replaces the whole log, as "remove everything" does with an empty list.
+    /// Replaces the whole log.
     void setLines(const QStringList &lines);
 
-    /// Adds one entry: escapes removed, newlines trimmed from both ends (not blanks, and not
-    /// newlines inside). A text that is empty after that is not added and not announced.
+    /// Adds `cleaned(text)` as one entry.
     void append(const QString &text);
 
-    /// Adds an entry that `cleaned` has made, if it is not empty. Cleaning it again might take
-    /// something for an escape that was none.
+    /// Adds an entry that `cleaned` returned. An empty entry changes nothing.
     void add(QString entry);
 
-    /// The entry that `append` makes of a text; empty when it would add none. Any thread.
+    /// Removes colour escapes from `text`, and newlines from its ends. Any thread.
     static QString cleaned(const QString &text);
 
-    /// How many entries have been dropped from the front since the log was last replaced. With
-    /// it a view can tell which of its lines are gone without comparing them.
+    /// Returns how many entries were dropped from the front since the log was last replaced. Views
+    /// need this to drop the same lines.
     qint64 dropped() const { return dropped_; }
 
 Q_SIGNALS:
-    /// Before each change of `lines`, which still shows the old value.
+    /// Emitted before each change of `lines`.
     void willChange();
-    /// After each change of `lines`.
+    /// Emitted after each change of `lines`.
     void linesChanged();
-    /// After `setLines`: what a view has kept of the log is void.
+    /// Emitted after `setLines`: views must read the whole log again.
     void reset();
 
 private:

@@ -3,11 +3,13 @@
 #include "base/Text.h"
 
 #include <QStringBuilder>
+#include <QStringDecoder>
 
 #include <algorithm>
-#include <cstring>
 
 namespace brindle {
+
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -18,26 +20,12 @@ bool isContinuation(char byte)
     return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80U;
 }
 
-/// Where to cut bytes that are more than the limit: before the character that the limit falls
-/// into, or at the limit where there is no such thing as a character.
-qsizetype cut(QByteArrayView bytes, qsizetype limit)
-{
-    for (qsizetype end = limit; end > limit - maxCharacter; --end) {
-        if (!isContinuation(bytes[end])) {
-            return end;
-        }
-    }
-    return limit;
-}
-
 QString decoded(QByteArrayView bytes)
 {
-    // Qt takes a byte order mark at the start for an encoding hint and drops it.
-    constexpr QByteArrayView mark("\xEF\xBB\xBF");
-    if (bytes.startsWith(mark)) {
-        return QChar(QChar::ByteOrderMark) % QString::fromUtf8(bytes);
-    }
-    return QString::fromUtf8(bytes);
+    // QString::fromUtf8 would drop a byte order mark.
+    using Flag = QStringDecoder::Flag;
+    QStringDecoder decoder(QStringDecoder::Utf8, Flag::Stateless | Flag::ConvertInitialBom);
+    return decoder(bytes);
 }
 
 } // namespace
@@ -50,20 +38,17 @@ LineSplitter::LineSplitter(qsizetype limit) : limit_(limit)
 void LineSplitter::feed(QByteArrayView bytes, const LineCallback &line)
 {
     while (!bytes.isEmpty()) {
-        const auto *end = static_cast<const char *>(
-            std::memchr(bytes.data(), '\n', static_cast<size_t>(bytes.size())));
-        const QByteArrayView part = end ? bytes.first(end - bytes.data()) : bytes;
-        bytes = bytes.sliced(end ? part.size() + 1 : part.size());
-
-        if (end && unfinished_.isEmpty()) {
-            // Nearly every line: decoded where it lies.
-            line(text(part));
+        const qsizetype end = bytes.indexOf('\n');
+        const QByteArrayView part = bytes.first(end < 0 ? bytes.size() : end);
+        bytes = bytes.sliced(end < 0 ? bytes.size() : end + 1);
+        if (end >= 0 && unfinished_.isEmpty()) {
+            line(text(part)); // most lines need no copy
             continue;
         }
         const qsizetype kept = std::min(part.size(), limit_ + 1 - unfinished_.size());
         unfinished_.append(part.first(kept));
         skipped_ += part.size() - kept;
-        if (end) {
+        if (end >= 0) {
             flush(line);
         }
     }
@@ -78,16 +63,21 @@ void LineSplitter::flush(const LineCallback &line)
     }
 }
 
-/// The line of these bytes, and of those skipped behind them. Built without room to grow, as
-/// thousands of them are kept.
+/// Returns the line of these bytes and of the skipped ones behind them, without spare capacity.
 QString LineSplitter::text(QByteArrayView bytes) const
 {
     if (bytes.size() <= limit_) {
         return decoded(bytes);
     }
-    const qsizetype end = cut(bytes, limit_);
-    return decoded(bytes.first(end)) % QStringLiteral("… (") %
-           Text::byteCount(bytes.size() - end + skipped_) % QStringLiteral(" left out)");
+    qsizetype end = limit_;
+    while (end > limit_ - maxCharacter + 1 && isContinuation(bytes[end])) {
+        --end;
+    }
+    if (isContinuation(bytes[end])) {
+        end = limit_; // this is no UTF-8
+    }
+    return decoded(bytes.first(end)) % u"… (" %
+           Text::byteCount(bytes.size() - end + skipped_) % u" left out)";
 }
 
 } // namespace brindle

@@ -7,33 +7,32 @@
 
 namespace brindle {
 
-/// Cuts a stream of bytes into lines of text.
+/// Cuts a stream of bytes into lines of text, in bounded memory.
 ///
-/// Only a line feed ends a line; it is taken away, a carriage return before it stays. Invalid
-/// UTF-8 is repaired, never rejected. Of a line longer than `limit` the beginning is handed on, cut
-/// between two characters, with a note of how much is missing: "… (9.9 MB left out)". So memory
-/// stays flat whatever comes. One thread at a time.
+/// Only a line feed ends a line; a carriage return before it stays. Invalid UTF-8 is repaired. A
+/// line longer than `limit` is cut between two characters and says so: "… (9.9 MB left out)".
+/// One thread at a time.
 class LineSplitter
 {
 public:
-    /// Characters that the note may have.
+    /// The longest that the note gets, in UTF-16 units.
     static constexpr qsizetype maxNote = 24;
 
-    /// @param limit bytes of a line that are kept, at least 4 (one character).
+    /// @param limit bytes kept of a line, at least 4 (one character).
     explicit LineSplitter(qsizetype limit);
 
-    /// Takes the next bytes and hands on the lines that they complete, in order.
+    /// Takes the next bytes and passes on each line that they complete.
     void feed(QByteArrayView bytes, const LineCallback &line);
 
-    /// Hands on a last line that had no line feed, if there is one.
+    /// Passes on the last line if it has no line feed.
     void flush(const LineCallback &line);
 
 private:
     QString text(QByteArrayView bytes) const;
 
     qsizetype limit_;
-    QByteArray unfinished_; // the line's first bytes, one more than `limit_` at most
-    qint64 skipped_ = 0;    // how many followed them
+    QByteArray unfinished_; // the line's first bytes, at most `limit_` + 1
+    qint64 skipped_ = 0;    // bytes of the line behind those
 };
 
 } // namespace brindle
