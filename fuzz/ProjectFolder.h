@@ -9,7 +9,7 @@
 
 namespace brindle {
 
-/// A project folder with one file, whose content changes from input to input.
+/// A project folder with one file, rewritten for each input.
 class ProjectFolder
 {
 public:

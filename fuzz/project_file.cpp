@@ -1,4 +1,4 @@
-// "project.godot", and all that is made of it: the saved description, and the engine's names.
+// "project.godot": the saved description and the engine's names.
 
 #include "Expect.h"
 #include "Fuzzer.h"
@@ -17,7 +17,7 @@ int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     const ProjectInfo info = ProjectInspector::inspect(folder.path());
     expect(ProjectInfo::fromJson(info.toJson()) == info, "a description survives being saved");
     for (const QString &feature : info.features) {
-        expect(!feature.contains(u'"'), "a feature is what stands between quotes");
+        expect(!feature.contains(u'"'), "a feature stands between quotes");
     }
     try {
         const EngineSpec spec = EngineManager::spec(info);

@@ -1,4 +1,4 @@
-// The README: the line below the title, the hints, and what the window shows of them.
+// The README: its tagline and hints, as read and as shown.
 
 #include "Expect.h"
 #include "Fuzzer.h"

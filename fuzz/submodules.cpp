@@ -1,4 +1,4 @@
-// ".gitmodules": where add-ons are fetched from and where they are put.
+// ".gitmodules": the add-ons' addresses and folders.
 
 #include "Expect.h"
 #include "Fuzzer.h"
@@ -16,6 +16,7 @@ int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     folder.put(data, size);
     const ProjectInfo info = ProjectInspector::inspect(folder.path());
     expect(ProjectInfo::fromJson(info.toJson()) == info, "a description survives being saved");
+    expect(info.toJson().size() < 1024 * 1024, "a description is small");
     for (const Submodule &submodule : info.submodules) {
         const auto place = RepoDownloader::addonFolder(info.repoRoot, submodule.path);
         if (place) {
