@@ -161,7 +161,7 @@ QByteArray ActivationTokens::usable(const QByteArray &token)
     constexpr qsizetype longest = 255;
     const auto isPrintable = [](char letter) { return letter >= ' ' && letter <= '~'; };
     return token.size() <= longest && std::ranges::all_of(token, isPrintable) ? token
-                                                                             : QByteArray();
+                                                                              : QByteArray();
 }
 
 ActivationTokens::~ActivationTokens() = default;

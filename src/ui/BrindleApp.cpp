@@ -56,7 +56,8 @@ void obeyStartupId(const QByteArray &id)
     for (const char *name : {"setapptime", "setappusertime"}) {
         void *const set = reinterpret_cast<void *>(native->nativeResourceFunctionForScreen(name));
         if (set && time > 0) {
-            reinterpret_cast<void (*)(QScreen *, uint)>(set)(QGuiApplication::primaryScreen(), time);
+            reinterpret_cast<void (*)(QScreen *, uint)>(set)(QGuiApplication::primaryScreen(),
+                                                             time);
         }
     }
     void *const set =

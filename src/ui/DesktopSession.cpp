@@ -45,18 +45,17 @@ bool isReply(const QDBusMessage &message)
 QDBusMessage portalInhibition()
 {
     constexpr uint suspend = 4;
-    return QDBusMessage::createMethodCall(
-               u"org.freedesktop.portal.Desktop"_s, u"/org/freedesktop/portal/desktop"_s,
-               u"org.freedesktop.portal.Inhibit"_s, u"Inhibit"_s)
+    return QDBusMessage::createMethodCall(u"org.freedesktop.portal.Desktop"_s,
+                                          u"/org/freedesktop/portal/desktop"_s,
+                                          u"org.freedesktop.portal.Inhibit"_s, u"Inhibit"_s)
            << QString() << suspend << QVariantMap{{u"reason"_s, reason}};
 }
 
 /// https://www.freedesktop.org/wiki/Software/systemd/inhibit/
 QDBusMessage loginInhibition()
 {
-    return QDBusMessage::createMethodCall(
-               u"org.freedesktop.login1"_s, u"/org/freedesktop/login1"_s,
-               u"org.freedesktop.login1.Manager"_s, u"Inhibit"_s)
+    return QDBusMessage::createMethodCall(u"org.freedesktop.login1"_s, u"/org/freedesktop/login1"_s,
+                                          u"org.freedesktop.login1.Manager"_s, u"Inhibit"_s)
            << u"sleep:idle"_s << u"Brindle"_s << reason << u"block"_s;
 }
 
@@ -75,9 +74,8 @@ QCoro::Task<> stayAwake(std::stop_token over)
             co_await ended;
             const QString request = reply.arguments().value(0).value<QDBusObjectPath>().path();
             if (!request.isEmpty()) {
-                const auto close =
-                    QDBusMessage::createMethodCall(inhibit.service(), request,
-                                                   u"org.freedesktop.portal.Request"_s, u"Close"_s);
+                const auto close = QDBusMessage::createMethodCall(
+                    inhibit.service(), request, u"org.freedesktop.portal.Request"_s, u"Close"_s);
                 co_await session.call(close);
             }
             co_return;

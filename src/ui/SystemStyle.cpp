@@ -39,9 +39,8 @@ QColor toColour(const QVariant &value)
     shares.beginStructure();
     shares >> colour[0] >> colour[1] >> colour[2];
     shares.endStructure();
-    const bool isColour = std::ranges::all_of(colour, [](double share) {
-        return share >= 0 && share <= 1;
-    });
+    const bool isColour =
+        std::ranges::all_of(colour, [](double share) { return share >= 0 && share <= 1; });
     return isColour ? QColor::fromRgbF(float(colour[0]), float(colour[1]), float(colour[2]))
                     : QColor();
 }
@@ -71,9 +70,8 @@ QCoro::Task<> SystemStyle::askPortal(QPointer<SystemStyle> self)
         bus.listen(portal, portalPath, settings, u"SettingChanged"_s, self.data(),
                    SLOT(hear(QString, QString, QDBusVariant)));
         // Every version of the portal has this call; Debian 12's lacks ReadOne.
-        const auto read =
-            QDBusMessage::createMethodCall(portal, portalPath, settings, u"ReadAll"_s)
-            << QStringList{appearance};
+        const auto read = QDBusMessage::createMethodCall(portal, portalPath, settings, u"ReadAll"_s)
+                          << QStringList{appearance};
         const QDBusMessage reply = co_await bus.call(read);
         const auto groups = qdbus_cast<QMap<QString, QVariantMap>>(reply.arguments().value(0));
         const QVariantMap group = groups.value(appearance);
@@ -102,8 +100,9 @@ void SystemStyle::hear(const QString &group, const QString &key, const QDBusVari
 
 bool SystemStyle::eventFilter(QObject *watched, QEvent *event)
 {
-    if (watched == qGuiApp && (event->type() == QEvent::ApplicationPaletteChange ||
-                               event->type() == QEvent::ApplicationFontChange)) {
+    if (watched == qGuiApp && !isColouring_ &&
+        (event->type() == QEvent::ApplicationPaletteChange ||
+         event->type() == QEvent::ApplicationFontChange)) {
         Q_EMIT changed();
     }
     return QObject::eventFilter(watched, event);
@@ -147,7 +146,9 @@ void SystemStyle::colourTitleBars(const QColor &ground, const QColor &text)
     QPalette palette;
     palette.setColor(QPalette::Window, ground);
     palette.setColor(QPalette::WindowText, text);
+    isColouring_ = true;
     QGuiApplication::setPalette(palette);
+    isColouring_ = false;
     // Qt (6.4) reads the colours when it makes a title bar.
     const QWindowList windows = QGuiApplication::topLevelWindows();
     for (QWindow *window : windows) {

@@ -213,13 +213,13 @@ private Q_SLOTS:
         style.waitForPortal();
         QSignalSpy changed(&style, &SystemStyle::changed);
         auto stranger = QDBusConnection::connectToBus(QDBusConnection::SessionBus, u"stranger"_s);
-        auto signal = QDBusMessage::createSignal(
-            portalPath, u"org.freedesktop.portal.Settings"_s, u"SettingChanged"_s);
+        auto signal = QDBusMessage::createSignal(portalPath, u"org.freedesktop.portal.Settings"_s,
+                                                 u"SettingChanged"_s);
         signal << appearance << schemeKey << QVariant::fromValue(QDBusVariant(2U));
         stranger.send(signal);
         // The bus keeps the order: it takes the stranger's signal before the portal's.
-        stranger.call(QDBusMessage::createMethodCall(
-            u"org.freedesktop.DBus"_s, u"/"_s, u"org.freedesktop.DBus"_s, u"GetId"_s));
+        stranger.call(QDBusMessage::createMethodCall(u"org.freedesktop.DBus"_s, u"/"_s,
+                                                     u"org.freedesktop.DBus"_s, u"GetId"_s));
         portal.choose(accentKey, QVariant::fromValue(Shares{1, 0, 0}));
         spinUntil([&] { return !changed.isEmpty(); });
         QDBusConnection::disconnectFromBus(u"stranger"_s);

@@ -267,8 +267,8 @@ private Q_SLOTS:
     {
         auto *const native = QGuiApplication::platformNativeInterface();
         const auto time = [&] {
-            return reinterpret_cast<quintptr>(native->nativeResourceForScreen(
-                "apptime", QGuiApplication::primaryScreen()));
+            return reinterpret_cast<quintptr>(
+                native->nativeResourceForScreen("apptime", QGuiApplication::primaryScreen()));
         };
         const StartupMessages messages;
         const quintptr later = time() + 10'000;
