@@ -11,7 +11,6 @@
 #include <QDir>
 #include <QFileInfo>
 
-#include <algorithm>
 #include <array>
 #include <memory>
 #include <string_view>
@@ -178,20 +177,12 @@ QCoro::Task<> EngineManager::clearQuarantine(QString folder) const
 std::optional<QString> EngineManager::publishedDigest(const QByteArray &list,
                                                       const QString &zipName)
 {
-    const auto isBetween = [](QChar c) { return c == u' ' || c == u'*'; };
-    const auto takePiece = [&isBetween](QStringView &line) {
-        const auto begin = std::find_if_not(line.begin(), line.end(), isBetween);
-        const auto end = std::find_if(begin, line.end(), isBetween);
-        const QStringView piece(begin, end);
-        line = QStringView(end, line.end());
-        return piece;
-    };
     std::optional<QString> digest;
-    const QString text = QString::fromUtf8(list);
+    const QString text = QString::fromUtf8(list).replace(u'*', u' ');
     Text::eachLine(text, [&](QStringView line) {
-        const QStringView first = takePiece(line);
-        if (takePiece(line) == zipName) {
-            digest = first.toString().toLower();
+        const QList<QStringView> pieces = line.split(u' ', Qt::SkipEmptyParts);
+        if (pieces.size() > 1 && pieces[1] == zipName) {
+            digest = pieces[0].toString().toLower();
         }
         return true;
     });

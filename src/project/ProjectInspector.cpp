@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <utility>
 #include <vector>
 
 namespace brindle {
@@ -164,14 +165,12 @@ void readLicense(const std::optional<QString> &text, ProjectInfo &info)
         if (line.isEmpty()) {
             return true;
         }
-        if (!hasTitle) {
+        if (!std::exchange(hasTitle, true)) {
             info.licenseName = line.toString();
-            hasTitle = true;
         }
-        const QString kept = line.toString();
-        const bool isNotice = kept.toLower().contains(u"copyright");
+        const bool isNotice = line.contains(u"copyright", Qt::CaseInsensitive);
         if (isNotice) {
-            info.copyright = kept;
+            info.copyright = line.toString();
         }
         return !isNotice;
     });
@@ -199,7 +198,7 @@ QStringList controls(const std::optional<QString> &text)
             if (inside) {
                 return false;
             }
-            inside = line.toString().toLower().contains(u"control");
+            inside = line.contains(u"control", Qt::CaseInsensitive);
         } else if (inside && (line.startsWith(u'-') || line.startsWith(u'*'))) {
             hints.append(Text::withoutWhitespace(line.sliced(1)).toString());
         }
