@@ -6,7 +6,6 @@
 #include <QFileInfo>
 #include <QTest>
 
-#include <pthread.h>
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -299,8 +298,8 @@ private Q_SLOTS:
         QTest::newRow("gzip") << content << QByteArray("gzip") << true;
         QTest::newRow("upper case") << QByteArray("content-encoding") << QByteArray("GZIP") << true;
         QTest::newRow("two") << content << QByteArray("identity, br") << true;
-        QTest::newRow("identity") << content << QByteArray("identity") << false;
         QTest::newRow("transfer") << QByteArray("Transfer-Encoding") << QByteArray("gzip") << true;
+        QTest::newRow("identity") << content << QByteArray("identity") << false;
     }
     void codingsAreRefused()
     {
@@ -519,18 +518,8 @@ private Q_SLOTS:
         QVERIFY(!QFileInfo::exists(other));
     }
 
-    void fileIsTheOneThatWasWritten_data()
-    {
-        QTest::addColumn<QString>("change");
-        QTest::addColumn<int>("error");
-        QTest::newRow("as it was") << QString() << 0;
-        QTest::newRow("replaced on the way") << u"replaced"_s << ESTALE;
-        QTest::newRow("removed on the way") << u"removed"_s << ENOENT;
-    }
     void fileIsTheOneThatWasWritten()
     {
-        QFETCH(const QString, change);
-        QFETCH(const int, error);
         const QString target = newPath();
         std::binary_semaphore begun(0);
         std::binary_semaphore goOn(0);
@@ -546,20 +535,11 @@ private Q_SLOTS:
         };
         auto task = Transfer::toFile(server.url(), target, onProgress, {});
         begun.acquire();
-        if (!change.isEmpty()) {
-            QVERIFY(QFile::remove(target));
-        }
+        QVERIFY(QFile::remove(target));
         QFile another(target);
-        if (change == u"replaced") {
-            QVERIFY(another.open(QIODevice::WriteOnly) && another.write("firstother") == 10);
-        }
+        QVERIFY(another.open(QIODevice::WriteOnly) && another.write("evil") == 4);
         goOn.release();
-        const auto outcome = outcomeOf(std::move(task));
-        QCOMPARE(outcome.systemError ? outcome.systemError->code : 0, error);
-        if (error == 0) {
-            QVERIFY(QFile::remove(target));
-            QCOMPARE(outcome.value->file->readAll(), QByteArray("firstother"));
-        }
+        QCOMPARE(outcomeOf(std::move(task)).value->file->readAll(), QByteArray("firstother"));
     }
 };
 

@@ -22,7 +22,7 @@ public:
     void clear();
     /// Waits until the content is on the disk.
     void sync();
-    /// Returns the open file, at its start. Fails if `path` names another file by now.
+    /// Returns the open file, at its start.
     std::shared_ptr<QFile> take();
     /// Closes the file without a check. Never throws.
     void abandon() noexcept { file_.reset(); }

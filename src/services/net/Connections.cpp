@@ -1,7 +1,5 @@
 #include "net/Connections.h"
 
-#include "base/Error.h"
-
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -62,11 +60,8 @@ std::shared_ptr<void> Connections::keep()
     return {nullptr, [add](void *) { add(-1); }};
 }
 
-Connections::Connections() : handle_(curl_multi_init(), &curl_multi_cleanup)
+Connections::Connections()
 {
-    if (!handle_) {
-        throw TransferError(QString::fromUtf8(curl_easy_strerror(CURLE_FAILED_INIT)));
-    }
     curl_multi_setopt(handle(), CURLMOPT_MAXCONNECTS, maxConnections);
 }
 

@@ -14,8 +14,7 @@ namespace brindle {
 class Connections
 {
 public:
-    /// Returns kept connections that no transfer uses, or a new handle. Throws TransferError. Any
-    /// thread.
+    /// Returns kept connections that no transfer uses, or none yet. Any thread.
     static std::unique_ptr<Connections> take();
     /// Keeps connections for the next `take`, or closes them. Any thread.
     static void giveBack(std::unique_ptr<Connections> connections);
@@ -40,7 +39,8 @@ private:
     static int closed(void *self, curl_socket_t socket) noexcept;
 
     std::vector<pollfd> sockets_; // declared before the handle, which closes them
-    std::unique_ptr<CURLM, CURLMcode (*)(CURLM *)> handle_;
+    std::unique_ptr<CURLM, CURLMcode (*)(CURLM *)> handle_{curl_multi_init(),
+                                                           &curl_multi_cleanup};
 };
 
 } // namespace brindle

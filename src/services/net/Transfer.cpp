@@ -16,6 +16,7 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <cerrno>
 #include <csignal>
 #include <exception>
 #include <mutex>
@@ -45,27 +46,11 @@ constexpr qint64 leastHeadway = 65'536; // bytes that these must bring
 constexpr long receiveBufferBytes = 524'288;
 constexpr qint64 maxHeaderBytes = 262'144;
 
-CURL *newHandle()
-{
-    static const CURLcode initialised = curl_global_init(CURL_GLOBAL_DEFAULT);
-    return initialised == CURLE_OK ? curl_easy_init() : nullptr;
-}
-
 void check(CURLMcode code)
 {
     if (code != CURLM_OK) {
         throw TransferError(QString::fromUtf8(curl_multi_strerror(code)));
     }
-}
-
-TransferError unfinished()
-{
-    return TransferError(u"The server did not send the whole of its answer."_s);
-}
-
-bool isRedirect(int status)
-{
-    return status == 301 || status == 302 || status == 303 || status == 307 || status == 308;
 }
 
 /// One transfer. Its thread runs everything but `start` and `cancel`.
@@ -77,63 +62,489 @@ public:
         , path_(std::move(path))
         , options_(std::move(options))
         , onProgress_(std::move(onProgress))
-        , easy_(newHandle(), &curl_easy_cleanup)
-        , connections_(Connections::take())
-    {
-        if (!easy_) {
-            throw TransferError(QString::fromUtf8(curl_easy_strerror(CURLE_FAILED_INIT)));
-        }
-    }
+    {}
 
     /// Starts the thread. Call once.
-    void start();
+    void start()
+    {
+        const auto work = [self = shared_from_this()](const std::stop_token &programEnds) {
+            const std::stop_callback onEnd(programEnds, [&job = *self] { job.cancel(); });
+            self->work();
+        };
+        Threads::start(work);
+    }
+
     /// Delivers the cancellation and ends the thread. Any thread.
-    void cancel();
+    void cancel()
+    {
+        if (state_.exchange(State::cancelled) == State::free) {
+            result.fail(std::make_exception_ptr(CancellationError()));
+        }
+        const std::lock_guard guard(lock_);
+        if (connections_) {
+            curl_multi_wakeup(connections_->handle());
+        }
+    }
 
     const OneShot<TransferResult> result;
 
 private:
-    /// How far a cancellation may be delivered.
+    /// When a cancellation may be delivered.
     enum class State {
         free, ///< at once
         busy, ///< by the transfer's thread, after its current step
         cancelled,
     };
 
-    void work();
-    TransferResult run();
-    std::optional<TransferError> attempt();
-    std::optional<TransferError> follow();
-    std::optional<TransferError> request();
-    void prepare();
-    CURLcode drive();
-    void poll(Milliseconds longest);
-    void wait(Milliseconds time);
-
-    template <bool (TransferJob::*take)(std::string_view)>
-    static size_t receive(char *bytes, size_t size, size_t count, void *job) noexcept;
-    bool takeHeader(std::string_view line);
-    bool takeBody(std::string_view bytes);
-    bool continues();
-    void checkCodings() const;
-    void begin();
-    void checkLimit(qint64 bytes) const;
-
-    std::optional<Milliseconds> askedDelay() const;
-    bool isWebPage(CURLcode code) const;
-    TransferError failure(CURLcode code) const;
-
-    Milliseconds report();
-    void tell();
-
-    int status() const { return static_cast<int>(info<long>(CURLINFO_RESPONSE_CODE)); }
-    QByteArray header(const char *name, unsigned origin = CURLH_HEADER) const;
-
-    template <typename T>
-    T info(CURLINFO what, T value = {}) const
+    void work()
     {
-        curl_easy_getinfo(easy_.get(), what, &value);
-        return value;
+        // A server that leaves during the end of TLS must not end the process.
+        sigset_t signals;
+        sigemptyset(&signals);
+        sigaddset(&signals, SIGPIPE);
+        pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+
+        TransferResult answer;
+        std::exception_ptr error;
+        try {
+            answer = run();
+        } catch (...) {
+            error = std::current_exception();
+        }
+        // Before the result: its receiver may delete the file and start the next transfer.
+        onProgress_ = nullptr;
+        file_.abandon();
+        easy_.reset();
+        {
+            const std::lock_guard guard(lock_);
+            Connections::giveBack(std::move(connections_));
+        }
+        if (error) {
+            result.fail(error);
+        } else {
+            result.resume(std::move(answer));
+        }
+    }
+
+    TransferResult run()
+    {
+        if (HttpRules::isInsecure(address_)) {
+            throw TransferError(u"The address %1 is not secure (plain http), so nothing was "
+                                "downloaded from it."_s.arg(address_.toDisplayString()));
+        }
+        int fruitless = 0;
+        int slow = 0;
+        qint64 headway = 0;
+        for (int delays = 0;;) {
+            const qint64 before = most_;
+            const auto broken = attempt();
+            if (!broken && isWanted_) {
+                return {statusOk, url_.host(), memory_, path_.isEmpty() ? nullptr : file_.take()};
+            }
+            if (broken && validator_.isEmpty()) {
+                throw *broken;
+            }
+            if (!broken) {
+                const auto delay = askedDelay();
+                if (delay && delays < maxDelays) {
+                    ++delays;
+                    wait(*delay);
+                    continue;
+                }
+                if (startsAnew_) {
+                    return {status(), url_.host(), {}, {}};
+                }
+                startsAnew_ = true;
+            }
+            fruitless = most_ > before ? 0 : fruitless + 1;
+            slow = most_ >= headway + leastHeadway ? 0 : slow + 1;
+            headway = slow == 0 ? most_ : headway;
+            if (fruitless > static_cast<int>(waits.size()) || slow == maxSlowAttempts) {
+                throw broken.value_or(unfinished());
+            }
+            if (fruitless > 0) {
+                wait(waits.at(static_cast<std::size_t>(fruitless - 1)));
+            }
+        }
+    }
+
+    /// Asks for the missing part of the body. Returns the error at which the answer broke off.
+    std::optional<TransferError> attempt()
+    {
+        auto broken = follow();
+        if (!isWanted_) {
+            return broken;
+        }
+        if (hasNews_) {
+            tell();
+        }
+        startsAnew_ = written_ == 0;
+        if (!broken && status() == statusPartialContent && written_ != length_) {
+            broken = unfinished();
+        }
+        return broken;
+    }
+
+    /// Follows redirects from the address on: an attempt to continue does so too, since the address
+    /// of a redirect may be signed for a short time. libcurl's own rules can't tell this machine
+    /// from others, and use one proxy for all hosts.
+    std::optional<TransferError> follow()
+    {
+        url_ = address_;
+        for (int redirects = 0;; ++redirects) {
+            if (auto broken = request()) {
+                return broken;
+            }
+            const QByteArray location = header("Location");
+            constexpr std::array statuses{301, 302, 303, 307, 308};
+            if (std::count(statuses.begin(), statuses.end(), status()) == 0 || location.isEmpty()) {
+                return std::nullopt;
+            }
+            if (redirects == maxRedirects) {
+                throw TransferError(
+                    u"The server redirected more than %1 times."_s.arg(maxRedirects));
+            }
+            url_ = HttpRules::redirectTarget(url_, location);
+        }
+    }
+
+    /// Asks for the current address.
+    std::optional<TransferError> request()
+    {
+        hasAnswer_ = isWanted_ = false;
+        headerBytes_ = 0;
+        silence_ = {};
+        prepare();
+        std::unique_ptr<curl_slist, void (*)(curl_slist *)> lines(nullptr, &curl_slist_free_all);
+        if (!startsAnew_) {
+            lines.reset(curl_slist_append(nullptr, ("If-Range: " + validator_).constData()));
+            set(CURLOPT_HTTPHEADER, lines.get());
+            set(CURLOPT_RANGE, (QByteArray::number(written_) + '-').constData());
+        }
+        const CURLcode code = drive();
+        if (hasAnswer_ && !isWanted_) {
+            return std::nullopt; // the callbacks ended it before its body
+        }
+        if (code != CURLE_OK) {
+            return failure(code);
+        }
+        if (!hasAnswer_) {
+            // libcurl takes a connection that ends within the headers for an empty answer.
+            return TransferError(u"The server ended the connection in the middle of its answer."_s);
+        }
+        return std::nullopt;
+    }
+
+    void prepare()
+    {
+        const SystemNetwork::Proxy proxy = SystemNetwork::proxyFor(url_);
+        checkCancelled();
+        if (connections_->isReadable()) {
+            auto others = std::make_unique<Connections>();
+            const std::lock_guard guard(lock_);
+            connections_ = std::move(others);
+        }
+        curl_easy_reset(easy_.get());
+        connections_->watch(easy_.get());
+        set(CURLOPT_URL, url_.toEncoded(QUrl::RemoveFragment).constData());
+        set(CURLOPT_PROTOCOLS_STR, "http,https");
+        set(CURLOPT_USERAGENT, "Brindle");
+        // With HTTP/2 libcurl buffers a whole window when the disk is slower than the network.
+        set(CURLOPT_HTTP_VERSION, long{CURL_HTTP_VERSION_1_1});
+        set(CURLOPT_BUFFERSIZE, receiveBufferBytes);
+        set(CURLOPT_NOSIGNAL, 1L);
+        // Don't wait for a name look-up, whose thread can't be stopped.
+        set(CURLOPT_QUICK_EXIT, 1L);
+        // Longer than our own time-out, which counts from the last byte in milliseconds. libcurl's
+        // low-speed limit counts averages in seconds.
+        set(CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(options_.idleTimeout.count()) * 2);
+        set(CURLOPT_ACCEPT_ENCODING, "identity");
+        set(CURLOPT_HTTP_CONTENT_DECODING, 0L); // `begin` refuses codings
+        set(CURLOPT_ERRORBUFFER, errorText_);
+        errorText_[0] = '\0';
+        QString trusted = options_.caFile;
+        if (const auto *builtIn = info<char *>(CURLINFO_CAINFO); builtIn && trusted.isEmpty()) {
+            trusted = SystemNetwork::certificateFile(QString::fromLocal8Bit(builtIn));
+        }
+        if (!trusted.isEmpty()) {
+            set(CURLOPT_CAINFO, QFile::encodeName(trusted).constData());
+        }
+        set(CURLOPT_HEADERFUNCTION, &receive<&TransferJob::takeHeader>);
+        set(CURLOPT_HEADERDATA, this);
+        set(CURLOPT_WRITEFUNCTION, &receive<&TransferJob::takeBody>);
+        set(CURLOPT_WRITEDATA, this);
+        // Set even when empty, or libcurl reads environment variables.
+        set(CURLOPT_PROXY, proxy.address.constData());
+        set(CURLOPT_NOPROXY, "");
+        if (!proxy.user.isEmpty()) {
+            set(CURLOPT_PROXYUSERNAME, proxy.user.constData());
+            set(CURLOPT_PROXYPASSWORD, proxy.password.constData());
+        }
+    }
+
+    CURLcode drive()
+    {
+        CURLM *const multi = connections_->handle();
+        check(curl_multi_add_handle(multi, easy_.get()));
+        const auto removal = qScopeGuard([&] { curl_multi_remove_handle(multi, easy_.get()); });
+        for (;;) {
+            int running = 0;
+            const CURLMcode performed = curl_multi_perform(multi, &running);
+            if (error_) {
+                std::rethrow_exception(std::exchange(error_, nullptr));
+            }
+            check(performed);
+            const Milliseconds longest = report();
+            int left = 0;
+            if (const CURLMsg *message = curl_multi_info_read(multi, &left)) {
+                return message->data.result;
+            }
+            const auto silence = std::chrono::duration_cast<Milliseconds>(silence_);
+            if (silence >= options_.idleTimeout) {
+                return CURLE_OPERATION_TIMEDOUT;
+            }
+            // Only this wait is the server's silence: the disk's time is not.
+            const auto before = Clock::now();
+            poll(std::min(longest, options_.idleTimeout - silence));
+            silence_ += Clock::now() - before;
+        }
+    }
+
+    /// Waits for the network, a cancellation, or that long.
+    void poll(Milliseconds longest)
+    {
+        check(curl_multi_poll(connections_->handle(), nullptr, 0,
+                              static_cast<int>(longest.count()), nullptr));
+    }
+
+    /// Waits between attempts.
+    void wait(Milliseconds time)
+    {
+        const auto end = Clock::now() + (options_.waiting ? options_.waiting(time) : time);
+        for (;;) {
+            const Milliseconds longest = report();
+            const auto left = std::chrono::ceil<Milliseconds>(end - Clock::now());
+            if (left <= 0ms) {
+                return;
+            }
+            poll(std::min(left, longest));
+        }
+    }
+
+    /// libcurl's callback for headers and body.
+    template <bool (TransferJob::*take)(std::string_view)>
+    static size_t receive(char *bytes, size_t size, size_t count, void *job) noexcept
+    {
+        auto &self = *static_cast<TransferJob *>(job);
+        self.silence_ = {};
+        try {
+            return (self.*take)({bytes, size * count}) ? size * count : 0;
+        } catch (...) {
+            self.error_ = std::current_exception();
+            return 0;
+        }
+    }
+
+    /// Returns whether to go on.
+    bool takeHeader(std::string_view line)
+    {
+        headerBytes_ += static_cast<qint64>(line.size());
+        if (headerBytes_ > maxHeaderBytes) {
+            throw TransferError(u"The server's answer is not a sensible one."_s);
+        }
+        const bool isBlank = line == "\r\n" || line == "\n";
+        if (!isBlank || hasAnswer_ || status() < 200) {
+            return true; // the final answer follows that of a proxy, and interim ones
+        }
+        hasAnswer_ = true;
+        isWanted_ = continues() || status() == statusOk;
+        if (isWanted_) {
+            begin();
+        }
+        // An unwanted body may be endless. Without one the connection can be kept.
+        return isWanted_ || header("Content-Length").trimmed() == "0";
+    }
+
+    /// Whether the answer continues the body: with the missing bytes, of the same version.
+    bool continues()
+    {
+        if (startsAnew_ || status() != statusPartialContent) {
+            return false;
+        }
+        const auto length = HttpRules::lengthIfContinued(header("Content-Range"), written_);
+        const QByteArray version = header(validator_.startsWith('"') ? "ETag" : "Last-Modified");
+        if (!length || (length_ >= 0 && *length != length_) || version.trimmed() != validator_) {
+            return false;
+        }
+        length_ = *length;
+        return true;
+    }
+
+    /// Prepares for the body, or for the rest of it.
+    void begin()
+    {
+        for (const char *kind : {"Content-Encoding", "Transfer-Encoding"}) {
+            const QByteArray coding = header(kind).trimmed().toLower();
+            if (!coding.isEmpty() && coding != "identity" && coding != "chunked") {
+                throw TransferError(u"The server sent the file in an encoding (%1) that it was not "
+                                    "asked for."_s.arg(QString::fromUtf8(coding.left(40))));
+            }
+        }
+        if (status() == statusOk) {
+            validator_ = HttpRules::validator({header("Accept-Ranges"), header("ETag"),
+                                               header("Last-Modified"), header("Date")});
+            startsAnew_ = true;
+            empty(header("Content-Length").toLongLong());
+        }
+        if (most_ > 0) {
+            since_ = Clock::now();
+            base_ = written_;
+        }
+    }
+
+    /// Empties the body, for one of that announced length, 0 if unknown.
+    void empty(qint64 announced)
+    {
+        checkLimit(announced);
+        written_ = 0;
+        memory_.clear();
+        if (file_.isCreated()) {
+            file_.clear();
+        } else if (!path_.isEmpty()) {
+            const QStorageInfo disk(QFileInfo(path_).path());
+            // Some file systems don't know their size.
+            if (disk.bytesTotal() > 0 && announced > disk.bytesAvailable()) {
+                throw SystemError::fromErrno(ENOSPC, path_);
+            }
+            // The receiver of a cancellation may delete the folder at once.
+            uninterrupted([this] { file_.create(path_); });
+        }
+    }
+
+    bool takeBody(std::string_view bytes)
+    {
+        if (!isWanted_) {
+            return false;
+        }
+        checkCancelled(); // a slow disk can make one turn of libcurl last long
+        checkLimit(written_ + static_cast<qint64>(bytes.size()));
+        if (path_.isEmpty()) {
+            memory_ += QByteArrayView(bytes);
+        } else {
+            file_.write(bytes);
+        }
+        if (options_.onBytes) {
+            options_.onBytes(written_, bytes);
+        }
+        written_ += static_cast<qint64>(bytes.size());
+        most_ = std::max(most_, written_);
+        if (status() == statusOk) {
+            length_ = info<curl_off_t>(CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, -1);
+        }
+        hasNews_ = true;
+        report();
+        return true;
+    }
+
+    void checkLimit(qint64 bytes) const
+    {
+        if (bytes <= options_.limit) {
+            return;
+        }
+        if (path_.isEmpty()) {
+            throw TransferError(
+                u"The server's answer is larger than the expected %1 bytes."_s.arg(options_.limit));
+        }
+        throw SetupError(u"The download from %1 is larger than the %2 that this app accepts, so it "
+                         "was stopped."_s.arg(url_.host(), Text::byteCount(options_.limit)));
+    }
+
+    /// Returns how long a busy server asks to be left alone; nothing if it does not ask, or for too
+    /// long.
+    std::optional<Milliseconds> askedDelay() const
+    {
+        const bool isBusy = status() == 429 || status() == 503;
+        if (!isBusy || header("Retry-After").isEmpty()) {
+            return std::nullopt;
+        }
+        // Less than 0 for a time in the past.
+        const std::chrono::seconds asked(info<curl_off_t>(CURLINFO_RETRY_AFTER));
+        return asked > longestDelay ? std::nullopt
+                                    : std::optional<Milliseconds>(std::max(asked, 0s));
+    }
+
+    static TransferError unfinished()
+    {
+        return TransferError(u"The server did not send the whole of its answer."_s);
+    }
+
+    TransferError failure(CURLcode code) const
+    {
+        if (code == CURLE_OPERATION_TIMEDOUT) {
+            const std::chrono::duration<double> seconds = options_.idleTimeout;
+            return TransferError(
+                u"The connection timed out: nothing arrived for %1 seconds."_s.arg(
+                    seconds.count()));
+        }
+        if (isWebPage(code)) {
+            return TransferError(
+                u"The network answered with a web page in place of %1. It may want you to sign in "
+                "first: open any page in your web browser, then try again."_s.arg(url_.host()));
+        }
+        return TransferError(
+            QString::fromUtf8(errorText_[0] != '\0' ? errorText_ : curl_easy_strerror(code)));
+    }
+
+    /// Whether the network answered in place of the server, as it does before a visitor signs in.
+    bool isWebPage(CURLcode code) const
+    {
+        if (code == CURLE_SSL_CONNECT_ERROR) {
+            // OpenSSL's words for bytes that are no TLS.
+            return QByteArrayView(errorText_).contains("wrong version number");
+        }
+        // The rest is about an answer to CONNECT.
+        if (info<curl_off_t>(CURLINFO_PRETRANSFER_TIME_T) > 0) {
+            return false;
+        }
+        const long status = info<long>(CURLINFO_HTTP_CONNECTCODE);
+        if (status == 0) {
+            return headerBytes_ > 0; // no HTTP
+        }
+        constexpr long wantsAPassword = 407; // proxies ask for that in HTML as well
+        constexpr long wantsASignIn = 511;   // RFC 6585
+        return status / 100 == 3 || status == wantsASignIn ||
+               (status / 100 != 2 && status != wantsAPassword &&
+                header("Content-Type", CURLH_CONNECT).toLower().startsWith("text/html"));
+    }
+
+    /// Reports progress if that is due. Returns the time until the next call.
+    Milliseconds report()
+    {
+        checkCancelled();
+        const auto due = lastReport_ + (hasNews_ ? reportInterval : silenceInterval);
+        const auto left = std::chrono::ceil<Milliseconds>(due - Clock::now());
+        if (left > 0ms) {
+            return left;
+        }
+        if (most_ > 0) {
+            tell();
+        }
+        return silenceInterval;
+    }
+
+    void tell()
+    {
+        hasNews_ = false;
+        lastReport_ = Clock::now();
+        if (!onProgress_) {
+            return;
+        }
+        // A body that begins anew does not report less than before.
+        const qint64 done = length_ < 0 ? most_ : std::min(most_, length_);
+        const std::chrono::duration<double> elapsed = lastReport_ - since_;
+        const double rate =
+            static_cast<double>(written_ - base_) / std::max(elapsed.count(), 0.001);
+        uninterrupted([&] { onProgress_(done, length_, rate); });
     }
 
     void checkCancelled() const
@@ -159,32 +570,55 @@ private:
         pass(State::busy, State::free);
     }
 
+    template <typename T>
+    void set(CURLoption option, T value)
+    {
+        curl_easy_setopt(easy_.get(), option, value);
+    }
+
+    template <typename T>
+    T info(CURLINFO what, T value = {}) const
+    {
+        curl_easy_getinfo(easy_.get(), what, &value);
+        return value;
+    }
+
+    int status() const { return static_cast<int>(info<long>(CURLINFO_RESPONSE_CODE)); }
+
+    QByteArray header(const char *name, unsigned origin = CURLH_HEADER) const
+    {
+        curl_header *found = nullptr;
+        return curl_easy_header(easy_.get(), name, 0, origin, -1, &found) == CURLHE_OK
+                   ? QByteArray(found->value)
+                   : QByteArray();
+    }
+
     std::atomic<State> state_ = State::free;
     const QUrl address_;
     const QString path_; // empty for memory
     const TransferOptions options_;
     ProgressCallback onProgress_;
-    std::unique_ptr<CURL, void (*)(CURL *)> easy_;
+    std::unique_ptr<CURL, void (*)(CURL *)> easy_{curl_easy_init(), &curl_easy_cleanup};
     std::mutex lock_; // guards the pointer below
-    std::unique_ptr<Connections> connections_;
+    std::unique_ptr<Connections> connections_ = Connections::take();
 
     // Of the current request.
     QUrl url_;
     char errorText_[CURL_ERROR_SIZE] = {};
-    std::exception_ptr error_;    // thrown in a callback
-    qint64 headerBytes_ = 0;      // of all its answers, a proxy's included
-    bool hasAnswer_ = false;      // the headers of the final answer
-    bool isWanted_ = false;       // the body of that answer
+    std::exception_ptr error_;     // thrown in a callback
+    qint64 headerBytes_ = 0;       // of all its answers, a proxy's included
+    bool hasAnswer_ = false;       // the headers of the final answer
+    bool isWanted_ = false;        // the body of that answer
     Clock::duration silence_ = {}; // spent waiting since the last byte
 
     // Of the body.
     OutputFile file_;
     QByteArray memory_;
     qint64 written_ = 0;
-    qint64 most_ = 0;         // that `written_` has been
-    qint64 length_ = -1;      // negative when unknown
-    QByteArray validator_;    // tells its version; empty if it can't be continued
-    bool startsAnew_ = true;  // the next request asks for all of it
+    qint64 most_ = 0;        // that `written_` has been
+    qint64 length_ = -1;     // negative when unknown
+    QByteArray validator_;   // tells its version; empty if it can't be continued
+    bool startsAnew_ = true; // the next request asks for all of it
 
     // Of the reports.
     bool hasNews_ = false;
@@ -192,484 +626,6 @@ private:
     Clock::time_point since_ = Clock::now(); // the rate counts from here
     qint64 base_ = 0;                        // and from this offset
 };
-
-void TransferJob::start()
-{
-    auto work = [self = shared_from_this()](const std::stop_token &programEnds) {
-        const std::stop_callback onEnd(programEnds, [&job = *self] { job.cancel(); });
-        self->work();
-    };
-    Threads::start(std::move(work));
-}
-
-void TransferJob::cancel()
-{
-    if (state_.exchange(State::cancelled) == State::free) {
-        result.fail(std::make_exception_ptr(CancellationError()));
-    }
-    const std::lock_guard guard(lock_);
-    if (connections_) {
-        curl_multi_wakeup(connections_->handle());
-    }
-}
-
-void TransferJob::work()
-{
-    // A server that leaves during the end of TLS must not end the process.
-    sigset_t signals;
-    sigemptyset(&signals);
-    sigaddset(&signals, SIGPIPE);
-    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-
-    TransferResult answer;
-    std::exception_ptr error;
-    try {
-        answer = run();
-    } catch (...) {
-        error = std::current_exception();
-    }
-    // Before the result: its receiver may delete the file and start the next transfer.
-    onProgress_ = nullptr;
-    file_.abandon();
-    easy_.reset();
-    {
-        const std::lock_guard guard(lock_);
-        Connections::giveBack(std::move(connections_));
-    }
-    if (error) {
-        result.fail(error);
-    } else {
-        result.resume(std::move(answer));
-    }
-}
-
-TransferResult TransferJob::run()
-{
-    if (HttpRules::isInsecure(address_)) {
-        throw TransferError(u"The address %1 is not secure (plain http), so nothing was "
-                            "downloaded from it."_s.arg(address_.toDisplayString()));
-    }
-    int fruitless = 0;
-    int slow = 0;
-    qint64 headway = 0;
-    for (int delays = 0;;) {
-        const qint64 before = most_;
-        const auto broken = attempt();
-        if (!broken && isWanted_) {
-            return {statusOk, url_.host(), memory_, path_.isEmpty() ? nullptr : file_.take()};
-        }
-        if (broken && validator_.isEmpty()) {
-            throw *broken;
-        }
-        if (!broken) {
-            const auto delay = askedDelay();
-            if (delay && delays < maxDelays) {
-                ++delays;
-                wait(*delay);
-                continue;
-            }
-            if (startsAnew_) {
-                return {status(), url_.host(), {}, {}};
-            }
-            startsAnew_ = true;
-        }
-        fruitless = most_ > before ? 0 : fruitless + 1;
-        slow = most_ >= headway + leastHeadway ? 0 : slow + 1;
-        headway = slow == 0 ? most_ : headway;
-        if (fruitless > static_cast<int>(waits.size()) || slow == maxSlowAttempts) {
-            throw broken.value_or(unfinished());
-        }
-        if (fruitless > 0) {
-            wait(waits.at(static_cast<std::size_t>(fruitless - 1)));
-        }
-    }
-}
-
-/// Asks for the missing part of the body. Returns the error at which the answer broke off.
-std::optional<TransferError> TransferJob::attempt()
-{
-    auto broken = follow();
-    if (!isWanted_) {
-        return broken;
-    }
-    if (hasNews_) {
-        tell();
-    }
-    startsAnew_ = written_ == 0;
-    if (!broken && status() == statusPartialContent && written_ != length_) {
-        broken = unfinished();
-    }
-    return broken;
-}
-
-/// Follows redirects from the address on. An attempt to continue does so too, since the address of
-/// a redirect may be signed for a short time. libcurl's own rules can't tell this machine from
-/// others, and use one proxy for all hosts.
-std::optional<TransferError> TransferJob::follow()
-{
-    url_ = address_;
-    for (int redirects = 0;; ++redirects) {
-        if (auto broken = request()) {
-            return broken;
-        }
-        const QByteArray location = header("Location");
-        if (!isRedirect(status()) || location.isEmpty()) {
-            return std::nullopt;
-        }
-        if (redirects == maxRedirects) {
-            throw TransferError(
-                u"The server redirected more than %1 times."_s.arg(maxRedirects));
-        }
-        url_ = HttpRules::redirectTarget(url_, location);
-    }
-}
-
-/// Asks for the current address.
-std::optional<TransferError> TransferJob::request()
-{
-    hasAnswer_ = isWanted_ = false;
-    headerBytes_ = 0;
-    silence_ = {};
-    prepare();
-    std::unique_ptr<curl_slist, void (*)(curl_slist *)> lines(nullptr, &curl_slist_free_all);
-    if (!startsAnew_) {
-        lines.reset(curl_slist_append(nullptr, ("If-Range: " + validator_).constData()));
-        curl_easy_setopt(easy_.get(), CURLOPT_HTTPHEADER, lines.get());
-        curl_easy_setopt(easy_.get(), CURLOPT_RANGE, (QByteArray::number(written_) + '-').constData());
-    }
-    const CURLcode code = drive();
-    if (hasAnswer_ && !isWanted_) {
-        return std::nullopt; // libcurl was told to leave its body
-    }
-    if (code != CURLE_OK) {
-        return failure(code);
-    }
-    if (!hasAnswer_) {
-        // libcurl takes a connection that ends within the headers for an empty answer.
-        return TransferError(u"The server ended the connection in the middle of its answer."_s);
-    }
-    return std::nullopt;
-}
-
-void TransferJob::prepare()
-{
-    const SystemNetwork::Proxy proxy = SystemNetwork::proxyFor(url_);
-    checkCancelled();
-    if (connections_->isReadable()) {
-        auto others = std::make_unique<Connections>();
-        const std::lock_guard guard(lock_);
-        connections_ = std::move(others);
-    }
-    CURL *const easy = easy_.get();
-    const auto set = [easy](CURLoption option, auto value) { curl_easy_setopt(easy, option, value); };
-    curl_easy_reset(easy);
-    set(CURLOPT_URL, url_.toEncoded(QUrl::RemoveFragment).constData());
-    set(CURLOPT_PROTOCOLS_STR, "http,https");
-    set(CURLOPT_USERAGENT, "Brindle");
-    // With HTTP/2 libcurl buffers a whole window when the disk is slower than the network.
-    set(CURLOPT_HTTP_VERSION, long{CURL_HTTP_VERSION_1_1});
-    set(CURLOPT_BUFFERSIZE, receiveBufferBytes);
-    set(CURLOPT_NOSIGNAL, 1L);
-    // Don't wait for a name look-up, whose thread can't be stopped.
-    set(CURLOPT_QUICK_EXIT, 1L);
-    // Longer than our own time-out, which counts from the last byte.
-    set(CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(options_.idleTimeout.count()) * 2);
-    set(CURLOPT_ACCEPT_ENCODING, "identity");
-    set(CURLOPT_HTTP_CONTENT_DECODING, 0L); // `checkCodings` refuses codings
-    set(CURLOPT_ERRORBUFFER, errorText_);
-    errorText_[0] = '\0';
-    QString trusted = options_.caFile;
-    if (const char *const builtIn = info<char *>(CURLINFO_CAINFO); builtIn && trusted.isEmpty()) {
-        trusted = SystemNetwork::certificateFile(QString::fromLocal8Bit(builtIn));
-    }
-    if (!trusted.isEmpty()) {
-        set(CURLOPT_CAINFO, QFile::encodeName(trusted).constData());
-    }
-    set(CURLOPT_HEADERFUNCTION, &receive<&TransferJob::takeHeader>);
-    set(CURLOPT_HEADERDATA, this);
-    set(CURLOPT_WRITEFUNCTION, &receive<&TransferJob::takeBody>);
-    set(CURLOPT_WRITEDATA, this);
-    connections_->watch(easy);
-    // Set even when empty, or libcurl reads environment variables.
-    set(CURLOPT_PROXY, proxy.address.constData());
-    set(CURLOPT_NOPROXY, "");
-    if (!proxy.user.isEmpty()) {
-        set(CURLOPT_PROXYUSERNAME, proxy.user.constData());
-        set(CURLOPT_PROXYPASSWORD, proxy.password.constData());
-    }
-}
-
-CURLcode TransferJob::drive()
-{
-    CURLM *const multi = connections_->handle();
-    check(curl_multi_add_handle(multi, easy_.get()));
-    const auto removal = qScopeGuard([&] { curl_multi_remove_handle(multi, easy_.get()); });
-    for (;;) {
-        int running = 0;
-        const CURLMcode performed = curl_multi_perform(multi, &running);
-        if (error_) {
-            std::rethrow_exception(std::exchange(error_, nullptr));
-        }
-        check(performed);
-        const Milliseconds longest = report();
-        int left = 0;
-        if (const CURLMsg *message = curl_multi_info_read(multi, &left)) {
-            return message->data.result;
-        }
-        const auto silence = std::chrono::duration_cast<Milliseconds>(silence_);
-        if (silence >= options_.idleTimeout) {
-            return CURLE_OPERATION_TIMEDOUT;
-        }
-        // Only this wait is the server's silence: the disk's time is not.
-        const auto before = Clock::now();
-        poll(std::min(longest, options_.idleTimeout - silence));
-        silence_ += Clock::now() - before;
-    }
-}
-
-/// Waits for the network, a cancellation, or that long.
-void TransferJob::poll(Milliseconds longest)
-{
-    check(curl_multi_poll(connections_->handle(), nullptr, 0, static_cast<int>(longest.count()),
-                          nullptr));
-}
-
-/// Waits between attempts.
-void TransferJob::wait(Milliseconds time)
-{
-    const auto end = Clock::now() + (options_.waiting ? options_.waiting(time) : time);
-    for (;;) {
-        const Milliseconds longest = report();
-        const auto left = std::chrono::ceil<Milliseconds>(end - Clock::now());
-        if (left <= 0ms) {
-            return;
-        }
-        poll(std::min(left, longest));
-    }
-}
-
-/// libcurl's callback for headers and body.
-template <bool (TransferJob::*take)(std::string_view)>
-size_t TransferJob::receive(char *bytes, size_t size, size_t count, void *job) noexcept
-{
-    auto &self = *static_cast<TransferJob *>(job);
-    self.silence_ = {};
-    try {
-        return (self.*take)({bytes, size * count}) ? size * count : 0;
-    } catch (...) {
-        self.error_ = std::current_exception();
-        return 0;
-    }
-}
-
-/// Returns whether to go on.
-bool TransferJob::takeHeader(std::string_view line)
-{
-    headerBytes_ += static_cast<qint64>(line.size());
-    if (headerBytes_ > maxHeaderBytes) {
-        throw TransferError(u"The server's answer is not a sensible one."_s);
-    }
-    const bool isBlank = line == "\r\n" || line == "\n";
-    if (!isBlank || hasAnswer_ || status() < 200) {
-        return true; // the final answer follows that of a proxy, and interim ones
-    }
-    hasAnswer_ = true;
-    isWanted_ = continues() || status() == statusOk;
-    if (isWanted_) {
-        checkCodings();
-    }
-    if (status() == statusOk) {
-        begin();
-    }
-    if (most_ > 0) {
-        since_ = Clock::now();
-        base_ = written_;
-    }
-    // An unwanted body may be endless. Without one the connection can be kept.
-    return isWanted_ || header("Content-Length").trimmed() == "0";
-}
-
-bool TransferJob::takeBody(std::string_view bytes)
-{
-    if (!isWanted_) {
-        return false;
-    }
-    checkCancelled(); // a slow disk can make one turn of libcurl last long
-    checkLimit(written_ + static_cast<qint64>(bytes.size()));
-    if (path_.isEmpty()) {
-        memory_ += QByteArrayView(bytes);
-    } else {
-        file_.write(bytes);
-    }
-    if (options_.onBytes) {
-        options_.onBytes(written_, bytes);
-    }
-    written_ += static_cast<qint64>(bytes.size());
-    most_ = std::max(most_, written_);
-    if (status() == statusOk) {
-        length_ = info<curl_off_t>(CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, -1);
-    }
-    hasNews_ = true;
-    report();
-    return true;
-}
-
-/// Whether the answer continues the body: with the missing bytes, of the same version.
-bool TransferJob::continues()
-{
-    if (startsAnew_ || status() != statusPartialContent) {
-        return false;
-    }
-    const auto length = HttpRules::lengthIfContinued(header("Content-Range"), written_);
-    const QByteArray version = header(validator_.startsWith('"') ? "ETag" : "Last-Modified");
-    if (!length || (length_ >= 0 && *length != length_) || version.trimmed() != validator_) {
-        return false;
-    }
-    length_ = *length;
-    return true;
-}
-
-void TransferJob::checkCodings() const
-{
-    const QByteArray content = header("Content-Encoding").trimmed().toLower();
-    const QByteArray transfer = header("Transfer-Encoding").trimmed().toLower();
-    const bool isPlain = content.isEmpty() || content == "identity";
-    const bool isSimple = transfer.isEmpty() || transfer == "identity" || transfer == "chunked";
-    if (!isPlain || !isSimple) {
-        throw TransferError(
-            u"The server sent the file in an encoding (%1) that it was not asked for."_s.arg(
-                QString::fromUtf8((isPlain ? transfer : content).left(40))));
-    }
-}
-
-/// Begins the body, perhaps anew.
-void TransferJob::begin()
-{
-    validator_ = HttpRules::validator(
-        {header("Accept-Ranges"), header("ETag"), header("Last-Modified"), header("Date")});
-    startsAnew_ = true;
-    const qint64 announced = header("Content-Length").toLongLong(); // 0 if unknown
-    checkLimit(announced);
-    memory_.clear();
-    if (file_.isCreated()) {
-        file_.clear();
-    } else if (!path_.isEmpty()) {
-        const QStorageInfo disk(QFileInfo(path_).path());
-        // Some file systems don't know their size.
-        if (disk.bytesTotal() > 0 && announced > disk.bytesAvailable()) {
-            throw SystemError::fromErrno(ENOSPC, path_);
-        }
-        // The receiver of a cancellation may delete the folder at once.
-        uninterrupted([this] { file_.create(path_); });
-    }
-    written_ = 0;
-}
-
-void TransferJob::checkLimit(qint64 bytes) const
-{
-    if (bytes <= options_.limit) {
-        return;
-    }
-    if (path_.isEmpty()) {
-        throw TransferError(u"The server's answer is larger than the expected %1 bytes."_s.arg(
-            options_.limit));
-    }
-    throw SetupError(
-        u"The download from %1 is larger than the %2 that this app accepts, so it was stopped."_s
-            .arg(url_.host(), Text::byteCount(options_.limit)));
-}
-
-/// Returns how long a busy server asks to be left alone; nothing if it does not ask, or for too
-/// long.
-std::optional<Milliseconds> TransferJob::askedDelay() const
-{
-    const bool isBusy = status() == 429 || status() == 503;
-    if (!isBusy || header("Retry-After").isEmpty()) {
-        return std::nullopt;
-    }
-    // Libcurl returns less than 0 for a time in the past.
-    const std::chrono::seconds asked(info<curl_off_t>(CURLINFO_RETRY_AFTER));
-    return asked > longestDelay ? std::nullopt : std::optional<Milliseconds>(std::max(asked, 0s));
-}
-
-/// Whether the network answered in place of the server, as it does before a visitor signs in.
-bool TransferJob::isWebPage(CURLcode code) const
-{
-    if (code == CURLE_SSL_CONNECT_ERROR) {
-        // OpenSSL's words for bytes that are no TLS.
-        return QByteArrayView(errorText_).contains("wrong version number");
-    }
-    // The rest is about an answer to CONNECT.
-    if (info<curl_off_t>(CURLINFO_PRETRANSFER_TIME_T) > 0) {
-        return false;
-    }
-    const long status = info<long>(CURLINFO_HTTP_CONNECTCODE);
-    if (status == 0) {
-        return headerBytes_ > 0; // no HTTP
-    }
-    constexpr long wantsAPassword = 407; // proxies ask for that in HTML as well
-    constexpr long wantsASignIn = 511;   // RFC 6585
-    return status / 100 == 3 || status == wantsASignIn ||
-           (status / 100 != 2 && status != wantsAPassword &&
-            header("Content-Type", CURLH_CONNECT).toLower().startsWith("text/html"));
-}
-
-TransferError TransferJob::failure(CURLcode code) const
-{
-    if (code == CURLE_OPERATION_TIMEDOUT) {
-        return TransferError(
-            u"The connection timed out: nothing arrived for %1 seconds."_s.arg(
-                std::chrono::duration<double>(options_.idleTimeout).count()));
-    }
-    if (isWebPage(code)) {
-        return TransferError(
-            u"The network answered with a web page in place of %1. It may want you to sign in "
-            "first: open any page in your web browser, then try again."_s.arg(url_.host()));
-    }
-    return TransferError(
-        QString::fromUtf8(errorText_[0] != '\0' ? errorText_ : curl_easy_strerror(code)));
-}
-
-/// Returns all values of that header, joined.
-QByteArray TransferJob::header(const char *name, unsigned origin) const
-{
-    QByteArray value;
-    curl_header *found = nullptr;
-    for (size_t i = 0; curl_easy_header(easy_.get(), name, i, origin, -1, &found) == CURLHE_OK;
-         ++i) {
-        value += (i > 0 ? ", " : "") + QByteArray(found->value);
-    }
-    return value;
-}
-
-/// Reports progress if that is due. Returns the time until the next call.
-Milliseconds TransferJob::report()
-{
-    checkCancelled();
-    const auto due = lastReport_ + (hasNews_ ? reportInterval : silenceInterval);
-    const auto left = std::chrono::ceil<Milliseconds>(due - Clock::now());
-    if (left > 0ms) {
-        return left;
-    }
-    if (most_ > 0) {
-        tell();
-    }
-    return silenceInterval;
-}
-
-void TransferJob::tell()
-{
-    hasNews_ = false;
-    lastReport_ = Clock::now();
-    if (!onProgress_) {
-        return;
-    }
-    // A body that begins anew does not report less than before.
-    const qint64 done = length_ < 0 ? most_ : std::min(most_, length_);
-    const std::chrono::duration<double> elapsed = lastReport_ - since_;
-    const double rate = static_cast<double>(written_ - base_) / std::max(elapsed.count(), 0.001);
-    uninterrupted([&] { onProgress_(done, length_, rate); });
-}
 
 } // namespace
 
