@@ -6,98 +6,18 @@
 
 namespace brindle {
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 using Answer = NetworkFault::Answer;
-using Headers = QList<QPair<QByteArray, QByteArray>>;
 
-constexpr int ok = 200;
-constexpr int found = 302;
-
-QByteArray lengthOf(const QByteArray &content)
+/// The head of the good answer, and half of its body.
+void sendHalf(const Answer &answer)
 {
-    return QByteArray::number(content.size());
-}
-
-QByteArray half(const QByteArray &content)
-{
-    return content.left(content.size() / 2);
-}
-
-/// A port that nothing listens on.
-quint16 closedPort()
-{
-    QTcpServer server;
-    server.listen(QHostAddress::LocalHost);
-    return server.serverPort();
-}
-
-void refuse(const Answer &answer)
-{
-    answer.connection.redirect(found,
-                               QUrl(QStringLiteral("http://127.0.0.1:%1/").arg(closedPort())));
-}
-
-void reset(const Answer &answer)
-{
-    answer.connection.respond(ok, Headers{{"Content-Length", lengthOf(answer.content)}},
-                              half(answer.content));
-    answer.connection.reset();
-}
-
-void cutShort(const Answer &answer)
-{
-    answer.connection.respond(ok, Headers{{"Content-Length", lengthOf(answer.content)}},
-                              half(answer.content));
-}
-
-void goOnTooLong(const Answer &answer)
-{
-    answer.connection.respond(ok, Headers{{"Content-Length", lengthOf(answer.content)}},
-                              answer.content + "and more\n");
-}
-
-void sayNoLength(const Answer &answer)
-{
-    answer.connection.respond(ok, Headers{{"Content-Length", ""}}, answer.content);
-}
-
-/// As the doors to hotels' networks do.
-void sendPage(const Answer &answer)
-{
-    answer.connection.respond(ok, Headers{{"Content-Type", "text/html"}},
-                              "<!DOCTYPE html>\n<html><body>Please log in.</body></html>\n");
-}
-
-/// As networks do that want a visitor to sign in: whoever is asked for, something else answers,
-/// and without TLS.
-void answerWithoutTls(const Answer &answer)
-{
-    QUrl elsewhere = answer.host;
-    elsewhere.setScheme(QStringLiteral("https"));
-    answer.connection.redirect(found, elsewhere);
-}
-
-/// More than any download may have, of which nothing comes.
-void announceTooMuch(const Answer &answer)
-{
-    answer.connection.respond(ok, Headers{{"Content-Length", "9000000000"}}, {});
-    answer.connection.waitUntilClosed();
-}
-
-void encode(const Answer &answer)
-{
-    answer.connection.respond(ok, Headers{{"Content-Encoding", "gzip"}}, answer.content);
-}
-
-void loop(const Answer &answer)
-{
-    answer.connection.redirect(found, QUrl(answer.path));
-}
-
-void downgrade(const Answer &answer)
-{
-    answer.connection.redirect(found, QUrl(QStringLiteral("http://plain.invalid/file")));
+    answer.connection.respond(200,
+                              {{"Content-Length", QByteArray::number(answer.content.size())}},
+                              answer.content.left(answer.content.size() / 2));
 }
 
 void stay(const Answer &answer)
@@ -106,70 +26,112 @@ void stay(const Answer &answer)
     answer.connection.waitUntilClosed();
 }
 
-void stallBefore(const Answer &answer)
+void refuse(const Answer &answer)
 {
-    stay(answer);
+    QTcpServer closed;
+    closed.listen(QHostAddress::LocalHost);
+    const QUrl nobody(u"http://127.0.0.1:%1/"_s.arg(closed.serverPort()));
+    closed.close();
+    answer.connection.redirect(302, nobody);
 }
 
-void stallInHeaders(const Answer &answer)
+/// Networks that want a visitor to sign in answer without TLS.
+void answerWithoutTls(const Answer &answer)
 {
-    answer.connection.write("HTTP/1.1 200 OK\r\nContent-Le");
-    stay(answer);
+    QUrl elsewhere = answer.host;
+    elsewhere.setScheme(u"https"_s);
+    answer.connection.redirect(302, elsewhere);
 }
 
-void stallInBody(const Answer &answer)
-{
-    answer.connection.respond(ok, Headers{{"Content-Length", lengthOf(answer.content)}},
-                              half(answer.content));
-    stay(answer);
-}
-
-/// Just too fast for a time-out, and never at its end.
+/// Just too fast for a time-out, and without an end.
 void drip(const Answer &answer)
 {
-    constexpr std::chrono::milliseconds pause(50);
-    answer.connection.respond(ok, Headers{{"Content-Length", "1000000"}}, "P");
+    answer.connection.respond(200, {{"Content-Length", "1000000"}}, "P");
     answer.isReached = true;
-    while (answer.connection.pause(pause) && answer.connection.write("K")) {
+    while (answer.connection.pause(std::chrono::milliseconds(50)) && answer.connection.write("K")) {
     }
-}
-
-void sendToSilentName(const Answer &answer)
-{
-    answer.isReached = true;
-    const QString name = QString::fromLatin1(NetworkFault::silentName);
-    answer.connection.redirect(found, QUrl(QStringLiteral("https://%1/file").arg(name)));
 }
 
 } // namespace
 
 QList<NetworkFault> NetworkFault::all()
 {
+    const auto message = End::message;
+    const auto silence = End::silence;
+    const auto success = End::success;
     return {
-        {QStringLiteral("refused"), End::message, refuse},
-        {QStringLiteral("reset in the middle"), End::message, reset},
-        {QStringLiteral("short body"), End::message, cutShort},
-        {QStringLiteral("body longer than announced"), End::success, goOnTooLong},
-        {QStringLiteral("no length"), End::success, sayNoLength},
-        {QStringLiteral("HTML page"), End::message, sendPage},
-        {QStringLiteral("sign-in page"), End::message, answerWithoutTls},
-        {QStringLiteral("announced too large"), End::message, announceTooMuch},
-        {QStringLiteral("gzip-encoded"), End::message, encode},
-        {QStringLiteral("redirect loop"), End::message, loop},
-        {QStringLiteral("redirect to plain http"), End::message, downgrade},
-        {QStringLiteral("no answer"), End::silence, stallBefore},
-        {QStringLiteral("stalled headers"), End::silence, stallInHeaders},
-        {QStringLiteral("stalled body"), End::silence, stallInBody},
-        {QStringLiteral("dripping"), End::silence, drip},
-        {QStringLiteral("silent look-up"), End::silence, sendToSilentName},
+        {u"refused"_s, message, u"Failed to connect to 127\\.0\\.0\\.1 .*"_s, refuse},
+        {u"reset in the middle"_s, message,
+         u".*(reset|The server ended the connection|transfer closed).*"_s,
+         [](const Answer &answer) {
+             sendHalf(answer);
+             answer.connection.reset();
+         }},
+        {u"short body"_s, message,
+         u"(transfer closed|end of response) with \\d+ bytes (remaining to read|missing)"_s,
+         sendHalf},
+        {u"body longer than announced"_s, success, {},
+         [](const Answer &answer) {
+             const QByteArray length = QByteArray::number(answer.content.size());
+             answer.connection.respond(200, {{"Content-Length", length}},
+                                       answer.content + "and more\n");
+         }},
+        {u"no length"_s, success, {},
+         [](const Answer &answer) {
+             answer.connection.respond(200, {{"Content-Length", ""}}, answer.content);
+         }},
+        {u"HTML page"_s, message, {},
+         [](const Answer &answer) {
+             answer.connection.respond(200, {{"Content-Type", "text/html"}},
+                                       "<!DOCTYPE html>\n<html>Please log in.</html>\n");
+         }},
+        {u"sign-in page"_s, message,
+         u"The network answered with a web page in place of 127\\.0\\.0\\.1\\. .*sign in first.*"_s,
+         answerWithoutTls},
+        {u"announced too large"_s, message, {},
+         [](const Answer &answer) {
+             answer.connection.respond(200, {{"Content-Length", "9000000000"}}, {});
+             answer.connection.waitUntilClosed();
+         }},
+        {u"gzip-encoded"_s, message,
+         u"The server sent the file in an encoding \\(gzip\\) that .*"_s,
+         [](const Answer &answer) {
+             answer.connection.respond(200, {{"Content-Encoding", "gzip"}}, answer.content);
+         }},
+        {u"redirect loop"_s, message, u"The server redirected more than 20 times\\."_s,
+         [](const Answer &answer) { answer.connection.redirect(302, QUrl(answer.path)); }},
+        {u"redirect to plain http"_s, message,
+         u"The server redirected to an insecure address \\(plain http\\), which was not "
+         "followed\\."_s,
+         [](const Answer &answer) {
+             answer.connection.redirect(302, QUrl(u"http://plain.invalid/file"_s));
+         }},
+        {u"no answer"_s, silence, {}, stay},
+        {u"stalled headers"_s, silence, {},
+         [](const Answer &answer) {
+             answer.connection.write("HTTP/1.1 200 OK\r\nContent-Le");
+             stay(answer);
+         }},
+        {u"stalled body"_s, silence, {},
+         [](const Answer &answer) {
+             sendHalf(answer);
+             stay(answer);
+         }},
+        {u"dripping"_s, silence, {}, drip},
+        {u"silent look-up"_s, silence, {},
+         [](const Answer &answer) {
+             answer.isReached = true;
+             const QString name = QString::fromLatin1(silentName);
+             answer.connection.redirect(302, QUrl(u"https://%1/file"_s.arg(name)));
+         }},
     };
 }
 
 void NetworkFault::happenTo(ReleaseHost &host, const QString &path, const QByteArray &content,
                             std::shared_ptr<std::atomic<bool>> isReached) const
 {
-    host.replace(path, [path, content, isReached, act = act_,
-                        url = host.url()](const HttpRequest &, HttpConnection &connection) {
+    host.replace(path, [path, content, isReached, act = act, url = host.url()](
+                           const HttpRequest &, HttpConnection &connection) {
         act({path, content, connection, *isReached, url});
     });
 }

@@ -12,21 +12,19 @@
 namespace brindle {
 
 /// One way in which a download goes wrong, done by the release host.
-class NetworkFault
+struct NetworkFault
 {
-public:
-    /// What comes of it.
     enum class End {
         message, ///< the download fails at once
         silence, ///< it would time out
         success, ///< it is only unusual
     };
 
-    /// What a fault has at hand.
+    /// What a fault can use.
     struct Answer
     {
         const QString &path;
-        const QByteArray &content;
+        const QByteArray &content; ///< the good answer
         HttpConnection &connection;
         std::atomic<bool> &isReached;
         const QUrl &host;
@@ -34,25 +32,18 @@ public:
 
     static QList<NetworkFault> all();
 
-    QString name() const { return name_; }
-    End end() const { return end_; }
-
-    /// From now on this happens to whoever asks for `path`, whose good answer would be `content`.
-    /// `isReached` becomes true once nothing more will come.
+    /// From now on a request for `path`, whose good answer is `content`, meets this fault.
+    /// `isReached` becomes true once no more will come.
     void happenTo(ReleaseHost &host, const QString &path, const QByteArray &content,
                   std::shared_ptr<std::atomic<bool>> isReached) const;
 
-    /// A name that nobody ever answers a look-up for, in the tests' name service.
+    /// A name whose look-up never ends, in the tests' name service.
     static constexpr const char *silentName = "silent.invalid";
 
-private:
-    using Act = void (*)(const Answer &answer);
-
-    NetworkFault(QString name, End end, Act act) : name_(std::move(name)), end_(end), act_(act) {}
-
-    QString name_;
-    End end_;
-    Act act_;
+    QString name;
+    End end;
+    QString message; ///< the player's, as a regular expression; empty if it depends on the download
+    void (*act)(const Answer &answer);
 };
 
 } // namespace brindle

@@ -55,7 +55,7 @@ public:
                         isReached_);
     }
 
-    QString name() const { return fault_.name() + QStringLiteral(", ") + download_; }
+    QString name() const { return fault_.name + QStringLiteral(", ") + download_; }
 
     void start()
     {
@@ -202,12 +202,12 @@ int run(const QString &programs)
     QList<NetworkFault::End> ends;
     for (const NetworkFault &fault : NetworkFault::all()) {
         for (const QString &download : {QStringLiteral("game"), QStringLiteral("checksum list")}) {
-            const bool drips = fault.name() == u"dripping";
-            if (fault.end() != NetworkFault::End::success && !drips) {
+            const bool drips = fault.name == u"dripping";
+            if (fault.end != NetworkFault::End::success && !drips) {
                 told.push_back(std::make_unique<Case>(fault, download, programs));
-                ends << fault.end();
+                ends << fault.end;
             }
-            if (fault.end() == NetworkFault::End::silence) {
+            if (fault.end == NetworkFault::End::silence) {
                 quit.push_back(std::make_unique<Case>(fault, download, programs));
             }
         }
