@@ -4,7 +4,6 @@
 #include "../e2e/Namespaces.h"
 #include "PipelineFixture.h"
 #include "SmallDisk.h"
-#include "demo/ProgramFill.h"
 #include "net/Transfer.h"
 #include "support/Await.h"
 #include "support/CutFile.h"
@@ -12,6 +11,7 @@
 #include <QDir>
 #include <QDirIterator>
 #include <QFileInfo>
+#include <QRandomGenerator>
 #include <QtTest>
 
 using namespace brindle;
@@ -25,14 +25,12 @@ constexpr qsizetype fileBytes = 16 * 1024;
 constexpr qsizetype engineBytes = 500 * 1024;
 constexpr qint64 plenty = 64LL * 1024 * 1024;
 
-/// Bytes that hardly pack.
-QByteArray noise(qsizetype size, int which)
+/// Bytes that don't pack.
+QByteArray noise(qsizetype size, quint32 which)
 {
-    ProgramFill fill;
-    QByteArray bytes = fill.next(size);
-    for (char &byte : bytes) {
-        byte = static_cast<char>(byte ^ which);
-    }
+    QByteArray bytes(size, Qt::Uninitialized);
+    std::generate(bytes.begin(), bytes.end(),
+                  [random = QRandomGenerator(which)]() mutable { return random.generate(); });
     return bytes;
 }
 
