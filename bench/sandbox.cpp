@@ -4,7 +4,7 @@
 //   ARCHIVE is unpacked with DITTO and with UNSANDBOXED, the same program without the sandbox; WORK
 //   is emptied
 
-#include "HostileCorpus.h"
+#include "Corpus.h"
 #include "Measure.h"
 #include "RawZip.h"
 #include "Surroundings.h"
@@ -66,10 +66,10 @@ double processorTime()
 void measureRefusals(const QString &ditto)
 {
     double slowest = 0;
-    const auto count = HostileCorpus::cases(Surroundings()).size();
+    const auto count = (Corpus::hostile(Surroundings()) + Corpus::costly()).size();
     for (qsizetype i = 0; i < count; ++i) {
         const Surroundings around;
-        const CorpusCase one = HostileCorpus::cases(around).at(i);
+        const CorpusCase one = (Corpus::hostile(around) + Corpus::costly()).at(i);
         around.putArchive(one.archive());
         const double before = processorTime();
         if (around.unpack(ditto).code != 1) {

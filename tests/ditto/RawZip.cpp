@@ -1,153 +1,137 @@
 #include "RawZip.h"
 
+#include <QtEndian>
+
 #include <zlib.h>
 
 namespace brindle {
 
 namespace {
 
-constexpr int utf8Names = 0x800;
-constexpr int sizesBehind = 0x8;
-constexpr quint16 madeOnUnix = 0x031E;
-constexpr quint16 madeOnDos = 0x0014;
-constexpr quint16 version = 20;
-constexpr quint32 saturated32 = 0xFFFFFFFF;
-constexpr quint16 saturated16 = 0xFFFF;
+constexpr quint64 saturated32 = 0xFFFFFFFF;
+constexpr quint64 saturated16 = 0xFFFF;
 
-template <typename T>
-void put(QByteArray &bytes, T value)
+/// Returns a number of `width` bytes, the lowest first.
+QByteArray number(int width, quint64 value)
 {
-    for (size_t i = 0; i < sizeof(T); ++i) {
-        bytes.append(static_cast<char>((static_cast<quint64>(value) >> (8 * i)) & 0xFFU));
-    }
+    const quint64 bytes = qToLittleEndian(value);
+    return {reinterpret_cast<const char *>(&bytes), width}; // NOLINT
 }
 
-template <typename T>
-T told(qint64 lie, T truth)
+quint64 orLie(qint64 lie, quint64 truth)
 {
-    return lie >= 0 ? static_cast<T>(lie) : truth;
+    return lie >= 0 ? static_cast<quint64>(lie) : truth;
 }
 
-QByteArray deflate(const QByteArray &content)
+QByteArray sized(const QByteArray &bytes)
 {
-    if (content.isEmpty()) {
-        return QByteArray("\x03\x00", 2); // one empty block
-    }
-    // qCompress: four bytes of length and two of a zlib header, four of a checksum at the end.
-    return qCompress(content, 9).mid(6).chopped(4);
+    return number(2, static_cast<quint64>(bytes.size()));
 }
 
-/// An entry with its data packed and every lie resolved.
-struct Resolved
+QByteArray dataOf(const RawZip::Entry &entry)
 {
-    explicit Resolved(const RawZip::Entry &entry)
-        : data(!entry.packed.isEmpty() ? entry.packed
-               : entry.deflated        ? deflate(entry.content)
-                                       : entry.content)
-        , flags(static_cast<quint16>(told(entry.flags, utf8Names) |
-                                     (entry.descriptor ? sizesBehind : 0)))
-        , method(told<quint16>(entry.method, entry.deflated ? 8 : 0))
-        , crc(told(entry.crc, RawZip::checksum(entry.content)))
-        , packedSize(told<quint64>(entry.packedSize, static_cast<quint64>(data.size())))
-        , size(told<quint64>(entry.size, static_cast<quint64>(entry.content.size())))
-    {}
-
-    /// The fields that a local header and a directory record share.
-    QByteArray fields(quint16 toldFlags, quint16 toldMethod, quint32 toldCrc, quint64 toldPacked,
-                      quint64 toldSize, bool zip64) const
-    {
-        QByteArray bytes;
-        put<quint16>(bytes, toldFlags);
-        put<quint16>(bytes, toldMethod);
-        put<quint32>(bytes, 0x00210000); // 1 January 1980
-        put<quint32>(bytes, toldCrc);
-        put<quint32>(bytes, zip64 ? saturated32 : static_cast<quint32>(toldPacked));
-        put<quint32>(bytes, zip64 ? saturated32 : static_cast<quint32>(toldSize));
-        return bytes;
+    if (!entry.packed.isEmpty() || !entry.deflated) {
+        return entry.packed.isEmpty() ? entry.content : entry.packed;
     }
-
-    QByteArray zip64Field() const
-    {
-        QByteArray bytes;
-        put<quint16>(bytes, 1);
-        put<quint16>(bytes, 2 * sizeof(quint64));
-        put<quint64>(bytes, size);
-        put<quint64>(bytes, packedSize);
-        return bytes;
+    if (entry.content.isEmpty()) {
+        return {"\3\0", 2}; // one empty block
     }
+    // qCompress adds four bytes of length, two of a header, and a checksum of four at the end.
+    return qCompress(entry.content, 9).mid(6).chopped(4);
+}
 
-    QByteArray descriptor() const
-    {
-        QByteArray bytes("PK\x07\x08", 4);
-        put<quint32>(bytes, crc);
-        put<quint32>(bytes, static_cast<quint32>(packedSize));
-        put<quint32>(bytes, static_cast<quint32>(size));
-        return bytes;
-    }
-
-    QByteArray data;
-    quint16 flags;
-    quint16 method;
-    quint32 crc;
+/// The fields that the headers of an entry share.
+struct Fields
+{
+    quint64 flags;
+    quint64 method;
+    quint64 crc;
     quint64 packedSize;
     quint64 size;
+
+    QByteArray bytes(bool zip64) const
+    {
+        constexpr quint64 time = 0x00210000; // 1 January 1980
+        return number(2, flags) + number(2, method) + number(4, time) + number(4, crc) +
+               number(4, zip64 ? saturated32 : packedSize) + number(4, zip64 ? saturated32 : size);
+    }
 };
 
-QByteArray headerOf(const RawZip::Entry &entry, const Resolved &resolved)
+Fields fieldsOf(const RawZip::Entry &entry, const QByteArray &data)
 {
-    const bool later = entry.descriptor;
+    constexpr quint64 utf8Names = 0x800;
+    constexpr quint64 sizesBehind = 0x8;
+    return {.flags = orLie(entry.flags, utf8Names) | (entry.descriptor ? sizesBehind : 0),
+            .method = orLie(entry.method, entry.deflated ? 8 : 0),
+            .crc = orLie(entry.crc, RawZip::checksum(entry.content)),
+            .packedSize = orLie(entry.packedSize, static_cast<quint64>(data.size())),
+            .size = orLie(entry.size, static_cast<quint64>(entry.content.size()))};
+}
+
+QByteArray zip64Field(const RawZip::Entry &entry, const Fields &fields)
+{
+    return entry.zip64 ? number(2, 1) + number(2, 16) + number(8, fields.size) +
+                             number(8, fields.packedSize)
+                       : QByteArray();
+}
+
+QByteArray localHeaderOf(const RawZip::Entry &entry, const Fields &fields)
+{
+    Fields told{.flags = orLie(entry.localFlags, fields.flags),
+                .method = orLie(entry.localMethod, fields.method),
+                .crc = orLie(entry.localCrc, fields.crc),
+                .packedSize = orLie(entry.localPackedSize, fields.packedSize),
+                .size = orLie(entry.localSize, fields.size)};
+    if (entry.descriptor) {
+        told.crc = told.packedSize = told.size = 0;
+    }
     const QByteArray name = entry.localName.isEmpty() ? entry.name : entry.localName;
-    const QByteArray extra =
-        (entry.zip64 ? resolved.zip64Field() : QByteArray()) + entry.localExtra;
-    QByteArray bytes("PK\x03\x04", 4);
-    put<quint16>(bytes, version);
-    bytes += resolved.fields(
-        told(entry.localFlags, resolved.flags), told<quint16>(entry.localMethod, resolved.method),
-        later ? 0 : told(entry.localCrc, resolved.crc),
-        later ? 0 : told(entry.localPackedSize, resolved.packedSize),
-        later ? 0 : told<quint64>(entry.localSize, resolved.size), entry.zip64);
-    put<quint16>(bytes, static_cast<quint16>(name.size()));
-    put<quint16>(bytes, static_cast<quint16>(extra.size()));
-    return bytes + name + extra;
+    const QByteArray extra = zip64Field(entry, fields) + entry.localExtra;
+    return "PK\3\4" + number(2, 20) + told.bytes(entry.zip64) + sized(name) + sized(extra) + name +
+           extra;
 }
 
-QByteArray recordOf(const RawZip::Entry &entry, const Resolved &resolved, qint64 offset)
+QByteArray directoryRecord(const RawZip::Entry &entry, const Fields &fields, qint64 offset)
 {
-    const QByteArray extra = (entry.zip64 ? resolved.zip64Field() : QByteArray()) + entry.extra;
-    QByteArray bytes("PK\x01\x02", 4);
-    const quint16 madeBy = entry.mode != 0 ? madeOnUnix : madeOnDos;
-    put<quint16>(bytes, entry.system < 0 ? madeBy : static_cast<quint16>(entry.system << 8));
-    put<quint16>(bytes, version);
-    bytes += resolved.fields(resolved.flags, resolved.method, resolved.crc, resolved.packedSize,
-                             resolved.size, entry.zip64);
-    put<quint16>(bytes, static_cast<quint16>(entry.name.size()));
-    put<quint16>(bytes, static_cast<quint16>(extra.size()));
-    bytes += QByteArray(6, 0);
-    put<quint32>(bytes, entry.mode << 16U);
-    put<quint32>(bytes, told(entry.offset, static_cast<quint32>(offset)));
-    return bytes + entry.name + extra;
+    const quint64 madeBy = entry.system >= 0 ? static_cast<quint64>(entry.system) << 8U
+                           : entry.mode != 0 ? 0x031E  // Unix
+                                             : 0x0014; // DOS
+    const QByteArray extra = zip64Field(entry, fields) + entry.extra;
+    return "PK\1\2" + number(2, madeBy) + number(2, 20) + fields.bytes(entry.zip64) +
+           sized(entry.name) + sized(extra) + QByteArray(6, 0) +
+           number(4, static_cast<quint64>(entry.mode) << 16U) +
+           number(4, orLie(entry.offset, static_cast<quint64>(offset))) + entry.name + extra;
 }
 
-/// The zip64 end record and what points to it.
-QByteArray zip64End(const RawZip::Frame &frame, qint64 count, qint64 size, qint64 offset,
-                    qint64 position)
+/// The zip64 end record and the locator, which says where the record is.
+QByteArray zip64End(const RawZip::Frame &frame, quint64 count, quint64 size, quint64 offset,
+                    quint64 position)
 {
-    constexpr quint64 restOfRecord = 44;
-    const auto number = told<quint64>(frame.zip64Count, static_cast<quint64>(count));
-    QByteArray bytes("PK\x06\x06", 4);
-    put<quint64>(bytes, restOfRecord);
-    put<quint16>(bytes, madeOnUnix);
-    put<quint16>(bytes, version);
-    put<quint64>(bytes, 0); // numbers of disks
-    put<quint64>(bytes, told<quint64>(frame.zip64Here, number));
-    put<quint64>(bytes, number);
-    put<quint64>(bytes, size);
-    put<quint64>(bytes, offset);
-    bytes += QByteArray("PK\x06\x07", 4);
-    put<quint32>(bytes, 0);
-    put<quint64>(bytes, told(frame.zip64Offset, static_cast<quint64>(position)));
-    put<quint32>(bytes, 1);
-    return bytes;
+    const quint64 toldCount = orLie(frame.zip64Count, count);
+    return "PK\6\6" + number(8, 44) + number(2, 0x031E) + number(2, 20) + number(8, 0) +
+           number(8, orLie(frame.zip64Here, toldCount)) + number(8, toldCount) + number(8, size) +
+           number(8, offset) + "PK\6\7" + number(4, 0) +
+           number(8, orLie(frame.zip64Offset, position)) + number(4, 1);
+}
+
+constexpr qint64 pieceSize = 1 << 20;
+
+/// Returns deflated zeros as blocks that any other blocks can precede and follow.
+QByteArray packedZeros(qint64 count)
+{
+    QByteArray zeros(count, 0);
+    QByteArray packed(static_cast<qsizetype>(compressBound(static_cast<uLong>(count))) + 16, 0);
+    z_stream stream{};
+    deflateInit2(&stream, Z_BEST_COMPRESSION, Z_DEFLATED, -MAX_WBITS, MAX_MEM_LEVEL,
+                 Z_DEFAULT_STRATEGY);
+    stream.next_in = reinterpret_cast<Bytef *>(zeros.data()); // NOLINT
+    stream.avail_in = static_cast<uInt>(count);
+    stream.next_out = reinterpret_cast<Bytef *>(packed.data()); // NOLINT
+    stream.avail_out = static_cast<uInt>(packed.size());
+    deflate(&stream, Z_FULL_FLUSH);
+    packed.truncate(static_cast<qsizetype>(stream.total_out));
+    deflateEnd(&stream);
+    return packed;
 }
 
 } // namespace
@@ -164,35 +148,34 @@ QByteArray RawZip::bytes(const Frame &frame) const
     const qint64 zero = frame.prefixCounted ? 0 : frame.prefix.size();
     QByteArray directory;
     for (const Entry &entry : entries_) {
-        const Resolved resolved(entry);
-        directory += recordOf(entry, resolved, archive.size() - zero);
-        archive += headerOf(entry, resolved) + resolved.data;
+        const QByteArray data = dataOf(entry);
+        const Fields fields = fieldsOf(entry, data);
+        directory += directoryRecord(entry, fields, archive.size() - zero);
+        archive += localHeaderOf(entry, fields) + data;
         if (entry.descriptor) {
-            archive += resolved.descriptor();
+            archive += "PK\7\10" + number(4, fields.crc) + number(4, fields.packedSize) +
+                       number(4, fields.size);
         }
     }
-    const qint64 start = archive.size() - zero;
+    const auto start = static_cast<quint64>(archive.size() - zero);
+    const auto size = static_cast<quint64>(directory.size());
+    const auto count = static_cast<quint64>(entries_.size());
     archive += directory;
-    const bool zip64 = frame.zip64 || entries_.size() >= saturated16;
+    const bool zip64 = frame.zip64 || count >= saturated16;
     if (zip64) {
-        archive += zip64End(frame, entries_.size(), directory.size(), start, archive.size() - zero);
+        archive += zip64End(frame, count, size, start, static_cast<quint64>(archive.size() - zero));
     }
     const bool elsewhere = zip64 && frame.saturated;
-    const auto count = elsewhere ? saturated16 : static_cast<quint16>(entries_.size());
-    archive += QByteArray("PK\x05\x06", 4) + QByteArray(4, 0);
-    put<quint16>(archive, told(frame.count, count));
-    put<quint16>(archive, told(frame.count, count));
-    put<quint32>(archive, told(frame.directorySize,
-                               elsewhere ? saturated32 : static_cast<quint32>(directory.size())));
-    put<quint32>(archive, told(frame.directoryOffset,
-                               elsewhere ? saturated32 : static_cast<quint32>(start)));
-    put<quint16>(archive, static_cast<quint16>(frame.comment.size()));
-    return archive + frame.comment;
+    const QByteArray toldCount = number(2, orLie(frame.count, elsewhere ? saturated16 : count));
+    return archive + "PK\5\6" + QByteArray(4, 0) + toldCount + toldCount +
+           number(4, orLie(frame.directorySize, elsewhere ? saturated32 : size)) +
+           number(4, orLie(frame.directoryOffset, elsewhere ? saturated32 : start)) +
+           sized(frame.comment) + frame.comment;
 }
 
 QByteArray RawZip::localHeader(const Entry &entry)
 {
-    return headerOf(entry, Resolved(entry));
+    return localHeaderOf(entry, fieldsOf(entry, dataOf(entry)));
 }
 
 quint32 RawZip::checksum(const QByteArray &content)
@@ -202,15 +185,32 @@ quint32 RawZip::checksum(const QByteArray &content)
               static_cast<uInt>(content.size())));
 }
 
+RawZip::Entry RawZip::zeros(const QByteArray &name, qint64 count)
+{
+    const qint64 pieces = count / pieceSize;
+    const qint64 rest = count % pieceSize;
+    QByteArray packed = pieces > 0 ? packedZeros(pieceSize).repeated(pieces) : QByteArray();
+    uLong crc = 0;
+    const uLong crcOfPiece = checksum(QByteArray(pieceSize, 0));
+    for (qint64 i = 0; i < pieces; ++i) {
+        crc = crc32_combine(crc, crcOfPiece, pieceSize);
+    }
+    if (rest > 0) {
+        packed += packedZeros(rest);
+        crc = crc32_combine(crc, checksum(QByteArray(rest, 0)), static_cast<z_off_t>(rest));
+    }
+    return {.name = name,
+            .mode = file644,
+            .deflated = true,
+            .size = count,
+            .crc = static_cast<qint64>(crc),
+            .packed = packed + QByteArray("\3\0", 2)};
+}
+
 QByteArray RawZip::unicodePath(const QByteArray &name, const QByteArray &unicodeName)
 {
-    QByteArray content(1, 1); // version
-    put<quint32>(content, checksum(name));
-    content += unicodeName;
-    QByteArray field;
-    put<quint16>(field, 0x7075);
-    put<quint16>(field, static_cast<quint16>(content.size()));
-    return field + content;
+    const QByteArray field = number(1, 1) + number(4, checksum(name)) + unicodeName;
+    return number(2, 0x7075) + sized(field) + field;
 }
 
 } // namespace brindle

@@ -12,6 +12,7 @@
 namespace brindle {
 
 namespace fs = std::filesystem;
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -33,12 +34,12 @@ QByteArray contentOf(const fs::path &path)
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("unreadable");
 }
 
-/// Everything that the system knows of a place, on one line.
+/// Returns one line with everything that the system says of a path.
 QString described(const fs::path &path)
 {
     struct stat found{};
     if (lstat(path.c_str(), &found) != 0) {
-        return QString::fromStdString(path.string()) + QStringLiteral(": missing");
+        return QString::fromStdString(path.string()) + u": missing"_s;
     }
     QByteArray inner;
     if (S_ISREG(found.st_mode)) {
@@ -48,8 +49,7 @@ QString described(const fs::path &path)
     }
     const auto changed =
         fs::is_symlink(path) ? 0 : fs::last_write_time(path).time_since_epoch().count();
-    return QStringLiteral("%1: %2 %3 %4 %5 %6 %7")
-        .arg(QString::fromStdString(path.string()))
+    return u"%1: %2 %3 %4 %5 %6 %7"_s.arg(QString::fromStdString(path.string()))
         .arg(found.st_mode, 0, 8)
         .arg(found.st_uid)
         .arg(found.st_ino)
@@ -60,7 +60,7 @@ QString described(const fs::path &path)
 
 } // namespace
 
-Surroundings::Surroundings() : canary_(QDir::tempPath() + QStringLiteral("/canary-XXXXXX"))
+Surroundings::Surroundings() : canary_(QDir::tempPath() + u"/canary-XXXXXX"_s)
 {
     QDir top(top_.path());
     for (const char *folder : {"home", "guarded/folder", "parent"}) {
@@ -71,7 +71,7 @@ Surroundings::Surroundings() : canary_(QDir::tempPath() + QStringLiteral("/canar
     put(path("guarded/folder/file"), "known");
     put(path("guarded/program"), "#!/bin/sh\n");
     QFile::setPermissions(path("guarded/program"), QFile::ReadOwner | QFile::ExeOwner);
-    QFile::link(QStringLiteral("file"), path("guarded/link"));
+    QFile::link(u"file"_s, path("guarded/link"));
     if (!canary_.open() || canary_.write("known") < 0 || !canary_.flush()) {
         qFatal("can't write to the temporary folder");
     }
@@ -79,7 +79,7 @@ Surroundings::Surroundings() : canary_(QDir::tempPath() + QStringLiteral("/canar
 
 Surroundings::~Surroundings()
 {
-    // Names that are not UTF-8 are beyond Qt.
+    // Qt can't remove names that are not UTF-8.
     std::error_code ignored;
     fs::remove_all(path("parent").toStdString(), ignored);
     fs::remove(canary().toStdString() + ".new", ignored);
@@ -92,7 +92,7 @@ void Surroundings::putArchive(const QByteArray &bytes) const
 
 Surroundings::Run Surroundings::unpack(const QString &tool) const
 {
-    return run(tool, {QStringLiteral("-x"), QStringLiteral("-k"), archive(), destination()});
+    return run(tool, {u"-x"_s, u"-k"_s, archive(), destination()});
 }
 
 void Surroundings::clear() const
@@ -149,14 +149,14 @@ QStringList Surroundings::tree(const QString &folder)
     for (const auto &entry : fs::recursive_directory_iterator(root)) {
         const QString name = QString::fromStdString(entry.path().lexically_relative(root).string());
         if (entry.is_symlink()) {
-            entries << name + QStringLiteral(" -> ") +
+            entries << name + u" -> "_s +
                            QString::fromStdString(fs::read_symlink(entry.path()).string());
         } else if (entry.is_directory()) {
             entries << name + QLatin1Char('/');
         } else {
             const bool mayRun =
                 (entry.status().permissions() & fs::perms::owner_exec) != fs::perms::none;
-            entries << name + (mayRun ? QStringLiteral("* ") : QStringLiteral(" ")) +
+            entries << name + (mayRun ? u"* "_s : u" "_s) +
                            QString::fromLatin1(contentOf(entry.path()).toHex());
         }
     }
@@ -172,8 +172,8 @@ Surroundings::Run Surroundings::run(const QString &program, const QStringList &a
         setrlimit(RLIMIT_CPU, &limit);
     });
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(QStringLiteral("LC_ALL"), QStringLiteral("C.UTF-8")); // unzip's names
-    environment.insert(QStringLiteral("HOME"), path("home"));
+    environment.insert(u"LC_ALL"_s, u"C.UTF-8"_s); // unzip's names
+    environment.insert(u"HOME"_s, path("home"));
     process.setProcessEnvironment(environment);
     process.setWorkingDirectory(path("parent"));
     process.start(program, arguments);

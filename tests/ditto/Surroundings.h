@@ -1,6 +1,5 @@
 #pragma once
 
-#include <QProcessEnvironment>
 #include <QString>
 #include <QStringList>
 #include <QTemporaryDir>
@@ -8,18 +7,16 @@
 
 namespace brindle {
 
-/// A place to unpack in, with known things around it that must stay as they are:
+/// A folder to unpack in, with known files around it that must stay as they are:
 ///
-///     home/.profile         what HOME says
-///     guarded/…             a folder with files, a link and a file that may be run
+///     home/.profile         below HOME
+///     guarded/…             a folder with files, a link and a program
 ///     parent/a.zip, out     the archive and the destination
 ///
-/// and a file in the temporary folder itself. A name in an archive reaches them from the
-/// destination by two "..".
+/// and a file in the temporary folder itself. From the destination, two ".." lead to them.
 class Surroundings
 {
 public:
-    /// How an unpacking ended.
     struct Run
     {
         int code = -1; ///< -1 after a signal
@@ -39,22 +36,23 @@ public:
     void putArchive(const QByteArray &bytes) const;
     /// Runs an archive tool with the archive and the destination, in the folder `parent`.
     Run unpack(const QString &tool) const;
+    /// Runs a program in the folder `parent`, for ten seconds of processor time at most. Its HOME
+    /// lies in the surroundings.
+    Run run(const QString &program, const QStringList &arguments) const;
     /// Removes the destination.
     void clear() const;
-    /// The names in the folder `parent`.
+    /// Returns the names in the folder `parent`.
     QStringList beside() const;
 
-    /// All that is there, except beneath `parent`: kinds, rights, sizes, times, contents, targets.
+    /// Describes everything but the content of `parent`: kinds, modes, sizes, times, contents,
+    /// targets.
     QStringList outside() const;
-    /// What beneath `parent` is neither folder, link nor plain file, or lends its owner's rights.
+    /// Describes what beneath `parent` is neither folder, link nor plain file, or lends its owner's
+    /// rights.
     QStringList special() const;
-    /// Everything below a folder, nothing when it is missing, as text: kind, execute bit, content
-    /// or target.
+    /// Describes everything below a folder: kind, execute bit, content or target. Returns nothing
+    /// for a missing folder.
     static QStringList tree(const QString &folder);
-
-    /// Runs a program, for ten seconds of processor time at most; its environment is this one's,
-    /// with HOME in the surroundings.
-    Run run(const QString &program, const QStringList &arguments) const;
 
 private:
     QTemporaryDir top_;

@@ -3,7 +3,6 @@
 
 #include "../e2e/Namespaces.h"
 #include "../faults/SmallDisk.h"
-#include "Bombs.h"
 #include "RawZip.h"
 #include "Surroundings.h"
 #include "ditto/UnpackStatus.h"
@@ -155,7 +154,7 @@ private Q_SLOTS:
         constexpr qint64 size = 1 << 20;
         around_->putArchive(RawZip()
                                 .add({"first.txt", "first", file644})
-                                .add(Bombs::zeros("x", 40 * size))
+                                .add(RawZip::zeros("x", 40 * size))
                                 .bytes());
         QVERIFY(QDir().mkpath(around_->destination()));
         {
@@ -181,7 +180,7 @@ private Q_SLOTS:
 
     void writeBackBeginsEarly()
     {
-        around_->putArchive(RawZip().add(Bombs::zeros("x", 2 << 20)).bytes());
+        around_->putArchive(RawZip().add(RawZip::zeros("x", 2 << 20)).bytes());
         QCOMPARE(unpackWith("write-back", 0).code, -1);
         around_->clear();
         // Not every file system supports it.
