@@ -1,6 +1,7 @@
 #include "TestLauncher.h"
 
 #include "files/StagingFolder.h"
+#include "platform/ProcessLock.h"
 #include "support/Await.h"
 
 #include <QCoreApplication>
@@ -54,14 +55,10 @@ int runTestLauncher(const std::string &program, const std::vector<std::string> &
 
 std::string makeTestStaging(const std::string &temporaryFolder)
 {
-    std::string name = "testlauncher";
-    int count = 1;
-    char *values[] = {name.data(), nullptr};
-    const QCoreApplication application(count, values);
-    // Never destroyed: it is given up only with the process.
-    static const auto *const staging = new StagingFolder(await(StagingFolder::create(
-        QString::fromStdString(temporaryFolder), u"/nowhere/Brindle"_s)));
-    return staging->path().toStdString();
+    // Never destroyed: the lock goes with the process.
+    static const auto *const staging = new std::shared_ptr(StagingFolder::make(
+        QString::fromStdString(temporaryFolder), u"/nowhere/Brindle"_s));
+    return (*staging)->path().toStdString();
 }
 
 } // namespace brindle

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <QString>
+#include <QStringList>
+
+#include <functional>
+
+namespace brindle {
+
+/// Records this program's calls of fsync, syncfs, rename and flock while it lives: one line for
+/// each, in order. Syncs do not wait for the disk meanwhile. Without a recorder the calls go to the
+/// system. At most one at a time; any thread may call.
+class SystemCalls
+{
+public:
+    SystemCalls();
+    ~SystemCalls();
+    SystemCalls(const SystemCalls &) = delete;
+    SystemCalls &operator=(const SystemCalls &) = delete;
+
+    /// The lines "sync FILE", "sync all of FOLDER", "rename FROM to TO" and "lock FILE"; the random
+    /// part of hidden names is "…".
+    QStringList lines() const;
+    void clear();
+
+    /// Called with the line before each call, on its thread. Returns 0, or the errno that the call
+    /// shall fail with. Set it before the calls begin.
+    std::function<int(const QString &line)> before;
+};
+
+} // namespace brindle
