@@ -40,7 +40,6 @@ AppModel::AppModel(Dependencies parts, QObject *parent)
     connect(this, &AppModel::stateChanged, this, &AppModel::canPlayChanged);
     connect(this, &AppModel::workChanged, this, &AppModel::canPlayChanged);
 
-    Files::makePrivate(storage_.root);
     QFile saved(storage_.infoFile());
     if (saved.open(QIODevice::ReadOnly)) {
         const auto known = ProjectInfo::fromJson(saved.readAll());

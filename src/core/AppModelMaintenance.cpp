@@ -9,7 +9,6 @@
 
 #include <QEventLoop>
 #include <QFile>
-#include <QFileInfo>
 #include <QRegularExpression>
 
 #include <algorithm>
@@ -173,11 +172,11 @@ QCoro::Task<> AppModel::removeAndRun(QStringList removed, std::stop_token stop)
     const auto remove = [removed, storage = storage_, stop] {
         for (const QString &path : removed) {
             checkCancellation(stop);
-            Files::removeIfPossible(path, stop);
+            Files::remove(path, stop);
         }
         storage.clearMarkers();
     };
-    co_await runOnWorker(remove);
+    co_await runOnWorker(remove, stop);
     projectURL_ = std::nullopt;
     co_await runAll(false, stop);
 }
@@ -203,14 +202,7 @@ QCoro::Task<> AppModel::removeRoot(std::stop_token stop)
     }
     undecided_ = false;
     set(&Status::removing, true);
-    const auto remove = [root = storage_.root, stop] {
-        // Behind a link lies what was measured; the link goes as well.
-        const QString behind = QFileInfo(root).canonicalFilePath();
-        if (!behind.isEmpty()) {
-            Files::removeIfPossible(behind, stop);
-        }
-        Files::removeIfPossible(root, stop);
-    };
+    const auto remove = [storage = storage_, stop] { storage.removeAll(stop); };
     co_await runOnWorker(remove);
     Status next = status_;
     next.info = ProjectInfo::placeholder;

@@ -59,7 +59,11 @@ QCoro::Task<> AppModel::runAll(bool launch, std::stop_token stop)
 /// been unpacked.
 QCoro::Task<> AppModel::prepareGame(std::stop_token stop)
 {
-    const std::optional<QString> found = co_await findProject(storage_.gameFolder());
+    const auto look = [storage = storage_] {
+        storage.checkOwner();
+        return ProjectInspector::findProject(storage.gameFolder());
+    };
+    const std::optional<QString> found = co_await runOnWorker(look);
     checkCancellation(stop);
     if (!found) {
         co_await downloadGame(stop);
@@ -141,7 +145,7 @@ QCoro::Task<> AppModel::completeGame(QString project, std::stop_token stop)
             Files::writeAtomically(storage.infoFile(), json);
         } catch (const Error &) {
             // Ignored, but an older game's description must not stay.
-            Files::removeIfPossible(storage.infoFile());
+            Files::remove(storage.infoFile());
         }
         if (!stop.stop_requested()) {
             QFile::remove(storage.unfinishedMark());

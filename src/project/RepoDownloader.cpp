@@ -45,14 +45,14 @@ void placeAddon(const QString &unpacked, const QString &repository, const QStrin
     }
     const QString folder = checkedFolder(repository, path);
     const QString parent = QFileInfo(folder).path();
-    Files::removeIfPossible(folder, stop);
+    Files::remove(folder, stop);
     Files::createFolder(parent);
     Files::removeLeftovers(parent, stop);
     checkCancellation(stop);
-    Files::move(unpacked + u'/' + names.first(), folder);
+    Files::move(unpacked + u'/' + names.first(), folder, stop);
 
     // Links that stay inside their own archives can lead outside together.
-    auto discard = qScopeGuard([&folder] { Files::removeIfPossible(folder); });
+    auto discard = qScopeGuard([&folder] { Files::remove(folder); });
     if (Links::leadOutside(repository)) {
         throw SetupError(u"The add-on \"%1\" has links that lead outside the game's folder, so it "
                          "was not kept."_s.arg(path));
@@ -154,7 +154,7 @@ QCoro::Task<QString> RepoDownloader::fetchAddon(QUrl archive, QString staging, Q
     downloader.setOnProgress(std::move(progress));
     auto file = co_await downloader.download(archive, zip, stop);
     co_await Tools::unzip(archiveTool_, zip, std::move(file), unpacked, stop);
-    co_await runOnWorker([=] { placeAddon(unpacked, repository, path, stop); });
+    co_await runOnWorker([=] { placeAddon(unpacked, repository, path, stop); }, stop);
     co_return path;
 }
 

@@ -3,7 +3,6 @@
 #include "base/Clock.h"
 #include "base/Threads.h"
 #include "core/AppModel.h"
-#include "files/Files.h"
 #include "files/StagingFolder.h"
 #include "files/Storage.h"
 #include "platform/TerminationSignals.h"
@@ -47,6 +46,7 @@ Dependencies parts(std::shared_ptr<Desktop> desktop, Platform platform)
 
 int main(int argc, char *argv[])
 {
+    Paths::ignoreRelativeFolders();
     SingleInstance instance(Paths::root());
     switch (instance.claim(qgetenv("XDG_ACTIVATION_TOKEN"), qgetenv("DESKTOP_STARTUP_ID"))) {
     case SingleInstance::Role::first:
@@ -86,11 +86,6 @@ int main(int argc, char *argv[])
     // Behind the first frame, which nobody shall wait for longer.
     QTimer::singleShot(0, &launcher, [] {
         StagingFolder::startClearingLeftovers(QDir::tempPath(), Paths::root());
-        // What is left of a removal of everything that was interrupted.
-        Threads::start(
-            [folder = Storage(Paths::root()).parentFolder()](const std::stop_token &programEnds) {
-                Files::removeLeftovers(folder, programEnds);
-            });
     });
     return QGuiApplication::exec();
 }

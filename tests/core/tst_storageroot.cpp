@@ -15,6 +15,7 @@
 #include <mutex>
 #include <semaphore>
 #include <sys/stat.h>
+#include <unistd.h>
 
 using namespace brindle;
 using namespace Qt::StringLiterals;
@@ -30,8 +31,7 @@ std::counting_semaphore<> goesOn{0};
 
 void note(const QString &what, const QString &path)
 {
-    static const QRegularExpression hidden(
-        QStringLiteral("/\\.brindle-(removing|moving)-[0-9a-f-]{36}"));
+    static const QRegularExpression hidden(QStringLiteral("/\\.brindle-[0-9a-f-]{36}"));
     const std::lock_guard guard(eventsLock);
     events << what + u' ' + QString(path).replace(hidden, QStringLiteral("/.hidden"));
 }
@@ -178,13 +178,29 @@ private Q_SLOTS:
         QVERIFY(!QFileInfo::exists(fixture.files.root(u"unfinished"_s)));
     }
 
-    void othersLoseTheirRights()
+    void anExistingFolderKeepsItsMode()
     {
         PipelineFixture fixture;
         fixture.files.installByHand("#!/bin/sh\nexit 0\n");
-        QCOMPARE(chmod(QFile::encodeName(fixture.files.root()).constData(), 0775), 0);
+        QCOMPARE(chmod(QFile::encodeName(fixture.files.root()).constData(), 02775), 0);
         QCOMPARE(fixture.model().state(), AppState::ready());
-        QCOMPARE(modeOf(fixture.files.root()), QStringLiteral("700"));
+        QCOMPARE(modeOf(fixture.files.root()), QStringLiteral("2775"));
+    }
+
+    void anotherUsersFolderIsNotUsed()
+    {
+        if (geteuid() != 0) {
+            QSKIP("only root can make another user's folder");
+        }
+        PipelineFixture fixture;
+        fixture.files.installByHand("#!/bin/sh\nexit 0\n");
+        QCOMPARE(chown(QFile::encodeName(fixture.files.root()).constData(), 65534, 65534), 0);
+        fixture.model().startWork(true);
+        spinUntil([&] { return !fixture.model().work(); });
+        QCOMPARE(
+            fixture.model().state().text,
+            QStringLiteral("The folder %1 belongs to another user, so Brindle does not use it.")
+                .arg(fixture.files.root()));
     }
 };
 

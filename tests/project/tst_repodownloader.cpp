@@ -346,7 +346,7 @@ private Q_SLOTS:
         setup_->put(gameTarget, gameZip());
         QString hidden;
         afterRename = [&](const QString &to) {
-            if (to.contains(u"/.brindle-removing-")) {
+            if (to.contains(u"/.brindle-")) {
                 hidden = to;
                 setup_->stop.request_stop();
             }

@@ -1,5 +1,8 @@
+// What Files does to files, links and folders, also across two file systems.
+
 #include "base/Error.h"
 #include "files/Files.h"
+#include "support/SystemCalls.h"
 
 #include <QDir>
 #include <QFile>
@@ -8,9 +11,9 @@
 #include <QTest>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <csignal>
+#include <filesystem>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -20,8 +23,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-namespace Files = brindle::Files;
-using brindle::SystemError;
+using namespace brindle;
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -47,7 +50,7 @@ void write(const QString &path, const QByteArray &content = "content")
 QByteArray read(const QString &path)
 {
     QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("<unreadable>");
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : "<unreadable>";
 }
 
 /// Of the entry itself, links not followed; all zero when there is none.
@@ -65,9 +68,9 @@ bool exists(const QString &path)
     return statusOf(path).st_ino != 0;
 }
 
-unsigned modeOf(const QString &path)
+QString modeOf(const QString &path)
 {
-    return statusOf(path).st_mode & 07777;
+    return QString::number(statusOf(path).st_mode & 07777U, 8);
 }
 
 void setMode(const QString &path, mode_t mode)
@@ -78,8 +81,17 @@ void setMode(const QString &path, mode_t mode)
 QStringList sortedNames(const QString &folder)
 {
     QStringList names = Files::names(folder);
-    std::sort(names.begin(), names.end());
+    names.sort();
     return names;
+}
+
+/// Fails the test unless `action` fails with this errno and names this path.
+void verifyFails(const std::function<void()> &action, int code, const QString &path)
+{
+    const auto failure = failureOf(action);
+    QVERIFY(failure);
+    QCOMPARE(failure->code, code);
+    QVERIFY2(failure->description().startsWith(path + u": "_s), failure->what());
 }
 
 constexpr uid_t nobody = 65534;
@@ -91,605 +103,426 @@ void giveToNobody(const QString &path)
     }
 }
 
-/// Permission bits mean nothing to the administrator: runs `action` as an ordinary user.
-template <typename Action>
-auto asOrdinaryUser(Action action)
+/// Runs `action` as an ordinary user, as permission bits mean nothing to the administrator.
+void asOrdinaryUser(const std::function<void()> &action)
 {
     const bool isRoot = geteuid() == 0;
     if (isRoot && seteuid(nobody) != 0) {
         qFatal("can't become an ordinary user");
     }
-    auto result = action();
+    action();
     if (isRoot && seteuid(0) != 0) {
         qFatal("can't become the administrator again");
     }
-    return result;
 }
 
 } // namespace
 
-class FilesTest : public QObject
+class TestFiles : public QObject
 {
     Q_OBJECT
 
-private Q_SLOTS:
-    void init();
-    void cleanup();
-
-    void createsFoldersWithTheirParents();
-    void createFolderNamesWhatIsInTheWay();
-
-    void removesNothingWithoutComplaint();
-    void removesFiles();
-    void removesLinksNotWhatTheyPointTo();
-    void removesWholeFolders();
-    void removesFoldersWithoutPermissionBits();
-    void removesFoldersDeeperThanPathsAndDescriptorsReach();
-    void freesThePlaceEvenWhenSomethingCantBeDeleted();
-    void removesInPlaceWhenRenamingFails();
-    void freesThePlaceEvenWhenItIsStopped();
-
-    void clearsWhatInterruptedCallsLeft();
-
-    void moveKeepsTheFileOnOneFileSystem();
-    void moveReplacesFiles();
-    void moveNamesWhatIsMissing();
-    void moveLeavesAFilledFolderAlone();
-    void movesFoldersAcrossFileSystems();
-    void movesFilesAndLinksAcrossFileSystems();
-    void failedMoveAcrossFileSystemsChangesNothing();
-    void moveAcrossFileSystemsLeavesAFilledFolderAlone();
-
-    void writesWholeFiles();
-    void writeFailuresNameTheFile();
-    void failedWriteKeepsTheOldContent();
-
-    void namesEveryEntry();
-
-    void renamesThatFailForGood();
-
-    void isForThisUserAlone_data();
-    void isForThisUserAlone();
-    void takesOthersRightsAway();
-
-private:
-    QString path(const QString &name) const { return folder_->filePath(name); }
-    /// A fresh folder on another file system than `path`; null when there is none.
-    static std::unique_ptr<QTemporaryDir> elsewhere();
-
     std::unique_ptr<QTemporaryDir> folder_;
+    std::unique_ptr<QTemporaryDir> elsewhere_; // on another file system
+    const SystemCalls calls_;                  // no test needs to wait for the disk
+
+    QString path(const QString &name) const { return folder_->filePath(name); }
+    QString other(const QString &name) const { return elsewhere_->filePath(name); }
+    QStringList left() const { return sortedNames(folder_->path()); }
+
+private Q_SLOTS:
+    void initTestCase()
+    {
+        elsewhere_ = std::make_unique<QTemporaryDir>(u"/dev/shm/brindle-XXXXXX"_s);
+        if (statusOf(elsewhere_->path()).st_dev == statusOf(QDir::tempPath()).st_dev) {
+            elsewhere_.reset();
+        }
+    }
+    void init()
+    {
+        folder_ = std::make_unique<QTemporaryDir>();
+        setMode(folder_->path(), 0755);
+        if (QByteArray(QTest::currentTestFunction()).contains("AcrossFileSystems") && !elsewhere_) {
+            QSKIP("no second file system here");
+        }
+    }
+
+    void createsFoldersWithTheirParents()
+    {
+        Files::createFolder(path(u"a/b/c"_s));
+        QVERIFY(QFileInfo(path(u"a/b/c"_s)).isDir());
+        Files::createFolder(path(u"a/b/c/"_s));
+        QVERIFY(QFile::link(path(u"a"_s), path(u"link"_s)));
+        Files::createFolder(path(u"link/d"_s));
+        QVERIFY(QFileInfo(path(u"a/d"_s)).isDir());
+        write(path(u"file"_s));
+        for (const QString &name : {path(u"file"_s), path(u"file/below"_s)}) {
+            verifyFails([&] { Files::createFolder(name); }, ENOTDIR, name);
+        }
+    }
+
+    void removesNothingWithoutComplaint()
+    {
+        Files::remove(path(u"none/below"_s));
+        write(path(u"file"_s));
+        Files::remove(path(u"file/below"_s));
+        QCOMPARE(left(), QStringList{u"file"_s});
+    }
+
+    void removesLinksNotTheirTargets()
+    {
+        write(path(u"target/file"_s));
+        // With a slash at the end the system would follow the link.
+        for (const QString &name : {u"link"_s, u"link/"_s}) {
+            QVERIFY(QFile::link(path(u"target"_s), path(u"link"_s)));
+            Files::remove(path(name));
+            QVERIFY(!exists(path(u"link"_s)));
+        }
+        QVERIFY(QFile::link(path(u"none"_s), path(u"link"_s)));
+        Files::remove(path(u"link"_s));
+
+        write(path(u"tree/sub/file"_s));
+        QVERIFY(QFile::link(path(u"target"_s), path(u"tree/link"_s)));
+        QVERIFY(QFile::link(path(u"target"_s), path(u"tree/sub/link"_s)));
+        Files::remove(path(u"tree"_s));
+        QCOMPARE(left(), QStringList{u"target"_s});
+        QCOMPARE(read(path(u"target/file"_s)), "content");
+    }
+
+    void removesFilesAndWholeFolders()
+    {
+        const QString tree = path(u"tree"_s);
+        for (int i = 0; i < 50; ++i) {
+            write(tree + u"/folder %1/sub/deep/file"_s.arg(i));
+            write(tree + u"/folder %1/.hidden"_s.arg(i));
+            write(tree + u"/folder %1/sub/other/file"_s.arg(i));
+        }
+        QVERIFY(QDir().mkpath(tree + u"/empty/empty"_s));
+        QCOMPARE(mkfifo(QFile::encodeName(tree + u"/pipe"_s).constData(), 0600), 0);
+        QCOMPARE(mkdir((QFile::encodeName(tree) + "/no UTF-8 \xff\n").constData(), 0700), 0);
+        write(path(u"file"_s));
+        setMode(path(u"file"_s), 0);
+        Files::remove(tree + u'/');
+        Files::remove(path(u"file"_s));
+        QCOMPARE(left(), QStringList());
+    }
+
+    void removesFoldersWithoutPermissionBits()
+    {
+        const QString tree = path(u"tree"_s);
+        const QStringList folders{tree + u"/locked/inner/innermost"_s, tree + u"/locked/inner"_s,
+                                  tree + u"/locked"_s, tree + u"/emptied"_s, tree};
+        write(folders[0] + u"/file"_s);
+        QVERIFY(QDir().mkpath(folders[3]));
+        giveToNobody(folder_->path());
+        giveToNobody(folders[0] + u"/file"_s);
+        for (const QString &folder : folders) {
+            giveToNobody(folder);
+            setMode(folder, 0);
+        }
+        asOrdinaryUser([&] { Files::remove(tree); });
+        QCOMPARE(left(), QStringList());
+    }
+
+    void removesFoldersDeeperThanPathsAndDescriptorsReach()
+    {
+        const QString tree = path(u"tree"_s);
+        QVERIFY(QDir().mkpath(tree));
+        int folder = open(QFile::encodeName(tree).constData(), O_RDONLY | O_DIRECTORY);
+        for (int depth = 0; depth < 1000; ++depth) {
+            QCOMPARE(mkdirat(folder, "folder", 0755), 0);
+            const int file = openat(folder, "file", O_CREAT | O_WRONLY, 0644);
+            close(file);
+            const int below = openat(folder, "folder", O_RDONLY | O_DIRECTORY);
+            QVERIFY(file >= 0 && below >= 0);
+            close(folder);
+            folder = below;
+        }
+        close(folder);
+        rlimit limit = {};
+        QCOMPARE(getrlimit(RLIMIT_NOFILE, &limit), 0);
+        const rlimit few{100, limit.rlim_max};
+        QCOMPARE(setrlimit(RLIMIT_NOFILE, &few), 0);
+        Files::remove(tree);
+        QCOMPARE(setrlimit(RLIMIT_NOFILE, &limit), 0);
+        QCOMPARE(left(), QStringList());
+    }
+
+    void freesThePathEvenWhenSomethingCantBeDeleted()
+    {
+        if (geteuid() != 0) {
+            QSKIP("needs a folder of another user's");
+        }
+        const QString tree = path(u"tree"_s);
+        write(tree + u"/file"_s);
+        write(tree + u"/foreign/file"_s);
+        giveToNobody(folder_->path());
+        giveToNobody(tree);
+        giveToNobody(tree + u"/file"_s);
+        asOrdinaryUser([&] { Files::remove(tree); });
+        QCOMPARE(left().size(), 1);
+        QVERIFY(left()[0].startsWith(u".brindle-"));
+        QCOMPARE(Files::names(path(left()[0])), QStringList{u"foreign"_s});
+        Files::removeLeftovers(folder_->path());
+        QCOMPARE(left(), QStringList());
+    }
+
+    void removesInPlaceWhenRenamingFails()
+    {
+        const QString tree = path(u"fixed/tree"_s);
+        write(tree + u"/sub/file"_s);
+        for (const QString &name : {u"/sub/file"_s, u"/sub"_s, QString()}) {
+            giveToNobody(tree + name);
+        }
+        setMode(path(u"fixed"_s), 0555);
+        asOrdinaryUser([&] { Files::remove(tree); });
+        setMode(path(u"fixed"_s), 0755);
+        QCOMPARE(Files::names(path(u"fixed"_s)), QStringList{u"tree"_s});
+        QCOMPARE(Files::names(tree), QStringList());
+    }
+
+    void aStopEndsDeletionsBetweenFiles()
+    {
+        write(path(u"tree/a/b"_s));
+        std::stop_source stop;
+        stop.request_stop();
+        Files::remove(path(u"tree"_s), stop.get_token());
+        // The path is free, and the rest was not waited for.
+        QCOMPARE(left().size(), 1);
+        const QString hidden = path(left().first());
+        QVERIFY(exists(hidden + u"/a"_s) && hidden != path(u"tree"_s));
+        Files::removeLeftovers(folder_->path(), stop.get_token());
+        QVERIFY(exists(hidden + u"/a"_s));
+        Files::removeLeftovers(folder_->path());
+        QCOMPARE(left(), QStringList());
+    }
+
+    void clearsLeftoversOnly()
+    {
+        write(path(u"target/file"_s));
+        write(path(u".brindle-1/sub/file"_s));
+        write(path(u".brindle-2"_s));
+        QVERIFY(QFile::link(path(u"target"_s), path(u".brindle-3"_s)));
+        const QStringList kept{u".Brindle.lock"_s, u".brindle"_s, u"Game/.brindle-5"_s,
+                               u"a.brindle-4"_s, u"target/file"_s};
+        for (const QString &name : kept) {
+            write(path(name));
+        }
+        Files::removeLeftovers(folder_->path());
+        Files::removeLeftovers(path(u"none"_s));
+        QCOMPARE(left(), (QStringList{u".Brindle.lock"_s, u".brindle"_s, u"Game"_s,
+                                      u"a.brindle-4"_s, u"target"_s}));
+        QVERIFY(std::ranges::all_of(kept, [this](const auto &name) { return exists(path(name)); }));
+    }
+
+    void movesOnOneFileSystemByRename()
+    {
+        write(path(u"from/sub/file"_s));
+        const auto inode = statusOf(path(u"from"_s)).st_ino;
+        Files::move(path(u"from/"_s), path(u"to"_s));
+        QCOMPARE(statusOf(path(u"to"_s)).st_ino, inode);
+        QCOMPARE(read(path(u"to/sub/file"_s)), "content");
+        QCOMPARE(left(), QStringList{u"to"_s});
+
+        write(path(u"new"_s), "new");
+        write(path(u"old"_s), "old");
+        Files::move(path(u"new"_s), path(u"old"_s));
+        QCOMPARE(read(path(u"old"_s)), "new");
+        QVERIFY(!exists(path(u"new"_s)));
+    }
+
+    void failedMovesNameThePath()
+    {
+        const QString from = path(u"from"_s);
+        verifyFails([&] { Files::move(from, path(u"to"_s)); }, ENOENT, from);
+        write(from);
+        const QString to = path(u"none/to"_s);
+        verifyFails([&] { Files::move(from, to); }, ENOENT, to);
+        QVERIFY(exists(from));
+    }
+
+    void movesFoldersAcrossFileSystems()
+    {
+        const QString from = other(u"from"_s);
+        const QString to = path(u"to"_s);
+        const QByteArray large = QByteArray("0123456789").repeated(300'000);
+        write(from + u"/program"_s, large);
+        setMode(from + u"/program"_s, 0755);
+        write(from + u"/sub/deep/.hidden"_s, "hidden");
+        setMode(from + u"/sub/deep/.hidden"_s, 0640);
+        write(from + u"/sub/empty file"_s, QByteArray());
+        QVERIFY(QDir().mkpath(from + u"/empty"_s));
+        const QList<std::pair<const char *, QString>> links{
+            {"program", u"/link"_s}, {"sub", u"/folder link"_s}, {"none", u"/dangling"_s}};
+        for (const auto &[target, name] : links) {
+            QCOMPARE(symlink(target, QFile::encodeName(from + name).constData()), 0);
+        }
+        setMode(from + u"/sub/deep"_s, 0555);
+        setMode(from + u"/sub"_s, 0750);
+        QVERIFY(QDir().mkpath(to)); // an empty folder is no obstacle
+
+        Files::move(from, to);
+
+        QCOMPARE(Files::names(elsewhere_->path()), QStringList());
+        QCOMPARE(left(), QStringList{u"to"_s});
+        QCOMPARE(sortedNames(to), (QStringList{u"dangling"_s, u"empty"_s, u"folder link"_s,
+                                               u"link"_s, u"program"_s, u"sub"_s}));
+        QCOMPARE(read(to + u"/program"_s), large);
+        QCOMPARE(read(to + u"/sub/deep/.hidden"_s), "hidden");
+        QCOMPARE(read(to + u"/sub/empty file"_s), "");
+        QCOMPARE(modeOf(to + u"/program"_s), u"755"_s);
+        QCOMPARE(modeOf(to + u"/sub/deep/.hidden"_s), u"640"_s);
+        QCOMPARE(modeOf(to + u"/sub/deep"_s), u"555"_s);
+        QCOMPARE(modeOf(to + u"/sub"_s), u"750"_s);
+        QVERIFY(QFileInfo(to + u"/empty"_s).isDir());
+        for (const auto &[target, name] : links) {
+            QCOMPARE(std::filesystem::read_symlink((to + name).toStdString()).string(),
+                     std::string(target));
+        }
+        setMode(to + u"/sub/deep"_s, 0755); // for the removal of the test's folder
+    }
+
+    void movesFilesAndLinksAcrossFileSystems()
+    {
+        write(other(u"file"_s), "new");
+        setMode(other(u"file"_s), 0700);
+        write(path(u"file"_s), "old");
+        Files::move(other(u"file"_s), path(u"file"_s));
+        QCOMPARE(read(path(u"file"_s)), "new");
+        QCOMPARE(modeOf(path(u"file"_s)), u"700"_s);
+
+        write(other(u"target/file"_s));
+        QVERIFY(QFile::link(other(u"target"_s), other(u"link"_s)));
+        Files::move(other(u"link"_s), path(u"link"_s));
+        QVERIFY(QFileInfo(path(u"link"_s)).isSymLink());
+        QVERIFY(exists(other(u"target/file"_s)));
+        QCOMPARE(left(), (QStringList{u"file"_s, u"link"_s}));
+        Files::remove(other(u"target"_s));
+    }
+
+    void aFailedMoveAcrossFileSystemsChangesNothing()
+    {
+        write(other(u"from/file"_s));
+        const QString pipe = other(u"from/pipe"_s);
+        QCOMPARE(mkfifo(QFile::encodeName(pipe).constData(), 0600), 0);
+        verifyFails([&] { Files::move(other(u"from"_s), path(u"to"_s)); }, ENOTSUP, pipe);
+        QCOMPARE(sortedNames(other(u"from"_s)), (QStringList{u"file"_s, u"pipe"_s}));
+        QCOMPARE(left(), QStringList());
+        Files::remove(other(u"from"_s));
+    }
+
+    void aFilledFolderIsNotReplaced_data()
+    {
+        QTest::addColumn<QString>("from");
+        QTest::newRow("one file system") << path(u"from"_s);
+        if (elsewhere_) {
+            QTest::newRow("two file systems") << other(u"from"_s);
+        }
+    }
+    void aFilledFolderIsNotReplaced()
+    {
+        QFETCH(const QString, from);
+        write(from + u"/file"_s, "new");
+        write(path(u"to/file"_s), "old");
+        verifyFails([&] { Files::move(from, path(u"to"_s)); }, ENOTEMPTY, path(u"to"_s));
+        QCOMPARE(read(from + u"/file"_s), "new");
+        QCOMPARE(read(path(u"to/file"_s)), "old");
+        Files::remove(from);
+        QCOMPARE(left(), QStringList{u"to"_s});
+    }
+
+    void aStopEndsACopyAcrossFileSystems()
+    {
+        write(other(u"from/file"_s));
+        std::stop_source stop;
+        stop.request_stop();
+        QVERIFY_THROWS_EXCEPTION(CancellationError,
+                                 Files::move(other(u"from"_s), path(u"to"_s), stop.get_token()));
+        QVERIFY(exists(other(u"from/file"_s)));
+        QCOMPARE(left(), QStringList());
+        Files::remove(other(u"from"_s));
+    }
+
+    void writesWholeFiles()
+    {
+        const QString file = path(u"info.json"_s);
+        Files::writeAtomically(file, "first and longer");
+        QFile open(file);
+        QVERIFY(open.open(QIODevice::ReadOnly));
+        Files::writeAtomically(file, "second");
+        QCOMPARE(read(file), "second");
+        // A reader of the old file goes on with the old file.
+        QCOMPARE(open.readAll(), "first and longer");
+        QCOMPARE(left(), QStringList{u"info.json"_s});
+    }
+
+    void failedWritesNameTheFile()
+    {
+        QVERIFY(QDir().mkpath(path(u"folder"_s)));
+        for (const auto &[name, code] : {std::pair(u"none/file"_s, ENOENT),
+                                         {u"folder"_s, EISDIR},
+                                         {QString(300, u'n'), ENAMETOOLONG}}) {
+            verifyFails([&] { Files::writeAtomically(path(name), "content"); }, code, path(name));
+        }
+        QCOMPARE(left(), QStringList{u"folder"_s});
+    }
+
+    void aFailedWriteKeepsTheOldContent()
+    {
+        const QString file = path(u"info.json"_s);
+        Files::writeAtomically(file, "old");
+        rlimit limit = {};
+        QCOMPARE(getrlimit(RLIMIT_FSIZE, &limit), 0);
+        const rlimit small{4096, limit.rlim_max};
+        const auto before = std::signal(SIGXFSZ, SIG_IGN);
+        QCOMPARE(setrlimit(RLIMIT_FSIZE, &small), 0);
+        verifyFails([&] { Files::writeAtomically(file, QByteArray(1'000'000, 'x')); }, EFBIG, file);
+        QCOMPARE(setrlimit(RLIMIT_FSIZE, &limit), 0);
+        std::signal(SIGXFSZ, before);
+        QCOMPARE(read(file), "old");
+        QCOMPARE(left(), QStringList{u"info.json"_s});
+    }
+
+    void namesEveryEntry()
+    {
+        write(path(u".hidden"_s));
+        write(path(u"file"_s));
+        QVERIFY(QDir().mkpath(path(u"folder/below"_s)));
+        QVERIFY(QFile::link(path(u"none"_s), path(u"dangling"_s)));
+        QVERIFY(QFile::link(path(u"folder"_s), path(u"link"_s)));
+        QCOMPARE(left(),
+                 (QStringList{u".hidden"_s, u"dangling"_s, u"file"_s, u"folder"_s, u"link"_s}));
+        QCOMPARE(Files::names(path(u"none"_s)), QStringList());
+        QCOMPARE(Files::names(path(u"file"_s)), QStringList());
+    }
+
+    void createsForThisUserAlone_data()
+    {
+        QTest::addColumn<uint>("mask");
+        QTest::newRow("everything is allowed") << 0u;
+        QTest::newRow("usual") << 022u;
+    }
+    void createsForThisUserAlone()
+    {
+        QFETCH(const uint, mask);
+        const mode_t before = umask(mask);
+        Files::createFolder(path(u"a/b"_s));
+        Files::writeAtomically(path(u"a/info.json"_s), "content");
+        const QString hidden = Files::makeHiddenBeside(path(u"a/b"_s));
+        umask(before);
+        QCOMPARE(modeOf(path(u"a"_s)), u"700"_s);
+        QCOMPARE(modeOf(path(u"a/b"_s)), u"700"_s);
+        QCOMPARE(modeOf(path(u"a/info.json"_s)), u"600"_s);
+        QCOMPARE(modeOf(hidden), u"700"_s);
+        QCOMPARE(QFileInfo(hidden).path(), path(u"a"_s));
+        Files::removeLeftovers(path(u"a"_s));
+        QVERIFY(!exists(hidden));
+        // An existing folder keeps its mode.
+        setMode(path(u"a"_s), 02775);
+        Files::createFolder(path(u"a"_s));
+        QCOMPARE(modeOf(path(u"a"_s)), u"2775"_s);
+    }
 };
 
-void FilesTest::init()
-{
-    folder_ = std::make_unique<QTemporaryDir>();
-    QVERIFY(folder_->isValid());
-    setMode(folder_->path(), 0755);
-}
-
-void FilesTest::cleanup()
-{
-    const QString path = folder_->path();
-    folder_.reset();
-    QVERIFY(!exists(path));
-}
-
-std::unique_ptr<QTemporaryDir> FilesTest::elsewhere()
-{
-    auto folder = std::make_unique<QTemporaryDir>(QStringLiteral("/dev/shm/brindle-XXXXXX"));
-    const bool differs =
-        folder->isValid() && statusOf(folder->path()).st_dev != statusOf(QDir::tempPath()).st_dev;
-    return differs ? std::move(folder) : nullptr;
-}
-
-void FilesTest::createsFoldersWithTheirParents()
-{
-    Files::createFolder(path(QStringLiteral("a/b/c")));
-    QVERIFY(QFileInfo(path(QStringLiteral("a/b/c"))).isDir());
-    Files::createFolder(path(QStringLiteral("a/b/c/")));
-    // A link to a folder is as good as one.
-    QVERIFY(QFile::link(path(QStringLiteral("a")), path(QStringLiteral("link"))));
-    Files::createFolder(path(QStringLiteral("link/d")));
-    QVERIFY(QFileInfo(path(QStringLiteral("a/d"))).isDir());
-}
-
-void FilesTest::createFolderNamesWhatIsInTheWay()
-{
-    write(path(QStringLiteral("file")));
-    for (const QString &name : {path(QStringLiteral("file")), path(QStringLiteral("file/below"))}) {
-        const auto failure = failureOf([&] { Files::createFolder(name); });
-        QVERIFY(failure);
-        QVERIFY2(failure->description().startsWith(name + QStringLiteral(": ")), failure->what());
-        QCOMPARE(failure->code, ENOTDIR);
-    }
-}
-
-void FilesTest::removesNothingWithoutComplaint()
-{
-    Files::remove(path(QStringLiteral("none")));
-    Files::remove(path(QStringLiteral("none/below")));
-    write(path(QStringLiteral("file")));
-    Files::remove(path(QStringLiteral("file/below")));
-    QVERIFY(exists(path(QStringLiteral("file"))));
-}
-
-void FilesTest::removesFiles()
-{
-    write(path(QStringLiteral("file")));
-    setMode(path(QStringLiteral("file")), 0);
-    Files::remove(path(QStringLiteral("file")));
-    QCOMPARE(sortedNames(folder_->path()), QStringList());
-}
-
-void FilesTest::removesLinksNotWhatTheyPointTo()
-{
-    write(path(QStringLiteral("target/file")));
-    const QString link = path(QStringLiteral("link"));
-    QVERIFY(QFile::link(path(QStringLiteral("target")), link));
-    Files::remove(link);
-    QVERIFY(!exists(link));
-
-    // A slash at the end would make the system follow it.
-    QVERIFY(QFile::link(path(QStringLiteral("target")), link));
-    Files::remove(link + u'/');
-    QVERIFY(!exists(link));
-
-    QVERIFY(QFile::link(path(QStringLiteral("none")), link));
-    Files::remove(link);
-    QVERIFY(!exists(link));
-
-    // The same below a folder.
-    write(path(QStringLiteral("tree/sub/file")));
-    QVERIFY(QFile::link(path(QStringLiteral("target")), path(QStringLiteral("tree/link"))));
-    QVERIFY(QFile::link(path(QStringLiteral("target")), path(QStringLiteral("tree/sub/link"))));
-    Files::remove(path(QStringLiteral("tree")));
-    QCOMPARE(sortedNames(folder_->path()), QStringList{QStringLiteral("target")});
-    QCOMPARE(read(path(QStringLiteral("target/file"))), "content");
-}
-
-void FilesTest::removesWholeFolders()
-{
-    const QString tree = path(QStringLiteral("tree"));
-    for (int i = 0; i < 50; ++i) {
-        write(tree + QStringLiteral("/folder %1/sub/deep/file").arg(i));
-        write(tree + QStringLiteral("/folder %1/.hidden").arg(i));
-        write(tree + QStringLiteral("/folder %1/sub/other/file").arg(i));
-    }
-    QVERIFY(QDir().mkpath(tree + QStringLiteral("/empty/empty")));
-    QCOMPARE(mkfifo(QFile::encodeName(tree + QStringLiteral("/pipe")).constData(), 0600), 0);
-    write(QString::fromUtf8("%1/Schlüssel\n").arg(tree));
-    Files::remove(tree + u'/');
-    QCOMPARE(sortedNames(folder_->path()), QStringList());
-}
-
-void FilesTest::removesFoldersWithoutPermissionBits()
-{
-    const QString tree = path(QStringLiteral("tree"));
-    const QStringList folders{
-        tree + QStringLiteral("/locked/inner/innermost"), tree + QStringLiteral("/locked/inner"),
-        tree + QStringLiteral("/locked"), tree + QStringLiteral("/emptied"), tree};
-    write(folders[0] + QStringLiteral("/file"));
-    QVERIFY(QDir().mkpath(folders[3]));
-    giveToNobody(folder_->path());
-    giveToNobody(folders[0] + QStringLiteral("/file"));
-    for (const QString &folder : folders) {
-        giveToNobody(folder);
-        setMode(folder, 0);
-    }
-    const auto failure = asOrdinaryUser([&] { return failureOf([&] { Files::remove(tree); }); });
-    QVERIFY2(!failure, failure ? failure->what() : "");
-    QCOMPARE(sortedNames(folder_->path()), QStringList());
-}
-
-void FilesTest::removesFoldersDeeperThanPathsAndDescriptorsReach()
-{
-    const QString tree = path(QStringLiteral("tree"));
-    QVERIFY(QDir().mkpath(tree));
-    int folder = open(QFile::encodeName(tree).constData(), O_RDONLY | O_DIRECTORY);
-    for (int depth = 0; depth < 1000; ++depth) {
-        QCOMPARE(mkdirat(folder, "folder", 0755), 0);
-        const int file = openat(folder, "file", O_CREAT | O_WRONLY, 0644);
-        QVERIFY(file >= 0);
-        close(file);
-        const int below = openat(folder, "folder", O_RDONLY | O_DIRECTORY);
-        QVERIFY(below >= 0);
-        close(folder);
-        folder = below;
-    }
-    close(folder);
-
-    rlimit limit = {};
-    QCOMPARE(getrlimit(RLIMIT_NOFILE, &limit), 0);
-    const rlimit few{100, limit.rlim_max};
-    QCOMPARE(setrlimit(RLIMIT_NOFILE, &few), 0);
-    const auto failure = failureOf([&] { Files::remove(tree); });
-    QCOMPARE(setrlimit(RLIMIT_NOFILE, &limit), 0);
-
-    QVERIFY2(!failure, failure ? failure->what() : "");
-    QCOMPARE(sortedNames(folder_->path()), QStringList());
-}
-
-void FilesTest::freesThePlaceEvenWhenSomethingCantBeDeleted()
-{
-    if (geteuid() != 0) {
-        QSKIP("needs a folder of another user's");
-    }
-    const QString tree = path(QStringLiteral("tree"));
-    write(tree + QStringLiteral("/file"));
-    write(tree + QStringLiteral("/foreign/file"));
-    giveToNobody(folder_->path());
-    giveToNobody(tree);
-    giveToNobody(tree + QStringLiteral("/file"));
-
-    const auto failure = asOrdinaryUser([&] { return failureOf([&] { Files::remove(tree); }); });
-
-    QVERIFY2(!failure, failure ? failure->what() : "");
-    QVERIFY(!exists(tree));
-    const QStringList left = Files::names(folder_->path());
-    QCOMPARE(left.size(), 1);
-    QVERIFY(left[0].startsWith(QStringLiteral(".brindle-removing-")));
-    QCOMPARE(Files::names(path(left[0])), QStringList{QStringLiteral("foreign")});
-
-    Files::removeLeftovers(folder_->path());
-    QCOMPARE(sortedNames(folder_->path()), QStringList());
-}
-
-void FilesTest::removesInPlaceWhenRenamingFails()
-{
-    const QString tree = path(QStringLiteral("fixed/tree"));
-    write(tree + QStringLiteral("/sub/file"));
-    for (const QString &name : {QStringLiteral("/sub/file"), QStringLiteral("/sub"), QString()}) {
-        giveToNobody(tree + name);
-    }
-    setMode(path(QStringLiteral("fixed")), 0555);
-
-    const auto failure = asOrdinaryUser([&] { return failureOf([&] { Files::remove(tree); }); });
-    setMode(path(QStringLiteral("fixed")), 0755);
-
-    QVERIFY(failure);
-    QCOMPARE(failure->code, EACCES);
-    QVERIFY2(failure->description().startsWith(tree + QStringLiteral(": ")), failure->what());
-    QCOMPARE(Files::names(path(QStringLiteral("fixed"))), QStringList{QStringLiteral("tree")});
-    QCOMPARE(Files::names(tree), QStringList());
-}
-
-void FilesTest::freesThePlaceEvenWhenItIsStopped()
-{
-    const QString tree = path(QStringLiteral("tree"));
-    QVERIFY(QDir().mkpath(tree + QStringLiteral("/a/b")));
-    std::stop_source stop;
-    stop.request_stop();
-    Files::remove(tree, stop.get_token());
-    QVERIFY(!exists(tree));
-    const QStringList left = sortedNames(folder_->path());
-    QCOMPARE(left.size(), 1);
-    QVERIFY2(exists(path(left.first()) + QStringLiteral("/a")),
-             "the rest was not to be waited for");
-    Files::removeLeftovers(folder_->path(), stop.get_token());
-    QVERIFY(exists(path(left.first()) + QStringLiteral("/a")));
-    Files::removeLeftovers(folder_->path());
-    QCOMPARE(sortedNames(folder_->path()), QStringList());
-}
-
-void FilesTest::clearsWhatInterruptedCallsLeft()
-{
-    write(path(QStringLiteral("target/file")));
-    write(path(QStringLiteral(".brindle-removing-1/sub/file")));
-    write(path(QStringLiteral(".brindle-moving-2")));
-    QVERIFY(
-        QFile::link(path(QStringLiteral("target")), path(QStringLiteral(".brindle-removing-3"))));
-    write(path(QStringLiteral(".brindle")));
-    write(path(QStringLiteral("a.brindle-removing-4")));
-    write(path(QStringLiteral("Game/.brindle-removing-5")));
-
-    Files::removeLeftovers(folder_->path());
-
-    QCOMPARE(sortedNames(folder_->path()),
-             QStringList({QStringLiteral(".brindle"), QStringLiteral("Game"),
-                          QStringLiteral("a.brindle-removing-4"), QStringLiteral("target")}));
-    QVERIFY(exists(path(QStringLiteral("target/file"))));
-    QVERIFY(exists(path(QStringLiteral("Game/.brindle-removing-5"))));
-    Files::removeLeftovers(path(QStringLiteral("none")));
-}
-
-void FilesTest::moveKeepsTheFileOnOneFileSystem()
-{
-    write(path(QStringLiteral("from/sub/file")));
-    const auto inode = statusOf(path(QStringLiteral("from"))).st_ino;
-    Files::move(path(QStringLiteral("from/")), path(QStringLiteral("to")));
-    QCOMPARE(statusOf(path(QStringLiteral("to"))).st_ino, inode);
-    QCOMPARE(read(path(QStringLiteral("to/sub/file"))), "content");
-    QCOMPARE(sortedNames(folder_->path()), QStringList{QStringLiteral("to")});
-}
-
-void FilesTest::moveReplacesFiles()
-{
-    write(path(QStringLiteral("from")), "new");
-    write(path(QStringLiteral("to")), "old");
-    Files::move(path(QStringLiteral("from")), path(QStringLiteral("to")));
-    QCOMPARE(read(path(QStringLiteral("to"))), "new");
-    QVERIFY(!exists(path(QStringLiteral("from"))));
-}
-
-void FilesTest::moveNamesWhatIsMissing()
-{
-    const QString from = path(QStringLiteral("from"));
-    const QString to = path(QStringLiteral("none/to"));
-    auto failure = failureOf([&] { Files::move(from, path(QStringLiteral("to"))); });
-    QVERIFY(failure);
-    QVERIFY2(failure->description().startsWith(from + QStringLiteral(": ")), failure->what());
-    write(from);
-    failure = failureOf([&] { Files::move(from, to); });
-    QVERIFY(failure);
-    QVERIFY2(failure->description().startsWith(to + QStringLiteral(": ")), failure->what());
-    QCOMPARE(failure->code, ENOENT);
-    QVERIFY(exists(from));
-}
-
-void FilesTest::moveLeavesAFilledFolderAlone()
-{
-    write(path(QStringLiteral("from/file")), "new");
-    write(path(QStringLiteral("to/file")), "old");
-    const auto failure =
-        failureOf([&] { Files::move(path(QStringLiteral("from")), path(QStringLiteral("to"))); });
-    QVERIFY(failure);
-    QCOMPARE(read(path(QStringLiteral("from/file"))), "new");
-    QCOMPARE(read(path(QStringLiteral("to/file"))), "old");
-}
-
-void FilesTest::movesFoldersAcrossFileSystems()
-{
-    const auto other = elsewhere();
-    if (!other) {
-        QSKIP("no second file system here");
-    }
-    const QString from = other->filePath(QStringLiteral("from"));
-    const QString to = path(QStringLiteral("to"));
-    const QByteArray large = QByteArray("0123456789").repeated(300'000);
-    write(from + QStringLiteral("/program"), large);
-    setMode(from + QStringLiteral("/program"), 0755);
-    write(from + QStringLiteral("/sub/deep/.hidden"), "hidden");
-    setMode(from + QStringLiteral("/sub/deep/.hidden"), 0640);
-    write(from + QStringLiteral("/sub/empty file"), QByteArray());
-    QVERIFY(QDir().mkpath(from + QStringLiteral("/empty")));
-    QCOMPARE(symlink("program", QFile::encodeName(from + QStringLiteral("/link")).constData()), 0);
-    QCOMPARE(symlink("sub", QFile::encodeName(from + QStringLiteral("/folder link")).constData()),
-             0);
-    QCOMPARE(symlink("none", QFile::encodeName(from + QStringLiteral("/dangling")).constData()), 0);
-    setMode(from + QStringLiteral("/sub/deep"), 0555);
-    setMode(from + QStringLiteral("/sub"), 0750);
-    // An empty folder in the target's place is no obstacle.
-    QVERIFY(QDir().mkpath(to));
-
-    Files::move(from, to);
-
-    QVERIFY(!exists(from));
-    QCOMPARE(Files::names(other->path()), QStringList());
-    QCOMPARE(Files::names(folder_->path()), QStringList{QStringLiteral("to")});
-    QCOMPARE(sortedNames(to), QStringList({QStringLiteral("dangling"), QStringLiteral("empty"),
-                                           QStringLiteral("folder link"), QStringLiteral("link"),
-                                           QStringLiteral("program"), QStringLiteral("sub")}));
-    QCOMPARE(read(to + QStringLiteral("/program")), large);
-    QCOMPARE(modeOf(to + QStringLiteral("/program")), 0755u);
-    QCOMPARE(read(to + QStringLiteral("/sub/deep/.hidden")), "hidden");
-    QCOMPARE(modeOf(to + QStringLiteral("/sub/deep/.hidden")), 0640u);
-    QCOMPARE(read(to + QStringLiteral("/sub/empty file")), "");
-    QCOMPARE(modeOf(to + QStringLiteral("/sub/deep")), 0555u);
-    QCOMPARE(modeOf(to + QStringLiteral("/sub")), 0750u);
-    QVERIFY(QFileInfo(to + QStringLiteral("/empty")).isDir());
-    const auto linkText = [&](const QString &name) {
-        std::array<char, 64> text{};
-        const auto size =
-            readlink(QFile::encodeName(to + u'/' + name).constData(), text.data(), text.size());
-        return QByteArray(text.data(), std::max<qsizetype>(size, 0));
-    };
-    QCOMPARE(linkText(QStringLiteral("link")), "program");
-    QCOMPARE(linkText(QStringLiteral("folder link")), "sub");
-    QCOMPARE(linkText(QStringLiteral("dangling")), "none");
-    setMode(to + QStringLiteral("/sub/deep"), 0755); // for the test's own tidying up
-}
-
-void FilesTest::movesFilesAndLinksAcrossFileSystems()
-{
-    const auto other = elsewhere();
-    if (!other) {
-        QSKIP("no second file system here");
-    }
-    write(other->filePath(QStringLiteral("file")), "new");
-    setMode(other->filePath(QStringLiteral("file")), 0700);
-    write(path(QStringLiteral("file")), "old");
-    Files::move(other->filePath(QStringLiteral("file")), path(QStringLiteral("file")));
-    QCOMPARE(read(path(QStringLiteral("file"))), "new");
-    QCOMPARE(modeOf(path(QStringLiteral("file"))), 0700u);
-
-    write(other->filePath(QStringLiteral("target/file")));
-    QVERIFY(QFile::link(other->filePath(QStringLiteral("target")),
-                        other->filePath(QStringLiteral("link"))));
-    Files::move(other->filePath(QStringLiteral("link")), path(QStringLiteral("link")));
-    QVERIFY(QFileInfo(path(QStringLiteral("link"))).isSymLink());
-    QVERIFY(exists(other->filePath(QStringLiteral("target/file"))));
-    QCOMPARE(Files::names(other->path()), QStringList{QStringLiteral("target")});
-    QCOMPARE(sortedNames(folder_->path()),
-             QStringList({QStringLiteral("file"), QStringLiteral("link")}));
-}
-
-void FilesTest::failedMoveAcrossFileSystemsChangesNothing()
-{
-    const auto other = elsewhere();
-    if (!other) {
-        QSKIP("no second file system here");
-    }
-    const QString from = other->filePath(QStringLiteral("from"));
-    write(from + QStringLiteral("/file"));
-    const QString pipe = from + QStringLiteral("/pipe");
-    QCOMPARE(mkfifo(QFile::encodeName(pipe).constData(), 0600), 0);
-
-    const auto failure = failureOf([&] { Files::move(from, path(QStringLiteral("to"))); });
-
-    QVERIFY(failure);
-    QVERIFY2(failure->description().startsWith(pipe + QStringLiteral(": ")), failure->what());
-    QCOMPARE(sortedNames(from), QStringList({QStringLiteral("file"), QStringLiteral("pipe")}));
-    QCOMPARE(Files::names(folder_->path()), QStringList());
-}
-
-void FilesTest::moveAcrossFileSystemsLeavesAFilledFolderAlone()
-{
-    const auto other = elsewhere();
-    if (!other) {
-        QSKIP("no second file system here");
-    }
-    write(other->filePath(QStringLiteral("from/file")), "new");
-    write(path(QStringLiteral("to/file")), "old");
-    const auto failure = failureOf(
-        [&] { Files::move(other->filePath(QStringLiteral("from")), path(QStringLiteral("to"))); });
-    QVERIFY(failure);
-    QVERIFY2(failure->description().startsWith(path(QStringLiteral("to: "))), failure->what());
-    QCOMPARE(read(other->filePath(QStringLiteral("from/file"))), "new");
-    QCOMPARE(read(path(QStringLiteral("to/file"))), "old");
-    QCOMPARE(Files::names(folder_->path()), QStringList{QStringLiteral("to")});
-}
-
-void FilesTest::writesWholeFiles()
-{
-    const QString file = path(QStringLiteral("info.json"));
-    Files::writeAtomically(file, "first and longer");
-    QCOMPARE(read(file), "first and longer");
-    const auto inode = statusOf(file).st_ino;
-    QFile open(file);
-    QVERIFY(open.open(QIODevice::ReadOnly));
-
-    Files::writeAtomically(file, "second");
-
-    QCOMPARE(read(file), "second");
-    // Another file has taken the place: who had it open still reads the old one.
-    QVERIFY(statusOf(file).st_ino != inode);
-    QCOMPARE(open.readAll(), "first and longer");
-    QCOMPARE(Files::names(folder_->path()), QStringList{QStringLiteral("info.json")});
-}
-
-void FilesTest::writeFailuresNameTheFile()
-{
-    QVERIFY(QDir().mkpath(path(QStringLiteral("folder"))));
-    for (const QString &file :
-         {path(QStringLiteral("none/file")), path(QStringLiteral("folder"))}) {
-        const auto failure = failureOf([&] { Files::writeAtomically(file, "content"); });
-        QVERIFY(failure);
-        QVERIFY2(failure->description().startsWith(file + QStringLiteral(": ")), failure->what());
-        QVERIFY(failure->description().size() > file.size() + 2);
-    }
-    QCOMPARE(Files::names(folder_->path()), QStringList{QStringLiteral("folder")});
-}
-
-void FilesTest::failedWriteKeepsTheOldContent()
-{
-    const QString file = path(QStringLiteral("info.json"));
-    Files::writeAtomically(file, "old");
-    rlimit limit = {};
-    QCOMPARE(getrlimit(RLIMIT_FSIZE, &limit), 0);
-    const rlimit small{4096, limit.rlim_max};
-    const auto before = std::signal(SIGXFSZ, SIG_IGN);
-    QCOMPARE(setrlimit(RLIMIT_FSIZE, &small), 0);
-    const auto failure =
-        failureOf([&] { Files::writeAtomically(file, QByteArray(1'000'000, 'x')); });
-    QCOMPARE(setrlimit(RLIMIT_FSIZE, &limit), 0);
-    std::signal(SIGXFSZ, before);
-    QVERIFY(failure);
-    QCOMPARE(read(file), "old");
-    QCOMPARE(Files::names(folder_->path()), QStringList{QStringLiteral("info.json")});
-}
-
-void FilesTest::namesEveryEntry()
-{
-    write(path(QStringLiteral(".hidden")));
-    write(path(QStringLiteral("file")));
-    QVERIFY(QDir().mkpath(path(QStringLiteral("folder/below"))));
-    QVERIFY(QFile::link(path(QStringLiteral("none")), path(QStringLiteral("dangling"))));
-    QVERIFY(QFile::link(path(QStringLiteral("folder")), path(QStringLiteral("link"))));
-    QCOMPARE(
-        sortedNames(folder_->path()),
-        QStringList({QStringLiteral(".hidden"), QStringLiteral("dangling"), QStringLiteral("file"),
-                     QStringLiteral("folder"), QStringLiteral("link")}));
-    QCOMPARE(Files::names(path(QStringLiteral("none"))), QStringList());
-    QCOMPARE(Files::names(path(QStringLiteral("file"))), QStringList());
-}
-
-void FilesTest::renamesThatFailForGood()
-{
-    // Longer than a name may be on any file system of ours, while the hidden one beside it fits.
-    const QString tooLong = path(QString(300, u'n'));
-    auto failure = failureOf([&] { Files::writeAtomically(tooLong, "content"); });
-    QVERIFY(failure);
-    QCOMPARE(failure->code, ENAMETOOLONG);
-    QVERIFY2(failure->description().startsWith(tooLong + QStringLiteral(": ")), failure->what());
-    QCOMPARE(Files::names(folder_->path()), QStringList());
-
-    write(path(QStringLiteral("from/file")));
-    failure = failureOf([&] { Files::move(path(QStringLiteral("from")), tooLong); });
-    QVERIFY(failure);
-    QCOMPARE(failure->code, ENAMETOOLONG);
-    QVERIFY2(failure->description().startsWith(tooLong + QStringLiteral(": ")), failure->what());
-    QCOMPARE(Files::names(folder_->path()), QStringList{QStringLiteral("from")});
-    QCOMPARE(read(path(QStringLiteral("from/file"))), "content");
-
-    if (const auto other = elsewhere()) {
-        write(other->filePath(QStringLiteral("file")));
-        failure = failureOf([&] { Files::move(other->filePath(QStringLiteral("file")), tooLong); });
-        QVERIFY(failure);
-        QCOMPARE(failure->code, ENAMETOOLONG);
-        QCOMPARE(Files::names(folder_->path()), QStringList{QStringLiteral("from")});
-        QVERIFY(exists(other->filePath(QStringLiteral("file"))));
-    }
-}
-
-void FilesTest::isForThisUserAlone_data()
-{
-    QTest::addColumn<uint>("mask");
-    QTest::newRow("everything is allowed") << 0u;
-    QTest::newRow("usual") << 022u;
-    QTest::newRow("group") << 002u;
-}
-
-void FilesTest::isForThisUserAlone()
-{
-    QFETCH(const uint, mask);
-    const mode_t before = umask(mask);
-    Files::createFolder(path(QStringLiteral("a/b")));
-    Files::writeAtomically(path(QStringLiteral("a/info.json")), "content");
-    const QString hidden = Files::makeHiddenBeside(path(QStringLiteral("a/b")));
-    umask(before);
-    QCOMPARE(modeOf(path(QStringLiteral("a"))), 0700u);
-    QCOMPARE(modeOf(path(QStringLiteral("a/b"))), 0700u);
-    QCOMPARE(modeOf(path(QStringLiteral("a/info.json"))), 0600u);
-    QCOMPARE(modeOf(hidden), 0700u);
-    QCOMPARE(QFileInfo(hidden).path(), path(QStringLiteral("a")));
-    Files::removeLeftovers(path(QStringLiteral("a")));
-    QVERIFY(!exists(hidden));
-}
-
-void FilesTest::takesOthersRightsAway()
-{
-    const QString folder = path(QStringLiteral("folder"));
-    const QString link = path(QStringLiteral("link"));
-    QVERIFY(QDir().mkpath(folder));
-    QVERIFY(QFile::link(folder, link));
-    for (const QString &name : {folder, link}) {
-        setMode(folder, 0777);
-        Files::makePrivate(name);
-        QCOMPARE(modeOf(folder), 0700u);
-    }
-    // What is tighter stays.
-    setMode(folder, 0500);
-    Files::makePrivate(folder);
-    QCOMPARE(modeOf(folder), 0500u);
-    Files::makePrivate(path(QStringLiteral("none")));
-    QVERIFY(!exists(path(QStringLiteral("none"))));
-    if (geteuid() == 0) {
-        setMode(folder, 0755);
-        giveToNobody(folder);
-        Files::makePrivate(folder);
-        QCOMPARE(modeOf(folder), 0755u);
-    }
-}
-
-QTEST_GUILESS_MAIN(FilesTest)
+QTEST_GUILESS_MAIN(TestFiles)
 #include "tst_files.moc"

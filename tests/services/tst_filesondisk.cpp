@@ -1,172 +1,153 @@
-// In which order Files has things reach the disk; the system's own calls are replaced.
+// The order in which Files syncs and renames.
 
 #include "base/Error.h"
 #include "files/Files.h"
+#include "support/SystemCalls.h"
 
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QtTest>
 
 #include <cerrno>
-#include <cstdio>
-#include <fcntl.h>
 #include <memory>
+#include <optional>
 #include <sys/stat.h>
 
 using namespace brindle;
-
-namespace {
-
-int syncError = 0;  // what fsync fails with
-QStringList events; // what the system was asked to do, in order; "…" for the rest of hidden names
-
-QString shown(const QString &path)
-{
-    static const QRegularExpression hidden(
-        QStringLiteral("/\\.brindle-(removing|moving)-[0-9a-f-]{36}"));
-    return QString(path).replace(hidden, QStringLiteral("/.brindle-\\1-…"));
-}
-
-QString pathOf(int descriptor)
-{
-    return QFile::symLinkTarget(QStringLiteral("/proc/self/fd/%1").arg(descriptor));
-}
-
-QString renamed(const QString &before, const QString &after)
-{
-    return QStringLiteral("rename %1 to %2").arg(before, after);
-}
-
-} // namespace
-
-extern "C" int syncfs(int descriptor) noexcept
-{
-    events << QStringLiteral("sync all of ") + shown(pathOf(descriptor));
-    return 0;
-}
-
-extern "C" int fsync(int descriptor)
-{
-    events << QStringLiteral("sync ") + shown(pathOf(descriptor));
-    errno = syncError;
-    return syncError == 0 ? 0 : -1;
-}
-
-extern "C" int rename(const char *from, const char *to) noexcept
-{
-    events << renamed(shown(QFile::decodeName(from)), shown(QFile::decodeName(to)));
-    return renameat(AT_FDCWD, from, AT_FDCWD, to);
-}
+using namespace Qt::StringLiterals;
 
 class TestFilesOnDisk : public QObject
 {
     Q_OBJECT
 
     std::unique_ptr<QTemporaryDir> folder_;
+    std::optional<SystemCalls> calls_;
 
     QString path(const QString &name) const { return folder_->filePath(name); }
+    QString hidden() const { return path(u".brindle-…"_s); }
 
     static void write(const QString &path)
     {
         QVERIFY(QDir().mkpath(QFileInfo(path).path()));
-        QFile file(path);
-        QVERIFY(file.open(QIODevice::WriteOnly));
+        QVERIFY(QFile(path).open(QIODevice::WriteOnly));
+    }
+    static QString syncFile(const QString &path) { return u"sync "_s + path; }
+    static QString syncAll(const QString &path) { return u"sync all of "_s + path; }
+    static QString rename(const QString &from, const QString &to)
+    {
+        return u"rename %1 to %2"_s.arg(from, to);
     }
 
 private Q_SLOTS:
     void init()
     {
         folder_ = std::make_unique<QTemporaryDir>();
-        events.clear();
-        syncError = 0;
+        calls_.emplace();
     }
 
-    void aFileIsThereBeforeItsName()
+    void aFileIsSyncedBeforeItsName()
     {
-        const QString file = path(QStringLiteral("info.json"));
-        const QString hidden = path(QStringLiteral(".brindle-moving-…"));
+        const QString file = path(u"info.json"_s);
         Files::writeAtomically(file, "content");
-        QCOMPARE(events, (QStringList{QStringLiteral("sync ") + hidden, renamed(hidden, file),
-                                      QStringLiteral("sync ") + folder_->path()}));
+        QCOMPARE(calls_->lines(), (QStringList{syncFile(hidden()), rename(hidden(), file),
+                                               syncFile(folder_->path())}));
     }
 
-    void whatDoesNotReachTheDiskIsAFailure()
+    void aFailedSyncFailsTheWrite()
     {
-        const QString file = path(QStringLiteral("info.json"));
+        const QString file = path(u"info.json"_s);
         Files::writeAtomically(file, "old");
-        syncError = EIO;
-        QString told;
+        calls_->before = [](const QString &) { return EIO; };
         try {
             Files::writeAtomically(file, "new");
+            QFAIL("a failure was expected");
         } catch (const SystemError &error) {
-            told = error.description();
+            QCOMPARE(error.description(), file + u": "_s + qt_error_string(EIO));
         }
-        QCOMPARE(told, file + QStringLiteral(": ") + qt_error_string(EIO));
         QFile kept(file);
         QVERIFY(kept.open(QIODevice::ReadOnly));
-        QCOMPARE(kept.readAll(), QByteArray("old"));
-        QCOMPARE(Files::names(folder_->path()), QStringList{QStringLiteral("info.json")});
+        QCOMPARE(kept.readAll(), "old");
+        QCOMPARE(Files::names(folder_->path()), QStringList{u"info.json"_s});
     }
 
-    void whatIsMovedIsThereBeforeItsName()
+    void aMovedFolderIsSyncedBeforeItsName()
     {
-        const QString from = path(QStringLiteral("from"));
-        const QString place = path(QStringLiteral("place"));
-        const QString to = place + QStringLiteral("/to");
-        write(from + QStringLiteral("/file"));
-        QVERIFY(QDir().mkpath(place));
+        write(path(u"from/file"_s));
+        QVERIFY(QDir().mkpath(path(u"place"_s)));
+        Files::move(path(u"from"_s), path(u"place/to"_s));
+        QCOMPARE(calls_->lines(), (QStringList{syncAll(path(u"from"_s)),
+                                               rename(path(u"from"_s), path(u"place/to"_s)),
+                                               syncFile(path(u"place"_s))}));
+    }
+
+    void ofAMovedLinkItsOwnFolderIsSynced()
+    {
+        QVERIFY(QFile::link(u"/dev/shm"_s, path(u"link"_s)));
+        Files::move(path(u"link"_s), path(u"other"_s));
+        QCOMPARE(calls_->lines().value(0), syncAll(folder_->path()));
+    }
+
+    void aCopiedFolderIsSyncedBeforeItsName()
+    {
+        const QTemporaryDir elsewhere(u"/dev/shm/brindle-XXXXXX"_s);
+        const QString from = elsewhere.filePath(u"from"_s);
+        write(from + u"/file"_s);
+        const QString to = path(u"to"_s);
+        calls_->before = [&](const QString &line) {
+            return line == rename(from, to) ? EXDEV : 0; // also on one file system
+        };
         Files::move(from, to);
-        QCOMPARE(events, (QStringList{QStringLiteral("sync all of ") + from, renamed(from, to),
-                                      QStringLiteral("sync ") + place}));
-    }
-
-    void ofALinkItsOwnFolderCounts()
-    {
-        QVERIFY(QFile::link(QStringLiteral("/dev/shm"), path(QStringLiteral("link"))));
-        Files::move(path(QStringLiteral("link")), path(QStringLiteral("other")));
-        QCOMPARE(events.value(0), QStringLiteral("sync all of ") + folder_->path());
-    }
-
-    void whatIsCopiedIsThereBeforeItsName()
-    {
-        const QTemporaryDir elsewhere(QStringLiteral("/dev/shm/brindle-XXXXXX"));
-        struct stat here = {};
-        struct stat there = {};
-        if (!elsewhere.isValid() ||
-            stat(QFile::encodeName(folder_->path()).constData(), &here) != 0 ||
-            stat(QFile::encodeName(elsewhere.path()).constData(), &there) != 0 ||
-            here.st_dev == there.st_dev) {
-            QSKIP("no second file system here");
-        }
-        const QString from = elsewhere.filePath(QStringLiteral("from"));
-        const QString to = path(QStringLiteral("to"));
-        const QString hidden = path(QStringLiteral(".brindle-moving-…"));
-        write(from + QStringLiteral("/file"));
-        Files::move(from, to);
-        QCOMPARE(events.mid(0, 5),
-                 (QStringList{QStringLiteral("sync all of ") + from, renamed(from, to),
-                              QStringLiteral("sync all of ") + hidden, renamed(hidden, to),
-                              QStringLiteral("sync ") + folder_->path()}));
+        QCOMPARE(calls_->lines(), (QStringList{syncAll(from), rename(from, to), syncAll(hidden()),
+                                               rename(hidden(), to), syncFile(folder_->path())}));
         QVERIFY(!QFileInfo::exists(from));
     }
 
-    void whatIsRemovedIsAwayBeforeItIsDeleted()
+    void aRemovedFolderIsRenamedBeforeItIsDeleted()
     {
-        const QString tree = path(QStringLiteral("tree"));
-        write(tree + QStringLiteral("/file"));
-        Files::remove(tree);
-        QCOMPARE(events, (QStringList{renamed(tree, path(QStringLiteral(".brindle-removing-…"))),
-                                      QStringLiteral("sync ") + folder_->path()}));
+        write(path(u"tree/file"_s));
+        Files::remove(path(u"tree"_s));
+        QCOMPARE(calls_->lines(),
+                 (QStringList{rename(path(u"tree"_s), hidden()), syncFile(folder_->path())}));
     }
 
-    void aFolderIsWaitedForAsAWhole()
+    void aFolderIsSyncedAsAWhole()
     {
         Files::sync(folder_->path());
-        QCOMPARE(events, QStringList{QStringLiteral("sync all of ") + folder_->path()});
-        QVERIFY_THROWS_EXCEPTION(SystemError, Files::sync(path(QStringLiteral("none"))));
+        QCOMPARE(calls_->lines(), QStringList{syncAll(folder_->path())});
+        QVERIFY_THROWS_EXCEPTION(SystemError, Files::sync(path(u"none"_s)));
+    }
+
+    void nothingGetsItsNameAfterAStop_data()
+    {
+        QTest::addColumn<QString>("call");
+        QTest::newRow("a file") << u"write"_s;
+        QTest::newRow("a moved folder") << u"move"_s;
+        QTest::newRow("a synced folder") << u"sync"_s;
+    }
+    void nothingGetsItsNameAfterAStop()
+    {
+        QFETCH(const QString, call);
+        write(path(u"from/file"_s));
+        std::stop_source stop;
+        calls_->before = [&](const QString &line) {
+            if (line.startsWith(u"sync")) {
+                stop.request_stop(); // while the disk is waited for
+            }
+            return 0;
+        };
+        const auto act = [&] {
+            if (call == u"write") {
+                Files::writeAtomically(path(u"info.json"_s), "content", stop.get_token());
+            } else if (call == u"move") {
+                Files::move(path(u"from"_s), path(u"to"_s), stop.get_token());
+            } else {
+                Files::sync(folder_->path(), stop.get_token());
+            }
+        };
+        QVERIFY_THROWS_EXCEPTION(CancellationError, act());
+        QCOMPARE(Files::names(folder_->path()), QStringList{u"from"_s});
     }
 };
 

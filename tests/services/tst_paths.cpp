@@ -1,7 +1,12 @@
+// Where the storage root is, how large a folder is, and how a storage root is removed.
+
+#include "base/Error.h"
+#include "files/Files.h"
 #include "files/Storage.h"
 
 #include <QDir>
 #include <QFile>
+#include <QScopeGuard>
 #include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QTest>
@@ -11,197 +16,291 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-namespace Paths = brindle::Paths;
-
-class PathsTest : public QObject
-{
-    Q_OBJECT
-
-private Q_SLOTS:
-    void init();
-    void rootIsBelowTheFirstDataFolder();
-    void rootFallsBackToTheHomeFolder();
-    void rootFollowsTheSystem();
-    void rootCreatesNothing();
-    void missingFolderMeasuresNothing();
-    void emptyFolderMeasuresNothing();
-    void fileIsNotAFolder();
-    void hiddenFilesCount();
-    void bundlesCountWithAllThatIsInThem();
-    void allocatedSizeCounts();
-    void linksAreNotFollowed();
-    void folderLoopsEnd();
-    void unreadableFoldersArePassedOver();
-    void depthDoesNotMatter();
-
-private:
-    QString path(const QString &name) const { return folder_->filePath(name); }
-    /// Writes `size` bytes that no file system stores as nothing; returns what they occupy.
-    qint64 write(const QString &name, qsizetype size) const;
-    qint64 measured() const { return Paths::folderSize(folder_->path()); }
-
-    std::unique_ptr<QTemporaryDir> folder_;
-};
+using namespace brindle;
+using namespace Qt::StringLiterals;
 
 namespace {
 
+constexpr uid_t nobody = 65534;
+
+/// Returns the bytes that an entry occupies, links not followed.
 qint64 allocated(const QString &path)
 {
     struct stat status = {};
-    if (lstat(QFile::encodeName(path).constData(), &status) != 0) {
-        return -1;
-    }
-    return static_cast<qint64>(status.st_blocks) * 512;
+    return lstat(QFile::encodeName(path).constData(), &status) == 0 ? status.st_blocks * 512 : -1;
+}
+
+void giveToNobody(const QString &path)
+{
+    QCOMPARE(::chown(QFile::encodeName(path).constData(), nobody, nobody), 0);
 }
 
 } // namespace
 
-void PathsTest::init()
+class TestPaths : public QObject
 {
-    folder_ = std::make_unique<QTemporaryDir>();
-    QVERIFY(folder_->isValid());
-}
+    Q_OBJECT
 
-qint64 PathsTest::write(const QString &name, qsizetype size) const
-{
-    const QString file = path(name);
-    QDir().mkpath(QFileInfo(file).path());
-    QFile out(file);
-    if (!out.open(QIODevice::WriteOnly) || out.write(QByteArray(size, 'x')) != size ||
-        !out.flush() || fsync(out.handle()) != 0) {
-        return -1;
+    std::unique_ptr<QTemporaryDir> folder_;
+
+    QString path(const QString &name) const { return folder_->filePath(name); }
+    qint64 measured() const { return Paths::folderSize(folder_->path()); }
+    QStringList namesIn(const QString &name) const
+    {
+        QStringList names = Files::names(path(name));
+        names.sort();
+        return names;
     }
-    out.close();
-    return allocated(file);
-}
 
-void PathsTest::rootIsBelowTheFirstDataFolder()
-{
-    QCOMPARE(Paths::root({QStringLiteral("/data/one"), QStringLiteral("/data/two")},
-                         QStringLiteral("/home/ada")),
-             QStringLiteral("/data/one/Brindle"));
-}
-
-void PathsTest::rootFallsBackToTheHomeFolder()
-{
-    QCOMPARE(Paths::root({}, QStringLiteral("/home/ada")),
-             QStringLiteral("/home/ada/Library/Application Support/Brindle"));
-}
-
-void PathsTest::rootFollowsTheSystem()
-{
-    const QStringList folders =
-        QStandardPaths::standardLocations(QStandardPaths::GenericDataLocation);
-    QVERIFY(!folders.isEmpty());
-    QCOMPARE(Paths::root(), folders.first() + QStringLiteral("/Brindle"));
-}
-
-void PathsTest::rootCreatesNothing()
-{
-    const QString data = path(QStringLiteral("data"));
-    QCOMPARE(Paths::root({data}, QString()), data + QStringLiteral("/Brindle"));
-    QVERIFY(!QFile::exists(data));
-}
-
-void PathsTest::missingFolderMeasuresNothing()
-{
-    QCOMPARE(Paths::folderSize(path(QStringLiteral("none"))), 0);
-}
-
-void PathsTest::emptyFolderMeasuresNothing()
-{
-    QCOMPARE(measured(), 0);
-    QVERIFY(QDir().mkpath(path(QStringLiteral("a/b"))));
-    QCOMPARE(measured(), 0);
-}
-
-void PathsTest::fileIsNotAFolder()
-{
-    write(QStringLiteral("file"), 10'000);
-    QCOMPARE(Paths::folderSize(path(QStringLiteral("file"))), 0);
-}
-
-void PathsTest::hiddenFilesCount()
-{
-    const qint64 hidden = write(QStringLiteral(".hidden"), 50'000);
-    QVERIFY(hidden >= 50'000);
-    QCOMPARE(measured(), hidden);
-    const qint64 deeper = write(QStringLiteral(".cache/.deep"), 20'000);
-    QCOMPARE(measured(), hidden + deeper);
-}
-
-void PathsTest::bundlesCountWithAllThatIsInThem()
-{
-    const qint64 program = write(QStringLiteral("Godot.app/Contents/MacOS/Godot"), 70'000);
-    const qint64 list = write(QStringLiteral("Godot.app/Contents/Info.plist"), 300);
-    QVERIFY(program >= 70'000 && list >= 0);
-    QCOMPARE(measured(), program + list);
-}
-
-void PathsTest::allocatedSizeCounts()
-{
-    // A hole occupies nothing, though the file is long.
-    QFile sparse(path(QStringLiteral("sparse")));
-    QVERIFY(sparse.open(QIODevice::WriteOnly));
-    QVERIFY(sparse.resize(qint64(1) << 33));
-    sparse.close();
-    QCOMPARE(measured(), allocated(sparse.fileName()));
-    QVERIFY(measured() < qint64(1) << 30);
-
-    // One byte occupies what the file system gives it.
-    const qint64 small = write(QStringLiteral("small"), 1);
-    QCOMPARE(measured(), allocated(sparse.fileName()) + small);
-}
-
-void PathsTest::linksAreNotFollowed()
-{
-    QTemporaryDir elsewhere;
-    QFile file(elsewhere.filePath(QStringLiteral("file")));
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    QVERIFY(file.write(QByteArray(100'000, 'x')) > 0);
-    file.close();
-    QVERIFY(QFile::link(file.fileName(), path(QStringLiteral("file link"))));
-    QVERIFY(QFile::link(elsewhere.path(), path(QStringLiteral("folder link"))));
-    QCOMPARE(measured(), allocated(path(QStringLiteral("file link"))) +
-                             allocated(path(QStringLiteral("folder link"))));
-    QVERIFY(measured() < 100'000);
-}
-
-void PathsTest::folderLoopsEnd()
-{
-    QVERIFY(QFile::link(folder_->path(), path(QStringLiteral("loop"))));
-    QCOMPARE(measured(), allocated(path(QStringLiteral("loop"))));
-}
-
-void PathsTest::unreadableFoldersArePassedOver()
-{
-    const qint64 seen = write(QStringLiteral("seen"), 10'000);
-    write(QStringLiteral("locked/unseen"), 10'000);
-    const QByteArray locked = QFile::encodeName(path(QStringLiteral("locked")));
-    // The administrator reads everything: be someone else for a moment.
-    const bool isRoot = geteuid() == 0;
-    constexpr uid_t nobody = 65534;
-    QCOMPARE(chmod(locked.constData(), 0), 0);
-    QCOMPARE(chmod(QFile::encodeName(folder_->path()).constData(), 0755), 0);
-    QVERIFY(!isRoot || seteuid(nobody) == 0);
-    const qint64 size = measured();
-    const qint64 lockedSize = Paths::folderSize(path(QStringLiteral("locked")));
-    QVERIFY(!isRoot || seteuid(0) == 0);
-    chmod(locked.constData(), 0755);
-    QCOMPARE(size, seen);
-    QCOMPARE(lockedSize, 0);
-}
-
-void PathsTest::depthDoesNotMatter()
-{
-    QString deep = QStringLiteral("d");
-    for (int i = 0; i < 1500; ++i) {
-        deep += QStringLiteral("/d");
+    /// Writes `size` bytes that no file system stores as nothing; returns the bytes they occupy.
+    qint64 write(const QString &name, qsizetype size = 10) const
+    {
+        const QString file = path(name);
+        QDir().mkpath(QFileInfo(file).path());
+        QFile out(file);
+        if (!out.open(QIODevice::WriteOnly) || out.write(QByteArray(size, 'x')) != size ||
+            !out.flush() || fsync(out.handle()) != 0) {
+            return -1;
+        }
+        out.close();
+        return allocated(file);
     }
-    const qint64 bottom = write(deep + QStringLiteral("/file"), 10'000);
-    QVERIFY(bottom >= 10'000);
-    QCOMPARE(measured(), bottom);
-}
 
-QTEST_GUILESS_MAIN(PathsTest)
+    /// Fills a folder with everything that a launcher may leave in a storage root.
+    void fill(const QString &root) const
+    {
+        for (const QString &name : {u"Game/game-main/project.godot"_s, u"Engine/4.3-stable/Godot"_s,
+                                    u"info.json"_s, u"unfinished"_s, u"imported-4.3-stable.txt"_s,
+                                    u".brindle-removing-1/rest"_s, u".brindle-2"_s}) {
+            QVERIFY(write(root + u'/' + name) >= 0);
+        }
+    }
+
+private Q_SLOTS:
+    void init() { folder_ = std::make_unique<QTemporaryDir>(); }
+
+    void theRootIsInTheFirstDataFolder()
+    {
+        QCOMPARE(Paths::root({u"/data/one"_s, u"/data/two"_s}, u"/home/ada"_s),
+                 u"/data/one/Brindle"_s);
+        QCOMPARE(Paths::root({}, u"/home/ada"_s),
+                 u"/home/ada/Library/Application Support/Brindle"_s);
+        const QString data = path(u"data"_s);
+        QCOMPARE(Paths::root({data}, QString()), data + u"/Brindle"_s);
+        QVERIFY(!QFile::exists(data));
+    }
+
+    void theRootFollowsTheSystem_data()
+    {
+        QTest::addColumn<QByteArray>("dataHome");
+        QTest::addColumn<QString>("root");
+        const QString usual = QDir::homePath() + u"/.local/share/Brindle"_s;
+        QTest::newRow("absolute") << "/data"_ba << u"/data/Brindle"_s;
+        QTest::newRow("relative") << "data"_ba << usual;
+        QTest::newRow("relative with a dot") << "./data"_ba << usual;
+        QTest::newRow("empty") << ""_ba << usual;
+    }
+    void theRootFollowsTheSystem()
+    {
+#ifndef Q_OS_LINUX
+        QSKIP("a standard of other desktops");
+#endif
+        QFETCH(const QByteArray, dataHome);
+        QFETCH(const QString, root);
+        const QByteArray before = qgetenv("XDG_DATA_HOME");
+        const auto restore = qScopeGuard([&] {
+            before.isNull() ? qunsetenv("XDG_DATA_HOME") : qputenv("XDG_DATA_HOME", before);
+        });
+        qputenv("XDG_DATA_HOME", dataHome);
+        Paths::ignoreRelativeFolders();
+        QCOMPARE(Paths::root(), root);
+    }
+
+    void nothingOccupiesNothing()
+    {
+        QCOMPARE(Paths::folderSize(path(u"none"_s)), 0);
+        QCOMPARE(measured(), 0);
+        QVERIFY(QDir().mkpath(path(u"a/b"_s)));
+        QCOMPARE(measured(), 0);
+        write(u"file"_s);
+        QCOMPARE(Paths::folderSize(path(u"file"_s)), 0);
+    }
+
+    void everythingBelowCounts()
+    {
+        const qint64 hidden = write(u".hidden"_s, 50'000);
+        QVERIFY(hidden >= 50'000);
+        QCOMPARE(measured(), hidden);
+        const qint64 deeper = write(u".cache/.deep"_s, 20'000);
+        const qint64 bundled = write(u"Godot.app/Contents/MacOS/Godot"_s, 70'000);
+        QVERIFY(deeper >= 20'000 && bundled >= 70'000);
+        QCOMPARE(measured(), hidden + deeper + bundled);
+    }
+
+    void allocatedSizeCounts()
+    {
+        // A hole occupies nothing, though the file is long.
+        QFile sparse(path(u"sparse"_s));
+        QVERIFY(sparse.open(QIODevice::WriteOnly));
+        QVERIFY(sparse.resize(qint64(1) << 33));
+        sparse.close();
+        QCOMPARE(measured(), allocated(sparse.fileName()));
+        QVERIFY(measured() < qint64(1) << 30);
+        const qint64 small = write(u"small"_s, 1);
+        QCOMPARE(measured(), allocated(sparse.fileName()) + small);
+    }
+
+    void linksAreNotFollowed()
+    {
+        const QTemporaryDir elsewhere;
+        QFile file(elsewhere.filePath(u"file"_s));
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        QVERIFY(file.write(QByteArray(100'000, 'x')) > 0);
+        file.close();
+        qint64 links = 0;
+        for (const QString &target : {file.fileName(), elsewhere.path(), folder_->path()}) {
+            const QString link = path(u"link %1"_s.arg(links));
+            QVERIFY(QFile::link(target, link));
+            links += allocated(link) + 1;
+        }
+        QCOMPARE(measured(), links - 3);
+        QVERIFY(measured() < 100'000);
+    }
+
+    void unreadableFoldersArePassedOver()
+    {
+        const qint64 seen = write(u"seen"_s, 10'000);
+        write(u"locked/unseen"_s, 10'000);
+        const QByteArray locked = QFile::encodeName(path(u"locked"_s));
+        // The administrator reads everything: be someone else for a moment.
+        const bool isRoot = geteuid() == 0;
+        QCOMPARE(chmod(locked.constData(), 0), 0);
+        QCOMPARE(chmod(QFile::encodeName(folder_->path()).constData(), 0755), 0);
+        QVERIFY(!isRoot || seteuid(nobody) == 0);
+        const qint64 size = measured();
+        const qint64 lockedSize = Paths::folderSize(path(u"locked"_s));
+        QVERIFY(!isRoot || seteuid(0) == 0);
+        chmod(locked.constData(), 0755);
+        QCOMPARE(size, seen);
+        QCOMPARE(lockedSize, 0);
+    }
+
+    void depthDoesNotMatter()
+    {
+        const QString deep = u"d/"_s.repeated(1500) + u"file"_s;
+        const qint64 bottom = write(deep, 10'000);
+        QVERIFY(bottom >= 10'000);
+        QCOMPARE(measured(), bottom);
+    }
+
+    void theWholeRootIsRemoved()
+    {
+        fill(u"Brindle"_s);
+        write(u"Brindle/the player's"_s);
+        Storage(path(u"Brindle"_s)).removeAll();
+        QCOMPARE(namesIn(u""_s), QStringList());
+        Storage(path(u"Brindle"_s)).removeAll();
+    }
+
+    void throughALinkOnlyOurEntriesAreRemoved_data()
+    {
+        QTest::addColumn<QStringList>("others");
+        QTest::newRow("nothing else") << QStringList();
+        QTest::newRow("a file") << QStringList{u"letter.txt"_s};
+        QTest::newRow("similar names")
+            << QStringList{u".brindle"_s, u"Engineering"_s, u"game"_s, u"imported"_s};
+    }
+    void throughALinkOnlyOurEntriesAreRemoved()
+    {
+        QFETCH(const QStringList, others);
+        fill(u"disk/behind"_s);
+        for (const QString &name : others) {
+            write(u"disk/behind/"_s + name);
+        }
+        write(u"disk/neighbour"_s);
+        write(u"disk/.brindle-removing-3/rest"_s); // of an interrupted removal
+        QVERIFY(QFile::link(path(u"disk/behind"_s), path(u"Brindle"_s)));
+        const Storage storage(path(u"Brindle"_s));
+        storage.removeAll();
+        QCOMPARE(namesIn(u"disk/behind"_s), others);
+        QCOMPARE(QFileInfo(path(u"disk/behind"_s)).exists(), !others.isEmpty());
+        QCOMPARE(QFileInfo(path(u"Brindle"_s)).isSymLink(), !others.isEmpty());
+        QVERIFY(QFile::exists(path(u"disk/neighbour"_s)));
+        QVERIFY(!QFile::exists(path(u"disk/.brindle-removing-3"_s)));
+    }
+
+    void aDanglingLinkIsRemoved()
+    {
+        QVERIFY(QFile::link(path(u"none"_s), path(u"Brindle"_s)));
+        Storage(path(u"Brindle"_s)).removeAll();
+        QCOMPARE(namesIn(u""_s), QStringList());
+    }
+
+    void aStoppedRemovalThroughALinkCanBeFinished()
+    {
+        fill(u"behind"_s);
+        QVERIFY(QFile::link(path(u"behind"_s), path(u"Brindle"_s)));
+        std::stop_source stop;
+        stop.request_stop();
+        const Storage storage(path(u"Brindle"_s));
+        storage.removeAll(stop.get_token());
+        QVERIFY(QFileInfo(storage.root).isSymLink());
+        QVERIFY(!QFile::exists(storage.gameFolder()));
+        QVERIFY(!namesIn(u"behind"_s).isEmpty());
+        storage.removeAll();
+        QCOMPARE(namesIn(u""_s), QStringList());
+    }
+
+    void leftoversAreClearedInTheRootAndBesideIt()
+    {
+        fill(u"data/Brindle"_s);
+        write(u"data/.brindle-removing-3/rest"_s);
+        Storage(path(u"data/Brindle"_s)).clearLeftovers();
+        QCOMPARE(namesIn(u"data"_s), QStringList{u"Brindle"_s});
+        QCOMPARE(namesIn(u"data/Brindle"_s).filter(u".brindle"_s), QStringList());
+        QVERIFY(QFile::exists(path(u"data/Brindle/info.json"_s)));
+    }
+
+    void markersAreCleared()
+    {
+        for (const QString &name : {u"imported-4.3-stable.txt"_s, u"imported-"_s, u"imported"_s,
+                                    u"reimported-1"_s, u"info.json"_s}) {
+            write(u"Brindle/"_s + name);
+        }
+        Storage(path(u"Brindle"_s)).clearMarkers();
+        QCOMPARE(namesIn(u"Brindle"_s),
+                 (QStringList{u"imported"_s, u"info.json"_s, u"reimported-1"_s}));
+    }
+
+    void anotherUsersRootIsRefused_data()
+    {
+        QTest::addColumn<QString>("foreign");
+        QTest::newRow("the root") << u"data/Brindle"_s;
+        QTest::newRow("the folder that holds it") << u"data"_s;
+    }
+    void anotherUsersRootIsRefused()
+    {
+        if (::geteuid() != 0) {
+            QSKIP("only root can make another user's folder");
+        }
+        QFETCH(const QString, foreign);
+        write(u"data/Brindle/Game/file"_s);
+        const Storage storage(path(u"data/Brindle"_s));
+        storage.checkOwner();
+        Storage(path(u"none/Brindle"_s)).checkOwner();
+        giveToNobody(path(foreign));
+        try {
+            storage.checkOwner();
+            QFAIL("a failure was expected");
+        } catch (const SetupError &error) {
+            QCOMPARE(error.message,
+                     u"The folder %1 belongs to another user, so Brindle does not use it."_s.arg(
+                         path(foreign)));
+        }
+        storage.removeAll();
+        QVERIFY(QFile::exists(path(u"data/Brindle/Game/file"_s)));
+    }
+};
+
+QTEST_GUILESS_MAIN(TestPaths)
 #include "tst_paths.moc"

@@ -111,7 +111,7 @@ private Q_SLOTS:
         write(at(u"new/.brindle-removing-x/old"_s), "old");
         await(start(tool(u"touch \"$4/half\"; ls -A '%1' > '%2'; touch \"$4/rest\""_s.arg(
             place(), at(u"seen"_s)))));
-        QVERIFY2(called().value(3).startsWith(at(u"new/.brindle-moving-"_s)),
+        QVERIFY2(called().value(3).startsWith(at(u"new/.brindle-"_s)),
                  qPrintable(called().value(3)));
         QVERIFY(QFile::exists(at(u"seen"_s)));
         QCOMPARE(read(at(u"seen"_s)), QByteArray());

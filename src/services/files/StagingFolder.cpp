@@ -20,20 +20,19 @@
 
 namespace brindle {
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
-/// Whether nobody but this user and root can put something else in the place of a folder that is
-/// made in `folder`, a path without links.
+/// Returns whether only this user and root can replace a folder that is made in `folder`, a path
+/// without links.
 bool isSafe(const QString &folder)
 {
-    struct stat status = {};
-    if (stat(QFile::encodeName(folder).constData(), &status) != 0 ||
-        (status.st_uid != geteuid() && status.st_uid != 0)) {
-        return false;
-    }
     for (QString place = folder;; place = QFileInfo(place).path()) {
         constexpr mode_t byOthers = S_IWGRP | S_IWOTH;
+        struct stat status = {};
         if (stat(QFile::encodeName(place).constData(), &status) != 0 ||
+            (status.st_uid != geteuid() && status.st_uid != 0) ||
             ((status.st_mode & byOthers) != 0 && (status.st_mode & S_ISVTX) == 0)) {
             return false;
         }
@@ -43,140 +42,126 @@ bool isSafe(const QString &folder)
     }
 }
 
-/// The folder in which staging folders are made.
+/// Returns the folder in which staging folders are made.
 QString safePlace(const QString &temporaryFolder, const Storage &storage)
 {
-    Files::createFolder(temporaryFolder);
-    QString place = QFileInfo(temporaryFolder).canonicalFilePath();
-    if (!isSafe(place)) {
-        place = storage.parentFolder();
-        Files::createFolder(place);
+    try {
+        Files::createFolder(temporaryFolder);
+    } catch (const SystemError &failed) {
+        if (!failed.isDiskFull()) {
+            throw;
+        }
     }
-    return place;
+    const QString place = QFileInfo(temporaryFolder).canonicalFilePath();
+    return isSafe(place) ? place : storage.parentFolder();
 }
 
-/// Whether `place`, which is made if need be, is there on another disk than `folder`. Blocks.
-bool isOnAnotherDisk(const QString &folder, const QString &place)
+std::shared_ptr<ProcessLock> makeIn(const QString &place)
 {
-    struct stat here = {};
-    struct stat there = {};
-    return QDir().mkpath(place) && stat(QFile::encodeName(folder).constData(), &here) == 0 &&
-           stat(QFile::encodeName(place).constData(), &there) == 0 && here.st_dev != there.st_dev;
-}
-
-/// Makes the folder and locks it. Blocks.
-std::shared_ptr<ProcessLock> make(const QString &place)
-{
+    Files::createFolder(place);
     for (;;) {
-        const QString name =
-            StagingFolder::prefix + QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper();
-        const QString path = QDir(place).filePath(name);
-        // For the user alone: the temporary folder may be shared, and what is staged here will run.
+        const QString id = QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper();
+        const QString path = QDir(place).filePath(StagingFolder::prefix + id);
         if (mkdir(QFile::encodeName(path).constData(), S_IRWXU) != 0) {
             throw SystemError::fromErrno(errno, path);
         }
         auto lock = std::make_shared<ProcessLock>(path, ProcessLock::Kind::folder);
-        // Where someone who clears leftovers was faster, it is cleared away by who took it.
+        // Another process that holds the lock deletes this folder, so make another.
         if (lock->tryLock() != ProcessLock::Outcome::taken) {
             return lock;
         }
     }
 }
 
-} // namespace
-
-StagingFolder::StagingFolder(std::shared_ptr<ProcessLock> lock) : lock_(std::move(lock)) {}
-
-QString StagingFolder::path() const
+QCoro::Task<QString> withIn(QString place, StagingFolder::Work work)
 {
-    return lock_->path();
-}
-
-QCoro::Task<StagingFolder> StagingFolder::create(QString temporaryFolder, Storage storage)
-{
-    const auto work = [temporaryFolder, storage] {
-        return make(safePlace(temporaryFolder, storage));
-    };
-    auto lock = co_await runOnWorker(work);
-    co_return StagingFolder(std::move(lock));
-}
-
-QCoro::Task<QString> StagingFolder::with(QString temporaryFolder, Storage storage, Work work)
-{
-    const auto mayFitElsewhere = std::make_shared<bool>(false);
-    try {
-        co_return co_await withOne(temporaryFolder, storage, work, mayFitElsewhere);
-    } catch (...) {
-        if (!*mayFitElsewhere) {
-            throw;
-        }
-        // Ignored: the other place has its own say.
-    }
-    co_return co_await withOne(storage.parentFolder(), storage, work, mayFitElsewhere);
-}
-
-/// `mayFitElsewhere` tells whether an error is one that another place for the folder may help.
-QCoro::Task<QString> StagingFolder::withOne(QString temporaryFolder, Storage storage, Work work,
-                                            std::shared_ptr<bool> mayFitElsewhere)
-{
-    const StagingFolder staging = co_await create(temporaryFolder, storage);
+    const auto lock = co_await runOnWorker([place] { return makeIn(place); });
     std::exception_ptr error;
-    bool isFull = false;
     QString result;
     try {
-        result = co_await work(staging.path());
-    } catch (const SystemError &failed) {
-        error = std::current_exception();
-        isFull = failed.code == ENOSPC && failed.path.startsWith(staging.path() + u'/');
+        result = co_await work(lock->path());
     } catch (...) {
         error = std::current_exception();
     }
-    if (isFull) {
-        *mayFitElsewhere = co_await runOnWorker([path = staging.path(), storage] {
-            return isOnAnotherDisk(path, storage.parentFolder());
-        });
-    }
-    co_await staging.remove();
+    co_await runOnWorker([path = lock->path()] { Files::removeInPlace(path); });
     if (error) {
         std::rethrow_exception(error);
     }
     co_return result;
 }
 
-void StagingFolder::clearLeftovers(const QString &temporaryFolder, const std::stop_token &stop)
+bool isOneDisk(const QString &one, const QString &other)
+{
+    struct stat first = {};
+    struct stat second = {};
+    return stat(QFile::encodeName(one).constData(), &first) == 0 &&
+           stat(QFile::encodeName(other).constData(), &second) == 0 &&
+           first.st_dev == second.st_dev;
+}
+
+void clearLeftoversIn(const QString &place, const std::stop_token &stop)
 {
     static const QRegularExpression form(QRegularExpression::anchoredPattern(
-        prefix + QStringLiteral("[0-9A-F]{8}(-[0-9A-F]{4}){3}-[0-9A-F]{12}")));
-    for (const QString &name : Files::names(temporaryFolder)) {
+        StagingFolder::prefix + u"[0-9A-F]{8}(-[0-9A-F]{4}){3}-[0-9A-F]{12}"_s));
+    for (const QString &name : Files::names(place)) {
         if (stop.stop_requested()) {
             return;
         }
-        if (!form.match(name).hasMatch()) {
-            continue;
-        }
-        const QString path = QDir(temporaryFolder).filePath(name);
-        // Links and files are not locked.
-        ProcessLock lock(path, ProcessLock::Kind::folder);
-        if (lock.tryLock() == ProcessLock::Outcome::held &&
-            QFileInfo(path).ownerId() == geteuid()) {
-            // In its place: another name would make a leftover of its own when this is interrupted.
-            Files::removeInPlace(path, stop);
+        if (form.match(name).hasMatch()) {
+            const QString path = QDir(place).filePath(name);
+            ProcessLock lock(path, ProcessLock::Kind::folder);
+            if (lock.tryLock() == ProcessLock::Outcome::held) {
+                // In place: interrupted, another name would be a leftover of another kind.
+                Files::removeInPlace(path, stop);
+            }
         }
     }
+}
+
+} // namespace
+
+std::shared_ptr<ProcessLock> StagingFolder::make(const QString &temporaryFolder,
+                                                 const Storage &storage)
+{
+    return makeIn(safePlace(temporaryFolder, storage));
+}
+
+QCoro::Task<QString> StagingFolder::with(QString temporaryFolder, Storage storage, Work work)
+{
+    const auto choose = [=] { return safePlace(temporaryFolder, storage); };
+    const QString place = co_await runOnWorker(choose);
+    std::exception_ptr full;
+    try {
+        co_return co_await withIn(place, work);
+    } catch (const SystemError &failed) {
+        if (!failed.isDiskFull() || !failed.path.startsWith(QDir(place).filePath(prefix))) {
+            throw;
+        }
+        full = std::current_exception();
+    }
+    const auto isHopeless = [=] { return isOneDisk(place, storage.parentFolder()); };
+    if (co_await runOnWorker(isHopeless)) {
+        std::rethrow_exception(full);
+    }
+    co_return co_await withIn(storage.parentFolder(), work);
+}
+
+void StagingFolder::clearLeftovers(const QString &temporaryFolder, const Storage &storage,
+                                   const std::stop_token &stop)
+{
+    const QString place = QFileInfo(temporaryFolder).canonicalFilePath();
+    if (isSafe(place)) {
+        clearLeftoversIn(place, stop);
+    }
+    clearLeftoversIn(storage.parentFolder(), stop);
+    storage.clearLeftovers(stop);
 }
 
 void StagingFolder::startClearingLeftovers(const QString &temporaryFolder, const Storage &storage)
 {
     Threads::start([temporaryFolder, storage](const std::stop_token &programEnds) {
-        clearLeftovers(temporaryFolder, programEnds);
-        clearLeftovers(storage.parentFolder(), programEnds);
+        clearLeftovers(temporaryFolder, storage, programEnds);
     });
-}
-
-QCoro::Task<> StagingFolder::remove() const
-{
-    const auto removeFolder = [path = path()] { Files::removeInPlace(path); };
-    co_await runOnWorker(removeFolder);
 }
 
 } // namespace brindle

@@ -13,51 +13,35 @@ namespace brindle {
 
 class ProcessLock;
 
-/// A fresh folder "Brindle-" + upper-case UUID in the temporary folder, one per download. Where
-/// others could put a folder of theirs in its place (the temporary folder belongs to neither this
-/// user nor root, or others may write to it or above it without the sticky bit), it lies beside the
-/// storage root instead.
-///
-/// The owner must await `remove` on every way out; `with` does. (A destructor cannot: deleting a
-/// folder blocks, and a coroutine's way out may be on the main thread.) As long as the owner lives,
-/// the folder is locked; that tells it from what a killed launcher left behind.
-class StagingFolder
-{
-public:
-    /// The part of the name before the UUID.
-    static constexpr QLatin1String prefix{"Brindle-"};
+/// A fresh folder "Brindle-" + upper-case UUID in the temporary folder, one per download. The
+/// folder lies beside the storage root instead where other users could replace it: where the
+/// temporary folder or a folder above it belongs to another user, or others may write to one of
+/// them that has no sticky bit. A lock tells a folder in use from one that a killed launcher left.
+namespace StagingFolder {
 
-    /// Makes the folder with its parents, on a worker thread. Throws SystemError.
-    static QCoro::Task<StagingFolder> create(QString temporaryFolder, Storage storage);
+/// The part of the name before the UUID.
+inline constexpr QLatin1String prefix{"Brindle-"};
 
-    /// Something that is done in a folder, whose path it gets. No coroutine itself, it calls one
-    /// that owns all that it needs.
-    using Work = std::function<QCoro::Task<QString>(QString folder)>;
-    /// Makes a folder, returns what `work` does, and has removed the folder by then, also when that
-    /// is an error. Where the temporary folder's disk has no room for it, and that of the storage
-    /// is another one, it is all done once more in a folder beside the storage root.
-    static QCoro::Task<QString> with(QString temporaryFolder, Storage storage, Work work);
+/// Creates a folder with its parents, for this user alone, and locks it; the result's path is the
+/// folder's. Throws SystemError. Blocks.
+std::shared_ptr<ProcessLock> make(const QString &temporaryFolder, const Storage &storage);
 
-    /// Deletes the staging folders that launchers left which no longer live: real folders of this
-    /// user's with such a name and no owner. Everything else stays, as does what can't be deleted.
-    /// Blocks; returns early when `stop` is requested.
-    static void clearLeftovers(const QString &temporaryFolder, const std::stop_token &stop = {});
+/// Receives the folder's path. Not a coroutine itself: calls one that owns all that it needs.
+using Work = std::function<QCoro::Task<QString>(QString folder)>;
+/// Creates a folder and returns the result of `work`. The folder is gone by then, also after an
+/// error. Where the disk of the temporary folder is full and the storage has another disk, does
+/// all of it once more beside the storage root.
+QCoro::Task<QString> with(QString temporaryFolder, Storage storage, Work work);
 
-    /// The same in both places where such a folder may lie, on a thread of its own, which the end
-    /// of the program does not wait for.
-    static void startClearingLeftovers(const QString &temporaryFolder, const Storage &storage);
+/// Deletes the staging folders of this user that no process has locked, in the temporary folder
+/// (only if `make` would use it) and beside the storage root, and what interrupted calls left of
+/// the storage. Ignores failures. Ends early when `stop` is requested. Blocks.
+void clearLeftovers(const QString &temporaryFolder, const Storage &storage,
+                    const std::stop_token &stop = {});
 
-    QString path() const;
+/// Does the same on a thread of its own, which the end of the program does not wait for.
+void startClearingLeftovers(const QString &temporaryFolder, const Storage &storage);
 
-    /// Deletes the folder on a worker thread; failures are ignored.
-    QCoro::Task<> remove() const;
-
-private:
-    explicit StagingFolder(std::shared_ptr<ProcessLock> lock);
-    static QCoro::Task<QString> withOne(QString temporaryFolder, Storage storage, Work work,
-                                        std::shared_ptr<bool> mayFitElsewhere);
-
-    std::shared_ptr<ProcessLock> lock_;
-};
+} // namespace StagingFolder
 
 } // namespace brindle

@@ -1,21 +1,91 @@
 #include "files/Storage.h"
 
+#include "base/Error.h"
 #include "files/Files.h"
 
 #include <QDir>
 #include <QFile>
 #include <QStandardPaths>
 
+#include <optional>
+
 #include <fts.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace brindle {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr auto importMarkerPrefix = "imported-"_L1;
+
+/// Returns the first folder of another user's; root's folders count as this user's.
+std::optional<QString> foreignFolder(const Storage &storage)
+{
+    for (const QString &folder : {storage.root, storage.parentFolder()}) {
+        const QFileInfo info(folder);
+        if (info.exists() && info.ownerId() != geteuid() && info.ownerId() != 0) {
+            return folder;
+        }
+    }
+    return std::nullopt;
+}
+
+} // namespace
+
+void Storage::checkOwner() const
+{
+    if (const auto folder = foreignFolder(*this)) {
+        throw SetupError(
+            u"The folder %1 belongs to another user, so Brindle does not use it."_s.arg(*folder));
+    }
+}
 
 void Storage::clearMarkers() const
 {
     for (const QString &name : Files::names(root)) {
-        if (name.startsWith(u"imported-")) {
+        if (name.startsWith(importMarkerPrefix)) {
             QFile::remove(root + u'/' + name);
+        }
+    }
+}
+
+void Storage::clearLeftovers(const std::stop_token &stop) const
+{
+    Files::removeLeftovers(root, stop);
+    Files::removeLeftovers(parentFolder(), stop);
+}
+
+void Storage::removeAll(const std::stop_token &stop) const
+{
+    const QFileInfo info(root);
+    if (foreignFolder(*this)) {
+        return;
+    }
+    if (!info.isSymLink()) {
+        Files::remove(root, stop);
+        return;
+    }
+    const QString folder = info.canonicalFilePath();
+    for (const QString &entry : {gameFolder(), enginesFolder(), infoFile(), unfinishedMark()}) {
+        Files::remove(entry, stop);
+    }
+    clearMarkers();
+    Files::removeLeftovers(root, stop);
+    // An earlier version renamed the whole folder.
+    Files::removeLeftovers(QFileInfo(folder).path(), stop);
+    if (folder.isEmpty() || QDir().rmdir(folder)) {
+        QFile::remove(root);
+    }
+}
+
+void Paths::ignoreRelativeFolders()
+{
+    for (const char *name : {"XDG_DATA_HOME", "XDG_CONFIG_HOME", "XDG_CACHE_HOME"}) {
+        if (QDir::isRelativePath(qEnvironmentVariable(name))) {
+            qunsetenv(name);
         }
     }
 }

@@ -4,6 +4,8 @@
 #include <QString>
 #include <QStringList>
 
+#include <stop_token>
+
 namespace brindle {
 
 /// Every path, mark and marker below the storage root. A plain value; creates nothing. Any thread.
@@ -29,12 +31,27 @@ struct Storage
     {
         return root + QStringLiteral("/imported-%1.txt").arg(tag);
     }
-    /// Deletes all import markers. Failures are ignored. Blocks: worker threads only.
+
+    // Worker threads only, as all of these block. Deletions ignore failures.
+
+    /// Throws SetupError if the root, or the folder that holds it, belongs to another user.
+    void checkOwner() const;
+    /// Deletes all import markers.
     void clearMarkers() const;
+    /// Deletes what interrupted calls left in the root and beside it.
+    void clearLeftovers(const std::stop_token &stop = {}) const;
+    /// Deletes the root. Through a root that is a link it deletes only the launcher's own entries;
+    /// then the folder behind the link if it is empty, and with that folder the link. Spares a
+    /// root of another user's.
+    void removeAll(const std::stop_token &stop = {}) const;
 };
 
 /// Where the storage root is, and how much a folder holds. All locations are absolute paths.
 namespace Paths {
+
+/// Removes relative folders of the XDG base directory standard from the environment: it says to
+/// ignore them, which Qt does not. Call before anything asks for such a folder.
+void ignoreRelativeFolders();
 
 /// The storage root: the user's data folder, then "Brindle". Computed on every call; creates
 /// nothing. Any thread.

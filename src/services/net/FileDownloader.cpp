@@ -39,7 +39,7 @@ void settle(const QString &destination, const QString &earlier, bool failed)
     if (failed && !earlier.isEmpty()) {
         rename(earlier, destination);
     } else if (!earlier.isEmpty()) {
-        Files::removeIfPossible(earlier);
+        Files::remove(earlier);
     }
 }
 

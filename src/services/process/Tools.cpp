@@ -91,7 +91,7 @@ QCoro::Task<> Tools::replaceFolder(QString archiveTool, QString zip, std::shared
 {
     checkCancellation(stop);
     const QString folder = co_await runOnWorker([destination, stop] {
-        Files::removeIfPossible(destination, stop);
+        Files::remove(destination, stop);
         Files::removeLeftovers(QFileInfo(destination).path(), stop);
         checkCancellation(stop);
         Files::createFolder(destination);
@@ -100,10 +100,12 @@ QCoro::Task<> Tools::replaceFolder(QString archiveTool, QString zip, std::shared
     std::exception_ptr error;
     try {
         co_await unpack(archiveTool, zip, std::move(file), folder, destination, stop);
-        co_await runOnWorker([folder, destination] {
-            Files::makePrivate(folder); // the tool may have changed the mode
-            Files::move(folder, destination);
-        });
+        const auto place = [folder, destination, stop] {
+            // The tool may have changed the mode.
+            QFile::setPermissions(folder, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+            Files::move(folder, destination, stop);
+        };
+        co_await runOnWorker(place, stop);
     } catch (...) {
         error = std::current_exception();
     }
