@@ -176,16 +176,15 @@ public:
         if (!file.open(QIODevice::ReadOnly | QIODevice::Unbuffered)) {
             return respond(404, {}, "No such file\n");
         }
-        const auto framing = withLength
-                                 ? qMakePair(QByteArray("Content-Length"),
-                                             QByteArray::number(file.size()))
-                                 : qMakePair(QByteArray("Transfer-Encoding"), QByteArray("chunked"));
+        const auto framing =
+            withLength ? qMakePair(QByteArray("Content-Length"), QByteArray::number(file.size()))
+                       : qMakePair(QByteArray("Transfer-Encoding"), QByteArray("chunked"));
         bool isOpen = respond(200, {framing}, {});
         while (isOpen && !file.atEnd()) {
             const QByteArray chunk = file.read(fileChunkBytes);
-            isOpen = write(withLength
-                               ? chunk
-                               : QByteArray::number(chunk.size(), 16) + "\r\n" + chunk + "\r\n");
+            isOpen =
+                write(withLength ? chunk
+                                 : QByteArray::number(chunk.size(), 16) + "\r\n" + chunk + "\r\n");
         }
         return isOpen && (withLength || write("0\r\n\r\n"));
     }

@@ -15,8 +15,7 @@ using Answer = NetworkFault::Answer;
 /// The head of the good answer, and half of its body.
 void sendHalf(const Answer &answer)
 {
-    answer.connection.respond(200,
-                              {{"Content-Length", QByteArray::number(answer.content.size())}},
+    answer.connection.respond(200, {{"Content-Length", QByteArray::number(answer.content.size())}},
                               answer.content.left(answer.content.size() / 2));
 }
 
@@ -70,17 +69,23 @@ QList<NetworkFault> NetworkFault::all()
         {u"short body"_s, message,
          u"(transfer closed|end of response) with \\d+ bytes (remaining to read|missing)"_s,
          sendHalf},
-        {u"body longer than announced"_s, success, {},
+        {u"body longer than announced"_s,
+         success,
+         {},
          [](const Answer &answer) {
              const QByteArray length = QByteArray::number(answer.content.size());
              answer.connection.respond(200, {{"Content-Length", length}},
                                        answer.content + "and more\n");
          }},
-        {u"no length"_s, success, {},
+        {u"no length"_s,
+         success,
+         {},
          [](const Answer &answer) {
              answer.connection.respond(200, {{"Content-Length", ""}}, answer.content);
          }},
-        {u"HTML page"_s, message, {},
+        {u"HTML page"_s,
+         message,
+         {},
          [](const Answer &answer) {
              answer.connection.respond(200, {{"Content-Type", "text/html"}},
                                        "<!DOCTYPE html>\n<html>Please log in.</html>\n");
@@ -88,7 +93,9 @@ QList<NetworkFault> NetworkFault::all()
         {u"sign-in page"_s, message,
          u"The network answered with a web page in place of 127\\.0\\.0\\.1\\. .*sign in first.*"_s,
          answerWithoutTls},
-        {u"announced too large"_s, message, {},
+        {u"announced too large"_s,
+         message,
+         {},
          [](const Answer &answer) {
              answer.connection.respond(200, {{"Content-Length", "9000000000"}}, {});
              answer.connection.waitUntilClosed();
@@ -107,18 +114,24 @@ QList<NetworkFault> NetworkFault::all()
              answer.connection.redirect(302, QUrl(u"http://plain.invalid/file"_s));
          }},
         {u"no answer"_s, silence, {}, stay},
-        {u"stalled headers"_s, silence, {},
+        {u"stalled headers"_s,
+         silence,
+         {},
          [](const Answer &answer) {
              answer.connection.write("HTTP/1.1 200 OK\r\nContent-Le");
              stay(answer);
          }},
-        {u"stalled body"_s, silence, {},
+        {u"stalled body"_s,
+         silence,
+         {},
          [](const Answer &answer) {
              sendHalf(answer);
              stay(answer);
          }},
         {u"dripping"_s, silence, {}, drip},
-        {u"silent look-up"_s, silence, {},
+        {u"silent look-up"_s,
+         silence,
+         {},
          [](const Answer &answer) {
              answer.isReached = true;
              const QString name = QString::fromLatin1(silentName);
@@ -130,8 +143,8 @@ QList<NetworkFault> NetworkFault::all()
 void NetworkFault::happenTo(ReleaseHost &host, const QString &path, const QByteArray &content,
                             std::shared_ptr<std::atomic<bool>> isReached) const
 {
-    host.replace(path, [path, content, isReached, act = act, url = host.url()](
-                           const HttpRequest &, HttpConnection &connection) {
+    host.replace(path, [path, content, isReached, act = act,
+                        url = host.url()](const HttpRequest &, HttpConnection &connection) {
         act({path, content, connection, *isReached, url});
     });
 }

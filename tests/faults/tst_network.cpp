@@ -110,7 +110,8 @@ class TestNetwork : public QObject
             for (const QString &download : {u"game"_s, u"engine"_s, u"checksum list"_s}) {
                 const NetworkFault &fault = faults.at(i);
                 // The engine's download is the game's, save for messages of its own.
-                const bool isOwn = fault.end == NetworkFault::End::message && fault.message.isEmpty();
+                const bool isOwn =
+                    fault.end == NetworkFault::End::message && fault.message.isEmpty();
                 if (fault.end == end && (download != u"engine" || isOwn)) {
                     QTest::addRow("%s, %s", qPrintable(fault.name), qPrintable(download))
                         << i << download;

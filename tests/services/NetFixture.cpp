@@ -80,9 +80,6 @@ int getaddrinfo(const char *node, const char *service, const addrinfo *hints, ad
         static std::binary_semaphore never(0);
         never.acquire();
     }
-    if (node && std::strcmp(node, StandIns::unknownName) == 0) {
-        return EAI_NONAME;
-    }
     using Function = int (*)(const char *, const char *, const addrinfo *, addrinfo **);
     static const auto real = reinterpret_cast<Function>(::dlsym(RTLD_NEXT, "getaddrinfo"));
     return real(node, service, hints, result);

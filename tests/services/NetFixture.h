@@ -25,8 +25,6 @@ namespace StandIns {
 
 /// A host whose look-up never ends.
 inline constexpr const char *silentName = "silent.invalid";
-/// A host that does not exist.
-inline constexpr const char *unknownName = "unknown.invalid";
 /// Released at each look-up of the silent host.
 extern std::counting_semaphore<> lookUps;
 

@@ -98,38 +98,23 @@ private Q_SLOTS:
         QCOMPARE(content(), QByteArray("halfrest"));
     }
 
-    void otherStatusesAreErrors_data()
-    {
-        QTest::addColumn<int>("status");
-        for (const int status : {201, 204, 206, 304, 404, 500}) {
-            QTest::addRow("%d", status) << status;
-        }
-    }
     void otherStatusesAreErrors()
     {
-        QFETCH(const int, status);
         putOldFile();
-        const HttpServer server([&](const HttpRequest &, HttpConnection &connection) {
-            connection.respond(status, {}, status == 204 || status == 304 ? "" : "not the file");
+        const HttpServer second([](const HttpRequest &request, HttpConnection &connection) {
+            connection.respond(request.target.mid(1).toInt(), {}, {});
         });
-        const auto outcome = download(server.url());
-        QVERIFY(outcome.setupError);
-        QCOMPARE(outcome.text(),
-                 u"The server answered with status %1 for 127.0.0.1."_s.arg(status));
-        verifyOnlyTheOldFile();
-    }
-
-    void statusNamesTheHostThatAnswered()
-    {
-        const HttpServer second([](const HttpRequest &, HttpConnection &connection) {
-            connection.respond(404, {}, "gone");
+        const HttpServer first([&](const HttpRequest &request, HttpConnection &connection) {
+            connection.redirect(302,
+                                second.url(QString::fromLatin1(request.target), u"localhost"_s));
         });
-        const HttpServer first([&](const HttpRequest &, HttpConnection &connection) {
-            connection.redirect(302, second.url(u"/x"_s, u"localhost"_s));
-        });
-        const auto outcome = download(first.url());
-        QVERIFY(outcome.setupError);
-        QCOMPARE(outcome.text(), u"The server answered with status 404 for localhost."_s);
+        for (const int status : {204, 206, 404}) {
+            const auto outcome = download(first.url(u"/%1"_s.arg(status)));
+            QVERIFY(outcome.setupError);
+            QCOMPARE(outcome.text(),
+                     u"The server answered with status %1 for localhost."_s.arg(status));
+            verifyOnlyTheOldFile();
+        }
         QCOMPARE(FileDownloader::statusText(404, {}),
                  u"The server answered with status 404 for the download."_s);
     }
@@ -155,26 +140,6 @@ private Q_SLOTS:
         QCOMPARE(names(), QStringList());
         putOldFile();
         QCOMPARE(download(server.url(), options).text(), first.text());
-        verifyOnlyTheOldFile();
-    }
-
-    void fullDiskNamesTheDestination_data()
-    {
-        QTest::addColumn<int>("error");
-        QTest::newRow("full") << ENOSPC;
-        QTest::newRow("quota") << EDQUOT;
-    }
-    void fullDiskNamesTheDestination()
-    {
-        QFETCH(const int, error);
-        putOldFile();
-        const HttpServer server(answering("new"));
-        StandIns::beforeWrite = [error] { return error; };
-        const auto outcome = download(server.url());
-        StandIns::beforeWrite = nullptr;
-        QVERIFY(outcome.systemError);
-        QCOMPARE(outcome.systemError->code, error);
-        QCOMPARE(outcome.text(), destination() + u": "_s + qt_error_string(error));
         verifyOnlyTheOldFile();
     }
 
@@ -291,8 +256,8 @@ private Q_SLOTS:
         auto kept = std::make_unique<FileDownloader>();
         std::stop_source stop;
         auto keptTask = kept->download(server.url(), destination(), {});
-        auto cancelledTask = downloader_.download(server.url(), own_->filePath(u"other.zip"_s),
-                                                  stop.get_token());
+        auto cancelledTask =
+            downloader_.download(server.url(), own_->filePath(u"other.zip"_s), stop.get_token());
         acquire(asked);
         acquire(asked);
         stop.request_stop();

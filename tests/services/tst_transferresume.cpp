@@ -164,8 +164,7 @@ private Q_SLOTS:
         };
         row("the rest", true, partial(tag + right, rest), 2);
         row("the rest, by time", false, partial(time + right, rest), 2);
-        row("whole", true,
-            "HTTP/1.1 200 OK\r\nContent-Length: 1000\r\n\r\n" + pattern(1000), 2);
+        row("whole", true, "HTTP/1.1 200 OK\r\nContent-Length: 1000\r\n\r\n" + pattern(1000), 2);
         row("another tag", true, partial("ETag: \"two\"\r\n" + right, other), 3);
         row("weak tag", true, partial("ETag: W/\"one\"\r\n" + right, other), 3);
         row("no tag", true, partial(time + right, other), 3);
@@ -182,11 +181,13 @@ private Q_SLOTS:
         row("nonsense", true, range("bytes 300-"), 3);
         row("416", true,
             "HTTP/1.1 416 Range Not Satisfiable\r\nContent-Range: bytes */1000\r\n"
-            "Content-Length: 0\r\n\r\n", 3);
+            "Content-Length: 0\r\n\r\n",
+            3);
         row("500", true, "HTTP/1.1 500 Oh\r\nContent-Length: 0\r\n\r\n", 3);
         row("redirect with a body and no length", true,
             "HTTP/1.1 302 Found\r\nLocation: /file\r\nContent-Length: 0\r\n"
-            "Transfer-Encoding: chunked\r\n\r\n4\r\nevil\r\n0\r\n\r\n", 3);
+            "Transfer-Encoding: chunked\r\n\r\n4\r\nevil\r\n0\r\n\r\n",
+            3);
     }
     void answersToTheRest()
     {
@@ -412,8 +413,8 @@ private Q_SLOTS:
                 connection.write("HTTP/1.1 200 OK\r\nAccept-Ranges: bytes\r\n" + headers + chunk);
                 return;
             }
-            connection.write("HTTP/1.1 206 Partial Content\r\nContent-Range: bytes 100-199/200\r\n" +
-                             headers);
+            connection.write(
+                "HTTP/1.1 206 Partial Content\r\nContent-Range: bytes 100-199/200\r\n" + headers);
             while (connection.write(chunk)) {
             }
         });

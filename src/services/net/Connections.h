@@ -39,8 +39,7 @@ private:
     static int closed(void *self, curl_socket_t socket) noexcept;
 
     std::vector<pollfd> sockets_; // declared before the handle, which closes them
-    std::unique_ptr<CURLM, CURLMcode (*)(CURLM *)> handle_{curl_multi_init(),
-                                                           &curl_multi_cleanup};
+    std::unique_ptr<CURLM, CURLMcode (*)(CURLM *)> handle_{curl_multi_init(), &curl_multi_cleanup};
 };
 
 } // namespace brindle

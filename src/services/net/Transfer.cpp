@@ -313,8 +313,8 @@ private:
     /// Waits for the network, a cancellation, or that long.
     void poll(Milliseconds longest)
     {
-        check(curl_multi_poll(connections_->handle(), nullptr, 0,
-                              static_cast<int>(longest.count()), nullptr));
+        check(curl_multi_poll(connections_->handle(), nullptr, 0, static_cast<int>(longest.count()),
+                              nullptr));
     }
 
     /// Waits between attempts.
@@ -391,8 +391,8 @@ private:
             }
         }
         if (status() == statusOk) {
-            validator_ = HttpRules::validator({header("Accept-Ranges"), header("ETag"),
-                                               header("Last-Modified"), header("Date")});
+            validator_ = HttpRules::validator(
+                {header("Accept-Ranges"), header("ETag"), header("Last-Modified"), header("Date")});
             startsAnew_ = true;
             empty(header("Content-Length").toLongLong());
         }
@@ -482,9 +482,8 @@ private:
     {
         if (code == CURLE_OPERATION_TIMEDOUT) {
             const std::chrono::duration<double> seconds = options_.idleTimeout;
-            return TransferError(
-                u"The connection timed out: nothing arrived for %1 seconds."_s.arg(
-                    seconds.count()));
+            return TransferError(u"The connection timed out: nothing arrived for %1 seconds."_s.arg(
+                seconds.count()));
         }
         if (isWebPage(code)) {
             return TransferError(
