@@ -24,7 +24,8 @@ QQuickItem *descendant(QQuickItem *item, const QString &name)
         return item;
     }
     const auto children = item->childItems();
-    for (QQuickItem *const child : children) {
+    // Upper layers first.
+    for (QQuickItem *const child : children | std::views::reverse) {
         if (QQuickItem *const found = descendant(child, name)) {
             return found;
         }
@@ -37,8 +38,7 @@ QQuickItem *descendant(QQuickItem *item, const QString &name)
 QQuickItem *Hand::find(const QString &name)
 {
     const auto windows = QGuiApplication::topLevelWindows();
-    // Sheets and alerts have been made later than what lies below them.
-    for (QWindow *const window : windows | std::views::reverse) {
+    for (QWindow *const window : windows) {
         auto *const quick = qobject_cast<QQuickWindow *>(window);
         if (quick && quick->isVisible()) {
             if (QQuickItem *const found = descendant(quick->contentItem(), name)) {
@@ -51,9 +51,13 @@ QQuickItem *Hand::find(const QString &name)
 
 bool Hand::canPress(const QString &name)
 {
-    QQuickItem *const item = find(name);
-    auto *const guard = item ? item->findChild<QQuickItem *>(QStringLiteral("guard")) : nullptr;
-    return item && item->isEnabled() && (!guard || !guard->isVisible());
+    const QQuickItem *const item = find(name);
+    if (!item || !item->isEnabled()) {
+        return false;
+    }
+    // A guard takes the clicks on the item that it covers.
+    const QQuickItem *const guard = find(QStringLiteral("guard"));
+    return !guard || !guard->contains(guard->mapFromItem(item, item->boundingRect().center()));
 }
 
 bool Hand::press(const QString &name, int clicks)

@@ -11,12 +11,10 @@ namespace brindle {
 class Hand
 {
 public:
-    /// The visible item of that object name in any of the application's windows, the topmost
-    /// first; null when there is none.
+    /// The topmost visible item of that object name; null when there is none.
     static QQuickItem *find(const QString &name);
 
-    /// Whether there is such an item that is enabled, and a click would not be taken for one of a
-    /// double click on what was there before.
+    /// Whether a click would press that item.
     static bool canPress(const QString &name);
 
     /// Clicks the middle of that item, so many times, from the event loop: does not wait for what

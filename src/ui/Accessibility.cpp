@@ -2,23 +2,40 @@
 
 #include <QAccessible>
 #include <QAccessibleObject>
+#include <QGuiApplication>
 #include <QQuickItem>
 #include <QQuickWindow>
+
+#include <utility>
+
+using namespace Qt::StringLiterals;
 
 namespace brindle {
 
 namespace {
 
-/// A progress bar as a screen reader meets it.
-class AccessibleProgress final : public QAccessibleObject, public QAccessibleValueInterface
+/// A property of the item's Accessible attached object.
+QVariant attached(const QObject *item, const char *property)
+{
+    const auto children = item->children();
+    for (const QObject *const child : children) {
+        if (child->inherits("QQuickAccessibleAttached")) {
+            return child->property(property);
+        }
+    }
+    return {};
+}
+
+/// An item, for a screen reader: without children, read-only.
+class AccessibleItem : public QAccessibleObject
 {
 public:
-    explicit AccessibleProgress(QQuickItem *item) : QAccessibleObject(item) {}
+    explicit AccessibleItem(QQuickItem *item) : QAccessibleObject(item) {}
 
     QAccessibleInterface *parent() const override
     {
         for (QQuickItem *above = item()->parentItem(); above; above = above->parentItem()) {
-            // Only items that take part have one.
+            // Only items that take part have an interface.
             if (QAccessibleInterface *const found = QAccessible::queryAccessibleInterface(above)) {
                 return found;
             }
@@ -41,35 +58,52 @@ public:
 
     QString text(QAccessible::Text text) const override
     {
-        if (text == QAccessible::Name) {
-            return item()->property("accessibleName").toString();
-        }
-        if (text == QAccessible::Description) {
-            return item()->property("description").toString();
-        }
-        if (text == QAccessible::Value && !isIndeterminate()) {
-            return QStringLiteral("%1 %").arg(qRound(currentValue().toDouble() * 100));
-        }
-        return {};
+        return text == QAccessible::Name          ? attached(item(), "name").toString()
+               : text == QAccessible::Description ? attached(item(), "description").toString()
+                                                  : QString();
     }
 
-    QAccessible::Role role() const override { return QAccessible::ProgressBar; }
+    QAccessible::Role role() const override
+    {
+        return static_cast<QAccessible::Role>(attached(item(), "role").toInt());
+    }
 
     QAccessible::State state() const override
     {
         QAccessible::State state;
-        state.readOnly = true;
         state.invisible = !item()->isVisible() || !window() || !window()->isVisible();
+        return state;
+    }
+
+protected:
+    QQuickItem *item() const { return static_cast<QQuickItem *>(object()); }
+};
+
+class AccessibleProgress final : public AccessibleItem, public QAccessibleValueInterface
+{
+public:
+    using AccessibleItem::AccessibleItem;
+
+    QString text(QAccessible::Text text) const override
+    {
+        if (text == QAccessible::Value && !isIndeterminate()) {
+            return u"%1 %"_s.arg(qRound(currentValue().toDouble() * 100));
+        }
+        return AccessibleItem::text(text);
+    }
+
+    QAccessible::State state() const override
+    {
+        QAccessible::State state = AccessibleItem::state();
+        state.readOnly = true;
         state.busy = isIndeterminate();
         return state;
     }
 
     void *interface_cast(QAccessible::InterfaceType type) override
     {
-        if (type == QAccessible::ValueInterface) {
-            return static_cast<QAccessibleValueInterface *>(this);
-        }
-        return QAccessibleObject::interface_cast(type);
+        return type == QAccessible::ValueInterface ? static_cast<QAccessibleValueInterface *>(this)
+                                                   : AccessibleItem::interface_cast(type);
     }
 
     QVariant currentValue() const override { return item()->property("value"); }
@@ -79,15 +113,81 @@ public:
     QVariant minimumStepSize() const override { return 0.0; }
 
 private:
-    QQuickItem *item() const { return static_cast<QQuickItem *>(object()); }
     bool isIndeterminate() const { return item()->property("indeterminate").toBool(); }
 };
 
-QAccessibleInterface *makeProgress(const QString &className, QObject *object)
+/// The window's content or a sheet's. It has children only while no modal layer covers it.
+class AccessibleLayer final : public AccessibleItem
+{
+public:
+    using AccessibleItem::AccessibleItem;
+
+    QAccessibleInterface *child(int index) const override { return children().value(index); }
+    int childCount() const override { return static_cast<int>(children().size()); }
+    int indexOfChild(const QAccessibleInterface *child) const override
+    {
+        return static_cast<int>(children().indexOf(child));
+    }
+
+    QAccessible::State state() const override
+    {
+        QAccessible::State state = AccessibleItem::state();
+        state.modal = role() != QAccessible::Pane;
+        return state;
+    }
+
+private:
+    QList<QAccessibleInterface *> children() const
+    {
+        QList<QAccessibleInterface *> found;
+        if (!isCovered()) {
+            collect(item(), &found);
+        }
+        return found;
+    }
+
+    static void collect(const QQuickItem *item, QList<QAccessibleInterface *> *found)
+    {
+        const auto below = item->childItems();
+        for (QQuickItem *const child : below) {
+            auto *const interface = QAccessible::queryAccessibleInterface(child);
+            if (!interface) {
+                collect(child, found);
+            } else if (!interface->state().invisible) {
+                found->append(interface);
+            }
+        }
+    }
+
+    bool isCovered() const
+    {
+        const QQuickItem *top = nullptr;
+        const auto layers = item()->window() ? item()->window()->contentItem()->childItems()
+                                             : QList<QQuickItem *>();
+        for (const QQuickItem *const layer : layers) {
+            const auto popups =
+                layer->inherits("QQuickOverlay") ? layer->childItems() : QList<QQuickItem *>();
+            for (const QQuickItem *const popup : popups) {
+                if (popup->inherits("QQuickPopupItem") && popup->isVisible() &&
+                    (!top || popup->z() >= top->z())) {
+                    top = popup;
+                }
+            }
+        }
+        return top && !top->isAncestorOf(item());
+    }
+};
+
+QAccessibleInterface *makeInterface(const QString &className, QObject *object)
 {
     auto *const item = qobject_cast<QQuickItem *>(object);
-    return item && className == QStringLiteral("QQuickProgressBar") ? new AccessibleProgress(item)
-                                                                    : nullptr;
+    if (item && className == u"QQuickProgressBar") {
+        return new AccessibleProgress(item);
+    }
+    if (item && className == u"QQuickFocusScope" && attached(item, "role").isValid()) {
+        return new AccessibleLayer(item);
+    }
+    return nullptr;
 }
 
 void tell(QObject *item)
@@ -109,9 +209,25 @@ void tell(QObject *item)
 
 } // namespace
 
+Accessibility::Accessibility(QObject *parent) : QObject(parent)
+{
+    qGuiApp->installEventFilter(this);
+}
+
+bool Accessibility::eventFilter(QObject *watched, QEvent *event)
+{
+    const bool isKey = event->type() == QEvent::KeyPress;
+    if ((isKey || event->type() == QEvent::MouseButtonPress ||
+         event->type() == QEvent::TouchBegin) &&
+        std::exchange(keyboard_, isKey) != isKey) {
+        Q_EMIT keyboardChanged();
+    }
+    return QObject::eventFilter(watched, event);
+}
+
 void Accessibility::install()
 {
-    QAccessible::installFactory(&makeProgress);
+    QAccessible::installFactory(&makeInterface);
 }
 
 void Accessibility::announce(QObject *item)

@@ -6,27 +6,36 @@
 
 namespace brindle {
 
-/// Tells screen readers what Qt Quick does not tell them by itself. Main thread only.
+/// Tells screen readers more than Qt Quick does by itself. Main thread only.
 class Accessibility : public QObject
 {
     Q_OBJECT
     QML_ELEMENT
     QML_SINGLETON
+    /// Whether the player's last press was on the keyboard.
+    Q_PROPERTY(bool keyboard READ isKeyboard NOTIFY keyboardChanged)
 
 public:
-    using QObject::QObject;
+    explicit Accessibility(QObject *parent = nullptr);
 
-    /// From now on progress bars have a value: Qt Quick (6.4) knows values of sliders and the like
-    /// only. The bars' items have the properties "value" (0 to 1), "indeterminate",
-    /// "accessibleName" and "description".
+    /// Adds to what Qt Quick (6.4) reports: the value of progress bars, and that content below a
+    /// modal layer is out of reach.
     static void install();
 
-    /// Announces the accessible name and description of an item in the role of a notification, for
-    /// a change that happens away from the focus: once, after all that changes together has
-    /// changed.
+    bool isKeyboard() const { return keyboard_; }
+
+    /// Announces the accessible name and description of an item in the role of a notification.
+    /// Several calls in one turn of the event loop are one announcement.
     Q_INVOKABLE void announce(QObject *item);
 
+Q_SIGNALS:
+    void keyboardChanged();
+
+protected:
+    bool eventFilter(QObject *watched, QEvent *event) override;
+
 private:
+    bool keyboard_ = false;
     QPointer<QObject> next_;
 };
 

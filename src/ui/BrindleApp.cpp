@@ -132,15 +132,6 @@ BrindleApp::BrindleApp(std::shared_ptr<QuickDesktop> desktop)
     desktop_->setWindow(&engine_, window_.get());
     // Behind the first frame, which nobody shall wait for longer.
     QTimer::singleShot(0, this, [] { QGuiApplication::setWindowIcon(windowIcon()); });
-    // Not at once: the window is still being closed, and the question comes after it.
-    connect(
-        window_.get(), &QWindow::visibleChanged, this,
-        [this](bool visible) {
-            if (!visible && !window_->isVisible()) {
-                windowClosed();
-            }
-        },
-        Qt::QueuedConnection);
     // The Dock's way to ask for the window.
     connect(qGuiApp, &QGuiApplication::applicationStateChanged, this,
             [this](Qt::ApplicationState state) {
@@ -167,10 +158,7 @@ void BrindleApp::open(const QByteArray &activationToken, const QByteArray &start
     if (!startupId.isEmpty()) {
         obeyStartupId(startupId);
     }
-    window_->setWindowStates(window_->windowStates() & ~Qt::WindowMinimized);
-    window_->show();
-    window_->raise();
-    window_->requestActivate();
+    QuickDesktop::bringToFront(*window_);
 }
 
 void BrindleApp::requestQuit()
@@ -202,6 +190,12 @@ bool BrindleApp::eventFilter(QObject *object, QEvent *event)
     if (event->isInputEvent()) {
         desktop_->noteInput(static_cast<QInputEvent *>(event)->timestamp());
     }
+    if (object == window_.get() && event->type() == QEvent::Close) {
+        // Later, because the question serves events.
+        QMetaObject::invokeMethod(this, &BrindleApp::closeWindow, Qt::QueuedConnection);
+        event->ignore();
+        return true;
+    }
     // The platform's own quit: its menu, its keyboard, the Dock; and a session that is over.
     if (object == qGuiApp && event->type() == QEvent::Quit && !ending_) {
         if (sessionEnds_) {
@@ -221,10 +215,14 @@ bool BrindleApp::confirmQuit()
     return delegate_.applicationShouldTerminate() == AppDelegate::TerminateReply::now;
 }
 
-void BrindleApp::windowClosed()
+/// Asks in the window, still open. The window closes without the process only while something runs.
+void BrindleApp::closeWindow()
 {
-    if (!ending_ && delegate_.applicationShouldTerminateAfterLastWindowClosed()) {
+    if (!asking_ && delegate_.applicationShouldTerminateAfterLastWindowClosed()) {
         requestQuit();
+        if (!ending_ && model_.work()) {
+            window_->hide();
+        }
     }
 }
 

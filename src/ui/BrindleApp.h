@@ -27,9 +27,9 @@ public:
     bool applicationShouldTerminateAfterLastWindowClosed();
 };
 
-/// The application: one window on the process-wide model, and the ways to leave it. Whoever asks
-/// to quit (menu, keyboard, the closed window, the end of the session), the delegate is asked, and
-/// its reply decides. Main thread only.
+/// The application: one window on the process-wide model, and its quit handling. The delegate
+/// decides every request to quit: from a menu, the keyboard, the closed window or the session's
+/// end. Main thread only.
 class BrindleApp : public QObject
 {
     Q_OBJECT
@@ -65,7 +65,7 @@ protected:
 
 private:
     bool confirmQuit();
-    void windowClosed();
+    void closeWindow();
     void reopenWhenIdle();
     void shutDown();
     void commitSession(QSessionManager &manager);
@@ -76,7 +76,7 @@ private:
     QQmlEngine engine_;
     std::unique_ptr<QQuickWindow> window_; // before the engine
     bool asking_ = false;
-    bool sessionEnds_ = false; // the next request to quit is its end
+    bool sessionEnds_ = false; // obey the next request to quit without asking
     bool ending_ = false;
 };
 

@@ -1,30 +1,40 @@
 import QtQuick
 import Brindle
 
-// All of the main window.
+// The content of the main window, and its sheets.
 FocusScope {
     id: root
 
     required property var model
 
-    // The height that shows all of it, also while a game is being downloaded. A failure scrolls.
-    readonly property real wantedHeight: scroller.contentHeight + 80 * Theme.scale
+    // The height that shows everything, also while a game is downloaded.
+    readonly property real wantedHeight: column.height + 48 + Math.max(0, status.workHeight - status.height)
 
     property bool settingsShown: false
     property bool aboutShown: false
     property bool logShown: false
 
     focus: true
+    Accessible.role: Accessible.Pane
+
+    // The last popup to close leaves the focus to the window.
+    Window.onActiveFocusItemChanged: {
+        if (Window.activeFocusItem !== null && Window.activeFocusItem === Window.contentItem)
+            forceActiveFocus(Qt.PopupFocusReason);
+    }
 
     Rectangle {
         anchors.fill: parent
         color: Theme.window
     }
 
-    FocusScroller {
-        id: follower
-        scroller: scroller
+    FocusKeeper {
         home: playArea.playButton
+    }
+
+    component Fade: NumberAnimation {
+        duration: Theme.duration
+        easing.type: Easing.OutCubic
     }
 
     Scroller {
@@ -39,6 +49,11 @@ FocusScope {
             y: 24
             width: scroller.width - 48
             spacing: 14
+            add: Transition { Fade { property: "opacity"; from: 0; to: 1 } }
+            move: Transition {
+                Fade { property: "y" }
+                Fade { property: "opacity"; to: 1 }
+            }
 
             HeroView {
                 objectName: "hero"
@@ -129,25 +144,34 @@ FocusScope {
                 objectName: "failure"
                 width: parent.width
                 model: root.model
-                onVisibleChanged: if (visible) follower.reveal(failure)
+                onVisibleChanged: if (visible) scroller.reveal(failure)
             }
 
+            // As wide as Play, where the texts allow it.
             Row {
+                id: sheetButtons
+                readonly property real each: Math.max((260 - 2 * spacing) / 3, log.implicitWidth, settings.implicitWidth, about.implicitWidth)
                 anchors.horizontalCenter: parent.horizontalCenter
                 spacing: Theme.buttonSpacing
 
                 PlainButton {
+                    id: log
                     objectName: "showLogButton"
+                    width: sheetButtons.each
                     text: "Show log"
                     onClicked: root.logShown = true
                 }
                 PlainButton {
+                    id: settings
                     objectName: "settingsButton"
+                    width: sheetButtons.each
                     text: "Settings"
                     onClicked: root.settingsShown = true
                 }
                 PlainButton {
+                    id: about
                     objectName: "aboutButton"
+                    width: sheetButtons.each
                     text: "About"
                     onClicked: root.aboutShown = true
                 }
@@ -155,12 +179,11 @@ FocusScope {
         }
     }
 
-    // The sheets' contents are made elsewhere, and see this file's names all the same.
+    // The sheets create their views elsewhere, which still see the names here.
     // qmllint disable unqualified
     Sheet {
         objectName: "settingsSheet"
-        shown: root.settingsShown
-        title: "Settings"
+        visible: root.settingsShown
         onDismissed: root.settingsShown = false
         content: SettingsView {
             model: root.model
@@ -169,8 +192,7 @@ FocusScope {
     }
     Sheet {
         objectName: "aboutSheet"
-        shown: root.aboutShown
-        title: "About Brindle"
+        visible: root.aboutShown
         onDismissed: root.aboutShown = false
         content: AboutView {
             model: root.model
@@ -179,8 +201,7 @@ FocusScope {
     }
     Sheet {
         objectName: "logSheet"
-        shown: root.logShown
-        title: "Log"
+        visible: root.logShown
         onDismissed: root.logShown = false
         content: LogView {
             model: root.model
@@ -188,10 +209,13 @@ FocusScope {
             onDismissed: root.logShown = false
         }
     }
+
     // qmllint enable unqualified
 
     Shortcut {
         sequences: ["Ctrl+Q"]
+        context: Qt.ApplicationShortcut
+        autoRepeat: false
         onActivated: root.model.quit()
     }
 }

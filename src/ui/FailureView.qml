@@ -1,7 +1,7 @@
 import QtQuick
 import Brindle
 
-// The last failure, and what the log said about it. Nothing while there is none.
+// The last failure and the end of its log. Hidden while there is none.
 SmoothRectangle {
     id: view
 
@@ -32,39 +32,30 @@ SmoothRectangle {
         }
         TextPane {
             id: pane
+
+            // The last line of the text that the player has seen.
+            property real seenY: 0
+
+            // The last lines say what went wrong.
+            function followEnd(anyway) {
+                const follows = anyway || scroller.contentY >= seenY - 1;
+                seenY = Math.max(0, scroller.contentHeight - scroller.height);
+                if (follows)
+                    scroller.contentY = seenY;
+            }
+
             objectName: "failureText"
             width: parent.width
             height: 140
             label: "Last lines of the log"
             text: view.model.failureText
+            edit.onTextChanged: followEnd(true)
+            scroller.onContentHeightChanged: followEnd(false)
         }
-        PlainButton {
+        CopyButton {
             objectName: "copyFailureButton"
-            text: "Copy"
-            Accessible.name: "Copy the failure"
+            what: "failure"
             onClicked: view.model.copyFailure()
         }
-    }
-
-    // The last lines tell what went wrong: they are seen first, and stay until the player scrolls.
-    QtObject {
-        id: end
-
-        property real y: 0
-
-        function follow(anyway) {
-            const wasSeen = anyway || pane.scroller.contentY >= y;
-            y = Math.max(0, pane.scroller.contentHeight - pane.scroller.height);
-            if (wasSeen)
-                pane.scroller.contentY = y;
-        }
-    }
-    Connections {
-        target: pane.edit
-        function onTextChanged() { end.follow(true); }
-    }
-    Connections {
-        target: pane.scroller
-        function onContentHeightChanged() { end.follow(false); }
     }
 }

@@ -1,15 +1,17 @@
 import QtQuick
 import Brindle
 
-// Lies around its parent, with a gap, and shows that the keyboard's focus is there.
+// Shows, around its parent, that the keyboard's next press goes to the control.
 SmoothRectangle {
-    required property bool shown
+    required property Item target
     property real parentRadius: Theme.buttonRadius
+    // Outside the parent; negative for a ring inside it.
+    property real gap: 3
 
     anchors.fill: parent
-    anchors.margins: -4
-    radius: parentRadius + 4
+    anchors.margins: -gap
+    radius: parentRadius + gap
     borderColor: Theme.accentLine
     borderWidth: 2
-    visible: shown
+    visible: target.activeFocus && Accessibility.keyboard
 }

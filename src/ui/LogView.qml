@@ -5,18 +5,21 @@ import Brindle
 SheetView {
     id: view
 
+    required property var model
     required property var log
-    defaultButton: closeButton
     readonly property alias pane: pane
 
+    title: "Log"
+    defaultButton: closeButton
     implicitWidth: 600
     implicitHeight: 420
+    Keys.forwardTo: [pane.scroller]
 
     Label {
         id: heading
         x: 16
         y: 16
-        content: "Log"
+        content: view.title
         font: Theme.headline
         Accessible.role: Accessible.Heading
     }
@@ -42,14 +45,13 @@ SheetView {
         scroller: pane.scroller
     }
 
-    PlainButton {
+    CopyButton {
         id: copyButton
         objectName: "copyLogButton"
         anchors.left: parent.left
         anchors.bottom: parent.bottom
         anchors.margins: 16
-        text: "Copy"
-        Accessible.name: "Copy the log"
+        what: "log"
         onClicked: view.model.copyLog()
     }
     ProminentButton {

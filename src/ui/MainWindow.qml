@@ -6,19 +6,25 @@ Window {
     id: window
 
     required property var model
-    // What the screen has for a window, without its frame.
+    // The screen's room for a window, without the window's frame.
     property size room: Qt.size(Math.min(Screen.width, Screen.desktopAvailableWidth),
                                 Math.min(Screen.height, Screen.desktopAvailableHeight) - 40)
+    // The height set here. Any other is the player's or the desktop's.
+    property int ownHeight: 0
+
+    function fit() {
+        ownHeight = Math.max(minimumHeight, Math.min(content.wantedHeight, room.height));
+        height = ownHeight;
+    }
 
     title: "Brindle"
     minimumWidth: 560
     minimumHeight: 640
     color: Theme.window
 
-    // The first size; from then on it is the player's.
     Component.onCompleted: {
-        width = Math.max(minimumWidth, Math.min(600, room.width));
-        height = Math.max(minimumHeight, Math.min(Math.max(720, content.wantedHeight), room.height));
+        width = Math.max(minimumWidth, Math.min(640, room.width));
+        fit();
     }
 
     ContentView {
@@ -26,10 +32,13 @@ Window {
         objectName: "content"
         anchors.fill: parent
         model: window.model
+        // Makes room for a failure, unless the player has chosen a size.
+        onWantedHeightChanged: if (window.height === window.ownHeight && wantedHeight > window.height) window.fit()
     }
 
     Shortcut {
         sequences: ["Ctrl+W"]
+        autoRepeat: false
         onActivated: window.close()
     }
 }

@@ -2,20 +2,24 @@ import QtQuick
 import QtQuick.Templates as T
 import Brindle
 
-// A button of the quiet kind. A text that is wider than the button wraps, and the button grows.
+// A quiet button. A text wider than the button wraps, and the button grows.
 T.Button {
     id: control
 
-    // Takes away what can't be had back at once.
+    // It removes something for good.
     property bool destructive: false
+    // It ends what runs.
+    property bool ending: false
+    // It looks pressed while it is disabled.
+    property bool held: false
     property real radius: Theme.buttonRadius
-    property color ink: !enabled ? Theme.textOff : destructive ? Theme.errorText : Theme.text
-    property color fill: !enabled ? "transparent" : down ? Theme.faceDown : hovered ? Theme.faceHover : Theme.face
-    property color edge: !enabled ? Theme.hairline : destructive ? Theme.errorText : Theme.faceEdge
+    property int alignment: Text.AlignHCenter
+    property color ink: !enabled && !held ? Theme.textOff : destructive ? Theme.errorText : Theme.text
+    property color fill: held || down ? Theme.faceDown : !enabled ? Theme.faceOff : hovered ? Theme.faceHover : Theme.face
 
     implicitWidth: Math.ceil(Math.max(implicitContentWidth + leftPadding + rightPadding, Theme.buttonHeight * 2))
     implicitHeight: Math.ceil(Math.max(implicitContentHeight + 8, Theme.buttonHeight))
-    horizontalPadding: 14
+    horizontalPadding: 12
     verticalPadding: 2
     font: Theme.body
     focusPolicy: Qt.StrongFocus
@@ -23,10 +27,12 @@ T.Button {
 
     Accessible.role: Accessible.Button
     Accessible.name: DisplayText.of(text)
-    // Qt 6.4 tells screen readers of no disabled state.
+    // Qt 6.4 does not report the disabled state.
     Accessible.description: enabled ? "" : "Not available now"
     Accessible.onPressAction: if (enabled) clicked()
 
+    // A key held down is one press.
+    Keys.onSpacePressed: event => event.accepted = event.isAutoRepeat
     Keys.onReturnPressed: event => { if (!event.isAutoRepeat) clicked() }
     Keys.onEnterPressed: event => { if (!event.isAutoRepeat) clicked() }
 
@@ -34,7 +40,7 @@ T.Button {
         content: control.text
         font: control.font
         color: control.ink
-        horizontalAlignment: Text.AlignHCenter
+        horizontalAlignment: control.alignment
         verticalAlignment: Text.AlignVCenter
         Accessible.ignored: true
     }
@@ -42,11 +48,9 @@ T.Button {
     background: SmoothRectangle {
         radius: control.radius
         color: control.fill
-        borderColor: control.edge
-        borderWidth: 1
 
         FocusRing {
-            shown: control.visualFocus
+            target: control
             parentRadius: control.radius
         }
     }

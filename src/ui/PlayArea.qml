@@ -1,7 +1,7 @@
 import QtQuick
 import Brindle
 
-// The button that it is all about.
+// Play, or Stop while a game runs.
 Column {
     id: area
 
@@ -19,6 +19,7 @@ Column {
         radius: 9
         text: "Stop"
         font: Theme.title2
+        ending: true
         onClicked: area.model.stop()
 
         DoubleClickGuard {}
@@ -37,8 +38,6 @@ Column {
         text: "Play"
         symbol: "play"
         font: Theme.title
-        // A key that is held down is one press, also when the button is back before it is let go.
-        Keys.onSpacePressed: event => event.accepted = event.isAutoRepeat
         onClicked: area.model.play()
 
         DoubleClickGuard {}

@@ -8,9 +8,9 @@ PlainButton {
     // A drawing before the text.
     property string symbol
 
-    ink: enabled ? Theme.accentText : Theme.accentOffText
-    fill: !enabled ? Theme.accentOff : down || hovered ? Theme.accentDown : Theme.accent
-    edge: "transparent"
+    ink: enabled ? Theme.accentText : Theme.textOff
+    fill: !enabled ? Theme.faceOff : down ? Theme.accentDown : hovered ? Theme.accentHover : Theme.accent
+    horizontalPadding: 14
 
     contentItem: Item {
         implicitWidth: children[0].implicitWidth

@@ -10,10 +10,13 @@
 #include <QFileInfo>
 #include <QGuiApplication>
 #include <QQmlComponent>
+#include <QQuickItem>
 #include <QStandardPaths>
 #include <qpa/qplatformnativeinterface.h>
 
 #include <algorithm>
+
+using namespace Qt::StringLiterals;
 
 namespace brindle {
 
@@ -88,14 +91,13 @@ void *surfaceOf(QWindow *window)
 QuickDesktop::QuickDesktop(QList<Platform::Command> reveal, QString fileManager)
     : reveal_(std::move(reveal)), fileManager_(std::move(fileManager))
 {
-    QObject::connect(qGuiApp, &QCoreApplication::aboutToQuit, &context_, [this] { dismissAlert(); });
+    QObject::connect(qGuiApp, &QCoreApplication::aboutToQuit, this, [this] { dismissAlert(); });
 }
 
 void QuickDesktop::setWindow(QQmlEngine *engine, QQuickWindow *window)
 {
-    if (alert_ && !engine) {
+    if (!engine) {
         dismissAlert();
-        finishAlert();
     }
     engine_ = engine;
     window_ = window;
@@ -128,46 +130,32 @@ QCoro::Task<int> QuickDesktop::runAlert(Alert alert)
 void QuickDesktop::showNextAlert()
 {
     const Alert &alert = questions_.first().alert;
-    QQmlComponent component(
-        engine_, QUrl(QStringLiteral("qrc:/qt-project.org/imports/Brindle/AlertWindow.qml")));
-    QObject *const object =
-        component.createWithInitialProperties({{QStringLiteral("message"), alert.message},
-                                               {QStringLiteral("informativeText"),
-                                                alert.informativeText},
-                                               {QStringLiteral("buttons"), alert.buttons}});
-    alert_.reset(qobject_cast<QQuickWindow *>(object));
+    QQmlComponent component(engine_,
+                            QUrl(u"qrc:/qt-project.org/imports/Brindle/AlertView.qml"_s));
+    alert_ = component.createWithInitialProperties(
+        {{u"parent"_s, QVariant::fromValue(window_->contentItem())},
+         {u"message"_s, alert.message},
+         {u"informativeText"_s, alert.informativeText},
+         {u"buttons"_s, alert.buttons},
+         {u"unprompted"_s, alert.unprompted}});
     Q_ASSERT_X(alert_, "QuickDesktop", qPrintable(component.errorString()));
-    // An answer closes it. Queued, as the window is deleted then.
-    QObject::connect(
-        alert_.get(), &QWindow::visibleChanged, &context_,
-        [this, shown = alert_.get()](bool visible) {
-            if (!visible && shown == alert_.get()) {
-                finishAlert();
-            }
-        },
-        Qt::QueuedConnection);
-    if (window_ && window_->isVisible()) {
-        // Over whatever sheet is open on the window.
-        QWindow *below = window_;
-        QWindow *const focused = QGuiApplication::focusWindow();
-        for (QWindow *window = focused; window; window = window->transientParent()) {
-            if (window == window_) {
-                below = focused;
-            }
-        }
-        alert_->setTransientParent(below);
-        const QRect place = window_->geometry();
-        alert_->setPosition(place.center() - QPoint(alert_->width() / 2, alert_->height() / 2));
+    connect(alert_, SIGNAL(answered(int)), SLOT(answer(int)));
+    // After its exit transition.
+    connect(alert_, SIGNAL(closed()), alert_, SLOT(deleteLater()));
+    const bool hasKeyboard = QGuiApplication::focusWindow() == window_;
+    if (!window_->isVisible() || (!hasKeyboard && !alert.unprompted)) {
+        bringToFront(*window_);
     }
-    alert_->show();
-    alert_->requestActivate();
 }
 
-void QuickDesktop::finishAlert()
+void QuickDesktop::answer(int button)
 {
+    if (sender() != alert_) {
+        return; // answered before, and on its way out
+    }
     const Question question = questions_.takeFirst();
-    question.answer.resume(alert_->property("answer").toInt());
-    alert_.reset();
+    question.answer.resume(button);
+    QMetaObject::invokeMethod(std::exchange(alert_, nullptr), "close");
     if (!questions_.isEmpty()) {
         showNextAlert();
     }
@@ -175,13 +163,21 @@ void QuickDesktop::finishAlert()
 
 void QuickDesktop::dismissAlert()
 {
-    while (questions_.size() > (alert_ ? 1 : 0)) {
-        const Question question = questions_.takeLast();
+    for (const Question &question : std::as_const(questions_)) {
         question.answer.resume(static_cast<int>(question.alert.buttons.size()) - 1);
     }
+    questions_.clear();
     if (alert_) {
-        alert_->close();
+        QMetaObject::invokeMethod(std::exchange(alert_, nullptr), "close");
     }
+}
+
+void QuickDesktop::bringToFront(QWindow &window)
+{
+    window.setWindowStates(window.windowStates() & ~Qt::WindowMinimized);
+    window.show();
+    window.raise();
+    window.requestActivate();
 }
 
 void QuickDesktop::reveal(const QString &path)
@@ -218,9 +214,7 @@ QCoro::Task<QMap<QString, QString>> QuickDesktop::startPermission(std::stop_toke
                      QString::number(lastInput_));
     }
     if (tokens_) {
-        // Of several windows, the one that the player is in.
-        QWindow *const focused = QGuiApplication::focusWindow();
-        void *const surface = surfaceOf(focused ? focused : window_);
+        void *const surface = surfaceOf(window_);
         std::stop_source waited;
         const auto request = tokens_->ask(surface, [&](const QByteArray &token) {
             if (!token.isEmpty()) {

@@ -13,20 +13,21 @@
 
 namespace brindle {
 
-/// The user's desktop: alerts in windows of ours, the system's file browser and its clipboard.
-class QuickDesktop final : public Desktop
+/// The user's desktop: alerts over the launcher's window, the system's file browser and clipboard.
+class QuickDesktop final : public QObject, public Desktop
 {
+    Q_OBJECT
+
 public:
     /// @param reveal how to show a path in the file browser, in the order to try.
     /// @param fileManager the service that is asked before; may be empty.
     explicit QuickDesktop(QList<Platform::Command> reveal, QString fileManager = {});
 
-    /// From now on alerts are shown over `window` while it is visible, and else by themselves.
-    /// Without an engine there are no alerts. Neither is owned.
+    /// Shows alerts over `window` from now on. Without an engine there are none. Owns neither.
     void setWindow(QQmlEngine *engine, QQuickWindow *window);
 
-    /// As promised by Desktop. Closing the alert, Escape, and the application's end press the last
-    /// button.
+    /// As promised by Desktop. Escape and the application's end press the last button. A hidden
+    /// window is shown for the alert, and comes to the front unless the alert is unprompted.
     QCoro::Task<int> runAlert(Alert alert) override;
     /// Presses the last button of every alert that is shown or waits.
     void dismissAlert();
@@ -41,11 +42,15 @@ public:
 
     /// Whether something that `reveal` started still runs.
     bool isRevealing() const { return *revealing_ > 0; }
-    /// The alert that is shown now; null otherwise.
-    QQuickWindow *alertWindow() const
-    {
-        return alert_ && alert_->isVisible() ? alert_.get() : nullptr;
-    }
+    /// The alert that is shown now, an AlertView; null otherwise.
+    QObject *alert() const { return alert_; }
+
+    /// Shows the window in front, with the keyboard.
+    static void bringToFront(QWindow &window);
+
+private Q_SLOTS:
+    // By AlertView.
+    void answer(int button);
 
 private:
     struct Question
@@ -54,7 +59,6 @@ private:
         OneShot<int> answer;
     };
     void showNextAlert();
-    void finishAlert();
 
     QList<Platform::Command> reveal_;
     QString fileManager_;
@@ -63,8 +67,7 @@ private:
     QPointer<QQmlEngine> engine_;
     QPointer<QQuickWindow> window_;
     QList<Question> questions_; // the first is shown in `alert_`
-    std::unique_ptr<QQuickWindow> alert_;
-    QObject context_; // of what the alert's window announces
+    QPointer<QObject> alert_;   // an AlertView
     std::unique_ptr<ActivationTokens> tokens_; // under Wayland, as long as there is a window
     quint64 lastInput_ = 0;
     int starts_ = 0;

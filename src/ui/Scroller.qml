@@ -2,34 +2,76 @@ import QtQuick
 import QtQuick.Templates as T
 import Brindle
 
-// Something that scrolls up and down: by wheel, touch, scroll bar and keyboard.
+// Scrolls up and down by wheel, touch, scroll bar and keyboard, and to the focused control.
 Flickable {
     id: scroller
 
-    property bool keyboard: true
+    property bool followsFocus: true
+    // The height of a text's line, to which a text snaps. 0 for other content.
+    property real line: 0
+    readonly property real lastY: Math.max(0, contentHeight - height)
+
+    readonly property Item focused: followsFocus ? Window.activeFocusItem : null
+    // Shown with the next frame, when every item has its position.
+    property Item revealed: null
+
+    function scrollTo(y) {
+        contentY = Math.max(0, Math.min(lastY, line > 0 ? Math.round(y / line) * line : y));
+    }
+
+    function reveal(item: Item) {
+        revealed = item;
+        Window.window.update();
+    }
+
+    // Shows the whole item, or the whole scrolled part that it lies in.
+    function show(item: Item) {
+        const margin = 12;
+        let seen = item;
+        let above = item?.parent ?? null;
+        for (; above && above !== contentItem; above = above.parent) {
+            if (above.clip)
+                seen = above;
+        }
+        if (above) {
+            const top = seen.mapToItem(contentItem, 0, 0).y - margin;
+            scrollTo(Math.min(Math.max(contentY, top + seen.height + 2 * margin - height), top));
+        }
+    }
+
+    onFocusedChanged: show(focused)
+
+    Connections {
+        target: scroller.revealed ? scroller.Window.window : null
+        function onAfterAnimating() {
+            scroller.show(scroller.revealed);
+            scroller.revealed = null;
+        }
+    }
 
     contentWidth: width
     boundsBehavior: Flickable.StopAtBounds
     // A mouse drags nothing.
     interactive: !mouse.active
     clip: true
+    onMovementEnded: if (line > 0 && contentY < lastY) scrollTo(contentY)
 
-    Keys.enabled: keyboard && contentHeight > height
-    Keys.onUpPressed: contentY = Math.max(0, contentY - 40)
-    Keys.onDownPressed: contentY = Math.min(contentHeight - height, contentY + 40)
+    Keys.enabled: contentHeight > height
+    Keys.onUpPressed: scrollTo(contentY - (3 * line || 40))
+    Keys.onDownPressed: scrollTo(contentY + (3 * line || 40))
     Keys.onPressed: event => {
         const pages = {
-            [Qt.Key_PageUp]: contentY - height,
-            [Qt.Key_PageDown]: contentY + height,
+            [Qt.Key_PageUp]: contentY - height + line,
+            [Qt.Key_PageDown]: contentY + height - line,
             [Qt.Key_Home]: 0,
             [Qt.Key_End]: contentHeight
         };
         event.accepted = event.key in pages;
         if (event.accepted)
-            contentY = Math.max(0, Math.min(contentHeight - height, pages[event.key]));
+            scrollTo(pages[event.key]);
     }
 
-    // There is none while all of it is seen.
+    // Hidden while everything is in sight.
     T.ScrollBar.vertical: T.ScrollBar {
         id: bar
 
@@ -49,7 +91,7 @@ Flickable {
         }
     }
 
-    // On top, or it would not see what a button takes.
+    // On top, because buttons keep the events that they handle.
     Item {
         parent: scroller
         anchors.fill: parent

@@ -4,7 +4,7 @@ import QtQuick
 import QtQuick.Templates as T
 import Brindle
 
-// One of a few, all of them in sight: in one row, or in several where one has no room for them.
+// Chooses one of a few options, in one row or, where that has no room, in several.
 Column {
     id: picker
 
@@ -13,7 +13,7 @@ Column {
     required property int current
     signal picked(int index)
 
-    // What one row takes.
+    // The width of all options in one row.
     readonly property real naturalWidth: Math.ceil(natural.width + options.length * track.least + 2 * track.inset)
 
     function choose(index) {
@@ -44,17 +44,15 @@ Column {
         id: track
 
         readonly property real inset: 2
-        // The least that a segment is wider than its text.
+        // A segment's smallest padding, both sides together.
         readonly property real least: 12
-        // What is left over when every segment is as wide as its text.
+        // The padding that fills the row.
         readonly property real spare: (width - 2 * inset - natural.width) / picker.options.length
 
         width: picker.width
         height: flow.height + 2 * inset
         radius: Theme.buttonRadius + inset
         color: Theme.track
-        borderColor: Theme.faceEdge
-        borderWidth: 1
 
         Row {
             id: natural
@@ -72,7 +70,7 @@ Column {
             id: flow
             x: track.inset
             y: track.inset
-            // All that is spare has been given away: nothing may wrap for want of a fraction.
+            // Nothing may wrap because of a rounded fraction.
             width: parent.width - 2 * track.inset + 0.5
 
             Repeater {
@@ -89,12 +87,12 @@ Column {
                     objectName: "segment " + modelData
                     width: implicitContentWidth + Math.max(track.spare, track.least)
                     height: Theme.buttonHeight
-                    // Its focus ring lies over the neighbours.
-                    z: visualFocus ? 1 : 0
+                    // Its focus ring covers the neighbours.
+                    z: activeFocus ? 1 : 0
                     text: modelData
-                    // What screen readers are told.
-                    checked: current
-                    // One stop for the Tab key; the arrows move on from there.
+                    hoverEnabled: true
+                    checked: current // for screen readers
+                    // One stop for the Tab key. The arrows move on from there.
                     focusPolicy: current ? Qt.StrongFocus : Qt.ClickFocus
                     onClicked: picker.picked(index)
                     Keys.onRightPressed: picker.choose(index + 1)
@@ -105,18 +103,19 @@ Column {
 
                     contentItem: Choice {
                         content: segment.text
-                        color: segment.current ? Theme.text : Theme.secondary
+                        color: segment.current || segment.hovered ? Theme.text : Theme.secondary
                         horizontalAlignment: Text.AlignHCenter
                         verticalAlignment: Text.AlignVCenter
                     }
 
                     background: SmoothRectangle {
                         radius: Theme.buttonRadius
-                        color: segment.current ? Theme.chosen : "transparent"
-                        borderColor: segment.current ? Theme.accentLine : "transparent"
-                        borderWidth: 1.5
+                        color: segment.down && segment.current ? Theme.chosenDown : segment.current ? Theme.chosen
+                            : segment.down ? Theme.faceDown : segment.hovered ? Theme.face : "transparent"
+                        borderColor: segment.current ? Theme.chosenEdge : "transparent"
+                        borderWidth: 1
 
-                        FocusRing { shown: segment.visualFocus }
+                        FocusRing { target: segment }
                     }
                 }
             }

@@ -1,15 +1,17 @@
 import QtQuick
 import Brindle
 
-// How the game is started, and what can be done about what has been downloaded.
-SheetView {
+// How the game is started, and the upkeep of the downloaded files.
+SheetColumn {
     id: view
 
-    defaultButton: doneRow.button
+    required property var model
 
-    // Wider only where the desktop's font makes the resolutions so.
-    implicitWidth: Math.max(420, resolutions.naturalWidth + 2 * body.padding)
-    implicitHeight: body.implicitHeight
+    title: "Settings"
+    defaultButton: doneRow.button
+    spacing: 12
+    // Wider only where the desktop's font makes the resolutions wider.
+    implicitWidth: Math.max(420, resolutions.naturalWidth + 2 * padding)
 
     // The size follows a running download. An earlier measurement that still runs is not repeated.
     Timer {
@@ -20,64 +22,81 @@ SheetView {
         onTriggered: view.model.measureStorage()
     }
 
-    SheetColumn {
-        id: body
-        width: view.width
-        height: view.height
-        spacing: 12
+    component UpkeepRow: PlainButton {
+        width: parent.width
+        implicitHeight: Math.ceil(Math.max(implicitContentHeight + 12, Theme.buttonHeight + 6))
+        radius: Theme.boxRadius - 3
+        alignment: Text.AlignLeft
+        fill: destructive ? down ? Theme.dangerDown : hovered ? Theme.dangerHover : "transparent"
+                          : down ? Theme.faceDown : hovered ? Theme.face : "transparent"
+    }
+    component RowDivider: Divider {
+        x: 12
+        width: parent.width - 24
+        objectName: ""
+    }
 
-        Label {
-            width: parent.width
-            content: "Settings"
-            font: Theme.title2
-            Accessible.role: Accessible.Heading
-        }
-        SegmentedPicker {
-            objectName: "windowPicker"
-            width: parent.width
-            label: "Window"
-            options: ["Windowed", "Fullscreen"]
-            current: view.model.fullscreen ? 1 : 0
-            onPicked: index => view.model.fullscreen = index === 1
-        }
-        SegmentedPicker {
-            id: resolutions
-            objectName: "resolutionPicker"
-            width: parent.width
-            label: "Resolution"
-            options: view.model.resolutionLabels
-            current: view.model.resolution
-            onPicked: index => view.model.resolution = index
-        }
+    Label {
+        width: parent.width
+        content: view.title
+        font: Theme.title2
+        Accessible.role: Accessible.Heading
+    }
+    SegmentedPicker {
+        objectName: "windowPicker"
+        width: parent.width
+        label: "Window"
+        options: ["Windowed", "Fullscreen"]
+        current: view.model.fullscreen ? 1 : 0
+        onPicked: index => view.model.fullscreen = index === 1
+    }
+    SegmentedPicker {
+        id: resolutions
+        objectName: "resolutionPicker"
+        width: parent.width
+        label: "Resolution"
+        options: view.model.resolutionLabels
+        current: view.model.resolution
+        onPicked: index => view.model.resolution = index
+    }
 
-        Divider {}
+    Divider {}
+
+    SmoothRectangle {
+        objectName: "upkeep"
+        width: parent.width
+        height: rows.height + 6
+        radius: Theme.boxRadius
+        color: Theme.box
 
         Column {
-            width: parent.width
-            spacing: body.spacing
+            id: rows
+            x: 3
+            y: 3
+            width: parent.width - 6
+            spacing: 2
             enabled: view.model.canPlay
 
-            PlainButton {
+            UpkeepRow {
                 objectName: "updateButton"
-                width: parent.width
                 text: "Update the game (download again, keep saves)"
                 onClicked: {
                     view.model.updateGame();
                     view.dismissed();
                 }
             }
-            PlainButton {
+            RowDivider {}
+            UpkeepRow {
                 objectName: "reinstallButton"
-                width: parent.width
                 text: "Reinstall (game and engine)"
                 onClicked: {
                     view.model.reinstall();
                     view.dismissed();
                 }
             }
-            PlainButton {
+            RowDivider {}
+            UpkeepRow {
                 objectName: "removeButton"
-                width: parent.width
                 text: "Remove everything (frees " + view.model.storageSize + ")"
                 destructive: true
                 onClicked: {
@@ -86,28 +105,28 @@ SheetView {
                 }
             }
         }
+    }
 
-        Divider {}
+    Divider {}
 
-        Flow {
-            width: parent.width
-            spacing: Theme.buttonSpacing
+    Flow {
+        width: parent.width
+        spacing: Theme.buttonSpacing
 
-            PlainButton {
-                objectName: "savesButton"
-                text: "Show saves"
-                onClicked: view.model.showSaves()
-            }
-            PlainButton {
-                objectName: "revealButton"
-                text: "Reveal in Finder"
-                onClicked: view.model.revealInFinder()
-            }
+        PlainButton {
+            objectName: "savesButton"
+            text: "Show saves"
+            onClicked: view.model.showSaves()
         }
-
-        footer: DoneRow {
-            id: doneRow
-            onDone: view.dismissed()
+        PlainButton {
+            objectName: "revealButton"
+            text: "Reveal in Finder"
+            onClicked: view.model.revealInFinder()
         }
+    }
+
+    footer: DoneRow {
+        id: doneRow
+        onDone: view.dismissed()
     }
 }

@@ -1,62 +1,75 @@
 import QtQuick
+import QtQuick.Templates as T
 import Brindle
 
-// A window-modal window, as large as its view asks for and the screen allows, centred on the window
-// below. It exists only while it is shown. The content is a SheetView.
-Loader {
+// A modal layer over the window's content: as large as its view, but no larger than the window.
+T.Popup {
     id: sheet
 
-    required property bool shown
-    required property string title
+    // A SheetView. It exists only while the sheet is visible.
     required property Component content
-    // The player closed the window or pressed Escape.
+    readonly property SheetView view: loader.item as SheetView
+    // Escape does nothing while this is true.
+    property bool guarded: false
     signal dismissed()
 
-    active: shown
-    visible: false
+    property real slide: 0
 
-    // Made by this loader, and so with this file's names.
-    // qmllint disable unqualified
-    sourceComponent: FittedWindow {
-        id: window
+    // Positioners get their size before a frame. The sheet needs it now.
+    function layOut(item) {
+        for (let i = 0; i < item.children.length; ++i)
+            layOut(item.children[i]);
+        if (item.forceLayout)
+            item.forceLayout();
+    }
 
-        readonly property var below: sheet.Window.window
+    x: Math.round((parent.width - width) / 2)
+    y: Math.round((parent.height - height) / 2 + slide)
+    width: Math.min(loader.implicitWidth, parent.width)
+    height: Math.min(loader.implicitHeight, parent.height)
+    modal: true
+    focus: true
+    closePolicy: T.Popup.NoAutoClose
 
-        // What is shown, for the tests.
-        readonly property alias view: holder.item
+    contentItem: Loader {
+        id: loader
+        active: sheet.visible
+        focus: true
+        sourceComponent: sheet.content
+        onLoaded: sheet.layOut(item)
 
-        objectName: sheet.objectName + "Window"
-        title: sheet.title
-        modality: Qt.WindowModal
-        transientParent: below
-        wantedWidth: holder.implicitWidth
-        wantedHeight: holder.implicitHeight
-
-        Component.onCompleted: {
-            layOut(contentItem);
-            x = below.x + Math.round((below.width - width) / 2);
-            y = Math.max(Screen.virtualY, below.y + Math.round((below.height - height) / 2));
-            show();
-            requestActivate();
+        Shortcut {
+            sequences: ["Return", "Enter"]
+            autoRepeat: false
+            enabled: sheet.view?.defaultButton ?? false
+            onActivated: sheet.view.defaultButton.clicked()
         }
-        onClosing: sheet.dismissed()
-
-        Loader {
-            id: holder
-            width: window.fittedWidth
-            height: window.fittedHeight
-            focus: true
-            sourceComponent: sheet.content
-
-            Shortcut {
-                sequences: ["Return", "Enter"]
-                onActivated: (holder.item as SheetView).defaultButton.clicked()
-            }
-            Shortcut {
-                sequences: ["Escape", "Ctrl+W"]
-                onActivated: sheet.dismissed()
-            }
+        Shortcut {
+            sequences: ["Escape", "Ctrl+W"]
+            autoRepeat: false
+            enabled: sheet.visible && !sheet.guarded
+            onActivated: sheet.dismissed()
         }
     }
-    // qmllint enable unqualified
+
+    background: SmoothRectangle {
+        radius: Theme.sheetRadius
+        color: Theme.sheet
+        borderColor: Theme.hairline
+        borderWidth: 1
+    }
+
+    T.Overlay.modal: Rectangle {
+        color: Theme.dim
+        Behavior on opacity { NumberAnimation { duration: Theme.duration } }
+    }
+
+    enter: Transition {
+        NumberAnimation { property: "opacity"; from: 0; to: 1; duration: Theme.duration }
+        NumberAnimation { property: "slide"; from: 24; to: 0; duration: Theme.duration; easing.type: Easing.OutCubic }
+    }
+    exit: Transition {
+        NumberAnimation { property: "opacity"; to: 0; duration: Theme.duration }
+        NumberAnimation { property: "slide"; to: 24; duration: Theme.duration; easing.type: Easing.InCubic }
+    }
 }

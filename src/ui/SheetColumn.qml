@@ -1,9 +1,8 @@
 import QtQuick
 import Brindle
 
-// A column of texts and controls, with a row below it that is always in sight. Where it is given
-// less height than it asks for, the column scrolls, and follows the keyboard's focus.
-FocusScope {
+// A column with a fixed row below it. The column scrolls where it has too little height.
+SheetView {
     id: body
 
     default property alias contents: column.data
@@ -14,12 +13,9 @@ FocusScope {
     property real gap: spacing
 
     implicitHeight: Math.ceil(column.height + gap + footer.height + 2 * padding)
-    focus: true
     Keys.forwardTo: [scroller]
 
-    FocusScroller {
-        scroller: scroller
-    }
+    FocusKeeper {}
 
     Scroller {
         id: scroller

@@ -1,14 +1,16 @@
 import QtQuick
 import QtQuick.Templates as T
 
-// What all that is shown in a sheet has: a size of its own, the model, a button that Return presses,
-// and a way to ask to be closed.
+// The content of a sheet.
 FocusScope {
-    required property var model
-    property T.AbstractButton defaultButton
+    required property string title
+    // Return presses this button, whatever has the focus.
+    property T.AbstractButton defaultButton: null
     signal dismissed()
 
-    // From the start, so that what is in it is laid out once.
+    // Set at once, so that the content is laid out once.
     width: implicitWidth
     focus: true
+    Accessible.role: Accessible.Dialog
+    Accessible.name: title
 }

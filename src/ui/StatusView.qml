@@ -1,7 +1,7 @@
 import QtQuick
 import Brindle
 
-// What the launcher is doing.
+// Shows the launcher's activity.
 Column {
     id: view
 
@@ -14,10 +14,16 @@ Column {
         [Phase.Ready]: Theme.green,
         [Phase.Playing]: Theme.green
     })[model.phase] ?? Theme.orange
+    // The height with all rows of a download.
+    readonly property real workHeight: row.height + step.font.pixelSize * 1.3 + detail.font.pixelSize * 1.3
+        + bar.height + cancel.height + 2 * progress.bottomPadding + 4 * spacing
 
     spacing: 6
+    add: Transition { NumberAnimation { property: "opacity"; from: 0; to: 1; duration: Theme.duration } }
+    move: Transition { NumberAnimation { property: "opacity"; to: 1; duration: Theme.duration } }
 
     Row {
+        id: row
         objectName: "statusRow"
         anchors.horizontalCenter: parent.horizontalCenter
         spacing: 8
@@ -38,7 +44,7 @@ Column {
             anchors.verticalCenter: parent.verticalCenter
             content: DisplayText.phaseTitle(view.model.phase)
             font: Theme.headline
-            // Read as the row's name, and announced with what the launcher needs.
+            // Read as the row's name. Announced together with the message.
             Accessible.ignored: true
             Accessible.role: Accessible.Notification
             Accessible.description: needs.text
@@ -58,36 +64,75 @@ Column {
     }
 
     Column {
+        id: progress
         objectName: "progressGroup"
         width: parent.width
-        visible: view.model.canCancel
+        visible: view.model.canCancel || view.model.removing
+        // Room around Cancel.
+        bottomPadding: 4
         spacing: view.spacing
 
         ProgressLine {
+            id: bar
             objectName: "progressBar"
             width: parent.width
             indeterminate: !view.model.hasProgress
             value: view.model.progress
             description: DisplayText.of(view.model.timeLeft)
-            caption: detail.contentWidth
         }
-        Label {
-            id: detail
-            objectName: "detail"
-            width: parent.width
-            visible: text !== ""
-            content: view.model.detail
-            font: Theme.caption
-            color: Theme.secondary
-            horizontalAlignment: Text.AlignHCenter
-        }
-        PlainButton {
-            objectName: "cancelButton"
+        // One line, or two where one has no room.
+        Grid {
             anchors.horizontalCenter: parent.horizontalCenter
-            text: "Cancel"
-            onClicked: view.model.cancel()
+            horizontalItemAlignment: Grid.AlignHCenter
+            columns: time.visible && detail.implicitWidth + time.implicitWidth + columnSpacing <= view.width ? 2 : 1
+            columnSpacing: 12
 
-            DoubleClickGuard {}
+            Label {
+                id: detail
+                objectName: "detail"
+                width: Math.min(Math.ceil(implicitWidth), view.width)
+                visible: text !== ""
+                content: view.model.detail
+                font: Theme.caption
+                color: Theme.secondary
+                horizontalAlignment: Text.AlignHCenter
+            }
+            Label {
+                id: time
+                objectName: "timeLeft"
+                width: Math.min(Math.ceil(implicitWidth), view.width)
+                visible: text !== ""
+                content: view.model.timeLeft
+                font: Theme.caption
+                // Read as the bar's description.
+                Accessible.ignored: true
+            }
+        }
+        Item {
+            visible: view.model.canCancel
+            width: parent.width
+            height: cancel.height + progress.bottomPadding
+
+            PlainButton {
+                id: cancel
+
+                property bool pressedOnce: false
+
+                objectName: "cancelButton"
+                anchors.horizontalCenter: parent.horizontalCenter
+                anchors.bottom: parent.bottom
+                text: "Cancel"
+                ending: true
+                enabled: !pressedOnce
+                held: pressedOnce
+                onClicked: {
+                    pressedOnce = true;
+                    view.model.cancel();
+                }
+                onVisibleChanged: if (!visible) pressedOnce = false
+
+                DoubleClickGuard {}
+            }
         }
     }
 

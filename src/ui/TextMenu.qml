@@ -4,7 +4,7 @@ import QtQuick
 import QtQuick.Templates as T
 import Brindle
 
-// What can be done with a text that can be selected.
+// The menu of a text that can be selected.
 T.Menu {
     id: menu
 
@@ -32,7 +32,7 @@ T.Menu {
         }
         background: SmoothRectangle {
             radius: 5
-            color: entry.highlighted && entry.enabled ? Theme.accent : "transparent"
+            color: !entry.highlighted || !entry.enabled ? "transparent" : entry.down ? Theme.accentDown : Theme.accent
         }
     }
 
@@ -66,8 +66,8 @@ T.Menu {
     }
     background: SmoothRectangle {
         radius: Theme.buttonRadius
-        color: Theme.face
-        borderColor: Theme.faceEdge
+        color: Theme.menu
+        borderColor: Theme.paneEdge
         borderWidth: 1
     }
 }

@@ -5,38 +5,56 @@ import Brindle
 Item {
     id: pane
 
-    // What the box holds, for those who can't see it.
+    // Names the content for screen readers.
     required property string label
     property string text
     property int maxLineLength: 2000
     readonly property alias edit: edit
     readonly property alias scroller: scroller
+    // No binding, because its evaluation could scroll.
+    property bool atEnd: true
 
-    // A selection by keyboard begins where the eye is.
+    function look() {
+        atEnd = scroller.contentY >= scroller.contentHeight - scroller.height - 1;
+    }
+
+    // A selection by keyboard begins in sight.
     function beginInSight() {
-        const top = edit.cursorRectangle.y + edit.y;
+        const top = edit.cursorRectangle.y;
         if (top < scroller.contentY || top + edit.cursorRectangle.height > scroller.contentY + scroller.height)
-            edit.cursorPosition = edit.positionAt(0, scroller.contentY - edit.y + edit.cursorRectangle.height / 2);
+            edit.cursorPosition = edit.positionAt(0, scroller.contentY + edit.cursorRectangle.height / 2);
     }
 
     SmoothRectangle {
         anchors.fill: parent
         radius: 6
         color: Theme.pane
-        borderColor: Theme.hairline
+        borderColor: Theme.paneEdge
         borderWidth: 1
     }
 
     Scroller {
         id: scroller
-        anchors.fill: parent
-        anchors.margins: 1
-        contentHeight: edit.height + 2 * edit.y
+        // Whole lines, clear of the edge.
+        x: 1
+        y: 7
+        width: parent.width - 2
+        height: Math.floor((parent.height - 14) / line) * line
+        line: Math.ceil(metrics.lineSpacing)
+        followsFocus: false
+        onContentYChanged: pane.look()
+        onContentHeightChanged: pane.look()
+        onHeightChanged: pane.look()
+        contentHeight: edit.height
+
+        FontMetrics {
+            id: metrics
+            font: Theme.monospaced
+        }
 
         TextEdit {
             id: edit
             x: 8
-            y: 7
             width: scroller.width - 22
             text: DisplayText.lines(pane.text, pane.maxLineLength)
             textFormat: TextEdit.PlainText
@@ -59,7 +77,7 @@ Item {
             Keys.priority: Keys.BeforeItem
             Keys.onPressed: event => {
                 const shift = event.modifiers & Qt.ShiftModifier;
-                // With Shift the arrows select; without, they are left to the scroller.
+                // With Shift the arrows select. Without, the scroller gets them.
                 selectByKeyboard = shift;
                 if (shift && selectedText === "")
                     pane.beginInSight();
@@ -83,19 +101,32 @@ Item {
             // Selecting with the mouse beyond the edge scrolls.
             onCursorRectangleChanged: {
                 if (activeFocus && selectionStart !== selectionEnd) {
-                    const top = cursorRectangle.y + y;
+                    const top = cursorRectangle.y;
                     const bottom = top + cursorRectangle.height;
                     if (top < scroller.contentY)
-                        scroller.contentY = Math.max(0, top - y);
+                        scroller.contentY = Math.max(0, top);
                     else if (bottom > scroller.contentY + scroller.height)
-                        scroller.contentY = Math.min(scroller.contentHeight, bottom + y) - scroller.height;
+                        scroller.contentY = Math.min(scroller.contentHeight, bottom) - scroller.height;
                 }
             }
         }
     }
 
+    PlainButton {
+        objectName: "moreBelow"
+        anchors.horizontalCenter: parent.horizontalCenter
+        anchors.bottom: parent.bottom
+        anchors.bottomMargin: 8
+        visible: !pane.atEnd
+        text: "More below"
+        font: Theme.caption
+        fill: down ? Theme.mixed(Theme.menu, Theme.text, 0.2) : hovered ? Theme.mixed(Theme.menu, Theme.text, 0.1) : Theme.menu
+        focusPolicy: Qt.NoFocus
+        onClicked: scroller.scrollTo(scroller.contentHeight)
+    }
+
     FocusRing {
+        target: edit
         parentRadius: 6
-        shown: edit.activeFocus
     }
 }

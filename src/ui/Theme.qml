@@ -24,30 +24,41 @@ QtObject {
     // The desktop's accent colour, where it names one, as a fill that stands out of the window.
     readonly property color accent: {
         const own = pick("#1663d9", "#2669d6");
-        return standingOut(SystemStyle.accent.valid ? SystemStyle.accent : own, window, 3);
+        const chosen = SystemStyle.accent.valid ? SystemStyle.accent : own;
+        return standingOut(standingOut(chosen, window, 3), sheet, 3);
     }
-    // Away from what is written on it.
-    readonly property color accentDown: mixed(accent, Qt.colorEqual(accentText, white) ? black : white, 0.18)
-    readonly property color accentOff: pick("#dcdce2", "#35353c")
+    // Steps away from the text on it.
+    readonly property color accentHover: mixed(accent, awayFromText, 0.1)
+    readonly property color accentDown: mixed(accent, awayFromText, 0.24)
+    readonly property color awayFromText: Qt.colorEqual(accentText, white) ? black : white
     // The accent colour as a line or a bar, on the window, a box or a track.
     readonly property color accentLine: standingOut(accent, mixed(window, track, track.a), 4)
     // Black or white, whichever is read more easily.
     readonly property color accentText: contrast(accent, white) >= contrast(accent, black) ? white : black
-    readonly property color accentOffText: pick("#5f5f68", "#a6a6b0")
 
+    // A layer over the window, and the shade on the window below it.
+    readonly property color sheet: pick("#fbfbfc", "#28282d")
+    readonly property color dim: pick("#66000000", "#99000000")
     // Fill of a box on the window.
     readonly property color box: Qt.alpha(secondary, 0.1)
-    // Fill behind scrolled text.
+    // Fill and edge behind scrolled text.
     readonly property color pane: Qt.rgba(0, 0, 0, 0.06)
+    readonly property color paneEdge: pick("#1f000000", "#4dffffff")
     readonly property color hairline: pick("#1a000000", "#24ffffff")
     readonly property color errorFrame: Qt.alpha(red, 0.5)
-    readonly property color face: pick("#ffffff", "#37373e")
-    readonly property color faceHover: pick("#fafafc", "#404048")
-    readonly property color faceDown: pick("#e6e6ea", "#2b2b31")
-    readonly property color faceEdge: pick("#82828b", "#8c8c96")
-    // Face of the chosen segment on its track.
-    readonly property color chosen: mixed(window, accentLine, 0.16)
-    readonly property color track: pick("#1a000000", "#1fffffff")
+    // Fills of quiet controls: steps from whatever lies below.
+    readonly property color face: Qt.alpha(text, 0.085)
+    readonly property color faceHover: Qt.alpha(text, 0.13)
+    readonly property color faceDown: Qt.alpha(text, 0.2)
+    readonly property color faceOff: Qt.alpha(text, 0.04)
+    readonly property color dangerHover: Qt.alpha(red, 0.08)
+    readonly property color dangerDown: Qt.alpha(red, 0.13)
+    // The chosen segment, raised out of its track.
+    readonly property color track: Qt.alpha(text, 0.09)
+    readonly property color chosen: pick("#ffffff", "#5c5c64")
+    readonly property color chosenDown: pick("#e8e8ec", "#6d6d76")
+    readonly property color chosenEdge: pick("#24000000", "#2effffff")
+    readonly property color menu: pick("#ffffff", "#37373e")
     readonly property color thumb: pick("#9c000000", "#80ffffff")
 
     readonly property color gray: pick("#8e8e93", "#98989d")
@@ -80,10 +91,17 @@ QtObject {
         "pixelSize": Math.round(smallestText * Math.max(1, SystemStyle.fontSize / 15))
     })
 
+    // How long a change takes, in milliseconds. Qt 6.12 is the first to report the desktop's wish for
+    // less motion.
+    readonly property var hints: Application.styleHints
+    property bool still: (hints.accessibility?.motionPreference ?? 0) !== 0
+    readonly property int duration: still ? 0 : 160
+
     // Spacings.
     readonly property int buttonHeight: Math.round(26 * scale)
     readonly property int buttonRadius: 7
     readonly property int buttonSpacing: 8
+    readonly property int sheetRadius: 12
     readonly property int boxRadius: 10
     readonly property int boxPadding: 12
 

@@ -15,12 +15,9 @@ namespace brindle {
 namespace {
 
 const auto mainTitle = QStringLiteral("Brindle");
-const auto logTitle = QStringLiteral("Log");
-// Alerts bear the application's name as well; nothing else is so narrow.
-constexpr int alertWidth = 420;
-
 // The look's colours, as they are seen.
 constexpr QRgb accent = 0xff1663d9;
+constexpr QRgb sheetColour = 0xfffbfbfc;
 constexpr QRgb statusColours[] = {0xff8e8e93, 0xffff9500, 0xffff3b30, 0xff28b14c};
 
 struct Run
@@ -66,6 +63,19 @@ QRect filledPart(const QImage &picture)
 {
     // Beside the text: other such buttons are shorter, the progress bar is flatter.
     return block(picture, accent, 90, 20);
+}
+
+/// How high the sheet or alert is that lies over the window; 0 without one.
+int sheetHeight(const QImage &picture)
+{
+    // Above its text.
+    const QRect top = block(picture, sheetColour, 380, 4);
+    int height = 0;
+    while (!top.isEmpty() && top.top() + height < picture.height() &&
+           (picture.pixel(top.left() + 8, top.top() + height) | 0xff000000) == sheetColour) {
+        ++height;
+    }
+    return height;
 }
 
 /// The width of the widest bar of one colour: some rows high, and not as high as a button.
@@ -187,34 +197,30 @@ int Launcher::waitForEnd()
     return process_->exitStatus() == QProcess::NormalExit ? process_->exitCode() : -1;
 }
 
-QStringList Launcher::mainWindows() const
+QStringList Launcher::windows() const
 {
-    QStringList found = screen_.windows(mainTitle);
-    const auto isOther = [this](const QString &window) {
-        return screen_.size(window).width() == alertWidth;
-    };
-    found.erase(std::remove_if(found.begin(), found.end(), isOther), found.end());
-    return found;
+    return screen_.windows(mainTitle);
 }
 
-QStringList Launcher::alerts() const
+void Launcher::waitForSheet() const
 {
-    QStringList found = screen_.windows(mainTitle);
-    const auto isOther = [this](const QString &window) {
-        return screen_.size(window).width() != alertWidth;
-    };
-    found.erase(std::remove_if(found.begin(), found.end(), isOther), found.end());
-    return found;
+    screen_.wait("a sheet", [this] { return sheetHeight(screen_.picture()) > 250; });
 }
 
 void Launcher::waitForAlert() const
 {
-    screen_.wait("the alert", [this] { return alerts().contains(screen_.focusedWindow()); });
+    screen_.wait("an alert with its focus ring", [this] {
+        const QImage picture = screen_.picture();
+        const int height = sheetHeight(picture);
+        // The ring's upper edge, which is the first accent colour from above.
+        return height > 0 && height < 250 && block(picture, accent, 40, 2).height() <= 3;
+    });
 }
 
-void Launcher::waitForNoAlert() const
+void Launcher::waitForContent() const
 {
-    screen_.wait("the alert to close", [this] { return alerts().isEmpty(); });
+    screen_.wait("sheets and alerts to close",
+                 [this] { return sheetHeight(screen_.picture()) == 0; });
 }
 
 QString Launcher::storage(const QString &name) const
@@ -261,7 +267,7 @@ void Launcher::waitForNoGame() const
 void Launcher::waitForProgress(double fraction) const
 {
     constexpr double margins = 2 * 24;
-    const double whole = screen_.size(mainWindows().value(0)).width() - margins;
+    const double whole = screen_.size(windows().value(0)).width() - margins;
     screen_.wait("the progress bar at " + QByteArray::number(fraction), [&] {
         return std::abs(widestBar(screen_.picture(), accent) / whole - fraction) < 0.01;
     });
@@ -311,7 +317,7 @@ QString Launcher::log(int tabs) const
     screen_.activate(mainTitle);
     waitForPlay();
     pressAfterTabs(tabs);
-    screen_.activate(logTitle);
+    waitForSheet();
     // From Close back to Copy.
     screen_.press({QStringLiteral("shift+Tab"), QStringLiteral("space")});
     QString text;
@@ -320,23 +326,22 @@ QString Launcher::log(int tabs) const
         return text != before;
     });
     screen_.press({QStringLiteral("Return")});
-    screen_.wait("the log to close", [this] { return screen_.windows(logTitle).isEmpty(); });
-    screen_.activate(mainTitle);
+    waitForContent();
     screen_.press(QStringList(tabs, QStringLiteral("shift+Tab")));
     return text;
 }
 
 QString Launcher::logWhateverIsShown() const
 {
-    // As often as a window may lie over another, and as there are controls to try.
+    // As often as a layer may lie over another, and as there are controls to try.
     for (int i = 0; i < 3; ++i) {
         screen_.press({QStringLiteral("Escape")});
     }
     screen_.setClipboard({});
     for (int i = 0; i < 8 && isRunning(); ++i) {
         screen_.press({QStringLiteral("Tab"), QStringLiteral("space")});
-        if (!screen_.windows(logTitle).isEmpty()) {
-            screen_.press({QStringLiteral("shift+Tab"), QStringLiteral("space")});
+        screen_.press({QStringLiteral("shift+Tab"), QStringLiteral("space")});
+        if (!screen_.clipboard().isEmpty()) {
             return screen_.clipboard();
         }
         screen_.press({QStringLiteral("Escape")});
@@ -353,15 +358,19 @@ QByteArray Launcher::testimony() const
     return (text + QStringLiteral("Log:\n") + logWhateverIsShown()).toUtf8();
 }
 
+void Launcher::pressEnd() const
+{
+    screen_.activate(mainTitle);
+    screen_.press({QStringLiteral("shift+Tab"), QStringLiteral("space")});
+}
+
 void Launcher::pressInSettings(int backTabs) const
 {
     screen_.activate(mainTitle);
     waitForPlay();
     pressAfterTabs(2);
-    screen_.activate(QStringLiteral("Settings"));
+    waitForSheet();
     screen_.press(QStringList(backTabs, QStringLiteral("shift+Tab")) << QStringLiteral("space"));
-    screen_.wait("the settings to close",
-                 [this] { return screen_.windows(QStringLiteral("Settings")).isEmpty(); });
 }
 
 } // namespace brindle

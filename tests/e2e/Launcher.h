@@ -31,12 +31,14 @@ public:
     void kill() { process_->kill(); }
     void terminate() { process_->terminate(); }
 
-    /// Its windows on the screen, as the screen knows them: the main one, and the alert.
-    QStringList mainWindows() const;
-    QStringList alerts() const;
-    /// Waits until it has the keyboard.
+    /// Its windows on the screen, by the screen's ids.
+    QStringList windows() const;
+    /// Waits until a sheet lies over the window.
+    void waitForSheet() const;
+    /// Waits until an alert lies over the window and listens to the keyboard.
     void waitForAlert() const;
-    void waitForNoAlert() const;
+    /// Waits until no sheet or alert is open.
+    void waitForContent() const;
 
     QString storage(const QString &name = {}) const;
     QString project() const { return storage(QStringLiteral("Game/godot-brindle-main")); }
@@ -70,6 +72,8 @@ public:
     /// The log, by its sheet's Copy button. Waits for Play, from where it starts and where the
     /// keyboard is again afterwards; Show log lies so many Tabs behind it.
     QString log(int tabs = 1) const;
+    /// Presses Cancel or Stop, from Show log, which has the keyboard after Play was pressed by it.
+    void pressEnd() const;
     /// Opens the settings from Play and presses the button so many Shift+Tabs before Done.
     void pressInSettings(int backTabs) const;
 

@@ -5,7 +5,6 @@
 
 #include <QGuiApplication>
 #include <QPointer>
-#include <QQuickItem>
 #include <QtTest>
 
 namespace brindle {
@@ -50,12 +49,6 @@ void AppFixture::stop()
     app_.reset();
 }
 
-QString AppFixture::alertText(const char *name) const
-{
-    auto *const item = alert()->findChild<QQuickItem *>(QLatin1String(name));
-    return item ? item->property("text").toString() : QString();
-}
-
 void AppFixture::startGame()
 {
     const auto games = [] {
@@ -75,13 +68,13 @@ void AppFixture::finishGame()
 void AppFixture::ask(const std::function<void()> &request, int button,
                      const std::function<void()> &meanwhile)
 {
-    const QPointer<QQuickWindow> before = alert();
+    const QPointer<QObject> before = alert();
     bool answered = false;
     QTimer watch;
     connect(&watch, &QTimer::timeout, this, [&] {
-        if (alert() && alert() != before && alert()->isExposed()) {
+        if (alert() && alert() != before && app_->window()->isExposed()) {
             watch.stop();
-            const QPointer<QQuickWindow> asked = alert();
+            const QPointer<QObject> asked = alert();
             meanwhile();
             answered = true;
             if (asked && asked == alert()) {

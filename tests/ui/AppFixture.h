@@ -27,9 +27,9 @@ protected:
     BrindleApp &app() { return *app_; }
     QString root() const { return files_->root(); }
     /// The alert that is shown; null otherwise.
-    QQuickWindow *alert() const { return desktop_->alertWindow(); }
-    /// The text of the alert's item of that name.
-    QString alertText(const char *name) const;
+    QObject *alert() const { return desktop_->alert(); }
+    QString alertMessage() const { return alert()->property("message").toString(); }
+    QString alertText() const { return alert()->property("informativeText").toString(); }
     /// How often it has been decided that the application ends.
     qsizetype endings() const { return endings_->size(); }
 

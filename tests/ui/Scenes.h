@@ -6,8 +6,6 @@
 #include <QString>
 #include <QVariantMap>
 
-#include <optional>
-
 namespace brindle {
 
 /// What the launcher can look like.
@@ -18,8 +16,6 @@ struct Scene
     QString sheet; ///< "settings", "about", "log" or "alert"; empty for the main window
     int logLines = 0;
     int tabs = 0; ///< how often Tab is pressed before
-    /// The pointer rests on the progress bar, this share of its width from the left.
-    std::optional<double> pointer = {};
 };
 
 /// Every view in each of its states.

@@ -1,10 +1,14 @@
 import QtQml
+import QtQuick
 import Brindle
 
 // Stands in for the launcher's model: says what a test tells it to, and records what is called.
 QtObject {
     property var calls: []
     property int measurements: 0
+
+    // Changes take effect at once.
+    Component.onCompleted: Theme.still = true
 
     property int phase: Phase.NotDownloaded
     property string needsMessage: ""
@@ -32,6 +36,15 @@ QtObject {
     property string repositoryAddress: "github.com/tessel-works/godot-brindle"
     property QtObject log: null
 
+    readonly property var phases: ["NotDownloaded", "Downloading", "SettingUp", "Needs", "Ready", "Starting", "Playing"]
+
+    // Takes on a phase, with everything that goes with it.
+    function enter(name) {
+        phase = Phase[name];
+        canCancel = ["Downloading", "SettingUp"].includes(name);
+        gameRunning = ["Starting", "Playing"].includes(name);
+        canPlay = !canCancel && !gameRunning;
+    }
     function play() { calls.push("play"); }
     function stop() { calls.push("stop"); }
     function cancel() { calls.push("cancel"); }

@@ -11,15 +11,17 @@
 #include <QQmlComponent>
 #include <QQuickItem>
 #include <QTest>
-#include <QTimer>
+
+#include <optional>
 
 namespace brindle {
 
 namespace {
 
+/// The first visible item of that name.
 QQuickItem *descendant(QQuickItem *item, const QString &name)
 {
-    if (item->objectName() == name) {
+    if (item->objectName() == name && item->isVisible()) {
         return item;
     }
     const auto children = item->childItems();
@@ -113,68 +115,48 @@ QStringList ViewFixture::calls() const
     return model_->property("calls").toStringList();
 }
 
-QQuickItem *ViewFixture::find(const QString &name, QQuickWindow *in) const
+QQuickItem *ViewFixture::find(const QString &name) const
 {
-    return find(in ? in : window_.get(), name);
+    return find(window_.get(), name);
 }
 
 QQuickItem *ViewFixture::find(QQuickWindow *in, const QString &name)
 {
-    QQuickItem *const found = descendant(in->contentItem(), name);
-    return found && found->isVisible() ? found : nullptr;
+    return descendant(in->contentItem(), name);
 }
 
-QQuickWindow *ViewFixture::openSheet(const QString &name)
+void ViewFixture::click(const QString &name)
+{
+    settle(window());
+    QQuickItem *const item = find(name);
+    QTest::mouseClick(window(), Qt::LeftButton, {},
+                      item->mapToScene(item->boundingRect().center()).toPoint());
+}
+
+QQuickItem *ViewFixture::openSheet(const QString &name)
 {
     QQuickItem *const content = find(QStringLiteral("content"));
     content->setProperty(qPrintable(name + QStringLiteral("Shown")), true);
-    QQuickWindow *sheet = nullptr;
-    const QString wanted = name + QStringLiteral("SheetWindow");
-    spinUntil([&] {
-        const auto windows = QGuiApplication::topLevelWindows();
-        for (QWindow *window : windows) {
-            if (window->objectName() == wanted && window->isExposed()) {
-                sheet = qobject_cast<QQuickWindow *>(window);
-            }
-        }
-        return sheet != nullptr;
-    });
-    return sheet;
+    const auto *const sheet = content->findChild<QObject *>(name + QStringLiteral("Sheet"));
+    spinUntil([sheet] { return sheet->property("opened").toBool(); });
+    settle(window());
+    return sheet->property("view").value<QQuickItem *>();
 }
 
-int ViewFixture::withAlert(const Alert &alert, const std::function<void(QQuickWindow *)> &act)
+int ViewFixture::withAlert(const Alert &alert, const std::function<void(QQuickItem *)> &act)
 {
     QuickDesktop desktop({});
     desktop.setWindow(&engine_, window_.get());
-    QTimer waiter;
-    QObject::connect(&waiter, &QTimer::timeout, &waiter, [&] {
-        const QPointer<QQuickWindow> shown = desktop.alertWindow();
-        if (shown && QGuiApplication::focusWindow() == shown && shown->isExposed()) {
-            waiter.stop();
-            act(shown);
-            if (shown) {
-                shown->close();
-            }
-        }
-    });
-    waiter.start(1);
-    return await(desktop.runAlert(alert));
-}
-
-QQuickItem *ViewFixture::restOnProgress(double share)
-{
-    const QQuickItem *const bar = find(QStringLiteral("progressBar"));
-    // From elsewhere: a pointer that does not move enters nothing.
-    QTest::mouseMove(window(), {1, 1});
-    QTest::mouseMove(window(),
-                     bar->mapToScene({share * (bar->width() - 1), bar->height() / 2}).toPoint());
-    QQuickItem *tip = nullptr;
-    spinUntil([&] {
-        tip = find(QStringLiteral("progressTipFace"));
-        return tip != nullptr;
-    });
+    spinUntil([this] { return QGuiApplication::focusWindow() == window(); });
+    std::optional<int> answer;
+    desktop.runAlert(alert).then([&](int pressed) { answer = pressed; });
     settle(window());
-    return tip;
+    act(find(QStringLiteral("alert")));
+    if (!answer) {
+        desktop.dismissAlert();
+    }
+    spinUntil([&] { return answer.has_value(); });
+    return *answer;
 }
 
 void ViewFixture::settle(QQuickWindow *window)

@@ -34,21 +34,19 @@ public:
     QStringList calls() const;
 
     QQuickWindow *window() const { return window_.get(); }
-    /// Opens "settings", "about" or "log"; returns the sheet's window once it is shown.
-    QQuickWindow *openSheet(const QString &name);
-    /// Shows an alert over the main window, lets `act` work on its window once it has the keyboard,
-    /// and returns the answer. An alert that `act` leaves open is closed.
-    int withAlert(const Alert &alert, const std::function<void(QQuickWindow *)> &act);
-    /// The item of this object name, in the main window or the given one; null if there is none
-    /// or it can't be seen.
-    QQuickItem *find(const QString &name, QQuickWindow *in = nullptr) const;
+    QQmlEngine *engine() { return &engine_; }
+    /// Opens "settings", "about" or "log". Returns the sheet's view.
+    QQuickItem *openSheet(const QString &name);
+    /// Shows an alert, calls `act` with its view, and returns the answer. Dismisses an alert that
+    /// `act` leaves open.
+    int withAlert(const Alert &alert, const std::function<void(QQuickItem *)> &act);
+    /// The visible item of this object name; null if there is none.
+    QQuickItem *find(const QString &name) const;
     static QQuickItem *find(QQuickWindow *in, const QString &name);
+    /// Presses and releases a mouse button in the middle of a visible item.
+    void click(const QString &name);
     /// Serves events until every window has drawn what it shows.
     static void settle(QQuickWindow *window);
-    /// Rests the pointer on the progress bar, that share of its width from the left; returns what
-    /// then appears, once it has.
-    QQuickItem *restOnProgress(double share);
-
     LogStore log;
 
 private:

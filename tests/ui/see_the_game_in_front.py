@@ -127,13 +127,14 @@ def the_way():
 
 
 def close_launcher():
-    """Closes its windows, and the question whether to leave a game that has not quite ended."""
+    """Closes its window. Return says Quit where a game has not quite ended."""
     deadline = time.monotonic() + LONGEST_WAIT
     while launcher.poll() is None:
         if time.monotonic() > deadline:
             sys.exit("the launcher does not end")
         subprocess.run(["swaymsg", f"[pid={launcher.pid}]", "kill"], stdout=subprocess.DEVNULL)
         time.sleep(0.5)
+        subprocess.run(["wtype", "-k", "Return"], check=False)
     if launcher.returncode != 0:
         sys.exit(f"the launcher ended with {launcher.returncode}")
 

@@ -248,7 +248,8 @@ private Q_SLOTS:
                              QStringLiteral("Quitting will close the game too."),
                              {QStringLiteral("Quit"), QStringLiteral("Keep open")}};
         QAccessible::installUpdateHandler(record);
-        const int answer = view_->withAlert(question, [&](QQuickWindow *window) {
+        QQuickWindow *const window = view_->window();
+        const int answer = view_->withAlert(question, [&](QQuickItem *) {
             QCOMPARE(announced(), QStringList{QStringLiteral(
                                       "The game is still running|Quitting will close the game "
                                       "too.")});
@@ -256,9 +257,8 @@ private Q_SLOTS:
                 ::named(window, QAccessible::AlertMessage, question.message);
             QVERIFY(alert);
             QCOMPARE(alert->text(QAccessible::Description), question.informativeText);
-            QCOMPARE(QAccessible::queryAccessibleInterface(window)->text(QAccessible::Name),
-                     QStringLiteral("Brindle"));
-            // Read in this order: the texts, then the button that means yes.
+            QVERIFY(alert->state().modal);
+            // Nothing below it is in reach. Read in this order: the texts, then the first button.
             QCOMPARE(reading(window),
                      (QStringList{question.message, question.message, question.informativeText,
                                   QStringLiteral("Quit"), QStringLiteral("Keep open")}));
@@ -339,8 +339,12 @@ private Q_SLOTS:
 
     void settings()
     {
-        QQuickWindow *const sheet = view_->openSheet(QStringLiteral("settings"));
-        ViewFixture::settle(sheet);
+        QVERIFY(named(QAccessible::Button, "Play"));
+        view_->openSheet(QStringLiteral("settings"));
+        QQuickWindow *const sheet = view_->window();
+        QVERIFY2(!named(QAccessible::Button, "Play"), "content below a sheet is out of reach");
+        QAccessibleInterface *const dialog = named(QAccessible::Dialog, "Settings");
+        QVERIFY(dialog && dialog->state().modal);
         const auto find = [sheet](QAccessible::Role role, const char *name) {
             return ::named(sheet, role, QString::fromUtf8(name));
         };
@@ -370,7 +374,9 @@ private Q_SLOTS:
 
     void about()
     {
-        QQuickWindow *const sheet = view_->openSheet(QStringLiteral("about"));
+        view_->openSheet(QStringLiteral("about"));
+        QQuickWindow *const sheet = view_->window();
+        QVERIFY(named(QAccessible::Dialog, "About Brindle"));
         QAccessibleInterface *const link = ::named(
             sheet, QAccessible::Link, QStringLiteral("github.com/tessel-works/godot-brindle"));
         QVERIFY(link);
@@ -381,8 +387,9 @@ private Q_SLOTS:
     void log()
     {
         view_->log.append(QStringLiteral("a line"));
-        QQuickWindow *const sheet = view_->openSheet(QStringLiteral("log"));
-        ViewFixture::settle(sheet);
+        view_->openSheet(QStringLiteral("log"));
+        QQuickWindow *const sheet = view_->window();
+        QVERIFY(named(QAccessible::Dialog, "Log"));
         QAccessibleInterface *const text =
             ::named(sheet, QAccessible::EditableText, QStringLiteral("Log"));
         QVERIFY(text);

@@ -110,7 +110,7 @@ private Q_SLOTS:
     void init()
     {
         seen_.clear();
-        QTest::failOnWarning(QRegularExpression(QStringLiteral("^(?!.*propagateSizeHints)")));
+        QTest::failOnWarning(QRegularExpression(QStringLiteral(".")));
     }
 
     void whateverTheModelSays()
@@ -134,7 +134,9 @@ private Q_SLOTS:
         view.set({{QStringLiteral("phase"), Phase::Needs}});
         look(view.window());
         for (const char *sheet : {"settings", "about", "log"}) {
-            look(view.openSheet(QLatin1String(sheet)));
+            view.openSheet(QLatin1String(sheet));
+            look(view.window());
+            view.find(QStringLiteral("content"))->setProperty(QByteArray(sheet) + "Shown", false);
         }
         for (const QString &name :
              names + QStringList{QStringLiteral("controls"),
@@ -151,7 +153,7 @@ private Q_SLOTS:
         const Alert alert{hostile(names.at(0)),
                           hostile(names.at(1)),
                           {hostile(names.at(2)), hostile(names.at(3))}};
-        view.withAlert(alert, [&](QQuickWindow *window) { look(window); });
+        view.withAlert(alert, [&](QQuickItem *) { look(view.window()); });
         for (const QString &name : names) {
             QVERIFY2(isSeen(name), qPrintable(name));
         }

@@ -41,9 +41,10 @@ class TestLogView : public QObject
 
     void open()
     {
-        sheet_ = view_->openSheet(QStringLiteral("log"));
+        sheet_ = view_->window();
         QVERIFY(QTest::qWaitForWindowActive(sheet_));
-        QQuickItem *const pane = view_->find(QStringLiteral("logPane"), sheet_);
+        view_->openSheet(QStringLiteral("log"));
+        QQuickItem *const pane = view_->find(QStringLiteral("logPane"));
         edit_ = pane->property("edit").value<QQuickItem *>();
         scroller_ = pane->property("scroller").value<QQuickItem *>();
     }
@@ -79,7 +80,7 @@ class TestLogView : public QObject
     {
         int position = -1;
         QMetaObject::invokeMethod(edit_, "positionAt", Q_RETURN_ARG(int, position),
-                                  Q_ARG(qreal, 1.0), Q_ARG(qreal, contentY() - edit_->y() + 1));
+                                  Q_ARG(qreal, 1.0), Q_ARG(qreal, contentY() + 6));
         return document()->findBlock(position).text();
     }
 

@@ -11,7 +11,6 @@
 #include <QGuiApplication>
 #include <QQuickItem>
 #include <QTemporaryDir>
-#include <QTimer>
 #include <QtTest>
 
 using namespace brindle;
@@ -34,27 +33,32 @@ class TestQuickDesktop : public QObject
     Q_OBJECT
 
     std::unique_ptr<ViewFixture> view_;
-    std::unique_ptr<QQmlEngine> engine_;
     std::unique_ptr<QuickDesktop> desktop_;
+    QStringList answers_; // in the order in which they came
 
-    /// Shows an alert, lets `act` work on its window, and returns the answer.
-    int run(const Alert &alert, const std::function<void(QQuickWindow *)> &act)
+    QQuickItem *find(const char *name) { return view_->find(QLatin1String(name)); }
+    QString shown(const char *name)
     {
-        QTimer waiter;
-        connect(&waiter, &QTimer::timeout, this, [&] {
-            QQuickWindow *const window = desktop_->alertWindow();
-            if (window && QGuiApplication::focusWindow() == window) {
-                waiter.stop();
-                const QPointer<QQuickWindow> shown = window;
-                act(window);
-                // A failed check leaves early, and nobody has answered.
-                if (QTest::currentTestFailed() && shown) {
-                    shown->close();
-                }
-            }
-        });
-        waiter.start(1);
-        return await(desktop_->runAlert(alert));
+        QQuickItem *const item = find(name);
+        return item ? item->property("text").toString() : QString();
+    }
+    void press(Qt::Key key) { QTest::keyClick(view_->window(), key); }
+
+    /// Asks for an alert whose message is `name`. Its answer is recorded with the name.
+    void ask(const QString &name, bool unprompted = false)
+    {
+        desktop_->runAlert({name, question.informativeText, question.buttons, unprompted})
+            .then([this, name](int button) {
+                answers_ << QStringLiteral("%1: %2").arg(name).arg(button);
+            });
+        ViewFixture::settle(view_->window());
+    }
+
+    /// As a player would: not with the second click of a double click.
+    void click(const char *name)
+    {
+        spinUntil([this] { return !find("guard"); });
+        view_->click(QLatin1String(name));
     }
 
     /// Shows a path by these commands, and waits until that has ended.
@@ -65,211 +69,170 @@ class TestQuickDesktop : public QObject
         spinUntil([&] { return !desktop.isRevealing(); });
     }
 
-    QQuickItem *find(QQuickWindow *window, const char *name)
-    {
-        return view_->find(QLatin1String(name), window);
-    }
-
-    /// As a player would: not with the second click of a double click.
-    void click(QQuickWindow *window, const char *name)
-    {
-        const QQuickItem *const guard = find(window, "guard");
-        QTRY_VERIFY(!guard || !guard->isVisible());
-        clickAtOnce(window, name);
-    }
-
-    void clickAtOnce(QQuickWindow *window, const char *name)
-    {
-        ViewFixture::settle(window);
-        QQuickItem *const button = find(window, name);
-        const QPointF centre =
-            button->mapToScene(QPointF(button->width() / 2, button->height() / 2));
-        QTest::mouseClick(window, Qt::LeftButton, {}, centre.toPoint());
-    }
-
 private Q_SLOTS:
     void init()
     {
         view_ = std::make_unique<ViewFixture>();
         QVERIFY(QTest::qWaitForWindowActive(view_->window()));
-        engine_ = std::make_unique<QQmlEngine>();
+        spinUntil([this] { return !find("guard"); });
         desktop_ = std::make_unique<QuickDesktop>(QList<Platform::Command>{});
-        desktop_->setWindow(engine_.get(), view_->window());
+        desktop_->setWindow(view_->engine(), view_->window());
+        answers_.clear();
         QTest::failOnWarning(QRegularExpression(QStringLiteral(".")));
     }
 
     void cleanup()
     {
         desktop_.reset();
-        engine_.reset();
         view_.reset();
     }
 
-    void aDoubleClickThatOpenedItDoesNotSayYes()
+    void anAlertLiesOverTheWindow()
     {
-        const int answer = run(question, [&](QQuickWindow *window) {
-            clickAtOnce(window, "alertButton0");
-            QTest::keyClick(window, Qt::Key_Escape);
-        });
-        QCOMPARE(answer, 1);
-    }
-
-    void showsTextsAndButtonsInOrder()
-    {
-        const int answer = run(question, [&](QQuickWindow *window) {
-            QCOMPARE(find(window, "alertMessage")->property("text").toString(), question.message);
-            QQuickItem *const text = find(window, "alertText");
-            QCOMPARE(text->property("text").toString(), question.informativeText);
-            QCOMPARE(text->property("textFormat").toInt(), 0); // plain
-            QCOMPARE(find(window, "alertButton0")->property("text").toString(),
-                     QStringLiteral("Remove"));
-            QCOMPARE(find(window, "alertButton1")->property("text").toString(),
-                     QStringLiteral("Cancel"));
-            QVERIFY(!find(window, "alertButton2"));
-            QCOMPARE(window->modality(), Qt::WindowModal);
-            QCOMPARE(window->transientParent(), view_->window());
-            QCOMPARE(window->minimumSize(), window->maximumSize());
-            const QPoint apart = window->geometry().center() - view_->window()->geometry().center();
-            QVERIFY(apart.manhattanLength() <= 2);
-            QTest::keyClick(window, Qt::Key_Escape);
-        });
-        QCOMPARE(answer, 1);
-        QVERIFY(!desktop_->alertWindow());
+        ask(question.message);
+        QCOMPARE(shown("alertMessage"), question.message);
+        QCOMPARE(shown("alertText"), question.informativeText);
+        QCOMPARE(find("alertText")->property("textFormat").toInt(), 0); // plain
+        QCOMPARE(shown("alertButton0"), QStringLiteral("Remove"));
+        QCOMPARE(shown("alertButton1"), QStringLiteral("Cancel"));
+        QVERIFY(!find("alertButton2"));
+        QCOMPARE(QGuiApplication::topLevelWindows().size(), 1);
+        const QQuickItem *const alert = find("alert");
+        QCOMPARE(alert->width(), 420);
+        const QPointF apart = alert->mapToScene(alert->boundingRect().center()) -
+                              QRectF({}, view_->window()->size()).center();
+        QVERIFY(apart.manhattanLength() <= 2);
     }
 
     void everyWayToAnswer_data()
     {
-        QTest::addColumn<int>("key");
+        QTest::addColumn<QList<int>>("keys");
         QTest::addColumn<QByteArray>("button");
         QTest::addColumn<int>("expected");
-        QTest::newRow("return") << int(Qt::Key_Return) << QByteArray() << 0;
-        QTest::newRow("enter") << int(Qt::Key_Enter) << QByteArray() << 0;
-        QTest::newRow("escape") << int(Qt::Key_Escape) << QByteArray() << 1;
-        QTest::newRow("first") << 0 << QByteArray("alertButton0") << 0;
-        QTest::newRow("last") << 0 << QByteArray("alertButton1") << 1;
-        QTest::newRow("close") << 0 << QByteArray() << 1;
+        const QByteArray none;
+        QTest::newRow("Return") << QList<int>{Qt::Key_Return} << none << 0;
+        QTest::newRow("Enter") << QList<int>{Qt::Key_Enter} << none << 0;
+        QTest::newRow("Space") << QList<int>{Qt::Key_Space} << none << 0;
+        QTest::newRow("Tab, Return") << QList<int>{Qt::Key_Tab, Qt::Key_Return} << none << 1;
+        QTest::newRow("Tab, Enter") << QList<int>{Qt::Key_Tab, Qt::Key_Enter} << none << 1;
+        QTest::newRow("Tab, Space") << QList<int>{Qt::Key_Tab, Qt::Key_Space} << none << 1;
+        QTest::newRow("around and back")
+            << QList<int>{Qt::Key_Tab, Qt::Key_Tab, Qt::Key_Return} << none << 0;
+        QTest::newRow("Escape") << QList<int>{Qt::Key_Escape} << none << 1;
+        QTest::newRow("the first button") << QList<int>() << QByteArray("alertButton0") << 0;
+        QTest::newRow("the last button") << QList<int>() << QByteArray("alertButton1") << 1;
     }
-
     void everyWayToAnswer()
     {
-        QFETCH(int, key);
+        QFETCH(QList<int>, keys);
         QFETCH(QByteArray, button);
         QFETCH(int, expected);
-        const int answer = run(question, [&](QQuickWindow *window) {
-            if (key != 0) {
-                QTest::keyClick(window, Qt::Key(key));
-            } else if (!button.isEmpty()) {
-                click(window, button.constData());
-            } else {
-                window->close();
-            }
-        });
-        QCOMPARE(answer, expected);
+        ask(QStringLiteral("one"));
+        QVERIFY(find("alertButton0")->hasActiveFocus());
+        for (const int key : std::as_const(keys)) {
+            press(Qt::Key(key));
+        }
+        if (!button.isEmpty()) {
+            click(button.constData());
+        }
+        QTRY_COMPARE(answers_, QStringList{QStringLiteral("one: %1").arg(expected)});
+        QTRY_VERIFY(!find("alert"));
+        QVERIFY2(find("playButton")->hasActiveFocus(), "the focus must come back");
     }
 
     void theFirstAnswerCounts()
     {
-        const int answer = run(question, [](QQuickWindow *window) {
-            for (const int index : {0, 1}) {
-                QMetaObject::invokeMethod(window, "answered", Q_ARG(int, index));
-            }
-        });
-        QCOMPARE(answer, 0);
+        ask(QStringLiteral("one"));
+        press(Qt::Key_Return);
+        press(Qt::Key_Escape);
+        QTRY_COMPARE(answers_, QStringList{QStringLiteral("one: 0")});
+        QVERIFY(!desktop_->alert());
     }
 
-    void tabAndSpacePressTheOtherButton()
+    void aDoubleClickThatOpenedItAnswersNothing()
     {
-        const int answer = run(question, [&](QQuickWindow *window) {
-            QVERIFY(find(window, "alertButton0")->hasActiveFocus());
-            QTest::keyClick(window, Qt::Key_Tab);
-            QVERIFY(find(window, "alertButton1")->hasActiveFocus());
-            QTest::keyClick(window, Qt::Key_Space);
-        });
-        QCOMPARE(answer, 1);
+        ask(QStringLiteral("one"));
+        view_->click(QStringLiteral("alertButton0"));
+        view_->click(QStringLiteral("alertButton1"));
+        QVERIFY(desktop_->alert());
+        click("alertButton0");
+        QTRY_COMPARE(answers_, QStringList{QStringLiteral("one: 0")});
+    }
+
+    void anUnpromptedAlertIgnoresKeysAtFirst()
+    {
+        ask(QStringLiteral("one"), true);
+        for (const auto key : {Qt::Key_Space, Qt::Key_Return, Qt::Key_Enter, Qt::Key_Escape}) {
+            press(key);
+        }
+        press(Qt::Key_Tab);
+        press(Qt::Key_Space);
+        view_->click(QStringLiteral("alertButton0"));
+        QVERIFY(desktop_->alert());
+        spinUntil([this] { return !find("guard"); });
+        QTRY_VERIFY(find("alertButton0")->hasActiveFocus());
+        press(Qt::Key_Return);
+        QTRY_COMPARE(answers_, QStringList{QStringLiteral("one: 0")});
     }
 
     void aNoticeHasOneButton()
     {
         const Alert notice{QStringLiteral("No saves yet"), QStringLiteral("x"), {}};
-        const int answer = run(notice, [&](QQuickWindow *window) {
-            QCOMPARE(find(window, "alertButton0")->property("text").toString(),
-                     QStringLiteral("OK"));
-            QVERIFY(!find(window, "alertButton1"));
-            QTest::keyClick(window, Qt::Key_Escape);
+        const int answer = view_->withAlert(notice, [this](QQuickItem *) {
+            QCOMPARE(shown("alertButton0"), QStringLiteral("OK"));
+            QVERIFY(!find("alertButton1"));
+            press(Qt::Key_Escape);
         });
         QCOMPARE(answer, 0);
     }
 
     void alertsAreShownOneAfterAnother()
     {
-        std::optional<int> second;
-        const int first = run(question, [&](QQuickWindow *window) {
-            desktop_->runAlert(question).then([&](int pressed) { second = pressed; });
-            QCOMPARE(desktop_->alertWindow(), window);
-            QTest::keyClick(window, Qt::Key_Escape);
-        });
-        QCOMPARE(first, 1);
-        spinUntil([&] {
-            return desktop_->alertWindow() &&
-                   QGuiApplication::focusWindow() == desktop_->alertWindow();
-        });
-        QVERIFY(!second);
-        QTest::keyClick(desktop_->alertWindow(), Qt::Key_Return);
-        spinUntil([&] { return second.has_value(); });
-        QCOMPARE(*second, 0);
-        QVERIFY(!desktop_->alertWindow());
-    }
-
-    void eventsAreServedMeanwhile()
-    {
-        int served = 0;
-        QTimer::singleShot(0, this, [&] { ++served; });
-        run(question, [](QQuickWindow *window) { window->close(); });
-        QCOMPARE(served, 1);
+        ask(QStringLiteral("one"));
+        ask(QStringLiteral("two"));
+        QCOMPARE(shown("alertMessage"), QStringLiteral("one"));
+        press(Qt::Key_Escape);
+        QTRY_COMPARE(shown("alertMessage"), QStringLiteral("two"));
+        QVERIFY(find("alertButton0")->hasActiveFocus());
+        press(Qt::Key_Return);
+        QTRY_COMPARE(answers_, (QStringList{QStringLiteral("one: 1"), QStringLiteral("two: 0")}));
     }
 
     void anAlertLiesOverTheOpenSheet()
     {
-        QQuickWindow *const sheet = view_->openSheet(QStringLiteral("settings"));
-        QVERIFY(QTest::qWaitForWindowActive(sheet));
-        run(question, [&](QQuickWindow *window) {
-            QCOMPARE(window->transientParent(), sheet);
-            window->close();
-        });
+        const QPointer<QQuickItem> sheet = view_->openSheet(QStringLiteral("settings"));
+        ask(QStringLiteral("one"));
+        QVERIFY(find("alertButton0")->hasActiveFocus());
+        press(Qt::Key_Escape);
+        QTRY_COMPARE(answers_, QStringList{QStringLiteral("one: 1")});
+        QVERIFY2(sheet, "Escape closes one of them only");
+        QTRY_VERIFY(find("doneButton")->hasActiveFocus());
+        press(Qt::Key_Escape);
+        QTRY_VERIFY(!sheet);
     }
 
-    void withoutAWindowItStandsAlone()
+    void aHiddenWindowIsShownForTheQuestion()
     {
-        view_->window()->close();
-        const int answer = run(question, [&](QQuickWindow *window) {
-            QVERIFY(!window->transientParent());
-            QCOMPARE(window->modality(), Qt::ApplicationModal);
-            QTest::keyClick(window, Qt::Key_Return);
-        });
-        QCOMPARE(answer, 0);
+        QTest::ignoreMessage(QtWarningMsg, "This plugin does not support raise()");
+        view_->window()->hide();
+        ask(QStringLiteral("one"));
+        QVERIFY(view_->window()->isVisible());
+        press(Qt::Key_Return);
+        QTRY_COMPARE(answers_, QStringList{QStringLiteral("one: 0")});
     }
 
-    void dismissingAnswersWithTheLast()
+    void dismissingAnswersAllWithTheLast()
     {
         desktop_->dismissAlert(); // nothing is asked
-        int second = -1;
-        const int answer = run(question, [&](QQuickWindow *window) {
-            desktop_->dismissAlert();
-            QVERIFY(!window->isVisible());
-            // Another one is shown next, although the first call has not returned.
-            second =
-                run(question, [](QQuickWindow *next) { QTest::keyClick(next, Qt::Key_Return); });
-        });
-        QCOMPARE(second, 0);
-        QCOMPARE(answer, 1);
-    }
-
-    void theApplicationsEndAnswersWithTheLast()
-    {
-        const int answer = run(question, [](QQuickWindow *) {
-            QMetaObject::invokeMethod(qApp, "aboutToQuit", Qt::DirectConnection);
-        });
-        QCOMPARE(answer, 1);
+        ask(QStringLiteral("one"));
+        ask(QStringLiteral("two"));
+        desktop_->dismissAlert();
+        ask(QStringLiteral("three"));
+        QTRY_COMPARE(answers_, (QStringList{QStringLiteral("one: 1"), QStringLiteral("two: 1")}));
+        QTRY_COMPARE(shown("alertMessage"), QStringLiteral("three"));
+        QMetaObject::invokeMethod(qApp, "aboutToQuit", Qt::DirectConnection);
+        QTRY_COMPARE(answers_.size(), 3);
+        QCOMPARE(answers_.last(), QStringLiteral("three: 1"));
     }
 
     void copyReplacesTheClipboard()

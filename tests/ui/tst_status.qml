@@ -98,6 +98,16 @@ Item {
             tryVerify(() => view.height === without + 6 + row("stepText").height);
         }
 
+        function test_aRemovalShowsThatItIsAtWork() {
+            model.phase = Phase.Ready;
+            verify(!row("progressBar").visible);
+            model.removing = true;
+            verify(row("progressBar").visible && row("progressBar").indeterminate);
+            verify(!row("cancelButton").visible);
+            model.removing = false;
+            verify(!row("progressBar").visible);
+        }
+
         function test_progress() {
             model.phase = Phase.Downloading;
             model.canCancel = true;
@@ -121,41 +131,24 @@ Item {
             verify(bar.indeterminate);
         }
 
+        // Behind the detail, or below it where one line has no room.
         function test_theTimeLeft() {
-            view.y = 100;
             model.phase = Phase.Downloading;
             model.canCancel = true;
             model.hasProgress = true;
             model.detail = "1 MB of 4 MB · 2 MB/s";
-            waitForRendering(view);
-            const bar = row("progressBar");
-            const tip = findChild(bar, "progressTip");
-            mouseMove(bar, bar.width / 2, bar.height / 2);
-            verify(!tip.visible);
-
+            verify(!row("timeLeft").visible);
             model.timeLeft = "About 2 minutes left";
-            compare(bar.Accessible.description, model.timeLeft);
-            tryCompare(tip, "visible", true);
-            compare(tip.contentItem.text, model.timeLeft);
-            compare(tip.contentItem.textFormat, Text.PlainText);
-            // Between the bar and the button, and not in the row's way.
-            const detail = row("detail");
-            verify(tip.y >= bar.height);
-            verify(tip.y + tip.height <= row("cancelButton").y - bar.y);
-            verify(tip.x >= (bar.width + detail.contentWidth) / 2);
-            mouseMove(bar, bar.width / 2 - 1, bar.height / 2);
-            tryVerify(() => tip.x + tip.width <= (bar.width - detail.contentWidth) / 2);
-            // In the window's look.
-            compare(tip.contentItem.font, Theme.caption);
-            compare(detail.text, model.detail);
-
-            mouseMove(view, 1, view.height - 1);
-            tryCompare(tip, "visible", false);
-            mouseMove(bar, bar.width / 2, bar.height / 2);
-            tryCompare(tip, "visible", true);
-            model.timeLeft = "";
-            tryCompare(tip, "visible", false);
-            mouseMove(view, 1, view.height - 1);
+            compare(row("progressBar").Accessible.description, model.timeLeft);
+            compare(row("timeLeft").text, model.timeLeft);
+            compare(row("timeLeft").font, Theme.caption);
+            compare(row("detail").text, model.detail);
+            waitForRendering(view);
+            compare(row("timeLeft").y, row("detail").y);
+            verify(row("timeLeft").x > row("detail").x + row("detail").width);
+            view.width = 150;
+            waitForRendering(view);
+            verify(row("timeLeft").y >= row("detail").y + row("detail").height);
         }
 
         function test_theBarThatKnowsNoFraction() {
@@ -166,17 +159,18 @@ Item {
             const piece = row("indeterminateBar");
             verify(piece.visible);
             compare(piece.width, 0.28 * view.width);
-            compare(piece.height, 6);
+            compare(piece.height, 8);
             compare(piece.color, bar.contentItem.children[0].color);
             verify(!bar.contentItem.children[0].visible);
+            Theme.still = false;
             const start = piece.x;
             tryVerify(() => piece.x !== start);
             verify(piece.x >= 0 && piece.x + piece.width <= bar.width);
 
-            piece.still = true;
+            Theme.still = true;
             verify(!piece.moving);
             verify(piece.visible);
-            piece.still = false;
+            Theme.still = false;
             verify(piece.moving);
 
             model.hasProgress = true;
@@ -194,17 +188,20 @@ Item {
             waitForRendering(view);
             const top = name => row(name).mapToItem(view, 0, 0).y;
             const names = ["statusRow", "stepText", "progressBar", "detail", "cancelButton"];
-            for (let i = 1; i < names.length; ++i)
-                compare(top(names[i]) - top(names[i - 1]) - row(names[i - 1]).height, 6, names[i]);
-            compare(view.height, top("cancelButton") + row("cancelButton").height);
-            compare(row("progressBar").height, 6);
+            for (let i = 1; i < names.length; ++i) {
+                // Cancel has room around it.
+                const apart = names[i] === "cancelButton" ? 10 : 6;
+                compare(top(names[i]) - top(names[i - 1]) - row(names[i - 1]).height, apart, names[i]);
+            }
+            compare(view.height, top("cancelButton") + row("cancelButton").height + 4);
+            compare(row("progressBar").height, 8);
             compare(row("progressBar").width, view.width);
 
             model.stepText = "";
             model.detail = "";
             waitForRendering(view);
             compare(top("progressBar") - row("statusRow").height, 6);
-            compare(top("cancelButton") - top("progressBar") - row("progressBar").height, 6);
+            compare(top("cancelButton") - top("progressBar") - row("progressBar").height, 10);
 
             model.canCancel = false;
             model.phase = Phase.Needs;
@@ -219,11 +216,13 @@ Item {
         function test_centred() {
             model.canCancel = true;
             waitForRendering(view);
-            for (const name of ["statusRow", "cancelButton"]) {
+            model.detail = "1 MB of 4 MB";
+            waitForRendering(view);
+            for (const name of ["statusRow", "detail", "cancelButton"]) {
                 const left = row(name).mapToItem(view, 0, 0).x;
                 verify(Math.abs(left + row(name).width / 2 - view.width / 2) <= 1, name);
             }
-            for (const name of ["stepText", "detail", "needsMessage", "playingNote"]) {
+            for (const name of ["stepText", "needsMessage", "playingNote"]) {
                 compare(row(name).width, view.width, name);
                 compare(row(name).horizontalAlignment, Text.AlignHCenter, name);
             }

@@ -103,8 +103,8 @@ Item {
 
         function test_inASheetToo() {
             content.logShown = true;
-            const sheet = findChild(content, "logSheet").item;
-            tryCompare(sheet, "active", true);
+            const sheet = findChild(content, "logSheet");
+            tryCompare(sheet, "opened", true);
             waitForRendering(sheet.view);
             const inSheet = findChild(sheet.view, "logPane").edit;
             inSheet.forceActiveFocus(Qt.TabFocusReason);

@@ -165,62 +165,57 @@ private Q_SLOTS:
         QFETCH(QColor, accent);
         setDark(dark, accent);
         const Theme theme;
-        const QColor window = theme.colour("window");
-        const QColor box = theme.seen("box");
-        const QColor pane = theme.seen("pane");
-        const QColor track = theme.seen("track");
-        standOut(
-            4.5,
-            {
-                {"text", theme.colour("text"), window},
-                {"text in a box", theme.colour("text"), box},
-                {"text in a pane", theme.colour("text"), pane},
-                {"selected text", theme.colour("text"), theme.colour("selection")},
-                {"secondary text", theme.colour("secondary"), window},
-                {"secondary text in a box", theme.colour("secondary"), box},
-                {"message", theme.colour("errorText"), window},
-                {"destructive button", theme.colour("errorText"), theme.colour("face")},
-                {"destructive button under the pointer", theme.colour("errorText"),
-                 theme.colour("faceHover")},
-                {"pressed destructive button", theme.colour("errorText"), theme.colour("faceDown")},
-                {"secondary text in a pane", theme.colour("secondary"), pane},
-                {"link", theme.colour("link"), window},
-                {"prominent button", theme.colour("accentText"), theme.colour("accent")},
-                {"pressed prominent button", theme.colour("accentText"),
-                 theme.colour("accentDown")},
-                {"prominent button that is off", theme.colour("accentOffText"),
-                 theme.colour("accentOff")},
-                {"button", theme.colour("text"), theme.colour("face")},
-                {"button under the pointer", theme.colour("text"), theme.colour("faceHover")},
-                {"pressed button", theme.colour("text"), theme.colour("faceDown")},
-                {"button that is off", theme.colour("textOff"), window},
-                {"chosen segment", theme.colour("text"), theme.colour("chosen")},
-                {"segment", theme.colour("secondary"), track},
-            });
-        // What is no text but must be seen: https://www.w3.org/TR/WCAG21/#non-text-contrast
-        QColor thumb = theme.colour("thumb");
+        const auto colour = [&theme](const char *name) { return theme.colour(name); };
+        const QColor text = colour("text");
+        standOut(4.5, {
+                          {"selected text", text, colour("selection")},
+                          {"prominent button", colour("accentText"), colour("accent")},
+                          {"hovered prominent button", colour("accentText"), colour("accentHover")},
+                          {"pressed prominent button", colour("accentText"), colour("accentDown")},
+                          {"chosen segment", text, colour("chosen")},
+                          {"pressed chosen segment", text, colour("chosenDown")},
+                          {"menu", text, colour("menu")},
+                      });
+        QColor thumb = colour("thumb");
         thumb.setAlphaF(thumb.alphaF() * 0.7F); // as it is shown while nobody holds it
-        standOut(3, {
-                        {"focus ring", theme.colour("accentLine"), window},
-                        {"focus ring in a box", theme.colour("accentLine"), box},
-                        {"focus ring on a track", theme.colour("accentLine"), track},
-                        {"focus ring around the chosen segment", theme.colour("accentLine"),
-                         theme.colour("chosen")},
-                        {"chosen segment, inside its edge", theme.colour("accentLine"),
-                         theme.colour("chosen")},
-                        {"chosen segment, outside its edge", theme.colour("accentLine"), track},
-                        {"button's edge, outside", theme.colour("faceEdge"), window},
-                        {"button's edge in a box", theme.colour("faceEdge"), box},
-                        {"button's edge, inside", theme.colour("faceEdge"), theme.colour("face")},
-                        {"button's edge under the pointer", theme.colour("faceEdge"),
-                         theme.colour("faceHover")},
-                        {"picker's edge", theme.colour("faceEdge"), window},
-                        {"destructive button's edge", theme.colour("errorText"), window},
-                        {"prominent button", theme.colour("accent"), window},
-                        {"progress", theme.colour("accentLine"), track},
-                        {"scroll bar", over(thumb, window), window},
-                        {"scroll bar in a pane", over(thumb, pane), pane},
-                    });
+        for (const char *ground : {"window", "sheet"}) {
+            const QColor below = colour(ground);
+            const auto on = [&](const char *name) { return over(colour(name), below); };
+            standOut(4.5, {
+                              {"text", text, below},
+                              {"text in a box", text, on("box")},
+                              {"text in a pane", text, on("pane")},
+                              {"secondary text", colour("secondary"), below},
+                              {"secondary text in a box", colour("secondary"), on("box")},
+                              {"secondary text in a pane", colour("secondary"), on("pane")},
+                              {"segment", colour("secondary"), on("track")},
+                              {"message", colour("errorText"), below},
+                              {"link", colour("link"), below},
+                              {"button", text, on("face")},
+                              {"hovered button", text, on("faceHover")},
+                              {"pressed button", text, on("faceDown")},
+                              {"button that is off", colour("textOff"), on("faceOff")},
+                              {"destructive row", colour("errorText"), on("box")},
+                              {"hovered destructive row", colour("errorText"),
+                               over(colour("dangerHover"), on("box"))},
+                              {"pressed destructive row", colour("errorText"),
+                               over(colour("dangerDown"), on("box"))},
+                          });
+            // What is no text but must be seen: https://www.w3.org/TR/WCAG21/#non-text-contrast
+            standOut(3, {
+                            {"focus ring", colour("accentLine"), below},
+                            {"focus ring in a box", colour("accentLine"), on("box")},
+                            {"focus ring on a track", colour("accentLine"), on("track")},
+                            {"prominent button", colour("accent"), below},
+                            {"progress", colour("accentLine"), on("track")},
+                            {"scroll bar", over(thumb, below), below},
+                            {"scroll bar in a pane", over(thumb, on("pane")), on("pane")},
+                        });
+            if (dark) {
+                standOut(1.8, {{"pane's edge", on("paneEdge"), on("pane")},
+                               {"pane's edge, outside", on("paneEdge"), below}});
+            }
+        }
     }
 
     void theDesktopsAccentIsUsed()

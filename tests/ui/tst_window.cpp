@@ -73,15 +73,15 @@ private Q_SLOTS:
         QTest::addColumn<QSize>("lowest");
         QTest::addColumn<QSize>("highest");
         QTest::newRow("a large screen")
-            << QSize(1920, 1000) << 0 << QSize(600, 720) << QSize(600, 720);
+            << QSize(1920, 1000) << 0 << QSize(640, 640) << QSize(640, 660);
         QTest::newRow("more to show")
-            << QSize(1920, 1000) << 12 << QSize(600, 760) << QSize(600, 960);
+            << QSize(1920, 1000) << 12 << QSize(640, 760) << QSize(640, 960);
         QTest::newRow("more than fits")
-            << QSize(1920, 1000) << 50 << QSize(600, 1000) << QSize(600, 1000);
+            << QSize(1920, 1000) << 50 << QSize(640, 1000) << QSize(640, 1000);
         QTest::newRow("1366x768 with a panel")
-            << QSize(1366, 680) << 12 << QSize(600, 680) << QSize(600, 680);
+            << QSize(1366, 680) << 12 << QSize(640, 680) << QSize(640, 680);
         QTest::newRow("1920x1080 at 150 %")
-            << QSize(1280, 650) << 0 << QSize(600, 650) << QSize(600, 650);
+            << QSize(1280, 650) << 12 << QSize(640, 650) << QSize(640, 650);
         QTest::newRow("a small screen")
             << QSize(520, 400) << 12 << QSize(560, 640) << QSize(560, 640);
     }
@@ -106,11 +106,43 @@ private Q_SLOTS:
                  qPrintable(QString::number(window->width())));
         QVERIFY2(window->height() >= lowest.height() && window->height() <= highest.height(),
                  qPrintable(QString::number(window->height())));
-        // The first size only.
-        window->resize(700, 800);
-        app().set(&Status::info, ProjectInfo());
+        // It has room for the rows of a download.
+        const int before = window->height();
+        app().set(&Status::state, AppState::downloading(QStringLiteral("x")));
+        app().set(&Status::stepText, QStringLiteral("the step"));
+        app().updateProgress(1'000'000, 4'000'000, 2'000'000);
         ViewFixture::settle(window);
-        QCOMPARE(window->size(), QSize(700, 800));
+        QCOMPARE(window->height(), before);
+        const auto *const scroller = ViewFixture::find(window, QStringLiteral("scroller"));
+        if (before < room.height()) {
+            QVERIFY(scroller->property("contentHeight").toReal() <= before);
+        }
+    }
+
+    void aFailureGetsRoom_data()
+    {
+        QTest::addColumn<bool>("sized");
+        QTest::newRow("in the first size") << false;
+        QTest::newRow("in the player's size") << true;
+    }
+    void aFailureGetsRoom()
+    {
+        QFETCH(bool, sized);
+        window_->setProperty("room", QSize(1920, 1000));
+        if (sized) {
+            window_->resize(700, 650);
+        }
+        ViewFixture::settle(window_.get());
+        const QSize before = window_->size();
+        app().set(&Status::failure,
+                  FailureReport{QStringLiteral("summary"), {QStringLiteral("line")}});
+        ViewFixture::settle(window_.get());
+        const auto *const scroller = find("scroller");
+        if (sized) {
+            QCOMPARE(window_->size(), before);
+        } else {
+            QVERIFY(scroller->property("contentHeight").toReal() <= window_->height());
+        }
     }
 
     void nothingMovesInAWindowThatIsNotSeen()
@@ -212,12 +244,14 @@ private Q_SLOTS:
         QVERIFY(work);
         QTest::keyClick(window_.get(), Qt::Key_Space);
         QCOMPARE(app().work(), work);
+        // The second press was for Show log, which has the focus meanwhile.
+        QTest::keyClick(window_.get(), Qt::Key_Escape);
         fixture_->waitUntilIdle();
         // Nothing listens at the fixture's address.
         QCOMPARE(text("statusTitle"), QStringLiteral("Needs something"));
         QVERIFY(!text("needsMessage").isEmpty());
         QVERIFY(find("playButton")->isEnabled());
-        QVERIFY2(find("playButton")->hasActiveFocus(), "the focus must come back to Play");
+        QTRY_VERIFY2(find("playButton")->hasActiveFocus(), "the focus must come back to Play");
     }
 
     void aHeldKeyPlaysOnce_data()
@@ -240,7 +274,7 @@ private Q_SLOTS:
         repeat();
         // Play comes back, and takes the focus; the key is still down.
         fixture_->waitUntilIdle();
-        QVERIFY(find("playButton")->hasActiveFocus());
+        QTRY_VERIFY(find("playButton")->hasActiveFocus());
         const QStringList log = app().log.lines();
         repeat();
         repeat();

@@ -176,8 +176,9 @@ def first_play():
 
 def failure():
     press("Settings")
-    window = shown("frame", "Settings")
-    check(any(role_of(item) == "heading" for item in everything(window)), "it has a heading")
+    dialog = shown("dialog", "Settings")
+    check(any(role_of(item) == "heading" for item in everything(dialog)), "it has a heading")
+    check(find("button", "About") is None, "content below a sheet is out of reach")
     for name, chosen in (("Windowed", True), ("Fullscreen", False), ("Game default", True)):
         check(has(shown("radio button", name), pyatspi.STATE_CHECKED) == chosen, name)
     has_the_keyboard("Done", pyatspi.STATE_IS_DEFAULT)

@@ -1,0 +1,96 @@
+import QtQuick
+import Brindle
+
+// A question or notice. Escape presses the last button.
+Sheet {
+    id: alert
+
+    required property string message
+    required property string informativeText
+    required property var buttons
+    // It follows a wait: for half a second it ignores keys and clicks.
+    property bool unprompted: false
+    signal answered(int index)
+
+    objectName: "alertSheet"
+    z: 1
+    visible: true
+    guarded: unprompted
+    onDismissed: answered(buttons.length - 1)
+
+    // The sheet creates the view elsewhere, which still sees the names here.
+    // qmllint disable unqualified
+    content: SheetColumn {
+        id: body
+        objectName: "alert"
+
+        readonly property Item guard: DoubleClickGuard {
+            parent: body
+            fromTheStart: true
+            interval: Math.max(500, Application.styleHints.mouseDoubleClickInterval)
+            onVisibleChanged: {
+                if (!visible && alert.guarded) {
+                    alert.guarded = false;
+                    first.forceActiveFocus();
+                }
+            }
+        }
+
+        title: message.text
+        implicitWidth: 420
+        spacing: 8
+        gap: 20
+        Accessible.role: Accessible.AlertMessage
+        Accessible.description: text.text
+
+        Label {
+            id: message
+            objectName: "alertMessage"
+            width: parent.width
+            content: alert.message
+            font: Theme.headline
+        }
+        Label {
+            id: text
+            objectName: "alertText"
+            width: parent.width
+            content: alert.informativeText
+            maxLength: 4000
+            font: Theme.callout
+            color: Theme.secondary
+        }
+
+        // The first button stands at the right edge.
+        footer: Row {
+            anchors.right: parent.right
+            layoutDirection: Qt.RightToLeft
+            spacing: Theme.buttonSpacing
+
+            ProminentButton {
+                id: first
+                objectName: "alertButton0"
+                focus: !alert.guarded
+                text: alert.buttons[0]
+                Accessible.defaultButton: true
+                onClicked: alert.answered(0)
+            }
+            Repeater {
+                model: alert.buttons.slice(1)
+
+                PlainButton {
+                    required property string modelData
+                    required property int index
+                    objectName: "alertButton" + (index + 1)
+                    text: modelData
+                    onClicked: alert.answered(index + 1)
+                }
+            }
+
+            // Has the keyboard until the alert listens.
+            Item {
+                focus: alert.guarded
+                Keys.onPressed: event => event.accepted = true
+            }
+        }
+    }
+}
