@@ -23,10 +23,10 @@ T.Popup {
             item.forceLayout();
     }
 
-    x: Math.round((parent.width - width) / 2)
-    y: Math.round((parent.height - height) / 2 + slide)
-    width: Math.min(loader.implicitWidth, parent.width)
-    height: Math.min(loader.implicitHeight, parent.height)
+    x: Math.round(((parent?.width ?? 0) - width) / 2)
+    y: Math.round(((parent?.height ?? 0) - height) / 2 + slide)
+    width: Math.min(loader.implicitWidth, parent?.width ?? 0)
+    height: Math.min(loader.implicitHeight, parent?.height ?? 0)
     modal: true
     focus: true
     closePolicy: T.Popup.NoAutoClose
