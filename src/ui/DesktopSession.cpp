@@ -5,8 +5,6 @@
 #include "platform/ActivationTokens.h"
 #include "ui/DisplayText.h"
 
-#include <QDBusObjectPath>
-#include <QDBusUnixFileDescriptor>
 #include <QGuiApplication>
 
 #include <algorithm>
@@ -19,7 +17,7 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr std::chrono::milliseconds progressPause{250};
-constexpr int portalPatience = 10'000; // milliseconds
+constexpr int inhibitPatience = 10'000; // milliseconds
 
 const auto desktopFile = u"org.brindle.Brindle"_s;
 const auto reason = u"The game is being set up"_s;
@@ -59,37 +57,25 @@ QDBusMessage loginInhibition()
            << u"sleep:idle"_s << u"Brindle"_s << reason << u"block"_s;
 }
 
-/// Keeps the computer awake until `over`, by the portal or else by the login manager. Each request
-/// has its own connection, whose end ends the request too, even after a lost reply or SIGKILL.
+/// Keeps the computer awake until `over`. Asks the login manager and the portal, because the portal
+/// (1.16) grants requests that GNOME's session manager refuses. Each request has its own
+/// connection, whose end ends the request too, even after a lost reply or SIGKILL.
 QCoro::Task<> stayAwake(std::stop_token over)
 {
     const OneShot<> ended;
     const std::stop_callback wake(over, [ended] { ended.resume(); });
-
-    MessageBus session(MessageBus::Bus::session);
-    if (co_await session.open()) {
-        const QDBusMessage inhibit = portalInhibition();
-        const QDBusMessage reply = co_await session.call(inhibit, portalPatience);
-        if (isReply(reply)) {
-            co_await ended;
-            const QString request = reply.arguments().value(0).value<QDBusObjectPath>().path();
-            if (!request.isEmpty()) {
-                const auto close = QDBusMessage::createMethodCall(
-                    inhibit.service(), request, u"org.freedesktop.portal.Request"_s, u"Close"_s);
-                co_await session.call(close);
-            }
-            co_return;
-        }
-    }
     MessageBus system(MessageBus::Bus::system);
-    if (!over.stop_requested() && co_await system.open()) {
-        // The inhibition lasts as long as the reply's descriptor is open.
+    MessageBus session(MessageBus::Bus::session);
+    QDBusMessage held; // the inhibition lasts as long as this reply's descriptor is open
+    if (co_await system.open()) {
         const QDBusMessage inhibit = loginInhibition();
-        const QDBusMessage reply = co_await system.call(inhibit);
-        if (isReply(reply)) {
-            co_await ended;
-        }
+        held = co_await system.call(inhibit, inhibitPatience);
     }
+    if (!over.stop_requested() && co_await session.open()) {
+        const QDBusMessage inhibit = portalInhibition();
+        co_await session.call(inhibit, inhibitPatience);
+    }
+    co_await ended;
 }
 
 } // namespace
