@@ -66,19 +66,23 @@ TestBus::~TestBus()
     daemon_.waitForFinished();
 }
 
+InhibitPortal::InhibitPortal()
+{
+    connect(&callers_, &QDBusServiceWatcher::serviceUnregistered, this,
+            [this] { log << QStringLiteral("close"); });
+}
+
 QDBusObjectPath InhibitPortal::Inhibit(const QString &window, uint flags,
                                        const QVariantMap &options)
 {
     log << QStringLiteral("inhibit '%1' %2 %3")
                .arg(window, QString::number(flags),
                     options.value(QStringLiteral("reason")).toString());
-    caller = message().service();
-    const QDBusObjectPath request(QStringLiteral("/request/%1").arg(log.size()));
-    if (!answered(answer, *this)) {
-        connection().registerObject(request.path(), new PortalRequest(*this),
-                                    QDBusConnection::ExportAllSlots);
-    }
-    return request;
+    callers_.setConnection(connection());
+    callers_.setWatchMode(QDBusServiceWatcher::WatchForUnregistration);
+    callers_.setWatchedServices({message().service()});
+    answered(answer, *this);
+    return QDBusObjectPath(QStringLiteral("/request/%1").arg(log.size()));
 }
 
 LoginManager::~LoginManager()

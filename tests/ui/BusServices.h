@@ -3,6 +3,7 @@
 #include <QDBusConnection>
 #include <QDBusContext>
 #include <QDBusObjectPath>
+#include <QDBusServiceWatcher>
 #include <QDBusUnixFileDescriptor>
 #include <QProcess>
 #include <QTemporaryDir>
@@ -31,38 +32,26 @@ private:
     QString address_;
 };
 
-/// The portal through which a program keeps the session from being suspended.
+/// The portal that keeps the session from being suspended. Like the real one, it closes a request
+/// when the caller's connection ends.
 class InhibitPortal : public QObject, protected QDBusContext
 {
     Q_OBJECT
     Q_CLASSINFO("D-Bus Interface", "org.freedesktop.portal.Inhibit")
 
 public:
-    QStringList log; ///< what was asked for and let go of
+    InhibitPortal();
+    QStringList log; ///< each request and "close"
     Answer answer = Answer::reply;
-    QString caller; ///< the connection that asked last
 
 public Q_SLOTS:
     QDBusObjectPath Inhibit(const QString &window, uint flags, const QVariantMap &options);
-};
-
-/// What the portal gives back.
-class PortalRequest : public QObject
-{
-    Q_OBJECT
-    Q_CLASSINFO("D-Bus Interface", "org.freedesktop.portal.Request")
-
-public:
-    explicit PortalRequest(InhibitPortal &portal) : QObject(&portal), portal_(portal) {}
-
-public Q_SLOTS:
-    void Close() { portal_.log << QStringLiteral("close"); }
 
 private:
-    InhibitPortal &portal_;
+    QDBusServiceWatcher callers_;
 };
 
-/// The system's own way to the same.
+/// The login manager, which does the same.
 class LoginManager : public QObject, protected QDBusContext
 {
     Q_OBJECT
