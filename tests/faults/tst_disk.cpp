@@ -4,6 +4,7 @@
 #include "../e2e/Namespaces.h"
 #include "PipelineFixture.h"
 #include "SmallDisk.h"
+#include "demo/ZipWriter.h"
 #include "net/Transfer.h"
 #include "support/Await.h"
 #include "support/CutFile.h"
@@ -229,6 +230,38 @@ private Q_SLOTS:
         QCOMPARE(fixture_->host.requests(), QStringList{ReleaseHost::gamePath()});
         verifyNothingIsTakenForInstalled();
         disk.resize(plenty);
+        verifyTheNextPlaySucceeds();
+        fixture_->files.restart();
+    }
+
+    /// The temporary folder has room for the add-on, the storage has not.
+    void theStorageFillsWhileAnAddonIsCopied()
+    {
+        const auto offerAddon = [this](qsizetype bytes) {
+            const QString path = fixture_->files.settingsFile() + QStringLiteral(".addon.zip");
+            ZipWriter zip(path);
+            zip.add(QStringLiteral("one-HEAD/plugin.cfg"), "one");
+            if (bytes > 0) {
+                zip.add(QStringLiteral("one-HEAD/data.bin"), noise(bytes, 1));
+            }
+            zip.close();
+            fixture_->host.offerAddon(QStringLiteral("tessel-works/one"), ModelFixture::read(path));
+        };
+        const SmallDisk all(home(), plenty);
+        const QString temporary = fixture_->files.temporaryFolder();
+        QVERIFY(QDir().mkpath(temporary) && QDir().mkpath(storage()));
+        const SmallDisk memory(temporary, plenty);
+        SmallDisk disk(storage(), 3 * fileCount * fileBytes);
+        offerAddon(3 * fileCount * fileBytes);
+        fixture_->host.forgetRequests();
+        play();
+        QVERIFY(!gameRan());
+        verifyMessageNames(fixture_->files.root(), qt_error_string(ENOSPC));
+        QCOMPARE(fixture_->host.requests().size(), 2); // not fetched again to another folder
+        QVERIFY(!QFileInfo::exists(fixture_->files.root() +
+                                   QStringLiteral("/Game/godot-brindle-main/addons/one/data.bin")));
+        disk.resize(plenty);
+        offerAddon(0);
         verifyTheNextPlaySucceeds();
         fixture_->files.restart();
     }
