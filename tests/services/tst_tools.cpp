@@ -7,10 +7,11 @@
 #include "support/Cancelled.h"
 #include "support/Fifo.h"
 #include "support/TestChild.h"
+#include "support/TestFiles.h"
 #include "support/Thrown.h"
 
-#include <QDir>
 #include <QScopeGuard>
+#include <QSemaphore>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -47,30 +48,16 @@ class TestTools : public QObject
     QString at(const QString &name) const { return folder_->filePath(name); }
     QString place() const { return at(u"new/place"_s); }
     QString archive() const { return at(u"a game.zip"_s); }
-    void write(const QString &path, const QByteArray &content) const
-    {
-        QDir().mkpath(QFileInfo(path).path());
-        QFile file(path);
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write(content);
-        file.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-    }
-    static QByteArray read(const QString &path)
-    {
-        QFile file(path);
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-    }
     /// A tool that writes down its arguments, then runs `script`.
     QString tool(const QString &script = {}) const
     {
-        const QString path = at(u"tool"_s);
-        write(path, u"#!/bin/sh\nprintf '%s\\n' \"$@\" > '%1'\n%2\n"_s.arg(at(u"called"_s), script)
-                        .toUtf8());
-        return path;
+        writeScript(at(u"tool"_s),
+                    u"printf '%s\\n' \"$@\" > '%1'\n%2"_s.arg(at(u"called"_s), script).toUtf8());
+        return at(u"tool"_s);
     }
     QStringList called() const
     {
-        return QString::fromUtf8(read(at(u"called"_s))).split(u'\n', Qt::SkipEmptyParts);
+        return QString::fromUtf8(readFile(at(u"called"_s))).split(u'\n', Qt::SkipEmptyParts);
     }
     QCoro::Task<> start(const QString &tool, std::stop_token stop = {},
                         Operation operation = Tools::replaceFolder) const
@@ -88,14 +75,14 @@ private Q_SLOTS:
     void init()
     {
         folder_ = std::make_unique<QTemporaryDir>();
-        write(archive(), "written");
+        writeFile(archive(), "written");
     }
     void cleanup() { atSync = {}; }
 
     void callsTheToolAsDittoIsCalled()
     {
         for (int i = 0; i < 2; ++i) { // the folder may be there
-            write(archive(), "written");
+            writeFile(archive(), "written");
             await(start(tool(u"test -d \"$4\" && touch \"$4/unpacked\""_s), {}, Tools::unzip));
             QCOMPARE(called().size(), 4);
             QCOMPARE(called().mid(0, 2), (QStringList{u"-x"_s, u"-k"_s}));
@@ -107,14 +94,14 @@ private Q_SLOTS:
 
     void theContentAppearsAtOnce()
     {
-        write(place() + u"/old"_s, "old");
-        write(at(u"new/.brindle-removing-x/old"_s), "old");
+        writeFile(place() + u"/old"_s, "old");
+        writeFile(at(u"new/.brindle-removing-x/old"_s), "old");
         await(start(tool(u"touch \"$4/half\"; ls -A '%1' > '%2'; touch \"$4/rest\""_s.arg(
             place(), at(u"seen"_s)))));
         QVERIFY2(called().value(3).startsWith(at(u"new/.brindle-"_s)),
                  qPrintable(called().value(3)));
         QVERIFY(QFile::exists(at(u"seen"_s)));
-        QCOMPARE(read(at(u"seen"_s)), QByteArray());
+        QCOMPARE(readFile(at(u"seen"_s)), QByteArray());
         QStringList names = Files::names(place());
         names.sort();
         QCOMPARE(names, (QStringList{u"half"_s, u"rest"_s}));
@@ -147,15 +134,32 @@ private Q_SLOTS:
         await(start(tool(), {}, Tools::unzip));
         QVERIFY(!QFile::exists(archive()));
         QVERIFY(!isSynced);
-        write(archive(), "written");
+        writeFile(archive(), "written");
         await(start(tool()));
         QVERIFY(isSynced);
         QVERIFY(!wasThere);
     }
 
+    void aCancelDoesNotWaitForTheDisk()
+    {
+        std::stop_source stop;
+        QSemaphore answer;
+        QSemaphore answered;
+        atSync = [&] {
+            stop.request_stop();
+            answer.acquire();
+            answered.release();
+        };
+        QVERIFY(endsCancelled(start(tool(u"touch \"$4/unpacked\""_s), stop.get_token())));
+        answer.release();
+        answered.acquire();
+        QTRY_COMPARE(Files::names(at(u"new"_s)), QStringList{u"place"_s});
+        QCOMPARE(Files::names(place()), QStringList());
+    }
+
     void theToolReadsNothingAndHasNoTerminal()
     {
-        write(at(u"own input"_s), "from the launcher");
+        writeFile(at(u"own input"_s), "from the launcher");
         QFile own(at(u"own input"_s));
         QVERIFY(own.open(QIODevice::ReadOnly | QIODevice::Unbuffered));
         const int before = dup(STDIN_FILENO);
@@ -170,7 +174,7 @@ private Q_SLOTS:
         const bool isLinux = QSysInfo::kernelType() == u"linux";
         await(start(tool(u"cat > \"$4/input\"; "_s + (isLinux ? session : QString()))));
         QVERIFY(QFile::exists(place() + u"/input"_s));
-        QCOMPARE(read(place() + u"/input"_s), QByteArray());
+        QCOMPARE(readFile(place() + u"/input"_s), QByteArray());
     }
 
     void theToolReadsTheOpenFile()
@@ -179,9 +183,9 @@ private Q_SLOTS:
             u"rm '%1'; echo swapped > '%1'; cat \"$3\" > \"$4/copy\"; "
             "exec '%2' descriptors: > '%3'"_s.arg(archive(), testChild(), at(u"descriptors"_s))));
         await(std::move(task));
-        QCOMPARE(read(place() + u"/copy"_s), QByteArray("written"));
+        QCOMPARE(readFile(place() + u"/copy"_s), QByteArray("written"));
         // The standard ones and the archive.
-        QCOMPARE(read(at(u"descriptors"_s)).split(' ').size(), 4);
+        QCOMPARE(readFile(at(u"descriptors"_s)).split(' ').size(), 4);
     }
 
     void theOutputIsDiscarded()
@@ -240,7 +244,7 @@ private Q_SLOTS:
 
     void aFolderThatCannotBeMadeIsNamed()
     {
-        write(at(u"new"_s), "a file");
+        writeFile(at(u"new"_s), "a file");
         for (const Operation operation : {&Tools::unzip, &Tools::replaceFolder}) {
             const auto thrown = thrownBy(start(tool(), {}, operation));
             QVERIFY2(thrown && thrown->contains(at(u"new"_s)), qPrintable(thrown.value_or(u""_s)));
@@ -250,13 +254,13 @@ private Q_SLOTS:
 
     void aCancelBeforeTheStartChangesNothing()
     {
-        write(place() + u"/old"_s, "old");
+        writeFile(place() + u"/old"_s, "old");
         std::stop_source stop;
         stop.request_stop();
         QVERIFY(endsCancelled(start(tool(), stop.get_token())));
         QVERIFY(endsCancelled(start(tool(), stop.get_token(), Tools::unzip)));
         QVERIFY(called().isEmpty());
-        QCOMPARE(read(place() + u"/old"_s), QByteArray("old"));
+        QCOMPARE(readFile(place() + u"/old"_s), QByteArray("old"));
     }
 
     void aCancelEndsTheTool_data()
