@@ -6,8 +6,8 @@
 
 namespace brindle::ditto {
 
-/// An archive's file, opened once: what is checked is what is unpacked, whatever comes to lie under
-/// its name. Throws Error.
+/// An archive's file. It is opened once, so that another file under its name changes nothing.
+/// Throws Error.
 class ArchiveFile
 {
 public:
@@ -16,10 +16,10 @@ public:
     ArchiveFile(const ArchiveFile &) = delete;
     ArchiveFile &operator=(const ArchiveFile &) = delete;
 
-    int descriptor() const { return descriptor_; } ///< stays this object's
+    int descriptor() const { return descriptor_; } ///< closed by this object
     uint64_t size() const { return size_; }
 
-    /// Exactly these bytes, wherever the descriptor stands.
+    /// Returns exactly these bytes. The position of the descriptor does not matter.
     std::string read(uint64_t offset, uint64_t count) const;
     void read(uint64_t offset, unsigned char *bytes, size_t count) const;
 

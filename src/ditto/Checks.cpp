@@ -14,7 +14,7 @@ namespace {
 
 using Type = Entry::Type;
 
-/// RFC 3629, without surrogates and over-long forms.
+/// RFC 3629: no surrogates, no over-long forms.
 bool isUtf8(std::string_view text)
 {
     constexpr std::array<uint32_t, 5> least{0, 0, 0x80, 0x800, 0x10000}; // by length
@@ -45,7 +45,7 @@ bool isControl(char c)
     return byte < 0x20 || byte == 0x7F;
 }
 
-/// A name that can be printed on one line.
+/// Returns a name in printable form, cut when it is long.
 std::string shown(const std::string &name)
 {
     constexpr size_t maxShown = 80;
@@ -259,7 +259,7 @@ void visitNewFolders(const Entry &entry, const Entry *previous,
 void checkSpace(const std::vector<Entry> &entries, const std::string &folder)
 {
     struct statvfs disk{};
-    // Ignored: some file systems don't tell, and writing shows.
+    // Some file systems don't report their room. Then writing shows whether there is enough.
     if (statvfs(folder.c_str(), &disk) != 0 || disk.f_blocks == 0 || disk.f_frsize == 0) {
         return;
     }

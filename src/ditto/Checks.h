@@ -9,7 +9,7 @@
 #include <unordered_map>
 #include <vector>
 
-/// What is refused before anything is written. Throws Error.
+/// The checks before anything is written. They throw Error.
 namespace brindle::ditto {
 
 constexpr uint64_t maxFileBytes = 4ULL << 30U;

@@ -23,8 +23,8 @@ constexpr uint64_t endSize = 22;
 constexpr uint64_t zip64EndSize = 56;
 constexpr uint64_t locatorSize = 20;
 constexpr uint64_t maxComment = 0xFFFF;
-constexpr uint64_t elsewhere16 = 0xFFFF;      // the value is in a zip64 field
-constexpr uint64_t elsewhere32 = 0xFFFFFFFF;  // likewise
+constexpr uint64_t elsewhere16 = 0xFFFF; // a zip64 field holds the value
+constexpr uint64_t elsewhere32 = 0xFFFFFFFF;
 constexpr uint16_t sizesBehindFlag = 0x8;     // 4.4.4
 constexpr uint64_t zip64Field = 0x0001;       // 4.5.3
 constexpr uint64_t unicodePathField = 0x7075; // 4.6.9
@@ -72,7 +72,7 @@ private:
     std::string_view bytes_;
 };
 
-/// What an end record says of the directory.
+/// The directory as an end record describes it.
 struct EndRecord
 {
     uint64_t entries = 0;
@@ -89,7 +89,7 @@ EndRecord readZip64End(const ArchiveFile &file, uint64_t locator)
     const std::string bytes = file.read(place, zip64EndSize + locatorSize);
     Fields record(bytes);
     record.expect(zip64EndSignature, "the zip64 end record");
-    // Its size without what tells it. A longer one would hold what nobody knows.
+    // The size does not count itself and the signature. Longer records hold unknown data.
     if (record.number(8) != zip64EndSize - signatureSize - sizeof(uint64_t)) {
         throw Error("a zip64 end record of another size");
     }
@@ -108,7 +108,7 @@ EndRecord readZip64End(const ArchiveFile &file, uint64_t locator)
     return end;
 }
 
-/// Where the end record begins in the file's last bytes.
+/// Returns the position of the end record in the file's last bytes.
 size_t findEndRecord(const std::string &tail)
 {
     const auto endsFile = [&tail](size_t position) {
@@ -167,7 +167,7 @@ EndRecord readEnd(const ArchiveFile &file)
     return end;
 }
 
-/// What the directory's record and the local header share.
+/// Reads the fields that the directory's record and the local header share.
 void readShared(Fields &fields, Entry &entry)
 {
     fields.into(entry.generalPurposeFlags);
@@ -188,8 +188,8 @@ void readZip64Field(Fields numbers, Entry &entry)
     }
 }
 
-/// A name in UTF-8 beside one in the packer's own encoding, whose checksum it has: other programs
-/// may have changed the name without a look at this field.
+/// The field holds a UTF-8 name and the checksum of the name in the packer's own encoding. Programs
+/// that don't know the field may have changed the other name, so that the checksum is wrong.
 void readUnicodePath(Fields field, Entry &entry)
 {
     constexpr uint64_t beforeName = 1 + 4;
@@ -207,7 +207,7 @@ void readExtraFields(Fields extra, Entry &entry)
 {
     bool hasZip64 = false;
     bool hasUnicodePath = false;
-    while (extra.left() >= 4) { // some writers pad with less
+    while (extra.left() >= 4) { // some writers pad with fewer bytes
         const uint64_t kind = extra.number(2);
         const Fields field(extra.take(extra.number(2)));
         bool *const isKnown = kind == zip64Field         ? &hasZip64
@@ -257,7 +257,8 @@ bool agree(const Entry &inDirectory, const Entry &inHeader)
            same(inDirectory.compressedSize, inHeader.compressedSize);
 }
 
-/// Where the entry's data begins, by its local header. `end` is where the directory begins.
+/// Checks the local header and returns the position of the data behind it. The directory begins at
+/// `end`.
 uint64_t readLocalHeader(const ArchiveFile &file, const Entry &entry, uint64_t end)
 {
     if (entry.localHeaderOffset > end || end - entry.localHeaderOffset < localSize) {
@@ -315,8 +316,8 @@ std::vector<Entry> readCentralDirectory(const ArchiveFile &file, const EndRecord
     return entries;
 }
 
-/// Reads the local headers in the file's order, and none that overlaps: otherwise small archives
-/// make for much to read.
+/// Reads the local headers in the file's order, up to the first that overlaps. So no byte is read
+/// twice.
 void readLocalHeaders(const ArchiveFile &file, std::vector<Entry> &entries, uint64_t end)
 {
     std::vector<Entry *> sorted;

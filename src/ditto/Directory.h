@@ -11,7 +11,7 @@
 namespace brindle::ditto {
 
 constexpr uint64_t maxDirectoryBytes = 128ULL << 20U;
-/// All names together. They are what takes memory.
+/// Limits all names together, and so the memory.
 constexpr uint64_t maxNameBytes = 16ULL << 20U;
 /// Folders that only the names of other entries mention count as well.
 constexpr uint64_t maxEntries = 200'000;
@@ -19,8 +19,8 @@ constexpr uint64_t maxEntries = 200'000;
 /// APPNOTE.TXT 4.4.4: encrypted, strongly encrypted, with a masked directory.
 constexpr uint16_t encryptionFlags = 0x1 | 0x40 | 0x2000;
 
-/// One entry of an archive's directory, its fields named as in APPNOTE.TXT 4.4. What it says has
-/// been understood in one way, but not judged.
+/// One entry of an archive's directory, with the names of APPNOTE.TXT 4.4. Its values are
+/// unambiguous, but unchecked.
 struct Entry
 {
     enum class Type { file, folder, link, other };
@@ -34,13 +34,13 @@ struct Entry
     uint64_t uncompressedSize = 0;
     uint32_t externalFileAttributes = 0;
     uint64_t localHeaderOffset = 0;
-    uint64_t dataOffset = 0; ///< where the packed bytes begin in the archive's file
+    uint64_t dataOffset = 0; ///< position of the packed bytes in the archive's file
 
-    /// `fileName` without the trailing "/".
+    /// Returns `fileName` without the trailing "/".
     std::string_view path() const;
-    /// st_mode of the file that was packed; 0 when it is not stored.
+    /// Returns the st_mode of the packed file, or 0 when none is stored.
     mode_t mode() const;
-    /// By the mode and the name's end; `other` when these disagree.
+    /// Returns the type by the mode and the name's end; `other` when these disagree.
     Type type() const;
 };
 

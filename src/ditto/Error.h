@@ -2,34 +2,49 @@
 
 #include "ditto/UnpackStatus.h"
 
+#include <cerrno>
+#include <cstring>
 #include <stdexcept>
 #include <string>
 
 namespace brindle::ditto {
 
-/// Why an archive was not unpacked, in one line, and what is to blame.
+/// Says in one line why an archive was not unpacked, and what is to blame.
 class Error : public std::runtime_error
 {
 public:
-    /// The archive is to blame.
-    explicit Error(const std::string &why) : std::runtime_error(why) {}
+    /// By default the archive is to blame.
+    explicit Error(const std::string &why, int status = 1)
+        : std::runtime_error(why), status_(status)
+    {}
 
-    /// A place at the destination could not be made or written. `reason` is the system's errno.
-    static Error notWritten(const std::string &place, int reason);
-    /// Nor could a symbolic link, where files can be made.
-    static Error noLinks(const std::string &place, int reason);
-    /// The archive's file could not be opened or read. `reason` is the system's errno.
-    static Error notRead(int reason);
+    // `reason` is the system's errno.
 
-    /// What the program exits with: 1, or an UnpackStatus.
+    static Error notWritten(const std::string &place, int reason)
+    {
+        const bool fits = reason > 0 && destinationFailed + reason < linksUnsupported;
+        return notWritten(place, reason, destinationFailed + (fits ? reason : EIO));
+    }
+    static Error noLinks(const std::string &place, int reason)
+    {
+        return notWritten(place, reason, linksUnsupported);
+    }
+    static Error notRead(int reason)
+    {
+        return Error(std::string("can't read the archive: ") + std::strerror(reason),
+                     archiveUnread);
+    }
+
+    /// The program's exit status: 1, or one of UnpackStatus.h.
     int status() const { return status_; }
 
 private:
-    Error(UnpackStatus status, const std::string &why)
-        : std::runtime_error(why), status_(static_cast<int>(status))
-    {}
+    static Error notWritten(const std::string &place, int reason, int status)
+    {
+        return Error("can't write " + place + ": " + std::strerror(reason), status);
+    }
 
-    int status_ = 1;
+    int status_;
 };
 
 } // namespace brindle::ditto

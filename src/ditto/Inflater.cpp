@@ -52,7 +52,7 @@ void Inflater::unpack(const Entry &entry, const Sink &sink)
     }
 }
 
-/// The input's first `count` bytes.
+/// Unpacks the first `count` bytes of the input.
 void Inflater::inflate(size_t count, const Entry &entry, const Sink &sink)
 {
     state_->next_in = input_.data();
@@ -67,7 +67,7 @@ void Inflater::inflate(size_t count, const Entry &entry, const Sink &sink)
         outputWasFull = state_->avail_out == 0;
         pass(output_.data(), output_.size() - state_->avail_out, entry, sink);
     }
-    // Of what it has taken it may have some bytes left.
+    // isal_inflate() may hold whole bytes that it has not used.
     const bool isUsedUp = state_->avail_in == 0 && state_->read_in_length < bitsOfByte;
     if (state_->block_state == ISAL_BLOCK_FINISH && !isUsedUp) {
         throw Error(entry.fileName + ": data after its end");

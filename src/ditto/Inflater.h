@@ -12,8 +12,8 @@ struct inflate_state;
 
 namespace brindle::ditto {
 
-/// Unpacks an archive's entries, stored or deflated (RFC 1951), and checks their sizes and CRCs.
-/// Reused for any number of entries, one at a time. Throws Error.
+/// Unpacks stored or deflated (RFC 1951) entries, one after the other, and checks their sizes and
+/// CRCs. Throws Error.
 class Inflater
 {
 public:
@@ -35,8 +35,9 @@ private:
     std::unique_ptr<inflate_state> state_;
     std::vector<unsigned char> input_;
     std::vector<unsigned char> output_;
-    uint64_t passed_ = 0; // of the present entry
-    uint32_t crc_ = 0;    // of what was passed
+    // Of the current entry.
+    uint64_t passed_ = 0;
+    uint32_t crc_ = 0;
 };
 
 } // namespace brindle::ditto

@@ -20,7 +20,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// Of address space. An archive at all limits needs about 50 MiB.
+// Limits the address space. An archive at all limits needs about 50 MiB.
 constexpr uint64_t maxMemory = 64ULL << 20U;
 constexpr mode_t creationMask = 0022;
 
@@ -37,7 +37,7 @@ int fail(const char *why, int status = 1)
     return status;
 }
 
-/// A terminal could be typed into.
+/// Standard input may be a terminal, which a hostile archive must not reach.
 void emptyStandardInput()
 {
     if (!std::freopen("/dev/null", "r", stdin)) {
@@ -60,9 +60,8 @@ void prepareDestination(const std::string &folder)
 
 } // namespace
 
-int run(int argc, char **argv, const std::function<void(const Sandbox::Rules &rules)> &confine,
-        const std::function<void(const ArchiveFile &archive, const std::string &destination,
-                                 const std::atomic<bool> &interrupted)> &unpack)
+int run(int argc, char **argv, const std::function<Confine> &confine,
+        const std::function<Unpack> &unpack)
 {
     using std::string_view_literals::operator""sv;
     constexpr int expectedCount = 5;
@@ -74,11 +73,11 @@ int run(int argc, char **argv, const std::function<void(const Sandbox::Rules &ru
     std::signal(SIGTERM, requestStop);
     std::signal(SIGINT, requestStop);
     std::signal(SIGHUP, requestStop);
-    // What is unpacked has the same modes for everybody.
+    // The modes of unpacked files do not depend on the user.
     umask(creationMask);
     try {
         const ArchiveFile archive(argv[3]);
-        if (archive.descriptor() != STDIN_FILENO) { // as it is for who was started without
+        if (archive.descriptor() != STDIN_FILENO) { // as when standard input was closed
             emptyStandardInput();
         }
         prepareDestination(destination);

@@ -18,10 +18,10 @@ namespace {
 
 constexpr mode_t executableMode = 0755; // folders, too
 constexpr mode_t plainMode = 0644;
-/// What is less takes longer bit by bit than all together at the end.
+/// Smaller pieces take longer than one sync at the end.
 constexpr uint64_t writeBackBytes = 1ULL << 20U;
 
-/// In a fresh folder a name that is taken was given before, in another spelling.
+/// EEXIST in a fresh folder: the file system takes two spellings for the same name.
 [[noreturn]] void fail(const std::string &path)
 {
     if (errno == EEXIST) {
@@ -30,8 +30,7 @@ constexpr uint64_t writeBackBytes = 1ULL << 20U;
     throw Error::notWritten(path, errno);
 }
 
-/// A new file; every step is checked. Fails when something is there already, under this name or,
-/// on a file system that takes two names for one, under another.
+/// A new file, all of whose steps are checked.
 class OutputFile
 {
 public:
@@ -53,7 +52,7 @@ public:
     OutputFile(const OutputFile &) = delete;
     OutputFile &operator=(const OutputFile &) = delete;
 
-    /// What is much is on its way to the disk then, not on it.
+    /// Large amounts start on their way to the disk.
     void write(const unsigned char *bytes, size_t count)
     {
         while (count > 0) {
@@ -85,7 +84,7 @@ private:
     std::string path_;
     int descriptor_;
     uint64_t size_ = 0;
-    uint64_t started_ = 0; // bytes on their way to the disk
+    uint64_t started_ = 0; // bytes whose write-back has started
 };
 
 void checkInterruption(const std::atomic<bool> &interrupted)
@@ -111,8 +110,7 @@ Links readLinks(const std::vector<Entry> &entries, Inflater &inflater,
     return links;
 }
 
-/// Some file systems say by EPERM that they have no symbolic links; so does a place where nothing
-/// may be made at all.
+/// EPERM can mean that the file system has no symbolic links, or that nothing may be made here.
 void makeLink(const std::string &path, const std::string &target)
 {
     if (symlink(target.c_str(), path.c_str()) == 0) {
@@ -174,7 +172,7 @@ void unpack(const ArchiveFile &archive, const std::string &destination,
     try {
         fill(archive, destination, interrupted);
     } catch (...) {
-        // The folder itself stays, as it lies outside of the sandbox.
+        // The folder itself stays, since it lies outside the sandbox.
         std::error_code ignored;
         std::filesystem::remove_all(destination, ignored);
         throw;

@@ -21,26 +21,21 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-using ditto::UnpackStatus;
-
 /// How long a tool may take to end when asked.
 constexpr std::chrono::seconds patience{1};
 
 [[noreturn]] void fail(qint32 status, const QString &zip, const QString &destination)
 {
-    const auto what = static_cast<UnpackStatus>(status);
-    for (const auto &[reason, number] : ditto::destinationErrors) {
-        if (what == reason) {
-            throw SystemError::fromErrno(number, destination);
-        }
-    }
-    if (what == UnpackStatus::readError) {
+    if (status == ditto::archiveUnread) {
         throw SystemError::fromErrno(EIO, zip);
     }
-    if (what == UnpackStatus::linksUnsupported) {
+    if (status == ditto::linksUnsupported) {
         throw SetupError(
             u"The download holds symbolic links, and the disk of %1 can't keep them."_s.arg(
                 destination));
+    }
+    if (status > ditto::destinationFailed) {
+        throw SystemError::fromErrno(status - ditto::destinationFailed, destination);
     }
     throw SetupError(
         u"Unzipping failed (ditto exit code %1). The download may be damaged."_s.arg(status));
