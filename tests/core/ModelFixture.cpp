@@ -11,6 +11,8 @@
 
 #include <stdexcept>
 
+using namespace Qt::StringLiterals;
+
 namespace brindle {
 
 namespace {
@@ -20,18 +22,16 @@ Platform row(const QTemporaryDir &folder)
 {
     if (qEnvironmentVariable("BRINDLE_TEST_PLATFORM") == u"macOS") {
         Platform platform = Platform::macOS(folder.path());
-        platform.quarantineStep.program = QStringLiteral("/bin/true");
+        platform.quarantineStep.program = u"/bin/true"_s;
         return platform;
     }
-    return Platform::linuxDesktop(folder.filePath(QStringLiteral("share")),
-                                  QSysInfo::currentCpuArchitecture(),
+    return Platform::linuxDesktop(folder.filePath(u"share"_s), QSysInfo::currentCpuArchitecture(),
                                   QFileInfo(QStringLiteral(BRINDLE_DITTO)).path());
 }
 
 } // namespace
 
-ModelFixture::ModelFixture(std::shared_ptr<Clock> modelClock, QUrl host)
-    : clock(std::move(modelClock)), codeHost(std::move(host)), platform(row(folder_))
+ModelFixture::ModelFixture() : platform(row(folder_))
 {
     platform.archiveTool = QStringLiteral(BRINDLE_DITTO);
     Files::createFolder(temporaryFolder());
@@ -57,7 +57,7 @@ AppModel &ModelFixture::modelAtStart()
         parts.codeHost = codeHost;
         parts.platform = platform;
         parts.desktop = desktop;
-        parts.clock = clock;
+        parts.clock = modelClock;
         model_ = std::make_unique<AppModel>(std::move(parts));
     }
     return *model_;
@@ -80,20 +80,20 @@ QStringList ModelFixture::leftovers() const
 
 void ModelFixture::installByHand(const QByteArray &engine, const QString &version)
 {
-    const QString project = root(QStringLiteral("Game/godot-brindle-main"));
-    write(project + QStringLiteral("/project.godot"),
+    const QString project = root(u"Game/godot-brindle-main"_s);
+    write(project + u"/project.godot"_s,
           QByteArrayLiteral("config_version=5\nconfig/name=\"By hand\"\n"
                             "config/features=PackedStringArray(\"") +
               version.toUtf8() + QByteArrayLiteral("\")\n"));
     ProjectInfo info = ProjectInspector::inspect(project);
-    write(root(QStringLiteral("info.json")), info.toJson());
-    const EngineSpec spec{version + QStringLiteral("-stable"), false};
+    write(root(u"info.json"_s), info.toJson());
+    const EngineSpec spec{version + u"-stable"_s, false};
     QString program = spec.program(platform);
-    if (program.startsWith(QLatin1Char('*'))) {
-        program.replace(0, 1, QStringLiteral("Godot"));
+    if (program.startsWith(u'*')) {
+        program.replace(0, 1, u"Godot"_s);
     }
-    write(spec.folder(root()) + QLatin1Char('/') + program, engine, true);
-    write(root(QStringLiteral("imported-%1.txt").arg(spec.tag())), QByteArrayLiteral("ok"));
+    write(spec.folder(root()) + u'/' + program, engine, true);
+    write(root(u"imported-%1.txt"_s.arg(spec.tag())), QByteArrayLiteral("ok"));
 }
 
 void ModelFixture::write(const QString &path, const QByteArray &content, bool executable)
@@ -135,7 +135,7 @@ QByteArray ModelFixture::engineScript(int importExit)
 
 void ModelFixture::finishGame(const QString &projectFolder, int code)
 {
-    QFile fifo(projectFolder + QStringLiteral("/finish"));
+    QFile fifo(projectFolder + u"/finish"_s);
     if (!fifo.open(QIODevice::WriteOnly | QIODevice::Unbuffered)) {
         throw std::runtime_error("no engine is playing");
     }

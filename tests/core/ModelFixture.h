@@ -12,24 +12,21 @@
 
 namespace brindle {
 
-/// A model of the test's own: storage, temporary folder and settings in a folder that goes with
-/// the fixture. The parts may be changed before `model` is first called.
+/// A model whose storage, temporary folder and settings lie in a folder that is deleted with the
+/// fixture. Change the public parts before the first call of `model`.
 class ModelFixture
 {
     QTemporaryDir folder_; // first: the public parts lie in it
 
 public:
-    /// @param clock time as the model measures it. @param codeHost base address; one that nothing
-    /// listens on by default.
-    explicit ModelFixture(std::shared_ptr<Clock> clock,
-                          QUrl codeHost = QUrl(QStringLiteral("http://127.0.0.1:1")));
+    ModelFixture();
     ~ModelFixture();
 
-    /// Made on first use; has looked for the game by then.
+    /// Made on first use. Has looked for the game when this returns.
     AppModel &model();
-    /// The same, right after its constructor.
+    /// The same without waiting for the look.
     AppModel &modelAtStart();
-    /// Ends the model, as quitting does; the next `model()` is a new start.
+    /// Deletes the model, as quitting does. The next `model()` makes a new one.
     void restart();
 
     /// Serves events until no task runs.
@@ -44,24 +41,23 @@ public:
     /// What is left in the temporary folder.
     QStringList leftovers() const;
 
-    /// Puts a game and an engine that are complete into the storage root, as a finished setup
-    /// leaves them. The engine is the shell script `engine`.
+    /// Writes what a finished setup leaves. The engine is the shell script `engine`.
     void installByHand(const QByteArray &engine, const QString &version = QStringLiteral("4.3"));
 
     static void write(const QString &path, const QByteArray &content, bool executable = false);
     static QByteArray read(const QString &path);
 
-    /// An engine as a shell script. It writes its arguments, one a line, into "import arguments" or
-    /// "play arguments" in the project folder. Importing exits with `importExit`. Playing makes a
-    /// FIFO "finish" there, prints "engine is playing", and ends with the code that is written into
-    /// the FIFO.
+    /// Returns an engine as a shell script. It writes its arguments, one a line, into "import
+    /// arguments" or "play arguments" in the project folder. An import exits with `importExit`. A
+    /// game makes the FIFO "finish" there, prints "engine is playing", and exits with the code that
+    /// is written into the FIFO.
     static QByteArray engineScript(int importExit = 0);
     /// Ends the playing engine script with a code.
     static void finishGame(const QString &projectFolder, int code);
 
     std::shared_ptr<RecordingDesktop> desktop = std::make_shared<RecordingDesktop>();
-    std::shared_ptr<Clock> clock;
-    QUrl codeHost;
+    std::shared_ptr<Clock> modelClock = std::make_shared<SteadyClock>();
+    QUrl codeHost{QStringLiteral("http://127.0.0.1:1")}; // nothing listens there
     Platform platform;
     QSettings::Format settingsFormat = QSettings::IniFormat;
 

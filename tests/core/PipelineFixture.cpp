@@ -6,31 +6,35 @@
 
 #include <QDir>
 
+using namespace Qt::StringLiterals;
+
 namespace brindle {
 
 PipelineFixture::PipelineFixture()
 {
+    modelClock = clock;
+    codeHost = host.url();
     offerGame(projectFile());
     offerEngine(ModelFixture::engineScript());
-    for (const QString &name : {QStringLiteral("one"), QStringLiteral("two")}) {
-        const QString folder = sources_.filePath(QStringLiteral("addon-") + name);
-        ModelFixture::write(folder + QStringLiteral("/plugin.cfg"), name.toUtf8());
-        const QString zip = folder + QStringLiteral(".zip");
-        GitArchive::pack(folder, name + QStringLiteral("-HEAD"), zip);
-        host.offerAddon(QStringLiteral("tessel-works/") + name, zip);
+    for (const QString &name : {u"one"_s, u"two"_s}) {
+        const QString folder = sources_.filePath(u"addon-"_s + name);
+        ModelFixture::write(folder + u"/plugin.cfg"_s, name.toUtf8());
+        const QString zip = folder + u".zip"_s;
+        GitArchive::pack(folder, name + u"-HEAD"_s, zip);
+        host.offerAddon(u"tessel-works/"_s + name, zip);
     }
 }
 
 void PipelineFixture::offerGame(const QByteArray &projectFile, const QByteArray &modules)
 {
-    const QString folder = sources_.filePath(QStringLiteral("game"));
+    const QString folder = sources_.filePath(u"game"_s);
     QDir(folder).removeRecursively();
     packGame(folder, projectFile, modules);
 }
 
 void PipelineFixture::offerGameWith(const QMap<QString, QByteArray> &extra)
 {
-    const QString folder = sources_.filePath(QStringLiteral("game"));
+    const QString folder = sources_.filePath(u"game"_s);
     QDir(folder).removeRecursively();
     for (auto it = extra.begin(); it != extra.end(); ++it) {
         ModelFixture::write(folder + u'/' + it.key(), *it);
@@ -41,11 +45,11 @@ void PipelineFixture::offerGameWith(const QMap<QString, QByteArray> &extra)
 void PipelineFixture::packGame(const QString &folder, const QByteArray &projectFile,
                                const QByteArray &modules)
 {
-    ModelFixture::write(folder + QStringLiteral("/project.godot"), projectFile);
-    ModelFixture::write(folder + QStringLiteral("/main.gd"), "extends Node\n");
-    ModelFixture::write(folder + QStringLiteral("/.gitmodules"), modules);
-    const QString zip = sources_.filePath(QStringLiteral("game.zip"));
-    GitArchive::pack(folder, QStringLiteral("godot-brindle-main"), zip,
+    ModelFixture::write(folder + u"/project.godot"_s, projectFile);
+    ModelFixture::write(folder + u"/main.gd"_s, "extends Node\n");
+    ModelFixture::write(folder + u"/.gitmodules"_s, modules);
+    const QString zip = sources_.filePath(u"game.zip"_s);
+    GitArchive::pack(folder, u"godot-brindle-main"_s, zip,
                      {{QByteArrayLiteral("{host}"), host.url().toString().toUtf8()},
                       {QByteArrayLiteral("{outside}"), QByteArrayLiteral("../../x")}});
     host.offerGame(zip);
@@ -53,12 +57,12 @@ void PipelineFixture::packGame(const QString &folder, const QByteArray &projectF
 
 void PipelineFixture::offerEngine(const QByteArray &script, const QString &version, bool mono)
 {
-    const EngineSpec spec{version + QStringLiteral("-stable"), mono};
-    const QString program = sources_.filePath(QStringLiteral("engine.sh"));
+    const EngineSpec spec{version + u"-stable"_s, mono};
+    const QString program = sources_.filePath(u"engine.sh"_s);
     ModelFixture::write(program, script, true);
-    const QString zip = sources_.filePath(spec.tag() + QStringLiteral(".zip"));
-    EngineArchive::pack(program, files.platform, spec.version, mono, zip);
-    host.offerEngine(spec.version, spec.zipName(files.platform), zip);
+    const QString zip = sources_.filePath(spec.tag() + u".zip"_s);
+    EngineArchive::pack(program, platform, spec.version, mono, zip);
+    host.offerEngine(spec.version, spec.zipName(platform), zip);
 }
 
 QByteArray PipelineFixture::projectFile(const QByteArray &version, const QByteArray &feature)
@@ -77,14 +81,14 @@ QByteArray PipelineFixture::gitmodules()
 void PipelineFixture::playToTheEnd()
 {
     model().startWork(true);
-    files.waitUntilIdle();
+    waitUntilIdle();
 }
 
 void PipelineFixture::playUntilOpen()
 {
     model().log.setLines({});
     model().startWork(true);
-    waitForLine(QStringLiteral("engine is playing"));
+    waitForLine(u"engine is playing"_s);
 }
 
 void PipelineFixture::waitForLine(const QString &text)

@@ -11,10 +11,13 @@ namespace brindle {
 
 /// A model against a release host that offers a game with two add-ons and an engine script, on a
 /// clock that the test moves.
-class PipelineFixture
+class PipelineFixture : public ModelFixture
 {
 public:
     PipelineFixture();
+    ~PipelineFixture() { restart(); }
+    PipelineFixture(const PipelineFixture &) = delete;
+    PipelineFixture &operator=(const PipelineFixture &) = delete;
 
     /// Offers a game of that content; in its ".gitmodules" "{host}" becomes the host's address,
     /// and "{outside}" a path that leads out of the game's folder.
@@ -30,7 +33,6 @@ public:
     /// Two add-ons, on `{host}`.
     static QByteArray gitmodules();
 
-    AppModel &model() { return files.model(); }
     /// Presses Play and serves events until no task runs.
     void playToTheEnd();
     /// Presses Play and serves events until the engine script prints that it is playing.
@@ -38,7 +40,7 @@ public:
     /// Serves events until the log holds a line that contains the text.
     void waitForLine(const QString &text);
     bool logHas(const QString &line) { return model().log.lines().contains(line); }
-    QString project() const { return files.root(QStringLiteral("Game/godot-brindle-main")); }
+    QString project() const { return root(QStringLiteral("Game/godot-brindle-main")); }
     /// Lets the game end with a code after it has run that long.
     void finish(double seconds, int code);
     /// Answers a path with silence until the client goes away; `stalled` becomes true by then.
@@ -46,7 +48,6 @@ public:
 
     ReleaseHost host;
     std::shared_ptr<ManualClock> clock = std::make_shared<ManualClock>();
-    ModelFixture files{clock, host.url()};
     std::atomic<bool> stalled = false;
 
 private:

@@ -1,9 +1,9 @@
-// The model's state: what it reads at the start, how it derives its phase from the disk, what it
-// stores, and how it announces changes.
+// The model's state: the start, the search for the game, the settings, the properties and their
+// signals.
 
 #include "ModelFixture.h"
-#include "base/Clock.h"
 #include "base/Error.h"
+#include "base/Text.h"
 #include "files/Files.h"
 #include "support/Await.h"
 #include "support/ManualClock.h"
@@ -21,11 +21,6 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-std::shared_ptr<Clock> realClock()
-{
-    return std::make_shared<SteadyClock>();
-}
-
 bool isCancellation(auto error)
 {
     return AppModel::isCancellation(std::make_exception_ptr(error));
@@ -39,25 +34,40 @@ class TestAppModel : public QObject
 {
     Q_OBJECT
 
+    std::unique_ptr<ModelFixture> fixture_;
+
+    AppModel &model() { return fixture_->model(); }
+    QVariant property(const char *name)
+    {
+        const QVariant value = model().property(name);
+        if (!value.isValid()) {
+            throw std::runtime_error(std::string("there is no property ") + name);
+        }
+        return value;
+    }
+    QString text(const char *name) { return property(name).toString(); }
+    bool flag(const char *name) { return property(name).toBool(); }
+
 private Q_SLOTS:
+    void init() { fixture_ = std::make_unique<ModelFixture>(); }
+    void cleanup() { fixture_.reset(); }
+
     void startsEmptyOnAnEmptyDisk()
     {
-        ModelFixture fixture(realClock());
-        AppModel &model = fixture.model();
-        QCOMPARE(model.state(), AppState::notDownloaded());
-        QCOMPARE(model.stepText(), QString());
-        QVERIFY(!model.progress());
-        QCOMPARE(model.detail(), QString());
-        QVERIFY(!model.failure());
-        QCOMPARE(model.info(), ProjectInfo::placeholder);
-        QCOMPARE(model.fullscreen(), false);
-        QCOMPARE(model.resolution(), ResolutionChoice::gameDefault);
-        QVERIFY(model.log.lines().isEmpty());
-        QVERIFY(!model.work());
-        QVERIFY(!model.projectURL());
-        QVERIFY(!model.runner.current());
-        QVERIFY(!model.runner.userStopped());
-        QVERIFY2(!QFileInfo::exists(fixture.root()), "starting must not write anything");
+        QCOMPARE(model().state(), AppState::notDownloaded());
+        QCOMPARE(model().stepText(), QString());
+        QVERIFY(!model().progress());
+        QCOMPARE(model().detail(), QString());
+        QVERIFY(!model().failure());
+        QCOMPARE(model().info(), ProjectInfo::placeholder);
+        QCOMPARE(model().fullscreen(), false);
+        QCOMPARE(model().resolution(), ResolutionChoice::gameDefault);
+        QVERIFY(model().log.lines().isEmpty());
+        QVERIFY(!model().work());
+        QVERIFY(!model().projectURL());
+        QVERIFY(!model().runner.current());
+        QVERIFY(!model().runner.userStopped());
+        QVERIFY2(!QFileInfo::exists(fixture_->root()), "starting must not write anything");
     }
 
     void readsTheSavedResolution_data()
@@ -87,12 +97,11 @@ private Q_SLOTS:
         QFETCH(const QVariant, saved);
         QFETCH(const ResolutionChoice, expected);
         QFETCH(const QVariant, argument);
-        ModelFixture fixture(realClock());
         if (saved.isValid()) {
-            QSettings(fixture.settingsFile(), QSettings::IniFormat)
+            QSettings(fixture_->settingsFile(), QSettings::IniFormat)
                 .setValue(u"resolution"_s, saved);
         }
-        QCOMPARE(fixture.model().resolution(), expected);
+        QCOMPARE(model().resolution(), expected);
         QCOMPARE(ResolutionChoices::argument(expected).value_or(QString()), argument.toString());
     }
 
@@ -111,62 +120,57 @@ private Q_SLOTS:
     {
         QFETCH(const QByteArray, line);
         QFETCH(const bool, fullscreen);
-        ModelFixture fixture(realClock());
-        ModelFixture::write(fixture.settingsFile(), "[General]\n" + line);
-        QCOMPARE(fixture.model().fullscreen(), fullscreen);
+        ModelFixture::write(fixture_->settingsFile(), "[General]\n" + line);
+        QCOMPARE(model().fullscreen(), fullscreen);
     }
 
     void storesSettingsAtOnce()
     {
-        ModelFixture fixture(realClock());
-        const auto stored = [&] { return ModelFixture::read(fixture.settingsFile()); };
+        const auto stored = [&] { return ModelFixture::read(fixture_->settingsFile()); };
         QCOMPARE(stored(), QByteArray());
         for (qsizetype i = ResolutionChoices::rawValues.size() - 1; i >= 0; --i) {
             const auto choice = static_cast<ResolutionChoice>(i);
-            fixture.model().setFullscreen(i % 2 == 1);
-            fixture.model().setResolution(choice);
-            QCOMPARE(fixture.model().resolution(), choice);
+            model().setFullscreen(i % 2 == 1);
+            model().setResolution(choice);
+            QCOMPARE(model().resolution(), choice);
             // The default is stored as well.
-            QCOMPARE(stored(), QByteArray("[General]\nfullscreen=") +
-                                   (i % 2 == 1 ? "true" : "false") + "\nresolution=" +
-                                   ResolutionChoices::rawValues.at(i).toUtf8() + "\n");
-            fixture.restart();
-            QCOMPARE(fixture.model().fullscreen(), i % 2 == 1);
-            QCOMPARE(fixture.model().resolution(), choice);
+            QCOMPARE(stored(),
+                     QByteArray("[General]\nfullscreen=") + (i % 2 == 1 ? "true" : "false") +
+                         "\nresolution=" + ResolutionChoices::rawValues.at(i).toUtf8() + "\n");
+            fixture_->restart();
+            QCOMPARE(model().fullscreen(), i % 2 == 1);
+            QCOMPARE(model().resolution(), choice);
         }
     }
 
     void saysThatSettingsCantBeStored()
     {
-        ModelFixture fixture(realClock());
-        AppModel &model = fixture.model();
         // Nobody can write a file here.
-        QVERIFY(QDir().mkpath(fixture.settingsFile() + QStringLiteral("/in the way")));
-        model.setFullscreen(true);
-        spinUntil([&] { return !model.log.lines().isEmpty(); });
-        QCOMPARE(model.log.lines(),
-                 QStringList{QStringLiteral("• Problem: The settings could not be saved in ") +
-                             fixture.settingsFile() + QStringLiteral(".")});
-        QVERIFY2(model.fullscreen(), "it holds for this run");
+        QVERIFY(QDir().mkpath(fixture_->settingsFile() + u"/in the way"_s));
+        model().setFullscreen(true);
+        spinUntil([&] { return !model().log.lines().isEmpty(); });
+        QCOMPARE(model().log.lines(),
+                 QStringList{u"• Problem: The settings could not be saved in "_s +
+                             fixture_->settingsFile() + u"."_s});
+        QVERIFY2(model().fullscreen(), "it holds for this run");
 
-        QVERIFY(QDir(fixture.settingsFile()).removeRecursively());
-        model.setResolution(ResolutionChoice::r900);
-        spinUntil([&] { return QFileInfo(fixture.settingsFile()).isFile(); });
+        QVERIFY(QDir(fixture_->settingsFile()).removeRecursively());
+        model().setResolution(ResolutionChoice::r900);
+        spinUntil([&] { return QFileInfo(fixture_->settingsFile()).isFile(); });
         QCoreApplication::processEvents();
-        QCOMPARE(model.log.lines().size(), 1);
-        fixture.restart();
-        QCOMPARE(fixture.model().fullscreen(), true);
-        QCOMPARE(fixture.model().resolution(), ResolutionChoice::r900);
+        QCOMPARE(model().log.lines().size(), 1);
+        fixture_->restart();
+        QCOMPARE(model().fullscreen(), true);
+        QCOMPARE(model().resolution(), ResolutionChoice::r900);
     }
 
     void readsTheSavedDescription()
     {
-        ModelFixture fixture(realClock());
         ProjectInfo info;
-        info.name = QStringLiteral("Saved");
+        info.name = u"Saved"_s;
         info.godotVersion = std::nullopt;
-        ModelFixture::write(fixture.root(QStringLiteral("info.json")), info.toJson());
-        QCOMPARE(fixture.model().info(), info);
+        ModelFixture::write(fixture_->root(u"info.json"_s), info.toJson());
+        QCOMPARE(model().info(), info);
     }
 
     void anUnreadableDescriptionIsIgnored_data()
@@ -182,61 +186,54 @@ private Q_SLOTS:
     void anUnreadableDescriptionIsIgnored()
     {
         QFETCH(QByteArray, content);
-        ModelFixture fixture(realClock());
-        const QString file = fixture.root(QStringLiteral("info.json"));
+        const QString file = fixture_->root(u"info.json"_s);
         if (content == "/") {
             QVERIFY(QDir().mkpath(file));
         } else {
             ModelFixture::write(file, content);
         }
-        QCOMPARE(fixture.model().info(), ProjectInfo::placeholder);
-        QCOMPARE(fixture.model().state(), AppState::notDownloaded());
-        QVERIFY(fixture.model().log.lines().isEmpty());
+        QCOMPARE(model().info(), ProjectInfo::placeholder);
+        QCOMPARE(model().state(), AppState::notDownloaded());
+        QVERIFY(model().log.lines().isEmpty());
     }
 
     void aGameWithItsEngineIsReady()
     {
-        ModelFixture fixture(realClock());
-        fixture.installByHand(ModelFixture::engineScript());
-        QCOMPARE(fixture.model().state(), AppState::ready());
-        QCOMPARE(fixture.model().projectURL(),
-                 std::optional(fixture.root(QStringLiteral("Game/godot-brindle-main"))));
+        fixture_->installByHand(ModelFixture::engineScript());
+        QCOMPARE(model().state(), AppState::ready());
+        QCOMPARE(model().projectURL(), std::optional(fixture_->root(u"Game/godot-brindle-main"_s)));
     }
 
     void aGameWithoutItsEngineIsNotDownloaded()
     {
-        ModelFixture fixture(realClock());
-        fixture.installByHand(ModelFixture::engineScript());
-        QDir(fixture.root(QStringLiteral("Engine"))).removeRecursively();
-        QCOMPARE(fixture.model().state(), AppState::notDownloaded());
-        QVERIFY(fixture.model().projectURL());
+        fixture_->installByHand(ModelFixture::engineScript());
+        QDir(fixture_->root(u"Engine"_s)).removeRecursively();
+        QCOMPARE(model().state(), AppState::notDownloaded());
+        QVERIFY(model().projectURL());
     }
 
     void anEngineWithoutItsGameIsNotDownloaded()
     {
-        ModelFixture fixture(realClock());
-        fixture.installByHand(ModelFixture::engineScript());
-        QDir(fixture.root(QStringLiteral("Game"))).removeRecursively();
-        QCOMPARE(fixture.model().state(), AppState::notDownloaded());
-        QVERIFY(!fixture.model().projectURL());
+        fixture_->installByHand(ModelFixture::engineScript());
+        QDir(fixture_->root(u"Game"_s)).removeRecursively();
+        QCOMPARE(model().state(), AppState::notDownloaded());
+        QVERIFY(!model().projectURL());
     }
 
     void aGameThatNoEngineFitsIsNotDownloaded()
     {
-        ModelFixture fixture(realClock());
-        fixture.installByHand(ModelFixture::engineScript());
+        fixture_->installByHand(ModelFixture::engineScript());
         ProjectInfo info;
         info.configVersion = 4;
-        ModelFixture::write(fixture.root(QStringLiteral("info.json")), info.toJson());
-        QCOMPARE(fixture.model().state(), AppState::notDownloaded());
+        ModelFixture::write(fixture_->root(u"info.json"_s), info.toJson());
+        QCOMPARE(model().state(), AppState::notDownloaded());
     }
 
     void anUnfinishedGameIsNotDownloaded()
     {
-        ModelFixture fixture(realClock());
-        fixture.installByHand(ModelFixture::engineScript());
-        ModelFixture::write(fixture.root(QStringLiteral("unfinished")), "x");
-        QCOMPARE(fixture.model().state(), AppState::notDownloaded());
+        fixture_->installByHand(ModelFixture::engineScript());
+        ModelFixture::write(fixture_->root(u"unfinished"_s), "x");
+        QCOMPARE(model().state(), AppState::notDownloaded());
     }
 
     void theFirstLookWaitsForNoWorker_data()
@@ -249,8 +246,8 @@ private Q_SLOTS:
         QTest::newRow("no game") << u"Game"_s << none << none;
         QTest::newRow("no engine") << u"Engine"_s << none << none;
         QTest::newRow("no description") << u"info.json"_s << none << AppState::ready();
-        QTest::newRow("no project") << u"Game/godot-brindle-main/project.godot"_s
-                                    << AppState::ready() << none;
+        QTest::newRow("no project")
+            << u"Game/godot-brindle-main/project.godot"_s << AppState::ready() << none;
     }
 
     void theFirstLookWaitsForNoWorker()
@@ -258,152 +255,295 @@ private Q_SLOTS:
         QFETCH(const QString, missing);
         QFETCH(const AppState, first);
         QFETCH(const AppState, then);
-        ModelFixture fixture(realClock());
-        fixture.installByHand(ModelFixture::engineScript());
+        fixture_->installByHand(ModelFixture::engineScript());
         if (!missing.isEmpty()) {
-            Files::remove(fixture.root(missing));
+            Files::remove(fixture_->root(missing));
         }
         WorkerHold workers;
-        QCOMPARE(fixture.modelAtStart().state(), first);
-        QSignalSpy changes(&fixture.modelAtStart(), &AppModel::stateChanged);
+        QCOMPARE(fixture_->modelAtStart().state(), first);
+        QSignalSpy changes(&fixture_->modelAtStart(), &AppModel::stateChanged);
         workers.open();
         WorkerHold().open();
         QCoreApplication::processEvents();
-        QCOMPARE(fixture.modelAtStart().state(), then);
+        QCOMPARE(fixture_->modelAtStart().state(), then);
         QCOMPARE(changes.size(), first == then ? 0 : 1);
     }
 
     void aLookThatATaskOvertakesChangesNothing()
     {
-        ModelFixture fixture(realClock());
-        fixture.installByHand(ModelFixture::engineScript());
+        fixture_->installByHand(ModelFixture::engineScript());
         WorkerHold workers;
-        AppModel &model = fixture.modelAtStart();
-        model.updateGame();
-        const AppState shown = model.state();
-        QVERIFY(model.canCancel());
+        AppModel &app = fixture_->modelAtStart();
+        app.updateGame();
+        const AppState shown = app.state();
+        QVERIFY(app.canCancel());
         workers.letPass(); // the look at the start
         for (int i = 0; i < 10; ++i) {
             QCoreApplication::processEvents();
         }
-        QCOMPARE(model.state(), shown);
-        model.cancel();
+        QCOMPARE(app.state(), shown);
+        app.cancel();
         workers.open();
-        fixture.waitUntilIdle();
+        fixture_->waitUntilIdle();
     }
 
     void refreshingClearsTheStatusLines()
     {
-        ModelFixture fixture(realClock());
-        AppModel &model = fixture.model();
-        model.set(&Status::state, AppState::needs(QStringLiteral("x")));
-        model.set(&Status::stepText, QStringLiteral("x"));
-        model.set(&Status::progress, 0.5);
-        model.set(&Status::detail, QStringLiteral("x"));
-        await(model.refreshState());
-        QCOMPARE(model.state(), AppState::notDownloaded());
-        QCOMPARE(model.stepText(), QString());
-        QVERIFY(!model.progress());
-        QCOMPARE(model.detail(), QString());
+        model().set(&Status::state, AppState::needs(u"x"_s));
+        model().set(&Status::stepText, u"x"_s);
+        model().set(&Status::progress, 0.5);
+        model().set(&Status::detail, u"x"_s);
+        await(model().refreshState());
+        QCOMPARE(model().state(), AppState::notDownloaded());
+        QCOMPARE(model().stepText(), QString());
+        QVERIFY(!model().progress());
+        QCOMPARE(model().detail(), QString());
     }
 
     void whatIsAsItWasIsNotAnnounced()
     {
-        ModelFixture fixture(realClock());
-        AppModel &model = fixture.model();
-        QSignalSpy changes(&model, &AppModel::willChange);
-        await(model.refreshState());
+        QSignalSpy changes(&model(), &AppModel::willChange);
+        await(model().refreshState());
         QCOMPARE(changes.size(), 0);
-        model.updateProgress(1, 2, 0);
+        model().updateProgress(1, 2, 0);
         QCOMPARE(changes.size(), 1);
-        model.updateProgress(1, 2, 0);
+        model().updateProgress(1, 2, 0);
         QCOMPARE(changes.size(), 1);
     }
 
-    void derivedFlagsFollowTheState_data()
+    void everyState_data()
     {
+        QTest::addColumn<AppState>("state");
         QTest::addColumn<int>("phase");
         QTest::addColumn<bool>("gameRunning");
         QTest::addColumn<bool>("canCancel");
-        using Phase = AppState::Phase;
-        const auto row = [](const char *name, Phase phase, bool running, bool cancel) {
-            QTest::newRow(name) << static_cast<int>(phase) << running << cancel;
+        QTest::addColumn<bool>("canPlay");
+        int phase = 0;
+        const auto row = [&](const char *name, const AppState &state, bool running, bool cancel,
+                             bool play) {
+            QTest::newRow(name) << state << phase++ << running << cancel << play;
         };
-        row("notDownloaded", Phase::notDownloaded, false, false);
-        row("downloading", Phase::downloading, false, true);
-        row("settingUp", Phase::settingUp, false, true);
-        row("needs", Phase::needs, false, false);
-        row("ready", Phase::ready, false, false);
-        row("starting", Phase::starting, true, false);
-        row("playing", Phase::playing, true, false);
+        const QString text = u"the text"_s;
+        row("notDownloaded", AppState::notDownloaded(), false, false, true);
+        row("downloading", AppState::downloading(text), false, true, false);
+        row("settingUp", AppState::settingUp(text), false, true, false);
+        row("needs", AppState::needs(text), false, false, true);
+        row("ready", AppState::ready(), false, false, true);
+        row("starting", AppState::starting(), true, false, false);
+        row("playing", AppState::playing(), true, false, false);
     }
 
-    void derivedFlagsFollowTheState()
+    void everyState()
     {
-        QFETCH(int, phase);
-        QFETCH(bool, gameRunning);
-        QFETCH(bool, canCancel);
-        ModelFixture fixture(realClock());
-        fixture.model().set(&Status::state, AppState{static_cast<AppState::Phase>(phase), QString()});
-        QCOMPARE(fixture.model().gameRunning(), gameRunning);
-        QCOMPARE(fixture.model().canCancel(), canCancel);
+        QFETCH(AppState, state);
+        model().set(&Status::state, AppState::needs(u"before"_s));
+        QSignalSpy changed(&model(), &AppModel::stateChanged);
+        QSignalSpy canPlayChanged(&model(), &AppModel::canPlayChanged);
+        model().set(&Status::state, state);
+        QCOMPARE(changed.size(), 1);
+        QCOMPARE(canPlayChanged.size(), 1);
+        QTEST(property("phase").toInt(), "phase");
+        QTEST(flag("gameRunning"), "gameRunning");
+        QTEST(flag("canCancel"), "canCancel");
+        QTEST(flag("canPlay"), "canPlay");
+        QCOMPARE(text("needsMessage"),
+                 state.phase == AppState::Phase::needs ? u"the text"_s : QString());
+    }
+
+    void playByState_data() { everyState_data(); }
+    void playByState()
+    {
+        QFETCH(AppState, state);
+        QFETCH(bool, canPlay);
+        model().set(&Status::state, state);
+        model().play();
+        QCOMPARE(model().work() != nullptr, canPlay);
+        model().cancel();
+        fixture_->waitUntilIdle();
+    }
+
+    void playTwiceStartsOnce()
+    {
+        model().play();
+        const auto work = model().work();
+        QVERIFY(work);
+        QCOMPARE(model().state(), AppState::notDownloaded());
+        model().play();
+        QCOMPARE(model().work(), work);
+        fixture_->waitUntilIdle();
+        QCOMPARE(model().log.lines().filter(u"• Downloading the game"_s).size(), 1);
+    }
+
+    void stopMarksTheRun()
+    {
+        // With the process gone already, nothing else happens.
+        model().set(&Status::state, AppState::playing());
+        model().stop();
+        QVERIFY(model().runner.userStopped());
+        QCOMPARE(model().state(), AppState::playing());
+    }
+
+    void textsAndProgress()
+    {
+        QSignalSpy changed(&model(), &AppModel::progressChanged);
+        QVERIFY(!flag("hasProgress"));
+        model().set(&Status::progress, 0.25);
+        QCOMPARE(changed.size(), 1);
+        QVERIFY(flag("hasProgress"));
+        QCOMPARE(property("progress").toDouble(), 0.25);
+        model().set(&Status::progress, std::nullopt);
+        QVERIFY(!flag("hasProgress"));
+        model().set(&Status::stepText, u"step"_s);
+        model().set(&Status::detail, u"detail"_s);
+        QCOMPARE(text("stepText"), u"step"_s);
+        QCOMPARE(text("detail"), u"detail"_s);
+    }
+
+    void theFailureInProperties()
+    {
+        QVERIFY(!flag("hasFailure"));
+        model().set(&Status::failure, FailureReport{u"summary"_s, {u"one"_s, u"two"_s}});
+        QVERIFY(flag("hasFailure"));
+        QCOMPARE(text("failureSummary"), u"summary"_s);
+        QCOMPARE(text("failureText"), u"one\ntwo"_s);
+        model().set(&Status::failure, std::nullopt);
+        QVERIFY(!flag("hasFailure"));
+        QCOMPARE(text("failureSummary") + text("failureText"), QString());
+    }
+
+    void theRepository()
+    {
+        fixture_->codeHost = QUrl(u"https://github.com"_s);
+        QCOMPARE(text("repositoryAddress"), u"github.com/tessel-works/godot-brindle"_s);
+        model().openRepository();
+        QCOMPARE(fixture_->desktop->opened,
+                 QList<QUrl>{QUrl(u"https://github.com/tessel-works/godot-brindle"_s)});
+    }
+
+    void viewsCallEveryAction()
+    {
+        const QByteArrayList actions{"play",        "stop",           "cancel",
+                                     "updateGame",  "reinstall",      "removeEverything",
+                                     "showSaves",   "revealInFinder", "openRepository",
+                                     "copyFailure", "copyLog",        "measureStorage",
+                                     "quit"};
+        for (const QByteArray &action : actions) {
+            QVERIFY2(AppModel::staticMetaObject.indexOfMethod(action + "()") >= 0, action);
+        }
+        QCOMPARE(property("log").value<QObject *>(), &model().log);
+    }
+
+    void info()
+    {
+        QSignalSpy changed(&model(), &AppModel::infoChanged);
+        ProjectInfo known;
+        known.name = u"A game"_s;
+        known.tagline = u"tagline"_s;
+        known.licenseName = u"GPL"_s;
+        known.copyright = QString();
+        known.controls = {u"W: up"_s};
+        model().set(&Status::info, known);
+        QCOMPARE(changed.size(), 1);
+        QCOMPARE(text("name"), known.name);
+        QCOMPARE(text("tagline"), known.tagline);
+        QCOMPARE(text("licenseName"), known.licenseName);
+        QCOMPARE(text("copyright"), known.copyright);
+        QCOMPARE(property("controls").toStringList(), known.controls);
+    }
+
+    void settings()
+    {
+        QCOMPARE(property("resolutionLabels").toStringList().join(u'|'),
+                 u"Game default|1280x720|1600x900|1920x1080|2560x1440"_s);
+        QStringList seen;
+        const auto look = [&](const QString &when) {
+            seen << when + (flag("fullscreen") ? u" full "_s : u" windowed "_s) +
+                        text("resolution");
+        };
+        connect(&model(), &AppModel::willChange, this, [&] { look(u"will"_s); });
+        connect(&model(), &AppModel::settingsChanged, this, [&] { look(u"did"_s); });
+        QVERIFY(model().setProperty("fullscreen", true));
+        QVERIFY(model().setProperty("resolution", 3));
+        QCOMPARE(model().resolution(), ResolutionChoice::r1080);
+        QCOMPARE(seen.join(u'|'), u"will windowed 0|did full 0|will full 0|did full 3"_s);
+    }
+
+    void storageIsMeasuredOnRequest()
+    {
+        QCOMPARE(text("storageSize"), u"…"_s);
+        QSignalSpy changed(&model(), &AppModel::storageSizeChanged);
+        model().measureStorage();
+        spinUntil([&] { return changed.size() == 1; });
+        QCOMPARE(text("storageSize"), u"Zero KB"_s);
+
+        fixture_->installByHand(ModelFixture::engineScript());
+        WorkerHold workers;
+        model().measureStorage();
+        QCoreApplication::processEvents();
+        QCOMPARE(text("storageSize"), u"Zero KB"_s); // until the new figure is there
+        // A measurement under way is not begun again.
+        model().measureStorage();
+        workers.letPass();
+        spinUntil([&] { return changed.size() == 2; });
+        QCOMPARE(text("storageSize"), Text::byteCount(Paths::folderSize(fixture_->root())));
+        QVERIFY(text("storageSize") != u"Zero KB"_s);
+        QDir(fixture_->root()).removeRecursively();
+        workers.open();
+        WorkerHold().open();
+        QCoreApplication::processEvents();
+        QCOMPARE(changed.size(), 2);
     }
 
     void statesCompareByPhaseAndText()
     {
-        QVERIFY(AppState::needs(QStringLiteral("a")) == AppState::needs(QStringLiteral("a")));
-        QVERIFY(!(AppState::needs(QStringLiteral("a")) == AppState::needs(QStringLiteral("b"))));
-        QVERIFY(
-            !(AppState::needs(QStringLiteral("a")) == AppState::downloading(QStringLiteral("a"))));
+        QVERIFY(AppState::needs(u"a"_s) == AppState::needs(u"a"_s));
+        QVERIFY(!(AppState::needs(u"a"_s) == AppState::needs(u"b"_s)));
+        QVERIFY(!(AppState::needs(u"a"_s) == AppState::downloading(u"a"_s)));
     }
 
     void aHeadlineFromAWorkerSetsThreeFieldsInOrder()
     {
-        ModelFixture fixture(realClock());
-        AppModel &model = fixture.model();
-        model.set(&Status::progress, 0.5);
+        model().set(&Status::progress, 0.5);
         QStringList order;
-        connect(&model, &AppModel::stepTextChanged, this, [&] { order << QStringLiteral("step"); });
-        connect(&model, &AppModel::stateChanged, this, [&] { order << QStringLiteral("state"); });
-        connect(&model, &AppModel::progressChanged, this,
-                [&] { order << QStringLiteral("progress"); });
-        const StatusBox box(&model);
-        std::thread([&] { box.set(QStringLiteral("Headline")); }).join();
+        connect(&model(), &AppModel::stepTextChanged, this, [&] { order << u"step"_s; });
+        connect(&model(), &AppModel::stateChanged, this, [&] { order << u"state"_s; });
+        connect(&model(), &AppModel::progressChanged, this, [&] { order << u"progress"_s; });
+        const StatusBox box(&model());
+        std::thread([&] { box.set(u"Headline"_s); }).join();
         QVERIFY2(order.isEmpty(), "the model is touched on its own thread only");
         spinUntil([&] { return order.size() == 3; });
-        QCOMPARE(order.join(QLatin1Char(' ')), QStringLiteral("step state progress"));
-        QCOMPARE(model.stepText(), QStringLiteral("Headline"));
-        QCOMPARE(model.state(), AppState::downloading(QStringLiteral("Headline")));
-        QVERIFY(!model.progress());
+        QCOMPARE(order.join(u' '), u"step state progress"_s);
+        QCOMPARE(model().stepText(), u"Headline"_s);
+        QCOMPARE(model().state(), AppState::downloading(u"Headline"_s));
+        QVERIFY(!model().progress());
     }
 
     void headlinesAreNotMerged()
     {
-        ModelFixture fixture(realClock());
-        QSignalSpy changes(&fixture.model(), &AppModel::stepTextChanged);
-        const StatusBox box(&fixture.model());
-        box.set(QStringLiteral("a"));
-        box.set(QStringLiteral("b"));
-        spinUntil([&] { return fixture.model().stepText() == QStringLiteral("b"); });
+        QSignalSpy changes(&model(), &AppModel::stepTextChanged);
+        const StatusBox box(&model());
+        box.set(u"a"_s);
+        box.set(u"b"_s);
+        spinUntil([&] { return model().stepText() == u"b"_s; });
         QCOMPARE(changes.size(), 2);
     }
 
     void aHeadlineForAModelThatIsGoneDoesNothing()
     {
-        ModelFixture fixture(realClock());
-        auto model = std::make_unique<ModelFixture>(realClock());
-        const StatusBox box(&model->model());
-        const ProgressCallback progress = model->model().progressHandler();
-        box.set(QStringLiteral("too late"));
+        auto other = std::make_unique<ModelFixture>();
+        const StatusBox box(&other->model());
+        const ProgressCallback progress = other->model().progressHandler();
+        box.set(u"too late"_s);
         progress(1, 2, 3);
-        model.reset();
-        box.set(QStringLiteral("later still"));
+        other.reset();
+        box.set(u"later still"_s);
         progress(1, 2, 3);
         // Whoever comes after it hears nothing of it.
-        AppModel &next = fixture.model();
+        AppModel &next = model();
         QSignalSpy changes(&next, &AppModel::willChange);
         bool served = false;
-        QMetaObject::invokeMethod(this, [&] { served = true; }, Qt::QueuedConnection);
+        QMetaObject::invokeMethod(
+            this, [&] { served = true; }, Qt::QueuedConnection);
         spinUntil([&] { return served; });
         QCOMPARE(changes.size(), 0);
         QCOMPARE(next.state(), AppState::notDownloaded());
@@ -411,78 +551,73 @@ private Q_SLOTS:
 
     void progressWithAKnownTotal()
     {
-        ModelFixture fixture(realClock());
-        AppModel &model = fixture.model();
-        model.updateProgress(1, 1, 0);
-        QCOMPARE(model.progress(), std::optional(1.0));
-        QCOMPARE(model.detail(), u"1 byte of 1 byte · Zero KB/s"_s);
-        model.updateProgress(25'000'000, 100'000'000, 1'250'000.9);
-        QCOMPARE(model.progress(), std::optional(0.25));
-        QCOMPARE(model.detail(), QStringLiteral("25 MB of 100 MB · 1.3 MB/s"));
+        model().updateProgress(1, 1, 0);
+        QCOMPARE(model().progress(), std::optional(1.0));
+        QCOMPARE(model().detail(), u"1 byte of 1 byte · Zero KB/s"_s);
+        model().updateProgress(25'000'000, 100'000'000, 1'250'000.9);
+        QCOMPARE(model().progress(), std::optional(0.25));
+        QCOMPARE(model().detail(), u"25 MB of 100 MB · 1.3 MB/s"_s);
     }
 
     void eachStartOfTheGameHasItsOwnPermission()
     {
-        ModelFixture fixture(realClock());
-        fixture.installByHand(
+        fixture_->installByHand(
             "#!/bin/sh\ncase \"$*\" in *--import*) what=import ;; *) what=game ;; "
             "esac\necho \"$what: '$XDG_ACTIVATION_TOKEN'\"\n");
-        QVERIFY(QFile::remove(fixture.root(QStringLiteral("imported-4.3-stable.txt"))));
+        QVERIFY(QFile::remove(fixture_->root(u"imported-4.3-stable.txt"_s)));
         qputenv("XDG_ACTIVATION_TOKEN", "ours");
-        fixture.model().startWork(false);
-        fixture.waitUntilIdle();
-        QVERIFY(fixture.model().log.lines().contains(QStringLiteral("import: ''")));
-        QCOMPARE(fixture.desktop->askedStarts, 0);
+        model().startWork(false);
+        fixture_->waitUntilIdle();
+        QVERIFY(model().log.lines().contains(u"import: ''"_s));
+        QCOMPARE(fixture_->desktop->askedStarts, 0);
         for (int i = 1; i <= 2; ++i) {
-            fixture.model().startWork(true);
-            fixture.waitUntilIdle();
-            QVERIFY(
-                fixture.model().log.lines().contains(QStringLiteral("game: 'start %1'").arg(i)));
+            model().startWork(true);
+            fixture_->waitUntilIdle();
+            QVERIFY(model().log.lines().contains(u"game: 'start %1'"_s.arg(i)));
         }
         qunsetenv("XDG_ACTIVATION_TOKEN");
-        QCOMPARE(fixture.desktop->askedStarts, 2);
+        QCOMPARE(fixture_->desktop->askedStarts, 2);
     }
 
     void theTimeLeft()
     {
         const auto clock = std::make_shared<ManualClock>();
-        ModelFixture fixture(clock);
-        AppModel &model = fixture.model();
-        QSignalSpy changes(&model, &AppModel::timeLeftChanged);
-        model.updateProgress(0, 100'000'000, 0);
-        QCOMPARE(model.timeLeft(), QString());
+        fixture_->modelClock = clock;
+        QSignalSpy changes(&model(), &AppModel::timeLeftChanged);
+        model().updateProgress(0, 100'000'000, 0);
+        QCOMPARE(model().timeLeft(), QString());
         clock->advance(Clock::Duration(2));
-        model.updateProgress(2'000'000, 100'000'000, 0);
-        QCOMPARE(model.timeLeft(), QStringLiteral("About 2 minutes left"));
-        QCOMPARE(model.property("timeLeft").toString(), model.timeLeft());
+        model().updateProgress(2'000'000, 100'000'000, 0);
+        QCOMPARE(model().timeLeft(), u"About 2 minutes left"_s);
+        QCOMPARE(model().property("timeLeft").toString(), model().timeLeft());
         clock->advance(Clock::Duration(2));
-        model.updateProgress(60'000'000, 100'000'000, 0);
-        QCOMPARE(model.timeLeft(), QStringLiteral("Less than a minute left"));
+        model().updateProgress(60'000'000, 100'000'000, 0);
+        QCOMPARE(model().timeLeft(), u"Less than a minute left"_s);
         QCOMPARE(changes.size(), 2);
         // Nothing comes.
         clock->advance(Clock::Duration(8));
-        model.updateProgress(60'000'000, 100'000'000, 0);
-        QCOMPARE(model.timeLeft(), QStringLiteral("Less than a minute left"));
+        model().updateProgress(60'000'000, 100'000'000, 0);
+        QCOMPARE(model().timeLeft(), u"Less than a minute left"_s);
         clock->advance(Clock::Duration(1));
-        model.updateProgress(60'000'000, 100'000'000, 0);
-        QCOMPARE(model.timeLeft(), QString());
+        model().updateProgress(60'000'000, 100'000'000, 0);
+        QCOMPARE(model().timeLeft(), QString());
         // Whatever a server says.
-        model.updateProgress(100'000'001, 100'000'000, 0);
-        QCOMPARE(model.timeLeft(), QString());
+        model().updateProgress(100'000'001, 100'000'000, 0);
+        QCOMPARE(model().timeLeft(), QString());
 
         // The next download is another one.
-        model.updateProgress(60'000'000, 100'000'000, 0);
-        StatusBox(&model).set(QStringLiteral("Checking"));
-        spinUntil([&] { return model.stepText() == QStringLiteral("Checking"); });
-        QCOMPARE(model.timeLeft(), QString());
+        model().updateProgress(60'000'000, 100'000'000, 0);
+        StatusBox(&model()).set(u"Checking"_s);
+        spinUntil([&] { return model().stepText() == u"Checking"_s; });
+        QCOMPARE(model().timeLeft(), QString());
         clock->advance(Clock::Duration(2));
-        model.updateProgress(90'000'000, 100'000'000, 0);
-        QCOMPARE(model.timeLeft(), QString());
+        model().updateProgress(90'000'000, 100'000'000, 0);
+        QCOMPARE(model().timeLeft(), QString());
         clock->advance(Clock::Duration(2));
-        model.updateProgress(90'100'000, 100'000'000, 0);
-        QCOMPARE(model.timeLeft(), QStringLiteral("About 3 minutes left"));
-        model.updateProgress(90'200'000, 0, 0);
-        QCOMPARE(model.timeLeft(), QString());
+        model().updateProgress(90'100'000, 100'000'000, 0);
+        QCOMPARE(model().timeLeft(), u"About 3 minutes left"_s);
+        model().updateProgress(90'200'000, 0, 0);
+        QCOMPARE(model().timeLeft(), QString());
     }
 
     void progressWithoutATotal_data()
@@ -495,19 +630,17 @@ private Q_SLOTS:
     void progressWithoutATotal()
     {
         QFETCH(qint64, total);
-        ModelFixture fixture(realClock());
-        AppModel &model = fixture.model();
-        model.set(&Status::progress, 0.5);
-        model.updateProgress(2000, total, 999);
-        QVERIFY(!model.progress());
-        QCOMPARE(model.detail(), QStringLiteral("2 KB · 999 bytes/s"));
+        model().set(&Status::progress, 0.5);
+        model().updateProgress(2000, total, 999);
+        QVERIFY(!model().progress());
+        QCOMPARE(model().detail(), u"2 KB · 999 bytes/s"_s);
     }
 
     void cancellationsAreToldFromFailures()
     {
         QVERIFY(isCancellation(CancellationError()));
-        QVERIFY(!isCancellation(TransferError(QStringLiteral("x"))));
-        QVERIFY(!isCancellation(SetupError(QStringLiteral("x"))));
+        QVERIFY(!isCancellation(TransferError(u"x"_s)));
+        QVERIFY(!isCancellation(SetupError(u"x"_s)));
         QVERIFY(!isCancellation(std::runtime_error("x")));
     }
 
@@ -515,11 +648,10 @@ private Q_SLOTS:
     {
         QTest::addColumn<QStringList>("lines");
         QTest::addColumn<QString>("hint");
-        const auto graphics = QStringLiteral("The graphics system reported a problem. The game may "
-                                             "need a faster Mac or a newer macOS.");
-        const auto scripts =
-            QStringLiteral("The game's scripts reported errors. The log below shows where.");
-        const auto other = QStringLiteral("The last lines of the log below may show why.");
+        const auto graphics = u"The graphics system reported a problem. The game may "
+                              "need a faster Mac or a newer macOS."_s;
+        const auto scripts = u"The game's scripts reported errors. The log below shows where."_s;
+        const auto other = u"The last lines of the log below may show why."_s;
         const auto lines = [](const char *text) { return QStringList{QString::fromUtf8(text)}; };
         QTest::newRow("vulkan") << lines("ERROR: Vulkan is missing") << graphics;
         QTest::newRow("metal") << lines("METAL device lost") << graphics;
@@ -527,12 +659,10 @@ private Q_SLOTS:
         QTest::newRow("rendering") << lines("Rendering failed") << graphics;
         QTest::newRow("parse error in capitals") << lines("Parse Error: x") << scripts;
         QTest::newRow("script error") << lines("SCRIPT ERROR: x") << scripts;
-        QTest::newRow("both") << QStringList{QStringLiteral("Parse Error"), QStringLiteral("gpu")}
-                              << graphics;
+        QTest::newRow("both") << QStringList{u"Parse Error"_s, u"gpu"_s} << graphics;
         QTest::newRow("neither") << lines("something else") << other;
         QTest::newRow("no lines") << QStringList() << other;
-        QTest::newRow("word across lines")
-            << QStringList{QStringLiteral("parse"), QStringLiteral("error")} << other;
+        QTest::newRow("word across lines") << QStringList{u"parse"_s, u"error"_s} << other;
     }
 
     void hintsFollowTheLog()

@@ -8,13 +8,14 @@
 #include <QtTest>
 
 using namespace brindle;
+using namespace Qt::StringLiterals;
 
 namespace {
 
 QString enginePath(const PipelineFixture &fixture)
 {
-    const EngineSpec spec{QStringLiteral("4.3-stable"), false};
-    return ReleaseHost::enginePath(spec.version, spec.zipName(fixture.files.platform));
+    const EngineSpec spec{u"4.3-stable"_s, false};
+    return ReleaseHost::enginePath(spec.version, spec.zipName(fixture.platform));
 }
 
 /// What the main thread has to do until it waits for a worker.
@@ -25,7 +26,7 @@ void serveEvents()
     }
 }
 
-const auto marker = QStringLiteral("imported-4.3-stable.txt");
+const auto marker = u"imported-4.3-stable.txt"_s;
 
 } // namespace
 
@@ -38,11 +39,11 @@ private Q_SLOTS:
     {
         QTest::addColumn<QString>("phase");
         QTest::addColumn<bool>("gameStays");
-        QTest::newRow("game") << QStringLiteral("game") << false;
-        QTest::newRow("first add-on") << QStringLiteral("one") << true;
-        QTest::newRow("second add-on") << QStringLiteral("two") << true;
-        QTest::newRow("checksum list") << QStringLiteral("list") << true;
-        QTest::newRow("engine") << QStringLiteral("engine") << true;
+        QTest::newRow("game") << u"game"_s << false;
+        QTest::newRow("first add-on") << u"one"_s << true;
+        QTest::newRow("second add-on") << u"two"_s << true;
+        QTest::newRow("checksum list") << u"list"_s << true;
+        QTest::newRow("engine") << u"engine"_s << true;
     }
 
     void aSilentDownloadIsCancelledAtOnce()
@@ -51,11 +52,11 @@ private Q_SLOTS:
         QFETCH(bool, gameStays);
         PipelineFixture fixture;
         const QMap<QString, QString> paths{
-            {QStringLiteral("game"), ReleaseHost::gamePath()},
-            {QStringLiteral("one"), ReleaseHost::addonPath(QStringLiteral("tessel-works/one"))},
-            {QStringLiteral("two"), ReleaseHost::addonPath(QStringLiteral("tessel-works/two"))},
-            {QStringLiteral("list"), ReleaseHost::checksumPath(QStringLiteral("4.3-stable"))},
-            {QStringLiteral("engine"), enginePath(fixture)}};
+            {u"game"_s, ReleaseHost::gamePath()},
+            {u"one"_s, ReleaseHost::addonPath(u"tessel-works/one"_s)},
+            {u"two"_s, ReleaseHost::addonPath(u"tessel-works/two"_s)},
+            {u"list"_s, ReleaseHost::checksumPath(u"4.3-stable"_s)},
+            {u"engine"_s, enginePath(fixture)}};
         fixture.stall(paths.value(phase));
         AppModel &model = fixture.model();
         model.startWork(true);
@@ -63,23 +64,23 @@ private Q_SLOTS:
         QVERIFY(model.canCancel());
         model.cancel();
         QVERIFY2(model.canCancel(), "cancelling itself changes no field");
-        fixture.files.waitUntilIdle();
+        fixture.waitUntilIdle();
 
-        QCOMPARE(model.log.lines().last(), QStringLiteral("• Cancelled"));
+        QCOMPARE(model.log.lines().last(), u"• Cancelled"_s);
         QCOMPARE(model.state(), AppState::notDownloaded());
         QVERIFY(!model.failure());
         QCOMPARE(model.stepText(), QString());
-        QVERIFY(fixture.files.leftovers().isEmpty());
+        QVERIFY(fixture.leftovers().isEmpty());
         QCOMPARE(QFileInfo::exists(fixture.project()), gameStays);
-        QVERIFY(!QFileInfo::exists(fixture.files.root(QStringLiteral("Engine"))));
+        QVERIFY(!QFileInfo::exists(fixture.root(u"Engine"_s)));
 
         fixture.host.restore(paths.value(phase));
-        fixture.files.restart();
+        fixture.restart();
         QCOMPARE(fixture.model().state(), AppState::notDownloaded());
         fixture.model().startWork(false);
-        fixture.files.waitUntilIdle();
+        fixture.waitUntilIdle();
         QCOMPARE(fixture.model().state(), AppState::ready());
-        QCOMPARE(ModelFixture::read(fixture.project() + QStringLiteral("/addons/two/plugin.cfg")),
+        QCOMPARE(ModelFixture::read(fixture.project() + u"/addons/two/plugin.cfg"_s),
                  QByteArray("two"));
     }
 
@@ -88,8 +89,8 @@ private Q_SLOTS:
         PipelineFixture fixture;
         fixture.model().startWork(true);
         fixture.model().cancel();
-        fixture.files.waitUntilIdle();
-        QCOMPARE(fixture.model().log.lines(), QStringList{QStringLiteral("• Cancelled")});
+        fixture.waitUntilIdle();
+        QCOMPARE(fixture.model().log.lines(), QStringList{u"• Cancelled"_s});
         QCOMPARE(fixture.model().state(), AppState::notDownloaded());
     }
 
@@ -105,20 +106,20 @@ private Q_SLOTS:
         QVERIFY(fixture.model().canCancel());
         fixture.model().cancel();
         workers.open();
-        fixture.files.waitUntilIdle();
-        QCOMPARE(fixture.model().log.lines().last(), QStringLiteral("• Cancelled"));
+        fixture.waitUntilIdle();
+        QCOMPARE(fixture.model().log.lines().last(), u"• Cancelled"_s);
         QCOMPARE(fixture.host.requests(), QStringList());
-        QVERIFY(!QFileInfo::exists(fixture.files.root(QStringLiteral("unfinished"))));
+        QVERIFY(!QFileInfo::exists(fixture.root(u"unfinished"_s)));
     }
 
     void aCancelWhileTheProjectIsReadFetchesNoAddon()
     {
         PipelineFixture fixture;
-        fixture.files.installByHand(ModelFixture::engineScript());
-        ModelFixture::write(fixture.project() + QStringLiteral("/.gitmodules"),
+        fixture.installByHand(ModelFixture::engineScript());
+        ModelFixture::write(fixture.project() + u"/.gitmodules"_s,
                             PipelineFixture::gitmodules().replace(
                                 "{host}", fixture.host.url().toString().toUtf8()));
-        const QString unfinished = fixture.files.root(QStringLiteral("unfinished"));
+        const QString unfinished = fixture.root(u"unfinished"_s);
         ModelFixture::write(unfinished, "x");
         fixture.model();
         WorkerHold workers;
@@ -128,9 +129,9 @@ private Q_SLOTS:
         serveEvents();
         fixture.model().cancel();
         workers.open();
-        fixture.files.waitUntilIdle();
+        fixture.waitUntilIdle();
         QCOMPARE(fixture.model().info().submodules.size(), 2);
-        QCOMPARE(fixture.model().log.lines(), QStringList{QStringLiteral("• Cancelled")});
+        QCOMPARE(fixture.model().log.lines(), QStringList{u"• Cancelled"_s});
         QCOMPARE(fixture.host.requests(), QStringList());
         QVERIFY2(QFileInfo::exists(unfinished), "the next Play goes on from there");
     }
@@ -154,11 +155,11 @@ private Q_SLOTS:
         QFETCH(const int, passed);
         QFETCH(const bool, quits);
         PipelineFixture fixture;
-        fixture.files.installByHand(ModelFixture::engineScript());
-        QFile::remove(fixture.files.root(marker));
+        fixture.installByHand(ModelFixture::engineScript());
+        QFile::remove(fixture.root(marker));
         const bool needsEngine = passed == 1;
         if (needsEngine) {
-            QDir(fixture.files.root(QStringLiteral("Engine"))).removeRecursively();
+            QDir(fixture.root(u"Engine"_s)).removeRecursively();
         }
         AppModel &model = fixture.model();
         WorkerHold workers;
@@ -169,7 +170,7 @@ private Q_SLOTS:
             serveEvents();
         }
         if (passed == 2) {
-            fixture.waitForLine(QStringLiteral("engine is importing"));
+            fixture.waitForLine(u"engine is importing"_s);
             spinUntil([&] { return !model.runner.current(); });
         }
         QVERIFY(model.work());
@@ -179,37 +180,37 @@ private Q_SLOTS:
             model.cancel();
         }
         workers.open();
-        fixture.files.waitUntilIdle();
-        QCOMPARE(model.log.lines().last(), QStringLiteral("• Cancelled"));
-        QCOMPARE(model.log.lines().filter(QStringLiteral("• ")),
-                 passed < 2 ? QStringList{QStringLiteral("• Cancelled")}
-                            : (QStringList{QStringLiteral("• Importing the project (first run)"),
-                                           QStringLiteral("• Cancelled")}));
+        fixture.waitUntilIdle();
+        QCOMPARE(model.log.lines().last(), u"• Cancelled"_s);
+        QCOMPARE(model.log.lines().filter(u"• "_s),
+                 passed < 2
+                     ? QStringList{u"• Cancelled"_s}
+                     : (QStringList{u"• Importing the project (first run)"_s, u"• Cancelled"_s}));
         QCOMPARE(fixture.host.requests(), QStringList());
         QCOMPARE(model.state(), needsEngine ? AppState::notDownloaded() : AppState::ready());
-        QVERIFY(!QFileInfo::exists(fixture.files.root(marker)));
+        QVERIFY(!QFileInfo::exists(fixture.root(marker)));
     }
 
     void theImportIsStopped()
     {
         PipelineFixture fixture;
         // An import that only a signal ends.
-        fixture.files.installByHand("#!/bin/sh\necho importing\nmkfifo \"$4/block\"\n"
-                                    "read x < \"$4/block\"\n");
-        QFile::remove(fixture.files.root(marker));
+        fixture.installByHand("#!/bin/sh\necho importing\nmkfifo \"$4/block\"\n"
+                              "read x < \"$4/block\"\n");
+        QFile::remove(fixture.root(marker));
         AppModel &model = fixture.model();
         model.startWork(true);
-        fixture.waitForLine(QStringLiteral("importing"));
+        fixture.waitForLine(u"importing"_s);
         QCOMPARE(model.state(),
-                 AppState::settingUp(QStringLiteral("Step 3 of 3 · First-time setup, this can take "
-                                                    "a minute or more")));
+                 AppState::settingUp(u"Step 3 of 3 · First-time setup, this can take "
+                                     "a minute or more"_s));
         QCOMPARE(model.stepText(), model.state().text);
-        QCOMPARE(model.detail(), QStringLiteral("Godot is importing the game's files"));
+        QCOMPARE(model.detail(), u"Godot is importing the game's files"_s);
         model.cancel();
-        fixture.files.waitUntilIdle();
-        QCOMPARE(model.log.lines().last(), QStringLiteral("• Cancelled"));
+        fixture.waitUntilIdle();
+        QCOMPARE(model.log.lines().last(), u"• Cancelled"_s);
         QCOMPARE(model.state(), AppState::ready());
-        QVERIFY2(!QFileInfo::exists(fixture.files.root(marker)),
+        QVERIFY2(!QFileInfo::exists(fixture.root(marker)),
                  "an import that was stopped must be done again");
     }
 
@@ -225,15 +226,15 @@ private Q_SLOTS:
     {
         QFETCH(const QString, way);
         PipelineFixture fixture;
-        fixture.files.installByHand(ModelFixture::engineScript());
-        fixture.files.desktop->permitsStarts = false;
+        fixture.installByHand(ModelFixture::engineScript());
+        fixture.desktop->permitsStarts = false;
         AppModel &model = fixture.model();
         model.startWork(true);
-        spinUntil([&] { return fixture.files.desktop->askedStarts == 1; });
+        spinUntil([&] { return fixture.desktop->askedStarts == 1; });
         serveEvents();
         QCOMPARE(model.state(), AppState::starting());
-        QCOMPARE(model.stepText(), QStringLiteral("Starting the game…"));
-        QVERIFY(model.log.lines().last().startsWith(QStringLiteral("• Starting: Godot --path")));
+        QCOMPARE(model.stepText(), u"Starting the game…"_s);
+        QVERIFY(model.log.lines().last().startsWith(u"• Starting: Godot --path"_s));
         QVERIFY(!model.runner.current());
         if (way == u"stop") {
             model.stop();
@@ -246,16 +247,16 @@ private Q_SLOTS:
             fixture.clock->advance(Clock::Duration(0.1));
             return !model.work();
         });
-        QCOMPARE(model.log.lines().last(), QStringLiteral("• Game stopped"));
+        QCOMPARE(model.log.lines().last(), u"• Game stopped"_s);
         QCOMPARE(model.state(), AppState::ready());
         QVERIFY(!model.failure());
-        QVERIFY(!QFileInfo::exists(fixture.project() + QStringLiteral("/play arguments")));
+        QVERIFY(!QFileInfo::exists(fixture.project() + u"/play arguments"_s));
 
-        fixture.files.desktop->permitsStarts = true;
+        fixture.desktop->permitsStarts = true;
         fixture.playUntilOpen();
-        QCOMPARE(fixture.files.desktop->askedStarts, 2);
+        QCOMPARE(fixture.desktop->askedStarts, 2);
         model.cancel();
-        fixture.files.waitUntilIdle();
+        fixture.waitUntilIdle();
     }
 
     void theRunnerIsStoppedWhateverRuns()
@@ -291,7 +292,7 @@ private Q_SLOTS:
         PipelineFixture fixture;
         // One that ends well when it is asked to, as many games do. It waits for nothing else: a
         // request that came just before would be heard after it.
-        fixture.files.installByHand(
+        fixture.installByHand(
             endsWell ? QByteArray("#!/bin/sh\ntrap 'exit 0' TERM\necho engine is playing\n"
                                   "while :; do sleep 0.01; done\n")
                      : ModelFixture::engineScript());
@@ -307,7 +308,7 @@ private Q_SLOTS:
             fixture.clock->advance(Clock::Duration(0.1));
             return !fixture.model().work();
         });
-        QCOMPARE(fixture.model().log.lines().last(), QStringLiteral("• Game stopped"));
+        QCOMPARE(fixture.model().log.lines().last(), u"• Game stopped"_s);
         QCOMPARE(fixture.model().state(), AppState::ready());
         QVERIFY(!fixture.model().failure());
     }

@@ -22,14 +22,12 @@ private Q_SLOTS:
         QTest::addColumn<int>("code");
         QTest::addColumn<QString>("message");
         const auto early = [](const char *seconds, int code) {
-            return QStringLiteral("The game closed after %1 (exit code %2), so it did not start "
-                                  "properly.")
-                .arg(QLatin1String(seconds))
-                .arg(code);
+            return u"The game closed after %1 (exit code %2), so it did not start "
+                   "properly."_s.arg(QLatin1String(seconds))
+                       .arg(code);
         };
         const auto late = [](int seconds, int code) {
-            return QStringLiteral("The game stopped unexpectedly after %1 seconds (exit code %2).")
-                .arg(seconds)
+            return u"The game stopped unexpectedly after %1 seconds (exit code %2)."_s.arg(seconds)
                 .arg(code);
         };
         QTest::newRow("at once") << 0.0 << 1 << early("0 seconds", 1);
@@ -48,7 +46,7 @@ private Q_SLOTS:
         QFETCH(int, code);
         QFETCH(QString, message);
         PipelineFixture fixture;
-        fixture.files.installByHand(ModelFixture::engineScript());
+        fixture.installByHand(ModelFixture::engineScript());
         AppModel &model = fixture.model();
         fixture.playUntilOpen();
         const QStringList before = model.log.lines();
@@ -56,13 +54,13 @@ private Q_SLOTS:
         if (message.isEmpty()) {
             QCOMPARE(model.state(), AppState::ready());
             QVERIFY(!model.failure());
-            QCOMPARE(model.log.lines().last(), QStringLiteral("• Game closed normally"));
+            QCOMPARE(model.log.lines().last(), u"• Game closed normally"_s);
             return;
         }
         QCOMPARE(model.state(), AppState::needs(message));
         QVERIFY(model.failure());
         QCOMPARE(model.failure()->summary,
-                 message + QStringLiteral(" The last lines of the log below may show why."));
+                 message + u" The last lines of the log below may show why."_s);
         QCOMPARE(model.failure()->lines, before);
         QCOMPARE(model.log.lines(), before);
     }
@@ -70,7 +68,7 @@ private Q_SLOTS:
     void theLastLinesAreAwaitedForAFifthOfASecond()
     {
         PipelineFixture fixture;
-        fixture.files.installByHand("#!/bin/sh\necho engine is playing\nexit 3\n");
+        fixture.installByHand("#!/bin/sh\necho engine is playing\nexit 3\n");
         AppModel &model = fixture.model();
         fixture.playUntilOpen();
         spinUntil([&] { return !model.runner.current(); });
@@ -87,7 +85,7 @@ private Q_SLOTS:
         model.stop();
         QVERIFY(model.runner.userStopped());
         fixture.clock->advance(Clock::Duration(0.02));
-        fixture.files.waitUntilIdle();
+        fixture.waitUntilIdle();
         QCOMPARE(model.state().phase, AppState::Phase::needs);
         QVERIFY(model.failure());
     }
@@ -95,10 +93,9 @@ private Q_SLOTS:
     void aReportShowsTheLastThirtyLines()
     {
         PipelineFixture fixture;
-        fixture.files.installByHand(
-            "#!/bin/sh\nfor i in 1 2 3 4 5 6 7 8; do for k in 1 2 3 4 5; do "
-            "echo line $i$k; done; done\necho 'Parse Error: x' >&2\n"
-            "exit 3\n");
+        fixture.installByHand("#!/bin/sh\nfor i in 1 2 3 4 5 6 7 8; do for k in 1 2 3 4 5; do "
+                              "echo line $i$k; done; done\necho 'Parse Error: x' >&2\n"
+                              "exit 3\n");
         AppModel &model = fixture.model();
         model.startWork(true);
         spinUntil([&] {
@@ -107,24 +104,24 @@ private Q_SLOTS:
         });
         QVERIFY(model.failure());
         QCOMPARE(model.failure()->lines.size(), 30);
-        QCOMPARE(model.failure()->lines.first(), QStringLiteral("line 32"));
-        QCOMPARE(model.failure()->lines.last(), QStringLiteral("Parse Error: x"));
+        QCOMPARE(model.failure()->lines.first(), u"line 32"_s);
+        QCOMPARE(model.failure()->lines.last(), u"Parse Error: x"_s);
         QVERIFY(model.failure()->summary.endsWith(
-            QStringLiteral("The game's scripts reported errors. The log below shows where.")));
+            u"The game's scripts reported errors. The log below shows where."_s));
     }
 
     void aNewRunForgetsTheFailure()
     {
         PipelineFixture fixture;
-        fixture.files.installByHand(ModelFixture::engineScript());
+        fixture.installByHand(ModelFixture::engineScript());
         fixture.playUntilOpen();
         fixture.finish(1, 1);
         QVERIFY(fixture.model().failure());
         fixture.model().startWork(true);
         QVERIFY(!fixture.model().failure());
-        fixture.waitForLine(QStringLiteral("engine is playing"));
+        fixture.waitForLine(u"engine is playing"_s);
         fixture.model().cancel();
-        fixture.files.waitUntilIdle();
+        fixture.waitUntilIdle();
     }
 };
 

@@ -15,33 +15,27 @@ using namespace Qt::StringLiterals;
 
 Q_DECLARE_METATYPE(brindle::AppState)
 
-namespace {
-
-/// A setup that is complete, with something in every place.
-struct Complete
-{
-    Complete()
-    {
-        fixture.files.installByHand(ModelFixture::engineScript());
-        ModelFixture::write(fixture.files.root(QStringLiteral("Game/old.txt")), "old");
-    }
-    AppModel &model() { return fixture.model(); }
-    bool exists(const char *name)
-    {
-        return QFileInfo::exists(fixture.files.root(QLatin1String(name)));
-    }
-
-    PipelineFixture fixture;
-    RecordingDesktop &desktop = *fixture.files.desktop;
-};
-
-} // namespace
-
 class TestMaintenance : public QObject
 {
     Q_OBJECT
 
+    std::unique_ptr<PipelineFixture> fixture_;
+
+    AppModel &model() { return fixture_->model(); }
+    RecordingDesktop &desktop() { return *fixture_->desktop; }
+    bool exists(const char *name) { return QFileInfo::exists(fixture_->root(QLatin1String(name))); }
+
 private Q_SLOTS:
+    /// A complete setup with a file more.
+    void init()
+    {
+        fixture_ = std::make_unique<PipelineFixture>();
+        fixture_->installByHand(ModelFixture::engineScript());
+        ModelFixture::write(fixture_->root(u"Game/old.txt"_s), "old");
+        model();
+    }
+    void cleanup() { fixture_.reset(); }
+
     void theGameIsFetchedAgain_data()
     {
         QTest::addColumn<bool>("engineToo");
@@ -57,40 +51,36 @@ private Q_SLOTS:
     {
         QFETCH(const bool, engineToo);
         QFETCH(const AppState, before);
-        Complete setup;
-        AppModel &model = setup.model();
-        model.set(&Status::state, before);
-        model.set(&Status::failure, FailureReport{u"x"_s, {}});
+        model().set(&Status::state, before);
+        model().set(&Status::failure, FailureReport{u"x"_s, {}});
         if (engineToo) {
-            model.reinstall();
+            model().reinstall();
         } else {
-            model.updateGame();
+            model().updateGame();
         }
-        QVERIFY(model.work());
-        QVERIFY(!model.failure());
-        QCOMPARE(model.state(), AppState::downloading(u"Step 1 of 3 · Downloading the game"_s));
-        setup.fixture.files.waitUntilIdle();
-        QCOMPARE(model.state(), AppState::ready());
-        QCOMPARE(model.info().name, u"Piped"_s);
-        QVERIFY(!setup.exists("Game/old.txt"));
-        QVERIFY(setup.exists("imported-4.3-stable.txt"));
-        QVERIFY(setup.fixture.logHas(u"• Importing the project (first run)"_s));
-        QCOMPARE(setup.fixture.host.requests().filter(u"builds"_s).size(), engineToo ? 2 : 0);
-        QVERIFY(!setup.fixture.logHas(u"engine is playing"_s));
-        QVERIFY(setup.desktop.alerts.isEmpty());
+        QVERIFY(model().work());
+        QVERIFY(!model().failure());
+        QCOMPARE(model().state(), AppState::downloading(u"Step 1 of 3 · Downloading the game"_s));
+        fixture_->waitUntilIdle();
+        QCOMPARE(model().state(), AppState::ready());
+        QCOMPARE(model().info().name, u"Piped"_s);
+        QVERIFY(!exists("Game/old.txt"));
+        QVERIFY(exists("imported-4.3-stable.txt"));
+        QVERIFY(fixture_->logHas(u"• Importing the project (first run)"_s));
+        QCOMPARE(fixture_->host.requests().filter(u"builds"_s).size(), engineToo ? 2 : 0);
+        QVERIFY(!fixture_->logHas(u"engine is playing"_s));
+        QVERIFY(desktop().alerts.isEmpty());
     }
 
     void interruptedRemovalsAreFinished()
     {
-        Complete setup;
-        const QString inside = setup.fixture.files.root(QStringLiteral(".brindle-removing-1/x"));
-        const QString beside =
-            setup.fixture.files.root() + QStringLiteral("/../.brindle-removing-2/x");
+        const QString inside = fixture_->root(u".brindle-removing-1/x"_s);
+        const QString beside = fixture_->root() + u"/../.brindle-removing-2/x"_s;
         ModelFixture::write(inside, "x");
         ModelFixture::write(beside, "x");
-        setup.model().updateGame();
-        setup.fixture.files.waitUntilIdle();
-        QCOMPARE(setup.model().state(), AppState::ready());
+        model().updateGame();
+        fixture_->waitUntilIdle();
+        QCOMPARE(model().state(), AppState::ready());
         QVERIFY(!QFileInfo::exists(inside));
         QVERIFY(!QFileInfo::exists(beside));
     }
@@ -108,57 +98,41 @@ private Q_SLOTS:
     void busyGuardsThreeActions()
     {
         QFETCH(int, phase);
-        Complete setup;
-        const AppState busy{static_cast<AppState::Phase>(phase), QStringLiteral("busy")};
-        setup.model().set(&Status::state, busy);
-        setup.model().updateGame();
-        setup.model().reinstall();
-        setup.model().removeEverything();
-        QVERIFY(!setup.model().work());
-        QCOMPARE(setup.model().state(), busy);
-        QVERIFY(setup.exists("Game/old.txt"));
-        QVERIFY(setup.exists("Engine"));
-        QVERIFY(setup.desktop.alerts.isEmpty());
-    }
-
-    void aRunningTaskGuardsToo()
-    {
-        Complete setup;
-        setup.fixture.stall(ReleaseHost::gamePath());
-        setup.model().updateGame();
-        const auto work = setup.model().work();
-        setup.model().removeEverything();
-        setup.model().reinstall();
-        QCOMPARE(setup.model().work(), work);
-        spinUntil([&] { return setup.fixture.stalled.load(); });
-        QVERIFY(setup.exists("Engine"));
-        setup.model().cancel();
-        setup.fixture.files.waitUntilIdle();
-        QVERIFY(setup.desktop.alerts.isEmpty());
+        const AppState busy{static_cast<AppState::Phase>(phase), u"busy"_s};
+        model().set(&Status::state, busy);
+        model().updateGame();
+        model().reinstall();
+        model().removeEverything();
+        QVERIFY(!model().work());
+        QCOMPARE(model().state(), busy);
+        QVERIFY(exists("Game/old.txt"));
+        QVERIFY(exists("Engine"));
+        QVERIFY(desktop().alerts.isEmpty());
     }
 
     void aTaskOfAnIdleModelGuardsToo()
     {
-        Complete setup;
-        setup.desktop.answer = 1;
-        setup.model();
+        desktop().answer = 1;
+        QList<bool> said;
+        connect(&model(), &AppModel::canPlayChanged, this, [&] { said << model().canPlay(); });
         WorkerHold workers;
-        setup.model().removeEverything();
+        model().removeEverything();
         QCoreApplication::processEvents();
-        // It measures, and the state says nothing of it.
-        const auto work = setup.model().work();
+        const auto work = model().work();
         QVERIFY(work);
-        QCOMPARE(setup.model().state(), AppState::ready());
-        setup.model().updateGame();
-        setup.model().reinstall();
-        setup.model().removeEverything();
-        QCOMPARE(setup.model().work(), work);
-        QCOMPARE(setup.model().state(), AppState::ready());
+        QCOMPARE(model().state(), AppState::ready()); // although it measures
+        model().play();
+        model().updateGame();
+        model().reinstall();
+        model().removeEverything();
+        QCOMPARE(model().work(), work);
+        QCOMPARE(model().state(), AppState::ready());
         workers.open();
-        setup.fixture.files.waitUntilIdle();
-        QCOMPARE(setup.desktop.alerts.size(), 1);
-        QVERIFY(setup.exists("Game/old.txt"));
-        QVERIFY(setup.exists("Engine"));
+        fixture_->waitUntilIdle();
+        QCOMPARE(said, (QList<bool>{false, true}));
+        QCOMPARE(desktop().alerts.size(), 1);
+        QVERIFY(exists("Game/old.txt"));
+        QVERIFY(exists("Engine"));
     }
 
     void aDeletionIsCancelled_data()
@@ -175,275 +149,253 @@ private Q_SLOTS:
     {
         QFETCH(const bool, engineToo);
         QFETCH(const bool, begun);
-        Complete setup;
-        setup.model();
         WorkerHold workers;
         if (engineToo) {
-            setup.model().reinstall();
+            model().reinstall();
         } else {
-            setup.model().updateGame();
+            model().updateGame();
         }
-        QVERIFY(setup.model().canCancel());
+        QVERIFY(model().canCancel());
         QCoreApplication::processEvents();
         if (begun) {
             workers.letPass();
         }
-        setup.model().cancel();
+        model().cancel();
         workers.open();
-        setup.fixture.files.waitUntilIdle();
-        QCOMPARE(setup.model().log.lines(), QStringList{QStringLiteral("• Cancelled")});
-        QVERIFY(setup.fixture.host.requests().isEmpty());
-        QCOMPARE(setup.model().state(), begun ? AppState::notDownloaded() : AppState::ready());
-        QCOMPARE(setup.exists("Game/old.txt"), !begun);
-        QCOMPARE(setup.exists("imported-4.3-stable.txt"), !begun);
-        QCOMPARE(setup.exists("Engine"), !(begun && engineToo));
+        fixture_->waitUntilIdle();
+        QCOMPARE(model().log.lines(), QStringList{u"• Cancelled"_s});
+        QVERIFY(fixture_->host.requests().isEmpty());
+        QCOMPARE(model().state(), begun ? AppState::notDownloaded() : AppState::ready());
+        QCOMPARE(exists("Game/old.txt"), !begun);
+        QCOMPARE(exists("imported-4.3-stable.txt"), !begun);
+        QCOMPARE(exists("Engine"), !(begun && engineToo));
 
-        setup.model().startWork(false);
-        setup.fixture.files.waitUntilIdle();
-        QCOMPARE(setup.model().state(), AppState::ready());
+        model().startWork(false);
+        fixture_->waitUntilIdle();
+        QCOMPARE(model().state(), AppState::ready());
     }
 
     void clearingMarkersLeavesTheRest()
     {
-        Complete setup;
-        ModelFixture::write(
-            setup.fixture.files.root(QStringLiteral("imported-4.2-stable-mono.txt")), "ok");
+        ModelFixture::write(fixture_->root(u"imported-4.2-stable-mono.txt"_s), "ok");
         const QStringList others{u"other.txt"_s, u"imported"_s, u"not-imported-4.3.txt"_s};
         for (const QString &name : others) {
-            ModelFixture::write(setup.fixture.files.root(name), "x");
+            ModelFixture::write(fixture_->root(name), "x");
         }
-        setup.fixture.stall(ReleaseHost::gamePath());
-        setup.model().updateGame();
-        spinUntil([&] { return setup.fixture.stalled.load(); });
-        QVERIFY(!setup.exists("imported-4.3-stable.txt"));
-        QVERIFY(!setup.exists("imported-4.2-stable-mono.txt"));
-        QVERIFY(setup.exists("info.json"));
-        QVERIFY(setup.exists("Engine"));
+        fixture_->stall(ReleaseHost::gamePath());
+        model().updateGame();
+        spinUntil([&] { return fixture_->stalled.load(); });
+        QVERIFY(!exists("imported-4.3-stable.txt"));
+        QVERIFY(!exists("imported-4.2-stable-mono.txt"));
+        QVERIFY(exists("info.json"));
+        QVERIFY(exists("Engine"));
         for (const QString &name : others) {
-            QVERIFY2(QFileInfo::exists(setup.fixture.files.root(name)), qPrintable(name));
+            QVERIFY2(QFileInfo::exists(fixture_->root(name)), qPrintable(name));
         }
-        setup.model().cancel();
-        setup.fixture.files.waitUntilIdle();
+        model().cancel();
+        fixture_->waitUntilIdle();
     }
 
     void removingEverythingAsksFirst()
     {
-        Complete setup;
-        AppModel &model = setup.model();
-        setup.desktop.answer = 1;
-        model.log.append(u"kept"_s);
-        model.setResolution(ResolutionChoice::r900);
-        model.set(&Status::failure, FailureReport{u"kept"_s, {u"as well"_s}});
-        model.set(&Status::stepText, u"kept"_s);
-        model.updateProgress(1, 2, 3);
-        const Status before = model.status();
-        const QString root = setup.fixture.files.root();
+        desktop().answer = 1;
+        model().log.append(u"kept"_s);
+        model().setResolution(ResolutionChoice::r900);
+        model().set(&Status::failure, FailureReport{u"kept"_s, {u"as well"_s}});
+        model().set(&Status::stepText, u"kept"_s);
+        model().updateProgress(1, 2, 3);
+        const Status before = model().status();
+        const QString root = fixture_->root();
         const QByteArray description = ModelFixture::read(root + u"/info.json"_s);
         const QStringList files = Files::names(root);
         const QString size = Text::byteCount(Paths::folderSize(root));
         QVERIFY(size != Text::byteCount(Paths::folderSize(root + u"/Game"_s)));
-        model.removeEverything();
-        setup.fixture.files.waitUntilIdle();
-        QCOMPARE(setup.desktop.alerts,
+        model().removeEverything();
+        fixture_->waitUntilIdle();
+        QCOMPARE(desktop().alerts,
                  QList<Alert>{(Alert{u"Remove the game and the engine?"_s,
                                      u"This frees "_s + size +
                                          u". Your saved games (in Godot's own folder) are kept."_s,
                                      {u"Remove"_s, u"Cancel"_s},
                                      true})});
-        QVERIFY(model.status() == before);
-        QCOMPARE(model.resolution(), ResolutionChoice::r900);
-        QCOMPARE(model.log.lines(), QStringList{u"kept"_s});
-        QVERIFY(setup.exists("Game/old.txt"));
+        QVERIFY(model().status() == before);
+        QCOMPARE(model().resolution(), ResolutionChoice::r900);
+        QCOMPARE(model().log.lines(), QStringList{u"kept"_s});
+        QVERIFY(exists("Game/old.txt"));
         QCOMPARE(Files::names(root), files);
         QCOMPARE(ModelFixture::read(root + u"/info.json"_s), description);
     }
 
     void aRemovalShowsThatItIsAtWork()
     {
-        Complete setup;
-        AppModel &model = setup.model();
-        setup.desktop.waits = true;
+        desktop().waits = true;
         WorkerHold workers;
-        QSignalSpy changes(&model, &AppModel::removingChanged);
-        model.removeEverything();
-        QVERIFY(model.removing());
+        QSignalSpy changes(&model(), &AppModel::removingChanged);
+        model().removeEverything();
+        QVERIFY(model().removing());
         QCoreApplication::processEvents();
         workers.letPass(); // it has been measured
-        spinUntil([&] { return !setup.desktop.open.isEmpty(); });
-        QVERIFY(!model.removing());
-        setup.desktop.press(0);
-        spinUntil([&] { return model.removing(); });
-        QVERIFY(model.property("removing").toBool());
+        spinUntil([&] { return !desktop().open.isEmpty(); });
+        QVERIFY(!model().removing());
+        desktop().press(0);
+        spinUntil([&] { return model().removing(); });
+        QVERIFY(model().property("removing").toBool());
         workers.open();
-        setup.fixture.files.waitUntilIdle();
-        QVERIFY(!model.removing());
+        fixture_->waitUntilIdle();
+        QVERIFY(!model().removing());
         QCOMPARE(changes.size(), 4);
-        QVERIFY(!QFileInfo::exists(setup.fixture.files.root()));
+        QVERIFY(!QFileInfo::exists(fixture_->root()));
     }
 
     void removingEverythingResets()
     {
-        Complete setup;
-        setup.model().log.append(QStringLiteral("gone"));
-        setup.model().set(&Status::failure, FailureReport{QStringLiteral("x"), {}});
-        ModelFixture::write(setup.model().savesFolder() + QStringLiteral("/save.dat"), "save");
-        setup.model().removeEverything();
-        setup.fixture.files.waitUntilIdle();
-        QVERIFY(!QFileInfo::exists(setup.fixture.files.root()));
-        QCOMPARE(setup.model().state(), AppState::notDownloaded());
-        QCOMPARE(setup.model().info(), ProjectInfo::placeholder);
-        QVERIFY(!setup.model().failure());
-        QVERIFY(setup.model().log.lines().isEmpty());
-        QVERIFY(
-            QFileInfo::exists(setup.fixture.files.saves() + QStringLiteral("/By hand/save.dat")));
+        model().log.append(u"gone"_s);
+        model().set(&Status::failure, FailureReport{u"x"_s, {}});
+        ModelFixture::write(model().savesFolder() + u"/save.dat"_s, "save");
+        model().removeEverything();
+        fixture_->waitUntilIdle();
+        QVERIFY(!QFileInfo::exists(fixture_->root()));
+        QCOMPARE(model().state(), AppState::notDownloaded());
+        QCOMPARE(model().info(), ProjectInfo::placeholder);
+        QVERIFY(!model().failure());
+        QVERIFY(model().log.lines().isEmpty());
+        QVERIFY(QFileInfo::exists(fixture_->saves() + u"/By hand/save.dat"_s));
     }
 
     void removingEverythingFollowsTheRootsLink()
     {
-        Complete setup;
-        const QString elsewhere = setup.fixture.files.temporaryFolder() + QStringLiteral("/disk");
-        QVERIFY(QDir().rename(setup.fixture.files.root(), elsewhere));
-        QVERIFY(QFile::link(elsewhere, setup.fixture.files.root()));
-        await(setup.model().refreshState());
-        QCOMPARE(setup.model().state(), AppState::ready());
-        setup.model().removeEverything();
-        setup.fixture.files.waitUntilIdle();
-        QVERIFY(!setup.desktop.alerts.first().informativeText.contains(QStringLiteral("Zero KB")));
+        const QString elsewhere = fixture_->temporaryFolder() + u"/disk"_s;
+        QVERIFY(QDir().rename(fixture_->root(), elsewhere));
+        QVERIFY(QFile::link(elsewhere, fixture_->root()));
+        await(model().refreshState());
+        QCOMPARE(model().state(), AppState::ready());
+        model().removeEverything();
+        fixture_->waitUntilIdle();
+        QVERIFY(!desktop().alerts.first().informativeText.contains(u"Zero KB"_s));
         QVERIFY2(!QFileInfo::exists(elsewhere), "what was measured is what is to go");
-        QVERIFY(!QFileInfo(setup.fixture.files.root()).isSymLink());
-        QCOMPARE(setup.model().state(), AppState::notDownloaded());
+        QVERIFY(!QFileInfo(fixture_->root()).isSymLink());
+        QCOMPARE(model().state(), AppState::notDownloaded());
     }
 
     void aRemovalThatFailsLeavesNoTask()
     {
-        Complete setup;
-        setup.desktop.onAlert = [] { throw std::runtime_error("no alert to be had"); };
-        setup.model().removeEverything();
-        setup.fixture.files.waitUntilIdle();
-        QCOMPARE(setup.model().state(), AppState::needs(QStringLiteral("no alert to be had")));
-        QCOMPARE(setup.model().log.lines().last(), QStringLiteral("• Problem: no alert to be had"));
-        QVERIFY(setup.exists("Game/old.txt"));
+        desktop().onAlert = [] { throw std::runtime_error("no alert to be had"); };
+        model().removeEverything();
+        fixture_->waitUntilIdle();
+        QCOMPARE(model().state(), AppState::needs(u"no alert to be had"_s));
+        QCOMPARE(model().log.lines().last(), u"• Problem: no alert to be had"_s);
+        QVERIFY(exists("Game/old.txt"));
     }
 
     void savesAreShownOnceThereAreSome()
     {
-        Complete setup;
-        setup.model().showSaves();
-        QCOMPARE(setup.desktop.alerts,
-                 QList<Alert>{(Alert{QStringLiteral("No saves yet"),
-                                     QStringLiteral("Godot creates its save folder the first time "
-                                                    "the game saves something."),
+        model().showSaves();
+        QCOMPARE(desktop().alerts,
+                 QList<Alert>{(Alert{u"No saves yet"_s,
+                                     u"Godot creates its save folder the first time "
+                                     "the game saves something."_s,
                                      {}})});
-        QVERIFY(setup.desktop.revealed.isEmpty());
-        QDir().mkpath(setup.model().savesFolder());
-        setup.model().showSaves();
-        QCOMPARE(setup.desktop.revealed,
-                 QStringList{setup.fixture.files.saves() + QStringLiteral("/By hand")});
-        QCOMPARE(setup.desktop.alerts.size(), 1);
+        QVERIFY(desktop().revealed.isEmpty());
+        QDir().mkpath(model().savesFolder());
+        model().showSaves();
+        QCOMPARE(desktop().revealed, QStringList{fixture_->saves() + u"/By hand"_s});
+        QCOMPARE(desktop().alerts.size(), 1);
     }
 
     void theSaveFolderIsNamedAsTheEngineNamesIt_data()
     {
         QTest::addColumn<QString>("project");
         QTest::addColumn<QString>("folder");
-        QTest::newRow("plain") << QStringLiteral("A game") << QStringLiteral("A game");
+        QTest::newRow("plain") << u"A game"_s << u"A game"_s;
         QTest::newRow("what no folder's name may hold")
-            << QStringLiteral("a:b*c?d\"e<f>g|h/i\\j") << QStringLiteral("a-b-c-d-e-f-g-h-i-j");
-        QTest::newRow("dot") << QStringLiteral(".") << QStringLiteral("dot");
-        QTest::newRow("dots") << QStringLiteral("..") << QStringLiteral("twodots");
-        QTest::newRow("dots and blanks") << QStringLiteral(" .. ") << QStringLiteral("twodots");
-        QTest::newRow("a way up") << QStringLiteral("../..") << QStringLiteral("..-..");
-        QTest::newRow("none") << QString() << QStringLiteral("[unnamed project]");
-        QTest::newRow("blank") << QStringLiteral(" ") << QStringLiteral("[unnamed project]");
+            << u"a:b*c?d\"e<f>g|h/i\\j"_s << u"a-b-c-d-e-f-g-h-i-j"_s;
+        QTest::newRow("dot") << u"."_s << u"dot"_s;
+        QTest::newRow("dots") << u".."_s << u"twodots"_s;
+        QTest::newRow("dots and blanks") << u" .. "_s << u"twodots"_s;
+        QTest::newRow("a way up") << u"../.."_s << u"..-.."_s;
+        QTest::newRow("none") << QString() << u"[unnamed project]"_s;
+        QTest::newRow("blank") << u" "_s << u"[unnamed project]"_s;
     }
 
     void theSaveFolderIsNamedAsTheEngineNamesIt()
     {
         QFETCH(const QString, project);
         QFETCH(const QString, folder);
-        Complete setup;
         ProjectInfo info;
         info.name = project;
-        setup.model().set(&Status::info, info);
-        QCOMPARE(setup.model().savesFolder(), setup.fixture.files.saves() + u'/' + folder);
+        model().set(&Status::info, info);
+        QCOMPARE(model().savesFolder(), fixture_->saves() + u'/' + folder);
         // Nothing is shown that is not the game's own.
-        QDir().mkpath(setup.fixture.files.saves());
-        setup.model().showSaves();
-        QVERIFY(setup.desktop.revealed.isEmpty());
+        QDir().mkpath(fixture_->saves());
+        model().showSaves();
+        QVERIFY(desktop().revealed.isEmpty());
     }
 
     void filesAreRevealedOnceThereAreSome()
     {
-        Complete setup;
-        setup.model().revealInFinder();
-        QCOMPARE(setup.desktop.revealed, QStringList{setup.fixture.files.root()});
-        QDir(setup.fixture.files.root()).removeRecursively();
-        setup.model().revealInFinder();
-        QCOMPARE(setup.desktop.revealed.size(), 1);
-        QCOMPARE(setup.desktop.alerts,
-                 QList<Alert>{(Alert{QStringLiteral("Nothing downloaded yet"),
-                                     QStringLiteral("Press Play first; the files will then appear "
-                                                    "here."),
+        model().revealInFinder();
+        QCOMPARE(desktop().revealed, QStringList{fixture_->root()});
+        QDir(fixture_->root()).removeRecursively();
+        model().revealInFinder();
+        QCOMPARE(desktop().revealed.size(), 1);
+        QCOMPARE(desktop().alerts,
+                 QList<Alert>{(Alert{u"Nothing downloaded yet"_s,
+                                     u"Press Play first; the files will then appear "
+                                     "here."_s,
                                      {}})});
     }
 
     void failuresAndLogsAreCopied()
     {
-        Complete setup;
-        setup.model().copyFailure();
-        QVERIFY(setup.desktop.copied.isEmpty());
-        setup.model().set(&Status::failure, FailureReport{QStringLiteral("Sum."), {}});
-        setup.model().copyFailure();
-        setup.model().set(&Status::failure, FailureReport{QStringLiteral("Sum."), {QStringLiteral("a"), QStringLiteral("b")}});
-        setup.model().copyFailure();
-        setup.model().copyLog();
-        setup.model().log.append(QStringLiteral("one"));
-        setup.model().log.append(QStringLiteral("two"));
-        setup.model().copyLog();
-        QCOMPARE(setup.desktop.copied,
-                 (QStringList{QStringLiteral("Sum.\n\n"), QStringLiteral("Sum.\n\na\nb"), QString(),
-                              QStringLiteral("one\ntwo")}));
+        model().copyFailure();
+        QVERIFY(desktop().copied.isEmpty());
+        model().set(&Status::failure, FailureReport{u"Sum."_s, {}});
+        model().copyFailure();
+        model().set(&Status::failure, FailureReport{u"Sum."_s, {u"a"_s, u"b"_s}});
+        model().copyFailure();
+        model().copyLog();
+        model().log.append(u"one"_s);
+        model().log.append(u"two"_s);
+        model().copyLog();
+        QCOMPARE(desktop().copied,
+                 (QStringList{u"Sum.\n\n"_s, u"Sum.\n\na\nb"_s, QString(), u"one\ntwo"_s}));
     }
 
     void copiesHoldNoControlCharacters()
     {
-        Complete setup;
-        const QString hostile = QStringLiteral("\x1b[201~rm\r\u202ecod\x07");
-        const QString honest = QStringLiteral("\tשלום 🎮\n") + QString(100'000, u'x');
-        setup.model().log.append(hostile);
-        setup.model().log.append(honest);
-        setup.model().copyLog();
-        setup.model().set(&Status::failure, FailureReport{hostile, {hostile, honest}});
-        setup.model().copyFailure();
-        const QString clean = QStringLiteral("[201~rmcod");
-        QCOMPARE(setup.desktop.copied,
-                 (QStringList{clean + u'\n' + honest,
-                              clean + QStringLiteral("\n\n") + clean + u'\n' + honest}));
+        const QString hostile = u"\x1b[201~rm\r\u202ecod\x07"_s;
+        const QString honest = u"\tשלום 🎮\n"_s + QString(100'000, u'x');
+        model().log.append(hostile);
+        model().log.append(honest);
+        model().copyLog();
+        model().set(&Status::failure, FailureReport{hostile, {hostile, honest}});
+        model().copyFailure();
+        const QString clean = u"[201~rmcod"_s;
+        QCOMPARE(desktop().copied,
+                 (QStringList{clean + u'\n' + honest, clean + u"\n\n"_s + clean + u'\n' + honest}));
     }
 
     void quittingWhileIdleAsksNothing()
     {
-        Complete setup;
-        QVERIFY(setup.model().confirmQuit());
-        QVERIFY(setup.desktop.alerts.isEmpty());
+        QVERIFY(model().confirmQuit());
+        QVERIFY(desktop().alerts.isEmpty());
     }
 
     void quittingWhileTheGameRuns()
     {
-        Complete setup;
-        setup.fixture.playUntilOpen();
-        setup.desktop.answer = 1;
-        QVERIFY(!setup.model().confirmQuit());
-        QVERIFY(!setup.model().confirmQuit());
-        QVERIFY(setup.model().runner.current()->isRunning());
-        setup.desktop.answer = 0;
-        QVERIFY(setup.model().confirmQuit());
-        const Alert expected{QStringLiteral("The game is still running"),
-                             QStringLiteral("Quitting will close the game too."),
-                             {QStringLiteral("Quit"), QStringLiteral("Keep open")}};
-        QCOMPARE(setup.desktop.alerts, (QList<Alert>{expected, expected, expected}));
-        setup.fixture.files.waitUntilIdle();
-        QCOMPARE(setup.model().log.lines().last(), QStringLiteral("• Game stopped"));
+        fixture_->playUntilOpen();
+        desktop().answer = 1;
+        QVERIFY(!model().confirmQuit());
+        QVERIFY(!model().confirmQuit());
+        QVERIFY(model().runner.current()->isRunning());
+        desktop().answer = 0;
+        QVERIFY(model().confirmQuit());
+        const Alert expected{u"The game is still running"_s,
+                             u"Quitting will close the game too."_s,
+                             {u"Quit"_s, u"Keep open"_s}};
+        QCOMPARE(desktop().alerts, (QList<Alert>{expected, expected, expected}));
+        fixture_->waitUntilIdle();
+        QCOMPARE(model().log.lines().last(), u"• Game stopped"_s);
     }
 
     void theQuestionWhetherToQuitIsAwaited_data()
@@ -459,82 +411,73 @@ private Q_SLOTS:
     {
         QFETCH(const int, pressed);
         QFETCH(const bool, quits);
-        Complete setup;
-        setup.fixture.stall(ReleaseHost::gamePath());
-        setup.model().updateGame();
-        setup.desktop.waits = true;
+        fixture_->stall(ReleaseHost::gamePath());
+        model().updateGame();
+        desktop().waits = true;
         // A notice that is open neither holds up its action nor the question.
-        QDir(setup.fixture.files.saves()).removeRecursively();
-        setup.model().showSaves();
-        QCOMPARE(setup.desktop.open.size(), 1);
+        QDir(fixture_->saves()).removeRecursively();
+        model().showSaves();
+        QCOMPARE(desktop().open.size(), 1);
         QTimer::singleShot(0, this, [&] {
             if (pressed < 0) {
                 QCoreApplication::exit();
             } else {
-                setup.desktop.open.takeLast().resume(pressed);
+                desktop().open.takeLast().resume(pressed);
             }
         });
-        QCOMPARE(setup.model().confirmQuit(), quits);
-        setup.model().cancel();
-        setup.fixture.files.waitUntilIdle();
+        QCOMPARE(model().confirmQuit(), quits);
+        model().cancel();
+        fixture_->waitUntilIdle();
     }
 
     void quittingWhileARemovalMeasures()
     {
-        Complete setup;
-        setup.model();
         WorkerHold workers;
-        setup.model().removeEverything();
+        model().removeEverything();
         QCoreApplication::processEvents();
-        QVERIFY(setup.model().confirmQuit());
+        QVERIFY(model().confirmQuit());
         workers.open();
-        setup.fixture.files.waitUntilIdle();
-        QVERIFY2(setup.desktop.alerts.isEmpty(), "nobody is there to answer any more");
-        QVERIFY(setup.exists("Game/old.txt"));
+        fixture_->waitUntilIdle();
+        QVERIFY2(desktop().alerts.isEmpty(), "nobody is there to answer any more");
+        QVERIFY(exists("Game/old.txt"));
     }
 
     void quittingWhileARemovalAsks()
     {
-        Complete setup;
-        setup.desktop.answer = 1;
-        setup.desktop.onAlert = [&] { QVERIFY(setup.model().confirmQuit()); };
-        setup.model().removeEverything();
-        setup.fixture.files.waitUntilIdle();
-        QCOMPARE(setup.desktop.alerts.size(), 1);
-        QVERIFY(setup.exists("Game/old.txt"));
+        desktop().answer = 1;
+        desktop().onAlert = [&] { QVERIFY(model().confirmQuit()); };
+        model().removeEverything();
+        fixture_->waitUntilIdle();
+        QCOMPARE(desktop().alerts.size(), 1);
+        QVERIFY(exists("Game/old.txt"));
     }
 
     void quittingWhileARemovalDeletes()
     {
-        Complete setup;
-        setup.model();
         WorkerHold workers;
-        setup.model().removeEverything();
+        model().removeEverything();
         QCoreApplication::processEvents();
         workers.letPass();
-        spinUntil([&] { return !setup.desktop.alerts.isEmpty(); });
-        setup.desktop.answer = 1;
-        QVERIFY(!setup.model().confirmQuit());
-        QCOMPARE(setup.desktop.alerts.last().message,
-                 QStringLiteral("A download is still running"));
+        spinUntil([&] { return !desktop().alerts.isEmpty(); });
+        desktop().answer = 1;
+        QVERIFY(!model().confirmQuit());
+        QCOMPARE(desktop().alerts.last().message, u"A download is still running"_s);
         workers.open();
-        setup.fixture.files.waitUntilIdle();
-        QVERIFY(!QFileInfo::exists(setup.fixture.files.root()));
+        fixture_->waitUntilIdle();
+        QVERIFY(!QFileInfo::exists(fixture_->root()));
     }
 
     void quittingWhileATaskRuns()
     {
-        Complete setup;
-        setup.fixture.stall(ReleaseHost::gamePath());
-        setup.model().updateGame();
-        spinUntil([&] { return setup.fixture.stalled.load(); });
-        QVERIFY(setup.model().confirmQuit());
-        QCOMPARE(setup.desktop.alerts,
-                 QList<Alert>{(Alert{QStringLiteral("A download is still running"),
-                                     QStringLiteral("Quitting will cancel it."),
-                                     {QStringLiteral("Quit"), QStringLiteral("Keep open")}})});
-        setup.fixture.files.waitUntilIdle();
-        QCOMPARE(setup.model().log.lines().last(), QStringLiteral("• Cancelled"));
+        fixture_->stall(ReleaseHost::gamePath());
+        model().updateGame();
+        spinUntil([&] { return fixture_->stalled.load(); });
+        QVERIFY(model().confirmQuit());
+        QCOMPARE(desktop().alerts, QList<Alert>{(Alert{u"A download is still running"_s,
+                                                       u"Quitting will cancel it."_s,
+                                                       {u"Quit"_s, u"Keep open"_s}})});
+        fixture_->waitUntilIdle();
+        QCOMPARE(model().log.lines().last(), u"• Cancelled"_s);
     }
 };
 

@@ -14,14 +14,13 @@ using namespace Qt::StringLiterals;
 namespace {
 
 const auto zipName = [](const PipelineFixture &fixture) {
-    return EngineSpec{QStringLiteral("4.3-stable"), false}.zipName(fixture.files.platform);
+    return EngineSpec{u"4.3-stable"_s, false}.zipName(fixture.platform);
 };
 
 /// What the engine script has got.
 QStringList arguments(const PipelineFixture &fixture, const char *run)
 {
-    const QString file =
-        fixture.project() + QStringLiteral("/%1 arguments").arg(QLatin1String(run));
+    const QString file = fixture.project() + u"/%1 arguments"_s.arg(QLatin1String(run));
     return QString::fromUtf8(ModelFixture::read(file)).split(u'\n', Qt::SkipEmptyParts);
 }
 
@@ -29,7 +28,8 @@ QStringList arguments(const PipelineFixture &fixture, const char *run)
 void serveTheQueue()
 {
     bool served = false;
-    QMetaObject::invokeMethod(qApp, [&] { served = true; }, Qt::QueuedConnection);
+    QMetaObject::invokeMethod(
+        qApp, [&] { served = true; }, Qt::QueuedConnection);
     spinUntil([&] { return served; });
 }
 
@@ -65,68 +65,54 @@ private Q_SLOTS:
         QCOMPARE(model.state(), AppState::starting());
         fixture.clock->advance(Clock::Duration(10));
         spinUntil([&] { return model.state() == AppState::playing(); });
-        QCOMPARE(model.stepText(), QStringLiteral("The game is open"));
+        QCOMPARE(model.stepText(), u"The game is open"_s);
         fixture.finish(0, 0);
 
         QCOMPARE(model.state(), AppState::ready());
         QCOMPARE(headlines,
-                 (QStringList{QStringLiteral("Step 1 of 3 · Downloading the game"),
-                              QStringLiteral("Step 1 of 3 · Fetching add-ons"),
-                              QStringLiteral("Step 2 of 3 · Downloading Godot 4.3-stable"),
-                              QStringLiteral("Step 2 of 3 · Checking the download"),
-                              QStringLiteral("Step 2 of 3 · Unpacking the engine"),
-                              QStringLiteral("Step 3 of 3 · First-time setup, this can take a "
-                                             "minute or more"),
-                              QStringLiteral("Starting the game…"),
-                              QStringLiteral("The game is open"), QString()}));
-        QVERIFY(states.contains(
-            AppState::downloading(QStringLiteral("Step 2 of 3 · Unpacking the engine"))));
-        QVERIFY(states.contains(
-            AppState::settingUp(QStringLiteral("Step 3 of 3 · First-time setup, this can take a "
-                                               "minute or more"))));
+                 (QStringList{u"Step 1 of 3 · Downloading the game"_s,
+                              u"Step 1 of 3 · Fetching add-ons"_s,
+                              u"Step 2 of 3 · Downloading Godot 4.3-stable"_s,
+                              u"Step 2 of 3 · Checking the download"_s,
+                              u"Step 2 of 3 · Unpacking the engine"_s,
+                              u"Step 3 of 3 · First-time setup, this can take a "
+                              "minute or more"_s,
+                              u"Starting the game…"_s, u"The game is open"_s, QString()}));
+        QVERIFY(states.contains(AppState::downloading(u"Step 2 of 3 · Unpacking the engine"_s)));
+        QVERIFY(
+            states.contains(AppState::settingUp(u"Step 3 of 3 · First-time setup, this can take a "
+                                                "minute or more"_s)));
         const QString project = fixture.project();
         QCOMPARE(arguments(fixture, "import"),
-                 (QStringList{QStringLiteral("--headless"), QStringLiteral("--import"),
-                              QStringLiteral("--path"), project, QStringLiteral("--quit")}));
-        QCOMPARE(arguments(fixture, "play"),
-                 (QStringList{QStringLiteral("--path"), project, QStringLiteral("--windowed")}));
-        QCOMPARE(
-            model.log.lines(),
-            (QStringList{QStringLiteral("• Downloading the game from %1/tessel-works/godot-brindle "
-                                        "(branch main)")
-                             .arg(fixture.host.url().toString()),
-                         QStringLiteral("Fetching add-on addons/one"),
-                         QStringLiteral("Fetching add-on addons/two"),
-                         QStringLiteral("• Game ready: Piped, needs Godot 4.3"),
-                         QStringLiteral("• Downloading Godot 4.3-stable (%1) from the official "
-                                        "godot-builds releases")
-                             .arg(zipName(fixture)),
-                         QStringLiteral("Checksum (SHA-512) matches the official list."),
-                         QStringLiteral("Removing the macOS quarantine flag from the engine: it is "
-                                        "a program downloaded from the internet, and without this "
-                                        "macOS may block it or keep asking about it."),
-                         QStringLiteral("• Importing the project (first run)"),
-                         QStringLiteral("engine is importing"),
-                         QStringLiteral("• Starting: Godot --path %1 --windowed").arg(project),
-                         QStringLiteral("engine is playing"),
-                         QStringLiteral("• Game closed normally")}));
+                 (QStringList{u"--headless"_s, u"--import"_s, u"--path"_s, project, u"--quit"_s}));
+        QCOMPARE(arguments(fixture, "play"), (QStringList{u"--path"_s, project, u"--windowed"_s}));
+        QCOMPARE(model.log.lines(),
+                 (QStringList{u"• Downloading the game from %1/tessel-works/godot-brindle "
+                              "(branch main)"_s.arg(fixture.host.url().toString()),
+                              u"Fetching add-on addons/one"_s, u"Fetching add-on addons/two"_s,
+                              u"• Game ready: Piped, needs Godot 4.3"_s,
+                              u"• Downloading Godot 4.3-stable (%1) from the official "
+                              "godot-builds releases"_s.arg(zipName(fixture)),
+                              u"Checksum (SHA-512) matches the official list."_s,
+                              u"Removing the macOS quarantine flag from the engine: it is "
+                              "a program downloaded from the internet, and without this "
+                              "macOS may block it or keep asking about it."_s,
+                              u"• Importing the project (first run)"_s, u"engine is importing"_s,
+                              u"• Starting: Godot --path %1 --windowed"_s.arg(project),
+                              u"engine is playing"_s, u"• Game closed normally"_s}));
         QCOMPARE(
             fixture.host.requests(),
-            (QStringList{ReleaseHost::gamePath(),
-                         ReleaseHost::addonPath(QStringLiteral("tessel-works/one")),
-                         ReleaseHost::addonPath(QStringLiteral("tessel-works/two")),
-                         ReleaseHost::checksumPath(QStringLiteral("4.3-stable")),
-                         ReleaseHost::enginePath(QStringLiteral("4.3-stable"), zipName(fixture))}));
-        QCOMPARE(ModelFixture::read(project + QStringLiteral("/addons/two/plugin.cfg")),
-                 QByteArray("two"));
-        QCOMPARE(ModelFixture::read(fixture.files.root(QStringLiteral("imported-4.3-stable.txt"))),
-                 QByteArray("ok"));
-        const auto saved = ProjectInfo::fromJson(
-            ModelFixture::read(fixture.files.root(QStringLiteral("info.json"))));
+            (QStringList{ReleaseHost::gamePath(), ReleaseHost::addonPath(u"tessel-works/one"_s),
+                         ReleaseHost::addonPath(u"tessel-works/two"_s),
+                         ReleaseHost::checksumPath(u"4.3-stable"_s),
+                         ReleaseHost::enginePath(u"4.3-stable"_s, zipName(fixture))}));
+        QCOMPARE(ModelFixture::read(project + u"/addons/two/plugin.cfg"_s), QByteArray("two"));
+        QCOMPARE(ModelFixture::read(fixture.root(u"imported-4.3-stable.txt"_s)), QByteArray("ok"));
+        const auto saved = ProjectInfo::fromJson(ModelFixture::read(fixture.root(u"info.json"_s)));
         QCOMPARE(saved, std::optional(model.info()));
-        QCOMPARE(model.info().addons, (QStringList{QStringLiteral("one"), QStringLiteral("two")}));
-        QVERIFY(!QFileInfo::exists(fixture.files.root(QStringLiteral("unfinished"))));
-        QVERIFY(fixture.files.leftovers().isEmpty());
+        QCOMPARE(model.info().addons, (QStringList{u"one"_s, u"two"_s}));
+        QVERIFY(!QFileInfo::exists(fixture.root(u"unfinished"_s)));
+        QVERIFY(fixture.leftovers().isEmpty());
     }
 
     void aSecondPlayStartsAtOnce()
@@ -135,15 +121,14 @@ private Q_SLOTS:
         fixture.playUntilOpen();
         fixture.finish(20, 0);
         const auto asked = fixture.host.requests().size();
-        fixture.files.restart();
+        fixture.restart();
         QCOMPARE(fixture.model().state(), AppState::ready());
         QStringList headlines;
         connect(&fixture.model(), &AppModel::stepTextChanged, this,
                 [&] { headlines << fixture.model().stepText(); });
         fixture.playUntilOpen();
-        QCOMPARE(headlines, QStringList{QStringLiteral("Starting the game…")});
-        QVERIFY(fixture.model().log.lines().first().startsWith(
-            QStringLiteral("• Starting: Godot --path ")));
+        QCOMPARE(headlines, QStringList{u"Starting the game…"_s});
+        QVERIFY(fixture.model().log.lines().first().startsWith(u"• Starting: Godot --path "_s));
         QCOMPARE(fixture.host.requests().size(), asked);
         fixture.finish(11, 0);
     }
@@ -153,46 +138,46 @@ private Q_SLOTS:
         PipelineFixture fixture;
         fixture.model().startWork(false);
         QVERIFY(fixture.model().work());
-        fixture.files.waitUntilIdle();
+        fixture.waitUntilIdle();
         QCOMPARE(fixture.model().state(), AppState::ready());
-        QVERIFY(!fixture.logHas(QStringLiteral("engine is playing")));
+        QVERIFY(!fixture.logHas(u"engine is playing"_s));
     }
 
     void whatAnInterruptedWriteLeftIsCleared_data()
     {
         QTest::addColumn<QString>("missing");
-        QTest::newRow("of the description") << QStringLiteral("info.json");
-        QTest::newRow("of the import marker") << QStringLiteral("imported-4.3-stable.txt");
+        QTest::newRow("of the description") << u"info.json"_s;
+        QTest::newRow("of the import marker") << u"imported-4.3-stable.txt"_s;
     }
     void whatAnInterruptedWriteLeftIsCleared()
     {
         QFETCH(const QString, missing);
         PipelineFixture fixture;
         fixture.model().startWork(false);
-        fixture.files.waitUntilIdle();
-        const QStringList complete = Files::names(fixture.files.root());
+        fixture.waitUntilIdle();
+        const QStringList complete = Files::names(fixture.root());
         QVERIFY(complete.contains(missing));
 
-        QVERIFY(QFile::remove(fixture.files.root(missing)));
-        ModelFixture::write(fixture.files.root(QStringLiteral(".brindle-moving-1")), "half");
+        QVERIFY(QFile::remove(fixture.root(missing)));
+        ModelFixture::write(fixture.root(u".brindle-moving-1"_s), "half");
         if (missing == u"info.json") {
-            ModelFixture::write(fixture.files.root(QStringLiteral("unfinished")), {});
+            ModelFixture::write(fixture.root(u"unfinished"_s), {});
         }
-        fixture.files.restart();
+        fixture.restart();
         fixture.model().startWork(false);
-        fixture.files.waitUntilIdle();
+        fixture.waitUntilIdle();
         QCOMPARE(fixture.model().state(), AppState::ready());
-        QCOMPARE(Files::names(fixture.files.root()), complete);
+        QCOMPARE(Files::names(fixture.root()), complete);
     }
 
     void aDescriptionThatCantBeSavedIsIgnored()
     {
         PipelineFixture fixture;
         // No file can be put in this folder's place.
-        const QString info = fixture.files.root(u"info.json"_s);
+        const QString info = fixture.root(u"info.json"_s);
         ModelFixture::write(info + u"/in the way"_s, "x");
         fixture.model().startWork(false);
-        fixture.files.waitUntilIdle();
+        fixture.waitUntilIdle();
         QCOMPARE(fixture.model().state(), AppState::ready());
         QVERIFY(!QFileInfo(info).isFile());
         const auto asked = fixture.host.requests().size();
@@ -207,23 +192,24 @@ private Q_SLOTS:
     void anImportMarkerThatCantBeSavedIsIgnored()
     {
         PipelineFixture fixture;
-        fixture.offerEngine("#!/bin/sh\nmkdir -p \"$4/../../imported-4.3-stable.txt/in the way\"\n");
+        fixture.offerEngine(
+            "#!/bin/sh\nmkdir -p \"$4/../../imported-4.3-stable.txt/in the way\"\n");
         fixture.model().startWork(false);
-        fixture.files.waitUntilIdle();
+        fixture.waitUntilIdle();
         QCOMPARE(fixture.model().state(), AppState::ready());
-        QVERIFY(QFileInfo(fixture.files.root(u"imported-4.3-stable.txt"_s)).isDir());
+        QVERIFY(QFileInfo(fixture.root(u"imported-4.3-stable.txt"_s)).isDir());
     }
 
     void anAddonsRunDoesNotImportAgain()
     {
         PipelineFixture fixture;
-        fixture.files.installByHand(ModelFixture::engineScript());
-        ModelFixture::write(fixture.files.root(u"unfinished"_s), "x");
+        fixture.installByHand(ModelFixture::engineScript());
+        ModelFixture::write(fixture.root(u"unfinished"_s), "x");
         fixture.model().startWork(false);
-        fixture.files.waitUntilIdle();
+        fixture.waitUntilIdle();
         QCOMPARE(fixture.model().state(), AppState::ready());
         QVERIFY(!fixture.logHas(u"engine is importing"_s));
-        QVERIFY(!QFileInfo::exists(fixture.files.root(u"unfinished"_s)));
+        QVERIFY(!QFileInfo::exists(fixture.root(u"unfinished"_s)));
     }
 
     void aFirstDownloadThatFailsLeavesNothing()
@@ -235,9 +221,9 @@ private Q_SLOTS:
                              });
         fixture.playToTheEnd();
         QCOMPARE(fixture.model().state().phase, AppState::Phase::needs);
-        QVERIFY(!QFileInfo::exists(fixture.files.root()));
+        QVERIFY(!QFileInfo::exists(fixture.root()));
         fixture.model().revealInFinder();
-        QCOMPARE(fixture.files.desktop->alerts.first().message, u"Nothing downloaded yet"_s);
+        QCOMPARE(fixture.desktop->alerts.first().message, u"Nothing downloaded yet"_s);
     }
 
     void aGameThatGoesDuringTheSetup()
@@ -246,7 +232,7 @@ private Q_SLOTS:
         AppModel &model = fixture.model();
         connect(&model.log, &LogStore::linesChanged, this, [&] {
             if (model.log.lines().last().startsWith(u"• Game ready: "_s)) {
-                QDir(fixture.files.root(u"Game"_s)).removeRecursively();
+                QDir(fixture.root(u"Game"_s)).removeRecursively();
             }
         });
         fixture.playToTheEnd();
@@ -257,14 +243,14 @@ private Q_SLOTS:
     void aNewGameIsImportedWhateverWasImportedBefore()
     {
         PipelineFixture fixture;
-        fixture.files.installByHand(ModelFixture::engineScript());
+        fixture.installByHand(ModelFixture::engineScript());
         // As an update leaves it that was interrupted between two deletions.
-        QVERIFY(QDir(fixture.files.root(QStringLiteral("Game"))).removeRecursively());
-        QVERIFY(QFileInfo::exists(fixture.files.root(QStringLiteral("imported-4.3-stable.txt"))));
+        QVERIFY(QDir(fixture.root(u"Game"_s)).removeRecursively());
+        QVERIFY(QFileInfo::exists(fixture.root(u"imported-4.3-stable.txt"_s)));
         fixture.model().startWork(false);
-        fixture.files.waitUntilIdle();
+        fixture.waitUntilIdle();
         QCOMPARE(fixture.model().state(), AppState::ready());
-        QVERIFY(fixture.logHas(QStringLiteral("• Importing the project (first run)")));
+        QVERIFY(fixture.logHas(u"• Importing the project (first run)"_s));
     }
 
     void theSettingsReachTheGame()
@@ -273,14 +259,11 @@ private Q_SLOTS:
         fixture.model().setFullscreen(true);
         fixture.model().setResolution(ResolutionChoice::r1440);
         fixture.playUntilOpen();
-        QVERIFY(
-            fixture.logHas(QStringLiteral("• Starting: Godot --path %1 --fullscreen --resolution "
-                                          "2560x1440")
-                               .arg(fixture.project())));
+        QVERIFY(fixture.logHas(u"• Starting: Godot --path %1 --fullscreen --resolution "
+                               "2560x1440"_s.arg(fixture.project())));
         QCOMPARE(arguments(fixture, "play"),
-                 (QStringList{QStringLiteral("--path"), fixture.project(),
-                              QStringLiteral("--fullscreen"), QStringLiteral("--resolution"),
-                              QStringLiteral("2560x1440")}));
+                 (QStringList{u"--path"_s, fixture.project(), u"--fullscreen"_s, u"--resolution"_s,
+                              u"2560x1440"_s}));
         fixture.finish(11, 0);
     }
 
@@ -288,19 +271,19 @@ private Q_SLOTS:
     {
         PipelineFixture fixture;
         fixture.offerGame(PipelineFixture::projectFile("4.3", "C#"));
-        fixture.offerEngine(ModelFixture::engineScript(), QStringLiteral("4.3"), true);
+        fixture.offerEngine(ModelFixture::engineScript(), u"4.3"_s, true);
         fixture.playUntilOpen();
-        QVERIFY(fixture.logHas(QStringLiteral("• Game ready: Piped, needs Godot 4.3 (.NET)")));
-        QVERIFY(QFileInfo::exists(fixture.files.root(QStringLiteral("Engine/4.3-stable-mono"))));
-        QStringList markers = Files::names(fixture.files.root()).filter(QStringLiteral("imported"));
-        QCOMPARE(markers, QStringList{QStringLiteral("imported-4.3-stable-mono.txt")});
-        QCOMPARE(ModelFixture::read(fixture.files.root(markers.first())), QByteArray("ok"));
+        QVERIFY(fixture.logHas(u"• Game ready: Piped, needs Godot 4.3 (.NET)"_s));
+        QVERIFY(QFileInfo::exists(fixture.root(u"Engine/4.3-stable-mono"_s)));
+        QStringList markers = Files::names(fixture.root()).filter(u"imported"_s);
+        QCOMPARE(markers, QStringList{u"imported-4.3-stable-mono.txt"_s});
+        QCOMPARE(ModelFixture::read(fixture.root(markers.first())), QByteArray("ok"));
         fixture.finish(11, 0);
 
-        fixture.files.restart();
+        fixture.restart();
         QCOMPARE(fixture.model().state(), AppState::ready());
         fixture.playUntilOpen();
-        QVERIFY2(!fixture.logHas(QStringLiteral("engine is importing")), "it was imported before");
+        QVERIFY2(!fixture.logHas(u"engine is importing"_s), "it was imported before");
         fixture.finish(11, 0);
     }
 
@@ -317,16 +300,16 @@ private Q_SLOTS:
     {
         QFETCH(const int, phase);
         PipelineFixture fixture;
-        fixture.files.installByHand(ModelFixture::engineScript());
+        fixture.installByHand(ModelFixture::engineScript());
         fixture.playUntilOpen();
         AppModel &model = fixture.model();
-        const AppState other{static_cast<AppState::Phase>(phase), QStringLiteral("other")};
+        const AppState other{static_cast<AppState::Phase>(phase), u"other"_s};
         model.set(&Status::state, other);
         fixture.clock->advance(Clock::Duration(10));
         serveTheQueue();
         serveTheQueue();
         QCOMPARE(model.state(), other);
-        QCOMPARE(model.stepText(), QStringLiteral("Starting the game…"));
+        QCOMPARE(model.stepText(), u"Starting the game…"_s);
         fixture.finish(1, 0);
     }
 
@@ -341,11 +324,11 @@ private Q_SLOTS:
         // On its way when the run ends.
         connect(&model, &AppModel::stateChanged, this, [&] {
             if (model.state().phase == AppState::Phase::needs) {
-                status.set(QStringLiteral("too late"));
+                status.set(u"too late"_s);
                 progress(1, 2, 3);
             }
         });
-        fixture.files.waitUntilIdle();
+        fixture.waitUntilIdle();
         const AppState end = model.state();
         QCOMPARE(end.phase, AppState::Phase::needs);
         const QString step = model.stepText();
@@ -360,7 +343,7 @@ private Q_SLOTS:
         model.updateGame();
         spinUntil([&] { return fixture.stalled.load(); });
         const AppState running = model.state();
-        status.set(QStringLiteral("later still"));
+        status.set(u"later still"_s);
         progress(1, 2, 3);
         serveTheQueue();
         QCOMPARE(model.state(), running);
@@ -371,7 +354,7 @@ private Q_SLOTS:
         serveTheQueue();
         QCOMPARE(model.progress(), std::optional(0.5));
         model.cancel();
-        fixture.files.waitUntilIdle();
+        fixture.waitUntilIdle();
     }
 
     void aDownloadThatStallsHasNoTimeLeft()
@@ -379,8 +362,7 @@ private Q_SLOTS:
         PipelineFixture fixture;
         std::atomic<bool> goesOn = false;
         fixture.host.replace(
-            ReleaseHost::bodyPath(
-                ReleaseHost::enginePath(QStringLiteral("4.3-stable"), zipName(fixture))),
+            ReleaseHost::bodyPath(ReleaseHost::enginePath(u"4.3-stable"_s, zipName(fixture))),
             [&](const HttpRequest &, HttpConnection &connection) {
                 connection.respond(200, {{"Content-Length", "100000"}}, QByteArray(10'000, 'x'));
                 while (!goesOn && connection.pause(std::chrono::milliseconds(1))) {
@@ -390,33 +372,32 @@ private Q_SLOTS:
             });
         AppModel &model = fixture.model();
         model.startWork(true);
-        spinUntil([&] { return model.detail().startsWith(QStringLiteral("10 KB of 100 KB")); });
+        spinUntil([&] { return model.detail().startsWith(u"10 KB of 100 KB"_s); });
         fixture.clock->advance(Clock::Duration(5));
         goesOn = true;
         spinUntil([&] { return !model.timeLeft().isEmpty(); });
-        QCOMPARE(model.timeLeft(), QStringLiteral("Less than a minute left"));
+        QCOMPARE(model.timeLeft(), u"Less than a minute left"_s);
         fixture.clock->advance(Clock::Duration(4));
-        spinUntil([&] { return model.timeLeft() == QStringLiteral("About 1 minute left"); });
+        spinUntil([&] { return model.timeLeft() == u"About 1 minute left"_s; });
         fixture.clock->advance(Clock::Duration(7));
         spinUntil([&] { return model.timeLeft().isEmpty(); });
-        QVERIFY(model.detail().startsWith(QStringLiteral("20 KB of 100 KB")));
+        QVERIFY(model.detail().startsWith(u"20 KB of 100 KB"_s));
         model.cancel();
-        fixture.files.waitUntilIdle();
+        fixture.waitUntilIdle();
     }
 
     void aFailedImportIsTriedAgain()
     {
         PipelineFixture fixture;
-        fixture.files.installByHand(ModelFixture::engineScript(1));
-        QFile::remove(fixture.files.root(QStringLiteral("imported-4.3-stable.txt")));
-        const QString note = QStringLiteral("• Setup finished with exit code 1; Godot will try to "
-                                            "import again while starting the game.");
+        fixture.installByHand(ModelFixture::engineScript(1));
+        QFile::remove(fixture.root(u"imported-4.3-stable.txt"_s));
+        const QString note = u"• Setup finished with exit code 1; Godot will try to "
+                             "import again while starting the game."_s;
         for (int round = 0; round < 2; ++round) {
             fixture.playUntilOpen();
             QVERIFY(fixture.logHas(note));
             fixture.finish(11, 0);
-            QVERIFY(
-                !QFileInfo::exists(fixture.files.root(QStringLiteral("imported-4.3-stable.txt"))));
+            QVERIFY(!QFileInfo::exists(fixture.root(u"imported-4.3-stable.txt"_s)));
         }
     }
 
@@ -424,16 +405,16 @@ private Q_SLOTS:
     {
         PipelineFixture fixture;
         fixture.model().startWork(false);
-        fixture.files.waitUntilIdle();
+        fixture.waitUntilIdle();
         fixture.offerGame(PipelineFixture::projectFile("4.4.1"));
-        fixture.offerEngine(ModelFixture::engineScript(), QStringLiteral("4.4.1"));
+        fixture.offerEngine(ModelFixture::engineScript(), u"4.4.1"_s);
         fixture.model().updateGame();
-        fixture.files.waitUntilIdle();
+        fixture.waitUntilIdle();
         QCOMPARE(fixture.model().state(), AppState::ready());
-        QCOMPARE(fixture.model().info().godotVersion, std::optional(QStringLiteral("4.4.1")));
-        QVERIFY(QFileInfo::exists(fixture.files.root(QStringLiteral("imported-4.4.1-stable.txt"))));
-        QVERIFY(QFileInfo::exists(fixture.files.root(QStringLiteral("Engine/4.3-stable"))));
-        QVERIFY2(!QFileInfo::exists(fixture.files.root(QStringLiteral("imported-4.3-stable.txt"))),
+        QCOMPARE(fixture.model().info().godotVersion, std::optional(u"4.4.1"_s));
+        QVERIFY(QFileInfo::exists(fixture.root(u"imported-4.4.1-stable.txt"_s)));
+        QVERIFY(QFileInfo::exists(fixture.root(u"Engine/4.3-stable"_s)));
+        QVERIFY2(!QFileInfo::exists(fixture.root(u"imported-4.3-stable.txt"_s)),
                  "the new game must be imported again by every engine");
     }
 
@@ -444,31 +425,31 @@ private Q_SLOTS:
         QTest::addColumn<QString>("message");
         const QByteArray none;
         QTest::newRow("no project") << QByteArray() << none
-                                    << QStringLiteral("The downloaded game has no project.godot "
-                                                      "file, so it can't be started.");
+                                    << u"The downloaded game has no project.godot "
+                                       "file, so it can't be started."_s;
         QTest::newRow("Godot 3") << QByteArray("config_version=4\n") << none
-                                 << QStringLiteral("This game was made with Godot 3 "
-                                                   "(config_version 4). This app only runs Godot 4 "
-                                                   "games.");
+                                 << u"This game was made with Godot 3 "
+                                    "(config_version 4). This app only runs Godot 4 "
+                                    "games."_s;
         QTest::newRow("no version")
             << QByteArray("config_version=5\nconfig/name=\"Piped\"\n") << none
-            << QStringLiteral("The game's project.godot does not say which "
-                              "Godot version it needs.");
+            << u"The game's project.godot does not say which "
+               "Godot version it needs."_s;
         QTest::newRow("unknown engine")
             << PipelineFixture::projectFile("4.9") << none
-            << QStringLiteral("Godot 4.9-stable was not found on the official download page "
-                              "(status 404).");
+            << u"Godot 4.9-stable was not found on the official download page "
+               "(status 404)."_s;
         QTest::newRow("add-on elsewhere")
             << PipelineFixture::projectFile()
             << QByteArray("path = addons/x\nurl = https://elsewhere.example/x.git\n")
-            << QStringLiteral("The game needs the add-on \"addons/x\" from "
-                              "https://elsewhere.example/x.git, which this app can only fetch "
-                              "from GitHub.");
+            << u"The game needs the add-on \"addons/x\" from "
+               "https://elsewhere.example/x.git, which this app can only fetch "
+               "from GitHub."_s;
         QTest::newRow("add-on outside")
             << PipelineFixture::projectFile()
             << QByteArray("path = {outside}\nurl = {host}/tessel-works/one\n")
-            << QStringLiteral("The add-on \"../../x\" lies outside the game's folder, so it was "
-                              "not fetched.");
+            << u"The add-on \"../../x\" lies outside the game's folder, so it was "
+               "not fetched."_s;
     }
 
     void setupFailuresAreShown()
@@ -480,105 +461,102 @@ private Q_SLOTS:
         fixture.offerGame(projectFile, gitmodules);
         if (projectFile.isEmpty()) {
             QTemporaryDir empty;
-            const QString folder = empty.filePath(QStringLiteral("game"));
-            ModelFixture::write(folder + QStringLiteral("/other.txt"), "x");
-            const QString zip = empty.filePath(QStringLiteral("game.zip"));
-            GitArchive::pack(folder, QStringLiteral("godot-brindle-main"), zip);
+            const QString folder = empty.filePath(u"game"_s);
+            ModelFixture::write(folder + u"/other.txt"_s, "x");
+            const QString zip = empty.filePath(u"game.zip"_s);
+            GitArchive::pack(folder, u"godot-brindle-main"_s, zip);
             fixture.host.offerGame(zip);
             fixture.playToTheEnd();
         } else {
             fixture.playToTheEnd();
         }
         QCOMPARE(fixture.model().state(), AppState::needs(message));
-        QCOMPARE(fixture.model().log.lines().last(), QStringLiteral("• Problem: ") + message);
-        QCOMPARE(fixture.logHas(QStringLiteral("• Game ready: Piped, needs Godot ?")),
-                 message.endsWith(QStringLiteral("which Godot version it needs.")));
+        QCOMPARE(fixture.model().log.lines().last(), u"• Problem: "_s + message);
+        QCOMPARE(fixture.logHas(u"• Game ready: Piped, needs Godot ?"_s),
+                 message.endsWith(u"which Godot version it needs."_s));
         QVERIFY(!fixture.model().failure());
         QVERIFY(!fixture.model().progress());
         QCOMPARE(fixture.model().detail(), QString());
-        QVERIFY(fixture.files.leftovers().isEmpty());
+        QVERIFY(fixture.leftovers().isEmpty());
         QCOMPARE(connectionsTo(quint16(fixture.host.url().port())), QList<int>());
-        fixture.files.restart();
+        fixture.restart();
         QCOMPARE(fixture.model().state(), AppState::notDownloaded());
     }
 
     void anAddonThatFailsIsFetchedByTheNextPlay()
     {
         PipelineFixture fixture;
-        const auto two = ReleaseHost::addonPath(QStringLiteral("tessel-works/two"));
+        const auto two = ReleaseHost::addonPath(u"tessel-works/two"_s);
         fixture.host.replace(two, [](const HttpRequest &, HttpConnection &connection) {
             connection.respond(500, {}, {});
         });
         fixture.playToTheEnd();
         QCOMPARE(fixture.model().state(),
-                 AppState::needs(QStringLiteral("The server answered with status 500 for "
-                                                "127.0.0.1.")));
-        QVERIFY(!QFileInfo::exists(fixture.files.root(QStringLiteral("info.json"))));
-        fixture.files.restart();
+                 AppState::needs(u"The server answered with status 500 for "
+                                 "127.0.0.1."_s));
+        QVERIFY(!QFileInfo::exists(fixture.root(u"info.json"_s)));
+        fixture.restart();
         QCOMPARE(fixture.model().state(), AppState::notDownloaded());
 
         fixture.host.restore(two);
         fixture.model().startWork(false);
-        fixture.files.waitUntilIdle();
+        fixture.waitUntilIdle();
         QCOMPARE(fixture.model().state(), AppState::ready());
         QCOMPARE(fixture.host.requests().count(ReleaseHost::gamePath()), 1);
-        QCOMPARE(fixture.host.requests().count(
-                     ReleaseHost::addonPath(QStringLiteral("tessel-works/one"))),
-                 1);
+        QCOMPARE(fixture.host.requests().count(ReleaseHost::addonPath(u"tessel-works/one"_s)), 1);
         QCOMPARE(fixture.host.requests().count(two), 2);
-        QCOMPARE(fixture.model().info().name, QStringLiteral("Piped"));
+        QCOMPARE(fixture.model().info().name, u"Piped"_s);
     }
 
     void anOlderDescriptionNeverPicksTheEngine()
     {
         PipelineFixture fixture;
         fixture.model().startWork(false);
-        fixture.files.waitUntilIdle();
+        fixture.waitUntilIdle();
         fixture.offerGame(PipelineFixture::projectFile("4.4"));
-        fixture.offerEngine(ModelFixture::engineScript(), QStringLiteral("4.4"));
-        const auto one = ReleaseHost::addonPath(QStringLiteral("tessel-works/one"));
+        fixture.offerEngine(ModelFixture::engineScript(), u"4.4"_s);
+        const auto one = ReleaseHost::addonPath(u"tessel-works/one"_s);
         fixture.host.replace(one, [](const HttpRequest &, HttpConnection &connection) {
             connection.respond(404, {}, {});
         });
         fixture.model().updateGame();
-        fixture.files.waitUntilIdle();
+        fixture.waitUntilIdle();
         fixture.host.restore(one);
         // The saved description still names 4.3, whose engine is installed.
-        fixture.files.restart();
+        fixture.restart();
         QCOMPARE(fixture.model().state(), AppState::notDownloaded());
         fixture.model().startWork(false);
-        fixture.files.waitUntilIdle();
-        QCOMPARE(fixture.model().info().godotVersion, std::optional(QStringLiteral("4.4")));
-        QVERIFY(QFileInfo::exists(fixture.files.root(QStringLiteral("Engine/4.4-stable"))));
+        fixture.waitUntilIdle();
+        QCOMPARE(fixture.model().info().godotVersion, std::optional(u"4.4"_s));
+        QVERIFY(QFileInfo::exists(fixture.root(u"Engine/4.4-stable"_s)));
     }
 
     void aTamperedEngineIsThrownAway()
     {
         PipelineFixture fixture;
-        fixture.host.replace(
-            ReleaseHost::enginePath(QStringLiteral("4.3-stable"), zipName(fixture)),
-            [](const HttpRequest &, HttpConnection &connection) {
-                connection.respond(200, {}, "not the engine");
-            });
+        fixture.host.replace(ReleaseHost::enginePath(u"4.3-stable"_s, zipName(fixture)),
+                             [](const HttpRequest &, HttpConnection &connection) {
+                                 connection.respond(200, {}, "not the engine");
+                             });
         fixture.playToTheEnd();
         QCOMPARE(fixture.model().state(),
-                 AppState::needs(QStringLiteral("The engine download did not match its official "
-                                                "checksum, so it was thrown away. Please try "
-                                                "again.")));
-        QVERIFY(!QFileInfo::exists(fixture.files.root(QStringLiteral("Engine"))));
-        QVERIFY(fixture.files.leftovers().isEmpty());
+                 AppState::needs(u"The engine download did not match its official "
+                                 "checksum, so it was thrown away. Please try "
+                                 "again."_s));
+        QVERIFY(!QFileInfo::exists(fixture.root(u"Engine"_s)));
+        QVERIFY(fixture.leftovers().isEmpty());
     }
 
     void anEngineThatCannotStart()
     {
         PipelineFixture fixture;
-        fixture.files.installByHand("#!/no/such/interpreter\n");
+        fixture.installByHand("#!/no/such/interpreter\n");
         fixture.playToTheEnd();
         const AppState state = fixture.model().state();
         QCOMPARE(state.phase, AppState::Phase::needs);
-        QVERIFY(state.text.startsWith(QStringLiteral("Could not start the engine: ")));
+        QVERIFY(state.text.startsWith(u"Could not start the engine: "_s));
         QVERIFY(!fixture.model().failure());
-        QVERIFY(fixture.model().log.lines().last().startsWith(QStringLiteral("• Starting: ")));
+        QVERIFY(fixture.model().log.lines().last().startsWith(u"• Starting: "_s));
     }
 
     void aModelThatGoesEndsItsGame()
@@ -588,7 +566,7 @@ private Q_SLOTS:
         const auto process = fixture.model().runner.current();
         QVERIFY(process->isRunning());
         // The wait for the last lines is cut short by the cancellation.
-        fixture.files.restart();
+        fixture.restart();
         QVERIFY(!process->isRunning());
         // Whoever watched the game lets go of it as well.
         spinUntil([&] { return process.use_count() == 1; });

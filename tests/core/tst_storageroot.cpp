@@ -31,14 +31,14 @@ std::counting_semaphore<> goesOn{0};
 
 void note(const QString &what, const QString &path)
 {
-    static const QRegularExpression hidden(QStringLiteral("/\\.brindle-[0-9a-f-]{36}"));
+    static const QRegularExpression hidden(u"/\\.brindle-[0-9a-f-]{36}"_s);
     const std::lock_guard guard(eventsLock);
-    events << what + u' ' + QString(path).replace(hidden, QStringLiteral("/.hidden"));
+    events << what + u' ' + QString(path).replace(hidden, u"/.hidden"_s);
 }
 
 QString pathOf(int descriptor)
 {
-    return QFile::symLinkTarget(QStringLiteral("/proc/self/fd/%1").arg(descriptor));
+    return QFile::symLinkTarget(u"/proc/self/fd/%1"_s.arg(descriptor));
 }
 
 } // namespace
@@ -48,7 +48,7 @@ QString pathOf(int descriptor)
 extern "C" int syncfs(int descriptor) noexcept
 {
     const QString path = pathOf(descriptor);
-    note(QStringLiteral("all of"), path);
+    note(u"all of"_s, path);
     if (!hanging.isEmpty() && path == hanging) {
         hangs.release();
         goesOn.acquire();
@@ -58,14 +58,14 @@ extern "C" int syncfs(int descriptor) noexcept
 
 extern "C" int fsync(int descriptor)
 {
-    note(QStringLiteral("names in"), pathOf(descriptor));
+    note(u"names in"_s, pathOf(descriptor));
     return 0;
 }
 #endif
 
 extern "C" int rename(const char *from, const char *to) noexcept
 {
-    note(QStringLiteral("renamed to"), QFile::decodeName(to));
+    note(u"renamed to"_s, QFile::decodeName(to));
     return renameat(AT_FDCWD, from, AT_FDCWD, to);
 }
 
@@ -78,7 +78,7 @@ class TestStorageRoot : public QObject
         struct stat status = {};
         return stat(QFile::encodeName(path).constData(), &status) == 0
                    ? QString::number(status.st_mode & 07777U, 8)
-                   : QStringLiteral("none");
+                   : u"none"_s;
     }
 
 private Q_SLOTS:
@@ -94,14 +94,14 @@ private Q_SLOTS:
         });
         umask(before);
         const auto modeIn = [&](const char *name) {
-            return modeOf(fixture.files.root(QLatin1String(name)));
+            return modeOf(fixture.root(QLatin1String(name)));
         };
-        QCOMPARE(modeOf(fixture.files.root()), QStringLiteral("700"));
-        QCOMPARE(modeIn("Game"), QStringLiteral("700"));
-        QCOMPARE(modeIn("Engine"), QStringLiteral("700"));
-        QCOMPARE(modeIn("Engine/4.3-stable"), QStringLiteral("700"));
-        QCOMPARE(modeIn("info.json"), QStringLiteral("600"));
-        QCOMPARE(modeIn("imported-4.3-stable.txt"), QStringLiteral("600"));
+        QCOMPARE(modeOf(fixture.root()), u"700"_s);
+        QCOMPARE(modeIn("Game"), u"700"_s);
+        QCOMPARE(modeIn("Engine"), u"700"_s);
+        QCOMPARE(modeIn("Engine/4.3-stable"), u"700"_s);
+        QCOMPARE(modeIn("info.json"), u"600"_s);
+        QCOMPARE(modeIn("imported-4.3-stable.txt"), u"600"_s);
     }
 
     void whatVouchesComesLast()
@@ -117,29 +117,29 @@ private Q_SLOTS:
             fixture.clock->advance(Clock::Duration(0.1));
             return !fixture.model().work();
         });
-        const QString root = fixture.files.root();
+        const QString root = fixture.root();
         // What must have reached the disk, each before the next is asked for.
         const QStringList order{
-            QStringLiteral("renamed to ") + root + QStringLiteral("/unfinished"),
-            QStringLiteral("names in ") + root,
-            QStringLiteral("all of ") + root + QStringLiteral("/.hidden"),
-            QStringLiteral("renamed to ") + root + QStringLiteral("/Game"),
-            QStringLiteral("names in ") + root,
-            QStringLiteral("renamed to ") + fixture.project() + QStringLiteral("/addons/one"),
-            QStringLiteral("renamed to ") + fixture.project() + QStringLiteral("/addons/two"),
-            QStringLiteral("all of ") + root,
-            QStringLiteral("renamed to ") + root + QStringLiteral("/info.json"),
-            QStringLiteral("names in ") + root,
-            QStringLiteral("all of ") + root + QStringLiteral("/Engine/.hidden"),
-            QStringLiteral("renamed to ") + root + QStringLiteral("/Engine/4.3-stable"),
-            QStringLiteral("names in ") + root + QStringLiteral("/Engine"),
-            QStringLiteral("all of ") + fixture.project(),
-            QStringLiteral("renamed to ") + root + QStringLiteral("/imported-4.3-stable.txt"),
+            u"renamed to "_s + root + u"/unfinished"_s,
+            u"names in "_s + root,
+            u"all of "_s + root + u"/.hidden"_s,
+            u"renamed to "_s + root + u"/Game"_s,
+            u"names in "_s + root,
+            u"renamed to "_s + fixture.project() + u"/addons/one"_s,
+            u"renamed to "_s + fixture.project() + u"/addons/two"_s,
+            u"all of "_s + root,
+            u"renamed to "_s + root + u"/info.json"_s,
+            u"names in "_s + root,
+            u"all of "_s + root + u"/Engine/.hidden"_s,
+            u"renamed to "_s + root + u"/Engine/4.3-stable"_s,
+            u"names in "_s + root + u"/Engine"_s,
+            u"all of "_s + fixture.project(),
+            u"renamed to "_s + root + u"/imported-4.3-stable.txt"_s,
         };
         qsizetype at = -1;
         for (const QString &event : order) {
             at = events.indexOf(event, at + 1);
-            QVERIFY2(at >= 0, qPrintable(event + QStringLiteral("\nin\n") + events.join(u'\n')));
+            QVERIFY2(at >= 0, qPrintable(event + u"\nin\n"_s + events.join(u'\n')));
         }
 #endif
     }
@@ -158,33 +158,33 @@ private Q_SLOTS:
         QFETCH(const QString, marker);
         PipelineFixture fixture;
         fixture.offerEngine("#!/bin/sh\nexit 0\n");
-        hanging = fixture.files.root() + synced;
+        hanging = fixture.root() + synced;
         fixture.model().startWork(false);
         spinUntil([] { return hangs.try_acquire(); });
         fixture.model().cancel();
         auto wake = qScopeGuard([] { goesOn.release(); });
-        fixture.files.waitUntilIdle(5);
+        fixture.waitUntilIdle(5);
         QCOMPARE(fixture.model().log.lines().last(), u"• Cancelled"_s);
         hanging.clear();
         wake.dismiss();
         goesOn.release();
         WorkerHold().open(); // the worker has gone on by then
-        QVERIFY(!QFileInfo::exists(fixture.files.root(marker)));
-        QCOMPARE(QFileInfo::exists(fixture.files.root(u"unfinished"_s)), synced.isEmpty());
+        QVERIFY(!QFileInfo::exists(fixture.root(marker)));
+        QCOMPARE(QFileInfo::exists(fixture.root(u"unfinished"_s)), synced.isEmpty());
         fixture.model().startWork(false);
-        fixture.files.waitUntilIdle();
+        fixture.waitUntilIdle();
         QCOMPARE(fixture.model().state(), AppState::ready());
-        QVERIFY(QFileInfo::exists(fixture.files.root(marker)));
-        QVERIFY(!QFileInfo::exists(fixture.files.root(u"unfinished"_s)));
+        QVERIFY(QFileInfo::exists(fixture.root(marker)));
+        QVERIFY(!QFileInfo::exists(fixture.root(u"unfinished"_s)));
     }
 
     void anExistingFolderKeepsItsMode()
     {
         PipelineFixture fixture;
-        fixture.files.installByHand("#!/bin/sh\nexit 0\n");
-        QCOMPARE(chmod(QFile::encodeName(fixture.files.root()).constData(), 02775), 0);
+        fixture.installByHand("#!/bin/sh\nexit 0\n");
+        QCOMPARE(chmod(QFile::encodeName(fixture.root()).constData(), 02775), 0);
         QCOMPARE(fixture.model().state(), AppState::ready());
-        QCOMPARE(modeOf(fixture.files.root()), QStringLiteral("2775"));
+        QCOMPARE(modeOf(fixture.root()), u"2775"_s);
     }
 
     void anotherUsersFolderIsNotUsed()
@@ -193,14 +193,13 @@ private Q_SLOTS:
             QSKIP("only root can make another user's folder");
         }
         PipelineFixture fixture;
-        fixture.files.installByHand("#!/bin/sh\nexit 0\n");
-        QCOMPARE(chown(QFile::encodeName(fixture.files.root()).constData(), 65534, 65534), 0);
+        fixture.installByHand("#!/bin/sh\nexit 0\n");
+        QCOMPARE(chown(QFile::encodeName(fixture.root()).constData(), 65534, 65534), 0);
         fixture.model().startWork(true);
         spinUntil([&] { return !fixture.model().work(); });
-        QCOMPARE(
-            fixture.model().state().text,
-            QStringLiteral("The folder %1 belongs to another user, so Brindle does not use it.")
-                .arg(fixture.files.root()));
+        QCOMPARE(fixture.model().state().text,
+                 u"The folder %1 belongs to another user, so Brindle does not use it."_s.arg(
+                     fixture.root()));
     }
 };
 

@@ -8,6 +8,8 @@
 
 #include <algorithm>
 
+using namespace Qt::StringLiterals;
+
 namespace brindle {
 
 ConsoleLauncher::ConsoleLauncher() : programs_(QCoreApplication::applicationDirPath())
@@ -34,9 +36,8 @@ void ConsoleLauncher::play(const QUrl &host)
     Files::createFolder(temporary());
     lines_.clear();
     process_.setProcessEnvironment(environment_);
-    process_.start(QCoreApplication::applicationDirPath() + QStringLiteral("/torture-launcher"),
-                   {QStringLiteral("play"), home_.filePath(QStringLiteral("home")), temporary(),
-                    host.toString(), programs_});
+    process_.start(QCoreApplication::applicationDirPath() + u"/torture-launcher"_s,
+                   {u"play"_s, home_.filePath(u"home"_s), temporary(), host.toString(), programs_});
 }
 
 void ConsoleLauncher::waitFor(const QString &text)
@@ -64,7 +65,7 @@ bool ConsoleLauncher::hasPrinted(const QString &text) const
 
 QString ConsoleLauncher::project() const
 {
-    return root() + QStringLiteral("/Game/godot-brindle-main");
+    return root() + u"/Game/godot-brindle-main"_s;
 }
 
 void ConsoleLauncher::read()

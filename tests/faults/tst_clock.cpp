@@ -15,6 +15,7 @@
 #include <vector>
 
 using namespace brindle;
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -27,15 +28,12 @@ public:
     TimeTraveller()
     {
         jump("0");
-        launcher.setVariable(QStringLiteral("LD_PRELOAD"), library());
-        launcher.setVariable(QStringLiteral("CLOCK_JUMP"), file());
+        launcher.setVariable(u"LD_PRELOAD"_s, library());
+        launcher.setVariable(u"CLOCK_JUMP"_s, file());
     }
 
-    static QString library()
-    {
-        return QCoreApplication::applicationDirPath() + QStringLiteral("/clockjump.so");
-    }
-    QString file() const { return folder_.filePath(QStringLiteral("jump")); }
+    static QString library() { return QCoreApplication::applicationDirPath() + u"/clockjump.so"_s; }
+    QString file() const { return folder_.filePath(u"jump"_s); }
 
     void jump(const QByteArray &seconds) const { ModelFixture::write(file(), seconds); }
 
@@ -51,10 +49,10 @@ int yearUnder(const TimeTraveller &traveller)
 {
     QProcess date;
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(QStringLiteral("LD_PRELOAD"), TimeTraveller::library());
-    environment.insert(QStringLiteral("CLOCK_JUMP"), traveller.file());
+    environment.insert(u"LD_PRELOAD"_s, TimeTraveller::library());
+    environment.insert(u"CLOCK_JUMP"_s, traveller.file());
     date.setProcessEnvironment(environment);
-    date.start(QStringLiteral("date"), {QStringLiteral("+%Y")});
+    date.start(u"date"_s, {u"+%Y"_s});
     date.waitForFinished();
     return date.readAllStandardOutput().trimmed().toInt();
 }
@@ -70,12 +68,11 @@ class TestClock : public QObject
     /// An engine that says that it plays and goes on with these steps.
     void offerEngine(const QString &playSteps) const
     {
-        fixture_->offerEngine(QStringLiteral("#!/bin/sh\n"
-                                             "case \"$*\" in\n"
-                                             "*--import*) exit 0;;\n"
-                                             "esac\n"
-                                             "exec '%1' %2\n")
-                                  .arg(testChild(), playSteps)
+        fixture_->offerEngine(u"#!/bin/sh\n"
+                              "case \"$*\" in\n"
+                              "*--import*) exit 0;;\n"
+                              "esac\n"
+                              "exec '%1' %2\n"_s.arg(testChild(), playSteps)
                                   .toUtf8());
     }
 
@@ -105,16 +102,15 @@ private Q_SLOTS:
     {
         QFETCH(const QByteArray, seconds);
         TimeTraveller traveller;
-        offerEngine(QStringLiteral("'out:engine is playing\\n' gate:'%1' exit:0")
-                        .arg(traveller.gate.path()));
+        offerEngine(u"'out:engine is playing\\n' gate:'%1' exit:0"_s.arg(traveller.gate.path()));
         traveller.launcher.play(fixture_->host.url());
-        traveller.launcher.waitFor(QStringLiteral("engine is playing"));
+        traveller.launcher.waitFor(u"engine is playing"_s);
         traveller.jump(seconds);
         traveller.gate.open();
         traveller.launcher.waitForEnd();
-        static const QRegularExpression end(QStringLiteral(
-            "^end: bad The game closed after \\d seconds? \\(exit code 0\\), so it did not start "
-            "properly\\.$"));
+        static const QRegularExpression end(
+            u"^end: bad The game closed after \\d seconds? \\(exit code 0\\), so it did not start "
+            "properly\\.$"_s);
         QVERIFY2(end.match(traveller.launcher.lines().constLast()).hasMatch(),
                  qPrintable(traveller.launcher.lines().join(u'\n')));
     }
@@ -124,28 +120,28 @@ private Q_SLOTS:
     {
         QFETCH(const QByteArray, seconds);
         TimeTraveller traveller;
-        offerEngine(QStringLiteral("'out:engine is playing\\n'"));
+        offerEngine(u"'out:engine is playing\\n'"_s);
         const auto held = fixture_->host.hold(ReleaseHost::gamePath(), 100);
         traveller.launcher.play(fixture_->host.url());
         spinUntil([&] { return held->isReached(); });
         traveller.jump(seconds);
         held->open();
-        traveller.launcher.waitFor(QStringLiteral("engine is playing"));
+        traveller.launcher.waitFor(u"engine is playing"_s);
         traveller.launcher.waitForEnd();
     }
 
     /// Those that take their time, side by side.
     void tenSecondsAndFiveStayWhatTheyAre()
     {
-        offerEngine(QStringLiteral("ignore:15 'out:engine is playing\\n' gate:\"$GATE\" exit:0"));
+        offerEngine(u"ignore:15 'out:engine is playing\\n' gate:\"$GATE\" exit:0"_s);
         std::vector<std::unique_ptr<TimeTraveller>> open;
         std::vector<std::unique_ptr<TimeTraveller>> stopped;
         const std::vector<QByteArray> ways{tenYears, '-' + tenYears};
         for (size_t i = 0; i < 2 * ways.size(); ++i) {
             auto traveller = std::make_unique<TimeTraveller>();
-            traveller->launcher.setVariable(QStringLiteral("GATE"), traveller->gate.path());
+            traveller->launcher.setVariable(u"GATE"_s, traveller->gate.path());
             traveller->launcher.play(fixture_->host.url());
-            traveller->launcher.waitFor(QStringLiteral("engine is playing"));
+            traveller->launcher.waitFor(u"engine is playing"_s);
             traveller->jump(ways.at(i % ways.size()));
             (i < ways.size() ? open : stopped).push_back(std::move(traveller));
         }
@@ -157,10 +153,10 @@ private Q_SLOTS:
             QCOMPARE(traveller->launcher.waitForEnd(), 0);
         }
         for (const auto &traveller : open) {
-            traveller->launcher.waitFor(QStringLiteral("phase: The game is open"));
+            traveller->launcher.waitFor(u"phase: The game is open"_s);
             traveller->gate.open();
             QCOMPARE(traveller->launcher.waitForEnd(), 1);
-            QVERIFY2(traveller->launcher.hasPrinted(QStringLiteral("• Game closed normally")),
+            QVERIFY2(traveller->launcher.hasPrinted(u"• Game closed normally"_s),
                      qPrintable(traveller->launcher.lines().join(u'\n')));
         }
     }

@@ -11,6 +11,7 @@
 #include <QtTest>
 
 using namespace brindle;
+using namespace Qt::StringLiterals;
 
 class TestDeath : public QObject
 {
@@ -21,12 +22,11 @@ class TestDeath : public QObject
     /// An engine that does the one thing when it imports and the other when it plays.
     void offerEngine(const QString &importSteps, const QString &playSteps) const
     {
-        fixture_->offerEngine(QStringLiteral("#!/bin/sh\n"
-                                             "case \"$*\" in\n"
-                                             "*--import*) exec '%1' %2;;\n"
-                                             "esac\n"
-                                             "exec '%1' %3\n")
-                                  .arg(testChild(), importSteps, playSteps)
+        fixture_->offerEngine(u"#!/bin/sh\n"
+                              "case \"$*\" in\n"
+                              "*--import*) exec '%1' %2;;\n"
+                              "esac\n"
+                              "exec '%1' %3\n"_s.arg(testChild(), importSteps, playSteps)
                                   .toUtf8());
     }
 
@@ -39,14 +39,12 @@ private Q_SLOTS:
         const Gate gate;
         const Lifeline lifeline;
         const QTemporaryDir folder;
-        const QString alive = folder.filePath(QStringLiteral("alive"));
-        offerEngine(QStringLiteral("exit:0"),
-                    QStringLiteral("hold:'%1' 'out:engine is playing\\n' gate:'%2' lines:100000 "
-                                   "touch:'%3'")
-                        .arg(lifeline.path(), gate.path(), alive));
+        const QString alive = folder.filePath(u"alive"_s);
+        offerEngine(u"exit:0"_s, u"hold:'%1' 'out:engine is playing\\n' gate:'%2' lines:100000 "
+                                 "touch:'%3'"_s.arg(lifeline.path(), gate.path(), alive));
         ConsoleLauncher launcher;
         launcher.play(fixture_->host.url());
-        launcher.waitFor(QStringLiteral("engine is playing"));
+        launcher.waitFor(u"engine is playing"_s);
         launcher.kill();
         QCOMPARE(launcher.waitForEnd(), -1);
         QVERIFY(!lifeline.isDropped());
@@ -62,12 +60,12 @@ private Q_SLOTS:
             QSKIP("this system binds no child to its parent");
         }
         const Lifeline lifeline;
-        offerEngine(QStringLiteral("ignore:15 hold:'%1' 'out:engine is importing\\n' wait:")
-                        .arg(lifeline.path()),
-                    QStringLiteral("exit:0"));
+        offerEngine(
+            u"ignore:15 hold:'%1' 'out:engine is importing\\n' wait:"_s.arg(lifeline.path()),
+            u"exit:0"_s);
         ConsoleLauncher launcher;
         launcher.play(fixture_->host.url());
-        launcher.waitFor(QStringLiteral("engine is importing"));
+        launcher.waitFor(u"engine is importing"_s);
         QVERIFY(!lifeline.isDropped());
         launcher.kill();
         QCOMPARE(launcher.waitForEnd(), -1);
@@ -76,7 +74,7 @@ private Q_SLOTS:
 
     void aDownloadLeavesWhatTheNextStartClears()
     {
-        offerEngine(QStringLiteral("exit:0"), QStringLiteral("'out:engine is playing\\n'"));
+        offerEngine(u"exit:0"_s, u"'out:engine is playing\\n'"_s);
         const auto gate = fixture_->host.hold(ReleaseHost::gamePath(), 1);
         QStringList left;
         const auto leftovers = [](const QString &folder) {
@@ -98,7 +96,7 @@ private Q_SLOTS:
             return !now.contains(left.constFirst()) && now.size() == 1;
         });
         gate->open();
-        launcher.waitFor(QStringLiteral("engine is playing"));
+        launcher.waitFor(u"engine is playing"_s);
         launcher.waitForEnd();
         QCOMPARE(leftovers(launcher.temporary()), QStringList());
     }

@@ -71,8 +71,8 @@ class TestDisk : public QObject
     qint64 needed_ = 0;                  // by a first Play at its worst moment
     QMap<QString, QByteArray> complete_; // what it leaves
 
-    QString home() const { return QFileInfo(fixture_->files.settingsFile()).path(); }
-    QString storage() const { return QFileInfo(fixture_->files.root()).path(); }
+    QString home() const { return QFileInfo(fixture_->settingsFile()).path(); }
+    QString storage() const { return QFileInfo(fixture_->root()).path(); }
 
     void offer() const
     {
@@ -111,19 +111,19 @@ class TestDisk : public QObject
     /// A new start, which trusts nothing but the disk, does not take this for ready.
     void verifyNothingIsTakenForInstalled() const
     {
-        fixture_->files.restart();
+        fixture_->restart();
         QCOMPARE(fixture_->model().state(), AppState::notDownloaded());
-        QCOMPARE(fixture_->files.leftovers(), QStringList());
+        QCOMPARE(fixture_->leftovers(), QStringList());
     }
 
     void verifyTheNextPlaySucceeds() const
     {
         play();
         QVERIFY2(gameRan(), qPrintable(fixture_->model().log.lines().join(u'\n')));
-        const auto found = contents(fixture_->files.root());
+        const auto found = contents(fixture_->root());
         QCOMPARE(found.keys(), complete_.keys());
         QVERIFY(found == complete_);
-        QCOMPARE(fixture_->files.leftovers(), QStringList());
+        QCOMPARE(fixture_->leftovers(), QStringList());
     }
 
 private Q_SLOTS:
@@ -144,16 +144,16 @@ private Q_SLOTS:
             return !fixture_->model().work();
         });
         QVERIFY(gameRan());
-        complete_ = contents(fixture_->files.root());
+        complete_ = contents(fixture_->root());
         // Besides what was seen, which may have missed the worst moment, a staged archive.
         needed_ = std::max(most, disk.used() + engineBytes);
-        fixture_->files.restart();
+        fixture_->restart();
     }
 
     void cleanup()
     {
         if (fixture_) {
-            fixture_->files.restart();
+            fixture_->restart();
         }
     }
 
@@ -178,7 +178,7 @@ private Q_SLOTS:
         }
         disk.resize(plenty);
         verifyTheNextPlaySucceeds();
-        fixture_->files.restart();
+        fixture_->restart();
     }
 
     void temporaryFolderIsTooSmall_data()
@@ -192,19 +192,19 @@ private Q_SLOTS:
     {
         QFETCH(const qint64, bytes);
         const SmallDisk all(home(), plenty);
-        const QString temporary = fixture_->files.temporaryFolder();
+        const QString temporary = fixture_->temporaryFolder();
         QVERIFY(QDir().mkpath(temporary));
         const SmallDisk memory(temporary, bytes);
         verifyTheNextPlaySucceeds();
         QCOMPARE(QDir(storage()).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot),
                  QStringList{QStringLiteral("Brindle")});
-        fixture_->files.restart();
+        fixture_->restart();
     }
 
     void neitherPlaceHasRoom()
     {
         const SmallDisk all(home(), plenty);
-        const QString temporary = fixture_->files.temporaryFolder();
+        const QString temporary = fixture_->temporaryFolder();
         QVERIFY(QDir().mkpath(temporary) && QDir().mkpath(storage()));
         SmallDisk memory(temporary, 65536);
         SmallDisk disk(storage(), 65536);
@@ -214,7 +214,7 @@ private Q_SLOTS:
         verifyNothingIsTakenForInstalled();
         disk.resize(plenty);
         verifyTheNextPlaySucceeds();
-        fixture_->files.restart();
+        fixture_->restart();
     }
 
     /// What is full is the storage: another place for the archive would not help.
@@ -226,12 +226,12 @@ private Q_SLOTS:
         fixture_->host.forgetRequests();
         play();
         QVERIFY(!gameRan());
-        verifyMessageNames(fixture_->files.root(), qt_error_string(ENOSPC));
+        verifyMessageNames(fixture_->root(), qt_error_string(ENOSPC));
         QCOMPARE(fixture_->host.requests(), QStringList{ReleaseHost::gamePath()});
         verifyNothingIsTakenForInstalled();
         disk.resize(plenty);
         verifyTheNextPlaySucceeds();
-        fixture_->files.restart();
+        fixture_->restart();
     }
 
     /// The temporary folder has room for the add-on, the storage has not.
@@ -283,7 +283,7 @@ private Q_SLOTS:
         verifyMessageNames(home(), qt_error_string(ENOSPC));
         verifyNothingIsTakenForInstalled();
         verifyTheNextPlaySucceeds();
-        fixture_->files.restart();
+        fixture_->restart();
     }
 
     /// What a download that begins anew has brought before is no room lost.
@@ -307,7 +307,7 @@ private Q_SLOTS:
     {
         QTest::addColumn<QString>("place");
         QTest::newRow("storage") << storage();
-        QTest::newRow("staging") << fixture_->files.temporaryFolder();
+        QTest::newRow("staging") << fixture_->temporaryFolder();
     }
     void isReadOnly()
     {
@@ -322,7 +322,7 @@ private Q_SLOTS:
         verifyNothingIsTakenForInstalled();
         disk.setReadOnly(false);
         verifyTheNextPlaySucceeds();
-        fixture_->files.restart();
+        fixture_->restart();
     }
 
     void storageBecomesReadOnlyAtTheUnpacking()
@@ -342,7 +342,7 @@ private Q_SLOTS:
         verifyNothingIsTakenForInstalled();
         disk.setReadOnly(false);
         verifyTheNextPlaySucceeds();
-        fixture_->files.restart();
+        fixture_->restart();
     }
 
     void settingsAreReadOnly()
@@ -354,16 +354,16 @@ private Q_SLOTS:
         spinUntil([this] { return !fixture_->model().log.lines().isEmpty(); });
         QCOMPARE(fixture_->model().log.lines(),
                  QStringList{QStringLiteral("• Problem: The settings could not be saved in ") +
-                             fixture_->files.settingsFile() + u'.'});
+                             fixture_->settingsFile() + u'.'});
         disk.setReadOnly(false);
         play();
         QVERIFY(gameRan());
         QVERIFY(!fixture_->model().log.lines().filter(QStringLiteral("1600x900")).isEmpty());
         fixture_->model().setFullscreen(true);
-        fixture_->files.restart();
+        fixture_->restart();
         QCOMPARE(fixture_->model().resolution(), ResolutionChoice::r900);
         QCOMPARE(fixture_->model().fullscreen(), true);
-        fixture_->files.restart();
+        fixture_->restart();
     }
 };
 

@@ -11,6 +11,7 @@
 #include <csignal>
 
 using namespace brindle;
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -25,14 +26,14 @@ constexpr bool memoryIsOwn = false;
 constexpr bool memoryIsOwn = true;
 #endif
 
-const auto playing = QStringLiteral("engine is playing");
+const auto playing = u"engine is playing"_s;
 
 /// An engine that does these steps of the test child's, whatever it is asked for.
 QByteArray engine(const QStringList &steps)
 {
-    QString script = QStringLiteral("#!/bin/sh\nexec '%1'").arg(testChild());
+    QString script = u"#!/bin/sh\nexec '%1'"_s.arg(testChild());
     for (const QString &step : steps) {
-        script += QStringLiteral(" '%1'").arg(step);
+        script += u" '%1'"_s.arg(step);
     }
     return script.toUtf8() + '\n';
 }
@@ -40,7 +41,7 @@ QByteArray engine(const QStringList &steps)
 /// In bytes: "VmRSS" is what is in memory now, "VmHWM" the most that ever was.
 qint64 memory(const QByteArray &key)
 {
-    QFile status(QStringLiteral("/proc/self/status"));
+    QFile status(u"/proc/self/status"_s);
     if (status.open(QIODevice::ReadOnly)) {
         constexpr qint64 kilobyte = 1024;
         for (const QByteArray &line : status.readAll().split('\n')) {
@@ -63,7 +64,7 @@ class TestEngine : public QObject
 
     void start(const QStringList &steps) const
     {
-        fixture_->files.installByHand(engine(steps));
+        fixture_->installByHand(engine(steps));
         fixture_->model().startWork(true);
     }
 
@@ -88,10 +89,10 @@ private Q_SLOTS:
     {
         QTest::addColumn<QString>("step");
         QTest::addColumn<int>("code");
-        QTest::newRow("at once") << QStringLiteral("exit:0") << 0;
-        QTest::newRow("with 139") << QStringLiteral("exit:139") << 139;
-        QTest::newRow("by SIGSEGV") << QStringLiteral("signal:%1").arg(SIGSEGV) << SIGSEGV;
-        QTest::newRow("by SIGKILL") << QStringLiteral("signal:%1").arg(SIGKILL) << SIGKILL;
+        QTest::newRow("at once") << u"exit:0"_s << 0;
+        QTest::newRow("with 139") << u"exit:139"_s << 139;
+        QTest::newRow("by SIGSEGV") << u"signal:%1"_s.arg(SIGSEGV) << SIGSEGV;
+        QTest::newRow("by SIGKILL") << u"signal:%1"_s.arg(SIGKILL) << SIGKILL;
     }
     void ends()
     {
@@ -100,41 +101,38 @@ private Q_SLOTS:
         start({step});
         waitForTheEnd();
         QCOMPARE(fixture_->model().state(),
-                 AppState::needs(QStringLiteral("The game closed after 0 seconds (exit code %1), "
-                                                "so it did not start properly.")
-                                     .arg(code)));
+                 AppState::needs(u"The game closed after 0 seconds (exit code %1), "
+                                 "so it did not start properly."_s.arg(code)));
         QVERIFY(fixture_->model().failure());
     }
 
     void ignoresTheRequestToEnd()
     {
         const Lifeline lifeline;
-        start({QStringLiteral("report:%1").arg(SIGTERM), QStringLiteral("hold:") + lifeline.path(),
-               QStringLiteral("fork:"), QStringLiteral("report:%1").arg(SIGTERM),
-               QStringLiteral("wait:"), QStringLiteral("parent:"),
-               QStringLiteral("out:engine is playing\\n"), QStringLiteral("wait:")});
+        start({u"report:%1"_s.arg(SIGTERM), u"hold:"_s + lifeline.path(), u"fork:"_s,
+               u"report:%1"_s.arg(SIGTERM), u"wait:"_s, u"parent:"_s, u"out:engine is playing\\n"_s,
+               u"wait:"_s});
         fixture_->waitForLine(playing);
         fixture_->model().cancel();
-        fixture_->waitForLine(QStringLiteral("signal %1").arg(SIGTERM));
+        fixture_->waitForLine(u"signal %1"_s.arg(SIGTERM));
         fixture_->clock->advance(Clock::Duration(4.9));
         QCoreApplication::processEvents();
         QVERIFY(fixture_->model().work());
         QVERIFY(!lifeline.isDropped());
         fixture_->clock->advance(Clock::Duration(0.1));
         waitForTheEnd();
-        QCOMPARE(log().constLast(), QStringLiteral("• Game stopped"));
+        QCOMPARE(log().constLast(), u"• Game stopped"_s);
         spinUntil([&] { return lifeline.isDropped(); });
     }
 
     void leavesADialogOnThePipe()
     {
         const Gate gate;
-        start({QStringLiteral("fork:"), QStringLiteral("gate:") + gate.path(),
-               QStringLiteral("parent:"), QStringLiteral("out:has crashed\\n"),
-               QStringLiteral("exit:1")});
+        start({u"fork:"_s, u"gate:"_s + gate.path(), u"parent:"_s, u"out:has crashed\\n"_s,
+               u"exit:1"_s});
         // The gate is shut: whoever waited for the pipe's end would wait for ever.
         waitForTheEnd();
-        QVERIFY(log().contains(QStringLiteral("has crashed")));
+        QVERIFY(log().contains(u"has crashed"_s));
         QVERIFY(fixture_->model().failure());
         gate.open();
     }
@@ -143,11 +141,10 @@ private Q_SLOTS:
     {
         const qint64 bytes = memoryIsOwn ? 512LL * 1024 * 1024 : 32LL * 1024 * 1024;
         const qint64 before = memory("VmRSS");
-        start({QStringLiteral("endless:%1").arg(bytes), QStringLiteral("exit:3")});
+        start({u"endless:%1"_s.arg(bytes), u"exit:3"_s});
         waitForTheEnd();
-        QVERIFY(fixture_->model().state().text.contains(QStringLiteral("(exit code 3)")));
-        const QString note = memoryIsOwn ? QStringLiteral("… (536.9 MB left out)")
-                                         : QStringLiteral("… (33.6 MB left out)");
+        QVERIFY(fixture_->model().state().text.contains(u"(exit code 3)"_s));
+        const QString note = memoryIsOwn ? u"… (536.9 MB left out)"_s : u"… (33.6 MB left out)"_s;
         QVERIFY2(log().constLast().endsWith(note), qPrintable(log().constLast().right(40)));
         QVERIFY2(log().at(log().size() - 2).startsWith(u"• "), "one line is one entry");
         QCOMPARE(fixture_->model().failure()->lines.constLast(), log().constLast());
@@ -162,7 +159,7 @@ private Q_SLOTS:
     void printsLongLines()
     {
         constexpr int count = 5'003;
-        start({QStringLiteral("long:%1,65536").arg(count), QStringLiteral("exit:1")});
+        start({u"long:%1,65536"_s.arg(count), u"exit:1"_s});
         waitForTheEnd();
         const QStringList lines = log();
         QCOMPARE(lines.size(), LogStore::maxLines);
@@ -170,10 +167,9 @@ private Q_SLOTS:
         for (qsizetype i = 0; i < lines.size(); ++i) {
             const QString &line = lines.at(i);
             bytes += line.capacity() * static_cast<qint64>(sizeof(QChar));
-            QVERIFY2(line.startsWith(QStringLiteral("line %1 0123").arg(count - lines.size() + i)),
+            QVERIFY2(line.startsWith(u"line %1 0123"_s.arg(count - lines.size() + i)),
                      qPrintable(line.left(40)));
-            QVERIFY2(line.endsWith(QStringLiteral("… (64 KB left out)")),
-                     qPrintable(line.right(40)));
+            QVERIFY2(line.endsWith(u"… (64 KB left out)"_s), qPrintable(line.right(40)));
         }
         // The queue may be as full, and both together have 32 MB.
         constexpr qint64 half = 15LL * 1000 * 1000;
@@ -182,22 +178,22 @@ private Q_SLOTS:
 
     void printsWhatIsNoText()
     {
-        start({QStringLiteral("out:\\xFF\\xFEgame\\xC3\\n"), QStringLiteral("exit:1")});
+        start({u"out:\\xFF\\xFEgame\\xC3\\n"_s, u"exit:1"_s});
         waitForTheEnd();
         const QChar repaired(QChar::ReplacementCharacter);
-        QVERIFY2(log().contains(QString(2, repaired) + QStringLiteral("game") + repaired),
+        QVERIFY2(log().contains(QString(2, repaired) + u"game"_s + repaired),
                  qPrintable(log().join(u'\n')));
     }
 
     void printsAMillionLines()
     {
         constexpr int count = 1'000'000;
-        start({QStringLiteral("lines:%1").arg(count), QStringLiteral("exit:1")});
+        start({u"lines:%1"_s.arg(count), u"exit:1"_s});
         waitForTheEnd();
         const QStringList lines = log();
         QCOMPARE(lines.size(), LogStore::maxLines);
         for (qsizetype i = 0; i < lines.size(); ++i) {
-            QCOMPARE(lines.at(i), QStringLiteral("line %1").arg(count - lines.size() + i));
+            QCOMPARE(lines.at(i), u"line %1"_s.arg(count - lines.size() + i));
         }
     }
 };

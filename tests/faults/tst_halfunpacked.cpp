@@ -94,7 +94,7 @@ private Q_SLOTS:
         QTest::addColumn<QString>("end");
         const PipelineFixture fixture;
         const QString engine =
-            QFileInfo(EngineSpec{QStringLiteral("4.3-stable")}.program(fixture.files.platform))
+            QFileInfo(EngineSpec{QStringLiteral("4.3-stable")}.program(fixture.platform))
                 .fileName();
         for (const auto &[what, name] :
              {std::pair("game", QStringLiteral("project.godot")),

@@ -85,14 +85,14 @@ class TestNetwork : public QObject
     {
         QVERIFY2(fixture_->logHas(u"engine is playing"_s),
                  qPrintable(fixture_->model().log.lines().join(u'\n')));
-        QCOMPARE(fixture_->files.leftovers(), QStringList());
+        QCOMPARE(fixture_->leftovers(), QStringList());
     }
 
     /// The game is whole, or it is not there; and so is the engine.
     void verifyNothingIsLeftAndPlayAgain(const QString &path) const
     {
-        QCOMPARE(fixture_->files.leftovers(), QStringList());
-        fixture_->files.restart();
+        QCOMPARE(fixture_->leftovers(), QStringList());
+        fixture_->restart();
         QCOMPARE(fixture_->model().state(), AppState::notDownloaded());
         fixture_->host.restore(path);
         play();

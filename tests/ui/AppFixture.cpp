@@ -13,7 +13,7 @@ void AppFixture::prepare()
 {
     BrindleApp::prepare();
     QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
-    files_ = std::make_unique<ModelFixture>(std::make_shared<SteadyClock>());
+    files_ = std::make_unique<ModelFixture>();
     files_->installByHand(ModelFixture::engineScript());
     AppModel::compose([this] {
         Dependencies parts;
@@ -23,7 +23,7 @@ void AppFixture::prepare()
         parts.codeHost = files_->codeHost;
         parts.platform = files_->platform;
         parts.desktop = desktop_;
-        parts.clock = files_->clock;
+        parts.clock = files_->modelClock;
         return parts;
     });
 }

@@ -343,7 +343,7 @@ private Q_SLOTS:
         spinUntil([&] { return fixture.stalled && !portalLog().isEmpty(); });
         waitForMessages();
         model().cancel();
-        fixture.files.waitUntilIdle();
+        fixture.waitUntilIdle();
         spinUntil([this] { return portalLog().contains(QStringLiteral("close")); });
         waitForMessages();
         QVERIFY(services_->notifications.shown.isEmpty());

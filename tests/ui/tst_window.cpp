@@ -41,7 +41,7 @@ private Q_SLOTS:
     void init()
     {
         QTest::failOnWarning(QRegularExpression(QStringLiteral(".")));
-        fixture_ = std::make_unique<ModelFixture>(std::make_shared<SteadyClock>());
+        fixture_ = std::make_unique<ModelFixture>();
         engine_ = std::make_unique<QQmlEngine>();
         QQmlComponent component(engine_.get(), BrindleApp::mainWindow());
         window_.reset(qobject_cast<QQuickWindow *>(component.createWithInitialProperties(
