@@ -57,7 +57,7 @@ public:
     }
 
 private:
-    ModelFixture fixture_{std::make_shared<SteadyClock>()};
+    ModelFixture fixture_;
 };
 
 /// In milliseconds.

@@ -36,7 +36,7 @@ struct Launcher
     AppModel &model() { return fixture_ ? fixture_->model() : files.model(); }
     void download() { model().set(&Status::state, AppState::downloading(QStringLiteral("Step"))); }
 
-    ModelFixture files{std::make_shared<ManualClock>()};
+    ModelFixture files;
     QQmlEngine engine;
     std::unique_ptr<QQuickWindow> window;
     std::unique_ptr<DesktopSession> session;
