@@ -238,7 +238,7 @@ private Q_SLOTS:
     void theStorageFillsWhileAnAddonIsCopied()
     {
         const auto offerAddon = [this](qsizetype bytes) {
-            const QString path = fixture_->files.settingsFile() + QStringLiteral(".addon.zip");
+            const QString path = fixture_->settingsFile() + QStringLiteral(".addon.zip");
             ZipWriter zip(path);
             zip.add(QStringLiteral("one-HEAD/plugin.cfg"), "one");
             if (bytes > 0) {
@@ -248,7 +248,7 @@ private Q_SLOTS:
             fixture_->host.offerAddon(QStringLiteral("tessel-works/one"), ModelFixture::read(path));
         };
         const SmallDisk all(home(), plenty);
-        const QString temporary = fixture_->files.temporaryFolder();
+        const QString temporary = fixture_->temporaryFolder();
         QVERIFY(QDir().mkpath(temporary) && QDir().mkpath(storage()));
         const SmallDisk memory(temporary, plenty);
         SmallDisk disk(storage(), 3 * fileCount * fileBytes);
@@ -256,14 +256,14 @@ private Q_SLOTS:
         fixture_->host.forgetRequests();
         play();
         QVERIFY(!gameRan());
-        verifyMessageNames(fixture_->files.root(), qt_error_string(ENOSPC));
+        verifyMessageNames(fixture_->root(), qt_error_string(ENOSPC));
         QCOMPARE(fixture_->host.requests().size(), 2); // not fetched again to another folder
-        QVERIFY(!QFileInfo::exists(fixture_->files.root() +
+        QVERIFY(!QFileInfo::exists(fixture_->root() +
                                    QStringLiteral("/Game/godot-brindle-main/addons/one/data.bin")));
         disk.resize(plenty);
         offerAddon(0);
         verifyTheNextPlaySucceeds();
-        fixture_->files.restart();
+        fixture_->restart();
     }
 
     /// Of 60 MB, no byte comes.
