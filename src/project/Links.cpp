@@ -59,8 +59,7 @@ bool Links::leadOutside(const QString &folder)
 {
     std::error_code error;
     const fs::path root = fs::weakly_canonical(native(folder), error);
-    fs::recursive_directory_iterator entry(root, fs::directory_options::skip_permission_denied,
-                                           error);
+    fs::recursive_directory_iterator entry(root, error);
     for (; !error && entry != fs::recursive_directory_iterator(); entry.increment(error)) {
         if (entry->is_symlink(error) && !isBelow(root, entry->path())) {
             return true;

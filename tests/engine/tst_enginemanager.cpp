@@ -343,6 +343,9 @@ private Q_SLOTS:
         QTest::addColumn<QString>("message"); // empty: cancelled
         QTest::newRow("refused") << u"refused"_s
                                  << u"The server answered with status 404 for 127.0.0.1."_s;
+        QTest::newRow("too large") << u"large"_s
+                                   << u"The download from 127.0.0.1 is larger than the 2.15 GB "
+                                      "that this app accepts, so it was stopped."_s;
         QTest::newRow("tampered") << u"tampered"_s << mismatch;
         QTest::newRow("cancelled while the list is silent") << u"list"_s << QString();
         QTest::newRow("cancelled while the archive is silent") << u"archive"_s << QString();
@@ -361,6 +364,11 @@ private Q_SLOTS:
         };
         if (fault == u"refused") {
             setup.answers.remove(release + macZip);
+        } else if (fault == u"large") {
+            setup.answers[release + macZip] = [](const HttpRequest &, HttpConnection &connection) {
+                connection.write("HTTP/1.1 200 OK\r\nContent-Length: 3000000000\r\n\r\nx");
+                connection.waitUntilClosed();
+            };
         } else if (fault == u"tampered") {
             setup.put(release + macZip, "something else");
         } else if (fault == u"list") {

@@ -96,8 +96,8 @@ private Q_SLOTS:
     {
         writeFile(place() + u"/old"_s, "old");
         writeFile(at(u"new/.brindle-removing-x/old"_s), "old");
-        await(start(tool(u"touch \"$4/half\"; ls -A '%1' > '%2'; touch \"$4/rest\""_s.arg(
-            place(), at(u"seen"_s)))));
+        await(start(tool(u"touch \"$4/half\"; ls -A '%1' > '%2'; touch \"$4/rest\"; "
+                         "chmod 777 \"$4\""_s.arg(place(), at(u"seen"_s)))));
         QVERIFY2(called().value(3).startsWith(at(u"new/.brindle-"_s)),
                  qPrintable(called().value(3)));
         QVERIFY(QFile::exists(at(u"seen"_s)));
@@ -105,6 +105,7 @@ private Q_SLOTS:
         QStringList names = Files::names(place());
         names.sort();
         QCOMPARE(names, (QStringList{u"half"_s, u"rest"_s}));
+        QCOMPARE(QFile::permissions(place()) & (QFile::ReadOther | QFile::WriteGroup), 0);
         QCOMPARE(Files::names(at(u"new"_s)), QStringList{u"place"_s});
     }
 
