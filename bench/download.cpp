@@ -1,4 +1,4 @@
-// Peak memory above idle of a download to a slow disk.
+// Measures the peak memory, above idle, of a download to a slow disk.
 //
 // usage: bench_download FILE WORK RATE
 //   FILE is served on loopback; the disk takes RATE bytes per second (slowdisk.so must be
@@ -17,7 +17,7 @@ using namespace brindle;
 
 namespace {
 
-/// The file that it hands over is not needed.
+/// Waits for the end of a download and drops the file.
 QCoro::Task<> ended(QCoro::Task<std::shared_ptr<QFile>> download)
 {
     co_await download;

@@ -1,7 +1,6 @@
-// Serves the files of a folder: any address is answered with a redirect to a second server, as a
-// release page answers, and that with the file of this name. With a second argument over TLS, after
-// writing there the certificate to trust. Prints its own address and runs until its standard input
-// ends.
+// Serves the files of a folder, each after a redirect to a second server, as a release page does.
+// With a second argument it uses TLS, and writes the certificate to trust to that file. Prints its
+// address and runs until its standard input ends.
 
 #include "TestCertificate.h"
 #include "http/HttpServer.h"

@@ -21,45 +21,45 @@ struct HttpRequest
     QHash<QByteArray, QByteArray> headers;
 };
 
-/// The answering side of one connection, used on that connection's own thread. Every call blocks
-/// and returns false once the client is gone or the server is stopping.
+/// The answering side of one connection. Call from the connection's thread only. Every call blocks,
+/// and returns false once the client has left or the server stops.
 class HttpConnection
 {
 public:
     virtual ~HttpConnection() = default;
 
-    /// Serves one more request on this connection after this one, whose answer must then tell where
-    /// its body ends. To be called before the answer.
+    /// Serves another request on this connection. Call before the answer, which must then say where
+    /// its body ends.
     virtual void keepOpen() = 0;
-    /// A whole answer. Content-Length is added unless `headers` has one of its own or a
-    /// Transfer-Encoding; an own Content-Length with an empty value means none at all.
+    /// Sends a whole answer. Adds Content-Length, unless `headers` holds it or Transfer-Encoding.
+    /// An empty value leaves it out.
     virtual bool respond(int status, const QList<QPair<QByteArray, QByteArray>> &headers,
                          const QByteArray &body) = 0;
-    /// A redirect with an empty body.
+    /// Sends a redirect with an empty body.
     virtual bool redirect(int status, const QUrl &location) = 0;
-    /// Raw bytes, for answers in pieces and for wrong ones.
+    /// Sends raw bytes, for answers in pieces and for wrong ones.
     virtual bool write(const QByteArray &bytes) = 0;
-    /// Sends a whole file's bytes after a 200, with its length or, like a host that makes the body
-    /// as it goes, in chunks without it. 404 when the file can't be read. Memory stays flat.
+    /// Sends a file with its length, or in chunks without it, as a host that makes the body as it
+    /// goes. Answers 404 if the file can't be read. Memory use stays flat.
     virtual bool respondWithFile(const QString &path, bool withLength) = 0;
-    /// Carries bytes both ways between the client and that port of this machine until either side
-    /// ends: what a proxy does after its answer to a CONNECT.
+    /// Carries bytes between the client and a port of this machine until either side ends, as a
+    /// proxy does after CONNECT.
     virtual bool tunnel(quint16 port) = 0;
-    /// Waits until the client goes away or the server stops: a silent server.
+    /// Waits until the client leaves or the server stops.
     virtual void waitUntilClosed() = 0;
-    /// Waits that long, for a slow server. False as soon as the client is gone or the server stops.
+    /// Waits that long.
     virtual bool pause(std::chrono::milliseconds time) = 0;
     /// Closes with a reset instead of an orderly end.
     virtual void reset() = 0;
 };
 
-/// A small HTTP/1.1 server on loopback, for the demo and the tests. One thread per connection; each
-/// serves one request and is then closed, unless a handler keeps it open. What is no HTTP gets an
-/// answer all the same, a page with status 400, as from other servers.
+/// A small HTTP/1.1 server on loopback, for the demo and the tests. Each connection has a thread,
+/// serves one request and is closed, unless a handler keeps it open. Anything but HTTP is answered
+/// with a page of status 400.
 class HttpServer
 {
 public:
-    /// Called on the connection's thread; calls for different connections overlap.
+    /// Called on the connection's thread. Calls of different connections overlap.
     using Handler = std::function<void(const HttpRequest &, HttpConnection &)>;
 
     /// Listens at once on 127.0.0.1, on a free port (or the given one). Throws std::runtime_error.
@@ -68,12 +68,12 @@ public:
     ~HttpServer();
 
     quint16 port() const;
-    /// "http://127.0.0.1:<port>" (https with TLS), or with another name for the same host.
+    /// Returns "http://127.0.0.1:<port>" (https with TLS), or the same with another host name.
     QUrl url(const QString &path = {}, const QString &host = QStringLiteral("127.0.0.1")) const;
-    /// How many requests have been received, also per target. Any thread.
+    /// Returns the number of requests received, of all or of one target. Any thread.
     int requestCount() const;
     int requestCount(const QByteArray &target) const;
-    /// How many connections have been made, each with its handshake where there is TLS. Any thread.
+    /// Returns the number of connections made, handshakes included. Any thread.
     int connectionCount() const;
 
 private:

@@ -1,5 +1,5 @@
-// The ways in which a download goes wrong, through the whole of a Play: the player's message, that
-// nothing of it stays, that Cancel ends it, and that the next Play goes on.
+// Plays with each fault of the network: the player reads the right message, no leftover stays,
+// Cancel works, and the next Play succeeds.
 
 #include "NetworkFault.h"
 #include "PipelineFixture.h"
@@ -25,7 +25,7 @@ std::atomic<bool> isLookedUp = false;
 
 } // namespace
 
-/// Stands in for the system's look-up in libcurl: one name is never answered.
+/// Replaces the name look-up for libcurl: one name is never answered.
 extern "C" int getaddrinfo(const char *node, const char *service, const addrinfo *hints,
                            addrinfo **result)
 {
@@ -59,7 +59,7 @@ class TestNetwork : public QObject
                                      : ReleaseHost::checksumPath(u"4.3-stable"_s);
     }
 
-    /// The host's usual answer.
+    /// Returns the host's usual answer.
     QByteArray served(const QString &path) const
     {
         const QUrl url(fixture_->host.url().toString() + path);
@@ -88,7 +88,6 @@ class TestNetwork : public QObject
         QCOMPARE(fixture_->leftovers(), QStringList());
     }
 
-    /// The game is whole, or it is not there; and so is the engine.
     void verifyNothingIsLeftAndPlayAgain(const QString &path) const
     {
         QCOMPARE(fixture_->leftovers(), QStringList());
@@ -100,7 +99,7 @@ class TestNetwork : public QObject
         verifyTheGameRan();
     }
 
-    /// Each fault for a download into a file and for the one into memory.
+    /// Adds each fault for a download into a file and for one into memory.
     static void addRows(NetworkFault::End end)
     {
         QTest::addColumn<int>("fault");
@@ -233,7 +232,7 @@ private Q_SLOTS:
         spinUntil(
             [&] { return what.name == u"silent look-up" ? isLookedUp.load() : isReached->load(); });
         QVERIFY(fixture_->model().work());
-        // Nothing that it waits for ever comes.
+        // The transfer waits for something that never comes.
         fixture_->model().cancel();
         waitUntilIdle();
         QCOMPARE(fixture_->model().log.lines().constLast(), u"• Cancelled"_s);

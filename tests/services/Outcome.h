@@ -10,7 +10,7 @@
 
 namespace brindle {
 
-/// How a task ended: with a value or with one of the launcher's failures.
+/// The end of a task: a value or one of the launcher's failures.
 template <typename T>
 struct Outcome
 {
@@ -22,7 +22,7 @@ struct Outcome
 
     bool cancelled() const { return cancellation.has_value(); }
 
-    /// What went wrong, for messages of tests; empty for a value.
+    /// Returns the failure's description; empty for a value.
     QString text() const
     {
         if (cancellation) {

@@ -5,29 +5,29 @@
 
 namespace brindle {
 
-/// A fresh certificate: signed by itself, or by an authority, which is a self-signed one.
+/// A new certificate, signed by itself or by a self-signed authority.
 struct TestCertificate
 {
     struct Options
     {
-        QByteArray names = "IP:127.0.0.1"; ///< as OpenSSL's subjectAltName has it
+        QByteArray names = "IP:127.0.0.1"; ///< in the form of OpenSSL's subjectAltName
         long from = -3600;                 ///< seconds from now
         long until = 3600;
-        QByteArray subject = "loopback";            ///< not the authority's
+        QByteArray subject = "loopback";            ///< the certificate's own name
         const TestCertificate *authority = nullptr; ///< none: signed by itself
     };
 
     QByteArray certificate; ///< PEM
     QByteArray key;         ///< PEM
 
-    /// Throws std::runtime_error.
+    /// Makes a certificate. Throws std::runtime_error.
     static TestCertificate make(const Options &options);
     static TestCertificate make() { return make(Options()); }
 
-    /// Writes it where a client can be told to trust it. Throws std::runtime_error.
+    /// Writes the certificate to a file for clients to trust. Throws std::runtime_error.
     void save(const QString &file) const;
 
-    /// For a server that shows it.
+    /// Returns the configuration of a server with this certificate.
     QSslConfiguration serverConfiguration() const;
 };
 

@@ -167,7 +167,6 @@ private Q_SLOTS:
         QCOMPARE(content(), QByteArray("new"));
     }
 
-    /// In the words of what failed, which is not the destination.
     void otherErrorsAreNotTheDestinations()
     {
         TransferOptions options;

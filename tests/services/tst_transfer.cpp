@@ -1,4 +1,4 @@
-// One answer of a server.
+// Tests transfers of one answer.
 
 #include "NetFixture.h"
 

@@ -1,5 +1,5 @@
-// Transfers that are not wanted any more. What they wait for never comes, so that a cancellation
-// that waits for it hangs the test.
+// Tests cancellations. Each transfer waits for something that never comes, so a cancellation that
+// waits as well hangs the test.
 
 #include "NetFixture.h"
 
@@ -36,7 +36,7 @@ public:
     explicit SilentServer(const QByteArray &beginning = {})
         : server_([this, beginning](const HttpRequest &, HttpConnection &connection) {
             connection.write(beginning);
-            // Nothing depends on it, but by then the client is most likely asleep.
+            // The test also passes without this time, in which the client falls asleep.
             connection.pause(200ms);
             silent_.release();
             connection.waitUntilClosed();
@@ -47,7 +47,7 @@ public:
     QUrl url() const { return server_.url(); }
     int requestCount() const { return server_.requestCount(); }
     void awaitSilence() { silent_.acquire(); }
-    /// Whether the client closes its connection before its own time-out does.
+    /// Returns whether the client closes its connection before its time-out.
     bool clientLeaves() { return left_.try_acquire_for(30s); }
 
 private:
@@ -153,7 +153,7 @@ private Q_SLOTS:
         waits.acquire();
         stop.request_stop();
         QVERIFY(outcomeOf(std::move(task)).cancelled());
-        // The thread ends as well.
+        // The thread has ended as well.
         spinUntil([&] { return held.use_count() == 1; });
         QCOMPARE(server.requestCount(), 1);
     }

@@ -1,4 +1,4 @@
-// Connections that are kept for the next request, and those that are not.
+// Tests which connections are kept for the next request.
 
 #include "NetFixture.h"
 #include "support/ConnectionsTo.h"
@@ -26,7 +26,7 @@ private Q_SLOTS:
     void init() { kept_ = Transfer::keepConnections(); }
     void cleanup() { kept_.reset(); }
 
-    /// As in a first Play, one host names another for each file.
+    /// As in a first Play, one host redirects to the others.
     void asManyHandshakesAsHosts()
     {
         const HttpServer archives(
@@ -196,7 +196,6 @@ private Q_SLOTS:
         QCOMPARE(server.connectionCount(), 2);
     }
 
-    /// However soon it comes.
     void theNextRequestFindsTheConnection()
     {
         const HttpServer server(answering("hello"), 0, &tls_);

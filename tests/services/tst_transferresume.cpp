@@ -1,4 +1,4 @@
-// Answers that break off, and servers that want to be left alone for a while.
+// Tests answers that break off, and busy servers.
 
 #include "NetFixture.h"
 #include "net/HttpRules.h"
@@ -141,7 +141,7 @@ private Q_SLOTS:
         QCOMPARE(file.requests().size(), 1);
     }
 
-    /// The answer to a request for the rest, by tag or by time.
+    /// Answers to the request for the rest of a body, by tag or by time.
     void answersToTheRest_data()
     {
         QTest::addColumn<bool>("byTag");

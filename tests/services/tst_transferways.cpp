@@ -1,4 +1,4 @@
-// Where requests go: redirects, TLS and proxies.
+// Tests redirects, certificates and proxies.
 
 #include "NetFixture.h"
 #include "net/HttpRules.h"
@@ -29,7 +29,7 @@ HttpServer::Handler redirecting(int status, const QByteArray &location)
     };
 }
 
-/// A proxy that leads every CONNECT to one port of this machine.
+/// A proxy that connects every CONNECT to one port of this machine.
 HttpServer::Handler leadingTo(quint16 port)
 {
     return [port](const HttpRequest &request, HttpConnection &connection) {
@@ -99,7 +99,6 @@ private Q_SLOTS:
         QCOMPARE(outcome.value->body, target);
     }
 
-    /// However much of it comes, and whatever its headers say of it.
     void redirectsBodyIsNotRead_data()
     {
         QTest::addColumn<QByteArray>("rest");
@@ -328,7 +327,6 @@ private Q_SLOTS:
         QCOMPARE(seen, QList<QByteArray>{"Basic " + QByteArray("me:secret").toBase64()});
     }
 
-    /// The proxy looks up the host where it can.
     void socksProxies_data()
     {
         QTest::addColumn<bool>("looksUp");
@@ -361,7 +359,7 @@ private Q_SLOTS:
         QCOMPARE(asked, (QList{startOf(first), second.url(u"/end"_s)}));
     }
 
-    /// A failure in a kept tunnel is the server's, not the network's.
+    /// A failure within a kept tunnel is not reported as a sign-in page.
     void cutBodyInAKeptTunnel()
     {
         const HttpServer server(
@@ -408,7 +406,7 @@ private Q_SLOTS:
         QCOMPARE(proxy.requestCount(), 1);
     }
 
-    /// A server without TLS answers a greeting of TLS with a page.
+    /// A server without TLS answers the TLS handshake with a page.
     void webPageInPlaceOfTls()
     {
         const HttpServer plain(sending({}));

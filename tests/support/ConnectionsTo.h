@@ -9,7 +9,7 @@
 
 namespace brindle {
 
-/// This process's connections to a port of this machine: their descriptors.
+/// Returns the descriptors of this process's connections to a port of this machine.
 inline QList<int> connectionsTo(quint16 port)
 {
     QList<int> found;

@@ -11,8 +11,8 @@
 
 namespace brindle {
 
-/// A file on a server that serves ranges, and whose connections break: each answer ends after as
-/// many bytes of the body as the test said, the one after those is whole.
+/// A file on a server that serves ranges. The test says after how many bytes each answer breaks
+/// off; the answer after these is whole.
 class CutFile
 {
 public:
@@ -22,7 +22,7 @@ public:
         : content_(std::move(content)), cuts_(std::move(cuts))
     {}
 
-    /// Answers a request for it. Any thread.
+    /// Answers a request for the file. Any thread.
     void answer(const HttpRequest &request, HttpConnection &connection)
     {
         const QByteArray range = request.headers.value("range");
@@ -55,10 +55,10 @@ public:
         }
     }
 
-    /// What tells its version, and the headers that it comes with.
+    /// The value of If-Range that names the file's version, and the headers of its answers.
     QByteArray version = QByteArrayLiteral("\"one\"");
     Headers headers{{"Accept-Ranges", "bytes"}, {"ETag", "\"one\""}};
-    /// What happens there in place of an end in order.
+    /// Called where an answer breaks off, in place of an orderly end.
     std::function<void(HttpConnection &)> atTheCut;
 
     QList<HttpRequest> requests() const
@@ -74,7 +74,7 @@ public:
         }
         return ranges;
     }
-    /// Bytes of bodies.
+    /// Returns the number of body bytes sent.
     qint64 sent() const
     {
         const std::lock_guard guard(lock_);

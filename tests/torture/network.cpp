@@ -1,7 +1,7 @@
-// torture-network: what every fault of the network costs the player, by the launcher's real
-// time-outs: after how long it is told, how long Cancel takes, and how long it takes until the
-// launcher is gone after quitting. Prints a table; ends with 1 when a fault is not told at all, or
-// too late. In a network of its own, with a name service that never answers.
+// torture-network: measures each fault of the network with the launcher's real time-outs: the time
+// to its message, to the end of Cancel, and to the end of the program after Quit. Prints a table.
+// Returns 1 if a message is missing or late. Runs in a network of its own, whose name service never
+// answers.
 
 #include "Offers.h"
 #include "e2e/Namespaces.h"
@@ -33,7 +33,7 @@ constexpr qint64 timeOut = 60'000;         // milliseconds, the launcher's
 constexpr qint64 tolerance = 5'000;        // milliseconds, a busy machine's
 constexpr double maxToCancel = 100;        // milliseconds
 constexpr double maxToBeGone = 500;        // milliseconds
-constexpr unsigned long toFallAsleep = 50; // milliseconds, for a launcher to wait for nothing
+constexpr unsigned long toFallAsleep = 50; // milliseconds, until a launcher only waits
 
 /// One launcher against one host of its own.
 class Case
@@ -71,7 +71,7 @@ public:
         process_->waitForStarted();
     }
 
-    /// The milliseconds until it ended, and what it said last.
+    /// Returns the milliseconds until the launcher ended, and its last message.
     std::pair<qint64, QString> waitForMessage()
     {
         process_->waitForFinished(static_cast<int>(timeOut + 2 * tolerance));
@@ -87,7 +87,7 @@ public:
         return {time, message};
     }
 
-    /// The milliseconds from quitting to the answer, and to the end of the process.
+    /// Returns the milliseconds from Quit to the cancellation, and to the end of the process.
     std::pair<double, double> quitInTheMiddle()
     {
         start();
@@ -137,7 +137,7 @@ const char *verdict(double value, double bar)
     return value <= bar ? "ok" : "over";
 }
 
-/// Every name is asked for at a port of our own, which listens and never answers.
+/// Makes a port of our own the name service. It listens and never answers.
 void silenceNames(QUdpSocket &names, const QTemporaryDir &folder)
 {
     constexpr quint16 dns = 53;
@@ -154,11 +154,11 @@ void silenceNames(QUdpSocket &names, const QTemporaryDir &folder)
 bool tell(const std::vector<std::unique_ptr<Case>> &cases, const QList<NetworkFault::End> &ends)
 {
     bool good = true;
-    // All at once, as they only wait.
+    // All at once: they only wait.
     for (const auto &one : cases) {
         one->start();
     }
-    std::printf("%-44s %10s    %s\n", "", "told after", "as");
+    std::printf("%-44s %10s    %s\n", "", "after", "message");
     for (size_t i = 0; i < cases.size(); ++i) {
         const auto [time, message] = cases[i]->waitForMessage();
         const bool silent = ends.at(static_cast<qsizetype>(i)) == NetworkFault::End::silence;
@@ -221,7 +221,7 @@ int run(const QString &programs)
 
 int main(int argc, char *argv[])
 {
-    // From inside, the program's own path is not to be had where this is run in a root of its own.
+    // In a root of its own, the program can't find its path later.
     const QString programs =
         QFileInfo(QFile::symLinkTarget(QStringLiteral("/proc/self/exe"))).path();
     QString reason;

@@ -255,9 +255,6 @@ private:
         set(CURLOPT_NOSIGNAL, 1L);
         // Don't wait for a name look-up, whose thread can't be stopped.
         set(CURLOPT_QUICK_EXIT, 1L);
-        // Longer than our own time-out, which counts from the last byte in milliseconds. libcurl's
-        // low-speed limit counts averages in seconds.
-        set(CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(options_.idleTimeout.count()) * 2);
         set(CURLOPT_ACCEPT_ENCODING, "identity");
         set(CURLOPT_HTTP_CONTENT_DECODING, 0L); // `begin` refuses codings
         set(CURLOPT_ERRORBUFFER, errorText_);
@@ -299,11 +296,11 @@ private:
             if (const CURLMsg *message = curl_multi_info_read(multi, &left)) {
                 return message->data.result;
             }
+            // libcurl's low-speed limit would count averages, and a slow disk's time.
             const auto silence = std::chrono::duration_cast<Milliseconds>(silence_);
             if (silence >= options_.idleTimeout) {
                 return CURLE_OPERATION_TIMEDOUT;
             }
-            // Only this wait is the server's silence: the disk's time is not.
             const auto before = Clock::now();
             poll(std::min(longest, options_.idleTimeout - silence));
             silence_ += Clock::now() - before;
