@@ -203,8 +203,7 @@ QCoro::Task<> AppModel::refreshState()
     }
     projectURL_ = found;
     // Behind the mark of an interrupted setup, the saved description may be an older game's.
-    const bool complete =
-        found && !QFile::exists(storage_.unfinishedMark()) && engineInstalled();
+    const bool complete = found && !QFile::exists(storage_.unfinishedMark()) && engineInstalled();
     begin(complete ? AppState::ready() : AppState::notDownloaded(), {});
 }
 
@@ -223,7 +222,7 @@ LineCallback AppModel::lineSink() const
 void AppModel::startWork(bool launch)
 {
     set(&Status::failure, std::nullopt);
-    startTask([this, launch](std::stop_token stop) { return runAll(launch, std::move(stop)); });
+    runTask([this, launch](std::stop_token stop) { return runAll(launch, std::move(stop)); });
 }
 
 void AppModel::play()
@@ -242,23 +241,14 @@ void AppModel::cancel()
     runner.stop();
 }
 
-void AppModel::setWork(std::shared_ptr<std::stop_source> work)
+/// Makes `body` the task `work`, runs it in an event of its own, and shows how it ended.
+QCoro::Task<> AppModel::runTask(std::function<QCoro::Task<>(std::stop_token)> body)
 {
-    work_ = std::move(work);
-    Q_EMIT workChanged();
-}
-
-void AppModel::startTask(Body body)
-{
+    const auto task = std::make_shared<std::stop_source>();
     ++looks_;
     ++tasks_;
-    setWork(std::make_shared<std::stop_source>());
-    runTask(work_, std::move(body));
-}
-
-/// Runs `body` in an event of its own and shows how it ended.
-QCoro::Task<> AppModel::runTask(std::shared_ptr<std::stop_source> task, Body body)
-{
+    work_ = task;
+    Q_EMIT workChanged();
     const OneShot<> turn;
     turn.resume();
     co_await turn;
@@ -279,7 +269,8 @@ QCoro::Task<> AppModel::runTask(std::shared_ptr<std::stop_source> task, Body bod
     undecided_ = false;
     set(&Status::removing, false);
     --tasks_;
-    setWork(nullptr);
+    work_ = nullptr;
+    Q_EMIT workChanged();
 }
 
 bool AppModel::isCancellation(const std::exception_ptr &error)

@@ -221,14 +221,10 @@ private:
     void store(const QString &key, const QVariant &value);
     void note(const QString &text) const;
     LineCallback lineSink() const;
-    void setWork(std::shared_ptr<std::stop_source> work);
-    using Body = std::function<QCoro::Task<>(std::stop_token)>;
-    void startTask(Body body);
-    QCoro::Task<> runTask(std::shared_ptr<std::stop_source> task, Body body);
+    QCoro::Task<> runTask(std::function<QCoro::Task<>(std::stop_token)> body);
 
     // Setup and play (AppModelPipeline.cpp)
     QCoro::Task<> runAll(bool launch, std::stop_token stop);
-    QCoro::Task<> prepareGame(std::stop_token stop);
     void showGameDownload();
     QCoro::Task<> downloadGame(std::stop_token stop);
     QCoro::Task<> completeGame(QString project, std::stop_token stop);
@@ -236,9 +232,9 @@ private:
     QCoro::Task<> importProject(EngineSpec spec, QString engine, QString project,
                                 std::stop_token stop);
     QCoro::Task<> launchGame(QString engine, QString project, std::stop_token stop);
-    std::optional<QString> classifyEnd(const PlayResult &result) const;
 
     // Maintenance (AppModelMaintenance.cpp)
+    void reveal(const QString &path, const Alert &otherwise) const;
     void downloadAgain(const QStringList &removed);
     QCoro::Task<> removeAndRun(QStringList removed, std::stop_token stop);
     QCoro::Task<> removeRoot(std::stop_token stop);

@@ -71,31 +71,32 @@ void AppModel::removeEverything()
     if (canPlay()) {
         undecided_ = true;
         set(&Status::removing, true);
-        startTask([this](std::stop_token stop) { return removeRoot(std::move(stop)); });
+        runTask([this](std::stop_token stop) { return removeRoot(std::move(stop)); });
     }
 }
 
 void AppModel::showSaves()
 {
-    const QString folder = savesFolder();
-    if (QFile::exists(folder)) {
-        parts_.desktop->reveal(folder);
-        return;
-    }
-    ask(parts_.desktop, logQueue_,
-        {u"No saves yet"_s,
-         u"Godot creates its save folder the first time the game saves something."_s,
-         {}});
+    reveal(savesFolder(),
+           {u"No saves yet"_s,
+            u"Godot creates its save folder the first time the game saves something."_s,
+            {}});
 }
 
 void AppModel::revealInFinder()
 {
-    if (QFile::exists(storage_.root)) {
-        parts_.desktop->reveal(storage_.root);
-        return;
-    }
-    ask(parts_.desktop, logQueue_,
+    reveal(
+        storage_.root,
         {u"Nothing downloaded yet"_s, u"Press Play first; the files will then appear here."_s, {}});
+}
+
+void AppModel::reveal(const QString &path, const Alert &otherwise) const
+{
+    if (QFile::exists(path)) {
+        parts_.desktop->reveal(path);
+    } else {
+        ask(parts_.desktop, logQueue_, otherwise);
+    }
 }
 
 void AppModel::openRepository()
@@ -163,7 +164,7 @@ void AppModel::downloadAgain(const QStringList &removed)
     set(&Status::failure, std::nullopt);
     // Shown at once, as the deletion of a large game takes a moment.
     showGameDownload();
-    startTask(
+    runTask(
         [this, removed](std::stop_token stop) { return removeAndRun(removed, std::move(stop)); });
 }
 
@@ -189,12 +190,11 @@ QCoro::Task<> AppModel::removeRoot(std::stop_token stop)
         co_return;
     }
     set(&Status::removing, false);
-    const Alert question{
-        u"Remove the game and the engine?"_s,
-        u"This frees %1. Your saved games (in Godot's own folder) are kept."_s.arg(
-            Text::byteCount(size)),
-        {u"Remove"_s, u"Cancel"_s},
-        true};
+    const Alert question{u"Remove the game and the engine?"_s,
+                         u"This frees %1. Your saved games (in Godot's own folder) are kept."_s.arg(
+                             Text::byteCount(size)),
+                         {u"Remove"_s, u"Cancel"_s},
+                         true};
     auto asking = parts_.desktop->runAlert(question);
     const int answer = co_await asking;
     if (answer != 0 || stop.stop_requested()) {

@@ -37,8 +37,20 @@ constexpr qsizetype reportLines = 30;
 QCoro::Task<> AppModel::runAll(bool launch, std::stop_token stop)
 {
     auto connections = Transfer::keepConnections();
-    co_await prepareGame(stop);
-    const std::optional<QString> project = co_await findProject(storage_.gameFolder());
+    const auto look = [storage = storage_] {
+        storage.checkOwner();
+        return ProjectInspector::findProject(storage.gameFolder());
+    };
+    std::optional<QString> project = co_await runOnWorker(look);
+    checkCancellation(stop);
+    if (!project) {
+        co_await downloadGame(stop);
+    } else if (QFile::exists(storage_.unfinishedMark())) {
+        // The game was unpacked, but its setup was interrupted.
+        begin(AppState::downloading(addonsHeadline), addonsHeadline);
+        co_await completeGame(*project, stop);
+    }
+    project = co_await findProject(storage_.gameFolder());
     checkCancellation(stop);
     projectURL_ = project;
     if (!project) {
@@ -52,24 +64,6 @@ QCoro::Task<> AppModel::runAll(bool launch, std::stop_token stop)
         co_await launchGame(engine, *project, stop);
     } else {
         co_await refreshState();
-    }
-}
-
-/// Step 1. Leaves a complete game alone; completes a game whose setup was interrupted after it had
-/// been unpacked.
-QCoro::Task<> AppModel::prepareGame(std::stop_token stop)
-{
-    const auto look = [storage = storage_] {
-        storage.checkOwner();
-        return ProjectInspector::findProject(storage.gameFolder());
-    };
-    const std::optional<QString> found = co_await runOnWorker(look);
-    checkCancellation(stop);
-    if (!found) {
-        co_await downloadGame(stop);
-    } else if (QFile::exists(storage_.unfinishedMark())) {
-        begin(AppState::downloading(addonsHeadline), addonsHeadline);
-        co_await completeGame(*found, stop);
     }
 }
 
@@ -239,61 +233,48 @@ QCoro::Task<> AppModel::launchGame(QString engine, QString project, std::stop_to
 
     // A stop ends the wait early; the end is classified all the same.
     co_await parts_.clock->sleep(lastLinesDelay, stop);
-    const std::optional<QString> message = classifyEnd(result);
-    if (!message) {
+    const auto seconds = static_cast<qint64>(result.seconds);
+    QString message;
+    if (result.userStopped) {
+        note(u"Game stopped"_s);
+    } else if (result.seconds < GameRunner::stayedOpenAfter.count()) {
+        message =
+            u"The game closed after %1 second%2 (exit code %3), so it did not start properly."_s
+                .arg(QString::number(seconds), seconds == 1 ? QString() : u"s"_s,
+                     QString::number(result.exitCode));
+    } else if (result.exitCode != 0) {
+        message =
+            u"The game stopped unexpectedly after %1 seconds (exit code %2)."_s.arg(seconds).arg(
+                result.exitCode);
+    } else {
+        note(u"Game closed normally"_s);
+    }
+    if (message.isEmpty()) {
         co_await refreshState();
         co_return;
     }
     logQueue_->flush();
-    const QStringList &lines = log.lines();
-    const QStringList tail = lines.mid(std::max<qsizetype>(0, lines.size() - reportLines));
+    const QStringList tail =
+        log.lines().mid(std::max<qsizetype>(0, log.lines().size() - reportLines));
     Status next = status_;
-    next.failure = FailureReport{*message + u' ' + plainHint(tail), tail};
-    next.state = AppState::needs(*message);
+    next.failure = FailureReport{message + u' ' + plainHint(tail), tail};
+    next.state = AppState::needs(message);
     show(next);
-}
-
-/// Returns the message of a failed run. Logs any other end.
-std::optional<QString> AppModel::classifyEnd(const PlayResult &result) const
-{
-    if (result.userStopped) {
-        note(u"Game stopped"_s);
-        return std::nullopt;
-    }
-    const auto seconds = static_cast<qint64>(result.seconds);
-    if (result.seconds < GameRunner::stayedOpenAfter.count()) {
-        return u"The game closed after %1 second%2 (exit code %3), so it did not start properly."_s
-            .arg(QString::number(seconds), seconds == 1 ? QString() : u"s"_s,
-                 QString::number(result.exitCode));
-    }
-    if (result.exitCode != 0) {
-        return u"The game stopped unexpectedly after %1 seconds (exit code %2)."_s.arg(seconds).arg(
-            result.exitCode);
-    }
-    note(u"Game closed normally"_s);
-    return std::nullopt;
 }
 
 QString AppModel::plainHint(const QStringList &lines)
 {
-    struct Hint
-    {
-        QStringList needles; // in lower case; one match is enough
-        QString text;
-    };
-    static const QList<Hint> hints{
-        {{u"vulkan"_s, u"metal"_s, u"gpu"_s, u"rendering"_s},
-         u"The graphics system reported a problem. The game may need a faster Mac or a newer "
-         "macOS."_s},
-        {{u"script error"_s, u"parse error"_s},
-         u"The game's scripts reported errors. The log below shows where."_s},
-    };
     const QString text = lines.join(u'\n').toLower();
-    for (const Hint &hint : hints) {
-        if (std::any_of(hint.needles.begin(), hint.needles.end(),
-                        [&](const QString &needle) { return text.contains(needle); })) {
-            return hint.text;
-        }
+    const auto hasAny = [&](const QStringList &words) {
+        return std::any_of(words.begin(), words.end(),
+                           [&](const QString &word) { return text.contains(word); });
+    };
+    if (hasAny({u"vulkan"_s, u"metal"_s, u"gpu"_s, u"rendering"_s})) {
+        return u"The graphics system reported a problem. The game may need a faster Mac or a newer "
+               "macOS."_s;
+    }
+    if (hasAny({u"script error"_s, u"parse error"_s})) {
+        return u"The game's scripts reported errors. The log below shows where."_s;
     }
     return u"The last lines of the log below may show why."_s;
 }

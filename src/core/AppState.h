@@ -61,7 +61,7 @@ struct Status
     std::optional<FailureReport> failure;
     ProjectInfo info;
     QString storageSize = QStringLiteral("…"); ///< the storage root's size, once measured
-    bool removing = false; ///< everything is measured or deleted for removal
+    bool removing = false;                     ///< everything is measured or deleted for removal
 
     bool operator==(const Status &) const = default;
 };

@@ -13,9 +13,9 @@ enum class ResolutionChoice { gameDefault, r720, r900, r1080, r1440 };
 namespace ResolutionChoices {
 
 /// The texts stored in the settings, one for each case in order.
-inline const QStringList rawValues{
-    QStringLiteral(""), QStringLiteral("1280x720"), QStringLiteral("1600x900"),
-    QStringLiteral("1920x1080"), QStringLiteral("2560x1440")};
+inline const QStringList rawValues{QStringLiteral(""), QStringLiteral("1280x720"),
+                                   QStringLiteral("1600x900"), QStringLiteral("1920x1080"),
+                                   QStringLiteral("2560x1440")};
 
 inline QString rawValue(ResolutionChoice choice)
 {

@@ -197,76 +197,57 @@ private Q_SLOTS:
         QVERIFY(model().log.lines().isEmpty());
     }
 
-    void aGameWithItsEngineIsReady()
+    void theGameIsLookedForBehindTheFirstLook_data()
     {
-        fixture_->installByHand(ModelFixture::engineScript());
-        QCOMPARE(model().state(), AppState::ready());
-        QCOMPARE(model().projectURL(), std::optional(fixture_->root(u"Game/godot-brindle-main"_s)));
-    }
-
-    void aGameWithoutItsEngineIsNotDownloaded()
-    {
-        fixture_->installByHand(ModelFixture::engineScript());
-        QDir(fixture_->root(u"Engine"_s)).removeRecursively();
-        QCOMPARE(model().state(), AppState::notDownloaded());
-        QVERIFY(model().projectURL());
-    }
-
-    void anEngineWithoutItsGameIsNotDownloaded()
-    {
-        fixture_->installByHand(ModelFixture::engineScript());
-        QDir(fixture_->root(u"Game"_s)).removeRecursively();
-        QCOMPARE(model().state(), AppState::notDownloaded());
-        QVERIFY(!model().projectURL());
-    }
-
-    void aGameThatNoEngineFitsIsNotDownloaded()
-    {
-        fixture_->installByHand(ModelFixture::engineScript());
-        ProjectInfo info;
-        info.configVersion = 4;
-        ModelFixture::write(fixture_->root(u"info.json"_s), info.toJson());
-        QCOMPARE(model().state(), AppState::notDownloaded());
-    }
-
-    void anUnfinishedGameIsNotDownloaded()
-    {
-        fixture_->installByHand(ModelFixture::engineScript());
-        ModelFixture::write(fixture_->root(u"unfinished"_s), "x");
-        QCOMPARE(model().state(), AppState::notDownloaded());
-    }
-
-    void theFirstLookWaitsForNoWorker_data()
-    {
-        QTest::addColumn<QString>("missing");
+        QTest::addColumn<QString>("removed");
+        QTest::addColumn<QString>("written");
+        QTest::addColumn<QByteArray>("content");
         QTest::addColumn<AppState>("first");
         QTest::addColumn<AppState>("then");
+        const auto ready = AppState::ready();
         const auto none = AppState::notDownloaded();
-        QTest::newRow("complete") << QString() << AppState::ready() << AppState::ready();
-        QTest::newRow("no game") << u"Game"_s << none << none;
-        QTest::newRow("no engine") << u"Engine"_s << none << none;
-        QTest::newRow("no description") << u"info.json"_s << none << AppState::ready();
-        QTest::newRow("no project")
-            << u"Game/godot-brindle-main/project.godot"_s << AppState::ready() << none;
+        const auto row = [](const char *name, const QString &removed, const AppState &first,
+                            const AppState &then, const QString &written = {},
+                            const QByteArray &content = {}) {
+            QTest::newRow(name) << removed << written << content << first << then;
+        };
+        row("complete", {}, ready, ready);
+        row("no game", u"Game"_s, none, none);
+        row("no engine", u"Engine"_s, none, none);
+        row("no description", u"info.json"_s, none, ready);
+        row("no project", u"Game/godot-brindle-main/project.godot"_s, ready, none);
+        row("unfinished", {}, none, none, u"unfinished"_s, "x");
+        ProjectInfo old;
+        old.configVersion = 4;
+        row("no engine fits", {}, none, none, u"info.json"_s, old.toJson());
     }
 
-    void theFirstLookWaitsForNoWorker()
+    void theGameIsLookedForBehindTheFirstLook()
     {
-        QFETCH(const QString, missing);
+        QFETCH(const QString, removed);
+        QFETCH(const QString, written);
+        QFETCH(const QByteArray, content);
         QFETCH(const AppState, first);
         QFETCH(const AppState, then);
         fixture_->installByHand(ModelFixture::engineScript());
-        if (!missing.isEmpty()) {
-            Files::remove(fixture_->root(missing));
+        if (!removed.isEmpty()) {
+            Files::remove(fixture_->root(removed));
+        }
+        if (!written.isEmpty()) {
+            ModelFixture::write(fixture_->root(written), content);
         }
         WorkerHold workers;
-        QCOMPARE(fixture_->modelAtStart().state(), first);
-        QSignalSpy changes(&fixture_->modelAtStart(), &AppModel::stateChanged);
+        AppModel &app = fixture_->modelAtStart();
+        QCOMPARE(app.state(), first);
+        QSignalSpy changes(&app, &AppModel::stateChanged);
         workers.open();
         WorkerHold().open();
         QCoreApplication::processEvents();
-        QCOMPARE(fixture_->modelAtStart().state(), then);
+        QCOMPARE(app.state(), then);
         QCOMPARE(changes.size(), first == then ? 0 : 1);
+        const QString project = fixture_->root(u"Game/godot-brindle-main"_s);
+        QCOMPARE(app.projectURL(),
+                 removed.startsWith(u"Game") ? std::nullopt : std::optional(project));
     }
 
     void aLookThatATaskOvertakesChangesNothing()
