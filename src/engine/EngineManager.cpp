@@ -2,8 +2,6 @@
 
 #include "base/Error.h"
 #include "base/Text.h"
-#include "base/Worker.h"
-#include "files/Files.h"
 #include "files/StagingFolder.h"
 #include "process/Tools.h"
 #include "project/CodeHost.h"

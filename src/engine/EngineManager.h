@@ -8,7 +8,6 @@
 #include <QCoroTask>
 #include <QUrl>
 
-#include <memory>
 #include <optional>
 #include <stop_token>
 
@@ -39,7 +38,7 @@ public:
     /// entry counts. Reads "digest  name" and "digest *name". Any thread; never fails.
     static std::optional<QString> publishedDigest(const QByteArray &list, const QString &zipName);
 
-    /// Runs the transfers; can cancel the current one.
+    /// Runs the transfers.
     FileDownloader downloader;
 
 private:

@@ -39,7 +39,7 @@ public:
     QCoro::Task<> fetchSubmodules(ProjectInfo info, ProgressCallback progress, LineCallback log,
                                   std::stop_token stop);
 
-    /// Runs the transfers; can cancel the current one.
+    /// Runs the transfers.
     FileDownloader downloader;
 
 private:

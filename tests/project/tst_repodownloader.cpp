@@ -511,6 +511,7 @@ private Q_SLOTS:
     {
         QFETCH(const QString, path);
         writeFile(setup_->addon(u"file"_s), "x");
+        writeFile(setup_->addon(u"addons/other/x"_s), "x");
         setup_->put(addonTarget, addonZip());
         const auto thrown = thrownBy(setup_->fetch(path));
         QVERIFY2(thrown && thrown->contains(setup_->addon(path.section(u'/', 0, 0))),
