@@ -12,8 +12,6 @@
 
 namespace brindle {
 
-using namespace Qt::StringLiterals;
-
 /// A FIFO that the test and its children open.
 class Fifo
 {
@@ -21,7 +19,7 @@ public:
     Fifo(const Fifo &) = delete;
     Fifo &operator=(const Fifo &) = delete;
 
-    QString path() const { return folder_.filePath(u"fifo"_s); }
+    QString path() const { return folder_.filePath(QStringLiteral("fifo")); }
 
 protected:
     explicit Fifo(int flags)

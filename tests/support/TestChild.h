@@ -5,13 +5,11 @@
 
 namespace brindle {
 
-using namespace Qt::StringLiterals;
-
 /// Path of the program `testchild`, which lies beside the tests. What it can do stands at the top
 /// of TestChild.cpp.
 inline QString testChild()
 {
-    return QCoreApplication::applicationDirPath() + u"/testchild"_s;
+    return QCoreApplication::applicationDirPath() + QStringLiteral("/testchild");
 }
 
 } // namespace brindle

@@ -8,12 +8,13 @@
 
 namespace brindle {
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr auto everything = QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot;
 
-const auto projectName = QStringLiteral("godot-brindle-main");
-const auto cacheFile = QStringLiteral(".godot/editor/filesystem_cache10");
+const auto projectName = u"godot-brindle-main"_s;
 
 QStringList names(const QString &folder)
 {
@@ -28,111 +29,82 @@ QStringList with(const QString &before, QStringList lines)
     return lines;
 }
 
-QByteArray contentOf(const QString &path)
+/// Adds what the sample engine's import adds to a project.
+Tree imported(const Tree &sources)
 {
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-/// What the sample engine's import adds to such a project.
-Tree importedFrom(const Tree &sources)
-{
-    const auto id = [](const QString &path) {
-        return QCryptographicHash::hash(path.toUtf8(), QCryptographicHash::Md5).toHex();
-    };
-    Tree products;
+    Tree all = sources;
     for (auto it = sources.entries().begin(); it != sources.entries().end(); ++it) {
-        if (it->type == Tree::Type::link) {
-            continue;
-        }
-        if (it.key().endsWith(u".gd")) {
-            products.add(it.key() + QStringLiteral(".uid"),
-                         "uid://" + id(it.key()).left(12) + '\n');
-        }
-        if (it.key().endsWith(u".svg")) {
-            const QString imported =
-                QStringLiteral(".godot/imported/%1-%2.ctex")
-                    .arg(it.key().section(u'/', -1), QString::fromLatin1(id(it.key())));
-            products.add(imported, "GST2\n");
-            products.add(it.key() + QStringLiteral(".import"),
-                         "[remap]\n\nimporter=\"texture\"\ntype=\"CompressedTexture2D\"\n"
-                         "path=\"res://" +
-                             imported.toUtf8() + "\"\n\n[deps]\n\nsource_file=\"res://" +
-                             it.key().toUtf8() + "\"\n");
+        const QByteArray path = it.key().toUtf8();
+        const QByteArray id = QCryptographicHash::hash(path, QCryptographicHash::Md5).toHex();
+        if (path.endsWith(".gd")) {
+            all.add(it.key() + u".uid"_s, "uid://" + id.left(12) + '\n');
+        } else if (path.endsWith(".svg")) {
+            const QByteArray product = ".godot/imported/" + id + ".ctex";
+            all.add(QString::fromLatin1(product), "GST2\n");
+            all.add(it.key() + u".import"_s, "[remap]\n\npath=\"res://" + product + "\"\n");
         }
     }
-    products.add(QStringLiteral(".godot/.gdignore"), QByteArray());
-    products.add(QStringLiteral(".godot/global_script_class_cache.cfg"), "list=[]\n");
-    return products;
+    all.add(u".godot/.gdignore"_s, QByteArray());
+    return all;
 }
 
 } // namespace
 
 QString Inspection::root(const QString &name) const
 {
-    return setting_.home + QStringLiteral("/data/Brindle") +
-           (name.isEmpty() ? QString() : u'/' + name);
+    return setting_.home + u"/data/Brindle"_s + (name.isEmpty() ? QString() : u'/' + name);
 }
 
 int Inspection::installedCommit() const
 {
-    return Offers::commitOf(Tree::read(root(QStringLiteral("Game/") + projectName)));
+    return Offers::commitOf(Tree::read(root(u"Game/"_s + projectName)));
 }
 
 QStringList Inspection::problems(const LauncherRun &run, const Expected &expected) const
 {
-    QStringList found;
-    const Tree project = Tree::read(root(QStringLiteral("Game/") + projectName));
-    const int commit = Offers::commitOf(project);
-    if (!expected.commits.contains(commit)) {
-        return {QStringLiteral("the game is of commit %1").arg(commit)};
-    }
-    found << problemsOfProject(project, expected, true);
-    const QString version = Offers::engineVersion(commit);
-    found << problemsOfEngines(version);
-    found << problemsOfRun(run, version);
+    const QString version = Offers::engineVersion(installedCommit());
+    QStringList found = problemsOfDisk(expected, true) + problemsOfRun(run, version);
 
-    const QString marker = QStringLiteral("imported-%1-stable.txt").arg(version);
+    const QString marker = u"imported-%1-stable.txt"_s.arg(version);
     const auto listing = [&](const QString &folder, QStringList wanted) {
         wanted.sort();
         const QStringList there = names(folder);
         if (there != wanted) {
-            found << QStringLiteral("%1 holds %2").arg(folder, there.join(QStringLiteral(", ")));
+            found << u"%1 holds %2"_s.arg(folder, there.join(u", "_s));
         }
     };
-    listing(QFileInfo(root()).path(), {QStringLiteral("Brindle")});
-    listing(root(), {QStringLiteral("Engine"), QStringLiteral("Game"), marker,
-                     QStringLiteral("info.json")});
-    listing(root(QStringLiteral("Game")), {projectName});
+    listing(QFileInfo(root()).path(), {u"Brindle"_s});
+    listing(root(), {u"Engine"_s, u"Game"_s, marker, u"info.json"_s});
+    listing(root(u"Game"_s), {projectName});
     listing(setting_.temporary, {});
 
     if (contentOf(root(marker)) != "ok") {
-        found << QStringLiteral("the import marker is not whole");
+        found << u"the import marker is not whole"_s;
     }
-    return found + problemsOfInfo();
+    return found;
 }
 
 QStringList Inspection::problemsOfReady(const Expected &expected) const
 {
-    const Tree project = Tree::read(root(QStringLiteral("Game/") + projectName));
-    const int commit = Offers::commitOf(project);
-    if (!expected.commits.contains(commit)) {
-        return {QStringLiteral("the game is of commit %1").arg(commit)};
-    }
-    const QString version = Offers::engineVersion(commit);
-    const bool isImported =
-        QFile::exists(root(QStringLiteral("imported-%1-stable.txt").arg(version)));
-    return problemsOfProject(project, expected, isImported) + problemsOfEngines(version) +
-           problemsOfInfo();
+    const QString version = Offers::engineVersion(installedCommit());
+    return problemsOfDisk(expected, QFile::exists(root(u"imported-%1-stable.txt"_s.arg(version))));
 }
 
-QStringList Inspection::problemsOfInfo() const
+QStringList Inspection::problemsOfDisk(const Expected &expected, bool isImported) const
 {
-    const auto info = ProjectInfo::fromJson(contentOf(root(QStringLiteral("info.json"))));
-    if (!info || *info != ProjectInspector::inspect(root(QStringLiteral("Game/") + projectName))) {
-        return {QStringLiteral("info.json is not about this game")};
+    const QString folder = root(u"Game/"_s + projectName);
+    const Tree project = Tree::read(folder);
+    const int commit = Offers::commitOf(project);
+    if (!expected.commits.contains(commit)) {
+        return {u"the game is of commit %1"_s.arg(commit)};
     }
-    return {};
+    QStringList found = problemsOfProject(project, expected, isImported) +
+                        problemsOfEngines(Offers::engineVersion(commit));
+    const auto info = ProjectInfo::fromJson(contentOf(root(u"info.json"_s)));
+    if (!info || *info != ProjectInspector::inspect(folder)) {
+        found << u"info.json is not about this game"_s;
+    }
+    return found;
 }
 
 QStringList Inspection::problemsOfProject(const Tree &project, const Expected &expected,
@@ -146,47 +118,32 @@ QStringList Inspection::problemsOfProject(const Tree &project, const Expected &e
         const bool fits = addonCommit == commit || (expected.mayMove && addonCommit > commit &&
                                                     addonCommit <= expected.newestCommit);
         if (!fits) {
-            return {QStringLiteral("the game is of commit %1, its add-on %2 of %3")
-                        .arg(QString::number(commit), name, QString::number(addonCommit))};
+            return {u"the game is of commit %1, its add-on %2 of %3"_s.arg(
+                QString::number(commit), name, QString::number(addonCommit))};
         }
         sources.add(folder, offers_.addon(name, addonCommit));
     }
-    if (!isImported) {
-        // An import that was interrupted may have added anything.
-        return with(QStringLiteral("game: "), project.differences(sources, Tree::Added::ignored));
-    }
-    Tree all = sources;
-    const Tree products = importedFrom(sources);
-    for (auto it = products.entries().begin(); it != products.entries().end(); ++it) {
-        all.add(it.key(), it->content);
-    }
-    // Which names an import found depends on what an interrupted one had added by then.
-    QStringList found;
-    const QByteArray cache = project.content(cacheFile);
-    for (const QByteArray &name : cache.trimmed().split('\n')) {
-        if (!all.entries().contains(QString::fromUtf8(name))) {
-            found << QStringLiteral("imported, but not there: ") + QString::fromUtf8(name);
-        }
-    }
-    return found + with(QStringLiteral("game: "), project.without(cacheFile).differences(all));
+    // An interrupted import may have added anything.
+    const QStringList found = isImported ? project.differences(imported(sources))
+                                         : project.differences(sources, Tree::Added::ignored);
+    return with(u"game: "_s, found);
 }
 
 QStringList Inspection::problemsOfEngines(const QString &needed) const
 {
     QStringList found;
-    const QString top = root(QStringLiteral("Engine"));
+    const QString top = root(u"Engine"_s);
     const QStringList folders = names(top);
-    if (!folders.contains(needed + QStringLiteral("-stable"))) {
-        found << QStringLiteral("the engine is missing");
+    if (!folders.contains(needed + u"-stable"_s)) {
+        found << u"the engine is missing"_s;
     }
     for (const QString &folder : folders) {
         const QString version = folder.section(u'-', 0, 0);
-        if (!folder.endsWith(QStringLiteral("-stable")) ||
-            !Offers::engineVersions().contains(version)) {
-            found << QStringLiteral("in the engines' folder: ") + folder;
+        if (!folder.endsWith(u"-stable"_s) || !Offers::engineVersions().contains(version)) {
+            found << u"in the engines' folder: "_s + folder;
             continue;
         }
-        found << with(folder + QStringLiteral(": "),
+        found << with(folder + u": "_s,
                       Tree::read(top + u'/' + folder).differences(offers_.engine(version)));
     }
     return found;
@@ -196,25 +153,19 @@ QStringList Inspection::problemsOfRun(const LauncherRun &run, const QString &ver
 {
     QStringList found;
     if (!run.good) {
-        found << QStringLiteral("the launcher did not come to a good end");
+        found << u"the launcher did not come to a good end"_s;
     }
-    // The last engine that ran is the game's.
-    const QStringList log = run.log();
-    const QString arguments =
-        QStringLiteral("Arguments: --path %1/Game/%2 --windowed").arg(root(), projectName);
+    // The last engine in the log ran the game.
+    const QStringList log = run.marked(u"log: "_s);
+    const QString arguments = u"Arguments: --path %1/Game/%2 --windowed"_s.arg(root(), projectName);
     const QString greeting =
-        QStringLiteral("Godot Engine v%1.stable.sample - https://godotengine.org").arg(version);
+        u"Godot Engine v%1.stable.sample - https://godotengine.org"_s.arg(version);
     const qsizetype begin = log.lastIndexOf(greeting);
     if (begin < 0 || log.value(begin + 1) != arguments ||
-        !log.contains(QStringLiteral("The game is running."))) {
-        found << QStringLiteral("the game was not run by Godot ") + version;
+        !log.contains(u"The game is running."_s)) {
+        found << u"the game was not run by Godot "_s + version;
     }
-    for (const QString &line : run.lines) {
-        if (line.startsWith(u"left: ")) {
-            found << QStringLiteral("left in the temporary folder while the game ran: ") +
-                         line.section(u' ', 1);
-        }
-    }
+    found << with(u"left in the temporary folder while the game ran: "_s, run.marked(u"left: "_s));
     return found;
 }
 

@@ -9,45 +9,34 @@
 
 namespace brindle {
 
-namespace {
+using namespace Qt::StringLiterals;
 
-constexpr int maxRun = 120'000; // milliseconds
-
-const auto phaseMark = QStringLiteral("phase: ");
-const auto logMark = QStringLiteral("log: ");
-
-} // namespace
+QStringList LauncherRun::marked(const QString &mark) const
+{
+    QStringList found;
+    for (const QString &line : lines) {
+        if (line.startsWith(mark)) {
+            found << line.mid(mark.size());
+        }
+    }
+    return found;
+}
 
 QString LauncherRun::phase() const
 {
     if (!killed) {
-        return QStringLiteral("Ended");
+        return u"Ended"_s;
     }
-    QString phase = QStringLiteral("Starting");
-    for (const QString &line : lines) {
-        if (line.startsWith(phaseMark)) {
-            phase = line.mid(phaseMark.size());
-        }
-    }
-    static const QRegularExpression numbers(QStringLiteral(" [0-9.]+-stable$"));
-    return phase.remove(numbers);
-}
-
-QStringList LauncherRun::log() const
-{
-    QStringList log;
-    for (const QString &line : lines) {
-        if (line.startsWith(logMark)) {
-            log << line.mid(logMark.size());
-        }
-    }
-    return log;
+    const QStringList phases = marked(u"phase: "_s);
+    static const QRegularExpression version(u" [0-9.]+-stable$"_s);
+    return phases.isEmpty() ? u"Starting"_s : QString(phases.last()).remove(version);
 }
 
 LauncherRun LauncherRun::of(const Setting &setting, const QString &action,
                             std::optional<std::chrono::milliseconds> killAfter,
                             const std::function<void()> &beforeKill)
 {
+    constexpr qint64 longest = 120'000; // milliseconds
     QProcess process;
     process.setProcessChannelMode(QProcess::MergedChannels);
     process.setStandardInputFile(QProcess::nullDevice());
@@ -57,7 +46,7 @@ LauncherRun LauncherRun::of(const Setting &setting, const QString &action,
                   {action, setting.home, setting.temporary, setting.host, setting.programs});
     LauncherRun run;
     process.waitForStarted();
-    const qint64 rest = killAfter ? killAfter->count() - timer.elapsed() : maxRun;
+    const qint64 rest = killAfter ? killAfter->count() - timer.elapsed() : longest;
     const bool ended = rest > 0 ? process.waitForFinished(static_cast<int>(rest))
                                 : process.state() == QProcess::NotRunning;
     if (beforeKill) {

@@ -9,10 +9,9 @@
 
 namespace brindle {
 
-/// One run of the launcher that is tortured, from its start to its end or its violent death.
+/// One run of the tortured launcher, from its start to its end or its violent death.
 struct LauncherRun
 {
-    /// What every run of a round has in common.
     struct Setting
     {
         QString program;   ///< the torture-launcher
@@ -22,18 +21,18 @@ struct LauncherRun
         QString programs;  ///< the folder of the launcher's helper programs
     };
 
-    QStringList lines;   ///< what it printed
-    bool killed = false; ///< it was, and had not ended by itself before
-    bool good = false;   ///< it came to a good end
+    QStringList lines;   ///< of the launcher's output
+    bool killed = false; ///< and it had not ended by itself before
+    bool good = false;   ///< it reached its aim
     std::chrono::milliseconds time{0};
 
-    /// What it was doing last: a headline without numbers, or "Starting", "Ended".
+    /// Returns what the launcher did last: a headline without numbers, or "Starting", "Ended".
     QString phase() const;
-    /// The lines of the launcher's log.
-    QStringList log() const;
+    /// Returns the lines that begin with `mark`, without it.
+    QStringList marked(const QString &mark) const;
 
-    /// Runs it; blocks. With `killAfter` it gets SIGKILL that long after its start, and
-    /// `beforeKill` is called just before, also when it has ended by then.
+    /// Runs the launcher; blocks. With `killAfter` it gets SIGKILL that long after its start.
+    /// `beforeKill` is called just before, even if the launcher has ended by then.
     static LauncherRun of(const Setting &setting, const QString &action,
                           std::optional<std::chrono::milliseconds> killAfter = {},
                           const std::function<void()> &beforeKill = {});

@@ -12,15 +12,17 @@
 
 namespace brindle {
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr int unitCount = 40;
 constexpr qsizetype pictureBytes = 300'000;
-/// So that its download, check and unpacking take about as long as those of the game.
+// Downloading and unpacking an engine then takes about as long as for the game.
 constexpr qsizetype engineBytes = 4'000'000;
 
-const auto commitFile = QStringLiteral("commit.txt");
-const auto behaviourFile = QStringLiteral("sample-engine.ini");
+const auto commitFile = u"commit.txt"_s;
+const auto behaviourFile = u"sample-engine.ini"_s;
 
 QByteArray fill(int commit, qsizetype size)
 {
@@ -52,17 +54,17 @@ Offers::Offers(QString folder, const QString &sampleEngine, Platform platform)
 
 QStringList Offers::addonNames()
 {
-    return {QStringLiteral("minimap"), QStringLiteral("weather"), QStringLiteral("voices")};
+    return {u"minimap"_s, u"weather"_s, u"voices"_s};
 }
 
 QString Offers::addonFolder(const QString &name)
 {
-    return QStringLiteral("addons/") + name;
+    return u"addons/"_s + name;
 }
 
 QStringList Offers::engineVersions()
 {
-    return {QStringLiteral("4.2.2"), QStringLiteral("4.3"), QStringLiteral("4.4")};
+    return {u"4.2.2"_s, u"4.3"_s, u"4.4"_s};
 }
 
 QString Offers::engineVersion(int commit)
@@ -92,19 +94,18 @@ Tree Offers::game(int commit) const
     }
     Tree tree;
     tree.add(commitFile, number);
-    tree.add(QStringLiteral(".gitmodules"), modules);
-    tree.add(QStringLiteral("project.godot"), "config_version=5\nconfig/name=\"Torture " + number +
-                                                  "\"\nconfig/features=PackedStringArray(\"" +
-                                                  engineVersion(commit).toUtf8() + "\")\n");
+    tree.add(u".gitmodules"_s, modules);
+    tree.add(u"project.godot"_s, "config_version=5\nconfig/name=\"Torture " + number +
+                                     "\"\nconfig/features=PackedStringArray(\"" +
+                                     engineVersion(commit).toUtf8() + "\")\n");
     tree.add(behaviourFile, "importSeconds=0.1\n");
-    tree.add(QStringLiteral("icon.svg"), "<svg><!-- " + number + " --></svg>\n");
-    tree.add(QStringLiteral("picture.bin"), fill(commit, pictureBytes));
-    tree.add(QStringLiteral("tools/export.sh"), "#!/bin/sh\n# " + number + '\n',
-             Tree::Type::program);
-    tree.add(QStringLiteral("latest"), "levels/" + number, Tree::Type::link);
+    tree.add(u"icon.svg"_s, "<svg><!-- " + number + " --></svg>\n");
+    tree.add(u"picture.bin"_s, fill(commit, pictureBytes));
+    tree.add(u"tools/export.sh"_s, "#!/bin/sh\n# " + number + '\n', Tree::Type::program);
+    tree.add(u"latest"_s, "levels/" + number, Tree::Type::link);
     for (int i = 0; i < unitCount; ++i) {
-        tree.add(QStringLiteral("units/unit_%1.gd").arg(i), fill(commit, 100 * (i + 1)));
-        tree.add(QStringLiteral("levels/%1/level_%2.gd").arg(commit).arg(i), fill(commit, 1000));
+        tree.add(u"units/unit_%1.gd"_s.arg(i), fill(commit, 100 * (i + 1)));
+        tree.add(u"levels/%1/level_%2.gd"_s.arg(commit).arg(i), fill(commit, 1000));
     }
     return tree;
 }
@@ -114,9 +115,9 @@ Tree Offers::addon(const QString &name, int commit) const
     const QByteArray number = QByteArray::number(commit);
     Tree tree;
     tree.add(commitFile, number);
-    tree.add(QStringLiteral("plugin.cfg"), "name=\"" + name.toUtf8() + ' ' + number + "\"\n");
-    tree.add(QStringLiteral("of_%1.gd").arg(commit), fill(commit, 2000));
-    tree.add(QStringLiteral("data.bin"), fill(commit, pictureBytes / 2));
+    tree.add(u"plugin.cfg"_s, "name=\"" + name.toUtf8() + ' ' + number + "\"\n");
+    tree.add(u"of_%1.gd"_s.arg(commit), fill(commit, 2000));
+    tree.add(u"data.bin"_s, fill(commit, pictureBytes / 2));
     return tree;
 }
 
@@ -128,24 +129,24 @@ Tree Offers::engine(const QString &version) const
 void Offers::offer(int commit)
 {
     for (const QString &name : addonNames()) {
-        const QString folder = file(QStringLiteral("addon"));
-        const QString zip = file(QStringLiteral("%1-%2.zip").arg(name).arg(commit));
+        const QString folder = file(u"addon"_s);
+        const QString zip = file(u"%1-%2.zip"_s.arg(name).arg(commit));
         addon(name, commit).write(folder);
-        GitArchive::pack(folder, name + QStringLiteral("-HEAD"), zip);
-        host_.offerAddon(QStringLiteral("tessel-works/") + name, zip);
-        QFile::remove(file(QStringLiteral("%1-%2.zip").arg(name).arg(commit - 2)));
+        GitArchive::pack(folder, name + u"-HEAD"_s, zip);
+        host_.offerAddon(u"tessel-works/"_s + name, zip);
+        QFile::remove(file(u"%1-%2.zip"_s.arg(name).arg(commit - 2)));
     }
-    const QString folder = file(QStringLiteral("game"));
-    const QString zip = file(QStringLiteral("game-%1.zip").arg(commit));
+    const QString folder = file(u"game"_s);
+    const QString zip = file(u"game-%1.zip"_s.arg(commit));
     game(commit).write(folder);
-    GitArchive::pack(folder, QStringLiteral("godot-brindle-main"), zip);
+    GitArchive::pack(folder, u"godot-brindle-main"_s, zip);
     host_.offerGame(zip);
-    QFile::remove(file(QStringLiteral("game-%1.zip").arg(commit - 2)));
+    QFile::remove(file(u"game-%1.zip"_s.arg(commit - 2)));
 }
 
 void Offers::packEngine(const QString &version)
 {
-    const QString tag = version + QStringLiteral("-stable");
+    const QString tag = version + u"-stable"_s;
     const EngineSpec spec{tag};
     const QString name = spec.program(platform_);
     QByteArray padding(engineBytes - program_.size(), Qt::Uninitialized);
@@ -154,9 +155,9 @@ void Offers::packEngine(const QString &version)
     });
     Tree tree;
     tree.add(name, program_ + padding + version.toUtf8(), Tree::Type::program);
-    const QString folder = file(QStringLiteral("engine"));
+    const QString folder = file(u"engine"_s);
     tree.write(folder);
-    const QString zip = file(tag + QStringLiteral(".zip"));
+    const QString zip = file(tag + u".zip"_s);
     EngineArchive::pack(folder + u'/' + name, platform_, tag, false, zip);
     host_.offerEngine(tag, spec.zipName(platform_), zip);
     engines_.insert(version, tree);

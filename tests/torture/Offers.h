@@ -11,12 +11,12 @@
 
 namespace brindle {
 
-/// A release host whose game goes on: each commit has other content, other file names and other
-/// add-ons than the one before, and now and then needs another engine.
+/// A release host whose game goes on: each commit has other content, file names and add-ons than
+/// the one before, and some need another engine.
 class Offers
 {
 public:
-    /// @param folder where the archives are made. @param sampleEngine the program to pack.
+    /// @param folder holds the archives. @param sampleEngine the program to pack.
     Offers(QString folder, const QString &sampleEngine, Platform platform);
 
     /// Offers a commit from now on. Throws std::runtime_error. Blocks.
@@ -24,20 +24,21 @@ public:
 
     QUrl url() const { return host_.url(); }
     ReleaseHost &host() { return host_; }
-    /// What a commit's project folder holds, without its add-ons; a number that is in no other.
+
+    /// Returns the content of a commit's project folder without its add-ons.
     Tree game(int commit) const;
     Tree addon(const QString &name, int commit) const;
     static QStringList addonNames();
-    /// Where the add-ons are put in the project folder.
+    /// Returns the add-on's folder within the project.
     static QString addonFolder(const QString &name);
-    /// The commit that a project folder is of, -1 if it does not say.
+    /// Return the commit that a folder says it is of, or -1.
     static int commitOf(const Tree &project);
     static int addonCommitOf(const Tree &addon);
 
-    /// The engine that a commit needs, e.g. "4.3".
+    /// Returns the engine that a commit needs, for example "4.3".
     static QString engineVersion(int commit);
     static QStringList engineVersions();
-    /// What the folder of that engine holds.
+    /// Returns the content of that engine's folder.
     Tree engine(const QString &version) const;
 
 private:

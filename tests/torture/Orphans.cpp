@@ -1,8 +1,9 @@
 #include "Orphans.h"
 
+#include "Tree.h"
+
 #include <QDir>
 #include <QElapsedTimer>
-#include <QFile>
 #include <QThread>
 
 #include <cerrno>
@@ -15,28 +16,24 @@
 
 namespace brindle {
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr qint64 patience = 5000; // milliseconds
 
-QByteArray content(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-/// Process numbers of our children.
+/// Returns the process numbers of our children.
 QList<pid_t> children()
 {
     QList<pid_t> found;
-    for (const QString &name : QDir(QStringLiteral("/proc")).entryList(QDir::Dirs)) {
+    for (const QString &name : QDir(u"/proc"_s).entryList(QDir::Dirs)) {
         bool isNumber = false;
         const int pid = name.toInt(&isNumber);
         if (!isNumber) {
             continue;
         }
         // "pid (name) state parent …", where the name may hold anything.
-        const QByteArray status = content(QStringLiteral("/proc/%1/stat").arg(pid));
+        const QByteArray status = contentOf(u"/proc/%1/stat"_s.arg(pid));
         const QList<QByteArray> fields = status.mid(status.lastIndexOf(')') + 2).split(' ');
         if (fields.size() > 1 && fields.at(1).toInt() == getpid()) {
             found << pid;
@@ -47,13 +44,8 @@ QList<pid_t> children()
 
 QString commandLine(pid_t pid)
 {
-    QByteArray line = content(QStringLiteral("/proc/%1/cmdline").arg(pid));
+    QByteArray line = contentOf(u"/proc/%1/cmdline"_s.arg(pid));
     return QString::fromUtf8(line.replace('\0', ' ')).trimmed();
-}
-
-bool isGame(const QString &line)
-{
-    return line.contains(QStringLiteral(" --windowed"));
 }
 
 } // namespace
@@ -80,10 +72,10 @@ QStringList Orphans::clear()
                 continue;
             }
             const QString line = commandLine(pid);
-            if (isGame(line)) {
+            if (line.contains(u" --windowed"_s)) { // a game
                 kill(pid, SIGKILL);
             } else if (timer.elapsed() > patience) {
-                stubborn << line;
+                stubborn << u"still running: "_s + line;
                 kill(pid, SIGKILL);
             }
         }

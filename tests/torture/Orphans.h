@@ -1,21 +1,19 @@
 #pragma once
 
-#include <QString>
 #include <QStringList>
 
 namespace brindle {
 
-/// What killed launchers left running. Linux.
-class Orphans
-{
-public:
-    /// From now on this process takes in what its descendants leave. Throws std::runtime_error.
-    static void takeIn();
+/// Processes that killed launchers left running. Linux.
+namespace Orphans {
 
-    /// Ends the games, which are meant to go on, and waits a while for the rest to end by itself.
-    /// Returns the command lines of those that don't, and ends them too. Blocks. To be called while
-    /// no launcher runs.
-    static QStringList clear();
-};
+/// Makes this process the parent of what its descendants leave. Throws std::runtime_error.
+void takeIn();
+
+/// Ends the games, which are meant to outlive the launcher, and waits a while for the others.
+/// Returns a line for each one that did not end, and ends it. Call while no launcher runs. Blocks.
+QStringList clear();
+
+} // namespace Orphans
 
 } // namespace brindle

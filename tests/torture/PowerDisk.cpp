@@ -16,6 +16,8 @@
 
 namespace brindle {
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr qint64 imageBytes = 128LL * 1024 * 1024;
@@ -27,7 +29,7 @@ constexpr std::uint32_t withoutLogFlush = 2;
 
 [[noreturn]] void fail(const QString &step, const QString &reason)
 {
-    throw std::runtime_error((step + QStringLiteral(": ") + reason).toStdString());
+    throw std::runtime_error((step + u": "_s + reason).toStdString());
 }
 
 void check(bool good, const QString &step)
@@ -65,26 +67,23 @@ PowerDisk::~PowerDisk()
 void PowerDisk::format()
 {
     umount2(QFile::encodeName(path()).constData(), MNT_DETACH);
-    const QString image = folder_ + QStringLiteral("/disk.img");
+    const QString image = folder_ + u"/disk.img"_s;
     QFile::remove(image);
     QFile file(image);
     check(file.open(QIODevice::WriteOnly) && file.resize(imageBytes), image);
     file.close();
-    run(QStringLiteral("mkfs.ext4"), {QStringLiteral("-q"), image});
+    run(u"mkfs.ext4"_s, {u"-q"_s, image});
 }
 
 void PowerDisk::mount(const QString &options)
 {
-    const QString all =
-        options.isEmpty() ? QStringLiteral("loop") : QStringLiteral("loop,") + options;
-    run(QStringLiteral("mount"),
-        {QStringLiteral("-t"), QStringLiteral("ext4"), QStringLiteral("-o"), all,
-         folder_ + QStringLiteral("/disk.img"), path()});
+    const QString all = options.isEmpty() ? u"loop"_s : u"loop,"_s + options;
+    run(u"mount"_s, {u"-t"_s, u"ext4"_s, u"-o"_s, all, folder_ + u"/disk.img"_s, path()});
 }
 
 void PowerDisk::commitJournal() const
 {
-    QFile other(path() + QStringLiteral("/other"));
+    QFile other(path() + u"/other"_s);
     check(other.open(QIODevice::WriteOnly) && other.write("x") == 1 && other.flush() &&
               fsync(other.handle()) == 0,
           other.fileName());
@@ -100,16 +99,16 @@ void PowerDisk::cutPower() const
         close(top);
     }
     errno = error;
-    check(isCut, QStringLiteral("EXT4_IOC_SHUTDOWN"));
+    check(isCut, u"EXT4_IOC_SHUTDOWN"_s);
 }
 
 void PowerDisk::restorePower()
 {
     unmount();
-    const QString image = folder_ + QStringLiteral("/disk.img");
+    const QString image = folder_ + u"/disk.img"_s;
     QFile::remove(imageOfCut());
     check(QFile::rename(image, imageOfCut()), image);
-    run(QStringLiteral("cp"), {QStringLiteral("--sparse=always"), imageOfCut(), image});
+    run(u"cp"_s, {u"--sparse=always"_s, imageOfCut(), image});
     mount();
 }
 
@@ -119,7 +118,7 @@ void PowerDisk::unmount()
     constexpr int maxTries = 500;
     const QByteArray place = QFile::encodeName(path());
     for (int i = 0; umount2(place.constData(), 0) != 0; ++i) {
-        check(errno == EBUSY && i < maxTries, QStringLiteral("umount"));
+        check(errno == EBUSY && i < maxTries, u"umount"_s);
         QThread::msleep(10);
     }
 }

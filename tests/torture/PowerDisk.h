@@ -4,36 +4,35 @@
 
 namespace brindle {
 
-/// A disk that can lose power: an ext4 file system in an image file, by a loop device. Linux, with
-/// the right to mount. Throws std::runtime_error that says which step failed and why. Blocks.
+/// A disk that can lose power: an ext4 file system in an image file. Needs Linux and the right to
+/// mount. Throws std::runtime_error with the failed step and the reason. Blocks. Nobody else may
+/// use the disk during `format`, `restorePower` and `unmount`.
 class PowerDisk
 {
 public:
-    /// @param folder the images and the mount point are made in it.
+    /// @param folder holds the images and the mount point.
     explicit PowerDisk(QString folder);
-    /// Takes it away; the images stay.
+    /// Unmounts the disk; the images stay.
     ~PowerDisk();
     PowerDisk(const PowerDisk &) = delete;
     PowerDisk &operator=(const PowerDisk &) = delete;
 
-    /// Where it is mounted.
+    /// Returns the mount point.
     QString path() const { return folder_ + QStringLiteral("/disk"); }
-    /// What was on it when it last lost power.
+    /// Returns the image of the disk as it was at the last cut.
     QString imageOfCut() const { return folder_ + QStringLiteral("/cut.img"); }
 
-    /// Starts anew with an empty one.
+    /// Empties the disk.
     void format();
-    /// `options` as mount(8) has them; empty for the default ones.
+    /// @param options as for mount(8).
     void mount(const QString &options = {});
-    /// Has the file system write its journal, as it does whenever any program saves a file: what
-    /// was named is on the disk then, what was written need not be.
+    /// Makes the file system write its journal, which happens whenever any program saves a file.
+    /// Names are on the disk then, but contents need not be.
     void commitJournal() const;
-    /// From now on nothing reaches the disk any more.
+    /// Keeps everything that follows from the disk.
     void cutPower() const;
-    /// Takes what was on the disk at the cut, and mounts a copy of it, by which its journal is
-    /// replayed. Nobody may use the disk any more.
+    /// Mounts a copy of the disk at the cut, which replays its journal.
     void restorePower();
-    /// Nobody may use the disk any more.
     void unmount();
 
 private:

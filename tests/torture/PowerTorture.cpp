@@ -1,160 +1,103 @@
 #include "PowerTorture.h"
 
 #include "Orphans.h"
-#include "Rounds.h"
 #include "files/Files.h"
 
-#include <algorithm>
+#include <QRegularExpression>
+
 #include <array>
 
 namespace brindle {
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
-const auto play = QStringLiteral("play");
-const auto update = QStringLiteral("update");
-const auto reinstall = QStringLiteral("reinstall");
+/// When the file system writes its journal.
+struct Journal
+{
+    const char *options; ///< of mount(8)
+    bool isWrittenAtCut; ///< as if some other program had just saved a file
+    int maxWait;         ///< milliseconds between the launcher's end and the cut
+};
+
+constexpr std::array<Journal, 3> journals{{
+    {"", false, 6000}, // ext4 writes it every five seconds
+    {"commit=1", false, 2000},
+    {"", true, 500},
+}};
 
 } // namespace
 
 PowerTorture::PowerTorture(const QString &folder, const QString &programs, quint64 seed)
-    : disk_(folder)
-    , setting_{programs + QStringLiteral("/torture-launcher"),
-               disk_.path() + QStringLiteral("/home"),
-               disk_.path() + QStringLiteral("/temporary"),
-               {},
-               programs}
-    , offers_(folder + QStringLiteral("/offers"), programs + QStringLiteral("/sample-engine"),
-              Platform::current(programs))
-    , generator_(seed)
-{
-    setting_.host = offers_.url().toString();
-    offers_.offer(++commit_);
-}
-
-int PowerTorture::random(int below)
-{
-    // Not a distribution of the library's: those may differ from one library to the next.
-    return static_cast<int>(generator_() % static_cast<quint64>(std::max(1, below)));
-}
+    : Rounds(folder, folder + u"/disk/home"_s, folder + u"/disk/temporary"_s, programs, seed)
+    , disk_(folder)
+{}
 
 QString PowerTorture::measure()
 {
     disk_.format();
     disk_.mount();
     Files::createFolder(setting_.temporary);
-    for (const QString &action : {play, update, reinstall}) {
-        const LauncherRun run = LauncherRun::of(setting_, action);
-        if (!run.good) {
-            return QStringLiteral("an undisturbed \"%1\" failed:\n%2")
-                .arg(action, run.lines.join(u'\n'));
-        }
-        lengths_.insert(action, static_cast<int>(run.time.count()));
-    }
-    installedCommit_ = commit_;
-    return {};
+    return Rounds::measure({u"play"_s, u"update"_s, u"reinstall"_s}, 1);
 }
 
-QStringList PowerTorture::clearOrphans()
+/// Half of the cuts come while the launcher works, half of them after its end, when its last writes
+/// have not reached the disk.
+void PowerTorture::cut(const QString &action)
 {
-    QStringList problems;
-    for (const QString &orphan : Orphans::clear()) {
-        problems << QStringLiteral("still running: ") + orphan;
-    }
-    return problems;
-}
-
-/// Half of the cuts come while the launcher works, half of them when it has ended: what it wrote
-/// last is not on the disk by then.
-LauncherRun PowerTorture::cutRun(const QString &action)
-{
-    constexpr std::array journals{Journal::everyFiveSeconds, Journal::everySecond,
-                                  Journal::atTheCut};
-    constexpr std::array maxWaits{6000, 2000, 500}; // milliseconds; with each of them
-    const auto which = static_cast<size_t>(random(static_cast<int>(journals.size())));
-    const Journal journal = journals.at(which);
+    const Journal &journal = journals.at(static_cast<size_t>(random(journals.size())));
     const int length = lengths_.value(action);
-    const int after = random(2) == 0 ? random(length) : length + random(maxWaits.at(which));
-    disk_.mount(journal == Journal::everySecond ? QStringLiteral("commit=1") : QString());
+    const int after = random(2) == 0 ? random(length) : length + random(journal.maxWait);
+    disk_.mount(QString::fromLatin1(journal.options));
     Files::createFolder(setting_.temporary);
-
-    const auto cut = [&] {
-        if (journal == Journal::atTheCut) {
+    launch(action, std::chrono::milliseconds(after), [&] {
+        if (journal.isWrittenAtCut) {
             disk_.commitJournal();
         }
         disk_.cutPower();
-    };
-    LauncherRun run = LauncherRun::of(setting_, action, std::chrono::milliseconds(after), cut);
-    ++cuts_[run.phase()];
-    story_ << QStringLiteral("--- %1, cut after %2 ms, journal %3; %4")
-                  .arg(action, QString::number(after), QString::number(which), run.phase())
-           << run.lines;
-    return run;
+    });
 }
 
-/// What the launcher says before anything is pressed, and whether it is true.
-QStringList PowerTorture::problemsOfState(const Inspection &inspection,
-                                          const Inspection::Expected &expected)
+/// Checks what the launcher says before anything is pressed.
+QStringList PowerTorture::problemsOfState(const Inspection::Expected &expected)
 {
-    const LauncherRun look = LauncherRun::of(setting_, QStringLiteral("look"));
-    story_ << QStringLiteral("--- look") << look.lines;
-    if (!look.lines.contains(QStringLiteral("state: ready"))) {
+    if (!launch(u"look"_s).lines.contains(u"state: ready"_s)) {
         return {};
     }
     ++ready_;
-    QStringList problems = inspection.problemsOfReady(expected);
-    for (QString &problem : problems) {
-        problem.prepend(QStringLiteral("said to be ready, but "));
-    }
-    return problems;
+    QStringList problems = Inspection(offers_, setting_).problemsOfReady(expected);
+    return problems.replaceInStrings(QRegularExpression(u"^"_s), u"said to be ready, but "_s);
 }
 
-QString PowerTorture::round(int number)
+QStringList PowerTorture::round(int number)
 {
-    const std::array actions{play, play, update, reinstall};
-    const QString action =
-        number == 1 ? play : actions.at(static_cast<size_t>(random(actions.size())));
-    ++rounds_[action];
-    story_.clear();
-
+    const std::array actions{u"play"_s, u"play"_s, u"update"_s, u"reinstall"_s};
+    name_ = number == 1 ? u"play"_s : actions.at(static_cast<size_t>(random(actions.size())));
     Inspection::Expected expected;
-    if (action == play) {
+    if (name_ == u"play") {
         disk_.format();
         installedCommit_ = commit_;
+    } else {
+        disk_.unmount();
     }
-    if (action == update) {
+    if (name_ == u"update") {
         offers_.offer(++commit_);
     }
     expected.commits = {installedCommit_, commit_};
     expected.newestCommit = commit_;
-    if (action != play) {
-        disk_.unmount();
-    }
-    cutRun(action);
-    QStringList problems = clearOrphans();
+    cut(name_);
+    QStringList problems = Orphans::clear();
     disk_.restorePower();
-
-    const Inspection inspection(offers_, setting_);
-    problems << problemsOfState(inspection, expected);
-    const LauncherRun run = LauncherRun::of(setting_, play);
-    story_ << QStringLiteral("--- play") << run.lines;
-    problems << clearOrphans() << inspection.problems(run, expected);
-    installedCommit_ = inspection.installedCommit();
-    return problems.isEmpty() ? QString()
-                              : QStringLiteral("round %1 (%2) failed:\n%3\n\nWhat happened:\n%4")
-                                    .arg(QString::number(number), action, problems.join(u'\n'),
-                                         story_.join(u'\n'));
+    problems << problemsOfState(expected);
+    return problems + recover(expected);
 }
 
 QString PowerTorture::summary() const
 {
-    int total = 0;
-    for (const int count : rounds_) {
-        total += count;
-    }
-    return QStringLiteral("%1 power cuts (%2; %3), %4 of them with the launcher ready after it")
-        .arg(QString::number(total), Rounds::listed(rounds_), Rounds::listed(cuts_),
-             QString::number(ready_));
+    return u"%1; %2; %3 of them with the launcher ready after it"_s
+        .arg(counted(u"power cuts"_s, rounds_), counted(u"runs"_s, phases_))
+        .arg(ready_);
 }
 
 } // namespace brindle

@@ -1,61 +1,62 @@
 #pragma once
 
-#include <QCommandLineParser>
-#include <QCoreApplication>
-#include <QMap>
-#include <QStringList>
+#include "Inspection.h"
+#include "LauncherRun.h"
+#include "Offers.h"
 
-#include <optional>
+#include <QMap>
+#include <QString>
+
 #include <random>
 
 namespace brindle {
 
-/// What the programs that go through many rounds take and tell alike.
-struct Rounds
+/// Round after round, something happens to the launcher while it works. Started again, it must come
+/// to a game that runs, with everything there that belongs to it and nothing else.
+class Rounds
 {
-    int count = 0;
-    quint64 seed = 0; ///< of the choices; by chance where none is given
+public:
+    virtual ~Rounds() = default;
 
-    /// Reads "--rounds" and "--seed"; absent when one of them is no number.
-    static std::optional<Rounds> read(const QCoreApplication &application, int usual)
-    {
-        QCommandLineParser parser;
-        const QCommandLineOption rounds(QStringLiteral("rounds"), QStringLiteral("How many."),
-                                        QStringLiteral("count"), QString::number(usual));
-        const QCommandLineOption seed(QStringLiteral("seed"),
-                                      QStringLiteral("Repeats a run's choices."),
-                                      QStringLiteral("number"));
-        parser.addOptions({rounds, seed});
-        parser.addHelpOption();
-        parser.process(application);
-        bool countIsNumber = false;
-        bool seedIsNumber = true;
-        const int count = parser.value(rounds).toInt(&countIsNumber);
-        const quint64 number = parser.isSet(seed) ? parser.value(seed).toULongLong(&seedIsNumber)
-                                                  : std::random_device()();
-        return countIsNumber && seedIsNumber ? std::optional(Rounds{count, number}) : std::nullopt;
-    }
+    /// Measures undisturbed runs and does `count` rounds. Returns what went wrong first, or
+    /// nothing.
+    QString run(int count);
+    /// Returns one line that counts what happened.
+    virtual QString summary() const = 0;
 
-    /// What went wrong in the first round that did, empty if none.
-    template <typename T>
-    QString run(T &torture) const
-    {
-        QString problem = torture.measure();
-        for (int i = 1; problem.isEmpty() && i <= count; ++i) {
-            problem = torture.round(i);
-        }
-        return problem;
-    }
+protected:
+    /// @param folder holds everything that is made here but the user's and the temporary folder.
+    Rounds(const QString &folder, const QString &home, const QString &temporary,
+           const QString &programs, quint64 seed);
 
-    /// "name count, name count".
-    static QString listed(const QMap<QString, int> &counts)
-    {
-        QStringList parts;
-        for (auto it = counts.begin(); it != counts.end(); ++it) {
-            parts << QStringLiteral("%1 %2").arg(it.key()).arg(*it);
-        }
-        return parts.join(QStringLiteral(", "));
-    }
+    /// Fills `lengths_`. Returns what went wrong, or nothing.
+    virtual QString measure() = 0;
+    /// Does one round and sets `name_`. Returns what went wrong, a line each.
+    virtual QStringList round(int number) = 0;
+
+    int random(int below);
+    /// Adds the median time of `times` undisturbed runs of each action.
+    QString measure(const QStringList &actions, int times);
+    LauncherRun launch(const QString &action,
+                       std::optional<std::chrono::milliseconds> killAfter = {},
+                       const std::function<void()> &beforeKill = {});
+    /// Presses Play and inspects what is there when the game runs.
+    QStringList recover(const Inspection::Expected &expected);
+    /// Writes "12 rounds (name count, …)".
+    static QString counted(const QString &what, const QMap<QString, int> &counts);
+
+    LauncherRun::Setting setting_;
+    Offers offers_;
+    int commit_ = 0;             // the newest that is offered
+    int installedCommit_ = 0;    // of the game on disk
+    QString name_;               // of the round
+    QMap<QString, int> lengths_; // by action, in milliseconds
+    QMap<QString, int> rounds_;  // by name
+    QMap<QString, int> phases_;  // of the launcher when something happened to it
+
+private:
+    std::mt19937_64 generator_;
+    QStringList story_; // of the round
 };
 
 } // namespace brindle

@@ -1,198 +1,106 @@
 #include "Torture.h"
 
-#include "Orphans.h"
-#include "Rounds.h"
 #include "files/Files.h"
 
 #include <QDir>
 
-#include <algorithm>
-#include <utility>
+#include <array>
 
 namespace brindle {
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
-const auto play = QStringLiteral("play");
-/// A Play with everything there.
-const auto launch = QStringLiteral("launch");
+struct Kind
+{
+    const char *name;
+    const char *action;
+    int share;
+};
+
+constexpr std::array<Kind, 5> kinds{{
+    {"first play", "play", 3},
+    {"update", "update", 2},
+    {"moving update", "update", 1}, // the host offers another commit before the next start
+    {"reinstall", "reinstall", 2},
+    {"remove everything", "remove", 2},
+}};
+constexpr int allShares = 10;
 
 } // namespace
 
 Torture::Torture(const QString &folder, const QString &secondTemporary, const QString &programs,
                  quint64 seed)
-    : folder_(folder)
-    , secondTemporary_(secondTemporary)
-    , setting_{programs + QStringLiteral("/torture-launcher"),
-               folder + QStringLiteral("/home"),
-               folder + QStringLiteral("/temporary"),
-               {},
-               programs}
-    , offers_(folder + QStringLiteral("/offers"), programs + QStringLiteral("/sample-engine"),
-              Platform::current(programs))
-    , generator_(seed)
+    : Rounds(folder, folder + u"/home"_s, folder + u"/temporary"_s, programs, seed)
+    , temporaries_{setting_.temporary,
+                   secondTemporary.isEmpty() ? setting_.temporary : secondTemporary}
 {
-    setting_.host = offers_.url().toString();
     Files::createFolder(setting_.temporary);
-    offers_.offer(++commit_);
-}
-
-int Torture::random(int below)
-{
-    // Not a distribution of the library's: those may differ from one library to the next.
-    return static_cast<int>(generator_() % static_cast<quint64>(std::max(1, below)));
-}
-
-QString Torture::nameOf(Kind kind)
-{
-    switch (kind) {
-    case Kind::firstPlay:
-        return QStringLiteral("first play");
-    case Kind::update:
-        return QStringLiteral("update");
-    case Kind::movingUpdate:
-        return QStringLiteral("moving update");
-    case Kind::reinstall:
-        return QStringLiteral("reinstall");
-    case Kind::removeEverything:
-        break;
-    }
-    return QStringLiteral("remove everything");
-}
-
-QString Torture::actionOf(Kind kind)
-{
-    switch (kind) {
-    case Kind::firstPlay:
-        break;
-    case Kind::update:
-    case Kind::movingUpdate:
-        return QStringLiteral("update");
-    case Kind::reinstall:
-        return QStringLiteral("reinstall");
-    case Kind::removeEverything:
-        return QStringLiteral("remove");
-    }
-    return play;
 }
 
 QString Torture::measure()
 {
-    constexpr int times = 5;
-    QMap<QString, QList<int>> lengths;
-    for (int i = 0; i < times; ++i) {
-        for (const QString &action : {play, QStringLiteral("update"), QStringLiteral("reinstall"),
-                                      QStringLiteral("remove")}) {
-            if (action == u"update") {
-                offers_.offer(++commit_);
-            }
-            const LauncherRun run = LauncherRun::of(setting_, action == launch ? play : action);
-            if (!run.good) {
-                return QStringLiteral("an undisturbed \"%1\" failed:\n%2")
-                    .arg(action, run.lines.join(u'\n'));
-            }
-            lengths[action] << static_cast<int>(run.time.count());
-        }
-    }
-    for (auto it = lengths.begin(); it != lengths.end(); ++it) {
-        std::sort(it->begin(), it->end());
-        lengths_.insert(it.key(), it->at(times / 2));
-    }
-    return {};
+    return Rounds::measure({u"play"_s, u"update"_s, u"reinstall"_s, u"remove"_s}, 5);
 }
 
-Torture::Kind Torture::randomKind(int number)
+void Torture::kill(const QString &action)
 {
-    constexpr std::array shares{Kind::firstPlay,       Kind::firstPlay, Kind::firstPlay,
-                                Kind::update,          Kind::update,    Kind::movingUpdate,
-                                Kind::reinstall,       Kind::reinstall, Kind::removeEverything,
-                                Kind::removeEverything};
-    return number == 1 ? Kind::firstPlay
-                       : shares.at(static_cast<size_t>(random(static_cast<int>(shares.size()))));
-}
-
-LauncherRun Torture::killedRun(const QString &action)
-{
-    // Of a Play that has nothing to set up, little would be left to be killed.
-    const bool isShort = action == play && isSetUp_;
-    const int after = random(lengths_.value(isShort ? launch : action));
-    const LauncherRun run = LauncherRun::of(setting_, action, std::chrono::milliseconds(after));
+    // A Play with nothing to set up ends sooner than a first one.
+    constexpr int toLaunch = 300; // milliseconds
+    const int length = action == u"play" && isSetUp_ ? toLaunch : lengths_.value(action);
+    const LauncherRun run = launch(action, std::chrono::milliseconds(random(length)));
     isSetUp_ = action != u"remove" && run.good;
-    ++kills_[run.phase()];
-    story_ << QStringLiteral("--- %1, to be killed after %2 ms; %3")
-                  .arg(action, QString::number(after), run.phase())
-           << run.lines;
-    return run;
 }
 
-QString Torture::round(int number)
+QStringList Torture::round(int number)
 {
-    const Kind kind = randomKind(number);
-    ++rounds_[nameOf(kind)];
-    story_.clear();
-    setting_.temporary = folder_ + QStringLiteral("/temporary");
-    if (!secondTemporary_.isEmpty() && random(2) == 0) {
-        setting_.temporary = secondTemporary_;
+    size_t kind = 0; // the first round is a first Play
+    for (int share = number == 1 ? 0 : random(allShares); share >= kinds.at(kind).share; ++kind) {
+        share -= kinds.at(kind).share;
     }
+    name_ = QString::fromLatin1(kinds.at(kind).name);
+    const QString action = QString::fromLatin1(kinds.at(kind).action);
+    const bool moves = name_ == u"moving update";
+    setting_.temporary = temporaries_.at(random(2));
+    isSetUp_ = false;
 
     Inspection::Expected expected;
-    // Who has not fetched the newest one keeps what there is.
+    const auto offer = [&] {
+        offers_.offer(++commit_);
+        expected.commits.insert(commit_);
+    };
+    // A launcher that did not fetch the newest commit keeps what it has.
     expected.commits = {installedCommit_, commit_};
-    expected.mayMove = hasNewerAddons_ || kind == Kind::movingUpdate;
-    if (kind == Kind::firstPlay) {
+    expected.mayMove = hasNewerAddons_ || moves;
+    if (action == u"play") {
         QDir(setting_.home).removeRecursively();
+    } else if (action == u"update") {
+        offer();
     }
-    if (kind == Kind::update || kind == Kind::movingUpdate) {
-        offers_.offer(++commit_);
-        expected.commits.insert(commit_);
+    kill(action);
+    if (moves) {
+        offer();
     }
-    isSetUp_ = false;
-    killedRun(actionOf(kind));
-    if (kind == Kind::movingUpdate) {
-        offers_.offer(++commit_);
-        expected.commits.insert(commit_);
-    }
-    // Misfortunes seldom come alone.
     constexpr int maxKills = 3;
     for (int more = random(maxKills); more > 0; --more) {
-        killedRun(play);
+        kill(u"play"_s);
     }
     expected.newestCommit = commit_;
 
-    const LauncherRun run = LauncherRun::of(setting_, play);
-    story_ << QStringLiteral("--- play") << run.lines;
-    QStringList problems;
-    for (const QString &orphan : Orphans::clear()) {
-        problems << QStringLiteral("still running: ") + orphan;
-    }
-    const Inspection inspection(offers_, setting_);
-    problems << inspection.problems(run, expected);
-    const int installed = inspection.installedCommit();
-    hasNewerAddons_ = kind == Kind::movingUpdate ||
-                      (hasNewerAddons_ && installed == std::exchange(installedCommit_, installed));
-    installedCommit_ = installed;
-    return problems.isEmpty() ? QString() : report(number, kind, problems);
-}
-
-QString Torture::report(int number, Kind kind, const QStringList &problems) const
-{
-    return QStringLiteral("round %1 (%2) failed:\n%3\n\nWhat happened:\n%4")
-        .arg(QString::number(number), nameOf(kind), problems.join(u'\n'), story_.join(u'\n'));
+    const int before = installedCommit_;
+    const QStringList problems = recover(expected);
+    hasNewerAddons_ = moves || (hasNewerAddons_ && installedCommit_ == before);
+    return problems;
 }
 
 QString Torture::summary() const
 {
-    int total = 0;
-    for (const int count : rounds_) {
-        total += count;
-    }
-    int kills = 0;
-    for (auto it = kills_.begin(); it != kills_.end(); ++it) {
-        kills += it.key() == u"Ended" ? 0 : *it;
-    }
-    return QStringLiteral("%1 rounds (%2); %3 kills (%4)")
-        .arg(QString::number(total), Rounds::listed(rounds_), QString::number(kills),
-             Rounds::listed(kills_));
+    QMap<QString, int> kills = phases_;
+    const int ended = kills.take(u"Ended"_s);
+    return u"%1; %2; %3 runs ended before"_s
+        .arg(counted(u"rounds"_s, rounds_), counted(u"kills"_s, kills))
+        .arg(ended);
 }
 
 } // namespace brindle

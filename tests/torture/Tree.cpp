@@ -10,6 +10,14 @@
 
 namespace brindle {
 
+using namespace Qt::StringLiterals;
+
+QByteArray contentOf(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(unreadable)");
+}
+
 Tree Tree::read(const QString &folder)
 {
     Tree tree;
@@ -31,10 +39,8 @@ Tree Tree::read(const QString &folder)
                 tree.add(path, QByteArray(), Type::emptyFolder);
             }
         } else {
-            QFile file(info.filePath());
-            const QByteArray content =
-                file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(unreadable)");
-            tree.add(path, content, info.isExecutable() ? Type::program : Type::file);
+            tree.add(path, contentOf(info.filePath()),
+                     info.isExecutable() ? Type::program : Type::file);
         }
     }
     return tree;
@@ -106,16 +112,16 @@ QStringList Tree::differences(const Tree &expected, Added added) const
     for (auto it = expected.entries_.begin(); it != expected.entries_.end(); ++it) {
         const auto mine = entries_.find(it.key());
         if (mine == entries_.end()) {
-            lines << QStringLiteral("missing: ") + it.key();
+            lines << u"missing: "_s + it.key();
         } else if (mine->type != it->type) {
-            lines << QStringLiteral("of another type: ") + it.key();
+            lines << u"of another type: "_s + it.key();
         } else if (mine->content != it->content) {
-            lines << QStringLiteral("of another content: ") + it.key();
+            lines << u"of another content: "_s + it.key();
         }
     }
     for (auto it = entries_.begin(); it != entries_.end(); ++it) {
         if (added == Added::counts && !expected.entries_.contains(it.key())) {
-            lines << QStringLiteral("added: ") + it.key();
+            lines << u"added: "_s + it.key();
         }
     }
     return lines;

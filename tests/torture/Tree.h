@@ -7,7 +7,10 @@
 
 namespace brindle {
 
-/// What a folder holds: each file, link and empty folder by its path. A plain value.
+/// Returns a file's content, or "(unreadable)".
+QByteArray contentOf(const QString &path);
+
+/// The files, links and empty folders below a folder, by their paths.
 class Tree
 {
 public:
@@ -16,29 +19,29 @@ public:
     struct Entry
     {
         Type type = Type::file;
-        QByteArray content; ///< of a link: where it leads to
+        QByteArray content; ///< a link's target
 
         bool operator==(const Entry &) const = default;
     };
 
-    /// What is on disk below `folder`, hidden entries included. Blocks.
+    /// Reads a folder, hidden entries included. Blocks.
     static Tree read(const QString &folder);
-    /// Puts it on disk, in place of the folder. Throws std::runtime_error. Blocks.
+    /// Replaces the folder. Throws std::runtime_error. Blocks.
     void write(const QString &folder) const;
 
     void add(const QString &path, const QByteArray &content, Type type = Type::file);
-    /// The whole of another one below a folder.
+    /// Adds a whole tree below a folder.
     void add(const QString &folder, const Tree &tree);
 
     const QMap<QString, Entry> &entries() const { return entries_; }
     QByteArray content(const QString &path) const { return entries_.value(path).content; }
-    /// The part below a folder.
+    /// Returns the part below a folder.
     Tree below(const QString &folder) const;
     /// All but the part below a folder.
     Tree without(const QString &folder) const;
 
     enum class Added { counts, ignored };
-    /// How this one, which is there, differs from the expected one; a line each.
+    /// Returns how this tree differs from the expected one, a line each.
     QStringList differences(const Tree &expected, Added added = Added::counts) const;
 
 private:

@@ -6,16 +6,13 @@
 #include "base/Clock.h"
 #include "support/Await.h"
 #include "support/Fifo.h"
+#include "support/Figures.h"
 #include "support/TestChild.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
-#include <QFile>
-#include <QTimer>
 
-#include <algorithm>
 #include <cstdio>
-#include <ctime>
 
 using namespace brindle;
 using namespace Qt::StringLiterals;
@@ -60,39 +57,6 @@ private:
     ModelFixture fixture_;
 };
 
-/// In milliseconds.
-double now(clockid_t clock)
-{
-    timespec time{};
-    clock_gettime(clock, &time);
-    return static_cast<double>(time.tv_sec) * 1e3 + static_cast<double>(time.tv_nsec) / million;
-}
-
-/// In bytes, of this process: "VmRSS" or "VmHWM".
-double memory(const QByteArray &key)
-{
-    QFile status(u"/proc/self/status"_s);
-    if (status.open(QIODevice::ReadOnly)) {
-        for (const QByteArray &line : status.readAll().split('\n')) {
-            if (line.startsWith(key + ':')) {
-                constexpr double kilobyte = 1024;
-                return line.mid(key.size() + 1).simplified().split(' ').first().toDouble() *
-                       kilobyte;
-            }
-        }
-    }
-    return 0;
-}
-
-/// "VmHWM" begins anew (proc(5), clear_refs).
-void resetPeak()
-{
-    QFile references(u"/proc/self/clear_refs"_s);
-    if (!references.open(QIODevice::WriteOnly) || references.write("5") != 1) {
-        throw std::runtime_error("can't measure memory");
-    }
-}
-
 void print(const char *what, double value, const char *unit, double bar)
 {
     std::printf("%-58s %9.1f %-3s %s (%g)\n", what, value, unit, value <= bar ? "ok" : "over", bar);
@@ -104,20 +68,7 @@ bool flood()
     constexpr qint64 rate = 100'000;
     constexpr qint64 seconds = 10;
     Play play({u"paced:%1,%2"_s.arg(rate).arg(seconds), u"exit:0"_s});
-    double longest = 0;
-    double busiest = 0;
-    double since = now(CLOCK_MONOTONIC);
-    double busySince = now(CLOCK_THREAD_CPUTIME_ID);
-    QTimer pulse;
-    pulse.setTimerType(Qt::PreciseTimer);
-    pulse.setInterval(1);
-    QObject::connect(&pulse, &QTimer::timeout, &pulse, [&] {
-        const double time = now(CLOCK_MONOTONIC);
-        const double busy = now(CLOCK_THREAD_CPUTIME_ID);
-        longest = std::max(longest, time - std::exchange(since, time));
-        busiest = std::max(busiest, busy - std::exchange(busySince, busy));
-    });
-    pulse.start();
+    const Pulse pulse;
     play.waitForTheEnd();
     bool exact = play.log().contains(u"• Game closed normally"_s);
     // The launcher's own line is the last one.
@@ -127,8 +78,9 @@ bool flood()
     }
     exact = exact && play.log().size() == LogStore::maxLines;
     constexpr double maxAway = 50;
-    print("100,000 lines/s for 10 s: longest absence of the main thread", longest, "ms", maxAway);
-    print("  the most work of the main thread in one", busiest, "ms", maxAway);
+    print("100,000 lines/s for 10 s: longest absence of the main thread", pulse.longest(), "ms",
+          maxAway);
+    print("  the most work of the main thread in one", pulse.busiest(), "ms", maxAway);
     std::printf("  the last %d lines: %s\n", static_cast<int>(LogStore::maxLines),
                 exact ? "exact" : "WRONG");
     return exact;
@@ -137,11 +89,11 @@ bool flood()
 /// An engine that prints this; what the launcher needs more than before, at most.
 void longLines(const char *what, const QString &step, double most)
 {
-    resetPeak();
-    const double before = memory("VmRSS");
-    Play play({step, u"exit:0"_s});
-    play.waitForTheEnd();
-    print(what, (memory("VmHWM") - before) / million, "MB", most);
+    const double peak = peakAboveIdle([&] {
+        Play play({step, u"exit:0"_s});
+        play.waitForTheEnd();
+    });
+    print(what, peak / million, "MB", most);
 }
 
 void stubbornGame()

@@ -6,6 +6,7 @@
 // does: it cancels what runs, prints "cancelled: " and the microseconds that took, and ends.
 
 #include "base/Clock.h"
+#include "base/Threads.h"
 #include "core/AppModel.h"
 #include "core/Dependencies.h"
 #include "files/StagingFolder.h"
@@ -19,6 +20,7 @@
 #include <cstdio>
 
 using namespace brindle;
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -34,7 +36,7 @@ public:
 
 QString storageRoot(const QStringList &arguments)
 {
-    return QDir(arguments.at(2)).filePath(QStringLiteral("data/Brindle"));
+    return QDir(arguments.at(2)).filePath(u"data/Brindle"_s);
 }
 
 /// The running system's row, or macOS's with stand-ins for the tools that only macOS has.
@@ -43,8 +45,8 @@ Platform platform(const QStringList &arguments)
     const QString &programs = arguments.at(5);
     if (qEnvironmentVariable("BRINDLE_TEST_PLATFORM") == u"macOS") {
         Platform platform = Platform::macOS(arguments.at(2));
-        platform.archiveTool = programs + QStringLiteral("/ditto");
-        platform.quarantineStep.program = QStringLiteral("/bin/true");
+        platform.archiveTool = programs + u"/ditto"_s;
+        platform.quarantineStep.program = u"/bin/true"_s;
         return platform;
     }
     return Platform::current(programs);
@@ -56,8 +58,8 @@ Dependencies parts(const QStringList &arguments)
     Dependencies parts;
     parts.storageRoot = storageRoot(arguments);
     parts.temporaryFolder = arguments.at(3);
-    parts.settings = std::make_unique<QSettings>(home.filePath(QStringLiteral("settings.ini")),
-                                                 QSettings::IniFormat);
+    parts.settings =
+        std::make_unique<QSettings>(home.filePath(u"settings.ini"_s), QSettings::IniFormat);
     parts.codeHost = QUrl(arguments.at(4));
     parts.platform = platform(arguments);
     parts.desktop = std::make_shared<AgreeingDesktop>();
@@ -91,7 +93,7 @@ public:
         } else if (action_ == u"reinstall") {
             model_.reinstall();
         } else if (action_ == u"remove") {
-            print("phase", QStringLiteral("Removing everything"));
+            print("phase", u"Removing everything"_s);
             model_.removeEverything();
         } else {
             model_.startWork(true);
@@ -120,7 +122,7 @@ private:
         for (; shown_ < lines.size(); ++shown_) {
             print("log", lines.at(shown_));
             if (lines.at(shown_) == u"The game is running.") {
-                print("phase", QStringLiteral("The game runs"));
+                print("phase", u"The game runs"_s);
                 // For a while, so that this is a time to be killed at as well.
                 QTimer::singleShot(shortGame, this, &Session::stopWhenClear);
             }
@@ -155,14 +157,14 @@ private:
             return;
         }
         const auto phase = model_.state().phase;
-        const bool stopped = model_.log.lines().contains(QStringLiteral("• Game stopped"));
+        const bool stopped = model_.log.lines().contains(u"• Game stopped"_s);
         bool good = phase == AppState::Phase::ready;
         if (action_ == u"remove") {
             good = phase == AppState::Phase::notDownloaded;
         } else if (action_ == u"play") {
             good = good && stopped;
         }
-        print("end", good ? QStringLiteral("good") : QStringLiteral("bad ") + model_.state().text);
+        print("end", good ? u"good"_s : u"bad "_s + model_.state().text);
         QCoreApplication::exit(good ? 0 : 1);
     }
 
@@ -183,7 +185,8 @@ private:
 int main(int argc, char *argv[])
 {
     constexpr int expectedCount = 6;
-    QCoreApplication application(argc, argv);
+    const Threads::ProgramEnd programEnd;
+    const QCoreApplication application(argc, argv);
     const QStringList arguments = QCoreApplication::arguments();
     if (arguments.size() != expectedCount) {
         std::fputs("torture-launcher ACTION HOME TEMPORARY HOST PROGRAMS\n", stderr);
@@ -193,7 +196,7 @@ int main(int argc, char *argv[])
     if (arguments.at(1) == u"look") {
         QCoro::waitFor(AppModel::shared().refreshState());
         const bool isReady = AppModel::shared().state().phase == AppState::Phase::ready;
-        print("state", isReady ? QStringLiteral("ready") : QStringLiteral("not ready"));
+        print("state", isReady ? u"ready"_s : u"not ready"_s);
         return 0;
     }
     Session session(AppModel::shared(), arguments.at(1), arguments.at(3));

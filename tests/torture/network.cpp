@@ -25,6 +25,7 @@
 #include <vector>
 
 using namespace brindle;
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -43,31 +44,31 @@ public:
         : fault_(fault)
         , download_(std::move(download))
         , programs_(programs)
-        , offers_(folder_.filePath(QStringLiteral("offers")),
-                  programs + QStringLiteral("/sample-engine"), Platform::current(programs))
+        , offers_(folder_.filePath(u"offers"_s), programs + u"/sample-engine"_s,
+                  Platform::current(programs))
     {
         offers_.offer(1);
         const bool isGame = download_ == u"game";
-        const QString tag = Offers::engineVersion(1) + QStringLiteral("-stable");
+        const QString tag = Offers::engineVersion(1) + u"-stable"_s;
         const QByteArray content(isGame ? 100'000 : 100, 'P');
         fault_.happenTo(offers_.host(),
                         isGame ? ReleaseHost::gamePath() : ReleaseHost::checksumPath(tag), content,
                         isReached_);
     }
 
-    QString name() const { return fault_.name + QStringLiteral(", ") + download_; }
+    QString name() const { return fault_.name + u", "_s + download_; }
 
     void start()
     {
         *isReached_ = false;
-        QDir(file(QStringLiteral("home"))).removeRecursively();
-        Files::createFolder(file(QStringLiteral("temporary")));
+        QDir(file(u"home"_s)).removeRecursively();
+        Files::createFolder(file(u"temporary"_s));
         process_ = std::make_unique<QProcess>();
         process_->setProcessChannelMode(QProcess::MergedChannels);
         timer_.start();
-        process_->start(programs_ + QStringLiteral("/torture-launcher"),
-                        {QStringLiteral("play"), file(QStringLiteral("home")),
-                         file(QStringLiteral("temporary")), offers_.url().toString(), programs_});
+        process_->start(programs_ + u"/torture-launcher"_s,
+                        {u"play"_s, file(u"home"_s), file(u"temporary"_s), offers_.url().toString(),
+                         programs_});
         process_->waitForStarted();
     }
 
@@ -80,8 +81,8 @@ public:
         process_->waitForFinished();
         QString message;
         for (const QString &line : lines()) {
-            if (line.contains(QStringLiteral("• Problem: "))) {
-                message = line.section(QStringLiteral("• Problem: "), 1);
+            if (line.contains(u"• Problem: "_s)) {
+                message = line.section(u"• Problem: "_s, 1);
             }
         }
         return {time, message};
@@ -141,14 +142,14 @@ const char *verdict(double value, double bar)
 void silenceNames(QUdpSocket &names, const QTemporaryDir &folder)
 {
     constexpr quint16 dns = 53;
-    const QString file = folder.filePath(QStringLiteral("resolv.conf"));
+    const QString file = folder.filePath(u"resolv.conf"_s);
     QFile config(file);
     if (!names.bind(QHostAddress::LocalHost, dns) || !config.open(QIODevice::WriteOnly) ||
         config.write("nameserver 127.0.0.1\n") < 0) {
         throw std::runtime_error("no name service to be had");
     }
     config.close();
-    Namespaces::mountOver(QStringLiteral("/etc/resolv.conf"), file);
+    Namespaces::mountOver(u"/etc/resolv.conf"_s, file);
 }
 
 bool tell(const std::vector<std::unique_ptr<Case>> &cases, const QList<NetworkFault::End> &ends)
@@ -201,7 +202,7 @@ int run(const QString &programs)
     std::vector<std::unique_ptr<Case>> quit;
     QList<NetworkFault::End> ends;
     for (const NetworkFault &fault : NetworkFault::all()) {
-        for (const QString &download : {QStringLiteral("game"), QStringLiteral("checksum list")}) {
+        for (const QString &download : {u"game"_s, u"checksum list"_s}) {
             const bool drips = fault.name == u"dripping";
             if (fault.end != NetworkFault::End::success && !drips) {
                 told.push_back(std::make_unique<Case>(fault, download, programs));
@@ -222,8 +223,7 @@ int run(const QString &programs)
 int main(int argc, char *argv[])
 {
     // In a root of its own, the program can't find its path later.
-    const QString programs =
-        QFileInfo(QFile::symLinkTarget(QStringLiteral("/proc/self/exe"))).path();
+    const QString programs = QFileInfo(QFile::symLinkTarget(u"/proc/self/exe"_s)).path();
     QString reason;
     if (!Namespaces::enter(&reason)) {
         std::fprintf(stderr, "torture-network: namespaces are not permitted here: %s\n",
