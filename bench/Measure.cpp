@@ -1,10 +1,10 @@
 #include "Measure.h"
 
 #include "base/Error.h"
+#include "process/ManagedProcess.h"
 
 #include <QCoreApplication>
 #include <QEventLoop>
-#include <QFile>
 #include <QProcess>
 
 #include <algorithm>
@@ -17,6 +17,8 @@
 #include <unistd.h>
 
 namespace brindle {
+
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -35,21 +37,6 @@ QCoro::Task<> collect(QCoro::Task<> task, std::shared_ptr<Outcome> outcome, QEve
     }
     outcome->done = true;
     loop->quit();
-}
-
-qint64 statusField(const QByteArray &name)
-{
-    QFile status(QStringLiteral("/proc/self/status"));
-    if (!status.open(QIODevice::ReadOnly)) {
-        throw std::runtime_error("/proc/self/status can't be read");
-    }
-    const QByteArrayList lines = status.readAll().split('\n');
-    for (const QByteArray &line : lines) {
-        if (line.startsWith(name + ':')) {
-            return line.mid(name.size() + 1).trimmed().split(' ').first().toLongLong() * 1024;
-        }
-    }
-    throw std::runtime_error("/proc/self/status lacks a field");
 }
 
 const char *verdict(double value, double bar)
@@ -139,6 +126,13 @@ void Measure::run(const QString &program, const QStringList &arguments, const QS
     }
 }
 
+void Measure::runChild(const QString &program, const QString &step, const LineCallback &onLine)
+{
+    ManagedProcess child(program, {step}, onLine);
+    const auto ended = [](QCoro::Task<qint32> run) -> QCoro::Task<> { co_await run; };
+    await(ended(child.run()));
+}
+
 void Measure::await(QCoro::Task<> task)
 {
     QEventLoop loop;
@@ -150,19 +144,6 @@ void Measure::await(QCoro::Task<> task)
     if (outcome->error) {
         std::rethrow_exception(outcome->error);
     }
-}
-
-double Measure::peakAboveIdle(const std::function<void()> &work)
-{
-    // "5" resets the peak; see proc(5).
-    QFile references(QStringLiteral("/proc/self/clear_refs"));
-    if (!references.open(QIODevice::WriteOnly | QIODevice::Unbuffered) ||
-        references.write("5") != 1) {
-        throw std::runtime_error("/proc/self/clear_refs can't be written");
-    }
-    const qint64 idle = statusField("VmRSS");
-    work();
-    return static_cast<double>(statusField("VmHWM") - idle);
 }
 
 void Measure::printRatio(const char *what, const Pair &pair, double bar)

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "base/Callbacks.h"
+
 #include <QCoroTask>
 #include <QString>
 #include <QStringList>
@@ -45,12 +47,11 @@ public:
     static void run(const QString &program, const QStringList &arguments,
                     const QString &folder = {});
 
+    /// Serves events until the tests' child (testchild) has done one step; passes on its lines.
+    static void runChild(const QString &program, const QString &step, const LineCallback &onLine);
+
     /// Serves events until the task has ended; throws what it threw.
     static void await(QCoro::Task<> task);
-
-    /// The most memory that this process occupies during `work` beyond what it occupied before, in
-    /// bytes: the kernel's resident set, in which shared pages count. Linux only.
-    static double peakAboveIdle(const std::function<void()> &work);
 
     /// A row of the table: both sides, their ratio, and the bar for the ratio.
     static void printRatio(const char *what, const Pair &pair, double bar);

@@ -6,14 +6,16 @@
 
 namespace brindle {
 
+using namespace Qt::StringLiterals;
+
 Served::Served(const QString &folder, const QString &certificate)
 {
     process_.setProcessChannelMode(QProcess::ForwardedErrorChannel);
     // The benchmark may itself run with a library preloaded; the server must not.
     auto environment = QProcessEnvironment::systemEnvironment();
-    environment.remove(QStringLiteral("LD_PRELOAD"));
+    environment.remove(u"LD_PRELOAD"_s);
     process_.setProcessEnvironment(environment);
-    process_.start(QCoreApplication::applicationDirPath() + QStringLiteral("/bench_server"),
+    process_.start(QCoreApplication::applicationDirPath() + u"/bench_server"_s,
                    certificate.isEmpty() ? QStringList{folder} : QStringList{folder, certificate});
     while (!process_.canReadLine()) {
         if (!process_.waitForReadyRead(10'000)) {

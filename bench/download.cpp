@@ -8,12 +8,14 @@
 #include "Served.h"
 #include "files/Files.h"
 #include "net/FileDownloader.h"
+#include "support/Figures.h"
 
 #include <QFileInfo>
 
 #include <stdexcept>
 
 using namespace brindle;
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -26,7 +28,7 @@ QCoro::Task<> ended(QCoro::Task<std::shared_ptr<QFile>> download)
 void measure(const QString &file, const QString &work, double rate)
 {
     const QFileInfo source(file);
-    const QString target = work + QStringLiteral("/downloaded");
+    const QString target = work + u"/downloaded"_s;
     Files::remove(work);
     Files::createFolder(work);
     const Served server(source.absolutePath());
@@ -34,7 +36,7 @@ void measure(const QString &file, const QString &work, double rate)
 
     FileDownloader downloader;
     double seconds = 0;
-    const double peak = Measure::peakAboveIdle([&] {
+    const double peak = peakAboveIdle([&] {
         seconds =
             Measure::seconds([&] { Measure::await(ended(downloader.download(url, target, {}))); });
     });

@@ -13,6 +13,7 @@
 #include <vector>
 
 using namespace brindle;
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -45,22 +46,14 @@ void inflateInMemory(std::vector<unsigned char> &packed)
 
 void measureUnpacking(const QString &archive, const QString &ditto, const QString &work)
 {
-    const QString place = work + QStringLiteral("/unpacked");
+    const QString place = work + u"/unpacked"_s;
     const auto prepare = [&] {
         Files::remove(work);
         Files::createFolder(place);
     };
-    const auto ours = [&] {
-        Measure::run(ditto, {QStringLiteral("-x"), QStringLiteral("-k"), archive, place});
-    };
-    const auto unzip = [&] {
-        Measure::run(QStringLiteral("unzip"),
-                     {QStringLiteral("-q"), archive, QStringLiteral("-d"), place});
-    };
-    const auto bsdtar = [&] {
-        Measure::run(QStringLiteral("bsdtar"),
-                     {QStringLiteral("-xf"), archive, QStringLiteral("-C"), place});
-    };
+    const auto ours = [&] { Measure::run(ditto, {u"-x"_s, u"-k"_s, archive, place}); };
+    const auto unzip = [&] { Measure::run(u"unzip"_s, {u"-q"_s, archive, u"-d"_s, place}); };
+    const auto bsdtar = [&] { Measure::run(u"bsdtar"_s, {u"-xf"_s, archive, u"-C"_s, place}); };
     const Measure::Pair pair = Measure::compare(prepare, ours, unzip);
     Measure::printRatio("ditto / unzip", pair, 0.35);
     Measure::printRatio("ditto / bsdtar", Measure::compare(prepare, ours, bsdtar), 0.6);

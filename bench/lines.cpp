@@ -1,58 +1,35 @@
-// A child that prints as fast as it can, on its way into the log: lines per second, and how long
-// the main thread went without serving an event meanwhile.
+// A child that prints as fast as it can into the log: lines per second, and the main thread's
+// longest absence meanwhile.
 //
 // usage: bench_lines CHILD LINES
+//   CHILD is the tests' child
 
 #include "Measure.h"
 #include "log/LogQueue.h"
 #include "log/LogStore.h"
-#include "process/ManagedProcess.h"
+#include "support/Figures.h"
 
-#include <QElapsedTimer>
-#include <QTimer>
-
-#include <algorithm>
 #include <memory>
 #include <stdexcept>
 
 using namespace brindle;
+using namespace Qt::StringLiterals;
 
 namespace {
 
-QCoro::Task<> runChild(std::shared_ptr<ManagedProcess> child)
+void measure(const QStringList &arguments)
 {
-    auto running = child->run();
-    co_await running;
-}
-
-void measure(const QString &program, const QString &count)
-{
+    const QString &count = arguments.at(1);
     std::vector<double> rates;
-    qint64 maxGap = 0; // nanoseconds
+    const Pulse pulse;
     for (int i = 0; i < Measure::runs; ++i) {
         LogStore log;
-        const auto sink = std::make_shared<LogQueue>(&log);
-        const QStringList arguments{QStringLiteral("lines"), count};
-        const auto child = std::make_shared<ManagedProcess>(
-            program, arguments, [sink](const QString &line) { sink->append(line); });
-        // The steadiest thing that the event loop serves. The millisecond between two of its
-        // events is part of each gap.
-        QTimer pulse;
-        pulse.setTimerType(Qt::PreciseTimer);
-        pulse.setInterval(1);
-        QElapsedTimer sinceLast;
-        const auto measureGap = [&] {
-            maxGap = std::max(maxGap, sinceLast.nsecsElapsed());
-            sinceLast.restart();
-        };
-        QObject::connect(&pulse, &QTimer::timeout, &pulse, measureGap);
-        pulse.start();
-        sinceLast.start();
+        const auto queue = std::make_shared<LogQueue>(&log);
         const double time = Measure::seconds([&] {
-            Measure::await(runChild(child));
-            sink->flush();
+            Measure::runChild(arguments.at(0), u"lines:"_s + count,
+                              [queue](const QString &line) { queue->append(line); });
+            queue->flush();
         });
-        measureGap();
         if (log.lines().size() != LogStore::maxLines) {
             throw std::runtime_error("the log is not full");
         }
@@ -60,15 +37,12 @@ void measure(const QString &program, const QString &count)
     }
     Measure::printFigure("lines into the log, thousands a second", Measure::median(rates) / 1000,
                          "");
-    Measure::printLimit("longest absence of the main thread meanwhile",
-                        static_cast<double>(maxGap) / 1e6, "ms", 50);
+    Measure::printLimit("longest absence of the main thread meanwhile", pulse.longest(), "ms", 50);
 }
 
 } // namespace
 
 int main(int argc, char **argv)
 {
-    return Measure::program(
-        argc, argv, "bench_lines CHILD LINES", 2,
-        [](const QStringList &arguments) { measure(arguments.at(0), arguments.at(1)); });
+    return Measure::program(argc, argv, "bench_lines CHILD LINES", 2, measure);
 }

@@ -15,6 +15,7 @@
 #include <sys/resource.h>
 
 using namespace brindle;
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -26,15 +27,13 @@ struct Tools
 
 void measureCost(const char *what, const QString &archive, const Tools &tools, const QString &work)
 {
-    const QString place = work + QStringLiteral("/unpacked");
+    const QString place = work + u"/unpacked"_s;
     const auto prepare = [&] {
         Files::remove(place);
         Files::createFolder(place);
     };
     const auto with = [&](const QString &tool) {
-        return [&, tool] {
-            Measure::run(tool, {QStringLiteral("-x"), QStringLiteral("-k"), archive, place});
-        };
+        return [&, tool] { Measure::run(tool, {u"-x"_s, u"-k"_s, archive, place}); };
     };
     Measure::printRatio(what, Measure::compare(prepare, with(tools.ditto), with(tools.unsandboxed)),
                         1.10);
@@ -87,7 +86,7 @@ void measure(const QStringList &arguments)
     Files::remove(work);
     Files::createFolder(work);
     measureCost("ditto / without sandbox, engine", arguments.at(0), tools, work);
-    const QString small = work + QStringLiteral("/small.zip");
+    const QString small = work + u"/small.zip"_s;
     Files::writeAtomically(small, manySmallFiles());
     measureCost("ditto / without sandbox, 5,000 small files", small, tools, work);
     measureRefusals(tools.ditto);

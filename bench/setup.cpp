@@ -21,6 +21,7 @@
 #include <vector>
 
 using namespace brindle;
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -43,19 +44,19 @@ double mainThreadSeconds()
     return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) / 1e9;
 }
 
-const auto byHand = QStringLiteral("curl -sSfLO \"$1/SHA512-SUMS.txt\"; "
-                                   "curl -sSfLO \"$1/$2\"; "
-                                   "sha512sum -c --quiet SHA512-SUMS.txt; "
-                                   "unzip -q \"$2\"");
+const auto byHand = u"curl -sSfLO \"$1/SHA512-SUMS.txt\"; "
+                    u"curl -sSfLO \"$1/$2\"; "
+                    u"sha512sum -c --quiet SHA512-SUMS.txt; "
+                    u"unzip -q \"$2\""_s;
 
 void measure(const QString &archive, const QString &work)
 {
-    const EngineSpec spec{QStringLiteral("4.3-stable"), false};
+    const EngineSpec spec{u"4.3-stable"_s, false};
     const Platform platform = Platform::current(QCoreApplication::applicationDirPath());
     const QString name = spec.zipName(platform);
 
     Files::remove(work);
-    const QString served = work + QStringLiteral("/served");
+    const QString served = work + u"/served"_s;
     Files::createFolder(served);
     QFile::link(archive, served + u'/' + name);
     QFile file(archive);
@@ -63,17 +64,17 @@ void measure(const QString &archive, const QString &work)
     if (!file.open(QIODevice::ReadOnly) || !hash.addData(&file)) {
         throw std::runtime_error("the archive can't be read");
     }
-    Files::writeAtomically(served + QStringLiteral("/SHA512-SUMS.txt"),
+    Files::writeAtomically(served + u"/SHA512-SUMS.txt"_s,
                            hash.result().toHex() + "  " + name.toUtf8() + '\n');
-    const QString trusted = work + QStringLiteral("/trusted");
+    const QString trusted = work + u"/trusted"_s;
     Files::createFolder(trusted);
-    const Served server(served, trusted + QStringLiteral("/ca-certificates.crt"));
-    Namespaces::mountOver(QStringLiteral("/etc/ssl/certs"), trusted);
-    const QString page = server.url().toString() +
-                         QStringLiteral("/godotengine/godot-builds/releases/download/4.3-stable");
+    const Served server(served, trusted + u"/ca-certificates.crt"_s);
+    Namespaces::mountOver(u"/etc/ssl/certs"_s, trusted);
+    const QString page =
+        server.url().toString() + u"/godotengine/godot-builds/releases/download/4.3-stable"_s;
 
-    const QString ours = work + QStringLiteral("/ours");
-    const QString theirs = work + QStringLiteral("/theirs");
+    const QString ours = work + u"/ours"_s;
+    const QString theirs = work + u"/theirs"_s;
     const auto prepare = [&] {
         Files::remove(ours);
         Files::remove(theirs);
@@ -81,21 +82,19 @@ void measure(const QString &archive, const QString &work)
     };
     std::vector<double> shares;
     const auto installOurs = [&] {
-        EngineManager engines(server.url(), ours, ours + QStringLiteral("/temporary"), platform);
+        EngineManager engines(server.url(), ours, ours + u"/temporary"_s, platform);
         const double before = mainThreadSeconds();
         const double whole = Measure::seconds([&] { Measure::await(install(&engines, spec)); });
         shares.push_back((mainThreadSeconds() - before) / whole);
     };
     const auto installTheirs = [&] {
-        Measure::run(QStringLiteral("/bin/sh"),
-                     {QStringLiteral("-ec"), byHand, QStringLiteral("sh"), page, name}, theirs);
+        Measure::run(u"/bin/sh"_s, {u"-ec"_s, byHand, u"sh"_s, page, name}, theirs);
     };
     const Measure::Pair pair = Measure::compare(prepare, installOurs, installTheirs);
     Measure::printRatio("engine setup / curl, sha512sum, unzip", pair, 0.36);
     Measure::printLimit("main thread meanwhile", Measure::median(shares) * 100, "%", 10);
     const auto transfer = [&] {
-        Measure::run(QStringLiteral("curl"),
-                     {QStringLiteral("-sSfLO"), page + QLatin1Char('/') + name}, theirs);
+        Measure::run(u"curl"_s, {u"-sSfLO"_s, page + QLatin1Char('/') + name}, theirs);
     };
     Measure::printFloor("the same transfer with nothing else", pair,
                         Measure::alone(prepare, transfer));

@@ -17,6 +17,7 @@
 #include <stdexcept>
 
 using namespace brindle;
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -38,28 +39,25 @@ qint64 now()
 
 void measure(const QString &child, const QString &work)
 {
-    const QString root = work + QStringLiteral("/root");
+    const QString root = work + u"/root"_s;
     Files::remove(work);
 
     // What a whole setup leaves on the disk.
     const ProjectInfo info;
     const EngineSpec spec = EngineManager::spec(info);
     const Platform platform = Platform::current(QCoreApplication::applicationDirPath());
-    Files::createFolder(root + QStringLiteral("/Game/game-main"));
-    Files::writeAtomically(root + QStringLiteral("/Game/game-main/project.godot"),
-                           "config_version=5\n");
+    Files::createFolder(root + u"/Game/game-main"_s);
+    Files::writeAtomically(root + u"/Game/game-main/project.godot"_s, "config_version=5\n");
     Files::createFolder(spec.folder(root));
     QFile::copy(child, spec.folder(root) + u'/' + spec.program(platform));
-    Files::writeAtomically(root + QStringLiteral("/info.json"), info.toJson());
-    Files::writeAtomically(
-        root + QStringLiteral("/imported-") + spec.tag() + QStringLiteral(".txt"), "ok");
+    Files::writeAtomically(root + u"/info.json"_s, info.toJson());
+    Files::writeAtomically(root + u"/imported-"_s + spec.tag() + u".txt"_s, "ok");
 
     Dependencies parts;
     parts.storageRoot = root;
-    parts.temporaryFolder = work + QStringLiteral("/temporary");
-    parts.settings =
-        std::make_unique<QSettings>(work + QStringLiteral("/settings.ini"), QSettings::IniFormat);
-    parts.codeHost = QUrl(QStringLiteral("http://127.0.0.1:9"));
+    parts.temporaryFolder = work + u"/temporary"_s;
+    parts.settings = std::make_unique<QSettings>(work + u"/settings.ini"_s, QSettings::IniFormat);
+    parts.codeHost = QUrl(u"http://127.0.0.1:9"_s);
     parts.platform = platform;
     parts.desktop = std::make_shared<NoDesktop>();
     parts.clock = std::make_shared<SteadyClock>();

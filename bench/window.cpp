@@ -6,6 +6,7 @@
 
 #include "Measure.h"
 #include "files/Files.h"
+#include "support/Figures.h"
 
 #include <QCoreApplication>
 #include <QFile>
@@ -18,6 +19,7 @@
 #include <stdexcept>
 
 using namespace brindle;
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -36,18 +38,16 @@ class Display
 public:
     Display()
     {
-        server_.start(QStringLiteral("Xvfb"),
-                      {QStringLiteral("-displayfd"), QStringLiteral("1"), QStringLiteral("-screen"),
-                       QStringLiteral("0"), QStringLiteral("700x800x24"),
-                       QStringLiteral("-nolisten"), QStringLiteral("tcp"),
-                       QStringLiteral("-noreset"), QStringLiteral("-fbdir"), folder_.path()});
+        server_.start(u"Xvfb"_s,
+                      {u"-displayfd"_s, u"1"_s, u"-screen"_s, u"0"_s, u"700x800x24"_s,
+                       u"-nolisten"_s, u"tcp"_s, u"-noreset"_s, u"-fbdir"_s, folder_.path()});
         while (!server_.canReadLine()) {
             if (!server_.waitForReadyRead()) {
                 throw std::runtime_error("the X server does not start");
             }
         }
         name_ = QLatin1Char(':') + QString::fromLatin1(server_.readLine().trimmed());
-        file_.setFileName(folder_.filePath(QStringLiteral("Xvfb_screen0")));
+        file_.setFileName(folder_.filePath(u"Xvfb_screen0"_s));
         if (!file_.open(QIODevice::ReadOnly)) {
             throw std::runtime_error("the X server shows no picture");
         }
@@ -96,11 +96,11 @@ public:
     Shown(const QString &program, const Display &display, const QString &home) : display_(display)
     {
         auto environment = QProcessEnvironment::systemEnvironment();
-        environment.remove(QStringLiteral("WAYLAND_DISPLAY"));
-        environment.insert(QStringLiteral("DISPLAY"), display.name());
-        environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("xcb"));
-        environment.insert(QStringLiteral("HOME"), home);
-        environment.insert(QStringLiteral("XDG_RUNTIME_DIR"), home);
+        environment.remove(u"WAYLAND_DISPLAY"_s);
+        environment.insert(u"DISPLAY"_s, display.name());
+        environment.insert(u"QT_QPA_PLATFORM"_s, u"xcb"_s);
+        environment.insert(u"HOME"_s, home);
+        environment.insert(u"XDG_RUNTIME_DIR"_s, home);
         process_.setProcessEnvironment(environment);
         process_.start(program, {});
     }
@@ -114,40 +114,22 @@ public:
         display_.waitUntil(true);
     }
 
-    /// Proportional set size: shared pages are divided among those who share them.
-    double pss() const
+    /// Returns the proportional set size, in which processes share their common pages, in bytes.
+    double pss() const { return 1024 * procField(proc(u"smaps_rollup"_s), "Pss:"); }
+    /// Returns how often the main thread has run so far.
+    double turns() const
     {
-        QFile file(QStringLiteral("/proc/%1/smaps_rollup").arg(process_.processId()));
-        if (!file.open(QIODevice::ReadOnly)) {
-            throw std::runtime_error("the program is gone");
-        }
-        const auto lines = file.readAll().split('\n');
-        for (const QByteArray &line : lines) {
-            if (line.startsWith("Pss:")) {
-                return line.mid(4).trimmed().split(' ').first().toDouble() * 1024;
-            }
-        }
-        throw std::runtime_error("the kernel counts no proportional memory");
-    }
-
-    /// How often the main thread has run so far.
-    qint64 turns() const
-    {
-        QFile file(QStringLiteral("/proc/%1/task/%1/status").arg(process_.processId()));
-        if (!file.open(QIODevice::ReadOnly)) {
-            throw std::runtime_error("the program is gone");
-        }
-        qint64 turns = 0;
-        const auto lines = file.readAll().split('\n');
-        for (const QByteArray &line : lines) {
-            if (line.contains("ctxt_switches:")) {
-                turns += line.split(':').last().trimmed().toLongLong();
-            }
-        }
-        return turns;
+        const QString status = proc(u"task/%1/status"_s.arg(process_.processId()));
+        return procField(status, "voluntary_ctxt_switches:") +
+               procField(status, "nonvoluntary_ctxt_switches:");
     }
 
 private:
+    QString proc(const QString &file) const
+    {
+        return u"/proc/%1/%2"_s.arg(process_.processId()).arg(file);
+    }
+
     const Display &display_;
     QProcess process_;
 };
@@ -197,10 +179,9 @@ void measure(const QString &program, const QString &empty, const QString &work)
     const Shown shown(program, display, work);
     display.waitUntil(false);
     QThread::sleep(settled);
-    const qint64 before = shown.turns();
+    const double before = shown.turns();
     QThread::sleep(idleTime);
-    Measure::printLimit("wake-ups of the idle main thread in 10 s",
-                        static_cast<double>(shown.turns() - before), "", 0);
+    Measure::printLimit("wake-ups of the idle main thread in 10 s", shown.turns() - before, "", 0);
 }
 
 } // namespace

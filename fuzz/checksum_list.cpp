@@ -8,10 +8,11 @@
 #include <algorithm>
 
 using namespace brindle;
+using namespace Qt::StringLiterals;
 
 int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
-    static const auto name = QStringLiteral("Godot_v4.3-stable_linux.x86_64.zip");
+    static const auto name = u"Godot_v4.3-stable_linux.x86_64.zip"_s;
     const QByteArray list(reinterpret_cast<const char *>(data), // NOLINT
                           static_cast<qsizetype>(size));
     const auto digest = EngineManager::publishedDigest(list, name);

@@ -11,6 +11,7 @@
 #include <algorithm>
 
 using namespace brindle;
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -29,7 +30,7 @@ QStringList split(QByteArrayView bytes, qsizetype limit, qsizetype chunk)
 /// The plain way, which is too slow for what an engine can print.
 QString cleanedByExpression(QString text)
 {
-    static const QRegularExpression colour(QStringLiteral("\x1b\\[[0-9;]*[A-Za-z]"));
+    static const QRegularExpression colour(u"\x1b\\[[0-9;]*[A-Za-z]"_s);
     return Text::withoutNewlines(text.remove(colour)).toString();
 }
 

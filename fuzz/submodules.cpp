@@ -8,11 +8,12 @@
 #include "project/RepoDownloader.h"
 
 using namespace brindle;
+using namespace Qt::StringLiterals;
 
 int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
     static const ProjectFolder folder(".gitmodules");
-    static const QUrl host(QStringLiteral("https://github.com"));
+    static const QUrl host(u"https://github.com"_s);
     folder.put(data, size);
     const ProjectInfo info = ProjectInspector::inspect(folder.path());
     expect(ProjectInfo::fromJson(info.toJson()) == info, "a description survives being saved");
