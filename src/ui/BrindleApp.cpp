@@ -15,18 +15,18 @@
 #include <QTimer>
 #include <qpa/qplatformnativeinterface.h>
 
-// Generated, and left out of a program that links this library unless something calls them.
+// Generated. The linker drops it from a program that does not call it.
 extern void qml_register_types_Brindle();
 
 namespace brindle {
 
 namespace {
 
-/// How long the end waits for what has been cancelled, in milliseconds: a game that ignores the
-/// request to end is killed after five seconds.
+/// How long the end waits for cancelled work, in milliseconds. A game that ignores the request to
+/// end is killed after five seconds.
 constexpr int maxEnd = 7'000;
 
-/// The application's icon in the sizes that desktops ask for.
+/// Draws the application's icon in the sizes that desktops use.
 QIcon windowIcon()
 {
     QSvgRenderer drawing(QStringLiteral(":/qt-project.org/imports/Brindle/icons/brindle.svg"));
@@ -74,7 +74,7 @@ void obeyStartupId(const QByteArray &id)
 
 } // namespace
 
-// Not static: an application has one delegate, which is asked.
+// Members, because the application asks its one delegate.
 // NOLINTBEGIN(readability-convert-member-functions-to-static)
 
 AppDelegate::TerminateReply AppDelegate::applicationShouldTerminate()
@@ -93,11 +93,10 @@ void BrindleApp::prepare()
 {
     qml_register_types_Brindle();
     Accessibility::install();
-    // The window is drawn by the processor: that needs half the memory, is there sooner, wants no
-    // driver, and leaves the graphics card to the game. There is little to draw, and none of it
-    // while nothing changes.
+    // Software rendering needs half the memory, starts sooner, needs no driver, and leaves the
+    // graphics card to the game. There is little to draw.
     QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
-    // The letters of the desktop's other windows, not the ones made for zooming.
+    // Text looks as in the desktop's other windows.
     QQuickWindow::setTextRenderType(QQuickWindow::NativeTextRendering);
 }
 
@@ -121,7 +120,7 @@ BrindleApp::BrindleApp(std::shared_ptr<QuickDesktop> desktop)
     engine_.singletonInstance<SystemStyle *>(qmlTypeId("Brindle", 1, 0, "SystemStyle"))
         ->waitForPortal();
     QQmlComponent component(&engine_, mainWindow());
-    // Only an installation with pieces missing gets here without.
+    // Fails only in a broken installation.
     if (component.isReady()) {
         window_.reset(qobject_cast<QQuickWindow *>(component.createWithInitialProperties(
             {{QStringLiteral("model"), QVariant::fromValue<QObject *>(&model_)}})));
@@ -130,9 +129,9 @@ BrindleApp::BrindleApp(std::shared_ptr<QuickDesktop> desktop)
         qFatal("%s", qPrintable(component.errorString()));
     }
     desktop_->setWindow(&engine_, window_.get());
-    // Behind the first frame, which nobody shall wait for longer.
+    // After the first frame, which must not wait.
     QTimer::singleShot(0, this, [] { QGuiApplication::setWindowIcon(windowIcon()); });
-    // The Dock's way to ask for the window.
+    // The Dock asks for the window by activating the application.
     connect(qGuiApp, &QGuiApplication::applicationStateChanged, this,
             [this](Qt::ApplicationState state) {
                 if (state == Qt::ApplicationActive && !window_->isVisible() && !asking_) {
@@ -163,7 +162,7 @@ void BrindleApp::open(const QByteArray &activationToken, const QByteArray &start
 
 void BrindleApp::requestQuit()
 {
-    // The question about the first request answers the second as well.
+    // The open question answers a second request as well.
     if (ending_ || asking_) {
         return;
     }
@@ -196,7 +195,7 @@ bool BrindleApp::eventFilter(QObject *object, QEvent *event)
         event->ignore();
         return true;
     }
-    // The platform's own quit: its menu, its keyboard, the Dock; and a session that is over.
+    // From the platform's menu, keyboard or Dock, or at the end of the session.
     if (object == qGuiApp && event->type() == QEvent::Quit && !ending_) {
         if (sessionEnds_) {
             forceQuit();
@@ -215,7 +214,7 @@ bool BrindleApp::confirmQuit()
     return delegate_.applicationShouldTerminate() == AppDelegate::TerminateReply::now;
 }
 
-/// Asks in the window, still open. The window closes without the process only while something runs.
+/// Asks in the open window. While work runs, a "no" closes the window only.
 void BrindleApp::closeWindow()
 {
     if (!asking_ && delegate_.applicationShouldTerminateAfterLastWindowClosed()) {
@@ -228,7 +227,7 @@ void BrindleApp::closeWindow()
 
 void BrindleApp::reopenWhenIdle()
 {
-    // Nobody shall lose the launcher on a desktop that has no place to find it again.
+    // Some desktops offer no way to reach a launcher without a window.
     if (!model_.work() && !window_->isVisible() && !asking_) {
         open();
     }
@@ -244,7 +243,7 @@ void BrindleApp::shutDown()
         exit();
         return;
     }
-    // What has been cancelled takes its files with it.
+    // Cancelled work removes its files.
     connect(&model_, &AppModel::workChanged, this, [this, exit] {
         if (!model_.work()) {
             exit();
@@ -253,8 +252,8 @@ void BrindleApp::shutDown()
     QTimer::singleShot(maxEnd, this, exit);
 }
 
-/// The session asks whether it may end. It ends, or goes on, once all have answered: only then, and
-/// by a request to quit, does the launcher end with it.
+/// Answers the session, which asks whether it may end. The session ends once all programs agree,
+/// and sends a request to quit then.
 void BrindleApp::commitSession(QSessionManager &manager)
 {
     if (ending_) {

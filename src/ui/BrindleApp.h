@@ -17,13 +17,13 @@ class AppModel;
 class AppDelegate
 {
 public:
-    /// What a request to quit is answered with.
+    /// The answer to a request to quit.
     enum class TerminateReply { cancel = 0, now = 1 };
 
-    /// Asks the model, which may ask the player and stop what runs; each call asks anew.
+    /// Asks the model, which may ask the player and stop running work. Each call asks anew.
     TerminateReply applicationShouldTerminate();
 
-    /// Closing the window is a request to quit: always true.
+    /// Always true: closing the window is a request to quit.
     bool applicationShouldTerminateAfterLastWindowClosed();
 };
 
@@ -35,13 +35,13 @@ class BrindleApp : public QObject
     Q_OBJECT
 
 public:
-    /// Makes the views and what they are made of known to every QML engine; call once, after the
-    /// application has been made and before its first engine.
+    /// Registers the views with every QML engine. Call once, after creating the application and
+    /// before the first engine.
     static void prepare();
-    /// The window's view; its required property "model" is an AppModel.
+    /// The window's QML file. Its required property "model" is an AppModel.
     static QUrl mainWindow();
 
-    /// `AppModel::compose` and `prepare` have been called, and the model's desktop is `desktop`.
+    /// Call `AppModel::compose` and `prepare` before. `desktop` is the model's desktop.
     explicit BrindleApp(std::shared_ptr<QuickDesktop> desktop);
     ~BrindleApp() override;
 
@@ -49,15 +49,15 @@ public:
     /// Either text may be empty: a Wayland activation token and an X startup id.
     void open(const QByteArray &activationToken = {}, const QByteArray &startupId = {});
 
-    /// A request to quit. Serves events while the player is asked.
+    /// Asks the delegate, and ends the application if it agrees. Serves events during a question.
     void requestQuit();
-    /// The system takes the process away, without a question: what runs is stopped, then it ends.
+    /// Stops running work and ends the application, without a question.
     void forceQuit();
 
     QQuickWindow *window() const { return window_.get(); }
 
 Q_SIGNALS:
-    /// It has been decided that the application ends. It does so once nothing runs any more.
+    /// The application will end as soon as no work runs.
     void ending();
 
 protected:
@@ -74,7 +74,7 @@ private:
     AppModel &model_;
     std::shared_ptr<QuickDesktop> desktop_;
     QQmlEngine engine_;
-    std::unique_ptr<QQuickWindow> window_; // before the engine
+    std::unique_ptr<QQuickWindow> window_; // destroyed before the engine
     bool asking_ = false;
     bool sessionEnds_ = false; // obey the next request to quit without asking
     bool ending_ = false;

@@ -3,7 +3,7 @@ pragma ComponentBehavior: Bound
 import QtQuick
 import Brindle
 
-// The game's controls, as its README lists them.
+// The game's controls, from its README.
 SmoothRectangle {
     id: box
 

@@ -10,8 +10,7 @@ namespace brindle {
 
 namespace {
 
-/// More marks on one letter than any language stacks there; what is written in practice has three
-/// at most.
+/// More marks than any language puts on one letter. Real texts have at most three.
 constexpr int maxMarks = 5;
 
 bool isMark(char32_t character)
@@ -26,13 +25,13 @@ QString DisplayText::of(const QString &text, int longest)
 {
     QString shown = text;
     if (shown.size() > longest) {
-        // Not through the middle of a character.
+        // Do not split a surrogate pair.
         const bool splits = longest > 0 && shown.at(longest - 1).isHighSurrogate();
         shown.truncate(splits ? longest - 1 : longest);
         shown += u'…';
     }
     shown = Text::withoutControls(shown);
-    // Most have none, and then they stay shared.
+    // Most texts have none, and stay shared.
     const auto mayBeMark = [](QChar c) { return c.isSurrogate() || isMark(c.unicode()); };
     if (std::any_of(shown.cbegin(), shown.cend(), mayBeMark)) {
         std::u32string characters = shown.toStdU32String();

@@ -5,7 +5,7 @@
 
 namespace brindle {
 
-/// Makes texts from downloads fit to be shown. Stateless; any thread.
+/// Cleans downloaded texts for display. Any thread.
 class DisplayText : public QObject
 {
     Q_OBJECT
@@ -13,11 +13,10 @@ class DisplayText : public QObject
     QML_SINGLETON
 
 public:
-    /// The text's first `longest` characters, and "…" where there was more; without what
-    /// `Text::withoutControls` takes away, as it is copied. Towers of accents, which would cover
-    /// what lies above and below, end after a few.
+    /// Returns at most `longest` characters, and "…" for the rest. Removes control characters, and
+    /// all but a few marks per letter, because stacked marks cover the lines around them.
     Q_INVOKABLE static QString of(const QString &text, int longest = 500);
-    /// The same for each line of a text, all of which are kept.
+    /// Does the same for each line.
     Q_INVOKABLE static QString lines(const QString &text, int longest);
     /// Returns the title of an AppState::Phase.
     Q_INVOKABLE static QString phaseTitle(int phase);

@@ -11,7 +11,7 @@ SmoothRectangle {
     Symbol {
         objectName: "heroSymbol"
         anchors.centerIn: parent
-        // The symbol, as wide as one in a font of 64, and room for its shadow.
+        // The width of the symbol in a font of 64, and room for the shadow.
         width: 110 + 4 * shadowRadius
         height: width
         name: "flags"

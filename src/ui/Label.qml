@@ -1,10 +1,10 @@
 import QtQuick
 import Brindle
 
-// A text that wraps. Whatever its content holds, it is shown as it is, and made fit for that here.
+// A plain text that wraps, cleaned for display.
 Text {
     property string content
-    // More than any honest text of its kind needs, and no more than can be laid out in a moment.
+    // Longer than any honest text, and quick to lay out.
     property int maxLength: 500
 
     text: DisplayText.of(content, maxLength)

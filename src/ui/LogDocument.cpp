@@ -12,10 +12,10 @@ namespace brindle {
 
 namespace {
 
-// The whole line can be copied; more than this is not laid out.
+// Longer lines are cut here. The Copy button copies them whole.
 constexpr int maxShown = 4'000;
 
-/// An entry as one block: every character that would begin a block breaks the line only.
+/// Returns the entry as one block: characters that begin a block become line breaks.
 QString asBlock(const QString &line)
 {
     QString entry = DisplayText::of(line, maxShown);
@@ -23,7 +23,7 @@ QString asBlock(const QString &line)
         return c == u'\n' || c == QChar::ParagraphSeparator || c == QChar(0xfdd0) ||
                c == QChar(0xfdd1); // frame marks inside a QTextDocument
     };
-    // Most have none, and then it stays shared.
+    // Most entries have none, and stay shared.
     if (std::any_of(entry.cbegin(), entry.cend(), beginsBlock)) {
         std::replace_if(entry.begin(), entry.end(), beginsBlock, QChar(QChar::LineSeparator));
     }
@@ -50,7 +50,7 @@ void LogDocument::componentComplete()
 void LogDocument::startOver()
 {
     if (!document_) {
-        return; // the view is going
+        return; // the view is being destroyed
     }
     QTextCursor cursor(document_);
     cursor.select(QTextCursor::Document);
@@ -71,7 +71,7 @@ void LogDocument::updatePolish()
     const qint64 dropped = log_->dropped();
     const qint64 newest = dropped + lines.size();
     if (count_ == 0 || dropped >= end()) {
-        // Nothing that is shown is left: begin anew, from the end.
+        // The log dropped every shown entry. Begin again from the end.
         removeFront(count_);
         first_ = newest;
     } else if (dropped > first_) {
@@ -95,7 +95,7 @@ void LogDocument::updatePolish()
     insert(from, first_ - from);
 
     if (end() < newest || first_ > dropped) {
-        // Not from in here, which is the frame whose share has been used up.
+        // In the next frame, because this one is full.
         QMetaObject::invokeMethod(this, [this] { polish(); }, Qt::QueuedConnection);
     }
 }
@@ -122,7 +122,7 @@ void LogDocument::removeFront(qint64 count)
     scroller_->setProperty("contentY", following ? lastY() : std::clamp(y, 0.0, lastY()));
 }
 
-/// Inserts entries right before the first or right behind the last one shown.
+/// Inserts entries before the first or after the last shown one.
 void LogDocument::insert(qint64 from, qint64 count)
 {
     if (count <= 0) {
@@ -145,7 +145,7 @@ void LogDocument::insert(qint64 from, qint64 count)
     if (behind) {
         cursor.movePosition(QTextCursor::End);
     }
-    // A selection that ends where text is inserted must not grow with it.
+    // Inserted text must not extend a selection that ends there.
     const bool touched =
         behind && count_ > 0 && anchor != position && position == cursor.position();
     qreal y = contentY();

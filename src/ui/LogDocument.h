@@ -9,28 +9,27 @@
 
 namespace brindle {
 
-/// Keeps a read-only TextEdit's document equal to the log: one block for each entry. What has
-/// arrived is added at most once a frame, what the log has dropped is taken off the front, and
-/// nothing is rebuilt, so that a selection survives and a flood of lines leaves time to draw. A
-/// long log is shown from its end at once; the older entries follow in the next frames.
+/// Keeps a read-only TextEdit's document equal to the log, with one block per entry. Adds new
+/// entries at most once per frame, and removes dropped ones from the front. It never rebuilds the
+/// text, so a selection survives, and a flood of lines leaves time to draw. A long log appears from
+/// its end; older entries follow in the next frames.
 ///
-/// The view follows the end while it is at the end; elsewhere it keeps showing the same lines.
-/// Main thread only.
+/// The view follows the end while it is there. Elsewhere it keeps its lines. Main thread only.
 class LogDocument : public QQuickItem
 {
     Q_OBJECT
     QML_ELEMENT
-    /// All are set once, at its creation. A LogStore.
+    /// A LogStore. All properties are set once, at creation.
     Q_PROPERTY(QObject *log MEMBER source_ REQUIRED)
-    /// A TextEdit, which this object fills.
+    /// The TextEdit to fill.
     Q_PROPERTY(QQuickItem *edit MEMBER edit_ REQUIRED)
     /// The Flickable that scrolls it.
     Q_PROPERTY(QQuickItem *scroller MEMBER scroller_ REQUIRED)
-    /// What the text says while the log has no lines.
+    /// The text for an empty log.
     Q_PROPERTY(QString placeholder MEMBER placeholder_)
 
 public:
-    /// Most characters added in one frame, one whole entry at least.
+    /// The most characters added per frame. One whole entry is always added.
     static constexpr qsizetype charactersPerFrame = 8 * 1024;
 
     explicit LogDocument(QQuickItem *parent = nullptr);
@@ -51,11 +50,11 @@ private:
     qreal contentY() const;
 
     QPointer<QObject> source_;
-    QPointer<LogStore> log_; // the same
+    QPointer<LogStore> log_; // `source_`
     QPointer<QQuickItem> edit_;
     QPointer<QTextDocument> document_;
     QPointer<QQuickItem> scroller_;
-    // Entries are numbered from when the log was last replaced.
+    // Entries are numbered from the log's last reset.
     qint64 first_ = 0; // the first entry shown
     qint64 count_ = 0; // entries shown
     QString placeholder_;

@@ -5,7 +5,7 @@
 #include <QObject>
 #include <QtQml/qqmlregistration.h>
 
-/// What views compare the model's `phase` with: Phase.Downloading and so on.
+/// The values of the model's `phase`, for views: Phase.Downloading and so on.
 namespace brindle::Phase {
 
 Q_NAMESPACE

@@ -22,10 +22,10 @@ namespace brindle {
 
 namespace {
 
-/// How long a start waits for the compositor: a silent one shall not hold the game back.
+/// How long a start waits for the compositor, which may be silent.
 constexpr Clock::Duration tokenPatience{1};
 
-/// Runs one command, and waits for its end. False when it could not show anything.
+/// Runs one command to its end. Returns whether it succeeded.
 QCoro::Task<bool> run(Platform::Command command, QString path)
 {
     const QString program = QStandardPaths::findExecutable(command.program);
@@ -34,19 +34,19 @@ QCoro::Task<bool> run(Platform::Command command, QString path)
     }
     const QFileInfo file(path);
     const QStringList arguments = command.filled(path, file.isDir() ? path : file.path());
-    // What a file browser prints is of no use to anyone.
+    // Drops the file browser's output.
     ManagedProcess process(program, arguments, [](const QString &) {});
     try {
         auto running = process.run();
         const qint32 exitCode = co_await running;
         co_return exitCode == 0;
     } catch (const Error &) {
-        // Ignored: found but not startable, and the next one may be.
+        // Ignored, because the next command may start.
     }
     co_return false;
 }
 
-/// Asks the service to show the path. False when it could not, or nobody is there who could.
+/// Asks the service to show the path. Returns whether it did.
 /// https://www.freedesktop.org/wiki/Specifications/file-manager-interface/
 QCoro::Task<bool> ask(QString fileManager, QString path)
 {
@@ -62,8 +62,7 @@ QCoro::Task<bool> ask(QString fileManager, QString path)
     co_return answer.type() == QDBusMessage::ReplyMessage;
 }
 
-/// Shows an existing file or folder, by the service or the first of the commands that can.
-/// `running` counts this.
+/// Shows an existing file or folder by the service, or by the first command that succeeds.
 QCoro::Task<> show(QString fileManager, QList<Platform::Command> commands, QString path,
                    std::shared_ptr<int> running)
 {
@@ -77,7 +76,7 @@ QCoro::Task<> show(QString fileManager, QList<Platform::Command> commands, QStri
     --*running;
 }
 
-/// What the window is to the compositor; null while it is nothing.
+/// Returns the window's Wayland surface; null without one.
 void *surfaceOf(QWindow *window)
 {
     return window && window->handle()
@@ -140,7 +139,7 @@ void QuickDesktop::showNextAlert()
          {u"unprompted"_s, alert.unprompted}});
     Q_ASSERT_X(alert_, "QuickDesktop", qPrintable(component.errorString()));
     connect(alert_, SIGNAL(answered(int)), SLOT(answer(int)));
-    // After its exit transition.
+    // Later than the answer, because it fades out.
     connect(alert_, SIGNAL(closed()), alert_, SLOT(deleteLater()));
     const bool hasKeyboard = QGuiApplication::focusWindow() == window_;
     if (!window_->isVisible() || (!hasKeyboard && !alert.unprompted)) {
@@ -151,7 +150,7 @@ void QuickDesktop::showNextAlert()
 void QuickDesktop::answer(int button)
 {
     if (sender() != alert_) {
-        return; // answered before, and on its way out
+        return; // it has an answer, and fades out
     }
     const Question question = questions_.takeFirst();
     question.answer.resume(button);
@@ -203,7 +202,7 @@ void QuickDesktop::noteInput(quint64 time)
 QCoro::Task<QMap<QString, QString>> QuickDesktop::startPermission(std::stop_token stop)
 {
     QMap<QString, QString> permission;
-    // A time of 0 would mean that the window is not to have the keyboard.
+    // A time of 0 denies the window the keyboard.
     if (QGuiApplication::platformName() == u"xcb" && lastInput_ > 0) {
         // https://specifications.freedesktop.org/startup-notification-spec/: a text of our own that
         // nobody else's equals, and the time.

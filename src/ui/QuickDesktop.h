@@ -19,8 +19,8 @@ class QuickDesktop final : public QObject, public Desktop
     Q_OBJECT
 
 public:
-    /// @param reveal how to show a path in the file browser, in the order to try.
-    /// @param fileManager the service that is asked before; may be empty.
+    /// @param reveal commands that show a path in the file browser, in the order to try.
+    /// @param fileManager the D-Bus service to ask first; may be empty.
     explicit QuickDesktop(QList<Platform::Command> reveal, QString fileManager = {});
 
     /// Shows alerts over `window` from now on. Without an engine there are none. Owns neither.
@@ -34,22 +34,22 @@ public:
     void reveal(const QString &path) override;
     void copyText(const QString &text) override;
     void openPage(const QUrl &page) override;
-    /// Under Wayland a token of the compositor's; on X11 a startup id that bears the time of the
-    /// player's last input; elsewhere nothing.
+    /// Returns the compositor's token under Wayland, a startup id with the time of the player's last
+    /// input on X11, and nothing elsewhere.
     QCoro::Task<QMap<QString, QString>> startPermission(std::stop_token stop) override;
-    /// The player did something, at this time as the window system counts it.
+    /// Records the time of the player's input, as the window system counts it.
     void noteInput(quint64 time);
 
-    /// Whether something that `reveal` started still runs.
+    /// Whether a command of `reveal` still runs.
     bool isRevealing() const { return *revealing_ > 0; }
-    /// The alert that is shown now, an AlertView; null otherwise.
+    /// The visible alert, an AlertView; null without one.
     QObject *alert() const { return alert_; }
 
     /// Shows the window in front, with the keyboard.
     static void bringToFront(QWindow &window);
 
 private Q_SLOTS:
-    // By AlertView.
+    // AlertView's signal.
     void answer(int button);
 
 private:
@@ -62,13 +62,13 @@ private:
 
     QList<Platform::Command> reveal_;
     QString fileManager_;
-    // Counts what runs; shared with it, as it may outlive this.
+    // Counts running commands. Shared, because they may outlive this object.
     std::shared_ptr<int> revealing_ = std::make_shared<int>(0);
     QPointer<QQmlEngine> engine_;
     QPointer<QQuickWindow> window_;
-    QList<Question> questions_; // the first is shown in `alert_`
+    QList<Question> questions_; // `alert_` shows the first
     QPointer<QObject> alert_;   // an AlertView
-    std::unique_ptr<ActivationTokens> tokens_; // under Wayland, as long as there is a window
+    std::unique_ptr<ActivationTokens> tokens_; // under Wayland, while there is a window
     quint64 lastInput_ = 0;
     int starts_ = 0;
 };

@@ -11,17 +11,17 @@ namespace brindle {
 
 namespace {
 
-/// How far along an edge a corner of radius 1 begins to bend.
+/// The length of edge that a corner of radius 1 bends.
 constexpr qreal reach = 1.52866;
 
-/// A rectangle whose corners have no sudden change of curvature: each is a circle's arc whose ends
-/// ease into the straight lines. `radius` is limited to what there is room for.
+/// Returns a rectangle with corners of continuous curvature: circular arcs that ease into the
+/// edges. Limits `radius` to the room.
 QPainterPath outline(const QRectF &rectangle, qreal radius)
 {
     QPainterPath path;
     const qreal room = std::min(rectangle.width(), rectangle.height()) / 2;
     if (radius * reach > room) {
-        // No room to ease in: a plain arc, which goes over into the eased one as room grows.
+        // Without room to ease, draw plain arcs.
         path.addRoundedRect(rectangle, std::min(radius, room), std::min(radius, room));
         return path;
     }
@@ -29,7 +29,7 @@ QPainterPath outline(const QRectF &rectangle, qreal radius)
                                rectangle.bottomLeft(), rectangle.topLeft()};
     path.moveTo(rectangle.left() + radius * reach, rectangle.top());
     for (int quarter = 0; quarter < 4; ++quarter) {
-        // The corner's point is the origin, and the path comes along the x axis to it.
+        // The corner is the origin, and the path arrives along the x axis.
         const QTransform place = QTransform()
                                      .translate(corners[quarter].x(), corners[quarter].y())
                                      .rotate(90 * quarter)

@@ -6,8 +6,8 @@
 
 namespace brindle {
 
-/// A rectangle with smooth corners, filled with one colour or a gradient from the top left to the
-/// bottom right, and framed by a line that lies inside it. Painted the same by every renderer.
+/// A rectangle with smooth corners and an optional border inside its edge. The fill is one colour,
+/// or a gradient from the top left to the bottom right.
 class SmoothRectangle : public QQuickPaintedItem
 {
     Q_OBJECT
@@ -16,7 +16,7 @@ class SmoothRectangle : public QQuickPaintedItem
     Q_PROPERTY(QColor borderColor MEMBER borderColor_ NOTIFY changed)
     Q_PROPERTY(qreal borderWidth MEMBER borderWidth_ NOTIFY changed)
     Q_PROPERTY(qreal radius MEMBER radius_ NOTIFY changed)
-    /// Evenly spread; empty for a plain fill.
+    /// Evenly spaced colours; empty for a plain fill.
     Q_PROPERTY(QList<QColor> gradient MEMBER gradient_ NOTIFY changed)
 
 public:

@@ -11,7 +11,7 @@ namespace brindle {
 
 namespace {
 
-/// What the drawing covers, in one colour.
+/// Draws the icon's outline in one colour.
 QImage silhouette(QSvgRenderer &drawing, const QRectF &place, const QSize &size,
                   const QColor &color)
 {
@@ -24,7 +24,7 @@ QImage silhouette(QSvgRenderer &drawing, const QRectF &place, const QSize &size,
     return image;
 }
 
-/// Made small and large again, each pixel of it lies in a soft spot of its surroundings.
+/// Blurs by scaling down and up again.
 QImage blurred(const QImage &image, qreal radius)
 {
     const QSize small = (image.size() / std::max(1.0, radius)).expandedTo({1, 1});
@@ -48,7 +48,7 @@ void Symbol::paint(QPainter *painter)
     QSvgRenderer drawing(
         QStringLiteral(":/qt-project.org/imports/Brindle/icons/%1.svg").arg(name_));
     drawing.setAspectRatioMode(Qt::KeepAspectRatio);
-    // In the pixels of the screen.
+    // In the screen's pixels.
     const qreal ratio = painter->transform().m11();
     const QSizeF exact = size() * ratio;
     const QSize pixels(qCeil(exact.width()), qCeil(exact.height()));

@@ -5,14 +5,13 @@
 
 namespace brindle {
 
-/// One of the drawings in icons/, fitted into the item and filled with one colour, with an optional
-/// soft shadow. The shadow may reach beyond the drawing by twice its radius, so the item leaves
-/// that margin.
+/// Draws a file of icons/ in one colour, with an optional soft shadow. Leaves a margin of twice the
+/// shadow's radius around the drawing.
 class Symbol : public QQuickPaintedItem
 {
     Q_OBJECT
     QML_ELEMENT
-    /// The drawing's file without its ending; empty for none.
+    /// The file's name without its extension; empty for no drawing.
     Q_PROPERTY(QString name MEMBER name_ NOTIFY changed)
     Q_PROPERTY(QColor color MEMBER color_ NOTIFY changed)
     Q_PROPERTY(QColor shadowColor MEMBER shadowColor_ NOTIFY changed)

@@ -3,7 +3,7 @@ pragma Singleton
 import QtQuick
 import Brindle
 
-// The launcher's look: colours for light and dark, type scale, spacings. Follows the desktop.
+// The launcher's colours, fonts and spacings, which follow the desktop.
 QtObject {
     Component.onCompleted: SystemStyle.colourTitleBars(window, text)
     onWindowChanged: SystemStyle.colourTitleBars(window, text)
@@ -13,21 +13,19 @@ QtObject {
     readonly property color black: "#000000"
     readonly property color window: pick("#f6f6f8", "#1f1f23")
     readonly property color text: pick("#1c1c20", "#f3f3f6")
-    // Text of less weight.
     readonly property color secondary: pick("#5e5e66", "#a9a9b2")
-    // Text of a control that can't be pressed.
     readonly property color textOff: pick("#6b6b74", "#9c9ca6")
     readonly property color errorText: pick("#b3261e", "#ff8f87")
     readonly property color link: pick("#1258c4", "#74adff")
     readonly property color selection: mixed(window, accent, 0.3)
 
-    // The desktop's accent colour, where it names one, as a fill that stands out of the window.
+    // The desktop's accent colour, or a default, with enough contrast for a fill.
     readonly property color accent: {
         const own = pick("#1663d9", "#2669d6");
         const chosen = SystemStyle.accent.valid ? SystemStyle.accent : own;
         return standingOut(standingOut(chosen, window, 3), sheet, 3);
     }
-    // Steps away from the text on it.
+    // Away from the colour of the text on it.
     readonly property color accentHover: mixed(accent, awayFromText, 0.1)
     readonly property color accentDown: mixed(accent, awayFromText, 0.24)
     readonly property color awayFromText: Qt.colorEqual(accentText, white) ? black : white
@@ -66,8 +64,7 @@ QtObject {
     readonly property color red: pick("#ff3b30", "#ff453a")
     readonly property color green: pick("#28b14c", "#30d158")
 
-    // The type scale, in pixels beside the smallest default font that it is made for. It grows with
-    // the desktop's default font.
+    // The sizes are for a default font of 13 pixels, and grow with a larger one.
     readonly property real scale: Math.max(1, SystemStyle.fontSize / 13)
     readonly property int smallestText: 11
     readonly property font largeTitle: sized(26, Font.Bold)
@@ -77,22 +74,20 @@ QtObject {
     readonly property font body: sized(13, Font.Normal)
     readonly property font callout: sized(12, Font.Normal)
     readonly property font caption: sized(smallestText, Font.Normal)
-    // Shaped, some families turn the x of "1280x720" into a multiplication sign.
+    // With shaping, some fonts turn the x of "1280x720" into a multiplication sign.
     readonly property font segment: Qt.font({
         "family": SystemStyle.fontFamily,
         "pixelSize": caption.pixelSize,
         "weight": Font.Medium,
         "preferShaping": false
     })
-    // The smallest beside every default font that desktops have by themselves, which is one of up to
-    // 15 pixels (11 points), and in proportion beside larger ones.
+    // The smallest size up to a default font of 15 pixels (11 points), which desktops begin with.
     readonly property font monospaced: Qt.font({
         "family": SystemStyle.monospacedFamily,
         "pixelSize": Math.round(smallestText * Math.max(1, SystemStyle.fontSize / 15))
     })
 
-    // How long a change takes, in milliseconds. Qt 6.12 is the first to report the desktop's wish for
-    // less motion.
+    // Milliseconds of a change. Qt 6.12 is the first to report a preference for less motion.
     readonly property var hints: Application.styleHints
     property bool still: (hints.accessibility?.motionPreference ?? 0) !== 0
     readonly property int duration: still ? 0 : 160
@@ -117,13 +112,13 @@ QtObject {
         });
     }
 
-    // A share of the other in the colour; opaque.
+    // Mixes a share of the other colour in. Opaque.
     function mixed(colour: color, other: color, share: real): color {
         const mix = (a, b) => a + (b - a) * share;
         return Qt.rgba(mix(colour.r, other.r), mix(colour.g, other.g), mix(colour.b, other.b), 1);
     }
 
-    // The colour, nearer to the text's where it would not stand out of another.
+    // Moves the colour towards the text's until it contrasts enough.
     function standingOut(colour: color, below: color, least: real): color {
         let seen = mixed(colour, colour, 0);
         for (let step = 1; contrast(seen, below) < least && step <= 20; ++step)

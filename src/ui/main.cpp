@@ -1,4 +1,4 @@
-// brindle: the launcher. It has no options; what it works on comes from the user's folders.
+// brindle: the launcher. It has no options.
 
 #include "base/Clock.h"
 #include "base/Threads.h"
@@ -20,7 +20,7 @@ using namespace brindle;
 
 namespace {
 
-/// The launcher's helper programs: where an installed launcher has them, or beside this one.
+/// Returns the folder of the helper programs: the installed one, or this program's.
 QString privatePrograms()
 {
     const QString own = QCoreApplication::applicationDirPath();
@@ -60,7 +60,7 @@ int main(int argc, char *argv[])
 
     const Threads::ProgramEnd programEnd;
     QGuiApplication application(argc, argv);
-    // With these the settings are the bundle's own on macOS ("org.brindle.Brindle").
+    // These name the settings file on macOS ("org.brindle.Brindle").
     QCoreApplication::setApplicationName(QStringLiteral("Brindle"));
     QCoreApplication::setOrganizationName(QStringLiteral("Brindle"));
     QCoreApplication::setOrganizationDomain(QStringLiteral("brindle.org"));
@@ -83,7 +83,7 @@ int main(int argc, char *argv[])
     QObject::connect(&terminationSignals, &TerminationSignals::requested, &launcher,
                      &BrindleApp::forceQuit);
     launcher.open();
-    // Behind the first frame, which nobody shall wait for longer.
+    // After the first frame, which must not wait.
     QTimer::singleShot(0, &launcher, [] {
         StagingFolder::startClearingLeftovers(QDir::tempPath(), Paths::root());
     });

@@ -52,6 +52,8 @@ Item {
             compare(view.radius, 10);
             compare(view.borderWidth, 1);
             verify(Math.abs(view.borderColor.a - 0.5) < 0.01);
+            verify(Qt.colorEqual(pane.children[0].color, Theme.pane));
+            verify(Qt.colorEqual(pane.children[0].borderColor, Theme.paneEdge));
             compare(pane.height, 140);
             compare(pane.width, 512 - 24);
         }

@@ -12,6 +12,8 @@
 #include <QTextBlock>
 #include <QtTest>
 
+#include <cmath>
+
 using namespace brindle;
 
 namespace {
@@ -217,6 +219,45 @@ private Q_SLOTS:
         catchUp();
         QCOMPARE(text(), QStringLiteral("line 1\nline 2"));
         QCOMPARE(selected(), QString());
+    }
+
+    void linesAreWholeAndClearOfTheEdge()
+    {
+        append(1, 200);
+        open();
+        catchUp();
+        const qreal line = scroller_->property("line").toReal();
+        QCOMPARE(document()->size().height(), 200 * line);
+        QCOMPARE(std::fmod(contentY(), line), 0.0);
+        QCOMPARE(std::fmod(scroller_->height(), line), 0.0);
+        QVERIFY(scroller_->y() >= 7);
+        QVERIFY(scroller_->y() + scroller_->height() <= scroller_->parentItem()->height() - 7);
+    }
+
+    void keysScrollAtOnceAndMoreIsBelow()
+    {
+        append(1, 200);
+        open();
+        catchUp();
+        QVERIFY(!view_->find(QStringLiteral("moreBelow")));
+        const qreal page = scroller_->height() - scroller_->property("line").toReal();
+        const auto press = [this](Qt::Key key) { QTest::keyClick(view_->window(), key); };
+        press(Qt::Key_PageUp);
+        QCOMPARE(contentY(), lastY() - page);
+        QVERIFY(view_->find(QStringLiteral("moreBelow")));
+        press(Qt::Key_PageUp);
+        press(Qt::Key_PageDown);
+        QCOMPARE(contentY(), lastY() - page);
+        press(Qt::Key_End);
+        QCOMPARE(contentY(), lastY());
+        QVERIFY(!view_->find(QStringLiteral("moreBelow")));
+        // Away from the end the view stays, and the button leads back.
+        press(Qt::Key_Home);
+        append(201, 300);
+        catchUp();
+        QCOMPARE(topLine(), line(1));
+        view_->click(QStringLiteral("moreBelow"));
+        QCOMPARE(contentY(), lastY());
     }
 
     void theKeyboardSelects()

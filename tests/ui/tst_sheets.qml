@@ -148,18 +148,6 @@ Item {
             tryVerify(() => opener.activeFocus);
         }
 
-        // A key held down closes one layer.
-        function test_heldKeysCloseOnce_data() {
-            return [{ tag: "Escape", key: Qt.Key_Escape, modifiers: Qt.NoModifier },
-                    { tag: "Ctrl+W", key: Qt.Key_W, modifiers: Qt.ControlModifier }];
-        }
-        function test_heldKeysCloseOnce(data) {
-            open("settings");
-            keyPress(data.key, data.modifiers);
-            compare(content.settingsShown, false);
-            keyRelease(data.key, data.modifiers);
-        }
-
         // A slide and a fade, unless the desktop asks for less motion.
         function test_motion() {
             const sheet = findChild(content, "aboutSheet");
@@ -405,7 +393,8 @@ Item {
             compare(game.textFormat, Text.PlainText);
             verify(child(sheet, "aboutRepository").text.includes("tessel-works/godot-brindle"));
             verify(child(sheet, "aboutRepository").text.includes("GPL"));
-            compare(child(sheet, "aboutRepository").font, Theme.callout);
+            for (const name of ["aboutRepository", "aboutEngine", "repositoryLink", "aboutLauncher"])
+                compare(child(sheet, name).font, Theme.callout, name);
             verify(child(sheet, "aboutEngine").text.includes("MIT"));
             verify(child(sheet, "aboutEngine").text.includes("Godot Engine contributors"));
             compare(child(sheet, "aboutLauncher").text, "The game belongs to its author. This app is only a launcher: it downloads the game and Godot and starts them. Nothing is sent anywhere except those downloads.");

@@ -14,8 +14,6 @@
 
 using namespace brindle;
 
-Q_DECLARE_METATYPE(brindle::AppState)
-
 class TestWindow : public QObject
 {
     Q_OBJECT
@@ -162,81 +160,6 @@ private Q_SLOTS:
         QVERIFY(moves());
     }
 
-    void everyState_data()
-    {
-        QTest::addColumn<AppState>("state");
-        QTest::addColumn<QString>("title");
-        QTest::addColumn<QString>("rows"); // what is seen besides the title
-        const QString text = QStringLiteral("the text");
-        QTest::newRow("notDownloaded")
-            << AppState::notDownloaded() << QStringLiteral("Not downloaded")
-            << QStringLiteral("playButton on downloadHint");
-        QTest::newRow("downloading")
-            << AppState::downloading(text) << QStringLiteral("Downloading")
-            << QStringLiteral("stepText progressBar detail cancelButton playButton off");
-        QTest::newRow("settingUp")
-            << AppState::settingUp(text) << QStringLiteral("Setting up")
-            << QStringLiteral("stepText progressBar detail cancelButton playButton off");
-        QTest::newRow("needs") << AppState::needs(text) << QStringLiteral("Needs something")
-                               << QStringLiteral("needsMessage playButton on");
-        QTest::newRow("ready") << AppState::ready() << QStringLiteral("Ready")
-                               << QStringLiteral("playButton on");
-        QTest::newRow("starting") << AppState::starting() << QStringLiteral("Starting…")
-                                  << QStringLiteral("stepText stopButton on");
-        QTest::newRow("playing") << AppState::playing() << QStringLiteral("Playing")
-                                 << QStringLiteral("playingNote stopButton on");
-    }
-
-    void everyState()
-    {
-        QFETCH(AppState, state);
-        QFETCH(QString, title);
-        QFETCH(QString, rows);
-        app().set(&Status::state, state);
-        app().set(&Status::stepText, QStringLiteral("the step"));
-        app().set(&Status::detail, QStringLiteral("the detail"));
-        QCOMPARE(text("statusTitle"), title);
-        QStringList seen;
-        for (const char *name :
-             {"stepText", "progressBar", "detail", "cancelButton", "needsMessage", "playingNote",
-              "playButton", "stopButton", "downloadHint", "failure"}) {
-            if (QQuickItem *const item = find(name)) {
-                seen << QLatin1String(name);
-                if (seen.last() == QStringLiteral("playButton") ||
-                    seen.last() == QStringLiteral("stopButton")) {
-                    seen << (item->isEnabled() ? QStringLiteral("on") : QStringLiteral("off"));
-                }
-            }
-        }
-        QCOMPARE(seen.join(QLatin1Char(' ')), rows);
-        if (find("needsMessage")) {
-            QCOMPARE(text("needsMessage"), QStringLiteral("the text"));
-        }
-    }
-
-    void progressIsFollowed()
-    {
-        app().set(&Status::state, AppState::downloading(QStringLiteral("x")));
-        QQuickItem *const bar = find("progressBar");
-        QVERIFY(bar->property("indeterminate").toBool());
-        app().updateProgress(1'000'000, 4'000'000, 2'000'000);
-        QVERIFY(!bar->property("indeterminate").toBool());
-        QCOMPARE(bar->property("value").toDouble(), 0.25);
-        QCOMPARE(text("detail"), QStringLiteral("1 MB of 4 MB · 2 MB/s"));
-        app().updateProgress(1'000'000, 0, 2'000'000);
-        QVERIFY(bar->property("indeterminate").toBool());
-    }
-
-    void aFailureIsShown()
-    {
-        QVERIFY(!find("failure"));
-        app().set(&Status::failure, FailureReport{QStringLiteral("summary"), {QStringLiteral("line")}});
-        QVERIFY(find("failure"));
-        QCOMPARE(text("failureSummary"), QStringLiteral("summary"));
-        app().set(&Status::failure, std::nullopt);
-        QVERIFY(!find("failure"));
-    }
-
     void playByKeyboardTwice()
     {
         QTest::keyClick(window_.get(), Qt::Key_Space);
@@ -307,10 +230,28 @@ private Q_SLOTS:
         QVERIFY(find("playButton"));
     }
 
-    void markupInAMessageIsShown()
+    void aHeldKeyClosesOneLayer_data()
     {
-        app().set(&Status::state, AppState::needs(QStringLiteral("<b>no</b>")));
-        QCOMPARE(text("needsMessage"), QStringLiteral("<b>no</b>"));
+        QTest::addColumn<Qt::Key>("key");
+        QTest::addColumn<Qt::KeyboardModifier>("modifier");
+        QTest::newRow("Ctrl+W") << Qt::Key_W << Qt::ControlModifier;
+        QTest::newRow("Escape") << Qt::Key_Escape << Qt::NoModifier;
+    }
+    void aHeldKeyClosesOneLayer()
+    {
+        QFETCH(Qt::Key, key);
+        QFETCH(Qt::KeyboardModifier, modifier);
+        find("content")->setProperty("settingsShown", true);
+        QTRY_VERIFY(find("doneButton"));
+        for (const bool repeated : {false, true, true, true}) {
+            QTest::simulateEvent(window_.get(), true, key, modifier, {}, repeated);
+            QTest::qWait(1);
+        }
+        QTRY_VERIFY(!find("doneButton"));
+        for (int i = 0; i < 3; ++i) {
+            QTest::simulateEvent(window_.get(), true, key, modifier, {}, true);
+        }
+        QVERIFY(window_->isVisible());
     }
 };
 
