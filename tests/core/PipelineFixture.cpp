@@ -102,7 +102,11 @@ void PipelineFixture::finish(double seconds, int code)
     ModelFixture::finishGame(project(), code);
     // The model waits a moment for the last lines once the game has ended.
     spinUntil([&] { return !model().runner.current(); });
-    clock->advance(Clock::Duration(0.2));
+    passTheEnd();
+}
+
+void PipelineFixture::passTheEnd()
+{
     spinUntil([&] {
         clock->advance(Clock::Duration(0.1));
         return !model().work();

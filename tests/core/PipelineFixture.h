@@ -43,6 +43,8 @@ public:
     QString project() const { return root(QStringLiteral("Game/godot-brindle-main")); }
     /// Lets the game end with a code after it has run that long.
     void finish(double seconds, int code);
+    /// Lets the time for the last lines pass and serves events until no task runs.
+    void passTheEnd();
     /// Answers a path with silence until the client goes away; `stalled` becomes true by then.
     void stall(const QString &path);
 

@@ -98,10 +98,7 @@ private Q_SLOTS:
                               "exit 3\n");
         AppModel &model = fixture.model();
         model.startWork(true);
-        spinUntil([&] {
-            fixture.clock->advance(Clock::Duration(0.05));
-            return !model.work();
-        });
+        fixture.passTheEnd();
         QVERIFY(model.failure());
         QCOMPARE(model.failure()->lines.size(), 30);
         QCOMPARE(model.failure()->lines.first(), u"line 32"_s);

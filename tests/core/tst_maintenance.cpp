@@ -287,19 +287,29 @@ private Q_SLOTS:
         QVERIFY(exists("Game/old.txt"));
     }
 
-    void savesAreShownOnceThereAreSome()
+    void foldersAreShownOnceTheyExist()
     {
-        model().showSaves();
-        QCOMPARE(desktop().alerts,
-                 QList<Alert>{(Alert{u"No saves yet"_s,
-                                     u"Godot creates its save folder the first time "
-                                     "the game saves something."_s,
-                                     {}})});
-        QVERIFY(desktop().revealed.isEmpty());
-        QDir().mkpath(model().savesFolder());
-        model().showSaves();
-        QCOMPARE(desktop().revealed, QStringList{fixture_->saves() + u"/By hand"_s});
-        QCOMPARE(desktop().alerts.size(), 1);
+        using Action = void (AppModel::*)();
+        const Alert noSaves{
+            u"No saves yet"_s,
+            u"Godot creates its save folder the first time the game saves something."_s,
+            {}};
+        const Alert nothing{u"Nothing downloaded yet"_s,
+                            u"Press Play first; the files will then appear here."_s,
+                            {}};
+        const auto check = [&](Action action, const QString &folder, const Alert &otherwise) {
+            QDir(folder).removeRecursively();
+            (model().*action)();
+            QCOMPARE(desktop().alerts.last(), otherwise);
+            QDir().mkpath(folder);
+            const auto before = desktop().alerts.size();
+            (model().*action)();
+            QCOMPARE(desktop().revealed.last(), folder);
+            QCOMPARE(desktop().alerts.size(), before);
+        };
+        check(&AppModel::showSaves, fixture_->saves() + u"/By hand"_s, noSaves);
+        check(&AppModel::revealInFinder, fixture_->root(), nothing);
+        QCOMPARE(desktop().revealed.size(), 2);
     }
 
     void theSaveFolderIsNamedAsTheEngineNamesIt_data()
@@ -329,20 +339,6 @@ private Q_SLOTS:
         QDir().mkpath(fixture_->saves());
         model().showSaves();
         QVERIFY(desktop().revealed.isEmpty());
-    }
-
-    void filesAreRevealedOnceThereAreSome()
-    {
-        model().revealInFinder();
-        QCOMPARE(desktop().revealed, QStringList{fixture_->root()});
-        QDir(fixture_->root()).removeRecursively();
-        model().revealInFinder();
-        QCOMPARE(desktop().revealed.size(), 1);
-        QCOMPARE(desktop().alerts,
-                 QList<Alert>{(Alert{u"Nothing downloaded yet"_s,
-                                     u"Press Play first; the files will then appear "
-                                     "here."_s,
-                                     {}})});
     }
 
     void failuresAndLogsAreCopied()
@@ -426,8 +422,14 @@ private Q_SLOTS:
             }
         });
         QCOMPARE(model().confirmQuit(), quits);
+        const Alert expected{u"A download is still running"_s,
+                             u"Quitting will cancel it."_s,
+                             {u"Quit"_s, u"Keep open"_s}};
+        QCOMPARE(desktop().alerts.last(), expected);
+        QCOMPARE(model().work()->stop_requested(), quits);
         model().cancel();
         fixture_->waitUntilIdle();
+        QCOMPARE(model().log.lines().last(), u"• Cancelled"_s);
     }
 
     void quittingWhileARemovalMeasures()
@@ -465,19 +467,6 @@ private Q_SLOTS:
         workers.open();
         fixture_->waitUntilIdle();
         QVERIFY(!QFileInfo::exists(fixture_->root()));
-    }
-
-    void quittingWhileATaskRuns()
-    {
-        fixture_->stall(ReleaseHost::gamePath());
-        model().updateGame();
-        spinUntil([&] { return fixture_->stalled.load(); });
-        QVERIFY(model().confirmQuit());
-        QCOMPARE(desktop().alerts, QList<Alert>{(Alert{u"A download is still running"_s,
-                                                       u"Quitting will cancel it."_s,
-                                                       {u"Quit"_s, u"Keep open"_s}})});
-        fixture_->waitUntilIdle();
-        QCOMPARE(model().log.lines().last(), u"• Cancelled"_s);
     }
 };
 

@@ -88,10 +88,7 @@ private Q_SLOTS:
         fixture.offerEngine("#!/bin/sh\nexit 0\n");
         const mode_t before = umask(0);
         fixture.model().startWork(true);
-        spinUntil([&] {
-            fixture.clock->advance(Clock::Duration(0.1));
-            return !fixture.model().work();
-        });
+        fixture.passTheEnd();
         umask(before);
         const auto modeIn = [&](const char *name) {
             return modeOf(fixture.root(QLatin1String(name)));
@@ -113,10 +110,7 @@ private Q_SLOTS:
         fixture.offerEngine("#!/bin/sh\nexit 0\n");
         events.clear();
         fixture.model().startWork(true);
-        spinUntil([&] {
-            fixture.clock->advance(Clock::Duration(0.1));
-            return !fixture.model().work();
-        });
+        fixture.passTheEnd();
         const QString root = fixture.root();
         // What must have reached the disk, each before the next is asked for.
         const QStringList order{
