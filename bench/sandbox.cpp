@@ -1,8 +1,8 @@
-// What the sandbox around the archive tool costs, and how soon it refuses what is hostile.
+// Measures the cost of the archive tool's sandbox, and of refusing hostile archives.
 //
 // usage: bench_sandbox ARCHIVE DITTO UNSANDBOXED WORK
-//   ARCHIVE is unpacked with DITTO and with UNSANDBOXED, the same program without the sandbox; WORK
-//   is emptied
+//   Unpacks ARCHIVE with DITTO and with UNSANDBOXED, the same program without the sandbox. Empties
+//   WORK.
 
 #include "Corpus.h"
 #include "Measure.h"
@@ -39,7 +39,7 @@ void measureCost(const char *what, const QString &archive, const Tools &tools, c
                         1.10);
 }
 
-/// As large as the game's repository: what costs is opening files, not filling them.
+/// As many files as a game's repository: opening files is the cost, not filling them.
 QByteArray manySmallFiles()
 {
     const QByteArray text = QByteArray("extends Node\n").repeated(300);
@@ -51,7 +51,7 @@ QByteArray manySmallFiles()
     return zip.bytes();
 }
 
-/// Of all programs that this one ran and awaited, in seconds.
+/// Returns the seconds of processor time of all child programs that have ended.
 double processorTime()
 {
     struct rusage used{};

@@ -1,5 +1,5 @@
-// A zip archive, up to where files would be written: once with every check, and once without what
-// is refused, so that inputs get past what makes nearly all of them end early.
+// Reads a zip archive, but writes no files: once with every check, and once without checks, since
+// those end nearly all inputs early.
 
 #include "Expect.h"
 #include "Fuzzer.h"
@@ -22,7 +22,7 @@ namespace {
 
 constexpr uint64_t maxUnpacked = 1U << 20U; // so that no input takes long
 
-/// The input as a file that lives as long as the fuzzer.
+/// One temporary file, which holds each input in turn.
 class InputFile
 {
 public:

@@ -105,14 +105,14 @@ void checkEntry(const Entry &entry)
     refuseIf(method != stored && method != deflated, "an unknown compression method");
     refuseIf(size > maxFileBytes, "a file that is too large");
     refuseIf(method == stored && size != entry.compressedSize, "sizes that disagree");
-    // Empty blocks, in whose number deflate sets no limit, take time and yield nothing.
+    // Deflate allows any number of empty blocks, which take time and yield nothing.
     refuseIf(entry.compressedSize > size + size / 4 + 64, "packed data larger than its content");
     refuseIf(entry.type() == Type::folder && size != 0, "a folder with content");
     refuseIf(entry.type() == Type::link && (size == 0 || size > maxLinkTarget),
              "a link without a fitting target");
 }
 
-/// Sorts as a walk through the tree meets the entries.
+/// The order in which a walk through the tree meets the entries.
 bool precedes(const Entry &first, const Entry &second)
 {
     const std::string_view a = first.path();
@@ -139,7 +139,7 @@ void checkNeighbours(const Entry &first, const Entry &second)
     }
 }
 
-/// Refuses what all entries, sorted, take together.
+/// Checks the sums over all entries, which must be sorted.
 void checkTotals(const std::vector<Entry> &entries)
 {
     uint64_t places = 0;
@@ -174,7 +174,7 @@ void checkTotals(const std::vector<Entry> &entries)
     if (bytes > maxBytes) {
         throw Error("too many bytes to unpack");
     }
-    // Entries share no bytes, so that all of them together are no larger than the archive.
+    // Entries share no bytes, so the packed bytes are no more than the archive has.
     if (bytes > freeBytes + maxGrowth * packedBytes) {
         throw Error("an archive that unpacks to too much");
     }
@@ -183,14 +183,13 @@ void checkTotals(const std::vector<Entry> &entries)
     }
 }
 
-/// Follows a link as the system would. False as soon as it leaves the tree. `work` counts for all
-/// links.
+/// Follows a link as the system would. Returns false as soon as it leaves the tree. Adds to `work`.
 bool staysInside(std::string_view link, const std::string &target, const Links &links,
                  uint64_t &work)
 {
     constexpr int maxFollowed = 40; // as many as Linux follows
     constexpr uint64_t workOfPart = 16;
-    std::string at(link); // no entry lies below a link, so that this leads through none
+    std::string at(link); // leads through no other link, as no entry lies below a link
     std::vector<std::string_view> pending; // the next at the end
     int followed = 0;
     const auto leave = [&at] { at.resize(at.find('/') == std::string::npos ? 0 : at.rfind('/')); };

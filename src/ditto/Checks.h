@@ -13,7 +13,7 @@
 namespace brindle::ditto {
 
 constexpr uint64_t maxFileBytes = 4ULL << 30U;
-constexpr uint64_t maxBytes = 16ULL << 30U; ///< everything, on the disk
+constexpr uint64_t maxBytes = 16ULL << 30U; ///< of the whole archive, on the disk
 
 /// An archive may take `freeBytes` of the disk and `maxGrowth` times its packed bytes. One file has
 /// no limit of its own: flat height maps reach deflate's 1032:1. Usual projects stay below 20:1.
@@ -23,15 +23,15 @@ constexpr uint64_t maxGrowth = 100;
 constexpr uint64_t blockBytes = 4096;
 constexpr uint64_t placeBytes = 512;
 
-/// The system walks every folder above each place that is made. The depths of all places may add up
-/// to `freeDepth` and `maxMeanDepth` for each place.
+/// To make a file, the system walks all folders above it. The depths of all files, folders and
+/// links may add up to `freeDepth` and `maxMeanDepth` for each of them.
 constexpr uint64_t freeDepth = 100'000;
 constexpr uint64_t maxMeanDepth = 16;
 
 constexpr uint64_t maxLinks = 10'000;
 constexpr uint64_t maxLinkTarget = 4095;
 constexpr uint64_t maxLinkBytes = 4ULL << 20U; ///< all targets
-/// About as many bytes of paths are read to follow all links.
+/// Limits the bytes of paths that are read to follow all links.
 constexpr uint64_t maxLinkWork = 64ULL << 20U;
 
 /// Compression methods, APPNOTE.TXT 4.4.5.
@@ -45,8 +45,8 @@ constexpr uint16_t deflated = 8;
 /// Sorts the entries so that a folder precedes its content, and its content precedes all else.
 void checkDirectory(std::vector<Entry> &entries);
 
-/// Calls `visit` with the path of each folder that `entry` needs or is, unless `previous`, the
-/// entry before it in sorted order, needs or is the same folder. Outer folders come first.
+/// Calls `visit` with the path of each folder that `entry` adds to those of `previous`, the entry
+/// before it in sorted order. Outer folders come first.
 void visitNewFolders(const Entry &entry, const Entry *previous,
                      const std::function<void(std::string_view path)> &visit);
 

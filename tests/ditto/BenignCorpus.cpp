@@ -1,5 +1,8 @@
 #include "Corpus.h"
 
+#include <algorithm>
+#include <random>
+
 namespace brindle {
 
 namespace {
@@ -112,7 +115,6 @@ QList<Row> odd()
         {"flat height map as text",
          {{"map.tres", "data = PackedFloat32Array(" + QByteArray("0, ").repeated(500'000) + ")\n",
            file644, true}}},
-        {"large file of zeros", {RawZip::zeros("zeros", 40'000'000)}},
         {"names that differ in case", {{"a", "1", file644}, {"A", "2", file644}}},
         {"names that differ in how an accent is written",
          {{"\xc3\xa9", "1", file644}, {"e\xcc\x81", "2", file644}}},
@@ -144,6 +146,15 @@ QList<CorpusCase> Corpus::benign()
                       return many(100'001, [&](int i) {
                           return Entry{'d' + number(i % 100) + "/f" + number(i), {}, file644};
                       });
+                  }});
+    cases.append({"large file of zeros",
+                  [] { return RawZip({RawZip::zeros("zeros", 40'000'000)}).bytes(); }});
+    cases.append({"data that deflate makes larger", [] {
+                      QByteArray noise(1'000'000, Qt::Uninitialized);
+                      std::minstd_rand random;
+                      std::generate(noise.begin(), noise.end(),
+                                    [&] { return static_cast<char>(random()); });
+                      return RawZip({{"noise", noise, file644, true}}).bytes();
                   }});
     cases.append({"a game of small files", [number] {
                       return many(5'000, [&](int i) {

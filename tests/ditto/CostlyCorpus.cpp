@@ -81,9 +81,22 @@ QList<CorpusCase> Corpus::costly()
     };
     return {
         row(
-            "one large file", 1, [](int) { return RawZip::zeros("x", 400'000'000); }, "too much"),
+            "one large file", 1,
+            [](int) {
+                return Entry{.name = "x",
+                             .deflated = true,
+                             .size = 400'000'000,
+                             .packed = QByteArray(400'000, 'x')};
+            },
+            "too much"),
         row(
-            "many small files", 600, [](int i) { return RawZip::zeros(n(i), 1 << 20); },
+            "many small files", 600,
+            [](int i) {
+                return Entry{.name = n(i),
+                             .deflated = true,
+                             .size = 1 << 20,
+                             .packed = QByteArray(1'000, 'x')};
+            },
             "too much"),
         row(
             "growth that is not announced", 1,

@@ -114,26 +114,6 @@ QByteArray zip64End(const RawZip::Frame &frame, quint64 count, quint64 size, qui
            number(8, orLie(frame.zip64Offset, position)) + number(4, 1);
 }
 
-constexpr qint64 pieceSize = 1 << 20;
-
-/// Returns deflated zeros as blocks that any other blocks can precede and follow.
-QByteArray packedZeros(qint64 count)
-{
-    QByteArray zeros(count, 0);
-    QByteArray packed(static_cast<qsizetype>(compressBound(static_cast<uLong>(count))) + 16, 0);
-    z_stream stream{};
-    deflateInit2(&stream, Z_BEST_COMPRESSION, Z_DEFLATED, -MAX_WBITS, MAX_MEM_LEVEL,
-                 Z_DEFAULT_STRATEGY);
-    stream.next_in = reinterpret_cast<Bytef *>(zeros.data()); // NOLINT
-    stream.avail_in = static_cast<uInt>(count);
-    stream.next_out = reinterpret_cast<Bytef *>(packed.data()); // NOLINT
-    stream.avail_out = static_cast<uInt>(packed.size());
-    deflate(&stream, Z_FULL_FLUSH);
-    packed.truncate(static_cast<qsizetype>(stream.total_out));
-    deflateEnd(&stream);
-    return packed;
-}
-
 } // namespace
 
 RawZip &RawZip::add(const Entry &entry)
@@ -187,24 +167,7 @@ quint32 RawZip::checksum(const QByteArray &content)
 
 RawZip::Entry RawZip::zeros(const QByteArray &name, qint64 count)
 {
-    const qint64 pieces = count / pieceSize;
-    const qint64 rest = count % pieceSize;
-    QByteArray packed = pieces > 0 ? packedZeros(pieceSize).repeated(pieces) : QByteArray();
-    uLong crc = 0;
-    const uLong crcOfPiece = checksum(QByteArray(pieceSize, 0));
-    for (qint64 i = 0; i < pieces; ++i) {
-        crc = crc32_combine(crc, crcOfPiece, pieceSize);
-    }
-    if (rest > 0) {
-        packed += packedZeros(rest);
-        crc = crc32_combine(crc, checksum(QByteArray(rest, 0)), static_cast<z_off_t>(rest));
-    }
-    return {.name = name,
-            .mode = file644,
-            .deflated = true,
-            .size = count,
-            .crc = static_cast<qint64>(crc),
-            .packed = packed + QByteArray("\3\0", 2)};
+    return {name, QByteArray(count, 0), file644, true};
 }
 
 QByteArray RawZip::unicodePath(const QByteArray &name, const QByteArray &unicodeName)

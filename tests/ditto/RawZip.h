@@ -5,7 +5,7 @@
 
 namespace brindle {
 
-/// Writes zip archives byte by byte (APPNOTE.TXT 4.3), so that a test can make each of them wrong.
+/// Writes zip archives byte by byte (APPNOTE.TXT 4.3), so that tests can make any byte wrong.
 class RawZip
 {
 public:
@@ -21,15 +21,15 @@ public:
         QByteArray content{};
         quint32 mode = 0; ///< whole unix mode; 0 stores none
         bool deflated = false;
-        // What is written in place of the truth, where it is not negative (or not empty).
+        // Lies, where they are not negative (or not empty).
         qint64 size = -1;
         qint64 packedSize = -1;
         qint64 crc = -1;
         int method = -1;
         int flags = -1;
-        int system = -1; ///< that the entry was made on, APPNOTE.TXT 4.4.2; else Unix for a mode
+        int system = -1; ///< of the packer, APPNOTE.TXT 4.4.2; else Unix if there is a mode
         QByteArray localName{};
-        QByteArray packed{}; ///< the packed bytes; `content` is not looked at
+        QByteArray packed{}; ///< the packed bytes; `content` does not matter
         qint64 localSize = -1;
         qint64 localPackedSize = -1;
         qint64 localCrc = -1;
@@ -43,7 +43,7 @@ public:
         bool descriptor = false; ///< checksum and sizes behind the data instead of before it
     };
 
-    /// What surrounds the entries, and its lies.
+    /// The parts around the entries, and their lies.
     struct Frame
     {
         QByteArray comment{};
@@ -69,8 +69,7 @@ public:
     /// An entry's own header, without its data.
     static QByteArray localHeader(const Entry &entry);
     static quint32 checksum(const QByteArray &content);
-    /// A deflated file of zeros, of less than 4 GiB, made in next to no time. It is a thousand
-    /// times smaller when packed.
+    /// Returns a deflated file of zeros. It is a thousand times smaller when packed.
     static Entry zeros(const QByteArray &name, qint64 count);
     /// An extra field that gives the entry `name` another name, APPNOTE.TXT 4.6.9.
     static QByteArray unicodePath(const QByteArray &name, const QByteArray &unicodeName);

@@ -1,8 +1,7 @@
-// Starts a program for which some of the system's calls fail, as they do on a broken or an unusual
-// disk. Tests only.
+// Starts a program some of whose system calls fail, as on a broken or unusual disk. Tests only.
 //
 // usage: failing FAULTS ERRNO PROGRAM [ARGUMENT…]
-//   FAULTS are joined by ","; 0 as ERRNO ends the program at the first of such calls
+//   FAULTS are joined by ","; with 0 as ERRNO, the first such call ends the program
 
 #include <cstdlib>
 #include <fcntl.h>
@@ -17,12 +16,13 @@ namespace {
 
 struct Fault
 {
-    std::vector<const char *> calls; // different machines' names for the same
+    std::vector<const char *> calls; // machines have different ones
     std::vector<scmp_arg_cmp> arguments{};
 };
 
-// The loader of programs reads, too, and the sanitizers write: little at a time. The end of the
-// test's archive is read in a piece of 65,557 bytes, its file in one of 100,000.
+// Sizes tell the tool's calls from those of the loader and the sanitizers, which are small. The
+// tool reads the end of the test's archive in a piece of 65,557 bytes, and its file in one of
+// 100,000.
 const std::map<std::string, Fault> faults{
     {"read", {{"pread64"}, {{2, SCMP_CMP_EQ, 100'000, 0}}}},
     {"read of the end", {{"pread64"}, {{2, SCMP_CMP_EQ, 65'557, 0}}}},

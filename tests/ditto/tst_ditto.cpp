@@ -8,7 +8,9 @@
 #include <QProcess>
 #include <QtTest>
 
+#include <algorithm>
 #include <cerrno>
+#include <random>
 #include <sys/stat.h>
 
 using namespace brindle;
@@ -123,11 +125,8 @@ private Q_SLOTS:
     {
         // Poorly packed, so that it takes a while.
         QByteArray noise(60'000'000, Qt::Uninitialized);
-        quint32 state = 1;
-        for (char &c : noise) {
-            state = state * 1664525U + 1013904223U;
-            c = static_cast<char>(state >> 24U);
-        }
+        std::minstd_rand random;
+        std::generate(noise.begin(), noise.end(), [&] { return static_cast<char>(random()); });
         around_->putArchive(RawZip({{"a", noise, file644}, {"b", noise, file644}}).bytes());
         const QString first = around_->destination() + u"/a"_s;
         int code = 0;

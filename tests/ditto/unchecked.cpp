@@ -1,8 +1,7 @@
-// The archive tool without its checks. Tests only: it makes what each entry asks for under the name
-// it gives, follows links, replaces what is there, gives every mode as stored, makes room for what
-// is announced, and goes on after what fails. Then it does what a program that has been taken over
-// would do: it runs each file that may be run, and connects to each port of this machine that a
-// file "connect to <port>" names.
+// The archive tool without its checks. Tests only: it makes every entry under the name that the
+// archive gives, follows links, replaces files, sets every mode, reserves the announced size, and
+// ignores failures. Then it acts like a program under an attacker's control: it runs each
+// executable file, and connects to the local port of each file "connect to <port>".
 //
 // usage: ditto_unchecked   -x -k ARCHIVE DESTINATION   (in the sandbox)
 //        ditto_unsandboxed -x -k ARCHIVE DESTINATION   (without)
@@ -35,17 +34,15 @@ namespace fs = std::filesystem;
 
 constexpr mode_t modeBits = 07777;
 constexpr mode_t usualMode = 0644;
-constexpr uint64_t wellPacked = 1ULL << 32U;
+constexpr uint64_t largeFile = 1ULL << 32U;
 constexpr std::string_view connectPrefix = "connect to ";
 
-/// By the file's last byte, which takes no place on the disk.
+/// Writes the file's last byte, so that the file has no blocks before it.
 void makeRoom(int descriptor, uint64_t size)
 {
-    lseek(descriptor, static_cast<off_t>(size - 1), SEEK_SET);
-    if (write(descriptor, "", 1) < 0) {
+    if (pwrite(descriptor, "", 1, static_cast<off_t>(size - 1)) < 0) {
         std::fputs(std::strerror(errno), stderr);
     }
-    lseek(descriptor, 0, SEEK_SET);
 }
 
 void runProgram(std::string path)
@@ -59,7 +56,7 @@ void runProgram(std::string path)
     if (child > 0) {
         waitpid(child, nullptr, 0);
     } else {
-        // Then in its own place.
+        // Without processes, the program can still replace this one.
         execve(path.c_str(), arguments, environ);
     }
 }
@@ -80,7 +77,7 @@ void connectTo(int port)
 void addFile(const Entry &entry, const std::string &place, Inflater &inflater)
 {
     const int descriptor = open(place.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, usualMode);
-    if (descriptor >= 0 && entry.uncompressedSize > wellPacked) {
+    if (descriptor >= 0 && entry.uncompressedSize > largeFile) {
         makeRoom(descriptor, entry.uncompressedSize);
     }
     try {
@@ -89,7 +86,7 @@ void addFile(const Entry &entry, const std::string &place, Inflater &inflater)
                 throw Error("can't write");
             }
         });
-    } catch (const Error &) { // NOLINT(bugprone-empty-catch): what came is kept
+    } catch (const Error &) { // NOLINT(bugprone-empty-catch): the file keeps what arrived
     }
     if (descriptor >= 0) {
         close(descriptor);
