@@ -136,7 +136,6 @@ QCoro::Task<QString> EngineManager::installArchive(EngineSpec spec, QUrl archive
     const QString zip = staging + u"/godot.zip"_s;
     auto file = co_await downloader.download(archive, zip, stop, options);
 
-    checkCancellation(stop);
     status(u"Checking the download"_s);
     if (hash->digest() != expectedDigest) {
         throw SetupError(u"The engine download did not match its official checksum, so it was "

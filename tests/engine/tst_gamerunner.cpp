@@ -183,6 +183,8 @@ private Q_SLOTS:
         QCOMPARE(result.seconds, 3.0);
         QCOMPARE(result.exitCode, 7);
         QVERIFY(!result.userStopped);
+        serveEvents();
+        QCOMPARE(clock_->asleep(), 0); // nothing watches any more
         pass(Clock::Duration(100));
         QCOMPARE(stayedOpen_, 0);
     }

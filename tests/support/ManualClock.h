@@ -18,9 +18,13 @@ public:
         const OneShot<bool> woken;
         sleepers_.push_back({now_ + duration, woken});
         const std::stop_callback wake(stop, [woken] { woken.resume(false); });
+        ++asleep_;
         const bool passed = co_await woken;
+        --asleep_;
         co_return passed;
     }
+    /// How many sleeps have not ended.
+    int asleep() const { return asleep_; }
 
     /// Lets time pass; whoever slept until then goes on in the event loop.
     void advance(Duration duration)
@@ -43,6 +47,7 @@ private:
     };
 
     Duration now_{1000};
+    int asleep_ = 0;
     std::list<Sleeper> sleepers_;
 };
 
