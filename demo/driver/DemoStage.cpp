@@ -90,8 +90,7 @@ void DemoStage::offerGame(const QString &name, const QMap<QString, QByteArray> &
     const QString zip = file(name + QStringLiteral(".zip"));
     const QMap<QByteArray, QByteArray> rewritten{
         {QByteArrayLiteral("https://github.com"), host_.url().toString().toUtf8()}};
-    GitArchive::pack(content_.game, QStringLiteral("godot-brindle-main"), zip, rewritten,
-                     changes);
+    GitArchive::pack(content_.game, QStringLiteral("godot-brindle-main"), zip, rewritten, changes);
     host_.offerGame(zip);
 }
 

@@ -1,11 +1,14 @@
 #include "Tour.h"
 
-#include "Console.h"
 #include "Hand.h"
 
 #include <QCoroTimer>
 #include <QDeadlineTimer>
+#include <QDir>
+#include <QGuiApplication>
+#include <QPixmap>
 #include <QQuickItem>
+#include <QScreen>
 
 #include <chrono>
 #include <cstdio>
@@ -16,6 +19,7 @@ namespace brindle {
 
 namespace {
 
+using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
 
 constexpr auto maxAbsence = 30s;
@@ -33,6 +37,17 @@ QCoro::Task<> pause(std::chrono::milliseconds time)
     co_await timer;
 }
 
+void print(const QString &line)
+{
+    std::printf("%s\n", qPrintable(line));
+    std::fflush(stdout);
+}
+
+void printTitle(const QString &text)
+{
+    print(u"\n%1\n%2"_s.arg(text, QString(text.size(), u'=')));
+}
+
 bool isIn(const History::Moment &moment, AppState::Phase phase)
 {
     return moment.state.phase == phase;
@@ -41,8 +56,30 @@ bool isIn(const History::Moment &moment, AppState::Phase phase)
 } // namespace
 
 Tour::Tour(AppModel &model, DemoStage &stage, const QString &pictures)
-    : model_(model), history_(model), stage_(stage), camera_(pictures)
-{}
+    : model_(model), history_(model), stage_(stage), pictures_(pictures)
+{
+    connect(&model, &AppModel::stepTextChanged, this, [this] {
+        if (!model_.stepText().isEmpty()) {
+            print(u"▶ "_s + model_.stepText());
+        }
+    });
+    connect(&model.log, &LogStore::linesChanged, this, [this] {
+        const auto &lines = model_.log.lines();
+        const qint64 dropped = model_.log.dropped();
+        for (qint64 i = std::max(printed_, dropped); i < dropped + lines.size(); ++i) {
+            print(u"  "_s + lines.at(i - dropped));
+        }
+        printed_ = dropped + lines.size();
+    });
+    if (!pictures.isEmpty()) {
+        QDir().mkpath(pictures);
+        QDir folder(pictures);
+        const auto earlier = folder.entryList({u"[0-9][0-9]-*.png"_s});
+        for (const QString &name : earlier) {
+            folder.remove(name);
+        }
+    }
+}
 
 QCoro::Task<bool> Tour::run()
 {
@@ -56,65 +93,65 @@ QCoro::Task<bool> Tour::run()
     } catch (const std::exception &error) {
         std::fprintf(stderr, "The tour broke off: %s\n", error.what());
     }
-    camera_.take(QStringLiteral("broken-off"));
+    savePicture(u"broken-off"_s);
     co_return false;
 }
 
 QCoro::Task<> Tour::firstPlay()
 {
-    Console::title(QStringLiteral("First Play: nothing is on disk"));
-    co_await picture(QStringLiteral("nothing-downloaded"));
-    co_await press(QStringLiteral("playButton"));
-    co_await untilState(QStringLiteral("the first step"), AppState::Phase::downloading);
-    camera_.take(QStringLiteral("downloading-the-game"));
+    printTitle(u"First Play: nothing is on disk"_s);
+    co_await picture(u"nothing-downloaded"_s);
+    co_await press(u"playButton"_s);
+    co_await untilState(u"the first step"_s, AppState::Phase::downloading);
+    savePicture(u"downloading-the-game"_s);
     const History::Condition half = [](const History::Moment &moment) {
-        const bool isEngine = moment.stepText.startsWith(QStringLiteral("Step 2"));
+        const bool isEngine = moment.stepText.startsWith(u"Step 2"_s);
         return (isEngine && moment.progress.value_or(0) > 0.5) ||
                isIn(moment, AppState::Phase::settingUp);
     };
-    co_await until(QStringLiteral("half of the engine"), half);
-    camera_.take(QStringLiteral("downloading-the-engine"));
-    co_await untilState(QStringLiteral("the import"), AppState::Phase::settingUp);
-    co_await picture(QStringLiteral("setting-up"));
-    co_await untilState(QStringLiteral("the game's start"), AppState::Phase::starting);
-    co_await picture(QStringLiteral("starting"));
-    co_await untilState(QStringLiteral("the open game"), AppState::Phase::playing);
-    co_await picture(QStringLiteral("playing"));
+    co_await until(u"half of the engine"_s, half);
+    savePicture(u"downloading-the-engine"_s);
+    co_await untilState(u"the import"_s, AppState::Phase::settingUp);
+    co_await picture(u"setting-up"_s);
+    co_await untilState(u"the game's start"_s, AppState::Phase::starting);
+    co_await picture(u"starting"_s);
+    co_await untilState(u"the open game"_s, AppState::Phase::playing);
+    co_await picture(u"playing"_s);
     if (!stage_.gameEndsByItself()) {
-        co_await press(QStringLiteral("stopButton"));
+        co_await press(u"stopButton"_s);
     }
-    co_await untilState(QStringLiteral("the game's end"), AppState::Phase::ready);
-    co_await picture(QStringLiteral("ready"));
+    co_await untilState(u"the game's end"_s, AppState::Phase::ready);
+    co_await picture(u"ready"_s);
 }
 
 QCoro::Task<> Tour::sheets()
 {
-    Console::title(QStringLiteral("The sheets"));
-    co_await press(QStringLiteral("showLogButton"));
-    co_await untilSeen(QStringLiteral("logPane"));
-    co_await picture(QStringLiteral("log"));
-    co_await press(QStringLiteral("closeButton"));
-    co_await press(QStringLiteral("settingsButton"));
-    co_await untilSeen(QStringLiteral("resolutionPicker"));
-    co_await picture(QStringLiteral("settings"));
-    co_await press(QStringLiteral("doneButton"));
-    co_await press(QStringLiteral("aboutButton"));
-    co_await untilSeen(QStringLiteral("doneButton"));
-    co_await picture(QStringLiteral("about"));
-    co_await press(QStringLiteral("doneButton"));
+    printTitle(u"The sheets"_s);
+    co_await press(u"showLogButton"_s);
+    co_await untilSeen(u"logPane"_s);
+    co_await picture(u"log"_s);
+    co_await press(u"closeButton"_s);
+    co_await press(u"settingsButton"_s);
+    co_await untilSeen(u"resolutionPicker"_s);
+    co_await picture(u"settings"_s);
+    co_await press(u"doneButton"_s);
+    co_await press(u"aboutButton"_s);
+    co_await untilSeen(u"doneButton"_s);
+    co_await picture(u"about"_s);
+    co_await press(u"doneButton"_s);
 }
 
 QCoro::Task<> Tour::secondPlay()
 {
-    Console::title(QStringLiteral("Second Play: straight to the game, and Stop"));
+    printTitle(u"Second Play: straight to the game, and Stop"_s);
     stage_.host().forgetRequests();
     // Stop appears between the two clicks, and takes neither.
-    co_await press(QStringLiteral("playButton"), 2);
-    co_await untilState(QStringLiteral("the game's start"), AppState::Phase::starting);
+    co_await press(u"playButton"_s, 2);
+    co_await untilState(u"the game's start"_s, AppState::Phase::starting);
     co_await pause(2s);
-    camera_.take(QStringLiteral("second-play"));
-    co_await press(QStringLiteral("stopButton"));
-    co_await untilState(QStringLiteral("the stopped game's end"), AppState::Phase::ready);
+    savePicture(u"second-play"_s);
+    co_await press(u"stopButton"_s);
+    co_await untilState(u"the stopped game's end"_s, AppState::Phase::ready);
     if (!stage_.host().requests().isEmpty()) {
         throw std::runtime_error("the second Play downloaded something");
     }
@@ -122,22 +159,22 @@ QCoro::Task<> Tour::secondPlay()
 
 QCoro::Task<> Tour::brokenUpdate()
 {
-    Console::title(QStringLiteral("Update to a version with a mistake in it, and its failure"));
+    printTitle(u"Update to a version with a mistake in it, and its failure"_s);
     stage_.offerBrokenGame();
-    co_await press(QStringLiteral("settingsButton"));
-    co_await press(QStringLiteral("updateButton"));
+    co_await press(u"settingsButton"_s);
+    co_await press(u"updateButton"_s);
     const History::Condition updates = [](const History::Moment &moment) {
         return (isIn(moment, AppState::Phase::downloading) && !moment.detail.isEmpty()) ||
                isIn(moment, AppState::Phase::settingUp);
     };
-    co_await until(QStringLiteral("the update's bytes"), updates);
-    camera_.take(QStringLiteral("updating"));
-    co_await untilState(QStringLiteral("the update's end"), AppState::Phase::ready);
+    co_await until(u"the update's bytes"_s, updates);
+    savePicture(u"updating"_s);
+    co_await untilState(u"the update's end"_s, AppState::Phase::ready);
     const History::Condition isOver = [](const History::Moment &moment) { return !moment.works; };
-    co_await until(QStringLiteral("the task's end"), isOver);
-    co_await press(QStringLiteral("playButton"));
-    co_await untilState(QStringLiteral("the failure"), AppState::Phase::needs);
-    co_await picture(QStringLiteral("failure"));
+    co_await until(u"the task's end"_s, isOver);
+    co_await press(u"playButton"_s);
+    co_await untilState(u"the failure"_s, AppState::Phase::needs);
+    co_await picture(u"failure"_s);
     if (!model_.failure()) {
         throw std::runtime_error("the broken game left no report");
     }
@@ -145,14 +182,14 @@ QCoro::Task<> Tour::brokenUpdate()
 
 QCoro::Task<> Tour::removal()
 {
-    Console::title(QStringLiteral("Remove everything"));
-    co_await press(QStringLiteral("settingsButton"));
-    co_await press(QStringLiteral("removeButton"));
-    co_await untilSeen(QStringLiteral("alertButton0"));
-    co_await picture(QStringLiteral("remove-everything"));
-    co_await press(QStringLiteral("alertButton0"));
-    co_await untilState(QStringLiteral("the empty disk"), AppState::Phase::notDownloaded);
-    co_await picture(QStringLiteral("removed"));
+    printTitle(u"Remove everything"_s);
+    co_await press(u"settingsButton"_s);
+    co_await press(u"removeButton"_s);
+    co_await untilSeen(u"alertButton0"_s);
+    co_await picture(u"remove-everything"_s);
+    co_await press(u"alertButton0"_s);
+    co_await untilState(u"the empty disk"_s, AppState::Phase::notDownloaded);
+    co_await picture(u"removed"_s);
     stage_.offerGoodGame();
 }
 
@@ -210,7 +247,19 @@ QCoro::Task<> Tour::picture(QString name)
 {
     auto looking = pause(look);
     co_await looking;
-    camera_.take(name);
+    savePicture(name);
+}
+
+void Tour::savePicture(const QString &name)
+{
+    if (pictures_.isEmpty()) {
+        return;
+    }
+    const QString file = u"%1/%2-%3.png"_s.arg(pictures_).arg(++taken_, 2, 10, QLatin1Char('0')).arg(name);
+    if (!QGuiApplication::primaryScreen()->grabWindow(0).save(file)) {
+        throw std::runtime_error("can't write " + file.toStdString());
+    }
+    print(u"[picture: %1]"_s.arg(file));
 }
 
 } // namespace brindle

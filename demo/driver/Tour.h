@@ -1,6 +1,5 @@
 #pragma once
 
-#include "Camera.h"
 #include "core/AppModel.h"
 #include "demostage/DemoStage.h"
 #include "demostage/History.h"
@@ -15,9 +14,13 @@ namespace brindle {
 /// a second Play, Stop, an update to a broken version of the game, the failure, and its removal. It
 /// goes by what the model publishes, however quick; a picture of a step that is over shows the
 /// next.
-class Tour
+class Tour : public QObject
 {
+    Q_OBJECT
+
 public:
+    /// Prints headlines and log lines from now on. Numbered pictures of the whole screen replace
+    /// earlier ones in the folder `pictures`; there are none when it is empty.
     Tour(AppModel &model, DemoStage &stage, const QString &pictures);
 
     /// Runs from the event loop. True when everything went as it should; otherwise says on
@@ -38,11 +41,14 @@ private:
     QCoro::Task<> until(QString what, History::Condition condition);
     QCoro::Task<> untilState(QString what, AppState::Phase phase);
     QCoro::Task<> picture(QString name);
+    void savePicture(const QString &name);
 
     AppModel &model_;
     History history_;
     DemoStage &stage_;
-    Camera camera_;
+    const QString pictures_;
+    int taken_ = 0;
+    qint64 printed_ = 0; // lines of the log
 };
 
 } // namespace brindle

@@ -1,7 +1,6 @@
 // brindle-demo: the launcher at work in its own window, without a network: everything comes from a
 // release host inside this program.
 
-#include "Console.h"
 #include "Tour.h"
 #include "core/AppModel.h"
 #include "demostage/DemoStage.h"
@@ -96,7 +95,6 @@ int main(int argc, char *argv[])
         });
         BrindleApp launcher(desktop);
         AppModel &model = AppModel::shared();
-        const Console console(model);
         Tour tour(model, stage, options.pictures);
         launcher.open();
         if (options.tour) {
