@@ -40,9 +40,11 @@ constexpr std::string_view connectPrefix = "connect to ";
 /// Writes the file's last byte, so that the file has no blocks before it.
 void makeRoom(int descriptor, uint64_t size)
 {
-    if (pwrite(descriptor, "", 1, static_cast<off_t>(size - 1)) < 0) {
+    lseek(descriptor, static_cast<off_t>(size - 1), SEEK_SET);
+    if (write(descriptor, "", 1) < 0) {
         std::fputs(std::strerror(errno), stderr);
     }
+    lseek(descriptor, 0, SEEK_SET);
 }
 
 void runProgram(std::string path)
