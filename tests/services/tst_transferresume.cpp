@@ -344,6 +344,25 @@ private Q_SLOTS:
         QCOMPARE(reports.back(), 2'000'000);
     }
 
+    void aShorterVersionIsNoMoreThanWhole()
+    {
+        const HttpServer server([&](const HttpRequest &, HttpConnection &connection) {
+            const QByteArray length = server.requestCount() == 1 ? "1000" : "500";
+            connection.respond(
+                200, {{"Accept-Ranges", "bytes"}, {"ETag", "\"x\""}, {"Content-Length", length}},
+                pattern(server.requestCount() == 1 ? 900 : 500));
+        });
+        std::vector<std::pair<qint64, qint64>> reports;
+        const auto onProgress = [&](qint64 done, qint64 total, double) {
+            reports.emplace_back(done, total);
+        };
+        const QString target = newPath();
+        QVERIFY(store(server.url(), target, withoutWaits(), onProgress).value);
+        QCOMPARE(contentOf(target), pattern(500));
+        QCOMPARE(reports.front(), (std::pair<qint64, qint64>(900, 1000)));
+        QCOMPARE(reports.back(), (std::pair<qint64, qint64>(500, 500)));
+    }
+
     void rateIsOfWhatArrivesNow()
     {
         const StandIns::StoppedClock clock;

@@ -509,7 +509,7 @@ private:
         constexpr long wantsAPassword = 407; // proxies ask for that in HTML as well
         constexpr long wantsASignIn = 511;   // RFC 6585
         return status / 100 == 3 || status == wantsASignIn ||
-               (status / 100 != 2 && status != wantsAPassword &&
+               (status != wantsAPassword &&
                 header("Content-Type", CURLH_CONNECT).toLower().startsWith("text/html"));
     }
 
@@ -517,14 +517,15 @@ private:
     Milliseconds report()
     {
         checkCancelled();
+        if (most_ == 0) {
+            return 1h;
+        }
         const auto due = lastReport_ + (hasNews_ ? reportInterval : silenceInterval);
         const auto left = std::chrono::ceil<Milliseconds>(due - Clock::now());
         if (left > 0ms) {
             return left;
         }
-        if (most_ > 0) {
-            tell();
-        }
+        tell();
         return silenceInterval;
     }
 
