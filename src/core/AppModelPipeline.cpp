@@ -84,8 +84,7 @@ QCoro::Task<> AppModel::downloadGame(std::stop_token stop)
         const auto mark = [storage = storage_, stop] {
             Files::createFolder(storage.root);
             // Clears leftovers of interrupted removals here, where time does not matter.
-            Files::removeLeftovers(storage.root, stop);
-            Files::removeLeftovers(storage.parentFolder(), stop);
+            storage.clearLeftovers(stop);
             // Markers of an earlier game would keep the new one from being imported.
             storage.clearMarkers();
             // Reaches the disk before the game does; only a complete Step 1 removes it.

@@ -154,7 +154,8 @@ void StagingFolder::clearLeftovers(const QString &temporaryFolder, const Storage
         clearLeftoversIn(place, stop);
     }
     clearLeftoversIn(storage.parentFolder(), stop);
-    storage.clearLeftovers(stop);
+    // Not in the root: a Play may already write there.
+    Files::removeLeftovers(storage.parentFolder(), stop);
 }
 
 void StagingFolder::startClearingLeftovers(const QString &temporaryFolder, const Storage &storage)

@@ -34,8 +34,8 @@ using Work = std::function<QCoro::Task<QString>(QString folder)>;
 QCoro::Task<QString> with(QString temporaryFolder, Storage storage, Work work);
 
 /// Deletes the staging folders of this user that no process has locked, in the temporary folder
-/// (only if `make` would use it) and beside the storage root, and what interrupted calls left of
-/// the storage. Ignores failures. Ends early when `stop` is requested. Blocks.
+/// (only if `make` would use it) and beside the storage root, and what interrupted calls left
+/// beside the root. Ignores failures. Ends early when `stop` is requested. Blocks.
 void clearLeftovers(const QString &temporaryFolder, const Storage &storage,
                     const std::stop_token &stop = {});
 
