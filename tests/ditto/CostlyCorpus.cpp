@@ -14,6 +14,13 @@ QByteArray n(int number)
     return QByteArray::number(number);
 }
 
+/// An entry that announces `size` bytes and has others.
+Entry announcing(int number, qint64 size, qsizetype packedSize)
+{
+    return {
+        .name = n(number), .deflated = true, .size = size, .packed = QByteArray(packedSize, 'x')};
+}
+
 /// A stored file whose content is another entry, header and all.
 QByteArray overlapping()
 {
@@ -76,84 +83,7 @@ QByteArray Corpus::many(int count, const std::function<Entry(int number)> &entry
 
 QList<CorpusCase> Corpus::costly()
 {
-    const auto row = [](const char *name, int count, Entry (*entry)(int number), const char *why) {
-        return CorpusCase{name, [=] { return many(count, entry); }, why};
-    };
-    return {
-        row(
-            "one large file", 1,
-            [](int) {
-                return Entry{.name = "x",
-                             .deflated = true,
-                             .size = 400'000'000,
-                             .packed = QByteArray(400'000, 'x')};
-            },
-            "too much"),
-        row(
-            "many small files", 600,
-            [](int i) {
-                return Entry{.name = n(i),
-                             .deflated = true,
-                             .size = 1 << 20,
-                             .packed = QByteArray(1'000, 'x')};
-            },
-            "too much"),
-        row(
-            "growth that is not announced", 1,
-            [](int) {
-                Entry entry = RawZip::zeros("x", 40'000'000);
-                entry.size = 100'000;
-                return entry;
-            },
-            "more bytes"),
-        row(
-            "more than sixteen gigabytes", 5,
-            [](int i) {
-                // Grows no more than is allowed, as far as the directory says.
-                return Entry{.name = n(i),
-                             .deflated = true,
-                             .size = (4LL << 30) - 2,
-                             .packed = QByteArray(22'000'000, 'x')};
-            },
-            "too many bytes"),
-        row(
-            "more entries than are taken", 200'001, [](int i) { return Entry{n(i % 1000)}; },
-            "too many entries"),
-        row(
-            "more folders than are taken", 1000,
-            [](int i) { return Entry{(n(i) + '/').repeated(250) + 'x'}; }, "too many folders"),
-        row(
-            "folders that fill the disk", 780,
-            [](int i) { return Entry{n(i) + '/' + QByteArray("a/").repeated(254) + 'x'}; },
-            "too much"),
-        row(
-            "files that are smaller than their blocks", 60'000,
-            [](int i) { return Entry{n(i), "x", file644}; }, "too much"),
-        row(
-            "deep files", 2'000, [](int i) { return Entry{QByteArray("a/").repeated(250) + n(i)}; },
-            "too deep"),
-        row(
-            "long names", 4'200,
-            [](int i) { return Entry{(QByteArray(199, 'a') + '/').repeated(20) + n(i)}; },
-            "too long names"),
-        row(
-            "links that take too long to follow", 900,
-            [](int i) { return Entry{n(i), QByteArray("a/").repeated(2000), link777, true}; },
-            "too long to follow"),
-        row(
-            "links that are followed too often", 3'000,
-            [](int i) {
-                return i == 0 ? Entry{"l", QByteArray("a/../").repeated(815), link777, true}
-                              : Entry{n(i), "l", link777};
-            },
-            "too long to follow"),
-        row(
-            "four megabytes of links", 1'100,
-            [](int i) { return Entry{n(i), QByteArray(4000, 'x'), link777, true}; },
-            "too many links"),
-        row(
-            "more links than are followed", 10'001, [](int i) { return Entry{n(i), "x", link777}; },
-            "too many links"),
+    QList<CorpusCase> cases{
         {"links through slashes", [] { return linksThrough("/"); }, "too long to follow"},
         {"links through dots", [] { return linksThrough("./"); }, "too long to follow"},
         {"a file inside another", overlapping, "overlap"},
@@ -161,6 +91,43 @@ QList<CorpusCase> Corpus::costly()
         {"blocks without content", emptyBlocks, "larger than its content"},
         {"everything at its limit, and a link that leads out", everything, "leads outside"},
     };
+    const auto add = [&cases](const char *name, const char *why, int count,
+                              Entry (*entry)(int number)) {
+        cases.append({name, [=] { return many(count, entry); }, why});
+    };
+    add("one large file", "too much", 1, [](int) { return announcing(0, 400'000'000, 400'000); });
+    add("many small files", "too much", 600, [](int i) { return announcing(i, 1 << 20, 1'000); });
+    // Grows no more than is allowed, as far as the directory says.
+    add("more than sixteen gigabytes", "too many bytes", 5,
+        [](int i) { return announcing(i, (4LL << 30) - 2, 22'000'000); });
+    add("growth that is not announced", "more bytes", 1, [](int) {
+        Entry entry = RawZip::zeros("x", 40'000'000);
+        entry.size = 100'000;
+        return entry;
+    });
+    add("more entries than are taken", "too many entries", 200'001,
+        [](int i) { return Entry{n(i % 1000)}; });
+    add("more folders than are taken", "too many folders", 1000,
+        [](int i) { return Entry{(n(i) + '/').repeated(250) + 'x'}; });
+    add("folders that fill the disk", "too much", 780,
+        [](int i) { return Entry{n(i) + '/' + QByteArray("a/").repeated(254) + 'x'}; });
+    add("files that are smaller than their blocks", "too much", 60'000,
+        [](int i) { return Entry{n(i), "x", file644}; });
+    add("deep files", "too deep", 2'000,
+        [](int i) { return Entry{QByteArray("a/").repeated(250) + n(i)}; });
+    add("long names", "too long names", 4'200,
+        [](int i) { return Entry{(QByteArray(199, 'a') + '/').repeated(20) + n(i)}; });
+    add("links that take too long to follow", "too long to follow", 900,
+        [](int i) { return Entry{n(i), QByteArray("a/").repeated(2000), link777, true}; });
+    add("links that are followed too often", "too long to follow", 3'000, [](int i) {
+        return i == 0 ? Entry{"l", QByteArray("a/../").repeated(815), link777, true}
+                      : Entry{n(i), "l", link777};
+    });
+    add("four megabytes of links", "too many links", 1'100,
+        [](int i) { return Entry{n(i), QByteArray(4000, 'x'), link777, true}; });
+    add("more links than are followed", "too many links", 10'001,
+        [](int i) { return Entry{n(i), "x", link777}; });
+    return cases;
 }
 
 } // namespace brindle
