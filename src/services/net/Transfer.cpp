@@ -44,7 +44,6 @@ constexpr std::array waits{500ms, 1000ms, 2000ms, 4000ms, 8000ms};
 constexpr int maxSlowAttempts = 100;
 constexpr qint64 leastHeadway = 65'536; // bytes that these must bring
 constexpr long receiveBufferBytes = 524'288;
-constexpr qint64 maxHeaderBytes = 262'144;
 
 void check(CURLMcode code)
 {
@@ -211,8 +210,7 @@ private:
     /// Asks for the current address.
     std::optional<TransferError> request()
     {
-        hasAnswer_ = isWanted_ = false;
-        headerBytes_ = 0;
+        hasHeader_ = hasAnswer_ = isWanted_ = false;
         silence_ = {};
         prepare();
         std::unique_ptr<curl_slist, void (*)(curl_slist *)> lines(nullptr, &curl_slist_free_all);
@@ -345,10 +343,7 @@ private:
     /// Returns whether to go on.
     bool takeHeader(std::string_view line)
     {
-        headerBytes_ += static_cast<qint64>(line.size());
-        if (headerBytes_ > maxHeaderBytes) {
-            throw TransferError(u"The server's answer is not a sensible one."_s);
-        }
+        hasHeader_ = true;
         const bool isBlank = line == "\r\n" || line == "\n";
         if (!isBlank || hasAnswer_ || status() < 200) {
             return true; // the final answer follows that of a proxy, and interim ones
@@ -504,7 +499,7 @@ private:
         }
         const long status = info<long>(CURLINFO_HTTP_CONNECTCODE);
         if (status == 0) {
-            return headerBytes_ > 0; // no HTTP
+            return hasHeader_; // but no HTTP
         }
         constexpr long wantsAPassword = 407; // proxies ask for that in HTML as well
         constexpr long wantsASignIn = 511;   // RFC 6585
@@ -603,7 +598,7 @@ private:
     QUrl url_;
     char errorText_[CURL_ERROR_SIZE] = {};
     std::exception_ptr error_;     // thrown in a callback
-    qint64 headerBytes_ = 0;       // of all its answers, a proxy's included
+    bool hasHeader_ = false;       // of any answer, a proxy's included
     bool hasAnswer_ = false;       // the headers of the final answer
     bool isWanted_ = false;        // the body of that answer
     Clock::duration silence_ = {}; // spent waiting since the last byte
