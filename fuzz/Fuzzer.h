@@ -3,6 +3,6 @@
 #include <cstddef>
 #include <cstdint>
 
-/// What each fuzzer defines: takes one input, whatever it is, and comes back. libFuzzer's name; in
-/// a usual build the main() of replay.cpp calls it.
+/// Each fuzzer defines this function of libFuzzer's, which takes one input of any content. For
+/// replay.cpp it is renamed.
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size);
