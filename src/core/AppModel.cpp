@@ -44,7 +44,7 @@ AppModel::AppModel(Dependencies parts, QObject *parent)
     if (saved.open(QIODevice::ReadOnly)) {
         const auto known = ProjectInfo::fromJson(saved.readAll());
         status_.info = known.value_or(ProjectInfo::placeholder);
-        // The window need not wait for the search: these files say nearly always the same.
+        // The first window does not wait for the search, which nearly always agrees.
         if (known && QFile::exists(storage_.gameFolder()) &&
             !QFile::exists(storage_.unfinishedMark()) && engineInstalled()) {
             status_.state = AppState::ready();
@@ -64,7 +64,7 @@ AppModel::~AppModel()
 
 AppModel &AppModel::shared()
 {
-    // Never destroyed: the window and the delegate may outlive any order of static destruction.
+    // Never destroyed, because the window may outlive static objects.
     static auto *const model = new AppModel(partsMaker()());
     return *model;
 }
@@ -76,7 +76,7 @@ void AppModel::compose(std::function<Dependencies()> parts)
 
 void AppModel::show(const Status &status)
 {
-    const Status next = status; // may be a part of what changes
+    const Status next = status; // a copy, as `status` may be `status_`
     if (next == status_) {
         return;
     }
@@ -166,8 +166,7 @@ QStringList AppModel::resolutionLabels()
 void AppModel::store(const QString &key, const QVariant &value)
 {
     Q_EMIT willChange();
-    // A store of its own for each write, as QSettings never takes an error back. Both share their
-    // values.
+    // Each write has its own QSettings, because an error sticks to one. All share their values.
     QSettings writer(parts_.settings->fileName(), parts_.settings->format());
     writer.setValue(key, value);
     writer.sync();
@@ -187,22 +186,24 @@ bool AppModel::engineInstalled() const
     return false;
 }
 
-QCoro::Task<std::optional<QString>> AppModel::findProject(QString gameFolder)
+QCoro::Task<std::optional<QString>> AppModel::findProject(std::stop_token stop) const
 {
-    const auto find = [gameFolder] { return ProjectInspector::findProject(gameFolder); };
-    co_return co_await runOnWorker(find);
+    const auto find = [folder = storage_.gameFolder()] {
+        return ProjectInspector::findProject(folder);
+    };
+    co_return co_await runOnWorker(find, stop);
 }
 
 QCoro::Task<> AppModel::refreshState()
 {
     const int number = ++looks_;
     const QPointer<AppModel> self(this);
-    const std::optional<QString> found = co_await findProject(storage_.gameFolder());
+    const std::optional<QString> found = co_await findProject();
     if (!self || number != looks_) {
         co_return;
     }
     projectURL_ = found;
-    // Behind the mark of an interrupted setup, the saved description may be an older game's.
+    // While the mark exists, the saved description may be an older game's.
     const bool complete = found && !QFile::exists(storage_.unfinishedMark()) && engineInstalled();
     begin(complete ? AppState::ready() : AppState::notDownloaded(), {});
 }
@@ -227,7 +228,7 @@ void AppModel::startWork(bool launch)
 
 void AppModel::play()
 {
-    // A press may race a change of state, so the button's own rule is repeated here.
+    // A press may race a change of state, so this repeats the button's rule.
     if (canPlay()) {
         startWork(true);
     }

@@ -217,7 +217,7 @@ private:
     // State and life cycle (AppModel.cpp)
     void begin(const AppState &state, const QString &stepText, const QString &detail = {});
     bool engineInstalled() const;
-    static QCoro::Task<std::optional<QString>> findProject(QString gameFolder);
+    QCoro::Task<std::optional<QString>> findProject(std::stop_token stop = {}) const;
     void store(const QString &key, const QVariant &value);
     void note(const QString &text) const;
     LineCallback lineSink() const;

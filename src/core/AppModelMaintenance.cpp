@@ -127,7 +127,7 @@ bool AppModel::confirmQuit()
 {
     if (!gameRunning() && (!work_ || undecided_)) {
         if (work_) {
-            // The task has nothing to lose, and its question is void.
+            // The task has deleted nothing yet.
             work_->request_stop();
         }
         return true;
@@ -146,7 +146,7 @@ bool AppModel::confirmQuit()
         }
     });
     if (!*answer) {
-        loop.exec(); // the application's end leaves it without an answer
+        loop.exec(); // ends without an answer when the application ends
     }
     if (answer->value_or(1) != 0) {
         return false;
@@ -162,7 +162,7 @@ void AppModel::downloadAgain(const QStringList &removed)
         return;
     }
     set(&Status::failure, std::nullopt);
-    // Shown at once, as the deletion of a large game takes a moment.
+    // Shown at once, because deleting a large game takes a moment.
     showGameDownload();
     runTask(
         [this, removed](std::stop_token stop) { return removeAndRun(removed, std::move(stop)); });

@@ -41,8 +41,7 @@ QCoro::Task<> AppModel::runAll(bool launch, std::stop_token stop)
         storage.checkOwner();
         return ProjectInspector::findProject(storage.gameFolder());
     };
-    std::optional<QString> project = co_await runOnWorker(look);
-    checkCancellation(stop);
+    std::optional<QString> project = co_await runOnWorker(look, stop);
     if (!project) {
         co_await downloadGame(stop);
     } else if (QFile::exists(storage_.unfinishedMark())) {
@@ -50,8 +49,7 @@ QCoro::Task<> AppModel::runAll(bool launch, std::stop_token stop)
         begin(AppState::downloading(addonsHeadline), addonsHeadline);
         co_await completeGame(*project, stop);
     }
-    project = co_await findProject(storage_.gameFolder());
-    checkCancellation(stop);
+    project = co_await findProject(stop);
     projectURL_ = project;
     if (!project) {
         throw SetupError(u"The game folder could not be found."_s);
@@ -83,11 +81,11 @@ QCoro::Task<> AppModel::downloadGame(std::stop_token stop)
     try {
         const auto mark = [storage = storage_, stop] {
             Files::createFolder(storage.root);
-            // Clears leftovers of interrupted removals here, where time does not matter.
+            // Here the deletion of leftovers delays nobody.
             storage.clearLeftovers(stop);
             // Markers of an earlier game would keep the new one from being imported.
             storage.clearMarkers();
-            // Reaches the disk before the game does; only a complete Step 1 removes it.
+            // The mark reaches the disk before the game; only a complete Step 1 removes it.
             Files::writeAtomically(storage.unfinishedMark(),
                                    QByteArrayLiteral("The game's setup has not finished.\n"));
         };
@@ -132,7 +130,7 @@ QCoro::Task<> AppModel::completeGame(QString project, std::stop_token stop)
             return;
         }
         if (stop.stop_requested()) {
-            return; // nobody waits any more, and the next run may have begun
+            return; // the next run may have begun
         }
         try {
             Files::writeAtomically(storage.infoFile(), json);

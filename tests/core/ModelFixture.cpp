@@ -17,7 +17,7 @@ namespace brindle {
 
 namespace {
 
-/// The running system's row, or macOS's with stand-ins for the tools that only macOS has.
+/// Returns the running system's platform, or macOS's with stand-ins for its tools.
 Platform row(const QTemporaryDir &folder)
 {
     if (qEnvironmentVariable("BRINDLE_TEST_PLATFORM") == u"macOS") {

@@ -16,7 +16,7 @@ namespace brindle {
 /// fixture. Change the public parts before the first call of `model`.
 class ModelFixture
 {
-    QTemporaryDir folder_; // first: the public parts lie in it
+    QTemporaryDir folder_; // first, because the public parts lie in it
 
 public:
     ModelFixture();
@@ -38,7 +38,7 @@ public:
     QString settingsFile() const { return folder_.filePath(QStringLiteral("settings.ini")); }
     QString saves() const { return EngineSpec::userDataFolder(platform); }
 
-    /// What is left in the temporary folder.
+    /// Returns the names in the temporary folder.
     QStringList leftovers() const;
 
     /// Writes what a finished setup leaves. The engine is the shell script `engine`.

@@ -100,7 +100,6 @@ void PipelineFixture::finish(double seconds, int code)
 {
     clock->advance(Clock::Duration(seconds));
     ModelFixture::finishGame(project(), code);
-    // The model waits a moment for the last lines once the game has ended.
     spinUntil([&] { return !model().runner.current(); });
     passTheEnd();
 }

@@ -9,8 +9,8 @@
 
 namespace brindle {
 
-/// A model against a release host that offers a game with two add-ons and an engine script, on a
-/// clock that the test moves.
+/// A model with a release host and a manual clock. The host offers a game, two add-ons and an
+/// engine script.
 class PipelineFixture : public ModelFixture
 {
 public:
@@ -19,18 +19,17 @@ public:
     PipelineFixture(const PipelineFixture &) = delete;
     PipelineFixture &operator=(const PipelineFixture &) = delete;
 
-    /// Offers a game of that content; in its ".gitmodules" "{host}" becomes the host's address,
-    /// and "{outside}" a path that leads out of the game's folder.
+    /// Offers a game. "{host}" in `modules`, its ".gitmodules", becomes the host's address.
     void offerGame(const QByteArray &projectFile, const QByteArray &modules = gitmodules());
-    /// Offers the usual game with more files, content by path.
+    /// Offers the usual game with more files: content by path.
     void offerGameWith(const QMap<QString, QByteArray> &extra);
     void offerEngine(const QByteArray &script, const QString &version = QStringLiteral("4.3"),
                      bool mono = false);
 
-    /// @param feature one more of the project's features.
+    /// @param feature one more feature of the project.
     static QByteArray projectFile(const QByteArray &version = QByteArrayLiteral("4.3"),
                                   const QByteArray &feature = {});
-    /// Two add-ons, on `{host}`.
+    /// Lists two add-ons on `{host}`.
     static QByteArray gitmodules();
 
     /// Presses Play and serves events until no task runs.
@@ -41,11 +40,11 @@ public:
     void waitForLine(const QString &text);
     bool logHas(const QString &line) { return model().log.lines().contains(line); }
     QString project() const { return root(QStringLiteral("Game/godot-brindle-main")); }
-    /// Lets the game end with a code after it has run that long.
+    /// Ends the game with a code after a running time in seconds.
     void finish(double seconds, int code);
     /// Lets the time for the last lines pass and serves events until no task runs.
     void passTheEnd();
-    /// Answers a path with silence until the client goes away; `stalled` becomes true by then.
+    /// Never answers a path. A request sets `stalled`.
     void stall(const QString &path);
 
     ReleaseHost host;

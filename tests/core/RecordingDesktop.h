@@ -10,7 +10,7 @@
 
 namespace brindle {
 
-/// A desktop without a screen: records what the model asks and answers as the test says.
+/// Records the model's requests and answers as the test says.
 class RecordingDesktop final : public Desktop
 {
 public:
@@ -51,8 +51,8 @@ public:
     QStringList copied;
     QList<QUrl> opened;
     int askedStarts = 0;
-    bool permitsStarts = true;     ///< or else it does not answer
-    int answer = 0;                ///< index of the button that is pressed
+    bool permitsStarts = true;     ///< false: never answers
+    int answer = 0;                ///< button of every alert
     std::function<void()> onAlert; ///< called while the alert is shown
     bool waits = false;            ///< alerts stay open until `press`
     QList<OneShot<int>> open;

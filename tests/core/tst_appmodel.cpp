@@ -144,7 +144,7 @@ private Q_SLOTS:
 
     void saysThatSettingsCantBeStored()
     {
-        // Nobody can write a file here.
+        // No file can be written at this path.
         QVERIFY(QDir().mkpath(fixture_->settingsFile() + u"/in the way"_s));
         model().setFullscreen(true);
         spinUntil([&] { return !model().log.lines().isEmpty(); });
@@ -178,7 +178,7 @@ private Q_SLOTS:
         QTest::newRow("no JSON") << QByteArray("{\"name\":");
         QTest::newRow("empty") << QByteArray();
         QTest::newRow("missing key") << QByteArray("{\"name\":\"Half\"}");
-        // Nobody can read it then, not even the administrator.
+        // Not even the administrator can read a folder.
         QTest::newRow("a folder") << QByteArray("/");
     }
 
@@ -257,7 +257,7 @@ private Q_SLOTS:
         app.updateGame();
         const AppState shown = app.state();
         QVERIFY(app.canCancel());
-        workers.letPass(); // the look at the start
+        workers.letPass(); // the search at the start
         for (int i = 0; i < 10; ++i) {
             QCoreApplication::processEvents();
         }
@@ -356,7 +356,7 @@ private Q_SLOTS:
 
     void stopMarksTheRun()
     {
-        // With the process gone already, nothing else happens.
+        // Without a process, Stop only sets the mark.
         model().set(&Status::state, AppState::playing());
         model().stop();
         QVERIFY(model().runner.userStopped());
@@ -456,7 +456,7 @@ private Q_SLOTS:
         spinUntil([&] { return changed.size() == 1; });
         QCOMPARE(text("storageSize"), u"Zero KB"_s);
 
-        // One worker is left. It would measure what is written behind a first measurement.
+        // With one worker left, a second measurement would count the file written before it.
         std::counting_semaphore<> leave{0};
         for (int i = 0; i < Threads::maxWorkers; ++i) {
             Threads::startOnWorker([&leave] { leave.acquire(); });
@@ -467,8 +467,8 @@ private Q_SLOTS:
         Threads::startOnWorker([file = fixture_->root(u"big"_s)] {
             ModelFixture::write(file, QByteArray(1'000'000, 'x'));
         });
-        model().measureStorage();                    // one is under way
-        QCOMPARE(text("storageSize"), u"Zero KB"_s); // until the new figure is there
+        model().measureStorage();                    // dropped
+        QCOMPARE(text("storageSize"), u"Zero KB"_s); // the old figure stays
         leave.release();
         spinUntil([&] { return changed.size() == 2; });
         QCOMPARE(text("storageSize"), first);
@@ -523,7 +523,7 @@ private Q_SLOTS:
         other.reset();
         box.set(u"later still"_s);
         progress(1, 2, 3);
-        // Whoever comes after it hears nothing of it.
+        // The next model does not change either.
         AppModel &next = model();
         QSignalSpy changes(&next, &AppModel::willChange);
         bool served = false;
@@ -579,18 +579,18 @@ private Q_SLOTS:
         model().updateProgress(60'000'000, 100'000'000, 0);
         QCOMPARE(model().timeLeft(), u"Less than a minute left"_s);
         QCOMPARE(changes.size(), 2);
-        // Nothing comes.
+        // No byte arrives.
         clock->advance(Clock::Duration(8));
         model().updateProgress(60'000'000, 100'000'000, 0);
         QCOMPARE(model().timeLeft(), u"Less than a minute left"_s);
         clock->advance(Clock::Duration(1));
         model().updateProgress(60'000'000, 100'000'000, 0);
         QCOMPARE(model().timeLeft(), QString());
-        // Whatever a server says.
+        // More bytes than announced.
         model().updateProgress(100'000'001, 100'000'000, 0);
         QCOMPARE(model().timeLeft(), QString());
 
-        // The next download is another one.
+        // The next download starts with an empty rate.
         model().updateProgress(60'000'000, 100'000'000, 0);
         StatusBox(&model()).set(u"Checking"_s);
         spinUntil([&] { return model().stepText() == u"Checking"_s; });

@@ -1,5 +1,4 @@
-// Cancelling in every phase: the run ends quietly, and what it leaves is nothing that a later Play
-// would take for whole.
+// A cancelled run ends quietly in every phase, and a later Play completes what the run left.
 
 #include "PipelineFixture.h"
 #include "support/Await.h"
@@ -18,7 +17,7 @@ QString enginePath(const PipelineFixture &fixture)
     return ReleaseHost::enginePath(spec.version, spec.zipName(fixture.platform));
 }
 
-/// What the main thread has to do until it waits for a worker.
+/// Serves events until the main thread waits for a worker.
 void serveEvents()
 {
     for (int i = 0; i < 10; ++i) {
@@ -285,8 +284,8 @@ private Q_SLOTS:
         QFETCH(bool, endsWell);
         QFETCH(bool, byCancel);
         PipelineFixture fixture;
-        // One that ends well when it is asked to, as many games do. It waits for nothing else: a
-        // request that came just before would be heard after it.
+        // A game that exits with 0 on request, as many games do. Its loop is short, because the
+        // shell runs the trap between two commands.
         fixture.installByHand(
             endsWell ? QByteArray("#!/bin/sh\ntrap 'exit 0' TERM\necho engine is playing\n"
                                   "while :; do sleep 0.01; done\n")

@@ -1,4 +1,4 @@
-// What the model makes of a game's end.
+// The model classifies a game's end.
 
 #include "PipelineFixture.h"
 #include "support/Await.h"

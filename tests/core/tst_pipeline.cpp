@@ -16,14 +16,14 @@ const auto zipName = [](const PipelineFixture &fixture) {
     return EngineSpec{u"4.3-stable"_s, false}.zipName(fixture.platform);
 };
 
-/// What the engine script has got.
+/// Returns the arguments that the engine script received.
 QStringList arguments(const PipelineFixture &fixture, const char *run)
 {
     const QString file = fixture.project() + u"/%1 arguments"_s.arg(QLatin1String(run));
     return QString::fromUtf8(ModelFixture::read(file)).split(u'\n', Qt::SkipEmptyParts);
 }
 
-/// Serves events until everything is served that was queued before.
+/// Serves all events that are queued now.
 void serveTheQueue()
 {
     bool served = false;
@@ -57,8 +57,8 @@ private Q_SLOTS:
             }
         });
         fixture.playUntilOpen();
-        // One for the code host, and one for each of the two that it leads to; for as long as there
-        // is something to fetch.
+        // One connection to the code host and to each of its two redirection targets. All close
+        // after the last download.
         QCOMPARE(fixture.host.connectionCount(), 3);
         QCOMPARE(connectionsTo(quint16(fixture.host.url().port())), QList<int>());
         QCOMPARE(model.state(), AppState::starting());
@@ -172,7 +172,7 @@ private Q_SLOTS:
     void aDescriptionThatCantBeSavedIsIgnored()
     {
         PipelineFixture fixture;
-        // No file can be put in this folder's place.
+        // A file can't replace this folder.
         const QString info = fixture.root(u"info.json"_s);
         ModelFixture::write(info + u"/in the way"_s, "x");
         fixture.model().startWork(false);
@@ -243,7 +243,7 @@ private Q_SLOTS:
     {
         PipelineFixture fixture;
         fixture.installByHand(ModelFixture::engineScript());
-        // As an update leaves it that was interrupted between two deletions.
+        // An update was interrupted between its two deletions.
         QVERIFY(QDir(fixture.root(u"Game"_s)).removeRecursively());
         QVERIFY(QFileInfo::exists(fixture.root(u"imported-4.3-stable.txt"_s)));
         fixture.model().startWork(false);
@@ -320,7 +320,7 @@ private Q_SLOTS:
         model.startWork(true);
         const StatusBox status(&model);
         const ProgressCallback progress = model.progressHandler();
-        // On its way when the run ends.
+        // These are queued when the run ends.
         connect(&model, &AppModel::stateChanged, this, [&] {
             if (model.state().phase == AppState::Phase::needs) {
                 status.set(u"too late"_s);
@@ -337,7 +337,7 @@ private Q_SLOTS:
         QVERIFY(!model.progress());
         QCOMPARE(model.detail(), QString());
 
-        // Nor does it reach the next run.
+        // They do not reach the next run.
         fixture.stall(ReleaseHost::gamePath());
         model.updateGame();
         spinUntil([&] { return fixture.stalled.load(); });
@@ -348,7 +348,7 @@ private Q_SLOTS:
         QCOMPARE(model.state(), running);
         QVERIFY(!model.progress());
         QCOMPARE(model.detail(), QString());
-        // Its own do.
+        // The next run's own progress does.
         model.progressHandler()(1, 2, 3);
         serveTheQueue();
         QCOMPARE(model.progress(), std::optional(0.5));
@@ -516,10 +516,10 @@ private Q_SLOTS:
         fixture.playUntilOpen();
         const auto process = fixture.model().runner.current();
         QVERIFY(process->isRunning());
-        // The wait for the last lines is cut short by the cancellation.
+        // The cancellation ends the wait for the last lines.
         fixture.restart();
         QVERIFY(!process->isRunning());
-        // Whoever watched the game lets go of it as well.
+        // The game's watchers release the process.
         spinUntil([&] { return process.use_count() == 1; });
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     }

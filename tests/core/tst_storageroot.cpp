@@ -1,4 +1,4 @@
-// Who may look into the storage root: this user, whatever the system gives new files.
+// The storage root's rights, its owner, and the order of what reaches the disk.
 
 #include "PipelineFixture.h"
 #include "support/Await.h"
@@ -23,7 +23,7 @@ using namespace Qt::StringLiterals;
 namespace {
 
 std::mutex eventsLock;
-QStringList events; // what the system was asked to do, in order
+QStringList events; // system calls in order
 
 QString hanging; // the folder whose sync hangs
 std::counting_semaphore<> hangs{0};
@@ -43,7 +43,7 @@ QString pathOf(int descriptor)
 
 } // namespace
 
-// Stand in for the system's calls; no test needs to wait for the disk.
+// These replace the system's calls, so no test waits for the disk.
 #ifdef Q_OS_LINUX
 extern "C" int syncfs(int descriptor) noexcept
 {
@@ -112,7 +112,7 @@ private Q_SLOTS:
         fixture.model().startWork(true);
         fixture.passTheEnd();
         const QString root = fixture.root();
-        // What must have reached the disk, each before the next is asked for.
+        // Each call returns before the next one begins.
         const QStringList order{
             u"renamed to "_s + root + u"/unfinished"_s,
             u"names in "_s + root,
@@ -162,7 +162,7 @@ private Q_SLOTS:
         hanging.clear();
         wake.dismiss();
         goesOn.release();
-        WorkerHold().open(); // the worker has gone on by then
+        WorkerHold().open(); // waits for the worker
         QVERIFY(!QFileInfo::exists(fixture.root(marker)));
         QCOMPARE(QFileInfo::exists(fixture.root(u"unfinished"_s)), synced.isEmpty());
         fixture.model().startWork(false);
