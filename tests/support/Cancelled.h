@@ -5,7 +5,7 @@
 
 namespace brindle {
 
-/// Whether a task ends the way a cancelled one does. A failure is thrown on.
+/// Returns whether a task ends with CancellationError. Rethrows a failure.
 template <typename T>
 bool endsCancelled(QCoro::Task<T> task)
 {

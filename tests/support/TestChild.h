@@ -5,8 +5,7 @@
 
 namespace brindle {
 
-/// Path of the program `testchild`, which lies beside the tests. What it can do stands at the top
-/// of TestChild.cpp.
+/// Returns the path of the program `testchild` beside the tests. TestChild.cpp lists its steps.
 inline QString testChild()
 {
     return QCoreApplication::applicationDirPath() + QStringLiteral("/testchild");

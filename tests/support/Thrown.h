@@ -7,7 +7,7 @@
 
 namespace brindle {
 
-/// What a task throws, in the words that the user would see; absent when it succeeds.
+/// Returns the text of a task's failure as shown to the user, or nothing if it succeeds.
 template <typename T>
 std::optional<QString> thrownBy(QCoro::Task<T> task)
 {

@@ -8,17 +8,17 @@
 
 namespace brindle {
 
-/// Workers that are slow: what is given to them waits until the test lets it pass. Main thread.
+/// Holds up all workers until the test lets work pass. Main thread.
 class WorkerHold
 {
 public:
-    /// Returns when all that was given before has been done.
+    /// Returns when all earlier work is done.
     WorkerHold() : blocker_(block()) { blocker_->waitUntilAllBlock(); }
     ~WorkerHold() { open(); }
     WorkerHold(const WorkerHold &) = delete;
     WorkerHold &operator=(const WorkerHold &) = delete;
 
-    /// Returns when all that waits now has been done; what is given later waits.
+    /// Returns when all waiting work is done; later work waits.
     void letPass()
     {
         const auto before = std::exchange(blocker_, block());
@@ -26,7 +26,7 @@ public:
         blocker_->waitUntilAllBlock();
     }
 
-    /// From now on nothing waits.
+    /// Lets all work pass from now on.
     void open()
     {
         if (blocker_) {
@@ -36,7 +36,7 @@ public:
     }
 
 private:
-    /// Work for each of the workers, which keeps it from everything behind it.
+    /// Occupies every worker.
     struct Blocker
     {
         void waitUntilAllBlock()
