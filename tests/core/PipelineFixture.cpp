@@ -50,8 +50,7 @@ void PipelineFixture::packGame(const QString &folder, const QByteArray &projectF
     ModelFixture::write(folder + u"/.gitmodules"_s, modules);
     const QString zip = sources_.filePath(u"game.zip"_s);
     GitArchive::pack(folder, u"godot-brindle-main"_s, zip,
-                     {{QByteArrayLiteral("{host}"), host.url().toString().toUtf8()},
-                      {QByteArrayLiteral("{outside}"), QByteArrayLiteral("../../x")}});
+                     {{QByteArrayLiteral("{host}"), host.url().toString().toUtf8()}});
     host.offerGame(zip);
 }
 

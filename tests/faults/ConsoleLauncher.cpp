@@ -2,6 +2,7 @@
 
 #include "files/Files.h"
 #include "support/Await.h"
+#include "support/TestChild.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -73,6 +74,13 @@ void ConsoleLauncher::read()
     while (process_.canReadLine()) {
         lines_ << QString::fromUtf8(process_.readLine()).trimmed();
     }
+}
+
+QByteArray steppedEngine(const QString &importSteps, const QString &playSteps)
+{
+    return u"#!/bin/sh\ncase \"$*\" in\n*--import*) exec '%1' %2;;\nesac\nexec '%1' %3\n"_s
+        .arg(testChild(), importSteps, playSteps)
+        .toUtf8();
 }
 
 } // namespace brindle

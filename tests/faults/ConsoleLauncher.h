@@ -8,37 +8,37 @@
 
 namespace brindle {
 
-/// The launcher without its window as a process of its own, for a user of its own. Main thread.
+/// Runs the launcher without its window in a process and folders of its own. Main thread.
 class ConsoleLauncher
 {
 public:
     ConsoleLauncher();
-    /// Kills it if it still runs.
+    /// Kills the process if it still runs.
     ~ConsoleLauncher();
 
-    /// Variables for it alone; before `play`.
+    /// Sets a variable of its environment. Call before `play`.
     void setVariable(const QString &name, const QString &value);
 
-    /// The folder of its helper programs, in place of its own; before `play`.
+    /// Sets the folder of its helper programs. Call before `play`.
     void setPrograms(const QString &folder) { programs_ = folder; }
 
-    /// Starts it and presses Play, against the host of a fixture.
+    /// Starts the process, which presses Play against a fixture's host.
     void play(const QUrl &host);
-    /// Serves events until it has printed a line that contains the text.
+    /// Serves events until a printed line contains the text.
     void waitFor(const QString &text);
-    /// Serves events until it has ended; its exit code, -1 when it was killed.
+    /// Serves events until the process ends. Returns its exit code, -1 when killed.
     int waitForEnd();
-    /// As the system's end of session does.
+    /// Asks the process to end, as the end of a session does.
     void terminate() { process_.terminate(); }
     void kill() { process_.kill(); }
 
     bool hasPrinted(const QString &text) const;
-    /// What it has printed so far.
+    /// Returns all printed lines.
     const QStringList &lines() const { return lines_; }
 
     QString project() const;
     QString root() const { return data() + QStringLiteral("/Brindle"); }
-    /// All below the user's data folder.
+    /// Returns the user's data folder.
     QString data() const { return home_.filePath(QStringLiteral("home/data")); }
     QString temporary() const { return home_.filePath(QStringLiteral("temporary")); }
 
@@ -51,5 +51,8 @@ private:
     QString programs_;
     QStringList lines_;
 };
+
+/// Returns an engine whose imports and games do these steps of the test child.
+QByteArray steppedEngine(const QString &importSteps, const QString &playSteps);
 
 } // namespace brindle

@@ -1,11 +1,9 @@
-// The wall clock jumps by ten years, either way, in the middle of what the launcher does: nothing
-// takes longer or shorter for it. The launcher is a process of its own, with a clock that the test
-// sets by a library in front of the system's.
+// The wall clock jumps by ten years while the launcher works, and no wait changes its length. A
+// preloaded library sets the clock of the launcher's process.
 
 #include "ConsoleLauncher.h"
 #include "support/Await.h"
 #include "support/Fifo.h"
-#include "support/TestChild.h"
 
 #include <QFile>
 #include <QRegularExpression>
@@ -21,7 +19,7 @@ namespace {
 
 const QByteArray tenYears = "315360000";
 
-/// A launcher whose clock can be set.
+/// Runs a launcher and sets its clock.
 class TimeTraveller
 {
 public:
@@ -44,7 +42,7 @@ private:
     QTemporaryDir folder_;
 };
 
-/// The year that a program sees.
+/// Returns the year as a program under this clock sees it.
 int yearUnder(const TimeTraveller &traveller)
 {
     QProcess date;
@@ -65,15 +63,9 @@ class TestClock : public QObject
 
     std::unique_ptr<PipelineFixture> fixture_;
 
-    /// An engine that says that it plays and goes on with these steps.
     void offerEngine(const QString &playSteps) const
     {
-        fixture_->offerEngine(u"#!/bin/sh\n"
-                              "case \"$*\" in\n"
-                              "*--import*) exit 0;;\n"
-                              "esac\n"
-                              "exec '%1' %2\n"_s.arg(testChild(), playSteps)
-                                  .toUtf8());
+        fixture_->offerEngine(steppedEngine(u"exit:0"_s, playSteps));
     }
 
     static void eitherWay()
@@ -130,7 +122,7 @@ private Q_SLOTS:
         traveller.launcher.waitForEnd();
     }
 
-    /// Those that take their time, side by side.
+    /// Runs the slow cases side by side.
     void tenSecondsAndFiveStayWhatTheyAre()
     {
         offerEngine(u"ignore:15 'out:engine is playing\\n' gate:\"$GATE\" exit:0"_s);
@@ -146,7 +138,7 @@ private Q_SLOTS:
             (i < ways.size() ? open : stopped).push_back(std::move(traveller));
         }
         for (const auto &traveller : stopped) {
-            // The engine ignores it, and its gate stays shut.
+            // The engine ignores the request, and its gate stays shut.
             traveller->launcher.terminate();
         }
         for (const auto &traveller : stopped) {

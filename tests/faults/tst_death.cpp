@@ -1,10 +1,8 @@
-// What becomes of the programs that the launcher has started when it is killed: a game goes on,
-// what works for the launcher ends with it.
+// The launcher is killed: its game goes on, and every other program that it started ends.
 
 #include "ConsoleLauncher.h"
 #include "support/Await.h"
 #include "support/Fifo.h"
-#include "support/TestChild.h"
 
 #include <QDir>
 #include <QFile>
@@ -19,15 +17,9 @@ class TestDeath : public QObject
 
     std::unique_ptr<PipelineFixture> fixture_;
 
-    /// An engine that does the one thing when it imports and the other when it plays.
     void offerEngine(const QString &importSteps, const QString &playSteps) const
     {
-        fixture_->offerEngine(u"#!/bin/sh\n"
-                              "case \"$*\" in\n"
-                              "*--import*) exec '%1' %2;;\n"
-                              "esac\n"
-                              "exec '%1' %3\n"_s.arg(testChild(), importSteps, playSteps)
-                                  .toUtf8());
+        fixture_->offerEngine(steppedEngine(importSteps, playSteps));
     }
 
 private Q_SLOTS:
@@ -48,7 +40,7 @@ private Q_SLOTS:
         launcher.kill();
         QCOMPARE(launcher.waitForEnd(), -1);
         QVERIFY(!lifeline.isDropped());
-        // Now it prints, and nobody listens any more.
+        // The game now prints to a pipe without a reader.
         gate.open();
         spinUntil([&] { return lifeline.isDropped(); });
         QVERIFY(QFile::exists(alive));
@@ -89,7 +81,7 @@ private Q_SLOTS:
         QCOMPARE(left.size(), 1);
         QVERIFY2(left.constFirst().startsWith(u"Brindle-"), qPrintable(left.constFirst()));
 
-        // The next one is held up at the same place, with a folder of its own.
+        // The next launcher stalls at the same byte, in a new folder.
         launcher.play(fixture_->host.url());
         spinUntil([&] {
             const QStringList now = leftovers(launcher.temporary());

@@ -1,4 +1,4 @@
-// Engines that behave badly, through the whole of a Play.
+// Engines that behave badly during a whole Play.
 
 #include "PipelineFixture.h"
 #include "support/Await.h"
@@ -28,7 +28,7 @@ constexpr bool memoryIsOwn = true;
 
 const auto playing = u"engine is playing"_s;
 
-/// An engine that does these steps of the test child's, whatever it is asked for.
+/// Returns an engine that does these steps of the test child, whatever its arguments.
 QByteArray engine(const QStringList &steps)
 {
     QString script = u"#!/bin/sh\nexec '%1'"_s.arg(testChild());
@@ -38,7 +38,7 @@ QByteArray engine(const QStringList &steps)
     return script.toUtf8() + '\n';
 }
 
-/// In bytes: "VmRSS" is what is in memory now, "VmHWM" the most that ever was.
+/// Returns bytes of this process: "VmRSS" in memory now, "VmHWM" at most so far.
 qint64 memory(const QByteArray &key)
 {
     QFile status(u"/proc/self/status"_s);
@@ -68,7 +68,7 @@ class TestEngine : public QObject
         fixture_->model().startWork(true);
     }
 
-    /// Lets no more time pass than the end of a Play takes.
+    /// Serves events until the run ends, and lets only the time for the last lines pass.
     void waitForTheEnd() const
     {
         spinUntil([&] {
@@ -130,7 +130,7 @@ private Q_SLOTS:
         const Gate gate;
         start({u"fork:"_s, u"gate:"_s + gate.path(), u"parent:"_s, u"out:has crashed\\n"_s,
                u"exit:1"_s});
-        // The gate is shut: whoever waited for the pipe's end would wait for ever.
+        // The gate is shut, so a wait for the pipe's end would never return.
         waitForTheEnd();
         QVERIFY(log().contains(u"has crashed"_s));
         QVERIFY(fixture_->model().failure());
@@ -149,7 +149,7 @@ private Q_SLOTS:
         QVERIFY2(log().at(log().size() - 2).startsWith(u"• "), "one line is one entry");
         QCOMPARE(fixture_->model().failure()->lines.constLast(), log().constLast());
         if (memoryIsOwn) {
-            // A fraction of what was printed.
+            // Much less than the printed bytes.
             constexpr qint64 maxMemory = 64LL * 1024 * 1024;
             const qint64 grown = memory("VmHWM") - before;
             QVERIFY2(grown < maxMemory, qPrintable(QString::number(grown)));
@@ -171,7 +171,7 @@ private Q_SLOTS:
                      qPrintable(line.left(40)));
             QVERIFY2(line.endsWith(u"… (64 KB left out)"_s), qPrintable(line.right(40)));
         }
-        // The queue may be as full, and both together have 32 MB.
+        // Log and queue together may hold 32 MB.
         constexpr qint64 half = 15LL * 1000 * 1000;
         QVERIFY2(bytes < half, qPrintable(QString::number(bytes)));
     }
