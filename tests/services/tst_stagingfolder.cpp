@@ -199,8 +199,11 @@ private Q_SLOTS:
         leftover(home.path());
         const Lock used = StagingFolder::make(temporary.path(), nowhere);
         StagingFolder::make(temporary.path(), nowhere); // let go, but not removed
+        const QString inRoot = home.filePath(u"Brindle/.brindle-1"_s); // a run may use it
+        QVERIFY(QDir().mkpath(inRoot) && QDir().mkpath(home.filePath(u".brindle-2/x"_s)));
         StagingFolder::startClearingLeftovers(temporary.path(), home.filePath(u"Brindle"_s));
-        QTRY_COMPARE(names(home.path()), QStringList());
+        QTRY_COMPARE(names(home.path()), QStringList{u"Brindle"_s});
+        QVERIFY(QFile::exists(inRoot));
         QCOMPARE(names(temporary.path()), QStringList{QFileInfo(used->path()).fileName()});
     }
 
