@@ -14,17 +14,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// Calls `request` with the open file, anew when a signal interrupts it. 0 or the errno.
-template <typename Request>
-int with(int descriptor, Request request)
-{
-    int result = 0;
-    do {
-        result = request(descriptor);
-    } while (result != 0 && errno == EINTR);
-    return result == 0 ? 0 : errno;
-}
-
+/// Opens a file or folder and makes the request for it. Returns 0 or the errno.
 template <typename Request>
 int withOpen(const char *path, int flags, Request request)
 {
@@ -32,7 +22,7 @@ int withOpen(const char *path, int flags, Request request)
     if (descriptor < 0) {
         return errno;
     }
-    const int error = with(descriptor, request);
+    const int error = request(descriptor) == 0 ? 0 : errno;
     ::close(descriptor);
     return error;
 }
@@ -48,22 +38,17 @@ int syncOne(int descriptor)
     return ::fsync(descriptor);
 }
 
-/// File by file, where there is no request for a whole file system.
+/// Syncs file by file, for systems that can't sync a whole file system.
 int syncEach(const fs::path &folder)
 {
     std::error_code error;
     fs::recursive_directory_iterator entry(folder, error);
-    while (!error && entry != fs::recursive_directory_iterator()) {
+    for (; !error && entry != fs::recursive_directory_iterator(); entry.increment(error)) {
         const fs::file_type type = entry->symlink_status(error).type();
-        const bool isFolder = type == fs::file_type::directory;
-        if (!error && (isFolder || type == fs::file_type::regular)) {
-            const int failed = withOpen(entry->path().c_str(), isFolder ? O_DIRECTORY : 0, syncOne);
-            if (failed != 0) {
+        if (type == fs::file_type::directory || type == fs::file_type::regular) {
+            if (const int failed = withOpen(entry->path().c_str(), 0, syncOne)) {
                 return failed;
             }
-        }
-        if (!error) {
-            entry.increment(error);
         }
     }
     return error ? error.value() : withOpen(folder.c_str(), O_DIRECTORY, syncOne);
@@ -74,7 +59,7 @@ int syncEach(const fs::path &folder)
 int Disk::syncTree(const QByteArray &folder)
 {
 #ifdef Q_OS_LINUX
-    // One wait for the disk. File by file it would be one for each.
+    // One wait for the disk instead of one for each file.
     const int error = withOpen(folder.constData(), O_DIRECTORY, ::syncfs);
     if (error != ENOSYS) {
         return error;
@@ -82,9 +67,10 @@ int Disk::syncTree(const QByteArray &folder)
 #endif
     return syncEach(folder.toStdString());
 }
+
 int Disk::syncFile(int descriptor)
 {
-    return with(descriptor, syncOne);
+    return syncOne(descriptor) == 0 ? 0 : errno;
 }
 
 int Disk::syncNames(const QByteArray &folder)

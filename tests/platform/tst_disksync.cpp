@@ -1,6 +1,7 @@
-// What is asked of the system to have a folder on its disk; the system's own calls are replaced.
+// The system calls that bring a folder to its disk.
 
 #include "platform/Disk.h"
+#include "support/SystemCalls.h"
 
 #include <QDir>
 #include <QFile>
@@ -8,133 +9,83 @@
 #include <QtTest>
 
 #include <cerrno>
-#include <sys/syscall.h>
-#include <unistd.h>
+#include <optional>
 
 using namespace brindle;
-
-namespace {
-
-QStringList synced;    // paths of open files, in the order of the calls
-int treeError = 0;     // what syncfs fails with
-int fileError = 0;     // what fsync fails with
-QString failingFile;   // for this file only; empty for all
-int interruptions = 0; // calls that a signal interrupts
-
-QString pathOf(int descriptor)
-{
-    return QFile::symLinkTarget(QStringLiteral("/proc/self/fd/%1").arg(descriptor));
-}
-
-int answer(int error)
-{
-    if (interruptions > 0) {
-        --interruptions;
-        errno = EINTR;
-        return -1;
-    }
-    errno = error;
-    return error == 0 ? 0 : -1;
-}
-
-} // namespace
-
-extern "C" int syncfs(int descriptor) noexcept
-{
-    synced << QStringLiteral("all of ") + pathOf(descriptor);
-    return answer(treeError);
-}
-
-extern "C" int fsync(int descriptor)
-{
-    const QString path = pathOf(descriptor);
-    synced << path;
-    return answer(failingFile.isEmpty() || path == failingFile ? fileError : 0);
-}
+using namespace Qt::StringLiterals;
 
 class TestDiskSync : public QObject
 {
     Q_OBJECT
 
-    std::unique_ptr<QTemporaryDir> folder_;
+    std::optional<QTemporaryDir> folder_;
+    std::optional<SystemCalls> calls_;
+    QMap<QString, int> errors_; // by line
 
     QString at(const QString &name) const { return folder_->filePath(name); }
     QByteArray top() const { return QFile::encodeName(folder_->path()); }
-    void write(const QString &name) const
-    {
-        QDir().mkpath(QFileInfo(at(name)).path());
-        QFile file(at(name));
-        QVERIFY(file.open(QIODevice::WriteOnly));
-    }
+    QString syncAll() const { return u"sync all of "_s + folder_->path(); }
+    QString syncTop() const { return u"sync "_s + folder_->path(); }
 
 private Q_SLOTS:
     void init()
     {
-        folder_ = std::make_unique<QTemporaryDir>();
-        synced.clear();
-        treeError = fileError = interruptions = 0;
-        failingFile.clear();
-        write(QStringLiteral("file"));
-        write(QStringLiteral("a/b/.hidden"));
-        QFile::link(QStringLiteral("/etc/passwd"), at(QStringLiteral("a/link")));
-        QFile::link(QStringLiteral("/etc"), at(QStringLiteral("a/folder link")));
+        folder_.emplace();
+        QVERIFY(QDir(folder_->path()).mkpath(u"a/b"_s));
+        QVERIFY(QFile(at(u"file"_s)).open(QIODevice::WriteOnly));
+        QVERIFY(QFile(at(u"a/b/.hidden"_s)).open(QIODevice::WriteOnly));
+        QVERIFY(QFile::link(u"/etc/passwd"_s, at(u"a/link"_s)));
+        QVERIFY(QFile::link(u"/etc"_s, at(u"a/folder link"_s)));
+        errors_.clear();
+        calls_.emplace();
+        calls_->before = [this](const QString &line) { return errors_.value(line); };
     }
 
     void aTreeIsOneRequest()
     {
         QCOMPARE(Disk::syncTree(top()), 0);
-        QCOMPARE(synced, QStringList{QStringLiteral("all of ") + folder_->path()});
+        QCOMPARE(calls_->lines(), QStringList{syncAll()});
     }
 
     void aTreeIsEveryFileWhereThereIsNoSuchRequest()
     {
-        treeError = ENOSYS;
+        errors_[syncAll()] = ENOSYS;
         QCOMPARE(Disk::syncTree(top()), 0);
-        // Itself last, for the names in it.
-        QCOMPARE(synced.constLast(), folder_->path());
-        synced.removeFirst();
-        synced.sort();
-        QStringList expected{folder_->path(), at(QStringLiteral("file")), at(QStringLiteral("a")),
-                             at(QStringLiteral("a/b")), at(QStringLiteral("a/b/.hidden"))};
+        QStringList lines = calls_->lines();
+        QCOMPARE(lines.takeFirst(), syncAll());
+        QCOMPARE(lines.constLast(), syncTop()); // the names in it come last
+        lines.sort();
+        QStringList expected{syncTop()};
+        for (const QString &name : {u"file"_s, u"a"_s, u"a/b"_s, u"a/b/.hidden"_s}) {
+            expected << u"sync "_s + at(name);
+        }
         expected.sort();
-        QCOMPARE(synced, expected);
+        QCOMPARE(lines, expected);
     }
 
-    void failuresAreTold()
+    void failuresAreReported()
     {
-        treeError = EIO;
+        errors_[syncAll()] = EIO;
         QCOMPARE(Disk::syncTree(top()), EIO);
-        treeError = ENOSYS;
-        fileError = ENOSPC;
-        failingFile = at(QStringLiteral("a/b/.hidden"));
-        QCOMPARE(Disk::syncTree(top()), ENOSPC);
-        failingFile = folder_->path();
+        errors_[syncAll()] = ENOSYS;
+        errors_[syncTop()] = ENOSPC;
         QCOMPARE(Disk::syncTree(top()), ENOSPC);
         QCOMPARE(Disk::syncNames(top()), ENOSPC);
+        errors_[u"sync "_s + at(u"a/b/.hidden"_s)] = EIO;
+        QCOMPARE(Disk::syncTree(top()), EIO);
         QCOMPARE(Disk::syncTree(top() + "/none"), ENOENT);
         QCOMPARE(Disk::syncNames(top() + "/none"), ENOENT);
         QCOMPARE(Disk::syncNames(top() + "/file"), ENOTDIR);
     }
 
-    void interruptedRequestsAreRepeated()
-    {
-        interruptions = 2;
-        QCOMPARE(Disk::syncTree(top()), 0);
-        QCOMPARE(synced.size(), 3);
-    }
-
     void namesAreTheFolderAlone()
     {
         QCOMPARE(Disk::syncNames(top()), 0);
-        QCOMPARE(synced, QStringList{folder_->path()});
-    }
-
-    void aFileSystemWithoutTheRequestIsNoFailure()
-    {
-        fileError = EINVAL;
-        QCOMPARE(Disk::syncNames(top()), 0);
-        fileError = ENOTSUP;
-        QCOMPARE(Disk::syncNames(top()), 0);
+        QCOMPARE(calls_->lines(), QStringList{syncTop()});
+        for (const int error : {EINVAL, ENOTSUP}) { // a file system without the request
+            errors_[syncTop()] = error;
+            QCOMPARE(Disk::syncNames(top()), 0);
+        }
     }
 };
 

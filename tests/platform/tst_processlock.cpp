@@ -1,6 +1,7 @@
 // A lock by file or folder: who gets it, and who loses it when.
 
 #include "platform/ProcessLock.h"
+#include "support/SystemCalls.h"
 
 #include <QDir>
 #include <QFile>
@@ -10,30 +11,12 @@
 #include <QtTest>
 
 #include <csignal>
-#include <functional>
 #include <optional>
-#include <sys/file.h>
-#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 using namespace brindle;
 using Outcome = ProcessLock::Outcome;
-
-namespace {
-
-std::function<void()> beforeLocking; // once
-
-} // namespace
-
-/// Stands in for the system's call.
-extern "C" int flock(int descriptor, int operation) noexcept
-{
-    if (const auto act = std::exchange(beforeLocking, nullptr)) {
-        act();
-    }
-    return static_cast<int>(syscall(SYS_flock, descriptor, operation));
-}
 
 class TestProcessLock : public QObject
 {
@@ -74,7 +57,14 @@ private Q_SLOTS:
         const QString folder = file("gone");
         QVERIFY(QDir().mkdir(folder));
         ProcessLock lock(folder, ProcessLock::Kind::folder);
-        beforeLocking = [&folder] { QDir().rmdir(folder); };
+        SystemCalls calls;
+        int locks = 0;
+        calls.before = [&](const QString &) {
+            if (++locks == 1) {
+                QDir().rmdir(folder);
+            }
+            return 0;
+        };
         QCOMPARE(lock.tryLock(), Outcome::taken);
         QCOMPARE(lock.tryLock(), Outcome::taken);
         QVERIFY(QDir().mkdir(folder));
@@ -82,9 +72,13 @@ private Q_SLOTS:
 
         // Its successor is the one that counts.
         ProcessLock another(file("replaced"));
-        beforeLocking = [this] {
-            QFile::remove(file("replaced"));
-            QVERIFY(QFile(file("replaced")).open(QIODevice::WriteOnly));
+        locks = 0;
+        calls.before = [&](const QString &) {
+            if (++locks == 1) {
+                QFile::remove(file("replaced"));
+                QFile(file("replaced")).open(QIODevice::WriteOnly);
+            }
+            return 0;
         };
         QCOMPARE(another.tryLock(), Outcome::taken);
         QCOMPARE(another.tryLock(), Outcome::held);
