@@ -47,9 +47,6 @@ QIcon windowIcon()
 /// https://specifications.freedesktop.org/startup-notification-spec/
 void obeyStartupId(const QByteArray &id)
 {
-    if (QGuiApplication::platformName() != u"xcb") {
-        return;
-    }
     auto *const native = QGuiApplication::platformNativeInterface();
     const qsizetype mark = id.lastIndexOf("_TIME");
     const uint time = mark < 0 ? 0 : id.mid(mark + 5).toUInt();
@@ -150,12 +147,14 @@ void BrindleApp::open(const QByteArray &activationToken, const QByteArray &start
     if (ending_) {
         return;
     }
-    if (!activationToken.isEmpty()) {
-        // Qt's Wayland plugin activates the window with the token in this variable.
-        qputenv("XDG_ACTIVATION_TOKEN", activationToken);
-    }
-    if (!startupId.isEmpty()) {
-        obeyStartupId(startupId);
+    if (QGuiApplication::platformName() == u"xcb") {
+        if (!startupId.isEmpty() && window_->isVisible()) {
+            obeyStartupId(startupId);
+        }
+    } else if (!activationToken.isEmpty() || !startupId.isEmpty()) {
+        // Qt's Wayland plugin activates the window with the token in this variable. Debian 12's
+        // GNOME hands out a token as a startup id only, because GLib before 2.76 does.
+        qputenv("XDG_ACTIVATION_TOKEN", activationToken.isEmpty() ? startupId : activationToken);
     }
     QuickDesktop::bringToFront(*window_);
 }

@@ -5,6 +5,7 @@
 #include "core/AppModel.h"
 #include "files/StagingFolder.h"
 #include "files/Storage.h"
+#include "platform/ActivationTokens.h"
 #include "platform/TerminationSignals.h"
 #include "ui/BrindleApp.h"
 #include "ui/DesktopSession.h"
@@ -47,8 +48,12 @@ Dependencies parts(std::shared_ptr<Desktop> desktop, Platform platform)
 int main(int argc, char *argv[])
 {
     Paths::ignoreRelativeFolders();
+    const QByteArray activationToken = ActivationTokens::usable(qgetenv("XDG_ACTIVATION_TOKEN"));
+    const QByteArray startupId = ActivationTokens::usable(qgetenv("DESKTOP_STARTUP_ID"));
+    // No game inherits them, and libwayland never sees an unusable one.
+    qunsetenv("XDG_ACTIVATION_TOKEN");
     SingleInstance instance(Paths::root());
-    switch (instance.claim(qgetenv("XDG_ACTIVATION_TOKEN"), qgetenv("DESKTOP_STARTUP_ID"))) {
+    switch (instance.claim(activationToken, startupId)) {
     case SingleInstance::Role::first:
         break;
     case SingleInstance::Role::second:
@@ -82,7 +87,8 @@ int main(int argc, char *argv[])
     const TerminationSignals terminationSignals;
     QObject::connect(&terminationSignals, &TerminationSignals::requested, &launcher,
                      &BrindleApp::forceQuit);
-    launcher.open();
+    qunsetenv("DESKTOP_STARTUP_ID"); // Qt's X11 plugin has read it
+    launcher.open(activationToken, startupId);
     // After the first frame, which must not wait.
     QTimer::singleShot(0, &launcher, [] {
         StagingFolder::startClearingLeftovers(QDir::tempPath(), Paths::root());

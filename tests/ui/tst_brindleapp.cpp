@@ -76,8 +76,12 @@ private Q_SLOTS:
         QVERIFY(model().gameRunning());
 
         // Starting the launcher again brings the window back.
-        app().open("a token");
+        app().open("a token", "an id");
         QVERIFY(app().window()->isVisible());
+        QCOMPARE(qgetenv("XDG_ACTIVATION_TOKEN"), "a token");
+        app().open({}, "an id");
+        QCOMPARE(qgetenv("XDG_ACTIVATION_TOKEN"), "an id");
+        qunsetenv("XDG_ACTIVATION_TOKEN");
         finishGame();
         QVERIFY(endings() == 0);
     }
