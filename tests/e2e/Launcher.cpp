@@ -68,10 +68,13 @@ QRect filledPart(const QImage &picture)
 /// How high the sheet or alert is that lies over the window; 0 without one.
 int sheetHeight(const QImage &picture)
 {
-    // Above its text.
+    // Above its text. Its left edge, below the round corner, tells the height.
     const QRect top = block(picture, sheetColour, 380, 4);
-    int height = 0;
-    while (!top.isEmpty() && top.top() + height < picture.height() &&
+    if (top.isEmpty()) {
+        return 0;
+    }
+    int height = 14;
+    while (top.top() + height < picture.height() &&
            (picture.pixel(top.left() + 8, top.top() + height) | 0xff000000) == sheetColour) {
         ++height;
     }

@@ -113,10 +113,11 @@ Item {
 
             // From the top left to the bottom right.
             waitForRendering(view);
-            const image = grabImage(hero);
-            verify(image.blue(20, 65) > image.red(20, 65));
-            verify(image.red(hero.width - 20, 65) > image.blue(hero.width - 20, 65));
-            verify(image.red(hero.width / 3, 125) > image.red(hero.width / 3, 5));
+            const image = grabImage(view);
+            const at = (x, y) => ({ red: image.red(24 + x, 24 + y), blue: image.blue(24 + x, 24 + y) });
+            verify(at(20, 65).blue > at(20, 65).red);
+            verify(at(490, 65).red > at(490, 65).blue);
+            verify(at(100, 125).red > at(100, 5).red);
             const symbol = item("heroSymbol");
             compare(symbol.name, "flags");
             verify(Qt.colorEqual(symbol.color, Qt.rgba(1, 1, 1, 0.92)));
