@@ -216,7 +216,7 @@ void Launcher::waitForAlert() const
         const QImage picture = screen_.picture();
         const int height = sheetHeight(picture);
         // The ring's upper edge, which is the first accent colour from above.
-        return height > 0 && height < 250 && block(picture, accent, 40, 2).height() <= 3;
+        return height > 0 && height < 250 && block(picture, accent, 20, 2).height() <= 3;
     });
 }
 
