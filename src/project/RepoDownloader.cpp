@@ -23,8 +23,9 @@ namespace {
 
 const auto repositoryPath = u"/tessel-works/godot-brindle"_s;
 
-/// Returns the add-on's folder, or throws SetupError when it lies outside the repository.
-QString checkedFolder(const QString &repository, const QString &path)
+/// Whether the add-on's folder has content. Throws SetupError when the folder lies outside the
+/// repository. Blocks.
+bool isPresent(const QString &repository, const QString &path)
 {
     const std::optional<QString> folder = RepoDownloader::addonFolder(repository, path);
     if (!folder) {
@@ -32,10 +33,10 @@ QString checkedFolder(const QString &repository, const QString &path)
             u"The add-on \"%1\" lies outside the game's folder, so it was not fetched."_s.arg(
                 path));
     }
-    return *folder;
+    return !Files::names(*folder).isEmpty();
 }
 
-/// Moves the unpacked add-on into its folder. Blocks.
+/// Moves the unpacked add-on into its folder, which `isPresent` has checked. Blocks.
 void placeAddon(const QString &unpacked, const QString &repository, const QString &path,
                 const std::stop_token &stop)
 {
@@ -43,7 +44,7 @@ void placeAddon(const QString &unpacked, const QString &repository, const QStrin
     if (names.isEmpty()) {
         throw SetupError(u"The add-on %1 was empty."_s.arg(path));
     }
-    const QString folder = checkedFolder(repository, path);
+    const QString folder = QDir::cleanPath(repository + u'/' + path);
     const QString parent = QFileInfo(folder).path();
     Files::remove(folder, stop);
     Files::createFolder(parent);
@@ -124,7 +125,7 @@ QCoro::Task<> RepoDownloader::fetchSubmodules(ProjectInfo info, ProgressCallback
     for (const Submodule &submodule : std::as_const(info.submodules)) {
         checkCancellation(stop);
         const auto look = [repository = info.repoRoot, path = submodule.path] {
-            return !Files::names(checkedFolder(repository, path)).isEmpty();
+            return isPresent(repository, path);
         };
         if (co_await runOnWorker(look)) {
             continue;

@@ -3,6 +3,7 @@
 #include "files/Files.h"
 #include "project/ProjectInspector.h"
 #include "support/Await.h"
+#include "support/EngineScript.h"
 
 #include <QDir>
 #include <QFile>
@@ -117,20 +118,16 @@ QByteArray ModelFixture::read(const QString &path)
 
 QByteArray ModelFixture::engineScript(int importExit)
 {
-    return QByteArrayLiteral("#!/bin/sh\n"
-                             "case \"$*\" in\n"
-                             "*--import*)\n"
-                             "    printf '%s\\n' \"$@\" > \"$4/import arguments\"\n"
-                             "    echo \"engine is importing\"; exit ") +
-           QByteArray::number(importExit) +
-           QByteArrayLiteral(";;\n"
-                             "esac\n"
-                             "printf '%s\\n' \"$@\" > \"$2/play arguments\"\n"
-                             "rm -f \"$2/finish\"\n"
-                             "mkfifo \"$2/finish\"\n"
-                             "echo \"engine is playing\"\n"
-                             "read code < \"$2/finish\"\n"
-                             "exit \"$code\"\n");
+    return brindle::engineScript("printf '%s\\n' \"$@\" > \"$2/play arguments\"\n"
+                                 "rm -f \"$2/finish\"\n"
+                                 "mkfifo \"$2/finish\"\n"
+                                 "echo \"engine is playing\"\n"
+                                 "read code < \"$2/finish\"\n"
+                                 "exit \"$code\"",
+                                 "printf '%s\\n' \"$@\" > \"$4/import arguments\"\n"
+                                 "echo \"engine is importing\"\n"
+                                 "exit " +
+                                     QByteArray::number(importExit));
 }
 
 void ModelFixture::finishGame(const QString &projectFolder, int code)

@@ -6,6 +6,7 @@
 #include "ConsoleLauncher.h"
 #include "files/Files.h"
 #include "support/Await.h"
+#include "support/EngineScript.h"
 
 #include <QFileInfo>
 #include <QtTest>
@@ -66,11 +67,7 @@ private Q_SLOTS:
     void init()
     {
         fixture_ = std::make_unique<PipelineFixture>();
-        fixture_->offerEngine("#!/bin/sh\n"
-                              "case \"$*\" in\n"
-                              "*--import*) exit 0;;\n"
-                              "esac\n"
-                              "echo \"engine is playing\"\n");
+        fixture_->offerEngine(engineScript("echo \"engine is playing\""));
         programs_ = std::make_unique<QTemporaryDir>();
         if (complete_.entries().isEmpty()) {
             launcher_ = std::make_unique<ConsoleLauncher>();

@@ -60,16 +60,18 @@ class TestTools : public QObject
         return QString::fromUtf8(readFile(at(u"called"_s))).split(u'\n', Qt::SkipEmptyParts);
     }
     QCoro::Task<> start(const QString &tool, std::stop_token stop = {},
-                        Operation operation = Tools::replaceFolder) const
+                        Operation operation = Tools::replaceFolder)
     {
         auto file = std::make_shared<QFile>(archive());
         if (!file->open(QIODevice::ReadOnly)) {
             throw std::runtime_error("no archive");
         }
+        opened_ = file;
         return operation(tool, archive(), std::move(file), place(), stop);
     }
 
     std::unique_ptr<QTemporaryDir> folder_;
+    std::weak_ptr<QFile> opened_; // the archive of the last start
 
 private Q_SLOTS:
     void init()
@@ -130,7 +132,7 @@ private Q_SLOTS:
         bool isSynced = false;
         atSync = [&] {
             isSynced = true;
-            wasThere = QFile::exists(archive());
+            wasThere = QFile::exists(archive()) || !opened_.expired();
         };
         await(start(tool(), {}, Tools::unzip));
         QVERIFY(!QFile::exists(archive()));
