@@ -137,6 +137,30 @@ private Q_SLOTS:
         spinUntil([&] { return done.load(); });
     }
 
+    void aStopBeforeTheResumptionCancels()
+    {
+        for (int i = 0; i < 50; ++i) {
+            std::stop_source stop;
+            std::atomic<bool> done = false;
+            auto task = runOnWorker([&] { done = true; }, stop.get_token());
+            while (!done) {
+                QThread::yieldCurrentThread();
+            }
+            stop.request_stop();
+            QVERIFY(endsCancelled(std::move(task)));
+        }
+    }
+
+    void aStopBeforeTheCallKeepsTheWorkFromRunning()
+    {
+        std::stop_source stop;
+        stop.request_stop();
+        std::atomic<bool> ran = false;
+        QVERIFY(endsCancelled(runOnWorker([&] { ran = true; }, stop.get_token())));
+        await(runOnWorker([] {}));
+        QVERIFY(!ran);
+    }
+
     void deliversFromAnyThread()
     {
         const OneShot<int> delivered;

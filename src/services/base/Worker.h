@@ -15,10 +15,12 @@ namespace brindle {
 /// whatever `work` throws.
 ///
 /// When `stop` is requested the caller resumes at once with CancellationError, while `work` runs to
-/// its end and its result is dropped. So `work` must own all that it touches.
+/// its end and its result is dropped. So `work` must own all that it touches. A stop that comes
+/// before the caller resumes always wins over the result.
 template <typename F>
 QCoro::Task<std::invoke_result_t<F>> runOnWorker(F work, std::stop_token stop = {})
 {
+    checkCancellation(stop);
     using Result = std::invoke_result_t<F>;
     using Value = std::conditional_t<std::is_void_v<Result>, std::monostate, Result>;
     const OneShot<Value> result;
@@ -38,8 +40,11 @@ QCoro::Task<std::invoke_result_t<F>> runOnWorker(F work, std::stop_token stop = 
         stop, [result] { result.fail(std::make_exception_ptr(CancellationError())); });
     if constexpr (std::is_void_v<Result>) {
         co_await result;
+        checkCancellation(stop);
     } else {
-        co_return co_await result;
+        Result value = co_await result;
+        checkCancellation(stop);
+        co_return value;
     }
 }
 
