@@ -42,7 +42,6 @@ QCoro::Task<> AppModel::runAll(bool launch, std::stop_token stop)
         return ProjectInspector::findProject(storage.gameFolder());
     };
     std::optional<QString> project = co_await runOnWorker(look, stop);
-    checkCancellation(stop);
     if (!project) {
         co_await downloadGame(stop);
     } else if (QFile::exists(storage_.unfinishedMark())) {
@@ -51,7 +50,6 @@ QCoro::Task<> AppModel::runAll(bool launch, std::stop_token stop)
         co_await completeGame(*project, stop);
     }
     project = co_await findProject(stop);
-    checkCancellation(stop);
     projectURL_ = project;
     if (!project) {
         throw SetupError(u"The game folder could not be found."_s);

@@ -24,9 +24,6 @@ QCoro::Task<std::invoke_result_t<F>> runOnWorker(F work, std::stop_token stop = 
     using Result = std::invoke_result_t<F>;
     using Value = std::conditional_t<std::is_void_v<Result>, std::monostate, Result>;
     const OneShot<Value> result;
-    // First, so that an earlier request wins over a fast worker.
-    const std::stop_callback onStop(
-        stop, [result] { result.fail(std::make_exception_ptr(CancellationError())); });
     Threads::startOnWorker([work = std::move(work), result]() mutable {
         try {
             if constexpr (std::is_void_v<Result>) {
@@ -39,6 +36,8 @@ QCoro::Task<std::invoke_result_t<F>> runOnWorker(F work, std::stop_token stop = 
             result.fail(std::current_exception());
         }
     });
+    const std::stop_callback onStop(
+        stop, [result] { result.fail(std::make_exception_ptr(CancellationError())); });
     if constexpr (std::is_void_v<Result>) {
         co_await result;
         checkCancellation(stop);
