@@ -35,6 +35,7 @@ class OneShot
         {
             auto *const watcher = new QFutureWatcher<T>;
             const auto resume = [watcher, waiter] {
+                watcher->disconnect(); // a second report would resume a destroyed coroutine
                 watcher->deleteLater();
                 waiter.resume();
             };
