@@ -69,14 +69,17 @@ QCoro::Task<> SystemStyle::askPortal(QPointer<SystemStyle> self)
     if (co_await bus.open() && self) {
         bus.listen(portal, portalPath, settings, u"SettingChanged"_s, self.data(),
                    SLOT(hear(QString, QString, QDBusVariant)));
-        // Every version of the portal has this call; Debian 12's lacks ReadOne.
-        const auto read = QDBusMessage::createMethodCall(portal, portalPath, settings, u"ReadAll"_s)
-                          << QStringList{appearance};
-        const QDBusMessage reply = co_await bus.call(read);
-        const auto groups = qdbus_cast<QMap<QString, QVariantMap>>(reply.arguments().value(0));
-        const QVariantMap group = groups.value(appearance);
-        for (auto value = group.begin(); self && value != group.end(); ++value) {
-            self->hear(appearance, value.key(), QDBusVariant(value.value()));
+        // Debian 12's portal lacks ReadOne, and ReadAll mixes the answers of several desktops.
+        const QStringList keys{schemeKey, accentKey};
+        for (const QString &key : keys) {
+            const auto read =
+                QDBusMessage::createMethodCall(portal, portalPath, settings, u"Read"_s)
+                << appearance << key;
+            const QDBusMessage reply = co_await bus.call(read);
+            const auto outer = reply.arguments().value(0).value<QDBusVariant>().variant();
+            if (self && reply.type() == QDBusMessage::ReplyMessage) {
+                self->hear(appearance, key, outer.value<QDBusVariant>());
+            }
         }
     }
     if (self) {

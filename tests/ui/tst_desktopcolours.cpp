@@ -111,10 +111,20 @@ public:
     bool isSilent = false;
 
 public Q_SLOTS:
-    Groups ReadAll(const QStringList &groups)
+    /// Wraps the value twice, like the real one.
+    QDBusVariant Read(const QString &group, const QString &key)
     {
         setDelayedReply(isSilent);
-        return groups.contains(appearance) ? Groups{{appearance, values}} : Groups();
+        if (group != appearance || !values.contains(key)) {
+            sendErrorReply(u"org.freedesktop.portal.Error.NotFound"_s,
+                           u"Requested setting not found"_s);
+        }
+        return QDBusVariant(QVariant::fromValue(QDBusVariant(values.value(key, 0))));
+    }
+    /// Another desktop's backend overrides the values.
+    static Groups ReadAll(const QStringList & /*groups*/)
+    {
+        return {{appearance, {{schemeKey, 0U}}}};
     }
 
 Q_SIGNALS:
