@@ -7,6 +7,7 @@ import Brindle
 QtObject {
     Component.onCompleted: SystemStyle.colourTitleBars(window, text)
     onWindowChanged: SystemStyle.colourTitleBars(window, text)
+    onTextChanged: SystemStyle.colourTitleBars(window, text)
 
     // Colours.
     readonly property color white: "#ffffff"
