@@ -646,7 +646,7 @@ def dark(desktop):
     check(lightness(first) < 80, f"the first frame is dark: {first}")
     for name, is_dark in (("dark", True), ("dark-to-light", False), ("light-to-dark", True)):
         desktop.dark(is_dark)
-        time.sleep(1)
+        time.sleep(5)
         bar, ground = desktop.ground(name)
         check((lightness(ground) < 80) == is_dark, f"{name}: the window's ground {ground}")
         check((lightness(bar) < 110) == is_dark, f"{name}: the title bar {bar}")
