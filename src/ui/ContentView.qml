@@ -32,6 +32,14 @@ FocusScope {
         home: playArea.playButton
     }
 
+    // Nothing moves before the first frame is there.
+    property bool settled: false
+    Connections {
+        target: root.Window.window
+        enabled: !root.settled
+        function onFrameSwapped() { root.settled = true }
+    }
+
     component Fade: NumberAnimation {
         duration: Theme.duration
         easing.type: Easing.OutCubic
@@ -49,8 +57,12 @@ FocusScope {
             y: 24
             width: scroller.width - 48
             spacing: 14
-            add: Transition { Fade { property: "opacity"; from: 0; to: 1 } }
+            add: Transition {
+                enabled: root.settled
+                Fade { property: "opacity"; from: 0; to: 1 }
+            }
             move: Transition {
+                enabled: root.settled
                 Fade { property: "y" }
                 Fade { property: "opacity"; to: 1 }
             }
