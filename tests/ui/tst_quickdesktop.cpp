@@ -83,6 +83,8 @@ private Q_SLOTS:
 
     void cleanup()
     {
+        desktop_->dismissAlert();
+        QCoreApplication::processEvents(); // those who asked go on, and end
         desktop_.reset();
         view_.reset();
     }
