@@ -15,6 +15,9 @@ namespace {
 // Longer lines are cut here. The Copy button copies them whole.
 constexpr int maxShown = 4'000;
 
+// A block takes as long to lay out as about this many characters of it.
+constexpr qsizetype blockCost = 54;
+
 /// Returns the entry as one block: characters that begin a block become line breaks.
 QString asBlock(const QString &line)
 {
@@ -80,7 +83,7 @@ void LogDocument::updatePolish()
 
     qsizetype room = charactersPerFrame;
     const auto take = [&](qint64 entry) {
-        room -= lines.at(entry - dropped).size() + 1;
+        room -= lines.at(entry - dropped).size() + blockCost;
         return room > 0;
     };
     qint64 to = end();
