@@ -255,7 +255,8 @@ void Tour::savePicture(const QString &name)
     if (pictures_.isEmpty()) {
         return;
     }
-    const QString file = u"%1/%2-%3.png"_s.arg(pictures_).arg(++taken_, 2, 10, QLatin1Char('0')).arg(name);
+    const QString file =
+        u"%1/%2-%3.png"_s.arg(pictures_).arg(++taken_, 2, 10, QLatin1Char('0')).arg(name);
     if (!QGuiApplication::primaryScreen()->grabWindow(0).save(file)) {
         throw std::runtime_error("can't write " + file.toStdString());
     }

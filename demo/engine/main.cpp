@@ -233,7 +233,7 @@ int play(int &argc, char **argv, const CommandLine &line, const QSettings &direc
     QTimer::singleShot(after("windowSeconds", 0), &window,
                        [&] { line.fullscreen ? window.showFullScreen() : window.show(); });
     print(QStringLiteral("The game is running."));
-    if (const auto time = after("playSeconds", -1); time >= 0ms) {
+    if (const auto time = after("playSeconds", -1); time.count() >= 0) {
         QTimer::singleShot(time, Qt::PreciseTimer, &window, [&directions] {
             QCoreApplication::exit(directions.value(QStringLiteral("playExit")).toInt());
         });

@@ -19,7 +19,8 @@ public:
     /// libwayland ends a program that sends a much longer text.
     static QByteArray usable(const QByteArray &token);
 
-    /// @param display the connection, a `wl_display`. It must outlive this object and every request.
+    /// @param display the connection, a `wl_display`. It must outlive this object and every
+    /// request.
     explicit ActivationTokens(void *display);
     ~ActivationTokens();
 

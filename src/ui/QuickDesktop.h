@@ -34,8 +34,8 @@ public:
     void reveal(const QString &path) override;
     void copyText(const QString &text) override;
     void openPage(const QUrl &page) override;
-    /// Returns the compositor's token under Wayland, a startup id with the time of the player's last
-    /// input on X11, and nothing elsewhere.
+    /// Returns the compositor's token under Wayland, a startup id with the time of the player's
+    /// last input on X11, and nothing elsewhere.
     QCoro::Task<QMap<QString, QString>> startPermission(std::stop_token stop) override;
     /// Records the time of the player's input, as the window system counts it.
     void noteInput(quint64 time);
@@ -66,8 +66,8 @@ private:
     std::shared_ptr<int> revealing_ = std::make_shared<int>(0);
     QPointer<QQmlEngine> engine_;
     QPointer<QQuickWindow> window_;
-    QList<Question> questions_; // `alert_` shows the first
-    QPointer<QObject> alert_;   // an AlertView
+    QList<Question> questions_;                // `alert_` shows the first
+    QPointer<QObject> alert_;                  // an AlertView
     std::unique_ptr<ActivationTokens> tokens_; // under Wayland, while there is a window
     quint64 lastInput_ = 0;
     int starts_ = 0;

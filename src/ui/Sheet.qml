@@ -31,7 +31,8 @@ T.Popup {
     focus: true
     closePolicy: T.Popup.NoAutoClose
 
-    contentItem: Loader {
+    // Not deferred, because the sizes above need it at once.
+    contentItem: Loader { // qmllint disable deferred-property-id
         id: loader
         active: sheet.visible
         focus: true

@@ -13,7 +13,6 @@
 #include <sys/un.h>
 #include <unistd.h>
 
-
 namespace brindle {
 
 using namespace Qt::StringLiterals;
@@ -50,7 +49,8 @@ SingleInstance::~SingleInstance()
 SingleInstance::Role SingleInstance::claim(const QByteArray &activationToken,
                                            const QByteArray &startupId, int patience)
 {
-    const QByteArray request = ActivationTokens::usable(activationToken) + '\t' + ActivationTokens::usable(startupId) + '\n';
+    const QByteArray request = ActivationTokens::usable(activationToken) + '\t' +
+                               ActivationTokens::usable(startupId) + '\n';
     try {
         Files::createFolder(folder_);
     } catch (const SystemError &) {
@@ -126,7 +126,8 @@ void SingleInstance::serve()
                 QByteArray request = socket->readLine();
                 request.chop(1);
                 const QByteArrayList texts = request.split('\t');
-                Q_EMIT windowRequested(ActivationTokens::usable(texts.value(0)), ActivationTokens::usable(texts.value(1)));
+                Q_EMIT windowRequested(ActivationTokens::usable(texts.value(0)),
+                                       ActivationTokens::usable(texts.value(1)));
                 socket->write(shownAnswer);
                 socket->disconnectFromServer();
             } else if (socket->bytesAvailable() > maxRequest) {

@@ -61,8 +61,8 @@ private:
     MessageBus bus_{MessageBus::Bus::session};
     bool isAnswered_ = false;
     bool isColouring_ = false; // Qt announces our own change of the palette too
-    uint scheme_ = 0;     // of windows: 1 dark, 2 light, any other value leaves it to Qt
-    QColor chosenAccent_; // invalid: the player chose none
+    uint scheme_ = 0;          // of windows: 1 dark, 2 light, any other value leaves it to Qt
+    QColor chosenAccent_;      // invalid: the player chose none
     std::optional<QPalette> desktopPalette_; // before the title bars were coloured
 };
 

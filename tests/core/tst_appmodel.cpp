@@ -527,8 +527,7 @@ private Q_SLOTS:
         AppModel &next = model();
         QSignalSpy changes(&next, &AppModel::willChange);
         bool served = false;
-        QMetaObject::invokeMethod(
-            this, [&] { served = true; }, Qt::QueuedConnection);
+        QMetaObject::invokeMethod(this, [&] { served = true; }, Qt::QueuedConnection);
         spinUntil([&] { return served; });
         QCOMPARE(changes.size(), 0);
         QCOMPARE(next.state(), AppState::notDownloaded());

@@ -27,8 +27,7 @@ QStringList arguments(const PipelineFixture &fixture, const char *run)
 void serveTheQueue()
 {
     bool served = false;
-    QMetaObject::invokeMethod(
-        qApp, [&] { served = true; }, Qt::QueuedConnection);
+    QMetaObject::invokeMethod(qApp, [&] { served = true; }, Qt::QueuedConnection);
     spinUntil([&] { return served; });
 }
 

@@ -236,7 +236,8 @@ class TestActivationTokens : public QObject
 
     std::shared_ptr<void> ask(void *surface = nullptr)
     {
-        auto request = tokens_->ask(surface, [this](const QByteArray &token) { answers_ << token; });
+        auto request =
+            tokens_->ask(surface, [this](const QByteArray &token) { answers_ << token; });
         compositor_->serve();
         return request;
     }

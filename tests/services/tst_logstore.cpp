@@ -61,11 +61,13 @@ private Q_SLOTS:
         row("removal makes no new escape", u"\x1b\x1b[0m[0mx"_s, u"\x1b[0mx"_s);
         row("one after the other", u"\x1b[90m\x1b[1m[ DONE ]\x1b[22m\x1b[39m"_s, u"[ DONE ]"_s);
         for (const char letter : {'A', 'Z', 'a', 'z'}) {
-            QTest::addRow("ends in %c", letter) << u"\x1b[09"_s + QLatin1Char(letter) + u'!' << u"!"_s;
+            QTest::addRow("ends in %c", letter)
+                << u"\x1b[09"_s + QLatin1Char(letter) + u'!' << u"!"_s;
         }
         // The neighbours of letters and digits.
         for (const char other : {'@', '[', '`', '{', '/', ':'}) {
-            same(qPrintable(u"ends in "_s + QLatin1Char(other)), u"\x1b[0"_s + QLatin1Char(other) + u'!');
+            same(qPrintable(u"ends in "_s + QLatin1Char(other)),
+                 u"\x1b[0"_s + QLatin1Char(other) + u'!');
         }
     }
     void cleansEntries()

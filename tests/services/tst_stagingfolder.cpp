@@ -198,7 +198,7 @@ private Q_SLOTS:
         leftover(temporary.path());
         leftover(home.path());
         const Lock used = StagingFolder::make(temporary.path(), nowhere);
-        StagingFolder::make(temporary.path(), nowhere); // let go, but not removed
+        StagingFolder::make(temporary.path(), nowhere);                // let go, but not removed
         const QString inRoot = home.filePath(u"Brindle/.brindle-1"_s); // a run may use it
         QVERIFY(QDir().mkpath(inRoot) && QDir().mkpath(home.filePath(u".brindle-2/x"_s)));
         StagingFolder::startClearingLeftovers(temporary.path(), home.filePath(u"Brindle"_s));

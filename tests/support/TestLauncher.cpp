@@ -56,8 +56,8 @@ int runTestLauncher(const std::string &program, const std::vector<std::string> &
 std::string makeTestStaging(const std::string &temporaryFolder)
 {
     // Never destroyed: the lock goes with the process.
-    static const auto *const staging = new std::shared_ptr(StagingFolder::make(
-        QString::fromStdString(temporaryFolder), u"/nowhere/Brindle"_s));
+    static const auto *const staging = new std::shared_ptr(
+        StagingFolder::make(QString::fromStdString(temporaryFolder), u"/nowhere/Brindle"_s));
     return (*staging)->path().toStdString();
 }
 

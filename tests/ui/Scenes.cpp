@@ -122,7 +122,8 @@ QList<Scene> scenes()
          [&] {
              QVariantMap all = running(Phase::Playing, text("The game is open"));
              all.insert({{text("storageSize"), text("486.2 MB")},
-                         {text("fullscreen"), true}, {text("resolution"), 3}});
+                         {text("fullscreen"), true},
+                         {text("resolution"), 3}});
              return all;
          }(),
          text("settings")},

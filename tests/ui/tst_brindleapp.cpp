@@ -65,8 +65,7 @@ private Q_SLOTS:
         ask([this] { close(); }, 1,
             [this] {
                 QCOMPARE(alertMessage(), QStringLiteral("The game is still running"));
-                QCOMPARE(alertText(),
-                         QStringLiteral("Quitting will close the game too."));
+                QCOMPARE(alertText(), QStringLiteral("Quitting will close the game too."));
                 QVERIFY2(app().window()->isVisible(), "the question is asked in the window");
                 // Closing it once more is the same request.
                 close();
@@ -218,8 +217,7 @@ private Q_SLOTS:
             },
             0,
             [&] {
-                QCOMPARE(alertMessage(),
-                         QStringLiteral("Remove the game and the engine?"));
+                QCOMPARE(alertMessage(), QStringLiteral("Remove the game and the engine?"));
                 if (isQuit) {
                     quit();
                 } else {
@@ -255,8 +253,7 @@ private Q_SLOTS:
                 ask([this] { quit(); }, 1,
                     [this, &asked] {
                         asked = true;
-                        QCOMPARE(alertMessage(),
-                                 QStringLiteral("The game is still running"));
+                        QCOMPARE(alertMessage(), QStringLiteral("The game is still running"));
                     });
             });
         QVERIFY(asked);

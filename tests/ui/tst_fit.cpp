@@ -100,10 +100,7 @@ class TestFit : public QObject
 private Q_SLOTS:
     void initTestCase() { ViewFixture::setUpApplication(); }
 
-    void init()
-    {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".")));
-    }
+    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral("."))); }
 
     void everyTextHasRoom_data()
     {

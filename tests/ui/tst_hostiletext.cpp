@@ -139,8 +139,8 @@ private Q_SLOTS:
             view.find(QStringLiteral("content"))->setProperty(QByteArray(sheet) + "Shown", false);
         }
         for (const QString &name :
-             names + QStringList{QStringLiteral("controls"),
-                                 QStringLiteral("resolution"), QStringLiteral("log line")}) {
+             names + QStringList{QStringLiteral("controls"), QStringLiteral("resolution"),
+                                 QStringLiteral("log line")}) {
             QVERIFY2(isSeen(name), qPrintable(name));
         }
     }

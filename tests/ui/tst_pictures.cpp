@@ -78,10 +78,7 @@ private Q_SLOTS:
         QVERIFY(folder_.mkpath(QStringLiteral(".")));
     }
 
-    void init()
-    {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".")));
-    }
+    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral("."))); }
 
     void everyView_data()
     {

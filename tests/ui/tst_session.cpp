@@ -175,9 +175,7 @@ private Q_SLOTS:
     {
         startGame();
         ask([] { commit(agrees); }, 0,
-            [this] {
-                QCOMPARE(alertMessage(), QStringLiteral("The game is still running"));
-            });
+            [this] { QCOMPARE(alertMessage(), QStringLiteral("The game is still running")); });
         QCOMPARE(endings(), 0);
         spinUntil([] { return !model().work(); });
         QVERIFY(model().log.lines().contains(QStringLiteral("• Game stopped")));

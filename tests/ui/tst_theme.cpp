@@ -254,9 +254,10 @@ private Q_SLOTS:
         for (const bool dark : {false, true}) {
             setDark(dark);
             const auto status = [&theme](const char *name) { return theme.colour(name).name(); };
-            QCOMPARE((QStringList{status("gray"), status("orange"), status("red"), status("green")}),
-                     dark ? (QStringList{u"#98989d"_s, u"#ff9f0a"_s, u"#ff453a"_s, u"#30d158"_s})
-                          : (QStringList{u"#8e8e93"_s, u"#ff9500"_s, u"#ff3b30"_s, u"#28b14c"_s}));
+            QCOMPARE(
+                (QStringList{status("gray"), status("orange"), status("red"), status("green")}),
+                dark ? (QStringList{u"#98989d"_s, u"#ff9f0a"_s, u"#ff453a"_s, u"#30d158"_s})
+                     : (QStringList{u"#8e8e93"_s, u"#ff9500"_s, u"#ff3b30"_s, u"#28b14c"_s}));
         }
     }
 

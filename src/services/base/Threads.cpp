@@ -54,8 +54,7 @@ void Threads::startOnWorker(std::function<void()> work)
 
 void Threads::start(std::function<void(std::stop_token)> work)
 {
-    pools().others.start(
-        [work = std::move(work)] { work(pools().programEnds.get_token()); });
+    pools().others.start([work = std::move(work)] { work(pools().programEnds.get_token()); });
 }
 
 Threads::ProgramEnd::~ProgramEnd()

@@ -27,7 +27,8 @@ public:
     /// Queues a line. Any thread.
     void append(const QString &line);
 
-    /// Adds a line of the launcher's own, behind "• ", and all waiting lines before it. Main thread.
+    /// Adds a line of the launcher's own, behind "• ", and all waiting lines before it. Main
+    /// thread.
     void note(const QString &text);
 
     /// Brings all waiting lines into the log. Main thread.

@@ -319,7 +319,7 @@ private:
         for (;;) {
             const Milliseconds longest = report();
             const auto left = std::chrono::ceil<Milliseconds>(end - Clock::now());
-            if (left <= 0ms) {
+            if (left <= Milliseconds::zero()) {
                 return;
             }
             poll(std::min(left, longest));
@@ -461,8 +461,9 @@ private:
         }
         // Less than 0 for a time in the past.
         const std::chrono::seconds asked(info<curl_off_t>(CURLINFO_RETRY_AFTER));
-        return asked > longestDelay ? std::nullopt
-                                    : std::optional<Milliseconds>(std::max(asked, 0s));
+        return asked > longestDelay
+                   ? std::nullopt
+                   : std::optional<Milliseconds>(std::max(asked, std::chrono::seconds::zero()));
     }
 
     static TransferError unfinished()
@@ -517,7 +518,7 @@ private:
         }
         const auto due = lastReport_ + (hasNews_ ? reportInterval : silenceInterval);
         const auto left = std::chrono::ceil<Milliseconds>(due - Clock::now());
-        if (left > 0ms) {
+        if (left > Milliseconds::zero()) {
             return left;
         }
         tell();

@@ -76,8 +76,8 @@ QString LineSplitter::text(QByteArrayView bytes) const
     if (isContinuation(bytes[end])) {
         end = limit_; // this is no UTF-8
     }
-    return decoded(bytes.first(end)) % u"… (" %
-           Text::byteCount(bytes.size() - end + skipped_) % u" left out)";
+    return decoded(bytes.first(end)) % u"… (" % Text::byteCount(bytes.size() - end + skipped_) %
+           u" left out)";
 }
 
 } // namespace brindle
