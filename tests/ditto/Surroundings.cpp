@@ -17,8 +17,6 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr int maxRun = 120'000;
-/// Ends a program that is busy for no good reason, also by sanitizers' measure.
-constexpr rlim_t maxProcessorSeconds = 10;
 
 void put(const QString &path, const QByteArray &content)
 {
@@ -90,9 +88,9 @@ void Surroundings::putArchive(const QByteArray &bytes) const
     put(archive(), bytes);
 }
 
-Surroundings::Run Surroundings::unpack(const QString &tool) const
+Surroundings::Run Surroundings::unpack(const QString &tool, unsigned processorSeconds) const
 {
-    return run(tool, {u"-x"_s, u"-k"_s, archive(), destination()});
+    return run(tool, {u"-x"_s, u"-k"_s, archive(), destination()}, processorSeconds);
 }
 
 void Surroundings::clear() const
@@ -164,11 +162,12 @@ QStringList Surroundings::tree(const QString &folder)
     return entries;
 }
 
-Surroundings::Run Surroundings::run(const QString &program, const QStringList &arguments) const
+Surroundings::Run Surroundings::run(const QString &program, const QStringList &arguments,
+                                    unsigned processorSeconds) const
 {
     QProcess process;
-    process.setChildProcessModifier([] {
-        const rlimit limit{maxProcessorSeconds, maxProcessorSeconds};
+    process.setChildProcessModifier([processorSeconds] {
+        const rlimit limit{processorSeconds, processorSeconds};
         setrlimit(RLIMIT_CPU, &limit);
     });
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();

@@ -35,10 +35,11 @@ public:
 
     void putArchive(const QByteArray &bytes) const;
     /// Runs an archive tool with the archive and the destination, in the folder `parent`.
-    Run unpack(const QString &tool) const;
-    /// Runs a program in the folder `parent`, for ten seconds of processor time at most. Its HOME
+    Run unpack(const QString &tool, unsigned processorSeconds = 10) const;
+    /// Runs a program in the folder `parent`, and kills it after that much processor time. Its HOME
     /// lies in the surroundings.
-    Run run(const QString &program, const QStringList &arguments) const;
+    Run run(const QString &program, const QStringList &arguments,
+            unsigned processorSeconds = 10) const;
     /// Removes the destination.
     void clear() const;
     /// Returns the names in the folder `parent`.
