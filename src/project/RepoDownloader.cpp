@@ -149,11 +149,12 @@ QCoro::Task<QString> RepoDownloader::fetchAddon(QUrl archive, QString staging, Q
                                                 std::stop_token stop)
 {
     const QString zip = staging + u"/sub.zip"_s;
-    const QString unpacked = staging + u"/out"_s;
     downloader.setOnProgress(std::move(progress));
     auto file = co_await downloader.download(archive, zip, stop);
-    co_await Tools::unzip(archiveTool_, zip, std::move(file), unpacked, stop);
-    co_await runOnWorker([=] { placeAddon(unpacked, repository, path, stop); }, stop);
+    const Tools::Place place = [repository, path, stop](const QString &unpacked) {
+        placeAddon(unpacked, repository, path, stop);
+    };
+    co_await Tools::unzip(archiveTool_, zip, std::move(file), storage_.gameFolder(), place, stop);
     co_return path;
 }
 

@@ -231,7 +231,7 @@ private Q_SLOTS:
     }
 
     /// The temporary folder has room for the add-on, the storage has not.
-    void theStorageFillsWhileAnAddonIsCopied()
+    void theStorageFillsWhileAnAddonIsUnpacked()
     {
         const auto offerAddon = [this](qsizetype bytes) {
             const QString path = fixture_->settingsFile() + QStringLiteral(".addon.zip");

@@ -1,4 +1,4 @@
-// What Files does to files, links and folders, also across two file systems.
+// What Files does to files, links and folders.
 
 #include "base/Error.h"
 #include "files/Files.h"
@@ -13,12 +13,10 @@
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
-#include <filesystem>
 #include <functional>
 #include <memory>
 #include <optional>
 
-#include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -123,28 +121,16 @@ class TestFiles : public QObject
     Q_OBJECT
 
     std::unique_ptr<QTemporaryDir> folder_;
-    std::unique_ptr<QTemporaryDir> elsewhere_; // on another file system
-    const SystemCalls calls_;                  // no test needs to wait for the disk
+    const SystemCalls calls_; // no test needs to wait for the disk
 
     QString path(const QString &name) const { return folder_->filePath(name); }
-    QString other(const QString &name) const { return elsewhere_->filePath(name); }
     QStringList left() const { return sortedNames(folder_->path()); }
 
 private Q_SLOTS:
-    void initTestCase()
-    {
-        elsewhere_ = std::make_unique<QTemporaryDir>(u"/dev/shm/brindle-XXXXXX"_s);
-        if (statusOf(elsewhere_->path()).st_dev == statusOf(QDir::tempPath()).st_dev) {
-            elsewhere_.reset();
-        }
-    }
     void init()
     {
         folder_ = std::make_unique<QTemporaryDir>();
         setMode(folder_->path(), 0755);
-        if (QByteArray(QTest::currentTestFunction()).contains("AcrossFileSystems") && !elsewhere_) {
-            QSKIP("no second file system here");
-        }
     }
 
     void createsFoldersWithTheirParents()
@@ -221,30 +207,6 @@ private Q_SLOTS:
             setMode(folder, 0);
         }
         asOrdinaryUser([&] { Files::remove(tree); });
-        QCOMPARE(left(), QStringList());
-    }
-
-    void removesFoldersDeeperThanPathsAndDescriptorsReach()
-    {
-        const QString tree = path(u"tree"_s);
-        QVERIFY(QDir().mkpath(tree));
-        int folder = open(QFile::encodeName(tree).constData(), O_RDONLY | O_DIRECTORY);
-        for (int depth = 0; depth < 1000; ++depth) {
-            QCOMPARE(mkdirat(folder, "folder", 0755), 0);
-            const int file = openat(folder, "file", O_CREAT | O_WRONLY, 0644);
-            close(file);
-            const int below = openat(folder, "folder", O_RDONLY | O_DIRECTORY);
-            QVERIFY(file >= 0 && below >= 0);
-            close(folder);
-            folder = below;
-        }
-        close(folder);
-        rlimit limit = {};
-        QCOMPARE(getrlimit(RLIMIT_NOFILE, &limit), 0);
-        const rlimit few{100, limit.rlim_max};
-        QCOMPARE(setrlimit(RLIMIT_NOFILE, &few), 0);
-        Files::remove(tree);
-        QCOMPARE(setrlimit(RLIMIT_NOFILE, &limit), 0);
         QCOMPARE(left(), QStringList());
     }
 
@@ -341,87 +303,9 @@ private Q_SLOTS:
         QVERIFY(exists(from));
     }
 
-    void movesFoldersAcrossFileSystems()
-    {
-        const QString from = other(u"from"_s);
-        const QString to = path(u"to"_s);
-        const QByteArray large = QByteArray("0123456789").repeated(300'000);
-        write(from + u"/program"_s, large);
-        setMode(from + u"/program"_s, 0755);
-        write(from + u"/sub/deep/.hidden"_s, "hidden");
-        setMode(from + u"/sub/deep/.hidden"_s, 0640);
-        write(from + u"/sub/empty file"_s, QByteArray());
-        QVERIFY(QDir().mkpath(from + u"/empty"_s));
-        const QList<std::pair<const char *, QString>> links{
-            {"program", u"/link"_s}, {"sub", u"/folder link"_s}, {"none", u"/dangling"_s}};
-        for (const auto &[target, name] : links) {
-            QCOMPARE(symlink(target, QFile::encodeName(from + name).constData()), 0);
-        }
-        setMode(from + u"/sub/deep"_s, 0555);
-        setMode(from + u"/sub"_s, 0750);
-        QVERIFY(QDir().mkpath(to)); // an empty folder is no obstacle
-
-        Files::move(from, to);
-
-        QCOMPARE(Files::names(elsewhere_->path()), QStringList());
-        QCOMPARE(left(), QStringList{u"to"_s});
-        QCOMPARE(sortedNames(to), (QStringList{u"dangling"_s, u"empty"_s, u"folder link"_s,
-                                               u"link"_s, u"program"_s, u"sub"_s}));
-        QCOMPARE(read(to + u"/program"_s), large);
-        QCOMPARE(read(to + u"/sub/deep/.hidden"_s), "hidden");
-        QCOMPARE(read(to + u"/sub/empty file"_s), "");
-        QCOMPARE(modeOf(to + u"/program"_s), u"755"_s);
-        QCOMPARE(modeOf(to + u"/sub/deep/.hidden"_s), u"640"_s);
-        QCOMPARE(modeOf(to + u"/sub/deep"_s), u"555"_s);
-        QCOMPARE(modeOf(to + u"/sub"_s), u"750"_s);
-        QVERIFY(QFileInfo(to + u"/empty"_s).isDir());
-        for (const auto &[target, name] : links) {
-            QCOMPARE(std::filesystem::read_symlink((to + name).toStdString()).string(),
-                     std::string(target));
-        }
-        setMode(to + u"/sub/deep"_s, 0755); // for the removal of the test's folder
-    }
-
-    void movesFilesAndLinksAcrossFileSystems()
-    {
-        write(other(u"file"_s), "new");
-        setMode(other(u"file"_s), 0700);
-        write(path(u"file"_s), "old");
-        Files::move(other(u"file"_s), path(u"file"_s));
-        QCOMPARE(read(path(u"file"_s)), "new");
-        QCOMPARE(modeOf(path(u"file"_s)), u"700"_s);
-
-        write(other(u"target/file"_s));
-        QVERIFY(QFile::link(other(u"target"_s), other(u"link"_s)));
-        Files::move(other(u"link"_s), path(u"link"_s));
-        QVERIFY(QFileInfo(path(u"link"_s)).isSymLink());
-        QVERIFY(exists(other(u"target/file"_s)));
-        QCOMPARE(left(), (QStringList{u"file"_s, u"link"_s}));
-        Files::remove(other(u"target"_s));
-    }
-
-    void aFailedMoveAcrossFileSystemsChangesNothing()
-    {
-        write(other(u"from/file"_s));
-        const QString pipe = other(u"from/pipe"_s);
-        QCOMPARE(mkfifo(QFile::encodeName(pipe).constData(), 0600), 0);
-        verifyFails([&] { Files::move(other(u"from"_s), path(u"to"_s)); }, ENOTSUP, pipe);
-        QCOMPARE(sortedNames(other(u"from"_s)), (QStringList{u"file"_s, u"pipe"_s}));
-        QCOMPARE(left(), QStringList());
-        Files::remove(other(u"from"_s));
-    }
-
-    void aFilledFolderIsNotReplaced_data()
-    {
-        QTest::addColumn<QString>("from");
-        QTest::newRow("one file system") << path(u"from"_s);
-        if (elsewhere_) {
-            QTest::newRow("two file systems") << other(u"from"_s);
-        }
-    }
     void aFilledFolderIsNotReplaced()
     {
-        QFETCH(const QString, from);
+        const QString from = path(u"from"_s);
         write(from + u"/file"_s, "new");
         write(path(u"to/file"_s), "old");
         verifyFails([&] { Files::move(from, path(u"to"_s)); }, ENOTEMPTY, path(u"to"_s));
@@ -429,18 +313,6 @@ private Q_SLOTS:
         QCOMPARE(read(path(u"to/file"_s)), "old");
         Files::remove(from);
         QCOMPARE(left(), QStringList{u"to"_s});
-    }
-
-    void aStopEndsACopyAcrossFileSystems()
-    {
-        write(other(u"from/file"_s));
-        std::stop_source stop;
-        stop.request_stop();
-        QVERIFY_THROWS_EXCEPTION(CancellationError,
-                                 Files::move(other(u"from"_s), path(u"to"_s), stop.get_token()));
-        QVERIFY(exists(other(u"from/file"_s)));
-        QCOMPARE(left(), QStringList());
-        Files::remove(other(u"from"_s));
     }
 
     void writesWholeFiles()

@@ -89,21 +89,6 @@ private Q_SLOTS:
         QCOMPARE(calls_->lines().value(0), syncAll(folder_->path()));
     }
 
-    void aCopiedFolderIsSyncedBeforeItsName()
-    {
-        const QTemporaryDir elsewhere(u"/dev/shm/brindle-XXXXXX"_s);
-        const QString from = elsewhere.filePath(u"from"_s);
-        write(from + u"/file"_s);
-        const QString to = path(u"to"_s);
-        calls_->before = [&](const QString &line) {
-            return line == rename(from, to) ? EXDEV : 0; // also on one file system
-        };
-        Files::move(from, to);
-        QCOMPARE(calls_->lines(), (QStringList{syncAll(from), rename(from, to), syncAll(hidden()),
-                                               rename(hidden(), to), syncFile(folder_->path())}));
-        QVERIFY(!QFileInfo::exists(from));
-    }
-
     void aRemovedFolderIsRenamedBeforeItIsDeleted()
     {
         write(path(u"tree/file"_s));

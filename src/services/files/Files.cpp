@@ -7,17 +7,13 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QScopeGuard>
 #include <QUuid>
 
 #include <cerrno>
 #include <filesystem>
-#include <ranges>
 #include <vector>
 
-#include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 namespace brindle {
 
@@ -35,18 +31,6 @@ void check(int error, const QString &path)
     if (error != 0) {
         throw SystemError::fromErrno(error, path);
     }
-}
-
-void check(const std::error_code &error, const fs::path &path)
-{
-    check(error.value(), QFile::decodeName(path.c_str()));
-}
-
-/// Returns the result of a system call if it succeeded.
-ssize_t checked(ssize_t result, const fs::path &path)
-{
-    check(result < 0 ? errno : 0, QFile::decodeName(path.c_str()));
-    return result;
 }
 
 fs::path native(const QString &path)
@@ -77,78 +61,23 @@ bool isFolder(const fs::path &path)
     return fs::symlink_status(path, error).type() == fs::file_type::directory;
 }
 
-/// Renames `from` after its content is synced, then syncs the new name. Returns 0 or the errno.
-int syncAndRename(const QString &from, const QString &to, const std::stop_token &stop)
+void removeTree(const fs::path &path, const std::stop_token &stop)
 {
-    const QString content = isFolder(native(from)) ? from : parentOf(from);
-    if (const int error = Disk::syncTree(QFile::encodeName(content))) {
-        return error;
+    std::error_code ignored;
+    if (stop.stop_requested() || fs::remove(path, ignored) || !isFolder(path)) {
+        return;
     }
-    checkCancellation(stop);
-    std::error_code error;
-    fs::rename(native(from), native(to), error);
-    return error ? error.value() : Disk::syncNames(QFile::encodeName(parentOf(to)));
-}
-
-/// Not fs::copy_file, which loses the errno of a full disk.
-void copyFile(const fs::path &from, const fs::path &to, const std::stop_token &stop)
-{
-    const int descriptor = int(checked(::open(from.c_str(), O_RDONLY | O_CLOEXEC), from));
-    const auto close = qScopeGuard([descriptor] { ::close(descriptor); });
-    OutputFile copy;
-    copy.create(QFile::decodeName(to.c_str()));
-    std::vector<char> buffer(size_t{256} * 1024);
-    while (const ssize_t size = checked(::read(descriptor, buffer.data(), buffer.size()), from)) {
-        copy.write({buffer.data(), size_t(size)});
-        checkCancellation(stop);
+    fs::permissions(path, fs::perms::owner_all, fs::perm_options::add, ignored);
+    // All names first: a stream of a folder that changes is undefined.
+    std::vector<fs::path> entries;
+    fs::directory_iterator entry(path, ignored);
+    for (; entry != fs::directory_iterator(); entry.increment(ignored)) {
+        entries.push_back(entry->path());
     }
-}
-
-/// Copies a file, link or whole folder with permission bits to a path where nothing is. A failure
-/// leaves what was copied so far. Fails for anything but files, links and folders.
-void copyTree(const fs::path &source, const fs::path &target, const std::stop_token &stop)
-{
-    struct Copied
-    {
-        fs::path from;
-        fs::path to;
-        fs::perms permissions;
-    };
-    std::vector<Copied> folders;
-    const auto copyEntry = [&](const fs::path &from, const fs::path &to) {
-        checkCancellation(stop);
-        std::error_code error;
-        const fs::file_status status = fs::symlink_status(from, error);
-        check(error, from);
-        if (status.type() == fs::file_type::directory) {
-            fs::create_directory(to, error);
-            folders.push_back({from, to, status.permissions()});
-        } else if (status.type() == fs::file_type::symlink) {
-            fs::copy_symlink(from, to, error);
-        } else if (status.type() == fs::file_type::regular) {
-            copyFile(from, to, stop);
-            fs::permissions(to, status.permissions(), error);
-        } else {
-            check(ENOTSUP, QFile::decodeName(from.c_str()));
-        }
-        check(error, to);
-    };
-    copyEntry(source, target);
-    for (size_t next = 0; next < folders.size(); ++next) { // grows meanwhile
-        const Copied folder = folders[next];
-        std::error_code error;
-        fs::directory_iterator entry(folder.from, error);
-        for (; !error && entry != fs::directory_iterator(); entry.increment(error)) {
-            copyEntry(entry->path(), folder.to / entry->path().filename());
-        }
-        check(error, folder.from);
+    for (const fs::path &each : entries) {
+        removeTree(each, stop);
     }
-    // Last, because they may forbid to fill the folder.
-    for (const Copied &folder : folders | std::views::reverse) {
-        std::error_code error;
-        fs::permissions(folder.to, folder.permissions, error);
-        check(error, folder.to);
-    }
+    fs::remove(path, ignored);
 }
 
 } // namespace
@@ -192,46 +121,7 @@ void Files::remove(const QString &path, const std::stop_token &stop)
 
 void Files::removeInPlace(const QString &path, const std::stop_token &stop)
 {
-    std::error_code ignored;
-    const fs::path top = native(clean(path));
-    if (fs::remove(top, ignored) || !isFolder(top)) {
-        return;
-    }
-    const auto allowAll = [&ignored](const fs::path &folder) {
-        fs::permissions(folder, fs::perms::owner_all, fs::perm_options::add, ignored);
-    };
-    allowAll(top);
-    // Folders found in others are moved up to the top, so that no depth costs path length.
-    const std::string movedPrefix = hiddenSibling(QString()).toStdString() + '-';
-    int moved = 0;
-    std::vector<fs::path> folders{top};
-    while (!folders.empty()) {
-        const fs::path folder = folders.back();
-        folders.pop_back();
-        // All names first: a stream of a folder that changes is undefined.
-        std::vector<fs::path> entries;
-        std::error_code error;
-        fs::directory_iterator entry(folder, error);
-        for (; !error && entry != fs::directory_iterator(); entry.increment(error)) {
-            entries.push_back(entry->path());
-        }
-        for (const fs::path &each : entries) {
-            if (stop.stop_requested()) {
-                return;
-            }
-            if (fs::remove(each, ignored) || !isFolder(each)) {
-                continue;
-            }
-            allowAll(each);
-            folders.push_back(each);
-            if (folder != top) {
-                folders.back() = top / (movedPrefix + std::to_string(++moved));
-                fs::rename(each, folders.back(), ignored);
-            }
-        }
-        fs::remove(folder, ignored);
-    }
-    fs::remove(top, ignored);
+    removeTree(native(clean(path)), stop);
 }
 
 void Files::removeLeftovers(const QString &folder, const std::stop_token &stop)
@@ -247,22 +137,13 @@ void Files::move(const QString &from, const QString &to, const std::stop_token &
 {
     const QString source = clean(from);
     const QString target = clean(to);
-    int error = syncAndRename(source, target, stop);
-    if (error == EXDEV) {
-        const QString hidden = hiddenSibling(target);
-        try {
-            copyTree(native(source), native(hidden), stop);
-            error = syncAndRename(hidden, target, stop);
-        } catch (const SystemError &failed) {
-            removeInPlace(hidden);
-            check(failed.code, failed.path.startsWith(hidden) ? to : failed.path);
-        } catch (...) {
-            removeInPlace(hidden);
-            throw;
-        }
-        removeInPlace(error == 0 ? source : hidden);
-    }
-    check(error, QFileInfo::exists(source) || QFileInfo(source).isSymLink() ? to : from);
+    const QString content = isFolder(native(source)) ? source : parentOf(source);
+    check(Disk::syncTree(QFile::encodeName(content)), from);
+    checkCancellation(stop);
+    std::error_code error;
+    fs::rename(native(source), native(target), error);
+    check(error.value(), QFileInfo::exists(source) || QFileInfo(source).isSymLink() ? to : from);
+    check(Disk::syncNames(QFile::encodeName(parentOf(target))), to);
 }
 
 void Files::writeAtomically(const QString &path, const QByteArray &content,

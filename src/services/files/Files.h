@@ -25,17 +25,15 @@ QString makeHiddenBeside(const QString &path);
 /// way makes the next step fail with an error that names it. `removeLeftovers` deletes what remains
 /// of the hidden sibling.
 void remove(const QString &path, const std::stop_token &stop = {});
-/// Deletes a file, link or whole folder, however deep, without a rename first. Follows no links.
+/// Deletes a file, link or whole folder, without a rename first. Follows no links.
 /// Ignores failures.
 void removeInPlace(const QString &path, const std::stop_token &stop = {});
 
 /// Deletes the hidden entries that interrupted calls left in `folder`. Ignores failures.
 void removeLeftovers(const QString &folder, const std::stop_token &stop = {});
 
-/// Moves a file, link or whole folder. Replaces a file or an empty folder at `to`. Between two file
-/// systems it copies to a hidden sibling of `to` with permission bits and links, renames the copy
-/// and deletes `from`. The content is synced before it gets its name, and the name before `move`
-/// returns.
+/// Renames a file, link or whole folder within its file system. Replaces a file or an empty folder
+/// at `to`. The content is synced before it gets its name, and the name before `move` returns.
 void move(const QString &from, const QString &to, const std::stop_token &stop = {});
 
 /// Writes a whole file, for this user alone: syncs the content, renames it to `path`, and syncs the

@@ -45,7 +45,6 @@ constexpr std::chrono::seconds patience{1};
 QCoro::Task<> unpack(QString archiveTool, QString zip, std::shared_ptr<QFile> file, QString folder,
                      QString destination, std::stop_token stop)
 {
-    checkCancellation(stop);
     const int descriptor = file->handle();
     const QStringList arguments{u"-x"_s, u"-k"_s, u"/dev/fd/%1"_s.arg(descriptor), folder};
     const qint32 status = co_await Tools::run(archiveTool, arguments, stop, descriptor);
@@ -75,39 +74,39 @@ QCoro::Task<qint32> Tools::run(QString program, QStringList arguments, std::stop
 }
 
 QCoro::Task<> Tools::unzip(QString archiveTool, QString zip, std::shared_ptr<QFile> file,
-                           QString destination, std::stop_token stop)
+                           QString destination, Place place, std::stop_token stop)
 {
-    co_await runOnWorker([destination] { Files::createFolder(destination); });
-    co_await unpack(archiveTool, zip, std::move(file), destination, destination, stop);
+    const auto make = [destination] { return Files::makeHiddenBeside(destination); };
+    const QString folder = co_await runOnWorker(make, stop);
+    std::exception_ptr error;
+    try {
+        co_await unpack(archiveTool, zip, std::move(file), folder, destination, stop);
+        co_await runOnWorker([place, folder] { place(folder); }, stop);
+    } catch (...) {
+        error = std::current_exception();
+    }
+    co_await runOnWorker([folder] { Files::removeInPlace(folder); });
+    if (error) {
+        std::rethrow_exception(error);
+    }
 }
 
 QCoro::Task<> Tools::replaceFolder(QString archiveTool, QString zip, std::shared_ptr<QFile> file,
                                    QString destination, std::stop_token stop)
 {
     checkCancellation(stop);
-    const QString folder = co_await runOnWorker([destination, stop] {
+    co_await runOnWorker([destination, stop] {
         Files::remove(destination, stop);
         Files::removeLeftovers(QFileInfo(destination).path(), stop);
         checkCancellation(stop);
         Files::createFolder(destination);
-        return Files::makeHiddenBeside(destination);
     });
-    std::exception_ptr error;
-    try {
-        co_await unpack(archiveTool, zip, std::move(file), folder, destination, stop);
-        const auto place = [folder, destination, stop] {
-            // The tool may have changed the mode.
-            QFile::setPermissions(folder, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-            Files::move(folder, destination, stop);
-        };
-        co_await runOnWorker(place, stop);
-    } catch (...) {
-        error = std::current_exception();
-    }
-    if (error) {
-        co_await runOnWorker([folder] { Files::removeInPlace(folder); });
-        std::rethrow_exception(error);
-    }
+    const Place place = [destination, stop](const QString &folder) {
+        // The tool may have changed the mode.
+        QFile::setPermissions(folder, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+        Files::move(folder, destination, stop);
+    };
+    co_await unzip(archiveTool, zip, std::move(file), destination, place, stop);
 }
 
 } // namespace brindle

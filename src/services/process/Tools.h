@@ -5,6 +5,7 @@
 #include <QString>
 #include <QStringList>
 
+#include <functional>
 #include <memory>
 #include <stop_token>
 
@@ -18,17 +19,21 @@ namespace brindle::Tools {
 QCoro::Task<qint32> run(QString program, QStringList arguments, std::stop_token stop = {},
                         int descriptor = -1);
 
-/// Unpacks the archive `zip` into `destination`, a folder that is created with its parents, and
-/// deletes the archive. Keeps execute bits and symbolic links.
+/// Puts an unpacked folder in its place. Runs on a worker thread.
+using Place = std::function<void(const QString &unpacked)>;
+
+/// Unpacks the archive `zip` into a hidden folder beside `destination` and deletes the archive, then
+/// calls `place` with that folder. The folder is gone in the end. Keeps execute bits and symbolic
+/// links.
 ///
 /// `archiveTool` is the absolute path of a program with ditto's command line (`-x -k archive
 /// destination`). The program reads `file`, the open archive, as "/dev/fd/" and its number: another
 /// file at the path `zip` is never unpacked.
 ///
 /// Throws SystemError for a fault of the folder, the disk or the tool's start, SetupError for a
-/// fault of the archive, and CancellationError after `stop`.
+/// fault of the archive, the errors of `place`, and CancellationError after `stop`.
 QCoro::Task<> unzip(QString archiveTool, QString zip, std::shared_ptr<QFile> file,
-                    QString destination, std::stop_token stop);
+                    QString destination, Place place, std::stop_token stop);
 
 /// Replaces `destination` with the archive's content. The content appears at once, after it has
 /// reached the disk; until then `destination` is empty. Throws as `unzip`.
