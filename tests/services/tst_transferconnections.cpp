@@ -133,44 +133,22 @@ private Q_SLOTS:
 
     void bytesBehindAnAnswerEndIt_data()
     {
-        QTest::addColumn<bool>("isAtOnce");
         QTest::addColumn<QByteArray>("answer");
-        const QByteArray length("HTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\nhello");
-        const QByteArray chunks(
-            "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n5\r\nhello\r\n0\r\n\r\n");
-        QTest::newRow("with the answer, length") << true << length;
-        QTest::newRow("with the answer, chunks") << true << chunks;
-        QTest::newRow("later, length") << false << length;
-        QTest::newRow("later, chunks") << false << chunks;
+        QTest::newRow("length") << "HTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\nhello"_ba;
+        QTest::newRow("chunks")
+            << "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n5\r\nhello\r\n0\r\n\r\n"_ba;
     }
     void bytesBehindAnAnswerEndIt()
     {
-        QFETCH(const bool, isAtOnce);
         QFETCH(const QByteArray, answer);
         const QByteArray evil("HTTP/1.1 200 OK\r\nContent-Length: 4\r\n\r\nevil");
-        std::binary_semaphore isAnswered(0);
-        std::binary_semaphore isSent(0);
         const HttpServer server([&](const HttpRequest &, HttpConnection &connection) {
             connection.keepOpen();
-            if (server.requestCount() > 1) {
-                connection.write(answer);
-            } else if (isAtOnce) {
-                connection.write(answer + evil + evil);
-            } else {
-                connection.write(answer);
-                isAnswered.acquire();
-                connection.write(evil);
-                isSent.release();
-            }
+            connection.write(server.requestCount() > 1 ? answer : answer + evil + evil);
         });
-        QCOMPARE(fetch(server.url()).value->body, QByteArray("hello"));
-        if (!isAtOnce) {
-            isAnswered.release();
-            isSent.acquire();
+        for (int i = 0; i < 2; ++i) {
+            QCOMPARE(fetch(server.url()).value->body, QByteArray("hello"));
         }
-        const auto outcome = fetch(server.url());
-        QVERIFY2(outcome.value, qPrintable(outcome.text()));
-        QCOMPARE(outcome.value->body, QByteArray("hello"));
         QCOMPARE(server.requestCount(), 2);
     }
 

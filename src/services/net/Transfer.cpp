@@ -23,6 +23,8 @@
 #include <optional>
 #include <utility>
 
+#include <fcntl.h>
+
 namespace brindle {
 
 namespace {
@@ -50,6 +52,12 @@ void check(CURLMcode code)
     if (code != CURLM_OK) {
         throw TransferError(QString::fromUtf8(curl_multi_strerror(code)));
     }
+}
+
+/// Keeps a connection from the programs that are started while it is kept.
+int closeOnExec(void * /*unused*/, curl_socket_t socket, curlsocktype /*purpose*/) noexcept
+{
+    return ::fcntl(socket, F_SETFD, FD_CLOEXEC) == 0 ? CURL_SOCKOPT_OK : CURL_SOCKOPT_ERROR;
 }
 
 /// One transfer. Its thread runs everything but `start` and `cancel`.
@@ -81,7 +89,7 @@ public:
         }
         const std::lock_guard guard(lock_);
         if (connections_) {
-            curl_multi_wakeup(connections_->handle());
+            curl_multi_wakeup(connections_.get());
         }
     }
 
@@ -237,13 +245,8 @@ private:
     {
         const SystemNetwork::Proxy proxy = SystemNetwork::proxyFor(url_);
         checkCancelled();
-        if (connections_->isReadable()) {
-            auto others = std::make_unique<Connections>();
-            const std::lock_guard guard(lock_);
-            connections_ = std::move(others);
-        }
         curl_easy_reset(easy_.get());
-        connections_->watch(easy_.get());
+        set(CURLOPT_SOCKOPTFUNCTION, &closeOnExec);
         set(CURLOPT_URL, url_.toEncoded(QUrl::RemoveFragment).constData());
         set(CURLOPT_PROTOCOLS_STR, "http,https");
         set(CURLOPT_USERAGENT, "Brindle");
@@ -279,7 +282,7 @@ private:
 
     CURLcode drive()
     {
-        CURLM *const multi = connections_->handle();
+        CURLM *const multi = connections_.get();
         check(curl_multi_add_handle(multi, easy_.get()));
         const auto removal = qScopeGuard([&] { curl_multi_remove_handle(multi, easy_.get()); });
         for (;;) {
@@ -308,7 +311,7 @@ private:
     /// Waits for the network, a cancellation, or that long.
     void poll(Milliseconds longest)
     {
-        check(curl_multi_poll(connections_->handle(), nullptr, 0, static_cast<int>(longest.count()),
+        check(curl_multi_poll(connections_.get(), nullptr, 0, static_cast<int>(longest.count()),
                               nullptr));
     }
 
@@ -593,7 +596,7 @@ private:
     ProgressCallback onProgress_;
     std::unique_ptr<CURL, void (*)(CURL *)> easy_{curl_easy_init(), &curl_easy_cleanup};
     std::mutex lock_; // guards the pointer below
-    std::unique_ptr<Connections> connections_ = Connections::take();
+    Connections::Handle connections_ = Connections::take();
 
     // Of the current request.
     QUrl url_;
