@@ -20,14 +20,15 @@ public:
 
     // `reason` is the system's errno.
 
-    static Error notWritten(const std::string &place, int reason)
+    static Error notWritten(const std::string &path, int reason)
     {
-        const bool fits = reason > 0 && destinationFailed + reason < linksUnsupported;
-        return notWritten(place, reason, destinationFailed + (fits ? reason : EIO));
+        const int status = destinationFailed + reason;
+        return notWritten(path, reason,
+                          status < linksUnsupported ? status : destinationFailed + EIO);
     }
-    static Error noLinks(const std::string &place, int reason)
+    static Error noLinks(const std::string &path, int reason)
     {
-        return notWritten(place, reason, linksUnsupported);
+        return notWritten(path, reason, linksUnsupported);
     }
     static Error notRead(int reason)
     {
@@ -39,9 +40,9 @@ public:
     int status() const { return status_; }
 
 private:
-    static Error notWritten(const std::string &place, int reason, int status)
+    static Error notWritten(const std::string &path, int reason, int status)
     {
-        return Error("can't write " + place + ": " + std::strerror(reason), status);
+        return Error("can't write " + path + ": " + std::strerror(reason), status);
     }
 
     int status_;

@@ -24,19 +24,15 @@ namespace Corpus {
 /// Returns archives as the code host and the engine's makers pack them, and odd but harmless ones.
 QList<CorpusCase> benign();
 
-/// Returns archives that must not be unpacked. Those that reach out aim at `around`, which need
-/// live only during the call.
+/// Returns archives that must not be unpacked. Some aim at `around`, which need live only during
+/// the call.
 QList<CorpusCase> hostile(const Surroundings &around);
 
-/// Returns those of the hostile archives that lie about the archive itself: sizes, offsets,
-/// checksums, ends.
+/// Returns the hostile archives that lie about themselves: sizes, offsets, checksums, ends.
 QList<CorpusCase> damaged();
 
 /// Returns archives that must not be unpacked, since that would cost too much room or time.
 QList<CorpusCase> costly();
-
-/// Returns an archive of `count` entries.
-QByteArray many(int count, const std::function<RawZip::Entry(int number)> &entry);
 
 } // namespace Corpus
 

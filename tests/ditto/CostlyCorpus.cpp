@@ -14,14 +14,24 @@ QByteArray n(int number)
     return QByteArray::number(number);
 }
 
-/// An entry that announces `size` bytes and has others.
+/// Returns an archive of `count` entries.
+QByteArray many(int count, const std::function<Entry(int number)> &entry)
+{
+    QList<Entry> entries;
+    for (int i = 0; i < count; ++i) {
+        entries << entry(i);
+    }
+    return RawZip(entries).bytes();
+}
+
+/// Returns an entry that announces `size` bytes and has others.
 Entry announcing(int number, qint64 size, qsizetype packedSize)
 {
     return {
         .name = n(number), .deflated = true, .size = size, .packed = QByteArray(packedSize, 'x')};
 }
 
-/// A stored file whose content is another entry, header and all.
+/// Returns an archive with a stored file whose content is another entry, header and all.
 QByteArray overlapping()
 {
     const Entry inner{.name = "inner", .content = "x", .mode = file644};
@@ -33,14 +43,14 @@ QByteArray overlapping()
 
 QByteArray sharedHeader()
 {
-    return Corpus::many(200'000, [](int i) {
+    return many(200'000, [](int i) {
         // As many empty fields as fit into one header.
         const QByteArray fields = QByteArray("\xfe\xca\0\0", 4).repeated(i == 0 ? 16'000 : 0);
         return Entry{.name = "x", .mode = file644, .offset = 0, .localExtra = fields};
     });
 }
 
-/// Blocks of fixed codes, each with nothing but its end, four in five bytes.
+/// Returns a deflated file of blocks without content, four in five bytes.
 QByteArray emptyBlocks()
 {
     const QByteArray blocks = QByteArray("\x02\x08\x20\x80\x00", 5).repeated(400'000);
@@ -48,21 +58,21 @@ QByteArray emptyBlocks()
         .bytes();
 }
 
-/// Links that all lead through the same long chain of links, whose targets are full of `unit`.
+/// Returns links that all lead through the same long chain of links, whose targets repeat `unit`.
 QByteArray linksThrough(const QByteArray &unit)
 {
     constexpr int chain = 38;
     const QByteArray padding = "0/" + unit.repeated(4000 / unit.size()) + "../";
-    return Corpus::many(9'900, [&](int i) {
+    return many(9'900, [&](int i) {
         return i == 0 ? Entry{"0/"}
                       : Entry{n(i), i < chain ? padding + n(i - 1) : n(chain - 1), link777, true};
     });
 }
 
-/// As much as is taken, so that the memory limit shows whether it is enough.
+/// Returns an archive at every limit, which shows whether the memory limit is enough.
 QByteArray everything()
 {
-    return Corpus::many(200'000, [](int i) {
+    return many(200'000, [](int i) {
         const QByteArray name = n(i).rightJustified(83, 'n');
         return i < 190'001   ? Entry{name}
                : i < 199'999 ? Entry{name, QByteArray(415, 't'), link777}
@@ -71,15 +81,6 @@ QByteArray everything()
 }
 
 } // namespace
-
-QByteArray Corpus::many(int count, const std::function<Entry(int number)> &entry)
-{
-    QList<Entry> entries;
-    for (int i = 0; i < count; ++i) {
-        entries << entry(i);
-    }
-    return RawZip(entries).bytes();
-}
 
 QList<CorpusCase> Corpus::costly()
 {
@@ -97,7 +98,7 @@ QList<CorpusCase> Corpus::costly()
     };
     add("one large file", "too much", 1, [](int) { return announcing(0, 400'000'000, 400'000); });
     add("many small files", "too much", 600, [](int i) { return announcing(i, 1 << 20, 1'000); });
-    // Grows no more than is allowed, as far as the directory says.
+    // The announced growth is just allowed.
     add("more than sixteen gigabytes", "too many bytes", 5,
         [](int i) { return announcing(i, (4LL << 30) - 2, 22'000'000); });
     add("growth that is not announced", "more bytes", 1, [](int) {

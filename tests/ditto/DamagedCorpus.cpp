@@ -10,12 +10,18 @@ using Frame = RawZip::Frame;
 constexpr quint32 file644 = RawZip::file644;
 const QByteArray content(5000, 'a');
 
-QByteArray with(const Entry &entry, const Frame &frame = {})
+/// Returns an archive of two entries. An entry without a name becomes a deflated file "x" of 5000
+/// bytes, apart from its lies.
+QByteArray with(Entry entry, const Frame &frame = {})
 {
+    if (entry.name.isEmpty()) {
+        entry.name = "x";
+        entry.content = content;
+        entry.deflated = true;
+    }
     return RawZip({{"first.txt", "first", file644}, entry}).bytes(frame);
 }
 
-/// An entry without a name is a deflated file "x" of 5000 bytes, apart from its lie.
 struct Lie
 {
     const char *name;
@@ -57,7 +63,7 @@ const QList<Lie> lies{
     {"other local packed size", {.localPackedSize = 4}, "than the directory"},
     {"other local checksum", {.localCrc = 1}, "than the directory"},
     {"other local method", {.localMethod = 0}, "than the directory"},
-    // Flag 8: sizes and checksum lie behind the data, and are 0 before it.
+    // With flag 8, sizes and checksum lie behind the data, and are 0 before it.
     {"other local size beside flag 8", {.flags = 0x808, .localSize = 4}, "than the directory"},
     {"other local packed size beside flag 8",
      {.flags = 0x808, .localPackedSize = 4},
@@ -86,7 +92,7 @@ struct LyingFrame
 };
 
 const QList<LyingFrame> frames{
-    // The comment of one end record is another one, of an empty archive or a longer one.
+    // The first end record's comment is a second end record.
     {"two end records", {.comment = RawZip().bytes()}, "two end records"},
     {"two end records behind a false one",
      {.comment = RawZip().bytes(), .prefix = "PK\5\6 in a text"},
@@ -121,7 +127,7 @@ const QList<LyingFrame> frames{
      "directory is not where"},
 };
 
-/// An end record in front, whose comment is the rest of the file.
+/// Returns an archive with an end record in front, whose comment is the rest of the file.
 QByteArray twoDirectories()
 {
     QByteArray end = RawZip().bytes();
@@ -136,21 +142,11 @@ QByteArray twoDirectories()
 QList<CorpusCase> Corpus::damaged()
 {
     QList<CorpusCase> cases;
-    for (const Lie &lie : lies) {
-        Entry entry = lie.entry;
-        if (entry.name.isEmpty()) {
-            entry.name = "x";
-            entry.content = content;
-            entry.deflated = true;
-        }
-        cases.append({lie.name, [entry] { return with(entry); }, lie.why});
+    for (const Lie &row : lies) {
+        cases.append({row.name, [entry = row.entry] { return with(entry); }, row.why});
     }
     for (const LyingFrame &row : frames) {
-        cases.append({row.name,
-                      [frame = row.frame] {
-                          return with({.name = "x", .content = content, .deflated = true}, frame);
-                      },
-                      row.why});
+        cases.append({row.name, [frame = row.frame] { return with({}, frame); }, row.why});
     }
     const QByteArray good = with({"x", "x"});
     const auto bytes = [&cases](const char *name, const QByteArray &archive, const char *why) {

@@ -16,8 +16,6 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr int maxRun = 120'000;
-
 void put(const QString &path, const QByteArray &content)
 {
     QFile file(path);
@@ -32,7 +30,7 @@ QByteArray contentOf(const fs::path &path)
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("unreadable");
 }
 
-/// Returns one line with everything that the system says of a path.
+/// Returns one line with everything that the system knows of a path.
 QString described(const fs::path &path)
 {
     struct stat found{};
@@ -88,9 +86,9 @@ void Surroundings::putArchive(const QByteArray &bytes) const
     put(archive(), bytes);
 }
 
-Surroundings::Run Surroundings::unpack(const QString &tool, unsigned processorSeconds) const
+Surroundings::Run Surroundings::unpack(const QString &tool) const
 {
-    return run(tool, {u"-x"_s, u"-k"_s, archive(), destination()}, processorSeconds);
+    return run(tool, {u"-x"_s, u"-k"_s, archive(), destination()});
 }
 
 void Surroundings::clear() const
@@ -162,12 +160,11 @@ QStringList Surroundings::tree(const QString &folder)
     return entries;
 }
 
-Surroundings::Run Surroundings::run(const QString &program, const QStringList &arguments,
-                                    unsigned processorSeconds) const
+Surroundings::Run Surroundings::run(const QString &program, const QStringList &arguments) const
 {
     QProcess process;
-    process.setChildProcessModifier([processorSeconds] {
-        const rlimit limit{processorSeconds, processorSeconds};
+    process.setChildProcessModifier([] {
+        const rlimit limit{10, 10};
         setrlimit(RLIMIT_CPU, &limit);
     });
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
@@ -176,7 +173,7 @@ Surroundings::Run Surroundings::run(const QString &program, const QStringList &a
     process.setProcessEnvironment(environment);
     process.setWorkingDirectory(path("parent"));
     process.start(program, arguments);
-    if (!process.waitForFinished(maxRun)) {
+    if (!process.waitForFinished(120'000)) {
         return {};
     }
     return {process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1,

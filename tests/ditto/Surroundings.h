@@ -13,7 +13,7 @@ namespace brindle {
 ///     guarded/…             a folder with files, a link and a program
 ///     parent/a.zip, out     the archive and the destination
 ///
-/// and a file in the temporary folder itself. From the destination, two ".." lead to them.
+/// and a file in the temporary folder itself.
 class Surroundings
 {
 public:
@@ -35,11 +35,10 @@ public:
 
     void putArchive(const QByteArray &bytes) const;
     /// Runs an archive tool with the archive and the destination, in the folder `parent`.
-    Run unpack(const QString &tool, unsigned processorSeconds = 10) const;
-    /// Runs a program in the folder `parent`, and kills it after that much processor time. Its HOME
-    /// lies in the surroundings.
-    Run run(const QString &program, const QStringList &arguments,
-            unsigned processorSeconds = 10) const;
+    Run unpack(const QString &tool) const;
+    /// Runs a program in the folder `parent`, and kills it after ten seconds of processor time. Its
+    /// HOME lies in the surroundings.
+    Run run(const QString &program, const QStringList &arguments) const;
     /// Removes the destination.
     void clear() const;
     /// Returns the names in the folder `parent`.
@@ -48,8 +47,8 @@ public:
     /// Describes everything but the content of `parent`: kinds, modes, sizes, times, contents,
     /// targets.
     QStringList outside() const;
-    /// Describes what beneath `parent` is neither folder, link nor plain file, or lends its owner's
-    /// rights.
+    /// Describes everything below `parent` that is not a folder, link or plain file, or that lends
+    /// its owner's rights.
     QStringList special() const;
     /// Describes everything below a folder: kind, execute bit, content or target. Returns nothing
     /// for a missing folder.
