@@ -18,7 +18,7 @@ namespace brindle {
 
 namespace {
 
-/// Frees our side of one of the compositor's objects; the connection's end frees the other side.
+/// Frees our side of a compositor's object. The connection's end frees the other side.
 struct Release
 {
     void operator()(auto *object) const { wl_proxy_destroy(reinterpret_cast<wl_proxy *>(object)); }
@@ -84,7 +84,7 @@ int ActivationTokens::Connection::onInput(const void * /*implementation*/, void 
         *static_cast<Seat *>(wl_proxy_get_user_data(static_cast<wl_proxy *>(device)));
     const std::string_view name = event->name;
     if (name == "keymap") {
-        ::close(arguments[1].h); // the event hands over a descriptor that we do not need
+        ::close(arguments[1].h); // the event's descriptor is ours to close
     } else if (name == "down" || ((name == "key" || name == "button") && arguments[3].u == 1)) {
         seat.connection.serial = arguments[0].u;
         seat.connection.pressedOn = seat.object.get();

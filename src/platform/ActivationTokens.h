@@ -16,7 +16,7 @@ class ActivationTokens
 {
 public:
     /// Returns the token if it is printable ASCII of at most 255 bytes, else an empty one.
-    /// libwayland ends a program that sends a much longer text.
+    /// libwayland ends programs that send much longer texts.
     static QByteArray usable(const QByteArray &token);
 
     /// @param display the connection, a `wl_display`. It must outlive this object and every

@@ -44,7 +44,7 @@ void markDescriptors()
 void endWithLauncher([[maybe_unused]] qint64 launcher)
 {
 #ifdef Q_OS_LINUX
-    // https://man7.org/linux/man-pages/man2/pr_set_pdeathsig.2const.html; outlives exec.
+    // Outlives exec: https://man7.org/linux/man-pages/man2/pr_set_pdeathsig.2const.html
     ::prctl(PR_SET_PDEATHSIG, SIGKILL);
     if (::getppid() != launcher) {
         ::_exit(EXIT_FAILURE);
@@ -54,7 +54,7 @@ void endWithLauncher([[maybe_unused]] qint64 launcher)
 
 void prepareForked(const ChildProcess::Setup &setup, qint64 launcher)
 {
-    // First, because until exec the child holds the launcher's locks.
+    // Comes first, because until exec the child holds the launcher's locks.
     if (setup.endsWithLauncher) {
         endWithLauncher(launcher);
     }
@@ -66,7 +66,7 @@ void prepareForked(const ChildProcess::Setup &setup, qint64 launcher)
     if (setup.descriptor >= 0) {
         ::fcntl(setup.descriptor, F_SETFD, 0);
     }
-    // Ignored and blocked signals outlive exec, and the starting thread may block some.
+    // Both outlive exec, and the starting thread may block some signals.
     struct sigaction ignore = {};
     ignore.sa_handler = SIG_IGN;
     ::sigaction(SIGPIPE, &ignore, nullptr);
@@ -102,8 +102,8 @@ void ChildProcess::prepare(QProcess &child, Setup setup)
         child.setInputChannelMode(QProcess::ForwardedInputChannel);
     }
 #if QT_VERSION >= QT_VERSION_CHECK(6, 6, 0)
-    // Without these flags newer versions reset SIGPIPE and the signal mask after the modifier. And
-    // without vfork the child waits for the launcher, for ever if the launcher has been killed.
+    // Without the first two flags, newer versions reset SIGPIPE and the signal mask after the
+    // modifier. Without vfork, the child waits for ever for a launcher that has been killed.
     using Flag = QProcess::UnixProcessFlag;
     child.setUnixProcessParameters(Flag::IgnoreSigPipe | Flag::ResetSignalHandlers |
                                    Flag::UseVFork);

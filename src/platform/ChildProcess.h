@@ -7,11 +7,11 @@ class QProcess;
 
 namespace brindle {
 
-/// What a child does between fork and exec, and signals to children. For process wrappers only.
+/// Prepares children between fork and exec, and signals them. For process wrappers only.
 namespace ChildProcess {
 
-/// Returns our environment with `variables`, without the desktop's permission to come to the front,
-/// which is good for one window of ours. Call on the thread that may change the environment.
+/// Returns our environment with `variables`, but without the desktop's tokens that bring one window
+/// of ours to the front. Call on the thread that may change the environment.
 QProcessEnvironment childEnvironment(const QMap<QString, QString> &variables = {});
 
 struct Setup
@@ -29,7 +29,7 @@ struct Setup
 /// With `endsWithLauncher` the child gets SIGKILL when the starting thread ends (Linux only).
 void prepare(QProcess &child, Setup setup);
 
-/// Signals one process, or the group that `leader` leads or led. Returns false if there is none.
+/// Signals one process, or the group that `leader` leads or led. Returns false if none exists.
 bool send(int signal, qint64 pid);
 bool sendToGroup(int signal, qint64 leader);
 

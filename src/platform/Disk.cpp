@@ -4,21 +4,16 @@
 
 #include <cerrno>
 #include <fcntl.h>
-#include <filesystem>
-#include <system_error>
 #include <unistd.h>
 
 namespace brindle {
 
 namespace {
 
-namespace fs = std::filesystem;
-
-/// Opens a file or folder and makes the request for it. Returns 0 or the errno.
-template <typename Request>
-int withOpen(const char *path, int flags, Request request)
+/// Opens a folder and makes the request for it. Returns 0 or the errno.
+int withOpen(const QByteArray &folder, int (*request)(int descriptor))
 {
-    const int descriptor = ::open(path, O_RDONLY | O_CLOEXEC | flags);
+    const int descriptor = ::open(folder.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (descriptor < 0) {
         return errno;
     }
@@ -29,7 +24,7 @@ int withOpen(const char *path, int flags, Request request)
 
 int syncOne(int descriptor)
 {
-#ifdef F_FULLFSYNC
+#ifdef Q_OS_MACOS
     // On macOS fsync leaves the data in the disk's own memory.
     if (::fcntl(descriptor, F_FULLFSYNC) == 0) {
         return 0;
@@ -38,34 +33,21 @@ int syncOne(int descriptor)
     return ::fsync(descriptor);
 }
 
-/// Syncs file by file, for systems that can't sync a whole file system.
-int syncEach(const fs::path &folder)
+/// Syncs a whole file system, which takes one wait for the disk instead of one for each file.
+int syncAll(int descriptor)
 {
-    std::error_code error;
-    fs::recursive_directory_iterator entry(folder, error);
-    for (; !error && entry != fs::recursive_directory_iterator(); entry.increment(error)) {
-        const fs::file_type type = entry->symlink_status(error).type();
-        if (type == fs::file_type::directory || type == fs::file_type::regular) {
-            if (const int failed = withOpen(entry->path().c_str(), 0, syncOne)) {
-                return failed;
-            }
-        }
-    }
-    return error ? error.value() : withOpen(folder.c_str(), O_DIRECTORY, syncOne);
+#ifdef Q_OS_MACOS
+    return ::fsync_volume_np(descriptor, SYNC_VOLUME_FULLSYNC | SYNC_VOLUME_WAIT);
+#else
+    return ::syncfs(descriptor);
+#endif
 }
 
 } // namespace
 
 int Disk::syncTree(const QByteArray &folder)
 {
-#ifdef Q_OS_LINUX
-    // One wait for the disk instead of one for each file.
-    const int error = withOpen(folder.constData(), O_DIRECTORY, ::syncfs);
-    if (error != ENOSYS) {
-        return error;
-    }
-#endif
-    return syncEach(folder.toStdString());
+    return withOpen(folder, syncAll);
 }
 
 int Disk::syncFile(int descriptor)
@@ -75,7 +57,7 @@ int Disk::syncFile(int descriptor)
 
 int Disk::syncNames(const QByteArray &folder)
 {
-    const int error = withOpen(folder.constData(), O_DIRECTORY, syncOne);
+    const int error = withOpen(folder, syncOne);
     return error == EINVAL || error == ENOTSUP ? 0 : error;
 }
 

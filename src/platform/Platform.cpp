@@ -10,24 +10,13 @@ using namespace Qt::StringLiterals;
 
 QStringList Platform::Command::filled(const QString &path, const QString &folder) const
 {
-    constexpr QStringView pathPlace = u"{path}";
-    constexpr QStringView folderPlace = u"{folder}";
-    QStringList result;
-    for (const QString &argument : arguments) {
-        QString text;
-        for (QStringView rest = argument; !rest.isEmpty();) {
-            if (rest.startsWith(pathPlace)) {
-                text += path;
-                rest = rest.sliced(pathPlace.size());
-            } else if (rest.startsWith(folderPlace)) {
-                text += folder;
-                rest = rest.sliced(folderPlace.size());
-            } else {
-                text += rest.front();
-                rest = rest.sliced(1);
-            }
+    QStringList result = arguments;
+    for (QString &argument : result) {
+        if (argument == u"{path}") {
+            argument = path;
+        } else if (argument == u"{folder}") {
+            argument = folder;
         }
-        result.append(text);
     }
     return result;
 }

@@ -9,19 +9,18 @@ namespace brindle {
 /// Describes the running system by data. Tests can use any row on any system.
 struct Platform
 {
-    /// A program and its arguments, which may hold "{path}" (a file) and "{folder}" (a folder).
     struct Command
     {
-        QString program; ///< an absolute path, or a name to look up in $PATH
-        QStringList arguments;
+        QString program;       ///< an absolute path, or a name to look up in $PATH
+        QStringList arguments; ///< "{path}" and "{folder}" stand for a file and a folder
 
-        /// Returns the arguments with both placeholders filled in, in one pass.
+        /// Returns the arguments with both placeholders replaced.
         QStringList filled(const QString &path, const QString &folder) const;
     };
 
     enum class System { macOS, linuxDesktop };
     System system = System::linuxDesktop;
-    /// As named by QSysInfo::currentCpuArchitecture(); empty on macOS, whose programs run on all.
+    /// As named by QSysInfo::currentCpuArchitecture(). Empty on macOS, whose programs run on all.
     QString architecture;
     /// The folder for the user's data, without a slash at its end.
     QString dataFolder;
@@ -29,13 +28,13 @@ struct Platform
     /// Absolute path of the program that unpacks zip archives, with ditto's command line.
     QString archiveTool;
 
-    /// Clears the quarantine flag below "{folder}". Has no program where there is no such flag.
+    /// Clears the quarantine flag below "{folder}". Empty where there is no such flag.
     Command quarantineStep;
 
     /// The message bus service that shows files in the file browser; empty where there is none.
     QString fileManager;
-    /// Other commands that show "{path}" there: tried in order until one exits with 0. "{folder}"
-    /// is the path itself if it is a folder, otherwise the folder that holds it.
+    /// Other commands that show "{path}" there, tried in order until one exits with 0. "{folder}"
+    /// is the path itself if it is a folder, otherwise the folder around it.
     QList<Command> reveal;
 
     /// Returns the row of the running system.

@@ -23,7 +23,7 @@ ProcessLock::Outcome lock(int descriptor, const QByteArray &name)
     if (flock(descriptor, LOCK_EX | LOCK_NB) != 0) {
         return errno == EWOULDBLOCK ? Outcome::taken : Outcome::unavailable;
     }
-    // The holder before may have removed the file after it was opened here.
+    // The last holder may have removed the file after this process opened it.
     const bool isStillThere = lstat(name.constData(), &there) == 0 &&
                               there.st_dev == opened.st_dev && there.st_ino == opened.st_ino;
     return isStillThere ? Outcome::held : Outcome::taken;

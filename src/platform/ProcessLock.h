@@ -4,9 +4,8 @@
 
 namespace brindle {
 
-/// A lock that one process at a time holds, by a file or a folder of this user's. The system frees
-/// the lock when its holder ends, however that happens. Child programs do not inherit it. Use it on
-/// one thread only.
+/// A lock by a file or folder of this user's, for one process at a time. The system frees the lock
+/// when its holder ends in any way. Child programs do not inherit it. Use it on one thread only.
 class ProcessLock
 {
 public:

@@ -23,8 +23,7 @@ void handle(int)
 {
     const int saved = errno;
     const char byte = 0;
-    // A full socket already holds a request.
-    [[maybe_unused]] const auto written = write(writeEnd, &byte, 1);
+    [[maybe_unused]] const auto written = write(writeEnd, &byte, 1); // or a request waits already
     errno = saved;
 }
 
@@ -49,7 +48,7 @@ TerminationSignals::TerminationSignals(QObject *parent) : QObject(parent)
         struct sigaction before = {};
         sigaction(signal, &action, &before);
         if (before.sa_handler == SIG_IGN) {
-            std::signal(signal, SIG_IGN); // nohup asked for that
+            std::signal(signal, SIG_IGN); // the wish of nohup
         }
     }
 }

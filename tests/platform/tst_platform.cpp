@@ -48,15 +48,6 @@ private Q_SLOTS:
         }
     }
 
-    void placeholdersAreFilledOnce()
-    {
-        const Platform::Command command{
-            u"x"_s, {u"<{path}|{folder}>"_s, u"{other}"_s, QString(), u"{{path}}"_s}};
-        QCOMPARE(
-            command.filled(u"/{folder}"_s, u"/{path}"_s),
-            (QStringList{u"</{folder}|/{path}>"_s, u"{other}"_s, QString(), u"{/{folder}}"_s}));
-    }
-
     void currentIsTheRunningSystem()
     {
         const QString programs = u"/opt/brindle/libexec"_s;
