@@ -1,26 +1,23 @@
-# Puts the libraries, plugins and QML modules that an installed tree needs beside its programs, so
-# that it runs from any folder of any system that is not older than this one and has a display.
+# Puts libraries, plugins and QML modules beside the programs of an installed tree, so that it runs from
+# any folder of any desktop that is not older than this system.
 #
-# usage: cmake -DTREE=<installed prefix> -DQT_PLUGINS=<folder> -DQT_QML=<folder> -P Portable.cmake
+# usage: cmake -DTREE=<installed prefix> -P Portable.cmake
 cmake_minimum_required(VERSION 3.25)
 
-foreach(variable TREE QT_PLUGINS QT_QML)
-    if(NOT IS_DIRECTORY "${${variable}}")
-        message(FATAL_ERROR "${variable} is not a folder: \"${${variable}}\"")
-    endif()
-endforeach()
 find_program(patchelf patchelf REQUIRED)
+foreach(folder PLUGINS QML)
+    execute_process(COMMAND qtpaths6 --query QT_INSTALL_${folder}
+        OUTPUT_VARIABLE QT_${folder} OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
+endforeach()
 
 set(libraries "${TREE}/lib/brindle")
 set(plugins "${libraries}/plugins")
 set(qml "${libraries}/qml")
 file(MAKE_DIRECTORY "${libraries}")
 
-# Both ways to a screen. The launcher draws by the processor: Qt's ways to OpenGL stay behind.
-set(ways_to_a_screen
-    platforms/libqxcb.so platforms/libqwayland-generic.so
-    wayland-shell-integration/libxdg-shell.so wayland-decoration-client/libbradient.so)
-foreach(plugin ${ways_to_a_screen})
+# For X11 and Wayland. The launcher draws without OpenGL: Qt's plugins for it stay behind.
+foreach(plugin platforms/libqxcb.so platforms/libqwayland-generic.so
+        wayland-shell-integration/libxdg-shell.so wayland-decoration-client/libbradient.so)
     get_filename_component(folder "${plugin}" DIRECTORY)
     file(COPY "${QT_PLUGINS}/${plugin}" DESTINATION "${plugins}/${folder}")
 endforeach()
@@ -33,7 +30,7 @@ foreach(module QtQml QtQml/Models QtQml/WorkerScript QtQuick QtQuick/Templates Q
     file(COPY ${parts} DESTINATION "${qml}/${module}")
 endforeach()
 
-# What players start is a script in front, which tells what the system lacks.
+# Players start a script, which says what the system lacks.
 file(RENAME "${TREE}/bin/brindle" "${TREE}/libexec/brindle/brindle")
 set(programs "${TREE}/libexec/brindle/brindle" "${TREE}/libexec/brindle/ditto")
 execute_process(COMMAND "${patchelf}" --print-interpreter "${TREE}/libexec/brindle/brindle"
@@ -42,17 +39,17 @@ configure_file("${CMAKE_CURRENT_LIST_DIR}/portable/brindle.in" "${TREE}/bin/brin
     USE_SOURCE_PERMISSIONS)
 file(COPY "${CMAKE_CURRENT_LIST_DIR}/portable/brindle-desktop-entry" DESTINATION "${TREE}/bin"
     USE_SOURCE_PERMISSIONS)
-# Where Qt looks for them, seen from the program's folder (Qt's documentation, "Using qt.conf").
+# See Qt's documentation, "Using qt.conf".
 file(WRITE "${TREE}/libexec/brindle/qt.conf"
     "[Paths]\nPrefix=../..\nPlugins=lib/brindle/plugins\nQmlImports=lib/brindle/qml\nData=lib/brindle\n")
-# Qt would warn that its way from Wayland to OpenGL is not there. What ends a start is told all the same.
+# Qt would warn that its Wayland plugin for OpenGL is not there.
 file(WRITE "${libraries}/qtlogging.ini" "[Rules]\nqt.qpa.wayland.warning=false\n")
 
 file(GLOB_RECURSE loaded "${plugins}/*.so" "${qml}/*.so")
 
-# What every desktop has, and what must be the system's own because it talks to the system's
-# services and settings. Qt is linked with OpenGL's four dispatching libraries, which load a driver
-# when they are first called: never here. So ours, all four from one release, go with any driver.
+# Every desktop has these libraries, and several talk to the services and settings of their system.
+# Qt is linked with OpenGL's four dispatching libraries, which load a driver at the first call. There
+# is no call here, so they come along and go with any driver.
 set(of_the_system
     ld-linux.* libc libm libdl libpthread librt libresolv libutil libgcc_s libstdc\\+\\+
     libX11 libX11-xcb libXau libXdmcp libxcb
@@ -73,7 +70,7 @@ foreach(library ${needed})
     file(INSTALL "${library}" DESTINATION "${libraries}" FOLLOW_SYMLINK_CHAIN)
 endforeach()
 
-# Unlike a variable in the environment, these are not inherited by the engine.
+# The engine would inherit a variable of the environment.
 foreach(object ${programs} ${loaded})
     get_filename_component(folder "${object}" DIRECTORY)
     file(RELATIVE_PATH way "${folder}" "${libraries}")
@@ -88,20 +85,15 @@ foreach(object ${gathered})
     endif()
 endforeach()
 
-# Their licences ask to be told.
-find_program(dpkg_query dpkg-query)
-if(dpkg_query)
-    foreach(library ${needed})
-        file(REAL_PATH "${library}" real)
-        # Merged systems know files by either of two names.
-        string(REGEX REPLACE "^/usr/lib/" "/lib/" other "${real}")
-        execute_process(COMMAND "${dpkg_query}" -S "${real}" "${other}"
-            OUTPUT_VARIABLE owner ERROR_QUIET)
-        if(owner MATCHES "^([^:]+):")
-            file(COPY "/usr/share/doc/${CMAKE_MATCH_1}/copyright"
-                DESTINATION "${TREE}/share/doc/brindle/${CMAKE_MATCH_1}" FOLLOW_SYMLINK_CHAIN)
-        else()
-            message(WARNING "No licence found: ${library}")
-        endif()
-    endforeach()
-endif()
+# Their licences ask for a copy.
+foreach(library ${needed})
+    file(REAL_PATH "${library}" real)
+    # Merged systems know a file by either of two names.
+    string(REGEX REPLACE "^/usr/lib/" "/lib/" other "${real}")
+    execute_process(COMMAND dpkg-query -S "${real}" "${other}" OUTPUT_VARIABLE owner ERROR_QUIET)
+    if(NOT owner MATCHES "^([^:]+):")
+        message(FATAL_ERROR "No licence found: ${library}")
+    endif()
+    file(COPY "/usr/share/doc/${CMAKE_MATCH_1}/copyright"
+        DESTINATION "${TREE}/share/doc/brindle/${CMAKE_MATCH_1}" FOLLOW_SYMLINK_CHAIN)
+endforeach()

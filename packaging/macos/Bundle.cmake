@@ -1,23 +1,20 @@
-# The application bundle: how it is laid out, and how Qt is put into it when it is installed.
+# Lays out the application bundle, and puts Qt into it at installation.
 set_target_properties(brindle PROPERTIES
     OUTPUT_NAME Brindle
     MACOSX_BUNDLE ON
     MACOSX_BUNDLE_INFO_PLIST "${CMAKE_CURRENT_SOURCE_DIR}/macos/Info.plist.in")
 
-# By the names that iconutil knows.
+# iconutil knows these names.
 set(iconset "${CMAKE_CURRENT_BINARY_DIR}/Brindle.iconset")
 foreach(side 16 32 128 256 512)
     math(EXPR twice "2 * ${side}")
-    list(APPEND pictures
-        ${side} "${iconset}/icon_${side}x${side}.png"
-        ${twice} "${iconset}/icon_${side}x${side}@2x.png")
+    draw_icon(${side} "${iconset}/icon_${side}x${side}.png")
+    draw_icon(${twice} "${iconset}/icon_${side}x${side}@2x.png")
 endforeach()
 add_custom_command(
     OUTPUT "${CMAKE_CURRENT_BINARY_DIR}/Brindle.icns"
-    COMMAND brindle-icons "${icon}" ${pictures}
     COMMAND iconutil --convert icns --output Brindle.icns "${iconset}"
-    DEPENDS "${icon}"
-    COMMENT "Drawing the icon")
+    DEPENDS ${drawn})
 add_custom_target(packaging ALL DEPENDS "${CMAKE_CURRENT_BINARY_DIR}/Brindle.icns")
 install(FILES "${CMAKE_CURRENT_BINARY_DIR}/Brindle.icns"
     DESTINATION Brindle.app/Contents/Resources)

@@ -1,0 +1,72 @@
+# Makes fresh Debian systems in folders below $roots. Sourced, never run, by scripts that have a function
+# `fail` and stand in the project's folder. Needs root.
+#
+# Packages come from the mirror of this system. $bases keeps the base system of each release.
+# shellcheck shell=bash
+
+roots=$PWD/build/package/roots
+bases=$PWD/build/package/bases
+
+# Prints this system as script/package names it.
+system_here() {
+    local release
+    # shellcheck source=/dev/null # part of the system
+    release=$(. /etc/os-release && echo "${VERSION_CODENAME:-}")
+    case $(dpkg --print-architecture) in
+    amd64) echo "$release" ;;
+    *) echo "$release-$(dpkg --print-architecture)" ;;
+    esac
+}
+
+# mirror <security | main>: prints the addresses that this system gets such packages from.
+mirror() {
+    local sites
+    # shellcheck disable=SC2016 # a placeholder of apt-get
+    sites=$(apt-get indextargets --format '$(SITE)' 'Origin: Debian' | sort -u)
+    if [ "$1" = security ]; then
+        grep security <<<"$sites" || true
+    else
+        grep -v security <<<"$sites" || true
+    fi | head -n 1
+}
+
+# emulate <machine>: lets this kernel run programs of another machine, in roots as well.
+emulate() {
+    local formats=/proc/sys/fs/binfmt_misc
+    [ "$1" != "$(dpkg --print-architecture)" ] || return 0
+    [ -e "$formats/register" ] || mount -t binfmt_misc binfmt_misc "$formats" ||
+        fail "can't run programs for $1: this kernel has no binfmt_misc"
+    [ -e "$formats/qemu-aarch64" ] || cat /usr/lib/binfmt.d/qemu-aarch64.conf >"$formats/register"
+}
+
+# make_root <name> <release> [<machine>]
+make_root() {
+    local root=$roots/$1 release=$2 machine=${3:-$(dpkg --print-architecture)} base security
+    base=$bases/debian-$release-$machine.tar
+    emulate "$machine"
+    rm -rf "$root"
+    mkdir -p "$root" "$bases"
+    if ! [ -f "$base" ]; then
+        echo "package: fetching the base system of Debian $release for $machine"
+        quietly "$root.log" debootstrap --variant=minbase --arch="$machine" "$release" "$root" "$(mirror main)"
+        tar -C "$root" -cf "$base.part" .
+        mv "$base.part" "$base"
+    else
+        tar -C "$root" -xf "$base"
+    fi
+    rm -rf "$root"/etc/apt/apt.conf.d "$root"/etc/apt/sources.list*
+    cp -r /etc/apt/apt.conf.d "$root/etc/apt/"
+    cp /etc/resolv.conf /etc/hosts "$root/etc/"
+    printf "deb $(mirror main) %s main\n" "$release" "$release-updates" >"$root/etc/apt/sources.list"
+    security=$(mirror security)
+    [ -z "$security" ] || echo "deb $security $release-security main" >>"$root/etc/apt/sources.list"
+    install -d -o 65534 -g 65534 -m 700 "$root/home/player"
+}
+
+# install_in <name> <package…>
+install_in() {
+    # shellcheck disable=SC2016 # expanded by the inner shell
+    quietly "$roots/$1.log" packaging/in-root "$roots/$1" sh -ec 'export DEBIAN_FRONTEND=noninteractive
+        apt-get -q update
+        apt-get -q -y -o Dpkg::Options::=--force-unsafe-io install --no-install-recommends "$@"' sh "${@:2}"
+}
