@@ -177,7 +177,7 @@ public:
     Q_INVOKABLE void copyLog();
     /// Measures the storage root on a worker thread and sets `storageSize`. Does nothing while a
     /// measurement runs.
-    Q_INVOKABLE void measureStorage();
+    Q_INVOKABLE void measureStorage() { measure(); }
     /// Asks before quitting while something runs, and serves events until the answer. True: quit
     /// now.
     bool confirmQuit();

@@ -5,14 +5,10 @@
 #include "base/Worker.h"
 #include "core/AppModel.h"
 #include "files/Files.h"
-#include "log/LogQueue.h"
 
 #include <QEventLoop>
 #include <QFile>
 #include <QRegularExpression>
-
-#include <algorithm>
-#include <utility>
 
 using namespace Qt::StringLiterals;
 
@@ -33,20 +29,6 @@ QString saveFolderName(const QString &project)
     }
     name.replace(replaced, u"-"_s);
     return name.isEmpty() ? u"[unnamed project]"_s : name;
-}
-
-/// Shows an alert and returns its answer. Logs a failure and returns the last button then.
-QCoro::Task<int> ask(std::shared_ptr<Desktop> desktop, std::shared_ptr<LogQueue> log, Alert alert)
-{
-    const int last = std::max(static_cast<int>(alert.buttons.size()) - 1, 0);
-    try {
-        auto asking = desktop->runAlert(std::move(alert));
-        const int answer = co_await asking;
-        co_return answer;
-    } catch (...) {
-        log->note(u"Problem: "_s + describe(std::current_exception()));
-    }
-    co_return last;
 }
 
 } // namespace
@@ -95,7 +77,7 @@ void AppModel::reveal(const QString &path, const Alert &otherwise) const
     if (QFile::exists(path)) {
         parts_.desktop->reveal(path);
     } else {
-        ask(parts_.desktop, logQueue_, otherwise);
+        parts_.desktop->runAlert(otherwise);
     }
 }
 
@@ -139,7 +121,7 @@ bool AppModel::confirmQuit()
             : Alert{u"A download is still running"_s, u"Quitting will cancel it."_s, buttons};
     const auto answer = std::make_shared<std::optional<int>>();
     QEventLoop loop;
-    ask(parts_.desktop, logQueue_, alert).then([answer, waiting = QPointer(&loop)](int button) {
+    parts_.desktop->runAlert(alert).then([answer, waiting = QPointer(&loop)](int button) {
         *answer = button;
         if (waiting) {
             waiting->quit();
@@ -212,16 +194,11 @@ QCoro::Task<> AppModel::removeRoot(std::stop_token stop)
     co_await refreshState();
 }
 
-void AppModel::measureStorage()
-{
-    if (!measuring_) {
-        measure();
-    }
-}
-
 QCoro::Task<> AppModel::measure()
 {
-    measuring_ = true;
+    if (std::exchange(measuring_, true)) {
+        co_return;
+    }
     const QPointer<AppModel> self(this);
     const auto measure = [root = storage_.root] { return Paths::folderSize(root); };
     const qint64 bytes = co_await runOnWorker(measure);
