@@ -13,7 +13,6 @@
 #include <QFile>
 
 #include <algorithm>
-#include <functional>
 
 using namespace Qt::StringLiterals;
 
@@ -179,7 +178,7 @@ QCoro::Task<> AppModel::importProject(EngineSpec spec, QString engine, QString p
           u"Godot is importing the game's files"_s);
     note(u"Importing the project (first run)"_s);
 
-    const qint32 exitCode = co_await runner.runImport(engine, project, lineSink(), stop);
+    const qint32 exitCode = co_await runner.runImport(engine, project, lineSink());
     checkCancellation(stop);
     if (exitCode != 0) {
         note(u"Setup finished with exit code %1; Godot will try to import again while starting the "
@@ -215,16 +214,16 @@ QCoro::Task<> AppModel::launchGame(QString engine, QString project, std::stop_to
             begin(AppState::playing(), u"The game is open"_s);
         }
     };
-    std::exception_ptr error;
-    PlayResult result;
+    // Asked now, because the desktop answers for one program that the user starts.
+    const auto variables = co_await parts_.desktop->startPermission(stop);
+    PlayResult result{0, 0, true};
     try {
-        result = co_await runner.play(engine, arguments, lineSink(), stayedOpen, stop,
-                                      std::bind_front(&Desktop::startPermission, parts_.desktop));
+        if (!stop.stop_requested()) {
+            result = co_await runner.play(engine, arguments, lineSink(), stayedOpen, variables);
+        }
     } catch (...) {
-        error = std::current_exception();
-    }
-    if (error) {
-        set(&Status::state, AppState::needs(u"Could not start the engine: "_s + describe(error)));
+        const QString reason = describe(std::current_exception());
+        set(&Status::state, AppState::needs(u"Could not start the engine: "_s + reason));
         co_return;
     }
 

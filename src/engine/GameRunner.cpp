@@ -21,74 +21,54 @@ QCoro::Task<> doLater(std::shared_ptr<Clock> clock, Clock::Duration duration,
 
 } // namespace
 
-GameRunner::GameRunner(std::shared_ptr<Clock> clock) : state_(std::make_shared<State>())
-{
-    state_->clock = std::move(clock);
-}
-
-QCoro::Task<qint32> GameRunner::runImport(QString engine, QString project, LineCallback onLine,
-                                          std::stop_token stop)
+QCoro::Task<qint32> GameRunner::runImport(QString engine, QString project, LineCallback onLine)
 {
     const QStringList arguments{u"--headless"_s, u"--import"_s, u"--path"_s, project, u"--quit"_s};
     // Dies with the launcher: nobody needs it then, and it would disturb the next import.
     const auto process = std::make_shared<ManagedProcess>(engine, arguments, std::move(onLine),
                                                           ManagedProcess::OnParentDeath::kill);
-    const PlayResult result = co_await run(state_, process, nullptr, stop);
+    const PlayResult result = co_await run(process, nullptr);
     co_return result.exitCode;
 }
 
 QCoro::Task<PlayResult> GameRunner::play(QString engine, QStringList arguments, LineCallback onLine,
-                                         std::function<void()> onStayedOpen, std::stop_token stop,
-                                         AskVariables variables)
+                                         std::function<void()> onStayedOpen,
+                                         QMap<QString, QString> variables)
 {
     const auto process = std::make_shared<ManagedProcess>(engine, arguments, std::move(onLine));
-    return run(state_, process, std::move(onStayedOpen), std::move(stop), std::move(variables));
+    process->setVariables(variables);
+    return run(process, std::move(onStayedOpen));
 }
 
 void GameRunner::stop()
 {
-    state_->stop();
+    userStopped_ = true;
+    stopping_.request_stop();
 }
 
-void GameRunner::State::stop()
+QCoro::Task<PlayResult> GameRunner::run(std::shared_ptr<ManagedProcess> process,
+                                        std::function<void()> onStayedOpen)
 {
-    userStopped = true;
-    stopping.request_stop();
-}
-
-QCoro::Task<PlayResult> GameRunner::run(std::shared_ptr<State> state,
-                                        std::shared_ptr<ManagedProcess> process,
-                                        std::function<void()> onStayedOpen, std::stop_token stop,
-                                        AskVariables variables)
-{
+    userStopped_ = false;
+    stopping_ = std::stop_source();
+    current_ = process;
     std::stop_source ended;
-    state->userStopped = false;
-    state->stopping = std::stop_source();
-    const std::stop_callback onStop(stop, [&state = *state] { state.stop(); });
-    if (variables) {
-        const auto answer = co_await variables(state->stopping.get_token());
-        if (state->userStopped) {
-            co_return PlayResult{0, 0, true};
-        }
-        process->setVariables(answer);
-    }
-    state->current = process;
     const auto end = qScopeGuard([&] {
-        state->current.reset();
+        current_.reset();
         ended.request_stop();
     });
-    const std::stop_callback escalation(state->stopping.get_token(), [=] {
-        doLater(state->clock, killAfter, [process] { process->kill(); }, ended.get_token());
+    const std::stop_callback escalation(stopping_.get_token(), [&] {
+        doLater(clock_, killAfter, [process] { process->kill(); }, ended.get_token());
     });
     const auto watch = [process, onStayedOpen] {
         if (process->isRunning() && onStayedOpen) {
             onStayedOpen();
         }
     };
-    const Clock::Duration start = state->clock->now();
-    doLater(state->clock, stayedOpenAfter, watch, ended.get_token());
-    const qint32 status = co_await process->run(state->stopping.get_token());
-    co_return PlayResult{(state->clock->now() - start).count(), status, state->userStopped};
+    const Clock::Duration start = clock_->now();
+    doLater(clock_, stayedOpenAfter, watch, ended.get_token());
+    const qint32 status = co_await process->run(stopping_.get_token());
+    co_return PlayResult{(clock_->now() - start).count(), status, userStopped_};
 }
 
 } // namespace brindle

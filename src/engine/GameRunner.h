@@ -21,7 +21,7 @@ struct PlayResult
 };
 
 /// Runs the engine on the project, for the one-time import and to play. Main thread only; `onLine`
-/// is called on the child's reader thread. A request of a run's `stop` acts like `stop()`.
+/// is called on the child's reader thread. Must outlive its runs.
 class GameRunner
 {
 public:
@@ -29,50 +29,37 @@ public:
     static constexpr Clock::Duration stayedOpenAfter{10};
     /// A stopped engine is killed after this long.
     static constexpr Clock::Duration killAfter{5};
-    /// Returns variables for a game's environment; early when its token is stopped. Does not throw.
-    using AskVariables = std::function<QCoro::Task<QMap<QString, QString>>(std::stop_token)>;
 
-    explicit GameRunner(std::shared_ptr<Clock> clock);
+    explicit GameRunner(std::shared_ptr<Clock> clock) : clock_(std::move(clock)) {}
 
     /// Imports the project's assets, headless. Returns the engine's exit status. Throws SystemError
     /// when the engine can't be started.
-    QCoro::Task<qint32> runImport(QString engine, QString project, LineCallback onLine,
-                                  std::stop_token stop = {});
+    QCoro::Task<qint32> runImport(QString engine, QString project, LineCallback onLine);
 
-    /// Runs the game until it ends. Calls `onStayedOpen` once, on the main thread, if the game
-    /// still runs after `stayedOpenAfter`. Asks for `variables` first; when stopped until then,
-    /// does not start the game. Throws SystemError when the engine can't be started.
+    /// Runs the game until it ends, with `variables` added to its environment. Calls `onStayedOpen`
+    /// once, on the main thread, if the game still runs after `stayedOpenAfter`. Throws SystemError
+    /// when the engine can't be started.
     QCoro::Task<PlayResult> play(QString engine, QStringList arguments, LineCallback onLine,
-                                 std::function<void()> onStayedOpen, std::stop_token stop = {},
-                                 AskVariables variables = {});
+                                 std::function<void()> onStayedOpen,
+                                 QMap<QString, QString> variables = {});
 
     /// Marks the run as stopped by the user and asks the engine and its children to end. Kills them
     /// `killAfter` later. Does not wait.
     void stop();
 
     /// Whether `stop` was called since the last run began.
-    bool userStopped() const { return state_->userStopped; }
+    bool userStopped() const { return userStopped_; }
     /// The running engine; null otherwise.
-    std::shared_ptr<ManagedProcess> current() const { return state_->current; }
+    std::shared_ptr<ManagedProcess> current() const { return current_; }
 
 private:
-    /// Shared with the coroutines of a run, which may outlive the runner.
-    struct State
-    {
-        void stop();
+    QCoro::Task<PlayResult> run(std::shared_ptr<ManagedProcess> process,
+                                std::function<void()> onStayedOpen);
 
-        std::shared_ptr<Clock> clock;
-        std::shared_ptr<ManagedProcess> current;
-        bool userStopped = false;
-        std::stop_source stopping; ///< of the current run's process
-    };
-
-    static QCoro::Task<PlayResult> run(std::shared_ptr<State> state,
-                                       std::shared_ptr<ManagedProcess> process,
-                                       std::function<void()> onStayedOpen, std::stop_token stop,
-                                       AskVariables variables = {});
-
-    std::shared_ptr<State> state_;
+    std::shared_ptr<Clock> clock_;
+    std::shared_ptr<ManagedProcess> current_;
+    bool userStopped_ = false;
+    std::stop_source stopping_; // of the current run
 };
 
 } // namespace brindle

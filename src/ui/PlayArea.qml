@@ -20,7 +20,7 @@ Column {
         text: "Stop"
         font: Theme.title2
         ending: true
-        onClicked: area.model.stop()
+        onClicked: area.model.cancel()
 
         DoubleClickGuard {}
     }

@@ -354,15 +354,6 @@ private Q_SLOTS:
         QCOMPARE(model().log.lines().filter(u"• Downloading the game"_s).size(), 1);
     }
 
-    void stopMarksTheRun()
-    {
-        // Without a process, Stop only sets the mark.
-        model().set(&Status::state, AppState::playing());
-        model().stop();
-        QVERIFY(model().runner.userStopped());
-        QCOMPARE(model().state(), AppState::playing());
-    }
-
     void textsAndProgress()
     {
         QSignalSpy changed(&model(), &AppModel::progressChanged);
@@ -402,11 +393,10 @@ private Q_SLOTS:
 
     void viewsCallEveryAction()
     {
-        const QByteArrayList actions{"play",        "stop",           "cancel",
-                                     "updateGame",  "reinstall",      "removeEverything",
-                                     "showSaves",   "revealInFinder", "openRepository",
-                                     "copyFailure", "copyLog",        "measureStorage",
-                                     "quit"};
+        const QByteArrayList actions{"play",      "cancel",           "updateGame",
+                                     "reinstall", "removeEverything", "showSaves",
+                                     "revealInFinder", "openRepository", "copyFailure",
+                                     "copyLog", "measureStorage", "quit"};
         for (const QByteArray &action : actions) {
             QVERIFY2(AppModel::staticMetaObject.indexOfMethod(action + "()") >= 0, action);
         }

@@ -82,7 +82,7 @@ private Q_SLOTS:
         serve();
         QCOMPARE(model.state(), AppState::starting());
         // The game has ended by itself; Stop comes too late to change that.
-        model.stop();
+        model.cancel();
         QVERIFY(model.runner.userStopped());
         fixture.clock->advance(Clock::Duration(0.02));
         fixture.waitUntilIdle();

@@ -1,7 +1,6 @@
 // The engine's runs, with the test child or a script as the engine and a clock moved by hand.
 
 #include "base/Error.h"
-#include "base/OneShot.h"
 #include "engine/GameRunner.h"
 #include "support/Fifo.h"
 #include "support/Lines.h"
@@ -16,7 +15,6 @@
 
 #include <csignal>
 #include <memory>
-#include <stop_token>
 
 using namespace brindle;
 using namespace Qt::StringLiterals;
@@ -35,49 +33,33 @@ void serveEvents()
     }
 }
 
-QCoro::Task<QMap<QString, QString>> someVariables(std::stop_token /*stop*/)
-{
-    const QMap<QString, QString> variables{{u"DESKTOP_STARTUP_ID"_s, u"the game's"_s}};
-    co_return variables;
-}
-
-/// Has no answer before it is stopped.
-QCoro::Task<QMap<QString, QString>> lateVariables(std::stop_token stop)
-{
-    const OneShot<> stopped;
-    const std::stop_callback onStop(stop, [stopped] { stopped.resume(); });
-    co_await stopped;
-    co_return {};
-}
-
 } // namespace
 
 class TestGameRunner : public QObject
 {
     Q_OBJECT
 
-    QCoro::Task<PlayResult> play(const QStringList &arguments, const std::stop_token &stop = {})
+    QCoro::Task<PlayResult> play(const QStringList &arguments)
     {
-        return play(testChild(), arguments, stop);
+        return play(testChild(), arguments);
     }
-    QCoro::Task<PlayResult> play(const QString &engine, const QStringList &arguments,
-                                 const std::stop_token &stop = {})
+    QCoro::Task<PlayResult> play(const QString &engine, const QStringList &arguments)
     {
         const auto stayedOpen = [this] {
             ++stayedOpen_;
             onMainThread_ = QThread::currentThread() == thread();
         };
-        return runner_->play(engine, arguments, Lines::into(lines_), stayedOpen, stop);
+        return runner_->play(engine, arguments, Lines::into(lines_), stayedOpen,
+                             {{u"DESKTOP_STARTUP_ID"_s, u"the game's"_s}});
     }
     /// Plays until the gate opens, then exits with `code`.
-    QCoro::Task<PlayResult> playUntil(const Gate &gate, int code = 0,
-                                      const std::stop_token &stop = {})
+    QCoro::Task<PlayResult> playUntil(const Gate &gate, int code = 0)
     {
-        return play({u"gate:"_s + gate.path(), u"exit:%1"_s.arg(code)}, stop);
+        return play({u"gate:"_s + gate.path(), u"exit:%1"_s.arg(code)});
     }
-    QCoro::Task<qint32> runImport(const QString &engine, const std::stop_token &stop = {})
+    QCoro::Task<qint32> runImport(const QString &engine)
     {
-        return runner_->runImport(engine, u"/a game/folder"_s, Lines::into(lines_), stop);
+        return runner_->runImport(engine, u"/a game/folder"_s, Lines::into(lines_));
     }
     /// An engine that prints its path and its arguments, one a line, then runs `script`.
     QString engine(const QString &script = {}) const
@@ -141,24 +123,9 @@ private Q_SLOTS:
     void playsWithTheGivenVariables()
     {
         qputenv("DESKTOP_STARTUP_ID", "ours");
-        await(runner_->play(testChild(), {u"env:DESKTOP_STARTUP_ID"_s}, Lines::into(lines_), {}, {},
-                            someVariables));
+        await(play({u"env:DESKTOP_STARTUP_ID"_s}));
         qunsetenv("DESKTOP_STARTUP_ID");
         QCOMPARE(lines_->all(), QStringList{u"the game's"_s});
-    }
-
-    void startsNoGameThatIsStoppedBefore()
-    {
-        auto task =
-            runner_->play(testChild(), {playing}, Lines::into(lines_), {}, {}, lateVariables);
-        serveEvents();
-        QVERIFY(!runner_->current());
-        runner_->stop();
-        const PlayResult result = await(std::move(task));
-        QVERIFY(result.userStopped);
-        QCOMPARE(result.seconds, 0.0);
-        QCOMPARE(result.exitCode, 0);
-        QVERIFY(lines_->isEmpty());
     }
 
     void anEngineThatCannotStartIsNamed()
@@ -229,36 +196,21 @@ private Q_SLOTS:
         QVERIFY(!result.userStopped);
     }
 
-    void stopsARun_data()
-    {
-        QTest::addColumn<bool>("isImport");
-        QTest::addColumn<bool>("byToken");
-        QTest::newRow("game") << false << false;
-        QTest::newRow("game, by its token") << false << true;
-        QTest::newRow("import") << true << false;
-        QTest::newRow("import, by its token") << true << true;
-    }
     void stopsARun()
     {
-        QFETCH(const bool, isImport);
-        QFETCH(const bool, byToken);
-        std::stop_source source;
-        const auto request = [&] { byToken ? void(source.request_stop()) : runner_->stop(); };
-        if (isImport) {
-            auto task =
-                runImport(engine(u"exec '%1' '%2' '%3'"_s.arg(testChild(), playing, untilAsked)),
-                          source.get_token());
-            waitFor(u"playing"_s);
-            request();
-            QCOMPARE(await(std::move(task)), SIGTERM);
-        } else {
-            auto task = play({playing, untilAsked}, source.get_token());
-            waitFor(u"playing"_s);
-            request();
-            const PlayResult result = await(std::move(task));
-            QVERIFY(result.userStopped);
-            QCOMPARE(result.exitCode, SIGTERM);
-        }
+        auto game = play({playing, untilAsked});
+        waitFor(u"playing"_s);
+        runner_->stop();
+        const PlayResult result = await(std::move(game));
+        QVERIFY(result.userStopped);
+        QCOMPARE(result.exitCode, SIGTERM);
+        QVERIFY(!runner_->current());
+
+        auto import =
+            runImport(engine(u"exec '%1' '%2' '%3'"_s.arg(testChild(), u"out:x\\n"_s, untilAsked)));
+        waitFor(u"x"_s);
+        runner_->stop();
+        QCOMPARE(await(std::move(import)), SIGTERM);
         QVERIFY(!runner_->current());
         QVERIFY(runner_->userStopped());
     }
@@ -286,12 +238,10 @@ private Q_SLOTS:
     void killsAGameThatIgnoresTheStop()
     {
         const Lifeline lifeline;
-        std::stop_source stop;
         auto task = play({u"report:15"_s, u"hold:"_s + lifeline.path(), u"fork:"_s, untilAsked,
-                          u"parent:"_s, playing, untilAsked},
-                         stop.get_token());
+                          u"parent:"_s, playing, untilAsked});
         waitFor(u"playing"_s);
-        stop.request_stop();
+        runner_->stop();
         waitFor(u"signal 15"_s);
         pass(GameRunner::killAfter - aMoment);
         runner_->stop(); // does not begin the time anew
@@ -307,15 +257,12 @@ private Q_SLOTS:
 
     void aStopEndsNoOtherRun()
     {
-        std::stop_source ended;
-        QCOMPARE(await(play({}, ended.get_token())).exitCode, 0);
         auto stopped = play({untilAsked});
         runner_->stop();
         QCOMPARE(await(std::move(stopped)).exitCode, SIGTERM);
 
         const Gate gate;
         auto task = playUntil(gate, 2);
-        ended.request_stop();
         pass(GameRunner::killAfter);
         QVERIFY(!runner_->userStopped());
         QVERIFY(runner_->current()->isRunning());
@@ -364,17 +311,6 @@ private Q_SLOTS:
         runner_->stop();
         QCOMPARE(await(std::move(task)).exitCode, SIGTERM);
         spinUntil([&] { return lifeline.isDropped(); });
-    }
-
-    void mayBeDestroyedWhileAGameRuns()
-    {
-        const Gate gate;
-        auto task = playUntil(gate, 4);
-        runner_.reset();
-        clock_->advance(GameRunner::stayedOpenAfter);
-        spinUntil([this] { return stayedOpen_ > 0; });
-        gate.open();
-        QCOMPARE(await(std::move(task)).exitCode, 4);
     }
 };
 
