@@ -225,7 +225,6 @@ private:
     // Setup and play (AppModelPipeline.cpp)
     QCoro::Task<> runAll(bool launch, std::stop_token stop);
     void showGameDownload();
-    QCoro::Task<> downloadGame(std::stop_token stop);
     QCoro::Task<> completeGame(QString project, std::stop_token stop);
     QCoro::Task<QString> prepareEngine(EngineSpec spec, std::stop_token stop);
     QCoro::Task<> importProject(EngineSpec spec, QString engine, QString project,

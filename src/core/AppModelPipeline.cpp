@@ -9,7 +9,6 @@
 #include "net/Transfer.h"
 #include "project/ProjectInspector.h"
 
-#include <QDir>
 #include <QFile>
 
 #include <algorithm>
@@ -42,7 +41,11 @@ QCoro::Task<> AppModel::runAll(bool launch, std::stop_token stop)
     };
     std::optional<QString> project = co_await runOnWorker(look, stop);
     if (!project) {
-        co_await downloadGame(stop);
+        showGameDownload();
+        note(u"Downloading the game from %1 (branch main)"_s.arg(
+            RepoDownloader::repositoryPage(parts_.codeHost).toString()));
+        project = co_await repo.installGame(progressHandler(), stop);
+        co_await completeGame(*project, stop);
     } else if (QFile::exists(storage_.unfinishedMark())) {
         // The game was unpacked, but its setup was interrupted.
         begin(AppState::downloading(addonsHeadline), addonsHeadline);
@@ -69,44 +72,6 @@ void AppModel::showGameDownload()
     begin(AppState::downloading(gameHeadline), gameHeadline);
 }
 
-QCoro::Task<> AppModel::downloadGame(std::stop_token stop)
-{
-    showGameDownload();
-    note(u"Downloading the game from %1 (branch main)"_s.arg(
-        RepoDownloader::repositoryPage(parts_.codeHost).toString()));
-
-    std::exception_ptr error;
-    QString project;
-    try {
-        const auto mark = [storage = storage_, stop] {
-            Files::createFolder(storage.root);
-            // Here the deletion of leftovers delays nobody.
-            storage.clearLeftovers(stop);
-            // Markers of an earlier game would keep the new one from being imported.
-            storage.clearMarkers();
-            // The mark reaches the disk before the game; only a complete Step 1 removes it.
-            Files::writeAtomically(storage.unfinishedMark(),
-                                   QByteArrayLiteral("The game's setup has not finished.\n"));
-        };
-        co_await runOnWorker(mark);
-        checkCancellation(stop);
-        project = co_await repo.installGame(progressHandler(), stop);
-    } catch (...) {
-        error = std::current_exception();
-    }
-    if (error) {
-        const auto unmark = [storage = storage_] {
-            if (!ProjectInspector::findProject(storage.gameFolder())) {
-                QFile::remove(storage.unfinishedMark());
-                QDir().rmdir(storage.root); // an empty folder only
-            }
-        };
-        co_await runOnWorker(unmark);
-        std::rethrow_exception(error);
-    }
-    co_await completeGame(project, stop);
-}
-
 /// The rest of Step 1 once the game is unpacked: description, add-ons, "info.json".
 QCoro::Task<> AppModel::completeGame(QString project, std::stop_token stop)
 {
@@ -120,24 +85,20 @@ QCoro::Task<> AppModel::completeGame(QString project, std::stop_token stop)
     }
 
     const auto save = [storage = storage_, json = info().toJson(), stop] {
+        bool isSynced = false;
         try {
             Files::removeLeftovers(storage.root, stop);
             // The description and the mark's absence vouch for all of this.
-            Files::sync(storage.root);
-        } catch (const Error &) {
-            // Ignored: the mark stays, so the next run completes the game again.
-            return;
+            Files::sync(storage.root, stop);
+            isSynced = true;
+            // An older game's description must not stay when this fails.
+            QFile::remove(storage.infoFile());
+            Files::writeAtomically(storage.infoFile(), json, stop);
+        } catch (const SystemError &) {
+            // Ignored: an unsynced game is completed again by the next run.
         }
-        if (stop.stop_requested()) {
-            return; // the next run may have begun
-        }
-        try {
-            Files::writeAtomically(storage.infoFile(), json);
-        } catch (const Error &) {
-            // Ignored, but an older game's description must not stay.
-            Files::remove(storage.infoFile());
-        }
-        if (!stop.stop_requested()) {
+        // After a stop, the next run may have begun.
+        if (isSynced && !stop.stop_requested()) {
             QFile::remove(storage.unfinishedMark());
         }
     };
@@ -189,11 +150,9 @@ QCoro::Task<> AppModel::importProject(EngineSpec spec, QString engine, QString p
         try {
             Files::removeLeftovers(root, stop);
             // The imported files reach the disk before the marker.
-            Files::sync(project);
-            if (!stop.stop_requested()) {
-                Files::writeAtomically(marker, QByteArrayLiteral("ok"));
-            }
-        } catch (const Error &) {
+            Files::sync(project, stop);
+            Files::writeAtomically(marker, QByteArrayLiteral("ok"), stop);
+        } catch (const SystemError &) {
             // Ignored: without the marker the next run imports again, which costs only time.
         }
     };

@@ -108,6 +108,16 @@ QCoro::Task<QString> RepoDownloader::installArchive(QUrl archive, QString stagin
     const QString zip = staging + u"/game.zip"_s;
     const QString game = storage_.gameFolder();
     auto file = co_await downloader.download(archive, zip, stop);
+    const auto prepare = [storage = storage_, stop] {
+        Files::createFolder(storage.root);
+        storage.clearLeftovers(stop);
+        // Markers of an earlier game would keep the new one from being imported.
+        storage.clearMarkers();
+        // The mark reaches the disk before the game.
+        Files::writeAtomically(storage.unfinishedMark(),
+                               QByteArrayLiteral("The game's setup has not finished.\n"));
+    };
+    co_await runOnWorker(prepare);
     co_await Tools::replaceFolder(archiveTool_, zip, std::move(file), game, stop);
 
     const auto find = [game] { return ProjectInspector::findProject(game); };

@@ -30,8 +30,9 @@ public:
     static std::optional<QString> addonFolder(const QString &repository, const QString &path);
 
     /// Downloads the repository archive, replaces the game folder with its content and returns the
-    /// project folder. Throws SetupError, TransferError, SystemError or CancellationError. The game
-    /// folder stays untouched until the download is complete.
+    /// project folder. The storage stays untouched until the download is complete; then the mark
+    /// `unfinished` is set and the import markers are cleared. Throws SetupError, TransferError,
+    /// SystemError or CancellationError.
     QCoro::Task<QString> installGame(ProgressCallback progress, std::stop_token stop);
 
     /// Fetches each add-on of `info` whose folder is missing or empty, and logs a line for each.

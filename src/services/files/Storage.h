@@ -23,7 +23,7 @@ struct Storage
     QString enginesFolder() const { return root + QStringLiteral("/Engine"); }
     /// What was read from the project.
     QString infoFile() const { return root + QStringLiteral("/info.json"); }
-    /// Lies there from before a game is downloaded until it is complete: all add-ons in place and
+    /// Lies there from before a game is unpacked until it is complete: all add-ons in place and
     /// its description saved.
     QString unfinishedMark() const { return root + QStringLiteral("/unfinished"); }
     /// Says that the engine of this tag has imported the project.
