@@ -20,7 +20,7 @@ Column {
         text: "Stop"
         font: Theme.title2
         ending: true
-        onClicked: area.model.cancel()
+        onClicked: area.model.stop()
 
         DoubleClickGuard {}
     }

@@ -139,7 +139,10 @@ QCoro::Task<QString> StagingFolder::with(QString temporaryFolder, Storage storag
         }
         full = std::current_exception();
     }
-    const auto isHopeless = [=] { return isOneDisk(place, storage.parentFolder()); };
+    const auto isHopeless = [=] {
+        Files::createFolder(storage.parentFolder());
+        return isOneDisk(place, storage.parentFolder());
+    };
     if (co_await runOnWorker(isHopeless)) {
         std::rethrow_exception(full);
     }
