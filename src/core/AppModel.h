@@ -161,9 +161,10 @@ public:
     void startWork(bool launch);
     /// As startWork(true), unless a task exists or the phase forbids it.
     Q_INVOKABLE void play();
-    /// Stops the running task with its transfers and its engine or game. Changes no published field
-    /// itself.
+    /// Stops the running task with its transfers and its engine. Changes no published field itself.
     Q_INVOKABLE void cancel();
+    /// Ends the running game.
+    Q_INVOKABLE void stop() { cancel(); }
 
     Q_INVOKABLE void updateGame();
     Q_INVOKABLE void reinstall();

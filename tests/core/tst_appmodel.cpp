@@ -393,10 +393,11 @@ private Q_SLOTS:
 
     void viewsCallEveryAction()
     {
-        const QByteArrayList actions{"play",      "cancel",           "updateGame",
-                                     "reinstall", "removeEverything", "showSaves",
-                                     "revealInFinder", "openRepository", "copyFailure",
-                                     "copyLog", "measureStorage", "quit"};
+        const QByteArrayList actions{"play",        "stop",           "cancel",
+                                     "updateGame",  "reinstall",      "removeEverything",
+                                     "showSaves",   "revealInFinder", "openRepository",
+                                     "copyFailure", "copyLog",        "measureStorage",
+                                     "quit"};
         for (const QByteArray &action : actions) {
             QVERIFY2(AppModel::staticMetaObject.indexOfMethod(action + "()") >= 0, action);
         }
