@@ -5,6 +5,7 @@
 #include "PipelineFixture.h"
 #include "SmallDisk.h"
 #include "demo/ZipWriter.h"
+#include "files/OutputFile.h"
 #include "net/Transfer.h"
 #include "support/Await.h"
 #include "support/CutFile.h"
@@ -293,7 +294,7 @@ private Q_SLOTS:
             file.answer(request, connection);
         });
         const QString target = home() + QStringLiteral("/file");
-        auto fetching = Transfer::toFile(server.url(), target, {}, {});
+        auto fetching = Transfer::toFile(server.url(), std::make_shared<OutputFile>(target), {}, {});
         QCOMPARE(await(std::move(fetching)).status, 200);
         QVERIFY(ModelFixture::read(target) == content);
         QCOMPARE(file.requests().size(), 2);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "files/OutputFile.h"
 #include "http/HttpServer.h"
 #include "net/Transfer.h"
 
@@ -25,6 +26,10 @@ namespace StandIns {
 
 /// A host whose look-up never ends.
 inline constexpr const char *silentName = "silent.invalid";
+inline QUrl silentUrl()
+{
+    return QUrl(QStringLiteral("https://%1/file").arg(QLatin1String(silentName)));
+}
 /// Released at each look-up of the silent host.
 extern std::counting_semaphore<> lookUps;
 
@@ -62,6 +67,9 @@ protected:
     /// A path in the tests' folder that no test has used.
     QString newPath() { return path(QString::number(++paths_)); }
 
+    /// A file at such a path.
+    std::shared_ptr<OutputFile> newFile() { return std::make_shared<OutputFile>(newPath()); }
+
     static Outcome<TransferResult> fetch(const QUrl &url, const TransferOptions &options = {},
                                          qint64 limit = 10'000'000)
     {
@@ -71,7 +79,8 @@ protected:
                                          const TransferOptions &options = {},
                                          const ProgressCallback &onProgress = {})
     {
-        return outcomeOf(Transfer::toFile(url, file, onProgress, {}, options));
+        return outcomeOf(Transfer::toFile(url, std::make_shared<OutputFile>(file), onProgress, {},
+                                          options));
     }
 
     /// Serves events until `semaphore` is released.

@@ -50,11 +50,6 @@ QString parentOf(const QString &path)
     return path.left(path.lastIndexOf(u'/') + 1);
 }
 
-QString hiddenSibling(const QString &path)
-{
-    return parentOf(path) + hiddenPrefix + QUuid::createUuid().toString(QUuid::WithoutBraces);
-}
-
 bool isFolder(const fs::path &path)
 {
     std::error_code error;
@@ -82,6 +77,12 @@ void removeTree(const fs::path &path, const std::stop_token &stop)
 
 } // namespace
 
+QString Files::hiddenSibling(const QString &path)
+{
+    return parentOf(clean(path)) + hiddenPrefix +
+           QUuid::createUuid().toString(QUuid::WithoutBraces);
+}
+
 void Files::createFolder(const QString &path)
 {
     const QString folder = clean(path);
@@ -97,7 +98,7 @@ void Files::createFolder(const QString &path)
 
 QString Files::makeHiddenBeside(const QString &path)
 {
-    const QString hidden = hiddenSibling(clean(path));
+    const QString hidden = hiddenSibling(path);
     check(mkdir(QFile::encodeName(hidden).constData(), S_IRWXU) == 0 ? 0 : errno, path);
     return hidden;
 }
@@ -149,11 +150,10 @@ void Files::move(const QString &from, const QString &to, const std::stop_token &
 void Files::writeAtomically(const QString &path, const QByteArray &content,
                             const std::stop_token &stop)
 {
-    const QString hidden = hiddenSibling(clean(path));
+    const QString hidden = hiddenSibling(path);
     std::error_code error;
     try {
-        OutputFile file;
-        file.create(hidden);
+        OutputFile file(hidden);
         file.write({content.constData(), static_cast<size_t>(content.size())});
         file.sync();
         checkCancellation(stop);

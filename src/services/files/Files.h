@@ -16,8 +16,10 @@ namespace brindle::Files {
 /// its mode.
 void createFolder(const QString &path);
 
-/// Creates a hidden folder beside `path`, for this user alone. `removeLeftovers` deletes such
-/// folders. Returns its path.
+/// Returns a fresh hidden name beside `path`, of the kind that `removeLeftovers` deletes. Any thread.
+QString hiddenSibling(const QString &path);
+
+/// Creates a hidden folder beside `path`, for this user alone. Returns its path.
 QString makeHiddenBeside(const QString &path);
 
 /// Removes a file, link or whole folder. Renames a folder to a hidden sibling first, so that an

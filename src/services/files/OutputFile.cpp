@@ -14,15 +14,11 @@ namespace brindle {
 
 // Opened and written by system calls: QFile does not return the errno, which tells a full disk.
 
-void OutputFile::create(const QString &path)
+OutputFile::OutputFile(const QString &path) : path_(path)
 {
     constexpr int flags = O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC;
     const int descriptor = ::open(QFile::encodeName(path).constData(), flags, S_IRUSR | S_IWUSR);
-    if (descriptor < 0) {
-        throw SystemError::fromErrno(errno, path);
-    }
-    path_ = path;
-    file_ = std::make_shared<QFile>();
+    check(descriptor < 0 ? errno : 0);
     file_->open(descriptor, QIODevice::ReadWrite | QIODevice::Unbuffered,
                 QFileDevice::AutoCloseHandle);
 }

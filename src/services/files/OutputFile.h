@@ -14,8 +14,9 @@ class OutputFile
 {
 public:
     /// Creates the file, for this user alone. Fails if anything has that name.
-    void create(const QString &path);
-    bool isCreated() const { return file_ != nullptr; }
+    explicit OutputFile(const QString &path);
+
+    const QString &path() const { return path_; }
     /// Appends all of `bytes`.
     void write(std::string_view bytes);
     /// Empties the file.
@@ -24,14 +25,12 @@ public:
     void sync();
     /// Returns the open file, at its start.
     std::shared_ptr<QFile> take();
-    /// Closes the file without a check. Never throws.
-    void abandon() noexcept { file_.reset(); }
 
 private:
     void check(int error) const;
 
     QString path_; // a QFile that is opened by descriptor has no name
-    std::shared_ptr<QFile> file_;
+    std::shared_ptr<QFile> file_ = std::make_shared<QFile>();
 };
 
 } // namespace brindle

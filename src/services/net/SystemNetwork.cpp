@@ -19,10 +19,7 @@ SystemNetwork::Proxy SystemNetwork::proxyFor(const QUrl &url)
         address.setScheme(u"http"_s);
         break;
     case QNetworkProxy::Socks5Proxy:
-        // With "h" the proxy looks up the host name.
-        address.setScheme(proxy.capabilities().testFlag(QNetworkProxy::HostNameLookupCapability)
-                              ? u"socks5h"_s
-                              : u"socks5"_s);
+        address.setScheme(u"socks5h"_s); // with "h" the proxy looks up the host name
         break;
     default:
         return {};

@@ -41,10 +41,9 @@ constexpr int statusOk = 200;
 constexpr int statusPartialContent = 206;
 constexpr int maxDelays = 2;
 constexpr std::chrono::seconds longestDelay(60);
-// After the first attempt that brought nothing, after the second, and so on.
+// After the first attempt that brought next to nothing, after the second, and so on.
 constexpr std::array waits{500ms, 1000ms, 2000ms, 4000ms, 8000ms};
-constexpr int maxSlowAttempts = 100;
-constexpr qint64 leastHeadway = 65'536; // bytes that these must bring
+constexpr qint64 leastHeadway = 1024; // bytes that an attempt must bring
 constexpr long receiveBufferBytes = 524'288;
 
 void check(CURLMcode code)
@@ -64,9 +63,10 @@ int closeOnExec(void * /*unused*/, curl_socket_t socket, curlsocktype /*purpose*
 class TransferJob final : public std::enable_shared_from_this<TransferJob>
 {
 public:
-    TransferJob(QUrl url, QString path, ProgressCallback onProgress, TransferOptions options)
+    TransferJob(QUrl url, std::shared_ptr<OutputFile> file, ProgressCallback onProgress,
+                TransferOptions options)
         : address_(std::move(url))
-        , path_(std::move(path))
+        , file_(std::move(file))
         , options_(std::move(options))
         , onProgress_(std::move(onProgress))
     {}
@@ -84,9 +84,8 @@ public:
     /// Delivers the cancellation and ends the thread. Any thread.
     void cancel()
     {
-        if (state_.exchange(State::cancelled) == State::free) {
-            result.fail(std::make_exception_ptr(CancellationError()));
-        }
+        isCancelled_ = true;
+        result.fail(std::make_exception_ptr(CancellationError()));
         const std::lock_guard guard(lock_);
         if (connections_) {
             curl_multi_wakeup(connections_.get());
@@ -96,13 +95,6 @@ public:
     const OneShot<TransferResult> result;
 
 private:
-    /// When a cancellation may be delivered.
-    enum class State {
-        free, ///< at once
-        busy, ///< by the transfer's thread, after its current step
-        cancelled,
-    };
-
     void work()
     {
         // A server that leaves during the end of TLS must not end the process.
@@ -120,7 +112,7 @@ private:
         }
         // Before the result: its receiver may delete the file and start the next transfer.
         onProgress_ = nullptr;
-        file_.abandon();
+        file_.reset();
         easy_.reset();
         {
             const std::lock_guard guard(lock_);
@@ -140,13 +132,11 @@ private:
                                 "downloaded from it."_s.arg(address_.toDisplayString()));
         }
         int fruitless = 0;
-        int slow = 0;
-        qint64 headway = 0;
         for (int delays = 0;;) {
             const qint64 before = most_;
             const auto broken = attempt();
             if (!broken && isWanted_) {
-                return {statusOk, url_.host(), memory_, path_.isEmpty() ? nullptr : file_.take()};
+                return {statusOk, url_.host(), memory_, file_ ? file_->take() : nullptr};
             }
             if (broken && validator_.isEmpty()) {
                 throw *broken;
@@ -163,10 +153,8 @@ private:
                 }
                 startsAnew_ = true;
             }
-            fruitless = most_ > before ? 0 : fruitless + 1;
-            slow = most_ >= headway + leastHeadway ? 0 : slow + 1;
-            headway = slow == 0 ? most_ : headway;
-            if (fruitless > static_cast<int>(waits.size()) || slow == maxSlowAttempts) {
+            fruitless = most_ >= before + leastHeadway ? 0 : fruitless + 1;
+            if (fruitless > static_cast<int>(waits.size())) {
                 throw broken.value_or(unfinished());
             }
             if (fruitless > 0) {
@@ -391,10 +379,6 @@ private:
             startsAnew_ = true;
             empty(header("Content-Length").toLongLong());
         }
-        if (most_ > 0) {
-            since_ = Clock::now();
-            base_ = written_;
-        }
     }
 
     /// Empties the body, for one of that announced length, 0 if unknown.
@@ -403,16 +387,13 @@ private:
         checkLimit(announced);
         written_ = 0;
         memory_.clear();
-        if (file_.isCreated()) {
-            file_.clear();
-        } else if (!path_.isEmpty()) {
-            const QStorageInfo disk(QFileInfo(path_).path());
+        if (file_) {
+            file_->clear();
+            const QStorageInfo disk(QFileInfo(file_->path()).path());
             // Some file systems don't know their size.
             if (disk.bytesTotal() > 0 && announced > disk.bytesAvailable()) {
-                throw SystemError::fromErrno(ENOSPC, path_);
+                throw SystemError::fromErrno(ENOSPC, file_->path());
             }
-            // The receiver of a cancellation may delete the folder at once.
-            uninterrupted([this] { file_.create(path_); });
         }
     }
 
@@ -421,12 +402,11 @@ private:
         if (!isWanted_) {
             return false;
         }
-        checkCancelled(); // a slow disk can make one turn of libcurl last long
         checkLimit(written_ + static_cast<qint64>(bytes.size()));
-        if (path_.isEmpty()) {
-            memory_ += QByteArrayView(bytes);
+        if (file_) {
+            file_->write(bytes);
         } else {
-            file_.write(bytes);
+            memory_ += QByteArrayView(bytes);
         }
         if (options_.onBytes) {
             options_.onBytes(written_, bytes);
@@ -446,7 +426,7 @@ private:
         if (bytes <= options_.limit) {
             return;
         }
-        if (path_.isEmpty()) {
+        if (!file_) {
             throw TransferError(
                 u"The server's answer is larger than the expected %1 bytes."_s.arg(options_.limit));
         }
@@ -537,33 +517,15 @@ private:
         }
         // A body that begins anew does not report less than before.
         const qint64 done = length_ < 0 ? most_ : std::min(most_, length_);
-        const std::chrono::duration<double> elapsed = lastReport_ - since_;
-        const double rate =
-            static_cast<double>(written_ - base_) / std::max(elapsed.count(), 0.001);
-        uninterrupted([&] { onProgress_(done, length_, rate); });
+        const std::chrono::duration<double> elapsed = lastReport_ - started_;
+        onProgress_(done, length_, static_cast<double>(done) / std::max(elapsed.count(), 0.001));
     }
 
     void checkCancelled() const
     {
-        if (state_ == State::cancelled) {
+        if (isCancelled_) {
             throw CancellationError();
         }
-    }
-
-    void pass(State from, State to)
-    {
-        if (!state_.compare_exchange_strong(from, to)) {
-            throw CancellationError();
-        }
-    }
-
-    /// Runs `step`, during which no cancellation is delivered.
-    template <typename F>
-    void uninterrupted(F step)
-    {
-        pass(State::free, State::busy);
-        step();
-        pass(State::busy, State::free);
     }
 
     template <typename T>
@@ -589,9 +551,9 @@ private:
                    : QByteArray();
     }
 
-    std::atomic<State> state_ = State::free;
+    std::atomic<bool> isCancelled_ = false;
     const QUrl address_;
-    const QString path_; // empty for memory
+    std::shared_ptr<OutputFile> file_; // none for memory
     const TransferOptions options_;
     ProgressCallback onProgress_;
     std::unique_ptr<CURL, void (*)(CURL *)> easy_{curl_easy_init(), &curl_easy_cleanup};
@@ -608,7 +570,6 @@ private:
     Clock::duration silence_ = {}; // spent waiting since the last byte
 
     // Of the body.
-    OutputFile file_;
     QByteArray memory_;
     qint64 written_ = 0;
     qint64 most_ = 0;        // that `written_` has been
@@ -617,16 +578,16 @@ private:
     bool startsAnew_ = true; // the next request asks for all of it
 
     // Of the reports.
-    bool hasNews_ = false;
+    const Clock::time_point started_ = Clock::now();
     Clock::time_point lastReport_ = {};
-    Clock::time_point since_ = Clock::now(); // the rate counts from here
-    qint64 base_ = 0;                        // and from this offset
+    bool hasNews_ = false;
 };
 
 } // namespace
 
-QCoro::Task<TransferResult> Transfer::toFile(QUrl url, QString file, ProgressCallback onProgress,
-                                             std::stop_token stop, TransferOptions options)
+QCoro::Task<TransferResult> Transfer::toFile(QUrl url, std::shared_ptr<OutputFile> file,
+                                             ProgressCallback onProgress, std::stop_token stop,
+                                             TransferOptions options)
 {
     checkCancellation(stop);
     auto job = std::make_shared<TransferJob>(std::move(url), std::move(file), std::move(onProgress),

@@ -16,8 +16,10 @@
 
 namespace brindle {
 
+class OutputFile;
+
 /// Receives the bytes of a body as they are stored, in order. Offset 0 begins the body, perhaps
-/// anew. Called on the transfer's thread, also for bytes that were being stored at a cancellation.
+/// anew. Called on the transfer's thread, which may go on for a moment after a cancellation.
 using BytesCallback = std::function<void(qint64 offset, std::string_view bytes)>;
 
 /// The defaults are for players.
@@ -51,23 +53,23 @@ struct TransferResult
 /// - A body shorter than announced is a failure, and so is an encoded one. Of a longer body, the
 ///   announced length counts. Memory use stays flat.
 /// - An answer that breaks off or stalls is continued if its server supports that, or begun anew.
-///   After an attempt without a new byte the transfer waits, up to 8 seconds. It fails after six
-///   such attempts in a row, or after a hundred that together bring less than 64 KiB.
+///   After an attempt that brings less than 1 KiB the transfer waits, up to 8 seconds. It fails
+///   after six such attempts in a row.
 /// - A busy server (429, 503) is left alone as long as it asks, if that is a minute at most, twice.
 /// - `onProgress` is called after bytes arrived, at most 50 times a second, and each second while
-///   none arrive.
+///   none arrive; on the transfer's thread, which may call once more after a cancellation.
 ///
 /// A call resumes on its own thread. Every HTTP status is a result. Throws TransferError,
 /// SystemError for a failure of this machine, SetupError for a file over the limit, and
-/// CancellationError. A request of `stop` takes effect at once, even during a silence or a name
-/// look-up. After the end `onProgress` is not called, and the file not created.
+/// CancellationError. A request of `stop` takes effect at once, even during a silence, a name
+/// look-up or a write.
 namespace Transfer {
 
-/// Creates `file`, which must not exist, and writes a body of status 200 to it. Other bodies are
-/// not received. A body that is announced larger than the free disk space fails at once. After a
-/// failure a part of the file may exist. The file is not synced.
-QCoro::Task<TransferResult> toFile(QUrl url, QString file, ProgressCallback onProgress,
-                                   std::stop_token stop, TransferOptions options = {});
+/// Writes a body of status 200 to `file`. Other bodies are not received. A body that is announced
+/// larger than the free disk space fails at once. The file is not synced.
+QCoro::Task<TransferResult> toFile(QUrl url, std::shared_ptr<OutputFile> file,
+                                   ProgressCallback onProgress, std::stop_token stop,
+                                   TransferOptions options = {});
 
 /// Returns the body in memory. More than `limit` bytes are a TransferError.
 QCoro::Task<TransferResult> toMemory(QUrl url, qint64 limit, std::stop_token stop,
