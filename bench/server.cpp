@@ -37,8 +37,16 @@ int main(int argc, char **argv)
         return QString::fromUtf8(request.target.mid(request.target.lastIndexOf('/') + 1));
     };
     const HttpServer::Handler send = [&](const HttpRequest &request, HttpConnection &connection) {
+        QFile file(folder + u'/' + nameOf(request));
+        if (!file.open(QIODevice::ReadOnly | QIODevice::Unbuffered)) {
+            connection.respond(404, {}, {});
+            return;
+        }
         connection.keepOpen();
-        connection.respondWithFile(folder + u'/' + nameOf(request), true);
+        connection.write("HTTP/1.1 200 OK\r\nContent-Length: " + QByteArray::number(file.size()) +
+                         "\r\n\r\n");
+        while (!file.atEnd() && connection.write(file.read(262'144))) {
+        }
     };
     const HttpServer files(send, 0, argc == 3 ? &tls : nullptr);
     const HttpServer::Handler lead = [&](const HttpRequest &request, HttpConnection &connection) {

@@ -18,27 +18,25 @@ const auto checksumName = QStringLiteral("SHA512-SUMS.txt");
 std::unique_ptr<QIODevice> open(const ReleaseHost::Content &content)
 {
     std::unique_ptr<QIODevice> device;
-    if (const auto *const bytes = std::get_if<QByteArray>(&content)) {
-        auto buffer = std::make_unique<QBuffer>();
-        buffer->setData(*bytes);
-        device = std::move(buffer);
+    if (const auto *const path = std::get_if<QString>(&content)) {
+        device = std::make_unique<QFile>(*path);
     } else {
-        device = std::make_unique<QFile>(std::get<QString>(content));
+        auto buffer = std::make_unique<QBuffer>();
+        buffer->setData(std::get<QByteArray>(content));
+        device = std::move(buffer);
     }
     return device->open(QIODevice::ReadOnly) ? std::move(device) : nullptr;
 }
 
-/// Waits at the gate. False when the client is gone or the server stops.
+/// Waits at the gate. Returns false when the client is gone or the server stops.
 bool pass(ReleaseGate &gate, HttpConnection &connection)
 {
     gate.reached = true;
-    while (!gate.opened) {
-        // Not a condition variable: this also notices that the client has gone.
-        if (!connection.pause(std::chrono::milliseconds(10))) {
-            return false;
-        }
+    bool isOpen = true;
+    while (!gate.opened && isOpen) {
+        isOpen = connection.pause(std::chrono::milliseconds(10));
     }
-    return true;
+    return isOpen;
 }
 
 } // namespace
@@ -68,21 +66,25 @@ ReleaseHost::ReleaseHost(Options options) : options_(std::move(options))
     }
 }
 
-void ReleaseHost::offer(const QString &path, Offer offer)
+ReleaseHost::Role ReleaseHost::roleOf(const QString &path)
+{
+    return path.startsWith(releasesPrefix) ? releases : archives;
+}
+
+void ReleaseHost::offer(const QString &path, const Content &content)
 {
     const std::lock_guard guard(lock_);
-    offers_[path] = std::move(offer);
-    asked_[bodyPath(path)] = path;
+    offers_[bodyPath(path)] = content;
 }
 
 void ReleaseHost::offerGame(const Content &zip)
 {
-    offer(gamePath(), {zip, archives});
+    offer(gamePath(), zip);
 }
 
 void ReleaseHost::offerAddon(const QString &repository, const Content &zip)
 {
-    offer(addonPath(repository), {zip, archives});
+    offer(addonPath(repository), zip);
 }
 
 void ReleaseHost::offerEngine(const QString &tag, const QString &name, const Content &zip)
@@ -101,8 +103,8 @@ void ReleaseHost::offerEngine(const QString &tag, const QString &name, const Con
             list += entry.value() + "  " + entry.key().toUtf8() + '\n';
         }
     }
-    offer(enginePath(tag, name), {zip, releases});
-    offer(checksumPath(tag), {list, releases});
+    offer(enginePath(tag, name), zip);
+    offer(checksumPath(tag), list);
 }
 
 QString ReleaseHost::gamePath()
@@ -127,9 +129,8 @@ QString ReleaseHost::checksumPath(const QString &tag)
 
 QString ReleaseHost::bodyPath(const QString &path)
 {
-    // The forms of the real hosts' redirects: "/<owner>/<name>/zip/<ref>", and an asset's path with
-    // a query.
-    if (path.startsWith(releasesPrefix)) {
+    // As on the real hosts: "/<owner>/<name>/zip/<ref>", and an asset's path with a query.
+    if (roleOf(path) == releases) {
         const QString asset = path.mid(releasesPrefix.size());
         return QStringLiteral("/github-production-release-asset/%1?filename=%2")
             .arg(asset, asset.section(QLatin1Char('/'), -1));
@@ -150,10 +151,9 @@ void ReleaseHost::replace(const QString &path, Handler handler)
 
 std::shared_ptr<ReleaseGate> ReleaseHost::hold(const QString &path, qint64 afterBytes)
 {
-    auto gate = std::make_shared<ReleaseGate>();
-    gate->afterBytes = afterBytes;
     const std::lock_guard guard(lock_);
-    gates_[path] = gate;
+    auto &gate = gates_[bodyPath(path)] = std::make_shared<ReleaseGate>();
+    gate->afterBytes = afterBytes;
     return gate;
 }
 
@@ -161,7 +161,7 @@ void ReleaseHost::restore(const QString &path)
 {
     const std::lock_guard guard(lock_);
     handlers_.remove(path);
-    gates_.remove(path);
+    gates_.remove(bodyPath(path));
 }
 
 QStringList ReleaseHost::requests() const
@@ -204,19 +204,19 @@ int ReleaseHost::connectionCount() const
 void ReleaseHost::answer(Role role, const HttpRequest &request, HttpConnection &connection)
 {
     const QString path = QString::fromUtf8(request.target);
+    const QString body = role == code ? bodyPath(path) : path;
     Handler handler;
-    QString asked;
-    std::optional<Offer> offer;
+    std::optional<Content> content;
     std::shared_ptr<ReleaseGate> gate;
     {
         const std::lock_guard guard(lock_);
         requests_.append({role, path});
         handler = handlers_.value(path);
-        asked = role == code ? path : asked_.value(path);
-        if (const auto found = offers_.find(asked); found != offers_.end()) {
-            offer = *found;
+        const auto found = offers_.find(body);
+        if (found != offers_.end() && (role != code || path != body)) {
+            content = *found;
         }
-        gate = gates_.value(asked, gates_.value(path));
+        gate = gates_.value(body);
     }
     if (handler) {
         handler(request, connection);
@@ -225,62 +225,54 @@ void ReleaseHost::answer(Role role, const HttpRequest &request, HttpConnection &
     if (request.headers.value("connection").toLower() != "close") {
         connection.keepOpen();
     }
+    const auto device = content ? open(*content) : nullptr;
     if (request.method != "GET") {
         connection.respond(405, {}, {});
-    } else if (!offer || (role != code && role != offer->role)) {
+    } else if (!device) {
         connection.respond(404, {}, "Not Found");
     } else if (role == code) {
-        connection.redirect(302, QUrl(bases_[offer->role].toString() + bodyPath(path)));
-    } else if (!sendBody(*offer, connection, asked.endsWith(checksumName) ? 0 : speed_.load(),
-                         gate)) {
-        // Not an end that could pass for the body's.
-        connection.reset();
+        connection.redirect(302, QUrl(bases_[roleOf(path)].toString() + body));
+    } else if (!sendBody(role, *device, connection, path.endsWith(checksumName) ? 0 : speed_.load(),
+                         gate.get())) {
+        connection.reset(); // an orderly end could pass for the body's
     }
 }
 
-bool ReleaseHost::sendBody(const Offer &offer, HttpConnection &connection, qint64 speed,
-                           const std::shared_ptr<ReleaseGate> &gate) const
+bool ReleaseHost::sendBody(Role role, QIODevice &content, HttpConnection &connection, qint64 speed,
+                           ReleaseGate *gate)
 {
-    const auto content = open(offer.content);
-    if (!content) {
-        return connection.respond(404, {}, "Not Found");
-    }
-    const qint64 size = content->size();
+    const qint64 size = content.size();
     const qint64 gateAt = gate ? std::min(gate->afterBytes, size) : -1;
     if (gateAt == 0 && !pass(*gate, connection)) {
         return false;
     }
-    const bool isChunked = offer.role == archives;
+    const bool isChunked = role == archives;
     const QByteArray length = isChunked ? QByteArrayLiteral("Transfer-Encoding: chunked")
                                         : "Content-Length: " + QByteArray::number(size);
-    if (!connection.write("HTTP/1.1 200 OK\r\nContent-Type: application/octet-stream\r\n" + length +
-                          "\r\n\r\n")) {
-        return false;
-    }
+    bool isOpen = connection.write("HTTP/1.1 200 OK\r\nContent-Type: application/octet-stream\r\n" +
+                                   length + "\r\n\r\n");
     QElapsedTimer running;
     running.start();
-    for (qint64 sent = 0; sent < size;) {
+    for (qint64 sent = 0; isOpen && sent < size;) {
         constexpr qint64 most = 262'144;
         qint64 step = speed > 0 ? std::clamp<qint64>(speed / 20, 1, most) : most;
         if (gateAt > sent) {
             step = std::min(step, gateAt - sent);
         }
-        const QByteArray bytes = content->read(step);
+        const QByteArray bytes = content.read(step);
         const QByteArray chunk =
             isChunked ? QByteArray::number(bytes.size(), 16) + "\r\n" + bytes + "\r\n" : bytes;
-        if (bytes.isEmpty() || !connection.write(chunk)) {
-            return false;
-        }
+        isOpen = !bytes.isEmpty() && connection.write(chunk);
         sent += bytes.size();
-        if (sent == gateAt && !pass(*gate, connection)) {
-            return false;
+        if (isOpen && sent == gateAt) {
+            isOpen = pass(*gate, connection);
         }
         const qint64 ahead = speed > 0 ? sent * 1000 / speed - running.elapsed() : 0;
-        if (ahead > 0 && !connection.pause(std::chrono::milliseconds(ahead))) {
-            return false;
+        if (isOpen && ahead > 0) {
+            isOpen = connection.pause(std::chrono::milliseconds(ahead));
         }
     }
-    return !isChunked || connection.write("0\r\n\r\n");
+    return isOpen && (!isChunked || connection.write("0\r\n\r\n"));
 }
 
 } // namespace brindle

@@ -14,11 +14,10 @@
 
 namespace brindle {
 
-/// Holds an answer back until it is opened, so that a test can act at a known point of a transfer.
-/// Any thread.
+/// Holds an answer back, so that a test can act at a known point of a transfer. Any thread.
 struct ReleaseGate
 {
-    /// Whether an answer has come this far: the system has everything before the gate.
+    /// Whether the system has all of an answer before the gate.
     bool isReached() const { return reached; }
     /// Lets answers through from now on.
     void open() { opened = true; }
@@ -28,10 +27,10 @@ struct ReleaseGate
     std::atomic<bool> opened = false;
 };
 
-/// A release host on loopback that answers exactly the addresses that the launcher asks the real
-/// one for. Repository archives: a redirect to a second server, which sends a body without a
-/// length. Releases and their checksum lists: a redirect to a third, which sends one with it.
-/// Everything else is 404. Every operation: any thread.
+/// A release host on loopback that answers as the real one does. It redirects requests for
+/// repository archives to a second server, which sends them without a length, and requests for
+/// releases and their checksum lists to a third, which sends them with it. Everything else is 404.
+/// Any thread.
 class ReleaseHost
 {
 public:
@@ -43,8 +42,8 @@ public:
     {
         /// Serves https with this certificate and key.
         std::optional<QSslConfiguration> tls;
-        /// 0: each server has a free port of its own. Otherwise one server listens on this port,
-        /// and the name that the client asks for tells the three apart.
+        /// With 0 each server has a free port of its own. Otherwise one server listens on this
+        /// port, and answers for the host that the client names.
         quint16 port = 0;
         QString codeHost = QStringLiteral("127.0.0.1");
         QString archiveHost = QStringLiteral("127.0.0.1");
@@ -62,59 +61,52 @@ public:
     void offerGame(const Content &zip);
     /// Offers an archive of an add-on's default branch; `repository` is "owner/name".
     void offerAddon(const QString &repository, const Content &zip);
-    /// Offers an archive of the release `tag` and lists it with its SHA-512 in the release's
-    /// checksum list.
+    /// Offers an archive of the release `tag`, and lists its SHA-512 in the release's checksums.
     void offerEngine(const QString &tag, const QString &name, const Content &zip);
 
-    /// The paths that the offers are asked for.
+    /// The paths of the offers at the code host.
     static QString gamePath();
     static QString addonPath(const QString &repository);
     static QString enginePath(const QString &tag, const QString &name);
     static QString checksumPath(const QString &tag);
-    /// Where the code host redirects such a path to: the path on the second or third server.
+    /// The path on the second or third server that the code host redirects such a path to.
     static QString bodyPath(const QString &path);
 
     /// Answers a path (also a `bodyPath`) by a handler.
     void replace(const QString &path, Handler handler);
-    /// Holds the offered body back at the gate.
+    /// Holds the offer's body back.
     std::shared_ptr<ReleaseGate> hold(const QString &path, qint64 afterBytes = 0);
-    /// Undoes the two above.
+    /// Undoes `replace` and `hold`.
     void restore(const QString &path);
 
     /// Limits the speed of each archive; 0 for as fast as they go.
     void setSpeed(qint64 bytesPerSecond) { speed_ = bytesPerSecond; }
 
-    /// The paths asked for at the code host, in order; those asked for at any of the servers.
+    /// Returns the requested paths in order, of the code host or of all servers.
     QStringList requests() const;
     QStringList allRequests() const;
     void forgetRequests();
-    /// How many connections were made to all servers.
+    /// Returns the number of connections made to all servers.
     int connectionCount() const;
 
 private:
     enum Role { code, archives, releases };
 
-    struct Offer
-    {
-        Content content;
-        Role role = archives;
-    };
-
-    void offer(const QString &path, Offer offer);
+    static Role roleOf(const QString &path);
+    void offer(const QString &path, const Content &content);
     void answer(Role role, const HttpRequest &request, HttpConnection &connection);
-    bool sendBody(const Offer &offer, HttpConnection &connection, qint64 speed,
-                  const std::shared_ptr<ReleaseGate> &gate) const;
+    static bool sendBody(Role role, QIODevice &content, HttpConnection &connection, qint64 speed,
+                         ReleaseGate *gate);
 
     const Options options_;
     std::atomic<qint64> speed_ = 0;
     QUrl bases_[3]; // by role
 
-    mutable std::mutex lock_;                          // guards the fields down to the servers
-    QMap<QString, Offer> offers_;                      // by the path asked for
-    QMap<QString, QMap<QString, QByteArray>> digests_; // by tag and archive name
-    QMap<QString, QString> asked_;                     // body path to the path asked for
-    QMap<QString, Handler> handlers_;
-    QMap<QString, std::shared_ptr<ReleaseGate>> gates_;
+    mutable std::mutex lock_;                           // guards the fields down to the servers
+    QMap<QString, Content> offers_;                     // by body path
+    QMap<QString, std::shared_ptr<ReleaseGate>> gates_; // by body path
+    QMap<QString, Handler> handlers_;                   // by path
+    QMap<QString, QMap<QString, QByteArray>> digests_;  // by tag and archive name
     QList<std::pair<Role, QString>> requests_;
 
     // Last, so that no handler runs while the fields above go.

@@ -2,14 +2,20 @@
 
 #include <QByteArray>
 #include <QHash>
-#include <QString>
+#include <QSslConfiguration>
+#include <QThread>
 #include <QUrl>
 
+#include <atomic>
 #include <chrono>
 #include <functional>
+#include <list>
 #include <memory>
+#include <mutex>
+#include <optional>
 
-class QSslConfiguration;
+class QSslSocket;
+class QTcpServer;
 
 namespace brindle {
 
@@ -21,36 +27,55 @@ struct HttpRequest
     QHash<QByteArray, QByteArray> headers;
 };
 
-/// The answering side of one connection. Call from the connection's thread only. Every call blocks,
-/// and returns false once the client has left or the server stops.
+/// The server's side of one connection, plain or TLS. Call from the connection's thread only. Every
+/// call blocks, and returns false once the client has left or the server stops.
 class HttpConnection
 {
 public:
-    virtual ~HttpConnection() = default;
+    explicit HttpConnection(qintptr descriptor);
+    ~HttpConnection();
+    HttpConnection(const HttpConnection &) = delete;
+    HttpConnection &operator=(const HttpConnection &) = delete;
 
     /// Serves another request on this connection. Call before the answer, which must then say where
     /// its body ends.
-    virtual void keepOpen() = 0;
+    void keepOpen() { isKept_ = true; }
     /// Sends a whole answer. Adds Content-Length, unless `headers` holds it or Transfer-Encoding.
     /// An empty value leaves it out.
-    virtual bool respond(int status, const QList<QPair<QByteArray, QByteArray>> &headers,
-                         const QByteArray &body) = 0;
+    bool respond(int status, const QList<QPair<QByteArray, QByteArray>> &headers,
+                 const QByteArray &body);
     /// Sends a redirect with an empty body.
-    virtual bool redirect(int status, const QUrl &location) = 0;
+    bool redirect(int status, const QUrl &location);
     /// Sends raw bytes, for answers in pieces and for wrong ones.
-    virtual bool write(const QByteArray &bytes) = 0;
-    /// Sends a file with its length, or in chunks without it, as a host that makes the body as it
-    /// goes. Answers 404 if the file can't be read. Memory use stays flat.
-    virtual bool respondWithFile(const QString &path, bool withLength) = 0;
+    bool write(const QByteArray &bytes);
     /// Carries bytes between the client and a port of this machine until either side ends, as a
     /// proxy does after CONNECT.
-    virtual bool tunnel(quint16 port) = 0;
+    bool tunnel(quint16 port);
     /// Waits until the client leaves or the server stops.
-    virtual void waitUntilClosed() = 0;
+    void waitUntilClosed();
     /// Waits that long.
-    virtual bool pause(std::chrono::milliseconds time) = 0;
+    bool pause(std::chrono::milliseconds time);
     /// Closes with a reset instead of an orderly end.
-    virtual void reset() = 0;
+    void reset();
+
+private:
+    friend class HttpServer;
+
+    bool open(const std::optional<QSslConfiguration> &tls);
+    std::optional<HttpRequest> readRequest();
+    void close();
+    void stop();
+    bool isConnected() const;
+    void closeControl();
+
+    const qintptr descriptor_;
+    std::unique_ptr<QSslSocket> socket_;
+    std::atomic<bool> isStopping_ = false;
+    bool isKept_ = false;
+    std::mutex lock_; // guards control_
+    // A second descriptor of the same socket, for `stop`. Qt closes its own when the client leaves,
+    // and another file may then get its number.
+    int control_;
 };
 
 /// A small HTTP/1.1 server on loopback, for the demo and the tests. Each connection has a thread,
@@ -67,18 +92,38 @@ public:
     /// Ends every connection and waits for the handlers.
     ~HttpServer();
 
-    quint16 port() const;
+    quint16 port() const { return port_; }
     /// Returns "http://127.0.0.1:<port>" (https with TLS), or the same with another host name.
     QUrl url(const QString &path = {}, const QString &host = QStringLiteral("127.0.0.1")) const;
     /// Returns the number of requests received, of all or of one target. Any thread.
     int requestCount() const;
     int requestCount(const QByteArray &target) const;
     /// Returns the number of connections made, handshakes included. Any thread.
-    int connectionCount() const;
+    int connectionCount() const { return connections_; }
 
 private:
-    class Impl;
-    std::unique_ptr<Impl> impl_;
+    struct Client
+    {
+        std::unique_ptr<HttpConnection> connection;
+        std::unique_ptr<QThread> thread;
+    };
+
+    void stop();
+    void serve(qintptr descriptor);
+    void answer(HttpConnection &connection);
+    void answerNext(HttpConnection &connection);
+
+    const Handler handler_;
+    std::optional<QSslConfiguration> tls_;
+    QThread listening_;
+    QTcpServer *listener_ = nullptr; // lives on listening_, deleted with it
+    std::atomic<quint16> port_ = 0;
+    std::atomic<int> connections_ = 0;
+    std::list<Client> clients_; // of listening_ until that ends
+
+    mutable std::mutex lock_; // guards the counts
+    int requests_ = 0;
+    QHash<QByteArray, int> requestsPerTarget_;
 };
 
 } // namespace brindle

@@ -57,13 +57,15 @@ private Q_SLOTS:
         QFETCH(const qsizetype, size);
         QFETCH(const bool, withLength);
         const QByteArray content = pattern(size);
-        const QString source = newPath();
-        QFile file(source);
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        QCOMPARE(file.write(content), content.size());
-        file.close();
         const HttpServer server([&](const HttpRequest &, HttpConnection &connection) {
-            connection.respondWithFile(source, withLength);
+            if (withLength) {
+                connection.respond(200, {}, content);
+            } else {
+                const QByteArray last = "0\r\n\r\n";
+                const QByteArray chunk = QByteArray::number(size, 16) + "\r\n" + content + "\r\n";
+                connection.respond(200, {{"Transfer-Encoding", "chunked"}},
+                                   size == 0 ? last : chunk + last);
+            }
         });
         const QString target = newPath();
         TransferOptions options;
