@@ -6,10 +6,10 @@
 //   ARCHIVE as bench_pack makes it; WORK is emptied
 
 #include "Measure.h"
-#include "Namespaces.h"
 #include "Served.h"
 #include "engine/EngineManager.h"
 #include "files/Files.h"
+#include "support/Namespaces.h"
 
 #include <QCoreApplication>
 #include <QCryptographicHash>

@@ -1,10 +1,9 @@
 // The archive tool's exit status says whether the archive, its disk or the destination is to blame.
 
-#include "../e2e/Namespaces.h"
-#include "../faults/SmallDisk.h"
 #include "RawZip.h"
 #include "Surroundings.h"
 #include "ditto/UnpackStatus.h"
+#include "support/Namespaces.h"
 
 #include <QDir>
 #include <QtTest>

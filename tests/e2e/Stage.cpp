@@ -1,9 +1,9 @@
 #include "Stage.h"
 
-#include "Namespaces.h"
 #include "demo/EngineArchive.h"
 #include "demo/GitArchive.h"
 #include "engine/EngineSpec.h"
+#include "support/Namespaces.h"
 
 #include <QDir>
 #include <QFile>

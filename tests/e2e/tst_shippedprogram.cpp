@@ -2,9 +2,9 @@
 // code host under its real names.
 
 #include "Launcher.h"
-#include "Namespaces.h"
 #include "Screen.h"
 #include "Stage.h"
+#include "support/Namespaces.h"
 
 #include <QDir>
 #include <QFile>

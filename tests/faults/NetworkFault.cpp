@@ -12,7 +12,7 @@ namespace {
 
 using Answer = NetworkFault::Answer;
 
-/// The head of the good answer, and half of its body.
+/// Sends the head of the good answer, and half of its body.
 void sendHalf(const Answer &answer)
 {
     answer.connection.respond(200, {{"Content-Length", QByteArray::number(answer.content.size())}},
@@ -34,7 +34,7 @@ void refuse(const Answer &answer)
     answer.connection.redirect(302, nobody);
 }
 
-/// Networks that want a visitor to sign in answer without TLS.
+/// Networks with a sign-in page answer without TLS.
 void answerWithoutTls(const Answer &answer)
 {
     QUrl elsewhere = answer.host;
@@ -42,7 +42,7 @@ void answerWithoutTls(const Answer &answer)
     answer.connection.redirect(302, elsewhere);
 }
 
-/// Just too fast for a time-out, and without an end.
+/// Sends endlessly, just fast enough to avoid a time-out.
 void drip(const Answer &answer)
 {
     answer.connection.respond(200, {{"Content-Length", "1000000"}}, "P");
@@ -134,8 +134,7 @@ QList<NetworkFault> NetworkFault::all()
          {},
          [](const Answer &answer) {
              answer.isReached = true;
-             const QString name = QString::fromLatin1(silentName);
-             answer.connection.redirect(302, QUrl(u"https://%1/file"_s.arg(name)));
+             answer.connection.redirect(302, QUrl(u"https://silent.invalid/file"_s));
          }},
     };
 }

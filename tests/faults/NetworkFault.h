@@ -11,16 +11,16 @@
 
 namespace brindle {
 
-/// One way in which a download goes wrong, done by the release host.
+/// A way for a download to go wrong, played by the release host.
 struct NetworkFault
 {
     enum class End {
         message, ///< the download fails at once
-        silence, ///< it would time out
-        success, ///< it is only unusual
+        silence, ///< the download would time out
+        success, ///< the answer is only unusual
     };
 
-    /// What a fault can use.
+    /// The means of a fault.
     struct Answer
     {
         const QString &path;
@@ -32,17 +32,14 @@ struct NetworkFault
 
     static QList<NetworkFault> all();
 
-    /// From now on a request for `path`, whose good answer is `content`, meets this fault.
-    /// `isReached` becomes true once no more will come.
+    /// Requests for `path`, whose good answer is `content`, meet this fault from now on.
+    /// `isReached` becomes true when no more bytes will come.
     void happenTo(ReleaseHost &host, const QString &path, const QByteArray &content,
                   std::shared_ptr<std::atomic<bool>> isReached) const;
 
-    /// A name whose look-up never ends, in the tests' name service.
-    static constexpr const char *silentName = "silent.invalid";
-
     QString name;
     End end;
-    QString message; ///< the player's, as a regular expression; empty if it depends on the download
+    QString message; ///< a regular expression; empty if the message depends on the download
     void (*act)(const Answer &answer);
 };
 

@@ -1,6 +1,5 @@
 // Fetching the game and its add-ons from a real server, mostly with the real archive tool.
 
-#include "../torture/Tree.h"
 #include "demo/ZipWriter.h"
 #include "files/Files.h"
 #include "http/HttpServer.h"
@@ -9,6 +8,7 @@
 #include "support/Cancelled.h"
 #include "support/TestFiles.h"
 #include "support/Thrown.h"
+#include "support/Tree.h"
 
 #include <QProcess>
 #include <QRegularExpression>

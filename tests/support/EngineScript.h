@@ -1,6 +1,9 @@
 #pragma once
 
+#include "support/TestChild.h"
+
 #include <QByteArray>
+#include <QStringList>
 
 namespace brindle {
 
@@ -10,6 +13,13 @@ inline QByteArray engineScript(const QByteArray &game, const QByteArray &import 
 {
     return "#!/bin/sh\ncase \"$*\" in\n*--import*)\n" + import + "\n;;\n*)\n" + game +
            "\n;;\nesac\n";
+}
+
+/// Returns a line of a shell script that becomes the test child and does its steps.
+inline QByteArray childSteps(const QStringList &steps)
+{
+    return "exec '" + testChild().toUtf8() + "' '" + steps.join(QStringLiteral("' '")).toUtf8() +
+           '\'';
 }
 
 } // namespace brindle

@@ -1,10 +1,11 @@
 #include "Inspection.h"
 
+#include "files/Files.h"
 #include "project/ProjectInspector.h"
+#include "support/TestFiles.h"
 
 #include <QCryptographicHash>
-#include <QDir>
-#include <QFile>
+#include <QFileInfo>
 
 namespace brindle {
 
@@ -12,14 +13,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr auto everything = QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot;
-
 const auto projectName = u"godot-brindle-main"_s;
-
-QStringList names(const QString &folder)
-{
-    return QDir(folder).entryList(everything, QDir::Name);
-}
 
 QStringList with(const QString &before, QStringList lines)
 {
@@ -29,7 +23,7 @@ QStringList with(const QString &before, QStringList lines)
     return lines;
 }
 
-/// Adds what the sample engine's import adds to a project.
+/// Returns a project with the files that the sample engine's import adds.
 Tree imported(const Tree &sources)
 {
     Tree all = sources;
@@ -50,35 +44,29 @@ Tree imported(const Tree &sources)
 
 } // namespace
 
-QString Inspection::root(const QString &name) const
-{
-    return setting_.home + u"/data/Brindle"_s + (name.isEmpty() ? QString() : u'/' + name);
-}
+Inspection::Inspection(const Offers &offers, ConsoleLauncher::Setting setting)
+    : offers_(offers)
+    , setting_(std::move(setting))
+    , project_(Tree::read(setting_.root(u"Game/"_s + projectName)))
+    , version_(Offers::engineVersion(installedCommit()))
+{}
 
-int Inspection::installedCommit() const
+QStringList Inspection::problems(const ConsoleLauncher &run, const Expected &expected) const
 {
-    return Offers::commitOf(Tree::read(root(u"Game/"_s + projectName)));
-}
-
-QStringList Inspection::problems(const LauncherRun &run, const Expected &expected) const
-{
-    const QString version = Offers::engineVersion(installedCommit());
-    QStringList found = problemsOfDisk(expected, true) + problemsOfRun(run, version);
-
-    const QString marker = u"imported-%1-stable.txt"_s.arg(version);
+    QStringList found = problemsOfDisk(expected, true) + problemsOfRun(run);
     const auto listing = [&](const QString &folder, QStringList wanted) {
+        QStringList there = Files::names(folder);
         wanted.sort();
-        const QStringList there = names(folder);
+        there.sort();
         if (there != wanted) {
             found << u"%1 holds %2"_s.arg(folder, there.join(u", "_s));
         }
     };
-    listing(QFileInfo(root()).path(), {u"Brindle"_s});
-    listing(root(), {u"Engine"_s, u"Game"_s, marker, u"info.json"_s});
-    listing(root(u"Game"_s), {projectName});
+    listing(QFileInfo(setting_.root()).path(), {u"Brindle"_s});
+    listing(setting_.root(), {u"Engine"_s, u"Game"_s, marker(), u"info.json"_s});
+    listing(setting_.root(u"Game"_s), {projectName});
     listing(setting_.temporary, {});
-
-    if (contentOf(root(marker)) != "ok") {
+    if (readFile(setting_.root(marker())) != "ok") {
         found << u"the import marker is not whole"_s;
     }
     return found;
@@ -86,55 +74,50 @@ QStringList Inspection::problems(const LauncherRun &run, const Expected &expecte
 
 QStringList Inspection::problemsOfReady(const Expected &expected) const
 {
-    const QString version = Offers::engineVersion(installedCommit());
-    return problemsOfDisk(expected, QFile::exists(root(u"imported-%1-stable.txt"_s.arg(version))));
+    return with(u"called ready, but "_s,
+                problemsOfDisk(expected, QFile::exists(setting_.root(marker()))));
 }
 
 QStringList Inspection::problemsOfDisk(const Expected &expected, bool isImported) const
 {
-    const QString folder = root(u"Game/"_s + projectName);
-    const Tree project = Tree::read(folder);
-    const int commit = Offers::commitOf(project);
-    if (!expected.commits.contains(commit)) {
-        return {u"the game is of commit %1"_s.arg(commit)};
+    if (!expected.commits.contains(installedCommit())) {
+        return {u"the game is of commit %1"_s.arg(installedCommit())};
     }
-    QStringList found = problemsOfProject(project, expected, isImported) +
-                        problemsOfEngines(Offers::engineVersion(commit));
-    const auto info = ProjectInfo::fromJson(contentOf(root(u"info.json"_s)));
-    if (!info || *info != ProjectInspector::inspect(folder)) {
+    QStringList found = problemsOfProject(expected, isImported) + problemsOfEngines();
+    const auto info = ProjectInfo::fromJson(readFile(setting_.root(u"info.json"_s)));
+    if (!info || *info != ProjectInspector::inspect(setting_.root(u"Game/"_s + projectName))) {
         found << u"info.json is not about this game"_s;
     }
     return found;
 }
 
-QStringList Inspection::problemsOfProject(const Tree &project, const Expected &expected,
-                                          bool isImported) const
+QStringList Inspection::problemsOfProject(const Expected &expected, bool isImported) const
 {
-    const int commit = Offers::commitOf(project);
+    const int commit = installedCommit();
     Tree sources = offers_.game(commit);
     for (const QString &name : Offers::addonNames()) {
         const QString folder = Offers::addonFolder(name);
-        const int addonCommit = Offers::addonCommitOf(project.below(folder));
+        const int addonCommit = Offers::commitOf(project_.below(folder));
         const bool fits = addonCommit == commit || (expected.mayMove && addonCommit > commit &&
                                                     addonCommit <= expected.newestCommit);
         if (!fits) {
             return {u"the game is of commit %1, its add-on %2 of %3"_s.arg(
                 QString::number(commit), name, QString::number(addonCommit))};
         }
-        sources.add(folder, offers_.addon(name, addonCommit));
+        sources.add(folder, Offers::addon(name, addonCommit));
     }
     // An interrupted import may have added anything.
-    const QStringList found = isImported ? project.differences(imported(sources))
-                                         : project.differences(sources, Tree::Added::ignored);
+    const QStringList found = isImported ? project_.differences(imported(sources))
+                                         : project_.differences(sources, Tree::Added::ignored);
     return with(u"game: "_s, found);
 }
 
-QStringList Inspection::problemsOfEngines(const QString &needed) const
+QStringList Inspection::problemsOfEngines() const
 {
     QStringList found;
-    const QString top = root(u"Engine"_s);
-    const QStringList folders = names(top);
-    if (!folders.contains(needed + u"-stable"_s)) {
+    const QString top = setting_.root(u"Engine"_s);
+    const QStringList folders = Files::names(top);
+    if (!folders.contains(version_ + u"-stable"_s)) {
         found << u"the engine is missing"_s;
     }
     for (const QString &folder : folders) {
@@ -149,21 +132,22 @@ QStringList Inspection::problemsOfEngines(const QString &needed) const
     return found;
 }
 
-QStringList Inspection::problemsOfRun(const LauncherRun &run, const QString &version) const
+QStringList Inspection::problemsOfRun(const ConsoleLauncher &run) const
 {
     QStringList found;
-    if (!run.good) {
+    if (!run.isGood()) {
         found << u"the launcher did not come to a good end"_s;
     }
     // The last engine in the log ran the game.
     const QStringList log = run.marked(u"log: "_s);
-    const QString arguments = u"Arguments: --path %1/Game/%2 --windowed"_s.arg(root(), projectName);
+    const QString arguments =
+        u"Arguments: --path %1 --windowed"_s.arg(setting_.root(u"Game/"_s + projectName));
     const QString greeting =
-        u"Godot Engine v%1.stable.sample - https://godotengine.org"_s.arg(version);
+        u"Godot Engine v%1.stable.sample - https://godotengine.org"_s.arg(version_);
     const qsizetype begin = log.lastIndexOf(greeting);
     if (begin < 0 || log.value(begin + 1) != arguments ||
         !log.contains(u"The game is running."_s)) {
-        found << u"the game was not run by Godot "_s + version;
+        found << u"the game was not run by Godot "_s + version_;
     }
     found << with(u"left in the temporary folder while the game ran: "_s, run.marked(u"left: "_s));
     return found;

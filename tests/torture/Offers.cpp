@@ -1,14 +1,13 @@
 #include "Offers.h"
 
-#include "demo/EngineArchive.h"
-#include "demo/GitArchive.h"
+#include "demo/ZipWriter.h"
 #include "engine/EngineSpec.h"
+#include "support/TestFiles.h"
 
-#include <QFile>
+#include <QDir>
 #include <QRandomGenerator>
 
 #include <algorithm>
-#include <stdexcept>
 
 namespace brindle {
 
@@ -22,7 +21,6 @@ constexpr qsizetype pictureBytes = 300'000;
 constexpr qsizetype engineBytes = 4'000'000;
 
 const auto commitFile = u"commit.txt"_s;
-const auto behaviourFile = u"sample-engine.ini"_s;
 
 QByteArray fill(int commit, qsizetype size)
 {
@@ -30,25 +28,22 @@ QByteArray fill(int commit, qsizetype size)
     return piece.repeated(size / piece.size() + 1).left(size);
 }
 
-int numberIn(const QByteArray &text)
-{
-    bool isNumber = false;
-    const int number = text.trimmed().toInt(&isNumber);
-    return isNumber ? number : -1;
-}
-
 } // namespace
 
-Offers::Offers(QString folder, const QString &sampleEngine, Platform platform)
-    : folder_(std::move(folder)), platform_(std::move(platform))
+Offers::Offers(QString folder, const QString &programs) : folder_(std::move(folder))
 {
-    QFile program(sampleEngine);
-    if (!program.open(QIODevice::ReadOnly)) {
-        throw std::runtime_error("can't read " + sampleEngine.toStdString());
-    }
-    program_ = program.readAll();
+    QDir().mkpath(folder_);
+    const Platform platform = Platform::current(programs);
+    const QByteArray program = readFile(programs + u"/sample-engine"_s);
+    QByteArray padding(engineBytes - program.size(), Qt::Uninitialized);
+    std::generate(padding.begin(), padding.end(), [random = QRandomGenerator(1)]() mutable {
+        return random.bounded(16); // packs to half
+    });
     for (const QString &version : engineVersions()) {
-        packEngine(version);
+        const EngineSpec spec{version + u"-stable"_s};
+        Tree &tree = engines_[version];
+        tree.add(spec.program(platform), program + padding + version.toUtf8(), Tree::Type::program);
+        host_.offerEngine(spec.version, spec.zipName(platform), pack(tree, {}, spec.version));
     }
 }
 
@@ -69,18 +64,15 @@ QStringList Offers::engineVersions()
 
 QString Offers::engineVersion(int commit)
 {
-    // Two commits in a row for each, so that an update may need another engine or may not.
+    // Two commits in a row share a version, so only some updates need another engine.
     return engineVersions().at(commit / 2 % engineVersions().size());
 }
 
-int Offers::commitOf(const Tree &project)
+int Offers::commitOf(const Tree &folder)
 {
-    return numberIn(project.content(commitFile));
-}
-
-int Offers::addonCommitOf(const Tree &addon)
-{
-    return numberIn(addon.content(commitFile));
+    bool isNumber = false;
+    const int number = folder.content(commitFile).toInt(&isNumber);
+    return isNumber ? number : -1;
 }
 
 Tree Offers::game(int commit) const
@@ -88,9 +80,9 @@ Tree Offers::game(int commit) const
     const QByteArray number = QByteArray::number(commit);
     QByteArray modules;
     for (const QString &name : addonNames()) {
-        modules += "[submodule \"" + name.toUtf8() + "\"]\n\tpath = " + addonFolder(name).toUtf8() +
-                   "\n\turl = " + host_.url().toString().toUtf8() + "/tessel-works/" +
-                   name.toUtf8() + ".git\n";
+        modules += u"[submodule \"%1\"]\n\tpath = %2\n\turl = %3/tessel-works/%1.git\n"_s
+                       .arg(name, addonFolder(name), url())
+                       .toUtf8();
     }
     Tree tree;
     tree.add(commitFile, number);
@@ -98,7 +90,7 @@ Tree Offers::game(int commit) const
     tree.add(u"project.godot"_s, "config_version=5\nconfig/name=\"Torture " + number +
                                      "\"\nconfig/features=PackedStringArray(\"" +
                                      engineVersion(commit).toUtf8() + "\")\n");
-    tree.add(behaviourFile, "importSeconds=0.1\n");
+    tree.add(u"sample-engine.ini"_s, "importSeconds=0.1\n");
     tree.add(u"icon.svg"_s, "<svg><!-- " + number + " --></svg>\n");
     tree.add(u"picture.bin"_s, fill(commit, pictureBytes));
     tree.add(u"tools/export.sh"_s, "#!/bin/sh\n# " + number + '\n', Tree::Type::program);
@@ -110,7 +102,7 @@ Tree Offers::game(int commit) const
     return tree;
 }
 
-Tree Offers::addon(const QString &name, int commit) const
+Tree Offers::addon(const QString &name, int commit)
 {
     const QByteArray number = QByteArray::number(commit);
     Tree tree;
@@ -121,46 +113,42 @@ Tree Offers::addon(const QString &name, int commit) const
     return tree;
 }
 
-Tree Offers::engine(const QString &version) const
-{
-    return engines_.value(version);
-}
-
 void Offers::offer(int commit)
 {
     for (const QString &name : addonNames()) {
-        const QString folder = file(u"addon"_s);
-        const QString zip = file(u"%1-%2.zip"_s.arg(name).arg(commit));
-        addon(name, commit).write(folder);
-        GitArchive::pack(folder, name + u"-HEAD"_s, zip);
-        host_.offerAddon(u"tessel-works/"_s + name, zip);
-        QFile::remove(file(u"%1-%2.zip"_s.arg(name).arg(commit - 2)));
+        host_.offerAddon(u"tessel-works/"_s + name, pack(addon(name, commit), name + u"-HEAD/"_s,
+                                                         u"%1-%2"_s.arg(name).arg(commit % 2)));
     }
-    const QString folder = file(u"game"_s);
-    const QString zip = file(u"game-%1.zip"_s.arg(commit));
-    game(commit).write(folder);
-    GitArchive::pack(folder, u"godot-brindle-main"_s, zip);
-    host_.offerGame(zip);
-    QFile::remove(file(u"game-%1.zip"_s.arg(commit - 2)));
+    Tree all = game(commit);
+    for (const QString &name : addonNames()) {
+        all.add(addonFolder(name), {}, Tree::Type::emptyFolder);
+    }
+    host_.offerGame(pack(all, u"godot-brindle-main/"_s, u"game-%1"_s.arg(commit % 2)));
 }
 
-void Offers::packEngine(const QString &version)
+QString Offers::pack(const Tree &tree, const QString &topFolder, const QString &name) const
 {
-    const QString tag = version + u"-stable"_s;
-    const EngineSpec spec{tag};
-    const QString name = spec.program(platform_);
-    QByteArray padding(engineBytes - program_.size(), Qt::Uninitialized);
-    std::generate(padding.begin(), padding.end(), [random = QRandomGenerator(1)]() mutable {
-        return random.bounded(16); // packs to half
-    });
-    Tree tree;
-    tree.add(name, program_ + padding + version.toUtf8(), Tree::Type::program);
-    const QString folder = file(u"engine"_s);
-    tree.write(folder);
-    const QString zip = file(tag + u".zip"_s);
-    EngineArchive::pack(folder + u'/' + name, platform_, tag, false, zip);
-    host_.offerEngine(tag, spec.zipName(platform_), zip);
-    engines_.insert(version, tree);
+    const QString archive = folder_ + u'/' + name + u".zip"_s;
+    ZipWriter zip(archive);
+    for (auto it = tree.entries().begin(); it != tree.entries().end(); ++it) {
+        const QString path = topFolder + it.key();
+        switch (it->type) {
+        case Tree::Type::file:
+            zip.add(path, it->content);
+            break;
+        case Tree::Type::program:
+            zip.add(path, it->content, 0100755);
+            break;
+        case Tree::Type::link:
+            zip.add(path, it->content, 0120777);
+            break;
+        case Tree::Type::emptyFolder:
+            zip.addFolder(path);
+            break;
+        }
+    }
+    zip.close();
+    return archive;
 }
 
 } // namespace brindle

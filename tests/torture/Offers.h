@@ -1,53 +1,46 @@
 #pragma once
 
-#include "Tree.h"
 #include "demo/ReleaseHost.h"
 #include "platform/Platform.h"
+#include "support/Tree.h"
 
 #include <QMap>
-#include <QTemporaryDir>
-
-#include <memory>
 
 namespace brindle {
 
-/// A release host whose game goes on: each commit has other content, file names and add-ons than
-/// the one before, and some need another engine.
+/// A release host whose game develops. Each commit has other content, file names and add-ons than
+/// the commit before. Some need another engine.
 class Offers
 {
 public:
-    /// @param folder holds the archives. @param sampleEngine the program to pack.
-    Offers(QString folder, const QString &sampleEngine, Platform platform);
+    /// @param folder holds the archives.
+    /// @param programs holds the sample engine.
+    Offers(QString folder, const QString &programs);
 
     /// Offers a commit from now on. Throws std::runtime_error. Blocks.
     void offer(int commit);
-
-    QUrl url() const { return host_.url(); }
-    ReleaseHost &host() { return host_; }
+    QString url() const { return host_.url().toString(); }
 
     /// Returns the content of a commit's project folder without its add-ons.
     Tree game(int commit) const;
-    Tree addon(const QString &name, int commit) const;
+    static Tree addon(const QString &name, int commit);
     static QStringList addonNames();
     /// Returns the add-on's folder within the project.
     static QString addonFolder(const QString &name);
-    /// Return the commit that a folder says it is of, or -1.
-    static int commitOf(const Tree &project);
-    static int addonCommitOf(const Tree &addon);
+    /// Returns the commit that a project or an add-on names, or -1.
+    static int commitOf(const Tree &folder);
 
     /// Returns the engine that a commit needs, for example "4.3".
     static QString engineVersion(int commit);
     static QStringList engineVersions();
     /// Returns the content of that engine's folder.
-    Tree engine(const QString &version) const;
+    Tree engine(const QString &version) const { return engines_.value(version); }
 
 private:
-    QString file(const QString &name) const { return folder_ + u'/' + name; }
-    void packEngine(const QString &version);
+    /// Packs a tree and returns the archive's path.
+    QString pack(const Tree &tree, const QString &topFolder, const QString &name) const;
 
     const QString folder_;
-    const Platform platform_;
-    QByteArray program_;
     ReleaseHost host_;
     QMap<QString, Tree> engines_;
 };

@@ -22,20 +22,15 @@ namespace {
 
 constexpr qint64 imageBytes = 128LL * 1024 * 1024;
 
-// https://man7.org/linux/man-pages/man2/ioctl_xfs_goingdown.2.html: the request that ext4 has taken
-// over, for which no header is installed.
+// https://man7.org/linux/man-pages/man2/ioctl_xfs_goingdown.2.html: ext4 has taken over the
+// request, but no header is installed.
 constexpr unsigned long shutDown = _IOR('X', 125, std::uint32_t);
 constexpr std::uint32_t withoutLogFlush = 2;
-
-[[noreturn]] void fail(const QString &step, const QString &reason)
-{
-    throw std::runtime_error((step + u": "_s + reason).toStdString());
-}
 
 void check(bool good, const QString &step)
 {
     if (!good) {
-        fail(step, QString::fromLocal8Bit(std::strerror(errno)));
+        throw std::runtime_error(step.toStdString() + ": " + std::strerror(errno));
     }
 }
 
@@ -44,17 +39,17 @@ void run(const QString &program, const QStringList &arguments)
     QProcess process;
     process.setProcessChannelMode(QProcess::MergedChannels);
     process.start(program, arguments);
-    if (!process.waitForFinished(-1)) {
-        fail(program, process.errorString());
-    }
-    if (process.exitStatus() != QProcess::NormalExit || process.exitCode() != 0) {
-        fail(program, QString::fromLocal8Bit(process.readAll()).simplified());
+    if (!process.waitForFinished(-1) || process.exitStatus() != QProcess::NormalExit ||
+        process.exitCode() != 0) {
+        throw std::runtime_error(program.toStdString() + ": " +
+                                 process.errorString().toStdString() + ' ' +
+                                 process.readAll().simplified().toStdString());
     }
 }
 
 } // namespace
 
-PowerDisk::PowerDisk(QString folder) : folder_(std::move(folder))
+PowerDisk::PowerDisk(QString folder) : folder_(std::move(folder)), image_(folder_ + u"/disk.img"_s)
 {
     QDir().mkpath(path());
 }
@@ -64,21 +59,20 @@ PowerDisk::~PowerDisk()
     umount2(QFile::encodeName(path()).constData(), MNT_DETACH);
 }
 
-void PowerDisk::format()
+void PowerDisk::format() const
 {
     umount2(QFile::encodeName(path()).constData(), MNT_DETACH);
-    const QString image = folder_ + u"/disk.img"_s;
-    QFile::remove(image);
-    QFile file(image);
-    check(file.open(QIODevice::WriteOnly) && file.resize(imageBytes), image);
+    QFile::remove(image_);
+    QFile file(image_);
+    check(file.open(QIODevice::WriteOnly) && file.resize(imageBytes), image_);
     file.close();
-    run(u"mkfs.ext4"_s, {u"-q"_s, image});
+    run(u"mkfs.ext4"_s, {u"-q"_s, image_});
 }
 
-void PowerDisk::mount(const QString &options)
+void PowerDisk::mount(const QString &options) const
 {
     const QString all = options.isEmpty() ? u"loop"_s : u"loop,"_s + options;
-    run(u"mount"_s, {u"-t"_s, u"ext4"_s, u"-o"_s, all, folder_ + u"/disk.img"_s, path()});
+    run(u"mount"_s, {u"-t"_s, u"ext4"_s, u"-o"_s, all, image_, path()});
 }
 
 void PowerDisk::commitJournal() const
@@ -93,31 +87,25 @@ void PowerDisk::cutPower() const
 {
     const int top = open(QFile::encodeName(path()).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     std::uint32_t how = withoutLogFlush;
-    const bool isCut = top >= 0 && ioctl(top, shutDown, &how) == 0;
-    const int error = errno;
-    if (top >= 0) {
-        close(top);
-    }
-    errno = error;
-    check(isCut, u"EXT4_IOC_SHUTDOWN"_s);
+    check(top >= 0 && ioctl(top, shutDown, &how) == 0, u"EXT4_IOC_SHUTDOWN"_s);
+    close(top);
 }
 
-void PowerDisk::restorePower()
+void PowerDisk::restorePower() const
 {
     unmount();
-    const QString image = folder_ + u"/disk.img"_s;
-    QFile::remove(imageOfCut());
-    check(QFile::rename(image, imageOfCut()), image);
-    run(u"cp"_s, {u"--sparse=always"_s, imageOfCut(), image});
+    const QString cut = imageOfCut(folder_);
+    QFile::remove(cut);
+    check(QFile::rename(image_, cut), image_);
+    run(u"cp"_s, {u"--sparse=always"_s, cut, image_});
     mount();
 }
 
-void PowerDisk::unmount()
+void PowerDisk::unmount() const
 {
-    // Who was killed may take a moment to let go.
+    // A killed process may hold the disk for a moment.
     constexpr int maxTries = 500;
-    const QByteArray place = QFile::encodeName(path());
-    for (int i = 0; umount2(place.constData(), 0) != 0; ++i) {
+    for (int i = 0; umount2(QFile::encodeName(path()).constData(), 0) != 0; ++i) {
         check(errno == EBUSY && i < maxTries, u"umount"_s);
         QThread::msleep(10);
     }

@@ -5,38 +5,39 @@
 namespace brindle {
 
 /// A disk that can lose power: an ext4 file system in an image file. Needs Linux and the right to
-/// mount. Throws std::runtime_error with the failed step and the reason. Blocks. Nobody else may
+/// mount. Throws std::runtime_error with the failed step and the reason. Blocks. Let nobody else
 /// use the disk during `format`, `restorePower` and `unmount`.
 class PowerDisk
 {
 public:
-    /// @param folder holds the images and the mount point.
+    /// @param folder holds the images and the mount point "disk".
     explicit PowerDisk(QString folder);
-    /// Unmounts the disk; the images stay.
+    /// Unmounts the disk. The images stay.
     ~PowerDisk();
     PowerDisk(const PowerDisk &) = delete;
     PowerDisk &operator=(const PowerDisk &) = delete;
 
-    /// Returns the mount point.
-    QString path() const { return folder_ + QStringLiteral("/disk"); }
     /// Returns the image of the disk as it was at the last cut.
-    QString imageOfCut() const { return folder_ + QStringLiteral("/cut.img"); }
+    static QString imageOfCut(const QString &folder) { return folder + QStringLiteral("/cut.img"); }
 
     /// Empties the disk.
-    void format();
+    void format() const;
     /// @param options as for mount(8).
-    void mount(const QString &options = {});
-    /// Makes the file system write its journal, which happens whenever any program saves a file.
-    /// Names are on the disk then, but contents need not be.
+    void mount(const QString &options = {}) const;
+    /// Makes the file system write its journal, as any other program does that saves a file. The
+    /// names are on the disk then, but perhaps not the contents.
     void commitJournal() const;
-    /// Keeps everything that follows from the disk.
+    /// Drops everything that is not on the disk, and all later writes.
     void cutPower() const;
     /// Mounts a copy of the disk at the cut, which replays its journal.
-    void restorePower();
-    void unmount();
+    void restorePower() const;
+    void unmount() const;
 
 private:
+    QString path() const { return folder_ + QStringLiteral("/disk"); }
+
     const QString folder_;
+    const QString image_;
 };
 
 } // namespace brindle

@@ -1,21 +1,48 @@
 #include "Rounds.h"
 
-#include "Orphans.h"
+#include "support/TestFiles.h"
+
+#include <QDir>
+#include <QElapsedTimer>
+#include <QThread>
 
 #include <algorithm>
 #include <numeric>
+
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 namespace brindle {
 
 using namespace Qt::StringLiterals;
 
+namespace {
+
+QList<pid_t> children()
+{
+    QList<pid_t> found;
+    for (const QString &name : QDir(u"/proc"_s).entryList(QDir::Dirs)) {
+        // "pid (name) state parent …", where the name may hold anything.
+        const QByteArray status = readFile(u"/proc/%1/stat"_s.arg(name));
+        if (status.mid(status.lastIndexOf(')')).split(' ').value(2).toInt() == getpid()) {
+            found << name.toInt();
+        }
+    }
+    return found;
+}
+
+} // namespace
+
 Rounds::Rounds(const QString &folder, const QString &home, const QString &temporary,
                const QString &programs, quint64 seed)
-    : setting_{programs + u"/torture-launcher"_s, home, temporary, {}, programs}
-    , offers_(folder + u"/offers"_s, programs + u"/sample-engine"_s, Platform::current(programs))
+    : setting_{home, temporary, {}, programs}
+    , offers_(folder + u"/offers"_s, programs)
     , generator_(seed)
 {
-    setting_.host = offers_.url().toString();
+    // Makes this process the parent of what its descendants leave.
+    prctl(PR_SET_CHILD_SUBREAPER, 1);
+    setting_.host = offers_.url();
     offers_.offer(++commit_);
 }
 
@@ -51,11 +78,13 @@ QString Rounds::measure(const QStringList &actions, int times)
             if (action == u"update") {
                 offers_.offer(++commit_);
             }
-            const LauncherRun run = LauncherRun::of(setting_, action);
-            if (!run.good) {
-                return u"an undisturbed \"%1\" failed:\n%2"_s.arg(action, run.lines.join(u'\n'));
+            QElapsedTimer timer;
+            timer.start();
+            const auto run = launch(action);
+            if (!run->isGood()) {
+                return u"an undisturbed \"%1\" failed:\n%2"_s.arg(action, run->lines().join(u'\n'));
             }
-            lengths[action] << static_cast<int>(run.time.count());
+            lengths[action] << static_cast<int>(timer.elapsed());
         }
     }
     for (auto it = lengths.begin(); it != lengths.end(); ++it) {
@@ -66,26 +95,67 @@ QString Rounds::measure(const QStringList &actions, int times)
     return {};
 }
 
-LauncherRun Rounds::launch(const QString &action,
-                           std::optional<std::chrono::milliseconds> killAfter,
-                           const std::function<void()> &beforeKill)
+std::unique_ptr<ConsoleLauncher> Rounds::launch(const QString &action,
+                                                std::optional<std::chrono::milliseconds> killAfter,
+                                                const std::function<void()> &beforeKill)
 {
-    const LauncherRun run = LauncherRun::of(setting_, action, killAfter, beforeKill);
+    auto run = std::make_unique<ConsoleLauncher>(setting_);
+    QElapsedTimer timer;
+    timer.start();
+    run->start(action);
+    const auto left = [&] {
+        return std::max(std::chrono::milliseconds(0),
+                        *killAfter - std::chrono::milliseconds(timer.elapsed()));
+    };
+    killAfter ? run->waitForEnd(left()) : run->waitForEnd();
+    if (beforeKill) {
+        QThread::msleep(static_cast<unsigned long>(left().count()));
+        beforeKill();
+    }
+    run->kill();
     story_ << u"--- "_s + action;
     if (killAfter) {
-        story_.last() += u", to end after %1 ms; %2"_s.arg(killAfter->count()).arg(run.phase());
-        ++phases_[run.phase()];
+        story_.last() += u", to end after %1 ms; %2"_s.arg(killAfter->count()).arg(run->phase());
+        ++phases_[run->phase()];
     }
-    story_ << run.lines;
+    story_ << run->lines();
     return run;
+}
+
+QStringList Rounds::clearOrphans()
+{
+    constexpr qint64 patience = 5000; // milliseconds
+    QElapsedTimer timer;
+    timer.start();
+    QStringList stubborn;
+    for (;;) {
+        const QList<pid_t> left = children();
+        if (left.isEmpty()) {
+            return stubborn;
+        }
+        for (const pid_t pid : left) {
+            if (waitpid(pid, nullptr, WNOHANG) == pid) {
+                continue;
+            }
+            const QByteArray line = readFile(u"/proc/%1/cmdline"_s.arg(pid)).replace('\0', ' ');
+            const bool isGame = line.contains(" --windowed");
+            if (!isGame && timer.elapsed() > patience) {
+                stubborn << u"still running: "_s + QString::fromUtf8(line);
+            }
+            if (isGame || timer.elapsed() > patience) {
+                kill(pid, SIGKILL);
+            }
+        }
+        QThread::msleep(1);
+    }
 }
 
 QStringList Rounds::recover(const Inspection::Expected &expected)
 {
-    const LauncherRun run = launch(u"play"_s);
-    QStringList problems = Orphans::clear();
+    const auto run = launch(u"play"_s);
+    QStringList problems = clearOrphans();
     const Inspection inspection(offers_, setting_);
-    problems << inspection.problems(run, expected);
+    problems << inspection.problems(*run, expected);
     installedCommit_ = inspection.installedCommit();
     return problems;
 }
@@ -98,6 +168,15 @@ QString Rounds::counted(const QString &what, const QMap<QString, int> &counts)
     }
     return u"%1 %2 (%3)"_s.arg(std::accumulate(counts.begin(), counts.end(), 0))
         .arg(what, parts.join(u", "_s));
+}
+
+QString Rounds::summary() const
+{
+    QMap<QString, int> kills = phases_;
+    const int ended = kills.take(u"Ended"_s);
+    return u"%1; %2; %3 runs ended before"_s
+        .arg(counted(u"rounds"_s, rounds_), counted(u"kills"_s, kills))
+        .arg(ended);
 }
 
 } // namespace brindle

@@ -1,58 +1,74 @@
 #pragma once
 
 #include "Inspection.h"
-#include "LauncherRun.h"
-#include "Offers.h"
 
 #include <QMap>
-#include <QString>
 
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <optional>
 #include <random>
 
 namespace brindle {
 
-/// Round after round, something happens to the launcher while it works. Started again, it must come
-/// to a game that runs, with everything there that belongs to it and nothing else.
+/// Disturbs the launcher round after round. Each time the next Play must end in a running game,
+/// with every file in place and nothing left over. Throws std::runtime_error for failures of the
+/// torture itself.
 class Rounds
 {
 public:
+    /// Kills the launcher at random times. `otherTemporary` is a temporary folder on another file
+    /// system, or empty.
+    static std::unique_ptr<Rounds> ofKills(const QString &folder, const QString &otherTemporary,
+                                           const QString &programs, quint64 seed);
+    /// Cuts the power while the launcher works or soon after. Whatever the launcher takes for whole
+    /// then must be whole.
+    static std::unique_ptr<Rounds> ofPowerCuts(const QString &folder, const QString &programs,
+                                               quint64 seed);
+
     virtual ~Rounds() = default;
 
-    /// Measures undisturbed runs and does `count` rounds. Returns what went wrong first, or
-    /// nothing.
+    /// Measures undisturbed runs, then does `count` rounds. Returns the first round's problems that
+    /// has any, or nothing.
     QString run(int count);
-    /// Returns one line that counts what happened.
-    virtual QString summary() const = 0;
+    /// Returns a line that counts the events.
+    virtual QString summary() const;
 
 protected:
-    /// @param folder holds everything that is made here but the user's and the temporary folder.
+    /// @param folder holds the offers.
     Rounds(const QString &folder, const QString &home, const QString &temporary,
            const QString &programs, quint64 seed);
 
-    /// Fills `lengths_`. Returns what went wrong, or nothing.
+    /// Fills `lengths_`. Returns the problems.
     virtual QString measure() = 0;
-    /// Does one round and sets `name_`. Returns what went wrong, a line each.
+    /// Does one round and sets `name_`. Returns the problems, a line each.
     virtual QStringList round(int number) = 0;
 
     int random(int below);
     /// Adds the median time of `times` undisturbed runs of each action.
     QString measure(const QStringList &actions, int times);
-    LauncherRun launch(const QString &action,
-                       std::optional<std::chrono::milliseconds> killAfter = {},
-                       const std::function<void()> &beforeKill = {});
-    /// Presses Play and inspects what is there when the game runs.
+    /// Runs the launcher. With `killAfter` it gets SIGKILL that long after its start; `beforeKill`
+    /// is called just before, even if the launcher has ended by then.
+    std::unique_ptr<ConsoleLauncher> launch(const QString &action,
+                                            std::optional<std::chrono::milliseconds> killAfter = {},
+                                            const std::function<void()> &beforeKill = {});
+    /// Kills the games that the launcher left, and waits for all its other children. Returns a line
+    /// for each child that did not end by itself.
+    static QStringList clearOrphans();
+    /// Presses Play and inspects the disk while the game runs.
     QStringList recover(const Inspection::Expected &expected);
     /// Writes "12 rounds (name count, …)".
     static QString counted(const QString &what, const QMap<QString, int> &counts);
 
-    LauncherRun::Setting setting_;
+    ConsoleLauncher::Setting setting_;
     Offers offers_;
     int commit_ = 0;             // the newest that is offered
     int installedCommit_ = 0;    // of the game on disk
     QString name_;               // of the round
     QMap<QString, int> lengths_; // by action, in milliseconds
     QMap<QString, int> rounds_;  // by name
-    QMap<QString, int> phases_;  // of the launcher when something happened to it
+    QMap<QString, int> phases_;  // of the launcher when disturbed
 
 private:
     std::mt19937_64 generator_;

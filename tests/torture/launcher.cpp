@@ -1,9 +1,9 @@
 // torture-launcher ACTION HOME TEMPORARY HOST PROGRAMS: the launcher without its window, composed
-// as the real one, for the torture to kill. ACTION is "play", "update", "reinstall", "remove" or
-// "look", which presses nothing and prints "state: ready" when the launcher is. Prints what it
-// does, one thing a line: "phase: " and a headline, "log: " and a line of the log. A game that runs
-// is stopped. Ends with 0 when the action came to a good end. On SIGTERM it quits as the real one
-// does: it cancels what runs, prints "cancelled: " and the microseconds that took, and ends.
+// like the real one. ACTION is "play", "update", "reinstall", "remove" or "look". Each printed line
+// begins with its kind: "phase: " and a headline, "log: " and a line of the log, "end: " and the
+// result. "look" presses nothing and prints "state: ready" if the launcher is ready. A running game
+// is stopped. Returns 0 if the action succeeded. On SIGTERM it cancels and ends, as the real
+// launcher does, and prints "cancelled: " with the microseconds.
 
 #include "base/Clock.h"
 #include "base/Threads.h"
@@ -39,19 +39,6 @@ QString storageRoot(const QStringList &arguments)
     return QDir(arguments.at(2)).filePath(u"data/Brindle"_s);
 }
 
-/// The running system's row, or macOS's with stand-ins for the tools that only macOS has.
-Platform platform(const QStringList &arguments)
-{
-    const QString &programs = arguments.at(5);
-    if (qEnvironmentVariable("BRINDLE_TEST_PLATFORM") == u"macOS") {
-        Platform platform = Platform::macOS(arguments.at(2));
-        platform.archiveTool = programs + u"/ditto"_s;
-        platform.quarantineStep.program = u"/bin/true"_s;
-        return platform;
-    }
-    return Platform::current(programs);
-}
-
 Dependencies parts(const QStringList &arguments)
 {
     const QDir home(arguments.at(2));
@@ -61,7 +48,7 @@ Dependencies parts(const QStringList &arguments)
     parts.settings =
         std::make_unique<QSettings>(home.filePath(u"settings.ini"_s), QSettings::IniFormat);
     parts.codeHost = QUrl(arguments.at(4));
-    parts.platform = platform(arguments);
+    parts.platform = Platform::current(arguments.at(5));
     parts.desktop = std::make_shared<AgreeingDesktop>();
     parts.clock = std::make_shared<SteadyClock>();
     return parts;
@@ -75,8 +62,6 @@ void print(const char *kind, const QString &text)
 
 class Session : public QObject
 {
-    Q_OBJECT
-
 public:
     Session(AppModel &model, QString action, QString temporary)
         : model_(model), action_(std::move(action)), temporary_(std::move(temporary))
@@ -123,13 +108,13 @@ private:
             print("log", lines.at(shown_));
             if (lines.at(shown_) == u"The game is running.") {
                 print("phase", u"The game runs"_s);
-                // For a while, so that this is a time to be killed at as well.
+                // Kills must also hit a running game.
                 QTimer::singleShot(shortGame, this, &Session::stopWhenClear);
             }
         }
     }
 
-    /// What earlier launchers left is deleted beside everything else; a moment for that.
+    /// Stops the game once the leftovers of earlier launchers are deleted, or after ten seconds.
     void stopWhenClear()
     {
         const QStringList left =
@@ -208,5 +193,3 @@ int main(int argc, char *argv[])
     });
     return QCoreApplication::exec();
 }
-
-#include "launcher.moc"

@@ -1,4 +1,4 @@
-#include "Namespaces.h"
+#include "support/Namespaces.h"
 
 #include <QByteArray>
 #include <QDir>
@@ -15,6 +15,7 @@
 #include <sys/mount.h>
 #include <sys/prctl.h>
 #include <sys/socket.h>
+#include <sys/statvfs.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -24,13 +25,18 @@ namespace {
 
 constexpr int ownSpaces = CLONE_NEWNS | CLONE_NEWNET | CLONE_NEWPID | CLONE_NEWIPC;
 
+[[noreturn]] void fail(const QByteArray &step)
+{
+    throw std::runtime_error((step + ": " + std::strerror(errno)).toStdString());
+}
+
 bool write(const char *path, const QByteArray &text)
 {
     QFile file(QString::fromLatin1(path));
     return file.open(QIODevice::WriteOnly | QIODevice::Unbuffered) && file.write(text) > 0;
 }
 
-/// As root of a user namespace, which ordinary users may make on most systems.
+/// Becomes the root of a user namespace. Most systems let ordinary users do that.
 bool leaveAsOwnRoot()
 {
     const QByteArray user = QByteArray::number(getuid());
@@ -51,8 +57,8 @@ bool bringUpLoopback()
     return up;
 }
 
-/// Forks. The child returns false, and dies with the parent; the parent returns true, once the
-/// child and whatever else was left to it has ended, and knows how the child did.
+/// Forks. Returns false in the child, which dies with the parent. Returns true in the parent after
+/// the child's end, with its exit code.
 bool forkAndWait(int *exitCode)
 {
     const pid_t child = fork();
@@ -67,13 +73,14 @@ bool forkAndWait(int *exitCode)
         ended = wait(&status);
     } while (ended != child && (ended > 0 || errno == EINTR));
     if (ended == child) {
-        constexpr int killed = 128; // as shells have it
+        constexpr int killed = 128; // as shells report it
         *exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : killed + WTERMSIG(status);
     }
     return true;
 }
 
-/// The first process of a new process namespace: it takes in the orphans, and its end is theirs.
+/// The first process of a process namespace adopts the orphans, and its death kills all others. So
+/// it only waits, and a second process goes on.
 bool becomeFirstButOne(const QByteArray &temporary)
 {
     int exitCode = 0;
@@ -82,7 +89,7 @@ bool becomeFirstButOne(const QByteArray &temporary)
         rmdir(temporary.constData());
         _exit(exitCode);
     }
-    const bool isFurnished = mount("proc", "/proc", "proc", 0, nullptr) == 0 && bringUpLoopback();
+    const bool isFurnished = ::mount("proc", "/proc", "proc", 0, nullptr) == 0 && bringUpLoopback();
     const int error = errno;
     if (forkAndWait(&exitCode)) {
         _exit(exitCode);
@@ -91,24 +98,24 @@ bool becomeFirstButOne(const QByteArray &temporary)
     return isFurnished;
 }
 
-/// In the second of two new processes; on failure, with errno, in this one or in that.
+/// Returns in the second new process. After a failure it returns false in any of the processes.
 bool leave()
 {
     QByteArray temporary = QFile::encodeName(QDir::temp().filePath(QStringLiteral("test-XXXXXX")));
     const bool left = mkdtemp(temporary.data()) && (unshare(ownSpaces) == 0 || leaveAsOwnRoot()) &&
-                      mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
-                      mount("none", temporary.constData(), "tmpfs", 0, nullptr) == 0 &&
+                      ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+                      ::mount("none", temporary.constData(), "tmpfs", 0, nullptr) == 0 &&
                       qputenv("TMPDIR", temporary) && becomeFirstButOne(temporary);
     if (!left) {
         const int error = errno;
-        rmdir(temporary.constData()); // where it has not been mounted
+        rmdir(temporary.constData()); // fails on a mounted folder, which goes with its namespace
         errno = error;
     }
     return left;
 }
 
-/// Tries it in a process of its own, as half of it would leave this one without the means to start
-/// threads. Returns 0 or why not.
+/// Tries `leave` in another process, because half of it leaves a process unable to start threads.
+/// Returns 0 or the error.
 int whyNot()
 {
     const pid_t probe = fork();
@@ -140,9 +147,47 @@ void Namespaces::mountOver(const QString &existing, const QString &substitute)
 {
     if (mount(QFile::encodeName(substitute).constData(), QFile::encodeName(existing).constData(),
               nullptr, MS_BIND, nullptr) != 0) {
-        throw std::runtime_error("can't mount over " + existing.toStdString() + ": " +
-                                 std::strerror(errno));
+        fail("can't mount over " + existing.toUtf8());
     }
+}
+
+SmallDisk::SmallDisk(const QString &folder, qint64 bytes)
+    : folder_(QFile::encodeName(folder)), bytes_(bytes)
+{
+    mount(0);
+}
+
+SmallDisk::~SmallDisk()
+{
+    umount2(folder_.constData(), MNT_DETACH);
+}
+
+void SmallDisk::resize(qint64 bytes)
+{
+    bytes_ = bytes;
+    mount(MS_REMOUNT);
+}
+
+void SmallDisk::setReadOnly(bool readOnly)
+{
+    mount(MS_REMOUNT | (readOnly ? static_cast<unsigned long>(MS_RDONLY) : 0));
+}
+
+void SmallDisk::mount(unsigned long flags) const
+{
+    if (::mount("none", folder_.constData(), "tmpfs", flags | MS_NOSUID | MS_NODEV,
+                ("size=" + QByteArray::number(bytes_)).constData()) != 0) {
+        fail("can't mount a small disk");
+    }
+}
+
+qint64 SmallDisk::used() const
+{
+    struct statvfs status = {};
+    if (statvfs(folder_.constData(), &status) != 0) {
+        fail("can't measure the small disk");
+    }
+    return static_cast<qint64>((status.f_blocks - status.f_bfree) * status.f_frsize);
 }
 
 } // namespace brindle

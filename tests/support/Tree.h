@@ -7,10 +7,7 @@
 
 namespace brindle {
 
-/// Returns a file's content, or "(unreadable)".
-QByteArray contentOf(const QString &path);
-
-/// The files, links and empty folders below a folder, by their paths.
+/// The files, links and empty folders below a folder, by path.
 class Tree
 {
 public:
@@ -24,9 +21,9 @@ public:
         bool operator==(const Entry &) const = default;
     };
 
-    /// Reads a folder, hidden entries included. Blocks.
+    /// Reads a folder with its hidden entries. Blocks.
     static Tree read(const QString &folder);
-    /// Replaces the folder. Throws std::runtime_error. Blocks.
+    /// Adds everything to a folder. Throws std::runtime_error. Blocks.
     void write(const QString &folder) const;
 
     void add(const QString &path, const QByteArray &content, Type type = Type::file);
@@ -37,11 +34,9 @@ public:
     QByteArray content(const QString &path) const { return entries_.value(path).content; }
     /// Returns the part below a folder.
     Tree below(const QString &folder) const;
-    /// All but the part below a folder.
-    Tree without(const QString &folder) const;
 
     enum class Added { counts, ignored };
-    /// Returns how this tree differs from the expected one, a line each.
+    /// Returns the differences from the expected tree, a line each.
     QStringList differences(const Tree &expected, Added added = Added::counts) const;
 
 private:

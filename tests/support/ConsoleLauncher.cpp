@@ -1,0 +1,91 @@
+#include "support/ConsoleLauncher.h"
+
+#include <QDeadlineTimer>
+#include <QRegularExpression>
+
+#include <stdexcept>
+
+namespace brindle {
+
+using namespace Qt::StringLiterals;
+
+QString ConsoleLauncher::Setting::root(const QString &name) const
+{
+    return home + u"/data/Brindle"_s + (name.isEmpty() ? QString() : u'/' + name);
+}
+
+ConsoleLauncher::ConsoleLauncher(Setting setting) : setting_(std::move(setting))
+{
+    process_.setProcessChannelMode(QProcess::MergedChannels);
+    process_.setStandardInputFile(QProcess::nullDevice());
+    process_.setProcessEnvironment(setting_.environment);
+}
+
+ConsoleLauncher::~ConsoleLauncher()
+{
+    kill();
+}
+
+void ConsoleLauncher::start(const QString &action)
+{
+    lines_.clear();
+    process_.start(setting_.programs + u"/torture-launcher"_s,
+                   {action, setting_.home, setting_.temporary, setting_.host, setting_.programs});
+    process_.waitForStarted();
+}
+
+void ConsoleLauncher::waitFor(const QString &text)
+{
+    const QDeadlineTimer deadline(std::chrono::minutes(1));
+    for (read(); !hasPrinted(text); read()) {
+        if (deadline.hasExpired() || process_.state() == QProcess::NotRunning) {
+            throw std::runtime_error("\"" + text.toStdString() + "\" was not printed, but:\n" +
+                                     lines_.join(u'\n').toStdString());
+        }
+        process_.waitForReadyRead(100);
+    }
+}
+
+bool ConsoleLauncher::waitForEnd(std::chrono::milliseconds longest)
+{
+    process_.waitForFinished(static_cast<int>(longest.count()));
+    read();
+    return process_.state() == QProcess::NotRunning;
+}
+
+void ConsoleLauncher::kill()
+{
+    process_.kill();
+    process_.waitForFinished(-1);
+    read();
+}
+
+QStringList ConsoleLauncher::marked(const QString &mark) const
+{
+    QStringList found;
+    for (const QString &line : lines_) {
+        if (line.startsWith(mark)) {
+            found << line.mid(mark.size());
+        }
+    }
+    return found;
+}
+
+QString ConsoleLauncher::phase() const
+{
+    if (!wasKilled()) {
+        return u"Ended"_s;
+    }
+    const QStringList phases = marked(u"phase: "_s);
+    static const QRegularExpression version(u" [0-9.]+-stable$"_s);
+    return phases.isEmpty() ? u"Starting"_s : QString(phases.last()).remove(version);
+}
+
+void ConsoleLauncher::read()
+{
+    while (process_.canReadLine()) {
+        lines_ << QString::fromUtf8(process_.readLine()).trimmed();
+    }
+}
+
+} // namespace brindle

@@ -1,0 +1,112 @@
+#include "Rounds.h"
+#include "files/Files.h"
+
+#include <QDir>
+
+#include <array>
+
+namespace brindle {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+struct Kind
+{
+    const char *name;
+    const char *action;
+    int share;
+};
+
+constexpr std::array<Kind, 5> kinds{{
+    {"first play", "play", 3},
+    {"update", "update", 2},
+    {"moving update", "update", 1}, // the host offers another commit before the next start
+    {"reinstall", "reinstall", 2},
+    {"remove everything", "remove", 2},
+}};
+constexpr int allShares = 10;
+
+class Kills : public Rounds
+{
+public:
+    Kills(const QString &folder, const QString &otherTemporary, const QString &programs,
+          quint64 seed)
+        : Rounds(folder, folder + u"/home"_s, folder + u"/temporary"_s, programs, seed)
+        , temporaries_{setting_.temporary,
+                       otherTemporary.isEmpty() ? setting_.temporary : otherTemporary}
+    {
+        Files::createFolder(setting_.temporary);
+    }
+
+private:
+    QString measure() override
+    {
+        return Rounds::measure({u"play"_s, u"update"_s, u"reinstall"_s, u"remove"_s}, 5);
+    }
+
+    void kill(const QString &action)
+    {
+        // A Play with nothing to set up ends sooner than a first one.
+        constexpr int toLaunch = 300; // milliseconds
+        const int length = action == u"play" && isSetUp_ ? toLaunch : lengths_.value(action);
+        const auto run = launch(action, std::chrono::milliseconds(random(length)));
+        isSetUp_ = action != u"remove" && run->isGood();
+    }
+
+    QStringList round(int number) override
+    {
+        size_t kind = 0; // the first round is a first Play
+        for (int share = number == 1 ? 0 : random(allShares); share >= kinds.at(kind).share;
+             ++kind) {
+            share -= kinds.at(kind).share;
+        }
+        name_ = QString::fromLatin1(kinds.at(kind).name);
+        const QString action = QString::fromLatin1(kinds.at(kind).action);
+        const bool moves = name_ == u"moving update";
+        setting_.temporary = temporaries_.at(random(2));
+        isSetUp_ = false;
+
+        Inspection::Expected expected;
+        const auto offer = [&] {
+            offers_.offer(++commit_);
+            expected.commits.insert(commit_);
+        };
+        // A launcher that did not fetch the newest commit keeps the earlier one.
+        expected.commits = {installedCommit_, commit_};
+        expected.mayMove = hasNewerAddons_ || moves;
+        if (action == u"play") {
+            QDir(setting_.home).removeRecursively();
+        } else if (action == u"update") {
+            offer();
+        }
+        kill(action);
+        if (moves) {
+            offer();
+        }
+        constexpr int maxKills = 3;
+        for (int more = random(maxKills); more > 0; --more) {
+            kill(u"play"_s);
+        }
+        expected.newestCommit = commit_;
+
+        const int before = installedCommit_;
+        const QStringList problems = recover(expected);
+        hasNewerAddons_ = moves || (hasNewerAddons_ && installedCommit_ == before);
+        return problems;
+    }
+
+    const QStringList temporaries_;
+    bool hasNewerAddons_ = false; // the game on disk may
+    bool isSetUp_ = false;        // the last run left everything in its place
+};
+
+} // namespace
+
+std::unique_ptr<Rounds> Rounds::ofKills(const QString &folder, const QString &otherTemporary,
+                                        const QString &programs, quint64 seed)
+{
+    return std::make_unique<Kills>(folder, otherTemporary, programs, seed);
+}
+
+} // namespace brindle

@@ -1,0 +1,105 @@
+#include "PowerDisk.h"
+#include "Rounds.h"
+#include "files/Files.h"
+
+#include <array>
+
+namespace brindle {
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+/// When the file system writes its journal.
+struct Journal
+{
+    const char *options; ///< of mount(8)
+    bool isWrittenAtCut; ///< as if another program had just saved a file
+    int maxWait;         ///< milliseconds between the launcher's end and the cut
+};
+
+constexpr std::array<Journal, 3> journals{{
+    {"", false, 6000}, // ext4 writes it every five seconds
+    {"commit=1", false, 2000},
+    {"", true, 500},
+}};
+
+class PowerCuts : public Rounds
+{
+public:
+    PowerCuts(const QString &folder, const QString &programs, quint64 seed)
+        : Rounds(folder, folder + u"/disk/home"_s, folder + u"/disk/temporary"_s, programs, seed)
+        , disk_(folder)
+    {}
+
+    QString summary() const override
+    {
+        return u"%1; %2; %3 of them with the launcher ready after it"_s
+            .arg(counted(u"power cuts"_s, rounds_), counted(u"runs"_s, phases_))
+            .arg(ready_);
+    }
+
+private:
+    QString measure() override
+    {
+        disk_.format();
+        disk_.mount();
+        Files::createFolder(setting_.temporary);
+        return Rounds::measure({u"play"_s, u"update"_s, u"reinstall"_s}, 1);
+    }
+
+    /// Half of the cuts come while the launcher works. The other half come after its end, when its
+    /// last writes may still be in memory.
+    void cut()
+    {
+        const Journal &journal = journals.at(static_cast<size_t>(random(journals.size())));
+        const int length = lengths_.value(name_);
+        const int after = random(2) == 0 ? random(length) : length + random(journal.maxWait);
+        disk_.mount(QString::fromLatin1(journal.options));
+        Files::createFolder(setting_.temporary);
+        launch(name_, std::chrono::milliseconds(after), [&] {
+            if (journal.isWrittenAtCut) {
+                disk_.commitJournal();
+            }
+            disk_.cutPower();
+        });
+    }
+
+    QStringList round(int number) override
+    {
+        const std::array actions{u"play"_s, u"play"_s, u"update"_s, u"reinstall"_s};
+        name_ = number == 1 ? u"play"_s : actions.at(static_cast<size_t>(random(actions.size())));
+        if (name_ == u"play") {
+            disk_.format();
+            installedCommit_ = commit_;
+        } else {
+            disk_.unmount();
+        }
+        if (name_ == u"update") {
+            offers_.offer(++commit_);
+        }
+        const Inspection::Expected expected{{installedCommit_, commit_}, commit_};
+        cut();
+        QStringList problems = clearOrphans();
+        disk_.restorePower();
+        // Before anything is pressed.
+        if (launch(u"look"_s)->hasPrinted(u"state: ready"_s)) {
+            ++ready_;
+            problems << Inspection(offers_, setting_).problemsOfReady(expected);
+        }
+        return problems + recover(expected);
+    }
+
+    PowerDisk disk_;
+    int ready_ = 0; // rounds after which the launcher was ready at once
+};
+
+} // namespace
+
+std::unique_ptr<Rounds> Rounds::ofPowerCuts(const QString &folder, const QString &programs,
+                                            quint64 seed)
+{
+    return std::make_unique<PowerCuts>(folder, programs, seed);
+}
+
+} // namespace brindle
