@@ -65,16 +65,16 @@ private Q_SLOTS:
         row("two bytes at the limit",
             "1234567\xC3\xA9"
             "9\n",
-            {u"1234567… (3 bytes left out)"_s});
+            {u"1234567… (2 bytes left out)"_s});
         row("two bytes before the limit",
             "123456\xC3\xA9"
             "9\n",
             {u"123456é… (1 byte left out)"_s});
-        row("three bytes, one over", "123456\xE2\x82\xAC\n", {u"123456… (3 bytes left out)"_s});
-        row("three bytes, two over", "1234567\xE2\x82\xAC\n", {u"1234567… (3 bytes left out)"_s});
-        row("four bytes, one over", "12345\xF0\x9F\x98\x80\n", {u"12345… (4 bytes left out)"_s});
+        row("three bytes, one over", "123456\xE2\x82\xAC\n", {u"123456… (1 byte left out)"_s});
+        row("three bytes, two over", "1234567\xE2\x82\xAC\n", {u"1234567… (2 bytes left out)"_s});
+        row("four bytes, one over", "12345\xF0\x9F\x98\x80\n", {u"12345… (1 byte left out)"_s});
         row("four bytes, three over", "1234567\xF0\x9F\x98\x80\n",
-            {u"1234567… (4 bytes left out)"_s});
+            {u"1234567… (3 bytes left out)"_s});
         row("four bytes fit", "1234\xF0\x9F\x98\x80\n", {u"1234😀"_s});
         row("no character at all", "\x80\x80\x80\x80\x80\x80\x80\x80\x80\n",
             {QString(8, QChar(0xFFFD)) + u"… (1 byte left out)"_s});

@@ -7,6 +7,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QScopeGuard>
 #include <QUuid>
 
 #include <cerrno>
@@ -151,21 +152,18 @@ void Files::writeAtomically(const QString &path, const QByteArray &content,
                             const std::stop_token &stop)
 {
     const QString hidden = hiddenSibling(path);
-    std::error_code error;
+    const auto cleanup = qScopeGuard([&hidden] { QFile::remove(hidden); }); // of a failure
     try {
         OutputFile file(hidden);
         file.write({content.constData(), static_cast<size_t>(content.size())});
         file.sync();
         checkCancellation(stop);
+        std::error_code error;
         fs::rename(native(hidden), native(path), error);
         check(error.value(), path);
         check(Disk::syncNames(QFile::encodeName(parentOf(hidden))), path);
     } catch (const SystemError &failed) {
-        removeInPlace(hidden);
         throw SystemError::fromErrno(failed.code, path);
-    } catch (...) {
-        removeInPlace(hidden);
-        throw;
     }
 }
 

@@ -10,6 +10,7 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QRegularExpression>
+#include <QStorageInfo>
 #include <QUuid>
 
 #include <cerrno>
@@ -90,15 +91,6 @@ QCoro::Task<QString> withIn(QString place, StagingFolder::Work work)
     co_return result;
 }
 
-bool isOneDisk(const QString &one, const QString &other)
-{
-    struct stat first = {};
-    struct stat second = {};
-    return stat(QFile::encodeName(one).constData(), &first) == 0 &&
-           stat(QFile::encodeName(other).constData(), &second) == 0 &&
-           first.st_dev == second.st_dev;
-}
-
 void clearLeftoversIn(const QString &place, const std::stop_token &stop)
 {
     static const QRegularExpression form(QRegularExpression::anchoredPattern(
@@ -141,7 +133,7 @@ QCoro::Task<QString> StagingFolder::with(QString temporaryFolder, Storage storag
     }
     const auto isHopeless = [=] {
         Files::createFolder(storage.parentFolder());
-        return isOneDisk(place, storage.parentFolder());
+        return QStorageInfo(place) == QStorageInfo(storage.parentFolder());
     };
     if (co_await runOnWorker(isHopeless)) {
         std::rethrow_exception(full);

@@ -11,29 +11,7 @@ namespace brindle {
 
 using namespace Qt::StringLiterals;
 
-namespace {
-
-constexpr qsizetype maxCharacter = 4;
-
-bool isContinuation(char byte)
-{
-    return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80U;
-}
-
-QString decoded(QByteArrayView bytes)
-{
-    // QString::fromUtf8 would drop a byte order mark.
-    using Flag = QStringDecoder::Flag;
-    QStringDecoder decoder(QStringDecoder::Utf8, Flag::Stateless | Flag::ConvertInitialBom);
-    return decoder(bytes);
-}
-
-} // namespace
-
-LineSplitter::LineSplitter(qsizetype limit) : limit_(limit)
-{
-    Q_ASSERT(limit >= maxCharacter);
-}
+LineSplitter::LineSplitter(qsizetype limit) : limit_(limit) {}
 
 void LineSplitter::feed(QByteArrayView bytes, const LineCallback &line)
 {
@@ -66,18 +44,17 @@ void LineSplitter::flush(const LineCallback &line)
 /// Returns the line of these bytes and of the skipped ones behind them, without spare capacity.
 QString LineSplitter::text(QByteArrayView bytes) const
 {
-    if (bytes.size() <= limit_) {
-        return decoded(bytes);
+    using Flag = QStringDecoder::Flag;
+    const qsizetype excess = std::max<qsizetype>(bytes.size() - limit_, 0);
+    // Unlike QString::fromUtf8 this keeps a byte order mark. The character at a cut is dropped,
+    // since without Stateless the decoder waits for its rest.
+    QStringDecoder decoder(QStringDecoder::Utf8,
+                           Flag::ConvertInitialBom | (excess > 0 ? Flag::Default : Flag::Stateless));
+    const QString line = decoder(bytes.chopped(excess));
+    if (excess == 0) {
+        return line;
     }
-    qsizetype end = limit_;
-    while (end > limit_ - maxCharacter + 1 && isContinuation(bytes[end])) {
-        --end;
-    }
-    if (isContinuation(bytes[end])) {
-        end = limit_; // this is no UTF-8
-    }
-    return decoded(bytes.first(end)) % u"… (" % Text::byteCount(bytes.size() - end + skipped_) %
-           u" left out)";
+    return line % u"… (" % Text::byteCount(excess + skipped_) % u" left out)";
 }
 
 } // namespace brindle

@@ -10,15 +10,15 @@ namespace brindle {
 /// Cuts a stream of bytes into lines of text, in bounded memory.
 ///
 /// Only a line feed ends a line; a carriage return before it stays. Invalid UTF-8 is repaired. A
-/// line longer than `limit` is cut between two characters and says so: "… (9.9 MB left out)".
-/// One thread at a time.
+/// longer line is cut behind the last character within `limit` bytes and says how much follows
+/// them: "… (9.9 MB left out)". One thread at a time.
 class LineSplitter
 {
 public:
     /// The longest that the note gets, in UTF-16 units.
     static constexpr qsizetype maxNote = 24;
 
-    /// @param limit bytes kept of a line, at least 4 (one character).
+    /// @param limit the most bytes kept of a line.
     explicit LineSplitter(qsizetype limit);
 
     /// Takes the next bytes and passes on each line that they complete.
