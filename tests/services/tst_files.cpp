@@ -3,6 +3,7 @@
 #include "base/Error.h"
 #include "files/Files.h"
 #include "support/SystemCalls.h"
+#include "support/TestFiles.h"
 
 #include <QDir>
 #include <QFile>
@@ -12,12 +13,9 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <csignal>
 #include <functional>
 #include <memory>
-#include <optional>
 
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -25,31 +23,6 @@ using namespace brindle;
 using namespace Qt::StringLiterals;
 
 namespace {
-
-/// What `action` reports; absent when it succeeds.
-std::optional<SystemError> failureOf(const std::function<void()> &action)
-{
-    try {
-        action();
-    } catch (const SystemError &error) {
-        return error;
-    }
-    return std::nullopt;
-}
-
-void write(const QString &path, const QByteArray &content = "content")
-{
-    QVERIFY(QDir().mkpath(QFileInfo(path).path()));
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    QCOMPARE(file.write(content), content.size());
-}
-
-QByteArray read(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : "<unreadable>";
-}
 
 /// Of the entry itself, links not followed; all zero when there is none.
 struct stat statusOf(const QString &path)
@@ -71,11 +44,6 @@ QString modeOf(const QString &path)
     return QString::number(statusOf(path).st_mode & 07777U, 8);
 }
 
-void setMode(const QString &path, mode_t mode)
-{
-    QCOMPARE(chmod(QFile::encodeName(path).constData(), mode), 0);
-}
-
 QStringList sortedNames(const QString &folder)
 {
     QStringList names = Files::names(folder);
@@ -86,31 +54,12 @@ QStringList sortedNames(const QString &folder)
 /// Fails the test unless `action` fails with this errno and names this path.
 void verifyFails(const std::function<void()> &action, int code, const QString &path)
 {
-    const auto failure = failureOf(action);
-    QVERIFY(failure);
-    QCOMPARE(failure->code, code);
-    QVERIFY2(failure->description().startsWith(path + u": "_s), failure->what());
-}
-
-constexpr uid_t nobody = 65534;
-
-void giveToNobody(const QString &path)
-{
-    if (geteuid() == 0) {
-        QCOMPARE(lchown(QFile::encodeName(path).constData(), nobody, nobody), 0);
-    }
-}
-
-/// Runs `action` as an ordinary user, as permission bits mean nothing to the administrator.
-void asOrdinaryUser(const std::function<void()> &action)
-{
-    const bool isRoot = geteuid() == 0;
-    if (isRoot && seteuid(nobody) != 0) {
-        qFatal("can't become an ordinary user");
-    }
-    action();
-    if (isRoot && seteuid(0) != 0) {
-        qFatal("can't become the administrator again");
+    try {
+        action();
+        QFAIL("a failure was expected");
+    } catch (const SystemError &failure) {
+        QCOMPARE(failure.code, code);
+        QVERIFY2(failure.description().startsWith(path + u": "_s), failure.what());
     }
 }
 
@@ -141,7 +90,7 @@ private Q_SLOTS:
         QVERIFY(QFile::link(path(u"a"_s), path(u"link"_s)));
         Files::createFolder(path(u"link/d"_s));
         QVERIFY(QFileInfo(path(u"a/d"_s)).isDir());
-        write(path(u"file"_s));
+        writeFile(path(u"file"_s), "content");
         for (const QString &name : {path(u"file"_s), path(u"file/below"_s)}) {
             verifyFails([&] { Files::createFolder(name); }, ENOTDIR, name);
         }
@@ -150,14 +99,14 @@ private Q_SLOTS:
     void removesNothingWithoutComplaint()
     {
         Files::remove(path(u"none/below"_s));
-        write(path(u"file"_s));
+        writeFile(path(u"file"_s), "content");
         Files::remove(path(u"file/below"_s));
         QCOMPARE(left(), QStringList{u"file"_s});
     }
 
     void removesLinksNotTheirTargets()
     {
-        write(path(u"target/file"_s));
+        writeFile(path(u"target/file"_s), "content");
         // With a slash at the end the system would follow the link.
         for (const QString &name : {u"link"_s, u"link/"_s}) {
             QVERIFY(QFile::link(path(u"target"_s), path(u"link"_s)));
@@ -167,26 +116,26 @@ private Q_SLOTS:
         QVERIFY(QFile::link(path(u"none"_s), path(u"link"_s)));
         Files::remove(path(u"link"_s));
 
-        write(path(u"tree/sub/file"_s));
+        writeFile(path(u"tree/sub/file"_s), "content");
         QVERIFY(QFile::link(path(u"target"_s), path(u"tree/link"_s)));
         QVERIFY(QFile::link(path(u"target"_s), path(u"tree/sub/link"_s)));
         Files::remove(path(u"tree"_s));
         QCOMPARE(left(), QStringList{u"target"_s});
-        QCOMPARE(read(path(u"target/file"_s)), "content");
+        QCOMPARE(readFile(path(u"target/file"_s)), "content");
     }
 
     void removesFilesAndWholeFolders()
     {
         const QString tree = path(u"tree"_s);
         for (int i = 0; i < 50; ++i) {
-            write(tree + u"/folder %1/sub/deep/file"_s.arg(i));
-            write(tree + u"/folder %1/.hidden"_s.arg(i));
-            write(tree + u"/folder %1/sub/other/file"_s.arg(i));
+            writeFile(tree + u"/folder %1/sub/deep/file"_s.arg(i), "content");
+            writeFile(tree + u"/folder %1/.hidden"_s.arg(i), "content");
+            writeFile(tree + u"/folder %1/sub/other/file"_s.arg(i), "content");
         }
         QVERIFY(QDir().mkpath(tree + u"/empty/empty"_s));
         QCOMPARE(mkfifo(QFile::encodeName(tree + u"/pipe"_s).constData(), 0600), 0);
         QCOMPARE(mkdir((QFile::encodeName(tree) + "/no UTF-8 \xff\n").constData(), 0700), 0);
-        write(path(u"file"_s));
+        writeFile(path(u"file"_s), "content");
         setMode(path(u"file"_s), 0);
         Files::remove(tree + u'/');
         Files::remove(path(u"file"_s));
@@ -198,7 +147,7 @@ private Q_SLOTS:
         const QString tree = path(u"tree"_s);
         const QStringList folders{tree + u"/locked/inner/innermost"_s, tree + u"/locked/inner"_s,
                                   tree + u"/locked"_s, tree + u"/emptied"_s, tree};
-        write(folders[0] + u"/file"_s);
+        writeFile(folders[0] + u"/file"_s, "content");
         QVERIFY(QDir().mkpath(folders[3]));
         giveToNobody(folder_->path());
         giveToNobody(folders[0] + u"/file"_s);
@@ -216,8 +165,8 @@ private Q_SLOTS:
             QSKIP("needs a folder of another user's");
         }
         const QString tree = path(u"tree"_s);
-        write(tree + u"/file"_s);
-        write(tree + u"/foreign/file"_s);
+        writeFile(tree + u"/file"_s, "content");
+        writeFile(tree + u"/foreign/file"_s, "content");
         giveToNobody(folder_->path());
         giveToNobody(tree);
         giveToNobody(tree + u"/file"_s);
@@ -232,7 +181,7 @@ private Q_SLOTS:
     void removesInPlaceWhenRenamingFails()
     {
         const QString tree = path(u"fixed/tree"_s);
-        write(tree + u"/sub/file"_s);
+        writeFile(tree + u"/sub/file"_s, "content");
         for (const QString &name : {u"/sub/file"_s, u"/sub"_s, QString()}) {
             giveToNobody(tree + name);
         }
@@ -245,7 +194,7 @@ private Q_SLOTS:
 
     void aStopEndsDeletionsBetweenFiles()
     {
-        write(path(u"tree/a/b"_s));
+        writeFile(path(u"tree/a/b"_s), "content");
         std::stop_source stop;
         stop.request_stop();
         Files::remove(path(u"tree"_s), stop.get_token());
@@ -261,14 +210,14 @@ private Q_SLOTS:
 
     void clearsLeftoversOnly()
     {
-        write(path(u"target/file"_s));
-        write(path(u".brindle-1/sub/file"_s));
-        write(path(u".brindle-2"_s));
+        writeFile(path(u"target/file"_s), "content");
+        writeFile(path(u".brindle-1/sub/file"_s), "content");
+        writeFile(path(u".brindle-2"_s), "content");
         QVERIFY(QFile::link(path(u"target"_s), path(u".brindle-3"_s)));
         const QStringList kept{u".Brindle.lock"_s, u".brindle"_s, u"Game/.brindle-5"_s,
                                u"a.brindle-4"_s, u"target/file"_s};
         for (const QString &name : kept) {
-            write(path(name));
+            writeFile(path(name), "content");
         }
         Files::removeLeftovers(folder_->path());
         Files::removeLeftovers(path(u"none"_s));
@@ -279,17 +228,17 @@ private Q_SLOTS:
 
     void movesOnOneFileSystemByRename()
     {
-        write(path(u"from/sub/file"_s));
+        writeFile(path(u"from/sub/file"_s), "content");
         const auto inode = statusOf(path(u"from"_s)).st_ino;
         Files::move(path(u"from/"_s), path(u"to"_s));
         QCOMPARE(statusOf(path(u"to"_s)).st_ino, inode);
-        QCOMPARE(read(path(u"to/sub/file"_s)), "content");
+        QCOMPARE(readFile(path(u"to/sub/file"_s)), "content");
         QCOMPARE(left(), QStringList{u"to"_s});
 
-        write(path(u"new"_s), "new");
-        write(path(u"old"_s), "old");
+        writeFile(path(u"new"_s), "new");
+        writeFile(path(u"old"_s), "old");
         Files::move(path(u"new"_s), path(u"old"_s));
-        QCOMPARE(read(path(u"old"_s)), "new");
+        QCOMPARE(readFile(path(u"old"_s)), "new");
         QVERIFY(!exists(path(u"new"_s)));
     }
 
@@ -297,7 +246,7 @@ private Q_SLOTS:
     {
         const QString from = path(u"from"_s);
         verifyFails([&] { Files::move(from, path(u"to"_s)); }, ENOENT, from);
-        write(from);
+        writeFile(from, "content");
         const QString to = path(u"none/to"_s);
         verifyFails([&] { Files::move(from, to); }, ENOENT, to);
         QVERIFY(exists(from));
@@ -306,11 +255,11 @@ private Q_SLOTS:
     void aFilledFolderIsNotReplaced()
     {
         const QString from = path(u"from"_s);
-        write(from + u"/file"_s, "new");
-        write(path(u"to/file"_s), "old");
+        writeFile(from + u"/file"_s, "new");
+        writeFile(path(u"to/file"_s), "old");
         verifyFails([&] { Files::move(from, path(u"to"_s)); }, ENOTEMPTY, path(u"to"_s));
-        QCOMPARE(read(from + u"/file"_s), "new");
-        QCOMPARE(read(path(u"to/file"_s)), "old");
+        QCOMPARE(readFile(from + u"/file"_s), "new");
+        QCOMPARE(readFile(path(u"to/file"_s)), "old");
         Files::remove(from);
         QCOMPARE(left(), QStringList{u"to"_s});
     }
@@ -322,7 +271,7 @@ private Q_SLOTS:
         QFile open(file);
         QVERIFY(open.open(QIODevice::ReadOnly));
         Files::writeAtomically(file, "second");
-        QCOMPARE(read(file), "second");
+        QCOMPARE(readFile(file), "second");
         // A reader of the old file goes on with the old file.
         QCOMPARE(open.readAll(), "first and longer");
         QCOMPARE(left(), QStringList{u"info.json"_s});
@@ -339,26 +288,10 @@ private Q_SLOTS:
         QCOMPARE(left(), QStringList{u"folder"_s});
     }
 
-    void aFailedWriteKeepsTheOldContent()
-    {
-        const QString file = path(u"info.json"_s);
-        Files::writeAtomically(file, "old");
-        rlimit limit = {};
-        QCOMPARE(getrlimit(RLIMIT_FSIZE, &limit), 0);
-        const rlimit small{4096, limit.rlim_max};
-        const auto before = std::signal(SIGXFSZ, SIG_IGN);
-        QCOMPARE(setrlimit(RLIMIT_FSIZE, &small), 0);
-        verifyFails([&] { Files::writeAtomically(file, QByteArray(1'000'000, 'x')); }, EFBIG, file);
-        QCOMPARE(setrlimit(RLIMIT_FSIZE, &limit), 0);
-        std::signal(SIGXFSZ, before);
-        QCOMPARE(read(file), "old");
-        QCOMPARE(left(), QStringList{u"info.json"_s});
-    }
-
     void namesEveryEntry()
     {
-        write(path(u".hidden"_s));
-        write(path(u"file"_s));
+        writeFile(path(u".hidden"_s), "content");
+        writeFile(path(u"file"_s), "content");
         QVERIFY(QDir().mkpath(path(u"folder/below"_s)));
         QVERIFY(QFile::link(path(u"none"_s), path(u"dangling"_s)));
         QVERIFY(QFile::link(path(u"folder"_s), path(u"link"_s)));

@@ -128,7 +128,7 @@ private Q_SLOTS:
     {
         QFETCH(const QByteArray, part);
         constexpr qint64 budget = 32'000'000;
-        const QByteArray printed = part.repeated(64 * 1024 / part.size()) + '\n';
+        const QByteArray printed = part.repeated(ManagedProcess::maxLineBytes) + '\n';
         LogStore log;
         const auto sink = std::make_shared<LogQueue>(&log);
         LineSplitter splitter(ManagedProcess::maxLineBytes);

@@ -98,15 +98,10 @@ private Q_SLOTS:
         };
         row("nothing", {}, {});
         row("last line without an end", uR"(out:a\nb)"_s, {u"a"_s, u"b"_s});
-        row("carriage return", uR"(out:x\r\n)"_s, {u"x\r"_s});
-        row("empty lines", uR"(out:\n\na\n)"_s, {u""_s, u""_s, u"a"_s});
         row("standard error", uR"(err:oops\n)"_s, {u"oops"_s});
         row("both in order", uR"(out:1\n err:2\n out:3\n err:4)"_s,
             {u"1"_s, u"2"_s, u"3"_s, u"4"_s});
         row("one line from both", uR"(out:a err:b out:c\n)"_s, {u"abc"_s});
-        row("UTF-8", uR"(out:\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80\n)"_s, {u"é€😀"_s});
-        row("invalid UTF-8", uR"(out:a\xFFb\xC3\n)"_s, {u"a\uFFFDb\uFFFD"_s});
-        row("nul", uR"(out:a\x00b\n)"_s, {QString::fromLatin1("a\0b", 3)});
     }
     void deliversLines()
     {
@@ -115,20 +110,9 @@ private Q_SLOTS:
         QCOMPARE(linesOf(steps), lines);
     }
 
-    void joinsACharacterThatArrivesInTwoReads()
-    {
-        const Gate gate;
-        ChildRun run(uR"(out:first\n\xC3 gate:%1 out:\xA9\n)"_s.arg(gate.path()));
-        run.waitFor(u"first"_s); // read together with half of the character
-        QVERIFY(run.process->isRunning());
-        gate.open();
-        QCOMPARE(run.status(), 0);
-        QCOMPARE(run.lines->all(), (QStringList{u"first"_s, u"é"_s}));
-    }
-
     void keepsCountAndOrderInAFlood()
     {
-        constexpr qint64 count = 1'000'000;
+        constexpr qint64 count = 100'000;
         qint64 next = 0;
         qint64 wrong = 0;
         std::set<QThread *> threads;
@@ -146,35 +130,18 @@ private Q_SLOTS:
         QVERIFY(!threads.contains(QThread::currentThread()));
     }
 
-    void cutsLongLines_data()
-    {
-        QTest::addColumn<QString>("steps");
-        QTest::addColumn<int>("count");
-        QTest::addColumn<QString>("end");
-        QTest::newRow("two long ones") << u"long:2,10000000"_s << 2 << u"… (10 MB left out)"_s;
-        QTest::newRow("one without an end")
-            << u"endless:100000000"_s << 1 << u"9… (100 MB left out)"_s;
-    }
     void cutsLongLines()
     {
-        QFETCH(QString, steps);
-        QFETCH(int, count);
-        QFETCH(QString, end);
-        const QStringList lines = linesOf(u"line:before "_s + steps + uR"( out:\nafter)"_s);
-        const QStringList longOnes = lines.mid(1, count);
-        QCOMPARE(lines.first(), u"before"_s);
-        QCOMPARE(lines.last(), u"after"_s);
-        QCOMPARE(longOnes.size(), count);
-        for (const QString &line : longOnes) {
-            QVERIFY2(line.endsWith(end), qPrintable(line.right(40)));
-            QCOMPARE(line.indexOf(u'…'), ManagedProcess::maxLineBytes);
-        }
+        const QStringList lines = linesOf(u"long:1,10000000"_s);
+        QCOMPARE(lines.size(), 1);
+        QVERIFY2(lines.first().endsWith(u"… (10 MB left out)"), qPrintable(lines.first()));
+        QCOMPARE(lines.first().indexOf(u'…'), ManagedProcess::maxLineBytes);
     }
 
     /// A busy reader must hold the child up instead of piling up its output.
     void holdsUpAChildThatIsFasterThanTheReader()
     {
-        constexpr qsizetype count = 64'000;
+        constexpr qsizetype count = 4000;
         QSemaphore proceed;
         std::atomic<bool> waiting = false;
         std::atomic<qsizetype> received = 0;
@@ -319,18 +286,6 @@ private Q_SLOTS:
         QCOMPARE(lines, (QStringList{u"leader"_s, u"yes"_s, u"no"_s, u"no"_s}));
     }
 
-    void runsManyAtOnce()
-    {
-        std::vector<std::unique_ptr<ChildRun>> runs;
-        for (int i = 0; i < 8; ++i) {
-            runs.push_back(std::make_unique<ChildRun>(u"lines:1000 exit:%1"_s.arg(i)));
-        }
-        for (size_t i = 0; i < runs.size(); ++i) {
-            QCOMPARE(runs[i]->status(), static_cast<qint32>(i));
-            QCOMPARE(runs[i]->lines->all().size(), 1000);
-        }
-    }
-
     /// A killed launcher can't tell its forked child to go on, and a child that waits for that
     /// keeps the launcher's locks.
     void noChildWaitsForItsLauncher()
@@ -348,7 +303,7 @@ private Q_SLOTS:
     void returnsTheExitCode_data()
     {
         QTest::addColumn<int>("code");
-        for (const int code : {0, 1, 3, 127, 139, 255}) {
+        for (const int code : {0, 3, 255}) {
             QTest::addRow("%d", code) << code;
         }
     }
@@ -362,8 +317,7 @@ private Q_SLOTS:
     void returnsTheSignal_data()
     {
         QTest::addColumn<int>("number");
-        for (const int number : {SIGHUP, SIGINT, SIGQUIT, SIGILL, SIGTRAP, SIGABRT, SIGBUS, SIGFPE,
-                                 SIGKILL, SIGUSR1, SIGSEGV, SIGUSR2, SIGPIPE, SIGALRM, SIGTERM}) {
+        for (const int number : {SIGHUP, SIGABRT, SIGKILL, SIGSEGV, SIGTERM}) {
             QTest::addRow("%d", number) << number;
         }
     }
@@ -411,21 +365,6 @@ private Q_SLOTS:
         QCOMPARE(await(process.run(stop.get_token())), SIGTERM);
     }
 
-    void stopsFromTheCallback()
-    {
-        std::shared_ptr<ManagedProcess> process;
-        std::stop_source stop;
-        bool running = false;
-        const auto onLine = [&](const QString &) {
-            running = process->isRunning();
-            stop.request_stop();
-        };
-        process = std::make_shared<ManagedProcess>(testChild(),
-                                                   QStringList{u"line:a"_s, u"wait:"_s}, onLine);
-        QCOMPARE(await(process->run(stop.get_token())), SIGTERM);
-        QVERIFY(running);
-    }
-
     void killsAChildThatIsBeingLaunched()
     {
         ChildRun run(u"wait:"_s);
@@ -457,16 +396,6 @@ private Q_SLOTS:
         spinUntil([&] { return lifeline.isDropped(); });
     }
 
-    void terminatesTheRestOfTheGroup()
-    {
-        const Lifeline lifeline;
-        ChildRun run(u"fork: hold:%1 line:held wait: parent: wait:"_s.arg(lifeline.path()));
-        run.waitFor(u"held"_s);
-        run.stop.request_stop();
-        QCOMPARE(run.status(), SIGTERM);
-        spinUntil([&] { return lifeline.isDropped(); });
-    }
-
     void terminatesTheRestOfTheGroupAfterTheChild()
     {
         const Lifeline lifeline;
@@ -482,20 +411,6 @@ private Q_SLOTS:
         QVERIFY(!lifeline.isDropped());
         gate.open();
         QCOMPARE(run.status(), 6);
-        spinUntil([&] { return lifeline.isDropped(); });
-    }
-
-    void leavesAnotherSessionAlone()
-    {
-        const Lifeline lifeline;
-        const Gate gate;
-        ChildRun run(u"fork: session: hold:%1 line:held gate:%2 parent: wait:"_s.arg(
-            lifeline.path(), gate.path()));
-        run.waitFor(u"held"_s);
-        run.stop.request_stop();
-        QCOMPARE(run.status(), SIGTERM);
-        QVERIFY(!lifeline.isDropped());
-        gate.open();
         spinUntil([&] { return lifeline.isDropped(); });
     }
 
@@ -552,21 +467,6 @@ private Q_SLOTS:
         QCOMPARE(await(std::move(task)), 0);
         QCOMPARE(lines->all(), (QStringList{u"before"_s, u"after"_s}));
         spinUntil([&] { return watched.use_count() == 1; });
-    }
-
-    void runsOnWhenNobodyWaits()
-    {
-        const Gate gate;
-        const Lifeline lifeline;
-        std::weak_ptr<Lines> watched;
-        {
-            const ChildRun run(
-                u"hold:%1 line:before gate:%2 lines:100000"_s.arg(lifeline.path(), gate.path()));
-            run.waitFor(u"before"_s);
-            watched = run.lines;
-        }
-        gate.open();
-        spinUntil([&] { return lifeline.isDropped() && watched.expired(); });
     }
 
     void survivesTheDeathOfItsLauncher()

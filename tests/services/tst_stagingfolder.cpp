@@ -7,6 +7,7 @@
 #include "support/Await.h"
 #include "support/SystemCalls.h"
 #include "support/TestChild.h"
+#include "support/TestFiles.h"
 
 #include <QDir>
 #include <QFile>
@@ -40,26 +41,12 @@ QStringList names(const QString &folder)
     return Files::names(folder);
 }
 
-void setMode(const QString &path, mode_t mode)
-{
-    QCOMPARE(::chmod(QFile::encodeName(path).constData(), mode), 0);
-}
-
-void giveToNobody(const QString &path)
-{
-    constexpr uid_t nobody = 65534;
-    QCOMPARE(::chown(QFile::encodeName(path).constData(), nobody, nobody), 0);
-}
-
 /// Makes a staging folder with something in it that no process has locked.
 QString leftover(const QString &place)
 {
     const QString path = place + u"/Brindle-0A1B2C3D-0000-4000-8000-0123456789AB"_s;
-    QFile file(path + u"/out/closed/godot.zip"_s);
-    if (!QDir().mkpath(path + u"/out/closed"_s) || !file.open(QIODevice::WriteOnly)) {
-        qFatal("the test can't be prepared");
-    }
-    ::chmod(QFile::encodeName(path + u"/out/closed"_s).constData(), 0);
+    writeFile(path + u"/out/closed/godot.zip"_s, "x");
+    setMode(path + u"/out/closed"_s, 0);
     return path;
 }
 
@@ -230,7 +217,6 @@ private Q_SLOTS:
         const QString uuid = u"0A1B2C3D-0000-4000-8000-0123456789AB"_s;
         QTest::newRow("another name") << QString(u"brindle-"_s + uuid);
         QTest::newRow("no number") << u"Brindle-"_s;
-        QTest::newRow("another number") << u"Brindle-1234"_s;
         QTest::newRow("small letters") << QString(u"Brindle-"_s + uuid.toLower());
         QTest::newRow("more before") << QString(u"My-Brindle-"_s + uuid);
         QTest::newRow("more behind") << QString(u"Brindle-"_s + uuid + u"-1"_s);
@@ -299,7 +285,7 @@ private Q_SLOTS:
         }));
         sweeper->start();
         std::vector<Lock> folders;
-        for (int i = 0; i < 300; ++i) {
+        for (int i = 0; i < 50; ++i) {
             folders.push_back(StagingFolder::make(temporary.path(), nowhere));
         }
         done = true;

@@ -303,6 +303,19 @@ private Q_SLOTS:
         }
     }
 
+    void playersWaitForAMinute()
+    {
+        const StandIns::StoppedClock clock;
+        const HttpServer server([&](const HttpRequest &, HttpConnection &connection) {
+            connection.respond(200, {{"Content-Length", "10"}}, "half");
+            connection.waitUntilClosed();
+        });
+        TransferOptions options;
+        options.onBytes = [&](qint64, std::string_view) { clock.move(70s); };
+        const auto outcome = fetch(server.url(), options);
+        QCOMPARE(outcome.text(), u"The connection timed out: nothing arrived for 60 seconds."_s);
+    }
+
     void onlyTheServersSilenceTimesOut_data()
     {
         QTest::addColumn<QString>("slow");

@@ -6,7 +6,11 @@
 #include <QFileInfo>
 #include <QString>
 
+#include <functional>
 #include <stdexcept>
+
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace brindle {
 
@@ -33,6 +37,35 @@ inline void writeFile(const QString &path, const QByteArray &content, bool isExe
 inline void writeScript(const QString &path, const QByteArray &script)
 {
     writeFile(path, "#!/bin/sh\n" + script + '\n', true);
+}
+
+/// Sets permission bits. Throws std::runtime_error.
+inline void setMode(const QString &path, mode_t mode)
+{
+    if (::chmod(QFile::encodeName(path).constData(), mode) != 0) {
+        throw std::runtime_error("can't set the mode of " + path.toStdString());
+    }
+}
+
+/// Gives an entry to another user. Works for the administrator alone.
+inline void giveToNobody(const QString &path)
+{
+    constexpr uid_t nobody = 65534;
+    (void)::lchown(QFile::encodeName(path).constData(), nobody, nobody);
+}
+
+/// Runs `action` as an ordinary user, since permission bits mean nothing to the administrator.
+inline void asOrdinaryUser(const std::function<void()> &action)
+{
+    constexpr uid_t nobody = 65534;
+    const bool isRoot = ::geteuid() == 0;
+    if (isRoot && ::seteuid(nobody) != 0) {
+        throw std::runtime_error("can't become an ordinary user");
+    }
+    action();
+    if (isRoot && ::seteuid(0) != 0) {
+        throw std::runtime_error("can't become the administrator again");
+    }
 }
 
 } // namespace brindle

@@ -110,9 +110,7 @@ private:
         } catch (...) {
             error = std::current_exception();
         }
-        // Before the result: its receiver may delete the file and start the next transfer.
-        onProgress_ = nullptr;
-        file_.reset();
+        // Before the result, since its receiver may start the next transfer.
         easy_.reset();
         {
             const std::lock_guard guard(lock_);
@@ -232,7 +230,6 @@ private:
     void prepare()
     {
         const SystemNetwork::Proxy proxy = SystemNetwork::proxyFor(url_);
-        checkCancelled();
         curl_easy_reset(easy_.get());
         set(CURLOPT_SOCKOPTFUNCTION, &closeOnExec);
         set(CURLOPT_URL, url_.toEncoded(QUrl::RemoveFragment).constData());
@@ -555,7 +552,7 @@ private:
     const QUrl address_;
     std::shared_ptr<OutputFile> file_; // none for memory
     const TransferOptions options_;
-    ProgressCallback onProgress_;
+    const ProgressCallback onProgress_;
     std::unique_ptr<CURL, void (*)(CURL *)> easy_{curl_easy_init(), &curl_easy_cleanup};
     std::mutex lock_; // guards the pointer below
     Connections::Handle connections_ = Connections::take();
