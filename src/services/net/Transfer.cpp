@@ -110,9 +110,8 @@ private:
         } catch (...) {
             error = std::current_exception();
         }
-        // Before the result, since its receiver may start the next transfer.
-        easy_.reset();
         {
+            // Before the result, since its receiver may start the next transfer.
             const std::lock_guard guard(lock_);
             Connections::giveBack(std::move(connections_));
         }
@@ -242,9 +241,7 @@ private:
         // Don't wait for a name look-up, whose thread can't be stopped.
         set(CURLOPT_QUICK_EXIT, 1L);
         set(CURLOPT_ACCEPT_ENCODING, "identity");
-        set(CURLOPT_HTTP_CONTENT_DECODING, 0L); // `begin` refuses codings
         set(CURLOPT_ERRORBUFFER, errorText_);
-        errorText_[0] = '\0';
         QString trusted = options_.caFile;
         if (const auto *builtIn = info<char *>(CURLINFO_CAINFO); builtIn && trusted.isEmpty()) {
             trusted = SystemNetwork::certificateFile(QString::fromLocal8Bit(builtIn));
