@@ -8,7 +8,7 @@ FocusScope {
     required property var model
 
     // The height that shows everything, also while a game is downloaded.
-    readonly property real wantedHeight: column.height + 48 + Math.max(0, status.workHeight - status.height)
+    readonly property real wantedHeight: scroller.leastHeight + Math.max(0, status.workHeight - status.height)
 
     property bool settingsShown: false
     property bool aboutShown: false
@@ -44,17 +44,22 @@ FocusScope {
         duration: Theme.duration
         easing.type: Easing.OutCubic
     }
+    component Slide: Behavior {
+        enabled: root.settled
+        Fade {}
+    }
 
     Scroller {
         id: scroller
         objectName: "scroller"
         anchors.fill: parent
-        contentHeight: column.height + 48
+        contentHeight: Math.max(height, leastHeight)
 
-        Column {
-            id: column
+        readonly property real leastHeight: game.height + status.height + actions.height + 2 * 24 + 2 * 14
+        readonly property real actionsY: contentHeight - 24 - actions.height
+
+        component Part: Column {
             x: 24
-            y: 24
             width: scroller.width - 48
             spacing: 14
             add: Transition {
@@ -66,6 +71,11 @@ FocusScope {
                 Fade { property: "y" }
                 Fade { property: "opacity"; to: 1 }
             }
+        }
+
+        Part {
+            id: game
+            y: 24
 
             HeroView {
                 objectName: "hero"
@@ -129,20 +139,31 @@ FocusScope {
                 }
                 Label {
                     objectName: "performanceHint"
-                    width: Math.min(Math.ceil(implicitWidth), column.width - bolt.width - hint.spacing)
+                    width: Math.min(Math.ceil(implicitWidth), game.width - bolt.width - hint.spacing)
                     content: "This is a 3D game: it runs best on a fast Mac (Apple silicon recommended)."
                     font: Theme.caption
                     color: Theme.secondary
                     horizontalAlignment: Text.AlignHCenter
                 }
             }
+        }
 
-            StatusView {
-                id: status
-                objectName: "status"
-                width: parent.width
-                model: root.model
-            }
+        StatusView {
+            id: status
+            objectName: "status"
+            x: 24
+            // Grows upwards, so that Play stays where it is.
+            y: scroller.actionsY - 14 - height
+            Slide on y {}
+            width: game.width
+            model: root.model
+        }
+
+        Part {
+            id: actions
+            y: scroller.actionsY
+            // A failure is scrolled into view at once, so it must not slide.
+            Slide on y { enabled: root.settled && !failure.visible }
 
             PlayArea {
                 id: playArea

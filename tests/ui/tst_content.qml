@@ -53,14 +53,17 @@ Item {
             compare(topOf("licenseLine") - bottomOf("tagline"), 4);
             compare(topOf("controlsBox") - bottomOf("licenseLine"), 14);
             compare(topOf("performanceHint") - bottomOf("controlsBox"), 14);
-            compare(topOf("status") - bottomOf("performanceHint"), 14);
+            // Spare room parts the game from its actions.
+            verify(topOf("status") - bottomOf("performanceHint") > 14);
             compare(topOf("playArea") - bottomOf("status"), 14);
             verify(!item("failure").visible);
             compare(topOf("showLogButton") - bottomOf("playArea"), 14);
-            compare(item("scroller").contentHeight - bottomOf("showLogButton"), 24);
+            compare(item("scroller").contentHeight, view.height);
+            compare(view.height - bottomOf("showLogButton"), 24);
 
             model.hasFailure = true;
-            waitForRendering(view);
+            tryVerify(() => topOf("status") - bottomOf("performanceHint") === 14);
+            tryVerify(() => topOf("playArea") - bottomOf("status") === 14);
             compare(topOf("failure") - bottomOf("playArea"), 14);
             compare(topOf("showLogButton") - bottomOf("failure"), 14);
         }
@@ -101,6 +104,17 @@ Item {
             verifyCentred(left("showLogButton"), right("aboutButton"));
             for (const name of ["showLogButton", "settingsButton", "aboutButton"])
                 compare(item(name).font, Theme.body);
+        }
+
+        function test_playStaysWhileRowsComeAndGo() {
+            model.enter("Ready");
+            waitForRendering(view);
+            const before = topOf("playArea");
+            const title = topOf("statusTitle");
+            model.enter("Downloading");
+            waitForRendering(view);
+            compare(topOf("playArea"), before);
+            verify(topOf("statusTitle") < title);
         }
 
         function test_hero() {
