@@ -489,7 +489,9 @@ private Q_SLOTS:
         const QTemporaryDir folder;
         const QString path = folder.filePath(QStringLiteral("a b,ü#"));
         QVERIFY(QDir().mkpath(path));
-        QuickDesktop desktop({{QStringLiteral("touch"), {QStringLiteral("{folder}/opened")}}},
+        QuickDesktop desktop({{QStringLiteral("sh"),
+                               {QStringLiteral("-c"), QStringLiteral("touch \"$0/opened\""),
+                                QStringLiteral("{folder}")}}},
                              QStringLiteral("org.freedesktop.FileManager1"));
         desktop.reveal(path);
         spinUntil([&] { return !desktop.isRevealing(); });
@@ -501,7 +503,9 @@ private Q_SLOTS:
     void withoutAFileManagerTheFolderIsOpened()
     {
         const QTemporaryDir folder;
-        QuickDesktop desktop({{QStringLiteral("touch"), {QStringLiteral("{folder}/opened")}}},
+        QuickDesktop desktop({{QStringLiteral("sh"),
+                               {QStringLiteral("-c"), QStringLiteral("touch \"$0/opened\""),
+                                QStringLiteral("{folder}")}}},
                              QStringLiteral("org.freedesktop.NobodyAtAll"));
         desktop.reveal(folder.path());
         spinUntil([&] { return !desktop.isRevealing(); });

@@ -23,7 +23,9 @@ const Alert question{QStringLiteral("Remove the game and the engine?"),
 
 Platform::Command touching(const QString &file)
 {
-    return {QStringLiteral("touch"), {QStringLiteral("{path}/") + file}};
+    return {QStringLiteral("sh"),
+            {QStringLiteral("-c"), QStringLiteral("touch \"$0/%1\"").arg(file),
+             QStringLiteral("{path}")}};
 }
 
 } // namespace
@@ -290,7 +292,9 @@ private Q_SLOTS:
         QVERIFY(file.open(QIODevice::WriteOnly));
         file.close();
         const QList<Platform::Command> commands{
-            {QStringLiteral("cp"), {QStringLiteral("{path}"), QStringLiteral("{folder}/copy")}}};
+            {QStringLiteral("sh"),
+             {QStringLiteral("-c"), QStringLiteral("cp \"$0\" \"$1/copy\""),
+              QStringLiteral("{path}"), QStringLiteral("{folder}")}}};
         reveal(commands, file.fileName());
         QVERIFY(QFile::exists(folder.filePath(QStringLiteral("copy"))));
     }
