@@ -189,11 +189,11 @@ class Desktop:
         self.key(KEYS[name], True)
         self.key(KEYS[name], False)
 
-    def items(self, parent=None):
+    def items(self, parent=None, app=LAUNCHER):
         top = parent or self.atspi.get_desktop(0)
         for i in range(top.get_child_count()):
             item = top.get_child_at_index(i)
-            if item and (parent or item.get_name() == LAUNCHER):
+            if item and (parent or item.get_name() == app):
                 item.clear_cache()
                 yield item
                 yield from self.items(item)
@@ -401,26 +401,39 @@ class Plasma(Desktop):
         shutil.copy("/usr/bin/kwin_wayland", ROOT / "kwin_wayland")
         (HOME / ".config").mkdir()
         (HOME / ".config/kdeglobals").write_text("[KDE]\nAnimationDurationFactor=0\n")
+        self.export("XDG_CURRENT_DESKTOP", "KDE_FULL_SESSION", "KDE_SESSION_VERSION")
+        self.scripts = 0
         self.start_shell(1)
 
     def start_shell(self, scale):
-        self.scripts = 0
+        sockets = pathlib.Path("/tmp/.X11-unix")
+        for old in sockets.iterdir():
+            old.unlink()
         self.shell = self.spawn(
             str(ROOT / "kwin_wayland"), "--virtual", "--width", str(SCREEN[0]), "--height",
             str(SCREEN[1]), "--scale", str(scale), "--no-lockscreen", "--xwayland")
-        os.environ.update(WAYLAND_DISPLAY="wayland-0", DISPLAY=":0")
+        x11 = until("Xwayland", lambda: next(sockets.iterdir(), None))
+        os.environ.update(WAYLAND_DISPLAY="wayland-0", DISPLAY=f":{x11.name[1:]}")
         until("KWin", lambda: self.call("org.kde.KWin", "/KWin", "supportInformation"))
         self.export("WAYLAND_DISPLAY", "DISPLAY")
         self.panel = self.spawn("plasmashell")
-        until("the panel", lambda: [w for w in self.windows(True) if w["dock"]], 4 * PATIENCE)
+        until("the panel", lambda: [w for w in self.windows("dock")])
+        self.call("org.kde.plasmashell", "/PlasmaShell", "evaluateScript", GLib.Variant("(s)", (
+            f"""panels().forEach(p => p.widgets("org.kde.plasma.icontasks").forEach(tasks => {{
+                tasks.currentConfigGroup = ["General"];
+                tasks.writeConfig("launchers", ["applications:{ID}.desktop"]) }}))""",)),
+            "org.kde.PlasmaShell")
         self.input = FakeInput()
 
     def launch(self):
-        """By the shell's launcher, which hands on its permission to come to the front."""
+        """By the shell's search, which may hand on the permission to come to the front."""
         self.call("org.kde.krunner", "/App", "query", GLib.Variant("(s)", (LAUNCHER,)),
                   "org.kde.krunner.App")
-        time.sleep(6)  # nothing tells when it has found the launcher
+        def search(height):
+            return [w for w in self.windows("dock") if w["focus"] and w["frame"][3] > height]
+        until("a result", lambda: search(50))
         self.press("Return")
+        until("the search's end", lambda: not search(0))
 
     def script(self, text):
         """Runs a script in KWin; returns what it prints."""
@@ -436,14 +449,17 @@ class Plasma(Desktop):
             (line for line in log.read_text(errors="replace").splitlines() if mark in line), None))
         return json.loads(line.split(mark)[1])
 
-    def windows(self, all_of_them=False):
-        found = self.script("""workspace.clientList().filter(c => !c.minimized)
-            .sort((a, b) => a.stackingOrder - b.stackingOrder).map(c => ({
-                title: String(c.caption), id: String(c.desktopFileName), focus: c.active,
-                name: "Brindle", icon: "org.brindle.Brindle", dock: c.dock, normal: c.normalWindow,
-                x11: c.resourceName != "" && c.windowId > 0 && c.toString().includes("X11"),
-                frame: [c.x, c.y, c.width, c.height]}))""")
-        return [w for w in found if w["normal"] or all_of_them]
+    def windows(self, kind="normalWindow"):
+        found = self.script(f"""workspace.clientList().filter(c => c.{kind} && !c.minimized)
+            .sort((a, b) => a.stackingOrder - b.stackingOrder).map(c => ({{
+                title: c.caption, id: String(c.desktopFileName), focus: c.active,
+                x11: String(c).includes("X11"), frame: [c.x, c.y, c.width, c.height]}}))""")
+        apps = {app.get_id(): app for app in Gio.AppInfo.get_all()}
+        for w in found:
+            # The panel takes both from the entry that the id names.
+            app = apps.get(f"{w['id']}.desktop")
+            w.update(name=app and app.get_name(), icon=app and app.get_icon().to_string())
+        return found
 
     def act(self, title, what):
         self.script(f"""workspace.clientList().filter(c => c.caption == '{title}')
@@ -482,7 +498,14 @@ class Plasma(Desktop):
     def set_dark(self, dark):
         run("plasma-apply-colorscheme", "BreezeDark" if dark else "BreezeLight",
             stdout=subprocess.DEVNULL)
-        time.sleep(2)
+        self.wait_for_scheme(dark)
+
+    def set_accent(self, colour):
+        run("plasma-apply-colorscheme", "--accent-color", "#%02x%02x%02x" % colour,
+            stdout=subprocess.DEVNULL)
+        shown = run("kreadconfig5", "--file", "kdeglobals", "--group", "Colors:Selection", "--key",
+                    "BackgroundNormal", capture_output=True, text=True).stdout
+        return tuple(int(part) for part in shown.split(","))
 
     def watch_first_frame(self):
         pass
@@ -500,6 +523,13 @@ class Plasma(Desktop):
             process.kill()
             process.wait()
         self.start_shell(scale)
+
+    def notifications(self):
+        return [item.get_name() for item in self.items(app="plasmashell") if self.has(item, "SHOWING")]
+
+    def log_out(self):
+        self.call("org.kde.ksmserver", "/KSMServer", "logout", GLib.Variant("(iii)", (0, 0, 0)),
+                  "org.kde.KSMServerInterface")
 
 
 class FakeInput:
@@ -588,12 +618,11 @@ def dark(desktop):
 @case
 def accent(desktop):
     """The button to play has the desktop's accent colour."""
-    purple = (145, 65, 172)
-    desktop.set_accent(purple)
+    shown = desktop.set_accent((145, 65, 172))  # a shade of it
     desktop.start()
     desktop.picture("accent")
     marked = sum(count for count, colour in desktop.capture_window().getcolors(1 << 24)
-                 if colour[:3] == purple)
+                 if colour[:3] == shown)
     check(marked > 1000, f"the accent colour: {marked} pixels")
 
 
