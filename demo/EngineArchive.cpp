@@ -12,13 +12,15 @@
 
 namespace brindle {
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr quint32 programMode = 0100755;
 constexpr quint32 fileMode = 0100644;
 
-/// Writes bytes that deflate finds about as hard as a program: repeated short pieces between new
-/// bytes. The same bytes every time.
+/// Writes bytes that pack about as well as a program: short pieces of earlier bytes between new
+/// ones. Writes the same bytes every time.
 void fill(QIODevice &file, qint64 size)
 {
     std::minstd_rand random; // NOLINT: repeatable on purpose
@@ -58,13 +60,13 @@ void EngineArchive::pack(const QString &program, const Platform &platform, const
 {
     QString path = EngineSpec{version, mono}.program(platform);
     if (path.startsWith(u'*')) {
-        path.replace(0, 1, mono ? QStringLiteral("Godot_mono") : QStringLiteral("Godot"));
+        path.replace(0, 1, mono ? u"Godot_mono"_s : u"Godot"_s);
     }
     const bool isBundle = path.contains(u"/Contents/");
     const QString contents = path.section(u'/', 0, 1);
 
     QFile original(program);
-    QTemporaryFile padded(zip + QStringLiteral(".program-XXXXXX"));
+    QTemporaryFile padded(zip + u".program-XXXXXX"_s);
     if (!original.open(QIODevice::ReadOnly) || !padded.open()) {
         throw std::runtime_error("can't read " + program.toStdString());
     }
@@ -74,14 +76,13 @@ void EngineArchive::pack(const QString &program, const Platform &platform, const
 
     ZipWriter writer(zip);
     if (isBundle) {
-        writer.add(contents + QStringLiteral("/Info.plist"), infoPlist, fileMode);
+        writer.add(contents + u"/Info.plist"_s, infoPlist, fileMode);
     }
     writer.addFile(path, padded.fileName(), programMode);
     if (mono) {
-        // Beside the program on Linux, in the bundle's resources on macOS.
-        const QString folder =
-            isBundle ? contents + QStringLiteral("/Resources") : path.section(u'/', 0, -2);
-        writer.add(folder + QStringLiteral("/GodotSharp/Api/Release/GodotSharp.xml"),
+        // The folder lies beside the program on Linux, and in the bundle's resources on macOS.
+        const QString folder = isBundle ? contents + u"/Resources"_s : path.section(u'/', 0, -2);
+        writer.add(folder + u"/GodotSharp/Api/Release/GodotSharp.xml"_s,
                    "<doc><assembly><name>GodotSharp</name></assembly></doc>\n", fileMode);
     }
     writer.close();

@@ -19,7 +19,7 @@ constexpr quint32 linkMode = 0120777;
 
 struct Entry
 {
-    QByteArray content; ///< a link's is its target
+    QByteArray content; ///< or a link's target
     quint32 mode = 0;
     bool isFolder = false;
 };
@@ -27,7 +27,7 @@ struct Entry
 Entry read(const QFileInfo &file)
 {
     if (file.isSymLink()) {
-        // Qt only knows the absolute path that a link leads to.
+        // Qt only gives the absolute path that a link leads to.
         const auto target = std::filesystem::read_symlink(file.filePath().toStdString());
         return {QByteArray::fromStdString(target.string()), linkMode};
     }
@@ -44,8 +44,7 @@ void GitArchive::pack(const QString &folder, const QString &topFolder, const QSt
                       const QMap<QByteArray, QByteArray> &replaced,
                       const QMap<QString, QByteArray> &extraFiles)
 {
-    // In the byte order that git sorts by.
-    std::map<QByteArray, Entry> tree;
+    std::map<QByteArray, Entry> tree; // in git's order
     const QDir top(folder);
     QDirIterator files(folder,
                        QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot,
@@ -81,7 +80,7 @@ void GitArchive::pack(const QString &folder, const QString &topFolder, const QSt
     writer.addFolder(topFolder);
     QCryptographicHash commit(QCryptographicHash::Sha1);
     for (const auto &[path, entry] : tree) {
-        const QString name = topFolder + QLatin1Char('/') + QString::fromUtf8(path);
+        const QString name = topFolder + u'/' + QString::fromUtf8(path);
         if (entry.isFolder) {
             writer.addFolder(name);
         } else {

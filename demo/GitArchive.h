@@ -13,7 +13,7 @@ namespace brindle::GitArchive {
 ///
 /// @param topFolder the repository and branch, such as "godot-brindle-main".
 /// @param replaced texts to replace in ".gitmodules", such as the host's address.
-/// @param extraFiles path to content: added, or in place of the folder's own.
+/// @param extraFiles contents by path, which add files or replace them.
 /// Throws std::runtime_error. Blocks. Any thread.
 void pack(const QString &folder, const QString &topFolder, const QString &zip,
           const QMap<QByteArray, QByteArray> &replaced = {},

@@ -10,10 +10,12 @@
 
 namespace brindle {
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
-const auto releasesPrefix = QStringLiteral("/godotengine/godot-builds/releases/download/");
-const auto checksumName = QStringLiteral("SHA512-SUMS.txt");
+const auto releasesPrefix = u"/godotengine/godot-builds/releases/download/"_s;
+const auto checksumName = u"SHA512-SUMS.txt"_s;
 
 std::unique_ptr<QIODevice> open(const ReleaseHost::Content &content)
 {
@@ -109,17 +111,17 @@ void ReleaseHost::offerEngine(const QString &tag, const QString &name, const Con
 
 QString ReleaseHost::gamePath()
 {
-    return QStringLiteral("/tessel-works/godot-brindle/archive/refs/heads/main.zip");
+    return u"/tessel-works/godot-brindle/archive/refs/heads/main.zip"_s;
 }
 
 QString ReleaseHost::addonPath(const QString &repository)
 {
-    return QStringLiteral("/%1/archive/HEAD.zip").arg(repository);
+    return u"/%1/archive/HEAD.zip"_s.arg(repository);
 }
 
 QString ReleaseHost::enginePath(const QString &tag, const QString &name)
 {
-    return releasesPrefix + tag + QLatin1Char('/') + name;
+    return releasesPrefix + tag + u'/' + name;
 }
 
 QString ReleaseHost::checksumPath(const QString &tag)
@@ -132,11 +134,11 @@ QString ReleaseHost::bodyPath(const QString &path)
     // As on the real hosts: "/<owner>/<name>/zip/<ref>", and an asset's path with a query.
     if (roleOf(path) == releases) {
         const QString asset = path.mid(releasesPrefix.size());
-        return QStringLiteral("/github-production-release-asset/%1?filename=%2")
-            .arg(asset, asset.section(QLatin1Char('/'), -1));
+        return u"/github-production-release-asset/%1?filename=%2"_s.arg(asset,
+                                                                        asset.section(u'/', -1));
     }
     QString body = path;
-    body.replace(QStringLiteral("/archive/"), QStringLiteral("/zip/"));
+    body.replace(u"/archive/"_s, u"/zip/"_s);
     if (body.endsWith(u".zip")) {
         body.chop(4);
     }

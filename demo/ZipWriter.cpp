@@ -14,12 +14,10 @@ namespace {
 constexpr unsigned modeShift = 16;
 constexpr zip_uint32_t dosFolder = 0x10;
 
-/// ASCII names bear no UTF-8 flag, as in the archives of `git archive`. libzip 1.11 gives the flag
-/// to every name that is declared as UTF-8.
+/// Gives ASCII names no UTF-8 flag, as `git archive` does. libzip 1.11 would.
 zip_flags_t encodingOf(const QString &name)
 {
-    const bool isAscii =
-        std::all_of(name.begin(), name.end(), [](QChar c) { return c.unicode() < 0x80; });
+    const bool isAscii = std::ranges::all_of(name, [](QChar c) { return c.unicode() < 0x80; });
     return isAscii ? ZIP_FL_ENC_CP437 : ZIP_FL_ENC_UTF_8;
 }
 

@@ -6,15 +6,13 @@ const OWN := Color("8cc4ff")
 const ENEMY := Color("ff8a6e")
 const FRAME := Color(1, 1, 1, 0.5)
 
-var ground: Texture2D
 var field := Vector2.ONE
 var shown: Array = []
 
 
-## Shows `units`, each with a `position` and an `own` flag, on a field of that size and look. The
-## list is read anew for every frame.
-func show_map(picture: Texture2D, size_of_field: Vector2, units: Array) -> void:
-	ground = picture
+## Shows `units`, each with a `position` and an `own` flag, on a field of that size. Reads the list
+## anew for every frame.
+func show_map(size_of_field: Vector2, units: Array) -> void:
 	field = size_of_field
 	shown = units
 
@@ -25,8 +23,6 @@ func _process(_delta: float) -> void:
 
 func _draw() -> void:
 	draw_rect(Rect2(Vector2(-3, -3), size + Vector2(6, 6)), Color(0.06, 0.08, 0.12, 0.8))
-	if ground != null:
-		draw_texture_rect(ground, Rect2(Vector2.ZERO, size), false, Color(0.8, 0.8, 0.85))
 	draw_rect(Rect2(Vector2.ZERO, size), FRAME, false, 1.0)
 	for unit in shown:
 		draw_circle(unit.position / field * size, 2.5, OWN if unit.own else ENEMY)

@@ -14,15 +14,15 @@
 
 namespace brindle {
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
-const auto addonRepository = QStringLiteral("tessel-works/brindle-minimap");
-
-const auto behaviourFile = QStringLiteral("sample-engine.ini");
+const auto behaviourFile = u"sample-engine.ini"_s;
 /// Long enough for the launcher to count the game as open.
 const QByteArray goodBehaviour = "playSeconds=13\n";
 const QByteArray brokenBehaviour = "playSeconds=2\nplayExit=1\nprintParseError=true\n";
-/// What a real engine finds: an error, and an end that the launcher must explain.
+/// Makes a real engine print an error and end in a way that the launcher must explain.
 const QByteArray brokenScript = "extends Node\n\n\nfunc _ready() -> void:\n"
                                 "\tpush_error(\"The map has no start position.\")\n"
                                 "\tget_tree().quit(1)\n";
@@ -35,11 +35,19 @@ constexpr qint64 sampleSpeed = 8'000'000;
 DemoStage::DemoStage(Content content, const QString &privatePrograms)
     : content_(std::move(content)), platform_(Platform::current(privatePrograms))
 {
-    platform_.dataFolder = file(QStringLiteral("saves"));
-    QDir().mkpath(file(QStringLiteral("temporary")));
+    platform_.dataFolder = file(u"saves"_s);
+    QDir().mkpath(file(u"temporary"_s));
     offerGoodGame();
-    offerAddon();
-    offerEngine();
+
+    const QString addon = file(u"addon.zip"_s);
+    GitArchive::pack(content_.addon, u"brindle-minimap-HEAD"_s, addon);
+    host_.offerAddon(u"tessel-works/brindle-minimap"_s, addon);
+
+    const EngineSpec spec = EngineManager::spec(ProjectInspector::inspect(content_.game));
+    const QString engine = file(u"engine.zip"_s);
+    EngineArchive::pack(content_.engine, platform_, spec.version, spec.mono, engine,
+                        content_.sampleEngine ? sampleEngineBytes : 0);
+    host_.offerEngine(spec.version, spec.zipName(platform_), engine);
     if (content_.sampleEngine) {
         host_.setSpeed(sampleSpeed);
     }
@@ -48,66 +56,37 @@ DemoStage::DemoStage(Content content, const QString &privatePrograms)
 Dependencies DemoStage::parts() const
 {
     Dependencies parts;
-    parts.storageRoot = storageRoot();
-    parts.temporaryFolder = file(QStringLiteral("temporary"));
-    parts.settings =
-        std::make_unique<QSettings>(file(QStringLiteral("settings.ini")), QSettings::IniFormat);
+    parts.storageRoot = file(u"data/Brindle"_s);
+    parts.temporaryFolder = file(u"temporary"_s);
+    parts.settings = std::make_unique<QSettings>(file(u"settings.ini"_s), QSettings::IniFormat);
     parts.codeHost = host_.url();
     parts.platform = platform_;
     parts.clock = std::make_shared<SteadyClock>();
     return parts;
 }
 
-QString DemoStage::storageRoot() const
-{
-    return file(QStringLiteral("data/Brindle"));
-}
-
 void DemoStage::offerGoodGame()
 {
-    QMap<QString, QByteArray> behaviour;
-    if (content_.sampleEngine) {
-        behaviour.insert(behaviourFile, goodBehaviour);
-    }
-    offerGame(QStringLiteral("game"), behaviour);
+    offerGame(u"game.zip"_s, {{behaviourFile, goodBehaviour}});
 }
 
 void DemoStage::offerBrokenGame()
 {
-    QFile project(content_.game + QStringLiteral("/project.godot"));
+    QFile project(content_.game + u"/project.godot"_s);
     if (!project.open(QIODevice::ReadOnly)) {
         throw std::runtime_error("can't read the game's project file");
     }
     const QByteArray mistake("\n[autoload]\n\nMistake=\"*res://mistake.gd\"\n");
-    offerGame(QStringLiteral("broken"),
-              {{QStringLiteral("project.godot"), project.readAll() + mistake},
-               {QStringLiteral("mistake.gd"), brokenScript},
-               {behaviourFile, brokenBehaviour}});
+    offerGame(u"broken.zip"_s, {{u"project.godot"_s, project.readAll() + mistake},
+                                {u"mistake.gd"_s, brokenScript},
+                                {behaviourFile, brokenBehaviour}});
 }
 
 void DemoStage::offerGame(const QString &name, const QMap<QString, QByteArray> &changes)
 {
-    const QString zip = file(name + QStringLiteral(".zip"));
-    const QMap<QByteArray, QByteArray> rewritten{
-        {QByteArrayLiteral("https://github.com"), host_.url().toString().toUtf8()}};
-    GitArchive::pack(content_.game, QStringLiteral("godot-brindle-main"), zip, rewritten, changes);
-    host_.offerGame(zip);
-}
-
-void DemoStage::offerAddon()
-{
-    const QString zip = file(QStringLiteral("addon.zip"));
-    GitArchive::pack(content_.addon, QStringLiteral("brindle-minimap-HEAD"), zip);
-    host_.offerAddon(addonRepository, zip);
-}
-
-void DemoStage::offerEngine()
-{
-    const EngineSpec spec = EngineManager::spec(ProjectInspector::inspect(content_.game));
-    const QString zip = file(QStringLiteral("engine.zip"));
-    EngineArchive::pack(content_.engine, platform_, spec.version, spec.mono, zip,
-                        content_.sampleEngine ? sampleEngineBytes : 0);
-    host_.offerEngine(spec.version, spec.zipName(platform_), zip);
+    GitArchive::pack(content_.game, u"godot-brindle-main"_s, file(name),
+                     {{"https://github.com", host_.url().toString().toUtf8()}}, changes);
+    host_.offerGame(file(name));
 }
 
 } // namespace brindle

@@ -9,8 +9,8 @@
 
 namespace brindle {
 
-/// Everything around a launcher that plays without a network: a release host that offers a game,
-/// its add-on and an engine, and empty folders for the launcher. All of it goes with the stage.
+/// Surroundings for a launcher without a network: a release host that offers a game, its add-on and
+/// an engine, and empty folders. The destructor removes all of them.
 class DemoStage
 {
 public:
@@ -26,22 +26,20 @@ public:
     /// helper programs. Throws std::runtime_error. Blocks.
     DemoStage(Content content, const QString &privatePrograms);
 
-    /// What a model needs, but for its desktop. Each call gives the same folders and settings.
+    /// Returns a model's dependencies without a desktop. Each call gives the same folders and
+    /// settings.
     Dependencies parts() const;
 
     ReleaseHost &host() { return host_; }
-    /// Offers the game with a mistake in it, as an update would bring; and the good one again.
+    /// Offers the game with a mistake in it, as an update may have.
     void offerBrokenGame();
     void offerGoodGame();
-    /// The game closes by itself, some time after it counts as open.
+    /// Whether the game closes by itself, some time after it counts as open.
     bool gameEndsByItself() const { return content_.sampleEngine; }
-    QString storageRoot() const;
 
 private:
-    /// Offers what the folder holds, with `changes` (content by file name) in place of its own.
+    /// Offers the game's folder with `changes`, which are contents by file name.
     void offerGame(const QString &name, const QMap<QString, QByteArray> &changes);
-    void offerAddon();
-    void offerEngine();
     QString file(const QString &name) const { return folder_.filePath(name); }
 
     const Content content_;

@@ -11,12 +11,13 @@
 
 namespace brindle {
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 using namespace std::chrono_literals;
 
-/// As people do it.
-constexpr auto betweenClicks = 100ms;
+constexpr auto betweenClicks = 100ms; // as people click
 
 QQuickItem *descendant(QQuickItem *item, const QString &name)
 {
@@ -56,7 +57,7 @@ bool Hand::canPress(const QString &name)
         return false;
     }
     // A guard takes the clicks on the item that it covers.
-    const QQuickItem *const guard = find(QStringLiteral("guard"));
+    const QQuickItem *const guard = find(u"guard"_s);
     return !guard || !guard->contains(guard->mapFromItem(item, item->boundingRect().center()));
 }
 
@@ -68,7 +69,7 @@ bool Hand::press(const QString &name, int clicks)
     }
     QQuickWindow *const window = item->window();
     if (!QRectF({}, window->size()).contains(item->mapRectToScene(item->boundingRect()))) {
-        // As the Tab key would: the window scrolls to it.
+        // The window scrolls to the item, as after the Tab key.
         item->forceActiveFocus(Qt::TabFocusReason);
     }
     const QPointF place = item->mapToScene(item->boundingRect().center());

@@ -48,16 +48,17 @@ void printTitle(const QString &text)
     print(u"\n%1\n%2"_s.arg(text, QString(text.size(), u'=')));
 }
 
-bool isIn(const History::Moment &moment, AppState::Phase phase)
-{
-    return moment.state.phase == phase;
-}
-
 } // namespace
 
 Tour::Tour(AppModel &model, DemoStage &stage, const QString &pictures)
-    : model_(model), history_(model), stage_(stage), pictures_(pictures)
+    : model_(model), stage_(stage), pictures_(pictures)
 {
+    record();
+    for (const auto signal :
+         {&AppModel::stateChanged, &AppModel::stepTextChanged, &AppModel::detailChanged,
+          &AppModel::progressChanged, &AppModel::workChanged}) {
+        connect(&model, signal, this, &Tour::record);
+    }
     connect(&model, &AppModel::stepTextChanged, this, [this] {
         if (!model_.stepText().isEmpty()) {
             print(u"▶ "_s + model_.stepText());
@@ -104,10 +105,10 @@ QCoro::Task<> Tour::firstPlay()
     co_await press(u"playButton"_s);
     co_await untilState(u"the first step"_s, AppState::Phase::downloading);
     savePicture(u"downloading-the-game"_s);
-    const History::Condition half = [](const History::Moment &moment) {
+    const Condition half = [](const Moment &moment) {
         const bool isEngine = moment.stepText.startsWith(u"Step 2"_s);
         return (isEngine && moment.progress.value_or(0) > 0.5) ||
-               isIn(moment, AppState::Phase::settingUp);
+               moment.state.phase == AppState::Phase::settingUp;
     };
     co_await until(u"half of the engine"_s, half);
     savePicture(u"downloading-the-engine"_s);
@@ -145,7 +146,7 @@ QCoro::Task<> Tour::secondPlay()
 {
     printTitle(u"Second Play: straight to the game, and Stop"_s);
     stage_.host().forgetRequests();
-    // Stop appears between the two clicks, and takes neither.
+    // Stop appears between the two clicks and must take neither.
     co_await press(u"playButton"_s, 2);
     co_await untilState(u"the game's start"_s, AppState::Phase::starting);
     co_await pause(2s);
@@ -163,14 +164,15 @@ QCoro::Task<> Tour::brokenUpdate()
     stage_.offerBrokenGame();
     co_await press(u"settingsButton"_s);
     co_await press(u"updateButton"_s);
-    const History::Condition updates = [](const History::Moment &moment) {
-        return (isIn(moment, AppState::Phase::downloading) && !moment.detail.isEmpty()) ||
-               isIn(moment, AppState::Phase::settingUp);
+    const Condition updates = [](const Moment &moment) {
+        const auto phase = moment.state.phase;
+        return (phase == AppState::Phase::downloading && !moment.detail.isEmpty()) ||
+               phase == AppState::Phase::settingUp;
     };
     co_await until(u"the update's bytes"_s, updates);
     savePicture(u"updating"_s);
     co_await untilState(u"the update's end"_s, AppState::Phase::ready);
-    const History::Condition isOver = [](const History::Moment &moment) { return !moment.works; };
+    const Condition isOver = [](const Moment &moment) { return !moment.works; };
     co_await until(u"the task's end"_s, isOver);
     co_await press(u"playButton"_s);
     co_await untilState(u"the failure"_s, AppState::Phase::needs);
@@ -218,12 +220,36 @@ QCoro::Task<> Tour::untilSeen(QString item)
     }
 }
 
-QCoro::Task<> Tour::until(QString what, History::Condition condition)
+void Tour::record()
+{
+    moments_.push_back({model_.state(), model_.stepText(), model_.detail(), model_.progress(),
+                        model_.work() != nullptr});
+    ++published_;
+}
+
+/// Drops the moments before the first that meets the condition. Returns whether there is one.
+bool Tour::advance(const Condition &condition)
+{
+    const auto needs = [](const Moment &moment) {
+        return moment.state.phase == AppState::Phase::needs;
+    };
+    while (!condition(moments_.front()) && moments_.size() > 1) {
+        const bool needed = needs(moments_.front());
+        moments_.pop_front();
+        const Moment &next = moments_.front();
+        if (!needed && needs(next) && !condition(next)) {
+            throw std::runtime_error("the launcher says: " + next.state.text.toStdString());
+        }
+    }
+    return condition(moments_.front());
+}
+
+QCoro::Task<> Tour::until(QString what, Condition condition)
 {
     QDeadlineTimer deadline(maxSilence);
-    qsizetype known = history_.size();
-    while (!history_.advance(condition)) {
-        if (known != std::exchange(known, history_.size())) {
+    qsizetype known = published_;
+    while (!advance(condition)) {
+        if (known != std::exchange(known, published_)) {
             deadline.setRemainingTime(maxSilence);
         }
         if (deadline.hasExpired()) {
@@ -236,9 +262,7 @@ QCoro::Task<> Tour::until(QString what, History::Condition condition)
 
 QCoro::Task<> Tour::untilState(QString what, AppState::Phase phase)
 {
-    const History::Condition reached = [phase](const History::Moment &moment) {
-        return isIn(moment, phase);
-    };
+    const Condition reached = [phase](const Moment &moment) { return moment.state.phase == phase; };
     auto waiting = until(what, reached);
     co_await waiting;
 }

@@ -2,32 +2,44 @@
 
 #include "core/AppModel.h"
 #include "demostage/DemoStage.h"
-#include "demostage/History.h"
 
 #include <QCoroTask>
 
+#include <deque>
 #include <functional>
+#include <optional>
 
 namespace brindle {
 
 /// Shows all of the launcher by pressing its buttons: a first Play from an empty disk, the sheets,
 /// a second Play, Stop, an update to a broken version of the game, the failure, and its removal. It
-/// goes by what the model publishes, however quick; a picture of a step that is over shows the
-/// next.
+/// finds every state that the model publishes, however short. The picture of a short state may show
+/// the next one.
 class Tour : public QObject
 {
     Q_OBJECT
 
 public:
-    /// Prints headlines and log lines from now on. Numbered pictures of the whole screen replace
-    /// earlier ones in the folder `pictures`; there are none when it is empty.
+    /// Prints headlines and log lines from now on. Saves numbered pictures of the whole screen in
+    /// the folder `pictures` in place of earlier ones, or none when that name is empty.
     Tour(AppModel &model, DemoStage &stage, const QString &pictures);
 
-    /// Runs from the event loop. True when everything went as it should; otherwise says on
-    /// standard error what did not. Must outlive the task.
+    /// Runs from the event loop. Returns false when something went wrong, with the reason on
+    /// standard error. The tour must outlive the task.
     QCoro::Task<bool> run();
 
 private:
+    /// The model's published fields after one of them has changed.
+    struct Moment
+    {
+        AppState state;
+        QString stepText;
+        QString detail;
+        std::optional<double> progress;
+        bool works = false; ///< a task runs
+    };
+    using Condition = std::function<bool(const Moment &moment)>;
+
     QCoro::Task<> firstPlay();
     QCoro::Task<> sheets();
     QCoro::Task<> secondPlay();
@@ -35,18 +47,22 @@ private:
     QCoro::Task<> removal();
 
     QCoro::Task<> press(QString button, int clicks = 1);
-    /// Gives up, with what was waited for, when it does not appear for half a minute.
+    /// Waits for an item that can be pressed. Throws after half a minute.
     QCoro::Task<> untilSeen(QString item);
-    /// Goes on in what the model publishes; gives up when that is nothing for two minutes.
-    QCoro::Task<> until(QString what, History::Condition condition);
+    /// Waits for a moment from the last awaited one on. Throws when the model publishes nothing for
+    /// two minutes, or needs something first.
+    QCoro::Task<> until(QString what, Condition condition);
     QCoro::Task<> untilState(QString what, AppState::Phase phase);
+    void record();
+    bool advance(const Condition &condition);
     QCoro::Task<> picture(QString name);
     void savePicture(const QString &name);
 
     AppModel &model_;
-    History history_;
     DemoStage &stage_;
     const QString pictures_;
+    std::deque<Moment> moments_; // from the last awaited one on
+    qsizetype published_ = 0;    // moments so far
     int taken_ = 0;
     qint64 printed_ = 0; // lines of the log
 };

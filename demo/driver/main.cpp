@@ -1,5 +1,5 @@
-// brindle-demo: the launcher at work in its own window, without a network: everything comes from a
-// release host inside this program.
+// brindle-demo: shows the launcher at work without a network. Everything comes from a release host
+// inside this program.
 
 #include "Tour.h"
 #include "core/AppModel.h"
@@ -14,6 +14,7 @@
 #include <cstdio>
 
 using namespace brindle;
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -28,39 +29,30 @@ struct Options
 Options readOptions(const QCoreApplication &application)
 {
     QCommandLineParser parser;
-    parser.setApplicationDescription(
-        QStringLiteral("Shows the launcher at work, without a network."));
+    parser.setApplicationDescription(u"Shows the launcher at work, without a network."_s);
     parser.addHelpOption();
-    const QCommandLineOption engine(QStringLiteral("engine"),
-                                    QStringLiteral("An engine program instead of the sample's."),
-                                    QStringLiteral("program"));
-    const QCommandLineOption game(QStringLiteral("game"),
-                                  QStringLiteral("A Godot project instead of the sample's."),
-                                  QStringLiteral("folder"));
-    const QCommandLineOption pictures(QStringLiteral("pictures"),
-                                      QStringLiteral("Saves a picture of every stage there."),
-                                      QStringLiteral("folder"));
-    const QCommandLineOption handsOn(QStringLiteral("hands-on"),
-                                     QStringLiteral("Presses nothing: the launcher is yours."));
-    const QCommandLineOption leave(QStringLiteral("leave"), QStringLiteral("Ends after the tour."));
-    parser.addOptions({engine, game, pictures, handsOn, leave});
+    const QString folder = u"folder"_s;
+    parser.addOptions({{u"engine"_s, u"An engine program instead of the sample's."_s, u"program"_s},
+                       {u"game"_s, u"A Godot project instead of the sample's."_s, folder},
+                       {u"pictures"_s, u"Saves a picture of every stage there."_s, folder},
+                       {u"hands-on"_s, u"Presses nothing: the launcher is yours."_s},
+                       {u"leave"_s, u"Ends after the tour."_s}});
     parser.process(application);
 
     Options options;
     options.content.game = QStringLiteral(BRINDLE_DEMO_FOLDER "/game");
     options.content.addon = QStringLiteral(BRINDLE_DEMO_FOLDER "/addon");
-    options.content.engine =
-        QCoreApplication::applicationDirPath() + QStringLiteral("/sample-engine");
-    if (parser.isSet(game)) {
-        options.content.game = parser.value(game);
+    options.content.engine = QCoreApplication::applicationDirPath() + u"/sample-engine"_s;
+    if (parser.isSet(u"game"_s)) {
+        options.content.game = parser.value(u"game"_s);
     }
-    if (parser.isSet(engine)) {
-        options.content.engine = parser.value(engine);
+    if (parser.isSet(u"engine"_s)) {
+        options.content.engine = parser.value(u"engine"_s);
         options.content.sampleEngine = false;
     }
-    options.pictures = parser.value(pictures);
-    options.tour = !parser.isSet(handsOn);
-    options.stay = !parser.isSet(leave);
+    options.pictures = parser.value(u"pictures"_s);
+    options.tour = !parser.isSet(u"hands-on"_s);
+    options.stay = !parser.isSet(u"leave"_s);
     return options;
 }
 
@@ -82,7 +74,7 @@ QCoro::Task<> showTour(Tour *tour, bool stay)
 int main(int argc, char *argv[])
 {
     QGuiApplication application(argc, argv);
-    QCoreApplication::setApplicationName(QStringLiteral("Brindle"));
+    QCoreApplication::setApplicationName(u"Brindle"_s);
     const Options options = readOptions(application);
     try {
         DemoStage stage(options.content, QCoreApplication::applicationDirPath());

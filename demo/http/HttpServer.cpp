@@ -16,6 +16,8 @@
 
 namespace brindle {
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 constexpr qint64 maxHeadBytes = 65'536;
@@ -245,8 +247,8 @@ HttpServer::~HttpServer()
 
 QUrl HttpServer::url(const QString &path, const QString &host) const
 {
-    const auto scheme = tls_ ? QStringLiteral("https") : QStringLiteral("http");
-    return QUrl(QStringLiteral("%1://%2:%3%4").arg(scheme, host, QString::number(port()), path));
+    const auto scheme = tls_ ? u"https"_s : u"http"_s;
+    return QUrl(u"%1://%2:%3%4"_s.arg(scheme, host, QString::number(port()), path));
 }
 
 int HttpServer::requestCount() const
