@@ -7,6 +7,8 @@
 #include <QPointer>
 #include <QtTest>
 
+using namespace Qt::StringLiterals;
+
 namespace brindle {
 
 void AppFixture::prepare()
@@ -51,9 +53,7 @@ void AppFixture::stop()
 
 void AppFixture::startGame()
 {
-    const auto games = [] {
-        return model().log.lines().count(QStringLiteral("engine is playing"));
-    };
+    const auto games = [] { return model().log.lines().count(u"engine is playing"_s); };
     const auto before = games();
     model().startWork(true);
     spinUntil([games, before] { return games() > before; });
@@ -61,7 +61,7 @@ void AppFixture::startGame()
 
 void AppFixture::finishGame()
 {
-    ModelFixture::finishGame(files_->root(QStringLiteral("Game/godot-brindle-main")), 0);
+    ModelFixture::finishGame(files_->root(u"Game/godot-brindle-main"_s), 0);
     spinUntil([] { return !model().work(); });
 }
 

@@ -1,137 +1,112 @@
 #include "Scenes.h"
 
-#include "ui/Phase.h"
+#include <QTest>
+
+using namespace Qt::StringLiterals;
 
 namespace brindle {
 
-namespace {
-
-const QStringList controls{
-    QStringLiteral("WASD or arrow keys: move the camera"), QStringLiteral("Mouse wheel: zoom"),
-    QStringLiteral("Left click: select units"),
-    QStringLiteral("Right click: move, attack or gather"), QStringLiteral("Esc: menu")};
-
-QVariantMap with(QVariantMap properties)
+void Scene::show(bool smallest, const std::function<void(ViewFixture &)> &look) const
 {
-    QVariantMap all{{QStringLiteral("controls"), controls}};
-    all.insert(properties);
-    return all;
-}
-
-QVariantMap busy(Phase::Value phase, const QString &step, QVariantMap more = {})
-{
-    QVariantMap all = with({{QStringLiteral("phase"), phase},
-                            {QStringLiteral("stepText"), step},
-                            {QStringLiteral("canCancel"), true},
-                            {QStringLiteral("canPlay"), false}});
-    all.insert(more);
-    return all;
-}
-
-QVariantMap running(Phase::Value phase, const QString &step)
-{
-    return with({{QStringLiteral("phase"), phase},
-                 {QStringLiteral("stepText"), step},
-                 {QStringLiteral("gameRunning"), true},
-                 {QStringLiteral("canPlay"), false}});
-}
-
-QString failureText()
-{
-    QStringList lines{QStringLiteral("Godot Engine v4.3.stable.official"),
-                      QStringLiteral("OpenGL API 4.6 - Compatibility - Using Device: llvmpipe"),
-                      QString()};
-    for (int i = 1; i <= 12; ++i) {
-        lines << QStringLiteral("SCRIPT ERROR: Parse Error: Identifier \"unit_%1\" not declared in "
-                                "the current scope.")
-                     .arg(i)
-              << QStringLiteral("          at: GDScript::reload (res://main.gd:%1)").arg(40 + i);
+    ViewFixture view;
+    if (qstrcmp(phase, "NotDownloaded") != 0) {
+        view.set({{u"controls"_s,
+                   QStringList{u"WASD or arrow keys: move the camera"_s, u"Mouse wheel: zoom"_s,
+                               u"Left click: select units"_s,
+                               u"Right click: move, attack or gather"_s, u"Esc: menu"_s}}});
     }
-    return lines.join(QLatin1Char('\n'));
-}
-
-} // namespace
-
-Alert question()
-{
-    return {
-        QStringLiteral("Remove the game and the engine?"),
-        QStringLiteral("This frees 486.2 MB. Your saved games (in Godot's own folder) are kept."),
-        {QStringLiteral("Remove"), QStringLiteral("Cancel")}};
+    view.enter(phase);
+    view.set(properties);
+    for (int i = 1; i <= logLines; ++i) {
+        const QString line = i % 9 == 0 ? u"• Fetching add-on addons/minimap %1"_s
+                                        : u"reimport: step %1: res://assets/models/tank.png"_s;
+        view.log().append(line.arg(i));
+    }
+    if (smallest) {
+        view.window()->resize(view.window()->minimumSize());
+    }
+    QVERIFY(QTest::qWaitForWindowActive(view.window()));
+    if (sheet == u"alert") {
+        const Alert question{
+            u"Remove the game and the engine?"_s,
+            u"This frees 486.2 MB. Your saved games (in Godot's own folder) are kept."_s,
+            {u"Remove"_s, u"Cancel"_s}};
+        view.withAlert(question, [&](QQuickItem *) { look(view); });
+        return;
+    }
+    if (!sheet.isEmpty()) {
+        view.openSheet(sheet);
+    }
+    for (int i = 0; i < tabs; ++i) {
+        QTest::keyClick(view.window(), Qt::Key_Tab);
+    }
+    view.settle();
+    look(view);
 }
 
 QList<Scene> scenes()
 {
-    const auto text = [](const char *utf8) { return QString::fromUtf8(utf8); };
-    const QString message = text("The game closed after 3 seconds (exit code 1), so it did not "
-                                 "start properly.");
-    QStringList longControls;
-    for (int i = 0; i < 8; ++i) {
-        longControls << QStringLiteral("Hold the %1th modifier key while dragging a rectangle over "
-                                       "units with the left mouse button to add them to the "
-                                       "selection, or double-click one to select all of its kind")
-                            .arg(i + 1);
+    const QString message = u"The game closed after 3 seconds (exit code 1), so it did not start "
+                            u"properly."_s;
+    QStringList lines{u"Godot Engine v4.3.stable.official"_s,
+                      u"OpenGL API 4.6 - Compatibility - Using Device: llvmpipe"_s, QString()};
+    for (int i = 1; i <= 12; ++i) {
+        lines << u"SCRIPT ERROR: Parse Error: Identifier \"unit_%1\" not declared in the current "
+                 u"scope."_s.arg(i)
+              << u"          at: GDScript::reload (res://main.gd:%1)"_s.arg(40 + i);
     }
+    const QString control = u"Hold a modifier key while dragging a rectangle over units with the "
+                            u"left mouse button to add them to the selection, or double-click one "
+                            u"to select all of its kind"_s;
     return {
-        {"01-not-downloaded", {}, {}},
+        {"01-not-downloaded"},
         {"02-downloading-unknown-size",
-         busy(Phase::Downloading, text("Step 1 of 3 · Downloading the game"),
-              {{text("detail"), text("12.4 MB · 3.1 MB/s")}}),
-         {}},
+         "Downloading",
+         {{u"stepText"_s, u"Step 1 of 3 · Downloading the game"_s},
+          {u"detail"_s, u"12.4 MB · 3.1 MB/s"_s}}},
         {"03-downloading",
-         busy(Phase::Downloading, text("Step 2 of 3 · Downloading Godot 4.3-stable"),
-              {{text("hasProgress"), true},
-               {text("progress"), 0.62},
-               {text("detail"), text("34.2 MB of 55.1 MB · 4.8 MB/s")},
-               {text("timeLeft"), text("About 4 minutes left")}}),
-         {}},
+         "Downloading",
+         {{u"stepText"_s, u"Step 2 of 3 · Downloading Godot 4.3-stable"_s},
+          {u"hasProgress"_s, true},
+          {u"progress"_s, 0.62},
+          {u"detail"_s, u"34.2 MB of 55.1 MB · 4.8 MB/s"_s},
+          {u"timeLeft"_s, u"About 4 minutes left"_s}}},
         {"04-setting-up",
-         busy(Phase::SettingUp,
-              text("Step 3 of 3 · First-time setup, this can take a minute or more"),
-              {{text("detail"), text("Godot is importing the game's files")}}),
-         {}},
+         "SettingUp",
+         {{u"stepText"_s, u"Step 3 of 3 · First-time setup, this can take a minute or more"_s},
+          {u"detail"_s, u"Godot is importing the game's files"_s}}},
         {"05-needs",
-         with({{text("phase"), Phase::Needs},
-               {text("needsMessage"), text("The game needs Godot 3.5, which this app can't use. "
-                                           "Update the game, or try again later.")}}),
-         {}},
-        {"06-ready", with({{text("phase"), Phase::Ready}}), {}},
-        {"07-starting", running(Phase::Starting, text("Starting the game…")), {}},
-        {"08-playing", running(Phase::Playing, text("The game is open")), {}},
+         "Needs",
+         {{u"needsMessage"_s, u"The game needs Godot 3.5, which this app can't use. Update the "
+                              u"game, or try again later."_s}}},
+        {"06-ready", "Ready"},
+        {"07-starting", "Starting", {{u"stepText"_s, u"Starting the game…"_s}}},
+        {"08-playing", "Playing"},
         {"09-failure",
-         with({{text("phase"), Phase::Needs},
-               {text("needsMessage"), message},
-               {text("hasFailure"), true},
-               {text("failureSummary"),
-                message + text(" The game's scripts reported errors. The log below shows where.")},
-               {text("failureText"), failureText()}}),
-         {}},
+         "Needs",
+         {{u"needsMessage"_s, message},
+          {u"hasFailure"_s, true},
+          {u"failureSummary"_s,
+           message + u" The game's scripts reported errors. The log below shows where."_s},
+          {u"failureText"_s, lines.join(u'\n')}}},
         {"10-long-texts",
-         with({{text("name"), text("An extraordinarily long name ").repeated(10)},
-               {text("tagline"), text("<b>not bold</b> and <a href=\"https://x\">no link</a> "
-                                      "عنوان اللعبة 🎮🏰 ")
-                                     .repeated(4)},
-               {text("licenseName"), text("MIT License")},
-               {text("copyright"), QString()},
-               {text("controls"), longControls}}),
-         {}},
-        {"11-settings",
-         with({{text("phase"), Phase::Ready}, {text("storageSize"), text("486.2 MB")}}),
-         text("settings")},
+         "Ready",
+         {{u"name"_s, u"An extraordinarily long name "_s.repeated(10)},
+          {u"tagline"_s,
+           u"<b>not bold</b> and <a href=\"https://x\">no link</a> عنوان اللعبة 🎮🏰 "_s.repeated(
+               4)},
+          {u"copyright"_s, QString()},
+          {u"controls"_s, QStringList(8, control)}}},
+        {"11-settings", "Ready", {{u"storageSize"_s, u"486.2 MB"_s}}, u"settings"_s},
         {"12-settings-while-playing",
-         [&] {
-             QVariantMap all = running(Phase::Playing, text("The game is open"));
-             all.insert({{text("storageSize"), text("486.2 MB")},
-                         {text("fullscreen"), true},
-                         {text("resolution"), 3}});
-             return all;
-         }(),
-         text("settings")},
-        {"13-about", with({{text("phase"), Phase::Ready}}), text("about")},
-        {"14-log", with({{text("phase"), Phase::Ready}}), text("log"), 60},
-        {"15-log-empty", {}, text("log")},
-        {"16-alert", with({{text("phase"), Phase::Ready}}), text("alert")},
-        {"17-focus", with({{text("phase"), Phase::Ready}}), {}, 0, 3},
+         "Playing",
+         {{u"storageSize"_s, u"486.2 MB"_s}, {u"fullscreen"_s, true}, {u"resolution"_s, 3}},
+         u"settings"_s},
+        {"13-about", "Ready", {}, u"about"_s},
+        {"14-log", "Ready", {}, u"log"_s, 60},
+        {"15-log-empty", "NotDownloaded", {}, u"log"_s},
+        {"16-alert", "Ready", {}, u"alert"_s},
+        {"17-focus", "Ready", {}, {}, 0, 3},
     };
 }
 

@@ -1,27 +1,26 @@
 #pragma once
 
-#include "core/Dependencies.h"
+#include "ViewFixture.h"
 
 #include <QList>
-#include <QString>
-#include <QVariantMap>
 
 namespace brindle {
 
-/// What the launcher can look like.
+/// A look of the launcher.
 struct Scene
 {
-    const char *name;
-    QVariantMap properties;
-    QString sheet; ///< "settings", "about", "log" or "alert"; empty for the main window
+    const char *name = "";
+    const char *phase = "NotDownloaded";
+    QVariantMap properties = {};
+    QString sheet = {}; ///< "settings", "about", "log" or "alert"; empty for the main window
     int logLines = 0;
-    int tabs = 0; ///< how often Tab is pressed before
+    int tabs = 0; ///< how often Tab is pressed
+
+    /// Shows it in the smallest window, or in the window's own size, and calls `look`.
+    void show(bool smallest, const std::function<void(ViewFixture &)> &look) const;
 };
 
 /// Every view in each of its states.
 QList<Scene> scenes();
-
-/// The alert of the scenes.
-Alert question();
 
 } // namespace brindle

@@ -1,11 +1,13 @@
 import QtQml
-import QtQuick
 import Brindle
+import BrindleTest
 
-// Stands in for the launcher's model: says what a test tells it to, and records what is called.
+// Stands in for the launcher's model: says what the test says, and records calls.
 QtObject {
     property var calls: []
     property int measurements: 0
+    // Games start and end within their call.
+    property bool quick: false
 
     // Changes take effect at once.
     Component.onCompleted: Theme.still = true
@@ -34,19 +36,30 @@ QtObject {
     property bool removing: false
     property string storageSize: "Zero KB"
     property string repositoryAddress: "github.com/tessel-works/godot-brindle"
-    property QtObject log: null
+    property LogStore log: LogStore {}
 
     readonly property var phases: ["NotDownloaded", "Downloading", "SettingUp", "Needs", "Ready", "Starting", "Playing"]
 
-    // Takes on a phase, with everything that goes with it.
+    // Takes on a phase, and what follows from it.
     function enter(name) {
         phase = Phase[name];
         canCancel = ["Downloading", "SettingUp"].includes(name);
-        gameRunning = ["Starting", "Playing"].includes(name);
-        canPlay = !canCancel && !gameRunning;
+        run(["Starting", "Playing"].includes(name));
     }
-    function play() { calls.push("play"); }
-    function stop() { calls.push("stop"); }
+    function run(game) {
+        gameRunning = game;
+        canPlay = !canCancel && !game;
+    }
+    function play() {
+        calls.push("play");
+        if (quick)
+            run(true);
+    }
+    function stop() {
+        calls.push("stop");
+        if (quick)
+            run(false);
+    }
     function cancel() { calls.push("cancel"); }
     function copyFailure() { calls.push("copyFailure"); }
     function copyLog() { calls.push("copyLog"); }

@@ -14,19 +14,31 @@
 
 #include <optional>
 
+using namespace Qt::StringLiterals;
+
 namespace brindle {
 
 namespace {
 
-/// The first visible item of that name.
-QQuickItem *descendant(QQuickItem *item, const QString &name)
+template <typename T>
+std::unique_ptr<T> made(QQmlEngine &engine, const QUrl &file, const QVariantMap &properties = {})
 {
-    if (item->objectName() == name && item->isVisible()) {
-        return item;
+    QQmlComponent component(&engine, file);
+    std::unique_ptr<T> object(qobject_cast<T *>(component.createWithInitialProperties(properties)));
+    if (!object) {
+        qFatal("%s", qPrintable(component.errorString()));
     }
-    const auto children = item->childItems();
+    return object;
+}
+
+QQuickItem *visibleItem(QQuickItem *below, const QString &name)
+{
+    if (below->objectName() == name && below->isVisible()) {
+        return below;
+    }
+    const auto children = below->childItems();
     for (QQuickItem *child : children) {
-        if (QQuickItem *const found = descendant(child, name)) {
+        if (QQuickItem *const found = visibleItem(child, name)) {
             return found;
         }
     }
@@ -38,14 +50,12 @@ QQuickItem *descendant(QQuickItem *item, const QString &name)
 void ViewFixture::setUpApplication()
 {
     static bool once = false;
-    if (once) {
+    if (std::exchange(once, true)) {
         return;
     }
-    once = true;
     BrindleApp::prepare();
-    QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
-    setFont(QFontDatabase::hasFamily(QStringLiteral("Inter")) ? QStringLiteral("Inter")
-                                                              : QGuiApplication::font().family(),
+    qmlRegisterType<LogStore>("BrindleTest", 1, 0, "LogStore");
+    setFont(QFontDatabase::hasFamily(u"Inter"_s) ? u"Inter"_s : QGuiApplication::font().family(),
             13);
     setDark(false);
 }
@@ -65,25 +75,14 @@ void ViewFixture::setDark(bool dark)
     QGuiApplication::setPalette(palette);
 }
 
-ViewFixture::ViewFixture()
+ViewFixture::ViewFixture(QVariantMap properties)
 {
     setUpApplication();
-    QQmlComponent standIn(&engine_, QUrl::fromLocalFile(QStringLiteral(TEST_FOLDER) +
-                                                        QStringLiteral("/StandIn.qml")));
-    model_.reset(standIn.create());
-    if (!model_) {
-        qFatal("%s", qPrintable(standIn.errorString()));
+    if (!properties.contains(u"model"_s)) {
+        standIn_ = made<QObject>(engine_, QUrl::fromLocalFile(TEST_FOLDER u"/StandIn.qml"_s));
+        properties.insert(u"model"_s, QVariant::fromValue(standIn_.get()));
     }
-    model_->setProperty("log", QVariant::fromValue<QObject *>(&log));
-    QQmlComponent component(&engine_, BrindleApp::mainWindow());
-    if (!component.isReady()) {
-        qFatal("%s", qPrintable(component.errorString()));
-    }
-    window_.reset(qobject_cast<QQuickWindow *>(component.createWithInitialProperties(
-        {{QStringLiteral("model"), QVariant::fromValue(model_.get())}})));
-    if (!window_) {
-        qFatal("%s", qPrintable(component.errorString()));
-    }
+    window_ = made<QQuickWindow>(engine_, BrindleApp::mainWindow(), properties);
     window_->show();
 }
 
@@ -92,16 +91,21 @@ ViewFixture::~ViewFixture() = default;
 void ViewFixture::set(const QVariantMap &properties)
 {
     for (auto it = properties.begin(); it != properties.end(); ++it) {
-        if (!model_->setProperty(it.key().toUtf8().constData(), it.value())) {
+        if (!standIn_->setProperty(it.key().toUtf8().constData(), it.value())) {
             qFatal("the stand-in has no property %s", qPrintable(it.key()));
         }
     }
 }
 
+void ViewFixture::enter(const char *phase)
+{
+    QMetaObject::invokeMethod(standIn_.get(), "enter", Q_ARG(QVariant, QString::fromLatin1(phase)));
+}
+
 QStringList ViewFixture::textProperties() const
 {
     QStringList names;
-    const QMetaObject *const type = model_->metaObject();
+    const QMetaObject *const type = standIn_->metaObject();
     for (int i = QObject::staticMetaObject.propertyCount(); i < type->propertyCount(); ++i) {
         if (type->property(i).typeId() == QMetaType::QString) {
             names << QString::fromLatin1(type->property(i).name());
@@ -112,34 +116,45 @@ QStringList ViewFixture::textProperties() const
 
 QStringList ViewFixture::calls() const
 {
-    return model_->property("calls").toStringList();
+    return standIn_->property("calls").toStringList();
+}
+
+LogStore &ViewFixture::log() const
+{
+    return *standIn_->property("log").value<LogStore *>();
 }
 
 QQuickItem *ViewFixture::find(const QString &name) const
 {
-    return find(window_.get(), name);
+    return visibleItem(window_->contentItem(), name);
 }
 
-QQuickItem *ViewFixture::find(QQuickWindow *in, const QString &name)
+QString ViewFixture::text(const QString &name) const
 {
-    return descendant(in->contentItem(), name);
+    const QQuickItem *const item = find(name);
+    return item ? item->property("text").toString() : QString();
 }
 
 void ViewFixture::click(const QString &name)
 {
-    settle(window());
-    QQuickItem *const item = find(name);
+    settle();
+    const QQuickItem *const item = find(name);
     QTest::mouseClick(window(), Qt::LeftButton, {},
                       item->mapToScene(item->boundingRect().center()).toPoint());
 }
 
+void ViewFixture::takeClicks() const
+{
+    spinUntil([this] { return !find(u"guard"_s); });
+}
+
 QQuickItem *ViewFixture::openSheet(const QString &name)
 {
-    QQuickItem *const content = find(QStringLiteral("content"));
-    content->setProperty(qPrintable(name + QStringLiteral("Shown")), true);
-    const auto *const sheet = content->findChild<QObject *>(name + QStringLiteral("Sheet"));
+    QQuickItem *const content = find(u"content"_s);
+    content->setProperty(qPrintable(name + u"Shown"_s), true);
+    const auto *const sheet = content->findChild<QObject *>(name + u"Sheet"_s);
     spinUntil([sheet] { return sheet->property("opened").toBool(); });
-    settle(window());
+    settle();
     return sheet->property("view").value<QQuickItem *>();
 }
 
@@ -150,8 +165,8 @@ int ViewFixture::withAlert(const Alert &alert, const std::function<void(QQuickIt
     spinUntil([this] { return QGuiApplication::focusWindow() == window(); });
     std::optional<int> answer;
     desktop.runAlert(alert).then([&](int pressed) { answer = pressed; });
-    settle(window());
-    act(find(QStringLiteral("alert")));
+    settle();
+    act(find(u"alert"_s));
     if (!answer) {
         desktop.dismissAlert();
     }
@@ -159,14 +174,14 @@ int ViewFixture::withAlert(const Alert &alert, const std::function<void(QQuickIt
     return *answer;
 }
 
-void ViewFixture::settle(QQuickWindow *window)
+void ViewFixture::settle() const
 {
-    spinUntil([window] { return window->isExposed(); });
+    spinUntil([this] { return window_->isExposed(); });
     for (int frame = 0; frame < 2; ++frame) {
         bool drawn = false;
-        const auto connection = QObject::connect(window, &QQuickWindow::afterRendering, window,
+        const auto connection = QObject::connect(window(), &QQuickWindow::afterRendering, window(),
                                                  [&drawn] { drawn = true; });
-        window->update();
+        window_->update();
         spinUntil([&drawn] { return drawn; });
         QObject::disconnect(connection);
     }

@@ -12,26 +12,31 @@
 
 namespace brindle {
 
-/// The main window on a stand-in model.
+/// The main window, on a stand-in model.
 class ViewFixture
 {
 public:
-    ViewFixture();
+    /// @param properties the window's. A "model" among them takes the stand-in's place.
+    explicit ViewFixture(QVariantMap properties = {});
     ~ViewFixture();
 
-    /// Light or dark, for all windows; to be called before the first window is made or between.
-    static void setDark(bool dark);
-    /// The desktop's default font, for all windows.
-    static void setFont(const QString &family, int pixels);
-    /// The type scale's own size, so that pictures look the same everywhere.
+    /// Makes text look the same on every computer. Calls after the first do nothing.
     static void setUpApplication();
+    /// Makes all windows light or dark. Call while there is no window.
+    static void setDark(bool dark);
+    /// Sets the desktop's default font.
+    static void setFont(const QString &family, int pixels);
 
     /// Sets properties of the stand-in.
     void set(const QVariantMap &properties);
-    /// The stand-in's properties that are texts.
+    /// Sets the stand-in's phase, and what follows from it.
+    void enter(const char *phase);
+    /// Returns the names of the stand-in's texts.
     QStringList textProperties() const;
-    /// What has been called on the stand-in.
+    /// Returns the actions that the views have called.
     QStringList calls() const;
+    /// The stand-in's log.
+    LogStore &log() const;
 
     QQuickWindow *window() const { return window_.get(); }
     QQmlEngine *engine() { return &engine_; }
@@ -40,18 +45,20 @@ public:
     /// Shows an alert, calls `act` with its view, and returns the answer. Dismisses an alert that
     /// `act` leaves open.
     int withAlert(const Alert &alert, const std::function<void(QQuickItem *)> &act);
-    /// The visible item of this object name; null if there is none.
+    /// Returns the visible item of this object name, or null.
     QQuickItem *find(const QString &name) const;
-    static QQuickItem *find(QQuickWindow *in, const QString &name);
-    /// Presses and releases a mouse button in the middle of a visible item.
+    /// Returns the text of a visible item, or nothing.
+    QString text(const QString &name) const;
+    /// Clicks in the middle of a visible item.
     void click(const QString &name);
-    /// Serves events until every window has drawn what it shows.
-    static void settle(QQuickWindow *window);
-    LogStore log;
+    /// Waits until the buttons take clicks. They ignore them for a moment after they appear.
+    void takeClicks() const;
+    /// Waits until the window has drawn its present content.
+    void settle() const;
 
 private:
     QQmlEngine engine_;
-    std::unique_ptr<QObject> model_;
+    std::unique_ptr<QObject> standIn_;
     std::unique_ptr<QQuickWindow> window_;
 };
 

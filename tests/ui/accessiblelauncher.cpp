@@ -13,17 +13,17 @@
 #include <cstdio>
 
 using namespace brindle;
+using namespace Qt::StringLiterals;
 
 int main(int argc, char *argv[])
 {
     QGuiApplication application(argc, argv);
-    QCoreApplication::setApplicationName(QStringLiteral("Brindle"));
+    QCoreApplication::setApplicationName(u"Brindle"_s);
     try {
         const QString programs = QCoreApplication::applicationDirPath();
-        DemoStage stage(
-            {QStringLiteral(DEMO_FOLDER "/game"), QStringLiteral(DEMO_FOLDER "/addon"),
-             QCoreApplication::arguments().value(1, programs + QStringLiteral("/sample-engine"))},
-            programs);
+        DemoStage stage({QStringLiteral(DEMO_FOLDER "/game"), QStringLiteral(DEMO_FOLDER "/addon"),
+                         QCoreApplication::arguments().value(1, programs + u"/sample-engine"_s)},
+                        programs);
         BrindleApp::prepare();
         const auto desktop = std::make_shared<QuickDesktop>(QList<Platform::Command>{});
         AppModel::compose([&stage, desktop] {

@@ -1,21 +1,28 @@
-// The application's way in and its ways out, on the process-wide model.
+// How the application starts and ends, on the process-wide model.
 
 #include "AppFixture.h"
 
 #include "support/Await.h"
-#include "support/WorkerHold.h"
 
 #include <QGuiApplication>
 #include <QtTest>
 
 using namespace brindle;
+using namespace Qt::StringLiterals;
 
 class TestBrindleApp : public AppFixture
 {
     Q_OBJECT
 
-    void close() { app().window()->close(); }
-    void quit() { app().requestQuit(); }
+    QQuickWindow &window() { return *app().window(); }
+    void close() { window().close(); }
+    /// Starts a game, and closes the window while it runs.
+    void closeDuringAGame()
+    {
+        startGame();
+        ask([this] { close(); }, 1);
+        QTRY_VERIFY(!window().isVisible());
+    }
 
 private Q_SLOTS:
     void initTestCase() { prepare(); }
@@ -24,8 +31,8 @@ private Q_SLOTS:
 
     void oneWindow()
     {
-        QCOMPARE(app().window()->title(), QStringLiteral("Brindle"));
-        QCOMPARE(app().window()->minimumSize(), QSize(560, 640));
+        QCOMPARE(window().title(), u"Brindle"_s);
+        QCOMPARE(window().minimumSize(), QSize(560, 640));
         QCOMPARE(QGuiApplication::topLevelWindows().size(), 1);
         QCOMPARE(model().state(), AppState::ready());
     }
@@ -36,10 +43,10 @@ private Q_SLOTS:
         stop();
         start();
         spinUntil([] { return !QGuiApplication::windowIcon().isNull(); });
+        const QIcon icon = QGuiApplication::windowIcon();
         for (const int side : {16, 24, 32, 48, 64, 128}) {
-            const QIcon icon = QGuiApplication::windowIcon();
             QVERIFY(icon.availableSizes().contains(QSize(side, side)));
-            QVERIFY(qAlpha(icon.pixmap(side).toImage().pixel(side / 2, side / 2)) == 255);
+            QCOMPARE(qAlpha(icon.pixmap(side).toImage().pixel(side / 2, side / 2)), 255);
         }
     }
 
@@ -52,9 +59,23 @@ private Q_SLOTS:
         QCOMPARE(static_cast<int>(AppDelegate::TerminateReply::cancel), 0);
     }
 
-    void closingAnIdleWindowQuits()
+    void anIdleApplicationEndsAtOnce_data()
     {
-        close();
+        QTest::addColumn<QString>("keys");
+        QTest::newRow("the window is closed") << QString();
+        QTest::newRow("quit") << u"Ctrl+Q"_s;
+        QTest::newRow("close window") << u"Ctrl+W"_s;
+    }
+    void anIdleApplicationEndsAtOnce()
+    {
+        QFETCH(const QString, keys);
+        if (keys.isEmpty()) {
+            close();
+        } else {
+            window().requestActivate();
+            QVERIFY(QTest::qWaitForWindowActive(&window()));
+            QTest::keySequence(&window(), QKeySequence(keys));
+        }
         spinUntil([this] { return endings() > 0; });
         QVERIFY(!alert());
     }
@@ -64,130 +85,107 @@ private Q_SLOTS:
         startGame();
         ask([this] { close(); }, 1,
             [this] {
-                QCOMPARE(alertMessage(), QStringLiteral("The game is still running"));
-                QCOMPARE(alertText(), QStringLiteral("Quitting will close the game too."));
-                QVERIFY2(app().window()->isVisible(), "the question is asked in the window");
-                // Closing it once more is the same request.
-                close();
+                QCOMPARE(alertMessage(), u"The game is still running"_s);
+                QCOMPARE(alertText(), u"Quitting will close the game too."_s);
+                QVERIFY2(window().isVisible(), "the question is asked in the window");
+                close(); // the same request
             });
-        QTRY_VERIFY(!app().window()->isVisible());
-        QVERIFY(endings() == 0);
+        QTRY_VERIFY(!window().isVisible());
+        QCOMPARE(endings(), 0);
         QVERIFY(model().gameRunning());
 
         // Starting the launcher again brings the window back.
         app().open("a token", "an id");
-        QVERIFY(app().window()->isVisible());
+        QVERIFY(window().isVisible());
         QCOMPARE(qgetenv("XDG_ACTIVATION_TOKEN"), "a token");
         app().open({}, "an id");
         QCOMPARE(qgetenv("XDG_ACTIVATION_TOKEN"), "an id");
         qunsetenv("XDG_ACTIVATION_TOKEN");
         finishGame();
-        QVERIFY(endings() == 0);
+        QCOMPARE(endings(), 0);
     }
 
     void theWindowComesBackWhenTheGameHasEnded()
     {
-        startGame();
-        ask([this] { close(); }, 1);
-        QTRY_VERIFY(!app().window()->isVisible());
+        closeDuringAGame();
         finishGame();
-        QVERIFY(app().window()->isVisible());
-        QVERIFY(endings() == 0);
+        QVERIFY(window().isVisible());
+        QCOMPARE(endings(), 0);
     }
 
-    void aWindowThatNothingBringsBackStaysOpen()
+    void theWindowStaysWhenTheGameHasEndedBefore()
     {
         startGame();
         ask([this] { close(); }, 1, [this] { finishGame(); });
         QCoreApplication::processEvents();
-        QVERIFY(app().window()->isVisible());
-        QVERIFY(endings() == 0);
+        QVERIFY(window().isVisible());
+        QCOMPARE(endings(), 0);
     }
 
     void aRequestWithoutAWindowShowsItWithTheQuestion()
     {
-        startGame();
-        ask([this] { close(); }, 1);
-        QTRY_VERIFY(!app().window()->isVisible());
-        ask([this] { quit(); }, 1, [this] { QVERIFY(app().window()->isVisible()); });
-        QVERIFY(endings() == 0);
+        closeDuringAGame();
+        ask([this] { app().requestQuit(); }, 1, [this] { QVERIFY(window().isVisible()); });
+        QCOMPARE(endings(), 0);
         finishGame();
     }
 
     void aSecondStartBringsTheQuestionForward()
     {
         startGame();
-        ask([this] { quit(); }, 1,
+        ask([this] { app().requestQuit(); }, 1,
             [this] {
                 const QPointer<QObject> question = alert();
-                app().window()->showMinimized();
+                window().showMinimized();
                 app().open("a token");
-                QVERIFY(!(app().window()->windowStates() & Qt::WindowMinimized));
+                QVERIFY(!(window().windowStates() & Qt::WindowMinimized));
                 QCOMPARE(alert(), question.data());
             });
         finishGame();
     }
 
+    void twoRequestsAskTwice_data()
+    {
+        QTest::addColumn<bool>("isPlatforms");
+        QTest::newRow("the launcher's") << false;
+        QTest::newRow("the platform's") << true;
+    }
     void twoRequestsAskTwice()
     {
+        QFETCH(const bool, isPlatforms);
+        const auto request = [&] {
+            QEvent event(QEvent::Quit);
+            if (isPlatforms) {
+                QCoreApplication::sendEvent(qGuiApp, &event);
+                QVERIFY(!event.isAccepted());
+            } else {
+                app().requestQuit();
+            }
+        };
         startGame();
         for (int i = 0; i < 2; ++i) {
-            ask([this] { quit(); }, 1, [this] { QVERIFY(app().window()->isVisible()); });
-            QVERIFY(endings() == 0);
-        }
-        finishGame();
-    }
-
-    void aRequestDuringTheQuestionOpensNoSecondOne()
-    {
-        startGame();
-        ask([this] { quit(); }, 1,
-            [this] {
+            ask(request, 1, [&] {
                 const QPointer<QObject> first = alert();
-                app().requestQuit();
+                request(); // the open question answers it
                 QCOMPARE(alert(), first.data());
-                QVERIFY(endings() == 0);
             });
+            QCOMPARE(endings(), 0);
+        }
         finishGame();
     }
 
     void quitEndsTheGameFirst()
     {
         startGame();
-        ask([this] { quit(); }, 0);
+        ask([this] { app().requestQuit(); }, 0);
         QTRY_COMPARE(endings(), 1);
-        QVERIFY(!app().window()->isVisible());
+        QVERIFY(!window().isVisible());
         spinUntil([] { return !model().work(); });
-        QVERIFY(model().log.lines().contains(QStringLiteral("• Game stopped")));
+        QVERIFY(model().log.lines().contains(u"• Game stopped"_s));
         // Nothing brings the window back now.
         app().open();
-        QVERIFY(!app().window()->isVisible());
+        QVERIFY(!window().isVisible());
         QCOMPARE(endings(), 1);
-    }
-
-    void theKeyboardQuits_data()
-    {
-        QTest::addColumn<Qt::Key>("key");
-        QTest::newRow("quit") << Qt::Key_Q;
-        QTest::newRow("close window") << Qt::Key_W;
-    }
-    void theKeyboardQuits()
-    {
-        QFETCH(Qt::Key, key);
-        app().window()->requestActivate();
-        QVERIFY(QTest::qWaitForWindowActive(app().window()));
-        QTest::keyClick(app().window(), key, Qt::ControlModifier);
-        spinUntil([this] { return endings() > 0; });
-    }
-
-    void thePlatformsQuitAsks()
-    {
-        startGame();
-        QEvent request(QEvent::Quit);
-        ask([&request] { QCoreApplication::sendEvent(qGuiApp, &request); }, 1);
-        QVERIFY(!request.isAccepted());
-        QVERIFY(endings() == 0);
-        finishGame();
     }
 
     void theEndOfTheProcessAsksNothing()
@@ -217,14 +215,10 @@ private Q_SLOTS:
             },
             0,
             [&] {
-                QCOMPARE(alertMessage(), QStringLiteral("Remove the game and the engine?"));
-                if (isQuit) {
-                    quit();
-                } else {
-                    app().forceQuit();
-                }
+                QCOMPARE(alertMessage(), u"Remove the game and the engine?"_s);
+                isQuit ? app().requestQuit() : app().forceQuit();
                 QCOMPARE(endings(), 1);
-                QVERIFY2(!alert(), "it is left to nobody");
+                QVERIFY(!alert());
             });
         QVERIFY2(QFileInfo::exists(root()), "nobody has said Remove");
         QCOMPARE(model().state(), AppState::ready());
@@ -233,54 +227,32 @@ private Q_SLOTS:
     void anEndDuringTheQuestionWhetherToQuit()
     {
         startGame();
-        ask([this] { quit(); }, 1,
+        ask([this] { app().requestQuit(); }, 1,
             [this] {
                 app().forceQuit();
                 QVERIFY(!alert());
             });
         spinUntil([] { return !model().work(); });
         QCOMPARE(endings(), 1);
-        QVERIFY(!app().window()->isVisible());
+        QVERIFY(!window().isVisible());
     }
 
     void aNoticeGivesWayToTheQuestion()
     {
         startGame();
-        bool asked = false;
+        bool isAsked = false;
         ask([] { model().showSaves(); }, 1,
-            [this, &asked] {
-                QCOMPARE(alertMessage(), QStringLiteral("No saves yet"));
-                ask([this] { quit(); }, 1,
-                    [this, &asked] {
-                        asked = true;
-                        QCOMPARE(alertMessage(), QStringLiteral("The game is still running"));
+            [&] {
+                QCOMPARE(alertMessage(), u"No saves yet"_s);
+                ask([this] { app().requestQuit(); }, 1,
+                    [&] {
+                        isAsked = true;
+                        QCOMPARE(alertMessage(), u"The game is still running"_s);
                     });
             });
-        QVERIFY(asked);
+        QVERIFY(isAsked);
         QCOMPARE(endings(), 0);
         finishGame();
-    }
-
-    void nothingIsAskedOnceTheWindowHasGone()
-    {
-        WorkerHold workers;
-        model().removeEverything();
-        QCoreApplication::processEvents();
-        quit();
-        QCOMPARE(endings(), 1);
-        QVERIFY(!app().window()->isVisible());
-        workers.open();
-        spinUntil([] { return !model().work(); });
-        QVERIFY(!alert());
-        QVERIFY(QFileInfo::exists(root()));
-    }
-
-    void aMinimizedWindowIsBroughtBack()
-    {
-        app().window()->showMinimized();
-        app().open();
-        QVERIFY(!(app().window()->windowStates() & Qt::WindowMinimized));
-        QVERIFY(app().window()->isVisible());
     }
 };
 

@@ -5,6 +5,7 @@
 #include <QtTest>
 
 using namespace brindle;
+using namespace Qt::StringLiterals;
 
 class TestDisplayText : public QObject
 {
@@ -19,28 +20,27 @@ private Q_SLOTS:
             QTest::newRow(name) << text << text;
         };
         same("empty", {});
-        same("plain", QStringLiteral("Brindle"));
-        same("markup", QStringLiteral("<b>bold</b> <a href=\"x\">y</a>"));
-        same("right to left", QStringLiteral("שלום עולם"));
-        same("emoji", QStringLiteral("🎮 game"));
-        same("accents", QStringLiteral("Vie\u0302\u0323t"));
+        same("plain", u"Brindle"_s);
+        same("markup", u"<b>bold</b> <a href=\"x\">y</a>"_s);
+        same("right to left", u"שלום עולם"_s);
+        same("emoji", u"🎮 game"_s);
+        same("accents", u"Vie\u0302\u0323t"_s);
         QTest::newRow("tower of accents")
             << u'a' + QString(40, QChar(0x0301)) + u'b' << u'a' + QString(5, QChar(0x0301)) + u'b';
         QTest::newRow("tower of accents of two units each")
-            << u'a' + QStringLiteral("\U0001e944").repeated(20) + u'b'
-            << u'a' + QStringLiteral("\U0001e944").repeated(5) + u'b';
-        same("tabs and lines", QStringLiteral("a\tb\nc"));
+            << u'a' + u"\U0001e944"_s.repeated(20) + u'b'
+            << u'a' + u"\U0001e944"_s.repeated(5) + u'b';
+        same("tabs and lines", u"a\tb\nc"_s);
         same("as long as may be", QString(60, u'x'));
         QTest::newRow("longer") << QString(61, u'x') << QString(60, u'x') + u'…';
         QTest::newRow("through a character")
-            << QString(59, u'x') + QStringLiteral("🎮") << QString(59, u'x') + u'…';
-        QTest::newRow("override") << QStringLiteral("a\u202efdp.exe") << QStringLiteral("afdp.exe");
-        QTest::newRow("isolate") << QStringLiteral("a\u2066b\u2069") << QStringLiteral("ab");
-        QTest::newRow("control") << QStringLiteral("a\u001b[31m\u0007b")
-                                 << QStringLiteral("a[31mb");
-        QTest::newRow("mark") << QStringLiteral("a\u200fb\u061c") << QStringLiteral("ab");
-        QTest::newRow("carriage return") << QStringLiteral("a\rb\r\n") << QStringLiteral("ab\n");
-        QTest::newRow("zero") << QString(QChar(0)) + u'a' << QStringLiteral("a");
+            << QString(59, u'x') + u"🎮"_s << QString(59, u'x') + u'…';
+        QTest::newRow("override") << u"a\u202efdp.exe"_s << u"afdp.exe"_s;
+        QTest::newRow("isolate") << u"a\u2066b\u2069"_s << u"ab"_s;
+        QTest::newRow("control") << u"a\u001b[31m\u0007b"_s << u"a[31mb"_s;
+        QTest::newRow("mark") << u"a\u200fb\u061c"_s << u"ab"_s;
+        QTest::newRow("carriage return") << u"a\rb\r\n"_s << u"ab\n"_s;
+        QTest::newRow("zero") << QString(QChar(0)) + u'a' << u"a"_s;
     }
 
     void texts()

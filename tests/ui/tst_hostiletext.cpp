@@ -1,57 +1,53 @@
-// Whatever a model says, what is shown and what screen readers are told is fit for that.
+// Whatever the model says, the window and screen readers get safe text of limited length.
 
-#include "Scenes.h"
 #include "ViewFixture.h"
 
-#include "ui/Phase.h"
-
 #include <QAccessible>
-#include <QMetaProperty>
 #include <QQuickItem>
 #include <QtTest>
 
 using namespace brindle;
+using namespace Qt::StringLiterals;
 
 namespace {
 
-/// The longest that anything in a window may be, with what is cut off told by one character.
+/// The longest line anywhere, with the character for its cut rest.
 constexpr qsizetype longest = 4'001;
 
-/// A text that begins with its name, and goes on with all that is not to be shown.
+/// Returns a text that begins with its name, and goes on with everything that must not be shown.
 QString hostile(const QString &name)
 {
-    return name + QStringLiteral("\u202e\u2066\u200f\u061c\u001b[31m\u0007\r\u0085<b>x</b>a") +
+    return name + u"\u202e\u2066\u200f\u061c\u001b[31m\u0007\r\u0085<b>x</b>a"_s +
            QString(40, QChar(0x0301)) + QString(1'000'000, u'y');
 }
 
-/// What is wrong with a text that is shown; empty when nothing is.
+/// Returns the fault of a shown text, or nothing.
 QString fault(const QString &text)
 {
-    // A text pane has a length for each of its lines.
     const QStringList lines = text.split(u'\n');
     for (const QString &line : lines) {
         if (line.size() > longest) {
-            return QStringLiteral("%1 characters").arg(line.size());
+            return u"%1 characters"_s.arg(line.size());
         }
     }
     int marks = 0;
     for (const QChar c : text) {
-        // QTextDocument's own line feed, and what an accessible text has in place of an object.
+        // QTextDocument ends lines with this separator.
         if (c == u'\n' || c == u'\t' || c == QChar::ParagraphSeparator) {
             continue;
         }
         marks = c.category() == QChar::Mark_NonSpacing ? marks + 1 : 0;
         if (marks > 5) {
-            return QStringLiteral("a tower of accents");
+            return u"a tower of accents"_s;
         }
         if (c.category() == QChar::Other_Control || c.category() == QChar::Other_Format) {
-            return QStringLiteral("U+%1").arg(c.unicode(), 4, 16, QLatin1Char('0'));
+            return u"U+%1"_s.arg(uint(c.unicode()), 4, 16, QChar(u'0'));
         }
     }
     return {};
 }
 
-/// All texts that are shown or told in a window.
+/// Returns all texts that the window shows or that screen readers get.
 QStringList texts(QQuickWindow *window)
 {
     QStringList all;
@@ -63,11 +59,11 @@ QStringList texts(QQuickWindow *window)
             all << item->property("text").toString();
         }
     }
-    QList<QAccessibleInterface *> told{QAccessible::queryAccessibleInterface(window)};
-    while (!told.isEmpty()) {
-        QAccessibleInterface *const one = told.takeFirst();
+    QList<QAccessibleInterface *> interfaces{QAccessible::queryAccessibleInterface(window)};
+    while (!interfaces.isEmpty()) {
+        QAccessibleInterface *const one = interfaces.takeFirst();
         for (int i = 0; i < one->childCount(); ++i) {
-            told << one->child(i);
+            interfaces << one->child(i);
         }
         for (const auto kind : {QAccessible::Name, QAccessible::Description, QAccessible::Value}) {
             all << one->text(kind);
@@ -87,76 +83,65 @@ class TestHostileText : public QObject
 
     QStringList seen_;
 
-    void look(QQuickWindow *window)
+    void look(const ViewFixture &view)
     {
-        ViewFixture::settle(window);
-        const QStringList all = texts(window);
+        view.settle();
+        const QStringList all = texts(view.window());
         for (const QString &text : all) {
-            const QString what = fault(text);
-            QVERIFY2(what.isEmpty(), qPrintable(what + QStringLiteral(" in ") + text.left(40)));
+            QVERIFY2(fault(text).isEmpty(), qPrintable(fault(text) + u" in "_s + text.left(40)));
         }
         seen_ += all;
     }
-
-    bool isSeen(const QString &name) const
+    void verifySeen(const QStringList &names)
     {
-        return std::any_of(seen_.begin(), seen_.end(),
-                           [&](const QString &text) { return text.contains(name); });
+        for (const QString &name : names) {
+            QVERIFY2(!seen_.filter(name).isEmpty(), qPrintable(name));
+        }
     }
 
 private Q_SLOTS:
     void initTestCase() { ViewFixture::setUpApplication(); }
-
     void init()
     {
         seen_.clear();
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".")));
+        QTest::failOnWarning(QRegularExpression(u"."_s));
     }
 
     void whateverTheModelSays()
     {
         ViewFixture view;
-        const QStringList names = view.textProperties();
-        QVERIFY(names.contains(QStringLiteral("failureText")));
-        for (const QString &name : names) {
+        QStringList names = view.textProperties();
+        QVERIFY(names.contains(u"failureText"));
+        for (const QString &name : std::as_const(names)) {
             view.set({{name, hostile(name)}});
         }
-        const auto list = [](const char *name) {
-            return QStringList{hostile(QLatin1String(name)), hostile(QStringLiteral("another"))};
-        };
-        view.set({{QStringLiteral("controls"), list("controls")},
-                  {QStringLiteral("resolutionLabels"), list("resolution")},
-                  {QStringLiteral("hasFailure"), true},
-                  {QStringLiteral("canCancel"), true},
-                  {QStringLiteral("phase"), Phase::Downloading}});
-        view.log.append(hostile(QStringLiteral("log line")));
-        look(view.window());
-        view.set({{QStringLiteral("phase"), Phase::Needs}});
-        look(view.window());
-        for (const char *sheet : {"settings", "about", "log"}) {
-            view.openSheet(QLatin1String(sheet));
-            look(view.window());
-            view.find(QStringLiteral("content"))->setProperty(QByteArray(sheet) + "Shown", false);
+        for (const auto &list : {u"controls"_s, u"resolutionLabels"_s}) {
+            view.set({{list, QStringList{hostile(list), hostile(u"another"_s)}}});
+            names << list;
         }
-        for (const QString &name :
-             names + QStringList{QStringLiteral("controls"), QStringLiteral("resolution"),
-                                 QStringLiteral("log line")}) {
-            QVERIFY2(isSeen(name), qPrintable(name));
+        view.log().append(hostile(u"log line"_s));
+        view.enter("Downloading");
+        view.set({{u"hasFailure"_s, true}});
+        look(view);
+        view.enter("Needs");
+        look(view);
+        for (const auto &sheet : {u"settings"_s, u"about"_s, u"log"_s}) {
+            view.openSheet(sheet);
+            look(view);
+            QTest::keyClick(view.window(), Qt::Key_Escape);
         }
+        verifySeen(names << u"log line"_s);
     }
 
     void whateverAnAlertSays()
     {
         ViewFixture view;
-        const QStringList names{QStringLiteral("message"), QStringLiteral("details"),
-                                QStringLiteral("yes"), QStringLiteral("no")};
+        const QStringList names{u"message"_s, u"details"_s, u"yes"_s, u"no"_s};
         const Alert alert{hostile(names.at(0)),
                           hostile(names.at(1)),
                           {hostile(names.at(2)), hostile(names.at(3))}};
-        view.withAlert(alert, [&](QQuickItem *) { look(view.window()); });
-        for (const QString &name : names) {
-            QVERIFY2(isSeen(name), qPrintable(name));
-        }
+        view.withAlert(alert, [&](QQuickItem *) { look(view); });
+        verifySeen(names);
     }
 };
 

@@ -9,6 +9,7 @@
 #include <QtTest>
 
 using namespace brindle;
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -54,7 +55,7 @@ class TestIcons : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void init() { QTest::failOnWarning(QRegularExpression(QStringLiteral("."))); }
+    void init() { QTest::failOnWarning(QRegularExpression(u"."_s)); }
 
     void theApplicationsIcon_data()
     {
@@ -67,7 +68,7 @@ private Q_SLOTS:
     void theApplicationsIcon()
     {
         QFETCH(const int, side);
-        QSvgRenderer drawing(QStringLiteral(":/qt-project.org/imports/Brindle/icons/brindle.svg"));
+        QSvgRenderer drawing(u":/qt-project.org/imports/Brindle/icons/brindle.svg"_s);
         QVERIFY(drawing.isValid());
         QImage image = transparent(side);
         QPainter painter(&image);
@@ -110,8 +111,7 @@ private Q_SLOTS:
         QFETCH(const int, side);
         QFETCH(const int, ratio);
         const QColor colour(0, 128, 255);
-        const QImage image =
-            painted(name.constData(), side, {{QStringLiteral("color"), colour}}, ratio);
+        const QImage image = painted(name.constData(), side, {{u"color"_s, colour}}, ratio);
         const double share = covered(image);
         QVERIFY2(share > 0.15 && share < 0.6, qPrintable(QString::number(share)));
         for (int y = 0; y < image.height(); ++y) {
@@ -122,8 +122,8 @@ private Q_SLOTS:
             }
         }
         // Whatever its colour, and however translucent, it covers the same.
-        const QImage faint = painted(
-            name.constData(), side, {{QStringLiteral("color"), QColor(255, 255, 255, 128)}}, ratio);
+        const QImage faint =
+            painted(name.constData(), side, {{u"color"_s, QColor(255, 255, 255, 128)}}, ratio);
         QVERIFY(std::abs(covered(faint) - share * 128 / 255) < 0.005);
     }
 
@@ -139,15 +139,14 @@ private Q_SLOTS:
         QFETCH(const int, ratio);
         constexpr int side = 124; // 100 for the drawing
         const QColor black(0, 0, 0, 84);
-        const QVariantMap plain{{QStringLiteral("color"), QColor(Qt::transparent)},
-                                {QStringLiteral("shadowRadius"), 6.0}};
+        const QVariantMap plain{{u"color"_s, QColor(Qt::transparent)}, {u"shadowRadius"_s, 6.0}};
         QCOMPARE(covered(painted("play", side, plain, ratio)), 0.0);
         QVariantMap shadowed = plain;
-        shadowed.insert(QStringLiteral("shadowColor"), black);
+        shadowed.insert(u"shadowColor"_s, black);
         const QImage shadow = painted("play", side, shadowed, ratio);
         // As much as the symbol covers, spread out; nothing of it is cut off at the edge.
         QVariantMap opaque = plain;
-        opaque.insert(QStringLiteral("color"), QColor(Qt::black));
+        opaque.insert(u"color"_s, QColor(Qt::black));
         const double whole = covered(painted("play", side, opaque, ratio)) * black.alphaF();
         QVERIFY(std::abs(covered(shadow) - whole) < 0.02 * whole);
         for (int i = 0; i < shadow.width(); ++i) {

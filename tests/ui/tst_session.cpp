@@ -17,6 +17,7 @@
 #include <unistd.h>
 
 using namespace brindle;
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -111,8 +112,8 @@ public:
 };
 
 Session session;
-const auto agrees = QStringLiteral("agrees");
-const auto refuses = QStringLiteral("does not agree");
+const auto agrees = u"agrees"_s;
+const auto refuses = u"does not agree"_s;
 
 } // namespace
 
@@ -145,15 +146,14 @@ private Q_SLOTS:
     }
     void init()
     {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral("TypeError")));
+        QTest::failOnWarning(QRegularExpression(u"TypeError"_s));
         start();
     }
     void cleanup() { stop(); }
 
     void anIdleLauncherEndsWithTheSession()
     {
-        QCOMPARE(commit(agrees), (QStringList{QStringLiteral("wants to ask"),
-                                              QStringLiteral("has asked"), agrees}));
+        QCOMPARE(commit(agrees), (QStringList{u"wants to ask"_s, u"has asked"_s, agrees}));
         QVERIFY2(endings() == 0, "others may still keep the session");
         QVERIFY(app().window()->isVisible());
         die();
@@ -175,10 +175,10 @@ private Q_SLOTS:
     {
         startGame();
         ask([] { commit(agrees); }, 0,
-            [this] { QCOMPARE(alertMessage(), QStringLiteral("The game is still running")); });
+            [this] { QCOMPARE(alertMessage(), u"The game is still running"_s); });
         QCOMPARE(endings(), 0);
         spinUntil([] { return !model().work(); });
-        QVERIFY(model().log.lines().contains(QStringLiteral("• Game stopped")));
+        QVERIFY(model().log.lines().contains(u"• Game stopped"_s));
         die();
     }
 
@@ -187,8 +187,7 @@ private Q_SLOTS:
         startGame();
         QStringList done;
         ask([&] { done = commit(refuses); }, 1);
-        QCOMPARE(done, (QStringList{QStringLiteral("wants to ask"),
-                                    QStringLiteral("has asked and cancels"), refuses}));
+        QCOMPARE(done, (QStringList{u"wants to ask"_s, u"has asked and cancels"_s, refuses}));
         session.tell("cancelled");
         QCOMPARE(endings(), 0);
         QVERIFY(model().gameRunning());
@@ -223,8 +222,7 @@ private Q_SLOTS:
                 done = commit(agrees);
                 QVERIFY(!alert());
             });
-        QCOMPARE(done, (QStringList{QStringLiteral("wants to ask"), QStringLiteral("has asked"),
-                                    agrees}));
+        QCOMPARE(done, (QStringList{u"wants to ask"_s, u"has asked"_s, agrees}));
         QVERIFY2(QFileInfo::exists(root()), "nobody has said Remove");
         QCOMPARE(endings(), 0);
         die();
@@ -258,7 +256,7 @@ private Q_SLOTS:
         QVERIFY(!alert());
         QVERIFY2(model().gameRunning(), "the session may yet go on");
         die();
-        QVERIFY(model().log.lines().contains(QStringLiteral("• Game stopped")));
+        QVERIFY(model().log.lines().contains(u"• Game stopped"_s));
     }
 
     void aSecondStartEndsItsStartupSequence()

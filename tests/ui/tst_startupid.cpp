@@ -8,6 +8,7 @@
 #include <QtTest>
 
 using namespace brindle;
+using namespace Qt::StringLiterals;
 
 class TestStartupId : public QObject
 {
@@ -28,11 +29,10 @@ private Q_SLOTS:
             QVERIFY(ids.isEmpty());
             return;
         }
-        QCOMPARE(permission().keys(), QStringList{QStringLiteral("DESKTOP_STARTUP_ID")});
-        const QRegularExpression form(
-            QStringLiteral("^brindle-%1-([0-9]+)-%2_TIME([0-9]+)$")
-                .arg(QString::number(QCoreApplication::applicationPid()),
-                     QRegularExpression::escape(QSysInfo::machineHostName())));
+        QCOMPARE(permission().keys(), QStringList{u"DESKTOP_STARTUP_ID"_s});
+        const QRegularExpression form(u"^brindle-%1-([0-9]+)-%2_TIME([0-9]+)$"_s.arg(
+            QString::number(QCoreApplication::applicationPid()),
+            QRegularExpression::escape(QSysInfo::machineHostName())));
         QSet<QString> numbers;
         QStringList times;
         for (const QString &id : ids) {
@@ -42,8 +42,7 @@ private Q_SLOTS:
             times << match.captured(2);
         }
         QCOMPARE(numbers.size(), 3);
-        QCOMPARE(times, (QStringList{QStringLiteral("1000"), QStringLiteral("4000"),
-                                     QStringLiteral("4000")}));
+        QCOMPARE(times, (QStringList{u"1000"_s, u"4000"_s, u"4000"_s}));
     }
 };
 

@@ -2,78 +2,94 @@ import QtQuick
 import QtTest
 import Brindle
 
-// The box of text that can be selected and copied: its menu, with the mouse and without.
+// The boxes of text: how they scroll, and their menu, with the mouse and without.
 Item {
-    id: stage
-    width: 600
+    width: 640
     height: 640
 
-    Component {
-        id: standIn
-        StandIn {
-            hasFailure: true
-            failureSummary: "It failed."
-            failureText: "one two\nthree"
-        }
-    }
-    Component {
-        id: contentView
-        ContentView { anchors.fill: parent }
-    }
-
-    TestCase {
+    ViewCase {
         name: "TextPane"
-        when: windowShown
 
-        property var content
         property var edit
         property var menu
 
-        function init() {
-            failOnWarning(/.?/);
-            parent.Window.window.requestActivate();
-            tryCompare(parent.Window.window, "active", true);
-            content = createTemporaryObject(contentView, stage, { "model": standIn.createObject(stage) });
-            edit = findChild(content, "failureText").edit;
+        function take(pane) {
+            edit = pane.edit;
             menu = findChild(edit, "textMenu");
             edit.forceActiveFocus(Qt.TabFocusReason);
-            waitForRendering(content);
+            settle();
+            return pane;
         }
-        function cleanup() {
-            if (menu.opened)
-                menu.close();
-        }
-
-        function clipboard() {
-            const probe = createTemporaryQmlObject("import QtQuick; TextEdit {}", stage);
-            probe.paste();
-            return probe.text;
+        function showFailure(text) {
+            model.failureText = text;
+            model.hasFailure = true;
+            return take(item("failureText"));
         }
         function entry(name) {
             return findChild(menu.contentItem, name);
         }
+        function openMenu() {
+            keyClick(Qt.Key_Menu);
+            tryCompare(menu, "opened", true);
+        }
+
+        function test_theLastLinesOfAFailureAreSeenFirst() {
+            const scroller = showFailure("a line").scroller;
+            const showEnd = text => {
+                model.failureText = text.repeat(60) + "the last";
+                tryVerify(() => scroller.lastY > 500 && scroller.contentY === scroller.lastY);
+            };
+            const height = item("failure").height;
+            showEnd("a line\n");
+            compare([item("failureText").height, item("failure").height], [140, height]);
+            // Another failure, as long as the one before it.
+            keyClick(Qt.Key_Home);
+            compare(scroller.contentY, 0);
+            showEnd("b line\n");
+            // Lines that wrap in a narrower window, until the player scrolls.
+            showEnd("a rather long line of the log that goes on\n");
+            const before = scroller.contentHeight;
+            item("failure").width = 300;
+            tryVerify(() => scroller.contentHeight > before && scroller.contentY === scroller.lastY);
+            scroller.contentY = 50;
+            item("failure").width = 512;
+            tryCompare(scroller, "contentHeight", before);
+            compare(scroller.contentY, 50);
+            // A short text begins at its top.
+            model.failureText = "a line";
+            tryCompare(scroller, "contentY", 0);
+        }
+
+        function test_theMouseSelects() {
+            showFailure("one two\nthree");
+            mouseDoubleClickSequence(edit, 5, 5);
+            compare(edit.selectedText, "one");
+            keySequence(StandardKey.Copy);
+            compare(clipboard(), "one");
+        }
 
         function test_theMouseOpensTheMenu() {
-            edit.select(0, 3);
+            showFailure("one two\nthree");
+            edit.select(4, 7);
             mouseClick(edit, 10, 10, Qt.RightButton);
             tryCompare(menu, "opened", true);
-            compare(edit.selectedText, "one");
+            compare(edit.selectedText, "two");
             compare([entry("menuCopy").text, entry("menuSelectAll").text], ["Copy", "Select All"]);
             mouseMove(entry("menuCopy"));
             tryCompare(entry("menuCopy"), "highlighted", true);
             mouseClick(entry("menuCopy"));
             tryCompare(menu, "visible", false);
-            compare(clipboard(), "one");
+            compare(clipboard(), "two");
             verify(edit.activeFocus);
         }
 
         function test_withoutASelectionThereIsNothingToCopy() {
+            showFailure("one two\nthree");
             mouseClick(edit, 10, 10, Qt.RightButton);
             tryCompare(menu, "opened", true);
             verify(!entry("menuCopy").enabled);
             mouseClick(entry("menuSelectAll"));
             tryCompare(menu, "visible", false);
-            compare(edit.selectedText, edit.getText(0, edit.length));
             compare(edit.selectedText.length, 13);
         }
 
@@ -82,6 +98,7 @@ Item {
                     { tag: "Shift+F10", key: Qt.Key_F10, modifiers: Qt.ShiftModifier }];
         }
         function test_theKeyboardOpensTheMenu(data) {
+            showFailure("one two\nthree");
             keyClick(data.key, data.modifiers);
             tryCompare(menu, "opened", true);
             keyClick(Qt.Key_Down);
@@ -90,37 +107,24 @@ Item {
             tryCompare(menu, "visible", false);
             compare(edit.selectedText.length, 13);
             verify(edit.activeFocus);
-            compare(content.model.calls, []);
+            compare(model.calls, []);
         }
 
-        function test_escapeClosesOnlyTheMenu() {
-            keyClick(Qt.Key_Menu);
-            tryCompare(menu, "opened", true);
+        // Keys act on the menu, not on the sheet below it.
+        function test_theMenuInASheet() {
+            view.logShown = true;
+            tryCompare(item("logSheet"), "opened", true);
+            take(findChild(item("logSheet").view, "logPane"));
+            openMenu();
             keyClick(Qt.Key_Escape);
             tryCompare(menu, "visible", false);
             verify(edit.activeFocus);
-        }
-
-        function test_inASheetToo() {
-            content.logShown = true;
-            const sheet = findChild(content, "logSheet");
-            tryCompare(sheet, "opened", true);
-            waitForRendering(sheet.view);
-            const inSheet = findChild(sheet.view, "logPane").edit;
-            inSheet.forceActiveFocus(Qt.TabFocusReason);
-            keyClick(Qt.Key_Menu);
-            const sheetMenu = findChild(inSheet, "textMenu");
-            tryCompare(sheetMenu, "opened", true);
-            keyClick(Qt.Key_Escape);
-            tryCompare(sheetMenu, "visible", false);
-            verify(content.logShown);
-            keyClick(Qt.Key_Menu);
-            tryCompare(sheetMenu, "opened", true);
+            openMenu();
             keyClick(Qt.Key_Down);
             keyClick(Qt.Key_Return);
-            tryCompare(sheetMenu, "visible", false);
-            verify(content.logShown);
-            compare(inSheet.selectedText, "Nothing yet.");
+            tryCompare(menu, "visible", false);
+            verify(view.logShown);
+            compare(edit.selectedText, "Nothing yet.");
         }
     }
 }

@@ -1,10 +1,7 @@
-// Runs the folder's tst_*.qml: every view on a stand-in model.
+// Runs the folder's tst_*.qml: the views on a stand-in model.
 
 #include "ViewFixture.h"
 
-#include "log/LogStore.h"
-
-#include <QQmlEngine>
 #include <QtQuickTest>
 
 class Setup : public QObject
@@ -13,10 +10,6 @@ class Setup : public QObject
 
 public Q_SLOTS:
     void applicationAvailable() { brindle::ViewFixture::setUpApplication(); }
-    void qmlEngineAvailable(QQmlEngine *)
-    {
-        qmlRegisterType<brindle::LogStore>("BrindleTest", 1, 0, "LogStore");
-    }
 };
 
 QUICK_TEST_MAIN_WITH_SETUP(views, Setup)

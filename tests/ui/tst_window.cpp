@@ -1,67 +1,43 @@
-// The main window on the real model.
+// The main window: its size, and keys that are held down.
 
 #include "ModelFixture.h"
 #include "ViewFixture.h"
 
-#include "base/Clock.h"
 #include "support/Await.h"
-#include "ui/BrindleApp.h"
-#include "ui/QuickDesktop.h"
 
-#include <QQmlComponent>
 #include <QQuickItem>
 #include <QtTest>
 
 using namespace brindle;
+using namespace Qt::StringLiterals;
 
 class TestWindow : public QObject
 {
     Q_OBJECT
 
     std::unique_ptr<ModelFixture> fixture_;
-    std::unique_ptr<QQmlEngine> engine_;
-    std::unique_ptr<QQuickWindow> window_;
+    std::unique_ptr<ViewFixture> view_;
 
-    AppModel &app() { return fixture_->model(); }
-    QQuickItem *find(const char *name)
+    QQuickWindow *window() { return view_->window(); }
+    void show(const QVariantMap &properties = {})
     {
-        return ViewFixture::find(window_.get(), QLatin1String(name));
+        view_ = std::make_unique<ViewFixture>(properties);
+        QVERIFY(QTest::qWaitForWindowActive(window()));
+        view_->settle();
     }
-    QString text(const char *name)
-    {
-        QQuickItem *const item = find(name);
-        return item ? item->property("text").toString() : QString();
-    }
+    /// Shows the window on a real model.
+    void showModel() { show({{u"model"_s, QVariant::fromValue<QObject *>(&fixture_->model())}}); }
 
 private Q_SLOTS:
-    void initTestCase() { ViewFixture::setUpApplication(); }
-
     void init()
     {
-        QTest::failOnWarning(QRegularExpression(QStringLiteral(".")));
+        QTest::failOnWarning(QRegularExpression(u"."_s));
         fixture_ = std::make_unique<ModelFixture>();
-        engine_ = std::make_unique<QQmlEngine>();
-        QQmlComponent component(engine_.get(), BrindleApp::mainWindow());
-        window_.reset(qobject_cast<QQuickWindow *>(component.createWithInitialProperties(
-            {{QStringLiteral("model"), QVariant::fromValue<QObject *>(&app())}})));
-        QVERIFY2(window_, qPrintable(component.errorString()));
-        window_->show();
-        QVERIFY(QTest::qWaitForWindowActive(window_.get()));
-        ViewFixture::settle(window_.get());
     }
-
     void cleanup()
     {
-        window_.reset();
-        engine_.reset();
+        view_.reset();
         fixture_.reset();
-    }
-
-    void neverSmallerThanItsContentNeeds()
-    {
-        QCOMPARE(window_->title(), QStringLiteral("Brindle"));
-        QCOMPARE(window_->minimumSize(), QSize(560, 640));
-        QVERIFY(window_->width() >= 560 && window_->height() >= 640);
     }
 
     void asHighAsItsContentWants_data()
@@ -70,164 +46,98 @@ private Q_SLOTS:
         QTest::addColumn<int>("controls");
         QTest::addColumn<QSize>("lowest");
         QTest::addColumn<QSize>("highest");
-        QTest::newRow("a large screen")
-            << QSize(1920, 1000) << 0 << QSize(640, 640) << QSize(640, 660);
-        QTest::newRow("more to show")
-            << QSize(1920, 1000) << 12 << QSize(640, 760) << QSize(640, 960);
-        QTest::newRow("more than fits")
-            << QSize(1920, 1000) << 50 << QSize(640, 1000) << QSize(640, 1000);
-        QTest::newRow("1366x768 with a panel")
-            << QSize(1366, 680) << 12 << QSize(640, 680) << QSize(640, 680);
-        QTest::newRow("1920x1080 at 150 %")
-            << QSize(1280, 650) << 12 << QSize(640, 650) << QSize(640, 650);
-        QTest::newRow("a small screen")
-            << QSize(520, 400) << 12 << QSize(560, 640) << QSize(560, 640);
+        const auto row = [](const char *name, QSize room, int controls, QSize lowest,
+                            QSize highest) {
+            QTest::newRow(name) << room << controls << lowest << highest;
+        };
+        row("a large screen", {1920, 1000}, 0, {640, 640}, {640, 660});
+        row("more to show", {1920, 1000}, 12, {640, 760}, {640, 960});
+        row("more than fits", {1920, 1000}, 50, {640, 1000}, {640, 1000});
+        row("1366x768 with a panel", {1366, 680}, 12, {640, 680}, {640, 680});
+        row("1920x1080 at 150 %", {1280, 650}, 12, {640, 650}, {640, 650});
+        row("a small screen", {520, 400}, 12, {560, 640}, {560, 640});
     }
-
     void asHighAsItsContentWants()
     {
-        QFETCH(QSize, room);
-        QFETCH(int, controls);
-        QFETCH(QSize, lowest);
-        QFETCH(QSize, highest);
-        ProjectInfo info;
-        info.controls = QStringList(controls, QStringLiteral("a line"));
-        app().set(&Status::info, info);
-        QQmlComponent component(engine_.get(), BrindleApp::mainWindow());
-        const std::unique_ptr<QObject> object(component.createWithInitialProperties(
-            {{QStringLiteral("model"), QVariant::fromValue<QObject *>(&app())},
-             {QStringLiteral("room"), room}}));
-        auto *const window = qobject_cast<QQuickWindow *>(object.get());
-        window->show();
-        ViewFixture::settle(window);
-        QVERIFY2(window->width() >= lowest.width() && window->width() <= highest.width(),
-                 qPrintable(QString::number(window->width())));
-        QVERIFY2(window->height() >= lowest.height() && window->height() <= highest.height(),
-                 qPrintable(QString::number(window->height())));
+        QFETCH(const QSize, room);
+        QFETCH(const int, controls);
+        QFETCH(const QSize, lowest);
+        QFETCH(const QSize, highest);
+        show({{u"room"_s, room}});
+        view_->set({{u"controls"_s, QStringList(controls, u"a line"_s)}});
+        view_->settle();
+        const QSize size = window()->size();
+        QCOMPARE(size, size.expandedTo(lowest).boundedTo(highest));
         // It has room for the rows of a download.
-        const int before = window->height();
-        app().set(&Status::state, AppState::downloading(QStringLiteral("x")));
-        app().set(&Status::stepText, QStringLiteral("the step"));
-        app().updateProgress(1'000'000, 4'000'000, 2'000'000);
-        ViewFixture::settle(window);
-        QCOMPARE(window->height(), before);
-        const auto *const scroller = ViewFixture::find(window, QStringLiteral("scroller"));
-        if (before < room.height()) {
-            QVERIFY(scroller->property("contentHeight").toReal() <= before);
+        view_->enter("Downloading");
+        view_->set({{u"stepText"_s, u"the step"_s},
+                    {u"hasProgress"_s, true},
+                    {u"detail"_s, u"1 MB of 4 MB"_s}});
+        view_->settle();
+        QCOMPARE(window()->size(), size);
+        if (size.height() < room.height()) {
+            QCOMPARE(view_->find(u"scroller"_s)->property("lastY").toReal(), 0.0);
         }
     }
 
-    void aFailureGetsRoom_data()
+    void aFailureGetsRoomInTheFirstSize()
     {
-        QTest::addColumn<bool>("sized");
-        QTest::newRow("in the first size") << false;
-        QTest::newRow("in the player's size") << true;
-    }
-    void aFailureGetsRoom()
-    {
-        QFETCH(bool, sized);
-        window_->setProperty("room", QSize(1920, 1000));
-        if (sized) {
-            window_->resize(700, 650);
-        }
-        ViewFixture::settle(window_.get());
-        const QSize before = window_->size();
-        app().set(&Status::failure,
-                  FailureReport{QStringLiteral("summary"), {QStringLiteral("line")}});
-        ViewFixture::settle(window_.get());
-        const auto *const scroller = find("scroller");
-        if (sized) {
-            QCOMPARE(window_->size(), before);
-        } else {
-            QVERIFY(scroller->property("contentHeight").toReal() <= window_->height());
-        }
+        show({{u"room"_s, QSize(1920, 1000)}});
+        const auto fail = [this](bool hasFailure) {
+            view_->set({{u"hasFailure"_s, hasFailure}});
+            view_->settle();
+            return window()->size();
+        };
+        fail(true);
+        QCOMPARE(view_->find(u"scroller"_s)->property("lastY").toReal(), 0.0);
+        fail(false);
+        // The player's size stays.
+        window()->resize(700, 650);
+        QCOMPARE(fail(true), QSize(700, 650));
     }
 
     void nothingMovesInAWindowThatIsNotSeen()
     {
-        app().set(&Status::state, AppState::downloading(QStringLiteral("x")));
-        const QQuickItem *const bar = find("indeterminateBar");
-        QVERIFY(bar);
+        showModel();
+        fixture_->model().set(&Status::state, AppState::downloading(u"x"_s));
+        const QQuickItem *const bar = view_->find(u"indeterminateBar"_s);
         const auto moves = [bar] { return bar->property("moving").toBool(); };
         QVERIFY(moves());
-        window_->hide();
-        QVERIFY(!moves());
-        window_->show();
-        QVERIFY(moves());
-        window_->setVisibility(QWindow::Minimized);
-        QVERIFY(!moves());
-        window_->setVisibility(QWindow::Windowed);
-        QVERIFY(moves());
-    }
-
-    void playByKeyboardTwice()
-    {
-        QTest::keyClick(window_.get(), Qt::Key_Space);
-        const auto work = app().work();
-        QVERIFY(work);
-        QTest::keyClick(window_.get(), Qt::Key_Space);
-        QCOMPARE(app().work(), work);
-        // The second press was for Show log, which has the focus meanwhile.
-        QTest::keyClick(window_.get(), Qt::Key_Escape);
-        fixture_->waitUntilIdle();
-        // Nothing listens at the fixture's address.
-        QCOMPARE(text("statusTitle"), QStringLiteral("Needs something"));
-        QVERIFY(!text("needsMessage").isEmpty());
-        QVERIFY(find("playButton")->isEnabled());
-        QTRY_VERIFY2(find("playButton")->hasActiveFocus(), "the focus must come back to Play");
+        for (const auto unseen : {QWindow::Hidden, QWindow::Minimized}) {
+            window()->setVisibility(unseen);
+            QVERIFY(!moves());
+            window()->setVisibility(QWindow::Windowed);
+            QVERIFY(moves());
+        }
     }
 
     void aHeldKeyPlaysOnce_data()
     {
         QTest::addColumn<Qt::Key>("key");
-        QTest::newRow("space") << Qt::Key_Space;
-        QTest::newRow("return") << Qt::Key_Return;
+        QTest::newRow("Space") << Qt::Key_Space;
+        QTest::newRow("Return") << Qt::Key_Return;
     }
-
     void aHeldKeyPlaysOnce()
     {
-        QFETCH(Qt::Key, key);
+        QFETCH(const Qt::Key, key);
+        showModel();
         const auto repeat = [&] {
             for (const auto action : {QTest::Release, QTest::Press}) {
-                QTest::simulateEvent(window_.get(), action == QTest::Press, key, {}, {}, true);
+                QTest::simulateEvent(window(), action == QTest::Press, key, {}, {}, true);
             }
         };
-        QTest::keyPress(window_.get(), key);
-        repeat();
-        repeat();
-        // Play comes back, and takes the focus; the key is still down.
+        QTest::keyPress(window(), key);
+        for (int i = 0; i < 2; ++i) {
+            repeat();
+            // Nothing listens at the fixture's address. Play comes back while the key is down.
+            fixture_->waitUntilIdle();
+            QTRY_VERIFY(view_->find(u"playButton"_s)->hasActiveFocus());
+        }
+        QTest::keyRelease(window(), key);
         fixture_->waitUntilIdle();
-        QTRY_VERIFY(find("playButton")->hasActiveFocus());
-        const QStringList log = app().log.lines();
-        repeat();
-        repeat();
-        fixture_->waitUntilIdle();
-        QCOMPARE(app().log.lines(), log);
-        QTest::keyRelease(window_.get(), key);
-    }
-
-    void aGameFromPlayToStop()
-    {
-        fixture_->installByHand(ModelFixture::engineScript());
-        await(app().refreshState());
-        QCOMPARE(text("statusTitle"), QStringLiteral("Ready"));
-        QTest::keyClick(window_.get(), Qt::Key_Return);
-        spinUntil(
-            [this] { return app().log.lines().contains(QStringLiteral("engine is playing")); });
-        QCOMPARE(text("statusTitle"), QStringLiteral("Starting…"));
-        QQuickItem *const stop = find("stopButton");
-        QVERIFY(stop);
-        ViewFixture::settle(window_.get());
-        spinUntil([stop] {
-            return !stop->findChild<QQuickItem *>(QStringLiteral("guard"))->isVisible();
-        });
-        QTest::mouseClick(
-            window_.get(), Qt::LeftButton, {},
-            stop->mapToScene(QPointF(stop->width() / 2, stop->height() / 2)).toPoint());
-        fixture_->waitUntilIdle();
-        QVERIFY(app().log.lines().contains(QStringLiteral("• Game stopped")));
-        QCOMPARE(text("statusTitle"), QStringLiteral("Ready"));
-        QVERIFY(find("playButton"));
+        QCOMPARE(fixture_->model().log.lines().filter(u"• Problem: "_s).size(), 1);
+        QCOMPARE(view_->text(u"statusTitle"_s), u"Needs something"_s);
+        QVERIFY(!view_->text(u"needsMessage"_s).isEmpty());
     }
 
     void aHeldKeyClosesOneLayer_data()
@@ -239,19 +149,17 @@ private Q_SLOTS:
     }
     void aHeldKeyClosesOneLayer()
     {
-        QFETCH(Qt::Key, key);
-        QFETCH(Qt::KeyboardModifier, modifier);
-        find("content")->setProperty("settingsShown", true);
-        QTRY_VERIFY(find("doneButton"));
-        for (const bool repeated : {false, true, true, true}) {
-            QTest::simulateEvent(window_.get(), true, key, modifier, {}, repeated);
-            QTest::qWait(1);
+        QFETCH(const Qt::Key, key);
+        QFETCH(const Qt::KeyboardModifier, modifier);
+        show();
+        view_->openSheet(u"settings"_s);
+        for (const bool isRepeated : {false, true, true, true}) {
+            QTest::simulateEvent(window(), true, key, modifier, {}, isRepeated);
+            QCoreApplication::processEvents();
         }
-        QTRY_VERIFY(!find("doneButton"));
-        for (int i = 0; i < 3; ++i) {
-            QTest::simulateEvent(window_.get(), true, key, modifier, {}, true);
-        }
-        QVERIFY(window_->isVisible());
+        QTRY_VERIFY(!view_->find(u"doneButton"_s));
+        QTest::simulateEvent(window(), true, key, modifier, {}, true);
+        QVERIFY(window()->isVisible());
     }
 };
 
