@@ -206,8 +206,10 @@ private Q_SLOTS:
         QTest::addColumn<QStringList>("made");
         const Platform::Command missing{u"/no/such/program"_s, {}};
         const Platform::Command failing{u"false"_s, {}};
-        const Platform::Command copying{u"cp"_s, {u"{path}"_s, u"{folder}/copy"_s}};
-        const Platform::Command touching{u"touch"_s, {u"{folder}/touched"_s}};
+        const Platform::Command copying{
+            u"sh"_s, {u"-c"_s, u"cp \"$0\" \"$1/copy\""_s, u"{path}"_s, u"{folder}"_s}};
+        const Platform::Command touching{
+            u"sh"_s, {u"-c"_s, u"touch \"$0/touched\""_s, u"{folder}"_s}};
         QTest::newRow("the third succeeds")
             << QList{missing, failing, copying, touching} << QStringList{u"copy"_s};
         QTest::newRow("none succeeds") << QList{missing, failing} << QStringList();
