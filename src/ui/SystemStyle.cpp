@@ -50,6 +50,7 @@ QColor toColour(const QVariant &value)
 SystemStyle::SystemStyle(QObject *parent) : QObject(parent)
 {
     qGuiApp->installEventFilter(this);
+    qRegisterMetaType<QDBusVariant>(); // or Qt (6.4) refuses to connect a slot that takes one
     askPortal(this);
 }
 

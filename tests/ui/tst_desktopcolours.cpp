@@ -12,10 +12,12 @@
 #include <QDBusVariant>
 #include <QFile>
 #include <QGuiApplication>
+#include <QProcess>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include <cstdio>
 #include <stdexcept>
 
 using namespace brindle;
@@ -216,6 +218,19 @@ private Q_SLOTS:
         QCOMPARE(changed.size(), 2);
     }
 
+    /// As this program, unlike the launcher, made Qt know the types of the portal's signals.
+    void aProgramOfItsOwnFollows()
+    {
+        SettingsPortal portal({{schemeKey, 1U}});
+        QProcess program;
+        program.start(QCoreApplication::applicationFilePath(), {u"tst_desktopcolours"_s, u"--follow"_s});
+        spinUntil([&] { return program.readLine() == "dark\n"; });
+        portal.choose(schemeKey, 2U);
+        spinUntil([&] { return program.readLine() == "light\n"; });
+        program.kill();
+        QVERIFY(program.waitForFinished());
+    }
+
     void onlyThePortalIsHeard()
     {
         SettingsPortal portal({{schemeKey, 1U}});
@@ -238,8 +253,25 @@ private Q_SLOTS:
     }
 };
 
+/// Prints the style, now and after each change.
+static int printStyle(int argc, char *argv[])
+{
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    const QGuiApplication application(argc, argv);
+    const SystemStyle style;
+    const auto print = [&style] {
+        std::puts(style.isDark() ? "dark" : "light");
+        std::fflush(stdout);
+    };
+    QObject::connect(&style, &SystemStyle::changed, print);
+    return QGuiApplication::exec();
+}
+
 int main(int argc, char *argv[])
 {
+    if (argc > 1 && argv[argc - 1] == QByteArray("--follow")) {
+        return printStyle(argc, argv);
+    }
     // Only there Qt asks which desktop it is.
     moveToVirtualDisplay(ON_VIRTUAL_DISPLAY, argc, argv);
     const QTemporaryDir settings;
