@@ -484,21 +484,6 @@ private Q_SLOTS:
         spinUntil([&] { return QFile::exists(file); });
     }
 
-    void endsWithItsLauncher()
-    {
-        if (QSysInfo::kernelType() != u"linux") {
-            QSKIP("this system binds no child to its parent");
-        }
-        const Lifeline lifeline;
-        ChildRun launcher(u"pid: killed:%1 hold:%2 ignore:15 line:ready wait:"_s.arg(
-            testChild(), lifeline.path()));
-        launcher.waitFor(u"ready"_s);
-        QVERIFY(!lifeline.isDropped());
-        QVERIFY(killPrinted(launcher.lines->all().constFirst()));
-        QCOMPARE(launcher.status(), SIGKILL);
-        spinUntil([&] { return lifeline.isDropped(); });
-    }
-
     void survivesTheEndOfItsLauncher()
     {
         const Gate gate;

@@ -11,6 +11,7 @@
 #include "support/TestFiles.h"
 #include "support/Thrown.h"
 
+#include <QProcess>
 #include <QScopeGuard>
 #include <QTemporaryDir>
 #include <QTest>
@@ -287,6 +288,22 @@ private Q_SLOTS:
         QVERIFY(QFile::exists(at(u"asked"_s)));
     }
 
+
+    void aToolEndsWithTheLauncher()
+    {
+        if (QSysInfo::kernelType() != u"linux") {
+            QSKIP("this system binds no child to its parent");
+        }
+        const Lifeline lifeline;
+        QProcess launcher;
+        launcher.start(testChild(), {u"toolbox:"_s + testChild(), u"hold:"_s + lifeline.path(),
+                                     u"ignore:15"_s, u"touch:"_s + at(u"working"_s), u"wait:"_s});
+        spinUntil([this] { return QFile::exists(at(u"working"_s)); });
+        QVERIFY(!lifeline.isDropped());
+        launcher.kill();
+        QVERIFY(launcher.waitForFinished());
+        spinUntil([&] { return lifeline.isDropped(); });
+    }
 };
 
 QTEST_GUILESS_MAIN(TestTools)

@@ -30,7 +30,7 @@
 //   exit:N               ends with a code
 //   staging:FOLDER       makes a staging folder there and prints its path
 //   launcher:PROGRAM     runs a program with the other arguments (TestLauncher.h)
-//   killed:PROGRAM       does the same with a program that dies with it
+//   toolbox:PROGRAM      does the same with a tool, whose output is dropped
 
 #include "TestLauncher.h"
 
@@ -295,8 +295,7 @@ const std::map<std::string, std::function<void(Argument)>> verbs{
 
 int runSteps(const std::vector<std::string> &steps)
 {
-    using Bond = brindle::ManagedProcess::OnParentDeath;
-    for (size_t i = 0; i < steps.size(); ++i) {
+        for (size_t i = 0; i < steps.size(); ++i) {
         const std::string &step = steps[i];
         const std::string verb = step.substr(0, step.find(':'));
         const std::string argument = step.substr(std::min(verb.size() + 1, step.size()));
@@ -307,9 +306,8 @@ int runSteps(const std::vector<std::string> &steps)
             }
             return 0;
         }
-        if (verb == "launcher" || verb == "killed") {
-            const Bond bond = verb == "killed" ? Bond::kill : Bond::survive;
-            return brindle::runTestLauncher(argument, rest, bond);
+        if (verb == "launcher" || verb == "toolbox") {
+            return brindle::runTestLauncher(argument, rest, verb == "toolbox");
         }
         if (verb == "parent") {
             return 0; // only the copy gets here

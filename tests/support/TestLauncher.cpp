@@ -2,6 +2,8 @@
 
 #include "files/StagingFolder.h"
 #include "platform/ProcessLock.h"
+#include "process/ManagedProcess.h"
+#include "process/Tools.h"
 #include "support/Await.h"
 
 #include <QCoreApplication>
@@ -24,7 +26,7 @@ QCoro::Task<> quitWithChild(std::shared_ptr<ManagedProcess> child, std::stop_tok
 } // namespace
 
 int runTestLauncher(const std::string &program, const std::vector<std::string> &arguments,
-                    ManagedProcess::OnParentDeath bond)
+                    bool isTool)
 {
     std::string name = "testlauncher";
     int count = 1;
@@ -34,6 +36,10 @@ int runTestLauncher(const std::string &program, const std::vector<std::string> &
     QStringList list;
     for (const std::string &argument : arguments) {
         list.append(QString::fromStdString(argument));
+    }
+    if (isTool) {
+        Tools::run(QString::fromStdString(program), list);
+        return QCoreApplication::exec();
     }
     std::stop_source stop;
     const auto onLine = [&](const QString &line) {
@@ -48,7 +54,7 @@ int runTestLauncher(const std::string &program, const std::vector<std::string> &
         }
     };
     quitWithChild(
-        std::make_shared<ManagedProcess>(QString::fromStdString(program), list, onLine, bond),
+        std::make_shared<ManagedProcess>(QString::fromStdString(program), list, onLine),
         stop.get_token());
     return QCoreApplication::exec();
 }

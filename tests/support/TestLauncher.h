@@ -1,17 +1,15 @@
 #pragma once
 
-#include "process/ManagedProcess.h"
-
 #include <string>
 #include <vector>
 
 namespace brindle {
 
-/// Runs a program as a ManagedProcess and prints its lines, for a test to kill. Ends at the line
+/// Runs a program as a tool, or as a ManagedProcess whose lines it prints, for a test to kill. Ends at the line
 /// "quit", whatever the child does; "stop and quit" asks the child to end before. Returns the
 /// child's status, or 0 after one of these lines.
 int runTestLauncher(const std::string &program, const std::vector<std::string> &arguments,
-                    ManagedProcess::OnParentDeath bond = ManagedProcess::OnParentDeath::survive);
+                    bool isTool);
 
 /// Makes a staging folder that this process keeps until it ends. Returns its path.
 std::string makeTestStaging(const std::string &temporaryFolder);

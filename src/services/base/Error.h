@@ -3,7 +3,6 @@
 #include <QByteArray>
 #include <QString>
 
-#include <cerrno>
 #include <exception>
 #include <stop_token>
 
@@ -46,9 +45,6 @@ public:
 
     /// Returns the error of a failed call on `path`: the path, ": " and the system's text.
     static SystemError fromErrno(int errorNumber, const QString &path);
-
-    /// Whether the disk is full, or the user's share of the disk.
-    bool isDiskFull() const { return code == ENOSPC || code == EDQUOT; }
 
     int code;
     QString path; ///< Names what failed; empty when unknown.

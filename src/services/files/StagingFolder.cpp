@@ -43,52 +43,17 @@ bool isSafe(const QString &folder)
     }
 }
 
-/// Returns the folder in which staging folders are made.
-QString safePlace(const QString &temporaryFolder, const Storage &storage)
+/// Returns whether downloads fit into `folder`, or at least rather than beside the storage.
+bool hasRoom(const QString &folder, const Storage &storage)
 {
-    try {
-        Files::createFolder(temporaryFolder);
-    } catch (const SystemError &failed) {
-        if (!failed.isDiskFull()) {
-            throw;
-        }
+    constexpr qint64 enough = 1'000'000'000; // bytes of game, add-on or engine
+    const QStorageInfo disk(folder);
+    if (disk.bytesAvailable() >= enough) {
+        return true;
     }
-    const QString place = QFileInfo(temporaryFolder).canonicalFilePath();
-    return isSafe(place) ? place : storage.parentFolder();
-}
-
-std::shared_ptr<ProcessLock> makeIn(const QString &place)
-{
-    Files::createFolder(place);
-    for (;;) {
-        const QString id = QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper();
-        const QString path = QDir(place).filePath(StagingFolder::prefix + id);
-        if (mkdir(QFile::encodeName(path).constData(), S_IRWXU) != 0) {
-            throw SystemError::fromErrno(errno, path);
-        }
-        auto lock = std::make_shared<ProcessLock>(path, ProcessLock::Kind::folder);
-        // Another process that holds the lock deletes this folder, so make another.
-        if (lock->tryLock() != ProcessLock::Outcome::taken) {
-            return lock;
-        }
-    }
-}
-
-QCoro::Task<QString> withIn(QString place, StagingFolder::Work work)
-{
-    const auto lock = co_await runOnWorker([place] { return makeIn(place); });
-    std::exception_ptr error;
-    QString result;
-    try {
-        result = co_await work(lock->path());
-    } catch (...) {
-        error = std::current_exception();
-    }
-    co_await runOnWorker([path = lock->path()] { Files::removeInPlace(path); });
-    if (error) {
-        std::rethrow_exception(error);
-    }
-    co_return result;
+    Files::createFolder(storage.parentFolder());
+    const QStorageInfo other(storage.parentFolder());
+    return disk == other || disk.bytesAvailable() >= other.bytesAvailable();
 }
 
 void clearLeftoversIn(const QString &place, const std::stop_token &stop)
@@ -115,30 +80,41 @@ void clearLeftoversIn(const QString &place, const std::stop_token &stop)
 std::shared_ptr<ProcessLock> StagingFolder::make(const QString &temporaryFolder,
                                                  const Storage &storage)
 {
-    return makeIn(safePlace(temporaryFolder, storage));
+    Files::createFolder(temporaryFolder);
+    QString place = QFileInfo(temporaryFolder).canonicalFilePath();
+    if (!isSafe(place) || !hasRoom(place, storage)) {
+        place = storage.parentFolder();
+        Files::createFolder(place);
+    }
+    for (;;) {
+        const QString id = QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper();
+        const QString path = QDir(place).filePath(prefix + id);
+        if (mkdir(QFile::encodeName(path).constData(), S_IRWXU) != 0) {
+            throw SystemError::fromErrno(errno, path);
+        }
+        auto lock = std::make_shared<ProcessLock>(path, ProcessLock::Kind::folder);
+        // Another process that holds the lock deletes this folder, so make another.
+        if (lock->tryLock() != ProcessLock::Outcome::taken) {
+            return lock;
+        }
+    }
 }
 
 QCoro::Task<QString> StagingFolder::with(QString temporaryFolder, Storage storage, Work work)
 {
-    const auto choose = [=] { return safePlace(temporaryFolder, storage); };
-    const QString place = co_await runOnWorker(choose);
-    std::exception_ptr full;
+    const auto lock = co_await runOnWorker([=] { return make(temporaryFolder, storage); });
+    std::exception_ptr error;
+    QString result;
     try {
-        co_return co_await withIn(place, work);
-    } catch (const SystemError &failed) {
-        if (!failed.isDiskFull() || !failed.path.startsWith(QDir(place).filePath(prefix))) {
-            throw;
-        }
-        full = std::current_exception();
+        result = co_await work(lock->path());
+    } catch (...) {
+        error = std::current_exception();
     }
-    const auto isHopeless = [=] {
-        Files::createFolder(storage.parentFolder());
-        return QStorageInfo(place) == QStorageInfo(storage.parentFolder());
-    };
-    if (co_await runOnWorker(isHopeless)) {
-        std::rethrow_exception(full);
+    co_await runOnWorker([path = lock->path()] { Files::removeInPlace(path); });
+    if (error) {
+        std::rethrow_exception(error);
     }
-    co_return co_await withIn(storage.parentFolder(), work);
+    co_return result;
 }
 
 void StagingFolder::clearLeftovers(const QString &temporaryFolder, const Storage &storage,

@@ -13,10 +13,13 @@ namespace brindle {
 
 class ProcessLock;
 
-/// A fresh folder "Brindle-" + upper-case UUID in the temporary folder, one per download. The
-/// folder lies beside the storage root instead where other users could replace it: where the
+/// A fresh folder "Brindle-" + upper-case UUID in the temporary folder, one per download. A lock
+/// tells a folder in use from one that a killed launcher left.
+///
+/// The folder lies beside the storage root instead if the temporary folder's disk has less than
+/// 1 GB left and the storage's disk has more, or if other users could replace the folder: if the
 /// temporary folder or a folder above it belongs to another user, or others may write to one of
-/// them that has no sticky bit. A lock tells a folder in use from one that a killed launcher left.
+/// them that has no sticky bit.
 namespace StagingFolder {
 
 /// The part of the name before the UUID.
@@ -29,12 +32,11 @@ std::shared_ptr<ProcessLock> make(const QString &temporaryFolder, const Storage 
 /// Receives the folder's path. Not a coroutine itself: calls one that owns all that it needs.
 using Work = std::function<QCoro::Task<QString>(QString folder)>;
 /// Creates a folder and returns the result of `work`. The folder is gone by then, also after an
-/// error. Where the disk of the temporary folder is full and the storage has another disk, does
-/// all of it once more beside the storage root.
+/// error.
 QCoro::Task<QString> with(QString temporaryFolder, Storage storage, Work work);
 
 /// Deletes the staging folders of this user that no process has locked, in the temporary folder
-/// (only if `make` would use it) and beside the storage root, and what interrupted calls left
+/// (only if no other user could have put them there) and beside the storage root, and what interrupted calls left
 /// beside the root. Ignores failures. Ends early when `stop` is requested. Blocks.
 void clearLeftovers(const QString &temporaryFolder, const Storage &storage,
                     const std::stop_token &stop = {});
