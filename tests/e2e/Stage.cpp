@@ -4,79 +4,61 @@
 #include "demo/GitArchive.h"
 #include "engine/EngineSpec.h"
 #include "support/Namespaces.h"
-
-#include <QDir>
-#include <QFile>
-#include <QFileInfo>
-#include <QSysInfo>
-
-#include <stdexcept>
+#include "support/TestFiles.h"
 
 namespace brindle {
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
-// The real service's hosts: the code host itself, and where it redirects archives and releases to.
-const auto codeHost = QStringLiteral("github.com");
-const auto archiveHost = QStringLiteral("codeload.github.com");
-const auto releaseHost = QStringLiteral("objects.githubusercontent.com");
+// The real service's hosts. The code host redirects archives and releases to the other two.
+const auto codeHost = u"github.com"_s;
+const auto archiveHost = u"codeload.github.com"_s;
+const auto releaseHost = u"objects.githubusercontent.com"_s;
 const QByteArray realNames =
     "DNS:github.com,DNS:codeload.github.com,DNS:objects.githubusercontent.com";
 
-const auto addon = QStringLiteral("tessel-works/brindle-minimap");
-const auto engineVersion = QStringLiteral("4.3-stable");
-// Enough to be seen on its way.
+const auto addon = u"tessel-works/brindle-minimap"_s;
+const auto engineVersion = u"4.3-stable"_s;
+// Enough to be stopped in the middle.
 constexpr qint64 engineBytes = 6'000'000;
-
-Platform platform()
-{
-    return Platform::linuxDesktop(QString(), QSysInfo::currentCpuArchitecture(), QString());
-}
 
 QString engineArchive()
 {
-    return EngineSpec{engineVersion}.zipName(platform());
+    return EngineSpec{engineVersion}.zipName(Platform::current({}));
 }
-
-/// Where libcurl looks for those whom it trusts, on Debian: for "ca-certificates.crt", which holds
-/// all of them, and for files named by their hashes.
-const auto trustFolder = QStringLiteral("/etc/ssl/certs");
 
 } // namespace
 
 Stage::Stage()
 {
     constexpr long day = 86'400;
+    const QByteArray real = "github.com";
     TestCertificate::Options known;
     known.subject = "the authority that the system trusts";
     TestCertificate::Options unknown;
     unknown.subject = "an authority that anybody can make";
     const auto trusted = TestCertificate::make(known);
     const auto untrusted = TestCertificate::make(unknown);
-    const auto real = QByteArrayLiteral("github.com");
     certificates_ = {
         {Certificate::good, TestCertificate::make({realNames, 0, day, real, &trusted})},
         {Certificate::untrusted, TestCertificate::make({realNames, 0, day, real, &untrusted})},
-        {Certificate::selfSigned, TestCertificate::make({realNames, 0, day, real})},
         {Certificate::expired, TestCertificate::make({realNames, -2 * day, -day, real, &trusted})},
-        {Certificate::wrongHost,
-         TestCertificate::make({"DNS:example.com", 0, day, "example.com", &trusted})},
         {Certificate::wrongSecondHost,
          TestCertificate::make({"DNS:github.com", 0, day, real, &trusted})},
     };
-    QDir(folder_.path()).mkdir(QStringLiteral("trusted"));
-    write(QStringLiteral("trusted/ca-certificates.crt"), trusted.certificate);
-    Namespaces::mountOver(trustFolder, file(QStringLiteral("trusted")));
-    write(QStringLiteral("hosts"), QStringLiteral("127.0.0.1 localhost %1 %2 %3\n")
-                                       .arg(codeHost, archiveHost, releaseHost)
-                                       .toUtf8());
-    Namespaces::mountOver(QStringLiteral("/etc/hosts"), file(QStringLiteral("hosts")));
+    // On Debian, libcurl trusts this folder's "ca-certificates.crt" and files named by hashes.
+    writeFile(file(u"trusted/ca-certificates.crt"_s), trusted.certificate);
+    Namespaces::mountOver(u"/etc/ssl/certs"_s, file(u"trusted"_s));
+    writeFile(file(u"hosts"_s),
+              u"127.0.0.1 localhost %1 %2 %3\n"_s.arg(codeHost, archiveHost, releaseHost).toUtf8());
+    Namespaces::mountOver(u"/etc/hosts"_s, file(u"hosts"_s));
 
-    const QString demo = QStringLiteral(DEMO_FOLDER);
-    GitArchive::pack(demo + QStringLiteral("/addon"), QStringLiteral("brindle-minimap-HEAD"),
-                     file(QStringLiteral("addon.zip")));
-    EngineArchive::pack(QStringLiteral(SAMPLE_ENGINE), platform(), engineVersion, false,
-                        file(QStringLiteral("engine.zip")), engineBytes);
+    GitArchive::pack(QStringLiteral(DEMO_FOLDER "/addon"), u"brindle-minimap-HEAD"_s,
+                     file(u"addon.zip"_s));
+    EngineArchive::pack(QStringLiteral(SAMPLE_ENGINE), Platform::current({}), engineVersion, false,
+                        file(u"engine.zip"_s), engineBytes);
     offerGame({});
 }
 
@@ -90,16 +72,15 @@ void Stage::open(Certificate certificate)
     options.archiveHost = archiveHost;
     options.releaseHost = releaseHost;
     host_ = std::make_unique<ReleaseHost>(options);
-    host_->offerGame(file(QStringLiteral("game.zip")));
-    host_->offerAddon(addon, file(QStringLiteral("addon.zip")));
-    host_->offerEngine(engineVersion, engineArchive(), file(QStringLiteral("engine.zip")));
+    host_->offerGame(file(u"game.zip"_s));
+    host_->offerAddon(addon, file(u"addon.zip"_s));
+    host_->offerEngine(engineVersion, engineArchive(), file(u"engine.zip"_s));
 }
 
 void Stage::offerGame(const QByteArray &behaviour)
 {
-    GitArchive::pack(QStringLiteral(DEMO_FOLDER "/game"), QStringLiteral("godot-brindle-main"),
-                     file(QStringLiteral("game.zip")), {},
-                     {{QStringLiteral("sample-engine.ini"), behaviour}});
+    GitArchive::pack(QStringLiteral(DEMO_FOLDER "/game"), u"godot-brindle-main"_s,
+                     file(u"game.zip"_s), {}, {{u"sample-engine.ini"_s, behaviour}});
 }
 
 QString Stage::addonPath()
@@ -115,14 +96,6 @@ QString Stage::checksumPath()
 QString Stage::enginePath()
 {
     return ReleaseHost::enginePath(engineVersion, engineArchive());
-}
-
-void Stage::write(const QString &name, const QByteArray &content) const
-{
-    QFile output(file(name));
-    if (!output.open(QIODevice::WriteOnly) || output.write(content) != content.size()) {
-        throw std::runtime_error("can't write " + name.toStdString());
-    }
 }
 
 } // namespace brindle
