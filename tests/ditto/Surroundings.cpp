@@ -1,13 +1,10 @@
 #include "Surroundings.h"
 
-#include <QCryptographicHash>
 #include <QDir>
-#include <QFile>
 #include <QProcess>
 
 #include <filesystem>
 #include <sys/resource.h>
-#include <sys/stat.h>
 
 namespace brindle {
 
@@ -24,34 +21,16 @@ void put(const QString &path, const QByteArray &content)
     }
 }
 
-QByteArray contentOf(const fs::path &path)
+/// Returns what find(1) prints, sorted by line.
+QStringList find(const QStringList &arguments)
 {
-    QFile file(QString::fromStdString(path.string()));
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("unreadable");
-}
-
-/// Returns one line with everything that the system knows of a path.
-QString described(const fs::path &path)
-{
-    struct stat found{};
-    if (lstat(path.c_str(), &found) != 0) {
-        return QString::fromStdString(path.string()) + u": missing"_s;
-    }
-    QByteArray inner;
-    if (S_ISREG(found.st_mode)) {
-        inner = QCryptographicHash::hash(contentOf(path), QCryptographicHash::Sha256).toHex();
-    } else if (S_ISLNK(found.st_mode)) {
-        inner = QByteArray::fromStdString(fs::read_symlink(path).string());
-    }
-    const auto changed =
-        fs::is_symlink(path) ? 0 : fs::last_write_time(path).time_since_epoch().count();
-    return u"%1: %2 %3 %4 %5 %6 %7"_s.arg(QString::fromStdString(path.string()))
-        .arg(found.st_mode, 0, 8)
-        .arg(found.st_uid)
-        .arg(found.st_ino)
-        .arg(found.st_size)
-        .arg(changed)
-        .arg(QString::fromLatin1(inner));
+    QProcess process;
+    process.start(u"find"_s, arguments);
+    process.waitForFinished();
+    QStringList lines =
+        QString::fromUtf8(process.readAllStandardOutput()).split(u'\n', Qt::SkipEmptyParts);
+    lines.sort();
+    return lines;
 }
 
 } // namespace
@@ -86,11 +65,6 @@ void Surroundings::putArchive(const QByteArray &bytes) const
     put(archive(), bytes);
 }
 
-Surroundings::Run Surroundings::unpack(const QString &tool) const
-{
-    return run(tool, {u"-x"_s, u"-k"_s, archive(), destination()});
-}
-
 void Surroundings::clear() const
 {
     fs::remove_all(destination().toStdString());
@@ -104,60 +78,26 @@ QStringList Surroundings::beside() const
 
 QStringList Surroundings::outside() const
 {
-    QStringList found{described(canary().toStdString()), described(canary().toStdString() + ".new"),
-                      described(top_.path().toStdString())};
-    fs::recursive_directory_iterator it(top_.path().toStdString());
-    for (; it != fs::recursive_directory_iterator(); ++it) {
-        if (it.depth() == 0 && it->path().filename() == "parent") {
-            it.disable_recursion_pending();
-        } else {
-            found << described(it->path());
-        }
-    }
-    found.sort();
-    return found;
+    return find({canary(), canary() + u".new"_s, top_.path(), u"-path"_s, path("parent"),
+                 u"-prune"_s, u"-o"_s, u"-printf"_s, u"%p %M %U %i %s %T+ %l\n"_s});
 }
 
 QStringList Surroundings::special() const
 {
-    constexpr mode_t lent = S_ISUID | S_ISGID | S_ISVTX;
-    QStringList found;
-    for (const auto &entry : fs::recursive_directory_iterator(path("parent").toStdString())) {
-        struct stat stat{};
-        if (lstat(entry.path().c_str(), &stat) != 0) {
-            qFatal("can't look at %s", entry.path().c_str());
-        }
-        const bool usual = S_ISREG(stat.st_mode) || S_ISDIR(stat.st_mode) || S_ISLNK(stat.st_mode);
-        if (!usual || (!S_ISLNK(stat.st_mode) && (stat.st_mode & lent) != 0)) {
-            found << described(entry.path());
-        }
-    }
-    return found;
+    return find({path("parent"), u"!"_s, u"-type"_s, u"l"_s, u"("_s, u"-perm"_s, u"/7000"_s,
+                 u"-o"_s, u"!"_s, u"-type"_s, u"f"_s, u"!"_s, u"-type"_s, u"d"_s, u")"_s});
 }
 
 QStringList Surroundings::tree(const QString &folder)
 {
-    QStringList entries;
-    const fs::path root = folder.toStdString();
-    if (!fs::exists(root)) {
-        return {};
-    }
-    for (const auto &entry : fs::recursive_directory_iterator(root)) {
-        const QString name = QString::fromStdString(entry.path().lexically_relative(root).string());
-        if (entry.is_symlink()) {
-            entries << name + u" -> "_s +
-                           QString::fromStdString(fs::read_symlink(entry.path()).string());
-        } else if (entry.is_directory()) {
-            entries << name + QLatin1Char('/');
-        } else {
-            const bool mayRun =
-                (entry.status().permissions() & fs::perms::owner_exec) != fs::perms::none;
-            entries << name + (mayRun ? u"* "_s : u" "_s) +
-                           QString::fromLatin1(contentOf(entry.path()).toHex());
-        }
-    }
-    entries.sort();
-    return entries;
+    return find({folder, u"-mindepth"_s, u"1"_s, u"-type"_s, u"d"_s, u"-printf"_s, u"%P/\n"_s,
+                 u"-o"_s, u"-type"_s, u"f"_s, u"-perm"_s, u"/100"_s, u"-printf"_s, u"%P*\n"_s,
+                 u"-o"_s, u"-printf"_s, u"%P %y\n"_s});
+}
+
+Surroundings::Run Surroundings::unpack(const QString &tool) const
+{
+    return run(tool, {u"-x"_s, u"-k"_s, archive(), destination()});
 }
 
 Surroundings::Run Surroundings::run(const QString &program, const QStringList &arguments) const

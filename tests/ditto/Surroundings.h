@@ -44,14 +44,13 @@ public:
     /// Returns the names in the folder `parent`.
     QStringList beside() const;
 
-    /// Describes everything but the content of `parent`: kinds, modes, sizes, times, contents,
-    /// targets.
+    /// Describes everything but `parent`: kinds, modes, owners, inodes, sizes, times, targets.
     QStringList outside() const;
-    /// Describes everything below `parent` that is not a folder, link or plain file, or that lends
+    /// Returns everything below `parent` that is not a folder, link or plain file, or that lends
     /// its owner's rights.
     QStringList special() const;
-    /// Describes everything below a folder: kind, execute bit, content or target. Returns nothing
-    /// for a missing folder.
+    /// Describes everything below a folder: path, kind, execute bit. Returns nothing for a missing
+    /// folder.
     static QStringList tree(const QString &folder);
 
 private:

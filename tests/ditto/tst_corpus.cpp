@@ -62,6 +62,10 @@ private Q_SLOTS:
         const QStringList ours = Surroundings::tree(around_->destination());
         QVERIFY(!ours.isEmpty());
         QCOMPARE(ours, Surroundings::tree(other));
+        // Contents and links.
+        QCOMPARE(
+            around_->run(u"diff"_s, {u"-r"_s, u"--no-dereference"_s, u"out"_s, u"other"_s}).code,
+            0);
     }
 
 private:
