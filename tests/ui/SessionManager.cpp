@@ -1,8 +1,6 @@
-// A session manager for one client: prints its address, what the client does, and does what it is
-// told on its input, each a line. Ends with its input.
-//
-// It is told "ask" or "silently": the session is about to end, with or without questions to the
-// user; "cancelled": it is not; "die": it ends.
+#include "SessionManager.h"
+
+#include "support/Await.h"
 
 #include <X11/SM/SMlib.h>
 
@@ -11,199 +9,185 @@
 #include <cstdlib>
 #include <poll.h>
 #include <string>
+#include <sys/socket.h>
 #include <unistd.h>
-#include <vector>
+
+namespace brindle {
 
 namespace {
 
+int line = -1; // to the test
 SmsConn client = nullptr;
 
-void say(const char *line)
+void say(const char *text)
 {
-    std::puts(line);
-    std::fflush(stdout);
+    dprintf(line, "%s\n", text);
 }
 
-Status registerClient(SmsConn connection, SmPointer /*data*/, char *previous)
+void obey(const std::string &order)
 {
-    std::free(previous);
-    client = connection;
-    char *const name = SmsGenerateClientID(connection);
-    SmsRegisterClientReply(connection, name);
-    std::free(name);
-    // As is due for a client that has just come.
-    SmsSaveYourself(connection, SmSaveLocal, False, SmInteractStyleNone, False);
-    return 1;
-}
-
-void interactRequest(SmsConn connection, SmPointer /*data*/, int /*type*/)
-{
-    say("wants to ask");
-    SmsInteract(connection);
-}
-
-void interactDone(SmsConn /*connection*/, SmPointer /*data*/, Bool cancels)
-{
-    say(cancels ? "has asked and cancels" : "has asked");
-}
-
-void saveYourselfDone(SmsConn connection, SmPointer /*data*/, Bool success)
-{
-    say(success ? "agrees" : "does not agree");
-    static bool isFirst = true;
-    if (isFirst) {
-        isFirst = false;
-        SmsSaveComplete(connection);
+    if (order == "die") {
+        SmsDie(client);
+    } else if (order == "cancelled") {
+        SmsShutdownCancelled(client);
+    } else {
+        const int style = order == "ask" ? SmInteractStyleAny : SmInteractStyleNone;
+        SmsSaveYourself(client, SmSaveBoth, True, style, False);
     }
 }
 
-void saveYourselfRequest(SmsConn /*connection*/, SmPointer /*data*/, int /*type*/,
-                         Bool /*shutdown*/, int /*style*/, Bool /*fast*/, Bool /*global*/)
-{}
-
-void phase2Request(SmsConn connection, SmPointer /*data*/)
-{
-    SmsSaveYourselfPhase2(connection);
-}
-
-void closed(SmsConn connection, SmPointer /*data*/, int count, char **reasons)
-{
-    SmFreeReasons(count, reasons);
-    client = nullptr;
-    SmsCleanUp(connection);
-    say("closed");
-}
-
-void setProperties(SmsConn /*connection*/, SmPointer /*data*/, int count, SmProp **properties)
-{
-    for (int i = 0; i < count; ++i) {
-        SmFreeProperty(properties[i]);
-    }
-    std::free(static_cast<void *>(properties));
-}
-
-void deleteProperties(SmsConn /*connection*/, SmPointer /*data*/, int count, char **names)
-{
-    for (int i = 0; i < count; ++i) {
-        std::free(names[i]);
-    }
-    std::free(static_cast<void *>(names));
-}
-
-void getProperties(SmsConn connection, SmPointer /*data*/)
-{
-    SmsReturnProperties(connection, 0, nullptr);
-}
-
-Status newClient(SmsConn /*connection*/, SmPointer /*data*/, unsigned long *mask,
-                 SmsCallbacks *callbacks, char ** /*reason*/)
+Status admitClient(SmsConn /*connection*/, SmPointer /*data*/, unsigned long *mask,
+                   SmsCallbacks *calls, char ** /*reason*/)
 {
     *mask = SmsRegisterClientProcMask | SmsInteractRequestProcMask | SmsInteractDoneProcMask |
             SmsSaveYourselfRequestProcMask | SmsSaveYourselfP2RequestProcMask |
             SmsSaveYourselfDoneProcMask | SmsCloseConnectionProcMask | SmsSetPropertiesProcMask |
             SmsDeletePropertiesProcMask | SmsGetPropertiesProcMask;
-    callbacks->register_client.callback = registerClient;
-    callbacks->interact_request.callback = interactRequest;
-    callbacks->interact_done.callback = interactDone;
-    callbacks->save_yourself_request.callback = saveYourselfRequest;
-    callbacks->save_yourself_phase2_request.callback = phase2Request;
-    callbacks->save_yourself_done.callback = saveYourselfDone;
-    callbacks->close_connection.callback = closed;
-    callbacks->set_properties.callback = setProperties;
-    callbacks->delete_properties.callback = deleteProperties;
-    callbacks->get_properties.callback = getProperties;
+    calls->register_client.callback = [](SmsConn connection, SmPointer, char *previous) -> Status {
+        std::free(previous);
+        client = connection;
+        char *const name = SmsGenerateClientID(connection);
+        SmsRegisterClientReply(connection, name);
+        std::free(name);
+        // Each new client is asked once.
+        SmsSaveYourself(connection, SmSaveLocal, False, SmInteractStyleNone, False);
+        return 1;
+    };
+    calls->interact_request.callback = [](SmsConn connection, SmPointer, int) {
+        say("wants to ask");
+        SmsInteract(connection);
+    };
+    calls->interact_done.callback = [](SmsConn, SmPointer, Bool cancels) {
+        say(cancels ? "has asked and cancels" : "has asked");
+    };
+    calls->save_yourself_done.callback = [](SmsConn connection, SmPointer, Bool success) {
+        say(success ? "agrees" : "does not agree");
+        static bool isFirst = true;
+        if (std::exchange(isFirst, false)) {
+            SmsSaveComplete(connection);
+        }
+    };
+    calls->save_yourself_request.callback = [](SmsConn, SmPointer, int, Bool, int, Bool, Bool) {};
+    calls->save_yourself_phase2_request.callback = [](SmsConn connection, SmPointer) {
+        SmsSaveYourselfPhase2(connection);
+    };
+    calls->close_connection.callback = [](SmsConn connection, SmPointer, int count, char **why) {
+        SmFreeReasons(count, why);
+        SmsCleanUp(connection);
+    };
+    calls->set_properties.callback = [](SmsConn, SmPointer, int count, SmProp **properties) {
+        for (int i = 0; i < count; ++i) {
+            SmFreeProperty(properties[i]);
+        }
+        std::free(static_cast<void *>(properties));
+    };
+    calls->delete_properties.callback = [](SmsConn, SmPointer, int, char **names) {
+        std::free(static_cast<void *>(names));
+    };
+    calls->get_properties.callback = [](SmsConn connection, SmPointer) {
+        SmsReturnProperties(connection, 0, nullptr);
+    };
     return 1;
 }
 
-/// Whoever gets here is a program of the test's.
-Bool admit(char * /*host*/)
-{
-    return True;
-}
-
-void obey(const std::string &line)
-{
-    if (!client) {
-        say("nobody is there");
-    } else if (line == "die") {
-        SmsDie(client);
-    } else if (line == "cancelled") {
-        SmsShutdownCancelled(client);
-    } else {
-        const int style = line == "ask" ? SmInteractStyleAny : SmInteractStyleNone;
-        SmsSaveYourself(client, SmSaveBoth, True, style, False);
-    }
-}
-
-/// False at the end of the input.
-bool readInput(std::string &input)
-{
-    std::array<char, 256> bytes = {};
-    const ssize_t count = read(STDIN_FILENO, bytes.data(), bytes.size());
-    if (count <= 0) {
-        return false;
-    }
-    input.append(bytes.data(), static_cast<size_t>(count));
-    for (size_t end = input.find('\n'); end != std::string::npos; end = input.find('\n')) {
-        obey(input.substr(0, end));
-        input.erase(0, end + 1);
-    }
-    return true;
-}
-
+/// Serves until the line to the test ends.
 void serve(IceListenObj door)
 {
-    std::string input;
-    std::vector<IceConn> connections;
+    std::string orders;
+    IceConn connection = nullptr;
+    const auto numberOf = [](IceConn ice) { return ice ? IceConnectionNumber(ice) : -1; };
     for (;;) {
-        std::vector<pollfd> waiting{{STDIN_FILENO, POLLIN, 0},
-                                    {IceGetListenConnectionNumber(door), POLLIN, 0}};
-        for (IceConn connection : connections) {
-            waiting.push_back({IceConnectionNumber(connection), POLLIN, 0});
-        }
-        if (poll(waiting.data(), waiting.size(), -1) < 0) {
-            return;
-        }
-        for (size_t i = connections.size(); i-- > 0;) {
-            if (waiting[i + 2].revents != 0 &&
-                IceProcessMessages(connections[i], nullptr, nullptr) != IceProcessMessagesSuccess) {
-                connections.erase(connections.begin() + static_cast<std::ptrdiff_t>(i));
-            }
+        std::array waiting{pollfd{line, POLLIN, 0},
+                           pollfd{IceGetListenConnectionNumber(door), POLLIN, 0},
+                           pollfd{numberOf(connection), POLLIN, 0}};
+        poll(waiting.data(), waiting.size(), -1);
+        if (waiting[2].revents != 0 &&
+            IceProcessMessages(connection, nullptr, nullptr) != IceProcessMessagesSuccess) {
+            connection = nullptr;
         }
         if (waiting[1].revents != 0) {
             IceAcceptStatus status = IceAcceptSuccess;
-            if (IceConn connection = IceAcceptConnection(door, &status)) {
-                connections.push_back(connection);
+            connection = IceAcceptConnection(door, &status);
+        }
+        if (waiting[0].revents != 0) {
+            std::array<char, 256> bytes = {};
+            const ssize_t count = read(line, bytes.data(), bytes.size());
+            if (count <= 0) {
+                return;
+            }
+            orders.append(bytes.data(), static_cast<size_t>(count));
+            for (size_t end = 0; (end = orders.find('\n')) != std::string::npos;) {
+                obey(orders.substr(0, end));
+                orders.erase(0, end + 1);
             }
         }
-        if (waiting[0].revents != 0 && !readInput(input)) {
-            return;
-        }
     }
+}
+
+[[noreturn]] void run()
+{
+    const auto admitHost = [](char *) -> Bool { return True; };
+    std::array<char, 256> error = {};
+    int count = 0;
+    IceListenObj *doors = nullptr;
+    IceSetIOErrorHandler([](IceConn) {}); // outlive a client
+    if (SmsInitialize("Brindle's tests", "1", admitClient, nullptr, admitHost, error.size(),
+                      error.data()) &&
+        IceListenForConnections(&count, &doors, error.size(), error.data()) && count > 0) {
+        // The last one is local.
+        IceListenObj door = doors[count - 1];
+        IceSetHostBasedAuthProc(door, admitHost);
+        say(IceComposeNetworkIdList(1, &door));
+        serve(door);
+    }
+    // libICE does not free its connections.
+    std::_Exit(0);
 }
 
 } // namespace
 
-int main()
+SessionManager::SessionManager()
 {
-    std::array<char, 256> error = {};
-    int count = 0;
-    IceListenObj *doors = nullptr;
-    // A client that goes is no reason to go as well.
-    IceSetIOErrorHandler([](IceConn) {});
-    if (!SmsInitialize("Brindle's tests", "1", newClient, nullptr, admit, error.size(),
-                       error.data()) ||
-        !IceListenForConnections(&count, &doors, error.size(), error.data()) || count == 0) {
-        std::fprintf(stderr, "no session to be had: %s\n", error.data());
-        return 1;
+    std::array<int, 2> ends = {};
+    if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()) != 0) {
+        qFatal("there is no socket");
     }
-    // The local one, which is the last.
-    IceListenObj door = doors[count - 1];
-    IceSetHostBasedAuthProc(door, admit);
-    char *const address = IceComposeNetworkIdList(1, &door);
-    say(address);
-    std::free(address);
-    serve(door);
-    // With its connections, which libICE does not let go of.
-    std::_Exit(0);
+    if (fork() == 0) {
+        close(ends[0]);
+        line = ends[1];
+        run();
+    }
+    close(ends[1]);
+    line_ = ends[0];
+    QByteArray address;
+    for (char c = 0; read(line_, &c, 1) == 1 && c != '\n';) {
+        address += c;
+    }
+    qputenv("SESSION_MANAGER", address);
 }
+
+void SessionManager::order(const char *order)
+{
+    if (!socket_.isOpen()) {
+        socket_.setSocketDescriptor(line_);
+    }
+    socket_.write(QByteArray(order) + '\n');
+    socket_.flush();
+}
+
+QStringList SessionManager::waitFor(const QString &act)
+{
+    if (!socket_.isOpen()) {
+        socket_.setSocketDescriptor(line_);
+    }
+    QStringList acts;
+    spinUntil([&] {
+        while (socket_.canReadLine() && !acts.contains(act)) {
+            acts << QString::fromUtf8(socket_.readLine()).trimmed();
+        }
+        return acts.contains(act);
+    });
+    return acts;
+}
+
+} // namespace brindle

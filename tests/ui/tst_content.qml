@@ -283,6 +283,15 @@ Item {
             verify(bar.contentItem.children[0].visible);
         }
 
+        function test_aButtonGrowsWithItsText() {
+            const button = item("aboutButton");
+            button.width = 60;
+            button.text = "Update the game";
+            settle();
+            verify(button.height > 2 * button.font.pixelSize);
+            verify(button.contentItem.paintedHeight <= button.height);
+        }
+
         function test_longTextsKeepTheLayout_data() {
             return [
                 { tag: "long words", text: "Supercalifragilistic ".repeat(15) },

@@ -1,6 +1,7 @@
-// The end of a desktop session, as a session manager tells it.
+// X desktops: the end of a session, and startup ids, which bring windows to the front.
 
 #include "AppFixture.h"
+#include "SessionManager.h"
 #include "VirtualDisplay.h"
 
 #include "support/Await.h"
@@ -10,87 +11,10 @@
 #include <QtTest>
 #include <qpa/qplatformnativeinterface.h>
 
-#include <array>
-#include <poll.h>
-#include <stdexcept>
-#include <sys/socket.h>
-#include <unistd.h>
-
 using namespace brindle;
 using namespace Qt::StringLiterals;
 
 namespace {
-
-/// The session manager of this process.
-class Session
-{
-public:
-    /// Starts it and makes it the one that the application finds.
-    void start()
-    {
-        std::array<int, 2> ends = {};
-        if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()) != 0) {
-            throw std::runtime_error("no socket to be had");
-        }
-        line_ = ends[0];
-        if (fork() == 0) {
-            dup2(ends[1], STDIN_FILENO);
-            dup2(ends[1], STDOUT_FILENO);
-            execl(SESSION_MANAGER, SESSION_MANAGER, nullptr);
-            _exit(1);
-        }
-        ::close(ends[1]);
-        while (heard_.isEmpty()) {
-            listen(-1);
-        }
-        qputenv("SESSION_MANAGER", heard_.takeFirst().toUtf8());
-    }
-
-    void tell(const char *what) const
-    {
-        const QByteArray line = QByteArray(what) + '\n';
-        if (::write(line_, line.constData(), static_cast<size_t>(line.size())) != line.size()) {
-            throw std::runtime_error("the session manager has gone");
-        }
-    }
-
-    /// Serves events until the client has done that; returns what it did until then.
-    QStringList waitFor(const QString &what)
-    {
-        QStringList done;
-        spinUntil([&] {
-            listen(0);
-            while (!heard_.isEmpty() && !done.contains(what)) {
-                done << heard_.takeFirst();
-            }
-            return done.contains(what);
-        });
-        return done;
-    }
-
-private:
-    void listen(int milliseconds)
-    {
-        pollfd state = {line_, POLLIN, 0};
-        if (poll(&state, 1, milliseconds) != 1) {
-            return;
-        }
-        std::array<char, 256> bytes = {};
-        const ssize_t count = ::read(line_, bytes.data(), bytes.size());
-        if (count <= 0) {
-            throw std::runtime_error("the session manager has gone");
-        }
-        text_.append(bytes.data(), count);
-        for (qsizetype end = text_.indexOf('\n'); end >= 0; end = text_.indexOf('\n')) {
-            heard_ << QString::fromUtf8(text_.left(end));
-            text_.remove(0, end + 1);
-        }
-    }
-
-    int line_ = -1;
-    QByteArray text_;
-    QStringList heard_;
-};
 
 /// Collects the startup messages that this program broadcasts.
 class StartupMessages : public QAbstractNativeEventFilter
@@ -111,7 +35,7 @@ public:
     QByteArray text;
 };
 
-Session session;
+SessionManager *session = nullptr;
 const auto agrees = u"agrees"_s;
 const auto refuses = u"does not agree"_s;
 
@@ -124,13 +48,13 @@ class TestSession : public AppFixture
     /// The session asks whether it may end; returns what the application did until it answered.
     static QStringList commit(const QString &answer)
     {
-        session.tell("ask");
-        return session.waitFor(answer);
+        session->order("ask");
+        return session->waitFor(answer);
     }
 
     void die()
     {
-        session.tell("die");
+        session->order("die");
         spinUntil([this] { return endings() > 0; });
         spinUntil([] { return !model().work(); });
         QCOMPARE(endings(), 1);
@@ -142,7 +66,7 @@ private Q_SLOTS:
     {
         prepare();
         // What a client is asked that has just come.
-        session.waitFor(agrees);
+        session->waitFor(agrees);
     }
     void init()
     {
@@ -163,10 +87,10 @@ private Q_SLOTS:
     void aSessionThatGoesOnKeepsTheLauncher()
     {
         commit(agrees);
-        session.tell("cancelled");
+        session->order("cancelled");
         QCOMPARE(commit(agrees).constLast(), agrees);
         QCOMPARE(endings(), 0);
-        session.tell("cancelled");
+        session->order("cancelled");
         startGame();
         finishGame();
     }
@@ -188,7 +112,7 @@ private Q_SLOTS:
         QStringList done;
         ask([&] { done = commit(refuses); }, 1);
         QCOMPARE(done, (QStringList{u"wants to ask"_s, u"has asked and cancels"_s, refuses}));
-        session.tell("cancelled");
+        session->order("cancelled");
         QCOMPARE(endings(), 0);
         QVERIFY(model().gameRunning());
         // It still asks about a request of the player's own, wherever it comes from.
@@ -205,7 +129,7 @@ private Q_SLOTS:
         ask([this] { app().window()->close(); }, 1);
         QVERIFY(!app().window()->isVisible());
         ask([] { commit(refuses); }, 1, [this] { finishGame(); });
-        session.tell("cancelled");
+        session->order("cancelled");
         spinUntil([this] { return app().window()->isVisible(); });
     }
 
@@ -242,7 +166,7 @@ private Q_SLOTS:
                     });
             });
         QCOMPARE(questions, 1);
-        session.tell("cancelled");
+        session->order("cancelled");
         QVERIFY(model().gameRunning());
         QCOMPARE(endings(), 0);
         finishGame();
@@ -251,8 +175,8 @@ private Q_SLOTS:
     void whereNothingMayBeAskedTheGameEndsWithTheSession()
     {
         startGame();
-        session.tell("silently");
-        QCOMPARE(session.waitFor(agrees), QStringList{agrees});
+        session->order("silently");
+        QCOMPARE(session->waitFor(agrees), QStringList{agrees});
         QVERIFY(!alert());
         QVERIFY2(model().gameRunning(), "the session may yet go on");
         die();
@@ -275,6 +199,22 @@ private Q_SLOTS:
         QCOMPARE(QGuiApplication::focusWindow(), app().window());
     }
 
+    void aGamesStartupIdBearsTheTimeOfTheLastInput()
+    {
+        QuickDesktop desktop({});
+        const auto permission = [&] { return await(desktop.startPermission({})); };
+        QVERIFY2(permission().isEmpty(), "there was no input");
+        int start = 0;
+        for (const auto [input, latest] : {std::pair{1000, 1000}, {4000, 4000}, {3000, 4000}}) {
+            desktop.noteInput(input);
+            const QString id = u"brindle-%1-%2-%3_TIME%4"_s.arg(QCoreApplication::applicationPid())
+                                   .arg(++start)
+                                   .arg(QSysInfo::machineHostName())
+                                   .arg(latest);
+            QCOMPARE(permission(), (QMap<QString, QString>{{u"DESKTOP_STARTUP_ID"_s, id}}));
+        }
+    }
+
     void anEndThatHasBegunAgrees()
     {
         app().forceQuit();
@@ -287,7 +227,8 @@ int main(int argc, char *argv[])
 {
     moveToVirtualDisplay(ON_VIRTUAL_DISPLAY, argc, argv);
     // The application looks for its session once, when it is made.
-    session.start();
+    SessionManager manager;
+    session = &manager;
     const QGuiApplication application(argc, argv);
     TestSession test;
     return QTest::qExec(&test, argc, argv);
