@@ -25,6 +25,9 @@ const auto settings = u"org.freedesktop.portal.Settings"_s;
 const auto appearance = u"org.freedesktop.appearance"_s;
 const auto schemeKey = u"color-scheme"_s;
 const auto accentKey = u"accent-color"_s;
+const auto gnome = u"org.gnome.desktop.interface"_s;
+const auto fontKey = u"font-name"_s;
+const auto textScaleKey = u"text-scaling-factor"_s;
 
 constexpr int patience = 100; // milliseconds
 
@@ -43,6 +46,24 @@ QColor toColour(const QVariant &value)
         std::ranges::all_of(colour, [](double share) { return share >= 0 && share <= 1; });
     return isColour ? QColor::fromRgbF(float(colour[0]), float(colour[1]), float(colour[2]))
                     : QColor();
+}
+
+/// Reads GNOME's form of a font: family, perhaps a style, and the size in points.
+QFont toFont(const QString &named)
+{
+    QFont font = QGuiApplication::font();
+    const double size = named.section(u' ', -1).toDouble();
+    if (size >= 1 && size <= 100) {
+        font.setPixelSize(qRound(size * 96 / 72));
+    }
+    QString family = named.section(u' ', 0, -2);
+    while (!family.isEmpty() && !QFontDatabase::hasFamily(family)) {
+        family = family.section(u' ', 0, -2);
+    }
+    if (!family.isEmpty()) {
+        font.setFamily(family);
+    }
+    return font;
 }
 
 } // namespace
@@ -71,15 +92,18 @@ QCoro::Task<> SystemStyle::askPortal(QPointer<SystemStyle> self)
         bus.listen(portal, portalPath, settings, u"SettingChanged"_s, self.data(),
                    SLOT(hear(QString, QString, QDBusVariant)));
         // Debian 12's portal lacks ReadOne, and ReadAll mixes the answers of several desktops.
-        const QStringList keys{schemeKey, accentKey};
-        for (const QString &key : keys) {
+        QList<QStringList> keys{{appearance, schemeKey}, {appearance, accentKey}};
+        if (self->isGnome_) {
+            keys << QStringList{gnome, fontKey} << QStringList{gnome, textScaleKey};
+        }
+        for (const QStringList &key : keys) {
             const auto read =
                 QDBusMessage::createMethodCall(portal, portalPath, settings, u"Read"_s)
-                << appearance << key;
+                << key.first() << key.last();
             const QDBusMessage reply = co_await bus.call(read);
             const auto outer = reply.arguments().value(0).value<QDBusVariant>().variant();
             if (self && reply.type() == QDBusMessage::ReplyMessage) {
-                self->hear(appearance, key, outer.value<QDBusVariant>());
+                self->hear(key.first(), key.last(), outer.value<QDBusVariant>());
             }
         }
     }
@@ -91,13 +115,17 @@ QCoro::Task<> SystemStyle::askPortal(QPointer<SystemStyle> self)
 
 void SystemStyle::hear(const QString &group, const QString &key, const QDBusVariant &value)
 {
-    if (group != appearance || (key != schemeKey && key != accentKey)) {
-        return;
-    }
-    if (key == schemeKey) {
+    if (group == appearance && key == schemeKey) {
         scheme_ = value.variant().toUInt();
-    } else {
+    } else if (group == appearance && key == accentKey) {
         chosenAccent_ = toColour(value.variant());
+    } else if (isGnome_ && group == gnome && key == fontKey) {
+        gnomeFont_ = toFont(value.variant().toString());
+    } else if (isGnome_ && group == gnome && key == textScaleKey) {
+        const double factor = value.variant().toDouble();
+        textScale_ = factor >= 0.5 && factor <= 3 ? factor : 1; // GNOME's own limits
+    } else {
+        return;
     }
     Q_EMIT changed();
 }
@@ -164,9 +192,9 @@ void SystemStyle::colourTitleBars(const QColor &ground, const QColor &text)
 }
 
 /// Replaces a nameless family ("Sans Serif" is any family) by the best of those that desktops use.
-QString SystemStyle::fontFamily()
+QString SystemStyle::fontFamily() const
 {
-    QString named = QGuiApplication::font().family();
+    QString named = gnomeFont_.value_or(QGuiApplication::font()).family();
     const QStringList nameless{u"Sans Serif"_s, u"Sans"_s, u"sans-serif"_s, QString()};
     if (!nameless.contains(named, Qt::CaseInsensitive)) {
         return named;
@@ -178,9 +206,9 @@ QString SystemStyle::fontFamily()
     return found == preferred.end() ? named : *found;
 }
 
-qreal SystemStyle::fontSize()
+qreal SystemStyle::fontSize() const
 {
-    return QFontInfo(QGuiApplication::font()).pixelSize();
+    return QFontInfo(gnomeFont_.value_or(QGuiApplication::font())).pixelSize() * textScale_;
 }
 
 QString SystemStyle::monospacedFamily()

@@ -4,6 +4,7 @@
 
 #include <QColor>
 #include <QDBusVariant>
+#include <QFont>
 #include <QObject>
 #include <QPalette>
 #include <QPointer>
@@ -14,7 +15,7 @@
 namespace brindle {
 
 /// The desktop's style for windows: dark or light, accent colour, fonts. Asks the desktop's portal
-/// for GNOME's colours, because Qt (6.8) does not. Main thread only.
+/// for GNOME's colours and font, because Qt (6.8) does not. Main thread only.
 class SystemStyle : public QObject
 {
     Q_OBJECT
@@ -37,8 +38,8 @@ public:
 
     bool isDark() const;
     QColor accent() const;
-    static QString fontFamily();
-    static qreal fontSize();
+    QString fontFamily() const;
+    qreal fontSize() const;
     static QString monospacedFamily();
 
     /// Gives these colours to the title bars that Qt draws under Wayland.
@@ -63,6 +64,9 @@ private:
     bool isColouring_ = false; // Qt announces our own change of the palette too
     uint scheme_ = 0;          // of windows: 1 dark, 2 light, any other value leaves it to Qt
     QColor chosenAccent_;      // invalid: the player chose none
+    const bool isGnome_ = qEnvironmentVariable("XDG_CURRENT_DESKTOP").contains(u"GNOME");
+    std::optional<QFont> gnomeFont_;
+    qreal textScale_ = 1;
     std::optional<QPalette> desktopPalette_; // before the title bars were coloured
 };
 

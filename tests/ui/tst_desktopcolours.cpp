@@ -1,4 +1,4 @@
-// The colours of a desktop, as Qt finds them in its settings or as its portal tells them.
+// The colours and fonts of a desktop, from Qt's reading of its settings and from its portal.
 
 #include "BusServices.h"
 #include "VirtualDisplay.h"
@@ -11,6 +11,7 @@
 #include <QDBusMetaType>
 #include <QDBusVariant>
 #include <QFile>
+#include <QFontInfo>
 #include <QGuiApplication>
 #include <QProcess>
 #include <QSignalSpy>
@@ -25,7 +26,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-/// As KDE has it: dark, and marked with purple.
+/// KDE's settings: dark, with a purple accent.
 const QByteArray colours = "[Colors:Button]\n"
                            "BackgroundNormal=41,44,48\n"
                            "ForegroundNormal=252,252,252\n"
@@ -39,10 +40,10 @@ const QByteArray colours = "[Colors:Button]\n"
                            "BackgroundNormal=32,35,38\n"
                            "ForegroundNormal=252,252,252\n";
 
-/// The desktop of an application that is made after this.
+/// Makes KDE the desktop of any application created later.
 void makeDesktop(const QTemporaryDir &settings)
 {
-    QFile file(settings.filePath(QStringLiteral("kdeglobals")));
+    QFile file(settings.filePath(u"kdeglobals"_s));
     if (!file.open(QIODevice::WriteOnly) || file.write(colours) != colours.size()) {
         throw std::runtime_error("the desktop's settings can't be written");
     }
@@ -54,11 +55,14 @@ void makeDesktop(const QTemporaryDir &settings)
 
 const QColor purple(145, 65, 172);
 const auto portalPath = u"/org/freedesktop/portal/desktop"_s;
-const auto appearance = QStringLiteral("org.freedesktop.appearance");
-const auto schemeKey = QStringLiteral("color-scheme");
-const auto accentKey = QStringLiteral("accent-color");
+const auto appearance = u"org.freedesktop.appearance"_s;
+const auto schemeKey = u"color-scheme"_s;
+const auto accentKey = u"accent-color"_s;
+const auto gnome = u"org.gnome.desktop.interface"_s;
+const auto fontKey = u"font-name"_s;
+const auto textScaleKey = u"text-scaling-factor"_s;
 
-/// As the portal tells it: each from 0 to 1, or none where one is beyond.
+/// The portal's form of a colour: each share from 0 to 1.
 struct Shares
 {
     double red;
@@ -82,14 +86,11 @@ const QDBusArgument &operator>>(const QDBusArgument &in, Shares &shares)
     return in;
 }
 
-using Groups = QMap<QString, QVariantMap>;
-
-/// Answers as xdg-desktop-portal 1.16 does, which is Debian 12's: it has no ReadOne.
+/// Answers as Debian's xdg-desktop-portal does. Lacks ReadOne, as version 1.16 (Debian 12) does.
 class SettingsPortal : public QObject, protected QDBusContext
 {
     Q_OBJECT
     Q_CLASSINFO("D-Bus Interface", "org.freedesktop.portal.Settings")
-    Q_PROPERTY(uint version MEMBER version CONSTANT)
 
 public:
     explicit SettingsPortal(const QVariantMap &chosen)
@@ -105,10 +106,9 @@ public:
 
     void choose(const QString &key, const QVariant &value)
     {
-        Q_EMIT SettingChanged(appearance, key, QDBusVariant(value));
+        Q_EMIT SettingChanged(groupOf(key), key, QDBusVariant(value));
     }
 
-    uint version = 1;
     const QVariantMap values;
     bool isSilent = false;
 
@@ -117,40 +117,37 @@ public Q_SLOTS:
     QDBusVariant Read(const QString &group, const QString &key)
     {
         setDelayedReply(isSilent);
-        if (group != appearance || !values.contains(key)) {
+        if (group != groupOf(key) || !values.contains(key)) {
             sendErrorReply(u"org.freedesktop.portal.Error.NotFound"_s,
                            u"Requested setting not found"_s);
         }
         return QDBusVariant(QVariant::fromValue(QDBusVariant(values.value(key, 0))));
-    }
-    /// Another desktop's backend overrides the values.
-    static Groups ReadAll(const QStringList & /*groups*/)
-    {
-        return {{appearance, {{schemeKey, 0U}}}};
     }
 
 Q_SIGNALS:
     void SettingChanged(const QString &group, const QString &key, const QDBusVariant &value);
 
 private:
+    static QString groupOf(const QString &key)
+    {
+        return key == fontKey || key == textScaleKey ? gnome : appearance;
+    }
+
     QDBusConnection bus_;
 };
 
 } // namespace
 
 Q_DECLARE_METATYPE(Shares)
-Q_DECLARE_METATYPE(Groups)
 
 class TestDesktopColours : public QObject
 {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase()
-    {
-        qDBusRegisterMetaType<Shares>();
-        qDBusRegisterMetaType<Groups>();
-    }
+    void initTestCase() { qDBusRegisterMetaType<Shares>(); }
+
+    void cleanup() { qputenv("XDG_CURRENT_DESKTOP", "KDE"); }
 
     void aDesktopsOwnSettingsAreUsed()
     {
@@ -172,7 +169,7 @@ private Q_SLOTS:
                                << QColor(51, 102, 153);
         QTest::newRow("dark") << QVariant(1U) << colour(0, 0, 0) << true << QColor(Qt::black);
         QTest::newRow("none") << QVariant(0U) << colour(-1, -1, -1) << true << purple;
-        const QVariant nonsense(QStringLiteral("green"));
+        const QVariant nonsense(u"green"_s);
         QTest::newRow("nonsense") << nonsense << nonsense << true << purple;
         QTest::newRow("too much") << QVariant(3U) << colour(0, 0, 1.5) << true << purple;
         QTest::newRow("no number") << QVariant(0U) << colour(0, qQNaN(), 0) << true << purple;
@@ -191,6 +188,50 @@ private Q_SLOTS:
         QCOMPARE(style.accent().rgb(), expected.rgb());
     }
 
+    void gnomesFontIsUsed_data()
+    {
+        QTest::addColumn<QByteArray>("desktop");
+        QTest::addColumn<QVariant>("font");
+        QTest::addColumn<QVariant>("textScale");
+        QTest::addColumn<QString>("family");
+        QTest::addColumn<qreal>("size");
+        const QString ours = SystemStyle().fontFamily();
+        const qreal oursSize = SystemStyle().fontSize();
+        const auto row = [](const char *name, const QByteArray &desktop, const QVariant &font,
+                            const QVariant &scale, const QString &family, qreal size) {
+            QTest::newRow(name) << desktop << font << scale << family << size;
+        };
+        const auto dejavu = u"DejaVu Sans"_s;
+        row("usual", "GNOME", u"DejaVu Sans 12"_s, 1.0, dejavu, 16);
+        row("large text", "GNOME", u"DejaVu Sans 12"_s, 1.25, dejavu, 20);
+        row("a style", "ubuntu:GNOME", u"DejaVu Sans Bold Oblique 9"_s, 1.0, dejavu, 12);
+        row("not installed", "GNOME", u"No Such Family 12"_s, 1.0, ours, 16);
+        row("no size", "GNOME", u"DejaVu Sans"_s, 1.0, ours, oursSize);
+        row("nonsense", "GNOME", true, u"wide"_s, ours, oursSize);
+        row("too much", "GNOME", u"DejaVu Sans 101"_s, 3.1, dejavu, oursSize);
+        row("another desktop", "KDE", u"DejaVu Sans 12"_s, 1.25, ours, oursSize);
+    }
+
+    void gnomesFontIsUsed()
+    {
+        QFETCH(QByteArray, desktop);
+        QFETCH(QVariant, font);
+        QFETCH(QVariant, textScale);
+        QFETCH(QString, family);
+        QFETCH(qreal, size);
+        qputenv("XDG_CURRENT_DESKTOP", desktop);
+        SettingsPortal portal({{fontKey, font}, {textScaleKey, textScale}});
+        SystemStyle style;
+        style.waitForPortal();
+        QCOMPARE(style.fontFamily(), family);
+        QCOMPARE(style.fontSize(), size);
+        if (desktop == "GNOME") {
+            portal.choose(fontKey, u"DejaVu Sans 24"_s);
+            portal.choose(textScaleKey, 2.0);
+            spinUntil([&] { return style.fontSize() == 64; });
+        }
+    }
+
     void aSilentPortalIsNotWaitedFor()
     {
         SettingsPortal portal({{schemeKey, 2U}});
@@ -207,7 +248,6 @@ private Q_SLOTS:
         SettingsPortal portal({{schemeKey, 1U}});
         SystemStyle style;
         style.waitForPortal();
-        QCOMPARE(style.accent(), purple);
         QSignalSpy changed(&style, &SystemStyle::changed);
         portal.choose(accentKey, QVariant::fromValue(Shares{1, 0, 0}));
         portal.choose(u"contrast"_s, 1U);
@@ -218,12 +258,13 @@ private Q_SLOTS:
         QCOMPARE(changed.size(), 2);
     }
 
-    /// As this program, unlike the launcher, made Qt know the types of the portal's signals.
-    void aProgramOfItsOwnFollows()
+    /// This program, unlike the launcher, made Qt know the types of the portal's signals.
+    void anotherProgramFollows()
     {
         SettingsPortal portal({{schemeKey, 1U}});
         QProcess program;
-        program.start(QCoreApplication::applicationFilePath(), {u"tst_desktopcolours"_s, u"--follow"_s});
+        program.start(QCoreApplication::applicationFilePath(),
+                      {u"tst_desktopcolours"_s, u"--follow"_s});
         spinUntil([&] { return program.readLine() == "dark\n"; });
         portal.choose(schemeKey, 2U);
         spinUntil([&] { return program.readLine() == "light\n"; });
@@ -259,11 +300,10 @@ static int printStyle(int argc, char *argv[])
     qputenv("QT_QPA_PLATFORM", "offscreen");
     const QGuiApplication application(argc, argv);
     const SystemStyle style;
-    const auto print = [&style] {
+    QObject::connect(&style, &SystemStyle::changed, [&style] {
         std::puts(style.isDark() ? "dark" : "light");
         std::fflush(stdout);
-    };
-    QObject::connect(&style, &SystemStyle::changed, print);
+    });
     return QGuiApplication::exec();
 }
 
