@@ -6,8 +6,8 @@
 
 namespace brindle::ditto {
 
-/// An archive's file. It is opened once, so that another file under its name changes nothing.
-/// Throws Error.
+/// An archive's file. Opens it once, so that another file of that name changes nothing. Throws
+/// Error.
 class ArchiveFile
 {
 public:

@@ -14,7 +14,7 @@ namespace {
 
 using Type = Entry::Type;
 
-/// RFC 3629: no surrogates, no over-long forms.
+/// Checks for UTF-8 by RFC 3629: no surrogates, no over-long forms.
 bool isUtf8(std::string_view text)
 {
     constexpr std::array<uint32_t, 5> least{0, 0, 0x80, 0x800, 0x10000}; // by length
@@ -112,7 +112,7 @@ void checkEntry(const Entry &entry)
              "a link without a fitting target");
 }
 
-/// The order in which a walk through the tree meets the entries.
+/// Orders entries as a walk through the tree meets them.
 bool precedes(const Entry &first, const Entry &second)
 {
     const std::string_view a = first.path();
@@ -189,7 +189,7 @@ bool staysInside(std::string_view link, const std::string &target, const Links &
 {
     constexpr int maxFollowed = 40; // as many as Linux follows
     constexpr uint64_t workOfPart = 16;
-    std::string at(link); // leads through no other link, as no entry lies below a link
+    std::string at(link);                  // passes no other link, as no entry lies below a link
     std::vector<std::string_view> pending; // the next at the end
     int followed = 0;
     const auto leave = [&at] { at.resize(at.find('/') == std::string::npos ? 0 : at.rfind('/')); };
@@ -258,7 +258,7 @@ void visitNewFolders(const Entry &entry, const Entry *previous,
 void checkSpace(const std::vector<Entry> &entries, const std::string &folder)
 {
     struct statvfs disk{};
-    // Some file systems don't report their room. Then writing shows whether there is enough.
+    // Some file systems don't report their room. Then a write fails if there is too little.
     if (statvfs(folder.c_str(), &disk) != 0 || disk.f_blocks == 0 || disk.f_frsize == 0) {
         return;
     }

@@ -15,8 +15,9 @@ namespace brindle::ditto {
 constexpr uint64_t maxFileBytes = 4ULL << 30U;
 constexpr uint64_t maxBytes = 16ULL << 30U; ///< of the whole archive, on the disk
 
-/// An archive may take `freeBytes` of the disk and `maxGrowth` times its packed bytes. One file has
-/// no limit of its own: flat height maps reach deflate's 1032:1. Usual projects stay below 20:1.
+/// An archive may take `freeBytes` of the disk and `maxGrowth` times its packed bytes. Usual
+/// projects stay below 20:1. Single files have no such limit, as flat height maps reach deflate's
+/// 1032:1.
 constexpr uint64_t freeBytes = 256ULL << 20U;
 constexpr uint64_t maxGrowth = 100;
 /// Files, links and folders fill whole blocks. Each also needs an inode and a name.
@@ -24,7 +25,7 @@ constexpr uint64_t blockBytes = 4096;
 constexpr uint64_t placeBytes = 512;
 
 /// To make a file, the system walks all folders above it. The depths of all files, folders and
-/// links may add up to `freeDepth` and `maxMeanDepth` for each of them.
+/// links may add up to `freeDepth` plus `maxMeanDepth` for each.
 constexpr uint64_t freeDepth = 100'000;
 constexpr uint64_t maxMeanDepth = 16;
 
@@ -38,25 +39,25 @@ constexpr uint64_t maxLinkWork = 64ULL << 20U;
 constexpr uint16_t stored = 0;
 constexpr uint16_t deflated = 8;
 
-/// Refuses an archive that is not to be unpacked: unsafe names, types other than file, folder and
-/// link, encryption, unknown methods, two entries for one place, an entry below a file or link, or
-/// sizes over the limits. A safe name is relative and without "..", ".", empty or over-long
-/// components, backslashes and control characters, of at most 256 components, and valid UTF-8.
-/// Sorts the entries so that a folder precedes its content, and its content precedes all else.
+/// Refuses an archive with unsafe names, types other than file, folder and link, encryption,
+/// unknown methods, two entries for one place, an entry below a file or link, or sizes over the
+/// limits. A safe name is valid UTF-8 and relative, of at most 256 components, without "..", ".",
+/// empty or over-long components, backslashes and control characters. Sorts the entries: a folder
+/// comes first, then its content, then all else.
 void checkDirectory(std::vector<Entry> &entries);
 
-/// Calls `visit` with the path of each folder that `entry` adds to those of `previous`, the entry
-/// before it in sorted order. Outer folders come first.
+/// Calls `visit` with the path of each folder that `entry` needs and `previous` did not, outer ones
+/// first. `previous` comes before `entry` in sorted order.
 void visitNewFolders(const Entry &entry, const Entry *previous,
                      const std::function<void(std::string_view path)> &visit);
 
-/// Refuses an archive that the disk of `folder` has no room for, if the system reports its room.
+/// Refuses an archive if the system reports too little room on the disk of `folder`.
 void checkSpace(const std::vector<Entry> &entries, const std::string &folder);
 
 /// The path of each link, and its target.
 using Links = std::unordered_map<std::string_view, std::string>;
 
-/// Refuses a link that leads outside, also by way of other links.
+/// Refuses a link that leads outside, directly or through other links.
 void checkLinks(const Links &links);
 
 } // namespace brindle::ditto

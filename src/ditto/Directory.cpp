@@ -29,7 +29,7 @@ constexpr uint16_t sizesBehindFlag = 0x8;     // 4.4.4
 constexpr uint64_t zip64Field = 0x0001;       // 4.5.3
 constexpr uint64_t unicodePathField = 0x7075; // 4.6.9
 
-/// Takes one field after the other from a piece of the archive.
+/// Takes one field after another from a piece of the archive.
 class Fields
 {
 public:
@@ -46,7 +46,7 @@ public:
         bytes_.remove_prefix(count);
         return taken;
     }
-    /// A number of `width` bytes, the lowest first.
+    /// Takes a number of `width` bytes, the lowest first.
     uint64_t number(uint64_t width)
     {
         uint64_t value = 0;
@@ -72,7 +72,7 @@ private:
     std::string_view bytes_;
 };
 
-/// The directory as an end record describes it.
+/// An end record's description of the directory.
 struct EndRecord
 {
     uint64_t entries = 0;
@@ -142,11 +142,11 @@ EndRecord readEnd(const ArchiveFile &file)
     Fields record(std::string_view(tail).substr(position + signatureSize));
     const uint64_t disks = record.number(4);
     const uint64_t entriesHere = record.number(2);
-    const EndRecord told{record.number(2), record.number(4), record.number(4)};
-    if (entriesHere != told.entries || (disks != 0 && disks != elsewhere32)) {
+    const EndRecord narrow{record.number(2), record.number(4), record.number(4)};
+    if (entriesHere != narrow.entries || (disks != 0 && disks != elsewhere32)) {
         throw Error("an archive of several parts");
     }
-    EndRecord end = told;
+    EndRecord end = narrow;
     uint64_t endOffset = file.size() - tailSize + position;
     if (endOffset >= locatorSize &&
         file.read(endOffset - locatorSize, signatureSize) == locatorSignature) {
@@ -154,9 +154,9 @@ EndRecord readEnd(const ArchiveFile &file)
         const auto differs = [](uint64_t value, uint64_t wide, uint64_t elsewhere) {
             return value != wide && value != elsewhere;
         };
-        if (differs(told.entries, end.entries, elsewhere16) ||
-            differs(told.size, end.size, elsewhere32) ||
-            differs(told.offset, end.offset, elsewhere32)) {
+        if (differs(narrow.entries, end.entries, elsewhere16) ||
+            differs(narrow.size, end.size, elsewhere32) ||
+            differs(narrow.offset, end.offset, elsewhere32)) {
             throw Error("two end records that disagree");
         }
         endOffset -= locatorSize + zip64EndSize;
@@ -188,8 +188,8 @@ void readZip64Field(Fields numbers, Entry &entry)
     }
 }
 
-/// The field holds a UTF-8 name and the checksum of the name in the packer's own encoding. Programs
-/// that don't know the field may have changed the other name, so that the checksum is wrong.
+/// Takes the field's UTF-8 name if its checksum fits the entry's name. A program that does not know
+/// the field may have changed that name.
 void readUnicodePath(Fields field, Entry &entry)
 {
     constexpr uint64_t beforeName = 1 + 4;
@@ -246,8 +246,8 @@ Entry readCentralHeader(Fields &directory)
 bool agree(const Entry &inDirectory, const Entry &inHeader)
 {
     const bool isLater = (inHeader.generalPurposeFlags & sizesBehindFlag) != 0;
-    const auto same = [isLater](uint64_t told, uint64_t here) {
-        return here == told || (isLater && here == 0);
+    const auto same = [isLater](uint64_t listed, uint64_t here) {
+        return here == listed || (isLater && here == 0);
     };
     const unsigned differentFlags = inHeader.generalPurposeFlags ^ inDirectory.generalPurposeFlags;
     return inHeader.fileName == inDirectory.fileName && (differentFlags & encryptionFlags) == 0 &&
@@ -316,7 +316,7 @@ std::vector<Entry> readCentralDirectory(const ArchiveFile &file, const EndRecord
     return entries;
 }
 
-/// Reads the local headers in the file's order, up to the first that overlaps. So no byte is read
+/// Reads the local headers in the file's order, so that an overlap is found before any byte is read
 /// twice.
 void readLocalHeaders(const ArchiveFile &file, std::vector<Entry> &entries, uint64_t end)
 {

@@ -13,13 +13,13 @@ namespace brindle::ditto {
 constexpr uint64_t maxDirectoryBytes = 128ULL << 20U;
 /// Limits all names together, and so the memory.
 constexpr uint64_t maxNameBytes = 16ULL << 20U;
-/// Folders that only the names of other entries mention count as well.
+/// Folders count even if only names of other entries mention them.
 constexpr uint64_t maxEntries = 200'000;
 
 /// APPNOTE.TXT 4.4.4: encrypted, strongly encrypted, with a masked directory.
 constexpr uint16_t encryptionFlags = 0x1 | 0x40 | 0x2000;
 
-/// One entry of an archive's directory, with the names of APPNOTE.TXT 4.4. Its values are
+/// One entry of an archive's directory, with the names of APPNOTE.TXT 4.4. The values are
 /// unambiguous, but unchecked.
 struct Entry
 {
@@ -45,9 +45,9 @@ struct Entry
 };
 
 /// Reads an archive's directory and its entries' local headers (APPNOTE.TXT 4.3). Throws Error
-/// unless every reader takes the file for the same archive: one end record, at the very end; a
-/// directory right before it, with as many entries as announced and at most maxEntries; and entries
-/// before it that do not overlap. A local header repeats the directory, or leaves sizes and
+/// unless every reader finds the same archive in the file: one end record, at the very end; right
+/// before it a directory with as many entries as announced and at most maxEntries; before that,
+/// entries that do not overlap. Local headers must repeat the directory, but may leave sizes and
 /// checksum to a record behind the data. Bytes between the parts do no harm.
 std::vector<Entry> readDirectory(const ArchiveFile &file);
 

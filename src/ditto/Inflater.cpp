@@ -67,7 +67,7 @@ void Inflater::inflate(size_t count, const Entry &entry, const Sink &sink)
         outputWasFull = state_->avail_out == 0;
         pass(output_.data(), output_.size() - state_->avail_out, entry, sink);
     }
-    // isal_inflate() may hold whole bytes that it has not used.
+    // isal_inflate() may hold unused bytes.
     const bool isUsedUp = state_->avail_in == 0 && state_->read_in_length < bitsOfByte;
     if (state_->block_state == ISAL_BLOCK_FINISH && !isUsedUp) {
         throw Error(entry.fileName + ": data after its end");

@@ -24,7 +24,7 @@ public:
     explicit Inflater(const ArchiveFile &archive);
     ~Inflater();
 
-    /// Never passes on more bytes than the entry announces.
+    /// Passes on no more bytes than the entry announces.
     void unpack(const Entry &entry, const Sink &sink);
 
 private:

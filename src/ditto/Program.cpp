@@ -77,7 +77,7 @@ int run(int argc, char **argv, const std::function<Confine> &confine,
     umask(creationMask);
     try {
         const ArchiveFile archive(argv[3]);
-        if (archive.descriptor() != STDIN_FILENO) { // as when standard input was closed
+        if (archive.descriptor() != STDIN_FILENO) { // the archive's if standard input was closed
             emptyStandardInput();
         }
         prepareDestination(destination);

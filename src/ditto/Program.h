@@ -14,7 +14,7 @@ namespace brindle::ditto {
 /// not safe, whole and consistent. Folders and executable files get mode 0755, other files 0644,
 /// less the process's umask.
 /// @param interrupted ends the unpacking when it becomes true.
-/// Throws Error or another std::exception, after removing what it wrote.
+/// Throws Error or another std::exception, after removing its files.
 void unpack(const ArchiveFile &archive, const std::string &destination,
             const std::atomic<bool> &interrupted);
 
@@ -26,8 +26,8 @@ using Unpack = void(const ArchiveFile &archive, const std::string &destination,
 /// `confine` and then `unpack`. The program passes Sandbox::enter and the function above. Tests and
 /// a benchmark of the sandbox pass others.
 ///
-/// Returns the exit status: 0, or another one (UnpackStatus.h) after printing one line to standard
-/// error. SIGTERM, SIGINT and SIGHUP interrupt the unpacking.
+/// Returns the exit status: 0, or one of UnpackStatus.h after printing a line to standard error.
+/// SIGTERM, SIGINT and SIGHUP interrupt the unpacking.
 int run(int argc, char **argv, const std::function<Confine> &confine,
         const std::function<Unpack> &unpack);
 

@@ -1,8 +1,7 @@
 #pragma once
 
-/// The exit status of `ditto` when something other than the archive is to blame. An archive's
-/// faults all end with 1. The printed line proves nothing, since it names entries of a hostile
-/// archive.
+/// The exit statuses of `ditto`. All faults of an archive end with 1. The printed line proves
+/// nothing, since it holds names from a hostile archive.
 namespace brindle::ditto {
 
 /// The archive can't be read from its disk.

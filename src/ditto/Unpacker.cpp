@@ -16,21 +16,19 @@ namespace brindle::ditto {
 
 namespace {
 
-constexpr mode_t executableMode = 0755; // folders, too
+constexpr mode_t executableMode = 0755; // also of folders
 constexpr mode_t plainMode = 0644;
 /// Smaller pieces take longer than one sync at the end.
 constexpr uint64_t writeBackBytes = 1ULL << 20U;
 
-/// EEXIST in a fresh folder: the file system takes two spellings for the same name.
 [[noreturn]] void fail(const std::string &path)
 {
-    if (errno == EEXIST) {
+    if (errno == EEXIST) { // the file system takes two spellings for one name
         throw Error("two entries for one place: " + path);
     }
     throw Error::notWritten(path, errno);
 }
 
-/// A new file, all of whose steps are checked.
 class OutputFile
 {
 public:
@@ -52,7 +50,7 @@ public:
     OutputFile(const OutputFile &) = delete;
     OutputFile &operator=(const OutputFile &) = delete;
 
-    /// Large amounts start on their way to the disk.
+    /// Also starts to bring large amounts to the disk.
     void write(const unsigned char *bytes, size_t count)
     {
         while (count > 0) {
@@ -110,7 +108,7 @@ Links readLinks(const std::vector<Entry> &entries, Inflater &inflater,
     return links;
 }
 
-/// EPERM can mean that the file system has no symbolic links, or that nothing may be made here.
+/// If the file system may lack symbolic links, makes a file to see whether anything can be made.
 void makeLink(const std::string &path, const std::string &target)
 {
     if (symlink(target.c_str(), path.c_str()) == 0) {
@@ -125,7 +123,7 @@ void makeLink(const std::string &path, const std::string &target)
     fail(path);
 }
 
-/// Nothing replaces anything, and links come last, so that nothing is written through a link.
+/// Replaces nothing and makes links last, so that nothing is written through a link.
 void fill(const ArchiveFile &archive, const std::string &destination,
           const std::atomic<bool> &interrupted)
 {

@@ -11,8 +11,8 @@ int syncTree(const QByteArray &folder);
 /// Waits until the content of an open file is on the disk.
 int syncFile(int descriptor);
 
-/// Waits until the names in `folder` are on the disk, as after a rename or a removal. Returns 0 also
-/// where the file system has no such request.
+/// Waits until the names in `folder` are on the disk, as after a rename or a removal. Returns 0
+/// also where the file system has no such request.
 int syncNames(const QByteArray &folder);
 
 } // namespace brindle::Disk

@@ -66,7 +66,7 @@ void limit(Resource resource, uint64_t maximum)
 // Landlock: https://docs.kernel.org/userspace-api/landlock.html
 
 /// landlock_ruleset_attr as of ABI 6, which the system's header may lack. Older kernels accept it
-/// as long as the fields that they don't know are zero.
+/// if the fields unknown to them are zero.
 struct Ruleset
 {
     uint64_t handledFiles = 0;
@@ -74,7 +74,7 @@ struct Ruleset
     uint64_t scoped = 0;         // since ABI 6
 };
 
-/// Returns 0 without Landlock: not built in, switched off at boot, or hidden by another sandbox.
+/// Returns 0 if Landlock is not built in, switched off at boot, or hidden by another sandbox.
 int landlockAbi()
 {
     const long version =
@@ -82,12 +82,11 @@ int landlockAbi()
     return version > 0 ? static_cast<int>(version) : 0;
 }
 
-/// Returns everything that a kernel with this ABI can refuse.
+/// Returns all accesses that a kernel with this ABI can refuse.
 Ruleset everything(int abi)
 {
     const auto since = [abi](int first, uint64_t bits) { return abi >= first ? bits : 0; };
-    // ABI 1 ends with MAKE_SYM. ABI 2 added moves between folders, which are refused unless
-    // allowed.
+    // ABI 1 ends with MAKE_SYM. ABI 2 added moves between folders, which every ruleset refuses.
     constexpr uint64_t first = (LANDLOCK_ACCESS_FS_MAKE_SYM << 1U) - 1;
     constexpr uint64_t truncate = 1U << 14U;
     constexpr uint64_t deviceControl = 1U << 15U;
@@ -100,7 +99,7 @@ Ruleset everything(int abi)
 void confineFiles(const std::string &folder)
 {
     const Ruleset rules = everything(landlockAbi());
-    // A failure ends the program, and so closes both descriptors.
+    // A failure ends the program, which closes both descriptors.
     const auto ruleset =
         static_cast<int>(syscall(SYS_landlock_create_ruleset, &rules, sizeof rules, 0));
     if (ruleset < 0) {
@@ -118,7 +117,7 @@ void confineFiles(const std::string &folder)
         }
         close(rule.parent_fd);
     }
-    // Without this only root may confine itself.
+    // Without it only root may confine itself.
     if (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0) {
         fail("prctl");
     }
@@ -130,8 +129,8 @@ void confineFiles(const std::string &folder)
 
 // seccomp: https://docs.kernel.org/userspace-api/seccomp_filter.html
 
-/// Calls that unpacking takes, with any arguments. Machines and C libraries differ in which of
-/// several similar calls they use.
+/// Calls that unpacking takes, with any arguments. Machines and C libraries use different ones of
+/// several similar calls.
 constexpr std::array allowedCalls{
     // open files
     "pread64", "write", "writev", "lseek", "sync_file_range", "close",
@@ -143,17 +142,17 @@ constexpr std::array allowedCalls{
     "brk", "munmap", "mremap", "madvise", "futex", "sched_yield", "getrandom", "clock_gettime",
     "getpid", "gettid", "rt_sigaction", "rt_sigprocmask", "rt_sigreturn", "sigaltstack",
     "restart_syscall", "exit", "exit_group",
-    // by which the sanitizers learn whether memory can be read
+    // sanitizers, to see whether memory can be read
     "pipe", "pipe2"};
 
 bool hasSystemCallFilter()
 {
-    // Kernels with filters try to read the filter, and fail with EFAULT.
+    // A kernel with filters tries to read the filter and fails with EFAULT.
     return prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, nullptr, 0, 0) != 0 && errno == EFAULT;
 }
 
-/// Other calls fail with ENOSYS, as on a kernel that lacks them. Calls by another machine's numbers
-/// end the process.
+/// Makes all other calls fail with ENOSYS, as on a kernel without them. Calls by another machine's
+/// numbers end the process.
 void confineCalls()
 {
     const std::unique_ptr<void, void (*)(scmp_filter_ctx)> filter(
@@ -166,7 +165,7 @@ void confineCalls()
             fail("seccomp", -result);
         }
     };
-    // Rules for the same call add up: the arguments of any rule are allowed.
+    // Several rules for a call allow the arguments of each rule.
     const auto allow = [&](const char *name, std::initializer_list<scmp_arg_cmp> arguments = {}) {
         const int call = seccomp_syscall_resolve_name(name);
         if (call >= 0) { // this machine has the call
@@ -178,15 +177,15 @@ void confineCalls()
     for (const char *name : allowedCalls) {
         allow(name);
     }
-    // Refuse to open for both reading and writing, or for neither: Landlock ignores a descriptor
-    // for neither, and fchmod(2) takes one. Landlock before ABI 3 does not refuse to empty a file.
-    // Refuse files that lend their owner's rights.
+    // A file may be opened for reading or for writing. Landlock ignores a descriptor for neither,
+    // but fchmod(2) takes one. Before ABI 3 Landlock does not refuse to empty a file. Files that
+    // lend their owner's rights may not be made.
     constexpr uint64_t kind = O_ACCMODE | O_PATH | O_TRUNC;
     constexpr uint64_t lent = S_ISUID | S_ISGID | S_ISVTX;
     for (const uint64_t access : {O_RDONLY, O_WRONLY}) {
         allow("openat", {{2, SCMP_CMP_MASKED_EQ, kind, access}, {3, SCMP_CMP_MASKED_EQ, lent, 0}});
     }
-    // Other commands send signals, take leases and copy descriptors.
+    // The other commands send signals, take leases and copy descriptors.
     for (const uint64_t command : {F_GETFD, F_SETFD, F_GETFL}) {
         allow("fcntl", {{1, SCMP_CMP_EQ, command, 0}});
     }

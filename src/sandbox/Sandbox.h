@@ -5,18 +5,18 @@
 
 namespace brindle {
 
-/// Confines the calling thread and all that it starts, for good. Enter before threads start and
-/// before untrusted input is read.
+/// Confines the calling thread, and all threads and processes that it starts, for good. Enter it
+/// before threads start and before reading untrusted input.
 ///
-/// Linux only. Elsewhere, and on kernels that lack a part, the process goes on without that part:
-/// the checks of the input come first, and the sandbox is the second defence. macOS has
-/// sandbox_init(3), which is deprecated and whose profiles are not documented.
+/// For Linux. Without a part that its kernel lacks, and on other systems, the process goes on: the
+/// checks of the input are the first defence, the sandbox is the second. macOS only has
+/// sandbox_init(3), which is deprecated and has undocumented profiles.
 namespace Sandbox {
 
 struct Rules
 {
-    /// Files and folders below it may be listed, made, written and removed; nothing at all when it
-    /// is missing. No file may be opened for reading: open the input before.
+    /// Files and folders below it may be listed, made, written and removed. If the folder is
+    /// missing, nothing may. No file may be opened for reading, so open the input before.
     std::string writableFolder;
     uint64_t maxMemory = 0;    ///< bytes of address space; 0 for no limit
     uint64_t maxFileBytes = 0; ///< for each written file; 0 for no limit
@@ -32,9 +32,9 @@ struct Parts
 /// Returns the parts that the running system has.
 Parts available();
 
-/// Enters every available part. Forbidden calls fail with EACCES or ENOSYS, writing too large a
-/// file with EFBIG; no core is dumped. Throws std::system_error when the system refuses a part that
-/// it has.
+/// Enters every available part. Forbidden calls fail with EACCES or ENOSYS, writes to a too large
+/// file with EFBIG. Crashes dump no core. Throws std::system_error if the system refuses an
+/// available part.
 ///
 /// Programs with address sanitizer get no limit on memory, since they reserve terabytes. They do
 /// not look for leaks, since that takes a second process.
@@ -42,8 +42,8 @@ Parts enter(const Rules &rules);
 
 } // namespace Sandbox
 
-/// Asks the system to start writing these bytes of a file to the disk, so that a later sync takes
-/// less time. A hint: ignores errors, and does nothing outside Linux.
+/// Asks the system to start writing these bytes of a file to the disk, to shorten a later sync.
+/// Ignores errors, and does nothing outside Linux.
 void startWriteBack(int descriptor, uint64_t offset, uint64_t count);
 
 } // namespace brindle
