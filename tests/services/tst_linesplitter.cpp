@@ -110,29 +110,6 @@ private Q_SLOTS:
         splitter.feed("next\n", add);
         QCOMPARE(lines.last(), u"next"_s);
     }
-
-    /// What becomes of the lines is counted by their size.
-    void takesNoMoreMemoryThanItNeeds_data()
-    {
-        QTest::addColumn<QByteArray>("part");
-        QTest::newRow("one byte each") << QByteArray("x");
-        QTest::newRow("two bytes each") << QByteArray("\xC3\xA9");
-        QTest::newRow("three bytes each") << QByteArray("\xE2\x82\xAC");
-        QTest::newRow("four bytes each") << QByteArray("\xF0\x9F\x98\x80");
-        QTest::newRow("no characters") << QByteArray("\xFF");
-        QTest::newRow("byte order mark") << "\xEF\xBB\xBF" + QByteArray(997, 'x');
-    }
-    void takesNoMoreMemoryThanItNeeds()
-    {
-        QFETCH(QByteArray, part);
-        constexpr qsizetype limit = 1000;
-        for (const qsizetype size : {limit / 2, limit, 2 * limit}) {
-            const QStringList lines = split(part.repeated(size).first(size), limit, size);
-            QCOMPARE(lines.size(), 1);
-            QVERIFY2(lines.first().capacity() <= limit + LineSplitter::maxNote,
-                     qPrintable(QString::number(lines.first().capacity())));
-        }
-    }
 };
 
 QTEST_GUILESS_MAIN(TestLineSplitter)

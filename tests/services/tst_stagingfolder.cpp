@@ -294,17 +294,6 @@ private Q_SLOTS:
         QVERIFY(QFile::exists(stranger + u"/out/closed/godot.zip"_s));
     }
 
-    /// A Play may begin while the start still clears leftovers.
-    void whatIsBeingWrittenIntoTheRootStays()
-    {
-        const QTemporaryDir home;
-        const Storage storage(home.filePath(u"Brindle"_s));
-        QVERIFY(QDir().mkpath(storage.root));
-        const QString hidden = Files::makeHiddenBeside(storage.gameFolder());
-        StagingFolder::clearLeftovers(home.filePath(u"tmp"_s), storage);
-        QVERIFY(QFile::exists(hidden));
-    }
-
     void anOrdinaryTemporaryFolderIsUsed_data()
     {
         QTest::addColumn<uint>("mode");
