@@ -6,58 +6,47 @@
 
 #include <QCoroTask>
 
+#include <exception>
 #include <optional>
 
 namespace brindle {
 
-/// The end of a task: a value or one of the launcher's failures.
+/// The end of a task: a value or a failure.
 template <typename T>
 struct Outcome
 {
     std::optional<T> value;
-    std::optional<CancellationError> cancellation;
-    std::optional<TransferError> transferError;
-    std::optional<SystemError> systemError;
-    std::optional<SetupError> setupError;
+    std::exception_ptr error;
 
-    bool cancelled() const { return cancellation.has_value(); }
+    /// Returns the failure if it is one of this kind.
+    template <typename E>
+    std::optional<E> as() const
+    {
+        try {
+            if (error) {
+                std::rethrow_exception(error);
+            }
+        } catch (const E &failure) {
+            return failure;
+        } catch (...) {
+            // Ignored: a failure of another kind.
+        }
+        return std::nullopt;
+    }
+    bool cancelled() const { return as<CancellationError>().has_value(); }
 
     /// Returns the failure's description; empty for a value.
-    QString text() const
-    {
-        if (cancellation) {
-            return cancellation->description();
-        }
-        if (transferError) {
-            return transferError->description();
-        }
-        if (systemError) {
-            return systemError->description();
-        }
-        return setupError ? setupError->description() : QString();
-    }
+    QString text() const { return error ? describe(error) : QString(); }
 };
 
 template <typename T>
-auto outcomeOf(QCoro::Task<T> task)
+Outcome<T> outcomeOf(QCoro::Task<T> task)
 {
-    using Value = std::conditional_t<std::is_void_v<T>, bool, T>;
-    Outcome<Value> outcome;
+    Outcome<T> outcome;
     try {
-        if constexpr (std::is_void_v<T>) {
-            await(std::move(task));
-            outcome.value = true;
-        } else {
-            outcome.value = await(std::move(task));
-        }
-    } catch (const CancellationError &error) {
-        outcome.cancellation = error;
-    } catch (const TransferError &error) {
-        outcome.transferError = error;
-    } catch (const SystemError &error) {
-        outcome.systemError = error;
-    } catch (const SetupError &error) {
-        outcome.setupError = error;
+        outcome.value = await(std::move(task));
+    } catch (...) {
+        outcome.error = std::current_exception();
     }
     return outcome;
 }

@@ -92,7 +92,7 @@ private Q_SLOTS:
         });
         for (const int status : {204, 206, 404}) {
             const auto outcome = download(first.url(u"/%1"_s.arg(status)));
-            QVERIFY(outcome.setupError);
+            QVERIFY(outcome.as<SetupError>());
             QCOMPARE(outcome.text(),
                      u"The server answered with status %1 for localhost."_s.arg(status));
             verifyOnlyTheOldFile();
@@ -117,7 +117,7 @@ private Q_SLOTS:
         TransferOptions options;
         options.limit = 1000;
         const auto first = download(server.url(), options);
-        QVERIFY(first.transferError || first.setupError);
+        QVERIFY(first.as<TransferError>() || first.as<SetupError>());
         QVERIFY(!first.text().isEmpty());
         QCOMPARE(names(), QStringList());
         putOldFile();
@@ -141,7 +141,7 @@ private Q_SLOTS:
         const HttpServer server(answering("new"));
         const QString target = own_->filePath(path);
         const auto outcome = outcomeOf(downloader_.download(server.url(), target, {}));
-        QVERIFY(outcome.systemError);
+        QVERIFY(outcome.as<SystemError>());
         QCOMPARE(outcome.text(), target + u": "_s + qt_error_string(error));
         verifyOnlyTheOldFile();
         // The next one is not concerned.

@@ -2,6 +2,7 @@
 
 #include "base/Error.h"
 #include "files/Files.h"
+#include "files/OutputFile.h"
 #include "support/SystemCalls.h"
 #include "support/TestFiles.h"
 
@@ -275,6 +276,17 @@ private Q_SLOTS:
         // A reader of the old file goes on with the old file.
         QCOMPARE(open.readAll(), "first and longer");
         QCOMPARE(left(), QStringList{u"info.json"_s});
+    }
+
+    void aNewFileReplacesNothing()
+    {
+        writeFile(path(u"file"_s), "old");
+        QVERIFY(QFile::link(path(u"none"_s), path(u"link"_s)));
+        for (const QString &name : {path(u"file"_s), path(u"link"_s)}) {
+            verifyFails([&] { const OutputFile file(name); }, EEXIST, name);
+        }
+        QCOMPARE(readFile(path(u"file"_s)), "old");
+        QVERIFY(!exists(path(u"none"_s)));
     }
 
     void failedWritesNameTheFile()

@@ -226,7 +226,7 @@ private Q_SLOTS:
         });
         const auto outcome = fetch(server.url());
         QCOMPARE(outcome.value.has_value(), isTaken);
-        QCOMPARE(outcome.transferError && !outcome.text().isEmpty(), !isTaken);
+        QCOMPARE(outcome.as<TransferError>() && !outcome.text().isEmpty(), !isTaken);
         if (isTaken) {
             QCOMPARE(outcome.value->body, QByteArray("four"));
         }
@@ -246,7 +246,7 @@ private Q_SLOTS:
         QFETCH(const QUrl, url);
         QFETCH(const QString, reason);
         const auto outcome = fetch(url);
-        QVERIFY(outcome.transferError);
+        QVERIFY(outcome.as<TransferError>());
         QVERIFY2(!outcome.text().isEmpty() && outcome.text().contains(reason),
                  qPrintable(outcome.text()));
     }
@@ -273,7 +273,7 @@ private Q_SLOTS:
         });
         const QString target = newPath();
         const auto outcome = store(server.url(), target);
-        QCOMPARE(outcome.transferError.has_value(), isRefused);
+        QCOMPARE(outcome.as<TransferError>().has_value(), isRefused);
         if (isRefused) {
             QCOMPARE(outcome.text(), u"The server sent the file in an encoding (%1) that it was "
                                      "not asked for."_s.arg(QString::fromLatin1(value.toLower())));
@@ -301,7 +301,7 @@ private Q_SLOTS:
         const QUrl url = beginning ? server.url() : StandIns::silentUrl();
         QCOMPARE(TransferOptions().idleTimeout, 60s); // for players
         const auto outcome = fetch(url, {200ms, {}});
-        QVERIFY(outcome.transferError);
+        QVERIFY(outcome.as<TransferError>());
         QCOMPARE(outcome.text(), u"The connection timed out: nothing arrived for 0.2 seconds."_s);
         if (!beginning) {
             StandIns::lookUps.acquire();
@@ -398,11 +398,11 @@ private Q_SLOTS:
             QCOMPARE(toMemory.value->body.size(), 1000);
             return;
         }
-        QVERIFY(toFile.setupError);
+        QVERIFY(toFile.as<SetupError>());
         QCOMPARE(toFile.text(), u"The download from 127.0.0.1 is larger than the 1 KB that this "
                                 "app accepts, so it was stopped."_s);
         QVERIFY(QFileInfo(target).size() <= 1000);
-        QVERIFY(toMemory.transferError);
+        QVERIFY(toMemory.as<TransferError>());
         QCOMPARE(toMemory.text(), u"The server's answer is larger than the expected 1000 bytes."_s);
     }
 
@@ -417,8 +417,8 @@ private Q_SLOTS:
         TransferOptions options;
         options.limit = std::numeric_limits<qint64>::max();
         const auto outcome = store(server.url(), target, options);
-        QVERIFY(outcome.systemError);
-        QCOMPARE(outcome.systemError->code, ENOSPC);
+        QVERIFY(outcome.as<SystemError>());
+        QCOMPARE(outcome.as<SystemError>()->code, ENOSPC);
         QCOMPARE(outcome.text(), target + u": No space left on device"_s);
     }
 
@@ -438,9 +438,9 @@ private Q_SLOTS:
         const QString target = newPath() + u".slow"_s;
         const auto outcome = store(server.url(), target);
         StandIns::beforeWrite = nullptr;
-        QVERIFY(outcome.systemError);
-        QCOMPARE(outcome.systemError->code, error);
-        QCOMPARE(outcome.systemError->path, target);
+        QVERIFY(outcome.as<SystemError>());
+        QCOMPARE(outcome.as<SystemError>()->code, error);
+        QCOMPARE(outcome.as<SystemError>()->path, target);
         QCOMPARE(outcome.text(), target + u": "_s + qt_error_string(error));
         QCOMPARE(calls, 2);
     }

@@ -122,7 +122,7 @@ private Q_SLOTS:
     {
         const HttpServer server(answering("hello"), 0, &tls_);
         QVERIFY(fetch(server.url()).value);
-        QVERIFY(NetFixture::fetch(server.url()).transferError);
+        QVERIFY(NetFixture::fetch(server.url()).as<TransferError>());
         QCOMPARE(server.requestCount(), 1);
     }
 

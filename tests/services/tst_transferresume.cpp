@@ -119,7 +119,7 @@ private Q_SLOTS:
         CutFile file(pattern(1000), {300});
         file.headers = {{"Accept-Ranges", "bytes"}};
         const HttpServer server(serving(file));
-        QVERIFY(fetch(server.url()).transferError);
+        QVERIFY(fetch(server.url()).as<TransferError>());
         QCOMPARE(file.requests().size(), 1);
     }
 
@@ -251,7 +251,7 @@ private Q_SLOTS:
             QCOMPARE(outcome.value->body, content);
             return;
         }
-        QVERIFY(outcome.transferError);
+        QVERIFY(outcome.as<TransferError>());
         // libcurl's own words.
         QVERIFY2(outcome.text().contains(u"bytes remaining"), qPrintable(outcome.text()));
         QCOMPARE(waits(), allWaits);
@@ -374,7 +374,7 @@ private Q_SLOTS:
             }
         });
         const auto outcome = fetch(server.url(), withoutWaits(), 1000);
-        QVERIFY(outcome.transferError);
+        QVERIFY(outcome.as<TransferError>());
         QCOMPARE(outcome.text(), u"The server's answer is larger than the expected 1000 bytes."_s);
         QCOMPARE(server.requestCount(), 2);
     }

@@ -150,7 +150,7 @@ private Q_SLOTS:
         QFETCH(const QByteArray, location);
         const HttpServer server(redirecting(302, location));
         const auto outcome = fetch(startOf(server));
-        QVERIFY(outcome.transferError);
+        QVERIFY(outcome.as<TransferError>());
         QCOMPARE(outcome.text(), u"The server redirected to an address that can't be used."_s);
     }
 
@@ -158,10 +158,10 @@ private Q_SLOTS:
     {
         const HttpServer server(redirecting(302, "/end"), 0, &tls_);
         const auto unknown = fetch(startOf(server));
-        QVERIFY(unknown.transferError);
+        QVERIFY(unknown.as<TransferError>());
         QVERIFY2(unknown.text().contains(u"certificate"), qPrintable(unknown.text()));
         // The certificate names another host.
-        QVERIFY(fetch(server.url(u"/start"_s, u"localhost"_s), trusting_).transferError);
+        QVERIFY(fetch(server.url(u"/start"_s, u"localhost"_s), trusting_).as<TransferError>());
         QCOMPARE(server.requestCount(), 0);
     }
 
@@ -174,7 +174,7 @@ private Q_SLOTS:
         const HttpServer second(redirecting(302, startOf(third).toEncoded()), 0, &tls_);
         const HttpServer first(redirecting(302, startOf(second).toEncoded()));
         const auto outcome = fetch(startOf(first), trusting_);
-        QVERIFY(outcome.transferError);
+        QVERIFY(outcome.as<TransferError>());
         QCOMPARE(outcome.text(), insecureText);
         QCOMPARE(third.requestCount(), 1);
         QCOMPARE(last.requestCount(), 0);
@@ -237,7 +237,7 @@ private Q_SLOTS:
         setProxies({proxyAt(proxy.port())});
         const QUrl address = proxy.url(u"/end"_s, host);
         const auto outcome = fetch(address);
-        QVERIFY(outcome.transferError);
+        QVERIFY(outcome.as<TransferError>());
         QCOMPARE(outcome.text(), u"The address %1 is not secure (plain http), so nothing was "
                                  "downloaded from it."_s.arg(address.toString()));
         QCOMPARE(proxy.requestCount(), 0);
@@ -351,7 +351,7 @@ private Q_SLOTS:
         const auto kept = Transfer::keepConnections();
         QVERIFY(fetch(server.url(), trusting_).value);
         const auto outcome = fetch(server.url(), trusting_);
-        QVERIFY(outcome.transferError);
+        QVERIFY(outcome.as<TransferError>());
         QVERIFY2(!outcome.text().contains(u"web page"), qPrintable(outcome.text()));
         QCOMPARE(proxy.requestCount(), 1);
         QCOMPARE(server.requestCount(), 2);
@@ -422,7 +422,7 @@ private Q_SLOTS:
         const HttpServer proxy(sending(answer));
         setProxies({proxyAt(proxy.port())});
         const auto outcome = fetch(QUrl(u"https://far.invalid/file"_s));
-        QVERIFY(outcome.transferError);
+        QVERIFY(outcome.as<TransferError>());
         QCOMPARE(outcome.text(), text);
         QCOMPARE(proxy.requestCount("far.invalid:443"), 1);
     }

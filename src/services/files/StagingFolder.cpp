@@ -61,9 +61,6 @@ void clearLeftoversIn(const QString &place, const std::stop_token &stop)
     static const QRegularExpression form(QRegularExpression::anchoredPattern(
         StagingFolder::prefix + u"[0-9A-F]{8}(-[0-9A-F]{4}){3}-[0-9A-F]{12}"_s));
     for (const QString &name : Files::names(place)) {
-        if (stop.stop_requested()) {
-            return;
-        }
         if (form.match(name).hasMatch()) {
             const QString path = QDir(place).filePath(name);
             ProcessLock lock(path, ProcessLock::Kind::folder);

@@ -137,7 +137,6 @@ QCoro::Task<qint32> ManagedProcess::run(std::stop_token stop)
         try {
             const std::optional<qint32> status = impl->read(stop, programEnds);
             if (!status) {
-                keep(std::move(impl)); // the awaiting coroutine needs it
                 return;
             }
             impl.reset(); // only the awaiting thread may destroy the callback
