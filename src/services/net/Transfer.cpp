@@ -84,8 +84,9 @@ public:
     /// Delivers the cancellation and ends the thread. Any thread.
     void cancel()
     {
-        isCancelled_ = true;
-        result.fail(std::make_exception_ptr(CancellationError()));
+        if (state_.exchange(State::cancelled) == State::free) {
+            result.fail(std::make_exception_ptr(CancellationError()));
+        }
         const std::lock_guard guard(lock_);
         if (connections_) {
             curl_multi_wakeup(connections_.get());
@@ -95,6 +96,9 @@ public:
     const OneShot<TransferResult> result;
 
 private:
+    /// A cancellation during a call of `onProgress_` is delivered after that call.
+    enum class State { free, calling, cancelled };
+
     void work()
     {
         // A server that leaves during the end of TLS must not end the process.
@@ -512,12 +516,21 @@ private:
         // A body that begins anew does not report less than before.
         const qint64 done = length_ < 0 ? most_ : std::min(most_, length_);
         const std::chrono::duration<double> elapsed = lastReport_ - started_;
+        pass(State::free, State::calling);
         onProgress_(done, length_, static_cast<double>(done) / std::max(elapsed.count(), 0.001));
+        pass(State::calling, State::free);
     }
 
     void checkCancelled() const
     {
-        if (isCancelled_) {
+        if (state_ == State::cancelled) {
+            throw CancellationError();
+        }
+    }
+
+    void pass(State from, State to)
+    {
+        if (!state_.compare_exchange_strong(from, to)) {
             throw CancellationError();
         }
     }
@@ -545,7 +558,7 @@ private:
                    : QByteArray();
     }
 
-    std::atomic<bool> isCancelled_ = false;
+    std::atomic<State> state_ = State::free;
     const QUrl address_;
     std::shared_ptr<OutputFile> file_; // none for memory
     const TransferOptions options_;

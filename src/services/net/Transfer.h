@@ -57,7 +57,7 @@ struct TransferResult
 ///   after six such attempts in a row.
 /// - A busy server (429, 503) is left alone as long as it asks, if that is a minute at most, twice.
 /// - `onProgress` is called after bytes arrived, at most 50 times a second, and each second while
-///   none arrive; on the transfer's thread, which may call once more after a cancellation.
+///   none arrive; on the transfer's thread, and never after the end.
 ///
 /// A call resumes on its own thread. Every HTTP status is a result. Throws TransferError,
 /// SystemError for a failure of this machine, SetupError for a file over the limit, and
