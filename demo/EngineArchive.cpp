@@ -44,14 +44,8 @@ void fill(QIODevice &file, qint64 size)
     }
 }
 
-const QByteArray infoPlist =
-    "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-    "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" "
-    "\"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
-    "<plist version=\"1.0\">\n<dict>\n"
-    "\t<key>CFBundleExecutable</key>\n\t<string>Godot</string>\n"
-    "\t<key>CFBundleIdentifier</key>\n\t<string>org.godotengine.godot</string>\n"
-    "\t<key>CFBundlePackageType</key>\n\t<string>APPL</string>\n</dict>\n</plist>\n";
+const QByteArray infoPlist = "<plist version=\"1.0\"><dict><key>CFBundleExecutable</key>"
+                             "<string>Godot</string></dict></plist>\n";
 
 } // namespace
 

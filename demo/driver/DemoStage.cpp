@@ -21,7 +21,10 @@ namespace {
 const auto behaviourFile = u"sample-engine.ini"_s;
 /// Long enough for the launcher to count the game as open.
 const QByteArray goodBehaviour = "playSeconds=13\n";
-const QByteArray brokenBehaviour = "playSeconds=2\nplayExit=1\nprintParseError=true\n";
+const QByteArray brokenBehaviour =
+    "playSeconds=2\nplayExit=1\n"
+    "printText=\"SCRIPT ERROR: Parse Error: Unexpected \\\"}\\\" in class body.\\n"
+    "          at: GDScript::reload (res://main.gd:2)\"\n";
 /// Makes a real engine print an error and end in a way that the launcher must explain.
 const QByteArray brokenScript = "extends Node\n\n\nfunc _ready() -> void:\n"
                                 "\tpush_error(\"The map has no start position.\")\n"

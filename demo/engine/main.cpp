@@ -6,11 +6,9 @@
 //   windowSeconds    how long a game runs before its window is shown (0)
 //   playSeconds      when a game ends by itself; never, if negative (-1)
 //   playExit         its exit code then (0)
-//   printText        a line on standard error at the start
-//   printParseError  prints the errors of a broken script
+//   printText        a text on standard error at the start
 
 #include <QCommandLineParser>
-#include <QCryptographicHash>
 #include <QDir>
 #include <QDirIterator>
 #include <QElapsedTimer>
@@ -86,15 +84,13 @@ void import(const QDir &project, double seconds)
     const qsizetype count = std::max<qsizetype>(1, files.size());
     for (qsizetype i = 0; i < files.size(); ++i) {
         const QString &path = files.at(i);
-        const QString id = QString::fromLatin1(
-            QCryptographicHash::hash(path.toUtf8(), QCryptographicHash::Md5).toHex());
         printProgress(static_cast<int>(i * 100 / count), task, path);
         if (path.endsWith(u".svg") || path.endsWith(u".png")) {
-            const QString imported = u".godot/imported/%1.ctex"_s.arg(id);
+            const QString imported = u".godot/imported/%1.ctex"_s.arg(i);
             write(project, imported, u"GST2\n"_s);
             write(project, path + u".import"_s, u"[remap]\n\npath=\"res://%1\"\n"_s.arg(imported));
         } else if (path.endsWith(u".gd")) {
-            write(project, path + u".uid"_s, u"uid://%1\n"_s.arg(id.left(12)));
+            write(project, path + u".uid"_s, u"uid://%1\n"_s.arg(i));
         }
         QThread::usleep(static_cast<unsigned long>(seconds * 1e6 / static_cast<double>(count)));
     }
@@ -241,10 +237,6 @@ int main(int argc, char *argv[])
     const QSettings directions(folder + u"/sample-engine.ini"_s, QSettings::IniFormat);
     if (const QString text = directions.value(u"printText"_s).toString(); !text.isEmpty()) {
         printError(text);
-    }
-    if (directions.value(u"printParseError"_s).toBool()) {
-        printError(QStringLiteral("SCRIPT ERROR: Parse Error: Unexpected \"}\" in class body.\n"
-                                  "          at: GDScript::reload (res://main.gd:2)"));
     }
     if (line.isSet(u"import"_s)) {
         import(QDir(QDir(folder).absolutePath()),
