@@ -181,10 +181,11 @@ void SystemStyle::colourTitleBars(const QColor &ground, const QColor &text)
     isColouring_ = true;
     QGuiApplication::setPalette(palette);
     isColouring_ = false;
-    // Qt (6.4) reads the colours when it makes a title bar.
+    // Qt (6.4) reads the colours when it makes a title bar. Where the compositor draws it, there
+    // are no margins, and Qt would add a second one.
     const QWindowList windows = QGuiApplication::topLevelWindows();
     for (QWindow *window : windows) {
-        if (window->isVisible()) {
+        if (window->isVisible() && !window->frameMargins().isNull()) {
             window->setFlag(Qt::FramelessWindowHint, true);
             window->setFlag(Qt::FramelessWindowHint, false);
         }
