@@ -766,6 +766,8 @@ def install(package):
 def main(kind, package, pictures, wanted):
     pictures = pathlib.Path(pictures, kind)
     pictures.mkdir(parents=True, exist_ok=True)
+    for log in pictures.glob("*.log"):
+        log.unlink()
     install(package)
     Host.open()
     offer()
