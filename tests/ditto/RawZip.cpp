@@ -40,7 +40,7 @@ QByteArray dataOf(const RawZip::Entry &entry)
     return qCompress(entry.content, 9).mid(6).chopped(4);
 }
 
-/// The fields that the headers of an entry share.
+/// The fields that both headers of an entry have.
 struct Fields
 {
     quint64 flags;
@@ -77,17 +77,17 @@ QByteArray zip64Field(const RawZip::Entry &entry, const Fields &fields)
 
 QByteArray localHeaderOf(const RawZip::Entry &entry, const Fields &fields)
 {
-    Fields told{.flags = orLie(entry.localFlags, fields.flags),
-                .method = orLie(entry.localMethod, fields.method),
-                .crc = orLie(entry.localCrc, fields.crc),
-                .packedSize = orLie(entry.localPackedSize, fields.packedSize),
-                .size = orLie(entry.localSize, fields.size)};
+    Fields local{.flags = orLie(entry.localFlags, fields.flags),
+                 .method = orLie(entry.localMethod, fields.method),
+                 .crc = orLie(entry.localCrc, fields.crc),
+                 .packedSize = orLie(entry.localPackedSize, fields.packedSize),
+                 .size = orLie(entry.localSize, fields.size)};
     if (entry.descriptor) {
-        told.crc = told.packedSize = told.size = 0;
+        local.crc = local.packedSize = local.size = 0;
     }
     const QByteArray name = entry.localName.isEmpty() ? entry.name : entry.localName;
     const QByteArray extra = zip64Field(entry, fields) + entry.localExtra;
-    return "PK\3\4" + number(2, 20) + told.bytes(entry.zip64) + sized(name) + sized(extra) + name +
+    return "PK\3\4" + number(2, 20) + local.bytes(entry.zip64) + sized(name) + sized(extra) + name +
            extra;
 }
 
@@ -103,13 +103,13 @@ QByteArray directoryRecord(const RawZip::Entry &entry, const Fields &fields, qin
            number(4, orLie(entry.offset, static_cast<quint64>(offset))) + entry.name + extra;
 }
 
-/// The zip64 end record and the locator, which says where the record is.
+/// Returns the zip64 end record and its locator.
 QByteArray zip64End(const RawZip::Frame &frame, quint64 count, quint64 size, quint64 offset,
                     quint64 position)
 {
-    const quint64 toldCount = orLie(frame.zip64Count, count);
+    const quint64 listed = orLie(frame.zip64Count, count);
     return "PK\6\6" + number(8, 44) + number(2, 0x031E) + number(2, 20) + number(8, 0) +
-           number(8, orLie(frame.zip64Here, toldCount)) + number(8, toldCount) + number(8, size) +
+           number(8, orLie(frame.zip64Here, listed)) + number(8, listed) + number(8, size) +
            number(8, offset) + "PK\6\7" + number(4, 0) +
            number(8, orLie(frame.zip64Offset, position)) + number(4, 1);
 }
@@ -146,8 +146,8 @@ QByteArray RawZip::bytes(const Frame &frame) const
         archive += zip64End(frame, count, size, start, static_cast<quint64>(archive.size() - zero));
     }
     const bool elsewhere = zip64 && frame.saturated;
-    const QByteArray toldCount = number(2, orLie(frame.count, elsewhere ? saturated16 : count));
-    return archive + "PK\5\6" + QByteArray(4, 0) + toldCount + toldCount +
+    const QByteArray listed = number(2, orLie(frame.count, elsewhere ? saturated16 : count));
+    return archive + "PK\5\6" + QByteArray(4, 0) + listed + listed +
            number(4, orLie(frame.directorySize, elsewhere ? saturated32 : size)) +
            number(4, orLie(frame.directoryOffset, elsewhere ? saturated32 : start)) +
            sized(frame.comment) + frame.comment;

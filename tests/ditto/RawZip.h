@@ -5,7 +5,7 @@
 
 namespace brindle {
 
-/// Writes zip archives byte by byte (APPNOTE.TXT 4.3), so that tests can make any byte wrong.
+/// Writes zip archives byte by byte (APPNOTE.TXT 4.3), so that any byte can be wrong.
 class RawZip
 {
 public:
@@ -19,9 +19,9 @@ public:
     {
         QByteArray name{};
         QByteArray content{};
-        quint32 mode = 0; ///< whole unix mode; 0 stores none
+        quint32 mode = 0; ///< the whole unix mode, or 0 for none
         bool deflated = false;
-        // Lies, where they are not negative (or not empty).
+        // These are lies unless they are negative or empty.
         qint64 size = -1;
         qint64 packedSize = -1;
         qint64 crc = -1;
@@ -43,20 +43,20 @@ public:
         bool descriptor = false; ///< checksum and sizes behind the data instead of before it
     };
 
-    /// The parts around the entries, and their lies.
+    /// The parts around the entries, with their lies.
     struct Frame
     {
         QByteArray comment{};
         QByteArray prefix{};       ///< before everything
         bool prefixCounted = true; ///< offsets count from the prefix's start
-        bool zip64 = false;        ///< a zip64 end record too; always when it is needed
+        bool zip64 = false;        ///< with a zip64 end record, even if the archive needs none
         qint64 count = -1;         ///< of entries
         qint64 directorySize = -1; ///< in bytes
         qint64 directoryOffset = -1;
         qint64 zip64Offset = -1; ///< of the zip64 end record
         qint64 zip64Count = -1;  ///< of entries, in the zip64 end record
         qint64 zip64Here = -1;   ///< of entries on this disk, in the zip64 end record
-        bool saturated = true;   ///< with zip64, the other end record says "look there"
+        bool saturated = true;   ///< with zip64, all numbers of the other end record are maximal
     };
 
     RawZip() = default;
@@ -66,12 +66,12 @@ public:
     QByteArray bytes() const { return bytes(Frame{}); }
     QByteArray bytes(const Frame &frame) const;
 
-    /// An entry's own header, without its data.
+    /// Returns an entry's own header, without its data.
     static QByteArray localHeader(const Entry &entry);
     static quint32 checksum(const QByteArray &content);
     /// Returns a deflated file of zeros. It is a thousand times smaller when packed.
     static Entry zeros(const QByteArray &name, qint64 count);
-    /// An extra field that gives the entry `name` another name, APPNOTE.TXT 4.6.9.
+    /// Returns an extra field that gives the entry `name` another name, APPNOTE.TXT 4.6.9.
     static QByteArray unicodePath(const QByteArray &name, const QByteArray &unicodeName);
 
 private:

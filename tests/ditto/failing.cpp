@@ -1,7 +1,7 @@
-// Starts a program some of whose system calls fail, as on a broken or unusual disk. Tests only.
+// Starts a program and makes some of its system calls fail, as on a broken disk. Tests only.
 //
 // usage: failing FAULTS ERRNO PROGRAM [ARGUMENT…]
-//   FAULTS are joined by ","; with 0 as ERRNO, the first such call ends the program
+//   FAULTS are joined by ",". If ERRNO is 0, the first such call ends the program.
 
 #include <cstdlib>
 #include <fcntl.h>
@@ -20,9 +20,8 @@ struct Fault
     std::vector<scmp_arg_cmp> arguments{};
 };
 
-// Sizes tell the tool's calls from those of the loader and the sanitizers, which are small. The
-// tool reads the end of the test's archive in a piece of 65,557 bytes, and its file in one of
-// 100,000.
+// The loader and the sanitizers read and write fewer bytes than the tool does. The tool reads the
+// end of the test's archive in a piece of 65,557 bytes, and its file in one of 100,000.
 const std::map<std::string, Fault> faults{
     {"read", {{"pread64"}, {{2, SCMP_CMP_EQ, 100'000, 0}}}},
     {"read of the end", {{"pread64"}, {{2, SCMP_CMP_EQ, 65'557, 0}}}},

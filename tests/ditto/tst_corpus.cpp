@@ -1,5 +1,5 @@
-// The archive tool as it is shipped, with every archive of the corpus: it refuses the hostile ones
-// without a trace, and unpacks the benign ones as unzip does.
+// Runs the shipped archive tool on every archive of the corpus. It refuses the hostile ones without
+// a trace, and unpacks the benign ones as unzip does.
 
 #include "Corpus.h"
 #include "Surroundings.h"

@@ -1,4 +1,4 @@
-// The archive tool as it is shipped: modes, destinations, interruptions, command lines.
+// Runs the shipped archive tool: modes, destinations, interruptions, command lines.
 
 #include "RawZip.h"
 #include "Surroundings.h"
@@ -105,7 +105,7 @@ private Q_SLOTS:
         around_->putArchive(RawZip({{"other", "1", file644}}).bytes());
         QVERIFY(QFile::rename(around_->archive(), around_->path("parent/other.zip")));
         around_->putArchive(twoFiles);
-        // Another archive takes the name, and the first bytes have been read.
+        // Reads the first bytes, and gives the name to another archive.
         const QString script = u"exec 5<a.zip && head -c 10 <&5 >/dev/null && mv other.zip a.zip &&"
                                " exec '%1' -x -k /dev/fd/5 out"_s.arg(tool);
         const Surroundings::Run run = around_->run(u"sh"_s, {u"-c"_s, script});
@@ -123,14 +123,14 @@ private Q_SLOTS:
 
     void anInterruptedRunCleansUp()
     {
-        // Poorly packed, so that it takes a while.
+        // Noise packs poorly, so unpacking takes a while.
         QByteArray noise(60'000'000, Qt::Uninitialized);
         std::minstd_rand random;
         std::generate(noise.begin(), noise.end(), [&] { return static_cast<char>(random()); });
         around_->putArchive(RawZip({{"a", noise, file644}, {"b", noise, file644}}).bytes());
         const QString first = around_->destination() + u"/a"_s;
         int code = 0;
-        // A run that ends before its interruption proves nothing.
+        // Tries again if a run ends before its interruption.
         for (int attempt = 0; code == 0 && attempt < 20; ++attempt) {
             around_->clear();
             QProcess process;
@@ -144,7 +144,7 @@ private Q_SLOTS:
             QVERIFY(process.state() == QProcess::NotRunning || process.waitForFinished());
             code = process.exitCode();
             QCOMPARE(Surroundings::tree(around_->destination()).size(), code == 0 ? 2 : 0);
-            // Neither a terminal nor the launcher's pipe, where the system says so.
+            // Where /proc shows it, the tool has neither a terminal nor the launcher's pipe.
             QVERIFY2(input.isEmpty() || input == u"/dev/null"_s, qPrintable(input));
         }
         QVERIFY(code != 0);

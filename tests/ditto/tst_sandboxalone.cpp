@@ -1,6 +1,5 @@
-// The sandbox of the archive tool without its checks: a tool that does everything that an archive
-// asks for changes nothing outside the destination, connects to nothing and runs nothing. The same
-// tool without the sandbox does all of it.
+// Runs the archive tool without its checks. In the sandbox it changes nothing outside the
+// destination, connects to nothing and runs nothing. Without the sandbox it does all of that.
 
 #include "Corpus.h"
 #include "Surroundings.h"
@@ -18,7 +17,7 @@ namespace {
 const auto sandboxed = QStringLiteral(BRINDLE_UNCHECKED);
 const auto unsandboxed = QStringLiteral(BRINDLE_UNSANDBOXED);
 
-/// Returns what an unpacking changed outside the destination, and special files inside.
+/// Returns the changes outside the destination, and special files inside.
 QStringList harm(const Surroundings &around, const QStringList &before)
 {
     const QStringList after = around.outside();
@@ -60,7 +59,7 @@ private Q_SLOTS:
         QVERIFY2(run.code == 0 || run.code == 1, run.errors.constData());
         QCOMPARE(harm(*around_, before), QStringList());
         QCOMPARE(around_->beside(), (QStringList{u"a.zip"_s, u"out"_s}));
-        // The tool was at work.
+        // Shows that the tool was at work.
         QVERIFY(!one.escapes || QFileInfo::exists(around_->destination() + u"/first.txt"_s));
     }
 

@@ -1,7 +1,7 @@
-// The archive tool without its checks. Tests only: it makes every entry under the name that the
-// archive gives, follows links, replaces files, sets every mode, reserves the announced size, and
-// ignores failures. Then it acts like a program under an attacker's control: it runs each
-// executable file, and connects to the local port of each file "connect to <port>".
+// The archive tool without its checks, for tests. It makes every entry under its packed name,
+// follows links, replaces files, sets every mode, reserves the announced size, and ignores
+// failures. Then it acts like a program under an attacker's control: it runs each executable file,
+// and connects to the local port of each file "connect to <port>".
 //
 // usage: ditto_unchecked   -x -k ARCHIVE DESTINATION   (in the sandbox)
 //        ditto_unsandboxed -x -k ARCHIVE DESTINATION   (without)
@@ -88,7 +88,7 @@ void addFile(const Entry &entry, const std::string &place, Inflater &inflater)
                 throw Error("can't write");
             }
         });
-    } catch (const Error &) { // NOLINT(bugprone-empty-catch): the file keeps what arrived
+    } catch (const Error &) { // NOLINT(bugprone-empty-catch): the file keeps its bytes
     }
     if (descriptor >= 0) {
         close(descriptor);
@@ -102,7 +102,7 @@ void addLink(const Entry &entry, const std::string &place, Inflater &inflater)
         target.append(reinterpret_cast<const char *>(bytes), count); // NOLINT
     });
     unlink(place.c_str());
-    symlink(target.c_str(), place.c_str()); // NOLINT: goes on after what fails
+    symlink(target.c_str(), place.c_str()); // NOLINT: goes on after a failure
 }
 
 void giveMode(const Entry &entry, const std::string &place)

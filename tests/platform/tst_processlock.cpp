@@ -1,4 +1,4 @@
-// A lock by file or folder: who gets it, and who loses it when.
+// Locks files and folders for one process at a time.
 
 #include "platform/ProcessLock.h"
 #include "support/SystemCalls.h"
@@ -26,7 +26,7 @@ class TestProcessLock : public QObject
     QString file(const char *name = "lock") const { return folder_.filePath(QLatin1String(name)); }
 
 private Q_SLOTS:
-    void oneHoldsIt()
+    void oneProcessHoldsAFile()
     {
         std::optional<ProcessLock> one(file());
         ProcessLock other(file());
@@ -38,7 +38,7 @@ private Q_SLOTS:
         QCOMPARE(other.tryLock(), Outcome::held);
     }
 
-    void oneHoldsAFolder()
+    void oneProcessHoldsAFolder()
     {
         const QString folder = file("folder");
         QVERIFY(QDir().mkdir(folder));
@@ -52,7 +52,7 @@ private Q_SLOTS:
         QCOMPARE(other.tryLock(), Outcome::held);
     }
 
-    void whatHasGoneIsNotHeld()
+    void aFileOrFolderThatIsGoneIsNotHeld()
     {
         const QString folder = file("gone");
         QVERIFY(QDir().mkdir(folder));
@@ -70,7 +70,7 @@ private Q_SLOTS:
         QVERIFY(QDir().mkdir(folder));
         QCOMPARE(lock.tryLock(), Outcome::held);
 
-        // Its successor is the one that counts.
+        // A new file of that name is another one.
         ProcessLock another(file("replaced"));
         locks = 0;
         calls.before = [&](const QString &) {
@@ -121,11 +121,11 @@ private Q_SLOTS:
         QVERIFY(QFile::exists(file("foreign")));
     }
 
-    void unusablePlaces()
+    void aPathThatCannotBeLocked()
     {
         ProcessLock missing(file("missing/lock"));
         QCOMPARE(missing.tryLock(), Outcome::unavailable);
-        // Somebody else's file behind a link is not opened.
+        // A link could lead to another user's file.
         QVERIFY(QFile::link(file("elsewhere"), file("link")));
         ProcessLock link(file("link"));
         QCOMPARE(link.tryLock(), Outcome::unavailable);

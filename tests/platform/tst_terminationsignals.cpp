@@ -1,4 +1,4 @@
-// Requests of the system to end.
+// Catches the signals that ask a program to end.
 
 #include "platform/TerminationSignals.h"
 
@@ -10,19 +10,19 @@
 
 using namespace brindle;
 
-class TestEndSignals : public QObject
+class TestTerminationSignals : public QObject
 {
     Q_OBJECT
 
 private Q_SLOTS:
-    void eachIsToldFromTheEventLoop_data()
+    void eachIsReportedFromTheEventLoop_data()
     {
         QTest::addColumn<int>("signal");
         QTest::newRow("TERM") << SIGTERM;
         QTest::newRow("INT") << SIGINT;
         QTest::newRow("HUP") << SIGHUP;
     }
-    void eachIsToldFromTheEventLoop()
+    void eachIsReportedFromTheEventLoop()
     {
         QFETCH(int, signal);
         const TerminationSignals ends;
@@ -34,7 +34,7 @@ private Q_SLOTS:
         QTRY_COMPARE(requests.size(), 2);
     }
 
-    void oneThatIsIgnoredStaysSo()
+    void anIgnoredSignalStaysIgnored()
     {
         std::signal(SIGHUP, SIG_IGN);
         {
@@ -53,5 +53,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestEndSignals)
+QTEST_GUILESS_MAIN(TestTerminationSignals)
 #include "tst_terminationsignals.moc"
