@@ -257,7 +257,7 @@ class Desktop:
         until("the launcher's end", lambda: not self.processes())
 
     def picture(self, name):
-        """Keeps the screen once two looks are alike; returns it."""
+        """Keeps the screen once two looks are alike, and the window; returns the screen."""
         screen, before = self.capture(), None
         for _ in range(20):
             if before == screen:
@@ -268,6 +268,19 @@ class Desktop:
         if self.window():
             self.capture_window().save(self.pictures / f"{name}.window.png")
         return screen
+
+    def picture_both(self, name):
+        """Keeps the window in dark and in light, its title bar included."""
+        for is_dark, look in ((True, "dark"), (False, "light")):
+            self.set_dark(is_dark)
+            until(f"{name} in {look}", lambda: self.is_dark(self.capture_window()) == is_dark)
+            self.picture(f"{name}-{look}")
+
+    def is_dark(self, window):
+        """Whether title bar and ground are; None if they differ."""
+        dark = {sum(window.getpixel(place)[:3]) < 300 for place in (
+            (60, 12), (12, window.height - 12))}
+        return dark.pop() if len(dark) == 1 else None
 
 
 class Gnome(Desktop):
@@ -313,6 +326,7 @@ class Gnome(Desktop):
         return json.loads(text) if text else None
 
     def launch(self):
+        self.eval("Main.messageTray.getSources().forEach(s => s.destroy())")
         self.eval(f"""imports.gi.Shell.AppSystem.get_default().lookup_app('{ID}.desktop')
             .launch(global.display.get_current_time_roundtrip(), -1,
                     imports.gi.Shell.AppLaunchGpu.DEFAULT)""")
@@ -578,7 +592,7 @@ def tour(desktop):
     """Each sheet and alert lies in the one window; all by keyboard alone."""
     def look(title, button):
         desktop.see(title)
-        desktop.picture(f"tour-{title.split()[0].lower()}")
+        desktop.picture_both(f"tour-{title.split()[0].lower()}")
         check(len(desktop.windows()) == 1, f"{title} is in the window: {desktop.windows()}")
         desktop.press("Escape")
         desktop.gone(button)
@@ -596,23 +610,15 @@ def tour(desktop):
 
 @case
 def dark(desktop):
-    """Dark and light, from the first frame on and while the window is open, its frame included."""
-    def are(image, is_dark, *places):
-        return all((sum(image.getpixel(place)[:3]) < 300) == is_dark for place in places)
-
+    """Dark and light, from the first frame on and while the window is open."""
     desktop.end()
     desktop.set_dark(True)
     desktop.watch_first_frame()
     desktop.start()
-    if first := desktop.first_frame():
-        check(are(first, True, (12, first.height - 12)), "the first frame is dark")
-    for name, is_dark in (("dark", True), ("dark-to-light", False), ("light-to-dark", True)):
-        desktop.set_dark(is_dark)
-        bottom = desktop.capture_window().height - 12
-        until(f"{name}: title bar and ground", lambda: are(
-            desktop.capture_window(), is_dark, (60, 12), (12, bottom)))
-        desktop.picture(name)
+    first = desktop.first_frame()
+    check(not first or desktop.is_dark(first), "the first frame is dark")
     desktop.set_dark(False)
+    desktop.picture_both("window")
 
 
 @case
@@ -732,11 +738,20 @@ def notification(desktop):
 
 
 @case
+def failure(desktop):
+    """A game that ends with an error leads back to the launcher, which says so."""
+    play(desktop, game="playSeconds=2\nplayExit=1\nprintParseError=true\n")
+    desktop.see("Needs something")
+    desktop.in_front()
+    desktop.picture_both("failure")
+
+
+@case
 def awake(desktop):
     """The login manager lists the inhibition, and drops it after SIGKILL."""
     set_up_half(desktop)
     until("the inhibition", lambda: desktop.inhibitors() == ["The game is being set up"])
-    desktop.picture("progress")  # with the icon's, where the shell shows it; GNOME's does not
+    desktop.picture_both("progress")  # and the icon's, where the shell shows it; GNOME's does not
     desktop.end(signal.SIGKILL)
     until("its end", lambda: not desktop.inhibitors())
 
