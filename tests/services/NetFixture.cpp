@@ -52,7 +52,7 @@ nanoseconds StandIns::StoppedClock::time() const
 
 QList<QNetworkProxy> QNetworkProxyFactory::systemProxyForQuery(const QNetworkProxyQuery &query)
 {
-    // A copy: a cancelled transfer may still be in here when the next test sets another.
+    // Copied, because a cancelled transfer may still run it when the next test sets another.
     if (const auto answer = StandIns::proxies) {
         return answer(query.url());
     }

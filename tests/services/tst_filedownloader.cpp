@@ -144,7 +144,7 @@ private Q_SLOTS:
         QVERIFY(outcome.as<SystemError>());
         QCOMPARE(outcome.text(), target + u": "_s + qt_error_string(error));
         verifyOnlyTheOldFile();
-        // The next one is not concerned.
+        // The next download works.
         QVERIFY(download(server.url()).value);
         QCOMPARE(content(), QByteArray("new"));
     }
@@ -181,7 +181,7 @@ private Q_SLOTS:
         acquire(slowWrites);
         QCOMPARE(names().size(), 1);
         stop.request_stop();
-        // The write is still under way, and goes to a file that has no name any more.
+        // The write still waits, and its file has no name any more.
         QVERIFY(outcomeOf(std::move(task)).cancelled());
         QCOMPARE(names(), QStringList());
         StandIns::beforeWrite = nullptr;
@@ -192,7 +192,7 @@ private Q_SLOTS:
     {
         const HttpServer server(answering("new"));
         for (int i = 0; i < 50; ++i) {
-            // Whichever comes first, what is returned and what is on the disk agree.
+            // The result and the disk agree, whichever comes first.
             QFile::remove(destination());
             std::stop_source stop;
             const std::jthread other([&] { stop.request_stop(); });

@@ -1,4 +1,4 @@
-// What Files does to files, links and folders.
+// Tests removals, moves and whole-file writes.
 
 #include "base/Error.h"
 #include "files/Files.h"
@@ -25,7 +25,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-/// Of the entry itself, links not followed; all zero when there is none.
+/// Returns the status of the entry itself, or zeros if there is none. Follows no link.
 struct stat statusOf(const QString &path)
 {
     struct stat status = {};
@@ -199,7 +199,7 @@ private Q_SLOTS:
         std::stop_source stop;
         stop.request_stop();
         Files::remove(path(u"tree"_s), stop.get_token());
-        // The path is free, and the rest was not waited for.
+        // The path is free, but the deletion did not go on.
         QCOMPARE(left().size(), 1);
         const QString hidden = path(left().first());
         QVERIFY(exists(hidden + u"/a"_s) && hidden != path(u"tree"_s));

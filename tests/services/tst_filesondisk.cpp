@@ -1,4 +1,4 @@
-// The order in which Files syncs and renames.
+// Tests the order of syncs and renames.
 
 #include "base/Error.h"
 #include "files/Files.h"

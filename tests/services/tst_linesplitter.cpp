@@ -5,7 +5,7 @@
 using namespace brindle;
 using namespace Qt::StringLiterals;
 
-/// Lines from bytes that arrive in any portions.
+/// Tests the cutting of bytes into lines.
 class TestLineSplitter : public QObject
 {
     Q_OBJECT

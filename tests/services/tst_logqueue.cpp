@@ -19,7 +19,7 @@ QString line(int number)
     return u"line %1"_s.arg(number);
 }
 
-/// The heap that an entry's text takes, with what surrounds it there.
+/// Returns the heap bytes of the entries.
 qint64 bytesOf(const QStringList &lines)
 {
     constexpr qint64 around = 64;
@@ -123,7 +123,7 @@ private Q_SLOTS:
         QTest::newRow("no characters") << QByteArray("\xFF");
         QTest::newRow("with colours") << QByteArray("\x1b[0mx");
     }
-    /// A full log, a queue as full, and the share of it that is being taken over.
+    /// Counts a full log, a full queue, and the lines of one turn.
     void theLongestLinesFitIntoTheBudget()
     {
         QFETCH(const QByteArray, part);

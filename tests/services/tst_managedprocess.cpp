@@ -1,5 +1,4 @@
-// How a child is started, what is read of it, and how it ends: by itself, asked to or killed, and
-// with or without its launcher.
+// Tests the start, the output and the end of child processes.
 
 #include "base/Error.h"
 #include "platform/ChildProcess.h"
@@ -76,7 +75,7 @@ int wordsToChildren = 0;
 } // namespace
 
 #ifdef Q_OS_LINUX
-/// Stands in for the system's. Qt (6.8) calls it to let a forked child go on.
+/// Replaces the system's function. Qt (6.8) calls it to let a forked child go on.
 extern "C" int eventfd_write(int descriptor, quint64 value)
 {
     wordsToChildren += startsChild ? 1 : 0;
@@ -249,7 +248,7 @@ private Q_SLOTS:
     void inheritsFolderAndEnvironment()
     {
         qputenv("BRINDLE_TEST", "inherited");
-        // These were given to the launcher, for a window of its own.
+        // The desktop gave these to the launcher, for its own window.
         qputenv("XDG_ACTIVATION_TOKEN", "ours");
         qputenv("DESKTOP_STARTUP_ID", "ours");
         const QStringList lines =
@@ -296,7 +295,7 @@ private Q_SLOTS:
         child.start(testChild(), {u"exit:0"_s});
         startsChild = false;
         QVERIFY(child.waitForFinished(-1));
-        // With the sanitizers Qt always forks such children, and they wait.
+        // With the sanitizers Qt always forks such children, so they wait.
         QVERIFY(wordsToChildren == 0 || dlsym(RTLD_DEFAULT, "__asan_init"));
     }
 

@@ -1,4 +1,4 @@
-// Where the storage root is, how large a folder is, and how a storage root is removed.
+// Tests the storage root's path, size and removal.
 
 #include "base/Error.h"
 #include "files/Files.h"
@@ -270,6 +270,8 @@ private Q_SLOTS:
         const Storage storage(path(u"data/Brindle"_s));
         storage.checkOwner();
         Storage(path(u"none/Brindle"_s)).checkOwner();
+        setMode(folder_->path(), 0755);
+        asOrdinaryUser([&] { storage.checkOwner(); }); // root's folders are safe for everybody
         giveToNobody(path(foreign));
         try {
             storage.checkOwner();

@@ -1,4 +1,4 @@
-// Staging folders: where they are made, who may take them, and what remains of them.
+// Tests where staging folders lie, and when they are removed.
 
 #include "base/Error.h"
 #include "files/Files.h"
@@ -31,7 +31,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-/// For tests that don't need the folder beside the storage root.
+/// A storage root for tests that use the temporary folder alone.
 const auto nowhere = u"/nowhere/Brindle"_s;
 
 using Lock = std::shared_ptr<ProcessLock>;
@@ -240,7 +240,7 @@ private Q_SLOTS:
         for (const Lock &folder : folders) {
             QVERIFY(QFileInfo(folder->path()).isDir());
         }
-        // And none of those remain that the sweeper had locked first.
+        // No folder remains that the sweeper had locked first.
         clear(temporary);
         QCOMPARE(names(temporary.path()).size(), qsizetype(folders.size()));
     }
@@ -317,7 +317,7 @@ private Q_SLOTS:
         calls.before = [](const QString &line) { return line.startsWith(u"lock") ? ENOLCK : 0; };
         const Lock staging = StagingFolder::make(temporary.path(), nowhere);
         QVERIFY(QFileInfo(staging->path()).isDir());
-        // Nothing tells then whether a launcher uses the folder.
+        // Without locks nothing tells whether a launcher uses the folder.
         clear(temporary);
         QVERIFY(QFileInfo(staging->path()).isDir());
     }

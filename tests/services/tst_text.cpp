@@ -1,4 +1,4 @@
-// Text rules, sizes and remaining times.
+// Tests text rules, byte counts and remaining times.
 
 #include "base/RecentRate.h"
 #include "base/Text.h"

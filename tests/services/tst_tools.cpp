@@ -1,4 +1,4 @@
-// Running the archive tool, with a script in its place.
+// Tests unpacking, with a script as the archive tool.
 
 #include "base/Error.h"
 #include "files/Files.h"
@@ -84,7 +84,7 @@ private Q_SLOTS:
         QCOMPARE(called()[3], unpacked);
         QCOMPARE(names, QStringList{u"unpacked"_s});
         QVERIFY(!QFile::exists(archive()));
-        // What is not moved elsewhere goes.
+        // The unpacked folder is deleted.
         QCOMPARE(Files::names(at(u"new"_s)), QStringList());
     }
 
@@ -189,7 +189,7 @@ private Q_SLOTS:
             "exec '%2' descriptors: > '%3'"_s.arg(archive(), testChild(), at(u"descriptors"_s))));
         await(std::move(task));
         QCOMPARE(readFile(place() + u"/copy"_s), QByteArray("written"));
-        // The standard ones and the archive.
+        // The three standard ones and the archive.
         QCOMPARE(readFile(at(u"descriptors"_s)).split(' ').size(), 4);
     }
 

@@ -105,7 +105,7 @@ private Q_SLOTS:
         const auto onProgress = [&](qint64 bytes, qint64 expected, double rate) {
             written.push_back(bytes);
             const auto here = std::this_thread::get_id();
-            // By SIGPIPE a server that leaves during the end of TLS would end the process.
+            // A server that leaves during the end of TLS causes SIGPIPE, which ends a process.
             sigset_t blocked;
             isRight = isRight && (withLength ? expected == 1'000'000 : expected < 0) && rate > 0 &&
                       here != main && thread.value_or(here) == here &&
@@ -155,7 +155,7 @@ private Q_SLOTS:
         QVERIFY(store(server.url(), newPath(), options, onProgress).value);
         const auto passed = std::chrono::duration<double>(clock.time());
         QVERIFY(passed > 100ms);
-        // The first report and the last come in any case.
+        // The first and the last report come in any case.
         QVERIFY(reports > 2 && reports <= passed.count() * 50 + 2);
     }
 
@@ -315,7 +315,7 @@ private Q_SLOTS:
             QTest::newRow(slow) << QString::fromLatin1(slow);
         }
     }
-    /// All together takes longer than a time-out.
+    /// The waits together exceed the time-out.
     void onlyTheServersSilenceTimesOut()
     {
         QFETCH(const QString, slow);
@@ -361,7 +361,7 @@ private Q_SLOTS:
         const QByteArray ok("HTTP/1.1 200 OK\r\n");
         const QByteArray body(1000, 'x');
         QTest::newRow("exactly") << ok + "Content-Length: 1000\r\n\r\n" + body << false << false;
-        // Of these, no byte of a body comes.
+        // These send no byte of a body.
         QTest::newRow("announced") << ok + "Content-Length: 1001\r\n\r\n" << false << true;
         QTest::newRow("announced much") << ok + "Content-Length: 9000000000000000000\r\n\r\n"
                                         << false << true;

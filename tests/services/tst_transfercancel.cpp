@@ -84,7 +84,7 @@ class TestTransferCancel : public NetFixture
 private Q_SLOTS:
     void initTestCase()
     {
-        // In a program of its own.
+        // This process is the child of `droppedTaskEndsAtExit`.
         const QString how = qEnvironmentVariable("BRINDLE_TEST_LEAVE");
         if (!how.isEmpty()) {
             leave(how);
@@ -213,7 +213,7 @@ private Q_SLOTS:
         QProcess process;
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
         environment.insert(u"BRINDLE_TEST_LEAVE"_s, how);
-        // It leaves some memory on purpose.
+        // The child leaks memory on purpose.
         environment.insert(u"ASAN_OPTIONS"_s, u"detect_leaks=0"_s);
         process.setProcessEnvironment(environment);
         process.setProcessChannelMode(QProcess::MergedChannels);

@@ -80,7 +80,7 @@ private Q_SLOTS:
                     connection.keepOpen();
                 }
                 if (which != 2 || isIdle) {
-                    // Does not say that it will close.
+                    // The answer does not announce the close.
                     connection.write("HTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\nhello");
                 }
                 if (!isKept && isReset) {
@@ -152,7 +152,7 @@ private Q_SLOTS:
         QVERIFY(!closed.try_acquire());
         another.reset();
         QVERIFY(closed.try_acquire_for(30s));
-        // Nor are they kept from then on.
+        // From then on no connection is kept.
         QVERIFY(fetch(server.url()).value);
         QVERIFY(closed.try_acquire_for(30s));
     }

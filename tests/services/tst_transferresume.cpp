@@ -65,7 +65,7 @@ private Q_SLOTS:
             CutFile file(content, cuts);
             TransferOptions options = withoutWaits();
             if (QByteArray(QTest::currentDataTag()) == "with a reset") {
-                // Slowly enough that the bytes before it arrive.
+                // The bytes before the reset need time to arrive.
                 file.atTheCut = [](HttpConnection &connection) {
                     connection.pause(200ms);
                     connection.reset();
@@ -252,7 +252,7 @@ private Q_SLOTS:
             return;
         }
         QVERIFY(outcome.as<TransferError>());
-        // libcurl's own words.
+        // The text is libcurl's.
         QVERIFY2(outcome.text().contains(u"bytes remaining"), qPrintable(outcome.text()));
         QCOMPARE(waits(), allWaits);
     }

@@ -371,7 +371,7 @@ private Q_SLOTS:
         auto task = Transfer::toMemory(QUrl(u"http://127.0.0.2:9/"_s), 1000, stop.get_token());
         asked.acquire();
         stop.request_stop();
-        // The answer comes only after the end.
+        // The proxy settings answer only after the end.
         QVERIFY(outcomeOf(std::move(task)).cancelled());
         answer->release();
         setProxies({});
@@ -409,7 +409,7 @@ private Q_SLOTS:
             signIn);
         row("answer in the tunnel",
             "HTTP/1.1 200 OK\r\n\r\nHTTP/1.1 302 Found\r\nLocation: http://x/\r\n\r\n", signIn);
-        // These are in libcurl's own words.
+        // These texts are libcurl's.
         row("password", "HTTP/1.1 407 Who\r\n" + html, u"CONNECT tunnel failed, response 407"_s);
         row("text", "HTTP/1.1 403 No\r\nContent-Type: text/plain\r\nContent-Length: 2\r\n\r\nno",
             u"CONNECT tunnel failed, response 403"_s);

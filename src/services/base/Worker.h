@@ -38,12 +38,9 @@ QCoro::Task<std::invoke_result_t<F>> runOnWorker(F work, std::stop_token stop = 
     });
     const std::stop_callback onStop(
         stop, [result] { result.fail(std::make_exception_ptr(CancellationError())); });
-    if constexpr (std::is_void_v<Result>) {
-        co_await result;
-        checkCancellation(stop);
-    } else {
-        Result value = co_await result;
-        checkCancellation(stop);
+    [[maybe_unused]] Value value = co_await result;
+    checkCancellation(stop);
+    if constexpr (!std::is_void_v<Result>) {
         co_return value;
     }
 }

@@ -23,10 +23,10 @@ struct Storage
     QString enginesFolder() const { return root + QStringLiteral("/Engine"); }
     /// What was read from the project.
     QString infoFile() const { return root + QStringLiteral("/info.json"); }
-    /// Lies there from before a game is unpacked until it is complete: all add-ons in place and
-    /// its description saved.
+    /// Exists from before a game is unpacked until the game has all its add-ons and its description
+    /// is saved.
     QString unfinishedMark() const { return root + QStringLiteral("/unfinished"); }
-    /// Says that the engine of this tag has imported the project.
+    /// Exists once the engine of this tag has imported the project.
     QString importMarker(const QString &tag) const
     {
         return root + QStringLiteral("/imported-%1.txt").arg(tag);
@@ -38,7 +38,7 @@ struct Storage
     void checkOwner() const;
     /// Deletes all import markers.
     void clearMarkers() const;
-    /// Deletes what interrupted calls left in the root and beside it.
+    /// Deletes the leftovers of interrupted calls in the root and beside it.
     void clearLeftovers(const std::stop_token &stop = {}) const;
     /// Deletes the root. Through a root that is a link it deletes only the launcher's own entries;
     /// then the folder behind the link if it is empty, and with that folder the link. Spares a

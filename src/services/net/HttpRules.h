@@ -5,10 +5,10 @@
 
 #include <optional>
 
-/// Where a request may lead, and which answers continue a body. Pure; any thread.
+/// Rules for redirects and for continuing a body. Pure; any thread.
 namespace brindle::HttpRules {
 
-/// Whether `url` asks for an unencrypted transfer with another machine. This machine means
+/// Returns whether `url` asks for an unencrypted transfer with another machine. This machine means
 /// 127.0.0.0/8, ::1 and "localhost", which libcurl never looks up (RFC 6761, section 6.3).
 bool isInsecure(const QUrl &url);
 

@@ -5,7 +5,7 @@
 #include <QStringList>
 #include <QUrl>
 
-/// What this system's settings say about the network.
+/// The system's settings of the network.
 namespace brindle::SystemNetwork {
 
 /// A proxy in libcurl's terms.

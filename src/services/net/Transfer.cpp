@@ -346,7 +346,7 @@ private:
         return isWanted_ || header("Content-Length").trimmed() == "0";
     }
 
-    /// Whether the answer continues the body: with the missing bytes, of the same version.
+    /// Returns whether the answer has the missing bytes, and of the same version.
     bool continues()
     {
         if (startsAnew_ || status() != statusPartialContent) {
@@ -468,7 +468,7 @@ private:
             QString::fromUtf8(errorText_[0] != '\0' ? errorText_ : curl_easy_strerror(code)));
     }
 
-    /// Whether the network answered in place of the server, as it does before a visitor signs in.
+    /// Returns whether the network answered in place of the server, as before a visitor signs in.
     bool isWebPage(CURLcode code) const
     {
         if (code == CURLE_SSL_CONNECT_ERROR) {
