@@ -3,8 +3,10 @@
 #include <QAccessible>
 #include <QAccessibleObject>
 #include <QGuiApplication>
+#include <QKeyEvent>
 #include <QQuickItem>
 #include <QQuickWindow>
+#include <QStyleHints>
 
 #include <utility>
 
@@ -13,6 +15,9 @@ using namespace Qt::StringLiterals;
 namespace brindle {
 
 namespace {
+
+// They press the focused control.
+const QList<int> pressKeys{Qt::Key_Space, Qt::Key_Return, Qt::Key_Enter};
 
 /// A property of the item's Accessible attached object.
 QVariant attached(const QObject *item, const char *property)
@@ -159,22 +164,14 @@ private:
         }
     }
 
+    /// The topmost popup takes the focus from every scope around other layers.
     bool isCovered() const
     {
-        const QQuickItem *top = nullptr;
-        const auto layers = item()->window() ? item()->window()->contentItem()->childItems()
-                                             : QList<QQuickItem *>();
-        for (const QQuickItem *const layer : layers) {
-            const auto popups =
-                layer->inherits("QQuickOverlay") ? layer->childItems() : QList<QQuickItem *>();
-            for (const QQuickItem *const popup : popups) {
-                if (popup->inherits("QQuickPopupItem") && popup->isVisible() &&
-                    (!top || popup->z() >= top->z())) {
-                    top = popup;
-                }
-            }
+        const QQuickItem *scope = item();
+        while (scope && (scope->hasFocus() || !scope->isFocusScope())) {
+            scope = scope->parentItem();
         }
-        return top && !top->isAncestorOf(item());
+        return scope && scope->parentItem();
     }
 };
 
@@ -217,12 +214,28 @@ Accessibility::Accessibility(QObject *parent) : QObject(parent)
 bool Accessibility::eventFilter(QObject *watched, QEvent *event)
 {
     const bool isKey = event->type() == QEvent::KeyPress;
-    if ((isKey || event->type() == QEvent::MouseButtonPress ||
-         event->type() == QEvent::TouchBegin) &&
-        std::exchange(keyboard_, isKey) != isKey) {
+    if (!watched->isWindowType() || (!isKey && event->type() != QEvent::MouseButtonPress &&
+                                     event->type() != QEvent::TouchBegin)) {
+        return false;
+    }
+    if (std::exchange(keyboard_, isKey) != isKey) {
         Q_EMIT keyboardChanged();
     }
-    return QObject::eventFilter(watched, event);
+    const QKeyEvent *const key = isKey ? static_cast<QKeyEvent *>(event) : nullptr;
+    if (key && key->isAutoRepeat()) {
+        return false;
+    }
+    const auto quick =
+        static_cast<quint64>(QGuiApplication::styleHints()->mouseDoubleClickInterval());
+    const bool isAgain = key && pressKeys.contains(key->key()) && key->key() == lastKey_ &&
+                         key->timestamp() - lastTime_ < quick &&
+                         QGuiApplication::focusObject() != lastFocus_;
+    lastKey_ = key ? key->key() : 0;
+    lastTime_ = key ? key->timestamp() : 0;
+    if (!isAgain) {
+        lastFocus_ = QGuiApplication::focusObject();
+    }
+    return isAgain;
 }
 
 void Accessibility::install()

@@ -6,7 +6,9 @@
 
 namespace brindle {
 
-/// Tells screen readers more than Qt Quick does by itself. Main thread only.
+/// Tells screen readers more than Qt Quick does by itself. If the focus moves by itself between two
+/// quick presses of a key, the second press does nothing, because the player meant the control that
+/// had the focus before. Main thread only.
 class Accessibility : public QObject
 {
     Q_OBJECT
@@ -36,6 +38,10 @@ protected:
 
 private:
     bool keyboard_ = false;
+    // The last press on the keyboard.
+    int lastKey_ = 0;
+    quint64 lastTime_ = 0; // in milliseconds
+    QPointer<QObject> lastFocus_;
     QPointer<QObject> next_;
 };
 

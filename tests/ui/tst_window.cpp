@@ -111,6 +111,24 @@ private Q_SLOTS:
         }
     }
 
+    void aQuickSecondPressIsForTheSameControl()
+    {
+        show();
+        const auto isLogShown = [this] {
+            return view_->find(u"content"_s)->property("logShown").toBool();
+        };
+        QTest::keyClick(window(), Qt::Key_Space);
+        view_->enter("Downloading");
+        QTRY_VERIFY(view_->find(u"showLogButton"_s)->hasActiveFocus());
+        QTest::keyClick(window(), Qt::Key_Space);
+        QVERIFY(!isLogShown());
+        // The player sees the ring move with a key of another kind.
+        for (const auto key : {Qt::Key_Tab, Qt::Key_Backtab, Qt::Key_Space}) {
+            QTest::keyClick(window(), key);
+        }
+        QVERIFY(isLogShown());
+    }
+
     void aHeldKeyPlaysOnce_data()
     {
         QTest::addColumn<Qt::Key>("key");
