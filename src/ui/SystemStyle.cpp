@@ -28,6 +28,7 @@ const auto accentKey = u"accent-color"_s;
 const auto gnome = u"org.gnome.desktop.interface"_s;
 const auto fontKey = u"font-name"_s;
 const auto textScaleKey = u"text-scaling-factor"_s;
+const auto animationsKey = u"enable-animations"_s;
 
 constexpr int patience = 100; // milliseconds
 
@@ -94,7 +95,8 @@ QCoro::Task<> SystemStyle::askPortal(QPointer<SystemStyle> self)
         // Debian 12's portal lacks ReadOne, and ReadAll mixes the answers of several desktops.
         QList<QStringList> keys{{appearance, schemeKey}, {appearance, accentKey}};
         if (self->isGnome_) {
-            keys << QStringList{gnome, fontKey} << QStringList{gnome, textScaleKey};
+            keys << QStringList{gnome, fontKey} << QStringList{gnome, textScaleKey}
+                 << QStringList{gnome, animationsKey};
         }
         for (const QStringList &key : keys) {
             const auto read =
@@ -124,6 +126,8 @@ void SystemStyle::hear(const QString &group, const QString &key, const QDBusVari
     } else if (isGnome_ && group == gnome && key == textScaleKey) {
         const double factor = value.variant().toDouble();
         textScale_ = factor >= 0.5 && factor <= 3 ? factor : 1; // GNOME's own limits
+    } else if (isGnome_ && group == gnome && key == animationsKey) {
+        isStill_ = value.variant().typeId() == QMetaType::Bool && !value.variant().toBool();
     } else {
         return;
     }

@@ -14,8 +14,8 @@
 
 namespace brindle {
 
-/// The desktop's style for windows: dark or light, accent colour, fonts. Asks the desktop's portal
-/// for GNOME's colours and font, because Qt (6.8) does not. Main thread only.
+/// The desktop's style for windows: dark or light, accent colour, fonts, motion. Asks the desktop's
+/// portal for GNOME's choices, because Qt (6.8) does not. Main thread only.
 class SystemStyle : public QObject
 {
     Q_OBJECT
@@ -24,6 +24,8 @@ class SystemStyle : public QObject
     Q_PROPERTY(bool dark READ isDark NOTIFY changed)
     /// Invalid on a desktop without an accent colour.
     Q_PROPERTY(QColor accent READ accent NOTIFY changed)
+    /// The player wants no animations.
+    Q_PROPERTY(bool still READ isStill NOTIFY changed)
     /// The family for all text.
     Q_PROPERTY(QString fontFamily READ fontFamily NOTIFY changed)
     /// The default font's size in pixels.
@@ -38,6 +40,7 @@ public:
 
     bool isDark() const;
     QColor accent() const;
+    bool isStill() const { return isStill_; }
     QString fontFamily() const;
     qreal fontSize() const;
     static QString monospacedFamily();
@@ -67,6 +70,7 @@ private:
     const bool isGnome_ = qEnvironmentVariable("XDG_CURRENT_DESKTOP").contains(u"GNOME");
     std::optional<QFont> gnomeFont_;
     qreal textScale_ = 1;
+    bool isStill_ = false;
     std::optional<QPalette> desktopPalette_; // before the title bars were coloured
 };
 

@@ -88,9 +88,9 @@ QtObject {
         "pixelSize": Math.round(smallestText * Math.max(1, SystemStyle.fontSize / 15))
     })
 
-    // Milliseconds of a change. Qt 6.12 is the first to report a preference for less motion.
+    // Milliseconds of a change. Qt reports a preference for less motion since 6.12.
     readonly property var hints: Application.styleHints
-    property bool still: (hints.accessibility?.motionPreference ?? 0) !== 0
+    property bool still: SystemStyle.still || (hints.accessibility?.motionPreference ?? 0) !== 0
     readonly property int duration: still ? 0 : 160
 
     // Spacings.

@@ -61,6 +61,7 @@ const auto accentKey = u"accent-color"_s;
 const auto gnome = u"org.gnome.desktop.interface"_s;
 const auto fontKey = u"font-name"_s;
 const auto textScaleKey = u"text-scaling-factor"_s;
+const auto animationsKey = u"enable-animations"_s;
 
 /// The portal's form of a colour: each share from 0 to 1.
 struct Shares
@@ -130,7 +131,7 @@ Q_SIGNALS:
 private:
     static QString groupOf(const QString &key)
     {
-        return key == fontKey || key == textScaleKey ? gnome : appearance;
+        return key == schemeKey || key == accentKey ? appearance : gnome;
     }
 
     QDBusConnection bus_;
@@ -270,6 +271,27 @@ private Q_SLOTS:
         spinUntil([&] { return program.readLine() == "light\n"; });
         program.kill();
         QVERIFY(program.waitForFinished());
+    }
+
+    void animationsAreLeftOutOnRequest_data()
+    {
+        QTest::addColumn<QVariant>("animations");
+        QTest::addColumn<bool>("still");
+        QTest::newRow("none") << QVariant(false) << true;
+        QTest::newRow("some") << QVariant(true) << false;
+        QTest::newRow("nonsense") << QVariant(0U) << false;
+    }
+    void animationsAreLeftOutOnRequest()
+    {
+        QFETCH(QVariant, animations);
+        QFETCH(bool, still);
+        qputenv("XDG_CURRENT_DESKTOP", "GNOME");
+        SettingsPortal portal({{animationsKey, animations}});
+        SystemStyle style;
+        style.waitForPortal();
+        QCOMPARE(style.isStill(), still);
+        portal.choose(animationsKey, still);
+        spinUntil([&] { return style.isStill() != still; });
     }
 
     void onlyThePortalIsHeard()
