@@ -28,34 +28,23 @@ bool isThere(MessageBus::Bus bus)
 
 } // namespace
 
-struct MessageBus::State
-{
-    explicit State(Bus which) : bus(which) {}
-    State(const State &) = delete;
-    State &operator=(const State &) = delete;
-    ~State()
-    {
-        if (connection.isConnected()) {
-            QDBusConnection::disconnectFromBus(connection.name());
-        }
-    }
-
-    const Bus bus;
-    QDBusConnection connection{QString()};
-};
-
-MessageBus::MessageBus(Bus bus) : state_(std::make_shared<State>(bus)) {}
+MessageBus::MessageBus(Bus bus)
+    : bus_(bus), connection_(new QDBusConnection(QString()), [](QDBusConnection *connection) {
+        QDBusConnection::disconnectFromBus(connection->name());
+        delete connection;
+    })
+{}
 
 QCoro::Task<bool> MessageBus::open()
 {
-    const auto state = state_; // outlives this object
-    if (state->connection.isConnected() || !isThere(state->bus)) {
-        co_return state->connection.isConnected();
+    const auto connection = connection_; // outlives this object
+    if (connection->isConnected() || !isThere(bus_)) {
+        co_return connection->isConnected();
     }
     static int connections = 0;
     const QString name = u"brindle-%1"_s.arg(++connections);
     const auto type =
-        state->bus == Bus::session ? QDBusConnection::SessionBus : QDBusConnection::SystemBus;
+        bus_ == Bus::session ? QDBusConnection::SessionBus : QDBusConnection::SystemBus;
     // Connecting to a silent bus blocks. Never connect by address: Qt (6.4) then ends the program
     // if nobody answers.
     const OneShot<QDBusConnection> connected;
@@ -63,37 +52,37 @@ QCoro::Task<bool> MessageBus::open()
         connected.resume(QDBusConnection::connectToBus(type, name));
     });
     const QDBusConnection made = co_await connected;
-    if (state->connection.isConnected()) {
+    if (connection->isConnected()) {
         QDBusConnection::disconnectFromBus(name); // another call was faster
     } else {
-        state->connection = made;
+        *connection = made;
     }
-    co_return state->connection.isConnected();
+    co_return connection->isConnected();
 }
 
 bool MessageBus::isOpen() const
 {
-    return state_->connection.isConnected();
+    return connection_->isConnected();
 }
 
 QCoro::Task<QDBusMessage> MessageBus::call(QDBusMessage message, int patience)
 {
-    const auto state = state_; // outlives this object
-    const QDBusMessage reply = co_await state->connection.asyncCall(message, patience);
+    const auto connection = connection_; // outlives this object
+    const QDBusMessage reply = co_await connection->asyncCall(message, patience);
     co_return reply;
 }
 
 void MessageBus::send(const QDBusMessage &message)
 {
     if (isOpen()) {
-        state_->connection.send(message);
+        connection_->send(message);
     }
 }
 
 void MessageBus::listen(const QString &service, const QString &path, const QString &interface,
                         const QString &signal, QObject *receiver, const char *slot)
 {
-    state_->connection.connect(service, path, interface, signal, receiver, slot);
+    connection_->connect(service, path, interface, signal, receiver, slot);
 }
 
 } // namespace brindle

@@ -36,8 +36,8 @@ public:
                 const QString &signal, QObject *receiver, const char *slot);
 
 private:
-    struct State;
-    std::shared_ptr<State> state_;
+    Bus bus_;
+    std::shared_ptr<QDBusConnection> connection_;
 };
 
 } // namespace brindle
