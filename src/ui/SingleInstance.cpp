@@ -9,10 +9,6 @@
 #include <QLocalSocket>
 #include <QThread>
 
-#include <fcntl.h>
-#include <sys/un.h>
-#include <unistd.h>
-
 namespace brindle {
 
 using namespace Qt::StringLiterals;
@@ -32,18 +28,10 @@ constexpr int backlog = 128;
 SingleInstance::SingleInstance(const QString &storageRoot, QObject *parent)
     : QObject(parent)
     , folder_(QFileInfo(storageRoot).absolutePath())
-    , name_(u"/."_s + QFileInfo(storageRoot).fileName())
-    , lock_(folder_ + name_ + u".lock"_s)
+    , socket_(folder_ + u"/.%1.socket"_s.arg(QFileInfo(storageRoot).fileName()))
+    , lock_(folder_ + u"/.%1.lock"_s.arg(QFileInfo(storageRoot).fileName()))
 {
     connect(&server_, &QLocalServer::newConnection, this, &SingleInstance::serve);
-}
-
-SingleInstance::~SingleInstance()
-{
-    server_.close(); // removes the socket by way of the descriptor
-    if (longFolder_ >= 0) {
-        ::close(longFolder_);
-    }
 }
 
 SingleInstance::Role SingleInstance::claim(const QByteArray &activationToken,
@@ -78,7 +66,7 @@ SingleInstance::Answer SingleInstance::askFirst(const QByteArray &request, int p
     const QDeadlineTimer deadline(patience);
     const auto rest = [&deadline] { return static_cast<int>(deadline.remainingTime()); };
     QLocalSocket socket;
-    socket.connectToServer(socketName());
+    socket.connectToServer(socket_);
     if (!socket.waitForConnected(rest())) {
         return Answer::none;
     }
@@ -93,28 +81,13 @@ SingleInstance::Answer SingleInstance::askFirst(const QByteArray &request, int p
 
 void SingleInstance::listen()
 {
-    const QString socket = socketName();
     // This process has the lock, so nobody else listens there.
-    QLocalServer::removeServer(socket);
+    QLocalServer::removeServer(socket_);
     server_.setSocketOptions(QLocalServer::UserAccessOption);
     server_.setListenBacklogSize(backlog);
-    if (!server_.listen(socket)) {
+    if (!server_.listen(socket_)) {
         qWarning("Later starts can't be answered: %s", qPrintable(server_.errorString()));
     }
-}
-
-QString SingleInstance::socketName()
-{
-    const QString name = name_ + u".socket"_s;
-    if (QFile::encodeName(folder_ + name).size() < qsizetype{sizeof(sockaddr_un::sun_path)}) {
-        return folder_ + name;
-    }
-    // Without /proc nobody answers, but the lock holds all the same.
-    if (longFolder_ < 0) {
-        longFolder_ =
-            ::open(QFile::encodeName(folder_).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    }
-    return u"/proc/self/fd/%1"_s.arg(longFolder_) + name;
 }
 
 void SingleInstance::serve()

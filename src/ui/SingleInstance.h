@@ -11,7 +11,8 @@ namespace brindle {
 /// listens on a local socket; each later one asks it to show its window. Main thread only.
 ///
 /// Lock and socket are hidden files beside the storage root: every session of the user finds them
-/// there, and they outlast the removal of the root.
+/// there, and they outlast the removal of the root. A launcher whose socket's path would be too
+/// long for the system (108 bytes on Linux) answers nobody.
 class SingleInstance : public QObject
 {
     Q_OBJECT
@@ -24,7 +25,6 @@ public:
     };
 
     explicit SingleInstance(const QString &storageRoot, QObject *parent = nullptr);
-    ~SingleInstance() override;
 
     /// Finds out the role of this process. Makes the folder of the storage root if it is missing;
     /// where that folder can't be used, every process is the first. Waits for a launcher that
@@ -50,13 +50,11 @@ private:
 
     Answer askFirst(const QByteArray &request, int patience);
     void serve();
-    QString socketName();
 
     const QString folder_; // holds the storage root
-    const QString name_;   // of lock and socket, without their endings
+    const QString socket_;
     ProcessLock lock_;
     QLocalServer server_;
-    int longFolder_ = -1; // the folder's descriptor when its path is too long for a socket's
 };
 
 } // namespace brindle

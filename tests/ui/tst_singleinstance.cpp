@@ -200,18 +200,6 @@ private Q_SLOTS:
         first.listen();
         QVERIFY(QFile::exists(socket()));
     }
-
-    // Longer than the address of a socket may be.
-    void aLongPathIsNoObstacle()
-    {
-        const QString deep = folder_->filePath(QString(120, u'd') + u'/' + QString(120, u'e'));
-        {
-            const First first(deep + u"/Brindle"_s);
-            QCOMPARE(resultOf(claimElsewhere(deep + u"/Brindle"_s, "token")), Role::second);
-            QCOMPARE(first.requests.first().first().toByteArray(), "token"_ba);
-        }
-        QVERIFY(!QFile::exists(deep + u"/.Brindle.socket"_s));
-    }
 };
 
 QTEST_GUILESS_MAIN(TestSingleInstance)
