@@ -25,11 +25,8 @@ namespace fs = std::filesystem;
 
 constexpr int maxDepth = 5;
 constexpr qsizetype maxControls = 8;
-// Together these keep the saved description below 1 MiB, even with each character escaped.
 constexpr qsizetype maxLineChars = 4'096;
-constexpr qsizetype maxAddons = 256;
-constexpr qsizetype maxSubmoduleChars = 32'768; // all paths and addresses together
-constexpr qsizetype charsPerSubmodule = 64;     // added to each, for the saved form's own
+constexpr qsizetype maxAddons = 256; // and as many submodules
 
 /// Returns the text of a regular file without a byte order mark. Absent when the file is missing,
 /// too large, not valid UTF-8, or reached by a link out of `repository`.
@@ -110,7 +107,6 @@ QList<Submodule> readSubmodules(const QString &repository)
 {
     QList<Submodule> submodules;
     QString path;
-    qsizetype room = maxSubmoduleChars;
     const auto text = readText(repository, repository + u"/.gitmodules"_s);
     eachLine(text, [&](QStringView line) {
         const qsizetype equals = line.indexOf(u'=');
@@ -123,13 +119,9 @@ QList<Submodule> readSubmodules(const QString &repository)
         if (key == u"path") {
             path = value.toString();
         } else if (key == u"url") {
-            const qsizetype needed = path.size() + value.size() + charsPerSubmodule;
-            if (needed <= room) {
-                room -= needed;
-                submodules.append({path, value.toString()});
-            }
+            submodules.append({path, value.toString()});
         }
-        return true;
+        return submodules.size() < maxAddons;
     });
     return submodules;
 }

@@ -161,20 +161,14 @@ private Q_SLOTS:
               {"blank after", "config_version=4 ", "4"},
               {"blank inside", "config_version=4 2", "0"},
               {"indented", "\t config_version=4", "4"},
-              {"plus", "config_version=+4", "4"},
               {"minus", "config_version=-4", "-4"},
-              {"two signs", "config_version=+-4", "0"},
               {"sign only", "config_version=-", "0"},
               {"fraction", "config_version=4.0", "0"},
-              {"hexadecimal", "config_version=0x4", "0"},
-              {"leading zeros", "config_version=007", "7"},
               {"Arabic digit", "config_version=\xd9\xa5", "0"},
               {"largest", "config_version=9223372036854775807", "9223372036854775807"},
               {"one too large", "config_version=9223372036854775808", "0"},
-              {"smallest", "config_version=-9223372036854775808", "-9223372036854775808"},
               {"later wins", "config_version=3\nconfig_version=4", "4"},
               {"later wins, even unreadable", "config_version=3\nconfig_version=x", "0"},
-              {"other letter case", "Config_version=3", "5"},
               {"blank before the sign", "config_version =3", "5"},
               {"byte order mark", mark + "config_version=3", "3"}});
         rows("project.godot", "name",
@@ -187,7 +181,6 @@ private Q_SLOTS:
               {"later wins", "config/name=\"a\"\nconfig/name=\"b\"", "b"},
               {"later without a value does not", "config/name=\"a\"\nconfig/name=b", "a"},
               {"not ASCII", "config/name=\"Größe\"", "Größe"},
-              {"translated name", "config/name_localized={\"de\": \"x\"}", "Brindle"},
               {"in other lines", "xconfig/name=\"a\"\n;config/name=\"a\"\n[config/name=\"a\"]",
                "Brindle"},
               {"in any section", "[rendering]\nconfig/name=\"a\"\n[x]", "a"}});
@@ -202,19 +195,16 @@ private Q_SLOTS:
               {"one line only", "config/features=P(\"4.3\",\n\"4.4\")", "4.3"}});
         rows("project.godot", "usesCSharp",
              {{"tag", "config/features=\"4.3\", \"C#\"", "true"},
-              {"other letter case", "config/features=\"c#\"", "false"},
               {"more", "config/features=\"C# 12\"", "false"}});
         rows("project.godot", "godotVersion",
              {{"patch release", "config/features=\"Mobile\", \"4.2.2\"", "4.2.2"},
               {"first of two", "config/features=\"4.2\", \"4.3\"", "4.2"},
               {"unsuitable ones first", "config/features=\"4\", \"v4.3\", \"4.4\"", "4.4"},
-              {"large numbers", "config/features=\"10.20.30\"", "10.20.30"},
               {"major only", "config/features=\"4\"", "absent"},
               {"leading letter", "config/features=\"v4.3\"", "absent"},
               {"trailing letter", "config/features=\"4.3b\"", "absent"},
               {"trailing blank", "config/features=\"4.3 \"", "absent"},
               {"four numbers", "config/features=\"4.3.1.2\"", "absent"},
-              {"trailing dot", "config/features=\"4.3.\"", "absent"},
               {"other digits", "config/features=\"٤.٣\"", "absent"}});
         rows(".gitmodules", "submodules",
              {{"as git writes it",
@@ -224,9 +214,7 @@ private Q_SLOTS:
               {"url before path", "url = u\npath = a\n[submodule \"y\"]\nurl = v", ">u|a>v"},
               {"two urls for one path", "path = a\nurl = u\nurl = v", "a>u|a>v"},
               {"last of two paths", "path = a\npath = b\nurl = u", "b>u"},
-              {"path alone", "path = a", ""},
               {"other keys", "path = a\nbranch = b\nurl = u\nshallow = true", "a>u"},
-              {"other letter case", "Path = a\nurl = u", ">u"},
               {"equals sign in the value", "path = a\nurl = u=v=", "a>u=v="},
               {"no value", "path = a\npath =\nurl =\nurl = u", "a>u"},
               {"no key", "path = a\n= b\nurl = u", "a>u"},
@@ -250,7 +238,6 @@ private Q_SLOTS:
                "A *fine* game."},
               {"after other markup", "<p>\n|a|\n- b\n* c\n> d\n```\n  #e\n  yes  \n", "yes"},
               {"numbered line", "1. first\n", "1. first"},
-              {"underscore", "_yes_", "_yes_"},
               {"byte order mark", mark + "# Title\nText", "Text"},
               {"line too long", QByteArray(4097, 'x') + '\n' + QByteArray("short"), "short"},
               {"nothing suitable", "# a\n\n- b\n", tagline}});
@@ -260,7 +247,6 @@ private Q_SLOTS:
                "a|b"},
               {"any letter case and more words", "### Game CONTROLS:\n- a", "a"},
               {"controller", "# Controller\n- a", "a"},
-              {"heading without blank", "#controls\n- a", "a"},
               {"no heading", "Controls\n- a", ""},
               {"paragraphs between", "# Controls\n\n- a\n\nText\n\n- b", "a|b"},
               {"nested items", "# Controls\n- a\n    - b\n\t* c", "a|b|c"},
@@ -365,20 +351,13 @@ private Q_SLOTS:
             write(u"game/README.md"_s, content);
             write(u"game/project.godot"_s, "config/name=\"wrong\"\n" + content);
         }
-        // The next folder, and after both the next name.
-        write(u"game/LICENSE"_s, "right");
-        write(u"README"_s, "right");
+        // The next folder, and after both the next name. These have the greatest size.
+        write(u"game/LICENSE"_s, "right" + QByteArray(mebibyte - 5, '\n'));
+        write(u"README"_s, "right" + QByteArray(mebibyte - 5, '\n'));
         const ProjectInfo info = inspected(u"game"_s);
         QCOMPARE(info.licenseName, u"right"_s);
         QCOMPARE(info.tagline, u"right"_s);
         QCOMPARE(info.name, u"Brindle"_s);
-    }
-
-    void theLargestFileIsRead()
-    {
-        write(u"README.md"_s, "right" + QByteArray(mebibyte - 5, '\n'));
-        QCOMPARE(inspected().tagline, u"right"_s);
-        QCOMPARE(ProjectInspector::maxFileBytes, mebibyte);
     }
 
     void linksAreReadInsideTheRepositoryOnly()
@@ -402,48 +381,14 @@ private Q_SLOTS:
         QCOMPARE(inspected(u"other"_s), expected);
     }
 
-    void theListsOfRealProjectsAreKept()
+    void longListsAreCut()
     {
-        QByteArray modules;
-        for (int i = 0; i < 150; ++i) {
-            const QByteArray name = "module-number-" + QByteArray::number(i);
-            modules += "[submodule \"" + name + "\"]\n\tpath = thirdparty/libraries/" + name +
-                       "\n\turl = https://code.example/some-organisation/" + name + ".git\n";
-        }
-        write(u".gitmodules"_s, modules);
-        QCOMPARE(inspected().submodules.size(), 150);
-    }
-
-    void theDescriptionStaysBelowOneMebibyte_data()
-    {
-        QTest::addColumn<qsizetype>("length"); // of a line
-        QTest::newRow("short lines") << qsizetype(100);
-        QTest::newRow("longest lines") << qsizetype(4000);
-        QTest::newRow("endless lines") << mebibyte / 2 - 100;
-    }
-    /// Each file holds the most, in characters that take six bytes each when saved.
-    void theDescriptionStaysBelowOneMebibyte()
-    {
-        QFETCH(const qsizetype, length);
-        const QByteArray line(length, '\x01');
-        const auto fill = [&](const QByteArray &start) {
-            const QByteArray whole = start + line + '\n';
-            return whole.repeated(mebibyte / 2 / whole.size());
-        };
-        write(u"project.godot"_s,
-              "config/name=\"" + line + "\"\nrun/main_scene=\"" + line.left(9000) +
-                  "\"\nconfig/features=" + QByteArray("\"a\",").repeated(length / 4));
-        write(u"LICENSE"_s, line + "\ncopyright" + line.left(9000));
-        write(u"README.md"_s, line.left(9000) + "\n# Controls\n" + fill("-"));
-        write(u".gitmodules"_s, "path=" + line.left(9000) + '\n' + fill("url="));
+        write(u".gitmodules"_s, "path = a\n" + QByteArray("url = u\n").repeated(300));
         for (int i = 0; i < 300; ++i) {
-            write(u"addons/%1"_s.arg(i, 4) + QString(250, QChar(1)));
+            write(u"addons/%1"_s.arg(i));
         }
-        const ProjectInfo info = inspected();
-        QVERIFY2(info.toJson().size() < mebibyte,
-                 qPrintable(QString::number(info.toJson().size())));
-        QCOMPARE(ProjectInfo::fromJson(info.toJson()), info);
-        QCOMPARE(info.addons.size(), 256);
+        QCOMPARE(inspected().submodules.size(), 256);
+        QCOMPARE(inspected().addons.size(), 256);
     }
 };
 
