@@ -149,27 +149,19 @@ QCoro::Task<QString> EngineManager::installArchive(EngineSpec spec, QUrl archive
 
     log(u"Removing the macOS quarantine flag from the engine: it is a program downloaded from the "
         "internet, and without this macOS may block it or keep asking about it."_s);
-    co_await clearQuarantine(folder);
-
+    const Platform::Command step = platform_.quarantineStep;
+    try {
+        if (!step.program.isEmpty()) {
+            co_await Tools::run(step.program, step.filled(folder, folder));
+        }
+    } catch (const SystemError &) {
+        // Ignored: with the flag still set, macOS asks the user.
+    }
     const auto program = binary(spec);
     if (!program) {
         throw SetupError(u"The Godot engine was unpacked but its program was not found inside."_s);
     }
     co_return *program;
-}
-
-/// Ignores failures: with the flag still set, macOS asks the user.
-QCoro::Task<> EngineManager::clearQuarantine(QString folder) const
-{
-    const Platform::Command step = platform_.quarantineStep;
-    if (step.program.isEmpty()) {
-        co_return;
-    }
-    try {
-        co_await Tools::run(step.program, step.filled(folder, folder));
-    } catch (const SystemError &) {
-        // A tool that can't be started counts as one that fails.
-    }
 }
 
 std::optional<QString> EngineManager::publishedDigest(const QByteArray &list,

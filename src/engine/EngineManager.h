@@ -46,7 +46,6 @@ private:
                                         QString expectedDigest, ProgressCallback progress,
                                         StatusCallback status, LineCallback log,
                                         std::stop_token stop);
-    QCoro::Task<> clearQuarantine(QString folder) const;
 
     QUrl codeHost_;
     Storage storage_;

@@ -18,30 +18,28 @@ private Q_SLOTS:
         QTest::addColumn<bool>("isMono");
         QTest::addColumn<QString>("zip");
         QTest::addColumn<QString>("program");
-        const Platform mac = Platform::macOS(u"/Users/ada"_s);
-        const char *const app = "*.app/Contents/MacOS/Godot";
-        QTest::newRow("macOS") << mac << false << "Godot_v4.3-stable_macos.universal.zip" << app;
-        QTest::newRow("macOS, C#")
-            << mac << true << "Godot_v4.3-stable_mono_macos.universal.zip" << app;
-        const auto linuxOn = [](const char *architecture) {
+        const auto row = [](const char *name, const Platform &platform, bool isMono,
+                            const char *zip, const char *program) {
+            QTest::newRow(name) << platform << isMono << zip << program;
+        };
+        const auto on = [](const char *architecture) {
             return Platform::linuxDesktop(u"/data"_s, QString::fromLatin1(architecture), QString());
         };
-        for (const char *architecture : {"x86_64", "riscv64"}) { // the latter has no builds
-            QTest::addRow("Linux on %s", architecture)
-                << linuxOn(architecture) << false << "Godot_v4.3-stable_linux.x86_64.zip"
-                << "Godot_v4.3-stable_linux.x86_64";
-            QTest::addRow("Linux on %s, C#", architecture)
-                << linuxOn(architecture) << true << "Godot_v4.3-stable_mono_linux_x86_64.zip"
-                << "Godot_v4.3-stable_mono_linux_x86_64/Godot_v4.3-stable_mono_linux.x86_64";
-        }
-        QTest::newRow("Linux on arm64")
-            << linuxOn("arm64") << false << "Godot_v4.3-stable_linux.arm64.zip"
-            << "Godot_v4.3-stable_linux.arm64";
-        QTest::newRow("Linux on arm64, C#")
-            << linuxOn("arm64") << true << "Godot_v4.3-stable_mono_linux_arm64.zip"
-            << "Godot_v4.3-stable_mono_linux_arm64/Godot_v4.3-stable_mono_linux.arm64";
+        const Platform mac = Platform::macOS(u"/Users/ada"_s);
+        const char *const app = "*.app/Contents/MacOS/Godot";
+        row("macOS", mac, false, "Godot_v4.3-stable_macos.universal.zip", app);
+        row("macOS, C#", mac, true, "Godot_v4.3-stable_mono_macos.universal.zip", app);
+        row("Linux", on("x86_64"), false, "Godot_v4.3-stable_linux.x86_64.zip",
+            "Godot_v4.3-stable_linux.x86_64");
+        row("Linux, C#", on("x86_64"), true, "Godot_v4.3-stable_mono_linux_x86_64.zip",
+            "Godot_v4.3-stable_mono_linux_x86_64/Godot_v4.3-stable_mono_linux.x86_64");
+        row("Linux on arm64", on("arm64"), false, "Godot_v4.3-stable_linux.arm64.zip",
+            "Godot_v4.3-stable_linux.arm64");
+        row("Linux on arm64, C#", on("arm64"), true, "Godot_v4.3-stable_mono_linux_arm64.zip",
+            "Godot_v4.3-stable_mono_linux_arm64/Godot_v4.3-stable_mono_linux.arm64");
+        row("Linux without builds", on("riscv64"), false, "Godot_v4.3-stable_linux.x86_64.zip",
+            "Godot_v4.3-stable_linux.x86_64");
     }
-
     void archivesAndProgramsAreNamedAsOnTheReleasePage()
     {
         QFETCH(Platform, platform);
@@ -80,13 +78,11 @@ private Q_SLOTS:
         QTest::newRow("empty") << "" << false;
         QTest::newRow("no version") << "-stable" << false;
         QTest::newRow("one number") << "4-stable" << false;
-        QTest::newRow("four numbers") << "4.3.1.2-stable" << false;
         QTest::newRow("not stable") << "4.3" << false;
         QTest::newRow("another channel") << "4.3-beta1" << false;
         QTest::newRow("a way out") << "../../4.3-stable" << false;
         QTest::newRow("a way out behind") << "4.3-stable/../.." << false;
         QTest::newRow("a line feed behind") << "4.3-stable\n" << false;
-        QTest::newRow("a line feed inside") << "4.3\n-stable" << false;
         QTest::newRow("digits of another script") << u"٤.٣-stable"_s << false;
     }
 

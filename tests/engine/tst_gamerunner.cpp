@@ -25,14 +25,6 @@ constexpr Clock::Duration aMoment(0.125); // exact in binary, as are the sums be
 const QString playing = u"out:playing\\n"_s;
 const QString untilAsked = u"wait:"_s;
 
-void serveEvents()
-{
-    // A round for each hop that a wake-up may take.
-    for (int i = 0; i < 10; ++i) {
-        QCoreApplication::processEvents();
-    }
-}
-
 } // namespace
 
 class TestGameRunner : public QObject
@@ -215,13 +207,6 @@ private Q_SLOTS:
         QVERIFY(runner_->userStopped());
     }
 
-    void stopsAGameThatIsBeingLaunched()
-    {
-        auto task = play({untilAsked});
-        runner_->stop();
-        QCOMPARE(await(std::move(task)).exitCode, SIGTERM);
-    }
-
     void forgetsAStopWhenARunStarts()
     {
         runner_->stop();
@@ -237,9 +222,7 @@ private Q_SLOTS:
 
     void killsAGameThatIgnoresTheStop()
     {
-        const Lifeline lifeline;
-        auto task = play({u"report:15"_s, u"hold:"_s + lifeline.path(), u"fork:"_s, untilAsked,
-                          u"parent:"_s, playing, untilAsked});
+        auto task = play({u"report:15"_s, playing, untilAsked});
         waitFor(u"playing"_s);
         runner_->stop();
         waitFor(u"signal 15"_s);
@@ -252,7 +235,6 @@ private Q_SLOTS:
         QCOMPARE(result.exitCode, SIGKILL);
         QVERIFY(result.userStopped);
         QCOMPARE(lines_->all().count(u"signal 15"_s), 1);
-        spinUntil([&] { return lifeline.isDropped(); });
     }
 
     void aStopEndsNoOtherRun()
@@ -270,47 +252,6 @@ private Q_SLOTS:
         const PlayResult result = await(std::move(task));
         QCOMPARE(result.exitCode, 2);
         QVERIFY(!result.userStopped);
-    }
-
-    /// Such as a dialog that reports the engine's end.
-    void leavesTheChildrenOfAnEngineThatEnds()
-    {
-        const Gate engineEnds;
-        const Gate copyEnds;
-        const Lifeline lifeline;
-        auto task =
-            play({u"fork:"_s, u"hold:"_s + lifeline.path(), playing, u"gate:"_s + copyEnds.path(),
-                  u"parent:"_s, u"gate:"_s + engineEnds.path(), u"exit:1"_s});
-        waitFor(u"playing"_s);
-        engineEnds.open();
-        QCOMPARE(await(std::move(task)).exitCode, 1);
-        runner_->stop();
-        serveEvents();
-        QVERIFY(!lifeline.isDropped());
-        copyEnds.open();
-        spinUntil([&] { return lifeline.isDropped(); });
-    }
-
-    void stopsTheChildrenOfAStoppedEngine_data()
-    {
-        QTest::addColumn<bool>("isScript");
-        QTest::newRow("a copy of it") << false;
-        QTest::newRow("the program that a script runs") << true;
-    }
-    void stopsTheChildrenOfAStoppedEngine()
-    {
-        QFETCH(const bool, isScript);
-        const Lifeline lifeline;
-        const QString hold = u"hold:"_s + lifeline.path();
-        const QString script =
-            u"'%1' '%2' '%3' '%4'\nexit 7"_s.arg(testChild(), hold, playing, untilAsked);
-        auto task = isScript
-                        ? play(engine(script), {})
-                        : play({u"fork:"_s, hold, playing, untilAsked, u"parent:"_s, untilAsked});
-        waitFor(u"playing"_s);
-        runner_->stop();
-        QCOMPARE(await(std::move(task)).exitCode, SIGTERM);
-        spinUntil([&] { return lifeline.isDropped(); });
     }
 };
 

@@ -3,9 +3,19 @@
 #include "base/Clock.h"
 #include "base/OneShot.h"
 
+#include <QCoreApplication>
+
 #include <list>
 
 namespace brindle {
+
+/// Serves the queued events, and those that they queue in a few rounds.
+inline void serveEvents()
+{
+    for (int i = 0; i < 10; ++i) {
+        QCoreApplication::processEvents();
+    }
+}
 
 /// A clock that the test moves by hand. Main thread.
 class ManualClock final : public Clock
