@@ -83,13 +83,12 @@ void AppModel::reveal(const QString &path, const Alert &otherwise) const
 
 void AppModel::openRepository()
 {
-    parts_.desktop->openPage(RepoDownloader::repositoryPage(parts_.codeHost));
+    parts_.desktop->openPage(repo.page());
 }
 
 QString AppModel::repositoryAddress() const
 {
-    const QUrl page = RepoDownloader::repositoryPage(parts_.codeHost);
-    return page.authority() + page.path();
+    return repo.page().authority() + repo.page().path();
 }
 
 void AppModel::copyFailure()

@@ -42,8 +42,7 @@ QCoro::Task<> AppModel::runAll(bool launch, std::stop_token stop)
     std::optional<QString> project = co_await runOnWorker(look, stop);
     if (!project) {
         showGameDownload();
-        note(u"Downloading the game from %1 (branch main)"_s.arg(
-            RepoDownloader::repositoryPage(parts_.codeHost).toString()));
+        note(u"Downloading the game from %1 (branch main)"_s.arg(repo.page().toString()));
         project = co_await repo.installGame(progressHandler(), stop);
         co_await completeGame(*project, stop);
     } else if (QFile::exists(storage_.unfinishedMark())) {

@@ -71,9 +71,9 @@ RepoDownloader::RepoDownloader(QUrl codeHost, Storage storage, QString temporary
     , archiveTool_(std::move(archiveTool))
 {}
 
-QUrl RepoDownloader::repositoryPage(const QUrl &codeHost)
+QUrl RepoDownloader::page() const
 {
-    return CodeHost::address(codeHost, repositoryPath).value_or(QUrl());
+    return CodeHost::address(codeHost_, repositoryPath).value_or(QUrl());
 }
 
 std::optional<QString> RepoDownloader::addonFolder(const QString &repository, const QString &path)

@@ -21,8 +21,8 @@ public:
     /// @param archiveTool see Tools::unzip.
     RepoDownloader(QUrl codeHost, Storage storage, QString temporaryFolder, QString archiveTool);
 
-    /// The game repository's web page below `codeHost`.
-    static QUrl repositoryPage(const QUrl &codeHost);
+    /// The game repository's web page.
+    QUrl page() const;
 
     /// The folder of the add-on at `path` below `repository`, an absolute path. Absent when the
     /// folder lies outside the repository, also by way of links, and when `path` holds a backslash
