@@ -4,7 +4,6 @@
 #include "base/RecentRate.h"
 #include "core/AppState.h"
 #include "core/Dependencies.h"
-#include "core/ResolutionChoice.h"
 #include "engine/EngineManager.h"
 #include "engine/GameRunner.h"
 #include "files/Storage.h"
