@@ -174,8 +174,7 @@ public:
     Q_INVOKABLE void openRepository();
     Q_INVOKABLE void copyFailure();
     Q_INVOKABLE void copyLog();
-    /// Measures the storage root on a worker thread and sets `storageSize`. Does nothing while a
-    /// measurement runs.
+    /// Measures the storage root on a worker thread and sets `storageSize`.
     Q_INVOKABLE void measureStorage() { measure(); }
     /// Asks before quitting while something runs, and serves events until the answer. True: quit
     /// now.
@@ -246,7 +245,6 @@ private:
     int looks_ = 0; // begun by refreshState or voided by a task; only the latest counts
     std::optional<QString> projectURL_;
     bool undecided_ = false; // the task has yet to ask whether to delete anything
-    bool measuring_ = false;
 };
 
 /// Reports step headlines of one run from worker code. Never keeps the model alive. Make it on the

@@ -195,14 +195,10 @@ QCoro::Task<> AppModel::removeRoot(std::stop_token stop)
 
 QCoro::Task<> AppModel::measure()
 {
-    if (std::exchange(measuring_, true)) {
-        co_return;
-    }
     const QPointer<AppModel> self(this);
     const auto measure = [root = storage_.root] { return Paths::folderSize(root); };
     const qint64 bytes = co_await runOnWorker(measure);
     if (self) {
-        measuring_ = false;
         set(&Status::storageSize, Text::byteCount(bytes));
     }
 }
