@@ -133,7 +133,6 @@ QCoro::Task<> RepoDownloader::fetchSubmodules(ProjectInfo info, ProgressCallback
                                               LineCallback log, std::stop_token stop)
 {
     for (const Submodule &submodule : std::as_const(info.submodules)) {
-        checkCancellation(stop);
         const auto look = [repository = info.repoRoot, path = submodule.path] {
             return isPresent(repository, path);
         };

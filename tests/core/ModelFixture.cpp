@@ -1,16 +1,13 @@
 #include "ModelFixture.h"
 
+#include "demo/EngineArchive.h"
+#include "demo/GitArchive.h"
 #include "files/Files.h"
 #include "project/ProjectInspector.h"
 #include "support/Await.h"
 #include "support/EngineScript.h"
 
-#include <QDir>
-#include <QFile>
-#include <QFileInfo>
 #include <QSysInfo>
-
-#include <stdexcept>
 
 using namespace Qt::StringLiterals;
 
@@ -38,8 +35,6 @@ ModelFixture::ModelFixture() : platform(row(folder_))
     Files::createFolder(temporaryFolder());
 }
 
-ModelFixture::~ModelFixture() = default;
-
 AppModel &ModelFixture::model()
 {
     if (!model_) {
@@ -54,7 +49,7 @@ AppModel &ModelFixture::modelAtStart()
         Dependencies parts;
         parts.storageRoot = root();
         parts.temporaryFolder = temporaryFolder();
-        parts.settings = std::make_unique<QSettings>(settingsFile(), settingsFormat);
+        parts.settings = std::make_unique<QSettings>(settingsFile(), QSettings::IniFormat);
         parts.codeHost = codeHost;
         parts.platform = platform;
         parts.desktop = desktop;
@@ -62,11 +57,6 @@ AppModel &ModelFixture::modelAtStart()
         model_ = std::make_unique<AppModel>(std::move(parts));
     }
     return *model_;
-}
-
-void ModelFixture::restart()
-{
-    model_.reset();
 }
 
 void ModelFixture::waitUntilIdle(int seconds)
@@ -79,41 +69,18 @@ QStringList ModelFixture::leftovers() const
     return Files::names(temporaryFolder());
 }
 
-void ModelFixture::installByHand(const QByteArray &engine, const QString &version)
+void ModelFixture::installByHand(const QByteArray &engine)
 {
-    const QString project = root(u"Game/godot-brindle-main"_s);
-    write(project + u"/project.godot"_s,
-          QByteArrayLiteral("config_version=5\nconfig/name=\"By hand\"\n"
-                            "config/features=PackedStringArray(\"") +
-              version.toUtf8() + QByteArrayLiteral("\")\n"));
-    ProjectInfo info = ProjectInspector::inspect(project);
-    write(root(u"info.json"_s), info.toJson());
-    const EngineSpec spec{version + u"-stable"_s, false};
+    writeFile(project() + u"/project.godot"_s,
+              "config_version=5\nconfig/name=\"By hand\"\nconfig/features=\"4.3\"\n");
+    writeFile(root(u"info.json"_s), ProjectInspector::inspect(project()).toJson());
+    const EngineSpec spec{u"4.3-stable"_s, false};
     QString program = spec.program(platform);
     if (program.startsWith(u'*')) {
         program.replace(0, 1, u"Godot"_s);
     }
-    write(spec.folder(root()) + u'/' + program, engine, true);
-    write(root(u"imported-%1.txt"_s.arg(spec.tag())), QByteArrayLiteral("ok"));
-}
-
-void ModelFixture::write(const QString &path, const QByteArray &content, bool executable)
-{
-    QDir().mkpath(QFileInfo(path).path());
-    QFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size()) {
-        throw std::runtime_error("can't write " + path.toStdString());
-    }
-    file.close();
-    if (executable) {
-        file.setPermissions(file.permissions() | QFile::ExeOwner | QFile::ExeUser);
-    }
-}
-
-QByteArray ModelFixture::read(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    writeFile(spec.folder(root()) + u'/' + program, engine, true);
+    writeFile(root(u"imported-%1.txt"_s.arg(spec.tag())), "ok");
 }
 
 QByteArray ModelFixture::engineScript(int importExit)
@@ -130,13 +97,113 @@ QByteArray ModelFixture::engineScript(int importExit)
                                      QByteArray::number(importExit));
 }
 
-void ModelFixture::finishGame(const QString &projectFolder, int code)
+void ModelFixture::finishGame(int code) const
 {
-    QFile fifo(projectFolder + u"/finish"_s);
-    if (!fifo.open(QIODevice::WriteOnly | QIODevice::Unbuffered)) {
-        throw std::runtime_error("no engine is playing");
+    writeFile(project() + u"/finish"_s, QByteArray::number(code) + '\n');
+}
+
+PipelineFixture::PipelineFixture()
+{
+    modelClock = clock;
+    codeHost = host.url();
+    offerGame();
+    offerEngine(engineScript());
+    for (const QString &name : {u"one"_s, u"two"_s}) {
+        const QString folder = sources_.filePath(u"addon-"_s + name);
+        writeFile(folder + u"/plugin.cfg"_s, name.toUtf8());
+        GitArchive::pack(folder, name + u"-HEAD"_s, folder + u".zip"_s);
+        host.offerAddon(u"tessel-works/"_s + name, folder + u".zip"_s);
     }
-    fifo.write(QByteArray::number(code) + '\n');
+}
+
+void PipelineFixture::offerGame(const QByteArray &project,
+                                const QMap<QString, QByteArray> &extra)
+{
+    const QString folder = sources_.filePath(u"game"_s);
+    writeFile(folder + u"/project.godot"_s, project);
+    writeFile(folder + u"/.gitmodules"_s, gitmodules());
+    GitArchive::pack(folder, u"godot-brindle-main"_s, folder + u".zip"_s, {}, extra);
+    host.offerGame(folder + u".zip"_s);
+}
+
+void PipelineFixture::offerEngine(const QByteArray &script, const QString &version, bool mono)
+{
+    const EngineSpec spec{version + u"-stable"_s, mono};
+    const QString program = sources_.filePath(u"engine.sh"_s);
+    writeFile(program, script, true);
+    const QString zip = sources_.filePath(spec.tag() + u".zip"_s);
+    EngineArchive::pack(program, platform, spec.version, mono, zip);
+    host.offerEngine(spec.version, spec.zipName(platform), zip);
+}
+
+QByteArray PipelineFixture::projectFile(const QByteArray &version, const QByteArray &feature)
+{
+    return "config_version=5\nconfig/name=\"Piped\"\nconfig/features=PackedStringArray(\"" +
+           version + "\", \"" + feature + "\")\n";
+}
+
+QByteArray PipelineFixture::gitmodules() const
+{
+    const QByteArray url = host.url().toString().toUtf8();
+    return "[submodule \"one\"]\n\tpath = addons/one\n\turl = " + url +
+           "/tessel-works/one.git\n"
+           "[submodule \"two\"]\n\tpath = addons/two\n\turl = " +
+           url + "/tessel-works/two\n";
+}
+
+void PipelineFixture::setUp()
+{
+    model().startWork(false);
+    waitUntilIdle();
+}
+
+void PipelineFixture::playToTheEnd()
+{
+    model().startWork(true);
+    waitUntilIdle();
+}
+
+void PipelineFixture::playUntilOpen()
+{
+    model().log.setLines({});
+    model().startWork(true);
+    waitForLine(u"engine is playing"_s);
+}
+
+void PipelineFixture::waitForLine(const QString &text)
+{
+    spinUntil([&] { return !model().log.lines().filter(text).isEmpty(); });
+}
+
+void PipelineFixture::finish(double seconds, int code)
+{
+    clock->advance(Clock::Duration(seconds));
+    finishGame(code);
+    spinUntil([&] { return !model().runner.current(); });
+    passTheEnd();
+}
+
+void PipelineFixture::passTheEnd()
+{
+    spinUntil([&] {
+        clock->advance(Clock::Duration(0.1));
+        return !model().work();
+    });
+}
+
+void PipelineFixture::stall(const QString &path)
+{
+    host.replace(path, [this](const HttpRequest &, HttpConnection &connection) {
+        stalled = true;
+        connection.waitUntilClosed();
+    });
+}
+
+void PipelineFixture::refuse(const QString &path, int status)
+{
+    host.replace(path, [status](const HttpRequest &, HttpConnection &connection) {
+        connection.respond(status, {}, {});
+    });
 }
 
 } // namespace brindle

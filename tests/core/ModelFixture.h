@@ -1,16 +1,65 @@
 #pragma once
 
-#include "RecordingDesktop.h"
-
-#include "base/Clock.h"
 #include "core/AppModel.h"
 #include "core/Dependencies.h"
+#include "demo/ReleaseHost.h"
+#include "support/ManualClock.h"
+#include "support/TestFiles.h"
 
 #include <QTemporaryDir>
 
+#include <atomic>
 #include <memory>
 
 namespace brindle {
+
+/// Records the model's requests and answers as the test says.
+class RecordingDesktop final : public Desktop
+{
+public:
+    QCoro::Task<int> runAlert(Alert alert) override
+    {
+        alerts << alert;
+        if (onAlert) {
+            onAlert();
+        }
+        if (waits) {
+            const OneShot<int> pressed;
+            open << pressed;
+            const int button = co_await pressed;
+            co_return button;
+        }
+        co_return answer;
+    }
+    /// Answers the oldest open alert.
+    void press(int button) { open.takeFirst().resume(button); }
+    void reveal(const QString &path) override { revealed << path; }
+    void copyText(const QString &text) override { copied << text; }
+    void openPage(const QUrl &page) override { opened << page; }
+    QCoro::Task<QMap<QString, QString>> startPermission(std::stop_token stop) override
+    {
+        const QMap<QString, QString> permission{{QStringLiteral("XDG_ACTIVATION_TOKEN"),
+                                                 QStringLiteral("start %1").arg(++askedStarts)}};
+        if (permitsStarts) {
+            co_return permission;
+        }
+        const OneShot<> stopped;
+        const std::stop_callback onStop(stop, [stopped] { stopped.resume(); });
+        co_await stopped;
+        co_return {};
+    }
+
+    QList<Alert> alerts;
+    QStringList revealed;
+    QStringList copied;
+    QList<QUrl> opened;
+    int askedStarts = 0;
+    bool permitsStarts = true;     ///< false: never answers
+    int answer = 0;                ///< button of every alert
+    std::function<void()> onAlert; ///< called while the alert is shown
+    bool waits = false;            ///< alerts stay open until `press`
+    QList<OneShot<int>> open;
+};
 
 /// A model whose storage, temporary folder and settings lie in a folder that is deleted with the
 /// fixture. Change the public parts before the first call of `model`.
@@ -20,20 +69,20 @@ class ModelFixture
 
 public:
     ModelFixture();
-    ~ModelFixture();
 
     /// Made on first use. Has looked for the game when this returns.
     AppModel &model();
     /// The same without waiting for the look.
     AppModel &modelAtStart();
     /// Deletes the model, as quitting does. The next `model()` makes a new one.
-    void restart();
+    void restart() { model_.reset(); }
 
     /// Serves events until no task runs.
     void waitUntilIdle(int seconds = 60);
 
     QString root() const { return folder_.filePath(QStringLiteral("data/Brindle")); }
     QString root(const QString &name) const { return root() + QLatin1Char('/') + name; }
+    QString project() const { return root(QStringLiteral("Game/godot-brindle-main")); }
     QString temporaryFolder() const { return folder_.filePath(QStringLiteral("temporary")); }
     QString settingsFile() const { return folder_.filePath(QStringLiteral("settings.ini")); }
     QString saves() const { return EngineSpec::userDataFolder(platform); }
@@ -41,28 +90,71 @@ public:
     /// Returns the names in the temporary folder.
     QStringList leftovers() const;
 
-    /// Writes what a finished setup leaves. The engine is the shell script `engine`.
-    void installByHand(const QByteArray &engine, const QString &version = QStringLiteral("4.3"));
-
-    static void write(const QString &path, const QByteArray &content, bool executable = false);
-    static QByteArray read(const QString &path);
-
     /// Returns an engine as a shell script. It writes its arguments, one a line, into "import
     /// arguments" or "play arguments" in the project folder. An import exits with `importExit`. A
     /// game makes the FIFO "finish" there, prints "engine is playing", and exits with the code that
     /// is written into the FIFO.
     static QByteArray engineScript(int importExit = 0);
+    /// Writes what a finished setup leaves. The engine is the shell script `engine`.
+    void installByHand(const QByteArray &engine = engineScript());
     /// Ends the playing engine script with a code.
-    static void finishGame(const QString &projectFolder, int code);
+    void finishGame(int code) const;
 
     std::shared_ptr<RecordingDesktop> desktop = std::make_shared<RecordingDesktop>();
     std::shared_ptr<Clock> modelClock = std::make_shared<SteadyClock>();
     QUrl codeHost{QStringLiteral("http://127.0.0.1:1")}; // nothing listens there
     Platform platform;
-    QSettings::Format settingsFormat = QSettings::IniFormat;
 
 private:
     std::unique_ptr<AppModel> model_;
+};
+
+/// A model with a release host and a manual clock. The host offers a game, two add-ons and an
+/// engine script.
+class PipelineFixture : public ModelFixture
+{
+public:
+    PipelineFixture();
+    ~PipelineFixture() { restart(); }
+    PipelineFixture(const PipelineFixture &) = delete;
+    PipelineFixture &operator=(const PipelineFixture &) = delete;
+
+    /// @param feature one more feature of the project.
+    static QByteArray projectFile(const QByteArray &version = QByteArrayLiteral("4.3"),
+                                  const QByteArray &feature = {});
+    /// Offers a game with more files: content by path.
+    void offerGame(const QByteArray &project = projectFile(),
+                   const QMap<QString, QByteArray> &extra = {});
+    void offerEngine(const QByteArray &script, const QString &version = QStringLiteral("4.3"),
+                     bool mono = false);
+
+    /// Lists two add-ons on the host.
+    QByteArray gitmodules() const;
+
+    /// Runs the pipeline without launch and serves events until it has ended.
+    void setUp();
+    /// Presses Play and serves events until no task runs.
+    void playToTheEnd();
+    /// Presses Play and serves events until the engine script prints that it is playing.
+    void playUntilOpen();
+    /// Serves events until the log holds a line that contains the text.
+    void waitForLine(const QString &text);
+    bool logHas(const QString &line) { return model().log.lines().contains(line); }
+    /// Ends the game with a code after a running time in seconds.
+    void finish(double seconds, int code);
+    /// Lets the time for the last lines pass and serves events until no task runs.
+    void passTheEnd();
+    /// Never answers a path. A request sets `stalled`.
+    void stall(const QString &path);
+    /// Answers a path with a status.
+    void refuse(const QString &path, int status);
+
+    ReleaseHost host;
+    std::shared_ptr<ManualClock> clock = std::make_shared<ManualClock>();
+    std::atomic<bool> stalled = false;
+
+private:
+    QTemporaryDir sources_;
 };
 
 } // namespace brindle

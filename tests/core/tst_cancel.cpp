@@ -1,7 +1,9 @@
 // A cancelled run ends quietly in every phase, and a later Play completes what the run left.
 
-#include "PipelineFixture.h"
+#include "ModelFixture.h"
 #include "support/Await.h"
+#include "support/Fifo.h"
+#include "support/TestChild.h"
 #include "support/WorkerHold.h"
 
 #include <QtTest>
@@ -10,20 +12,6 @@ using namespace brindle;
 using namespace Qt::StringLiterals;
 
 namespace {
-
-QString enginePath(const PipelineFixture &fixture)
-{
-    const EngineSpec spec{u"4.3-stable"_s, false};
-    return ReleaseHost::enginePath(spec.version, spec.zipName(fixture.platform));
-}
-
-/// Serves events until the main thread waits for a worker.
-void serveEvents()
-{
-    for (int i = 0; i < 10; ++i) {
-        QCoreApplication::processEvents();
-    }
-}
 
 const auto marker = u"imported-4.3-stable.txt"_s;
 
@@ -36,27 +24,22 @@ class TestCancel : public QObject
 private Q_SLOTS:
     void aSilentDownloadIsCancelledAtOnce_data()
     {
-        QTest::addColumn<QString>("phase");
-        QTest::addColumn<bool>("gameStays");
-        QTest::newRow("game") << u"game"_s << false;
-        QTest::newRow("first add-on") << u"one"_s << true;
-        QTest::newRow("second add-on") << u"two"_s << true;
-        QTest::newRow("checksum list") << u"list"_s << true;
-        QTest::newRow("engine") << u"engine"_s << true;
+        QTest::addColumn<QString>("path"); // empty: the engine's archive
+        QTest::newRow("game") << ReleaseHost::gamePath();
+        QTest::newRow("first add-on") << ReleaseHost::addonPath(u"tessel-works/one"_s);
+        QTest::newRow("second add-on") << ReleaseHost::addonPath(u"tessel-works/two"_s);
+        QTest::newRow("checksum list") << ReleaseHost::checksumPath(u"4.3-stable"_s);
+        QTest::newRow("engine") << QString();
     }
-
     void aSilentDownloadIsCancelledAtOnce()
     {
-        QFETCH(QString, phase);
-        QFETCH(bool, gameStays);
+        QFETCH(QString, path);
         PipelineFixture fixture;
-        const QMap<QString, QString> paths{
-            {u"game"_s, ReleaseHost::gamePath()},
-            {u"one"_s, ReleaseHost::addonPath(u"tessel-works/one"_s)},
-            {u"two"_s, ReleaseHost::addonPath(u"tessel-works/two"_s)},
-            {u"list"_s, ReleaseHost::checksumPath(u"4.3-stable"_s)},
-            {u"engine"_s, enginePath(fixture)}};
-        fixture.stall(paths.value(phase));
+        if (path.isEmpty()) {
+            const EngineSpec spec{u"4.3-stable"_s, false};
+            path = ReleaseHost::enginePath(spec.version, spec.zipName(fixture.platform));
+        }
+        fixture.stall(path);
         AppModel &model = fixture.model();
         model.startWork(true);
         spinUntil([&] { return fixture.stalled.load(); });
@@ -70,17 +53,15 @@ private Q_SLOTS:
         QVERIFY(!model.failure());
         QCOMPARE(model.stepText(), QString());
         QVERIFY(fixture.leftovers().isEmpty());
-        QCOMPARE(QFileInfo::exists(fixture.project()), gameStays);
+        QCOMPARE(QFileInfo::exists(fixture.project()), path != ReleaseHost::gamePath());
         QVERIFY(!QFileInfo::exists(fixture.root(u"Engine"_s)));
 
-        fixture.host.restore(paths.value(phase));
+        fixture.host.restore(path);
         fixture.restart();
         QCOMPARE(fixture.model().state(), AppState::notDownloaded());
-        fixture.model().startWork(false);
-        fixture.waitUntilIdle();
+        fixture.setUp();
         QCOMPARE(fixture.model().state(), AppState::ready());
-        QCOMPARE(ModelFixture::read(fixture.project() + u"/addons/two/plugin.cfg"_s),
-                 QByteArray("two"));
+        QCOMPARE(readFile(fixture.project() + u"/addons/two/plugin.cfg"_s), QByteArray("two"));
     }
 
     void aCancelBeforeTheFirstStepCounts()
@@ -93,33 +74,13 @@ private Q_SLOTS:
         QCOMPARE(fixture.model().state(), AppState::notDownloaded());
     }
 
-    void aCancelWhileTheDownloadIsPreparedAsksNobody()
-    {
-        PipelineFixture fixture;
-        fixture.model();
-        WorkerHold workers;
-        fixture.model().startWork(true);
-        serveEvents();
-        workers.letPass(); // looking for the game
-        serveEvents();
-        QVERIFY(fixture.model().canCancel());
-        fixture.model().cancel();
-        workers.open();
-        fixture.waitUntilIdle();
-        QCOMPARE(fixture.model().log.lines().last(), u"• Cancelled"_s);
-        QCOMPARE(fixture.host.requests(), QStringList());
-        QVERIFY(!QFileInfo::exists(fixture.root(u"unfinished"_s)));
-    }
-
     void aCancelWhileTheProjectIsReadFetchesNoAddon()
     {
         PipelineFixture fixture;
-        fixture.installByHand(ModelFixture::engineScript());
-        ModelFixture::write(fixture.project() + u"/.gitmodules"_s,
-                            PipelineFixture::gitmodules().replace(
-                                "{host}", fixture.host.url().toString().toUtf8()));
+        fixture.installByHand();
+        writeFile(fixture.project() + u"/.gitmodules"_s, fixture.gitmodules());
         const QString unfinished = fixture.root(u"unfinished"_s);
-        ModelFixture::write(unfinished, "x");
+        writeFile(unfinished, "x");
         fixture.model();
         WorkerHold workers;
         fixture.model().startWork(true);
@@ -138,23 +99,15 @@ private Q_SLOTS:
     void aCancelWhileAWorkerIsAwaitedCounts_data()
     {
         QTest::addColumn<int>("passed");
-        QTest::addColumn<bool>("quits");
-        const char *names[] = {"looking for the game", "looking for it again",
-                               "marking that it is imported"};
-        for (int passed = 0; passed < 3; ++passed) {
-            for (const bool quits : {false, true}) {
-                QTest::addRow("%s, %s", names[passed], quits ? "quit" : "cancel")
-                    << passed << quits;
-            }
-        }
+        QTest::newRow("looking for the game") << 0;
+        QTest::newRow("looking for it again") << 1;
+        QTest::newRow("marking that it is imported") << 2;
     }
-
     void aCancelWhileAWorkerIsAwaitedCounts()
     {
         QFETCH(const int, passed);
-        QFETCH(const bool, quits);
         PipelineFixture fixture;
-        fixture.installByHand(ModelFixture::engineScript());
+        fixture.installByHand();
         QFile::remove(fixture.root(marker));
         const bool needsEngine = passed == 1;
         if (needsEngine) {
@@ -173,21 +126,29 @@ private Q_SLOTS:
             spinUntil([&] { return !model.runner.current(); });
         }
         QVERIFY(model.work());
-        if (quits) {
-            QVERIFY(model.confirmQuit());
-        } else {
-            model.cancel();
-        }
+        model.cancel();
         workers.open();
         fixture.waitUntilIdle();
-        QCOMPARE(model.log.lines().last(), u"• Cancelled"_s);
-        QCOMPARE(model.log.lines().filter(u"• "_s),
-                 passed < 2
-                     ? QStringList{u"• Cancelled"_s}
-                     : (QStringList{u"• Importing the project (first run)"_s, u"• Cancelled"_s}));
+        QStringList lines = model.log.lines().filter(u"• "_s);
+        QCOMPARE(lines.takeLast(), u"• Cancelled"_s);
+        QCOMPARE(lines.join(u'|'), passed < 2 ? QString() : u"• Importing the project (first run)"_s);
         QCOMPARE(fixture.host.requests(), QStringList());
         QCOMPARE(model.state(), needsEngine ? AppState::notDownloaded() : AppState::ready());
         QVERIFY(!QFileInfo::exists(fixture.root(marker)));
+    }
+
+    void aCancelAtTheLastStepOfTheInstallImportsNothing()
+    {
+        const Gate gate;
+        PipelineFixture fixture;
+        fixture.platform.quarantineStep = {testChild(), {u"gate:"_s + gate.path()}};
+        fixture.model().startWork(true);
+        fixture.waitForLine(u"Removing the macOS quarantine flag"_s);
+        fixture.model().cancel();
+        gate.open();
+        fixture.waitUntilIdle();
+        QCOMPARE(fixture.model().log.lines().last(), u"• Cancelled"_s);
+        QVERIFY(!fixture.logHas(u"• Importing the project (first run)"_s));
     }
 
     void theImportIsStopped()
@@ -216,7 +177,7 @@ private Q_SLOTS:
     void aStopWhileTheDesktopIsAskedStartsNoGame()
     {
         PipelineFixture fixture;
-        fixture.installByHand(ModelFixture::engineScript());
+        fixture.installByHand();
         fixture.desktop->permitsStarts = false;
         AppModel &model = fixture.model();
         model.startWork(true);
@@ -226,23 +187,17 @@ private Q_SLOTS:
         QCOMPARE(model.stepText(), u"Starting the game…"_s);
         QVERIFY(model.log.lines().last().startsWith(u"• Starting: Godot --path"_s));
         QVERIFY(!model.runner.current());
-        model.cancel();
+        model.stop();
         fixture.passTheEnd();
         QCOMPARE(model.log.lines().last(), u"• Game stopped"_s);
         QCOMPARE(model.state(), AppState::ready());
         QVERIFY(!model.failure());
         QVERIFY(!QFileInfo::exists(fixture.project() + u"/play arguments"_s));
-
-        fixture.desktop->permitsStarts = true;
-        fixture.playUntilOpen();
-        QCOMPARE(fixture.desktop->askedStarts, 2);
-        model.cancel();
-        fixture.waitUntilIdle();
     }
 
     void theRunnerIsStoppedWhateverRuns()
     {
-        PipelineFixture fixture;
+        ModelFixture fixture;
         QVERIFY(!fixture.model().runner.userStopped());
         fixture.model().cancel();
         QVERIFY(fixture.model().runner.userStopped());
@@ -252,22 +207,15 @@ private Q_SLOTS:
     {
         QTest::addColumn<double>("seconds");
         QTest::addColumn<bool>("endsWell");
-        QTest::addColumn<bool>("byCancel");
-        for (const bool endsWell : {false, true}) {
-            for (const bool byCancel : {false, true}) {
-                const char *end = endsWell ? "code 0" : "a signal";
-                const char *way = byCancel ? "cancel" : "stop";
-                QTest::addRow("at once, %s, %s", end, way) << 0.0 << endsWell << byCancel;
-                QTest::addRow("after a minute, %s, %s", end, way) << 60.0 << endsWell << byCancel;
-            }
-        }
+        QTest::newRow("at once, by a signal") << 0.0 << false;
+        QTest::newRow("at once, with code 0") << 0.0 << true;
+        QTest::newRow("after a minute, by a signal") << 60.0 << false;
+        QTest::newRow("after a minute, with code 0") << 60.0 << true;
     }
-
     void theGameIsStopped()
     {
-        QFETCH(double, seconds);
-        QFETCH(bool, endsWell);
-        QFETCH(bool, byCancel);
+        QFETCH(const double, seconds);
+        QFETCH(const bool, endsWell);
         PipelineFixture fixture;
         // A game that exits with 0 on request, as many games do. Its loop is short, because the
         // shell runs the trap between two commands.
@@ -277,11 +225,7 @@ private Q_SLOTS:
                      : ModelFixture::engineScript());
         fixture.playUntilOpen();
         fixture.clock->advance(Clock::Duration(seconds));
-        if (byCancel) {
-            fixture.model().cancel();
-        } else {
-            fixture.model().runner.stop();
-        }
+        fixture.model().cancel();
         spinUntil([&] { return !fixture.model().runner.current(); });
         fixture.passTheEnd();
         QCOMPARE(fixture.model().log.lines().last(), u"• Game stopped"_s);

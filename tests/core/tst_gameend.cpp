@@ -1,12 +1,9 @@
 // The model classifies a game's end.
 
-#include "PipelineFixture.h"
+#include "ModelFixture.h"
 #include "support/Await.h"
 
-#include <QDir>
 #include <QtTest>
-
-#include <functional>
 
 using namespace brindle;
 using namespace Qt::StringLiterals;
@@ -21,23 +18,17 @@ private Q_SLOTS:
         QTest::addColumn<double>("seconds");
         QTest::addColumn<int>("code");
         QTest::addColumn<QString>("message");
-        const auto early = [](const char *seconds, int code) {
-            return u"The game closed after %1 (exit code %2), so it did not start "
-                   "properly."_s.arg(QLatin1String(seconds))
-                       .arg(code);
-        };
-        const auto late = [](int seconds, int code) {
-            return u"The game stopped unexpectedly after %1 seconds (exit code %2)."_s.arg(seconds)
-                .arg(code);
-        };
-        QTest::newRow("at once") << 0.0 << 1 << early("0 seconds", 1);
-        QTest::newRow("one second") << 1.5 << 0 << early("1 second", 0);
-        QTest::newRow("two seconds") << 2.0 << 139 << early("2 seconds", 139);
-        QTest::newRow("just too early") << 9.9 << 0 << early("9 seconds", 0);
+        const QString early =
+            u"The game closed after %1 (exit code %2), so it did not start properly."_s;
+        const QString late = u"The game stopped unexpectedly after %1 seconds (exit code %2)."_s;
+        QTest::newRow("at once") << 0.0 << 1 << early.arg(u"0 seconds"_s).arg(1);
+        QTest::newRow("one second") << 1.5 << 0 << early.arg(u"1 second"_s).arg(0);
+        QTest::newRow("two seconds") << 2.0 << 139 << early.arg(u"2 seconds"_s).arg(139);
+        QTest::newRow("just too early") << 9.9 << 0 << early.arg(u"9 seconds"_s).arg(0);
         QTest::newRow("just long enough") << 10.0 << 0 << QString();
         QTest::newRow("long") << 3600.0 << 0 << QString();
-        QTest::newRow("long with a code") << 42.7 << 1 << late(42, 1);
-        QTest::newRow("ten with a code") << 10.0 << 7 << late(10, 7);
+        QTest::newRow("long with a code") << 42.7 << 1 << late.arg(42).arg(1);
+        QTest::newRow("ten with a code") << 10.0 << 7 << late.arg(10).arg(7);
     }
 
     void endsAreClassified()
@@ -46,7 +37,7 @@ private Q_SLOTS:
         QFETCH(int, code);
         QFETCH(QString, message);
         PipelineFixture fixture;
-        fixture.installByHand(ModelFixture::engineScript());
+        fixture.installByHand();
         AppModel &model = fixture.model();
         fixture.playUntilOpen();
         const QStringList before = model.log.lines();
@@ -72,14 +63,9 @@ private Q_SLOTS:
         AppModel &model = fixture.model();
         fixture.playUntilOpen();
         spinUntil([&] { return !model.runner.current(); });
-        const auto serve = [] {
-            for (int i = 0; i < 10; ++i) {
-                QCoreApplication::processEvents();
-            }
-        };
-        serve();
+        serveEvents();
         fixture.clock->advance(Clock::Duration(0.19));
-        serve();
+        serveEvents();
         QCOMPARE(model.state(), AppState::starting());
         // The game has ended by itself; Stop comes too late to change that.
         model.cancel();
@@ -110,7 +96,7 @@ private Q_SLOTS:
     void aNewRunForgetsTheFailure()
     {
         PipelineFixture fixture;
-        fixture.installByHand(ModelFixture::engineScript());
+        fixture.installByHand();
         fixture.playUntilOpen();
         fixture.finish(1, 1);
         QVERIFY(fixture.model().failure());

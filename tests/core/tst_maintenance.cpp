@@ -1,6 +1,6 @@
 // The actions besides Play and Cancel.
 
-#include "PipelineFixture.h"
+#include "ModelFixture.h"
 #include "base/Text.h"
 #include "files/Files.h"
 #include "support/Await.h"
@@ -12,8 +12,6 @@
 
 using namespace brindle;
 using namespace Qt::StringLiterals;
-
-Q_DECLARE_METATYPE(brindle::AppState)
 
 class TestMaintenance : public QObject
 {
@@ -30,8 +28,8 @@ private Q_SLOTS:
     void init()
     {
         fixture_ = std::make_unique<PipelineFixture>();
-        fixture_->installByHand(ModelFixture::engineScript());
-        ModelFixture::write(fixture_->root(u"Game/old.txt"_s), "old");
+        fixture_->installByHand();
+        writeFile(fixture_->root(u"Game/old.txt"_s), "old");
         model();
     }
     void cleanup()
@@ -48,19 +46,12 @@ private Q_SLOTS:
     void theGameIsFetchedAgain_data()
     {
         QTest::addColumn<bool>("engineToo");
-        QTest::addColumn<AppState>("before");
-        const auto needs = AppState::needs(u"x"_s);
-        QTest::newRow("update, ready") << false << AppState::ready();
-        QTest::newRow("update, needs something") << false << needs;
-        QTest::newRow("reinstall, ready") << true << AppState::ready();
-        QTest::newRow("reinstall, needs something") << true << needs;
+        QTest::newRow("update") << false;
+        QTest::newRow("reinstall") << true;
     }
-
     void theGameIsFetchedAgain()
     {
         QFETCH(const bool, engineToo);
-        QFETCH(const AppState, before);
-        model().set(&Status::state, before);
         model().set(&Status::failure, FailureReport{u"x"_s, {}});
         if (engineToo) {
             model().reinstall();
@@ -85,38 +76,13 @@ private Q_SLOTS:
     {
         const QString inside = fixture_->root(u".brindle-removing-1/x"_s);
         const QString beside = fixture_->root() + u"/../.brindle-removing-2/x"_s;
-        ModelFixture::write(inside, "x");
-        ModelFixture::write(beside, "x");
+        writeFile(inside, "x");
+        writeFile(beside, "x");
         model().updateGame();
         fixture_->waitUntilIdle();
         QCOMPARE(model().state(), AppState::ready());
         QVERIFY(!QFileInfo::exists(inside));
         QVERIFY(!QFileInfo::exists(beside));
-    }
-
-    void busyGuardsThreeActions_data()
-    {
-        QTest::addColumn<int>("phase");
-        using Phase = AppState::Phase;
-        for (const Phase phase :
-             {Phase::downloading, Phase::settingUp, Phase::starting, Phase::playing}) {
-            QTest::addRow("%d", static_cast<int>(phase)) << static_cast<int>(phase);
-        }
-    }
-
-    void busyGuardsThreeActions()
-    {
-        QFETCH(int, phase);
-        const AppState busy{static_cast<AppState::Phase>(phase), u"busy"_s};
-        model().set(&Status::state, busy);
-        model().updateGame();
-        model().reinstall();
-        model().removeEverything();
-        QVERIFY(!model().work());
-        QCOMPARE(model().state(), busy);
-        QVERIFY(exists("Game/old.txt"));
-        QVERIFY(exists("Engine"));
-        QVERIFY(desktop().alerts.isEmpty());
     }
 
     void aTaskOfAnIdleModelGuardsToo()
@@ -146,24 +112,15 @@ private Q_SLOTS:
 
     void aDeletionIsCancelled_data()
     {
-        QTest::addColumn<bool>("engineToo");
         QTest::addColumn<bool>("begun");
-        QTest::newRow("update, before it begins") << false << false;
-        QTest::newRow("update, while it runs") << false << true;
-        QTest::newRow("reinstall, before it begins") << true << false;
-        QTest::newRow("reinstall, while it runs") << true << true;
+        QTest::newRow("before it begins") << false;
+        QTest::newRow("while it runs") << true;
     }
-
     void aDeletionIsCancelled()
     {
-        QFETCH(const bool, engineToo);
         QFETCH(const bool, begun);
         WorkerHold workers;
-        if (engineToo) {
-            model().reinstall();
-        } else {
-            model().updateGame();
-        }
+        model().reinstall();
         QVERIFY(model().canCancel());
         QCoreApplication::processEvents();
         if (begun) {
@@ -177,32 +134,10 @@ private Q_SLOTS:
         QCOMPARE(model().state(), begun ? AppState::notDownloaded() : AppState::ready());
         QCOMPARE(exists("Game/old.txt"), !begun);
         QCOMPARE(exists("imported-4.3-stable.txt"), !begun);
-        QCOMPARE(exists("Engine"), !(begun && engineToo));
+        QCOMPARE(exists("Engine"), !begun);
 
-        model().startWork(false);
-        fixture_->waitUntilIdle();
+        fixture_->setUp();
         QCOMPARE(model().state(), AppState::ready());
-    }
-
-    void clearingMarkersLeavesTheRest()
-    {
-        ModelFixture::write(fixture_->root(u"imported-4.2-stable-mono.txt"_s), "ok");
-        const QStringList others{u"other.txt"_s, u"imported"_s, u"not-imported-4.3.txt"_s};
-        for (const QString &name : others) {
-            ModelFixture::write(fixture_->root(name), "x");
-        }
-        fixture_->stall(ReleaseHost::gamePath());
-        model().updateGame();
-        spinUntil([&] { return fixture_->stalled.load(); });
-        QVERIFY(!exists("imported-4.3-stable.txt"));
-        QVERIFY(!exists("imported-4.2-stable-mono.txt"));
-        QVERIFY(exists("info.json"));
-        QVERIFY(exists("Engine"));
-        for (const QString &name : others) {
-            QVERIFY2(QFileInfo::exists(fixture_->root(name)), qPrintable(name));
-        }
-        model().cancel();
-        fixture_->waitUntilIdle();
     }
 
     void removingEverythingAsksFirst()
@@ -215,7 +150,7 @@ private Q_SLOTS:
         model().updateProgress(1, 2, 3);
         const Status before = model().status();
         const QString root = fixture_->root();
-        const QByteArray description = ModelFixture::read(root + u"/info.json"_s);
+        const QByteArray description = readFile(root + u"/info.json"_s);
         const QStringList files = Files::names(root);
         const QString size = Text::byteCount(Paths::folderSize(root));
         QVERIFY(size != Text::byteCount(Paths::folderSize(root + u"/Game"_s)));
@@ -232,7 +167,7 @@ private Q_SLOTS:
         QCOMPARE(model().log.lines(), QStringList{u"kept"_s});
         QVERIFY(exists("Game/old.txt"));
         QCOMPARE(Files::names(root), files);
-        QCOMPARE(ModelFixture::read(root + u"/info.json"_s), description);
+        QCOMPARE(readFile(root + u"/info.json"_s), description);
     }
 
     void aRemovalShowsThatItIsAtWork()
@@ -260,7 +195,7 @@ private Q_SLOTS:
     {
         model().log.append(u"gone"_s);
         model().set(&Status::failure, FailureReport{u"x"_s, {}});
-        ModelFixture::write(model().savesFolder() + u"/save.dat"_s, "save");
+        writeFile(model().savesFolder() + u"/save.dat"_s, "save");
         model().removeEverything();
         fixture_->waitUntilIdle();
         QVERIFY(!QFileInfo::exists(fixture_->root()));
@@ -269,21 +204,6 @@ private Q_SLOTS:
         QVERIFY(!model().failure());
         QVERIFY(model().log.lines().isEmpty());
         QVERIFY(QFileInfo::exists(fixture_->saves() + u"/By hand/save.dat"_s));
-    }
-
-    void removingEverythingFollowsTheRootsLink()
-    {
-        const QString elsewhere = fixture_->temporaryFolder() + u"/disk"_s;
-        QVERIFY(QDir().rename(fixture_->root(), elsewhere));
-        QVERIFY(QFile::link(elsewhere, fixture_->root()));
-        await(model().refreshState());
-        QCOMPARE(model().state(), AppState::ready());
-        model().removeEverything();
-        fixture_->waitUntilIdle();
-        QVERIFY(!desktop().alerts.first().informativeText.contains(u"Zero KB"_s));
-        QVERIFY2(!QFileInfo::exists(elsewhere), "the folder behind the link stays");
-        QVERIFY(!QFileInfo(fixture_->root()).isSymLink());
-        QCOMPARE(model().state(), AppState::notDownloaded());
     }
 
     void aRemovalThatFailsLeavesNoTask()

@@ -1,6 +1,6 @@
 // Setup and play from end to end: a real host, real archives, a real child process.
 
-#include "PipelineFixture.h"
+#include "ModelFixture.h"
 #include "files/Files.h"
 #include "support/Await.h"
 #include "support/ConnectionsTo.h"
@@ -20,15 +20,7 @@ const auto zipName = [](const PipelineFixture &fixture) {
 QStringList arguments(const PipelineFixture &fixture, const char *run)
 {
     const QString file = fixture.project() + u"/%1 arguments"_s.arg(QLatin1String(run));
-    return QString::fromUtf8(ModelFixture::read(file)).split(u'\n', Qt::SkipEmptyParts);
-}
-
-/// Serves all events that are queued now.
-void serveTheQueue()
-{
-    bool served = false;
-    QMetaObject::invokeMethod(qApp, [&] { served = true; }, Qt::QueuedConnection);
-    spinUntil([&] { return served; });
+    return QString::fromUtf8(readFile(file)).split(u'\n', Qt::SkipEmptyParts);
 }
 
 } // namespace
@@ -104,9 +96,9 @@ private Q_SLOTS:
                          ReleaseHost::addonPath(u"tessel-works/two"_s),
                          ReleaseHost::checksumPath(u"4.3-stable"_s),
                          ReleaseHost::enginePath(u"4.3-stable"_s, zipName(fixture))}));
-        QCOMPARE(ModelFixture::read(project + u"/addons/two/plugin.cfg"_s), QByteArray("two"));
-        QCOMPARE(ModelFixture::read(fixture.root(u"imported-4.3-stable.txt"_s)), QByteArray("ok"));
-        const auto saved = ProjectInfo::fromJson(ModelFixture::read(fixture.root(u"info.json"_s)));
+        QCOMPARE(readFile(project + u"/addons/two/plugin.cfg"_s), QByteArray("two"));
+        QCOMPARE(readFile(fixture.root(u"imported-4.3-stable.txt"_s)), QByteArray("ok"));
+        const auto saved = ProjectInfo::fromJson(readFile(fixture.root(u"info.json"_s)));
         QCOMPARE(saved, std::optional(model.info()));
         QCOMPARE(model.info().addons, (QStringList{u"one"_s, u"two"_s}));
         QVERIFY(!QFileInfo::exists(fixture.root(u"unfinished"_s)));
@@ -131,16 +123,6 @@ private Q_SLOTS:
         fixture.finish(11, 0);
     }
 
-    void aRunWithoutLaunchEndsReady()
-    {
-        PipelineFixture fixture;
-        fixture.model().startWork(false);
-        QVERIFY(fixture.model().work());
-        fixture.waitUntilIdle();
-        QCOMPARE(fixture.model().state(), AppState::ready());
-        QVERIFY(!fixture.logHas(u"engine is playing"_s));
-    }
-
     void whatAnInterruptedWriteLeftIsCleared_data()
     {
         QTest::addColumn<QString>("missing");
@@ -151,19 +133,17 @@ private Q_SLOTS:
     {
         QFETCH(const QString, missing);
         PipelineFixture fixture;
-        fixture.model().startWork(false);
-        fixture.waitUntilIdle();
+        fixture.setUp();
         const QStringList complete = Files::names(fixture.root());
         QVERIFY(complete.contains(missing));
 
         QVERIFY(QFile::remove(fixture.root(missing)));
-        ModelFixture::write(fixture.root(u".brindle-moving-1"_s), "half");
+        writeFile(fixture.root(u".brindle-moving-1"_s), "half");
         if (missing == u"info.json") {
-            ModelFixture::write(fixture.root(u"unfinished"_s), {});
+            writeFile(fixture.root(u"unfinished"_s), {});
         }
         fixture.restart();
-        fixture.model().startWork(false);
-        fixture.waitUntilIdle();
+        fixture.setUp();
         QCOMPARE(fixture.model().state(), AppState::ready());
         QCOMPARE(Files::names(fixture.root()), complete);
     }
@@ -173,9 +153,8 @@ private Q_SLOTS:
         PipelineFixture fixture;
         // A file can't replace this folder.
         const QString info = fixture.root(u"info.json"_s);
-        ModelFixture::write(info + u"/in the way"_s, "x");
-        fixture.model().startWork(false);
-        fixture.waitUntilIdle();
+        writeFile(info + u"/in the way"_s, "x");
+        fixture.setUp();
         QCOMPARE(fixture.model().state(), AppState::ready());
         QVERIFY(!QFileInfo(info).isFile());
         const auto asked = fixture.host.requests().size();
@@ -192,8 +171,7 @@ private Q_SLOTS:
         PipelineFixture fixture;
         fixture.offerEngine(
             "#!/bin/sh\nmkdir -p \"$4/../../imported-4.3-stable.txt/in the way\"\n");
-        fixture.model().startWork(false);
-        fixture.waitUntilIdle();
+        fixture.setUp();
         QCOMPARE(fixture.model().state(), AppState::ready());
         QVERIFY(QFileInfo(fixture.root(u"imported-4.3-stable.txt"_s)).isDir());
     }
@@ -201,10 +179,9 @@ private Q_SLOTS:
     void anAddonsRunDoesNotImportAgain()
     {
         PipelineFixture fixture;
-        fixture.installByHand(ModelFixture::engineScript());
-        ModelFixture::write(fixture.root(u"unfinished"_s), "x");
-        fixture.model().startWork(false);
-        fixture.waitUntilIdle();
+        fixture.installByHand();
+        writeFile(fixture.root(u"unfinished"_s), "x");
+        fixture.setUp();
         QCOMPARE(fixture.model().state(), AppState::ready());
         QVERIFY(!fixture.logHas(u"engine is importing"_s));
         QVERIFY(!QFileInfo::exists(fixture.root(u"unfinished"_s)));
@@ -213,10 +190,7 @@ private Q_SLOTS:
     void aFirstDownloadThatFailsLeavesNothing()
     {
         PipelineFixture fixture;
-        fixture.host.replace(ReleaseHost::gamePath(),
-                             [](const HttpRequest &, HttpConnection &connection) {
-                                 connection.respond(404, {}, {});
-                             });
+        fixture.refuse(ReleaseHost::gamePath(), 404);
         fixture.playToTheEnd();
         QCOMPARE(fixture.model().state().phase, AppState::Phase::needs);
         QVERIFY(!QFileInfo::exists(fixture.root()));
@@ -236,19 +210,6 @@ private Q_SLOTS:
         fixture.playToTheEnd();
         QCOMPARE(model.state(), AppState::needs(u"The game folder could not be found."_s));
         QCOMPARE(model.log.lines().last(), u"• Problem: The game folder could not be found."_s);
-    }
-
-    void aNewGameIsImportedWhateverWasImportedBefore()
-    {
-        PipelineFixture fixture;
-        fixture.installByHand(ModelFixture::engineScript());
-        // An update was interrupted between its two deletions.
-        QVERIFY(QDir(fixture.root(u"Game"_s)).removeRecursively());
-        QVERIFY(QFileInfo::exists(fixture.root(u"imported-4.3-stable.txt"_s)));
-        fixture.model().startWork(false);
-        fixture.waitUntilIdle();
-        QCOMPARE(fixture.model().state(), AppState::ready());
-        QVERIFY(fixture.logHas(u"• Importing the project (first run)"_s));
     }
 
     void theSettingsReachTheGame()
@@ -275,7 +236,7 @@ private Q_SLOTS:
         QVERIFY(QFileInfo::exists(fixture.root(u"Engine/4.3-stable-mono"_s)));
         QStringList markers = Files::names(fixture.root()).filter(u"imported"_s);
         QCOMPARE(markers, QStringList{u"imported-4.3-stable-mono.txt"_s});
-        QCOMPARE(ModelFixture::read(fixture.root(markers.first())), QByteArray("ok"));
+        QCOMPARE(readFile(fixture.root(markers.first())), QByteArray("ok"));
         fixture.finish(11, 0);
 
         fixture.restart();
@@ -285,27 +246,16 @@ private Q_SLOTS:
         fixture.finish(11, 0);
     }
 
-    void aGameThatIsNotStartingAnyMoreDoesNotCountAsOpen_data()
-    {
-        QTest::addColumn<int>("phase");
-        using Phase = AppState::Phase;
-        for (const Phase phase : {Phase::notDownloaded, Phase::downloading, Phase::settingUp,
-                                  Phase::needs, Phase::ready, Phase::playing}) {
-            QTest::addRow("%d", static_cast<int>(phase)) << static_cast<int>(phase);
-        }
-    }
     void aGameThatIsNotStartingAnyMoreDoesNotCountAsOpen()
     {
-        QFETCH(const int, phase);
         PipelineFixture fixture;
-        fixture.installByHand(ModelFixture::engineScript());
+        fixture.installByHand();
         fixture.playUntilOpen();
         AppModel &model = fixture.model();
-        const AppState other{static_cast<AppState::Phase>(phase), u"other"_s};
+        const auto other = AppState::needs(u"other"_s);
         model.set(&Status::state, other);
         fixture.clock->advance(Clock::Duration(10));
-        serveTheQueue();
-        serveTheQueue();
+        serveEvents();
         QCOMPARE(model.state(), other);
         QCOMPARE(model.stepText(), u"Starting the game…"_s);
         fixture.finish(1, 0);
@@ -330,7 +280,7 @@ private Q_SLOTS:
         const AppState end = model.state();
         QCOMPARE(end.phase, AppState::Phase::needs);
         const QString step = model.stepText();
-        serveTheQueue();
+        serveEvents();
         QCOMPARE(model.state(), end);
         QCOMPARE(model.stepText(), step);
         QVERIFY(!model.progress());
@@ -343,43 +293,14 @@ private Q_SLOTS:
         const AppState running = model.state();
         status.set(u"later still"_s);
         progress(1, 2, 3);
-        serveTheQueue();
+        serveEvents();
         QCOMPARE(model.state(), running);
         QVERIFY(!model.progress());
         QCOMPARE(model.detail(), QString());
         // The next run's own progress does.
         model.progressHandler()(1, 2, 3);
-        serveTheQueue();
+        serveEvents();
         QCOMPARE(model.progress(), std::optional(0.5));
-        model.cancel();
-        fixture.waitUntilIdle();
-    }
-
-    void aDownloadThatStallsHasNoTimeLeft()
-    {
-        PipelineFixture fixture;
-        std::atomic<bool> goesOn = false;
-        fixture.host.replace(
-            ReleaseHost::bodyPath(ReleaseHost::enginePath(u"4.3-stable"_s, zipName(fixture))),
-            [&](const HttpRequest &, HttpConnection &connection) {
-                connection.respond(200, {{"Content-Length", "100000"}}, QByteArray(10'000, 'x'));
-                while (!goesOn && connection.pause(std::chrono::milliseconds(1))) {
-                }
-                connection.write(QByteArray(10'000, 'x'));
-                connection.waitUntilClosed();
-            });
-        AppModel &model = fixture.model();
-        model.startWork(true);
-        spinUntil([&] { return model.detail().startsWith(u"10 KB of 100 KB"_s); });
-        fixture.clock->advance(Clock::Duration(5));
-        goesOn = true;
-        spinUntil([&] { return !model.timeLeft().isEmpty(); });
-        QCOMPARE(model.timeLeft(), u"Less than a minute left"_s);
-        fixture.clock->advance(Clock::Duration(4));
-        spinUntil([&] { return model.timeLeft() == u"About 1 minute left"_s; });
-        fixture.clock->advance(Clock::Duration(7));
-        spinUntil([&] { return model.timeLeft().isEmpty(); });
-        QVERIFY(model.detail().startsWith(u"20 KB of 100 KB"_s));
         model.cancel();
         fixture.waitUntilIdle();
     }
@@ -402,8 +323,7 @@ private Q_SLOTS:
     void aGameThatNeedsAnotherEngineGetsIt()
     {
         PipelineFixture fixture;
-        fixture.model().startWork(false);
-        fixture.waitUntilIdle();
+        fixture.setUp();
         fixture.offerGame(PipelineFixture::projectFile("4.4.1"));
         fixture.offerEngine(ModelFixture::engineScript(), u"4.4.1"_s);
         fixture.model().updateGame();
@@ -449,50 +369,30 @@ private Q_SLOTS:
         QCOMPARE(fixture.model().state(), AppState::notDownloaded());
     }
 
-    void anAddonThatFailsIsFetchedByTheNextPlay()
+    void anUpdateThatFailsIsCompletedByTheNextPlay()
     {
         PipelineFixture fixture;
-        const auto two = ReleaseHost::addonPath(u"tessel-works/two"_s);
-        fixture.host.replace(two, [](const HttpRequest &, HttpConnection &connection) {
-            connection.respond(500, {}, {});
-        });
-        fixture.playToTheEnd();
-        QCOMPARE(fixture.model().state(),
-                 AppState::needs(u"The server answered with status 500 for "
-                                 "127.0.0.1."_s));
-        QVERIFY(!QFileInfo::exists(fixture.root(u"info.json"_s)));
-        fixture.restart();
-        QCOMPARE(fixture.model().state(), AppState::notDownloaded());
-
-        fixture.host.restore(two);
-        fixture.model().startWork(false);
-        fixture.waitUntilIdle();
-        QCOMPARE(fixture.model().state(), AppState::ready());
-        QCOMPARE(fixture.host.requests().count(ReleaseHost::gamePath()), 1);
-        QCOMPARE(fixture.host.requests().count(ReleaseHost::addonPath(u"tessel-works/one"_s)), 1);
-        QCOMPARE(fixture.host.requests().count(two), 2);
-        QCOMPARE(fixture.model().info().name, u"Piped"_s);
-    }
-
-    void anOlderDescriptionNeverPicksTheEngine()
-    {
-        PipelineFixture fixture;
-        fixture.model().startWork(false);
-        fixture.waitUntilIdle();
+        fixture.setUp();
         fixture.offerGame(PipelineFixture::projectFile("4.4"));
         fixture.offerEngine(ModelFixture::engineScript(), u"4.4"_s);
         const auto one = ReleaseHost::addonPath(u"tessel-works/one"_s);
-        fixture.host.replace(one, [](const HttpRequest &, HttpConnection &connection) {
-            connection.respond(404, {}, {});
-        });
+        const auto two = ReleaseHost::addonPath(u"tessel-works/two"_s);
+        fixture.refuse(two, 500);
+        fixture.host.forgetRequests();
         fixture.model().updateGame();
         fixture.waitUntilIdle();
-        fixture.host.restore(one);
+        QCOMPARE(fixture.model().state(),
+                 AppState::needs(u"The server answered with status 500 for 127.0.0.1."_s));
         // The saved description still names 4.3, whose engine is installed.
         fixture.restart();
+        QCOMPARE(fixture.model().info().godotVersion, std::optional(u"4.3"_s));
         QCOMPARE(fixture.model().state(), AppState::notDownloaded());
-        fixture.model().startWork(false);
-        fixture.waitUntilIdle();
+
+        fixture.host.restore(two);
+        fixture.setUp();
+        QCOMPARE(fixture.model().state(), AppState::ready());
+        QCOMPARE(fixture.host.requests().mid(0, 4),
+                 (QStringList{ReleaseHost::gamePath(), one, two, two}));
         QCOMPARE(fixture.model().info().godotVersion, std::optional(u"4.4"_s));
         QVERIFY(QFileInfo::exists(fixture.root(u"Engine/4.4-stable"_s)));
     }

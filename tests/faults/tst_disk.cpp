@@ -1,7 +1,7 @@
 // Plays on disks that are full or can't be written. The message names the folder, nothing counts as
 // installed, and with room the next Play succeeds.
 
-#include "PipelineFixture.h"
+#include "ModelFixture.h"
 #include "demo/ZipWriter.h"
 #include "files/OutputFile.h"
 #include "net/Transfer.h"
@@ -103,7 +103,7 @@ private Q_SLOTS:
         for (int i = 0; i < fileCount; ++i) {
             files.insert(u"art/%1.bin"_s.arg(i), noise(fileBytes, i + 2));
         }
-        fixture_->offerGameWith(files);
+        fixture_->offerGame(PipelineFixture::projectFile(), files);
         fixture_->offerEngine(engineScript("echo \"engine is playing\"\nexit 0",
                                            "mkdir -p \"$4/.godot\" && head -c 200000 \"$0\" > "
                                            "\"$4/.godot/imported\"\nexit") +
@@ -217,7 +217,7 @@ private Q_SLOTS:
                 zip.add(u"one-HEAD/data.bin"_s, noise(bytes, 1));
             }
             zip.close();
-            fixture_->host.offerAddon(u"tessel-works/one"_s, ModelFixture::read(path));
+            fixture_->host.offerAddon(u"tessel-works/one"_s, readFile(path));
         };
         const auto all = emptyHome();
         const SmallDisk memory(temporary(), plenty);
@@ -263,7 +263,7 @@ private Q_SLOTS:
         auto fetching =
             Transfer::toFile(server.url(), std::make_shared<OutputFile>(target), {}, {});
         QCOMPARE(await(std::move(fetching)).status, 200);
-        QVERIFY(ModelFixture::read(target) == content);
+        QVERIFY(readFile(target) == content);
         QCOMPARE(file.requests().size(), 2);
     }
 

@@ -1,6 +1,6 @@
 // The launcher as a process: it is killed, or its wall clock is wrong.
 
-#include "PipelineFixture.h"
+#include "ModelFixture.h"
 #include "support/Await.h"
 #include "support/ConsoleLauncher.h"
 #include "support/EngineScript.h"

@@ -2,7 +2,7 @@
 // nothing is left over, and the next Play succeeds.
 
 #include "NetworkFault.h"
-#include "PipelineFixture.h"
+#include "ModelFixture.h"
 #include "support/Await.h"
 
 #include "net/Transfer.h"

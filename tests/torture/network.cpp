@@ -2,7 +2,7 @@
 // message, to the end of Cancel, and to the end of the program after Quit. Prints a table. Returns
 // 1 if a message is missing or late. Its name service never answers.
 
-#include "PipelineFixture.h"
+#include "ModelFixture.h"
 #include "faults/NetworkFault.h"
 #include "files/Files.h"
 #include "support/ConsoleLauncher.h"

@@ -61,7 +61,7 @@ void AppFixture::startGame()
 
 void AppFixture::finishGame()
 {
-    ModelFixture::finishGame(files_->root(u"Game/godot-brindle-main"_s), 0);
+    files_->finishGame(0);
     spinUntil([] { return !model().work(); });
 }
 

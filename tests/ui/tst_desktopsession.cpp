@@ -1,7 +1,7 @@
 // What the desktop hears of a setup, over a real message bus, and what it does not.
 
 #include "BusServices.h"
-#include "PipelineFixture.h"
+#include "ModelFixture.h"
 #include "base/Threads.h"
 #include "support/Await.h"
 #include "support/ManualClock.h"
