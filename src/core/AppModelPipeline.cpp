@@ -35,8 +35,9 @@ constexpr qsizetype reportLines = 30;
 QCoro::Task<> AppModel::runAll(bool launch, std::stop_token stop)
 {
     auto connections = Transfer::keepConnections();
-    const auto look = [storage = storage_] {
+    const auto look = [storage = storage_, stop] {
         storage.checkOwner();
+        storage.clearLeftovers(stop);
         return ProjectInspector::findProject(storage.gameFolder());
     };
     std::optional<QString> project = co_await runOnWorker(look, stop);
@@ -86,7 +87,6 @@ QCoro::Task<> AppModel::completeGame(QString project, std::stop_token stop)
     const auto save = [storage = storage_, json = info().toJson(), stop] {
         bool isSynced = false;
         try {
-            Files::removeLeftovers(storage.root, stop);
             // The description and the mark's absence vouch for all of this.
             Files::sync(storage.root, stop);
             isSynced = true;
@@ -145,9 +145,8 @@ QCoro::Task<> AppModel::importProject(EngineSpec spec, QString engine, QString p
              "game."_s.arg(exitCode));
         co_return;
     }
-    const auto mark = [marker, project, root = storage_.root, stop] {
+    const auto mark = [marker, project, stop] {
         try {
-            Files::removeLeftovers(root, stop);
             // The imported files reach the disk before the marker.
             Files::sync(project, stop);
             Files::writeAtomically(marker, QByteArrayLiteral("ok"), stop);

@@ -108,9 +108,8 @@ QCoro::Task<QString> RepoDownloader::installArchive(QUrl archive, QString stagin
     const QString zip = staging + u"/game.zip"_s;
     const QString game = storage_.gameFolder();
     auto file = co_await downloader.download(archive, zip, stop);
-    const auto prepare = [storage = storage_, stop] {
+    const auto prepare = [storage = storage_] {
         Files::createFolder(storage.root);
-        storage.clearLeftovers(stop);
         // Markers of an earlier game would keep the new one from being imported.
         storage.clearMarkers();
         // The mark reaches the disk before the game.
