@@ -223,7 +223,6 @@ private Q_SLOTS:
         QTest::addColumn<QByteArray>("script");
         QTest::newRow("as usual") << QByteArray();
         QTest::newRow("quarantine tool fails") << QByteArray("exit 1");
-        QTest::newRow("quarantine tool dies") << QByteArray("kill -9 $$");
         QTest::newRow("no quarantine tool") << QByteArray("none");
     }
     void theStepsComeInOrder()
