@@ -16,7 +16,6 @@ public:
     ArchiveFile(const ArchiveFile &) = delete;
     ArchiveFile &operator=(const ArchiveFile &) = delete;
 
-    int descriptor() const { return descriptor_; } ///< closed by this object
     uint64_t size() const { return size_; }
 
     /// Returns exactly these bytes. The position of the descriptor does not matter.

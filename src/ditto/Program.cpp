@@ -3,8 +3,6 @@
 #include "ditto/Checks.h"
 #include "ditto/Error.h"
 
-#include <cerrno>
-#include <csignal>
 #include <cstdio>
 #include <exception>
 #include <filesystem>
@@ -12,7 +10,6 @@
 #include <string_view>
 #include <sys/stat.h>
 #include <system_error>
-#include <unistd.h>
 
 namespace brindle::ditto {
 
@@ -24,25 +21,10 @@ namespace {
 constexpr uint64_t maxMemory = 64ULL << 20U;
 constexpr mode_t creationMask = 0022;
 
-std::atomic<bool> stopRequested = false; // lock-free, so that a signal handler may set it
-
-void requestStop(int /*signal*/)
-{
-    stopRequested = true;
-}
-
 int fail(const char *why, int status = 1)
 {
     std::fprintf(stderr, "ditto: %s\n", why);
     return status;
-}
-
-/// Standard input may be a terminal, which a hostile archive must not reach.
-void emptyStandardInput()
-{
-    if (!std::freopen("/dev/null", "r", stdin)) {
-        throw std::system_error(errno, std::system_category(), "/dev/null");
-    }
 }
 
 void prepareDestination(const std::string &folder)
@@ -70,19 +52,13 @@ int run(int argc, char **argv, const std::function<Confine> &confine,
         return 1;
     }
     const char *const destination = argv[4];
-    std::signal(SIGTERM, requestStop);
-    std::signal(SIGINT, requestStop);
-    std::signal(SIGHUP, requestStop);
     // The modes of unpacked files do not depend on the user.
     umask(creationMask);
     try {
         const ArchiveFile archive(argv[3]);
-        if (archive.descriptor() != STDIN_FILENO) { // the archive's if standard input was closed
-            emptyStandardInput();
-        }
         prepareDestination(destination);
         confine({destination, maxMemory, maxFileBytes});
-        unpack(archive, destination, stopRequested);
+        unpack(archive, destination);
         return 0;
     } catch (const Error &error) {
         return fail(error.what(), error.status());

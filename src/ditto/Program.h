@@ -3,7 +3,6 @@
 #include "ditto/ArchiveFile.h"
 #include "sandbox/Sandbox.h"
 
-#include <atomic>
 #include <functional>
 #include <string>
 
@@ -12,22 +11,17 @@ namespace brindle::ditto {
 
 /// Unpacks a zip archive into an empty folder, completely or not at all. Refuses archives that are
 /// not safe, whole and consistent. Folders and executable files get mode 0755, other files 0644,
-/// less the process's umask.
-/// @param interrupted ends the unpacking when it becomes true.
-/// Throws Error or another std::exception, after removing its files.
-void unpack(const ArchiveFile &archive, const std::string &destination,
-            const std::atomic<bool> &interrupted);
+/// less the process's umask. Throws Error or another std::exception, after removing its files.
+void unpack(const ArchiveFile &archive, const std::string &destination);
 
 using Confine = void(const Sandbox::Rules &rules);
-using Unpack = void(const ArchiveFile &archive, const std::string &destination,
-                    const std::atomic<bool> &interrupted);
+using Unpack = void(const ArchiveFile &archive, const std::string &destination);
 
 /// The body of main(): opens the archive, makes the destination if it is missing, and calls
 /// `confine` and then `unpack`. The program passes Sandbox::enter and the function above. Tests and
 /// a benchmark of the sandbox pass others.
 ///
 /// Returns the exit status: 0, or one of UnpackStatus.h after printing a line to standard error.
-/// SIGTERM, SIGINT and SIGHUP interrupt the unpacking.
 int run(int argc, char **argv, const std::function<Confine> &confine,
         const std::function<Unpack> &unpack);
 

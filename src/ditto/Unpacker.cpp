@@ -85,22 +85,13 @@ private:
     uint64_t started_ = 0; // bytes whose write-back has started
 };
 
-void checkInterruption(const std::atomic<bool> &interrupted)
-{
-    if (interrupted) {
-        throw Error("interrupted");
-    }
-}
-
-Links readLinks(const std::vector<Entry> &entries, Inflater &inflater,
-                const std::atomic<bool> &interrupted)
+Links readLinks(const std::vector<Entry> &entries, Inflater &inflater)
 {
     Links links;
     for (const Entry &entry : entries) {
         if (entry.type() == Entry::Type::link) {
             std::string &target = links[entry.fileName];
             inflater.unpack(entry, [&](const unsigned char *bytes, size_t count) {
-                checkInterruption(interrupted);
                 target.append(reinterpret_cast<const char *>(bytes), count); // NOLINT
             });
         }
@@ -124,34 +115,29 @@ void makeLink(const std::string &path, const std::string &target)
 }
 
 /// Replaces nothing and makes links last, so that nothing is written through a link.
-void fill(const ArchiveFile &archive, const std::string &destination,
-          const std::atomic<bool> &interrupted)
+void fill(const ArchiveFile &archive, const std::string &destination)
 {
     std::vector<Entry> entries = readDirectory(archive);
     checkDirectory(entries);
     checkSpace(entries, destination);
     Inflater inflater(archive);
-    const Links links = readLinks(entries, inflater, interrupted);
+    const Links links = readLinks(entries, inflater);
     checkLinks(links);
 
     const std::string root = destination + '/';
     const Entry *previous = nullptr;
     for (const Entry &entry : entries) {
         visitNewFolders(entry, std::exchange(previous, &entry), [&](std::string_view path) {
-            checkInterruption(interrupted);
             const std::string folder = root + std::string(path);
             if (mkdir(folder.c_str(), executableMode) != 0) {
                 fail(folder);
             }
         });
         if (entry.type() == Entry::Type::file) {
-            checkInterruption(interrupted);
             const bool mayRun = (entry.mode() & S_IXUSR) != 0;
             OutputFile file(root + entry.fileName, mayRun ? executableMode : plainMode);
-            inflater.unpack(entry, [&](const unsigned char *bytes, size_t count) {
-                checkInterruption(interrupted);
-                file.write(bytes, count);
-            });
+            inflater.unpack(
+                entry, [&](const unsigned char *bytes, size_t count) { file.write(bytes, count); });
             file.close();
         }
     }
@@ -164,11 +150,10 @@ void fill(const ArchiveFile &archive, const std::string &destination,
 
 } // namespace
 
-void unpack(const ArchiveFile &archive, const std::string &destination,
-            const std::atomic<bool> &interrupted)
+void unpack(const ArchiveFile &archive, const std::string &destination)
 {
     try {
-        fill(archive, destination, interrupted);
+        fill(archive, destination);
     } catch (...) {
         // The folder itself stays, since it lies outside the sandbox.
         std::error_code ignored;

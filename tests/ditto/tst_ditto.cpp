@@ -1,16 +1,13 @@
-// Runs the shipped archive tool: modes, destinations, interruptions, command lines.
+// Runs the shipped archive tool: modes, destinations, command lines.
 
 #include "RawZip.h"
 #include "Surroundings.h"
 #include "ditto/UnpackStatus.h"
 
 #include <QDir>
-#include <QProcess>
 #include <QtTest>
 
-#include <algorithm>
 #include <cerrno>
-#include <random>
 #include <sys/stat.h>
 
 using namespace brindle;
@@ -112,42 +109,6 @@ private Q_SLOTS:
         QCOMPARE(run.errors, QByteArray());
         QCOMPARE(run.code, 0);
         QCOMPARE(Surroundings::tree(around_->destination()).size(), 2);
-    }
-
-    void itStartsWithoutAnInput()
-    {
-        around_->putArchive(twoFiles);
-        const QString script = u"exec '%1' -x -k a.zip out <&-"_s.arg(tool);
-        QCOMPARE(around_->run(u"sh"_s, {u"-c"_s, script}).code, 0);
-    }
-
-    void anInterruptedRunCleansUp()
-    {
-        // Noise packs poorly, so unpacking takes a while.
-        QByteArray noise(60'000'000, Qt::Uninitialized);
-        std::minstd_rand random;
-        std::generate(noise.begin(), noise.end(), [&] { return static_cast<char>(random()); });
-        around_->putArchive(RawZip({{"a", noise, file644}, {"b", noise, file644}}).bytes());
-        const QString first = around_->destination() + u"/a"_s;
-        int code = 0;
-        // Tries again if a run ends before its interruption.
-        for (int attempt = 0; code == 0 && attempt < 20; ++attempt) {
-            around_->clear();
-            QProcess process;
-            process.start(tool, {u"-x"_s, u"-k"_s, around_->archive(), around_->destination()});
-            QVERIFY(process.waitForStarted());
-            while (process.state() == QProcess::Running && !QFileInfo::exists(first)) {
-                process.waitForFinished(1);
-            }
-            const QString input = QFile::symLinkTarget(u"/proc/%1/fd/0"_s.arg(process.processId()));
-            process.terminate();
-            QVERIFY(process.state() == QProcess::NotRunning || process.waitForFinished());
-            code = process.exitCode();
-            QCOMPARE(Surroundings::tree(around_->destination()).size(), code == 0 ? 2 : 0);
-            // Where /proc shows it, the tool has neither a terminal nor the launcher's pipe.
-            QVERIFY2(input.isEmpty() || input == u"/dev/null"_s, qPrintable(input));
-        }
-        QVERIFY(code != 0);
     }
 
     void otherCommandLinesAreRefused_data()

@@ -112,8 +112,7 @@ void giveMode(const Entry &entry, const std::string &place)
     }
 }
 
-void unpackUnchecked(const ArchiveFile &archive, const std::string &destination,
-                     const std::atomic<bool> & /*interrupted*/)
+void unpackUnchecked(const ArchiveFile &archive, const std::string &destination)
 {
     Inflater inflater(archive);
     for (const Entry &entry : readDirectory(archive)) {
