@@ -278,8 +278,10 @@ class Desktop:
 
     def is_dark(self, window):
         """Whether title bar and ground are; None if they differ."""
+        # Without the shadow.
+        left, top, _, bottom = window.getchannel("A").point(lambda share: share // 255).getbbox()
         dark = {sum(window.getpixel(place)[:3]) < 300 for place in (
-            (60, 12), (12, window.height - 12))}
+            (left + 60, top + 12), (left + 12, bottom - 12))}
         return dark.pop() if len(dark) == 1 else None
 
 
@@ -467,7 +469,7 @@ class Plasma(Desktop):
         found = self.script(f"""workspace.clientList().filter(c => c.{kind} && !c.minimized)
             .sort((a, b) => a.stackingOrder - b.stackingOrder).map(c => ({{
                 title: c.caption, id: String(c.desktopFileName), focus: c.active,
-                x11: String(c).includes("X11"), frame: [c.x, c.y, c.width, c.height]}}))""")
+                x11: c.windowId > 0, frame: [c.x, c.y, c.width, c.height]}}))""")
         apps = {app.get_id(): app for app in Gio.AppInfo.get_all()}
         for w in found:
             # The panel takes both from the entry that the id names.
@@ -542,8 +544,7 @@ class Plasma(Desktop):
         return [item.get_name() for item in self.items(app="plasmashell") if self.has(item, "SHOWING")]
 
     def log_out(self):
-        self.call("org.kde.ksmserver", "/KSMServer", "logout", GLib.Variant("(iii)", (0, 0, 0)),
-                  "org.kde.KSMServerInterface")
+        self.shell.terminate()  # the session manager of Plasma 5.27 asks no Wayland client
 
 
 class FakeInput:
@@ -630,6 +631,7 @@ def accent(desktop):
     marked = sum(count for count, colour in desktop.capture_window().getcolors(1 << 24)
                  if colour[:3] == shown)
     check(marked > 1000, f"the accent colour: {marked} pixels")
+    desktop.set_accent((61, 174, 233))
 
 
 @case
@@ -781,8 +783,8 @@ def install(package):
 def main(kind, package, pictures, wanted):
     pictures = pathlib.Path(pictures, kind)
     pictures.mkdir(parents=True, exist_ok=True)
-    for log in pictures.glob("*.log"):
-        log.unlink()
+    for old in (*pictures.glob("*.log"), *pictures.glob("failed-*")):
+        old.unlink()
     install(package)
     Host.open()
     offer()
