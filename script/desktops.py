@@ -248,7 +248,7 @@ class Desktop:
         self.see("Play", "FOCUSED")
 
     def processes(self):
-        found = subprocess.run(["pgrep", "-x", "brindle"], capture_output=True, text=True)
+        found = subprocess.run(["pgrep", "-r", "DRST", "-x", "brindle"], capture_output=True, text=True)
         return [int(line) for line in found.stdout.split()]
 
     def end(self, how=signal.SIGTERM):
