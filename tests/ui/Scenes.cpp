@@ -6,9 +6,10 @@ using namespace Qt::StringLiterals;
 
 namespace brindle {
 
-void Scene::show(bool smallest, const std::function<void(ViewFixture &)> &look) const
+void Scene::show(QQmlEngine &engine, bool smallest,
+                 const std::function<void(ViewFixture &)> &look) const
 {
-    ViewFixture view;
+    ViewFixture view({}, &engine);
     if (qstrcmp(phase, "NotDownloaded") != 0) {
         view.set({{u"controls"_s,
                    QStringList{u"WASD or arrow keys: move the camera"_s, u"Mouse wheel: zoom"_s,

@@ -17,7 +17,8 @@ struct Scene
     int tabs = 0; ///< how often Tab is pressed
 
     /// Shows it in the smallest window, or in the window's own size, and calls `look`.
-    void show(bool smallest, const std::function<void(ViewFixture &)> &look) const;
+    void show(QQmlEngine &engine, bool smallest,
+              const std::function<void(ViewFixture &)> &look) const;
 };
 
 /// Every view in each of its states.

@@ -21,9 +21,9 @@ namespace brindle {
 namespace {
 
 template <typename T>
-std::unique_ptr<T> made(QQmlEngine &engine, const QUrl &file, const QVariantMap &properties = {})
+std::unique_ptr<T> made(QQmlEngine *engine, const QUrl &file, const QVariantMap &properties = {})
 {
-    QQmlComponent component(&engine, file);
+    QQmlComponent component(engine, file);
     std::unique_ptr<T> object(qobject_cast<T *>(component.createWithInitialProperties(properties)));
     if (!object) {
         qFatal("%s", qPrintable(component.errorString()));
@@ -75,7 +75,9 @@ void ViewFixture::setDark(bool dark)
     QGuiApplication::setPalette(palette);
 }
 
-ViewFixture::ViewFixture(QVariantMap properties)
+ViewFixture::ViewFixture(QVariantMap properties, QQmlEngine *engine)
+    : ownEngine_(engine ? nullptr : std::make_unique<QQmlEngine>())
+    , engine_(engine ? engine : ownEngine_.get())
 {
     setUpApplication();
     if (!properties.contains(u"model"_s)) {
@@ -161,7 +163,7 @@ QQuickItem *ViewFixture::openSheet(const QString &name)
 int ViewFixture::withAlert(const Alert &alert, const std::function<void(QQuickItem *)> &act)
 {
     QuickDesktop desktop({});
-    desktop.setWindow(&engine_, window_.get());
+    desktop.setWindow(engine_, window_.get());
     spinUntil([this] { return QGuiApplication::focusWindow() == window(); });
     std::optional<int> answer;
     desktop.runAlert(alert).then([&](int pressed) { answer = pressed; });

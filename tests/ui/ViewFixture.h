@@ -17,7 +17,8 @@ class ViewFixture
 {
 public:
     /// @param properties the window's. A "model" among them takes the stand-in's place.
-    explicit ViewFixture(QVariantMap properties = {});
+    /// @param engine saves the time to load the views. By default the window has its own engine.
+    explicit ViewFixture(QVariantMap properties = {}, QQmlEngine *engine = nullptr);
     ~ViewFixture();
 
     /// Makes text look the same on every computer. Calls after the first do nothing.
@@ -39,7 +40,7 @@ public:
     LogStore &log() const;
 
     QQuickWindow *window() const { return window_.get(); }
-    QQmlEngine *engine() { return &engine_; }
+    QQmlEngine *engine() { return engine_; }
     /// Opens "settings", "about" or "log". Returns the sheet's view.
     QQuickItem *openSheet(const QString &name);
     /// Shows an alert, calls `act` with its view, and returns the answer. Dismisses an alert that
@@ -57,7 +58,8 @@ public:
     void settle() const;
 
 private:
-    QQmlEngine engine_;
+    std::unique_ptr<QQmlEngine> ownEngine_;
+    QQmlEngine *engine_;
     std::unique_ptr<QObject> standIn_;
     std::unique_ptr<QQuickWindow> window_;
 };

@@ -75,6 +75,8 @@ class TestFit : public QObject
 {
     Q_OBJECT
 
+    QQmlEngine engine_;
+
 private Q_SLOTS:
     void initTestCase() { ViewFixture::setUpApplication(); }
     void init() { QTest::failOnWarning(QRegularExpression(u"."_s)); }
@@ -99,7 +101,7 @@ private Q_SLOTS:
         ViewFixture::setFont(family, pixels);
         const auto all = scenes();
         for (const Scene &scene : all) {
-            scene.show(true, nothingIsCut);
+            scene.show(engine_, true, nothingIsCut);
             QVERIFY2(!QTest::currentTestFailed(), scene.name);
         }
     }
@@ -119,7 +121,7 @@ private Q_SLOTS:
         QFETCH(const QString, sheet);
         QFETCH(const int, pixels);
         ViewFixture::setFont(widest, pixels);
-        Scene{.sheet = sheet}.show(true, ::everythingCanBeReached);
+        Scene{.sheet = sheet}.show(engine_, true, ::everythingCanBeReached);
     }
 
     void anAlertOfManyWordsScrolls()

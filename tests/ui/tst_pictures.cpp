@@ -12,6 +12,7 @@ class TestPictures : public QObject
 {
     Q_OBJECT
 
+    QQmlEngine engine_;
     QDir folder_{qEnvironmentVariable("PICTURES_FOLDER", PICTURES_FOLDER u""_s)};
 
 private Q_SLOTS:
@@ -37,7 +38,7 @@ private Q_SLOTS:
         QFETCH(const int, scene);
         QFETCH(const bool, isDark);
         ViewFixture::setDark(isDark);
-        scenes().at(scene).show(false, [this](ViewFixture &view) {
+        scenes().at(scene).show(engine_, false, [this](ViewFixture &view) {
             const QImage image = view.window()->grabWindow();
             QVERIFY(
                 image.save(folder_.filePath(QLatin1String(QTest::currentDataTag()) + u".png"_s)));

@@ -150,7 +150,11 @@ private Q_SLOTS:
         ask(u"one"_s);
         ask(u"two"_s);
         QCOMPARE(message(), u"one"_s);
+        const QPointer<QObject> first = desktop_->alert();
         press(Qt::Key_Escape);
+        if (first) { // it fades out
+            QMetaObject::invokeMethod(first, "answered", Q_ARG(int, 1));
+        }
         QTRY_COMPARE(message(), u"two"_s);
         QVERIFY(hasFocus(u"alertButton0"_s));
         press(Qt::Key_Return);
