@@ -26,7 +26,7 @@ SheetColumn {
     }
     Paragraph {
         objectName: "aboutGame"
-        // Cleaned one by one, so that none can push another out.
+        // Cuts each text by itself, so that a long one leaves room for the others.
         content: "Game: " + DisplayText.of(view.model.name) + "\n" + DisplayText.of(view.model.copyright) + "\nLicence: " + DisplayText.of(view.model.licenseName)
         maxLength: 2000
         font: Theme.body
@@ -39,7 +39,7 @@ SheetColumn {
         objectName: "aboutEngine"
         content: "Godot Engine, MIT licence: © 2014-present Godot Engine contributors, © 2007-2014 Juan Linietsky, Ariel Manzur."
     }
-    // Not one of the templates' buttons: screen readers take those for buttons.
+    // Not a T.Button, because screen readers would call the link a button.
     Label {
         id: link
         objectName: "repositoryLink"

@@ -16,10 +16,10 @@ namespace brindle {
 
 namespace {
 
-// They press the focused control.
+// The keys that press the focused control.
 const QList<int> pressKeys{Qt::Key_Space, Qt::Key_Return, Qt::Key_Enter};
 
-/// A property of the item's Accessible attached object.
+/// Returns a property of the item's Accessible attached object.
 QVariant attached(const QObject *item, const char *property)
 {
     const auto children = item->children();
@@ -31,7 +31,7 @@ QVariant attached(const QObject *item, const char *property)
     return {};
 }
 
-/// An item, for a screen reader: without children, read-only.
+/// An item without children, for screen readers.
 class AccessibleItem : public QAccessibleObject
 {
 public:
@@ -40,7 +40,7 @@ public:
     QAccessibleInterface *parent() const override
     {
         for (QQuickItem *above = item()->parentItem(); above; above = above->parentItem()) {
-            // Only items that take part have an interface.
+            // Items that screen readers ignore have no interface.
             if (QAccessibleInterface *const found = QAccessible::queryAccessibleInterface(above)) {
                 return found;
             }

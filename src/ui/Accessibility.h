@@ -20,8 +20,8 @@ class Accessibility : public QObject
 public:
     explicit Accessibility(QObject *parent = nullptr);
 
-    /// Adds to what Qt Quick (6.4) reports: the value of progress bars, and that content below a
-    /// modal layer is out of reach.
+    /// Reports the value of progress bars, and hides content below a modal layer, which Qt Quick
+    /// (6.4) does not.
     static void install();
 
     bool isKeyboard() const { return keyboard_; }

@@ -8,7 +8,7 @@ Sheet {
     required property string message
     required property string informativeText
     required property var buttons
-    // It follows a wait: for half a second it ignores keys and clicks.
+    // The player did not just ask for the alert, so keys and clicks count only after half a second.
     property bool unprompted: false
     signal answered(int index)
 
@@ -18,7 +18,7 @@ Sheet {
     guarded: unprompted
     onDismissed: answered(buttons.length - 1)
 
-    // The sheet creates the view elsewhere, which still sees the names here.
+    // The view is created by the sheet, but sees the names of this file.
     // qmllint disable unqualified
     content: SheetColumn {
         id: body
@@ -37,7 +37,7 @@ Sheet {
         }
 
         title: message.text
-        implicitWidth: 420
+        implicitWidth: 460
         spacing: 8
         gap: 20
         Accessible.role: Accessible.AlertMessage

@@ -17,7 +17,7 @@ FocusScope {
     focus: true
     Accessible.role: Accessible.Pane
 
-    // The last popup to close leaves the focus to the window.
+    // The last popup to close gives the focus to the window.
     Window.onActiveFocusItemChanged: {
         if (Window.activeFocusItem !== null && Window.activeFocusItem === Window.contentItem)
             forceActiveFocus(Qt.PopupFocusReason);
@@ -32,7 +32,7 @@ FocusScope {
         home: playArea.playButton
     }
 
-    // Nothing moves before the first frame is there.
+    // Nothing moves before the first frame.
     property bool settled: false
     Connections {
         target: root.Window.window
@@ -180,7 +180,7 @@ FocusScope {
                 onVisibleChanged: if (visible) scroller.reveal(failure)
             }
 
-            // As wide as Play, where the texts allow it.
+            // Together as wide as Play, unless the texts need more.
             Row {
                 id: sheetButtons
                 readonly property real each: Math.max((260 - 2 * spacing) / 3, log.implicitWidth, settings.implicitWidth, about.implicitWidth)
@@ -212,25 +212,19 @@ FocusScope {
         }
     }
 
-    // The sheets create their views elsewhere, which still see the names here.
+    // The views are created by the sheets, but see the names of this file.
     // qmllint disable unqualified
     Sheet {
         objectName: "settingsSheet"
         visible: root.settingsShown
         onDismissed: root.settingsShown = false
-        content: SettingsView {
-            model: root.model
-            onDismissed: root.settingsShown = false
-        }
+        content: SettingsView { model: root.model }
     }
     Sheet {
         objectName: "aboutSheet"
         visible: root.aboutShown
         onDismissed: root.aboutShown = false
-        content: AboutView {
-            model: root.model
-            onDismissed: root.aboutShown = false
-        }
+        content: AboutView { model: root.model }
     }
     Sheet {
         objectName: "logSheet"
@@ -239,7 +233,6 @@ FocusScope {
         content: LogView {
             model: root.model
             log: root.model.log
-            onDismissed: root.logShown = false
         }
     }
 

@@ -1,17 +1,17 @@
 import QtQuick
 
-// Covers its parent for a moment after the parent appears, and takes the clicks that were meant for
-// whatever was there before.
+// Covers its parent for a moment after the parent appears. Takes the clicks that were meant for the
+// item that was there before.
 MouseArea {
     id: guard
 
     // In milliseconds.
     property int interval: Application.styleHints.mouseDoubleClickInterval
-    // A stalled program loses one part at most, so the clicks queued behind the stall are taken.
+    // After a stall, one part at most is over, so the guard still takes the clicks of that time.
     readonly property int parts: 4
     property int partsLeft: 0
     readonly property bool offered: parent.visible && parent.enabled
-    // Whether it also covers a parent that is there from the start.
+    // Also covers a parent that is visible from the start.
     property bool fromTheStart: false
 
     objectName: "guard"

@@ -33,7 +33,7 @@ SmoothRectangle {
         TextPane {
             id: pane
 
-            // The last line of the text that the player has seen.
+            // The scroll position that shows the end of the text.
             property real seenY: 0
 
             // The last lines say what went wrong.

@@ -5,17 +5,17 @@ import QtQuick
 Item {
     id: keeper
 
-    // Gets the focus back as soon as it can be pressed, unless the player has moved on.
+    // The control that gets the focus back once it can be pressed, unless the player has moved on.
     property Item home: null
 
     readonly property Item focused: Window.activeFocusItem
     readonly property bool homeOffered: home !== null && home.visible && home.enabled
-    // A scope has the focus itself only if its control can't have it.
+    // A scope has the focus only if its control can't.
     readonly property bool lost: focused !== null
         && (!focused.visible || !focused.enabled ? isBelow(focused, parent)
                                                  : focused === parent || isBelow(last, focused))
     property Item last: null
-    // The control that got the focus from here.
+    // The control that the keeper gave the focus to.
     property Item refuge: null
 
     function isBelow(item: Item, other: Item): bool {

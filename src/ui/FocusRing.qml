@@ -1,11 +1,11 @@
 import QtQuick
 import Brindle
 
-// Shows, around its parent, that the keyboard's next press goes to the control.
+// A ring around its parent while the keyboard's next press goes to `target`.
 SmoothRectangle {
     required property Item target
     property real parentRadius: Theme.buttonRadius
-    // Outside the parent; negative for a ring inside it.
+    // Distance from the parent. A negative one puts the ring inside.
     property real gap: 3
 
     anchors.fill: parent

@@ -1,7 +1,7 @@
 import QtQuick
 import Brindle
 
-// The banner.
+// The coloured banner at the window's top.
 SmoothRectangle {
     height: 130
     radius: 14

@@ -11,7 +11,7 @@ namespace brindle {
 
 /// Keeps a read-only TextEdit's document equal to the log, with one block per entry. Adds new
 /// entries at most once per frame, and removes dropped ones from the front. It never rebuilds the
-/// text, so a selection survives, and a flood of lines leaves time to draw. A long log appears from
+/// text, so a selection survives and a flood of lines leaves time to draw. A long log appears from
 /// its end; older entries follow in the next frames.
 ///
 /// The view follows the end while it is there. Elsewhere it keeps its lines. Main thread only.

@@ -9,7 +9,7 @@ Window {
     // The screen's room for a window, without the window's frame.
     property size room: Qt.size(Math.min(Screen.width, Screen.desktopAvailableWidth),
                                 Math.min(Screen.height, Screen.desktopAvailableHeight) - 40)
-    // The height set here. Any other is the player's or the desktop's.
+    // The last height set here. The player or the desktop chose any other height.
     property int ownHeight: 0
 
     function fit() {

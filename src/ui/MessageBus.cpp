@@ -12,8 +12,8 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-/// Returns whether the bus has an address that does not start one. Follows D-Bus's rules for the
-/// two addresses ("Well-known Message Bus Instances").
+/// Returns whether the bus runs already. Follows D-Bus's rules for the addresses ("Well-known
+/// Message Bus Instances"); connecting to some addresses would start a bus.
 bool isThere(MessageBus::Bus bus)
 {
     const bool isSession = bus == MessageBus::Bus::session;

@@ -6,11 +6,11 @@ import Brindle
 T.Button {
     id: control
 
-    // It removes something for good.
+    // The button removes something for good.
     property bool destructive: false
-    // It ends what runs.
+    // The button ends a download or a game.
     property bool ending: false
-    // It looks pressed while it is disabled.
+    // The button looks pressed while it is disabled.
     property bool held: false
     property real radius: Theme.buttonRadius
     property int alignment: Text.AlignHCenter
@@ -31,7 +31,7 @@ T.Button {
     Accessible.description: enabled ? "" : "Not available now"
     Accessible.onPressAction: if (enabled) clicked()
 
-    // A key held down is one press.
+    // A held key is one press.
     Keys.onSpacePressed: event => event.accepted = event.isAutoRepeat
     Keys.onReturnPressed: event => { if (!event.isAutoRepeat) clicked() }
     Keys.onEnterPressed: event => { if (!event.isAutoRepeat) clicked() }

@@ -102,7 +102,7 @@ void QuickDesktop::setWindow(QQmlEngine *engine, QQuickWindow *window)
     window_ = window;
     tokens_.reset();
     if (window && QGuiApplication::platformName().startsWith(u"wayland")) {
-        // Qt (6.4) has no public way to its connection.
+        // Qt (6.4) has no public access to its connection.
         auto *const native = QGuiApplication::platformNativeInterface();
         tokens_ =
             std::make_unique<ActivationTokens>(native->nativeResourceForIntegration("wl_display"));
@@ -138,7 +138,7 @@ void QuickDesktop::showNextAlert()
          {u"unprompted"_s, alert.unprompted}});
     Q_ASSERT_X(alert_, "QuickDesktop", qPrintable(component.errorString()));
     connect(alert_, SIGNAL(answered(int)), SLOT(answer(int)));
-    // Later than the answer, because it fades out.
+    // Not at the answer, because the alert fades out first.
     connect(alert_, SIGNAL(closed()), alert_, SLOT(deleteLater()));
     const bool hasKeyboard = QGuiApplication::focusWindow() == window_;
     if (!window_->isVisible() || (!hasKeyboard && !alert.unprompted)) {
@@ -149,7 +149,7 @@ void QuickDesktop::showNextAlert()
 void QuickDesktop::answer(int button)
 {
     if (sender() != alert_) {
-        return; // it has an answer, and fades out
+        return; // an alert that has its answer fades out
     }
     const Question question = questions_.takeFirst();
     question.answer.resume(button);
@@ -203,8 +203,8 @@ QCoro::Task<QMap<QString, QString>> QuickDesktop::startPermission(std::stop_toke
     QMap<QString, QString> permission;
     // A time of 0 denies the window the keyboard.
     if (QGuiApplication::platformName() == u"xcb" && lastInput_ > 0) {
-        // https://specifications.freedesktop.org/startup-notification-spec/: a text of our own that
-        // nobody else's equals, and the time.
+        // A unique text and the time:
+        // https://specifications.freedesktop.org/startup-notification-spec/
         permission[QStringLiteral("DESKTOP_STARTUP_ID")] =
             QStringLiteral("brindle-%1-%2-%3_TIME%4")
                 .arg(QString::number(QCoreApplication::applicationPid()),

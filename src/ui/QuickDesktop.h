@@ -26,8 +26,8 @@ public:
     /// Shows alerts over `window` from now on. Without an engine there are none. Owns neither.
     void setWindow(QQmlEngine *engine, QQuickWindow *window);
 
-    /// As promised by Desktop. Escape and the application's end press the last button. A hidden
-    /// window is shown for the alert, and comes to the front unless the alert is unprompted.
+    /// Escape and the application's end press the last button. Shows a hidden window for the alert.
+    /// Brings it to the front unless the alert is unprompted.
     QCoro::Task<int> runAlert(Alert alert) override;
     /// Presses the last button of every alert that is shown or waits.
     void dismissAlert();

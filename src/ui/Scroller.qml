@@ -7,12 +7,12 @@ Flickable {
     id: scroller
 
     property bool followsFocus: true
-    // The height of a text's line, to which a text snaps. 0 for other content.
+    // The height of a line if the content is a text, which scrolls by whole lines; otherwise 0.
     property real line: 0
     readonly property real lastY: Math.max(0, contentHeight - height)
 
     readonly property Item focused: followsFocus ? Window.activeFocusItem : null
-    // Shown with the next frame, when every item has its position.
+    // An item to show with the next frame, when every item has its position.
     property Item revealed: null
 
     function scrollTo(y) {
@@ -24,7 +24,7 @@ Flickable {
         Window.window.update();
     }
 
-    // Shows the whole item, or the whole scrolled part that it lies in.
+    // Scrolls to the whole item, or to the whole of a scrolled part around the item.
     function show(item: Item) {
         const margin = 12;
         let seen = item;
@@ -51,7 +51,7 @@ Flickable {
 
     contentWidth: width
     boundsBehavior: Flickable.StopAtBounds
-    // A mouse drags nothing.
+    // Only touch drags the content.
     interactive: !mouse.active
     clip: true
     onMovementEnded: if (line > 0 && contentY < lastY) scrollTo(contentY)
@@ -91,7 +91,7 @@ Flickable {
         }
     }
 
-    // On top, because buttons keep the events that they handle.
+    // Lies on top, because buttons keep the events that they handle.
     Item {
         parent: scroller
         anchors.fill: parent

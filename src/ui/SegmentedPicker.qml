@@ -4,7 +4,7 @@ import QtQuick
 import QtQuick.Templates as T
 import Brindle
 
-// Chooses one of a few options, in one row or, where that has no room, in several.
+// Chooses one of a few options. They stand in one row, or in several where one has no room.
 Column {
     id: picker
 
@@ -14,7 +14,15 @@ Column {
     signal picked(int index)
 
     // The width of all options in one row.
-    readonly property real naturalWidth: Math.ceil(natural.width + options.length * track.least + 2 * track.inset)
+    readonly property real naturalWidth: Math.ceil(texts + options.length * track.least + 2 * track.inset)
+
+    // The width of all texts.
+    readonly property real texts: {
+        let sum = 0;
+        for (let i = 0; i < segments.count; ++i)
+            sum += segments.itemAt(i)?.implicitContentWidth ?? 0;
+        return sum;
+    }
 
     function choose(index) {
         const segment = segments.itemAt(index);
@@ -22,12 +30,6 @@ Column {
             segment.forceActiveFocus(Qt.TabFocusReason);
             picked(index);
         }
-    }
-
-    component Choice: Label {
-        font: Theme.segment
-        wrapMode: Text.NoWrap
-        Accessible.ignored: true
     }
 
     spacing: 6
@@ -44,33 +46,21 @@ Column {
         id: track
 
         readonly property real inset: 2
-        // A segment's smallest padding, both sides together.
+        // A segment's smallest padding, for both sides.
         readonly property real least: 12
         // The padding that fills the row.
-        readonly property real spare: (width - 2 * inset - natural.width) / picker.options.length
+        readonly property real spare: (width - 2 * inset - picker.texts) / picker.options.length
 
         width: picker.width
         height: flow.height + 2 * inset
         radius: Theme.buttonRadius + inset
         color: Theme.track
 
-        Row {
-            id: natural
-            opacity: 0
-            Repeater {
-                model: picker.options
-                Choice {
-                    required property string modelData
-                    content: modelData
-                }
-            }
-        }
-
         Flow {
             id: flow
             x: track.inset
             y: track.inset
-            // Nothing may wrap because of a rounded fraction.
+            // A rounded fraction must not wrap the last segment.
             width: parent.width - 2 * track.inset + 0.5
 
             Repeater {
@@ -87,12 +77,12 @@ Column {
                     objectName: "segment " + modelData
                     width: implicitContentWidth + Math.max(track.spare, track.least)
                     height: Theme.buttonHeight
-                    // Its focus ring covers the neighbours.
+                    // The focus ring covers the neighbours.
                     z: activeFocus ? 1 : 0
                     text: modelData
                     hoverEnabled: true
                     checked: current // for screen readers
-                    // One stop for the Tab key. The arrows move on from there.
+                    // The Tab key stops once. The arrows move on from there.
                     focusPolicy: current ? Qt.StrongFocus : Qt.ClickFocus
                     onClicked: picker.picked(index)
                     Keys.onRightPressed: picker.choose(index + 1)
@@ -101,11 +91,14 @@ Column {
                     Accessible.name: DisplayText.of(text)
                     Accessible.onPressAction: clicked()
 
-                    contentItem: Choice {
+                    contentItem: Label {
                         content: segment.text
+                        font: Theme.segment
+                        wrapMode: Text.NoWrap
                         color: segment.current || segment.hovered ? Theme.text : Theme.secondary
                         horizontalAlignment: Text.AlignHCenter
                         verticalAlignment: Text.AlignVCenter
+                        Accessible.ignored: true
                     }
 
                     background: SmoothRectangle {

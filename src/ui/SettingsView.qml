@@ -13,7 +13,7 @@ SheetColumn {
     // Wider only where the desktop's font makes the resolutions wider.
     implicitWidth: Math.max(420, resolutions.naturalWidth + 2 * padding)
 
-    // The size follows a running download. An earlier measurement that still runs is not repeated.
+    // Follows a running download.
     Timer {
         interval: 2000
         running: true

@@ -6,7 +6,7 @@ import Brindle
 T.Popup {
     id: sheet
 
-    // A SheetView. It exists only while the sheet is visible.
+    // A SheetView, which exists only while the sheet is visible.
     required property Component content
     readonly property SheetView view: loader.item as SheetView
     // Escape does nothing while this is true.
@@ -15,7 +15,7 @@ T.Popup {
 
     property real slide: 0
 
-    // Positioners get their size before a frame. The sheet needs it now.
+    // Gives positioners the size that they would get with the next frame.
     function layOut(item) {
         for (let i = 0; i < item.children.length; ++i)
             layOut(item.children[i]);
@@ -31,13 +31,16 @@ T.Popup {
     focus: true
     closePolicy: T.Popup.NoAutoClose
 
-    // Not deferred, because the sizes above need it at once.
+    // Not deferred, because the sizes above need the view at once.
     contentItem: Loader { // qmllint disable deferred-property-id
         id: loader
         active: sheet.visible
         focus: true
         sourceComponent: sheet.content
-        onLoaded: sheet.layOut(item)
+        onLoaded: {
+            sheet.view.dismissed.connect(sheet.dismissed);
+            sheet.layOut(item);
+        }
 
         Shortcut {
             sequences: ["Return", "Enter"]

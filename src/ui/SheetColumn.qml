@@ -9,7 +9,7 @@ SheetView {
     property alias footer: footer.data
     property alias spacing: column.spacing
     property real padding: 20
-    // Between the column and the row below it.
+    // The distance between the column and the row below.
     property real gap: spacing
 
     implicitHeight: Math.ceil(column.height + gap + footer.height + 2 * padding)

@@ -8,7 +8,7 @@ FocusScope {
     property T.AbstractButton defaultButton: null
     signal dismissed()
 
-    // Set at once, so that the content is laid out once.
+    // Not later, which would lay out the content twice.
     width: implicitWidth
     focus: true
     Accessible.role: Accessible.Dialog

@@ -20,7 +20,7 @@ constexpr qint64 maxText = 255;
 constexpr qint64 maxRequest = 2 * maxText + 2;
 const auto shownAnswer = "shown\n"_ba;
 constexpr int retryInterval = 20; // milliseconds
-// So many later launchers may wait while the first one makes its window.
+// The number of later launchers that may wait while the first one makes its window.
 constexpr int backlog = 128;
 
 } // namespace
@@ -42,7 +42,7 @@ SingleInstance::Role SingleInstance::claim(const QByteArray &activationToken,
     try {
         Files::createFolder(folder_);
     } catch (const SystemError &) {
-        // Ignored: there is no lock to be had then.
+        // Ignored, because no lock can be had then.
     }
     const QDeadlineTimer deadline(patience);
     while (true) {

@@ -44,7 +44,7 @@ Column {
             anchors.verticalCenter: parent.verticalCenter
             content: DisplayText.phaseTitle(view.model.phase)
             font: Theme.headline
-            // Read as the row's name. Announced together with the message.
+            // Screen readers get the row's name, and an announcement of title and message.
             Accessible.ignored: true
             Accessible.role: Accessible.Notification
             Accessible.description: needs.text
@@ -68,7 +68,7 @@ Column {
         objectName: "progressGroup"
         width: parent.width
         visible: view.model.canCancel || view.model.removing
-        // Room around Cancel.
+        // Keeps a distance from Cancel.
         bottomPadding: 4
         spacing: view.spacing
 
@@ -104,7 +104,7 @@ Column {
                 visible: text !== ""
                 content: view.model.timeLeft
                 font: Theme.caption
-                // Read as the bar's description.
+                // Screen readers get the bar's description.
                 Accessible.ignored: true
             }
         }

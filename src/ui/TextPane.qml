@@ -11,14 +11,14 @@ Item {
     property int maxLineLength: 2000
     readonly property alias edit: edit
     readonly property alias scroller: scroller
-    // No binding, because its evaluation could scroll.
+    // Not a binding, because reading the height could scroll.
     property bool atEnd: true
 
     function look() {
         atEnd = scroller.contentY >= scroller.contentHeight - scroller.height - 1;
     }
 
-    // A selection by keyboard begins in sight.
+    // Lets a selection by keyboard begin in sight.
     function beginInSight() {
         const top = edit.cursorRectangle.y;
         if (top < scroller.contentY || top + edit.cursorRectangle.height > scroller.contentY + scroller.height)
@@ -37,7 +37,7 @@ Item {
         id: scroller
         // Whole lines, clear of the edge.
         x: 1
-        y: 7
+        y: Math.round((parent.height - height) / 2)
         width: parent.width - 2
         height: Math.floor((parent.height - 14) / line) * line
         line: Math.ceil(metrics.lineSpacing)
@@ -77,7 +77,7 @@ Item {
             Keys.priority: Keys.BeforeItem
             Keys.onPressed: event => {
                 const shift = event.modifiers & Qt.ShiftModifier;
-                // With Shift the arrows select. Without, the scroller gets them.
+                // The arrows select with Shift, and scroll without.
                 selectByKeyboard = shift;
                 if (shift && selectedText === "")
                     pane.beginInSight();
@@ -98,7 +98,7 @@ Item {
                 edit: edit
             }
 
-            // Selecting with the mouse beyond the edge scrolls.
+            // Scrolls while the mouse selects beyond the edge.
             onCursorRectangleChanged: {
                 if (activeFocus && selectionStart !== selectionEnd) {
                     const top = cursorRectangle.y;

@@ -26,7 +26,7 @@ QtObject {
         const chosen = SystemStyle.accent.valid ? SystemStyle.accent : own;
         return standingOut(standingOut(chosen, window, 3), sheet, 3);
     }
-    // Away from the colour of the text on it.
+    // Steps away from the colour of the text on the accent.
     readonly property color accentHover: mixed(accent, awayFromText, 0.1)
     readonly property color accentDown: mixed(accent, awayFromText, 0.24)
     readonly property color awayFromText: Qt.colorEqual(accentText, white) ? black : white
@@ -45,7 +45,7 @@ QtObject {
     readonly property color paneEdge: pick("#1f000000", "#4dffffff")
     readonly property color hairline: pick("#1a000000", "#24ffffff")
     readonly property color errorFrame: Qt.alpha(red, 0.5)
-    // Fills of quiet controls: steps from whatever lies below.
+    // Fills of quiet controls, a step from the colour below.
     readonly property color face: Qt.alpha(text, 0.085)
     readonly property color faceHover: Qt.alpha(text, 0.13)
     readonly property color faceDown: Qt.alpha(text, 0.2)
@@ -113,13 +113,13 @@ QtObject {
         });
     }
 
-    // Mixes a share of the other colour in. Opaque.
+    // Returns the opaque mix of a colour and a share of the other.
     function mixed(colour: color, other: color, share: real): color {
         const mix = (a, b) => a + (b - a) * share;
         return Qt.rgba(mix(colour.r, other.r), mix(colour.g, other.g), mix(colour.b, other.b), 1);
     }
 
-    // Moves the colour towards the text's until it contrasts enough.
+    // Moves a colour towards the text's until it contrasts enough.
     function standingOut(colour: color, below: color, least: real): color {
         let seen = mixed(colour, colour, 0);
         for (let step = 1; contrast(seen, below) < least && step <= 20; ++step)
@@ -127,7 +127,7 @@ QtObject {
         return seen;
     }
 
-    // 1 to 21, as the W3C defines it: https://www.w3.org/TR/WCAG21/#dfn-contrast-ratio
+    // Returns the contrast of two colours, from 1 to 21: https://www.w3.org/TR/WCAG21/#dfn-contrast-ratio
     function contrast(a: color, b: color): real {
         const linear = c => c <= 0.04045 ? c / 12.92 : Math.pow((c + 0.055) / 1.055, 2.4);
         const luminance = c => 0.2126 * linear(c.r) + 0.7152 * linear(c.g) + 0.0722 * linear(c.b);

@@ -68,7 +68,7 @@ private Q_SLOTS:
         QVERIFY(!view_->find(u"alertButton2"_s));
         QCOMPARE(QGuiApplication::topLevelWindows().size(), 1);
         const QQuickItem *const alert = view_->find(u"alert"_s);
-        QCOMPARE(alert->width(), 420);
+        QCOMPARE(alert->width(), 460);
         const QPointF apart = alert->mapToScene(alert->boundingRect().center()) -
                               QRectF({}, view_->window()->size()).center();
         QVERIFY(apart.manhattanLength() <= 2);
