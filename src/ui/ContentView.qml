@@ -44,9 +44,28 @@ FocusScope {
         duration: Theme.duration
         easing.type: Easing.OutCubic
     }
-    component Slide: Behavior {
-        enabled: root.settled
-        Fade {}
+    component Part: Column {
+        id: part
+
+        property bool moves
+        property bool slides: moves
+
+        x: 24
+        width: parent.width - 48
+        spacing: 14
+        add: Transition {
+            enabled: part.moves
+            Fade { property: "opacity"; from: 0; to: 1 }
+        }
+        move: Transition {
+            enabled: part.moves
+            Fade { property: "y" }
+            Fade { property: "opacity"; to: 1 }
+        }
+        Behavior on y {
+            enabled: part.slides
+            Fade {}
+        }
     }
 
     Scroller {
@@ -58,24 +77,10 @@ FocusScope {
         readonly property real leastHeight: game.height + status.height + actions.height + 2 * 24 + 2 * 14
         readonly property real actionsY: contentHeight - 24 - actions.height
 
-        component Part: Column {
-            x: 24
-            width: scroller.width - 48
-            spacing: 14
-            add: Transition {
-                enabled: root.settled
-                Fade { property: "opacity"; from: 0; to: 1 }
-            }
-            move: Transition {
-                enabled: root.settled
-                Fade { property: "y" }
-                Fade { property: "opacity"; to: 1 }
-            }
-        }
-
         Part {
             id: game
             y: 24
+            moves: root.settled
 
             HeroView {
                 objectName: "hero"
@@ -154,7 +159,10 @@ FocusScope {
             x: 24
             // Grows upwards, so that Play stays where it is.
             y: scroller.actionsY - 14 - height
-            Slide on y {}
+            Behavior on y {
+                enabled: root.settled
+                Fade {}
+            }
             width: game.width
             model: root.model
         }
@@ -162,8 +170,9 @@ FocusScope {
         Part {
             id: actions
             y: scroller.actionsY
+            moves: root.settled
             // A failure is scrolled into view at once, so it must not slide.
-            Slide on y { enabled: root.settled && !failure.visible }
+            slides: moves && !failure.visible
 
             PlayArea {
                 id: playArea
