@@ -223,7 +223,7 @@ private Q_SLOTS:
     {
         linesOf(u""_s);
         const size_t before = openDescriptors();
-        for (int i = 0; i < 20; ++i) {
+        for (int i = 0; i < 8; ++i) {
             linesOf(u"out:a"_s);
         }
         // The last reader threads may still be closing theirs.

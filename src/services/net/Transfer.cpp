@@ -24,6 +24,7 @@
 #include <utility>
 
 #include <fcntl.h>
+#include <openssl/crypto.h>
 
 namespace brindle {
 
@@ -114,11 +115,13 @@ private:
         } catch (...) {
             error = std::current_exception();
         }
+        // Before the result, since its receiver may start the next transfer or end the program.
+        easy_.reset();
         {
-            // Before the result, since its receiver may start the next transfer.
             const std::lock_guard guard(lock_);
             Connections::giveBack(std::move(connections_));
         }
+        OPENSSL_thread_stop(); // frees the thread's random number generators
         if (error) {
             result.fail(error);
         } else {
