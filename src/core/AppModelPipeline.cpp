@@ -96,8 +96,7 @@ QCoro::Task<> AppModel::completeGame(QString project, std::stop_token stop)
         } catch (const SystemError &) {
             // Ignored: an unsynced game is completed again by the next run.
         }
-        // After a stop, the next run may have begun.
-        if (isSynced && !stop.stop_requested()) {
+        if (isSynced) {
             QFile::remove(storage.unfinishedMark());
         }
     };

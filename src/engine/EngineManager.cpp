@@ -135,7 +135,6 @@ QCoro::Task<QString> EngineManager::installArchive(EngineSpec spec, QUrl archive
     downloader.setOnProgress(std::move(progress));
     const QString zip = staging + u"/godot.zip"_s;
     auto file = co_await downloader.download(archive, zip, stop, options);
-    checkCancellation(stop);
 
     status(u"Checking the download"_s);
     if (hash->digest() != expectedDigest) {

@@ -49,7 +49,6 @@ void placeAddon(const QString &unpacked, const QString &repository, const QStrin
     Files::remove(folder, stop);
     Files::createFolder(parent);
     Files::removeLeftovers(parent, stop);
-    checkCancellation(stop);
     Files::move(unpacked + u'/' + names.first(), folder, stop);
 
     // Links that stay inside their own archives can lead outside together.

@@ -4,6 +4,7 @@
 #include "files/Files.h"
 #include "support/Await.h"
 #include "support/ConnectionsTo.h"
+#include "support/SystemCalls.h"
 
 #include <QtTest>
 
@@ -141,19 +142,23 @@ private Q_SLOTS:
     void aDescriptionThatCantBeSavedIsIgnored()
     {
         PipelineFixture fixture;
-        // A file can't replace this folder.
         const QString info = fixture.root(u"info.json"_s);
-        writeFile(info + u"/in the way"_s, "x");
-        fixture.setUp();
+        writeFile(info, ProjectInfo::placeholder.toJson());
+        {
+            SystemCalls calls;
+            calls.before = [&](const QString &line) {
+                return line.endsWith(u" to "_s + info) ? ENOSPC : 0;
+            };
+            fixture.setUp();
+        }
         QCOMPARE(fixture.model().state(), AppState::ready());
-        QVERIFY(!QFileInfo(info).isFile());
+        QVERIFY2(!QFileInfo::exists(info), "an older game's description must not stay");
         const auto asked = fixture.host.requests().size();
         fixture.playUntilOpen();
         QVERIFY(!fixture.logHas(u"engine is importing"_s));
         QVERIFY(fixture.model().log.lines().first().startsWith(u"• Starting: "_s));
         QCOMPARE(fixture.host.requests().size(), asked);
         fixture.finish(11, 0);
-        QCOMPARE(fixture.model().state(), AppState::ready());
     }
 
     void anImportMarkerThatCantBeSavedIsIgnored()
