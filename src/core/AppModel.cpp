@@ -162,11 +162,11 @@ QStringList AppModel::resolutionLabels()
     return labels;
 }
 
-/// Logs a failure; the value then holds for this run.
+/// Stores a setting. Logs a failure; the value then holds for this run only.
 void AppModel::store(const QString &key, const QVariant &value)
 {
     Q_EMIT willChange();
-    // Each write has its own QSettings, because an error sticks to one. All share their values.
+    // An error sticks to a QSettings, so each write has its own. All share their values.
     QSettings writer(parts_.settings->fileName(), parts_.settings->format());
     writer.setValue(key, value);
     writer.sync();
@@ -242,7 +242,7 @@ void AppModel::cancel()
     runner.stop();
 }
 
-/// Makes `body` the task `work`, runs it in an event of its own, and shows how it ended.
+/// Runs `body` as the task `work`, in an event of its own, and shows how it ended.
 QCoro::Task<> AppModel::runTask(std::function<QCoro::Task<>(std::stop_token)> body)
 {
     const auto task = std::make_shared<std::stop_source>();

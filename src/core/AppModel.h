@@ -35,7 +35,7 @@ class AppModel : public QObject
 
     /// An AppState::Phase.
     Q_PROPERTY(int phase READ phase NOTIFY stateChanged)
-    /// The failure message in the phase `needs`, else empty.
+    /// The failure message in the phase `needs`; otherwise empty.
     Q_PROPERTY(QString needsMessage READ needsMessage NOTIFY stateChanged)
     Q_PROPERTY(bool gameRunning READ gameRunning NOTIFY stateChanged)
     Q_PROPERTY(bool canCancel READ canCancel NOTIFY stateChanged)
@@ -66,7 +66,7 @@ class AppModel : public QObject
 
     /// The storage root's size as text; "…" until it has been measured once.
     Q_PROPERTY(QString storageSize READ storageSize NOTIFY storageSizeChanged)
-    /// "Remove everything" measures or deletes. False while its question is open.
+    /// True while "Remove everything" measures or deletes, but not while its question is open.
     Q_PROPERTY(bool removing READ removing NOTIFY removingChanged)
     /// The game repository's address without its scheme.
     Q_PROPERTY(QString repositoryAddress READ repositoryAddress CONSTANT)
@@ -80,10 +80,10 @@ public:
     /// Cancels running tasks and serves events until they have ended.
     ~AppModel() override;
 
-    /// The process-wide model, made on first use from the parts that `compose` named, and never
-    /// destroyed. For the program's entry and delegate only.
+    /// Returns the process-wide model. Makes it on first use from the parts of `compose`, and never
+    /// destroys it. Call from the program's entry and delegate only.
     static AppModel &shared();
-    /// Names the maker of `shared`'s parts. Call once, before the first use of `shared`.
+    /// Sets the function that makes the parts of `shared`. Call once, before `shared`.
     static void compose(std::function<Dependencies()> parts);
 
     LogStore log;
@@ -92,8 +92,8 @@ public:
     EngineManager engines;
 
     const Status &status() const { return status_; }
-    /// Shows a new status. Emits `willChange` before the change and one signal for each field that
-    /// differs after it; nothing when the status is the same.
+    /// Shows a new status. Emits `willChange` before the change, and after it one signal for each
+    /// field that differs. Does nothing when the status is the same.
     void show(const Status &status);
     /// Shows a status that differs in one field.
     template <typename T>
@@ -116,11 +116,11 @@ public:
 
     int phase() const { return static_cast<int>(state().phase); }
     QString needsMessage() const;
-    /// `state` is `starting` or `playing`.
+    /// Returns whether `state` is `starting` or `playing`.
     bool gameRunning() const;
-    /// `state` is `downloading` or `settingUp`.
+    /// Returns whether `state` is `downloading` or `settingUp`.
     bool canCancel() const;
-    /// Whether Play and the maintenance actions do something.
+    /// Returns whether Play and the maintenance actions do something.
     bool canPlay() const { return !canCancel() && !gameRunning() && !work_; }
     bool hasProgress() const { return progress().has_value(); }
     double fraction() const { return progress().value_or(0); }
@@ -133,17 +133,17 @@ public:
     QString copyright() const { return info().copyright; }
     QStringList controls() const { return info().controls; }
 
-    /// Start the game in fullscreen. Every assignment is stored at once.
+    /// Whether the game starts in fullscreen. Every assignment is stored at once.
     bool fullscreen() const;
     void setFullscreen(bool fullscreen);
-    /// Window size passed to the game. Every assignment is stored at once.
+    /// The window size passed to the game. Every assignment is stored at once.
     ResolutionChoice resolution() const;
     void setResolution(ResolutionChoice resolution);
     int resolutionIndex() const { return static_cast<int>(resolution()); }
     void setResolutionIndex(int index) { setResolution(static_cast<ResolutionChoice>(index)); }
     static QStringList resolutionLabels();
 
-    /// The running background task, which its stop source cancels; null when idle.
+    /// Returns the stop source of the running background task; null when idle.
     std::shared_ptr<std::stop_source> work() const { return work_; }
     /// The game's project folder, as last found.
     std::optional<QString> projectURL() const { return projectURL_; }
@@ -152,13 +152,13 @@ public:
     /// The folder where the engine keeps the game's saves.
     QString savesFolder() const;
 
-    /// Looks for the game on a worker thread and sets `state` to `ready` or `notDownloaded`. A
-    /// later call or task makes an earlier call's answer void.
+    /// Looks for the game on a worker thread and sets `state` to `ready` or `notDownloaded`. Drops
+    /// its answer if another call or a task has begun meanwhile.
     QCoro::Task<> refreshState();
 
     /// Starts the pipeline as the background task `work`; with `launch` it ends in the game.
     void startWork(bool launch);
-    /// As startWork(true), unless a task exists or the phase forbids it.
+    /// Calls startWork(true) if `canPlay`.
     Q_INVOKABLE void play();
     /// Stops the running task with its transfers and its engine. Changes no published field itself.
     Q_INVOKABLE void cancel();
@@ -176,22 +176,21 @@ public:
     Q_INVOKABLE void copyLog();
     /// Measures the storage root on a worker thread and sets `storageSize`.
     Q_INVOKABLE void measureStorage() { measure(); }
-    /// Asks before quitting while something runs, and serves events until the answer. True: quit
-    /// now.
+    /// Returns whether to quit now. Asks while something runs, and serves events until the answer.
     bool confirmQuit();
 
-    /// Whether the error is the task-cancellation error.
+    /// Returns whether the error is the task-cancellation error.
     static bool isCancellation(const std::exception_ptr &error);
-    /// The hint for a failed run that the last lines of its log suggest.
+    /// Returns the hint that the last lines of a failed run's log suggest.
     static QString plainHint(const QStringList &lines);
-    /// Shows byte counts: `total` below 1 means unknown; speed in bytes per second, finite.
+    /// Shows byte counts. A `total` below 1 is unknown. The speed is finite, in bytes per second.
     void updateProgress(qint64 done, qint64 total, double speed);
     /// Returns a callback for any thread. Each call queues one `updateProgress` on the main thread,
-    /// which does nothing when the current run has ended by then.
+    /// unless the current run has ended by then.
     ProgressCallback progressHandler();
 
 Q_SIGNALS:
-    /// Before each change of a field or setting, which still has its old value.
+    /// Emitted before each change of a field or setting, which still has its old value.
     void willChange();
     void stateChanged();
     void stepTextChanged();
@@ -204,9 +203,9 @@ Q_SIGNALS:
     void removingChanged();
     void settingsChanged();
     void canPlayChanged();
-    /// After `work` became present or absent.
+    /// Emitted after `work` became present or absent.
     void workChanged();
-    /// A view asks the application's owner to quit.
+    /// Emitted by a view that asks the application's owner to quit.
     void quit();
 
 private:
@@ -242,20 +241,20 @@ private:
     std::shared_ptr<LogQueue> logQueue_;
     std::shared_ptr<std::stop_source> work_;
     int tasks_ = 0; // begun and not ended
-    int looks_ = 0; // begun by refreshState or voided by a task; only the latest counts
+    int looks_ = 0; // the latest look of refreshState; each task adds one, too
     std::optional<QString> projectURL_;
-    bool undecided_ = false; // the task has yet to ask whether to delete anything
+    bool undecided_ = false; // a removal is running, and its question is not answered
 };
 
-/// Reports step headlines of one run from worker code. Never keeps the model alive. Make it on the
-/// main thread; copy and use it on any.
+/// Reports the step headlines of one run from worker code. Never keeps the model alive. Make it on
+/// the main thread, then copy and use it on any.
 class StatusBox
 {
 public:
     explicit StatusBox(AppModel *model) : model_(model), run_(model->work()) {}
 
-    /// Queues the text on the main thread as the headline of a running download. Does nothing when
-    /// the model is gone or the run has ended by then.
+    /// Queues the text on the main thread as the headline of a running download, unless the model
+    /// or the run is gone by then.
     void set(const QString &text) const;
 
 private:

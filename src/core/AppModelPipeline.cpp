@@ -1,5 +1,4 @@
-// Setup and play: the steps behind the Play button. Each step is skipped when its result is on
-// disk.
+// The steps behind the Play button. Each step is skipped when its result is on disk.
 
 #include "base/Error.h"
 #include "base/Worker.h"
@@ -72,7 +71,7 @@ void AppModel::showGameDownload()
     begin(AppState::downloading(gameHeadline), gameHeadline);
 }
 
-/// The rest of Step 1 once the game is unpacked: description, add-ons, "info.json".
+/// Completes Step 1 once the game is unpacked: reads it, fetches its add-ons, saves "info.json".
 QCoro::Task<> AppModel::completeGame(QString project, std::stop_token stop)
 {
     const auto inspect = [project] { return ProjectInspector::inspect(project); };
@@ -107,7 +106,7 @@ QCoro::Task<> AppModel::completeGame(QString project, std::stop_token stop)
                                                    info().usesCSharp ? u" (.NET)"_s : QString()));
 }
 
-/// Step 2. Returns the engine's program.
+/// Makes Step 2. Returns the engine's program.
 QCoro::Task<QString> AppModel::prepareEngine(EngineSpec spec, std::stop_token stop)
 {
     std::optional<QString> engine = engines.binary(spec);
@@ -125,7 +124,8 @@ QCoro::Task<QString> AppModel::prepareEngine(EngineSpec spec, std::stop_token st
     co_return *engine;
 }
 
-/// Step 3. A failed import is not an error: the engine tries again while it starts the game.
+/// Makes Step 3. A failed import is no error, because the engine tries again when it starts the
+/// game.
 QCoro::Task<> AppModel::importProject(EngineSpec spec, QString engine, QString project,
                                       std::stop_token stop)
 {
@@ -170,7 +170,7 @@ QCoro::Task<> AppModel::launchGame(QString engine, QString project, std::stop_to
             begin(AppState::playing(), u"The game is open"_s);
         }
     };
-    // Asked now, because the desktop answers for one program that the user starts.
+    // Each start needs a permission of its own.
     const auto variables = co_await parts_.desktop->startPermission(stop);
     PlayResult result{0, 0, true};
     try {
@@ -183,7 +183,7 @@ QCoro::Task<> AppModel::launchGame(QString engine, QString project, std::stop_to
         co_return;
     }
 
-    // A stop ends the wait early; the end is classified all the same.
+    // A stop ends the wait early.
     co_await parts_.clock->sleep(lastLinesDelay, stop);
     const auto seconds = static_cast<qint64>(result.seconds);
     QString message;

@@ -15,12 +15,12 @@ namespace brindle {
 struct AppState
 {
     enum class Phase {
-        notDownloaded, ///< game or engine are not on disk
+        notDownloaded, ///< the game or the engine is not on disk
         downloading,   ///< a download is running
         settingUp,     ///< the first-time import is running
         needs,         ///< the last run failed; the user must act
-        ready,         ///< game and engine are on disk
-        starting,      ///< the engine has been started, the game has not yet stayed open
+        ready,         ///< the game and the engine are on disk
+        starting,      ///< the engine runs, but the game does not count as open yet
         playing,       ///< the game is open
     };
 
@@ -50,7 +50,7 @@ struct FailureReport
     bool operator==(const FailureReport &) const = default;
 };
 
-/// Everything that the window shows of the model, except settings and log. A plain value.
+/// All that the window shows, except the settings and the log. A plain value.
 struct Status
 {
     AppState state;
@@ -61,7 +61,7 @@ struct Status
     std::optional<FailureReport> failure;
     ProjectInfo info;
     QString storageSize = QStringLiteral("…"); ///< the storage root's size, once measured
-    bool removing = false;                     ///< everything is measured or deleted for removal
+    bool removing = false;                     ///< a removal measures or deletes
 
     bool operator==(const Status &) const = default;
 };

@@ -17,7 +17,7 @@ struct Alert
     QString message;
     QString informativeText;
     QStringList buttons;
-    /// The alert follows a wait, not a press: it ignores keys and clicks at first.
+    /// The alert follows a wait, not a press, so it ignores keys and clicks at first.
     bool unprompted = false;
 
     bool operator==(const Alert &) const = default;
@@ -29,9 +29,9 @@ class Desktop
 public:
     virtual ~Desktop() = default;
 
-    /// Shows a modal alert above everything open. Alerts are shown one after another, in the order
-    /// of the calls. Returns the index of the pressed button: the last one when the alert is
-    /// dismissed or the application ends.
+    /// Shows a modal alert above everything open, after the alerts of earlier calls. Returns the
+    /// index of the pressed button, or of the last one when the alert is dismissed or the
+    /// application ends. Never throws.
     virtual QCoro::Task<int> runAlert(Alert alert) = 0;
 
     /// Shows an existing file or folder, selected, in the file browser. Does not wait.
@@ -43,9 +43,9 @@ public:
     /// Shows a page in the user's browser. Does not wait.
     virtual void openPage(const QUrl &page) = 0;
 
-    /// Asks the desktop to let one program, started now by the user, come to the front. Returns
-    /// variables for that program's environment: none after about a second, or as soon as `stop`
-    /// is requested. Never throws.
+    /// Asks the desktop to let one program come to the front that the user starts now. Returns
+    /// variables for its environment. Returns none after about a second, or as soon as `stop` is
+    /// requested. Never throws.
     virtual QCoro::Task<QMap<QString, QString>> startPermission(std::stop_token stop)
     {
         Q_UNUSED(stop)

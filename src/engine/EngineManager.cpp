@@ -30,7 +30,7 @@ constexpr int statusOk = 200;
 class Sha512
 {
 public:
-    /// Adds bytes; those at offset 0 begin anew.
+    /// Adds bytes. Begins anew with those at offset 0.
     void add(qint64 offset, std::string_view bytes)
     {
         if (offset == 0) {

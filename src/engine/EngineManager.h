@@ -13,8 +13,8 @@
 
 namespace brindle {
 
-/// Chooses, downloads, verifies and installs engine builds. One install at a time; called on the
-/// main thread, works on others.
+/// Chooses, downloads, verifies and installs engine builds. Call on the main thread, one install at
+/// a time. The work runs on other threads.
 class EngineManager
 {
 public:
@@ -24,8 +24,8 @@ public:
     /// Returns the build that a project needs. Throws SetupError when none fits.
     static EngineSpec spec(const ProjectInfo &info);
 
-    /// The program of an installed build; absent when it is missing or not executable. Reads one
-    /// folder; any thread.
+    /// Returns the program of an installed build, or nothing when it is missing or not executable.
+    /// Reads one folder. Any thread may call this.
     std::optional<QString> binary(const EngineSpec &spec) const;
 
     /// Installs a build and returns its program. Calls `progress` on the transfer's thread,
@@ -34,8 +34,8 @@ public:
     QCoro::Task<QString> install(EngineSpec spec, ProgressCallback progress, StatusCallback status,
                                  LineCallback log, std::stop_token stop);
 
-    /// The digest that a release's checksum list gives for an archive, in lower case. The last
-    /// entry counts. Reads "digest  name" and "digest *name". Any thread; never fails.
+    /// Returns the digest in a release's checksum list for an archive, in lower case. The last
+    /// entry counts. Reads "digest  name" and "digest *name". Any thread may call this.
     static std::optional<QString> publishedDigest(const QByteArray &list, const QString &zipName);
 
     /// Runs the transfers.

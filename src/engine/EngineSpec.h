@@ -15,21 +15,22 @@ struct EngineSpec
 
     bool operator==(const EngineSpec &) const = default;
 
-    /// Whether `version` is two or three numbers with dots, then "-stable". Nothing else may become
-    /// part of a path or an address.
+    /// Returns whether `version` is two or three numbers with dots, then "-stable". No other text
+    /// may become part of a path or an address.
     bool isWellFormed() const;
-    /// The version, with "-mono" for a mono build: names the build's folder and its import marker.
+    /// Returns the version, with "-mono" for a mono build. It names the build's folder and its
+    /// import marker.
     QString tag() const;
-    /// The folder that the build is installed in.
+    /// Returns the folder that holds the installed build.
     QString folder(const Storage &storage) const;
-    /// The archive's name on the release page. On Linux, arm64 has builds of its own; every other
-    /// architecture gets x86_64, which each release has.
+    /// Returns the archive's name on the release page. On Linux, arm64 has builds of its own. Every
+    /// other architecture gets x86_64, which each release has.
     QString zipName(const Platform &platform) const;
-    /// The program's path in the build's folder. On macOS it begins with "*", because the bundle
-    /// may have any name that ends in ".app".
+    /// Returns the program's path in the build's folder. On macOS the path begins with "*", because
+    /// the bundle may have any name that ends in ".app".
     QString program(const Platform &platform) const;
 
-    /// The folder of the projects' user data, without a slash at its end.
+    /// Returns the folder of the projects' user data, without a slash at its end.
     static QString userDataFolder(const Platform &platform);
 };
 

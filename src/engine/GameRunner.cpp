@@ -10,7 +10,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-/// Calls `act` after a while, unless the run has ended by then.
+/// Calls `act` after `duration`, unless the run has ended by then.
 QCoro::Task<> doLater(std::shared_ptr<Clock> clock, Clock::Duration duration,
                       std::function<void()> act, std::stop_token ended)
 {
@@ -24,7 +24,7 @@ QCoro::Task<> doLater(std::shared_ptr<Clock> clock, Clock::Duration duration,
 QCoro::Task<qint32> GameRunner::runImport(QString engine, QString project, LineCallback onLine)
 {
     const QStringList arguments{u"--headless"_s, u"--import"_s, u"--path"_s, project, u"--quit"_s};
-    // Dies with the launcher: nobody needs it then, and it would disturb the next import.
+    // An import dies with the launcher, because it would disturb the next import.
     const auto process = std::make_shared<ManagedProcess>(engine, arguments, std::move(onLine),
                                                           ManagedProcess::OnParentDeath::kill);
     const PlayResult result = co_await run(process, nullptr);
@@ -58,7 +58,8 @@ QCoro::Task<PlayResult> GameRunner::run(std::shared_ptr<ManagedProcess> process,
         ended.request_stop();
     });
     const std::stop_callback escalation(stopping_.get_token(), [&] {
-        doLater(clock_, killAfter, [process] { process->kill(); }, ended.get_token());
+        doLater(
+            clock_, killAfter, [process] { process->kill(); }, ended.get_token());
     });
     const auto watch = [process, onStayedOpen] {
         if (process->isRunning() && onStayedOpen) {

@@ -12,7 +12,7 @@
 
 namespace brindle {
 
-/// How a game's run ended.
+/// Says how a game's run ended.
 struct PlayResult
 {
     double seconds = 0;       ///< from just before the launch until the process ended
@@ -25,9 +25,9 @@ struct PlayResult
 class GameRunner
 {
 public:
-    /// A game that has run this long counts as open.
+    /// A game counts as open after this time.
     static constexpr Clock::Duration stayedOpenAfter{10};
-    /// A stopped engine is killed after this long.
+    /// A stopped engine is killed after this time.
     static constexpr Clock::Duration killAfter{5};
 
     explicit GameRunner(std::shared_ptr<Clock> clock) : clock_(std::move(clock)) {}
@@ -47,9 +47,9 @@ public:
     /// `killAfter` later. Does not wait.
     void stop();
 
-    /// Whether `stop` was called since the last run began.
+    /// Returns whether `stop` was called since the last run began.
     bool userStopped() const { return userStopped_; }
-    /// The running engine; null otherwise.
+    /// Returns the running engine, or null.
     std::shared_ptr<ManagedProcess> current() const { return current_; }
 
 private:

@@ -16,7 +16,7 @@ std::optional<QUrl> checked(const QUrl &url)
 std::optional<QUrl> CodeHost::address(const QUrl &base, const QString &path)
 {
     QUrl url = base;
-    url.setPath(path); // forgets that an address is invalid
+    url.setPath(path); // makes an invalid address look valid
     return base.isValid() ? checked(url) : std::nullopt;
 }
 

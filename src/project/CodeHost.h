@@ -5,16 +5,16 @@
 
 #include <optional>
 
-/// Addresses on the code-hosting service. All functions: any thread, never fail.
+/// Addresses on the code-hosting service. Any thread may call these functions.
 namespace brindle::CodeHost {
 
-/// Returns the address of `path`, which begins with a slash, on the host of `base`. Absent when
-/// `base` is not a valid address with a host.
+/// Returns the address of `path`, which begins with a slash, on the host of `base`. Returns nothing
+/// when `base` is not a valid address with a host.
 std::optional<QUrl> address(const QUrl &base, const QString &path);
 
 /// Returns the archive of the default branch of `repository`, an address from ".gitmodules".
-/// Absent unless that is a valid http or https address on exactly the host of `base`, compared
-/// letter by letter. Ignores port and user.
+/// Returns nothing unless it is a valid http or https address on exactly the host of `base`,
+/// compared letter by letter. Ignores port and user.
 std::optional<QUrl> repositoryArchive(const QUrl &base, const QString &repository);
 
 } // namespace brindle::CodeHost

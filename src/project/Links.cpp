@@ -18,13 +18,13 @@ fs::path native(const QString &path)
     return QFile::encodeName(path).toStdString();
 }
 
-/// @param folder without links in its path.
+/// Returns whether `path` leads to `folder` or below it. The path of `folder` holds no links.
 bool isBelow(const fs::path &folder, const fs::path &path)
 {
     std::error_code error;
     const fs::path end = fs::weakly_canonical(path, error);
     if (error == std::errc::filename_too_long) {
-        return true; // leads nowhere
+        return true; // nothing can lie there
     }
     if (error) {
         return false;

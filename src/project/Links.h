@@ -2,15 +2,15 @@
 
 #include <QString>
 
-/// Where symbolic links lead. All functions block: worker threads only.
+/// Follows symbolic links. These functions block, so call them on worker threads.
 namespace brindle::Links {
 
-/// Whether `path`, with all links followed, is `folder` or lies below it. Missing parts of the path
-/// are taken as written. False when the links form a ring.
+/// Returns whether `path`, with all links followed, is `folder` or lies below it. Takes missing
+/// parts of the path as written. Returns false when the links form a ring.
 bool stayInside(const QString &folder, const QString &path);
 
-/// Whether a link below `folder` leads out of it, dangling links included. Throws SystemError when
-/// the folder can't be walked.
+/// Returns whether a link below `folder` leads out of it, dangling links included. Throws
+/// SystemError when the folder can't be walked.
 bool leadOutside(const QString &folder);
 
 } // namespace brindle::Links

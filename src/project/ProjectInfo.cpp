@@ -32,7 +32,7 @@ void eachField(Info &info, Use use)
     use(u"repoRoot"_s, info.repoRoot);
 }
 
-// `written` returns a field as JSON. `read` fills a field; false when it is missing or mistyped.
+// `written` returns a field as JSON. `read` fills a field and returns whether the JSON suits it.
 
 template <typename Plain>
 QJsonValue written(const Plain &value)
@@ -74,7 +74,7 @@ bool read(const QJsonValue &value, bool &flag)
 
 bool read(const QJsonValue &value, qint64 &number)
 {
-    // The default comes back for a number that is too large or has a fraction.
+    // toInteger returns its default for a number that is too large or has a fraction.
     number = value.toInteger(0);
     return number == value.toInteger(1);
 }
@@ -105,7 +105,7 @@ bool read(const QJsonValue &value, QList<Item> &list)
 
 bool ProjectInfo::isVersion(const QString &text)
 {
-    // Not anchored by "$", which ignores a line feed at the end.
+    // "$" would ignore a line feed at the end.
     static const QRegularExpression form(
         QRegularExpression::anchoredPattern(uR"([0-9]+\.[0-9]+(\.[0-9]+)?)"_s));
     return form.match(text).hasMatch();

@@ -18,7 +18,7 @@ struct Submodule
     bool operator==(const Submodule &) const = default;
 };
 
-/// Describes the game project. The defaults are shown until a project has been inspected.
+/// Describes the game project. The window shows the defaults until a project has been inspected.
 struct ProjectInfo
 {
     QString name = QStringLiteral("Brindle");
@@ -37,16 +37,16 @@ struct ProjectInfo
 
     bool operator==(const ProjectInfo &) const = default;
 
-    /// Whether `text` has the form of `godotVersion`: two or three numbers with dots.
+    /// Returns whether `text` is two or three numbers with dots, as `godotVersion` is.
     static bool isVersion(const QString &text);
 
-    /// The defaults above.
+    /// Holds the defaults above.
     static const ProjectInfo placeholder;
 
-    /// The saved form: a JSON object whose keys are the field names.
+    /// Returns the saved form, a JSON object whose keys are the field names.
     QByteArray toJson() const;
-    /// Absent when a required key is missing or mistyped (all but "godotVersion" are required);
-    /// unknown keys are ignored.
+    /// Reads the saved form. Returns nothing when a key other than "godotVersion" is missing, or
+    /// when one is mistyped. Ignores unknown keys.
     static std::optional<ProjectInfo> fromJson(const QByteArray &json);
 };
 

@@ -28,8 +28,8 @@ constexpr qsizetype maxControls = 8;
 constexpr qsizetype maxLineChars = 4'096;
 constexpr qsizetype maxAddons = 256; // and as many submodules
 
-/// Returns the text of a regular file without a byte order mark. Absent when the file is missing,
-/// too large, not valid UTF-8, or reached by a link out of `repository`.
+/// Returns the text of a regular file without a byte order mark. Returns nothing when the file is
+/// missing, too large, not valid UTF-8, or reached by a link out of `repository`.
 std::optional<QString> readText(const QString &repository, const QString &path)
 {
     QFile file(path);
@@ -38,15 +38,15 @@ std::optional<QString> readText(const QString &repository, const QString &path)
         !file.open(QIODevice::ReadOnly) || file.size() > ProjectInspector::maxFileBytes) {
         return std::nullopt;
     }
-    // Stateless, so that a sequence cut off by the file's end is an error too.
+    // A stateless decoder also rejects a sequence that the file's end cuts off.
     QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
     QString text = decoder.decode(file.readAll());
     const bool isGood = file.error() == QFileDevice::NoError && !decoder.hasError();
     return isGood ? std::optional(text) : std::nullopt;
 }
 
-/// Calls `use` with each line, trimmed, until that returns false. Leaves out lines that are too
-/// long. Missing text is one empty line.
+/// Calls `use` with each trimmed line until `use` returns false. Leaves out lines that are too
+/// long. Takes a missing text as one empty line.
 template <typename Use>
 void eachLine(const std::optional<QString> &text, Use use)
 {
@@ -66,7 +66,8 @@ QStringList quoted(const QString &line)
     return items;
 }
 
-/// Reads decimal digits with an optional sign; anything else, or a number too large, gives 0.
+/// Reads decimal digits with an optional sign. Returns 0 for any other text and for a number that
+/// is too large.
 qint64 integer(const QString &text)
 {
     static const QRegularExpression pattern(QRegularExpression::anchoredPattern(u"[+-]?[0-9]+"_s));
@@ -110,7 +111,7 @@ QList<Submodule> readSubmodules(const QString &repository)
     const auto text = readText(repository, repository + u"/.gitmodules"_s);
     eachLine(text, [&](QStringView line) {
         const qsizetype equals = line.indexOf(u'=');
-        // Both sides need text.
+        // Both sides of the sign need text.
         if (equals <= 0 || equals == line.size() - 1) {
             return true;
         }
@@ -170,7 +171,7 @@ void readLicense(const std::optional<QString> &text, ProjectInfo &info)
 
 void readTagline(const std::optional<QString> &text, ProjectInfo &info)
 {
-    // Headings, images, badges, HTML, tables, list items, quotes and code fences.
+    // These begin headings, images, badges, HTML, tables, list items, quotes and code fences.
     constexpr QStringView markup = u"#![<|-*>`";
     eachLine(text, [&](QStringView line) {
         if (line.isEmpty() || markup.contains(line.front())) {
@@ -203,7 +204,7 @@ QStringList controls(const std::optional<QString> &text)
 
 std::optional<QString> ProjectInspector::findProject(const QString &folder)
 {
-    // Three times as fast as QDir, which matters for a project of many folders.
+    // This walk is three times as fast as QDir's, which matters for a project of many folders.
     std::vector<fs::path> level{QFile::encodeName(folder).toStdString()};
     for (int depth = 1; depth <= maxDepth; ++depth) {
         std::vector<fs::path> next;

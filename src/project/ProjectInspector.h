@@ -4,8 +4,8 @@
 
 #include <optional>
 
-/// Reads a downloaded project folder by simple line rules. Runs nothing and never fails. Blocks:
-/// worker threads only.
+/// Reads a downloaded project folder by simple line rules. Runs nothing and never fails. These
+/// functions block, so call them on worker threads.
 namespace brindle::ProjectInspector {
 
 /// A larger text file counts as unreadable.
@@ -15,8 +15,8 @@ constexpr qint64 maxFileBytes = 1024 * 1024;
 /// nothing. Skips hidden folders and links.
 std::optional<QString> findProject(const QString &folder);
 
-/// Describes the project. Unreadable files leave the defaults, lines that are too long are ignored,
-/// and links that lead out of the repository are not followed.
+/// Describes the project. Unreadable files leave the defaults. Ignores lines that are too long, and
+/// follows no links out of the repository.
 ProjectInfo inspect(const QString &projectDir);
 
 } // namespace brindle::ProjectInspector

@@ -23,8 +23,8 @@ namespace {
 
 const auto repositoryPath = u"/tessel-works/godot-brindle"_s;
 
-/// Whether the add-on's folder has content. Throws SetupError when the folder lies outside the
-/// repository. Blocks.
+/// Returns whether the add-on's folder has content. Throws SetupError when the folder lies outside
+/// the repository. Blocks.
 bool isPresent(const QString &repository, const QString &path)
 {
     const std::optional<QString> folder = RepoDownloader::addonFolder(repository, path);

@@ -12,8 +12,8 @@
 
 namespace brindle {
 
-/// Brings the game's source project and its add-ons onto the disk. One operation at a time; called
-/// on the main thread, works on others.
+/// Fetches the game's source project and its add-ons. Call on the main thread, one operation at a
+/// time. The work runs on other threads.
 class RepoDownloader
 {
 public:
@@ -21,11 +21,11 @@ public:
     /// @param archiveTool see Tools::unzip.
     RepoDownloader(QUrl codeHost, Storage storage, QString temporaryFolder, QString archiveTool);
 
-    /// The game repository's web page.
+    /// Returns the address of the game repository's web page.
     QUrl page() const;
 
-    /// The folder of the add-on at `path` below `repository`, an absolute path. Absent when the
-    /// folder lies outside the repository, also by way of links, and when `path` holds a backslash
+    /// Returns the folder of the add-on at `path` below `repository`, an absolute path. Returns
+    /// nothing when links or the path lead out of the repository, and when `path` holds a backslash
     /// or a control character. An empty `path` names the repository itself. Reads the disk.
     static std::optional<QString> addonFolder(const QString &repository, const QString &path);
 

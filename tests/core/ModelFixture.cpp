@@ -116,8 +116,7 @@ PipelineFixture::PipelineFixture()
     }
 }
 
-void PipelineFixture::offerGame(const QByteArray &project,
-                                const QMap<QString, QByteArray> &extra)
+void PipelineFixture::offerGame(const QByteArray &project, const QMap<QString, QByteArray> &extra)
 {
     const QString folder = sources_.filePath(u"game"_s);
     writeFile(folder + u"/project.godot"_s, project);

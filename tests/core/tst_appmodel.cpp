@@ -208,9 +208,8 @@ private Q_SLOTS:
         QCoreApplication::processEvents();
         QCOMPARE(app.state(), then);
         QCOMPARE(changes.size(), first == then ? 0 : 1);
-        QCOMPARE(app.projectURL(), removed.startsWith(u"Game")
-                                       ? std::nullopt
-                                       : std::optional(fixture_->project()));
+        QCOMPARE(app.projectURL(),
+                 removed.startsWith(u"Game") ? std::nullopt : std::optional(fixture_->project()));
     }
 
     void aLookThatATaskOvertakesChangesNothing()
@@ -263,14 +262,14 @@ private Q_SLOTS:
                          u"size"_s,
                          true};
         const QList<std::pair<const char *, QVariant>> fields{
-            {"needsMessage", u"message"_s},     {"stepText", u"step"_s},
-            {"hasProgress", true},              {"progress", 0.25},
-            {"detail", u"detail"_s},            {"timeLeft", u"left"_s},
-            {"hasFailure", true},               {"failureSummary", u"summary"_s},
-            {"failureText", u"one\ntwo"_s},     {"name", info.name},
-            {"tagline", info.tagline},          {"licenseName", info.licenseName},
-            {"copyright", info.copyright},      {"controls", info.controls},
-            {"storageSize", u"size"_s},         {"removing", true}};
+            {"needsMessage", u"message"_s}, {"stepText", u"step"_s},
+            {"hasProgress", true},          {"progress", 0.25},
+            {"detail", u"detail"_s},        {"timeLeft", u"left"_s},
+            {"hasFailure", true},           {"failureSummary", u"summary"_s},
+            {"failureText", u"one\ntwo"_s}, {"name", info.name},
+            {"tagline", info.tagline},      {"licenseName", info.licenseName},
+            {"copyright", info.copyright},  {"controls", info.controls},
+            {"storageSize", u"size"_s},     {"removing", true}};
         const Status before = model().status();
         QSignalSpy announced(&model(), &AppModel::willChange);
         for (const auto &[name, value] : fields) {

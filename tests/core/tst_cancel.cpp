@@ -131,7 +131,8 @@ private Q_SLOTS:
         fixture.waitUntilIdle();
         QStringList lines = model.log.lines().filter(u"• "_s);
         QCOMPARE(lines.takeLast(), u"• Cancelled"_s);
-        QCOMPARE(lines.join(u'|'), passed < 2 ? QString() : u"• Importing the project (first run)"_s);
+        QCOMPARE(lines.join(u'|'),
+                 passed < 2 ? QString() : u"• Importing the project (first run)"_s);
         QCOMPARE(fixture.host.requests(), QStringList());
         QCOMPARE(model.state(), needsEngine ? AppState::notDownloaded() : AppState::ready());
         QVERIFY(!QFileInfo::exists(fixture.root(marker)));

@@ -74,8 +74,8 @@ private Q_SLOTS:
                 missing.removeFirst();
             }
         }
-        QVERIFY2(missing.isEmpty(), qPrintable(missing.value(0) + u"\nin\n"_s +
-                                               calls.lines().join(u'\n')));
+        QVERIFY2(missing.isEmpty(),
+                 qPrintable(missing.value(0) + u"\nin\n"_s + calls.lines().join(u'\n')));
     }
 
     void aCancelDoesNotWaitForASync_data()

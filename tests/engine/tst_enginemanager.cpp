@@ -327,8 +327,8 @@ private Q_SLOTS:
                                    << u"The download from 127.0.0.1 is larger than the 2.15 GB "
                                       "that this app accepts, so it was stopped."_s;
         QTest::newRow("tampered") << u"tampered"_s
-                                << u"The engine download did not match its official checksum, so "
-                                   "it was thrown away. Please try again."_s;
+                                  << u"The engine download did not match its official checksum, so "
+                                     "it was thrown away. Please try again."_s;
         QTest::newRow("cancelled while the list is silent") << u"list"_s << QString();
         QTest::newRow("cancelled while the archive is silent") << u"archive"_s << QString();
         QTest::newRow("cancelled at the last byte") << u"last byte"_s << QString();

@@ -16,14 +16,20 @@ private Q_SLOTS:
     {
         QTest::addColumn<QString>("base");
         QTest::addColumn<QString>("address");
-        QTest::newRow("host") << "https://code.example" << "https://code.example/a/b.zip";
+        QTest::newRow("host") << "https://code.example"
+                              << "https://code.example/a/b.zip";
         QTest::newRow("slash at the end") << "https://code.example/"
                                           << "https://code.example/a/b.zip";
-        QTest::newRow("port") << "http://127.0.0.1:8080" << "http://127.0.0.1:8080/a/b.zip";
-        QTest::newRow("nothing") << "" << "";
-        QTest::newRow("no host") << "https://" << "";
-        QTest::newRow("a path") << "code.example" << "";
-        QTest::newRow("a wrong port") << "https://code.example:port" << "";
+        QTest::newRow("port") << "http://127.0.0.1:8080"
+                              << "http://127.0.0.1:8080/a/b.zip";
+        QTest::newRow("nothing") << ""
+                                 << "";
+        QTest::newRow("no host") << "https://"
+                                 << "";
+        QTest::newRow("a path") << "code.example"
+                                << "";
+        QTest::newRow("a wrong port") << "https://code.example:port"
+                                      << "";
     }
 
     void addressesStartAtTheBase()
@@ -50,19 +56,32 @@ private Q_SLOTS:
         taken("HTTPS://code.example/a/b", "https://code.example/a/b/archive/HEAD.zip");
         taken("https://code.example:444/a/b", "https://code.example:444/a/b/archive/HEAD.zip");
         taken("https://me@code.example/a/b", "https://me@code.example/a/b/archive/HEAD.zip");
-        for (const char *refused :
-             {"ssh://git@code.example/a/b.git", "ftp://code.example/a/b", "file://code.example/a/b",
-              "//code.example/a/b", "https://other.example/a/b", "https://sub.code.example/a/b",
-              "https://code.example.other/a/b", "https://code.example./a/b",
-              "https://Code.example/a/b", "https://%63ode.example/a/b",
-              "https://code.example@other.example/a/b", "https://code.example:x@other.example/a/b",
-              "https://other.example@code.example@x/a/b",
-              "https://other.example\\@code.example/a/b",
-              "https://code.example\\.other.example/a/b", "https://other.example/code.example/a/b",
-              "https://other.example?//code.example/a/b",
-              "https://other.example#@code.example/a/b", "../b.git", "/code.example/a/b",
-              "git@code.example:a/b.git", "https://code.example/a /b", "https://code.example /a/b",
-              "https://code.example:port/a/b", "", ".git"}) {
+        for (const char *refused : {"ssh://git@code.example/a/b.git",
+                                    "ftp://code.example/a/b",
+                                    "file://code.example/a/b",
+                                    "//code.example/a/b",
+                                    "https://other.example/a/b",
+                                    "https://sub.code.example/a/b",
+                                    "https://code.example.other/a/b",
+                                    "https://code.example./a/b",
+                                    "https://Code.example/a/b",
+                                    "https://%63ode.example/a/b",
+                                    "https://code.example@other.example/a/b",
+                                    "https://code.example:x@other.example/a/b",
+                                    "https://other.example@code.example@x/a/b",
+                                    "https://other.example\\@code.example/a/b",
+                                    "https://code.example\\.other.example/a/b",
+                                    "https://other.example/code.example/a/b",
+                                    "https://other.example?//code.example/a/b",
+                                    "https://other.example#@code.example/a/b",
+                                    "../b.git",
+                                    "/code.example/a/b",
+                                    "git@code.example:a/b.git",
+                                    "https://code.example/a /b",
+                                    "https://code.example /a/b",
+                                    "https://code.example:port/a/b",
+                                    "",
+                                    ".git"}) {
             QTest::newRow(refused) << refused << "";
         }
     }

@@ -97,9 +97,9 @@ private Q_SLOTS:
         info.tagline = mark;
         info.addons = {mark + u"a"_s};
         QTest::newRow("byte order marks") << info;
-        for (const qint64 number : {std::numeric_limits<qint64>::max(),
-                                    std::numeric_limits<qint64>::min(), qint64(0), qint64(1),
-                                    qint64(9'007'199'254'740'993)}) {
+        for (const qint64 number :
+             {std::numeric_limits<qint64>::max(), std::numeric_limits<qint64>::min(), qint64(0),
+              qint64(1), qint64(9'007'199'254'740'993)}) {
             info.configVersion = number;
             QTest::addRow("%lld", number) << info;
         }
@@ -112,11 +112,10 @@ private Q_SLOTS:
 
     void unknownKeysAreIgnored()
     {
-        const QJsonArray submodules{
-            QJsonObject{{u"path"_s, u"addons/a"_s},
-                        {u"url"_s, u"https://github.com/x/a.git"_s},
-                        {u"branch"_s, u"main"_s}},
-            QJsonObject{{u"path"_s, u""_s}, {u"url"_s, u"u"_s}}};
+        const QJsonArray submodules{QJsonObject{{u"path"_s, u"addons/a"_s},
+                                                {u"url"_s, u"https://github.com/x/a.git"_s},
+                                                {u"branch"_s, u"main"_s}},
+                                    QJsonObject{{u"path"_s, u""_s}, {u"url"_s, u"u"_s}}};
         QCOMPARE(ProjectInfo::fromJson(with(u"other"_s, 1)), sample());
         QCOMPARE(ProjectInfo::fromJson(with(u"submodules"_s, submodules)), sample());
     }

@@ -162,10 +162,7 @@ class TestRepoDownloader : public QObject
 
 private Q_SLOTS:
     void init() { setup_ = std::make_unique<Setup>(); }
-    void cleanup()
-    {
-        QCOMPARE(setup_->staged(), QStringList());
-    }
+    void cleanup() { QCOMPARE(setup_->staged(), QStringList()); }
 
     void theGameReplacesTheEarlierOne()
     {
