@@ -32,12 +32,12 @@ void AppFixture::prepare()
 
 void AppFixture::start()
 {
-    // An earlier test's end of the application still keeps event loops from running.
+    // The end of the application in an earlier test keeps event loops from running.
     QTimer::singleShot(0, this, [] { QCoreApplication::exit(0); });
     QGuiApplication::exec();
     app_ = std::make_unique<BrindleApp>(desktop_);
     endings_ = std::make_unique<QSignalSpy>(app_.get(), &BrindleApp::ending);
-    await(model().refreshState()); // what the start looks for may not come during a test
+    await(model().refreshState()); // or the look at the start could end during a test
     app_->open();
     spinUntil([this] { return app_->window()->isExposed(); });
 }

@@ -11,34 +11,32 @@
 
 namespace brindle {
 
-/// The application on the process-wide model, with a game and an engine that are complete. For
-/// tests of its ways in and out to be derived from.
+/// Base of tests of the application, on the process-wide model with a complete game and engine.
 class AppFixture : public QObject
 {
 protected:
-    /// Once, before the first `start`.
+    /// Call once, before the first `start`.
     void prepare();
     /// Opens the application, before each test.
     void start();
-    /// Ends it, after each test, with what runs.
+    /// Ends running work and the application, after each test.
     void stop();
 
     static AppModel &model() { return AppModel::shared(); }
     BrindleApp &app() { return *app_; }
     QString root() const { return files_->root(); }
-    /// The alert that is shown; null otherwise.
+    /// The visible alert, or null.
     QObject *alert() const { return desktop_->alert(); }
     QString alertMessage() const { return alert()->property("message").toString(); }
     QString alertText() const { return alert()->property("informativeText").toString(); }
-    /// How often it has been decided that the application ends.
+    /// The number of decisions to end the application.
     qsizetype endings() const { return endings_->size(); }
 
     void startGame();
     void finishGame();
 
-    /// Makes a request that leads to another question; while that is shown calls `meanwhile`, then
-    /// presses the button of that index, unless the question has gone by then. The request serves
-    /// events until then, so all of it runs from there.
+    /// Makes a request that leads to a question. Calls `meanwhile` while the question is visible,
+    /// then presses a button, unless the question has gone. The request serves events until then.
     void ask(
         const std::function<void()> &request, int button,
         const std::function<void()> &meanwhile = [] {});

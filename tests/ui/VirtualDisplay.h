@@ -4,14 +4,13 @@
 
 #include <filesystem>
 #include <string>
-
 #include <unistd.h>
 #include <vector>
 
 namespace brindle {
 
-/// Starts this program anew on an X display of its own, unless it is on one already, and only
-/// then returns. `script` is script/on-virtual-display.
+/// Restarts this program on an X display of its own. Returns if it is on an X display already.
+/// `script` is script/on-virtual-display.
 inline void moveToVirtualDisplay(const char *script, int argc, char *argv[])
 {
     if (qgetenv("QT_QPA_PLATFORM") == "xcb") {

@@ -1,5 +1,5 @@
-// The launcher in its window against the demo's release host, for those who meet it from outside: a
-// screen reader, a compositor. Once a first game is ready, the host offers a broken one.
+// The launcher against the demo's release host, for a screen reader or a compositor to test. Once a
+// first game is ready, the host offers a broken one.
 //
 // usage: accessiblelauncher [ENGINE]
 

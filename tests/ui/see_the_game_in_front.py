@@ -1,11 +1,11 @@
 #!/usr/bin/python3
-"""The game comes to the front under Wayland, where that takes a token of the compositor's: a new one
-for each start, and none of the launcher's own. A compositor that does not answer holds nothing up.
+"""The game comes to the front under Wayland. Each start has a new token of the compositor's, and
+never the launcher's own. A silent compositor delays nothing.
 
 usage: see_the_game_in_front.py WINDOWPROGRAM LAUNCHER
 
-Needs the desktop of on-wayland-desktop. The launcher gets an engine that writes its environment down
-and becomes the first program.
+Needs the desktop of on-wayland-desktop. The launcher's engine writes its environment to a file and
+becomes the first program.
 """
 
 import json
@@ -23,19 +23,19 @@ sway = int(os.environ["SWAY_PID"])
 
 
 def until(what, condition, longest=LONGEST_WAIT):
-    """Returns what the condition returned once it holds."""
+    """Waits until the condition holds. Returns the condition's value."""
     deadline = time.monotonic() + longest
     while not (found := condition()):
         if launcher.poll() is not None:
             sys.exit(f"the launcher ended while waiting for {what}")
         if time.monotonic() > deadline:
-            sys.exit(f"waited in vain for {what}; the windows: {windows()}; the starts: {starts('*')}")
+            sys.exit(f"waited in vain for {what}; starts: {starts('*')}")
         time.sleep(0.05)
     return found
 
 
 def windows():
-    """Which windows are shown, and whether they have the keyboard, by their process."""
+    """Whether each visible window has the keyboard, by process."""
     tree = json.loads(subprocess.check_output(["swaymsg", "-r", "-t", "get_tree"]))
     found = {}
 
@@ -50,7 +50,7 @@ def windows():
 
 
 def starts(kind):
-    """The permissions of each start of the engine, by its process, in their order."""
+    """The permissions of each start of the engine, by process, in order."""
     found = {}
     for file in sorted(engine.parent.glob(f"{kind}.*"), key=lambda file: file.stat().st_mtime_ns):
         lines = dict(line.split("=", 1) for line in file.read_text().splitlines() if "=" in line)
@@ -59,22 +59,25 @@ def starts(kind):
 
 
 def press_play(what, condition):
-    """Presses the launcher's button until the condition holds: the first key of a new keyboard gets
-    lost now and then."""
+    """Presses the launcher's button until the condition holds, because the first key of a new
+    keyboard can get lost."""
     until("the keyboard at the launcher", lambda: windows().get(launcher.pid))
-    deadline = time.monotonic() + LONGEST_WAIT
-    while not condition():
-        if time.monotonic() > deadline:
-            sys.exit(f"pressed in vain for {what}")
+
+    def press():
+        if condition():
+            return True
         subprocess.run(["wtype", "-s", "200", "-P", "space", "-s", "50", "-p", "space", "-s", "200"],
                        check=True)
         patience = time.monotonic() + 3
         while not condition() and time.monotonic() < patience:
             time.sleep(0.02)
+        return condition()
+
+    until(what, press)
 
 
 def play_again():
-    """Another start, whose window comes to the front; returns its process and its token."""
+    """Starts the game, whose window comes to the front. Returns the game's process and token."""
     before = set(starts("play"))
     press_play("another start", lambda: set(starts("play")) - before)
     (game,) = set(starts("play")) - before
@@ -90,31 +93,27 @@ def end(game):
     until("the game's end", lambda: game not in windows())
 
 
-def a_silent_compositor():
-    """Falls silent during the import, and wakes up when the game has started."""
+def play_beside_a_silent_compositor():
+    """Stops the compositor during the import, and continues it when the game has started."""
     press_play("the import", lambda: starts("import"))
     os.kill(sway, signal.SIGSTOP)
     go_on.write_text("\n")
     try:
-        until_started = time.monotonic() + LONGEST_WAIT
-        while not starts("play"):
-            if time.monotonic() > until_started or launcher.poll() is not None:
-                sys.exit("a silent compositor holds the game back")
-            time.sleep(0.05)
+        until("the start of the game", lambda: starts("play"))
     finally:
         os.kill(sway, signal.SIGCONT)
     ((game, permissions),) = starts("play").items()
     if permissions:
-        sys.exit(f"where are these from? {permissions}")
+        sys.exit(f"no compositor gave these: {permissions}")
     until("the game's window", lambda: game in windows())
     if windows()[game]:
-        sys.exit("a window comes to the front here without a token: nothing would be shown by this")
+        sys.exit("this compositor brings windows to the front without a token")
     return game
 
 
-def the_way():
+def play_three_times():
     until("the launcher's window", lambda: windows().get(launcher.pid))
-    end(a_silent_compositor())
+    end(play_beside_a_silent_compositor())
     first, token = play_again()
     end(first)
     second, another = play_again()
@@ -123,11 +122,10 @@ def the_way():
     end(second)
     if len(starts("import")) != 1 or any(starts("import").values()):
         sys.exit(f"the import was given a permission, or was not the only one: {starts('import')}")
-    close_launcher()
 
 
 def close_launcher():
-    """Closes its window. Return says Quit where a game has not quite ended."""
+    """Closes the launcher's window. Return says Quit if the game has not quite ended."""
     deadline = time.monotonic() + LONGEST_WAIT
     while launcher.poll() is None:
         if time.monotonic() > deadline:
@@ -141,7 +139,7 @@ def close_launcher():
 
 with tempfile.TemporaryDirectory() as folder:
     engine = Path(folder, "engine")
-    go_on = Path(folder, "go-on")  # the import waits for it
+    go_on = Path(folder, "go-on")  # the import waits for a line
     os.mkfifo(go_on)
     engine.write_text(f"""#!/bin/sh
 case "$*" in *--import*) kind=import ;; *) kind=play ;; esac
@@ -156,8 +154,8 @@ exec '{sys.argv[1]}'
         env={**os.environ, "TMPDIR": folder, "XDG_RUNTIME_DIR": folder,
              **dict.fromkeys(PERMISSIONS, "the launcher's own")})
     try:
-        the_way()
-        print("the game came to the front each time, by a token of its own")
+        play_three_times()
+        close_launcher()
     finally:
         if launcher.poll() is None:
             launcher.kill()

@@ -45,7 +45,7 @@ class TestSession : public AppFixture
 {
     Q_OBJECT
 
-    /// The session asks whether it may end; returns what the application did until it answered.
+    /// Asks whether the session may end. Returns the application's acts until it answers.
     static QStringList commit(const QString &answer)
     {
         session->order("ask");
@@ -65,7 +65,7 @@ private Q_SLOTS:
     void initTestCase()
     {
         prepare();
-        // What a client is asked that has just come.
+        // The answer to the question that each new client is asked.
         session->waitFor(agrees);
     }
     void init()
@@ -115,7 +115,7 @@ private Q_SLOTS:
         session->order("cancelled");
         QCOMPARE(endings(), 0);
         QVERIFY(model().gameRunning());
-        // It still asks about a request of the player's own, wherever it comes from.
+        // A later request of the player's asks as usual.
         QEvent request(QEvent::Quit);
         ask([&request] { QCoreApplication::sendEvent(qGuiApp, &request); }, 1);
         QVERIFY(!request.isAccepted());

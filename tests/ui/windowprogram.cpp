@@ -1,6 +1,5 @@
-// A program with a window, in the game's place: it asks for the front by the permission in its
-// environment, once it can be seen. There are compositors that listen only to windows that are
-// there.
+// A program with a window, in the game's place. Once its window is visible, it asks to come to the
+// front by the token in its environment: some compositors listen to visible windows only.
 
 #include <QGuiApplication>
 #include <QRasterWindow>
@@ -10,17 +9,9 @@ namespace {
 
 class Window : public QRasterWindow
 {
-public:
-    Window()
-    {
-        // Qt (6.8) would use it sooner.
-        qunsetenv("XDG_ACTIVATION_TOKEN");
-    }
-
-private:
     void paintEvent(QPaintEvent * /*event*/) override
     {
-        // Behind this picture.
+        // Later, because the picture comes first.
         QTimer::singleShot(0, this, [this] {
             qputenv("XDG_ACTIVATION_TOKEN", token_);
             requestActivate();
@@ -36,6 +27,7 @@ int main(int argc, char *argv[])
 {
     const QGuiApplication application(argc, argv);
     Window window;
+    qunsetenv("XDG_ACTIVATION_TOKEN"); // Qt 6.8 would use it sooner
     window.resize(400, 300);
     window.show();
     return QGuiApplication::exec();
