@@ -743,8 +743,9 @@ def notification(desktop):
 def failure(desktop):
     """A game that ends with an error leads back to the launcher, which says so."""
     play(desktop, game="playSeconds=2\nplayExit=1\nprintParseError=true\n")
-    desktop.see("Needs something")
+    desktop.see("The game closed after 2 seconds (exit code 1)")
     desktop.in_front()
+    until("room for the failure", lambda: desktop.window()["frame"][3] > 800)
     desktop.picture_both("failure")
 
 

@@ -9,12 +9,19 @@ Window {
     // The screen's room for a window, without the window's frame.
     property size room: Qt.size(Math.min(Screen.width, Screen.desktopAvailableWidth),
                                 Math.min(Screen.height, Screen.desktopAvailableHeight) - 40)
-    // The last height set here. The player or the desktop chose any other height.
-    property int ownHeight: 0
+    // The heights set here. The player or the desktop chose any other height.
+    property var ownHeights: []
 
     function fit() {
-        ownHeight = Math.max(minimumHeight, Math.min(content.wantedHeight, room.height));
-        height = ownHeight;
+        height = Math.max(minimumHeight, Math.min(content.wantedHeight, room.height));
+        if (!ownHeights.includes(height))
+            ownHeights.push(height);
+    }
+
+    // Makes room for a failure, unless the player has chosen a size.
+    function grow() {
+        if (ownHeights.includes(height) && content.wantedHeight > height)
+            fit();
     }
 
     title: "Brindle"
@@ -22,6 +29,8 @@ Window {
     minimumHeight: 640
     color: Theme.window
 
+    // With the focus, Wayland may give back an earlier height that was just outgrown.
+    onActiveChanged: Qt.callLater(grow)
     Component.onCompleted: {
         width = Math.max(minimumWidth, Math.min(640, room.width));
         fit();
@@ -32,8 +41,7 @@ Window {
         objectName: "content"
         anchors.fill: parent
         model: window.model
-        // Makes room for a failure, unless the player has chosen a size.
-        onWantedHeightChanged: if (window.height === window.ownHeight && wantedHeight > window.height) window.fit()
+        onWantedHeightChanged: window.grow()
     }
 
     Shortcut {

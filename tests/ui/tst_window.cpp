@@ -88,8 +88,13 @@ private Q_SLOTS:
             view_->settle();
             return window()->size();
         };
-        fail(true);
+        const QSize first = window()->size();
+        const QSize grown = fail(true);
         QCOMPARE(view_->find(u"scroller"_s)->property("lastY").toReal(), 0.0);
+        // GNOME goes back to an earlier size when the focus changes at the same time.
+        window()->resize(first);
+        Q_EMIT window()->activeChanged();
+        QTRY_COMPARE(window()->size(), grown);
         fail(false);
         // The player's size stays.
         window()->resize(700, 650);
