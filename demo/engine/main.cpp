@@ -9,6 +9,7 @@
 //   printText        a text on standard error at the start
 
 #include <QCommandLineParser>
+#include <QCryptographicHash>
 #include <QDir>
 #include <QDirIterator>
 #include <QElapsedTimer>
@@ -60,6 +61,13 @@ void write(const QDir &project, const QString &path, const QString &text)
     }
 }
 
+/// Returns a name for a file's products, the same in every import.
+QString idOf(const QString &path)
+{
+    const auto hash = QCryptographicHash::hash(path.toUtf8(), QCryptographicHash::Md5);
+    return QString::fromLatin1(hash.toHex());
+}
+
 /// Writes what the engine leaves in a project: ".godot/", an ".import" file beside each picture and
 /// a ".uid" file beside each script.
 void import(const QDir &project, double seconds)
@@ -86,11 +94,11 @@ void import(const QDir &project, double seconds)
         const QString &path = files.at(i);
         printProgress(static_cast<int>(i * 100 / count), task, path);
         if (path.endsWith(u".svg") || path.endsWith(u".png")) {
-            const QString imported = u".godot/imported/%1.ctex"_s.arg(i);
+            const QString imported = u".godot/imported/%1.ctex"_s.arg(idOf(path));
             write(project, imported, u"GST2\n"_s);
             write(project, path + u".import"_s, u"[remap]\n\npath=\"res://%1\"\n"_s.arg(imported));
         } else if (path.endsWith(u".gd")) {
-            write(project, path + u".uid"_s, u"uid://%1\n"_s.arg(i));
+            write(project, path + u".uid"_s, u"uid://%1\n"_s.arg(idOf(path).left(12)));
         }
         QThread::usleep(static_cast<unsigned long>(seconds * 1e6 / static_cast<double>(count)));
     }
