@@ -11,31 +11,23 @@
 #include <chrono>
 #include <cstdio>
 #include <exception>
-#include <memory>
+#include <optional>
 #include <stdexcept>
 
 #include <unistd.h>
 
 namespace brindle {
 
-using namespace Qt::StringLiterals;
-
 namespace {
 
-struct Outcome
-{
-    std::exception_ptr error;
-    bool done = false;
-};
-
-QCoro::Task<> collect(QCoro::Task<> task, std::shared_ptr<Outcome> outcome, QEventLoop *loop)
+QCoro::Task<> collect(QCoro::Task<> task, std::exception_ptr *error, bool *isDone, QEventLoop *loop)
 {
     try {
         co_await task;
     } catch (...) {
-        outcome->error = std::current_exception();
+        *error = std::current_exception();
     }
-    outcome->done = true;
+    *isDone = true;
     loop->quit();
 }
 
@@ -46,12 +38,15 @@ const char *verdict(double value, double bar)
 
 } // namespace
 
-int Measure::program(int argc, char **argv, const char *usage, qsizetype count,
+int Measure::program(int argc, char **argv, const char *usage,
                      const std::function<void(const QStringList &)> &body)
 {
-    const QCoreApplication application(argc, argv);
+    std::optional<QCoreApplication> application;
+    if (!QCoreApplication::instance()) {
+        application.emplace(argc, argv);
+    }
     const QStringList arguments = QCoreApplication::arguments().sliced(1);
-    if (arguments.size() != count) {
+    if (arguments.size() != QString::fromLatin1(usage).count(u' ')) {
         std::fprintf(stderr, "usage: %s\n", usage);
         return 2;
     }
@@ -83,18 +78,17 @@ Measure::Pair Measure::compare(const std::function<void()> &prepare,
                                const std::function<void()> &ours,
                                const std::function<void()> &theirs)
 {
-    const auto measured = [&prepare](const std::function<void()> &side) {
-        prepare();
-        sync();
-        return seconds(side);
-    };
-    measured(ours);
-    measured(theirs);
     std::vector<double> ourTimes;
     std::vector<double> theirTimes;
-    for (int i = 0; i < runs; ++i) {
-        ourTimes.push_back(measured(ours));
-        theirTimes.push_back(measured(theirs));
+    for (int i = 0; i <= runs; ++i) {
+        for (const auto &[side, times] : {std::pair(&ours, &ourTimes), {&theirs, &theirTimes}}) {
+            prepare();
+            sync();
+            const double time = seconds(*side);
+            if (i > 0) {
+                times->push_back(time);
+            }
+        }
     }
     prepare();
     return {median(ourTimes), median(theirTimes)};
@@ -136,13 +130,14 @@ void Measure::runChild(const QString &program, const QString &step, const LineCa
 void Measure::await(QCoro::Task<> task)
 {
     QEventLoop loop;
-    const auto outcome = std::make_shared<Outcome>();
-    collect(std::move(task), outcome, &loop);
-    if (!outcome->done) {
+    std::exception_ptr error;
+    bool isDone = false;
+    const auto collecting = collect(std::move(task), &error, &isDone, &loop);
+    if (!isDone) {
         loop.exec();
     }
-    if (outcome->error) {
-        std::rethrow_exception(outcome->error);
+    if (error) {
+        std::rethrow_exception(error);
     }
 }
 

@@ -9,59 +9,49 @@
 #include <functional>
 #include <vector>
 
-namespace brindle {
+/// The benchmarks' timing, and the rows of their table.
+namespace brindle::Measure {
 
-/// What the benchmarks share: timing, memory, and the rows of the printed table.
-class Measure
+/// How often each side of a comparison is measured.
+inline constexpr int runs = 5;
+
+/// The medians of two sides, in seconds.
+struct Pair
 {
-public:
-    /// How often each side of a comparison is measured.
-    static constexpr int runs = 5;
-
-    /// Medians of the two sides of a comparison, in seconds.
-    struct Pair
-    {
-        double ours = 0;
-        double theirs = 0;
-    };
-
-    /// The frame of a benchmark's main(): checks the number of arguments, runs `body` with them and
-    /// tells what it throws. Returns the program's exit code.
-    static int program(int argc, char **argv, const char *usage, qsizetype count,
-                       const std::function<void(const QStringList &)> &body);
-
-    /// The time that `work` takes, in seconds, by the steady clock.
-    static double seconds(const std::function<void()> &work);
-    static double median(std::vector<double> values);
-
-    /// Measures two sides in turns, `runs` times each after one unmeasured turn, so that both meet
-    /// the same machine. `prepare` runs before each measurement and what earlier ones wrote is
-    /// brought to disk, both unmeasured.
-    static Pair compare(const std::function<void()> &prepare, const std::function<void()> &ours,
-                        const std::function<void()> &theirs);
-
-    /// The median time of `runs` turns of one side, in seconds, measured like those of `compare`.
-    static double alone(const std::function<void()> &prepare, const std::function<void()> &side);
-
-    /// Runs a program to its end; throws std::runtime_error with what it printed when it fails.
-    static void run(const QString &program, const QStringList &arguments,
-                    const QString &folder = {});
-
-    /// Serves events until the tests' child (testchild) has done one step; passes on its lines.
-    static void runChild(const QString &program, const QString &step, const LineCallback &onLine);
-
-    /// Serves events until the task has ended; throws what it threw.
-    static void await(QCoro::Task<> task);
-
-    /// A row of the table: both sides, their ratio, and the bar for the ratio.
-    static void printRatio(const char *what, const Pair &pair, double bar);
-    /// A row below a comparison: the least that could be done, how long that takes, and how many
-    /// times as long our side of the comparison took.
-    static void printFloor(const char *what, const Pair &pair, double floor);
-    /// A row with one figure and its bar.
-    static void printLimit(const char *what, double value, const char *unit, double bar);
-    /// A row with one figure and no bar.
-    static void printFigure(const char *what, double value, const char *unit);
+    double ours = 0;
+    double theirs = 0;
 };
 
-} // namespace brindle
+/// Runs a benchmark with as many arguments as `usage` names. Prints what it throws. Returns the
+/// exit code.
+int program(int argc, char **argv, const char *usage,
+            const std::function<void(const QStringList &)> &body);
+
+/// Returns the seconds that `work` takes.
+double seconds(const std::function<void()> &work);
+double median(std::vector<double> values);
+
+/// Measures two sides in turns, after one turn that does not count, so that both meet the same
+/// machine. Before each measurement `prepare` runs and earlier writes are synced.
+Pair compare(const std::function<void()> &prepare, const std::function<void()> &ours,
+             const std::function<void()> &theirs);
+/// Returns the median of one side, measured in the same way.
+double alone(const std::function<void()> &prepare, const std::function<void()> &side);
+
+/// Runs a program. Throws std::runtime_error with its output if it fails.
+void run(const QString &program, const QStringList &arguments, const QString &folder = {});
+/// Runs one step of the tests' child. Passes on its lines.
+void runChild(const QString &program, const QString &step, const LineCallback &onLine);
+/// Runs an event loop until the task ends. Throws the task's exception.
+void await(QCoro::Task<> task);
+
+/// Prints both sides, their ratio and its bar.
+void printRatio(const char *what, const Pair &pair, double bar);
+/// Prints how much longer our side took than the least possible work.
+void printFloor(const char *what, const Pair &pair, double floor);
+/// Prints a figure and its bar.
+void printLimit(const char *what, double value, const char *unit, double bar);
+/// Prints a figure.
+void printFigure(const char *what, double value, const char *unit);
+
+} // namespace brindle::Measure

@@ -1,28 +1,30 @@
 #pragma once
 
-#include <QProcess>
 #include <QString>
 #include <QUrl>
 
+#include <sys/types.h>
+
 namespace brindle {
 
-/// A folder's files served over HTTP on loopback by a process of its own, so that the server's
-/// memory and time are not the measured program's.
+/// Serves a folder's files over HTTP on loopback, each after a redirect to a second server, as a
+/// release page does. A forked process serves them, so that the measured program's memory and time
+/// are its own.
 class Served
 {
 public:
-    /// Starts the server; throws std::runtime_error when it does not come up.
-    /// @param certificate if not empty, it serves over TLS, and writes there whom to trust.
+    /// Serves over TLS if `certificate` is not empty, and writes there the certificate to trust.
+    /// Call before the program has a second thread. Throws std::runtime_error.
     explicit Served(const QString &folder, const QString &certificate = {});
     ~Served();
     Served(const Served &) = delete;
     Served &operator=(const Served &) = delete;
 
-    /// The server's address, without a trailing slash.
+    /// Returns the server's address, without a trailing slash.
     QUrl url() const { return url_; }
 
 private:
-    QProcess process_;
+    pid_t process_ = -1;
     QUrl url_;
 };
 

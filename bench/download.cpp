@@ -55,7 +55,7 @@ void measure(const QString &file, const QString &work, double rate)
 int main(int argc, char **argv)
 {
     return Measure::program(
-        argc, argv, "bench_download FILE WORK RATE", 3, [](const QStringList &arguments) {
+        argc, argv, "bench_download FILE WORK RATE", [](const QStringList &arguments) {
             measure(arguments.at(0), arguments.at(1), arguments.at(2).toDouble());
         });
 }

@@ -66,7 +66,7 @@ void measureUnpacking(const QString &archive, const QString &ditto, const QStrin
 
 int main(int argc, char **argv)
 {
-    return Measure::program(argc, argv, "bench_files ARCHIVE DITTO WORK", 3,
+    return Measure::program(argc, argv, "bench_files ARCHIVE DITTO WORK",
                             [](const QStringList &arguments) {
                                 measureUnpacking(arguments.at(0), arguments.at(1), arguments.at(2));
                             });

@@ -96,5 +96,5 @@ void measure(const QStringList &arguments)
 
 int main(int argc, char **argv)
 {
-    return Measure::program(argc, argv, "bench_sandbox ARCHIVE DITTO UNSANDBOXED WORK", 4, measure);
+    return Measure::program(argc, argv, "bench_sandbox ARCHIVE DITTO UNSANDBOXED WORK", measure);
 }

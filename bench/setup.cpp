@@ -111,6 +111,6 @@ int main(int argc, char **argv)
         return 1;
     }
     return Measure::program(
-        argc, argv, "bench_setup ARCHIVE WORK", 2,
+        argc, argv, "bench_setup ARCHIVE WORK",
         [](const QStringList &arguments) { measure(arguments.at(0), arguments.at(1)); });
 }

@@ -15,7 +15,6 @@
 #include <QQmlEngine>
 #include <QQuickWindow>
 
-#include <cstdio>
 #include <memory>
 #include <stdexcept>
 
@@ -81,17 +80,6 @@ void measure(const QStringList &arguments)
 int main(int argc, char **argv)
 {
     const QGuiApplication application(argc, argv);
-    const QStringList arguments = QCoreApplication::arguments().sliced(1);
-    if (arguments.size() != 3) {
-        std::fputs("usage: bench_sheet CHILD RATE SECONDS\n", stderr);
-        return 2;
-    }
     BrindleApp::prepare();
-    try {
-        measure(arguments);
-    } catch (const std::exception &error) {
-        std::fprintf(stderr, "%s: %s\n", argv[0], error.what());
-        return 1;
-    }
-    return 0;
+    return Measure::program(argc, argv, "bench_sheet CHILD RATE SECONDS", measure);
 }
