@@ -5,6 +5,7 @@
 
 #include "Measure.h"
 #include "ModelFixture.h"
+#include "support/TestFiles.h"
 
 #include <QEventLoop>
 
@@ -18,7 +19,7 @@ namespace {
 void measure(const QStringList &arguments)
 {
     ModelFixture fixture;
-    fixture.installByHand(ModelFixture::read(arguments.at(0)));
+    fixture.installByHand(readFile(arguments.at(0)));
     AppModel &model = fixture.model();
     if (model.state() != AppState::ready()) {
         throw std::runtime_error("the model is not ready");

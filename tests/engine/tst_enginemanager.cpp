@@ -5,7 +5,6 @@
 #include "engine/EngineManager.h"
 #include "files/Files.h"
 #include "http/HttpServer.h"
-#include "support/Cancelled.h"
 #include "support/CutFile.h"
 #include "support/TestFiles.h"
 #include "support/Thrown.h"

@@ -4,7 +4,6 @@
 #include "files/Files.h"
 #include "http/HttpServer.h"
 #include "project/RepoDownloader.h"
-#include "support/Cancelled.h"
 #include "support/SystemCalls.h"
 #include "support/TestFiles.h"
 #include "support/Thrown.h"

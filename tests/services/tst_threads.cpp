@@ -2,7 +2,7 @@
 #include "base/Threads.h"
 #include "base/Worker.h"
 #include "support/Await.h"
-#include "support/Cancelled.h"
+#include "support/Thrown.h"
 
 #include <QProcess>
 #include <QTest>

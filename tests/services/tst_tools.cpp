@@ -4,7 +4,6 @@
 #include "files/Files.h"
 #include "process/Tools.h"
 #include "support/Await.h"
-#include "support/Cancelled.h"
 #include "support/Fifo.h"
 #include "support/SystemCalls.h"
 #include "support/TestChild.h"

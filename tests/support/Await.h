@@ -48,9 +48,9 @@ QCoro::Task<> collect(QCoro::Task<T> task, std::shared_ptr<Awaited<T>> awaited)
 
 } // namespace detail
 
-/// Serves events until `done()` is true; throws std::runtime_error after `seconds`, so that a test
-/// that hangs fails with a name. Asks after every event, and every millisecond, as what comes true
-/// on a disk or in a thread brings no event.
+/// Serves events until `done()` is true. Asks after every event and every millisecond, because
+/// disks and threads bring no events. Throws std::runtime_error after `seconds`, so that a hanging
+/// test fails with a name.
 inline void spinUntil(const std::function<bool()> &done, int seconds = 60)
 {
     const QDeadlineTimer deadline(seconds * 1000);
@@ -61,13 +61,12 @@ inline void spinUntil(const std::function<bool()> &done, int seconds = 60)
         if (deadline.hasExpired()) {
             throw std::runtime_error("the awaited condition did not come true in time");
         }
-        // Waiting leaves the processor to what is waited for.
         QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     }
 }
 
-/// Serves events until the task has ended; returns its result or throws what it threw.
+/// Serves events until the task ends. Returns its result or throws its exception.
 /// (`QCoro::waitFor` never returns for a task that throws.)
 template <typename T>
 T await(QCoro::Task<T> task, int seconds = 60)

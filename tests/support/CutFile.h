@@ -11,8 +11,8 @@
 
 namespace brindle {
 
-/// A file on a server that serves ranges. The test says after how many bytes each answer breaks
-/// off; the answer after these is whole.
+/// A file on a server that serves ranges. Each answer breaks off after as many bytes as `cuts`
+/// says; the answers after these are whole.
 class CutFile
 {
 public:
@@ -55,7 +55,7 @@ public:
         }
     }
 
-    /// The value of If-Range that names the file's version, and the headers of its answers.
+    /// The version's value of If-Range, and the headers of the answers.
     QByteArray version = QByteArrayLiteral("\"one\"");
     Headers headers{{"Accept-Ranges", "bytes"}, {"ETag", "\"one\""}};
     /// Called where an answer breaks off, in place of an orderly end.

@@ -12,7 +12,7 @@
 
 namespace brindle {
 
-/// A FIFO that the test and its children open.
+/// A FIFO between the test and its children.
 class Fifo
 {
 public:
@@ -40,10 +40,10 @@ protected:
 class Gate : public Fifo
 {
 public:
-    // Opened for reading as well, so that neither side waits for the other one.
+    // Open for reading too, so that neither side waits for the other.
     Gate() : Fifo(O_RDWR) {}
 
-    /// Lets one child pass, also one that comes later.
+    /// Lets one child pass, now or later.
     void open() const
     {
         if (::write(descriptor_, "!", 1) != 1) {
@@ -52,8 +52,8 @@ public:
     }
 };
 
-/// Children hold a lifeline open while they live. Unlike a process number it also works for
-/// children of children.
+/// Children hold a lifeline open while they live. Unlike process numbers it covers children of
+/// children.
 class Lifeline : public Fifo
 {
 public:

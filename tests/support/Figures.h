@@ -26,8 +26,8 @@ inline double procField(const QString &file, const QByteArray &name)
     throw std::runtime_error((file.toUtf8() + " has no " + name).toStdString());
 }
 
-/// Returns the most memory that this process occupies during `work` beyond before, in bytes: the
-/// kernel's resident set, in which shared pages count.
+/// Returns the growth of this process's memory during `work` at its peak, in bytes: of the resident
+/// set, which includes shared pages.
 inline double peakAboveIdle(const std::function<void()> &work)
 {
     // "5" resets the peak; see proc(5).
@@ -43,8 +43,8 @@ inline double peakAboveIdle(const std::function<void()> &work)
     return (procField(status, "VmHWM:") - idle) * kilobyte;
 }
 
-/// Remembers the longest time between two marks, and the most processor time of the calling thread
-/// between two. On a busy machine only the former grows. In milliseconds.
+/// Remembers the longest time between two marks, and the thread's most processor time between two,
+/// in milliseconds. On a busy machine only the former grows.
 class Gap
 {
 public:
@@ -76,8 +76,8 @@ private:
     double busiest_ = 0;
 };
 
-/// Marks each turn of this thread's event loop that comes within a millisecond, so its gaps are the
-/// thread's absences.
+/// Marks a turn of this thread's event loop every millisecond, so its gaps are the thread's
+/// absences.
 class Pulse : public Gap
 {
 public:

@@ -33,10 +33,10 @@ public:
         --asleep_;
         co_return passed;
     }
-    /// How many sleeps have not ended.
+    /// Returns the number of unfinished sleeps.
     int asleep() const { return asleep_; }
 
-    /// Lets time pass; whoever slept until then goes on in the event loop.
+    /// Lets time pass. The sleeps that end go on in the event loop.
     void advance(Duration duration)
     {
         now_ += duration;

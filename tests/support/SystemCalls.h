@@ -7,9 +7,9 @@
 
 namespace brindle {
 
-/// Records this program's calls of fsync, syncfs, rename and flock while it lives: one line for
-/// each, in order. Syncs do not wait for the disk meanwhile. Without a recorder the calls go to the
-/// system. At most one at a time; any thread may call.
+/// Records this program's calls of fsync, syncfs, rename and flock while it lives: a line each, in
+/// order. Syncs do not wait for the disk meanwhile. Without a recorder the calls go to the system.
+/// Make one at a time. Any thread may make the calls.
 class SystemCalls
 {
 public:

@@ -1,38 +1,13 @@
-// A child for the tests to run. Each argument is a step: a verb, a colon and an argument. Texts may
-// contain the escapes \n \r \\ and \xHH. All writes are unbuffered.
-//
-//   out:TEXT err:TEXT    writes to standard output, standard error
-//   line:TEXT            writes a line to standard output
-//   args:                prints the other arguments in brackets, one per line, and ends
-//   lines:COUNT          prints that many numbered lines in large writes
-//   paced:RATE,SECONDS   prints numbered lines, RATE in each second
-//   endless:BYTES        prints that many bytes of "0123456789…" without a line feed
-//   long:COUNT,BYTES     prints that many numbered lines of that many bytes, most of them digits
-//   descriptors:         prints the numbers of the open descriptors in one line
-//   group:               prints "leader" if it leads its process group
-//   pid:                 prints its process number
-//   ignored:N blocked:N  prints "yes" or "no" for a signal
-//   stdin:               copies standard input to standard output
-//   folder:              prints the working folder
-//   env:NAME             prints an environment variable
-//   gate:FIFO            waits for one byte from a FIFO
-//   touch:FILE           makes an empty file
-//   hold:FIFO            opens a FIFO for writing, for as long as it and its copies live
-//   ignore:N             ignores a signal
-//   report:N             prints "signal N" at each such signal and goes on
-//   fork:                goes on as two processes: the copy prints its number and ends at
-//   "parent:";
-//                        the original waits for that number and goes on behind "parent:"
-//   session:             becomes the leader of a session of its own
-//   close:               closes standard output and error
-//   wait:                waits until a signal ends it, two minutes at most
-//   signal:N             dies of a signal, without a core file
-//   exit:N               ends with a code
-//   staging:FOLDER       makes a staging folder there and prints its path
-//   launcher:PROGRAM     runs a program with the other arguments (TestLauncher.h)
-//   toolbox:PROGRAM      does the same with a tool, whose output is dropped
+// A child for the tests to run. Each argument is a step: a verb, a colon and an argument. The table
+// below lists the verbs. Texts may contain the escapes \n \r \\ and \xHH. All writes are
+// unbuffered.
 
-#include "TestLauncher.h"
+#include "files/StagingFolder.h"
+#include "platform/ProcessLock.h"
+#include "process/ManagedProcess.h"
+#include "process/Tools.h"
+
+#include <QCoreApplication>
 
 #include <algorithm>
 #include <array>
@@ -41,17 +16,20 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <fcntl.h>
 #include <filesystem>
 #include <functional>
 #include <map>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <sys/resource.h>
 #include <thread>
 #include <unistd.h>
 #include <vector>
+
+using namespace brindle;
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -222,17 +200,11 @@ bool forkCopy()
     return isCopy;
 }
 
-/// Async-signal-safe.
+std::array<std::string, 65> reports; // by signal
+
 void reportSignal(int number)
 {
-    std::array text{'s', 'i', 'g', 'n', 'a', 'l', ' ', '0', '0', '\n'};
-    text[7] = static_cast<char>('0' + number / 10);
-    text[8] = static_cast<char>('0' + number % 10);
-    if (number < 10) {
-        text[7] = text[8];
-        text[8] = '\n';
-    }
-    write(STDOUT_FILENO, std::string_view(text.data(), number < 10 ? 9 : 10));
+    write(STDOUT_FILENO, reports[static_cast<size_t>(number)]);
 }
 
 void dieOf(int number)
@@ -243,6 +215,50 @@ void dieOf(int number)
     ::raise(number);
 }
 
+/// Runs a program as a ManagedProcess and prints its lines. Ends at the line "quit" without waiting
+/// for the program; "stop and quit" asks the program to end before. As a tool, drops the output.
+int runLauncher(const std::vector<std::string> &command, bool isTool)
+{
+    std::string name = "testlauncher";
+    int count = 1;
+    char *values[] = {name.data(), nullptr};
+    const QCoreApplication application(count, values);
+    QStringList arguments;
+    for (const std::string &argument : command) {
+        arguments.append(QString::fromStdString(argument));
+    }
+    const QString program = arguments.takeFirst();
+    if (isTool) {
+        Tools::run(program, arguments);
+        return QCoreApplication::exec();
+    }
+    std::stop_source stop;
+    const auto onLine = [&](const QString &line) {
+        print(line.toStdString());
+        if (line == u"stop and quit"_s) {
+            stop.request_stop();
+        }
+        if (line.endsWith(u"quit"_s)) {
+            QMetaObject::invokeMethod(
+                qApp, [] { QCoreApplication::exit(0); }, Qt::QueuedConnection);
+        }
+    };
+    const auto quitWithChild = [](std::shared_ptr<ManagedProcess> child,
+                                  std::stop_token token) -> QCoro::Task<> {
+        QCoreApplication::exit(co_await child->run(token));
+    };
+    quitWithChild(std::make_shared<ManagedProcess>(program, arguments, onLine), stop.get_token());
+    return QCoreApplication::exec();
+}
+
+/// Makes a staging folder that this process keeps until it ends.
+std::string makeStaging(const std::string &temporaryFolder)
+{
+    static const auto *const staging = new std::shared_ptr(
+        StagingFolder::make(QString::fromStdString(temporaryFolder), u"/nowhere/Brindle"_s));
+    return (*staging)->path().toStdString();
+}
+
 using Argument = const std::string &;
 
 long second(Argument pair)
@@ -250,68 +266,87 @@ long second(Argument pair)
     return std::stol(pair.substr(pair.find(',') + 1));
 }
 
+// clang-format off
 const std::map<std::string, std::function<void(Argument)>> verbs{
+    // out:TEXT, err:TEXT: writes to standard output, standard error
     {"out", [](Argument text) { write(STDOUT_FILENO, unescaped(text)); }},
     {"err", [](Argument text) { write(STDERR_FILENO, unescaped(text)); }},
+    // line:TEXT: writes a line
     {"line", [](Argument text) { print(unescaped(text)); }},
+    // lines:COUNT: prints that many numbered lines in large writes
     {"lines", [](Argument count) { printLines(0, std::stol(count)); }},
+    // paced:RATE,SECONDS: prints numbered lines, RATE in each second
     {"paced", [](Argument pair) { printPaced(std::stol(pair), second(pair)); }},
+    // endless:BYTES: prints that many bytes of "0123456789…" without a line feed
     {"endless", [](Argument bytes) { printEndless(std::stoul(bytes)); }},
+    // long:COUNT,BYTES: prints that many numbered lines of that many bytes, most of them digits
     {"long", [](Argument pair) { printLong(std::stol(pair), static_cast<size_t>(second(pair))); }},
+    // descriptors: prints the numbers of the open descriptors in one line
     {"descriptors", [](Argument) { print(openDescriptors()); }},
+    // group: prints whether it leads its process group
     {"group", [](Argument) { print(::getpgrp() == ::getpid() ? "leader" : "follower"); }},
     {"pid", [](Argument) { print(std::to_string(::getpid())); }},
+    // ignored:N, blocked:N: prints "yes" or "no" for a signal
     {"ignored", [](Argument number) { printAnswer(isIgnored(std::stoi(number))); }},
     {"blocked", [](Argument number) { printAnswer(isBlocked(std::stoi(number))); }},
+    // stdin: copies standard input to standard output
     {"stdin", [](Argument) { copyInput(); }},
+    // folder: prints the working folder
     {"folder", [](Argument) { print(std::filesystem::current_path().string()); }},
-    {"env",
-     [](Argument name) {
-         const char *const value = std::getenv(name.c_str());
-         print(value ? value : "(unset)");
-     }},
+    // env:NAME: prints an environment variable
+    {"env", [](Argument name) {
+        const char *const value = std::getenv(name.c_str());
+        print(value ? value : "(unset)");
+    }},
+    // gate:FIFO: waits for one byte from a FIFO
     {"gate", passGate},
-    {"touch",
-     [](Argument file) { ::close(::open(file.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600)); }},
+    // touch:FILE: makes an empty file
+    {"touch", [](Argument file) { ::close(::open(file.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600)); }},
+    // hold:FIFO: opens a FIFO for writing, for as long as it and its copies live
     {"hold", [](Argument fifo) { (void)!::open(fifo.c_str(), O_WRONLY | O_CLOEXEC); }},
+    // ignore:N: ignores a signal
     {"ignore", [](Argument number) { std::signal(std::stoi(number), SIG_IGN); }},
-    {"report", [](Argument number) { std::signal(std::stoi(number), reportSignal); }},
+    // report:N: prints "signal N" at each such signal and goes on
+    {"report", [](Argument number) {
+        reports.at(std::stoul(number)) = "signal " + number + '\n';
+        std::signal(std::stoi(number), reportSignal);
+    }},
+    // session: becomes the leader of a session of its own
     {"session", [](Argument) { ::setsid(); }},
-    {"close",
-     [](Argument) {
-         ::close(STDOUT_FILENO);
-         ::close(STDERR_FILENO);
-     }},
-    {"wait",
-     [](Argument) {
-         for (;;) {
-             ::pause();
-         }
-     }},
+    // close: closes standard output and error
+    {"close", [](Argument) { ::close(STDOUT_FILENO); ::close(STDERR_FILENO); }},
+    // wait: waits for a signal to end it
+    {"wait", [](Argument) { for (;;) { ::pause(); } }},
+    // signal:N: dies of a signal, without a core file
     {"signal", [](Argument number) { dieOf(std::stoi(number)); }},
     {"exit", [](Argument number) { ::_exit(std::stoi(number)); }},
-    {"staging", [](Argument folder) { print(brindle::makeTestStaging(folder)); }},
+    // staging:FOLDER: makes a staging folder there and prints its path
+    {"staging", [](Argument folder) { print(makeStaging(folder)); }},
 };
+// clang-format on
 
 int runSteps(const std::vector<std::string> &steps)
 {
-        for (size_t i = 0; i < steps.size(); ++i) {
+    for (size_t i = 0; i < steps.size(); ++i) {
         const std::string &step = steps[i];
         const std::string verb = step.substr(0, step.find(':'));
         const std::string argument = step.substr(std::min(verb.size() + 1, step.size()));
-        const std::vector<std::string> rest(steps.begin() + static_cast<long>(i) + 1, steps.end());
-        if (verb == "args") {
+        std::vector<std::string> rest(steps.begin() + static_cast<long>(i) + 1, steps.end());
+        if (verb == "args") { // prints the other arguments in brackets, one per line, and ends
             for (const std::string &text : rest) {
                 print('[' + text + ']');
             }
             return 0;
         }
-        if (verb == "launcher" || verb == "toolbox") {
-            return brindle::runTestLauncher(argument, rest, verb == "toolbox");
+        if (verb == "launcher" || verb == "toolbox") { // runs a program with the other arguments
+            rest.insert(rest.begin(), argument);
+            return runLauncher(rest, verb == "toolbox");
         }
         if (verb == "parent") {
             return 0; // only the copy gets here
         }
+        // Goes on as two processes. The copy prints its number and ends at "parent:". The original
+        // waits for that number and goes on behind "parent:".
         if (verb == "fork") {
             if (!forkCopy()) {
                 const auto parent = std::find(steps.begin(), steps.end(), "parent:");

@@ -19,4 +19,16 @@ std::optional<QString> thrownBy(QCoro::Task<T> task)
     return std::nullopt;
 }
 
+/// Returns whether a task ends with CancellationError. Rethrows a failure.
+template <typename T>
+bool endsCancelled(QCoro::Task<T> task)
+{
+    try {
+        await(std::move(task));
+    } catch (const CancellationError &) {
+        return true;
+    }
+    return false;
+}
+
 } // namespace brindle

@@ -8,7 +8,7 @@
 
 namespace brindle {
 
-/// Holds up all workers until the test lets work pass. Main thread.
+/// Holds up all workers until the test lets work pass. Call from the main thread.
 class WorkerHold
 {
 public:

@@ -9,6 +9,7 @@
 #include "base/Threads.h"
 #include "core/AppModel.h"
 #include "core/Dependencies.h"
+#include "files/Files.h"
 #include "files/StagingFolder.h"
 #include "platform/TerminationSignals.h"
 
@@ -60,110 +61,62 @@ void print(const char *kind, const QString &text)
     std::fflush(stdout);
 }
 
-class Session : public QObject
+/// Prints each new line of the log, and stops the game soon after its start.
+void followLog(AppModel &model, const QString &temporary)
 {
-public:
-    Session(AppModel &model, QString action, QString temporary)
-        : model_(model), action_(std::move(action)), temporary_(std::move(temporary))
-    {
-        connect(&model_, &AppModel::stepTextChanged, this, &Session::showPhase);
-        connect(&model_.log, &LogStore::linesChanged, this, &Session::showLog);
-        connect(&model_, &AppModel::workChanged, this, &Session::endWhenIdle);
+    const auto stopWhenClear = [&model, temporary] {
+        // Kills must also hit a running game. Then the leftovers of earlier launchers must go.
+        auto *const timer = new QTimer(&model);
+        QObject::connect(timer, &QTimer::timeout, &model,
+                         [&model, temporary, timer, looks = 0]() mutable {
+                             const QStringList left = Files::names(temporary);
+                             if (left.isEmpty() || ++looks == 1000) {
+                                 for (const QString &name : left) {
+                                     print("left", name);
+                                 }
+                                 timer->deleteLater();
+                                 model.cancel();
+                             }
+                         });
+        QTimer::singleShot(100, timer, [timer] { timer->start(10); });
+    };
+    QObject::connect(&model.log, &LogStore::linesChanged, &model,
+                     [&model, stopWhenClear, shown = qsizetype(0)]() mutable {
+                         for (const auto &lines = model.log.lines(); shown < lines.size();
+                              ++shown) {
+                             print("log", lines.at(shown));
+                             if (lines.at(shown) == u"The game is running.") {
+                                 print("phase", u"The game runs"_s);
+                                 stopWhenClear();
+                             }
+                         }
+                     });
+}
+
+void begin(AppModel &model, const QString &action)
+{
+    if (action == u"update") {
+        model.updateGame();
+    } else if (action == u"reinstall") {
+        model.reinstall();
+    } else if (action == u"remove") {
+        print("phase", u"Removing everything"_s);
+        model.removeEverything();
+    } else {
+        model.startWork(true);
     }
+}
 
-    void begin()
-    {
-        if (action_ == u"update") {
-            model_.updateGame();
-        } else if (action_ == u"reinstall") {
-            model_.reinstall();
-        } else if (action_ == u"remove") {
-            print("phase", u"Removing everything"_s);
-            model_.removeEverything();
-        } else {
-            model_.startWork(true);
-        }
-    }
-
-    void quit()
-    {
-        if (!cancelled_.isValid()) {
-            cancelled_.start();
-            model_.cancel();
-        }
-    }
-
-private:
-    void showPhase()
-    {
-        if (!model_.stepText().isEmpty()) {
-            print("phase", model_.stepText());
-        }
-    }
-
-    void showLog()
-    {
-        const auto &lines = model_.log.lines();
-        for (; shown_ < lines.size(); ++shown_) {
-            print("log", lines.at(shown_));
-            if (lines.at(shown_) == u"The game is running.") {
-                print("phase", u"The game runs"_s);
-                // Kills must also hit a running game.
-                QTimer::singleShot(shortGame, this, &Session::stopWhenClear);
-            }
-        }
-    }
-
-    /// Stops the game once the leftovers of earlier launchers are deleted, or after ten seconds.
-    void stopWhenClear()
-    {
-        const QStringList left =
-            QDir(temporary_).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot);
-        if (left.isEmpty() || ++looks_ == maxLooks) {
-            for (const QString &name : left) {
-                print("left", name);
-            }
-            model_.cancel();
-            return;
-        }
-        QTimer::singleShot(lookAfter, this, &Session::stopWhenClear);
-    }
-
-    void endWhenIdle()
-    {
-        if (model_.work()) {
-            return;
-        }
-        if (cancelled_.isValid()) {
-            constexpr qint64 nanosecondsPerMicrosecond = 1000;
-            print("cancelled",
-                  QString::number(cancelled_.nsecsElapsed() / nanosecondsPerMicrosecond));
-            QCoreApplication::exit(0);
-            return;
-        }
-        const auto phase = model_.state().phase;
-        const bool stopped = model_.log.lines().contains(u"• Game stopped"_s);
-        bool good = phase == AppState::Phase::ready;
-        if (action_ == u"remove") {
-            good = phase == AppState::Phase::notDownloaded;
-        } else if (action_ == u"play") {
-            good = good && stopped;
-        }
-        print("end", good ? u"good"_s : u"bad "_s + model_.state().text);
-        QCoreApplication::exit(good ? 0 : 1);
-    }
-
-    static constexpr int maxLooks = 1000;
-    static constexpr int lookAfter = 10;  // milliseconds
-    static constexpr int shortGame = 100; // milliseconds
-
-    AppModel &model_;
-    const QString action_;
-    const QString temporary_;
-    QElapsedTimer cancelled_; // since when
-    qsizetype shown_ = 0;
-    int looks_ = 0;
-};
+/// Prints the result of the action and returns the exit code.
+int result(const AppModel &model, const QString &action)
+{
+    const auto wanted =
+        action == u"remove" ? AppState::Phase::notDownloaded : AppState::Phase::ready;
+    const bool good = model.state().phase == wanted &&
+                      (action != u"play" || model.log.lines().contains(u"• Game stopped"_s));
+    print("end", good ? u"good"_s : u"bad "_s + model.state().text);
+    return good ? 0 : 1;
+}
 
 } // namespace
 
@@ -177,19 +130,41 @@ int main(int argc, char *argv[])
         std::fputs("torture-launcher ACTION HOME TEMPORARY HOST PROGRAMS\n", stderr);
         return 2;
     }
+    const QString &action = arguments.at(1);
+    const QString &temporary = arguments.at(3);
     AppModel::compose([arguments] { return parts(arguments); });
-    if (arguments.at(1) == u"look") {
-        QCoro::waitFor(AppModel::shared().refreshState());
-        const bool isReady = AppModel::shared().state().phase == AppState::Phase::ready;
+    AppModel &model = AppModel::shared();
+    if (action == u"look") {
+        QCoro::waitFor(model.refreshState());
+        const bool isReady = model.state().phase == AppState::Phase::ready;
         print("state", isReady ? u"ready"_s : u"not ready"_s);
         return 0;
     }
-    Session session(AppModel::shared(), arguments.at(1), arguments.at(3));
+    QObject::connect(&model, &AppModel::stepTextChanged, &model, [&] {
+        if (!model.stepText().isEmpty()) {
+            print("phase", model.stepText());
+        }
+    });
+    followLog(model, temporary);
+    QElapsedTimer cancelled; // since then
+    QObject::connect(&model, &AppModel::workChanged, &application, [&] {
+        if (!model.work() && cancelled.isValid()) {
+            print("cancelled", QString::number(cancelled.nsecsElapsed() / 1000));
+            QCoreApplication::exit(0);
+        } else if (!model.work()) {
+            QCoreApplication::exit(result(model, action));
+        }
+    });
     const TerminationSignals endSignals;
-    QObject::connect(&endSignals, &TerminationSignals::requested, &session, &Session::quit);
-    QTimer::singleShot(0, &session, [&] {
-        StagingFolder::startClearingLeftovers(arguments.at(3), storageRoot(arguments));
-        session.begin();
+    QObject::connect(&endSignals, &TerminationSignals::requested, &application, [&] {
+        if (!cancelled.isValid()) {
+            cancelled.start();
+            model.cancel();
+        }
+    });
+    QTimer::singleShot(0, &application, [&] {
+        StagingFolder::startClearingLeftovers(temporary, storageRoot(arguments));
+        begin(model, action);
     });
     return QCoreApplication::exec();
 }
