@@ -1,5 +1,4 @@
-/* Stands in for the engine: prints the steady clock's time at its start, in nanoseconds. Plain C,
- * so that its start takes next to no time. */
+/* Stands in for the engine: prints the steady clock's time at its start, in nanoseconds. */
 
 #include <stdio.h>
 #include <time.h>

@@ -1,4 +1,4 @@
-// What the launcher's window is compared with: an empty Qt Quick window of the same size.
+// An empty Qt Quick window of the launcher's size, for comparison.
 
 #include <QGuiApplication>
 #include <QQmlApplicationEngine>

@@ -1,4 +1,4 @@
-// Unpacking an archive with DITTO, unzip and bsdtar.
+// Measures unpacking an archive with DITTO, unzip and bsdtar.
 //
 // usage: bench_files ARCHIVE DITTO WORK
 //   WORK is emptied
@@ -17,7 +17,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-/// The packed bytes of an archive's first entry, as they lie in it.
+/// Returns the packed bytes of an archive's first entry.
 std::vector<unsigned char> packedEntry(const QString &archive)
 {
     const ditto::ArchiveFile file(archive.toStdString());
@@ -27,7 +27,7 @@ std::vector<unsigned char> packedEntry(const QString &archive)
     return packed;
 }
 
-/// Inflates and forgets.
+/// Inflates the bytes and drops the result.
 void inflateInMemory(std::vector<unsigned char> &packed)
 {
     std::vector<unsigned char> out(262'144);

@@ -39,7 +39,7 @@ void measureCost(const char *what, const QString &archive, const Tools &tools, c
                         1.10);
 }
 
-/// As many files as a game's repository: opening files is the cost, not filling them.
+/// Returns an archive with as many files as a game's repository. Opening files is the cost then.
 QByteArray manySmallFiles()
 {
     const QByteArray text = QByteArray("extends Node\n").repeated(300);

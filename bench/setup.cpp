@@ -1,6 +1,6 @@
-// Engine setup, from the checksum list to the unpacked program, against what one would type:
-// curl -LO, sha512sum -c, unzip -q. Same server, same archive, same disk. Over TLS, with a
-// certificate that the system trusts: in namespaces of its own, where that is easily arranged.
+// Measures the engine's setup, from the checksum list to the unpacked program, against the same work
+// by hand: curl -LO, sha512sum -c, unzip -q. Both use the same server, archive and disk. They use TLS
+// with a trusted certificate, so the program runs in namespaces of its own.
 //
 // usage: bench_setup ARCHIVE WORK
 //   ARCHIVE as bench_pack makes it; WORK is emptied
@@ -27,7 +27,7 @@ namespace {
 
 QCoro::Task<> install(EngineManager *engines, EngineSpec spec)
 {
-    // As the launcher does with each report.
+    // The launcher does the same with each report.
     const ProgressCallback progress = [](qint64, qint64, double) {
         QMetaObject::invokeMethod(QCoreApplication::instance(), [] {}, Qt::QueuedConnection);
     };
@@ -36,7 +36,7 @@ QCoro::Task<> install(EngineManager *engines, EngineSpec spec)
     co_await installing;
 }
 
-/// What the processor has done on this thread.
+/// Returns the processor time of this thread.
 double mainThreadSeconds()
 {
     timespec time = {};

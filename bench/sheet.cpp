@@ -1,5 +1,5 @@
-// The log sheet while a child prints: the longest frame, and the longest absence of the main
-// thread. Needs a display.
+// Measures the log sheet while a child prints: the longest frame, and the main thread's longest
+// absence. Needs a display.
 //
 // usage: bench_sheet CHILD RATE SECONDS
 //   CHILD is the tests' child and prints RATE lines a second for SECONDS

@@ -1,6 +1,6 @@
-/* A slow disk without one: preloaded into a program, it makes every write to a file take as long as
- * a disk of BENCH_DISK_RATE bytes per second would. The calling thread is held up just as by a real
- * one; other threads and other kinds of descriptor are not. */
+/* Loaded in front of a program, makes every write to a file take as long as on a disk of
+ * BENCH_DISK_RATE bytes per second. Holds up the calling thread, as a real disk does, and no other
+ * kind of descriptor. */
 
 #define _GNU_SOURCE
 #include <dlfcn.h>

@@ -1,4 +1,4 @@
-// Texts that are no files of a project.
+// The launcher's other input: checksum lists, its own description, and output.
 
 #include "Fuzzers.h"
 #include "base/Text.h"

@@ -90,7 +90,7 @@ void Screen::startManager(int panel)
     manager_.setStandardOutputFile(QProcess::nullDevice());
     manager_.setStandardErrorFile(QProcess::nullDevice());
     start(manager_, u"openbox"_s, {u"--config-file"_s, configuration});
-    // The last property that a starting manager sets.
+    // A manager sets this property last.
     wait("the window manager",
          [this] { return run(u"xprop"_s, {u"-root"_s, u"_NET_WORKAREA"_s}).contains('='); });
 }

@@ -26,7 +26,7 @@ QString pathOf(int descriptor)
     return QFile::symLinkTarget(u"/proc/self/fd/%1"_s.arg(descriptor));
 }
 
-/// Records the line; returns what the call shall fail with, or 0.
+/// Records the line. Returns the errno for the call, or 0.
 int record(QString line)
 {
     static const QRegularExpression hidden(u"/\\.brindle-[0-9a-f-]{36}"_s);

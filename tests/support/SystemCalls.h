@@ -23,8 +23,8 @@ public:
     QStringList lines() const;
     void clear();
 
-    /// Called with the line before each call, on its thread. Returns 0, or the errno that the call
-    /// shall fail with. Set it before the calls begin.
+    /// Called with the line before each call, on its thread. Makes the call fail with the returned
+    /// errno unless that is 0. Set it before the calls begin.
     std::function<int(const QString &line)> before;
 };
 
