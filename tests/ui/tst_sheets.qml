@@ -72,10 +72,13 @@ Item {
         }
 
         function test_returnClosesFromAnyControl() {
-            open("settings");
-            child("updateButton").forceActiveFocus(Qt.TabFocusReason);
-            keyClick(Qt.Key_Return);
-            compare(view.settingsShown, false);
+            for (const key of [Qt.Key_Return, Qt.Key_Enter]) {
+                open("settings");
+                child("updateButton").forceActiveFocus(Qt.TabFocusReason);
+                keyClick(key);
+                compare(view.settingsShown, false);
+                tryVerify(() => !sheet.view);
+            }
             compare(model.calls, []);
         }
 
