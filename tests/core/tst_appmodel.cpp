@@ -286,6 +286,9 @@ private Q_SLOTS:
             QCOMPARE(announced.size(), count + 1);
         }
         QCOMPARE(property("repositoryAddress"), u"github.com/tessel-works/godot-brindle"_s);
+        model().openRepository();
+        QCOMPARE(fixture_->desktop->opened,
+                 QList<QUrl>{QUrl(u"https://github.com/tessel-works/godot-brindle"_s)});
         QCOMPARE(property("log").value<QObject *>(), &model().log);
     }
 
@@ -348,14 +351,6 @@ private Q_SLOTS:
             fixture_->waitUntilIdle();
         }
         QVERIFY(fixture_->desktop->alerts.isEmpty());
-    }
-
-    void theRepositoryIsShown()
-    {
-        fixture_->codeHost = QUrl(u"https://github.com"_s);
-        model().openRepository();
-        QCOMPARE(fixture_->desktop->opened,
-                 QList<QUrl>{QUrl(u"https://github.com/tessel-works/godot-brindle"_s)});
     }
 
     void storageIsMeasuredOnRequest()
