@@ -79,8 +79,8 @@ protected:
                                          const TransferOptions &options = {},
                                          const ProgressCallback &onProgress = {})
     {
-        return outcomeOf(Transfer::toFile(url, std::make_shared<OutputFile>(file), onProgress, {},
-                                          options));
+        return outcomeOf(
+            Transfer::toFile(url, std::make_shared<OutputFile>(file), onProgress, {}, options));
     }
 
     /// Serves events until `semaphore` is released.

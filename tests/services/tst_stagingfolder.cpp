@@ -162,9 +162,9 @@ private Q_SLOTS:
     {
         const QTemporaryDir temporary;
         const QString uuid = u"0A1B2C3D-0000-4000-8000-0123456789AB"_s;
-        QStringList others{u"Brindle-"_s + uuid + u'\n', u"Brindle-"_s + uuid + u"-1"_s,
-                           u"Brindle-"_s,                u"Brindle-"_s + uuid.toLower(),
-                           u"My-Brindle-"_s + uuid,      u"brindle-"_s + uuid};
+        QStringList others{
+            u"Brindle-"_s + uuid + u'\n',   u"Brindle-"_s + uuid + u"-1"_s, u"Brindle-"_s,
+            u"Brindle-"_s + uuid.toLower(), u"My-Brindle-"_s + uuid,        u"brindle-"_s + uuid};
         for (const QString &name : std::as_const(others)) {
             QVERIFY(QDir(temporary.path()).mkdir(name));
         }

@@ -75,8 +75,8 @@ private Q_SLOTS:
             unpacked = folder;
             names = Files::names(folder);
         };
-        await(Tools::unzip(tool(u"touch \"$4/unpacked\""_s), archive(), opened(), place(), look,
-                           {}));
+        await(
+            Tools::unzip(tool(u"touch \"$4/unpacked\""_s), archive(), opened(), place(), look, {}));
         QCOMPARE(called().size(), 4);
         QCOMPARE(called().mid(0, 2), (QStringList{u"-x"_s, u"-k"_s}));
         QVERIFY2(called()[2].startsWith(u"/dev/fd/"), qPrintable(called()[2]));
@@ -286,7 +286,6 @@ private Q_SLOTS:
         QVERIFY(endsCancelled(std::move(task)));
         QVERIFY(QFile::exists(at(u"asked"_s)));
     }
-
 
     void aToolEndsWithTheLauncher()
     {

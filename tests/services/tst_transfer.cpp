@@ -444,7 +444,6 @@ private Q_SLOTS:
         QCOMPARE(outcome.text(), target + u": "_s + qt_error_string(error));
         QCOMPARE(calls, 2);
     }
-
 };
 
 QTEST_GUILESS_MAIN(TestTransfer)

@@ -76,8 +76,8 @@ private Q_SLOTS:
             }
             const HttpServer server(serving(file));
             const QString target = newPath();
-            const auto outcome = isMemory ? fetch(server.url(), options)
-                                          : store(server.url(), target, options);
+            const auto outcome =
+                isMemory ? fetch(server.url(), options) : store(server.url(), target, options);
             QVERIFY2(outcome.value, qPrintable(outcome.text()));
             QCOMPARE(outcome.value->status, 200);
             QVERIFY((isMemory ? outcome.value->body : contentOf(target)) == content);

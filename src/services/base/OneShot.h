@@ -28,7 +28,7 @@ class OneShot
 
     struct Awaiter
     {
-        // Never at once, as QCoro's own awaiter would: earlier events go first.
+        // Never resume at once, as QCoro's own awaiter would: earlier events go first.
         bool await_ready() const { return false; }
 
         void await_suspend(std::coroutine_handle<> waiter) const

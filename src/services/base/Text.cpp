@@ -31,7 +31,7 @@ bool isControl(QChar c)
            (c.category() == QChar::Other_Control && unit != u'\t' && unit != u'\n');
 }
 
-/// Writes at least 1000 bytes in the first unit that takes fewer than 1000 of it.
+/// Writes at least 1000 bytes, in the first unit with a count below 1000.
 QString inUnits(quint64 bytes)
 {
     constexpr QStringView prefixes = u"KMGTPE";

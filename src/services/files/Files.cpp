@@ -39,13 +39,13 @@ fs::path native(const QString &path)
     return QFile::encodeName(path).toStdString();
 }
 
-/// Without a slash at its end, which would make the system follow a link.
+/// Removes a slash at the end, which would make the system follow a link.
 QString clean(const QString &path)
 {
     return QDir::cleanPath(path);
 }
 
-/// With the slash at its end.
+/// Returns the parent folder, with a slash at its end.
 QString parentOf(const QString &path)
 {
     return path.left(path.lastIndexOf(u'/') + 1);
@@ -64,7 +64,7 @@ void removeTree(const fs::path &path, const std::stop_token &stop)
         return;
     }
     fs::permissions(path, fs::perms::owner_all, fs::perm_options::add, ignored);
-    // All names first: a stream of a folder that changes is undefined.
+    // Read all names first, because a listing of a folder that changes is undefined.
     std::vector<fs::path> entries;
     fs::directory_iterator entry(path, ignored);
     for (; entry != fs::directory_iterator(); entry.increment(ignored)) {
@@ -112,8 +112,8 @@ void Files::remove(const QString &path, const std::stop_token &stop)
         std::error_code error;
         fs::rename(native(condemned), native(hidden), error);
         if (!error) {
-            // The new name must reach the disk before any deletion does. Ignored: a failure of
-            // this, as the deletion is still the best that can be done.
+            // The new name must reach the disk before any deletion does. A failure is ignored,
+            // because the deletion is still the best step.
             (void)Disk::syncNames(QFile::encodeName(parentOf(hidden)));
             condemned = hidden;
         }
@@ -152,7 +152,7 @@ void Files::writeAtomically(const QString &path, const QByteArray &content,
                             const std::stop_token &stop)
 {
     const QString hidden = hiddenSibling(path);
-    const auto cleanup = qScopeGuard([&hidden] { QFile::remove(hidden); }); // of a failure
+    const auto cleanup = qScopeGuard([&hidden] { QFile::remove(hidden); }); // after a failure
     try {
         OutputFile file(hidden);
         file.write({content.constData(), static_cast<size_t>(content.size())});

@@ -16,7 +16,7 @@ namespace brindle::Files {
 /// its mode.
 void createFolder(const QString &path);
 
-/// Returns a fresh hidden name beside `path`, of the kind that `removeLeftovers` deletes. Any thread.
+/// Returns a fresh hidden name beside `path`. `removeLeftovers` deletes entries of such names.
 QString hiddenSibling(const QString &path);
 
 /// Creates a hidden folder beside `path`, for this user alone. Returns its path.

@@ -12,7 +12,7 @@
 
 namespace brindle {
 
-// Opened and written by system calls: QFile does not return the errno, which tells a full disk.
+// System calls open and write the file, because QFile drops the errno of a full disk.
 
 OutputFile::OutputFile(const QString &path) : path_(path)
 {

@@ -43,10 +43,10 @@ bool isSafe(const QString &folder)
     }
 }
 
-/// Returns whether downloads fit into `folder`, or at least rather than beside the storage.
+/// Returns whether `folder` has room for any download, or more room than the storage's disk.
 bool hasRoom(const QString &folder, const Storage &storage)
 {
-    constexpr qint64 enough = 1'000'000'000; // bytes of game, add-on or engine
+    constexpr qint64 enough = 1'000'000'000; // bytes of a game, an add-on or an engine
     const QStorageInfo disk(folder);
     if (disk.bytesAvailable() >= enough) {
         return true;
@@ -65,7 +65,7 @@ void clearLeftoversIn(const QString &place, const std::stop_token &stop)
             const QString path = QDir(place).filePath(name);
             ProcessLock lock(path, ProcessLock::Kind::folder);
             if (lock.tryLock() == ProcessLock::Outcome::held) {
-                // In place: interrupted, another name would be a leftover of another kind.
+                // In place: after a rename, an interruption would leave another kind of name.
                 Files::removeInPlace(path, stop);
             }
         }
@@ -122,7 +122,7 @@ void StagingFolder::clearLeftovers(const QString &temporaryFolder, const Storage
         clearLeftoversIn(place, stop);
     }
     clearLeftoversIn(storage.parentFolder(), stop);
-    // Not in the root: a Play may already write there.
+    // Leave the root alone: a Play may already write there.
     Files::removeLeftovers(storage.parentFolder(), stop);
 }
 

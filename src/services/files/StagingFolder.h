@@ -35,9 +35,10 @@ using Work = std::function<QCoro::Task<QString>(QString folder)>;
 /// error.
 QCoro::Task<QString> with(QString temporaryFolder, Storage storage, Work work);
 
-/// Deletes the staging folders of this user that no process has locked, in the temporary folder
-/// (only if no other user could have put them there) and beside the storage root, and what interrupted calls left
-/// beside the root. Ignores failures. Ends early when `stop` is requested. Blocks.
+/// Deletes the staging folders of this user that no process has locked: in the temporary folder,
+/// unless other users could have put them there, and beside the storage root. Deletes also the
+/// leftovers of interrupted calls beside the root. Ignores failures. Ends early when `stop` is
+/// requested. Blocks.
 void clearLeftovers(const QString &temporaryFolder, const Storage &storage,
                     const std::stop_token &stop = {});
 

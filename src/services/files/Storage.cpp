@@ -106,8 +106,7 @@ QString Paths::root(const QStringList &dataFolders, const QString &home)
 
 qint64 Paths::folderSize(const QString &folder)
 {
-    // POSIX counts st_blocks in 512 bytes on the systems that we run on, whatever the block size
-    // of the file system is.
+    // Linux and macOS count st_blocks in 512 bytes, whatever the file system's block size.
     constexpr qint64 blockSize = 512;
 
     qint64 total = 0;

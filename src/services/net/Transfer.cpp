@@ -42,7 +42,7 @@ constexpr int statusOk = 200;
 constexpr int statusPartialContent = 206;
 constexpr int maxDelays = 2;
 constexpr std::chrono::seconds longestDelay(60);
-// After the first attempt that brought next to nothing, after the second, and so on.
+// The waits after the first fruitless attempt, after the second, and so on.
 constexpr std::array waits{500ms, 1000ms, 2000ms, 4000ms, 8000ms};
 constexpr qint64 leastHeadway = 1024; // bytes that an attempt must bring
 constexpr long receiveBufferBytes = 524'288;
@@ -54,7 +54,7 @@ void check(CURLMcode code)
     }
 }
 
-/// Keeps a connection from the programs that are started while it is kept.
+/// Keeps a socket from the programs that the launcher starts.
 int closeOnExec(void * /*unused*/, curl_socket_t socket, curlsocktype /*purpose*/) noexcept
 {
     return ::fcntl(socket, F_SETFD, FD_CLOEXEC) == 0 ? CURL_SOCKOPT_OK : CURL_SOCKOPT_ERROR;
@@ -115,7 +115,7 @@ private:
         } catch (...) {
             error = std::current_exception();
         }
-        // Before the result, since its receiver may start the next transfer or end the program.
+        // The receiver of the result may start the next transfer or end the program.
         easy_.reset();
         {
             const std::lock_guard guard(lock_);
@@ -184,9 +184,9 @@ private:
         return broken;
     }
 
-    /// Follows redirects from the address on: an attempt to continue does so too, since the address
-    /// of a redirect may be signed for a short time. libcurl's own rules can't tell this machine
-    /// from others, and use one proxy for all hosts.
+    /// Follows redirects from the first address, also to continue a body, because a redirect may be
+    /// signed for a short time. libcurl's own rules can't tell this machine from others, and they
+    /// use one proxy for all hosts.
     std::optional<TransferError> follow()
     {
         url_ = address_;
@@ -260,7 +260,7 @@ private:
         set(CURLOPT_HEADERDATA, this);
         set(CURLOPT_WRITEFUNCTION, &receive<&TransferJob::takeBody>);
         set(CURLOPT_WRITEDATA, this);
-        // Set even when empty, or libcurl reads environment variables.
+        // An empty proxy keeps libcurl from reading environment variables.
         set(CURLOPT_PROXY, proxy.address.constData());
         set(CURLOPT_NOPROXY, "");
         if (!proxy.user.isEmpty()) {
@@ -297,7 +297,7 @@ private:
         }
     }
 
-    /// Waits for the network, a cancellation, or that long.
+    /// Waits for the network or a cancellation, at most that long.
     void poll(Milliseconds longest)
     {
         check(curl_multi_poll(connections_.get(), nullptr, 0, static_cast<int>(longest.count()),
@@ -338,14 +338,14 @@ private:
         hasHeader_ = true;
         const bool isBlank = line == "\r\n" || line == "\n";
         if (!isBlank || hasAnswer_ || status() < 200) {
-            return true; // the final answer follows that of a proxy, and interim ones
+            return true; // a proxy's and interim answers precede the final one
         }
         hasAnswer_ = true;
         isWanted_ = continues() || status() == statusOk;
         if (isWanted_) {
             begin();
         }
-        // An unwanted body may be endless. Without one the connection can be kept.
+        // An unwanted body may be endless, so end there. An empty one lets the connection live.
         return isWanted_ || header("Content-Length").trimmed() == "0";
     }
 
@@ -382,7 +382,7 @@ private:
         }
     }
 
-    /// Empties the body, for one of that announced length, 0 if unknown.
+    /// Empties the body, before one of `announced` bytes (0 if unknown).
     void empty(qint64 announced)
     {
         checkLimit(announced);
@@ -443,7 +443,7 @@ private:
         if (!isBusy || header("Retry-After").isEmpty()) {
             return std::nullopt;
         }
-        // Less than 0 for a time in the past.
+        // A time in the past gives less than 0.
         const std::chrono::seconds asked(info<curl_off_t>(CURLINFO_RETRY_AFTER));
         return asked > longestDelay
                    ? std::nullopt
@@ -475,16 +475,16 @@ private:
     bool isWebPage(CURLcode code) const
     {
         if (code == CURLE_SSL_CONNECT_ERROR) {
-            // OpenSSL's words for bytes that are no TLS.
+            // OpenSSL says this about bytes that are no TLS.
             return QByteArrayView(errorText_).contains("wrong version number");
         }
-        // The rest is about an answer to CONNECT.
+        // All other pages answer CONNECT.
         if (info<curl_off_t>(CURLINFO_PRETRANSFER_TIME_T) > 0) {
             return false;
         }
         const long status = info<long>(CURLINFO_HTTP_CONNECTCODE);
         if (status == 0) {
-            return hasHeader_; // but no HTTP
+            return hasHeader_; // an answer that is no HTTP
         }
         constexpr long wantsAPassword = 407; // proxies ask for that in HTML as well
         constexpr long wantsASignIn = 511;   // RFC 6585
@@ -493,7 +493,7 @@ private:
                 header("Content-Type", CURLH_CONNECT).toLower().startsWith("text/html"));
     }
 
-    /// Reports progress if that is due. Returns the time until the next call.
+    /// Reports progress if a report is due. Returns the time until the next one is.
     Milliseconds report()
     {
         checkCancelled();
@@ -516,7 +516,7 @@ private:
         if (!onProgress_) {
             return;
         }
-        // A body that begins anew does not report less than before.
+        // Never report less than before, also for a body that begins anew.
         const qint64 done = length_ < 0 ? most_ : std::min(most_, length_);
         const std::chrono::duration<double> elapsed = lastReport_ - started_;
         pass(State::free, State::calling);
@@ -570,7 +570,7 @@ private:
     std::mutex lock_; // guards the pointer below
     Connections::Handle connections_ = Connections::take();
 
-    // Of the current request.
+    // The current request:
     QUrl url_;
     char errorText_[CURL_ERROR_SIZE] = {};
     std::exception_ptr error_;     // thrown in a callback
@@ -579,15 +579,15 @@ private:
     bool isWanted_ = false;        // the body of that answer
     Clock::duration silence_ = {}; // spent waiting since the last byte
 
-    // Of the body.
+    // The body:
     QByteArray memory_;
     qint64 written_ = 0;
-    qint64 most_ = 0;        // that `written_` has been
+    qint64 most_ = 0;        // the largest `written_`
     qint64 length_ = -1;     // negative when unknown
-    QByteArray validator_;   // tells its version; empty if it can't be continued
+    QByteArray validator_;   // names its version; empty if it can't be continued
     bool startsAnew_ = true; // the next request asks for all of it
 
-    // Of the reports.
+    // The reports:
     const Clock::time_point started_ = Clock::now();
     Clock::time_point lastReport_ = {};
     bool hasNews_ = false;

@@ -41,7 +41,7 @@ void LineSplitter::flush(const LineCallback &line)
     }
 }
 
-/// Returns the line of these bytes and of the skipped ones behind them, without spare capacity.
+/// Returns the line that begins with `bytes`, without spare capacity.
 QString LineSplitter::text(QByteArrayView bytes) const
 {
     using Flag = QStringDecoder::Flag;
@@ -49,7 +49,8 @@ QString LineSplitter::text(QByteArrayView bytes) const
     // Unlike QString::fromUtf8 this keeps a byte order mark. The character at a cut is dropped,
     // since without Stateless the decoder waits for its rest.
     QStringDecoder decoder(QStringDecoder::Utf8,
-                           Flag::ConvertInitialBom | (excess > 0 ? Flag::Default : Flag::Stateless));
+                           Flag::ConvertInitialBom |
+                               (excess > 0 ? Flag::Default : Flag::Stateless));
     const QString line = decoder(bytes.chopped(excess));
     if (excess == 0) {
         return line;

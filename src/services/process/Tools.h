@@ -22,7 +22,7 @@ QCoro::Task<qint32> run(QString program, QStringList arguments, std::stop_token 
 /// Puts an unpacked folder in its place. Runs on a worker thread.
 using Place = std::function<void(const QString &unpacked)>;
 
-/// Unpacks the archive `zip` into a hidden folder beside `destination` and deletes the archive, then
+/// Unpacks the archive `zip` into a hidden folder beside `destination`, deletes the archive, then
 /// calls `place` with that folder. The folder is gone in the end. Keeps execute bits and symbolic
 /// links.
 ///
