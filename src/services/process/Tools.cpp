@@ -76,7 +76,6 @@ QCoro::Task<qint32> Tools::run(QString program, QStringList arguments, std::stop
 QCoro::Task<> Tools::unzip(QString archiveTool, QString zip, std::shared_ptr<QFile> file,
                            QString destination, Place place, std::stop_token stop)
 {
-    checkCancellation(stop);
     const auto make = [destination] { return Files::makeHiddenBeside(destination); };
     const QString folder = co_await runOnWorker(make);
     std::exception_ptr error;
