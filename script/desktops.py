@@ -443,7 +443,8 @@ class Plasma(Desktop):
 
     def launch(self):
         """By the shell's search, which may hand on the permission to come to the front."""
-        self.call("org.kde.krunner", "/App", "query", GLib.Variant("(s)", (LAUNCHER,)),
+        self.call("org.kde.krunner", "/App", "querySingleRunner",
+                  GLib.Variant("(ss)", ("krunner_services", LAUNCHER)),
                   "org.kde.krunner.App")
         def search(height):
             return [w for w in self.windows("dock") if w["focus"] and w["frame"][3] > height]
