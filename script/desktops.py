@@ -619,8 +619,9 @@ def dark(desktop):
     desktop.start()
     first = desktop.first_frame()
     check(not first or desktop.is_dark(first), "the first frame is dark")
-    desktop.set_dark(False)
+    frame = desktop.window()["frame"]
     desktop.picture_both("window")
+    check(desktop.window()["frame"] == frame, "the window keeps its one title bar")
 
 
 @case
