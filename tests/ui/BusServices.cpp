@@ -9,6 +9,8 @@
 
 namespace brindle {
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 /// Answers a call other than by its plain reply. True when that has been done.
@@ -18,15 +20,14 @@ bool answered(Answer answer, const QDBusContext &call)
     case Answer::reply:
         return false;
     case Answer::refuse:
-        call.sendErrorReply(QDBusError::AccessDenied, QStringLiteral("no"));
+        call.sendErrorReply(QDBusError::AccessDenied, u"no"_s);
         return true;
     case Answer::never:
         call.setDelayedReply(true);
         return true;
     case Answer::nonsense:
         call.setDelayedReply(true);
-        return call.connection().send(
-            call.message().createReply(QVariantMap{{QStringLiteral("a"), 1}}));
+        return call.connection().send(call.message().createReply(QVariantMap{{u"a"_s, 1}}));
     }
     return false;
 }
@@ -35,7 +36,7 @@ bool answered(Answer answer, const QDBusContext &call)
 
 TestBus::TestBus()
 {
-    QFile settings(folder_.filePath(QStringLiteral("bus.conf")));
+    QFile settings(folder_.filePath(u"bus.conf"_s));
     if (!settings.open(QIODevice::WriteOnly)) {
         throw std::runtime_error("no folder");
     }
@@ -45,9 +46,8 @@ TestBus::TestBus()
         "<allow send_destination=\"*\"/><allow eavesdrop=\"true\"/><allow "
         "own=\"*\"/></policy></busconfig>");
     settings.close();
-    daemon_.start(QStringLiteral("dbus-daemon"),
-                  {QStringLiteral("--nofork"), QStringLiteral("--print-address"),
-                   QStringLiteral("--config-file=") + settings.fileName()});
+    daemon_.start(u"dbus-daemon"_s,
+                  {u"--nofork"_s, u"--print-address"_s, u"--config-file="_s + settings.fileName()});
     while (!daemon_.canReadLine()) {
         if (!daemon_.waitForReadyRead(30'000)) {
             throw std::runtime_error("no bus: " + daemon_.readAllStandardError().toStdString());
@@ -69,20 +69,19 @@ TestBus::~TestBus()
 InhibitPortal::InhibitPortal()
 {
     connect(&callers_, &QDBusServiceWatcher::serviceUnregistered, this,
-            [this] { log << QStringLiteral("close"); });
+            [this] { log << u"close"_s; });
 }
 
 QDBusObjectPath InhibitPortal::Inhibit(const QString &window, uint flags,
                                        const QVariantMap &options)
 {
-    log << QStringLiteral("inhibit '%1' %2 %3")
-               .arg(window, QString::number(flags),
-                    options.value(QStringLiteral("reason")).toString());
+    log << u"inhibit '%1' %2 %3"_s.arg(window, QString::number(flags),
+                                       options.value(u"reason"_s).toString());
     callers_.setConnection(connection());
     callers_.setWatchMode(QDBusServiceWatcher::WatchForUnregistration);
     callers_.setWatchedServices({message().service()});
     answered(answer, *this);
-    return QDBusObjectPath(QStringLiteral("/request/%1").arg(log.size()));
+    return QDBusObjectPath(u"/request/%1"_s.arg(log.size()));
 }
 
 LoginManager::~LoginManager()
@@ -123,7 +122,7 @@ uint NotificationServer::Notify(const QString &application, uint /*replaces*/,
 {
     answered(answer, *this);
     shown << QStringList{title, text, actions.join(u','), application,
-                         hints.value(QStringLiteral("desktop-entry")).toString()};
+                         hints.value(u"desktop-entry"_s).toString()};
     beforeReply();
     return 40 + static_cast<uint>(shown.size());
 }
@@ -135,7 +134,7 @@ void FileManager::ShowItems(const QStringList &urls, const QString & /*startupId
 }
 
 BusServices::BusServices(const QString &address)
-    : connection(QDBusConnection::connectToBus(address, QStringLiteral("services")))
+    : connection(QDBusConnection::connectToBus(address, u"services"_s))
 {
     const auto serve = [this](QObject &object, const char *name, const char *path) {
         if (!connection.registerObject(QLatin1String(path), &object,
@@ -149,13 +148,13 @@ BusServices::BusServices(const QString &address)
     serve(login, "org.freedesktop.login1", "/org/freedesktop/login1");
     serve(notifications, "org.freedesktop.Notifications", "/org/freedesktop/Notifications");
     serve(files, "org.freedesktop.FileManager1", "/org/freedesktop/FileManager1");
-    connection.connect(QString(), QString(), QStringLiteral("com.canonical.Unity.LauncherEntry"),
-                       QStringLiteral("Update"), &dock, SLOT(update(QString, QVariantMap)));
+    connection.connect(QString(), QString(), u"com.canonical.Unity.LauncherEntry"_s, u"Update"_s,
+                       &dock, SLOT(update(QString, QVariantMap)));
 }
 
 BusServices::~BusServices()
 {
-    QDBusConnection::disconnectFromBus(QStringLiteral("services"));
+    QDBusConnection::disconnectFromBus(u"services"_s);
 }
 
 } // namespace brindle

@@ -79,7 +79,9 @@ class NotificationServer : public QObject, protected QDBusContext
 
 public:
     Answer answer = Answer::reply;
-    QStringList capabilities;
+    /// GNOME Shell's, from 43 to 48.
+    QStringList capabilities =
+        QStringLiteral("actions body body-markup icon-static persistence sound").split(u' ');
     QList<QStringList> shown; ///< title, text and actions of each
     QList<uint> withdrawn;
     std::function<void()> beforeReply = [] {}; ///< when one is shown
