@@ -173,7 +173,7 @@ void QuickDesktop::dismissAlert()
 void QuickDesktop::bringToFront(QWindow &window)
 {
     window.setWindowStates(window.windowStates() & ~Qt::WindowMinimized);
-    window.show();
+    window.setVisible(true); // QWindow::show() would undo maximising
     window.raise();
     window.requestActivate();
 }
