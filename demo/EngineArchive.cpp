@@ -30,7 +30,8 @@ void fill(QIODevice &file, qint64 size)
         // Each round repeats pieces of the last one, inside deflate's window of 32 KiB.
         QByteArray next;
         while (next.size() < bytes.size()) {
-            next.append(bytes.mid(static_cast<qsizetype>(random() % 16'000), 4 + random() % 12));
+            next.append(bytes.sliced(static_cast<qsizetype>(random() % 16'000),
+                                     static_cast<qsizetype>(4 + random() % 12)));
             for (auto count = random() % 4; count > 0; --count) {
                 next.append(static_cast<char>(std::min(random() % 256, random() % 256)));
             }

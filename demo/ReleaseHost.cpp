@@ -266,7 +266,7 @@ bool ReleaseHost::sendBody(Role role, QIODevice &content, HttpConnection &connec
             isChunked ? QByteArray::number(bytes.size(), 16) + "\r\n" + bytes + "\r\n" : bytes;
         isOpen = !bytes.isEmpty() && connection.write(chunk);
         sent += bytes.size();
-        if (isOpen && sent == gateAt) {
+        if (isOpen && gate && sent == gateAt) {
             isOpen = pass(*gate, connection);
         }
         const qint64 ahead = speed > 0 ? sent * 1000 / speed - running.elapsed() : 0;
