@@ -66,8 +66,7 @@ def press_play(what, condition):
     def press():
         if condition():
             return True
-        subprocess.run(["wtype", "-s", "200", "-P", "space", "-s", "50", "-p", "space", "-s", "200"],
-                       check=True)
+        subprocess.run("wtype -s 200 -P space -s 50 -p space -s 200".split(), check=True)
         patience = time.monotonic() + 3
         while not condition() and time.monotonic() < patience:
             time.sleep(0.02)

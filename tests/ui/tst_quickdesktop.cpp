@@ -212,8 +212,8 @@ private Q_SLOTS:
         const Platform::Command failing{u"false"_s, {}};
         const Platform::Command copying{
             u"sh"_s, {u"-c"_s, u"cp \"$0\" \"$1/copy\""_s, u"{path}"_s, u"{folder}"_s}};
-        const Platform::Command touching{
-            u"sh"_s, {u"-c"_s, u"touch \"$0/touched\""_s, u"{folder}"_s}};
+        const Platform::Command touching{u"sh"_s,
+                                         {u"-c"_s, u"touch \"$0/touched\""_s, u"{folder}"_s}};
         QTest::newRow("the third succeeds")
             << QList{missing, failing, copying, touching} << QStringList{u"copy"_s};
         QTest::newRow("none succeeds") << QList{missing, failing} << QStringList();
