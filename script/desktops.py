@@ -731,11 +731,11 @@ def question(desktop):
 @case
 def notification(desktop):
     """The end of a setup that nobody looks at is shown, and goes once the game is open."""
-    set_up_half(desktop, "playSeconds=600\nwindowSeconds=5\n")
+    set_up_half(desktop, "playSeconds=600\nwindowSeconds=15\n")
     desktop.minimise(LAUNCHER)
     Host.gate.set()
     until("the notification", lambda: "Starting…" in desktop.notifications())
-    desktop.picture("notification")
+    desktop.capture().save(desktop.pictures / "notification.png")
     desktop.in_front(GAME)
     until("its end", lambda: "Starting…" not in desktop.notifications())
     desktop.close(GAME)
