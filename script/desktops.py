@@ -747,7 +747,7 @@ def failure(desktop):
     play(desktop, game="playSeconds=2\nplayExit=1\nprintParseError=true\n")
     desktop.see("The game closed after 2 seconds (exit code 1)")
     desktop.in_front()
-    until("room for the failure", lambda: desktop.window()["frame"][3] > 800)
+    until("room for the failure", lambda: desktop.capture_window().height > 800)
     desktop.picture_both("failure")
 
 
