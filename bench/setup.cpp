@@ -1,6 +1,6 @@
-// Measures the engine's setup, from the checksum list to the unpacked program, against the same work
-// by hand: curl -LO, sha512sum -c, unzip -q. Both use the same server, archive and disk. They use TLS
-// with a trusted certificate, so the program runs in namespaces of its own.
+// Measures the engine's setup, from the checksum list to the unpacked program, against the same
+// work by hand: curl -LO, sha512sum -c, unzip -q. Both use the same server, archive and disk. They
+// use TLS with a trusted certificate, so the program runs in namespaces of its own.
 //
 // usage: bench_setup ARCHIVE WORK
 //   ARCHIVE as bench_pack makes it; WORK is emptied

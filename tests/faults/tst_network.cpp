@@ -1,8 +1,8 @@
 // Plays with each fault of the network that shows at once. The player reads the right message,
 // nothing is left over, and the next Play succeeds.
 
-#include "NetworkFault.h"
 #include "ModelFixture.h"
+#include "NetworkFault.h"
 #include "support/Await.h"
 
 #include "net/Transfer.h"
