@@ -150,9 +150,9 @@ private Q_SLOTS:
         ask(u"one"_s);
         ask(u"two"_s);
         QCOMPARE(message(), u"one"_s);
-        const QPointer<QObject> first = desktop_->alert();
-        press(Qt::Key_Escape);
-        if (first) { // it fades out
+        QObject *const first = desktop_->alert();
+        // A second answer comes while the first alert fades out.
+        for (int i = 0; i < 2; ++i) {
             QMetaObject::invokeMethod(first, "answered", Q_ARG(int, 1));
         }
         QTRY_COMPARE(message(), u"two"_s);
