@@ -12,32 +12,38 @@ function(brindle_room name)
     add_library(brindle_${name} STATIC ${ROOM_SOURCES})
     target_include_directories(brindle_${name} PUBLIC "${view}")
     target_link_libraries(brindle_${name} PUBLIC ${ROOM_LINKS})
-    if(TARGET brindle_headers AND NOT name MATCHES "^(platform|sandbox|ditto|http)$")
-        target_link_libraries(brindle_${name} PRIVATE Qt6::Network QCoro6::Core)
-        target_precompile_headers(brindle_${name} REUSE_FROM brindle_headers)
+    set_target_properties(brindle_${name} PROPERTIES UNITY_BUILD ${BRINDLE_UNITY})
+    if(NOT name MATCHES "^(sandbox|ditto)$")
+        brindle_use_headers(brindle_${name} brindle_headers)
     endif()
 endfunction()
 
 # brindle_headers(<name> HEADERS <headers…> LINKS <targets…>)
-# The headers that nearly every source of a kind includes, compiled once. Nothing includes this by
-# name: every source still names what it needs.
+# Compiles once the headers that most sources of a kind include. Every source still names the headers
+# that it needs. A target takes them with brindle_use_headers(<target> <name>).
 function(brindle_headers name)
     cmake_parse_arguments(PRE "" "" "HEADERS;LINKS" ${ARGN})
-    # Not written again, and so not compiled again, each time.
+    # file(CONFIGURE) keeps the time of an unchanged file, so nothing is compiled again.
     file(CONFIGURE OUTPUT "${CMAKE_BINARY_DIR}/${name}.cpp" CONTENT "")
     add_library(${name} STATIC "${CMAKE_BINARY_DIR}/${name}.cpp")
-    set_target_properties(${name} PROPERTIES AUTOMOC OFF)
-    target_link_libraries(${name} PRIVATE ${PRE_LINKS})
+    target_link_libraries(${name} PUBLIC ${PRE_LINKS})
     target_precompile_headers(${name} PRIVATE ${PRE_HEADERS})
-    # Where CMake writes the header that is precompiled.
+    # CMake writes the list of headers there.
     target_include_directories(${name} PRIVATE "${CMAKE_CURRENT_BINARY_DIR}/CMakeFiles/${name}.dir")
+endfunction()
+
+# The compiler wants the options and definitions that the headers were compiled with.
+function(brindle_use_headers target name)
+    get_target_property(links ${name} LINK_LIBRARIES)
+    target_link_libraries(${target} PRIVATE ${links})
+    target_precompile_headers(${target} REUSE_FROM ${name})
+    target_compile_options(${target} PRIVATE -fPIC)
 endfunction()
 
 # brindle_tests(<name> TESTS <names…> [SOURCES <files…>] LINKS <targets…>)
 # One program for a folder's tests. Each test is a source <test>.cpp with a main of its own, which
 # becomes a function of the test's name; the program's first argument says which one to run. CTest
-# knows each test by its name. A folder whose tests show windows sets BRINDLE_TEST_HEADERS to
-# brindle_window_test_headers.
+# knows each test by its name.
 function(brindle_tests name)
     cmake_parse_arguments(TEST "" "" "TESTS;SOURCES;LINKS" ${ARGN})
     set(main "${CMAKE_CURRENT_BINARY_DIR}/${name}.cpp")
@@ -61,16 +67,10 @@ int main(int argc, char *argv[])
 ]])
     add_executable(${name} ${TEST_SOURCES} "${main}")
     set_source_files_properties("${main}" PROPERTIES SKIP_AUTOMOC ON SKIP_PRECOMPILE_HEADERS ON)
-    # The last two for the headers that are shared.
-    target_link_libraries(${name} PRIVATE ${TEST_LINKS} Qt6::Test Qt6::Network QCoro6::Core)
-    if(NOT BRINDLE_TEST_HEADERS)
-        set(BRINDLE_TEST_HEADERS brindle_test_headers)
-    endif()
-    target_precompile_headers(${name} REUSE_FROM ${BRINDLE_TEST_HEADERS})
-    # As the precompiled header is, whose target is a library; Qt asks for it only before 6.8.
-    target_compile_options(${name} PRIVATE -fPIC)
+    target_link_libraries(${name} PRIVATE ${TEST_LINKS})
+    brindle_use_headers(${name} brindle_test_headers)
     # The libraries find the stand-ins for system calls that a test defines.
-    set_target_properties(${name} PROPERTIES ENABLE_EXPORTS ON)
+    set_target_properties(${name} PROPERTIES AUTOMOC ON ENABLE_EXPORTS ON)
     foreach(test IN LISTS TEST_TESTS)
         brindle_add_test(${test} ${name} ${test})
     endforeach()
@@ -102,7 +102,7 @@ function(brindle_protocol target)
             COMMAND "${WAYLAND_SCANNER}" ${kind} "${description}" "${file}"
             DEPENDS "${description}")
         # Others' code, others' style.
-        set_source_files_properties("${file}" PROPERTIES COMPILE_OPTIONS -w)
+        set_source_files_properties("${file}" PROPERTIES COMPILE_OPTIONS -w SKIP_PRECOMPILE_HEADERS ON)
         target_sources(${target} PRIVATE "${file}")
     endforeach()
     target_include_directories(${target} SYSTEM PRIVATE "${CMAKE_CURRENT_BINARY_DIR}")
