@@ -68,5 +68,5 @@ install_in() {
     # shellcheck disable=SC2016 # expanded by the inner shell
     quietly "$roots/$1.log" packaging/in-root "$roots/$1" sh -ec 'export DEBIAN_FRONTEND=noninteractive
         apt-get -q update
-        apt-get -q -y -o Dpkg::Options::=--force-unsafe-io install --no-install-recommends "$@"' sh "${@:2}"
+        apt-get -q -y -o Dpkg::Options::=--force-confold -o Dpkg::Options::=--force-unsafe-io install --no-install-recommends "$@"' sh "${@:2}"
 }
