@@ -199,7 +199,7 @@ private Q_SLOTS:
         const auto deliver = [&] {
             std::thread([&] {
                 const auto note = [order] { order->append(u"queued"_s); };
-                QMetaObject::invokeMethod(qApp, note, Qt::QueuedConnection);
+                QMetaObject::invokeMethod(QCoreApplication::instance(), note, Qt::QueuedConnection);
                 delivered.resume();
             }).join();
         };

@@ -240,7 +240,8 @@ int runLauncher(const std::vector<std::string> &command, bool isTool)
         }
         if (line.endsWith(u"quit"_s)) {
             QMetaObject::invokeMethod(
-                qApp, [] { QCoreApplication::exit(0); }, Qt::QueuedConnection);
+                QCoreApplication::instance(), [] { QCoreApplication::exit(0); },
+                Qt::QueuedConnection);
         }
     };
     const auto quitWithChild = [](std::shared_ptr<ManagedProcess> child,
