@@ -30,7 +30,7 @@ Window {
     color: Theme.window
 
     // With the focus, Wayland may give back an earlier height that was just outgrown.
-    onActiveChanged: Qt.callLater(grow)
+    onActiveChanged: Qt.callLater(grow) // qmllint disable
     Component.onCompleted: {
         width = Math.max(minimumWidth, Math.min(640, room.width));
         fit();
