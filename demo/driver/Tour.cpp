@@ -54,16 +54,7 @@ Tour::Tour(AppModel &model, DemoStage &stage, const QString &pictures)
     : model_(model), stage_(stage), pictures_(pictures)
 {
     record();
-    for (const auto signal :
-         {&AppModel::stateChanged, &AppModel::stepTextChanged, &AppModel::detailChanged,
-          &AppModel::progressChanged, &AppModel::workChanged}) {
-        connect(&model, signal, this, &Tour::record);
-    }
-    connect(&model, &AppModel::stepTextChanged, this, [this] {
-        if (!model_.stepText().isEmpty()) {
-            print(u"▶ "_s + model_.stepText());
-        }
-    });
+    connect(&model, &AppModel::changed, this, &Tour::record);
     connect(&model.log, &LogStore::linesChanged, this, [this] {
         const auto &lines = model_.log.lines();
         const qint64 dropped = model_.log.dropped();
@@ -222,6 +213,10 @@ QCoro::Task<> Tour::untilSeen(QString item)
 
 void Tour::record()
 {
+    const QString step = model_.stepText();
+    if (!step.isEmpty() && (moments_.empty() || step != moments_.back().stepText)) {
+        print(u"▶ "_s + step);
+    }
     moments_.push_back({model_.state(), model_.stepText(), model_.detail(), model_.progress(),
                         model_.work() != nullptr});
     ++published_;

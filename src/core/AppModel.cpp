@@ -37,8 +37,7 @@ AppModel::AppModel(Dependencies parts, QObject *parent)
     , engines(parts_.codeHost, storage_, parts_.temporaryFolder, parts_.platform)
     , logQueue_(std::make_shared<LogQueue>(&log))
 {
-    connect(this, &AppModel::stateChanged, this, &AppModel::canPlayChanged);
-    connect(this, &AppModel::workChanged, this, &AppModel::canPlayChanged);
+    connect(this, &AppModel::workChanged, this, &AppModel::changed);
 
     QFile saved(storage_.infoFile());
     if (saved.open(QIODevice::ReadOnly)) {
@@ -76,29 +75,15 @@ void AppModel::compose(std::function<Dependencies()> parts)
 
 void AppModel::show(const Status &status)
 {
-    const Status next = status; // a copy, as `status` may be `status_`
-    if (next == status_) {
+    if (status == status_) {
         return;
     }
     Q_EMIT willChange();
-    const Status old = std::exchange(status_, next);
-    if (!next.progress) {
+    status_ = status;
+    if (!status_.progress) {
         rate_ = {};
     }
-    const auto announce = [&](auto field, void (AppModel::*changed)()) {
-        if (old.*field != next.*field) {
-            Q_EMIT(this->*changed)();
-        }
-    };
-    announce(&Status::stepText, &AppModel::stepTextChanged);
-    announce(&Status::state, &AppModel::stateChanged);
-    announce(&Status::progress, &AppModel::progressChanged);
-    announce(&Status::detail, &AppModel::detailChanged);
-    announce(&Status::timeLeft, &AppModel::timeLeftChanged);
-    announce(&Status::failure, &AppModel::failureChanged);
-    announce(&Status::info, &AppModel::infoChanged);
-    announce(&Status::storageSize, &AppModel::storageSizeChanged);
-    announce(&Status::removing, &AppModel::removingChanged);
+    Q_EMIT changed();
 }
 
 /// Shows a phase whose progress is not known yet.
@@ -173,7 +158,7 @@ void AppModel::store(const QString &key, const QVariant &value)
     if (writer.status() != QSettings::NoError) {
         note(u"Problem: The settings could not be saved in %1."_s.arg(writer.fileName()));
     }
-    Q_EMIT settingsChanged();
+    Q_EMIT changed();
 }
 
 bool AppModel::engineInstalled() const

@@ -34,40 +34,40 @@ class AppModel : public QObject
     // For the views. Texts are raw: the view that shows a text makes it safe to show.
 
     /// An AppState::Phase.
-    Q_PROPERTY(int phase READ phase NOTIFY stateChanged)
+    Q_PROPERTY(int phase READ phase NOTIFY changed)
     /// The failure message in the phase `needs`; otherwise empty.
-    Q_PROPERTY(QString needsMessage READ needsMessage NOTIFY stateChanged)
-    Q_PROPERTY(bool gameRunning READ gameRunning NOTIFY stateChanged)
-    Q_PROPERTY(bool canCancel READ canCancel NOTIFY stateChanged)
-    Q_PROPERTY(bool canPlay READ canPlay NOTIFY canPlayChanged)
+    Q_PROPERTY(QString needsMessage READ needsMessage NOTIFY changed)
+    Q_PROPERTY(bool gameRunning READ gameRunning NOTIFY changed)
+    Q_PROPERTY(bool canCancel READ canCancel NOTIFY changed)
+    Q_PROPERTY(bool canPlay READ canPlay NOTIFY changed)
 
-    Q_PROPERTY(QString stepText READ stepText NOTIFY stepTextChanged)
-    Q_PROPERTY(bool hasProgress READ hasProgress NOTIFY progressChanged)
+    Q_PROPERTY(QString stepText READ stepText NOTIFY changed)
+    Q_PROPERTY(bool hasProgress READ hasProgress NOTIFY changed)
     /// 0 to 1; 0 when the fraction is unknown.
-    Q_PROPERTY(double progress READ fraction NOTIFY progressChanged)
-    Q_PROPERTY(QString detail READ detail NOTIFY detailChanged)
-    Q_PROPERTY(QString timeLeft READ timeLeft NOTIFY timeLeftChanged)
+    Q_PROPERTY(double progress READ fraction NOTIFY changed)
+    Q_PROPERTY(QString detail READ detail NOTIFY changed)
+    Q_PROPERTY(QString timeLeft READ timeLeft NOTIFY changed)
 
-    Q_PROPERTY(bool hasFailure READ hasFailure NOTIFY failureChanged)
-    Q_PROPERTY(QString failureSummary READ failureSummary NOTIFY failureChanged)
+    Q_PROPERTY(bool hasFailure READ hasFailure NOTIFY changed)
+    Q_PROPERTY(QString failureSummary READ failureSummary NOTIFY changed)
     /// The report's lines, joined with line feeds.
-    Q_PROPERTY(QString failureText READ failureText NOTIFY failureChanged)
+    Q_PROPERTY(QString failureText READ failureText NOTIFY changed)
 
-    Q_PROPERTY(QString name READ name NOTIFY infoChanged)
-    Q_PROPERTY(QString tagline READ tagline NOTIFY infoChanged)
-    Q_PROPERTY(QString licenseName READ licenseName NOTIFY infoChanged)
-    Q_PROPERTY(QString copyright READ copyright NOTIFY infoChanged)
-    Q_PROPERTY(QStringList controls READ controls NOTIFY infoChanged)
+    Q_PROPERTY(QString name READ name NOTIFY changed)
+    Q_PROPERTY(QString tagline READ tagline NOTIFY changed)
+    Q_PROPERTY(QString licenseName READ licenseName NOTIFY changed)
+    Q_PROPERTY(QString copyright READ copyright NOTIFY changed)
+    Q_PROPERTY(QStringList controls READ controls NOTIFY changed)
 
-    Q_PROPERTY(bool fullscreen READ fullscreen WRITE setFullscreen NOTIFY settingsChanged)
+    Q_PROPERTY(bool fullscreen READ fullscreen WRITE setFullscreen NOTIFY changed)
     /// The index of a ResolutionChoice.
-    Q_PROPERTY(int resolution READ resolutionIndex WRITE setResolutionIndex NOTIFY settingsChanged)
+    Q_PROPERTY(int resolution READ resolutionIndex WRITE setResolutionIndex NOTIFY changed)
     Q_PROPERTY(QStringList resolutionLabels READ resolutionLabels CONSTANT)
 
     /// The storage root's size as text; "…" until it has been measured once.
-    Q_PROPERTY(QString storageSize READ storageSize NOTIFY storageSizeChanged)
+    Q_PROPERTY(QString storageSize READ storageSize NOTIFY changed)
     /// True while "Remove everything" measures or deletes, but not while its question is open.
-    Q_PROPERTY(bool removing READ removing NOTIFY removingChanged)
+    Q_PROPERTY(bool removing READ removing NOTIFY changed)
     /// The game repository's address without its scheme.
     Q_PROPERTY(QString repositoryAddress READ repositoryAddress CONSTANT)
     Q_PROPERTY(QObject *log READ logObject CONSTANT)
@@ -92,8 +92,8 @@ public:
     EngineManager engines;
 
     const Status &status() const { return status_; }
-    /// Shows a new status. Emits `willChange` before the change, and after it one signal for each
-    /// field that differs. Does nothing when the status is the same.
+    /// Shows a new status, between one `willChange` and one `changed`. Does nothing when the status
+    /// is the same.
     void show(const Status &status);
     /// Shows a status that differs in one field.
     template <typename T>
@@ -192,17 +192,8 @@ public:
 Q_SIGNALS:
     /// Emitted before each change of a field or setting, which still has its old value.
     void willChange();
-    void stateChanged();
-    void stepTextChanged();
-    void progressChanged();
-    void detailChanged();
-    void timeLeftChanged();
-    void failureChanged();
-    void infoChanged();
-    void storageSizeChanged();
-    void removingChanged();
-    void settingsChanged();
-    void canPlayChanged();
+    /// Emitted after each change of a field or setting, and after `workChanged`.
+    void changed();
     /// Emitted after `work` became present or absent.
     void workChanged();
     /// Emitted by a view that asks the application's owner to quit.

@@ -36,13 +36,14 @@ SmoothRectangle {
             color: Theme.secondary
         }
         Repeater {
-            model: box.model.controls.slice(0, 50)
+            // A number, because a list would make all labels anew with each change of the model.
+            model: Math.min(50, box.model.controls.length)
 
             Label {
-                required property string modelData
+                required property int index
                 objectName: "control"
                 width: column.width
-                content: modelData
+                content: box.model.controls[index] ?? ""
                 font: Theme.callout
                 horizontalAlignment: Text.AlignLeft
             }

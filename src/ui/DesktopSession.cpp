@@ -86,12 +86,7 @@ DesktopSession::DesktopSession(AppModel &model, QQuickWindow &window)
     progressDue_.setSingleShot(true);
     progressDue_.setInterval(progressPause);
     connect(&progressDue_, &QTimer::timeout, this, &DesktopSession::sendProgress);
-    connect(&model, &AppModel::progressChanged, this, [this] {
-        if (isBusy_ && !progressDue_.isActive()) {
-            progressDue_.start();
-        }
-    });
-    connect(&model, &AppModel::stateChanged, this, &DesktopSession::follow);
+    connect(&model, &AppModel::changed, this, &DesktopSession::follow);
     const auto look = [this] {
         if (!isInBackground()) {
             withdraw();
@@ -115,6 +110,9 @@ void DesktopSession::follow()
         withdraw();
     }
     if (isBusy_ == model_.canCancel()) {
+        if (isBusy_ && !progressDue_.isActive()) {
+            progressDue_.start();
+        }
         return;
     }
     if (!isBusy_) {

@@ -36,14 +36,14 @@ private Q_SLOTS:
         PipelineFixture fixture;
         AppModel &model = fixture.model();
         QStringList headlines;
-        connect(&model, &AppModel::stepTextChanged, this, [&] {
-            if (headlines.isEmpty() || headlines.last() != model.stepText()) {
+        QList<AppState> states;
+        connect(&model, &AppModel::changed, this, [&] {
+            if (headlines.value(headlines.size() - 1) != model.stepText()) {
                 headlines << model.stepText();
             }
-        });
-        QList<AppState> states;
-        connect(&model, &AppModel::stateChanged, this, [&] {
-            states << model.state();
+            if (states.isEmpty() || states.last() != model.state()) {
+                states << model.state();
+            }
             if (model.state().phase != AppState::Phase::downloading) {
                 QVERIFY(!model.progress());
             }
@@ -115,8 +115,11 @@ private Q_SLOTS:
         fixture.restart();
         QCOMPARE(fixture.model().state(), AppState::ready());
         QStringList headlines;
-        connect(&fixture.model(), &AppModel::stepTextChanged, this,
-                [&] { headlines << fixture.model().stepText(); });
+        connect(&fixture.model(), &AppModel::changed, this, [&] {
+            if (headlines.value(headlines.size() - 1) != fixture.model().stepText()) {
+                headlines << fixture.model().stepText();
+            }
+        });
         fixture.playUntilOpen();
         QCOMPARE(headlines, QStringList{u"Starting the game…"_s});
         QVERIFY(fixture.model().log.lines().first().startsWith(u"• Starting: Godot --path "_s));
@@ -265,7 +268,7 @@ private Q_SLOTS:
         const StatusBox status(&model);
         const ProgressCallback progress = model.progressHandler();
         // These are queued when the run ends.
-        connect(&model, &AppModel::stateChanged, this, [&] {
+        connect(&model, &AppModel::changed, this, [&] {
             if (model.state().phase == AppState::Phase::needs) {
                 status.set(u"too late"_s);
                 progress(1, 2, 3);

@@ -140,10 +140,11 @@ int main(int argc, char *argv[])
         print("state", isReady ? u"ready"_s : u"not ready"_s);
         return 0;
     }
-    QObject::connect(&model, &AppModel::stepTextChanged, &model, [&] {
-        if (!model.stepText().isEmpty()) {
+    QObject::connect(&model, &AppModel::changed, &model, [&model, last = QString()]() mutable {
+        if (last != model.stepText() && !model.stepText().isEmpty()) {
             print("phase", model.stepText());
         }
+        last = model.stepText();
     });
     followLog(model, temporary);
     QElapsedTimer cancelled; // since then

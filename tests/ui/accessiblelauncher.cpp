@@ -34,7 +34,7 @@ int main(int argc, char *argv[])
         BrindleApp launcher(desktop);
         AppModel &model = AppModel::shared();
         bool broken = false;
-        QObject::connect(&model, &AppModel::stateChanged, &launcher, [&] {
+        QObject::connect(&model, &AppModel::changed, &launcher, [&] {
             if (!broken && model.state().phase == AppState::Phase::ready) {
                 broken = true;
                 stage.offerBrokenGame();
