@@ -39,7 +39,6 @@ void readStrictly(const ArchiveFile &archive)
     namespace fs = std::filesystem;
     std::vector<Entry> entries = readDirectory(archive);
     checkDirectory(entries);
-    checkSpace(entries, fs::temp_directory_path().string());
     Inflater inflater(archive);
     Links links;
     for (const Entry &entry : entries) {

@@ -4,8 +4,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
-#include <sys/statvfs.h>
 #include <utility>
 
 namespace brindle::ditto {
@@ -252,22 +250,6 @@ void visitNewFolders(const Entry &entry, const Entry *previous,
     }
     if (entry.type() == Type::folder) {
         visit(path);
-    }
-}
-
-void checkSpace(const std::vector<Entry> &entries, const std::string &folder)
-{
-    struct statvfs disk{};
-    // Some file systems don't report their room. Then a write fails if there is too little.
-    if (statvfs(folder.c_str(), &disk) != 0 || disk.f_blocks == 0 || disk.f_frsize == 0) {
-        return;
-    }
-    uint64_t bytes = 0;
-    for (const Entry &entry : entries) {
-        bytes += entry.uncompressedSize;
-    }
-    if (bytes / disk.f_frsize > disk.f_bavail) {
-        throw Error::notWritten(folder, ENOSPC);
     }
 }
 

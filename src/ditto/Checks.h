@@ -51,9 +51,6 @@ void checkDirectory(std::vector<Entry> &entries);
 void visitNewFolders(const Entry &entry, const Entry *previous,
                      const std::function<void(std::string_view path)> &visit);
 
-/// Refuses an archive if the system reports too little room on the disk of `folder`.
-void checkSpace(const std::vector<Entry> &entries, const std::string &folder);
-
 /// The path of each link, and its target.
 using Links = std::unordered_map<std::string_view, std::string>;
 

@@ -2,14 +2,14 @@
 
 #include "ditto/UnpackStatus.h"
 
-#include <cerrno>
+#include <algorithm>
 #include <cstring>
 #include <stdexcept>
 #include <string>
 
 namespace brindle::ditto {
 
-/// Says in one line why an archive was not unpacked, and what is to blame.
+/// Says in one line why an archive was not unpacked.
 class Error : public std::runtime_error
 {
 public:
@@ -18,33 +18,18 @@ public:
         : std::runtime_error(why), status_(status)
     {}
 
-    // `reason` is the system's errno.
-
+    /// The destination is to blame. `reason` is the system's errno.
     static Error notWritten(const std::string &path, int reason)
     {
-        const int status = destinationFailed + reason;
-        return notWritten(path, reason,
-                          status < linksUnsupported ? status : destinationFailed + EIO);
-    }
-    static Error noLinks(const std::string &path, int reason)
-    {
-        return notWritten(path, reason, linksUnsupported);
-    }
-    static Error notRead(int reason)
-    {
-        return Error(std::string("can't read the archive: ") + std::strerror(reason),
-                     archiveUnread);
+        constexpr int largest = 127; // for which a status has room
+        return Error("can't write " + path + ": " + std::strerror(reason),
+                     destinationFailed + std::min(reason, largest));
     }
 
-    /// The program's exit status: 1, or one of UnpackStatus.h.
+    /// The program's exit status.
     int status() const { return status_; }
 
 private:
-    static Error notWritten(const std::string &path, int reason, int status)
-    {
-        return Error("can't write " + path + ": " + std::strerror(reason), status);
-    }
-
     int status_;
 };
 

@@ -2,14 +2,19 @@
 
 #include "ditto/Checks.h"
 #include "ditto/Error.h"
+#include "ditto/Inflater.h"
 
+#include <cerrno>
 #include <cstdio>
 #include <exception>
+#include <fcntl.h>
 #include <filesystem>
 #include <new>
 #include <string_view>
 #include <sys/stat.h>
 #include <system_error>
+#include <unistd.h>
+#include <utility>
 
 namespace brindle::ditto {
 
@@ -20,11 +25,89 @@ namespace {
 // Limits the address space. An archive at all limits needs about 50 MiB.
 constexpr uint64_t maxMemory = 64ULL << 20U;
 constexpr mode_t creationMask = 0022;
+constexpr mode_t executableMode = 0755; // also of folders
+constexpr mode_t plainMode = 0644;
+/// Smaller pieces take longer than one sync at the end.
+constexpr size_t writeBackBytes = 1U << 20U;
 
-int fail(const char *why, int status = 1)
+[[noreturn]] void fail(const std::string &path)
 {
-    std::fprintf(stderr, "ditto: %s\n", why);
-    return status;
+    if (errno == EEXIST) { // the file system takes two spellings for one name
+        throw Error("two entries for one place: " + path);
+    }
+    throw Error::notWritten(path, errno);
+}
+
+/// Also starts to bring large files to the disk. A failure ends the program, which closes the file.
+void makeFile(const std::string &path, const Entry &entry, Inflater &inflater)
+{
+    const mode_t mode = (entry.mode() & S_IXUSR) != 0 ? executableMode : plainMode;
+    const int descriptor =
+        open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode);
+    if (descriptor < 0) {
+        fail(path);
+    }
+    uint64_t size = 0;
+    inflater.unpack(entry, [&](const unsigned char *bytes, size_t count) {
+        for (size_t done = 0; done < count;) {
+            const ssize_t now = write(descriptor, bytes + done, count - done);
+            if (now < 0) {
+                fail(path);
+            }
+            done += static_cast<size_t>(now);
+        }
+        if (count >= writeBackBytes) {
+            startWriteBack(descriptor, size, count);
+        }
+        size += count;
+    });
+    if (close(descriptor) != 0) {
+        fail(path);
+    }
+}
+
+Links readLinks(const std::vector<Entry> &entries, Inflater &inflater)
+{
+    Links links;
+    for (const Entry &entry : entries) {
+        if (entry.type() == Entry::Type::link) {
+            std::string &target = links[entry.fileName];
+            inflater.unpack(entry, [&](const unsigned char *bytes, size_t count) {
+                target.append(reinterpret_cast<const char *>(bytes), count); // NOLINT
+            });
+        }
+    }
+    return links;
+}
+
+/// Replaces nothing and makes links last, so that nothing is written through a link.
+void fill(const ArchiveFile &archive, const std::string &destination)
+{
+    std::vector<Entry> entries = readDirectory(archive);
+    checkDirectory(entries);
+    Inflater inflater(archive);
+    const Links links = readLinks(entries, inflater);
+    checkLinks(links);
+
+    const std::string root = destination + '/';
+    const Entry *previous = nullptr;
+    for (const Entry &entry : entries) {
+        visitNewFolders(entry, std::exchange(previous, &entry), [&](std::string_view path) {
+            const std::string folder = root + std::string(path);
+            if (mkdir(folder.c_str(), executableMode) != 0) {
+                fail(folder);
+            }
+        });
+        if (entry.type() == Entry::Type::file) {
+            makeFile(root + entry.fileName, entry, inflater);
+        }
+    }
+    for (const auto &[name, target] : links) {
+        const std::string path = root + std::string(name);
+        if (symlink(target.c_str(), path.c_str()) != 0) {
+            fail(path);
+        }
+    }
 }
 
 void prepareDestination(const std::string &folder)
@@ -40,7 +123,25 @@ void prepareDestination(const std::string &folder)
     }
 }
 
+int failed(const char *why, int status = 1)
+{
+    std::fprintf(stderr, "ditto: %s\n", why);
+    return status;
+}
+
 } // namespace
+
+void unpack(const ArchiveFile &archive, const std::string &destination)
+{
+    try {
+        fill(archive, destination);
+    } catch (...) {
+        // The folder itself stays, since it lies outside the sandbox.
+        std::error_code ignored;
+        fs::remove_all(destination, ignored);
+        throw;
+    }
+}
 
 int run(int argc, char **argv, const std::function<Confine> &confine,
         const std::function<Unpack> &unpack)
@@ -61,11 +162,11 @@ int run(int argc, char **argv, const std::function<Confine> &confine,
         unpack(archive, destination);
         return 0;
     } catch (const Error &error) {
-        return fail(error.what(), error.status());
+        return failed(error.what(), error.status());
     } catch (const std::bad_alloc &) {
-        return fail("not enough memory for this archive");
+        return failed("not enough memory for this archive");
     } catch (const std::exception &error) {
-        return fail(error.what());
+        return failed(error.what());
     }
 }
 

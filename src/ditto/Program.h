@@ -19,9 +19,8 @@ using Unpack = void(const ArchiveFile &archive, const std::string &destination);
 
 /// The body of main(): opens the archive, makes the destination if it is missing, and calls
 /// `confine` and then `unpack`. The program passes Sandbox::enter and the function above. Tests and
-/// a benchmark of the sandbox pass others.
-///
-/// Returns the exit status: 0, or one of UnpackStatus.h after printing a line to standard error.
+/// a benchmark of the sandbox pass others. Returns the exit status. If it is not 0, a line on
+/// standard error says why.
 int run(int argc, char **argv, const std::function<Confine> &confine,
         const std::function<Unpack> &unpack);
 

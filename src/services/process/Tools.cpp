@@ -24,16 +24,8 @@ namespace {
 /// How long a tool may take to end when asked.
 constexpr std::chrono::seconds patience{1};
 
-[[noreturn]] void fail(qint32 status, const QString &zip, const QString &destination)
+[[noreturn]] void fail(qint32 status, const QString &destination)
 {
-    if (status == ditto::archiveUnread) {
-        throw SystemError::fromErrno(EIO, zip);
-    }
-    if (status == ditto::linksUnsupported) {
-        throw SetupError(
-            u"The download holds symbolic links, and the disk of %1 can't keep them."_s.arg(
-                destination));
-    }
     if (status > ditto::destinationFailed) {
         throw SystemError::fromErrno(status - ditto::destinationFailed, destination);
     }
@@ -50,7 +42,7 @@ QCoro::Task<> unpack(QString archiveTool, QString zip, std::shared_ptr<QFile> fi
     const qint32 status = co_await Tools::run(archiveTool, arguments, stop, descriptor);
     checkCancellation(stop);
     if (status != 0) {
-        fail(status, zip, destination);
+        fail(status, destination);
     }
     // Deleted now, so that no sync has to write it out.
     co_await runOnWorker([zip, file = std::move(file)]() mutable {
