@@ -65,15 +65,6 @@ void limit(Resource resource, uint64_t maximum)
 
 // Landlock: https://docs.kernel.org/userspace-api/landlock.html
 
-/// landlock_ruleset_attr as of ABI 6, which the system's header may lack. Older kernels accept it
-/// if the fields unknown to them are zero.
-struct Ruleset
-{
-    uint64_t handledFiles = 0;
-    uint64_t handledNetwork = 0; // since ABI 4
-    uint64_t scoped = 0;         // since ABI 6
-};
-
 /// Returns 0 if Landlock is not built in, switched off at boot, or hidden by another sandbox.
 int landlockAbi()
 {
@@ -82,23 +73,15 @@ int landlockAbi()
     return version > 0 ? static_cast<int>(version) : 0;
 }
 
-/// Returns all accesses that a kernel with this ABI can refuse.
-Ruleset everything(int abi)
-{
-    const auto since = [abi](int first, uint64_t bits) { return abi >= first ? bits : 0; };
-    // ABI 1 ends with MAKE_SYM. ABI 2 added moves between folders, which every ruleset refuses.
-    constexpr uint64_t first = (LANDLOCK_ACCESS_FS_MAKE_SYM << 1U) - 1;
-    constexpr uint64_t truncate = 1U << 14U;
-    constexpr uint64_t deviceControl = 1U << 15U;
-    constexpr uint64_t bindAndConnectTcp = 1U << 0U | 1U << 1U;
-    constexpr uint64_t abstractSocketsAndSignals = 1U << 0U | 1U << 1U;
-    return {first | since(3, truncate) | since(5, deviceControl), since(4, bindAndConnectTcp),
-            since(6, abstractSocketsAndSignals)};
-}
-
 void confineFiles(const std::string &folder)
 {
-    const Ruleset rules = everything(landlockAbi());
+    const int abi = landlockAbi();
+    // All accesses that the kernel can refuse. ABI 1 ends with MAKE_SYM. ABI 2 added moves between
+    // folders, which every ruleset refuses. The filter of system calls refuses later additions.
+    landlock_ruleset_attr rules{};
+    rules.handled_access_fs = (LANDLOCK_ACCESS_FS_MAKE_SYM << 1U) - 1;
+    rules.handled_access_fs |= abi >= 3 ? 1U << 14U : 0; // to empty a file
+    rules.handled_access_fs |= abi >= 5 ? 1U << 15U : 0; // to control a device
     // A failure ends the program, which closes both descriptors.
     const auto ruleset =
         static_cast<int>(syscall(SYS_landlock_create_ruleset, &rules, sizeof rules, 0));
@@ -197,29 +180,17 @@ void confineCalls()
     check(seccomp_load(filter.get()));
 }
 
-#else
-
-int landlockAbi()
-{
-    return 0;
-}
-
-bool hasSystemCallFilter()
-{
-    return false;
-}
-
-void confineFiles(const std::string & /*folder*/) {}
-
-void confineCalls() {}
-
 #endif
 
 } // namespace
 
 Sandbox::Parts Sandbox::available()
 {
+#ifdef __linux__
     return {landlockAbi() > 0, hasSystemCallFilter(), memoryIsLimited};
+#else
+    return {false, false, memoryIsLimited};
+#endif
 }
 
 Sandbox::Parts Sandbox::enter(const Rules &rules)
@@ -234,12 +205,14 @@ Sandbox::Parts Sandbox::enter(const Rules &rules)
     if (rules.maxMemory > 0 && parts.memory) {
         limit(RLIMIT_AS, rules.maxMemory);
     }
+#ifdef __linux__
     if (parts.files) {
         confineFiles(rules.writableFolder);
     }
     if (parts.calls) {
         confineCalls();
     }
+#endif
     return parts;
 }
 
