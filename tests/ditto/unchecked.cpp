@@ -1,7 +1,6 @@
 // The archive tool without its checks, for tests. It makes every entry under its packed name,
 // follows links, replaces files, sets every mode, reserves the announced size, and ignores
-// failures. Then it acts like a program under an attacker's control: it runs each executable file,
-// and connects to the local port of each file "connect to <port>".
+// failures.
 //
 // usage: ditto_unchecked   -x -k ARCHIVE DESTINATION   (in the sandbox)
 //        ditto_unsandboxed -x -k ARCHIVE DESTINATION   (without)
@@ -10,18 +9,12 @@
 #include "ditto/Inflater.h"
 #include "ditto/Program.h"
 
-#include <arpa/inet.h>
 #include <cerrno>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
 #include <filesystem>
-#include <netinet/in.h>
-#include <string_view>
-#include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <system_error>
 #include <unistd.h>
 
@@ -35,7 +28,6 @@ namespace fs = std::filesystem;
 constexpr mode_t modeBits = 07777;
 constexpr mode_t usualMode = 0644;
 constexpr uint64_t largeFile = 1ULL << 32U;
-constexpr std::string_view connectPrefix = "connect to ";
 
 /// Writes the file's last byte, so that the file has no blocks before it.
 void makeRoom(int descriptor, uint64_t size)
@@ -45,35 +37,6 @@ void makeRoom(int descriptor, uint64_t size)
         std::fputs(std::strerror(errno), stderr);
     }
     lseek(descriptor, 0, SEEK_SET);
-}
-
-void runProgram(std::string path)
-{
-    char *const arguments[] = {path.data(), nullptr};
-    const pid_t child = fork();
-    if (child == 0) {
-        execve(path.c_str(), arguments, environ);
-        _exit(1);
-    }
-    if (child > 0) {
-        waitpid(child, nullptr, 0);
-    } else {
-        // Without processes, the program can still replace this one.
-        execve(path.c_str(), arguments, environ);
-    }
-}
-
-void connectTo(int port)
-{
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(static_cast<uint16_t>(port));
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    const int descriptor = socket(AF_INET, SOCK_STREAM, 0);
-    if (descriptor >= 0) {
-        connect(descriptor, reinterpret_cast<const sockaddr *>(&address), sizeof address); // NOLINT
-        close(descriptor);
-    }
 }
 
 void addFile(const Entry &entry, const std::string &place, Inflater &inflater)
@@ -128,12 +91,6 @@ void unpackUnchecked(const ArchiveFile &archive, const std::string &destination)
             mknod(place.c_str(), entry.mode(), 0x0103);
         }
         giveMode(entry, place);
-        if (entry.type() == Entry::Type::file && (entry.mode() & S_IXUSR) != 0) {
-            runProgram(place);
-        }
-        if (entry.fileName.starts_with(connectPrefix)) {
-            connectTo(std::atoi(entry.fileName.c_str() + connectPrefix.size())); // NOLINT: ours
-        }
     }
 }
 
