@@ -1,12 +1,10 @@
 #include "ui/Accessibility.h"
 
-#include <QAccessible>
-#include <QAccessibleObject>
 #include <QGuiApplication>
 #include <QKeyEvent>
-#include <QQuickItem>
-#include <QQuickWindow>
 #include <QStyleHints>
+#include <private/qaccessiblequickitem_p.h>
+#include <private/qquickitem_p.h>
 
 #include <utility>
 
@@ -19,87 +17,22 @@ namespace {
 // The keys that press the focused control.
 const QList<int> pressKeys{Qt::Key_Space, Qt::Key_Return, Qt::Key_Enter};
 
-/// Returns a property of the item's Accessible attached object.
-QVariant attached(const QObject *item, const char *property)
-{
-    const auto children = item->children();
-    for (const QObject *const child : children) {
-        if (child->inherits("QQuickAccessibleAttached")) {
-            return child->property(property);
-        }
-    }
-    return {};
-}
-
-/// An item without children, for screen readers.
-class AccessibleItem : public QAccessibleObject
+class AccessibleProgress final : public QAccessibleQuickItem
 {
 public:
-    explicit AccessibleItem(QQuickItem *item) : QAccessibleObject(item) {}
-
-    QAccessibleInterface *parent() const override
-    {
-        for (QQuickItem *above = item()->parentItem(); above; above = above->parentItem()) {
-            // Items that screen readers ignore have no interface.
-            if (QAccessibleInterface *const found = QAccessible::queryAccessibleInterface(above)) {
-                return found;
-            }
-        }
-        return QAccessible::queryAccessibleInterface(window());
-    }
-    QAccessibleInterface *child(int /*index*/) const override { return nullptr; }
-    int childCount() const override { return 0; }
-    int indexOfChild(const QAccessibleInterface * /*child*/) const override { return -1; }
-    QWindow *window() const override { return item()->window(); }
-
-    QRect rect() const override
-    {
-        if (!window()) {
-            return {};
-        }
-        const QRectF inWindow = item()->mapRectToScene(item()->boundingRect());
-        return QRectF(window()->mapToGlobal(inWindow.topLeft()), inWindow.size()).toRect();
-    }
-
-    QString text(QAccessible::Text text) const override
-    {
-        return text == QAccessible::Name          ? attached(item(), "name").toString()
-               : text == QAccessible::Description ? attached(item(), "description").toString()
-                                                  : QString();
-    }
-
-    QAccessible::Role role() const override
-    {
-        return static_cast<QAccessible::Role>(attached(item(), "role").toInt());
-    }
-
-    QAccessible::State state() const override
-    {
-        QAccessible::State state;
-        state.invisible = !item()->isVisible() || !window() || !window()->isVisible();
-        return state;
-    }
-
-protected:
-    QQuickItem *item() const { return static_cast<QQuickItem *>(object()); }
-};
-
-class AccessibleProgress final : public AccessibleItem, public QAccessibleValueInterface
-{
-public:
-    using AccessibleItem::AccessibleItem;
+    using QAccessibleQuickItem::QAccessibleQuickItem;
 
     QString text(QAccessible::Text text) const override
     {
         if (text == QAccessible::Value && !isIndeterminate()) {
             return u"%1 %"_s.arg(qRound(currentValue().toDouble() * 100));
         }
-        return AccessibleItem::text(text);
+        return QAccessibleQuickItem::text(text);
     }
 
     QAccessible::State state() const override
     {
-        QAccessible::State state = AccessibleItem::state();
+        QAccessible::State state = QAccessibleQuickItem::state();
         state.readOnly = true;
         state.busy = isIndeterminate();
         return state;
@@ -108,62 +41,36 @@ public:
     void *interface_cast(QAccessible::InterfaceType type) override
     {
         return type == QAccessible::ValueInterface ? static_cast<QAccessibleValueInterface *>(this)
-                                                   : AccessibleItem::interface_cast(type);
+                                                   : QAccessibleQuickItem::interface_cast(type);
     }
 
-    QVariant currentValue() const override { return item()->property("value"); }
-    void setCurrentValue(const QVariant & /*value*/) override {}
     QVariant maximumValue() const override { return 1.0; }
-    QVariant minimumValue() const override { return 0.0; }
-    QVariant minimumStepSize() const override { return 0.0; }
 
 private:
     bool isIndeterminate() const { return item()->property("indeterminate").toBool(); }
 };
 
 /// The window's content or a sheet's. It has children only while no modal layer covers it.
-class AccessibleLayer final : public AccessibleItem
+class AccessibleLayer final : public QAccessibleQuickItem
 {
 public:
-    using AccessibleItem::AccessibleItem;
+    using QAccessibleQuickItem::QAccessibleQuickItem;
 
-    QAccessibleInterface *child(int index) const override { return children().value(index); }
-    int childCount() const override { return static_cast<int>(children().size()); }
-    int indexOfChild(const QAccessibleInterface *child) const override
+    QAccessibleInterface *child(int index) const override
     {
-        return static_cast<int>(children().indexOf(child));
+        return isCovered() ? nullptr : QAccessibleQuickItem::child(index);
     }
+    int childCount() const override { return isCovered() ? 0 : QAccessibleQuickItem::childCount(); }
 
     QAccessible::State state() const override
     {
-        QAccessible::State state = AccessibleItem::state();
+        QAccessible::State state = QAccessibleQuickItem::state();
         state.modal = role() != QAccessible::Pane;
+        state.focused = false; // an item inside has the focus
         return state;
     }
 
 private:
-    QList<QAccessibleInterface *> children() const
-    {
-        QList<QAccessibleInterface *> found;
-        if (!isCovered()) {
-            collect(item(), &found);
-        }
-        return found;
-    }
-
-    static void collect(const QQuickItem *item, QList<QAccessibleInterface *> *found)
-    {
-        const auto below = item->childItems();
-        for (QQuickItem *const child : below) {
-            auto *const interface = QAccessible::queryAccessibleInterface(child);
-            if (!interface) {
-                collect(child, found);
-            } else if (!interface->state().invisible) {
-                found->append(interface);
-            }
-        }
-    }
-
     /// The topmost popup takes the focus from every scope around other layers.
     bool isCovered() const
     {
@@ -178,13 +85,12 @@ private:
 QAccessibleInterface *makeInterface(const QString &className, QObject *object)
 {
     auto *const item = qobject_cast<QQuickItem *>(object);
-    if (item && className == u"QQuickProgressBar") {
-        return new AccessibleProgress(item);
+    if (!item || !QQuickItemPrivate::get(item)->isAccessible) {
+        return nullptr;
     }
-    if (item && className == u"QQuickFocusScope" && attached(item, "role").isValid()) {
-        return new AccessibleLayer(item);
-    }
-    return nullptr;
+    return className == u"QQuickProgressBar"  ? new AccessibleProgress(item)
+           : className == u"QQuickFocusScope" ? new AccessibleLayer(item)
+                                              : static_cast<QAccessibleInterface *>(nullptr);
 }
 
 void tell(QObject *item)
