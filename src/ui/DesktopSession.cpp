@@ -4,7 +4,9 @@
 #include "core/AppModel.h"
 #include "platform/ActivationTokens.h"
 #include "ui/DisplayText.h"
+#include "ui/MessageBus.h"
 
+#include <QCoroDBusPendingCall>
 #include <QGuiApplication>
 
 #include <algorithm>
@@ -64,16 +66,14 @@ QCoro::Task<> stayAwake(std::stop_token over)
 {
     const OneShot<> ended;
     const std::stop_callback wake(over, [ended] { ended.resume(); });
-    MessageBus system(MessageBus::Bus::system);
-    MessageBus session(MessageBus::Bus::session);
     QDBusMessage held; // the inhibition lasts as long as this reply's descriptor is open
-    if (co_await system.open()) {
-        const QDBusMessage inhibit = loginInhibition();
-        held = co_await system.call(inhibit, inhibitPatience);
+    const auto system = co_await openBus(QDBusConnection::SystemBus);
+    if (system) {
+        held = co_await system->asyncCall(loginInhibition(), inhibitPatience);
     }
-    if (!over.stop_requested() && co_await session.open()) {
-        const QDBusMessage inhibit = portalInhibition();
-        co_await session.call(inhibit, inhibitPatience);
+    const auto session = co_await openBus(QDBusConnection::SessionBus);
+    if (session && !over.stop_requested()) {
+        co_await session->asyncCall(portalInhibition(), inhibitPatience);
     }
     co_await ended;
 }
@@ -150,34 +150,34 @@ void DesktopSession::end()
 
 QCoro::Task<> DesktopSession::connectBus()
 {
-    const QPointer<DesktopSession> self(this);
-    MessageBus bus = bus_;
-    const bool isOpen = co_await bus.open();
-    if (!self || !isOpen) {
+    if (bus_ && bus_->isConnected()) {
         co_return;
     }
-    if (!std::exchange(isListening_, true)) {
-        bus_.listen(notifications, notificationsPath, notifications, u"ActivationToken"_s, this,
-                    SLOT(hearToken(uint, QString)));
-        bus_.listen(notifications, notificationsPath, notifications, u"ActionInvoked"_s, this,
-                    SLOT(hearAction(uint, QString)));
+    const QPointer<DesktopSession> self(this);
+    const auto bus = co_await openBus(QDBusConnection::SessionBus);
+    if (self && bus) {
+        bus_ = bus;
+        bus->connect(notifications, notificationsPath, notifications, u"ActivationToken"_s, this,
+                     SLOT(hearToken(uint, QString)));
+        bus->connect(notifications, notificationsPath, notifications, u"ActionInvoked"_s, this,
+                     SLOT(hearAction(uint, QString)));
+        sendProgress();
     }
-    sendProgress();
 }
 
 /// https://wiki.ubuntu.com/Unity/LauncherAPI
 void DesktopSession::sendProgress()
 {
     const bool isShown = isBusy_ && model_.hasProgress();
-    if (!isShown && !showsProgress_) {
+    if (!bus_ || (!isShown && !showsProgress_)) {
         return;
     }
-    showsProgress_ = isShown && bus_.isOpen();
-    bus_.send(QDBusMessage::createSignal(u"/org/brindle/Brindle"_s,
-                                         u"com.canonical.Unity.LauncherEntry"_s, u"Update"_s)
-              << u"application://%1.desktop"_s.arg(desktopFile)
-              << QVariantMap{{u"progress"_s, std::clamp(model_.fraction(), 0.0, 1.0)},
-                             {u"progress-visible"_s, isShown}});
+    showsProgress_ = isShown;
+    bus_->send(QDBusMessage::createSignal(u"/org/brindle/Brindle"_s,
+                                          u"com.canonical.Unity.LauncherEntry"_s, u"Update"_s)
+               << u"application://%1.desktop"_s.arg(desktopFile)
+               << QVariantMap{{u"progress"_s, std::clamp(model_.fraction(), 0.0, 1.0)},
+                              {u"progress-visible"_s, isShown}});
 }
 
 bool DesktopSession::isInBackground() const
@@ -190,12 +190,12 @@ bool DesktopSession::isInBackground() const
 QCoro::Task<> DesktopSession::announce(QPointer<DesktopSession> self, QString title,
                                        QString message, std::stop_token withdrawn)
 {
-    MessageBus bus = self->bus_;
-    if (!co_await bus.open()) {
+    co_await self->connectBus();
+    if (!self || !self->bus_) {
         co_return;
     }
-    const QDBusMessage ask = notificationCall(u"GetCapabilities"_s);
-    const QDBusMessage known = co_await bus.call(ask);
+    const auto bus = self->bus_;
+    const QDBusMessage known = co_await bus->asyncCall(notificationCall(u"GetCapabilities"_s));
     if (!isReply(known) || withdrawn.stop_requested()) {
         co_return;
     }
@@ -209,13 +209,13 @@ QCoro::Task<> DesktopSession::announce(QPointer<DesktopSession> self, QString ti
                         << u"Brindle"_s << 0U << desktopFile << title
                         << (hasMarkup ? message.toHtmlEscaped() : message) << actions
                         << QVariantMap{{u"desktop-entry"_s, desktopFile}} << -1;
-    const QDBusMessage shown = co_await bus.call(notify);
+    const QDBusMessage shown = co_await bus->asyncCall(notify);
     if (!isReply(shown)) {
         co_return;
     }
     const uint notification = shown.arguments().value(0).toUInt();
     if (withdrawn.stop_requested()) {
-        bus.send(withdrawal(notification));
+        bus->send(withdrawal(notification));
     } else if (self) {
         self->notification_ = notification;
     }
@@ -226,7 +226,7 @@ void DesktopSession::withdraw()
     announcement_.request_stop();
     announcedPhase_ = -1;
     if (notification_ != 0) {
-        bus_.send(withdrawal(std::exchange(notification_, 0)));
+        bus_->send(withdrawal(std::exchange(notification_, 0)));
     }
 }
 

@@ -1,11 +1,12 @@
 #pragma once
 
-#include "ui/MessageBus.h"
-
+#include <QCoroTask>
+#include <QDBusConnection>
 #include <QPointer>
 #include <QQuickWindow>
 #include <QTimer>
 
+#include <memory>
 #include <stop_token>
 
 namespace brindle {
@@ -46,10 +47,9 @@ private:
 
     AppModel &model_;
     QQuickWindow &window_;
-    MessageBus bus_{MessageBus::Bus::session};
-    std::stop_source setup_; // stopped when the running setup ends
+    std::shared_ptr<QDBusConnection> bus_; // null until it is connected
+    std::stop_source setup_;               // stopped when the running setup ends
     bool isBusy_ = false;
-    bool isListening_ = false;
     bool showsProgress_ = false;
     QTimer progressDue_;
     std::stop_source announcement_; // stopped when the notification goes

@@ -3,7 +3,6 @@
 #include "base/OneShot.h"
 #include "base/Threads.h"
 
-#include <QCoroDBusPendingCall>
 #include <QFile>
 
 namespace brindle {
@@ -14,9 +13,8 @@ namespace {
 
 /// Returns whether the bus runs already. Follows D-Bus's rules for the addresses ("Well-known
 /// Message Bus Instances"); connecting to some addresses would start a bus.
-bool isThere(MessageBus::Bus bus)
+bool isThere(bool isSession)
 {
-    const bool isSession = bus == MessageBus::Bus::session;
     const QString named =
         qEnvironmentVariable(isSession ? "DBUS_SESSION_BUS_ADDRESS" : "DBUS_SYSTEM_BUS_ADDRESS");
     if (!named.isEmpty()) {
@@ -28,61 +26,26 @@ bool isThere(MessageBus::Bus bus)
 
 } // namespace
 
-MessageBus::MessageBus(Bus bus)
-    : bus_(bus), connection_(new QDBusConnection(QString()), [](QDBusConnection *connection) {
-        QDBusConnection::disconnectFromBus(connection->name());
-        delete connection;
-    })
-{}
-
-QCoro::Task<bool> MessageBus::open()
+QCoro::Task<std::shared_ptr<QDBusConnection>> openBus(QDBusConnection::BusType bus)
 {
-    const auto connection = connection_; // outlives this object
-    if (connection->isConnected() || !isThere(bus_)) {
-        co_return connection->isConnected();
+    std::shared_ptr<QDBusConnection> open;
+    if (isThere(bus == QDBusConnection::SessionBus)) {
+        static int connections = 0;
+        const QString name = u"brindle-%1"_s.arg(++connections);
+        // Connecting to a silent bus blocks. Never connect by address: Qt (6.4) then ends the
+        // program if nobody answers.
+        const OneShot<QDBusConnection> connected;
+        Threads::start([=](const std::stop_token &) {
+            connected.resume(QDBusConnection::connectToBus(bus, name));
+        });
+        const QDBusConnection made = co_await connected;
+        const auto close = [name](QDBusConnection *connection) {
+            QDBusConnection::disconnectFromBus(name);
+            delete connection;
+        };
+        open.reset(new QDBusConnection(made), close);
     }
-    static int connections = 0;
-    const QString name = u"brindle-%1"_s.arg(++connections);
-    const auto type =
-        bus_ == Bus::session ? QDBusConnection::SessionBus : QDBusConnection::SystemBus;
-    // Connecting to a silent bus blocks. Never connect by address: Qt (6.4) then ends the program
-    // if nobody answers.
-    const OneShot<QDBusConnection> connected;
-    Threads::start([=](const std::stop_token &) {
-        connected.resume(QDBusConnection::connectToBus(type, name));
-    });
-    const QDBusConnection made = co_await connected;
-    if (connection->isConnected()) {
-        QDBusConnection::disconnectFromBus(name); // another call was faster
-    } else {
-        *connection = made;
-    }
-    co_return connection->isConnected();
-}
-
-bool MessageBus::isOpen() const
-{
-    return connection_->isConnected();
-}
-
-QCoro::Task<QDBusMessage> MessageBus::call(QDBusMessage message, int patience)
-{
-    const auto connection = connection_; // outlives this object
-    const QDBusMessage reply = co_await connection->asyncCall(message, patience);
-    co_return reply;
-}
-
-void MessageBus::send(const QDBusMessage &message)
-{
-    if (isOpen()) {
-        connection_->send(message);
-    }
-}
-
-void MessageBus::listen(const QString &service, const QString &path, const QString &interface,
-                        const QString &signal, QObject *receiver, const char *slot)
-{
-    connection_->connect(service, path, interface, signal, receiver, slot);
+    co_return open && open->isConnected() ? open : nullptr;
 }
 
 } // namespace brindle

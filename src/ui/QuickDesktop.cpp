@@ -6,6 +6,7 @@
 #include "ui/MessageBus.h"
 
 #include <QClipboard>
+#include <QCoroDBusPendingCall>
 #include <QDesktopServices>
 #include <QFileInfo>
 #include <QGuiApplication>
@@ -37,9 +38,7 @@ QCoro::Task<bool> run(Platform::Command command, QString path)
     // Drops the file browser's output.
     ManagedProcess process(program, arguments, [](const QString &) {});
     try {
-        auto running = process.run();
-        const qint32 exitCode = co_await running;
-        co_return exitCode == 0;
+        co_return co_await process.run() == 0;
     } catch (const Error &) {
         // Ignored, because the next command may start.
     }
@@ -50,30 +49,28 @@ QCoro::Task<bool> run(Platform::Command command, QString path)
 /// https://www.freedesktop.org/wiki/Specifications/file-manager-interface/
 QCoro::Task<bool> ask(QString fileManager, QString path)
 {
-    MessageBus bus(MessageBus::Bus::session);
-    if (fileManager.isEmpty() || !co_await bus.open()) {
+    if (fileManager.isEmpty()) {
         co_return false;
     }
-    auto showItems = QDBusMessage::createMethodCall(
-        fileManager, QStringLiteral("/org/freedesktop/FileManager1"),
-        QStringLiteral("org.freedesktop.FileManager1"), QStringLiteral("ShowItems"));
+    const auto bus = co_await openBus(QDBusConnection::SessionBus);
+    if (!bus) {
+        co_return false;
+    }
+    auto showItems =
+        QDBusMessage::createMethodCall(fileManager, u"/org/freedesktop/FileManager1"_s,
+                                       u"org.freedesktop.FileManager1"_s, u"ShowItems"_s);
     showItems << QStringList{QUrl::fromLocalFile(path).toString(QUrl::FullyEncoded)} << QString();
-    const QDBusMessage answer = co_await bus.call(showItems);
+    const QDBusMessage answer = co_await bus->asyncCall(showItems);
     co_return answer.type() == QDBusMessage::ReplyMessage;
 }
 
 /// Shows an existing file or folder by the service, or by the first command that succeeds.
-QCoro::Task<> show(QString fileManager, QList<Platform::Command> commands, QString path,
-                   std::shared_ptr<int> running)
+QCoro::Task<> show(QString fileManager, QList<Platform::Command> commands, QString path)
 {
-    ++*running;
-    auto asking = ask(fileManager, path);
-    bool shown = co_await asking;
+    bool shown = co_await ask(fileManager, path);
     for (qsizetype i = 0; !shown && i < commands.size(); ++i) {
-        auto attempt = run(commands.at(i), path);
-        shown = co_await attempt;
+        shown = co_await run(commands.at(i), path);
     }
-    --*running;
 }
 
 /// Returns the window's Wayland surface; null without one.
@@ -112,7 +109,7 @@ void QuickDesktop::setWindow(QQmlEngine *engine, QQuickWindow *window)
 QCoro::Task<int> QuickDesktop::runAlert(Alert alert)
 {
     if (alert.buttons.isEmpty()) {
-        alert.buttons << QStringLiteral("OK");
+        alert.buttons << u"OK"_s;
     }
     if (!engine_) {
         co_return static_cast<int>(alert.buttons.size()) - 1;
@@ -122,8 +119,7 @@ QCoro::Task<int> QuickDesktop::runAlert(Alert alert)
     if (!alert_) {
         showNextAlert();
     }
-    const int pressed = co_await answer;
-    co_return pressed;
+    co_return co_await answer;
 }
 
 void QuickDesktop::showNextAlert()
@@ -180,7 +176,7 @@ void QuickDesktop::bringToFront(QWindow &window)
 
 void QuickDesktop::reveal(const QString &path)
 {
-    show(fileManager_, reveal_, path, revealing_);
+    show(fileManager_, reveal_, path);
 }
 
 void QuickDesktop::copyText(const QString &text)
@@ -205,18 +201,16 @@ QCoro::Task<QMap<QString, QString>> QuickDesktop::startPermission(std::stop_toke
     if (QGuiApplication::platformName() == u"xcb" && lastInput_ > 0) {
         // A unique text and the time:
         // https://specifications.freedesktop.org/startup-notification-spec/
-        permission[QStringLiteral("DESKTOP_STARTUP_ID")] =
-            QStringLiteral("brindle-%1-%2-%3_TIME%4")
-                .arg(QString::number(QCoreApplication::applicationPid()),
-                     QString::number(++starts_), QSysInfo::machineHostName(),
-                     QString::number(lastInput_));
+        permission[u"DESKTOP_STARTUP_ID"_s] = u"brindle-%1-%2-%3_TIME%4"_s.arg(
+            QString::number(QCoreApplication::applicationPid()), QString::number(++starts_),
+            QSysInfo::machineHostName(), QString::number(lastInput_));
     }
     if (tokens_) {
         void *const surface = surfaceOf(window_);
         std::stop_source waited;
         const auto request = tokens_->ask(surface, [&](const QByteArray &token) {
             if (!token.isEmpty()) {
-                permission[QStringLiteral("XDG_ACTIVATION_TOKEN")] = QString::fromLatin1(token);
+                permission[u"XDG_ACTIVATION_TOKEN"_s] = QString::fromLatin1(token);
             }
             waited.request_stop();
         });

@@ -40,8 +40,6 @@ public:
     /// Records the time of the player's input, as the window system counts it.
     void noteInput(quint64 time);
 
-    /// Whether a command of `reveal` still runs.
-    bool isRevealing() const { return *revealing_ > 0; }
     /// The visible alert, an AlertView; null without one.
     QObject *alert() const { return alert_; }
 
@@ -62,8 +60,6 @@ private:
 
     QList<Platform::Command> reveal_;
     QString fileManager_;
-    // Counts running commands. Shared, because they may outlive this object.
-    std::shared_ptr<int> revealing_ = std::make_shared<int>(0);
     QPointer<QQmlEngine> engine_;
     QPointer<QQuickWindow> window_;
     QList<Question> questions_;                // `alert_` shows the first

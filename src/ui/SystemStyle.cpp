@@ -1,5 +1,8 @@
 #include "ui/SystemStyle.h"
 
+#include "ui/MessageBus.h"
+
+#include <QCoroDBusPendingCall>
 #include <QDBusArgument>
 #include <QEvent>
 #include <QEventLoop>
@@ -22,15 +25,12 @@ namespace {
 const auto portal = u"org.freedesktop.portal.Desktop"_s;
 const auto portalPath = u"/org/freedesktop/portal/desktop"_s;
 const auto settings = u"org.freedesktop.portal.Settings"_s;
-const auto appearance = u"org.freedesktop.appearance"_s;
-const auto schemeKey = u"color-scheme"_s;
-const auto accentKey = u"accent-color"_s;
-const auto gnome = u"org.gnome.desktop.interface"_s;
-const auto fontKey = u"font-name"_s;
-const auto textScaleKey = u"text-scaling-factor"_s;
-const auto animationsKey = u"enable-animations"_s;
-
-constexpr int patience = 100; // milliseconds
+// A group and its key.
+const auto scheme = u"org.freedesktop.appearance color-scheme"_s;
+const auto accentColour = u"org.freedesktop.appearance accent-color"_s;
+const auto fontName = u"org.gnome.desktop.interface font-name"_s;
+const auto textScale = u"org.gnome.desktop.interface text-scaling-factor"_s;
+const auto animations = u"org.gnome.desktop.interface enable-animations"_s;
 
 /// Reads red, green and blue, each from 0 to 1. Returns an invalid colour for any other value.
 QColor toColour(const QVariant &value)
@@ -49,34 +49,19 @@ QColor toColour(const QVariant &value)
                     : QColor();
 }
 
-/// Reads GNOME's form of a font: family, perhaps a style, and the size in points.
-QFont toFont(const QString &named)
-{
-    QFont font = QGuiApplication::font();
-    const double size = named.section(u' ', -1).toDouble();
-    if (size >= 1 && size <= 100) {
-        font.setPixelSize(qRound(size * 96 / 72));
-    }
-    QString family = named.section(u' ', 0, -2);
-    while (!family.isEmpty() && !QFontDatabase::hasFamily(family)) {
-        family = family.section(u' ', 0, -2);
-    }
-    if (!family.isEmpty()) {
-        font.setFamily(family);
-    }
-    return font;
-}
-
 } // namespace
 
-SystemStyle::SystemStyle(QObject *parent) : QObject(parent)
+SystemStyle::SystemStyle(QObject *parent) : QObject(parent), keys_{scheme, accentColour}
 {
+    if (qEnvironmentVariable("XDG_CURRENT_DESKTOP").contains(u"GNOME")) {
+        keys_ << fontName << textScale << animations;
+    }
     qGuiApp->installEventFilter(this);
     qRegisterMetaType<QDBusVariant>(); // or Qt (6.4) refuses to connect a slot that takes one
     askPortal(this);
 }
 
-void SystemStyle::waitForPortal()
+void SystemStyle::waitForPortal(int patience)
 {
     QEventLoop loop;
     connect(this, &SystemStyle::answered, &loop, &QEventLoop::quit);
@@ -88,24 +73,21 @@ void SystemStyle::waitForPortal()
 
 QCoro::Task<> SystemStyle::askPortal(QPointer<SystemStyle> self)
 {
-    MessageBus bus = self->bus_;
-    if (co_await bus.open() && self) {
-        bus.listen(portal, portalPath, settings, u"SettingChanged"_s, self.data(),
-                   SLOT(hear(QString, QString, QDBusVariant)));
+    const auto bus = co_await openBus(QDBusConnection::SessionBus);
+    if (bus && self) {
+        self->bus_ = bus;
+        bus->connect(portal, portalPath, settings, u"SettingChanged"_s, self.data(),
+                     SLOT(hear(QString, QString, QDBusVariant)));
+        const QStringList keys = self->keys_;
         // Debian 12's portal lacks ReadOne, and ReadAll mixes the answers of several desktops.
-        QList<QStringList> keys{{appearance, schemeKey}, {appearance, accentKey}};
-        if (self->isGnome_) {
-            keys << QStringList{gnome, fontKey} << QStringList{gnome, textScaleKey}
-                 << QStringList{gnome, animationsKey};
-        }
-        for (const QStringList &key : keys) {
-            const auto read =
-                QDBusMessage::createMethodCall(portal, portalPath, settings, u"Read"_s)
-                << key.first() << key.last();
-            const QDBusMessage reply = co_await bus.call(read);
+        for (const QString &key : keys) {
+            auto read = QDBusMessage::createMethodCall(portal, portalPath, settings, u"Read"_s);
+            const QDBusMessage reply =
+                co_await bus->asyncCall(read << key.section(u' ', 0, 0) << key.section(u' ', 1));
             const auto outer = reply.arguments().value(0).value<QDBusVariant>().variant();
             if (self && reply.type() == QDBusMessage::ReplyMessage) {
-                self->hear(key.first(), key.last(), outer.value<QDBusVariant>());
+                self->chosen_[key] = outer.value<QDBusVariant>().variant();
+                Q_EMIT self->changed();
             }
         }
     }
@@ -117,21 +99,11 @@ QCoro::Task<> SystemStyle::askPortal(QPointer<SystemStyle> self)
 
 void SystemStyle::hear(const QString &group, const QString &key, const QDBusVariant &value)
 {
-    if (group == appearance && key == schemeKey) {
-        scheme_ = value.variant().toUInt();
-    } else if (group == appearance && key == accentKey) {
-        chosenAccent_ = toColour(value.variant());
-    } else if (isGnome_ && group == gnome && key == fontKey) {
-        gnomeFont_ = toFont(value.variant().toString());
-    } else if (isGnome_ && group == gnome && key == textScaleKey) {
-        const double factor = value.variant().toDouble();
-        textScale_ = factor >= 0.5 && factor <= 3 ? factor : 1; // GNOME's own limits
-    } else if (isGnome_ && group == gnome && key == animationsKey) {
-        isStill_ = value.variant().typeId() == QMetaType::Bool && !value.variant().toBool();
-    } else {
-        return;
+    const QString name = group + u' ' + key;
+    if (keys_.contains(name)) {
+        chosen_[name] = value.variant();
+        Q_EMIT changed();
     }
-    Q_EMIT changed();
 }
 
 bool SystemStyle::eventFilter(QObject *watched, QEvent *event)
@@ -146,8 +118,10 @@ bool SystemStyle::eventFilter(QObject *watched, QEvent *event)
 
 bool SystemStyle::isDark() const
 {
-    if (scheme_ == 1 || scheme_ == 2) {
-        return scheme_ == 1;
+    // 1 is dark and 2 is light. Any other value leaves it to Qt.
+    const uint chosen = chosen_.value(scheme).toUInt();
+    if (chosen == 1 || chosen == 2) {
+        return chosen == 1;
     }
     const QPalette palette = desktopPalette_.value_or(QGuiApplication::palette());
     return palette.color(QPalette::Window).lightnessF() <
@@ -156,8 +130,8 @@ bool SystemStyle::isDark() const
 
 QColor SystemStyle::accent() const
 {
-    if (chosenAccent_.isValid()) {
-        return chosenAccent_;
+    if (const QColor chosen = toColour(chosen_.value(accentColour)); chosen.isValid()) {
+        return chosen;
     }
     const QPalette palette = QGuiApplication::palette();
     QColor named = palette.color(QPalette::Active, QPalette::Highlight);
@@ -169,6 +143,11 @@ QColor SystemStyle::accent() const
 #endif
     // Qt's own colours, on a desktop that names none.
     return named == QColor(Qt::darkBlue) || named == QColor(48, 140, 198) ? QColor() : named;
+}
+
+bool SystemStyle::isStill() const
+{
+    return !chosen_.value(animations, true).toBool();
 }
 
 void SystemStyle::colourTitleBars(const QColor &ground, const QColor &text)
@@ -196,10 +175,29 @@ void SystemStyle::colourTitleBars(const QColor &ground, const QColor &text)
     }
 }
 
+/// Reads GNOME's form of a font: family, perhaps a style, and the size in points.
+QFont SystemStyle::font() const
+{
+    QFont font = QGuiApplication::font();
+    const QString named = chosen_.value(fontName).toString();
+    const double size = named.section(u' ', -1).toDouble();
+    if (size >= 1 && size <= 100) {
+        font.setPixelSize(qRound(size * 96 / 72));
+    }
+    QString family = named.section(u' ', 0, -2);
+    while (!family.isEmpty() && !QFontDatabase::hasFamily(family)) {
+        family = family.section(u' ', 0, -2);
+    }
+    if (!family.isEmpty()) {
+        font.setFamily(family);
+    }
+    return font;
+}
+
 /// Replaces a nameless family ("Sans Serif" is any family) by the best of those that desktops use.
 QString SystemStyle::fontFamily() const
 {
-    QString named = gnomeFont_.value_or(QGuiApplication::font()).family();
+    const QString named = font().family();
     const QStringList nameless{u"Sans Serif"_s, u"Sans"_s, u"sans-serif"_s, QString()};
     if (!nameless.contains(named, Qt::CaseInsensitive)) {
         return named;
@@ -213,7 +211,8 @@ QString SystemStyle::fontFamily() const
 
 qreal SystemStyle::fontSize() const
 {
-    return QFontInfo(gnomeFont_.value_or(QGuiApplication::font())).pixelSize() * textScale_;
+    const double factor = chosen_.value(textScale).toDouble();
+    return QFontInfo(font()).pixelSize() * (factor >= 0.5 && factor <= 3 ? factor : 1);
 }
 
 QString SystemStyle::monospacedFamily()

@@ -1,15 +1,17 @@
 #pragma once
 
-#include "ui/MessageBus.h"
-
 #include <QColor>
+#include <QCoroTask>
+#include <QDBusConnection>
 #include <QDBusVariant>
 #include <QFont>
 #include <QObject>
 #include <QPalette>
 #include <QPointer>
+#include <QVariantMap>
 #include <QtQml/qqmlregistration.h>
 
+#include <memory>
 #include <optional>
 
 namespace brindle {
@@ -35,12 +37,12 @@ class SystemStyle : public QObject
 public:
     explicit SystemStyle(QObject *parent = nullptr);
 
-    /// Serves events until the portal has answered, for at most 100 ms.
-    void waitForPortal();
+    /// Serves events until the portal has answered, for at most `patience` milliseconds.
+    void waitForPortal(int patience = 100);
 
     bool isDark() const;
     QColor accent() const;
-    bool isStill() const { return isStill_; }
+    bool isStill() const;
     QString fontFamily() const;
     qreal fontSize() const;
     static QString monospacedFamily();
@@ -61,16 +63,13 @@ private Q_SLOTS:
 
 private:
     static QCoro::Task<> askPortal(QPointer<SystemStyle> self);
+    QFont font() const;
 
-    MessageBus bus_{MessageBus::Bus::session};
+    std::shared_ptr<QDBusConnection> bus_; // keeps the portal's signals coming
+    QStringList keys_;                     // the portal's, as far as this desktop uses them
+    QVariantMap chosen_;                   // the portal's values
     bool isAnswered_ = false;
-    bool isColouring_ = false; // Qt announces our own change of the palette too
-    uint scheme_ = 0;          // of windows: 1 dark, 2 light, any other value leaves it to Qt
-    QColor chosenAccent_;      // invalid: the player chose none
-    const bool isGnome_ = qEnvironmentVariable("XDG_CURRENT_DESKTOP").contains(u"GNOME");
-    std::optional<QFont> gnomeFont_;
-    qreal textScale_ = 1;
-    bool isStill_ = false;
+    bool isColouring_ = false;               // Qt announces our own change of the palette too
     std::optional<QPalette> desktopPalette_; // before the title bars were coloured
 };
 
