@@ -7,11 +7,9 @@
 #include <QEvent>
 #include <QGuiApplication>
 #include <QIcon>
-#include <QPainter>
 #include <QQmlComponent>
 #include <QScopedValueRollback>
 #include <QSessionManager>
-#include <QSvgRenderer>
 #include <QTimer>
 #include <qpa/qplatformnativeinterface.h>
 
@@ -20,27 +18,13 @@ extern void qml_register_types_Brindle();
 
 namespace brindle {
 
+using namespace Qt::StringLiterals;
+
 namespace {
 
 /// The longest wait for cancelled work at the end, in milliseconds. A game that ignores the request
 /// to end is killed after five seconds.
 constexpr int maxEnd = 7'000;
-
-/// Draws the application's icon in the sizes that desktops use.
-QIcon windowIcon()
-{
-    QSvgRenderer drawing(QStringLiteral(":/qt-project.org/imports/Brindle/icons/brindle.svg"));
-    QIcon icon;
-    for (const int side : {16, 24, 32, 48, 64, 128}) {
-        QPixmap pixels(side, side);
-        pixels.fill(Qt::transparent);
-        QPainter painter(&pixels);
-        drawing.render(&painter);
-        painter.end();
-        icon.addPixmap(pixels);
-    }
-    return icon;
-}
 
 /// Ends an X desktop's startup sequence for a window that is open already. Adopts the time in the
 /// id, because window managers refuse requests from before the player's last input.
@@ -99,7 +83,7 @@ void BrindleApp::prepare()
 
 QUrl BrindleApp::mainWindow()
 {
-    return QUrl(QStringLiteral("qrc:/qt-project.org/imports/Brindle/MainWindow.qml"));
+    return QUrl(u"qrc:/qt-project.org/imports/Brindle/MainWindow.qml"_s);
 }
 
 BrindleApp::BrindleApp(std::shared_ptr<QuickDesktop> desktop)
@@ -120,14 +104,17 @@ BrindleApp::BrindleApp(std::shared_ptr<QuickDesktop> desktop)
     // Fails only in a broken installation.
     if (component.isReady()) {
         window_.reset(qobject_cast<QQuickWindow *>(component.createWithInitialProperties(
-            {{QStringLiteral("model"), QVariant::fromValue<QObject *>(&model_)}})));
+            {{u"model"_s, QVariant::fromValue<QObject *>(&model_)}})));
     }
     if (!window_) {
         qFatal("%s", qPrintable(component.errorString()));
     }
     desktop_->setWindow(&engine_, window_.get());
     // After the first frame, which must not wait.
-    QTimer::singleShot(0, this, [] { QGuiApplication::setWindowIcon(windowIcon()); });
+    QTimer::singleShot(0, this, [] {
+        QGuiApplication::setWindowIcon(
+            QIcon(u":/qt-project.org/imports/Brindle/icons/brindle.svg"_s));
+    });
     // The Dock asks for the window by activating the application.
     connect(qGuiApp, &QGuiApplication::applicationStateChanged, this,
             [this](Qt::ApplicationState state) {

@@ -50,7 +50,7 @@ SingleInstance::Role SingleInstance::claim(const QByteArray &activationToken,
             return Role::first;
         }
         const int rest = static_cast<int>(deadline.remainingTime());
-        if (askFirst(request, rest) == Answer::shown) {
+        if (askFirst(request, rest)) {
             return Role::second;
         }
         if (deadline.hasExpired()) {
@@ -61,22 +61,23 @@ SingleInstance::Role SingleInstance::claim(const QByteArray &activationToken,
     }
 }
 
-SingleInstance::Answer SingleInstance::askFirst(const QByteArray &request, int patience)
+/// Returns whether the first launcher has shown its window.
+bool SingleInstance::askFirst(const QByteArray &request, int patience)
 {
     const QDeadlineTimer deadline(patience);
     const auto rest = [&deadline] { return static_cast<int>(deadline.remainingTime()); };
     QLocalSocket socket;
     socket.connectToServer(socket_);
     if (!socket.waitForConnected(rest())) {
-        return Answer::none;
+        return false;
     }
     socket.write(request);
     while (!socket.canReadLine()) {
         if (!socket.waitForReadyRead(rest())) {
-            return Answer::none;
+            return false;
         }
     }
-    return socket.readLine() == shownAnswer ? Answer::shown : Answer::none;
+    return socket.readLine() == shownAnswer;
 }
 
 void SingleInstance::listen()

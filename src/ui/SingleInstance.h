@@ -46,9 +46,7 @@ Q_SIGNALS:
     void windowRequested(const QByteArray &activationToken, const QByteArray &startupId);
 
 private:
-    enum class Answer { shown, none };
-
-    Answer askFirst(const QByteArray &request, int patience);
+    bool askFirst(const QByteArray &request, int patience);
     void serve();
 
     const QString folder_; // holds the storage root

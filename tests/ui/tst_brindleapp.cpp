@@ -37,16 +37,16 @@ private Q_SLOTS:
         QCOMPARE(model().state(), AppState::ready());
     }
 
-    void theIconIsThereInTheSizesThatDesktopsShow()
+    void theIconIsThere()
     {
         QGuiApplication::setWindowIcon({});
         stop();
         start();
         spinUntil([] { return !QGuiApplication::windowIcon().isNull(); });
-        const QIcon icon = QGuiApplication::windowIcon();
-        for (const int side : {16, 24, 32, 48, 64, 128}) {
-            QVERIFY(icon.availableSizes().contains(QSize(side, side)));
-            QCOMPARE(qAlpha(icon.pixmap(side).toImage().pixel(side / 2, side / 2)), 255);
+        for (const int side : {16, 128}) {
+            const QImage icon = QGuiApplication::windowIcon().pixmap(side).toImage();
+            QCOMPARE(icon.width(), side);
+            QCOMPARE(qAlpha(icon.pixel(side / 2, side / 2)), 255);
         }
     }
 
