@@ -2,9 +2,9 @@
 
 #include "base/Error.h"
 #include "process/ManagedProcess.h"
+#include "support/Await.h"
 
 #include <QCoreApplication>
-#include <QEventLoop>
 #include <QProcess>
 
 #include <algorithm>
@@ -19,17 +19,6 @@
 namespace brindle {
 
 namespace {
-
-QCoro::Task<> collect(QCoro::Task<> task, std::exception_ptr *error, bool *isDone, QEventLoop *loop)
-{
-    try {
-        co_await task;
-    } catch (...) {
-        *error = std::current_exception();
-    }
-    *isDone = true;
-    loop->quit();
-}
 
 const char *verdict(double value, double bar)
 {
@@ -94,17 +83,6 @@ Measure::Pair Measure::compare(const std::function<void()> &prepare,
     return {median(ourTimes), median(theirTimes)};
 }
 
-double Measure::alone(const std::function<void()> &prepare, const std::function<void()> &side)
-{
-    std::vector<double> times;
-    for (int i = 0; i < runs; ++i) {
-        prepare();
-        sync();
-        times.push_back(seconds(side));
-    }
-    return median(times);
-}
-
 void Measure::run(const QString &program, const QStringList &arguments, const QString &folder)
 {
     QProcess process;
@@ -123,22 +101,7 @@ void Measure::run(const QString &program, const QStringList &arguments, const QS
 void Measure::runChild(const QString &program, const QString &step, const LineCallback &onLine)
 {
     ManagedProcess child(program, {step}, onLine);
-    const auto ended = [](QCoro::Task<qint32> run) -> QCoro::Task<> { co_await run; };
-    await(ended(child.run()));
-}
-
-void Measure::await(QCoro::Task<> task)
-{
-    QEventLoop loop;
-    std::exception_ptr error;
-    bool isDone = false;
-    const auto collecting = collect(std::move(task), &error, &isDone, &loop);
-    if (!isDone) {
-        loop.exec();
-    }
-    if (error) {
-        std::rethrow_exception(error);
-    }
+    await(child.run(), 600);
 }
 
 void Measure::printRatio(const char *what, const Pair &pair, double bar)
@@ -146,13 +109,6 @@ void Measure::printRatio(const char *what, const Pair &pair, double bar)
     const double ratio = pair.ours / pair.theirs;
     std::printf("%-46s %9.3f s %9.3f s %9.2f    <= %-8g %s\n", what, pair.ours, pair.theirs, ratio,
                 bar, verdict(ratio, bar));
-    std::fflush(stdout);
-}
-
-void Measure::printFloor(const char *what, const Pair &pair, double floor)
-{
-    std::printf("  %-44s %9.3f s %9.3f s %9.2f    floor\n", what, pair.ours, floor,
-                pair.ours / floor);
     std::fflush(stdout);
 }
 

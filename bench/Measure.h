@@ -2,7 +2,6 @@
 
 #include "base/Callbacks.h"
 
-#include <QCoroTask>
 #include <QString>
 #include <QStringList>
 
@@ -35,20 +34,14 @@ double median(std::vector<double> values);
 /// machine. Before each measurement `prepare` runs and earlier writes are synced.
 Pair compare(const std::function<void()> &prepare, const std::function<void()> &ours,
              const std::function<void()> &theirs);
-/// Returns the median of one side, measured in the same way.
-double alone(const std::function<void()> &prepare, const std::function<void()> &side);
 
 /// Runs a program. Throws std::runtime_error with its output if it fails.
 void run(const QString &program, const QStringList &arguments, const QString &folder = {});
 /// Runs one step of the tests' child. Passes on its lines.
 void runChild(const QString &program, const QString &step, const LineCallback &onLine);
-/// Runs an event loop until the task ends. Throws the task's exception.
-void await(QCoro::Task<> task);
 
 /// Prints both sides, their ratio and its bar.
 void printRatio(const char *what, const Pair &pair, double bar);
-/// Prints how much longer our side took than the least possible work.
-void printFloor(const char *what, const Pair &pair, double floor);
 /// Prints a figure and its bar.
 void printLimit(const char *what, double value, const char *unit, double bar);
 /// Prints a figure.

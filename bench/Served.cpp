@@ -1,10 +1,8 @@
 #include "Served.h"
 
 #include "TestCertificate.h"
-#include "http/HttpServer.h"
-
-#include <QFile>
-#include <QSslConfiguration>
+#include "demo/ReleaseHost.h"
+#include "engine/EngineSpec.h"
 
 #include <array>
 #include <csignal>
@@ -19,40 +17,17 @@ namespace brindle {
 namespace {
 
 /// Writes the address to the descriptor and serves until the process is killed.
-[[noreturn]] void serve(const QString &folder, const QString &certificate, int descriptor)
+[[noreturn]] void serve(const QString &archive, const QString &certificate, int descriptor)
 {
-    QSslConfiguration configuration;
-    const QSslConfiguration *tls = nullptr;
+    ReleaseHost::Options options;
     if (!certificate.isEmpty()) {
         const TestCertificate made = TestCertificate::make();
         made.save(certificate);
-        configuration = made.serverConfiguration();
-        tls = &configuration;
+        options.tls = made.serverConfiguration();
     }
-    const auto nameOf = [](const HttpRequest &request) {
-        return QString::fromUtf8(request.target.mid(request.target.lastIndexOf('/')));
-    };
-    const HttpServer files(
-        [&](const HttpRequest &request, HttpConnection &connection) {
-            QFile file(folder + nameOf(request));
-            if (!file.open(QIODevice::ReadOnly | QIODevice::Unbuffered)) {
-                connection.respond(404, {}, {});
-                return;
-            }
-            connection.keepOpen();
-            connection.write("HTTP/1.1 200 OK\r\nContent-Length: " +
-                             QByteArray::number(file.size()) + "\r\n\r\n");
-            while (!file.atEnd() && connection.write(file.read(262'144))) {
-            }
-        },
-        0, tls);
-    const HttpServer server(
-        [&](const HttpRequest &request, HttpConnection &connection) {
-            connection.keepOpen();
-            connection.redirect(302, files.url(nameOf(request)));
-        },
-        0, tls);
-    const QByteArray address = server.url().toEncoded();
+    ReleaseHost host(options);
+    host.offerEngine(Served::tag, Served::name(), archive);
+    const QByteArray address = host.url().toEncoded();
     (void)!write(descriptor, address.constData(), static_cast<size_t>(address.size()));
     for (;;) {
         pause();
@@ -61,14 +36,14 @@ namespace {
 
 } // namespace
 
-Served::Served(const QString &folder, const QString &certificate)
+Served::Served(const QString &archive, const QString &certificate)
 {
     std::array<int, 2> pipe = {};
     if (::pipe(pipe.data()) == 0 && (process_ = fork()) == 0) {
         prctl(PR_SET_PDEATHSIG, SIGKILL);
         close(pipe[0]);
         try {
-            serve(folder, certificate, pipe[1]);
+            serve(archive, certificate, pipe[1]);
         } catch (...) {
             _exit(1);
         }
@@ -87,6 +62,16 @@ Served::~Served()
 {
     kill(process_, SIGKILL);
     waitpid(process_, nullptr, 0);
+}
+
+QUrl Served::archive() const
+{
+    return QUrl(url_.toString() + ReleaseHost::enginePath(tag, name()));
+}
+
+QString Served::name()
+{
+    return EngineSpec{tag}.zipName(Platform::current({}));
 }
 
 } // namespace brindle

@@ -7,21 +7,26 @@
 
 namespace brindle {
 
-/// Serves a folder's files over HTTP on loopback, each after a redirect to a second server, as a
-/// release page does. A forked process serves them, so that the measured program's memory and time
-/// are its own.
+/// Serves an engine's archive as the release host does. A forked process serves it, so that the
+/// measured program's memory and time are its own.
 class Served
 {
 public:
     /// Serves over TLS if `certificate` is not empty, and writes there the certificate to trust.
     /// Call before the program has a second thread. Throws std::runtime_error.
-    explicit Served(const QString &folder, const QString &certificate = {});
+    explicit Served(const QString &archive, const QString &certificate = {});
     ~Served();
     Served(const Served &) = delete;
     Served &operator=(const Served &) = delete;
 
-    /// Returns the server's address, without a trailing slash.
+    /// Returns the host's address, without a trailing slash.
     QUrl url() const { return url_; }
+    /// Returns the archive's address.
+    QUrl archive() const;
+
+    inline static const QString tag = QStringLiteral("4.3-stable");
+    /// Returns the archive's name on the host.
+    static QString name();
 
 private:
     pid_t process_ = -1;

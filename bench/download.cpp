@@ -4,11 +4,12 @@
 //   FILE is served on loopback; the disk takes RATE bytes per second (slowdisk.so must be
 //   preloaded); WORK is emptied
 
+#include "Figures.h"
 #include "Measure.h"
 #include "Served.h"
 #include "files/Files.h"
 #include "net/FileDownloader.h"
-#include "support/Figures.h"
+#include "support/Await.h"
 
 #include <QFileInfo>
 
@@ -19,26 +20,19 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-/// Waits for the end of a download and drops the file.
-QCoro::Task<> ended(QCoro::Task<std::shared_ptr<QFile>> download)
-{
-    co_await download;
-}
-
 void measure(const QString &file, const QString &work, double rate)
 {
     const QFileInfo source(file);
     const QString target = work + u"/downloaded"_s;
     Files::remove(work);
     Files::createFolder(work);
-    const Served server(source.absolutePath());
-    const QUrl url(server.url().toString() + u'/' + source.fileName());
+    const Served server(file);
 
     FileDownloader downloader;
     double seconds = 0;
     const double peak = peakAboveIdle([&] {
-        seconds =
-            Measure::seconds([&] { Measure::await(ended(downloader.download(url, target, {}))); });
+        seconds = Measure::seconds(
+            [&] { await(downloader.download(server.archive(), target, {}), 600); });
     });
     if (QFileInfo(target).size() != source.size()) {
         throw std::runtime_error("the download is not whole");

@@ -2,13 +2,13 @@
 //
 // usage: bench_output CHILD WHAT
 //   CHILD is the tests' child. WHAT is "lines" (lines a second, and the main thread's longest
-//   absence), or the peak memory above idle of a line without an end: as "reader" (dropped) or
-//   "log".
+//   absence), or the peak memory above idle: of an endless line, as "reader" (dropped) or "log",
+//   or of a "full" log
 
+#include "Figures.h"
 #include "Measure.h"
 #include "log/LogQueue.h"
 #include "log/LogStore.h"
-#include "support/Figures.h"
 
 #include <memory>
 #include <stdexcept>
@@ -49,24 +49,33 @@ void measureLines(const QString &child)
     Measure::printLimit("longest absence of the main thread meanwhile", pulse.longest(), "ms", 50);
 }
 
-void measureMemory(const QString &child, bool intoLog)
+void measureMemory(const char *what, const QString &child, const QString &step, bool intoLog,
+                   double bar)
 {
-    const double peak = peakAboveIdle([&] { print(child, u"endless:500000000"_s, intoLog); });
-    Measure::printLimit(intoLog ? "memory of 500 MB without a line end, in the log"
-                                : "memory of 500 MB without a line end, as read",
-                        peak / 1e6, "MB", 16);
+    const double peak = peakAboveIdle([&] { print(child, step, intoLog); });
+    Measure::printLimit(what, peak / 1e6, "MB", bar);
+}
+
+void measure(const QStringList &arguments)
+{
+    const QString &child = arguments.at(0);
+    const QString &what = arguments.at(1);
+    const auto endless = u"long:1,500000000"_s;
+    if (what == u"lines") {
+        measureLines(child);
+    } else if (what == u"reader") {
+        measureMemory("memory of a line of 500 MB, as read", child, endless, false, 16);
+    } else if (what == u"log") {
+        measureMemory("memory of a line of 500 MB, in the log", child, endless, true, 16);
+    } else {
+        measureMemory("memory of 5,000 lines of 64 KiB, in the log", child, u"long:5000,65536"_s,
+                      true, 32);
+    }
 }
 
 } // namespace
 
 int main(int argc, char **argv)
 {
-    return Measure::program(argc, argv, "bench_output CHILD lines|reader|log",
-                            [](const QStringList &arguments) {
-                                if (arguments.at(1) == u"lines") {
-                                    measureLines(arguments.at(0));
-                                } else {
-                                    measureMemory(arguments.at(0), arguments.at(1) == u"log");
-                                }
-                            });
+    return Measure::program(argc, argv, "bench_output CHILD lines|reader|log|full", measure);
 }

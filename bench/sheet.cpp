@@ -4,10 +4,10 @@
 // usage: bench_sheet CHILD RATE SECONDS
 //   CHILD is the tests' child and prints RATE lines a second for SECONDS
 
+#include "Figures.h"
 #include "Measure.h"
 #include "log/LogQueue.h"
 #include "log/LogStore.h"
-#include "support/Figures.h"
 #include "ui/BrindleApp.h"
 
 #include <QGuiApplication>
@@ -71,7 +71,6 @@ void measure(const QStringList &arguments)
     Measure::printFigure("log sheet: frames a second meanwhile", static_cast<double>(drawn) / time,
                          "");
     Measure::printLimit("log sheet: longest time between two frames", frames.longest(), "ms", 50);
-    Measure::printFigure("  the most work of the main thread in one", frames.busiest(), "ms");
     Measure::printLimit("longest absence of the main thread meanwhile", turns.longest(), "ms", 50);
 }
 

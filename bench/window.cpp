@@ -4,9 +4,9 @@
 // usage: bench_window PROGRAM EMPTY WORK
 //   PROGRAM is the launcher, EMPTY the other window. Empties WORK.
 
+#include "Figures.h"
 #include "Measure.h"
 #include "files/Files.h"
-#include "support/Figures.h"
 #include "support/Screen.h"
 
 #include <QThread>

@@ -108,29 +108,21 @@ void printPaced(long rate, long seconds)
     }
 }
 
-void printEndless(size_t count)
-{
-    // A multiple of ten, so that the digits go on from one block to the next.
-    static const std::string digits = [] {
-        std::string block;
-        for (size_t i = 0; i < largeWrite / 10 * 10; ++i) {
-            block += static_cast<char>('0' + i % 10);
-        }
-        return block;
-    }();
-    for (size_t left = count; left > 0;) {
-        const std::string_view part = std::string_view(digits).substr(0, left);
-        write(STDOUT_FILENO, part);
-        left -= part.size();
-    }
-}
-
 void printLong(long count, size_t bytes)
 {
+    // A multiple of ten, so that the digits go on from one block to the next.
+    std::string digits(largeWrite / 10 * 10, '0');
+    for (size_t i = 0; i < digits.size(); ++i) {
+        digits[i] = static_cast<char>('0' + i % 10);
+    }
     for (long i = 0; i < count; ++i) {
         const std::string head = "line " + std::to_string(i) + ' ';
         write(STDOUT_FILENO, head);
-        printEndless(bytes - std::min(bytes, head.size()));
+        for (size_t left = bytes - std::min(bytes, head.size()); left > 0;) {
+            const std::string_view part = std::string_view(digits).substr(0, left);
+            write(STDOUT_FILENO, part);
+            left -= part.size();
+        }
         write(STDOUT_FILENO, "\n");
     }
 }
@@ -278,8 +270,6 @@ const std::map<std::string, std::function<void(Argument)>> verbs{
     {"lines", [](Argument count) { printLines(0, std::stol(count)); }},
     // paced:RATE,SECONDS: prints numbered lines, RATE in each second
     {"paced", [](Argument pair) { printPaced(std::stol(pair), second(pair)); }},
-    // endless:BYTES: prints that many bytes of "0123456789…" without a line feed
-    {"endless", [](Argument bytes) { printEndless(std::stoul(bytes)); }},
     // long:COUNT,BYTES: prints that many numbered lines of that many bytes, most of them digits
     {"long", [](Argument pair) { printLong(std::stol(pair), static_cast<size_t>(second(pair))); }},
     // descriptors: prints the numbers of the open descriptors in one line
@@ -312,8 +302,6 @@ const std::map<std::string, std::function<void(Argument)>> verbs{
         reports.at(std::stoul(number)) = "signal " + number + '\n';
         std::signal(std::stoi(number), reportSignal);
     }},
-    // session: becomes the leader of a session of its own
-    {"session", [](Argument) { ::setsid(); }},
     // close: closes standard output and error
     {"close", [](Argument) { ::close(STDOUT_FILENO); ::close(STDERR_FILENO); }},
     // wait: waits for a signal to end it

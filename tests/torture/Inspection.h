@@ -1,7 +1,7 @@
 #pragma once
 
+#include "ConsoleLauncher.h"
 #include "Offers.h"
-#include "support/ConsoleLauncher.h"
 
 #include <QSet>
 

@@ -83,7 +83,7 @@ private:
         QStringList problems = clearOrphans();
         disk_.restorePower();
         // Before anything is pressed.
-        if (launch(u"look"_s)->hasPrinted(u"state: ready"_s)) {
+        if (launch(u"look"_s)->isGood()) {
             ++ready_;
             problems << Inspection(offers_, setting_).problemsOfReady(expected);
         }

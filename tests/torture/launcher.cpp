@@ -1,9 +1,9 @@
 // torture-launcher ACTION HOME TEMPORARY HOST PROGRAMS: the launcher without its window, composed
 // like the real one. ACTION is "play", "update", "reinstall", "remove" or "look". Each printed line
 // begins with its kind: "phase: " and a headline, "log: " and a line of the log, "end: " and the
-// result. "look" presses nothing and prints "state: ready" if the launcher is ready. A running game
-// is stopped. Returns 0 if the action succeeded. On SIGTERM it cancels and ends, as the real
-// launcher does, and prints "cancelled: " with the microseconds.
+// result. "look" presses nothing and succeeds if the launcher is ready. A running game is stopped.
+// Returns 0 if the action succeeded. On SIGTERM it cancels and ends, as the real launcher does, and
+// prints "cancelled: " with the microseconds.
 
 #include "base/Clock.h"
 #include "base/Threads.h"
@@ -136,9 +136,7 @@ int main(int argc, char *argv[])
     AppModel &model = AppModel::shared();
     if (action == u"look") {
         QCoro::waitFor(model.refreshState());
-        const bool isReady = model.state().phase == AppState::Phase::ready;
-        print("state", isReady ? u"ready"_s : u"not ready"_s);
-        return 0;
+        return model.state().phase == AppState::Phase::ready ? 0 : 1;
     }
     QObject::connect(&model, &AppModel::changed, &model, [&model, last = QString()]() mutable {
         if (last != model.stepText() && !model.stepText().isEmpty()) {

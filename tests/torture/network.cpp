@@ -2,18 +2,18 @@
 // message, to the end of Cancel, and to the end of the program after Quit. Prints a table. Returns
 // 1 if a message is missing or late. Its name service never answers.
 
-#include "ModelFixture.h"
-#include "faults/NetworkFault.h"
-#include "files/Files.h"
-#include "support/ConsoleLauncher.h"
+#include "ConsoleLauncher.h"
+#include "demo/ReleaseHost.h"
 #include "support/Namespaces.h"
 #include "support/TestFiles.h"
 
 #include <QElapsedTimer>
+#include <QTemporaryDir>
 #include <QThread>
 #include <QUdpSocket>
 
 #include <algorithm>
+#include <atomic>
 #include <cstdio>
 #include <vector>
 
@@ -22,28 +22,33 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-/// One launcher against a host of its own.
+/// One launcher against a host of its own, whose answer stalls.
 class Case
 {
 public:
-    Case(const NetworkFault &fault, const QString &download, const QString &programs)
-        : name(fault.name + u", "_s + download)
-        , timesOut(fault.name != u"dripping")
+    /// @param beginning the first bytes of the answer. If it drips, a byte at a time follows.
+    Case(const char *caseName, QByteArray beginning, const QString &programs, bool isDripping)
+        : name(caseName)
+        , drips(isDripping)
         , launcher_({folder_.filePath(u"home"_s), folder_.filePath(u"temporary"_s),
-                     fixture_.host.url().toString(), programs})
+                     host_.url().toString(), programs})
     {
-        const bool isGame = download == u"game";
-        fault.happenTo(fixture_.host,
-                       isGame ? ReleaseHost::gamePath()
-                              : ReleaseHost::checksumPath(u"4.3-stable"_s),
-                       QByteArray(isGame ? 100'000 : 100, 'P'), isReached_);
+        const auto stall = [this, beginning](const HttpRequest &, HttpConnection &connection) {
+            connection.write(beginning);
+            isReached_ = true;
+            while (drips && connection.pause(std::chrono::milliseconds(50))) {
+                connection.write("K");
+            }
+            connection.waitUntilClosed();
+        };
+        host_.replace(ReleaseHost::gamePath(), stall);
     }
 
     void start()
     {
-        *isReached_ = false;
+        isReached_ = false;
         QDir(folder_.filePath(u"home"_s)).removeRecursively();
-        Files::createFolder(folder_.filePath(u"temporary"_s));
+        QDir(folder_.path()).mkdir(u"temporary"_s);
         timer_.start();
         launcher_.start();
     }
@@ -57,7 +62,7 @@ public:
         const qint64 time = timer_.elapsed();
         const QString message = launcher_.marked(u"log: • Problem: "_s).value(0);
         const bool good = time <= timeOut + tolerance && !message.isEmpty();
-        std::printf("%-44s %8.1f s    %s%s\n", qPrintable(name), static_cast<double>(time) / 1000,
+        std::printf("%-30s %8.1f s    %s%s\n", name, static_cast<double>(time) / 1000,
                     qPrintable(message), good ? "" : "  FAILED");
         std::fflush(stdout);
         return good;
@@ -71,7 +76,7 @@ public:
         std::vector<double> gone;
         for (int i = 0; i < repetitions; ++i) {
             start();
-            while (!*isReached_) {
+            while (!isReached_) {
                 QThread::msleep(1);
             }
             QThread::msleep(50); // until the launcher only waits
@@ -85,20 +90,19 @@ public:
         std::sort(cancelled.begin(), cancelled.end());
         std::sort(gone.begin(), gone.end());
         const auto verdict = [](double value, double bar) { return value <= bar ? "ok" : "over"; };
-        std::printf("%-44s %10.1f %10.1f %10.1f %10.1f    %s (100), %s (500)\n", qPrintable(name),
+        std::printf("%-30s %10.1f %10.1f %10.1f %10.1f    %s (100), %s (500)\n", name,
                     cancelled.at(repetitions / 2), cancelled.back(), gone.at(repetitions / 2),
                     gone.back(), verdict(cancelled.back(), 100), verdict(gone.back(), 500));
         std::fflush(stdout);
     }
 
-    const QString name;
-    const bool timesOut;
+    const char *const name;
+    const bool drips; ///< never times out
 
 private:
-    const std::shared_ptr<std::atomic<bool>> isReached_ =
-        std::make_shared<std::atomic<bool>>(false);
+    std::atomic<bool> isReached_ = false;
     const QTemporaryDir folder_;
-    PipelineFixture fixture_;
+    ReleaseHost host_;
     ConsoleLauncher launcher_;
     QElapsedTimer timer_;
 };
@@ -115,26 +119,29 @@ int run(const QString &programs)
         throw std::runtime_error("no port for a name service");
     }
 
+    const QByteArray head("HTTP/1.1 200 OK\r\nContent-Length: 1000000\r\n\r\n");
     std::vector<std::unique_ptr<Case>> cases;
-    for (const NetworkFault &fault : NetworkFault::all()) {
-        for (const QString &download : {u"game"_s, u"checksum list"_s}) {
-            if (fault.end == NetworkFault::End::silence) {
-                cases.push_back(std::make_unique<Case>(fault, download, programs));
-            }
-        }
-    }
+    const auto add = [&](const char *name, const QByteArray &beginning, bool drips = false) {
+        cases.push_back(std::make_unique<Case>(name, beginning, programs, drips));
+    };
+    add("no answer", {});
+    add("stalled headers", head.left(20));
+    add("stalled body", head + "P");
+    add("dripping body", head + "P", true);
+    add("silent look-up", "HTTP/1.1 302 Found\r\nLocation: https://silent.invalid/file\r\n"
+                          "Content-Length: 0\r\n\r\n");
     bool good = true;
-    std::printf("%-44s %10s    %s\n", "", "after", "message");
+    std::printf("%-30s %10s    %s\n", "", "after", "message");
     // Side by side, because the launchers only wait.
     for (const auto &one : cases) {
-        if (one->timesOut) {
+        if (!one->drips) {
             one->start();
         }
     }
     for (const auto &one : cases) {
-        good = (!one->timesOut || one->waitForMessage()) && good;
+        good = (one->drips || one->waitForMessage()) && good;
     }
-    std::printf("\n%-44s %10s %10s %10s %10s\n", "", "cancel ms", "worst", "gone ms", "worst");
+    std::printf("\n%-30s %10s %10s %10s %10s\n", "", "cancel ms", "worst", "gone ms", "worst");
     for (const auto &one : cases) {
         one->measureQuit();
     }

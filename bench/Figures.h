@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QByteArray>
+#include <QElapsedTimer>
 #include <QFile>
 #include <QString>
 #include <QTimer>
@@ -8,7 +9,6 @@
 #include <algorithm>
 #include <functional>
 #include <stdexcept>
-#include <time.h>
 
 namespace brindle {
 
@@ -43,37 +43,22 @@ inline double peakAboveIdle(const std::function<void()> &work)
     return (procField(status, "VmHWM:") - idle) * kilobyte;
 }
 
-/// Remembers the longest time between two marks, and the thread's most processor time between two,
-/// in milliseconds. On a busy machine only the former grows.
+/// Remembers the longest time between two marks.
 class Gap
 {
 public:
-    void start()
-    {
-        since_ = now(CLOCK_MONOTONIC);
-        busySince_ = now(CLOCK_THREAD_CPUTIME_ID);
-    }
+    void start() { timer_.start(); }
     void mark()
     {
-        longest_ = std::max(longest_, now(CLOCK_MONOTONIC) - since_);
-        busiest_ = std::max(busiest_, now(CLOCK_THREAD_CPUTIME_ID) - busySince_);
+        longest_ = std::max(longest_, static_cast<double>(timer_.nsecsElapsed()) / 1e6);
         start();
     }
+    /// Returns milliseconds.
     double longest() const { return longest_; }
-    double busiest() const { return busiest_; }
 
 private:
-    static double now(clockid_t clock)
-    {
-        timespec time{};
-        clock_gettime(clock, &time);
-        return static_cast<double>(time.tv_sec) * 1e3 + static_cast<double>(time.tv_nsec) / 1e6;
-    }
-
-    double since_ = 0;
-    double busySince_ = 0;
+    QElapsedTimer timer_;
     double longest_ = 0;
-    double busiest_ = 0;
 };
 
 /// Marks a turn of this thread's event loop every millisecond, so its gaps are the thread's

@@ -1,9 +1,6 @@
-#include "support/ConsoleLauncher.h"
+#include "ConsoleLauncher.h"
 
-#include <QDeadlineTimer>
 #include <QRegularExpression>
-
-#include <stdexcept>
 
 namespace brindle {
 
@@ -18,7 +15,6 @@ ConsoleLauncher::ConsoleLauncher(Setting setting) : setting_(std::move(setting))
 {
     process_.setProcessChannelMode(QProcess::MergedChannels);
     process_.setStandardInputFile(QProcess::nullDevice());
-    process_.setProcessEnvironment(setting_.environment);
 }
 
 ConsoleLauncher::~ConsoleLauncher()
@@ -32,18 +28,6 @@ void ConsoleLauncher::start(const QString &action)
     process_.start(setting_.programs + u"/torture-launcher"_s,
                    {action, setting_.home, setting_.temporary, setting_.host, setting_.programs});
     process_.waitForStarted();
-}
-
-void ConsoleLauncher::waitFor(const QString &text)
-{
-    const QDeadlineTimer deadline(std::chrono::minutes(1));
-    for (read(); !hasPrinted(text); read()) {
-        if (deadline.hasExpired() || process_.state() == QProcess::NotRunning) {
-            throw std::runtime_error("\"" + text.toStdString() + "\" was not printed, but:\n" +
-                                     lines_.join(u'\n').toStdString());
-        }
-        process_.waitForReadyRead(100);
-    }
 }
 
 bool ConsoleLauncher::waitForEnd(std::chrono::milliseconds longest)

@@ -18,7 +18,6 @@ public:
         QString temporary; ///< the temporary folder
         QString host;      ///< the code host's address
         QString programs;  ///< the folder of the launcher and its helper programs
-        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
 
         /// Returns the storage root, or a path in it.
         QString root(const QString &name = {}) const;
@@ -30,8 +29,6 @@ public:
 
     /// Starts the process, which does `action`: see launcher.cpp.
     void start(const QString &action = QStringLiteral("play"));
-    /// Waits until a line contains the text. Throws std::runtime_error after a minute.
-    void waitFor(const QString &text);
     /// Returns whether the process ended within that time.
     bool waitForEnd(std::chrono::milliseconds longest = std::chrono::minutes(2));
     /// Asks the process to end, as the end of a session does.
@@ -45,7 +42,6 @@ public:
 
     /// Returns all printed lines.
     const QStringList &lines() const { return lines_; }
-    bool hasPrinted(const QString &text) const { return !lines_.filter(text).isEmpty(); }
     /// Returns the lines that begin with `mark`, without it.
     QStringList marked(const QString &mark) const;
     /// Returns the last headline without numbers, or "Starting", or "Ended".
