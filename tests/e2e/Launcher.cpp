@@ -49,13 +49,6 @@ QRect block(const QImage &picture, QRgb colour, int width, int height)
     return found;
 }
 
-/// Returns the part of an enabled Play beside its text. Other such buttons are shorter, and the
-/// progress bar is flatter.
-QRect filledPart(const QImage &picture)
-{
-    return block(picture, accent, 90, 20);
-}
-
 /// Returns the height of the sheet or alert over the window; 0 without one.
 int sheetHeight(const QImage &picture)
 {
@@ -194,15 +187,9 @@ void Launcher::waitForStatus(Status status) const
 
 void Launcher::waitForPlay(bool offered) const
 {
+    // An enabled Play beside its text. Other such buttons are shorter, the progress bar is flatter.
     Screen::wait(offered ? "an enabled Play" : "a disabled Play",
-                 [&] { return filledPart(screen_.picture()).isEmpty() != offered; });
-}
-
-QPoint Launcher::lowerPartOfPlay() const
-{
-    waitForPlay();
-    const QRect play = filledPart(screen_.picture());
-    return {play.center().x(), play.bottom() - 12};
+                 [&] { return block(screen_.picture(), accent, 90, 20).isEmpty() != offered; });
 }
 
 void Launcher::pressAfterTabs(int tabs) const
@@ -221,8 +208,7 @@ void Launcher::play() const
 
 QString Launcher::copied(const QStringList &keys) const
 {
-    const QString before = u"not copied yet"_s;
-    screen_.setClipboard(before);
+    const QString before = screen_.clipboard();
     screen_.activate(title);
     screen_.press(keys);
     Screen::wait("the copy", [&] { return screen_.clipboard() != before; });

@@ -47,8 +47,6 @@ public:
     void waitForStatus(Status status) const;
     /// Waits until Play can be pressed, or can't.
     void waitForPlay(bool offered = true) const;
-    /// Returns a point of Play on the screen, below its text.
-    QPoint lowerPartOfPlay() const;
 
     // The keyboard in the main window. It starts on Play.
 
@@ -56,7 +54,7 @@ public:
     void pressAfterTabs(int tabs) const;
     /// Presses Play once it can be pressed.
     void play() const;
-    /// Presses keys that copy something. Returns the clipboard's text.
+    /// Presses keys that copy another text than the last one. Returns it.
     QString copied(const QStringList &keys) const;
     /// Returns the log as its sheet copies it. "Show log" lies behind that many Tabs. The keyboard
     /// is on Play again afterwards.

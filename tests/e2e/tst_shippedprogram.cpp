@@ -142,56 +142,30 @@ private Q_SLOTS:
         launcher_.reset(); // before its screen
     }
 
-    void aDownloadEnds_data()
+    void aQuitEndsADownload_data()
     {
-        QTest::addColumn<QString>("by");
-        for (const char *by : {"Cancel", "Quit", "the session's end", "a kill"}) {
-            QTest::newRow(by) << QString::fromLatin1(by);
-        }
+        QTest::addColumn<bool>("byTheSession");
+        QTest::newRow("by Ctrl+Q") << false;
+        QTest::newRow("by the session's end") << true;
     }
-    void aDownloadEnds()
+    void aQuitEndsADownload()
     {
-        QFETCH(const QString, by);
+        QFETCH(const bool, byTheSession);
         const auto gate = stage_->host().hold(Stage::enginePath(), stage_->engineSize() / 2);
         playFirst(longGame);
         Screen::wait("half of the engine", [&] { return gate->isReached(); });
         launcher_->waitForStatus(Status::orange);
         QCOMPARE(launcher_->leftovers().size(), 1);
-        if (by == u"Cancel") {
-            launcher_->pressEnd();
-            QCOMPARE(lastLogLine(), u"• Cancelled"_s);
-            launcher_->waitForStatus(Status::gray);
-        } else if (by == u"a kill") {
-            launcher_->kill();
-            QCOMPARE(launcher_->waitForEnd(), -1);
-            QCOMPARE(launcher_->leftovers().size(), 1);
-            // The next start clears up before anything is pressed.
-            launcher_->open();
-            Screen::wait("an empty folder", [this] { return launcher_->leftovers().isEmpty(); });
+        if (byTheSession) {
+            launcher_->terminate();
         } else {
-            if (by == u"Quit") {
-                screen_->press({u"ctrl+q"_s});
-                launcher_->waitForAlert();
-                screen_->press({u"Return"_s});
-            } else {
-                launcher_->terminate();
-            }
-            QCOMPARE(launcher_->waitForEnd(), 0);
+            screen_->press({u"ctrl+q"_s});
+            launcher_->waitForAlert();
+            screen_->press({u"Return"_s});
         }
+        QCOMPARE(launcher_->waitForEnd(), 0);
         QCOMPARE(launcher_->leftovers(), QStringList());
         QVERIFY(!QFile::exists(launcher_->storage(u"Engine"_s)));
-    }
-
-    void aDoubleClickOnPlayDoesNotCancel()
-    {
-        const auto gate = stage_->host().hold(ReleaseHost::gamePath(), 0);
-        stage_->offerGame(longGame);
-        launcher_->open();
-        // Cancel appears under the second click.
-        screen_->doubleClick(launcher_->lowerPartOfPlay());
-        launcher_->waitForStatus(Status::orange);
-        gate->open();
-        launcher_->waitForGame();
     }
 
     void updateAndRemoveEverything()
@@ -275,6 +249,15 @@ private Q_SLOTS:
         QCOMPARE(launcher_->games(), QList<qint64>());
         screen_->closeWindow(Launcher::title);
         QCOMPARE(launcher_->waitForEnd(), 0);
+    }
+
+    void anImportEndsWithItsLauncher()
+    {
+        playFirst("importSeconds=60\n");
+        Screen::wait("the import", [this] { return launcher_->games().size() == 1; });
+        launcher_->kill();
+        QCOMPARE(launcher_->waitForEnd(), -1);
+        launcher_->waitForNoGame();
     }
 
     void aKilledLauncherLocksNobodyOut()

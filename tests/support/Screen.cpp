@@ -4,7 +4,6 @@
 #include "support/TestFiles.h"
 
 #include <QDeadlineTimer>
-#include <QPoint>
 #include <QRegularExpression>
 #include <QSize>
 #include <QtEndian>
@@ -43,7 +42,7 @@ Screen::Screen(const QSize &size, int panel, Manager manager)
 
 Screen::~Screen()
 {
-    for (QProcess *const process : {&clipboardOwner_, &manager_, &server_}) {
+    for (QProcess *const process : {&manager_, &server_}) {
         process->kill();
         process->waitForFinished();
     }
@@ -149,14 +148,6 @@ void Screen::press(const QStringList &keys) const
     run(xdotool, QStringList{u"key"_s, u"--delay"_s, u"100"_s} + keys);
 }
 
-void Screen::doubleClick(const QPoint &place) const
-{
-    // In the end the pointer leaves, because controls look different under it.
-    run(xdotool, u"mousemove %1 %2 click --repeat 2 --delay 100 1 mousemove 0 0"_s.arg(place.x())
-                     .arg(place.y())
-                     .split(u' '));
-}
-
 void Screen::closeWindow(const QString &title) const
 {
     activate(title);
@@ -187,17 +178,6 @@ QSize Screen::resize(const QString &window, const QSize &wanted) const
 QString Screen::clipboard() const
 {
     return QString::fromUtf8(run(u"xclip"_s, {u"-selection"_s, u"clipboard"_s, u"-out"_s}));
-}
-
-void Screen::setClipboard(const QString &text)
-{
-    clipboardOwner_.kill();
-    clipboardOwner_.waitForFinished();
-    clipboardOwner_.setProcessEnvironment(environment());
-    start(clipboardOwner_, u"xclip"_s, {u"-selection"_s, u"clipboard"_s, u"-quiet"_s, u"-in"_s});
-    clipboardOwner_.write(text.toUtf8());
-    clipboardOwner_.closeWriteChannel();
-    wait("the clipboard", [&] { return clipboard() == text; });
 }
 
 void Screen::wait(const QByteArray &what, const std::function<bool()> &done)

@@ -11,7 +11,7 @@
 
 namespace brindle {
 
-/// An X display with a window manager, and a player's keyboard and mouse for it. Call from the main
+/// An X display with a window manager, and a player's keyboard for it. Call from the main
 /// thread. Blocks. Throws std::runtime_error when a program does not start or a wait takes a
 /// minute.
 class Screen
@@ -36,8 +36,6 @@ public:
     void activate(const QString &title) const;
     /// Presses keys one after the other. Their names are "Tab" or "ctrl+q".
     void press(const QStringList &keys) const;
-    /// Clicks twice with the left mouse button, about as fast as people do.
-    void doubleClick(const QPoint &place) const;
     /// Closes a window by the window manager's key.
     void closeWindow(const QString &title) const;
     /// Returns a window's size without its frame.
@@ -46,7 +44,6 @@ public:
     QSize resize(const QString &window, const QSize &wanted) const;
 
     QString clipboard() const;
-    void setClipboard(const QString &text);
 
     /// Returns the content of the whole display. The picture shares the X server's memory and
     /// changes with it, also while a program draws.
@@ -66,7 +63,6 @@ private:
     QImage picture_;
     QProcess server_;
     QProcess manager_;
-    QProcess clipboardOwner_;
 };
 
 } // namespace brindle
