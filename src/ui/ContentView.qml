@@ -126,29 +126,27 @@ FocusScope {
                 model: root.model
             }
 
-            Row {
+            Label {
                 id: hint
-                objectName: "performanceLine"
-                anchors.horizontalCenter: parent.horizontalCenter
-                spacing: 4
+                objectName: "performanceHint"
+                width: parent.width
+                leftPadding: bolt.width + 4
+                content: "This is a 3D game: it runs best on a fast Mac (Apple silicon recommended)."
+                font: Theme.caption
+                color: Theme.secondary
+                horizontalAlignment: Text.AlignHCenter
 
                 Symbol {
                     id: bolt
                     objectName: "bolt"
                     anchors.verticalCenter: parent.verticalCenter
+                    // Beside the longest line.
+                    x: Math.floor((hint.width - hint.leftPadding - hint.contentWidth) / 2)
                     width: Theme.caption.pixelSize + 2
                     height: width
                     name: "bolt"
                     color: Theme.secondary
                     Accessible.ignored: true
-                }
-                Label {
-                    objectName: "performanceHint"
-                    width: Math.min(Math.ceil(implicitWidth), game.width - bolt.width - hint.spacing)
-                    content: "This is a 3D game: it runs best on a fast Mac (Apple silicon recommended)."
-                    font: Theme.caption
-                    color: Theme.secondary
-                    horizontalAlignment: Text.AlignHCenter
                 }
             }
         }
