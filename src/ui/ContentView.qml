@@ -7,8 +7,9 @@ FocusScope {
 
     required property var model
 
-    // The height that shows everything, also while a game is downloaded.
-    readonly property real wantedHeight: scroller.leastHeight + Math.max(0, status.workHeight - status.height)
+    // The height that shows everything, also while a game is downloaded. There is no failure then.
+    readonly property real wantedHeight: scroller.leastHeight
+        + (model.hasFailure ? 0 : Math.max(0, status.workHeight - status.height))
 
     property bool settingsShown: false
     property bool aboutShown: false

@@ -91,7 +91,9 @@ private Q_SLOTS:
         };
         const QSize first = window()->size();
         const QSize grown = fail(true);
-        QCOMPARE(view_->find(u"scroller"_s)->property("lastY").toReal(), 0.0);
+        const QQuickItem *const scroller = view_->find(u"scroller"_s);
+        QCOMPARE(scroller->property("contentHeight"), scroller->property("leastHeight"));
+        QCOMPARE(scroller->property("lastY").toReal(), 0.0);
         // GNOME goes back to an earlier size when the focus changes at the same time.
         window()->resize(first);
         Q_EMIT window()->activeChanged();
