@@ -3,7 +3,7 @@
 #include "base/Error.h"
 #include "base/OneShot.h"
 #include "base/Text.h"
-#include "base/Worker.h"
+#include "base/Threads.h"
 #include "files/Files.h"
 #include "log/LogQueue.h"
 #include "project/ProjectInspector.h"

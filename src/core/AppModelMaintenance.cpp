@@ -2,7 +2,7 @@
 
 #include "base/Error.h"
 #include "base/Text.h"
-#include "base/Worker.h"
+#include "base/Threads.h"
 #include "core/AppModel.h"
 #include "files/Files.h"
 

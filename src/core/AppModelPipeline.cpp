@@ -1,7 +1,7 @@
 // The steps behind the Play button. Each step is skipped when its result is on disk.
 
 #include "base/Error.h"
-#include "base/Worker.h"
+#include "base/Threads.h"
 #include "core/AppModel.h"
 #include "files/Files.h"
 #include "log/LogQueue.h"

@@ -75,12 +75,6 @@ void prepareForked(const ChildProcess::Setup &setup, qint64 launcher)
     ::sigprocmask(SIG_SETMASK, &none, nullptr);
 }
 
-/// Rejects 0 (our own group) and -1 (every process).
-bool isOneProcess(qint64 pid)
-{
-    return pid > 1;
-}
-
 } // namespace
 
 QProcessEnvironment ChildProcess::childEnvironment(const QMap<QString, QString> &variables)
@@ -113,14 +107,12 @@ void ChildProcess::prepare(QProcess &child, Setup setup)
         [setup, launcher = QCoreApplication::applicationPid()] { prepareForked(setup, launcher); });
 }
 
-bool ChildProcess::send(int signal, qint64 pid)
+void ChildProcess::sendToGroup(int signal, qint64 leader)
 {
-    return isOneProcess(pid) && ::kill(static_cast<pid_t>(pid), signal) == 0;
-}
-
-bool ChildProcess::sendToGroup(int signal, qint64 leader)
-{
-    return isOneProcess(leader) && ::kill(-static_cast<pid_t>(leader), signal) == 0;
+    // 0 means our own group, and 1 every process.
+    if (leader > 1) {
+        ::kill(-static_cast<pid_t>(leader), signal);
+    }
 }
 
 } // namespace brindle

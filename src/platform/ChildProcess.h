@@ -29,9 +29,8 @@ struct Setup
 /// With `endsWithLauncher` the child gets SIGKILL when the starting thread ends (Linux only).
 void prepare(QProcess &child, Setup setup);
 
-/// Signals one process, or the group that `leader` leads or led. Returns false if none exists.
-bool send(int signal, qint64 pid);
-bool sendToGroup(int signal, qint64 leader);
+/// Signals the group that `leader` leads or led. Does nothing for 0.
+void sendToGroup(int signal, qint64 leader);
 
 } // namespace ChildProcess
 

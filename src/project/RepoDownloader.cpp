@@ -1,7 +1,7 @@
 #include "project/RepoDownloader.h"
 
 #include "base/Error.h"
-#include "base/Worker.h"
+#include "base/Threads.h"
 #include "files/Files.h"
 #include "files/StagingFolder.h"
 #include "process/Tools.h"

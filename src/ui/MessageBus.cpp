@@ -1,6 +1,5 @@
 #include "ui/MessageBus.h"
 
-#include "base/OneShot.h"
 #include "base/Threads.h"
 
 #include <QFile>
@@ -34,11 +33,8 @@ QCoro::Task<std::shared_ptr<QDBusConnection>> openBus(QDBusConnection::BusType b
         const QString name = u"brindle-%1"_s.arg(++connections);
         // Connecting to a silent bus blocks. Never connect by address: Qt (6.4) then ends the
         // program if nobody answers.
-        const OneShot<QDBusConnection> connected;
-        Threads::start([=](const std::stop_token &) {
-            connected.resume(QDBusConnection::connectToBus(bus, name));
-        });
-        const QDBusConnection made = co_await connected;
+        const auto connect = [=] { return QDBusConnection::connectToBus(bus, name); };
+        const QDBusConnection made = co_await runOnWorker(connect, {}, &Threads::start);
         const auto close = [name](QDBusConnection *connection) {
             QDBusConnection::disconnectFromBus(name);
             delete connection;

@@ -91,7 +91,7 @@ int main(int argc, char *argv[])
     launcher.open(activationToken, startupId);
     // After the first frame, which must not wait.
     QTimer::singleShot(0, &launcher, [] {
-        StagingFolder::startClearingLeftovers(QDir::tempPath(), Paths::root());
+        Threads::start([] { StagingFolder::clearLeftovers(QDir::tempPath(), Paths::root()); });
     });
     return QGuiApplication::exec();
 }

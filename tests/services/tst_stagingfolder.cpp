@@ -135,27 +135,10 @@ private Q_SLOTS:
         StagingFolder::make(temporary.path(), nowhere);                // let go, but not removed
         const QString inRoot = home.filePath(u"Brindle/.brindle-1"_s); // a run may use it
         QVERIFY(QDir().mkpath(inRoot) && QDir().mkpath(home.filePath(u".brindle-2/x"_s)));
-        StagingFolder::startClearingLeftovers(temporary.path(), home.filePath(u"Brindle"_s));
-        QTRY_COMPARE(names(home.path()), QStringList{u"Brindle"_s});
+        StagingFolder::clearLeftovers(temporary.path(), home.filePath(u"Brindle"_s));
+        QCOMPARE(names(home.path()), QStringList{u"Brindle"_s});
         QVERIFY(QFile::exists(inRoot));
         QCOMPARE(names(temporary.path()), QStringList{QFileInfo(used->path()).fileName()});
-    }
-
-    void clearingEndsWhenItIsStopped()
-    {
-        const QTemporaryDir temporary;
-        const QString path = leftover(temporary.path());
-        std::stop_source stop;
-        SystemCalls calls;
-        calls.before = [&](const QString &line) {
-            if (line.startsWith(u"lock")) {
-                stop.request_stop();
-            }
-            return 0;
-        };
-        StagingFolder::clearLeftovers(temporary.path(), nowhere, stop.get_token());
-        QVERIFY(stop.stop_requested());
-        QVERIFY(QFileInfo(path + u"/out"_s).isDir());
     }
 
     void leavesOtherNames()

@@ -177,29 +177,6 @@ private Q_SLOTS:
         QCOMPARE(calls, 1);
     }
 
-    /// A callback that has begun delays the delivery of a cancellation, and is the last.
-    void noProgressAfterTheEnd()
-    {
-        const HttpServer server(sendForEver);
-        const auto calls = std::make_shared<std::atomic<int>>(0);
-        const auto inside = std::make_shared<std::binary_semaphore>(0);
-        const auto goOn = std::make_shared<std::counting_semaphore<>>(0);
-        const auto onProgress = [=](qint64, qint64, double) {
-            ++*calls;
-            inside->release();
-            goOn->acquire();
-        };
-        std::stop_source stop;
-        auto task = Transfer::toFile(server.url(), newFile(), onProgress, stop.get_token());
-        inside->acquire();
-        stop.request_stop();
-        QCoreApplication::processEvents();
-        QVERIFY(!task.isReady());
-        goOn->release(1000);
-        QVERIFY(outcomeOf(std::move(task)).cancelled());
-        QCOMPARE(calls->load(), 1);
-    }
-
     void droppedTaskEndsAtExit_data()
     {
         QTest::addColumn<QString>("how");

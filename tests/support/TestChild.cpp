@@ -2,6 +2,7 @@
 // below lists the verbs. Texts may contain the escapes \n \r \\ and \xHH. All writes are
 // unbuffered.
 
+#include "base/Threads.h"
 #include "files/StagingFolder.h"
 #include "platform/ProcessLock.h"
 #include "process/ManagedProcess.h"
@@ -214,6 +215,7 @@ int runLauncher(const std::vector<std::string> &command, bool isTool)
     std::string name = "testlauncher";
     int count = 1;
     char *values[] = {name.data(), nullptr};
+    const Threads::ProgramEnd programEnd;
     const QCoreApplication application(count, values);
     QStringList arguments;
     for (const std::string &argument : command) {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "base/Worker.h"
+#include "base/Threads.h"
 
 #include <memory>
 #include <semaphore>

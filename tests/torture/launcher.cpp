@@ -162,7 +162,9 @@ int main(int argc, char *argv[])
         }
     });
     QTimer::singleShot(0, &application, [&] {
-        StagingFolder::startClearingLeftovers(temporary, storageRoot(arguments));
+        Threads::start([temporary, root = storageRoot(arguments)] {
+            StagingFolder::clearLeftovers(temporary, root);
+        });
         begin(model, action);
     });
     return QCoreApplication::exec();

@@ -13,36 +13,30 @@ namespace brindle {
 
 namespace {
 
-constexpr int patienceMilliseconds = 500;
-
 struct Pools
 {
+    Pools();
+
     QThreadPool workers;
     QThreadPool others;
-    std::stop_source programEnds;
 };
-
-void end();
 
 /// Never destroyed, because a thread may outlast the application object.
 Pools &pools()
 {
-    static Pools *const pools = [] {
-        auto *const made = new Pools;
-        made->workers.setMaxThreadCount(Threads::maxWorkers);
-        made->others.setMaxThreadCount(std::numeric_limits<int>::max());
-        qAddPostRoutine(end);
-        return made;
-    }();
-    return *pools;
+    static auto *const only = new Pools;
+    return *only;
 }
 
-void end()
+Pools::Pools()
 {
-    pools().programEnds.request_stop();
-    const QDeadlineTimer soon(patienceMilliseconds);
-    pools().others.waitForDone(patienceMilliseconds);
-    pools().workers.waitForDone(static_cast<int>(soon.remainingTime()));
+    workers.setMaxThreadCount(Threads::maxWorkers);
+    others.setMaxThreadCount(std::numeric_limits<int>::max());
+    qAddPostRoutine([] {
+        const QDeadlineTimer end(500);
+        pools().others.waitForDone(static_cast<int>(end.remainingTime()));
+        pools().workers.waitForDone(static_cast<int>(end.remainingTime()));
+    });
 }
 
 } // namespace
@@ -52,9 +46,9 @@ void Threads::startOnWorker(std::function<void()> work)
     pools().workers.start(std::move(work));
 }
 
-void Threads::start(std::function<void(std::stop_token)> work)
+void Threads::start(std::function<void()> work)
 {
-    pools().others.start([work = std::move(work)] { work(pools().programEnds.get_token()); });
+    pools().others.start(std::move(work));
 }
 
 Threads::ProgramEnd::~ProgramEnd()

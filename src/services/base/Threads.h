@@ -1,12 +1,18 @@
 #pragma once
 
+#include "base/Error.h"
+#include "base/OneShot.h"
+
+#include <QCoroTask>
+
 #include <functional>
 #include <stop_token>
+#include <type_traits>
 
 namespace brindle {
 
-/// The program's threads besides the main one. When the application object is destroyed, all of
-/// them are asked to end; it waits half a second for them.
+/// The program's threads besides the main one. The destruction of the application object waits half
+/// a second for them.
 namespace Threads {
 
 /// How many calls of `startOnWorker` run at once; the others wait.
@@ -17,7 +23,7 @@ void startOnWorker(std::function<void()> work);
 
 /// Runs `work`, which must not throw, at once on a thread of its own and destroys it there. Any
 /// thread.
-void start(std::function<void(std::stop_token programEnds)> work);
+void start(std::function<void()> work);
 
 /// Declare one in `main` before the application object. If a thread still runs when this object is
 /// destroyed, the process ends at once, before static objects that the thread may use go.
@@ -31,5 +37,41 @@ public:
 };
 
 } // namespace Threads
+
+/// Runs `work` on a worker thread, or where `start` starts it, and resumes the caller on its own
+/// thread with the result. Throws whatever `work` throws.
+///
+/// When `stop` is requested the caller resumes at once with CancellationError, while `work` runs to
+/// its end and its result is dropped. So `work` must own all that it touches. A stop that comes
+/// before the caller resumes always wins over the result.
+template <typename F>
+QCoro::Task<std::invoke_result_t<F>>
+runOnWorker(F work, std::stop_token stop = {},
+            void (*start)(std::function<void()>) = &Threads::startOnWorker)
+{
+    checkCancellation(stop);
+    using Result = std::invoke_result_t<F>;
+    using Value = std::conditional_t<std::is_void_v<Result>, std::monostate, Result>;
+    const OneShot<Value> result;
+    start([work = std::move(work), result]() mutable {
+        try {
+            if constexpr (std::is_void_v<Result>) {
+                work();
+                result.resume();
+            } else {
+                result.resume(work());
+            }
+        } catch (...) {
+            result.fail(std::current_exception());
+        }
+    });
+    const std::stop_callback onStop(
+        stop, [result] { result.fail(std::make_exception_ptr(CancellationError())); });
+    [[maybe_unused]] Value value = co_await result;
+    checkCancellation(stop);
+    if constexpr (!std::is_void_v<Result>) {
+        co_return value;
+    }
+}
 
 } // namespace brindle

@@ -2,7 +2,6 @@
 
 #include "base/Error.h"
 #include "base/Threads.h"
-#include "base/Worker.h"
 #include "files/Files.h"
 #include "platform/ProcessLock.h"
 
@@ -56,7 +55,7 @@ bool hasRoom(const QString &folder, const Storage &storage)
     return disk == other || disk.bytesAvailable() >= other.bytesAvailable();
 }
 
-void clearLeftoversIn(const QString &place, const std::stop_token &stop)
+void clearLeftoversIn(const QString &place)
 {
     static const QRegularExpression form(QRegularExpression::anchoredPattern(
         StagingFolder::prefix + u"[0-9A-F]{8}(-[0-9A-F]{4}){3}-[0-9A-F]{12}"_s));
@@ -66,7 +65,7 @@ void clearLeftoversIn(const QString &place, const std::stop_token &stop)
             ProcessLock lock(path, ProcessLock::Kind::folder);
             if (lock.tryLock() == ProcessLock::Outcome::held) {
                 // In place: after a rename, an interruption would leave another kind of name.
-                Files::removeInPlace(path, stop);
+                Files::removeInPlace(path);
             }
         }
     }
@@ -114,23 +113,15 @@ QCoro::Task<QString> StagingFolder::with(QString temporaryFolder, Storage storag
     co_return result;
 }
 
-void StagingFolder::clearLeftovers(const QString &temporaryFolder, const Storage &storage,
-                                   const std::stop_token &stop)
+void StagingFolder::clearLeftovers(const QString &temporaryFolder, const Storage &storage)
 {
     const QString place = QFileInfo(temporaryFolder).canonicalFilePath();
     if (isSafe(place)) {
-        clearLeftoversIn(place, stop);
+        clearLeftoversIn(place);
     }
-    clearLeftoversIn(storage.parentFolder(), stop);
+    clearLeftoversIn(storage.parentFolder());
     // Leave the root alone: a Play may already write there.
-    Files::removeLeftovers(storage.parentFolder(), stop);
-}
-
-void StagingFolder::startClearingLeftovers(const QString &temporaryFolder, const Storage &storage)
-{
-    Threads::start([temporaryFolder, storage](const std::stop_token &programEnds) {
-        clearLeftovers(temporaryFolder, storage, programEnds);
-    });
+    Files::removeLeftovers(storage.parentFolder());
 }
 
 } // namespace brindle

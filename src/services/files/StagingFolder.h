@@ -7,7 +7,6 @@
 
 #include <functional>
 #include <memory>
-#include <stop_token>
 
 namespace brindle {
 
@@ -37,13 +36,8 @@ QCoro::Task<QString> with(QString temporaryFolder, Storage storage, Work work);
 
 /// Deletes the staging folders of this user that no process has locked: in the temporary folder,
 /// unless other users could have put them there, and beside the storage root. Deletes also the
-/// leftovers of interrupted calls beside the root. Ignores failures. Ends early when `stop` is
-/// requested. Blocks.
-void clearLeftovers(const QString &temporaryFolder, const Storage &storage,
-                    const std::stop_token &stop = {});
-
-/// Does the same on a thread of its own, which the end of the program does not wait for.
-void startClearingLeftovers(const QString &temporaryFolder, const Storage &storage);
+/// leftovers of interrupted calls beside the root. Ignores failures. Blocks.
+void clearLeftovers(const QString &temporaryFolder, const Storage &storage);
 
 } // namespace StagingFolder
 

@@ -1,7 +1,7 @@
 #include "net/FileDownloader.h"
 
 #include "base/Error.h"
-#include "base/Worker.h"
+#include "base/Threads.h"
 #include "files/Files.h"
 #include "files/OutputFile.h"
 

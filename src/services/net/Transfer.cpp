@@ -1,11 +1,9 @@
 #include "net/Transfer.h"
 
 #include "base/Error.h"
-#include "base/OneShot.h"
 #include "base/Text.h"
 #include "base/Threads.h"
 #include "files/OutputFile.h"
-#include "net/Connections.h"
 #include "net/HttpRules.h"
 #include "net/SystemNetwork.h"
 
@@ -15,14 +13,15 @@
 
 #include <algorithm>
 #include <array>
-#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <exception>
 #include <mutex>
 #include <optional>
 #include <utility>
+#include <vector>
 
+#include <curl/curl.h>
 #include <fcntl.h>
 #include <openssl/crypto.h>
 
@@ -34,6 +33,8 @@ using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 using Milliseconds = std::chrono::milliseconds;
+using Easy = std::unique_ptr<CURL, void (*)(CURL *)>;
+using Multi = std::unique_ptr<CURLM, CURLMcode (*)(CURLM *)>;
 
 constexpr auto reportInterval = 20ms;
 constexpr auto silenceInterval = 1000ms;
@@ -46,6 +47,16 @@ constexpr std::chrono::seconds longestDelay(60);
 constexpr std::array waits{500ms, 1000ms, 2000ms, 4000ms, 8000ms};
 constexpr qint64 leastHeadway = 1024; // bytes that an attempt must bring
 constexpr long receiveBufferBytes = 524'288;
+
+/// Handles that no transfer uses, with the connections that they keep.
+struct Idle
+{
+    std::mutex lock; // guards the rest
+    std::vector<Multi> handles;
+};
+
+/// Empty unless somebody wants connections kept. Main thread only.
+std::weak_ptr<Idle> kept;
 
 void check(CURLMcode code)
 {
@@ -60,47 +71,21 @@ int closeOnExec(void * /*unused*/, curl_socket_t socket, curlsocktype /*purpose*
     return ::fcntl(socket, F_SETFD, FD_CLOEXEC) == 0 ? CURL_SOCKOPT_OK : CURL_SOCKOPT_ERROR;
 }
 
-/// One transfer. Its thread runs everything but `start` and `cancel`.
-class TransferJob final : public std::enable_shared_from_this<TransferJob>
+/// One transfer.
+class TransferJob
 {
 public:
     TransferJob(QUrl url, std::shared_ptr<OutputFile> file, ProgressCallback onProgress,
-                TransferOptions options)
+                std::stop_token stop, TransferOptions options)
         : address_(std::move(url))
         , file_(std::move(file))
+        , stop_(std::move(stop))
         , options_(std::move(options))
         , onProgress_(std::move(onProgress))
     {}
 
-    /// Starts the thread. Call once.
-    void start()
-    {
-        const auto work = [self = shared_from_this()](const std::stop_token &programEnds) {
-            const std::stop_callback onEnd(programEnds, [&job = *self] { job.cancel(); });
-            self->work();
-        };
-        Threads::start(work);
-    }
-
-    /// Delivers the cancellation and ends the thread. Any thread.
-    void cancel()
-    {
-        if (state_.exchange(State::cancelled) == State::free) {
-            result.fail(std::make_exception_ptr(CancellationError()));
-        }
-        const std::lock_guard guard(lock_);
-        if (connections_) {
-            curl_multi_wakeup(connections_.get());
-        }
-    }
-
-    const OneShot<TransferResult> result;
-
-private:
-    /// A cancellation during a call of `onProgress_` is delivered after that call.
-    enum class State { free, calling, cancelled };
-
-    void work()
+    /// Blocks for the whole transfer. Call once.
+    TransferResult run()
     {
         // A server that leaves during the end of TLS must not end the process.
         sigset_t signals;
@@ -108,28 +93,43 @@ private:
         sigaddset(&signals, SIGPIPE);
         pthread_sigmask(SIG_BLOCK, &signals, nullptr);
 
-        TransferResult answer;
-        std::exception_ptr error;
-        try {
-            answer = run();
-        } catch (...) {
-            error = std::current_exception();
-        }
+        takeConnections();
         // The receiver of the result may start the next transfer or end the program.
-        easy_.reset();
-        {
-            const std::lock_guard guard(lock_);
-            Connections::giveBack(std::move(connections_));
+        const auto end = qScopeGuard([this] {
+            easy_.reset();
+            giveConnectionsBack();
+            OPENSSL_thread_stop(); // frees the thread's random number generators
+        });
+        const std::stop_callback wake(stop_, [this] { curl_multi_wakeup(multi_.get()); });
+        return answer();
+    }
+
+private:
+    /// Threads can't share connections, so each transfer has a handle of its own.
+    void takeConnections()
+    {
+        if (idle_) {
+            const std::lock_guard guard(idle_->lock);
+            if (!idle_->handles.empty()) {
+                multi_ = std::move(idle_->handles.back());
+                idle_->handles.pop_back();
+                return;
+            }
         }
-        OPENSSL_thread_stop(); // frees the thread's random number generators
-        if (error) {
-            result.fail(error);
-        } else {
-            result.resume(std::move(answer));
+        multi_.reset(curl_multi_init());
+        constexpr long most = 8; // a Play asks three hosts
+        curl_multi_setopt(multi_.get(), CURLMOPT_MAXCONNECTS, most);
+    }
+
+    void giveConnectionsBack()
+    {
+        if (idle_) {
+            const std::lock_guard guard(idle_->lock);
+            idle_->handles.push_back(std::move(multi_));
         }
     }
 
-    TransferResult run()
+    TransferResult answer()
     {
         if (HttpRules::isInsecure(address_)) {
             throw TransferError(u"The address %1 is not secure (plain http), so nothing was "
@@ -211,7 +211,6 @@ private:
     std::optional<TransferError> request()
     {
         hasHeader_ = hasAnswer_ = isWanted_ = false;
-        silence_ = {};
         prepare();
         std::unique_ptr<curl_slist, void (*)(curl_slist *)> lines(nullptr, &curl_slist_free_all);
         if (!startsAnew_) {
@@ -271,9 +270,10 @@ private:
 
     CURLcode drive()
     {
-        CURLM *const multi = connections_.get();
+        CURLM *const multi = multi_.get();
         check(curl_multi_add_handle(multi, easy_.get()));
         const auto removal = qScopeGuard([&] { curl_multi_remove_handle(multi, easy_.get()); });
+        lastByte_ = Clock::now();
         for (;;) {
             int running = 0;
             const CURLMcode performed = curl_multi_perform(multi, &running);
@@ -287,21 +287,19 @@ private:
                 return message->data.result;
             }
             // libcurl's low-speed limit would count averages, and a slow disk's time.
-            const auto silence = std::chrono::duration_cast<Milliseconds>(silence_);
-            if (silence >= options_.idleTimeout) {
+            const auto end = lastByte_ + options_.idleTimeout;
+            const auto patience = std::chrono::ceil<Milliseconds>(end - Clock::now());
+            if (patience <= Milliseconds::zero()) {
                 return CURLE_OPERATION_TIMEDOUT;
             }
-            const auto before = Clock::now();
-            poll(std::min(longest, options_.idleTimeout - silence));
-            silence_ += Clock::now() - before;
+            poll(std::min(longest, patience));
         }
     }
 
     /// Waits for the network or a cancellation, at most that long.
     void poll(Milliseconds longest)
     {
-        check(curl_multi_poll(connections_.get(), nullptr, 0, static_cast<int>(longest.count()),
-                              nullptr));
+        check(curl_multi_poll(multi_.get(), nullptr, 0, static_cast<int>(longest.count()), nullptr));
     }
 
     /// Waits between attempts.
@@ -323,9 +321,10 @@ private:
     static size_t receive(char *bytes, size_t size, size_t count, void *job) noexcept
     {
         auto &self = *static_cast<TransferJob *>(job);
-        self.silence_ = {};
         try {
-            return (self.*take)({bytes, size * count}) ? size * count : 0;
+            const bool goesOn = (self.*take)({bytes, size * count});
+            self.lastByte_ = Clock::now();
+            return goesOn ? size * count : 0;
         } catch (...) {
             self.error_ = std::current_exception();
             return 0;
@@ -496,7 +495,7 @@ private:
     /// Reports progress if a report is due. Returns the time until the next one is.
     Milliseconds report()
     {
-        checkCancelled();
+        checkCancellation(stop_);
         if (most_ == 0) {
             return 1h;
         }
@@ -519,23 +518,7 @@ private:
         // Never report less than before, also for a body that begins anew.
         const qint64 done = length_ < 0 ? most_ : std::min(most_, length_);
         const std::chrono::duration<double> elapsed = lastReport_ - started_;
-        pass(State::free, State::calling);
         onProgress_(done, length_, static_cast<double>(done) / std::max(elapsed.count(), 0.001));
-        pass(State::calling, State::free);
-    }
-
-    void checkCancelled() const
-    {
-        if (state_ == State::cancelled) {
-            throw CancellationError();
-        }
-    }
-
-    void pass(State from, State to)
-    {
-        if (!state_.compare_exchange_strong(from, to)) {
-            throw CancellationError();
-        }
     }
 
     template <typename T>
@@ -561,23 +544,23 @@ private:
                    : QByteArray();
     }
 
-    std::atomic<State> state_ = State::free;
     const QUrl address_;
-    std::shared_ptr<OutputFile> file_; // none for memory
+    const std::shared_ptr<OutputFile> file_; // none for memory
+    const std::stop_token stop_;
     const TransferOptions options_;
     const ProgressCallback onProgress_;
-    std::unique_ptr<CURL, void (*)(CURL *)> easy_{curl_easy_init(), &curl_easy_cleanup};
-    std::mutex lock_; // guards the pointer below
-    Connections::Handle connections_ = Connections::take();
+    const std::shared_ptr<Idle> idle_ = kept.lock();
+    Multi multi_{nullptr, &curl_multi_cleanup};
+    Easy easy_{curl_easy_init(), &curl_easy_cleanup};
 
     // The current request:
     QUrl url_;
     char errorText_[CURL_ERROR_SIZE] = {};
-    std::exception_ptr error_;     // thrown in a callback
-    bool hasHeader_ = false;       // of any answer, a proxy's included
-    bool hasAnswer_ = false;       // the headers of the final answer
-    bool isWanted_ = false;        // the body of that answer
-    Clock::duration silence_ = {}; // spent waiting since the last byte
+    std::exception_ptr error_; // thrown in a callback
+    bool hasHeader_ = false;   // of any answer, a proxy's included
+    bool hasAnswer_ = false;   // the headers of the final answer
+    bool isWanted_ = false;    // the body of that answer
+    Clock::time_point lastByte_;
 
     // The body:
     QByteArray memory_;
@@ -599,18 +582,10 @@ QCoro::Task<TransferResult> Transfer::toFile(QUrl url, std::shared_ptr<OutputFil
                                              ProgressCallback onProgress, std::stop_token stop,
                                              TransferOptions options)
 {
-    checkCancellation(stop);
     auto job = std::make_shared<TransferJob>(std::move(url), std::move(file), std::move(onProgress),
-                                             std::move(options));
-    const OneShot<TransferResult> result = job->result;
-    const std::stop_callback onStop(stop, [weak = std::weak_ptr(job)] {
-        if (const auto running = weak.lock()) {
-            running->cancel();
-        }
-    });
-    job->start();
-    job.reset(); // the thread destroys it, which may take a while
-    co_return co_await result;
+                                             stop, std::move(options));
+    return runOnWorker([job = std::move(job)] { return job->run(); }, std::move(stop),
+                       &Threads::start);
 }
 
 QCoro::Task<TransferResult> Transfer::toMemory(QUrl url, qint64 limit, std::stop_token stop,
@@ -622,7 +597,11 @@ QCoro::Task<TransferResult> Transfer::toMemory(QUrl url, qint64 limit, std::stop
 
 std::shared_ptr<void> Transfer::keepConnections()
 {
-    return Connections::keep();
+    auto idle = kept.lock();
+    if (!idle) {
+        kept = idle = std::make_shared<Idle>();
+    }
+    return idle;
 }
 
 } // namespace brindle

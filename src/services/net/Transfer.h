@@ -57,7 +57,8 @@ struct TransferResult
 ///   after six such attempts in a row.
 /// - A busy server (429, 503) is left alone as long as it asks, if that is a minute at most, twice.
 /// - `onProgress` is called after bytes arrived, at most 50 times a second, and each second while
-///   none arrive; on the transfer's thread, and never after the end.
+///   none arrive. It is called on the transfer's thread, which may go on for a moment after a
+///   cancellation.
 ///
 /// A call resumes on its own thread. Every HTTP status is a result. Throws TransferError,
 /// SystemError for a failure of this machine, SetupError for a file over the limit, and
@@ -75,7 +76,7 @@ QCoro::Task<TransferResult> toFile(QUrl url, std::shared_ptr<OutputFile> file,
 QCoro::Task<TransferResult> toMemory(QUrl url, qint64 limit, std::stop_token stop,
                                      TransferOptions options = {});
 
-/// Keeps connections for later transfers until the returned object is destroyed. Any thread.
+/// Keeps connections for later transfers until the returned object is destroyed. Main thread only.
 std::shared_ptr<void> keepConnections();
 
 } // namespace Transfer

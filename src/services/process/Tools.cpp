@@ -1,7 +1,7 @@
 #include "process/Tools.h"
 
 #include "base/Error.h"
-#include "base/Worker.h"
+#include "base/Threads.h"
 #include "ditto/UnpackStatus.h"
 #include "files/Files.h"
 #include "process/ManagedProcess.h"
