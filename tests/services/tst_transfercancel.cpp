@@ -147,22 +147,6 @@ private Q_SLOTS:
         QCOMPARE(server.requestCount(), 1);
     }
 
-    void beforeTheStart()
-    {
-        SilentServer server;
-        int asked = 0;
-        StandIns::proxies = [&](const QUrl &) {
-            ++asked;
-            return QList<QNetworkProxy>();
-        };
-        std::stop_source stop;
-        stop.request_stop();
-        QVERIFY(outcomeOf(Transfer::toMemory(server.url(), 100, stop.get_token())).cancelled());
-        StandIns::proxies = nullptr;
-        QCOMPARE(asked, 0);
-        QCOMPARE(server.requestCount(), 0);
-    }
-
     void fromTheProgressCallback()
     {
         SilentServer server("HTTP/1.1 200 OK\r\nContent-Length: 10\r\n\r\nhalf");

@@ -427,24 +427,6 @@ private Q_SLOTS:
         QCOMPARE(server.requestCount(), static_cast<int>(expected.size()) + 1);
     }
 
-    void busyServerInTheMiddle()
-    {
-        const QByteArray content = pattern(1000);
-        CutFile file(content, {300, 300});
-        const HttpServer server([&](const HttpRequest &request, HttpConnection &connection) {
-            if (server.requestCount() % 2 == 0) {
-                connection.respond(503, {{"Retry-After", "7"}}, "busy");
-            } else {
-                file.answer(request, connection);
-            }
-        });
-        const auto outcome = fetch(server.url(), withoutWaits());
-        QVERIFY2(outcome.value, qPrintable(outcome.text()));
-        QCOMPARE(outcome.value->body, content);
-        QCOMPARE(file.ranges(), (QByteArrayList{"", "bytes=300-", "bytes=600-"}));
-        QCOMPARE(waits(), (std::vector<Milliseconds>{500ms, 7s, 1000ms, 7s}));
-    }
-
     void validators_data()
     {
         QTest::addColumn<QByteArray>("tag");

@@ -22,7 +22,6 @@
 #include <vector>
 
 #include <curl/curl.h>
-#include <fcntl.h>
 #include <openssl/crypto.h>
 
 namespace brindle {
@@ -33,8 +32,6 @@ using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 using Milliseconds = std::chrono::milliseconds;
-using Easy = std::unique_ptr<CURL, void (*)(CURL *)>;
-using Multi = std::unique_ptr<CURLM, CURLMcode (*)(CURLM *)>;
 
 constexpr auto reportInterval = 20ms;
 constexpr auto silenceInterval = 1000ms;
@@ -47,6 +44,8 @@ constexpr std::chrono::seconds longestDelay(60);
 constexpr std::array waits{500ms, 1000ms, 2000ms, 4000ms, 8000ms};
 constexpr qint64 leastHeadway = 1024; // bytes that an attempt must bring
 constexpr long receiveBufferBytes = 524'288;
+
+using Multi = std::unique_ptr<CURLM, CURLMcode (*)(CURLM *)>;
 
 /// Handles that no transfer uses, with the connections that they keep.
 struct Idle
@@ -63,12 +62,6 @@ void check(CURLMcode code)
     if (code != CURLM_OK) {
         throw TransferError(QString::fromUtf8(curl_multi_strerror(code)));
     }
-}
-
-/// Keeps a socket from the programs that the launcher starts.
-int closeOnExec(void * /*unused*/, curl_socket_t socket, curlsocktype /*purpose*/) noexcept
-{
-    return ::fcntl(socket, F_SETFD, FD_CLOEXEC) == 0 ? CURL_SOCKOPT_OK : CURL_SOCKOPT_ERROR;
 }
 
 /// One transfer.
@@ -135,19 +128,23 @@ private:
             throw TransferError(u"The address %1 is not secure (plain http), so nothing was "
                                 "downloaded from it."_s.arg(address_.toDisplayString()));
         }
-        int fruitless = 0;
-        for (int delays = 0;;) {
+        int delays = 0;
+        for (int fruitless = 0;;) {
             const qint64 before = most_;
-            const auto broken = attempt();
-            if (!broken && isWanted_) {
-                return {statusOk, url_.host(), memory_, file_ ? file_->take() : nullptr};
-            }
-            if (broken && validator_.isEmpty()) {
-                throw *broken;
-            }
-            if (!broken) {
-                const auto delay = askedDelay();
-                if (delay && delays < maxDelays) {
+            auto broken = follow();
+            if (isWanted_) {
+                if (hasNews_) {
+                    tell();
+                }
+                startsAnew_ = written_ == 0;
+                if (!broken && status() == statusPartialContent && written_ != length_) {
+                    broken = unfinished();
+                }
+                if (!broken) {
+                    return {statusOk, url_.host(), memory_, file_ ? file_->take() : nullptr};
+                }
+            } else if (!broken) {
+                if (const auto delay = askedDelay(); delay && delays < maxDelays) {
                     ++delays;
                     wait(*delay);
                     continue;
@@ -155,7 +152,10 @@ private:
                 if (startsAnew_) {
                     return {status(), url_.host(), {}, {}};
                 }
-                startsAnew_ = true;
+                startsAnew_ = true; // the server refuses the rest
+            }
+            if (broken && validator_.isEmpty()) {
+                throw *broken;
             }
             fruitless = most_ >= before + leastHeadway ? 0 : fruitless + 1;
             if (fruitless > static_cast<int>(waits.size())) {
@@ -165,23 +165,6 @@ private:
                 wait(waits.at(static_cast<std::size_t>(fruitless - 1)));
             }
         }
-    }
-
-    /// Asks for the missing part of the body. Returns the error at which the answer broke off.
-    std::optional<TransferError> attempt()
-    {
-        auto broken = follow();
-        if (!isWanted_) {
-            return broken;
-        }
-        if (hasNews_) {
-            tell();
-        }
-        startsAnew_ = written_ == 0;
-        if (!broken && status() == statusPartialContent && written_ != length_) {
-            broken = unfinished();
-        }
-        return broken;
     }
 
     /// Follows redirects from the first address, also to continue a body, because a redirect may be
@@ -210,7 +193,7 @@ private:
     /// Asks for the current address.
     std::optional<TransferError> request()
     {
-        hasHeader_ = hasAnswer_ = isWanted_ = false;
+        hasAnswer_ = isWanted_ = false;
         prepare();
         std::unique_ptr<curl_slist, void (*)(curl_slist *)> lines(nullptr, &curl_slist_free_all);
         if (!startsAnew_) {
@@ -236,7 +219,6 @@ private:
     {
         const SystemNetwork::Proxy proxy = SystemNetwork::proxyFor(url_);
         curl_easy_reset(easy_.get());
-        set(CURLOPT_SOCKOPTFUNCTION, &closeOnExec);
         set(CURLOPT_URL, url_.toEncoded(QUrl::RemoveFragment).constData());
         set(CURLOPT_PROTOCOLS_STR, "http,https");
         set(CURLOPT_USERAGENT, "Brindle");
@@ -334,7 +316,6 @@ private:
     /// Returns whether to go on.
     bool takeHeader(std::string_view line)
     {
-        hasHeader_ = true;
         const bool isBlank = line == "\r\n" || line == "\n";
         if (!isBlank || hasAnswer_ || status() < 200) {
             return true; // a proxy's and interim answers precede the final one
@@ -377,23 +358,23 @@ private:
             validator_ = HttpRules::validator(
                 {header("Accept-Ranges"), header("ETag"), header("Last-Modified"), header("Date")});
             startsAnew_ = true;
-            empty(header("Content-Length").toLongLong());
+            written_ = 0;
+            memory_.clear();
+            const qint64 announced = header("Content-Length").toLongLong(); // 0 if unknown
+            checkLimit(announced);
+            if (file_) {
+                file_->clear();
+                checkRoom(announced);
+            }
         }
     }
 
-    /// Empties the body, before one of `announced` bytes (0 if unknown).
-    void empty(qint64 announced)
+    void checkRoom(qint64 bytes) const
     {
-        checkLimit(announced);
-        written_ = 0;
-        memory_.clear();
-        if (file_) {
-            file_->clear();
-            const QStorageInfo disk(QFileInfo(file_->path()).path());
-            // Some file systems don't know their size.
-            if (disk.bytesTotal() > 0 && announced > disk.bytesAvailable()) {
-                throw SystemError::fromErrno(ENOSPC, file_->path());
-            }
+        const QStorageInfo disk(QFileInfo(file_->path()).path());
+        // Some file systems don't know their size.
+        if (disk.bytesTotal() > 0 && bytes > disk.bytesAvailable()) {
+            throw SystemError::fromErrno(ENOSPC, file_->path());
         }
     }
 
@@ -461,35 +442,15 @@ private:
             return TransferError(u"The connection timed out: nothing arrived for %1 seconds."_s.arg(
                 seconds.count()));
         }
-        if (isWebPage(code)) {
+        // OpenSSL says this about bytes that are no TLS, as a network sends before a visitor signs in.
+        if (code == CURLE_SSL_CONNECT_ERROR &&
+            QByteArrayView(errorText_).contains("wrong version number")) {
             return TransferError(
                 u"The network answered with a web page in place of %1. It may want you to sign in "
                 "first: open any page in your web browser, then try again."_s.arg(url_.host()));
         }
         return TransferError(
             QString::fromUtf8(errorText_[0] != '\0' ? errorText_ : curl_easy_strerror(code)));
-    }
-
-    /// Returns whether the network answered in place of the server, as before a visitor signs in.
-    bool isWebPage(CURLcode code) const
-    {
-        if (code == CURLE_SSL_CONNECT_ERROR) {
-            // OpenSSL says this about bytes that are no TLS.
-            return QByteArrayView(errorText_).contains("wrong version number");
-        }
-        // All other pages answer CONNECT.
-        if (info<curl_off_t>(CURLINFO_PRETRANSFER_TIME_T) > 0) {
-            return false;
-        }
-        const long status = info<long>(CURLINFO_HTTP_CONNECTCODE);
-        if (status == 0) {
-            return hasHeader_; // an answer that is no HTTP
-        }
-        constexpr long wantsAPassword = 407; // proxies ask for that in HTML as well
-        constexpr long wantsASignIn = 511;   // RFC 6585
-        return status / 100 == 3 || status == wantsASignIn ||
-               (status != wantsAPassword &&
-                header("Content-Type", CURLH_CONNECT).toLower().startsWith("text/html"));
     }
 
     /// Reports progress if a report is due. Returns the time until the next one is.
@@ -536,10 +497,10 @@ private:
 
     int status() const { return static_cast<int>(info<long>(CURLINFO_RESPONSE_CODE)); }
 
-    QByteArray header(const char *name, unsigned origin = CURLH_HEADER) const
+    QByteArray header(const char *name) const
     {
         curl_header *found = nullptr;
-        return curl_easy_header(easy_.get(), name, 0, origin, -1, &found) == CURLHE_OK
+        return curl_easy_header(easy_.get(), name, 0, CURLH_HEADER, -1, &found) == CURLHE_OK
                    ? QByteArray(found->value)
                    : QByteArray();
     }
@@ -551,13 +512,12 @@ private:
     const ProgressCallback onProgress_;
     const std::shared_ptr<Idle> idle_ = kept.lock();
     Multi multi_{nullptr, &curl_multi_cleanup};
-    Easy easy_{curl_easy_init(), &curl_easy_cleanup};
+    std::unique_ptr<CURL, void (*)(CURL *)> easy_{curl_easy_init(), &curl_easy_cleanup};
 
     // The current request:
     QUrl url_;
     char errorText_[CURL_ERROR_SIZE] = {};
     std::exception_ptr error_; // thrown in a callback
-    bool hasHeader_ = false;   // of any answer, a proxy's included
     bool hasAnswer_ = false;   // the headers of the final answer
     bool isWanted_ = false;    // the body of that answer
     Clock::time_point lastByte_;
