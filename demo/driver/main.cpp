@@ -80,11 +80,11 @@ int main(int argc, char *argv[])
         DemoStage stage(options.content, QCoreApplication::applicationDirPath());
         BrindleApp::prepare();
         const auto desktop = std::make_shared<QuickDesktop>(Platform::current(QString()).reveal);
-        AppModel::compose([&stage, desktop] {
+        AppModel::compose = [&stage, desktop] {
             Dependencies parts = stage.parts();
             parts.desktop = desktop;
             return parts;
-        });
+        };
         BrindleApp launcher(desktop);
         AppModel &model = AppModel::shared();
         Tour tour(model, stage, options.pictures);

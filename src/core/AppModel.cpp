@@ -19,16 +19,6 @@ using namespace Qt::StringLiterals;
 
 namespace brindle {
 
-namespace {
-
-std::function<Dependencies()> &partsMaker()
-{
-    static std::function<Dependencies()> maker;
-    return maker;
-}
-
-} // namespace
-
 AppModel::AppModel(Dependencies parts, QObject *parent)
     : QObject(parent)
     , parts_(std::move(parts))
@@ -56,7 +46,7 @@ AppModel::~AppModel()
 {
     cancel();
     QEventLoop loop;
-    while (tasks_ > 0) {
+    while (work_) {
         loop.processEvents(QEventLoop::WaitForMoreEvents);
     }
 }
@@ -64,13 +54,8 @@ AppModel::~AppModel()
 AppModel &AppModel::shared()
 {
     // Never destroyed, because the window may outlive static objects.
-    static auto *const model = new AppModel(partsMaker()());
+    static auto *const model = new AppModel(compose());
     return *model;
-}
-
-void AppModel::compose(std::function<Dependencies()> parts)
-{
-    partsMaker() = std::move(parts);
 }
 
 void AppModel::show(const Status &status)
@@ -132,17 +117,17 @@ void AppModel::setFullscreen(bool fullscreen)
 ResolutionChoice AppModel::resolution() const
 {
     const QString stored = parts_.settings->value(u"resolution"_s).toString();
-    return ResolutionChoices::fromRawValue(stored).value_or(ResolutionChoice::gameDefault);
+    return static_cast<ResolutionChoice>(std::max<qsizetype>(0, resolutions.indexOf(stored)));
 }
 
 void AppModel::setResolution(ResolutionChoice resolution)
 {
-    store(u"resolution"_s, ResolutionChoices::rawValue(resolution));
+    store(u"resolution"_s, resolutions.at(static_cast<qsizetype>(resolution)));
 }
 
 QStringList AppModel::resolutionLabels()
 {
-    QStringList labels = ResolutionChoices::rawValues;
+    QStringList labels = resolutions;
     labels.first() = u"Game default"_s;
     return labels;
 }
@@ -171,20 +156,15 @@ bool AppModel::engineInstalled() const
     return false;
 }
 
-QCoro::Task<std::optional<QString>> AppModel::findProject(std::stop_token stop) const
+QCoro::Task<> AppModel::refreshState()
 {
+    const QPointer<AppModel> self(this);
+    const auto task = work_;
     const auto find = [folder = storage_.gameFolder()] {
         return ProjectInspector::findProject(folder);
     };
-    co_return co_await runOnWorker(find, stop);
-}
-
-QCoro::Task<> AppModel::refreshState()
-{
-    const int number = ++looks_;
-    const QPointer<AppModel> self(this);
-    const std::optional<QString> found = co_await findProject();
-    if (!self || number != looks_) {
+    const std::optional<QString> found = co_await runOnWorker(find);
+    if (!self || task != work_) {
         co_return;
     }
     projectURL_ = found;
@@ -231,8 +211,6 @@ void AppModel::cancel()
 QCoro::Task<> AppModel::runTask(std::function<QCoro::Task<>(std::stop_token)> body)
 {
     const auto task = std::make_shared<std::stop_source>();
-    ++looks_;
-    ++tasks_;
     work_ = task;
     Q_EMIT workChanged();
     const OneShot<> turn;
@@ -254,7 +232,6 @@ QCoro::Task<> AppModel::runTask(std::function<QCoro::Task<>(std::stop_token)> bo
     }
     undecided_ = false;
     set(&Status::removing, false);
-    --tasks_;
     work_ = nullptr;
     Q_EMIT workChanged();
 }
@@ -303,12 +280,7 @@ ProgressCallback AppModel::progressHandler()
 void StatusBox::set(const QString &text) const
 {
     update([text](AppModel &model) {
-        Status next = model.status();
-        next.stepText = text;
-        next.state = AppState::downloading(text);
-        next.progress.reset();
-        next.timeLeft.clear();
-        model.show(next);
+        model.begin(AppState::downloading(text), text, model.detail());
     });
 }
 

@@ -1,18 +1,22 @@
 #pragma once
 
 #include "base/Callbacks.h"
+#include "base/Clock.h"
 #include "base/RecentRate.h"
 #include "core/AppState.h"
-#include "core/Dependencies.h"
+#include "core/Desktop.h"
 #include "engine/EngineManager.h"
 #include "engine/GameRunner.h"
 #include "files/Storage.h"
 #include "log/LogStore.h"
+#include "platform/Platform.h"
 #include "project/RepoDownloader.h"
 
 #include <QCoroTask>
 #include <QObject>
 #include <QPointer>
+#include <QSettings>
+#include <QUrl>
 
 #include <exception>
 #include <functional>
@@ -24,6 +28,18 @@
 namespace brindle {
 
 class LogQueue;
+
+/// Everything that an AppModel needs from outside.
+struct Dependencies
+{
+    QString storageRoot;     ///< absolute; created when something is first written
+    QString temporaryFolder; ///< absolute; each download is staged in its own folder below it
+    std::unique_ptr<QSettings> settings; ///< keys "fullscreen" and "resolution"
+    QUrl codeHost; ///< base address of the code-hosting service, without a trailing slash
+    Platform platform;
+    std::shared_ptr<Desktop> desktop;
+    std::shared_ptr<Clock> clock;
+};
 
 /// The one object that the user interface observes: the launcher's state, its settings, the
 /// description of the game, the services that do the work, and every action. Main thread only.
@@ -83,8 +99,8 @@ public:
     /// Returns the process-wide model. Makes it on first use from the parts of `compose`, and never
     /// destroys it. Call from the program's entry and delegate only.
     static AppModel &shared();
-    /// Sets the function that makes the parts of `shared`. Call once, before `shared`.
-    static void compose(std::function<Dependencies()> parts);
+    /// Makes the parts of `shared`. Set it once, before the first call of `shared`.
+    static inline std::function<Dependencies()> compose;
 
     LogStore log;
     GameRunner runner;
@@ -152,11 +168,12 @@ public:
     /// The folder where the engine keeps the game's saves.
     QString savesFolder() const;
 
-    /// Looks for the game on a worker thread and sets `state` to `ready` or `notDownloaded`. Drops
-    /// its answer if another call or a task has begun meanwhile.
+    /// Looks for the game on a worker thread and sets `state` to `ready` or `notDownloaded`. Does
+    /// nothing if a task has begun meanwhile.
     QCoro::Task<> refreshState();
 
-    /// Starts the pipeline as the background task `work`; with `launch` it ends in the game.
+    /// Starts the pipeline as the background task `work`; with `launch` it ends in the game. Call
+    /// only while no task runs.
     void startWork(bool launch);
     /// Calls startWork(true) if `canPlay`.
     Q_INVOKABLE void play();
@@ -205,7 +222,6 @@ private:
     // State and life cycle (AppModel.cpp)
     void begin(const AppState &state, const QString &stepText, const QString &detail = {});
     bool engineInstalled() const;
-    QCoro::Task<std::optional<QString>> findProject(std::stop_token stop = {}) const;
     void store(const QString &key, const QVariant &value);
     void note(const QString &text) const;
     LineCallback lineSink() const;
@@ -231,8 +247,6 @@ private:
     RecentRate rate_; // of the running download
     std::shared_ptr<LogQueue> logQueue_;
     std::shared_ptr<std::stop_source> work_;
-    int tasks_ = 0; // begun and not ended
-    int looks_ = 0; // the latest look of refreshState; each task adds one, too
     std::optional<QString> projectURL_;
     bool undecided_ = false; // a removal is running, and its question is not answered
 };

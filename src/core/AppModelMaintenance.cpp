@@ -165,17 +165,16 @@ QCoro::Task<> AppModel::removeAndRun(QStringList removed, std::stop_token stop)
 
 QCoro::Task<> AppModel::removeRoot(std::stop_token stop)
 {
-    const auto measure = [root = storage_.root] { return Paths::folderSize(root); };
-    const qint64 size = co_await runOnWorker(measure);
+    co_await measure();
     if (stop.stop_requested()) {
         co_return;
     }
     set(&Status::removing, false);
-    const Alert question{u"Remove the game and the engine?"_s,
-                         u"This frees %1. Your saved games (in Godot's own folder) are kept."_s.arg(
-                             Text::byteCount(size)),
-                         {u"Remove"_s, u"Cancel"_s},
-                         true};
+    const Alert question{
+        u"Remove the game and the engine?"_s,
+        u"This frees %1. Your saved games (in Godot's own folder) are kept."_s.arg(storageSize()),
+        {u"Remove"_s, u"Cancel"_s},
+        true};
     auto asking = parts_.desktop->runAlert(question);
     const int answer = co_await asking;
     if (answer != 0 || stop.stop_requested()) {
@@ -185,10 +184,8 @@ QCoro::Task<> AppModel::removeRoot(std::stop_token stop)
     set(&Status::removing, true);
     const auto remove = [storage = storage_, stop] { storage.removeAll(stop); };
     co_await runOnWorker(remove);
-    Status next = status_;
-    next.info = ProjectInfo::placeholder;
-    next.failure.reset();
-    show(next);
+    set(&Status::info, ProjectInfo::placeholder);
+    set(&Status::failure, std::nullopt);
     log.setLines({});
     co_await refreshState();
 }

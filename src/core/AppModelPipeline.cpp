@@ -50,7 +50,7 @@ QCoro::Task<> AppModel::runAll(bool launch, std::stop_token stop)
         begin(AppState::downloading(addonsHeadline), addonsHeadline);
         co_await completeGame(*project, stop);
     }
-    project = co_await findProject(stop);
+    project = co_await runOnWorker(look, stop);
     projectURL_ = project;
     if (!project) {
         throw SetupError(u"The game folder could not be found."_s);
@@ -75,12 +75,11 @@ void AppModel::showGameDownload()
 QCoro::Task<> AppModel::completeGame(QString project, std::stop_token stop)
 {
     const auto inspect = [project] { return ProjectInspector::inspect(project); };
-    set(&Status::info, co_await runOnWorker(inspect));
-    checkCancellation(stop);
+    set(&Status::info, co_await runOnWorker(inspect, stop));
     if (!info().submodules.isEmpty()) {
         set(&Status::stepText, addonsHeadline);
         co_await repo.fetchSubmodules(info(), progressHandler(), lineSink(), stop);
-        set(&Status::info, co_await runOnWorker(inspect));
+        set(&Status::info, co_await runOnWorker(inspect, stop));
     }
 
     const auto save = [storage = storage_, json = info().toJson(), stop] {
@@ -160,8 +159,8 @@ QCoro::Task<> AppModel::launchGame(QString engine, QString project, std::stop_to
 {
     begin(AppState::starting(), u"Starting the game…"_s);
     QStringList arguments{u"--path"_s, project, fullscreen() ? u"--fullscreen"_s : u"--windowed"_s};
-    if (const auto size = ResolutionChoices::argument(resolution())) {
-        arguments << u"--resolution"_s << *size;
+    if (const QString size = resolutions.at(resolutionIndex()); !size.isEmpty()) {
+        arguments << u"--resolution"_s << size;
     }
     note(u"Starting: Godot "_s + arguments.join(u' '));
 
@@ -208,10 +207,8 @@ QCoro::Task<> AppModel::launchGame(QString engine, QString project, std::stop_to
     logQueue_->flush();
     const QStringList tail =
         log.lines().mid(std::max<qsizetype>(0, log.lines().size() - reportLines));
-    Status next = status_;
-    next.failure = FailureReport{message + u' ' + plainHint(tail), tail};
-    next.state = AppState::needs(message);
-    show(next);
+    set(&Status::failure, FailureReport{message + u' ' + plainHint(tail), tail});
+    set(&Status::state, AppState::needs(message));
 }
 
 QString AppModel::plainHint(const QStringList &lines)

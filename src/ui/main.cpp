@@ -76,7 +76,7 @@ int main(int argc, char *argv[])
 
     const Platform platform = Platform::current(privatePrograms());
     const auto desktop = std::make_shared<QuickDesktop>(platform.reveal, platform.fileManager);
-    AppModel::compose([desktop, platform] { return parts(desktop, platform); });
+    AppModel::compose = [desktop, platform] { return parts(desktop, platform); };
 
     BrindleApp launcher(desktop);
     const DesktopSession session(AppModel::shared(), *launcher.window());

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "core/AppModel.h"
-#include "core/Dependencies.h"
 #include "demo/ReleaseHost.h"
 #include "support/ManualClock.h"
 #include "support/TestFiles.h"

@@ -81,13 +81,12 @@ private Q_SLOTS:
         writeFile(fixture_->settingsFile(), "[General]\n" + saved + '\n');
         QTEST(model().fullscreen(), "fullscreen");
         QTEST(model().resolution(), "resolution");
-        QCOMPARE(ResolutionChoices::argument(model().resolution()),
-                 argument.isEmpty() ? std::nullopt : std::optional(argument));
+        QCOMPARE(resolutions.at(model().resolutionIndex()), argument);
     }
 
     void storesSettingsAtOnce()
     {
-        for (qsizetype i = ResolutionChoices::rawValues.size() - 1; i >= 0; --i) {
+        for (qsizetype i = resolutions.size() - 1; i >= 0; --i) {
             const auto choice = static_cast<ResolutionChoice>(i);
             model().setFullscreen(i % 2 == 1);
             model().setResolution(choice);
@@ -95,7 +94,7 @@ private Q_SLOTS:
             // The default is stored as well.
             QCOMPARE(readFile(fixture_->settingsFile()),
                      QByteArray("[General]\nfullscreen=") + (i % 2 == 1 ? "true" : "false") +
-                         "\nresolution=" + ResolutionChoices::rawValues.at(i).toUtf8() + "\n");
+                         "\nresolution=" + resolutions.at(i).toUtf8() + "\n");
         }
     }
 
@@ -292,13 +291,11 @@ private Q_SLOTS:
 
     void viewsCallEveryAction()
     {
-        const QByteArrayList actions{"play",        "stop",           "cancel",
-                                     "updateGame",  "reinstall",      "removeEverything",
-                                     "showSaves",   "revealInFinder", "openRepository",
-                                     "copyFailure", "copyLog",        "measureStorage",
-                                     "quit"};
-        for (const QByteArray &action : actions) {
-            QVERIFY2(AppModel::staticMetaObject.indexOfMethod(action + "()") >= 0, action);
+        for (const char *action :
+             {"play()", "stop()", "cancel()", "updateGame()", "reinstall()", "removeEverything()",
+              "showSaves()", "revealInFinder()", "openRepository()", "copyFailure()", "copyLog()",
+              "measureStorage()", "quit()"}) {
+            QVERIFY2(AppModel::staticMetaObject.indexOfMethod(action) >= 0, action);
         }
     }
 

@@ -21,7 +21,14 @@ class TestCancel : public QObject
 {
     Q_OBJECT
 
+    std::optional<PipelineFixture> fixture_;
+
+    AppModel &model() { return fixture_->model(); }
+
 private Q_SLOTS:
+    void init() { fixture_.emplace(); }
+    void cleanup() { fixture_.reset(); }
+
     void aSilentDownloadIsCancelledAtOnce_data()
     {
         QTest::addColumn<QString>("path"); // empty: the engine's archive
@@ -34,66 +41,32 @@ private Q_SLOTS:
     void aSilentDownloadIsCancelledAtOnce()
     {
         QFETCH(QString, path);
-        PipelineFixture fixture;
         if (path.isEmpty()) {
             const EngineSpec spec{u"4.3-stable"_s, false};
-            path = ReleaseHost::enginePath(spec.version, spec.zipName(fixture.platform));
+            path = ReleaseHost::enginePath(spec.version, spec.zipName(fixture_->platform));
         }
-        fixture.stall(path);
-        AppModel &model = fixture.model();
-        model.startWork(true);
-        spinUntil([&] { return fixture.stalled.load(); });
-        QVERIFY(model.canCancel());
-        model.cancel();
-        QVERIFY2(model.canCancel(), "cancelling itself changes no field");
-        fixture.waitUntilIdle();
+        fixture_->stall(path);
+        model().startWork(true);
+        spinUntil([&] { return fixture_->stalled.load(); });
+        QVERIFY(model().canCancel());
+        model().cancel();
+        QVERIFY2(model().canCancel(), "cancelling itself changes no field");
+        fixture_->waitUntilIdle();
 
-        QCOMPARE(model.log.lines().last(), u"• Cancelled"_s);
-        QCOMPARE(model.state(), AppState::notDownloaded());
-        QVERIFY(!model.failure());
-        QCOMPARE(model.stepText(), QString());
-        QVERIFY(fixture.leftovers().isEmpty());
-        QCOMPARE(QFileInfo::exists(fixture.project()), path != ReleaseHost::gamePath());
-        QVERIFY(!QFileInfo::exists(fixture.root(u"Engine"_s)));
+        QCOMPARE(model().log.lines().last(), u"• Cancelled"_s);
+        QCOMPARE(model().state(), AppState::notDownloaded());
+        QVERIFY(!model().failure());
+        QCOMPARE(model().stepText(), QString());
+        QVERIFY(fixture_->leftovers().isEmpty());
+        QCOMPARE(QFileInfo::exists(fixture_->project()), path != ReleaseHost::gamePath());
+        QVERIFY(!QFileInfo::exists(fixture_->root(u"Engine"_s)));
 
-        fixture.host.restore(path);
-        fixture.restart();
-        QCOMPARE(fixture.model().state(), AppState::notDownloaded());
-        fixture.setUp();
-        QCOMPARE(fixture.model().state(), AppState::ready());
-        QCOMPARE(readFile(fixture.project() + u"/addons/two/plugin.cfg"_s), QByteArray("two"));
-    }
-
-    void aCancelBeforeTheFirstStepCounts()
-    {
-        PipelineFixture fixture;
-        fixture.model().startWork(true);
-        fixture.model().cancel();
-        fixture.waitUntilIdle();
-        QCOMPARE(fixture.model().log.lines(), QStringList{u"• Cancelled"_s});
-        QCOMPARE(fixture.model().state(), AppState::notDownloaded());
-    }
-
-    void aCancelWhileTheProjectIsReadFetchesNoAddon()
-    {
-        PipelineFixture fixture;
-        fixture.installByHand();
-        writeFile(fixture.project() + u"/.gitmodules"_s, fixture.gitmodules());
-        const QString unfinished = fixture.root(u"unfinished"_s);
-        writeFile(unfinished, "x");
-        fixture.model();
-        WorkerHold workers;
-        fixture.model().startWork(true);
-        serveEvents();
-        workers.letPass(); // looking for the game
-        serveEvents();
-        fixture.model().cancel();
-        workers.open();
-        fixture.waitUntilIdle();
-        QCOMPARE(fixture.model().info().submodules.size(), 2);
-        QCOMPARE(fixture.model().log.lines(), QStringList{u"• Cancelled"_s});
-        QCOMPARE(fixture.host.requests(), QStringList());
-        QVERIFY2(QFileInfo::exists(unfinished), "the next Play goes on from there");
+        fixture_->host.restore(path);
+        fixture_->restart();
+        QCOMPARE(model().state(), AppState::notDownloaded());
+        fixture_->setUp();
+        QCOMPARE(model().state(), AppState::ready());
+        QCOMPARE(readFile(fixture_->project() + u"/addons/two/plugin.cfg"_s), QByteArray("two"));
     }
 
     void aCancelWhileAWorkerIsAwaitedCounts_data()
@@ -106,102 +79,88 @@ private Q_SLOTS:
     void aCancelWhileAWorkerIsAwaitedCounts()
     {
         QFETCH(const int, passed);
-        PipelineFixture fixture;
-        fixture.installByHand();
-        QFile::remove(fixture.root(marker));
+        fixture_->installByHand();
+        QFile::remove(fixture_->root(marker));
         const bool needsEngine = passed == 1;
         if (needsEngine) {
-            QDir(fixture.root(u"Engine"_s)).removeRecursively();
+            QDir(fixture_->root(u"Engine"_s)).removeRecursively();
         }
-        AppModel &model = fixture.model();
+        model(); // its first look takes a worker
         WorkerHold workers;
-        model.startWork(true);
+        model().startWork(true);
         serveEvents();
         for (int i = 0; i < passed; ++i) {
             workers.letPass();
             serveEvents();
         }
         if (passed == 2) {
-            fixture.waitForLine(u"engine is importing"_s);
-            spinUntil([&] { return !model.runner.current(); });
+            fixture_->waitForLine(u"engine is importing"_s);
+            spinUntil([&] { return !model().runner.current(); });
         }
-        QVERIFY(model.work());
-        model.cancel();
+        QVERIFY(model().work());
+        model().cancel();
         workers.open();
-        fixture.waitUntilIdle();
-        QStringList lines = model.log.lines().filter(u"• "_s);
+        fixture_->waitUntilIdle();
+        QStringList lines = model().log.lines().filter(u"• "_s);
         QCOMPARE(lines.takeLast(), u"• Cancelled"_s);
         QCOMPARE(lines.join(u'|'),
                  passed < 2 ? QString() : u"• Importing the project (first run)"_s);
-        QCOMPARE(fixture.host.requests(), QStringList());
-        QCOMPARE(model.state(), needsEngine ? AppState::notDownloaded() : AppState::ready());
-        QVERIFY(!QFileInfo::exists(fixture.root(marker)));
+        QCOMPARE(fixture_->host.requests(), QStringList());
+        QCOMPARE(model().state(), needsEngine ? AppState::notDownloaded() : AppState::ready());
+        QVERIFY(!QFileInfo::exists(fixture_->root(marker)));
     }
 
     void aCancelAtTheLastStepOfTheInstallImportsNothing()
     {
         const Gate gate;
-        PipelineFixture fixture;
-        fixture.platform.quarantineStep = {testChild(), {u"gate:"_s + gate.path()}};
-        fixture.model().startWork(true);
-        fixture.waitForLine(u"Removing the macOS quarantine flag"_s);
-        fixture.model().cancel();
+        fixture_->platform.quarantineStep = {testChild(), {u"gate:"_s + gate.path()}};
+        model().startWork(true);
+        fixture_->waitForLine(u"Removing the macOS quarantine flag"_s);
+        model().cancel();
         gate.open();
-        fixture.waitUntilIdle();
-        QCOMPARE(fixture.model().log.lines().last(), u"• Cancelled"_s);
-        QVERIFY(!fixture.logHas(u"• Importing the project (first run)"_s));
+        fixture_->waitUntilIdle();
+        QCOMPARE(model().log.lines().last(), u"• Cancelled"_s);
+        QVERIFY(!fixture_->logHas(u"• Importing the project (first run)"_s));
     }
 
     void theImportIsStopped()
     {
-        PipelineFixture fixture;
         // An import that only a signal ends.
-        fixture.installByHand("#!/bin/sh\necho importing\nmkfifo \"$4/block\"\n"
-                              "read x < \"$4/block\"\n");
-        QFile::remove(fixture.root(marker));
-        AppModel &model = fixture.model();
-        model.startWork(true);
-        fixture.waitForLine(u"importing"_s);
-        QCOMPARE(model.state(),
+        fixture_->installByHand("#!/bin/sh\necho importing\nmkfifo \"$4/block\"\n"
+                                "read x < \"$4/block\"\n");
+        QFile::remove(fixture_->root(marker));
+        model().startWork(true);
+        fixture_->waitForLine(u"importing"_s);
+        QCOMPARE(model().state(),
                  AppState::settingUp(u"Step 3 of 3 · First-time setup, this can take "
                                      "a minute or more"_s));
-        QCOMPARE(model.stepText(), model.state().text);
-        QCOMPARE(model.detail(), u"Godot is importing the game's files"_s);
-        model.cancel();
-        fixture.waitUntilIdle();
-        QCOMPARE(model.log.lines().last(), u"• Cancelled"_s);
-        QCOMPARE(model.state(), AppState::ready());
-        QVERIFY2(!QFileInfo::exists(fixture.root(marker)),
+        QCOMPARE(model().stepText(), model().state().text);
+        QCOMPARE(model().detail(), u"Godot is importing the game's files"_s);
+        model().cancel();
+        fixture_->waitUntilIdle();
+        QCOMPARE(model().log.lines().last(), u"• Cancelled"_s);
+        QCOMPARE(model().state(), AppState::ready());
+        QVERIFY2(!QFileInfo::exists(fixture_->root(marker)),
                  "an import that was stopped must be done again");
     }
 
     void aStopWhileTheDesktopIsAskedStartsNoGame()
     {
-        PipelineFixture fixture;
-        fixture.installByHand();
-        fixture.desktop->permitsStarts = false;
-        AppModel &model = fixture.model();
-        model.startWork(true);
-        spinUntil([&] { return fixture.desktop->askedStarts == 1; });
+        fixture_->installByHand();
+        fixture_->desktop->permitsStarts = false;
+        model().startWork(true);
+        spinUntil([&] { return fixture_->desktop->askedStarts == 1; });
         serveEvents();
-        QCOMPARE(model.state(), AppState::starting());
-        QCOMPARE(model.stepText(), u"Starting the game…"_s);
-        QVERIFY(model.log.lines().last().startsWith(u"• Starting: Godot --path"_s));
-        QVERIFY(!model.runner.current());
-        model.stop();
-        fixture.passTheEnd();
-        QCOMPARE(model.log.lines().last(), u"• Game stopped"_s);
-        QCOMPARE(model.state(), AppState::ready());
-        QVERIFY(!model.failure());
-        QVERIFY(!QFileInfo::exists(fixture.project() + u"/play arguments"_s));
-    }
-
-    void theRunnerIsStoppedWhateverRuns()
-    {
-        ModelFixture fixture;
-        QVERIFY(!fixture.model().runner.userStopped());
-        fixture.model().cancel();
-        QVERIFY(fixture.model().runner.userStopped());
+        QCOMPARE(model().state(), AppState::starting());
+        QCOMPARE(model().stepText(), u"Starting the game…"_s);
+        QVERIFY(model().log.lines().last().startsWith(u"• Starting: Godot --path"_s));
+        QVERIFY(!model().runner.current());
+        model().stop();
+        fixture_->passTheEnd();
+        QCOMPARE(model().log.lines().last(), u"• Game stopped"_s);
+        QCOMPARE(model().state(), AppState::ready());
+        QVERIFY(!model().failure());
+        QVERIFY(!QFileInfo::exists(fixture_->project() + u"/play arguments"_s));
     }
 
     void theGameIsStopped_data()
@@ -217,21 +176,20 @@ private Q_SLOTS:
     {
         QFETCH(const double, seconds);
         QFETCH(const bool, endsWell);
-        PipelineFixture fixture;
         // A game that exits with 0 on request, as many games do. Its loop is short, because the
         // shell runs the trap between two commands.
-        fixture.installByHand(
+        fixture_->installByHand(
             endsWell ? QByteArray("#!/bin/sh\ntrap 'exit 0' TERM\necho engine is playing\n"
                                   "while :; do sleep 0.01; done\n")
                      : ModelFixture::engineScript());
-        fixture.playUntilOpen();
-        fixture.clock->advance(Clock::Duration(seconds));
-        fixture.model().cancel();
-        spinUntil([&] { return !fixture.model().runner.current(); });
-        fixture.passTheEnd();
-        QCOMPARE(fixture.model().log.lines().last(), u"• Game stopped"_s);
-        QCOMPARE(fixture.model().state(), AppState::ready());
-        QVERIFY(!fixture.model().failure());
+        fixture_->playUntilOpen();
+        fixture_->clock->advance(Clock::Duration(seconds));
+        model().cancel();
+        spinUntil([&] { return !model().runner.current(); });
+        fixture_->passTheEnd();
+        QCOMPARE(model().log.lines().last(), u"• Game stopped"_s);
+        QCOMPARE(model().state(), AppState::ready());
+        QVERIFY(!model().failure());
     }
 };
 

@@ -12,7 +12,14 @@ class TestGameEnd : public QObject
 {
     Q_OBJECT
 
+    std::optional<PipelineFixture> fixture_;
+
+    AppModel &model() { return fixture_->model(); }
+
 private Q_SLOTS:
+    void init() { fixture_.emplace(); }
+    void cleanup() { fixture_.reset(); }
+
     void endsAreClassified_data()
     {
         QTest::addColumn<double>("seconds");
@@ -36,75 +43,68 @@ private Q_SLOTS:
         QFETCH(double, seconds);
         QFETCH(int, code);
         QFETCH(QString, message);
-        PipelineFixture fixture;
-        fixture.installByHand();
-        AppModel &model = fixture.model();
-        fixture.playUntilOpen();
-        const QStringList before = model.log.lines();
-        fixture.finish(seconds, code);
+        fixture_->installByHand();
+        fixture_->playUntilOpen();
+        const QStringList before = model().log.lines();
+        fixture_->finish(seconds, code);
         if (message.isEmpty()) {
-            QCOMPARE(model.state(), AppState::ready());
-            QVERIFY(!model.failure());
-            QCOMPARE(model.log.lines().last(), u"• Game closed normally"_s);
+            QCOMPARE(model().state(), AppState::ready());
+            QVERIFY(!model().failure());
+            QCOMPARE(model().log.lines().last(), u"• Game closed normally"_s);
             return;
         }
-        QCOMPARE(model.state(), AppState::needs(message));
-        QVERIFY(model.failure());
-        QCOMPARE(model.failure()->summary,
+        QCOMPARE(model().state(), AppState::needs(message));
+        QVERIFY(model().failure());
+        QCOMPARE(model().failure()->summary,
                  message + u" The last lines of the log below may show why."_s);
-        QCOMPARE(model.failure()->lines, before);
-        QCOMPARE(model.log.lines(), before);
+        QCOMPARE(model().failure()->lines, before);
+        QCOMPARE(model().log.lines(), before);
     }
 
     void theLastLinesAreAwaitedForAFifthOfASecond()
     {
-        PipelineFixture fixture;
-        fixture.installByHand("#!/bin/sh\necho engine is playing\nexit 3\n");
-        AppModel &model = fixture.model();
-        fixture.playUntilOpen();
-        spinUntil([&] { return !model.runner.current(); });
+        fixture_->installByHand("#!/bin/sh\necho engine is playing\nexit 3\n");
+        fixture_->playUntilOpen();
+        spinUntil([&] { return !model().runner.current(); });
         serveEvents();
-        fixture.clock->advance(Clock::Duration(0.19));
+        fixture_->clock->advance(Clock::Duration(0.19));
         serveEvents();
-        QCOMPARE(model.state(), AppState::starting());
+        QCOMPARE(model().state(), AppState::starting());
         // The game has ended by itself; Stop comes too late to change that.
-        model.cancel();
-        QVERIFY(model.runner.userStopped());
-        fixture.clock->advance(Clock::Duration(0.02));
-        fixture.waitUntilIdle();
-        QCOMPARE(model.state().phase, AppState::Phase::needs);
-        QVERIFY(model.failure());
+        model().cancel();
+        QVERIFY(model().runner.userStopped());
+        fixture_->clock->advance(Clock::Duration(0.02));
+        fixture_->waitUntilIdle();
+        QCOMPARE(model().state().phase, AppState::Phase::needs);
+        QVERIFY(model().failure());
     }
 
     void aReportShowsTheLastThirtyLines()
     {
-        PipelineFixture fixture;
-        fixture.installByHand("#!/bin/sh\nfor i in 1 2 3 4 5 6 7 8; do for k in 1 2 3 4 5; do "
-                              "echo line $i$k; done; done\necho 'Parse Error: x' >&2\n"
-                              "exit 3\n");
-        AppModel &model = fixture.model();
-        model.startWork(true);
-        fixture.passTheEnd();
-        QVERIFY(model.failure());
-        QCOMPARE(model.failure()->lines.size(), 30);
-        QCOMPARE(model.failure()->lines.first(), u"line 32"_s);
-        QCOMPARE(model.failure()->lines.last(), u"Parse Error: x"_s);
-        QVERIFY(model.failure()->summary.endsWith(
+        fixture_->installByHand("#!/bin/sh\nfor i in 1 2 3 4 5 6 7 8; do for k in 1 2 3 4 5; do "
+                                "echo line $i$k; done; done\necho 'Parse Error: x' >&2\n"
+                                "exit 3\n");
+        model().startWork(true);
+        fixture_->passTheEnd();
+        QVERIFY(model().failure());
+        QCOMPARE(model().failure()->lines.size(), 30);
+        QCOMPARE(model().failure()->lines.first(), u"line 32"_s);
+        QCOMPARE(model().failure()->lines.last(), u"Parse Error: x"_s);
+        QVERIFY(model().failure()->summary.endsWith(
             u"The game's scripts reported errors. The log below shows where."_s));
     }
 
     void aNewRunForgetsTheFailure()
     {
-        PipelineFixture fixture;
-        fixture.installByHand();
-        fixture.playUntilOpen();
-        fixture.finish(1, 1);
-        QVERIFY(fixture.model().failure());
-        fixture.model().startWork(true);
-        QVERIFY(!fixture.model().failure());
-        fixture.waitForLine(u"engine is playing"_s);
-        fixture.model().cancel();
-        fixture.waitUntilIdle();
+        fixture_->installByHand();
+        fixture_->playUntilOpen();
+        fixture_->finish(1, 1);
+        QVERIFY(model().failure());
+        model().startWork(true);
+        QVERIFY(!model().failure());
+        fixture_->waitForLine(u"engine is playing"_s);
+        model().cancel();
+        fixture_->waitUntilIdle();
     }
 };
 

@@ -11,55 +11,52 @@
 using namespace brindle;
 using namespace Qt::StringLiterals;
 
-namespace {
-
-const auto zipName = [](const PipelineFixture &fixture) {
-    return EngineSpec{u"4.3-stable"_s, false}.zipName(fixture.platform);
-};
-
-/// Returns the arguments that the engine script received.
-QStringList arguments(const PipelineFixture &fixture, const char *run)
-{
-    const QString file = fixture.project() + u"/%1 arguments"_s.arg(QLatin1String(run));
-    return QString::fromUtf8(readFile(file)).split(u'\n', Qt::SkipEmptyParts);
-}
-
-} // namespace
-
 class TestPipeline : public QObject
 {
     Q_OBJECT
 
+    std::optional<PipelineFixture> fixture_;
+
+    AppModel &model() { return fixture_->model(); }
+    /// Returns the arguments that the engine script received.
+    QStringList arguments(const char *run) const
+    {
+        const QString file = fixture_->project() + u"/%1 arguments"_s.arg(QLatin1String(run));
+        return QString::fromUtf8(readFile(file)).split(u'\n', Qt::SkipEmptyParts);
+    }
+
 private Q_SLOTS:
+    void init() { fixture_.emplace(); }
+    void cleanup() { fixture_.reset(); }
+
     void aFirstPlayGoesThroughAllSteps()
     {
-        PipelineFixture fixture;
-        AppModel &model = fixture.model();
+        const QString zipName = EngineSpec{u"4.3-stable"_s, false}.zipName(fixture_->platform);
         QStringList headlines;
         QList<AppState> states;
-        connect(&model, &AppModel::changed, this, [&] {
-            if (headlines.value(headlines.size() - 1) != model.stepText()) {
-                headlines << model.stepText();
+        connect(&model(), &AppModel::changed, this, [&] {
+            if (headlines.value(headlines.size() - 1) != model().stepText()) {
+                headlines << model().stepText();
             }
-            if (states.isEmpty() || states.last() != model.state()) {
-                states << model.state();
+            if (states.isEmpty() || states.last() != model().state()) {
+                states << model().state();
             }
-            if (model.state().phase != AppState::Phase::downloading) {
-                QVERIFY(!model.progress());
+            if (model().state().phase != AppState::Phase::downloading) {
+                QVERIFY(!model().progress());
             }
         });
-        fixture.playUntilOpen();
+        fixture_->playUntilOpen();
         // One connection to the code host and to each of its two redirection targets. All close
         // after the last download.
-        QCOMPARE(fixture.host.connectionCount(), 3);
-        QCOMPARE(connectionsTo(quint16(fixture.host.url().port())), QList<int>());
-        QCOMPARE(model.state(), AppState::starting());
-        fixture.clock->advance(Clock::Duration(10));
-        spinUntil([&] { return model.state() == AppState::playing(); });
-        QCOMPARE(model.stepText(), u"The game is open"_s);
-        fixture.finish(0, 0);
+        QCOMPARE(fixture_->host.connectionCount(), 3);
+        QCOMPARE(connectionsTo(quint16(fixture_->host.url().port())), QList<int>());
+        QCOMPARE(model().state(), AppState::starting());
+        fixture_->clock->advance(Clock::Duration(10));
+        spinUntil([&] { return model().state() == AppState::playing(); });
+        QCOMPARE(model().stepText(), u"The game is open"_s);
+        fixture_->finish(0, 0);
 
-        QCOMPARE(model.state(), AppState::ready());
+        QCOMPARE(model().state(), AppState::ready());
         QCOMPARE(headlines,
                  (QStringList{u"Step 1 of 3 · Downloading the game"_s,
                               u"Step 1 of 3 · Fetching add-ons"_s,
@@ -73,17 +70,17 @@ private Q_SLOTS:
         QVERIFY(
             states.contains(AppState::settingUp(u"Step 3 of 3 · First-time setup, this can take a "
                                                 "minute or more"_s)));
-        const QString project = fixture.project();
-        QCOMPARE(arguments(fixture, "import"),
+        const QString project = fixture_->project();
+        QCOMPARE(arguments("import"),
                  (QStringList{u"--headless"_s, u"--import"_s, u"--path"_s, project, u"--quit"_s}));
-        QCOMPARE(arguments(fixture, "play"), (QStringList{u"--path"_s, project, u"--windowed"_s}));
-        QCOMPARE(model.log.lines(),
+        QCOMPARE(arguments("play"), (QStringList{u"--path"_s, project, u"--windowed"_s}));
+        QCOMPARE(model().log.lines(),
                  (QStringList{u"• Downloading the game from %1/tessel-works/godot-brindle "
-                              "(branch main)"_s.arg(fixture.host.url().toString()),
+                              "(branch main)"_s.arg(fixture_->host.url().toString()),
                               u"Fetching add-on addons/one"_s, u"Fetching add-on addons/two"_s,
                               u"• Game ready: Piped, needs Godot 4.3"_s,
                               u"• Downloading Godot 4.3-stable (%1) from the official "
-                              "godot-builds releases"_s.arg(zipName(fixture)),
+                              "godot-builds releases"_s.arg(zipName),
                               u"Checksum (SHA-512) matches the official list."_s,
                               u"Removing the macOS quarantine flag from the engine: it is "
                               "a program downloaded from the internet, and without this "
@@ -92,229 +89,199 @@ private Q_SLOTS:
                               u"• Starting: Godot --path %1 --windowed"_s.arg(project),
                               u"engine is playing"_s, u"• Game closed normally"_s}));
         QCOMPARE(
-            fixture.host.requests(),
+            fixture_->host.requests(),
             (QStringList{ReleaseHost::gamePath(), ReleaseHost::addonPath(u"tessel-works/one"_s),
                          ReleaseHost::addonPath(u"tessel-works/two"_s),
                          ReleaseHost::checksumPath(u"4.3-stable"_s),
-                         ReleaseHost::enginePath(u"4.3-stable"_s, zipName(fixture))}));
+                         ReleaseHost::enginePath(u"4.3-stable"_s, zipName)}));
         QCOMPARE(readFile(project + u"/addons/two/plugin.cfg"_s), QByteArray("two"));
-        QCOMPARE(readFile(fixture.root(u"imported-4.3-stable.txt"_s)), QByteArray("ok"));
-        const auto saved = ProjectInfo::fromJson(readFile(fixture.root(u"info.json"_s)));
-        QCOMPARE(saved, std::optional(model.info()));
-        QCOMPARE(model.info().addons, (QStringList{u"one"_s, u"two"_s}));
-        QVERIFY(!QFileInfo::exists(fixture.root(u"unfinished"_s)));
-        QVERIFY(fixture.leftovers().isEmpty());
+        QCOMPARE(readFile(fixture_->root(u"imported-4.3-stable.txt"_s)), QByteArray("ok"));
+        const auto saved = ProjectInfo::fromJson(readFile(fixture_->root(u"info.json"_s)));
+        QCOMPARE(saved, std::optional(model().info()));
+        QCOMPARE(model().info().addons, (QStringList{u"one"_s, u"two"_s}));
+        QVERIFY(!QFileInfo::exists(fixture_->root(u"unfinished"_s)));
+        QVERIFY(fixture_->leftovers().isEmpty());
     }
 
     void aSecondPlayStartsAtOnce()
     {
-        PipelineFixture fixture;
-        fixture.playUntilOpen();
-        fixture.finish(20, 0);
-        const auto asked = fixture.host.requests().size();
-        fixture.restart();
-        QCOMPARE(fixture.model().state(), AppState::ready());
+        fixture_->playUntilOpen();
+        fixture_->finish(20, 0);
+        const auto asked = fixture_->host.requests().size();
+        fixture_->restart();
+        QCOMPARE(model().state(), AppState::ready());
         QStringList headlines;
-        connect(&fixture.model(), &AppModel::changed, this, [&] {
-            if (headlines.value(headlines.size() - 1) != fixture.model().stepText()) {
-                headlines << fixture.model().stepText();
+        connect(&model(), &AppModel::changed, this, [&] {
+            if (headlines.value(headlines.size() - 1) != model().stepText()) {
+                headlines << model().stepText();
             }
         });
-        fixture.playUntilOpen();
+        fixture_->playUntilOpen();
         QCOMPARE(headlines, QStringList{u"Starting the game…"_s});
-        QVERIFY(fixture.model().log.lines().first().startsWith(u"• Starting: Godot --path "_s));
-        QCOMPARE(fixture.host.requests().size(), asked);
-        fixture.finish(11, 0);
+        QVERIFY(model().log.lines().first().startsWith(u"• Starting: Godot --path "_s));
+        QCOMPARE(fixture_->host.requests().size(), asked);
+        fixture_->finish(11, 0);
     }
 
     void interruptedWritesAndRemovalsAreCleared()
     {
-        PipelineFixture fixture;
-        fixture.installByHand();
-        const QStringList complete = Files::names(fixture.root());
-        const QString beside = fixture.root() + u"/../.brindle-removing-1/x"_s;
+        fixture_->installByHand();
+        const QStringList complete = Files::names(fixture_->root());
+        const QString beside = fixture_->root() + u"/../.brindle-removing-1/x"_s;
         writeFile(beside, "x");
-        writeFile(fixture.root(u".brindle-removing-1/x"_s), "x");
-        writeFile(fixture.root(u".brindle-moving-1"_s), "half");
-        fixture.setUp();
-        QCOMPARE(fixture.model().state(), AppState::ready());
-        QCOMPARE(Files::names(fixture.root()), complete);
+        writeFile(fixture_->root(u".brindle-removing-1/x"_s), "x");
+        writeFile(fixture_->root(u".brindle-moving-1"_s), "half");
+        fixture_->setUp();
+        QCOMPARE(model().state(), AppState::ready());
+        QCOMPARE(Files::names(fixture_->root()), complete);
         QVERIFY(!QFileInfo::exists(beside));
     }
 
     void aDescriptionThatCantBeSavedIsIgnored()
     {
-        PipelineFixture fixture;
-        const QString info = fixture.root(u"info.json"_s);
+        const QString info = fixture_->root(u"info.json"_s);
         writeFile(info, ProjectInfo::placeholder.toJson());
         {
             SystemCalls calls;
             calls.before = [&](const QString &line) {
                 return line.endsWith(u" to "_s + info) ? ENOSPC : 0;
             };
-            fixture.setUp();
+            fixture_->setUp();
         }
-        QCOMPARE(fixture.model().state(), AppState::ready());
+        QCOMPARE(model().state(), AppState::ready());
         QVERIFY2(!QFileInfo::exists(info), "an older game's description must not stay");
-        const auto asked = fixture.host.requests().size();
-        fixture.playUntilOpen();
-        QVERIFY(!fixture.logHas(u"engine is importing"_s));
-        QVERIFY(fixture.model().log.lines().first().startsWith(u"• Starting: "_s));
-        QCOMPARE(fixture.host.requests().size(), asked);
-        fixture.finish(11, 0);
+        const auto asked = fixture_->host.requests().size();
+        fixture_->playUntilOpen();
+        QVERIFY(!fixture_->logHas(u"engine is importing"_s));
+        QVERIFY(model().log.lines().first().startsWith(u"• Starting: "_s));
+        QCOMPARE(fixture_->host.requests().size(), asked);
+        fixture_->finish(11, 0);
     }
 
     void anImportMarkerThatCantBeSavedIsIgnored()
     {
-        PipelineFixture fixture;
-        fixture.offerEngine(
+        fixture_->offerEngine(
             "#!/bin/sh\nmkdir -p \"$4/../../imported-4.3-stable.txt/in the way\"\n");
-        fixture.setUp();
-        QCOMPARE(fixture.model().state(), AppState::ready());
-        QVERIFY(QFileInfo(fixture.root(u"imported-4.3-stable.txt"_s)).isDir());
+        fixture_->setUp();
+        QCOMPARE(model().state(), AppState::ready());
+        QVERIFY(QFileInfo(fixture_->root(u"imported-4.3-stable.txt"_s)).isDir());
     }
 
     void anAddonsRunDoesNotImportAgain()
     {
-        PipelineFixture fixture;
-        fixture.installByHand();
-        writeFile(fixture.root(u"unfinished"_s), "x");
-        fixture.setUp();
-        QCOMPARE(fixture.model().state(), AppState::ready());
-        QVERIFY(!fixture.logHas(u"engine is importing"_s));
-        QVERIFY(!QFileInfo::exists(fixture.root(u"unfinished"_s)));
+        fixture_->installByHand();
+        writeFile(fixture_->root(u"unfinished"_s), "x");
+        fixture_->setUp();
+        QCOMPARE(model().state(), AppState::ready());
+        QVERIFY(!fixture_->logHas(u"engine is importing"_s));
+        QVERIFY(!QFileInfo::exists(fixture_->root(u"unfinished"_s)));
     }
 
     void aFirstDownloadThatFailsLeavesNothing()
     {
-        PipelineFixture fixture;
-        fixture.refuse(ReleaseHost::gamePath(), 404);
-        fixture.playToTheEnd();
-        QCOMPARE(fixture.model().state().phase, AppState::Phase::needs);
-        QVERIFY(!QFileInfo::exists(fixture.root()));
-        fixture.model().revealInFinder();
-        QCOMPARE(fixture.desktop->alerts.first().message, u"Nothing downloaded yet"_s);
+        fixture_->refuse(ReleaseHost::gamePath(), 404);
+        fixture_->playToTheEnd();
+        QCOMPARE(model().state().phase, AppState::Phase::needs);
+        QVERIFY(!QFileInfo::exists(fixture_->root()));
+        model().revealInFinder();
+        QCOMPARE(fixture_->desktop->alerts.first().message, u"Nothing downloaded yet"_s);
     }
 
     void aGameThatGoesDuringTheSetup()
     {
-        PipelineFixture fixture;
-        AppModel &model = fixture.model();
-        connect(&model.log, &LogStore::linesChanged, this, [&] {
-            if (model.log.lines().last().startsWith(u"• Game ready: "_s)) {
-                QDir(fixture.root(u"Game"_s)).removeRecursively();
+        connect(&model().log, &LogStore::linesChanged, this, [&] {
+            if (model().log.lines().last().startsWith(u"• Game ready: "_s)) {
+                QDir(fixture_->root(u"Game"_s)).removeRecursively();
             }
         });
-        fixture.playToTheEnd();
-        QCOMPARE(model.state(), AppState::needs(u"The game folder could not be found."_s));
-        QCOMPARE(model.log.lines().last(), u"• Problem: The game folder could not be found."_s);
+        fixture_->playToTheEnd();
+        QCOMPARE(model().state(), AppState::needs(u"The game folder could not be found."_s));
+        QCOMPARE(model().log.lines().last(), u"• Problem: The game folder could not be found."_s);
     }
 
     void theSettingsReachTheGame()
     {
-        PipelineFixture fixture;
-        fixture.model().setFullscreen(true);
-        fixture.model().setResolution(ResolutionChoice::r1440);
-        fixture.playUntilOpen();
-        QVERIFY(fixture.logHas(u"• Starting: Godot --path %1 --fullscreen --resolution "
-                               "2560x1440"_s.arg(fixture.project())));
-        QCOMPARE(arguments(fixture, "play"),
-                 (QStringList{u"--path"_s, fixture.project(), u"--fullscreen"_s, u"--resolution"_s,
-                              u"2560x1440"_s}));
-        fixture.finish(11, 0);
+        model().setFullscreen(true);
+        model().setResolution(ResolutionChoice::r1440);
+        fixture_->playUntilOpen();
+        QVERIFY(fixture_->logHas(u"• Starting: Godot --path %1 --fullscreen --resolution "
+                                 "2560x1440"_s.arg(fixture_->project())));
+        QCOMPARE(arguments("play"),
+                 (QStringList{u"--path"_s, fixture_->project(), u"--fullscreen"_s,
+                              u"--resolution"_s, u"2560x1440"_s}));
+        fixture_->finish(11, 0);
     }
 
     void aGameInCSharpGetsTheEngineForIt()
     {
-        PipelineFixture fixture;
-        fixture.offerGame(PipelineFixture::projectFile("4.3", "C#"));
-        fixture.offerEngine(ModelFixture::engineScript(), u"4.3"_s, true);
-        fixture.playUntilOpen();
-        QVERIFY(fixture.logHas(u"• Game ready: Piped, needs Godot 4.3 (.NET)"_s));
-        QVERIFY(QFileInfo::exists(fixture.root(u"Engine/4.3-stable-mono"_s)));
-        QStringList markers = Files::names(fixture.root()).filter(u"imported"_s);
+        fixture_->offerGame(PipelineFixture::projectFile("4.3", "C#"));
+        fixture_->offerEngine(ModelFixture::engineScript(), u"4.3"_s, true);
+        fixture_->playUntilOpen();
+        QVERIFY(fixture_->logHas(u"• Game ready: Piped, needs Godot 4.3 (.NET)"_s));
+        QVERIFY(QFileInfo::exists(fixture_->root(u"Engine/4.3-stable-mono"_s)));
+        QStringList markers = Files::names(fixture_->root()).filter(u"imported"_s);
         QCOMPARE(markers, QStringList{u"imported-4.3-stable-mono.txt"_s});
-        QCOMPARE(readFile(fixture.root(markers.first())), QByteArray("ok"));
-        fixture.finish(11, 0);
+        QCOMPARE(readFile(fixture_->root(markers.first())), QByteArray("ok"));
+        fixture_->finish(11, 0);
 
-        fixture.restart();
-        QCOMPARE(fixture.model().state(), AppState::ready());
-        fixture.playUntilOpen();
-        QVERIFY2(!fixture.logHas(u"engine is importing"_s), "it was imported before");
-        fixture.finish(11, 0);
+        fixture_->restart();
+        QCOMPARE(model().state(), AppState::ready());
+        fixture_->playUntilOpen();
+        QVERIFY2(!fixture_->logHas(u"engine is importing"_s), "it was imported before");
+        fixture_->finish(11, 0);
     }
 
     void aGameThatIsNotStartingAnyMoreDoesNotCountAsOpen()
     {
-        PipelineFixture fixture;
-        fixture.installByHand();
-        fixture.playUntilOpen();
-        AppModel &model = fixture.model();
+        fixture_->installByHand();
+        fixture_->playUntilOpen();
         const auto other = AppState::needs(u"other"_s);
-        model.set(&Status::state, other);
-        fixture.clock->advance(Clock::Duration(10));
+        model().set(&Status::state, other);
+        fixture_->clock->advance(Clock::Duration(10));
         serveEvents();
-        QCOMPARE(model.state(), other);
-        QCOMPARE(model.stepText(), u"Starting the game…"_s);
-        fixture.finish(1, 0);
+        QCOMPARE(model().state(), other);
+        QCOMPARE(model().stepText(), u"Starting the game…"_s);
+        fixture_->finish(1, 0);
     }
 
     void whatARunHasInFlightEndsWithIt()
     {
-        PipelineFixture fixture;
-        fixture.offerGame(PipelineFixture::projectFile("4.9"));
-        AppModel &model = fixture.model();
-        model.startWork(true);
-        const StatusBox status(&model);
-        const ProgressCallback progress = model.progressHandler();
-        // These are queued when the run ends.
-        connect(&model, &AppModel::changed, this, [&] {
-            if (model.state().phase == AppState::Phase::needs) {
-                status.set(u"too late"_s);
-                progress(1, 2, 3);
-            }
-        });
-        fixture.waitUntilIdle();
-        const AppState end = model.state();
-        QCOMPARE(end.phase, AppState::Phase::needs);
-        const QString step = model.stepText();
+        fixture_->stall(ReleaseHost::gamePath());
+        model().startWork(false);
+        const StatusBox status(&model());
+        const ProgressCallback progress = model().progressHandler();
+        const auto callTooLate = [&] {
+            const Status before = model().status();
+            status.set(u"too late"_s);
+            progress(1, 2, 3);
+            serveEvents();
+            QVERIFY(model().status() == before);
+        };
+        model().cancel();
+        fixture_->waitUntilIdle();
+        callTooLate();
+        model().updateGame();
+        spinUntil([&] { return fixture_->stalled.load(); });
+        callTooLate();
+        // The next run's own progress is shown.
+        model().progressHandler()(1, 2, 3);
         serveEvents();
-        QCOMPARE(model.state(), end);
-        QCOMPARE(model.stepText(), step);
-        QVERIFY(!model.progress());
-        QCOMPARE(model.detail(), QString());
-
-        // They do not reach the next run.
-        fixture.stall(ReleaseHost::gamePath());
-        model.updateGame();
-        spinUntil([&] { return fixture.stalled.load(); });
-        const AppState running = model.state();
-        status.set(u"later still"_s);
-        progress(1, 2, 3);
-        serveEvents();
-        QCOMPARE(model.state(), running);
-        QVERIFY(!model.progress());
-        QCOMPARE(model.detail(), QString());
-        // The next run's own progress does.
-        model.progressHandler()(1, 2, 3);
-        serveEvents();
-        QCOMPARE(model.progress(), std::optional(0.5));
-        model.cancel();
-        fixture.waitUntilIdle();
+        QCOMPARE(model().progress(), std::optional(0.5));
+        model().cancel();
+        fixture_->waitUntilIdle();
     }
 
     void aFailedImportIsTriedAgain()
     {
-        PipelineFixture fixture;
-        fixture.installByHand(ModelFixture::engineScript(1));
-        QFile::remove(fixture.root(u"imported-4.3-stable.txt"_s));
+        fixture_->installByHand(ModelFixture::engineScript(1));
+        QFile::remove(fixture_->root(u"imported-4.3-stable.txt"_s));
         const QString note = u"• Setup finished with exit code 1; Godot will try to "
                              "import again while starting the game."_s;
         for (int round = 0; round < 2; ++round) {
-            fixture.playUntilOpen();
-            QVERIFY(fixture.logHas(note));
-            fixture.finish(11, 0);
-            QVERIFY(!QFileInfo::exists(fixture.root(u"imported-4.3-stable.txt"_s)));
+            fixture_->playUntilOpen();
+            QVERIFY(fixture_->logHas(note));
+            fixture_->finish(11, 0);
+            QVERIFY(!QFileInfo::exists(fixture_->root(u"imported-4.3-stable.txt"_s)));
         }
     }
 
@@ -336,48 +303,46 @@ private Q_SLOTS:
         QFETCH(const QByteArray, projectFile);
         QFETCH(const bool, gameReady);
         QFETCH(const QString, message);
-        PipelineFixture fixture;
-        fixture.offerGame(projectFile);
-        fixture.playToTheEnd();
-        QCOMPARE(fixture.model().state(), AppState::needs(message));
-        QCOMPARE(fixture.model().log.lines().last(), u"• Problem: "_s + message);
-        QCOMPARE(fixture.logHas(u"• Game ready: Piped, needs Godot ?"_s), gameReady);
-        QVERIFY(!fixture.model().failure());
-        QVERIFY(!fixture.model().progress());
-        QCOMPARE(fixture.model().detail(), QString());
-        QVERIFY(fixture.leftovers().isEmpty());
-        QCOMPARE(connectionsTo(quint16(fixture.host.url().port())), QList<int>());
-        fixture.restart();
-        QCOMPARE(fixture.model().state(), AppState::notDownloaded());
+        fixture_->offerGame(projectFile);
+        fixture_->playToTheEnd();
+        QCOMPARE(model().state(), AppState::needs(message));
+        QCOMPARE(model().log.lines().last(), u"• Problem: "_s + message);
+        QCOMPARE(fixture_->logHas(u"• Game ready: Piped, needs Godot ?"_s), gameReady);
+        QVERIFY(!model().failure());
+        QVERIFY(!model().progress());
+        QCOMPARE(model().detail(), QString());
+        QVERIFY(fixture_->leftovers().isEmpty());
+        QCOMPARE(connectionsTo(quint16(fixture_->host.url().port())), QList<int>());
+        fixture_->restart();
+        QCOMPARE(model().state(), AppState::notDownloaded());
     }
 
     void anUpdateThatFailsIsCompletedByTheNextPlay()
     {
-        PipelineFixture fixture;
-        fixture.setUp();
-        fixture.offerGame(PipelineFixture::projectFile("4.4"));
-        fixture.offerEngine(ModelFixture::engineScript(), u"4.4"_s);
+        fixture_->setUp();
+        fixture_->offerGame(PipelineFixture::projectFile("4.4"));
+        fixture_->offerEngine(ModelFixture::engineScript(), u"4.4"_s);
         const auto one = ReleaseHost::addonPath(u"tessel-works/one"_s);
         const auto two = ReleaseHost::addonPath(u"tessel-works/two"_s);
-        fixture.refuse(two, 500);
-        fixture.host.forgetRequests();
-        fixture.model().updateGame();
-        fixture.waitUntilIdle();
-        QCOMPARE(fixture.model().state(),
+        fixture_->refuse(two, 500);
+        fixture_->host.forgetRequests();
+        model().updateGame();
+        fixture_->waitUntilIdle();
+        QCOMPARE(model().state(),
                  AppState::needs(u"The server answered with status 500 for 127.0.0.1."_s));
         // The saved description still names 4.3, whose engine is installed.
-        fixture.restart();
-        QCOMPARE(fixture.model().info().godotVersion, std::optional(u"4.3"_s));
-        QCOMPARE(fixture.model().state(), AppState::notDownloaded());
+        fixture_->restart();
+        QCOMPARE(model().info().godotVersion, std::optional(u"4.3"_s));
+        QCOMPARE(model().state(), AppState::notDownloaded());
 
-        fixture.host.restore(two);
-        fixture.setUp();
-        QCOMPARE(fixture.model().state(), AppState::ready());
-        QCOMPARE(fixture.host.requests().mid(0, 4),
+        fixture_->host.restore(two);
+        fixture_->setUp();
+        QCOMPARE(model().state(), AppState::ready());
+        QCOMPARE(fixture_->host.requests().mid(0, 4),
                  (QStringList{ReleaseHost::gamePath(), one, two, two}));
-        QCOMPARE(fixture.model().info().godotVersion, std::optional(u"4.4"_s));
+        QCOMPARE(model().info().godotVersion, std::optional(u"4.4"_s));
         const QStringList names =
-            Files::names(fixture.root()) + Files::names(fixture.root(u"Engine"_s));
+            Files::names(fixture_->root()) + Files::names(fixture_->root(u"Engine"_s));
         QVERIFY(names.contains(u"4.3-stable"_s) && names.contains(u"4.4-stable"_s));
         QVERIFY(names.contains(u"imported-4.4-stable.txt"_s));
         QVERIFY2(!names.contains(u"imported-4.3-stable.txt"_s),
@@ -386,24 +351,22 @@ private Q_SLOTS:
 
     void anEngineThatCannotStart()
     {
-        PipelineFixture fixture;
-        fixture.installByHand("#!/no/such/interpreter\n");
-        fixture.playToTheEnd();
-        const AppState state = fixture.model().state();
+        fixture_->installByHand("#!/no/such/interpreter\n");
+        fixture_->playToTheEnd();
+        const AppState state = model().state();
         QCOMPARE(state.phase, AppState::Phase::needs);
         QVERIFY(state.text.startsWith(u"Could not start the engine: "_s));
-        QVERIFY(!fixture.model().failure());
-        QVERIFY(fixture.model().log.lines().last().startsWith(u"• Starting: "_s));
+        QVERIFY(!model().failure());
+        QVERIFY(model().log.lines().last().startsWith(u"• Starting: "_s));
     }
 
     void aModelThatGoesEndsItsGame()
     {
-        PipelineFixture fixture;
-        fixture.playUntilOpen();
-        const auto process = fixture.model().runner.current();
+        fixture_->playUntilOpen();
+        const auto process = model().runner.current();
         QVERIFY(process->isRunning());
         // The cancellation ends the wait for the last lines.
-        fixture.restart();
+        fixture_->restart();
         QVERIFY(!process->isRunning());
         // The game's watchers release the process.
         spinUntil([&] { return process.use_count() == 1; });

@@ -19,17 +19,23 @@ class TestStorageRoot : public QObject
 {
     Q_OBJECT
 
+    std::optional<PipelineFixture> fixture_;
+
+    AppModel &model() { return fixture_->model(); }
+
 private Q_SLOTS:
+    void init() { fixture_.emplace(); }
+    void cleanup() { fixture_.reset(); }
+
     void isMadeForThisUserAlone()
     {
-        PipelineFixture fixture;
-        fixture.offerEngine("#!/bin/sh\nexit 0\n");
+        fixture_->offerEngine("#!/bin/sh\nexit 0\n");
         const mode_t before = umask(0);
-        fixture.setUp();
+        fixture_->setUp();
         umask(before);
         const auto modeOf = [&](const QString &name) {
             struct stat status = {};
-            stat(QFile::encodeName(fixture.root(name)).constData(), &status);
+            stat(QFile::encodeName(fixture_->root(name)).constData(), &status);
             return status.st_mode & 07777U;
         };
         for (const QString &folder : {u"."_s, u"Game"_s, u"Engine"_s, u"Engine/4.3-stable"_s}) {
@@ -45,11 +51,10 @@ private Q_SLOTS:
 #ifndef Q_OS_LINUX
         QSKIP("the calls are recorded on Linux only");
 #endif
-        PipelineFixture fixture;
-        fixture.offerEngine("#!/bin/sh\nexit 0\n");
+        fixture_->offerEngine("#!/bin/sh\nexit 0\n");
         const SystemCalls calls;
-        fixture.setUp();
-        const QString root = fixture.root();
+        fixture_->setUp();
+        const QString root = fixture_->root();
         // Each call returns before the next one begins.
         const QStringList order{
             u" to "_s + root + u"/unfinished"_s,
@@ -57,15 +62,15 @@ private Q_SLOTS:
             u"sync all of "_s + root + u"/.brindle-…"_s,
             u" to "_s + root + u"/Game"_s,
             u"sync "_s + root,
-            u" to "_s + fixture.project() + u"/addons/one"_s,
-            u" to "_s + fixture.project() + u"/addons/two"_s,
+            u" to "_s + fixture_->project() + u"/addons/one"_s,
+            u" to "_s + fixture_->project() + u"/addons/two"_s,
             u"sync all of "_s + root,
             u" to "_s + root + u"/info.json"_s,
             u"sync "_s + root,
             u"sync all of "_s + root + u"/Engine/.brindle-…"_s,
             u" to "_s + root + u"/Engine/4.3-stable"_s,
             u"sync "_s + root + u"/Engine"_s,
-            u"sync all of "_s + fixture.project(),
+            u"sync all of "_s + fixture_->project(),
             u" to "_s + root + u"/imported-4.3-stable.txt"_s,
         };
         QStringList missing = order;
@@ -90,32 +95,31 @@ private Q_SLOTS:
     {
         QFETCH(const QString, synced);
         QFETCH(const QString, marker);
-        PipelineFixture fixture;
-        fixture.offerEngine("#!/bin/sh\nexit 0\n");
+        fixture_->offerEngine("#!/bin/sh\nexit 0\n");
         std::counting_semaphore<> hangs{0};
         std::counting_semaphore<> goesOn{0};
         SystemCalls calls;
         calls.before = [&](const QString &line) {
-            if (line == u"sync all of "_s + fixture.root() + synced) {
+            if (line == u"sync all of "_s + fixture_->root() + synced) {
                 hangs.release();
                 goesOn.acquire();
             }
             return 0;
         };
         const auto wake = qScopeGuard([&] { goesOn.release(10); });
-        fixture.model().startWork(false);
+        model().startWork(false);
         spinUntil([&] { return hangs.try_acquire(); });
-        fixture.model().cancel();
-        fixture.waitUntilIdle(5);
-        QCOMPARE(fixture.model().log.lines().last(), u"• Cancelled"_s);
+        model().cancel();
+        fixture_->waitUntilIdle(5);
+        QCOMPARE(model().log.lines().last(), u"• Cancelled"_s);
         goesOn.release(10);
         WorkerHold().open(); // waits for the worker
-        QVERIFY(!QFileInfo::exists(fixture.root(marker)));
-        QCOMPARE(QFileInfo::exists(fixture.root(u"unfinished"_s)), synced.isEmpty());
-        fixture.setUp();
-        QCOMPARE(fixture.model().state(), AppState::ready());
-        QVERIFY(QFileInfo::exists(fixture.root(marker)));
-        QVERIFY(!QFileInfo::exists(fixture.root(u"unfinished"_s)));
+        QVERIFY(!QFileInfo::exists(fixture_->root(marker)));
+        QCOMPARE(QFileInfo::exists(fixture_->root(u"unfinished"_s)), synced.isEmpty());
+        fixture_->setUp();
+        QCOMPARE(model().state(), AppState::ready());
+        QVERIFY(QFileInfo::exists(fixture_->root(marker)));
+        QVERIFY(!QFileInfo::exists(fixture_->root(u"unfinished"_s)));
     }
 
     void anotherUsersFolderIsNotUsed()
@@ -123,13 +127,12 @@ private Q_SLOTS:
         if (geteuid() != 0) {
             QSKIP("only root can make another user's folder");
         }
-        PipelineFixture fixture;
-        fixture.installByHand();
-        QCOMPARE(chown(QFile::encodeName(fixture.root()).constData(), 65534, 65534), 0);
-        fixture.playToTheEnd();
-        QCOMPARE(fixture.model().state().text,
+        fixture_->installByHand();
+        QCOMPARE(chown(QFile::encodeName(fixture_->root()).constData(), 65534, 65534), 0);
+        fixture_->playToTheEnd();
+        QCOMPARE(model().state().text,
                  u"The folder %1 belongs to another user, so Brindle does not use it."_s.arg(
-                     fixture.root()));
+                     fixture_->root()));
     }
 };
 

@@ -8,7 +8,6 @@
 #include "base/Clock.h"
 #include "base/Threads.h"
 #include "core/AppModel.h"
-#include "core/Dependencies.h"
 #include "files/Files.h"
 #include "files/StagingFolder.h"
 #include "platform/TerminationSignals.h"
@@ -132,7 +131,7 @@ int main(int argc, char *argv[])
     }
     const QString &action = arguments.at(1);
     const QString &temporary = arguments.at(3);
-    AppModel::compose([arguments] { return parts(arguments); });
+    AppModel::compose = [arguments] { return parts(arguments); };
     AppModel &model = AppModel::shared();
     if (action == u"look") {
         QCoro::waitFor(model.refreshState());

@@ -17,7 +17,7 @@ void AppFixture::prepare()
     QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
     files_ = std::make_unique<ModelFixture>();
     files_->installByHand(ModelFixture::engineScript());
-    AppModel::compose([this] {
+    AppModel::compose = [this] {
         Dependencies parts;
         parts.storageRoot = files_->root();
         parts.temporaryFolder = files_->temporaryFolder();
@@ -27,7 +27,7 @@ void AppFixture::prepare()
         parts.desktop = desktop_;
         parts.clock = files_->modelClock;
         return parts;
-    });
+    };
 }
 
 void AppFixture::start()

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "core/Dependencies.h"
+#include "core/AppModel.h"
 #include "log/LogStore.h"
 
 #include <QQmlEngine>

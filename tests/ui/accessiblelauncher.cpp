@@ -26,11 +26,11 @@ int main(int argc, char *argv[])
                         programs);
         BrindleApp::prepare();
         const auto desktop = std::make_shared<QuickDesktop>(QList<Platform::Command>{});
-        AppModel::compose([&stage, desktop] {
+        AppModel::compose = [&stage, desktop] {
             Dependencies parts = stage.parts();
             parts.desktop = desktop;
             return parts;
-        });
+        };
         BrindleApp launcher(desktop);
         AppModel &model = AppModel::shared();
         bool broken = false;
