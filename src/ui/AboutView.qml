@@ -2,28 +2,20 @@ import QtQuick
 import Brindle
 
 // The launcher, the game and the engine, and their authors.
-SheetColumn {
+SheetView {
     id: view
 
     required property var model
 
     title: "About Brindle"
-    defaultButton: doneRow.button
     spacing: 10
     implicitWidth: 440
 
     component Paragraph: Label {
         width: parent.width
         font: Theme.callout
-        horizontalAlignment: Text.AlignLeft
     }
 
-    Label {
-        width: parent.width
-        content: view.title
-        font: Theme.title2
-        Accessible.role: Accessible.Heading
-    }
     Paragraph {
         objectName: "aboutGame"
         // Cuts each text by itself, so that a long one leaves room for the others.
@@ -83,8 +75,9 @@ SheetColumn {
         color: Theme.secondary
     }
 
-    footer: DoneRow {
-        id: doneRow
-        onDone: view.dismissed()
+    footer: CloseButton {
+        objectName: "doneButton"
+        sheet: view
+        text: "Done"
     }
 }

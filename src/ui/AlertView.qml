@@ -20,7 +20,7 @@ Sheet {
 
     // The view is created by the sheet, but sees the names of this file.
     // qmllint disable unqualified
-    content: SheetColumn {
+    content: SheetView {
         id: body
         objectName: "alert"
 
@@ -36,20 +36,15 @@ Sheet {
             }
         }
 
-        title: message.text
+        title: DisplayText.of(alert.message)
+        heading.objectName: "alertMessage"
+        heading.font: Theme.headline
         implicitWidth: 460
         spacing: 8
         gap: 20
         Accessible.role: Accessible.AlertMessage
         Accessible.description: text.text
 
-        Label {
-            id: message
-            objectName: "alertMessage"
-            width: parent.width
-            content: alert.message
-            font: Theme.headline
-        }
         Label {
             id: text
             objectName: "alertText"

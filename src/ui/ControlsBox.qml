@@ -45,7 +45,6 @@ SmoothRectangle {
                 width: column.width
                 content: box.model.controls[index] ?? ""
                 font: Theme.callout
-                horizontalAlignment: Text.AlignLeft
             }
         }
     }

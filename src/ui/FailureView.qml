@@ -28,7 +28,6 @@ SmoothRectangle {
             content: view.model.failureSummary
             maxLength: 2000
             font: Theme.callout
-            horizontalAlignment: Text.AlignLeft
         }
         TextPane {
             id: pane

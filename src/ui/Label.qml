@@ -12,6 +12,7 @@ Text {
     font: Theme.body
     textFormat: Text.PlainText
     wrapMode: Text.Wrap
+    horizontalAlignment: Text.AlignLeft
     Accessible.role: Accessible.StaticText
     Accessible.name: text
 }

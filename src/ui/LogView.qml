@@ -7,62 +7,40 @@ SheetView {
 
     required property var model
     required property var log
-    readonly property alias pane: pane
 
     title: "Log"
-    defaultButton: closeButton
+    heading.font: Theme.headline
     implicitWidth: 600
     implicitHeight: 420
+    padding: 16
+    spacing: 10
     Keys.forwardTo: [pane.scroller]
-
-    Label {
-        id: heading
-        x: 16
-        y: 16
-        content: view.title
-        font: Theme.headline
-        Accessible.role: Accessible.Heading
-    }
 
     TextPane {
         id: pane
         objectName: "logPane"
-        anchors.left: parent.left
-        anchors.right: parent.right
-        anchors.top: heading.bottom
-        anchors.bottom: copyButton.top
-        anchors.leftMargin: 16
-        anchors.rightMargin: 16
-        anchors.topMargin: 10
-        anchors.bottomMargin: 10
+        width: parent.width
+        height: Math.floor(view.room - view.heading.height - view.spacing)
         label: "Log"
     }
+
+    footer: [
+        CopyButton {
+            objectName: "copyLogButton"
+            what: "log"
+            onClicked: view.model.copyLog()
+        },
+        CloseButton {
+            objectName: "closeButton"
+            sheet: view
+            text: "Close"
+        }
+    ]
 
     LogDocument {
         log: view.log
         placeholder: "Nothing yet."
         edit: pane.edit
         scroller: pane.scroller
-    }
-
-    CopyButton {
-        id: copyButton
-        objectName: "copyLogButton"
-        anchors.left: parent.left
-        anchors.bottom: parent.bottom
-        anchors.margins: 16
-        what: "log"
-        onClicked: view.model.copyLog()
-    }
-    ProminentButton {
-        id: closeButton
-        objectName: "closeButton"
-        anchors.right: parent.right
-        anchors.bottom: parent.bottom
-        anchors.margins: 16
-        focus: true
-        text: "Close"
-        Accessible.defaultButton: true
-        onClicked: view.dismissed()
     }
 }

@@ -2,13 +2,12 @@ import QtQuick
 import Brindle
 
 // How the game is started, and the upkeep of the downloaded files.
-SheetColumn {
+SheetView {
     id: view
 
     required property var model
 
     title: "Settings"
-    defaultButton: doneRow.button
     spacing: 12
     // Wider only where the desktop's font makes the resolutions wider.
     implicitWidth: Math.max(420, resolutions.naturalWidth + 2 * padding)
@@ -36,12 +35,6 @@ SheetColumn {
         objectName: ""
     }
 
-    Label {
-        width: parent.width
-        content: view.title
-        font: Theme.title2
-        Accessible.role: Accessible.Heading
-    }
     SegmentedPicker {
         objectName: "windowPicker"
         width: parent.width
@@ -125,8 +118,9 @@ SheetColumn {
         }
     }
 
-    footer: DoneRow {
-        id: doneRow
-        onDone: view.dismissed()
+    footer: CloseButton {
+        objectName: "doneButton"
+        sheet: view
+        text: "Done"
     }
 }

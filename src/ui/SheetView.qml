@@ -1,16 +1,70 @@
 import QtQuick
 import QtQuick.Templates as T
+import Brindle
 
-// The content of a sheet.
+// The content of a sheet: a column that begins with the title, and a fixed row below it. The column
+// scrolls where it has too little height.
 FocusScope {
+    id: view
+
     required property string title
     // Return presses this button, whatever has the focus.
     property T.AbstractButton defaultButton: null
+    default property alias contents: column.data
+    property alias heading: heading
+    property alias footer: footer.data
+    property alias spacing: column.spacing
+    property real padding: 20
+    // The distance between the column and the row below.
+    property real gap: spacing
+    // The column's height in sight.
+    readonly property real room: footer.y - padding - gap
     signal dismissed()
 
     // Not later, which would lay out the content twice.
     width: implicitWidth
+    implicitHeight: Math.ceil(column.height + gap + footer.height + 2 * padding)
     focus: true
     Accessible.role: Accessible.Dialog
     Accessible.name: title
+    Keys.forwardTo: [scroller]
+
+    FocusKeeper {}
+
+    Scroller {
+        id: scroller
+        objectName: "sheetScroller"
+        width: parent.width
+        height: Math.max(0, footer.y)
+        contentHeight: view.padding + column.height + view.gap
+
+        Column {
+            id: column
+            x: view.padding
+            y: view.padding
+            width: view.width - 2 * view.padding
+
+            Label {
+                id: heading
+                width: parent.width
+                content: view.title
+                font: Theme.title2
+                Accessible.role: Accessible.Heading
+            }
+        }
+    }
+
+    Divider {
+        anchors.bottom: scroller.bottom
+        visible: scroller.contentHeight > scroller.height
+    }
+
+    Item {
+        id: footer
+        objectName: "footer"
+        x: view.padding
+        y: view.height - height - view.padding
+        width: view.width - 2 * view.padding
+        height: childrenRect.height
+    }
 }

@@ -300,7 +300,7 @@ private Q_SLOTS:
             const QStringList expected{
                 u"AlertMessage: "_s + question.message + u" ("_s + question.informativeText +
                     u") (modal)"_s,
-                u"StaticText: "_s + question.message, u"StaticText: "_s + question.informativeText,
+                u"Heading: "_s + question.message, u"StaticText: "_s + question.informativeText,
                 u"Button: Quit (default) (focused)"_s, u"Button: Keep open"_s};
             QCOMPARE(reading(), expected);
             QTest::keyClick(view_->window(), Qt::Key_Tab);
