@@ -253,7 +253,7 @@ private Q_SLOTS:
 
     void anImportEndsWithItsLauncher()
     {
-        playFirst("importSeconds=60\n");
+        playFirst("importSeconds=600\n");
         Screen::wait("the import", [this] { return launcher_->games().size() == 1; });
         launcher_->kill();
         QCOMPARE(launcher_->waitForEnd(), -1);

@@ -1,146 +1,84 @@
 #include "support/Namespaces.h"
 
-#include <QByteArray>
-#include <QDir>
+#include <QByteArrayList>
 #include <QFile>
+#include <QProcess>
 
 #include <cerrno>
-#include <csignal>
-#include <cstdlib>
 #include <cstring>
-#include <net/if.h>
-#include <sched.h>
 #include <stdexcept>
-#include <sys/ioctl.h>
 #include <sys/mount.h>
-#include <sys/prctl.h>
-#include <sys/socket.h>
 #include <sys/statvfs.h>
-#include <sys/wait.h>
 #include <unistd.h>
+#include <vector>
 
 namespace brindle {
 
 namespace {
 
-constexpr int ownSpaces = CLONE_NEWNS | CLONE_NEWNET | CLONE_NEWPID | CLONE_NEWIPC;
+const char *const inside = "INSIDE_TEST_NAMESPACES";
+
+// The first process of a process namespace adopts the orphans, and its death kills all others. So a
+// shell waits there.
+const QByteArray firstProcess = R"(
+folder=$(mktemp -d --tmpdir test-XXXXXX) &&
+    mount -t tmpfs none "$folder" && ip link set lo up || exit
+TMPDIR=$folder "$@"
+code=$?
+umount --lazy "$folder"
+rmdir "$folder"
+exit $code)";
 
 [[noreturn]] void fail(const QByteArray &step)
 {
     throw std::runtime_error((step + ": " + std::strerror(errno)).toStdString());
 }
 
-bool write(const char *path, const QByteArray &text)
+/// Returns the command that runs `program` inside. Most systems let ordinary users do that as the
+/// root of a user namespace.
+QByteArrayList command(bool asOwnRoot, const QByteArrayList &program)
 {
-    QFile file(QString::fromLatin1(path));
-    return file.open(QIODevice::WriteOnly | QIODevice::Unbuffered) && file.write(text) > 0;
-}
-
-/// Becomes the root of a user namespace. Most systems let ordinary users do that.
-bool leaveAsOwnRoot()
-{
-    const QByteArray user = QByteArray::number(getuid());
-    const QByteArray group = QByteArray::number(getgid());
-    return unshare(CLONE_NEWUSER | ownSpaces) == 0 && write("/proc/self/setgroups", "deny") &&
-           write("/proc/self/uid_map", "0 " + user + " 1") &&
-           write("/proc/self/gid_map", "0 " + group + " 1");
-}
-
-bool bringUpLoopback()
-{
-    const int control = socket(AF_INET, SOCK_DGRAM, 0);
-    struct ifreq request = {};
-    std::strcpy(request.ifr_name, "lo");
-    request.ifr_flags = IFF_UP | IFF_RUNNING;
-    const bool up = ioctl(control, SIOCSIFFLAGS, &request) == 0;
-    close(control);
-    return up;
-}
-
-/// Forks. Returns false in the child, which dies with the parent. Returns true in the parent after
-/// the child's end, with its exit code.
-bool forkAndWait(int *exitCode)
-{
-    const pid_t child = fork();
-    if (child == 0) {
-        prctl(PR_SET_PDEATHSIG, SIGKILL);
-        return false;
+    QByteArrayList words{"unshare", "--mount", "--net",        "--ipc",
+                         "--pid",   "--fork",  "--mount-proc", "--kill-child"};
+    if (asOwnRoot) {
+        words << "--map-root-user";
     }
-    *exitCode = EXIT_FAILURE;
-    int status = 0;
-    pid_t ended = child;
-    do {
-        ended = wait(&status);
-    } while (ended != child && (ended > 0 || errno == EINTR));
-    if (ended == child) {
-        constexpr int killed = 128; // as shells report it
-        *exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : killed + WTERMSIG(status);
-    }
-    return true;
-}
-
-/// The first process of a process namespace adopts the orphans, and its death kills all others. So
-/// it only waits, and a second process goes on.
-bool becomeFirstButOne(const QByteArray &temporary)
-{
-    int exitCode = 0;
-    if (forkAndWait(&exitCode)) {
-        umount2(temporary.constData(), MNT_DETACH);
-        rmdir(temporary.constData());
-        _exit(exitCode);
-    }
-    const bool isFurnished = ::mount("proc", "/proc", "proc", 0, nullptr) == 0 && bringUpLoopback();
-    const int error = errno;
-    if (forkAndWait(&exitCode)) {
-        _exit(exitCode);
-    }
-    errno = error;
-    return isFurnished;
-}
-
-/// Returns in the second new process. After a failure it returns false in any of the processes.
-bool leave()
-{
-    QByteArray temporary = QFile::encodeName(QDir::temp().filePath(QStringLiteral("test-XXXXXX")));
-    const bool left = mkdtemp(temporary.data()) && (unshare(ownSpaces) == 0 || leaveAsOwnRoot()) &&
-                      ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
-                      ::mount("none", temporary.constData(), "tmpfs", 0, nullptr) == 0 &&
-                      qputenv("TMPDIR", temporary) && becomeFirstButOne(temporary);
-    if (!left) {
-        const int error = errno;
-        rmdir(temporary.constData()); // fails on a mounted folder, which goes with its namespace
-        errno = error;
-    }
-    return left;
-}
-
-/// Tries `leave` in another process, because half of it leaves a process unable to start threads.
-/// Returns 0 or the error.
-int whyNot()
-{
-    const pid_t probe = fork();
-    if (probe == 0) {
-        _exit(leave() ? 0 : errno);
-    }
-    int status = 0;
-    if (probe < 0 || waitpid(probe, &status, 0) != probe) {
-        return errno;
-    }
-    return WIFEXITED(status) ? WEXITSTATUS(status) : EPERM;
+    return words << "sh" << "-c" << firstProcess << "sh" << program;
 }
 
 } // namespace
 
 bool Namespaces::enter(QString *reason)
 {
-    int error = whyNot();
-    if (error == 0 && !leave()) {
-        error = errno;
+    if (qEnvironmentVariableIsSet(inside)) {
+        return qunsetenv(inside);
     }
-    if (error != 0) {
-        *reason = QString::fromLocal8Bit(std::strerror(error));
+    for (const bool asOwnRoot : {false, true}) {
+        QStringList probe;
+        for (const QByteArray &word : command(asOwnRoot, {"true"})) {
+            probe << QString::fromUtf8(word);
+        }
+        QProcess process;
+        process.start(probe.takeFirst(), probe);
+        if (!process.waitForFinished() || process.exitCode() != 0) {
+            *reason = QString::fromLocal8Bit(process.readAllStandardError()).simplified();
+            continue;
+        }
+        QFile line(QStringLiteral("/proc/self/cmdline"));
+        line.open(QIODevice::ReadOnly);
+        QByteArrayList program = line.readAll().split('\0');
+        program.removeLast(); // behind the last end
+        program.first() = QFile::encodeName(QFile::symLinkTarget(QStringLiteral("/proc/self/exe")));
+        QByteArrayList words = command(asOwnRoot, program);
+        std::vector<char *> arguments;
+        for (QByteArray &word : words) {
+            arguments.push_back(word.data());
+        }
+        arguments.push_back(nullptr);
+        qputenv(inside, "1");
+        execvp(arguments.front(), arguments.data());
     }
-    return error == 0;
+    return false;
 }
 
 void Namespaces::mountOver(const QString &existing, const QString &substitute)

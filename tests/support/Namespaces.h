@@ -9,10 +9,10 @@ namespace brindle {
 /// only network is loopback. Linux.
 namespace Namespaces {
 
-/// Continues in a new process inside the namespaces, with a new temporary folder. The calling
-/// process waits outside and exits with the same code. When either dies, all processes inside and
-/// the temporary folder go too. Returns false, with the system's reason, where this is not
-/// permitted. Call it once, before the process has a second thread.
+/// Starts the program anew inside the namespaces, with a new temporary folder. The calling process
+/// waits outside and exits with the same code. When either dies, all processes inside go too.
+/// Returns true inside, and false, with the system's reason, where this is not permitted. Call it
+/// first.
 bool enter(QString *reason);
 
 /// Hides an existing file or folder behind another one. Throws std::runtime_error.

@@ -53,14 +53,12 @@ int report(Rounds &torture, int rounds, quint64 seed, const std::function<QStrin
 int main(int argc, char *argv[])
 {
     const bool cutsPower = argc > 1 && std::string_view(argv[1]) == "--power";
-    // The namespaces hide the program's path, and take their files with them.
-    const QString outside = QDir::tempPath();
-    const QString programs = QFileInfo(QFile::symLinkTarget(u"/proc/self/exe"_s)).path();
     QString reason;
     if (cutsPower && !Namespaces::enter(&reason)) {
         return skip(reason);
     }
     const QCoreApplication application(argc, argv);
+    const QString programs = QCoreApplication::applicationDirPath();
     QCommandLineParser parser;
     parser.addHelpOption();
     parser.addOptions({{u"power"_s, u"Cuts the power instead; must come first."_s},
@@ -98,7 +96,8 @@ int main(int argc, char *argv[])
     }
     const auto torture = Rounds::ofPowerCuts(folder.path(), programs, seed);
     return report(*torture, rounds, seed, [&] {
-        const QString kept = outside + u"/torture-power.img"_s;
+        // The temporary folder goes with the namespaces.
+        const QString kept = QFileInfo(QDir::tempPath()).path() + u"/torture-power.img"_s;
         QFile::remove(kept);
         QFile::copy(PowerDisk::imageOfCut(folder.path()), kept);
         return kept;

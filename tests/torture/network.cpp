@@ -152,8 +152,6 @@ int run(const QString &programs)
 
 int main(int argc, char *argv[])
 {
-    // The namespaces hide the program's path.
-    const QString programs = QFileInfo(QFile::symLinkTarget(u"/proc/self/exe"_s)).path();
     QString reason;
     if (!Namespaces::enter(&reason)) {
         std::fprintf(stderr, "torture-network: namespaces are not permitted here: %s\n",
@@ -162,7 +160,7 @@ int main(int argc, char *argv[])
     }
     const QCoreApplication application(argc, argv);
     try {
-        return run(programs);
+        return run(QCoreApplication::applicationDirPath());
     } catch (const std::exception &error) {
         std::fprintf(stderr, "torture-network: %s\n", error.what());
         return 1;
