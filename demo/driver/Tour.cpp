@@ -13,7 +13,6 @@
 #include <chrono>
 #include <cstdio>
 #include <stdexcept>
-#include <utility>
 
 namespace brindle {
 
@@ -22,9 +21,8 @@ namespace {
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
 
-constexpr auto maxAbsence = 30s;
-/// A real engine may import for as long without a word.
-constexpr auto maxSilence = 2min;
+/// A real engine may import for as long.
+constexpr auto patience = 5min;
 constexpr auto glance = 50ms;
 /// Long enough for an eye to follow, and for windows to be where they belong.
 constexpr auto look = 700ms;
@@ -53,8 +51,6 @@ void printTitle(const QString &text)
 Tour::Tour(AppModel &model, DemoStage &stage, const QString &pictures)
     : model_(model), stage_(stage), pictures_(pictures)
 {
-    record();
-    connect(&model, &AppModel::changed, this, &Tour::record);
     connect(&model.log, &LogStore::linesChanged, this, [this] {
         const auto &lines = model_.log.lines();
         const qint64 dropped = model_.log.dropped();
@@ -92,27 +88,28 @@ QCoro::Task<bool> Tour::run()
 QCoro::Task<> Tour::firstPlay()
 {
     printTitle(u"First Play: nothing is on disk"_s);
+    const QList started{Phase::starting, Phase::playing};
+    const QList importing = QList{Phase::settingUp} + started;
     co_await picture(u"nothing-downloaded"_s);
     co_await press(u"playButton"_s);
-    co_await untilState(u"the first step"_s, AppState::Phase::downloading);
+    co_await until(u"the first step"_s, QList{Phase::downloading} + importing);
     savePicture(u"downloading-the-game"_s);
-    const Condition half = [](const Moment &moment) {
-        const bool isEngine = moment.stepText.startsWith(u"Step 2"_s);
-        return (isEngine && moment.progress.value_or(0) > 0.5) ||
-               moment.state.phase == AppState::Phase::settingUp;
-    };
-    co_await until(u"half of the engine"_s, half);
+    co_await until(u"half of the engine"_s, [this, importing] {
+        const bool isEngine = model_.stepText().startsWith(u"Step 2"_s);
+        return (isEngine && model_.progress().value_or(0) > 0.5) ||
+               importing.contains(model_.state().phase);
+    });
     savePicture(u"downloading-the-engine"_s);
-    co_await untilState(u"the import"_s, AppState::Phase::settingUp);
+    co_await until(u"the import"_s, importing);
     co_await picture(u"setting-up"_s);
-    co_await untilState(u"the game's start"_s, AppState::Phase::starting);
+    co_await until(u"the game's start"_s, started);
     co_await picture(u"starting"_s);
-    co_await untilState(u"the open game"_s, AppState::Phase::playing);
+    co_await until(u"the open game"_s, {Phase::playing});
     co_await picture(u"playing"_s);
     if (!stage_.gameEndsByItself()) {
         co_await press(u"stopButton"_s);
     }
-    co_await untilState(u"the game's end"_s, AppState::Phase::ready);
+    co_await until(u"the game's end"_s, {Phase::ready});
     co_await picture(u"ready"_s);
 }
 
@@ -139,11 +136,11 @@ QCoro::Task<> Tour::secondPlay()
     stage_.host().forgetRequests();
     // Stop appears between the two clicks and must take neither.
     co_await press(u"playButton"_s, 2);
-    co_await untilState(u"the game's start"_s, AppState::Phase::starting);
+    co_await until(u"the game's start"_s, {Phase::starting});
     co_await pause(2s);
     savePicture(u"second-play"_s);
     co_await press(u"stopButton"_s);
-    co_await untilState(u"the stopped game's end"_s, AppState::Phase::ready);
+    co_await until(u"the stopped game's end"_s, {Phase::ready});
     if (!stage_.host().requests().isEmpty()) {
         throw std::runtime_error("the second Play downloaded something");
     }
@@ -155,18 +152,10 @@ QCoro::Task<> Tour::brokenUpdate()
     stage_.offerBrokenGame();
     co_await press(u"settingsButton"_s);
     co_await press(u"updateButton"_s);
-    const Condition updates = [](const Moment &moment) {
-        const auto phase = moment.state.phase;
-        return (phase == AppState::Phase::downloading && !moment.detail.isEmpty()) ||
-               phase == AppState::Phase::settingUp;
-    };
-    co_await until(u"the update's bytes"_s, updates);
     savePicture(u"updating"_s);
-    co_await untilState(u"the update's end"_s, AppState::Phase::ready);
-    const Condition isOver = [](const Moment &moment) { return !moment.works; };
-    co_await until(u"the task's end"_s, isOver);
+    co_await until(u"the update's end"_s, [this] { return !model_.work(); });
     co_await press(u"playButton"_s);
-    co_await untilState(u"the failure"_s, AppState::Phase::needs);
+    co_await until(u"the failure"_s, {Phase::needs});
     co_await picture(u"failure"_s);
     if (!model_.failure()) {
         throw std::runtime_error("the broken game left no report");
@@ -181,7 +170,7 @@ QCoro::Task<> Tour::removal()
     co_await untilSeen(u"alertButton0"_s);
     co_await picture(u"remove-everything"_s);
     co_await press(u"alertButton0"_s);
-    co_await untilState(u"the empty disk"_s, AppState::Phase::notDownloaded);
+    co_await until(u"the empty disk"_s, {Phase::notDownloaded});
     co_await picture(u"removed"_s);
     stage_.offerGoodGame();
 }
@@ -201,51 +190,20 @@ QCoro::Task<> Tour::press(QString button, int clicks)
 
 QCoro::Task<> Tour::untilSeen(QString item)
 {
-    const QDeadlineTimer deadline(maxAbsence);
-    while (!Hand::canPress(item)) {
-        if (deadline.hasExpired()) {
-            throw std::runtime_error("there is no " + item.toStdString() + " to be used");
-        }
-        auto waiting = pause(glance);
-        co_await waiting;
-    }
+    return until(item, [item] { return Hand::canPress(item); }, true);
 }
 
-void Tour::record()
+QCoro::Task<> Tour::until(QString what, QList<Phase> phases)
 {
-    const QString step = model_.stepText();
-    if (!step.isEmpty() && (moments_.empty() || step != moments_.back().stepText)) {
-        print(u"▶ "_s + step);
-    }
-    moments_.push_back({model_.state(), model_.stepText(), model_.detail(), model_.progress(),
-                        model_.work() != nullptr});
-    ++published_;
+    return until(what, [this, phases] { return phases.contains(model_.state().phase); });
 }
 
-/// Drops the moments before the first that meets the condition. Returns whether there is one.
-bool Tour::advance(const Condition &condition)
+QCoro::Task<> Tour::until(QString what, std::function<bool()> condition, bool mayHaveFailed)
 {
-    const auto needs = [](const Moment &moment) {
-        return moment.state.phase == AppState::Phase::needs;
-    };
-    while (!condition(moments_.front()) && moments_.size() > 1) {
-        const bool needed = needs(moments_.front());
-        moments_.pop_front();
-        const Moment &next = moments_.front();
-        if (!needed && needs(next) && !condition(next)) {
-            throw std::runtime_error("the launcher says: " + next.state.text.toStdString());
-        }
-    }
-    return condition(moments_.front());
-}
-
-QCoro::Task<> Tour::until(QString what, Condition condition)
-{
-    QDeadlineTimer deadline(maxSilence);
-    qsizetype known = published_;
-    while (!advance(condition)) {
-        if (known != std::exchange(known, published_)) {
-            deadline.setRemainingTime(maxSilence);
+    const QDeadlineTimer deadline(patience);
+    while (!condition()) {
+        if (!mayHaveFailed && model_.state().phase == Phase::needs && !model_.work()) {
+            throw std::runtime_error("the launcher says: " + model_.state().text.toStdString());
         }
         if (deadline.hasExpired()) {
             throw std::runtime_error("waited in vain for " + what.toStdString());
@@ -253,13 +211,6 @@ QCoro::Task<> Tour::until(QString what, Condition condition)
         auto waiting = pause(glance);
         co_await waiting;
     }
-}
-
-QCoro::Task<> Tour::untilState(QString what, AppState::Phase phase)
-{
-    const Condition reached = [phase](const Moment &moment) { return moment.state.phase == phase; };
-    auto waiting = until(what, reached);
-    co_await waiting;
 }
 
 QCoro::Task<> Tour::picture(QString name)
