@@ -26,33 +26,6 @@ constexpr qint64 maxArchiveBytes = 2LL * 1024 * 1024 * 1024;
 constexpr int firstGodot4Format = 5;
 constexpr int statusOk = 200;
 
-/// Hashes a download as it arrives. Failures of libcrypto yield an empty digest.
-class Sha512
-{
-public:
-    /// Adds bytes. Begins anew with those at offset 0.
-    void add(qint64 offset, std::string_view bytes)
-    {
-        if (offset == 0) {
-            EVP_DigestInit_ex(context_.get(), EVP_sha512(), nullptr);
-        }
-        EVP_DigestUpdate(context_.get(), bytes.data(), bytes.size());
-    }
-
-    /// Returns 128 lower-case hexadecimal digits. Call once.
-    QString digest()
-    {
-        std::array<unsigned char, EVP_MAX_MD_SIZE> digest = {};
-        unsigned int size = 0;
-        EVP_DigestFinal_ex(context_.get(), digest.data(), &size);
-        return QString::fromLatin1(QByteArrayView(digest.data(), size).toByteArray().toHex());
-    }
-
-private:
-    const std::unique_ptr<EVP_MD_CTX, decltype(&EVP_MD_CTX_free)> context_{EVP_MD_CTX_new(),
-                                                                           &EVP_MD_CTX_free};
-};
-
 } // namespace
 
 EngineManager::EngineManager(QUrl codeHost, Storage storage, QString temporaryFolder,
@@ -77,9 +50,6 @@ EngineSpec EngineManager::spec(const ProjectInfo &info)
 
 std::optional<QString> EngineManager::binary(const EngineSpec &spec) const
 {
-    if (!spec.isWellFormed()) {
-        return std::nullopt;
-    }
     const QString program = spec.program(platform_);
     const QString first = program.section(u'/', 0, 0);
     const QDir folder(spec.folder(storage_));
@@ -101,7 +71,7 @@ QCoro::Task<QString> EngineManager::install(EngineSpec spec, ProgressCallback pr
     const QString base = u"/godotengine/godot-builds/releases/download/%1/"_s.arg(spec.version);
     const auto archive = CodeHost::address(codeHost_, base + zipName);
     const auto list = CodeHost::address(codeHost_, base + u"SHA512-SUMS.txt"_s);
-    if (!spec.isWellFormed() || !archive || !list) {
+    if (!archive || !list) {
         throw SetupError(u"Internal error: bad engine address."_s);
     }
 
@@ -130,14 +100,22 @@ QCoro::Task<QString> EngineManager::installArchive(EngineSpec spec, QUrl archive
 {
     TransferOptions options;
     options.limit = maxArchiveBytes;
-    const auto hash = std::make_shared<Sha512>();
-    options.onBytes = [hash](qint64 offset, std::string_view bytes) { hash->add(offset, bytes); };
+    const std::shared_ptr<EVP_MD_CTX> hash(EVP_MD_CTX_new(), &EVP_MD_CTX_free);
+    options.onBytes = [hash](qint64 offset, std::string_view bytes) {
+        if (offset == 0) { // also when the download begins anew
+            EVP_DigestInit_ex(hash.get(), EVP_sha512(), nullptr);
+        }
+        EVP_DigestUpdate(hash.get(), bytes.data(), bytes.size());
+    };
     downloader.setOnProgress(std::move(progress));
     const QString zip = staging + u"/godot.zip"_s;
     auto file = co_await downloader.download(archive, zip, stop, options);
 
     status(u"Checking the download"_s);
-    if (hash->digest() != expectedDigest) {
+    std::array<unsigned char, EVP_MAX_MD_SIZE> digest = {};
+    unsigned int size = 0; // stays 0 when libcrypto fails
+    EVP_DigestFinal_ex(hash.get(), digest.data(), &size);
+    if (QByteArrayView(digest.data(), size).toByteArray().toHex() != expectedDigest.toLatin1()) {
         throw SetupError(u"The engine download did not match its official checksum, so it was "
                          "thrown away. Please try again."_s);
     }

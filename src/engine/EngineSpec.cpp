@@ -1,14 +1,10 @@
 #include "engine/EngineSpec.h"
 
-#include "project/ProjectInfo.h"
-
 namespace brindle {
 
 using namespace Qt::StringLiterals;
 
 namespace {
-
-constexpr QStringView channel = u"-stable";
 
 bool isMac(const Platform &platform)
 {
@@ -28,11 +24,6 @@ QString cpu(const Platform &platform)
 }
 
 } // namespace
-
-bool EngineSpec::isWellFormed() const
-{
-    return version.endsWith(channel) && ProjectInfo::isVersion(version.chopped(channel.size()));
-}
 
 QString EngineSpec::tag() const
 {

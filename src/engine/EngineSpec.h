@@ -15,9 +15,6 @@ struct EngineSpec
 
     bool operator==(const EngineSpec &) const = default;
 
-    /// Returns whether `version` is two or three numbers with dots, then "-stable". No other text
-    /// may become part of a path or an address.
-    bool isWellFormed() const;
     /// Returns the version, with "-mono" for a mono build. It names the build's folder and its
     /// import marker.
     QString tag() const;

@@ -42,14 +42,12 @@ QCoro::Task<PlayResult> GameRunner::play(QString engine, QStringList arguments, 
 
 void GameRunner::stop()
 {
-    userStopped_ = true;
     stopping_.request_stop();
 }
 
 QCoro::Task<PlayResult> GameRunner::run(std::shared_ptr<ManagedProcess> process,
                                         std::function<void()> onStayedOpen)
 {
-    userStopped_ = false;
     stopping_ = std::stop_source();
     current_ = process;
     std::stop_source ended;
@@ -68,7 +66,7 @@ QCoro::Task<PlayResult> GameRunner::run(std::shared_ptr<ManagedProcess> process,
     const Clock::Duration start = clock_->now();
     doLater(clock_, stayedOpenAfter, watch, ended.get_token());
     const qint32 status = co_await process->run(stopping_.get_token());
-    co_return PlayResult{(clock_->now() - start).count(), status, userStopped_};
+    co_return PlayResult{(clock_->now() - start).count(), status, userStopped()};
 }
 
 } // namespace brindle

@@ -48,7 +48,7 @@ public:
     void stop();
 
     /// Returns whether `stop` was called since the last run began.
-    bool userStopped() const { return userStopped_; }
+    bool userStopped() const { return stopping_.stop_requested(); }
     /// Returns the running engine, or null.
     std::shared_ptr<ManagedProcess> current() const { return current_; }
 
@@ -58,7 +58,6 @@ private:
 
     std::shared_ptr<Clock> clock_;
     std::shared_ptr<ManagedProcess> current_;
-    bool userStopped_ = false;
     std::stop_source stopping_; // of the current run
 };
 

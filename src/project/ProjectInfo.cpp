@@ -3,7 +3,6 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QRegularExpression>
 
 namespace brindle {
 
@@ -102,14 +101,6 @@ bool read(const QJsonValue &value, QList<Item> &list)
 }
 
 } // namespace
-
-bool ProjectInfo::isVersion(const QString &text)
-{
-    // "$" would ignore a line feed at the end.
-    static const QRegularExpression form(
-        QRegularExpression::anchoredPattern(uR"([0-9]+\.[0-9]+(\.[0-9]+)?)"_s));
-    return form.match(text).hasMatch();
-}
 
 QByteArray ProjectInfo::toJson() const
 {

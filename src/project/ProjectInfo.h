@@ -37,9 +37,6 @@ struct ProjectInfo
 
     bool operator==(const ProjectInfo &) const = default;
 
-    /// Returns whether `text` is two or three numbers with dots, as `godotVersion` is.
-    static bool isVersion(const QString &text);
-
     /// Holds the defaults above.
     static const ProjectInfo placeholder;
 

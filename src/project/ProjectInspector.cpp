@@ -237,9 +237,11 @@ ProjectInfo ProjectInspector::inspect(const QString &projectDir)
     info.repoRoot = repositoryFolder(project);
     readProjectFile(project, info);
     info.usesCSharp = info.features.contains(u"C#"_s);
-    const auto version =
-        std::find_if(info.features.begin(), info.features.end(), ProjectInfo::isVersion);
-    info.godotVersion = version == info.features.end() ? std::nullopt : std::optional(*version);
+    // No other text may become part of a path or an address.
+    static const QRegularExpression version(
+        QRegularExpression::anchoredPattern(uR"([0-9]+\.[0-9]+(\.[0-9]+)?)"_s));
+    const QStringList versions = info.features.filter(version);
+    info.godotVersion = versions.isEmpty() ? std::nullopt : std::optional(versions.first());
     info.submodules = readSubmodules(info.repoRoot);
     info.addons = readAddons(info.repoRoot, project);
     readLicense(readFirst({u"LICENSE"_s, u"LICENSE.md"_s, u"LICENSE.txt"_s, u"COPYING"_s},

@@ -71,8 +71,6 @@ private Q_SLOTS:
             states.contains(AppState::settingUp(u"Step 3 of 3 · First-time setup, this can take a "
                                                 "minute or more"_s)));
         const QString project = fixture_->project();
-        QCOMPARE(arguments("import"),
-                 (QStringList{u"--headless"_s, u"--import"_s, u"--path"_s, project, u"--quit"_s}));
         QCOMPARE(arguments("play"), (QStringList{u"--path"_s, project, u"--windowed"_s}));
         QCOMPARE(model().log.lines(),
                  (QStringList{u"• Downloading the game from %1/tessel-works/godot-brindle "

@@ -68,30 +68,6 @@ private Q_SLOTS:
         QCOMPARE(mono.tag(), u"4.2.2-stable-mono"_s);
         QCOMPARE(mono.folder(root), u"/data/Brindle/Engine/4.2.2-stable-mono"_s);
     }
-
-    void onlyReleaseTagsAreWellFormed_data()
-    {
-        QTest::addColumn<QString>("version");
-        QTest::addColumn<bool>("isWellFormed");
-        QTest::newRow("two numbers") << "4.3-stable" << true;
-        QTest::newRow("three numbers") << "4.10.12-stable" << true;
-        QTest::newRow("empty") << "" << false;
-        QTest::newRow("no version") << "-stable" << false;
-        QTest::newRow("one number") << "4-stable" << false;
-        QTest::newRow("not stable") << "4.3" << false;
-        QTest::newRow("another channel") << "4.3-beta1" << false;
-        QTest::newRow("a way out") << "../../4.3-stable" << false;
-        QTest::newRow("a way out behind") << "4.3-stable/../.." << false;
-        QTest::newRow("a line feed behind") << "4.3-stable\n" << false;
-        QTest::newRow("digits of another script") << u"٤.٣-stable"_s << false;
-    }
-
-    void onlyReleaseTagsAreWellFormed()
-    {
-        QFETCH(QString, version);
-        QFETCH(bool, isWellFormed);
-        QCOMPARE((EngineSpec{version, false}.isWellFormed()), isWellFormed);
-    }
 };
 
 QTEST_GUILESS_MAIN(TestEngineSpec)
