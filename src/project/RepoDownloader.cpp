@@ -80,7 +80,7 @@ std::optional<QString> RepoDownloader::addonFolder(const QString &repository, co
     const bool isOdd = std::any_of(path.begin(), path.end(), [](QChar c) {
         return c == u'\\' || c.category() == QChar::Other_Control;
     });
-    if (isOdd || !QDir::isAbsolutePath(repository) || QDir::isAbsolutePath(path)) {
+    if (isOdd || QDir::isAbsolutePath(path)) {
         return std::nullopt;
     }
     const QString folder = QDir::cleanPath(repository + u'/' + path);

@@ -91,7 +91,6 @@ QByteArray ModelFixture::engineScript(int importExit)
                                  "echo \"engine is playing\"\n"
                                  "read code < \"$2/finish\"\n"
                                  "exit \"$code\"",
-                                 "printf '%s\\n' \"$@\" > \"$4/import arguments\"\n"
                                  "echo \"engine is importing\"\n"
                                  "exit " +
                                      QByteArray::number(importExit));

@@ -89,10 +89,9 @@ public:
     /// Returns the names in the temporary folder.
     QStringList leftovers() const;
 
-    /// Returns an engine as a shell script. It writes its arguments, one a line, into "import
-    /// arguments" or "play arguments" in the project folder. An import exits with `importExit`. A
-    /// game makes the FIFO "finish" there, prints "engine is playing", and exits with the code that
-    /// is written into the FIFO.
+    /// Returns an engine as a shell script. An import exits with `importExit`. A game writes its
+    /// arguments, one a line, into "play arguments" in the project folder, makes the FIFO "finish"
+    /// there, prints "engine is playing", and exits with the code that is written into the FIFO.
     static QByteArray engineScript(int importExit = 0);
     /// Writes what a finished setup leaves. The engine is the shell script `engine`.
     void installByHand(const QByteArray &engine = engineScript());

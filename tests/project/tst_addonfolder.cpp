@@ -109,8 +109,6 @@ private Q_SLOTS:
             QVERIFY(!RepoDownloader::addonFolder(root, u"../one"_s));
         }
         QVERIFY(!RepoDownloader::addonFolder(way, u"outside/one"_s));
-        QVERIFY(!RepoDownloader::addonFolder(QString(), u"one"_s));
-        QVERIFY(!RepoDownloader::addonFolder(u"repository"_s, u"one"_s));
     }
 };
 
