@@ -55,18 +55,6 @@ void Tree::add(const QString &folder, const Tree &tree)
     }
 }
 
-Tree Tree::below(const QString &folder) const
-{
-    Tree part;
-    const QString prefix = folder + u'/';
-    for (auto it = entries_.begin(); it != entries_.end(); ++it) {
-        if (it.key().startsWith(prefix)) {
-            part.entries_.insert(it.key().mid(prefix.size()), *it);
-        }
-    }
-    return part;
-}
-
 QStringList Tree::differences(const Tree &expected, Added added) const
 {
     QStringList lines;

@@ -32,8 +32,6 @@ public:
 
     const QMap<QString, Entry> &entries() const { return entries_; }
     QByteArray content(const QString &path) const { return entries_.value(path).content; }
-    /// Returns the part below a folder.
-    Tree below(const QString &folder) const;
 
     enum class Added { counts, ignored };
     /// Returns the differences from the expected tree, a line each.

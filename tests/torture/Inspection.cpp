@@ -6,6 +6,7 @@
 
 #include <QCryptographicHash>
 #include <QFileInfo>
+#include <QRegularExpression>
 
 namespace brindle {
 
@@ -13,15 +14,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-const auto projectName = u"godot-brindle-main"_s;
-
-QStringList with(const QString &before, QStringList lines)
-{
-    for (QString &line : lines) {
-        line = before + line;
-    }
-    return lines;
-}
+const auto game = u"Game/godot-brindle-main"_s; // in the storage root
 
 /// Returns a project with the files that the sample engine's import adds.
 Tree imported(const Tree &sources)
@@ -47,89 +40,60 @@ Tree imported(const Tree &sources)
 Inspection::Inspection(const Offers &offers, ConsoleLauncher::Setting setting)
     : offers_(offers)
     , setting_(std::move(setting))
-    , project_(Tree::read(setting_.root(u"Game/"_s + projectName)))
+    , disk_(Tree::read(setting_.root()))
     , version_(Offers::engineVersion(installedCommit()))
 {}
 
-QStringList Inspection::problems(const ConsoleLauncher &run, const Expected &expected) const
+int Inspection::installedCommit() const
 {
-    QStringList found = problemsOfDisk(expected, true) + problemsOfRun(run);
-    const auto listing = [&](const QString &folder, QStringList wanted) {
-        QStringList there = Files::names(folder);
-        wanted.sort();
-        there.sort();
-        if (there != wanted) {
-            found << u"%1 holds %2"_s.arg(folder, there.join(u", "_s));
-        }
-    };
-    listing(QFileInfo(setting_.root()).path(), {u"Brindle"_s});
-    listing(setting_.root(), {u"Engine"_s, u"Game"_s, marker(), u"info.json"_s});
-    listing(setting_.root(u"Game"_s), {projectName});
-    listing(setting_.temporary, {});
-    if (readFile(setting_.root(marker())) != "ok") {
-        found << u"the import marker is not whole"_s;
+    return disk_.content(game + u'/' + Offers::commitFile).toInt();
+}
+
+QStringList Inspection::problems(const ConsoleLauncher &run, const QSet<int> &commits) const
+{
+    QStringList found = problemsOfDisk(commits, true, Tree::Added::counts) + problemsOfRun(run);
+    if (Files::names(QFileInfo(setting_.root()).path()).size() != 1) {
+        found << u"something is left beside the storage root"_s;
+    }
+    for (const QString &name : Files::names(setting_.temporary)) {
+        found << u"left in the temporary folder: "_s + name;
     }
     return found;
 }
 
-QStringList Inspection::problemsOfReady(const Expected &expected) const
+QStringList Inspection::problemsOfReady(const QSet<int> &commits) const
 {
-    return with(u"called ready, but "_s,
-                problemsOfDisk(expected, QFile::exists(setting_.root(marker()))));
+    // An interrupted import, or another step, may have added anything.
+    QStringList found =
+        problemsOfDisk(commits, QFile::exists(setting_.root(marker())), Tree::Added::ignored);
+    return found.replaceInStrings(QRegularExpression(u"^"_s), u"called ready, but "_s);
 }
 
-QStringList Inspection::problemsOfDisk(const Expected &expected, bool isImported) const
-{
-    if (!expected.commits.contains(installedCommit())) {
-        return {u"the game is of commit %1"_s.arg(installedCommit())};
-    }
-    QStringList found = problemsOfProject(expected, isImported) + problemsOfEngines();
-    const auto info = ProjectInfo::fromJson(readFile(setting_.root(u"info.json"_s)));
-    if (!info || *info != ProjectInspector::inspect(setting_.root(u"Game/"_s + projectName))) {
-        found << u"info.json is not about this game"_s;
-    }
-    return found;
-}
-
-QStringList Inspection::problemsOfProject(const Expected &expected, bool isImported) const
+QStringList Inspection::problemsOfDisk(const QSet<int> &commits, bool isImported,
+                                       Tree::Added added) const
 {
     const int commit = installedCommit();
+    if (!commits.contains(commit)) {
+        return {u"the game is of commit %1"_s.arg(commit)};
+    }
     Tree sources = offers_.game(commit);
     for (const QString &name : Offers::addonNames()) {
-        const QString folder = Offers::addonFolder(name);
-        const int addonCommit = Offers::commitOf(project_.below(folder));
-        const bool fits = addonCommit == commit || (expected.mayMove && addonCommit > commit &&
-                                                    addonCommit <= expected.newestCommit);
-        if (!fits) {
-            return {u"the game is of commit %1, its add-on %2 of %3"_s.arg(
-                QString::number(commit), name, QString::number(addonCommit))};
+        sources.add(Offers::addonFolder(name), Offers::addon(name, commit));
+    }
+    Tree expected;
+    expected.add(game, isImported ? imported(sources) : sources);
+    expected.add(u"info.json"_s, ProjectInspector::inspect(setting_.root(game)).toJson());
+    if (isImported) {
+        expected.add(marker(), "ok");
+    }
+    // Earlier engines stay.
+    for (const QString &version : Offers::engineVersions()) {
+        const QString folder = u"Engine/%1-stable"_s.arg(version);
+        if (version == version_ || QFile::exists(setting_.root(folder))) {
+            expected.add(folder, offers_.engine(version));
         }
-        sources.add(folder, Offers::addon(name, addonCommit));
     }
-    // An interrupted import may have added anything.
-    const QStringList found = isImported ? project_.differences(imported(sources))
-                                         : project_.differences(sources, Tree::Added::ignored);
-    return with(u"game: "_s, found);
-}
-
-QStringList Inspection::problemsOfEngines() const
-{
-    QStringList found;
-    const QString top = setting_.root(u"Engine"_s);
-    const QStringList folders = Files::names(top);
-    if (!folders.contains(version_ + u"-stable"_s)) {
-        found << u"the engine is missing"_s;
-    }
-    for (const QString &folder : folders) {
-        const QString version = folder.section(u'-', 0, 0);
-        if (!folder.endsWith(u"-stable"_s) || !Offers::engineVersions().contains(version)) {
-            found << u"in the engines' folder: "_s + folder;
-            continue;
-        }
-        found << with(folder + u": "_s,
-                      Tree::read(top + u'/' + folder).differences(offers_.engine(version)));
-    }
-    return found;
+    return disk_.differences(expected, added);
 }
 
 QStringList Inspection::problemsOfRun(const ConsoleLauncher &run) const
@@ -140,8 +104,7 @@ QStringList Inspection::problemsOfRun(const ConsoleLauncher &run) const
     }
     // The last engine in the log ran the game.
     const QStringList log = run.marked(u"log: "_s);
-    const QString arguments =
-        u"Arguments: --path %1 --windowed"_s.arg(setting_.root(u"Game/"_s + projectName));
+    const QString arguments = u"Arguments: --path %1 --windowed"_s.arg(setting_.root(game));
     const QString greeting =
         u"Godot Engine v%1.stable.sample - https://godotengine.org"_s.arg(version_);
     const qsizetype begin = log.lastIndexOf(greeting);
@@ -149,7 +112,6 @@ QStringList Inspection::problemsOfRun(const ConsoleLauncher &run) const
         !log.contains(u"The game is running."_s)) {
         found << u"the game was not run by Godot "_s + version_;
     }
-    found << with(u"left in the temporary folder while the game ran: "_s, run.marked(u"left: "_s));
     return found;
 }
 

@@ -7,37 +7,28 @@
 
 namespace brindle {
 
-/// Compares the content of the disk with the offers.
+/// Compares the content of the disk with the offers. `commits` are those that the game may have.
 class Inspection
 {
 public:
-    struct Expected
-    {
-        QSet<int> commits;    ///< allowed for the game
-        int newestCommit = 0; ///< offered so far
-        bool mayMove = false; ///< add-ons may have a newer commit than the game
-    };
-
     Inspection(const Offers &offers, ConsoleLauncher::Setting setting);
 
     /// Returns the problems after `run`, which should end in a running game; a line each.
-    QStringList problems(const ConsoleLauncher &run, const Expected &expected) const;
+    QStringList problems(const ConsoleLauncher &run, const QSet<int> &commits) const;
     /// Returns the problems of a storage root that the launcher calls ready; a line each.
-    QStringList problemsOfReady(const Expected &expected) const;
-    /// Returns the commit of the game on disk.
-    int installedCommit() const { return Offers::commitOf(project_); }
+    QStringList problemsOfReady(const QSet<int> &commits) const;
+    /// Returns the commit of the game on disk, or 0.
+    int installedCommit() const;
 
 private:
-    QStringList problemsOfDisk(const Expected &expected, bool isImported) const;
-    QStringList problemsOfProject(const Expected &expected, bool isImported) const;
-    QStringList problemsOfEngines() const;
+    QStringList problemsOfDisk(const QSet<int> &commits, bool isImported, Tree::Added added) const;
     QStringList problemsOfRun(const ConsoleLauncher &run) const;
     QString marker() const { return QStringLiteral("imported-%1-stable.txt").arg(version_); }
 
     const Offers &offers_;
     const ConsoleLauncher::Setting setting_;
-    const Tree project_;    // on disk
-    const QString version_; // of the engine that it needs
+    const Tree disk_;       // the storage root
+    const QString version_; // of the engine that the game needs
 };
 
 } // namespace brindle

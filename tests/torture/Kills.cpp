@@ -18,10 +18,9 @@ struct Kind
     int share;
 };
 
-constexpr std::array<Kind, 5> kinds{{
+constexpr std::array<Kind, 4> kinds{{
     {"first play", "play", 3},
-    {"update", "update", 2},
-    {"moving update", "update", 1}, // the host offers another commit before the next start
+    {"update", "update", 3},
     {"reinstall", "reinstall", 2},
     {"remove everything", "remove", 2},
 }};
@@ -30,11 +29,8 @@ constexpr int allShares = 10;
 class Kills : public Rounds
 {
 public:
-    Kills(const QString &folder, const QString &otherTemporary, const QString &programs,
-          quint64 seed)
-        : Rounds(folder, folder + u"/home"_s, folder + u"/temporary"_s, programs, seed)
-        , temporaries_{setting_.temporary,
-                       otherTemporary.isEmpty() ? setting_.temporary : otherTemporary}
+    Kills(const QString &folder, const QString &programs, quint64 seed)
+        : Rounds(folder, programs, seed)
     {
         Files::createFolder(setting_.temporary);
     }
@@ -42,7 +38,7 @@ public:
 private:
     QString measure() override
     {
-        return Rounds::measure({u"play"_s, u"update"_s, u"reinstall"_s, u"remove"_s}, 5);
+        return Rounds::measure({u"play"_s, u"update"_s, u"reinstall"_s, u"remove"_s});
     }
 
     void kill(const QString &action)
@@ -63,50 +59,30 @@ private:
         }
         name_ = QString::fromLatin1(kinds.at(kind).name);
         const QString action = QString::fromLatin1(kinds.at(kind).action);
-        const bool moves = name_ == u"moving update";
-        setting_.temporary = temporaries_.at(random(2));
         isSetUp_ = false;
-
-        Inspection::Expected expected;
-        const auto offer = [&] {
-            offers_.offer(++commit_);
-            expected.commits.insert(commit_);
-        };
-        // A launcher that did not fetch the newest commit keeps the earlier one.
-        expected.commits = {installedCommit_, commit_};
-        expected.mayMove = hasNewerAddons_ || moves;
         if (action == u"play") {
             QDir(setting_.home).removeRecursively();
         } else if (action == u"update") {
-            offer();
+            offers_.offer(++commit_);
         }
         kill(action);
-        if (moves) {
-            offer();
-        }
         constexpr int maxKills = 3;
         for (int more = random(maxKills); more > 0; --more) {
             kill(u"play"_s);
         }
-        expected.newestCommit = commit_;
-
-        const int before = installedCommit_;
-        const QStringList problems = recover(expected);
-        hasNewerAddons_ = moves || (hasNewerAddons_ && installedCommit_ == before);
-        return problems;
+        // A launcher that did not fetch the newest commit keeps the earlier one.
+        return recover({installedCommit_, commit_});
     }
 
-    const QStringList temporaries_;
-    bool hasNewerAddons_ = false; // the game on disk may
-    bool isSetUp_ = false;        // the last run left everything in its place
+    bool isSetUp_ = false; // the last run left everything in its place
 };
 
 } // namespace
 
-std::unique_ptr<Rounds> Rounds::ofKills(const QString &folder, const QString &otherTemporary,
-                                        const QString &programs, quint64 seed)
+std::unique_ptr<Rounds> Rounds::ofKills(const QString &folder, const QString &programs,
+                                        quint64 seed)
 {
-    return std::make_unique<Kills>(folder, otherTemporary, programs, seed);
+    return std::make_unique<Kills>(folder, programs, seed);
 }
 
 } // namespace brindle

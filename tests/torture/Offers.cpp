@@ -1,11 +1,12 @@
 #include "Offers.h"
 
-#include "demo/ZipWriter.h"
+#include "demo/EngineArchive.h"
+#include "demo/GitArchive.h"
 #include "engine/EngineSpec.h"
 #include "support/TestFiles.h"
 
-#include <QDir>
 #include <QRandomGenerator>
+#include <QTemporaryDir>
 
 #include <algorithm>
 
@@ -20,8 +21,6 @@ constexpr qsizetype pictureBytes = 300'000;
 // Downloading and unpacking an engine then takes about as long as for the game.
 constexpr qsizetype engineBytes = 4'000'000;
 
-const auto commitFile = u"commit.txt"_s;
-
 QByteArray fill(int commit, qsizetype size)
 {
     const QByteArray piece = "commit " + QByteArray::number(commit) + " of many\n";
@@ -30,9 +29,9 @@ QByteArray fill(int commit, qsizetype size)
 
 } // namespace
 
-Offers::Offers(QString folder, const QString &programs) : folder_(std::move(folder))
+Offers::Offers(const QString &programs)
 {
-    QDir().mkpath(folder_);
+    const QTemporaryDir folder;
     const Platform platform = Platform::current(programs);
     const QByteArray program = readFile(programs + u"/sample-engine"_s);
     QByteArray padding(engineBytes - program.size(), Qt::Uninitialized);
@@ -41,9 +40,12 @@ Offers::Offers(QString folder, const QString &programs) : folder_(std::move(fold
     });
     for (const QString &version : engineVersions()) {
         const EngineSpec spec{version + u"-stable"_s};
-        Tree &tree = engines_[version];
-        tree.add(spec.program(platform), program + padding + version.toUtf8(), Tree::Type::program);
-        host_.offerEngine(spec.version, spec.zipName(platform), pack(tree, {}, spec.version));
+        const QByteArray content = program + padding + version.toUtf8();
+        engines_[version].add(spec.program(platform), content, Tree::Type::program);
+        const QString file = folder.filePath(version);
+        writeFile(file, content);
+        EngineArchive::pack(file, platform, spec.version, false, file + u".zip"_s);
+        host_.offerEngine(spec.version, spec.zipName(platform), readFile(file + u".zip"_s));
     }
 }
 
@@ -66,13 +68,6 @@ QString Offers::engineVersion(int commit)
 {
     // Two commits in a row share a version, so only some updates need another engine.
     return engineVersions().at(commit / 2 % engineVersions().size());
-}
-
-int Offers::commitOf(const Tree &folder)
-{
-    bool isNumber = false;
-    const int number = folder.content(commitFile).toInt(&isNumber);
-    return isNumber ? number : -1;
 }
 
 Tree Offers::game(int commit) const
@@ -115,40 +110,17 @@ Tree Offers::addon(const QString &name, int commit)
 
 void Offers::offer(int commit)
 {
+    const auto pack = [](const Tree &tree, const QString &topFolder) {
+        const QTemporaryDir folder;
+        tree.write(folder.filePath(u"tree"_s));
+        const QString zip = folder.filePath(u"zip"_s);
+        GitArchive::pack(folder.filePath(u"tree"_s), topFolder, zip);
+        return readFile(zip);
+    };
     for (const QString &name : addonNames()) {
-        host_.offerAddon(u"tessel-works/"_s + name, pack(addon(name, commit), name + u"-HEAD/"_s,
-                                                         u"%1-%2"_s.arg(name).arg(commit % 2)));
+        host_.offerAddon(u"tessel-works/"_s + name, pack(addon(name, commit), name + u"-HEAD"_s));
     }
-    Tree all = game(commit);
-    for (const QString &name : addonNames()) {
-        all.add(addonFolder(name), {}, Tree::Type::emptyFolder);
-    }
-    host_.offerGame(pack(all, u"godot-brindle-main/"_s, u"game-%1"_s.arg(commit % 2)));
-}
-
-QString Offers::pack(const Tree &tree, const QString &topFolder, const QString &name) const
-{
-    const QString archive = folder_ + u'/' + name + u".zip"_s;
-    ZipWriter zip(archive);
-    for (auto it = tree.entries().begin(); it != tree.entries().end(); ++it) {
-        const QString path = topFolder + it.key();
-        switch (it->type) {
-        case Tree::Type::file:
-            zip.add(path, it->content);
-            break;
-        case Tree::Type::program:
-            zip.add(path, it->content, 0100755);
-            break;
-        case Tree::Type::link:
-            zip.add(path, it->content, 0120777);
-            break;
-        case Tree::Type::emptyFolder:
-            zip.addFolder(path);
-            break;
-        }
-    }
-    zip.close();
-    return archive;
+    host_.offerGame(pack(game(commit), u"godot-brindle-main"_s));
 }
 
 } // namespace brindle

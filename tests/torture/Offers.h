@@ -13,9 +13,8 @@ namespace brindle {
 class Offers
 {
 public:
-    /// @param folder holds the archives.
     /// @param programs holds the sample engine.
-    Offers(QString folder, const QString &programs);
+    explicit Offers(const QString &programs);
 
     /// Offers a commit from now on. Throws std::runtime_error. Blocks.
     void offer(int commit);
@@ -27,8 +26,8 @@ public:
     static QStringList addonNames();
     /// Returns the add-on's folder within the project.
     static QString addonFolder(const QString &name);
-    /// Returns the commit that a project or an add-on names, or -1.
-    static int commitOf(const Tree &folder);
+    /// Holds the commit's number, in the project and in each add-on.
+    inline static const QString commitFile = QStringLiteral("commit.txt");
 
     /// Returns the engine that a commit needs, for example "4.3".
     static QString engineVersion(int commit);
@@ -37,10 +36,6 @@ public:
     Tree engine(const QString &version) const { return engines_.value(version); }
 
 private:
-    /// Packs a tree and returns the archive's path.
-    QString pack(const Tree &tree, const QString &topFolder, const QString &name) const;
-
-    const QString folder_;
     ReleaseHost host_;
     QMap<QString, Tree> engines_;
 };

@@ -28,8 +28,7 @@ class PowerCuts : public Rounds
 {
 public:
     PowerCuts(const QString &folder, const QString &programs, quint64 seed)
-        : Rounds(folder, folder + u"/disk/home"_s, folder + u"/disk/temporary"_s, programs, seed)
-        , disk_(folder)
+        : Rounds(folder + u"/disk"_s, programs, seed), disk_(folder)
     {}
 
     QString summary() const override
@@ -45,7 +44,7 @@ private:
         disk_.format();
         disk_.mount();
         Files::createFolder(setting_.temporary);
-        return Rounds::measure({u"play"_s, u"update"_s, u"reinstall"_s}, 1);
+        return Rounds::measure({u"play"_s, u"update"_s, u"reinstall"_s});
     }
 
     /// Half of the cuts come while the launcher works. The other half come after its end, when its
@@ -78,16 +77,16 @@ private:
         if (name_ == u"update") {
             offers_.offer(++commit_);
         }
-        const Inspection::Expected expected{{installedCommit_, commit_}, commit_};
+        const QSet<int> commits{installedCommit_, commit_};
         cut();
         QStringList problems = clearOrphans();
         disk_.restorePower();
         // Before anything is pressed.
         if (launch(u"look"_s)->isGood()) {
             ++ready_;
-            problems << Inspection(offers_, setting_).problemsOfReady(expected);
+            problems << Inspection(offers_, setting_).problemsOfReady(commits);
         }
-        return problems + recover(expected);
+        return problems + recover(commits);
     }
 
     PowerDisk disk_;

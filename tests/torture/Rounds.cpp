@@ -22,11 +22,10 @@ namespace {
 QList<pid_t> children()
 {
     QList<pid_t> found;
-    for (const QString &name : QDir(u"/proc"_s).entryList(QDir::Dirs)) {
-        // "pid (name) state parent …", where the name may hold anything.
-        const QByteArray status = readFile(u"/proc/%1/stat"_s.arg(name));
-        if (status.mid(status.lastIndexOf(')')).split(' ').value(2).toInt() == getpid()) {
-            found << name.toInt();
+    for (const QByteArray &pid :
+         readFile(u"/proc/thread-self/children"_s).simplified().split(' ')) {
+        if (!pid.isEmpty()) {
+            found << pid.toInt();
         }
     }
     return found;
@@ -34,10 +33,9 @@ QList<pid_t> children()
 
 } // namespace
 
-Rounds::Rounds(const QString &folder, const QString &home, const QString &temporary,
-               const QString &programs, quint64 seed)
-    : setting_{home, temporary, {}, programs}
-    , offers_(folder + u"/offers"_s, programs)
+Rounds::Rounds(const QString &folder, const QString &programs, quint64 seed)
+    : setting_{folder + u"/home"_s, folder + u"/temporary"_s, {}, programs}
+    , offers_(programs)
     , generator_(seed)
 {
     // Makes this process the parent of what its descendants leave.
@@ -70,26 +68,19 @@ QString Rounds::run(int count)
     return {};
 }
 
-QString Rounds::measure(const QStringList &actions, int times)
+QString Rounds::measure(const QStringList &actions)
 {
-    QMap<QString, QList<int>> lengths;
-    for (int i = 0; i < times; ++i) {
-        for (const QString &action : actions) {
-            if (action == u"update") {
-                offers_.offer(++commit_);
-            }
-            QElapsedTimer timer;
-            timer.start();
-            const auto run = launch(action);
-            if (!run->isGood()) {
-                return u"an undisturbed \"%1\" failed:\n%2"_s.arg(action, run->lines().join(u'\n'));
-            }
-            lengths[action] << static_cast<int>(timer.elapsed());
+    for (const QString &action : actions) {
+        if (action == u"update") {
+            offers_.offer(++commit_);
         }
-    }
-    for (auto it = lengths.begin(); it != lengths.end(); ++it) {
-        std::sort(it->begin(), it->end());
-        lengths_.insert(it.key(), it->at(times / 2));
+        QElapsedTimer timer;
+        timer.start();
+        const auto run = launch(action);
+        if (!run->isGood()) {
+            return u"an undisturbed \"%1\" failed:\n%2"_s.arg(action, run->lines().join(u'\n'));
+        }
+        lengths_[action] = static_cast<int>(timer.elapsed());
     }
     installedCommit_ = commit_;
     return {};
@@ -150,12 +141,12 @@ QStringList Rounds::clearOrphans()
     }
 }
 
-QStringList Rounds::recover(const Inspection::Expected &expected)
+QStringList Rounds::recover(const QSet<int> &commits)
 {
     const auto run = launch(u"play"_s);
     QStringList problems = clearOrphans();
     const Inspection inspection(offers_, setting_);
-    problems << inspection.problems(*run, expected);
+    problems << inspection.problems(*run, commits);
     installedCommit_ = inspection.installedCommit();
     return problems;
 }

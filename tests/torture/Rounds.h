@@ -18,14 +18,13 @@ namespace brindle {
 class Rounds
 {
 public:
-    /// Kills the launcher at random times. `otherTemporary` is a temporary folder on another file
-    /// system, or empty.
-    static std::unique_ptr<Rounds> ofKills(const QString &folder, const QString &otherTemporary,
-                                           const QString &programs, quint64 seed);
+    using Maker = std::unique_ptr<Rounds>(const QString &folder, const QString &programs,
+                                          quint64 seed);
+    /// Kills the launcher at random times.
+    static Maker ofKills;
     /// Cuts the power while the launcher works or soon after. Whatever the launcher takes for whole
     /// then must be whole.
-    static std::unique_ptr<Rounds> ofPowerCuts(const QString &folder, const QString &programs,
-                                               quint64 seed);
+    static Maker ofPowerCuts;
 
     virtual ~Rounds() = default;
 
@@ -36,9 +35,8 @@ public:
     virtual QString summary() const;
 
 protected:
-    /// @param folder holds the offers.
-    Rounds(const QString &folder, const QString &home, const QString &temporary,
-           const QString &programs, quint64 seed);
+    /// @param folder holds the user's folder and the temporary one.
+    Rounds(const QString &folder, const QString &programs, quint64 seed);
 
     /// Fills `lengths_`. Returns the problems.
     virtual QString measure() = 0;
@@ -46,8 +44,8 @@ protected:
     virtual QStringList round(int number) = 0;
 
     int random(int below);
-    /// Adds the median time of `times` undisturbed runs of each action.
-    QString measure(const QStringList &actions, int times);
+    /// Adds the time of an undisturbed run of each action.
+    QString measure(const QStringList &actions);
     /// Runs the launcher. With `killAfter` it gets SIGKILL that long after its start; `beforeKill`
     /// is called just before, even if the launcher has ended by then.
     std::unique_ptr<ConsoleLauncher> launch(const QString &action,
@@ -57,7 +55,7 @@ protected:
     /// for each child that did not end by itself.
     static QStringList clearOrphans();
     /// Presses Play and inspects the disk while the game runs.
-    QStringList recover(const Inspection::Expected &expected);
+    QStringList recover(const QSet<int> &commits);
     /// Writes "12 rounds (name count, …)".
     static QString counted(const QString &what, const QMap<QString, int> &counts);
 

@@ -63,30 +63,22 @@ void print(const char *kind, const QString &text)
 /// Prints each new line of the log, and stops the game soon after its start.
 void followLog(AppModel &model, const QString &temporary)
 {
-    const auto stopWhenClear = [&model, temporary] {
-        // Kills must also hit a running game. Then the leftovers of earlier launchers must go.
-        auto *const timer = new QTimer(&model);
-        QObject::connect(timer, &QTimer::timeout, &model,
-                         [&model, temporary, timer, looks = 0]() mutable {
-                             const QStringList left = Files::names(temporary);
-                             if (left.isEmpty() || ++looks == 1000) {
-                                 for (const QString &name : left) {
-                                     print("left", name);
-                                 }
-                                 timer->deleteLater();
-                                 model.cancel();
-                             }
-                         });
-        QTimer::singleShot(100, timer, [timer] { timer->start(10); });
-    };
+    // Kills must also hit a running game. Then the leftovers of earlier launchers must go.
+    auto *const stopping = new QTimer(&model);
+    stopping->callOnTimeout([&model, temporary, stopping, looks = 0]() mutable {
+        if (++looks == 1000 || (looks > 10 && Files::names(temporary).isEmpty())) {
+            stopping->stop();
+            model.cancel();
+        }
+    });
     QObject::connect(&model.log, &LogStore::linesChanged, &model,
-                     [&model, stopWhenClear, shown = qsizetype(0)]() mutable {
+                     [&model, stopping, shown = qsizetype(0)]() mutable {
                          for (const auto &lines = model.log.lines(); shown < lines.size();
                               ++shown) {
                              print("log", lines.at(shown));
                              if (lines.at(shown) == u"The game is running.") {
                                  print("phase", u"The game runs"_s);
-                                 stopWhenClear();
+                                 stopping->start(10);
                              }
                          }
                      });

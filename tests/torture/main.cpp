@@ -77,14 +77,10 @@ int main(int argc, char *argv[])
     qunsetenv("WAYLAND_DISPLAY");
     QTemporaryDir folder(QDir::temp().filePath(u"torture-XXXXXX"_s));
     if (!cutsPower) {
-        // Moves become copies where the temporary folder is on another file system.
-        QTemporaryDir elsewhere(u"/dev/shm/torture-XXXXXX"_s);
-        const auto torture = Rounds::ofKills(
-            folder.path(), elsewhere.isValid() ? elsewhere.path() : QString(), programs, seed);
+        const auto torture = Rounds::ofKills(folder.path(), programs, seed);
         return report(*torture, rounds, seed, [&] {
             folder.setAutoRemove(false);
-            elsewhere.setAutoRemove(false);
-            return u"%1 and %2"_s.arg(folder.path(), elsewhere.path());
+            return folder.path();
         });
     }
     try {
