@@ -4,6 +4,8 @@
 #include "demo/ReleaseHost.h"
 #include "engine/EngineSpec.h"
 
+#include <QFile>
+
 #include <array>
 #include <csignal>
 #include <stdexcept>
@@ -26,7 +28,10 @@ namespace {
         options.tls = made.serverConfiguration();
     }
     ReleaseHost host(options);
-    host.offerEngine(Served::tag, Served::name(), archive);
+    QFile file(archive);
+    const uchar *const bytes = file.open(QIODevice::ReadOnly) ? file.map(0, file.size()) : nullptr;
+    host.offerEngine(Served::tag, Served::name(),
+                     QByteArray::fromRawData(reinterpret_cast<const char *>(bytes), file.size()));
     const QByteArray address = host.url().toEncoded();
     (void)!write(descriptor, address.constData(), static_cast<size_t>(address.size()));
     for (;;) {

@@ -40,9 +40,8 @@ Entry read(const QFileInfo &file)
 
 } // namespace
 
-void GitArchive::pack(const QString &folder, const QString &topFolder, const QString &zip,
-                      const QMap<QByteArray, QByteArray> &replaced,
-                      const QMap<QString, QByteArray> &extraFiles)
+QByteArray GitArchive::pack(const QString &folder, const QString &topFolder,
+                            const QMap<QString, QByteArray> &extraFiles)
 {
     std::map<QByteArray, Entry> tree; // in git's order
     const QDir top(folder);
@@ -69,14 +68,11 @@ void GitArchive::pack(const QString &folder, const QString &topFolder, const QSt
             tree[module].isFolder = true;
         }
     }
-    for (auto text = replaced.begin(); text != replaced.end(); ++text) {
-        modules.replace(text.key(), text.value());
-    }
     if (modules.isEmpty()) {
         tree.erase(".gitmodules");
     }
 
-    ZipWriter writer(zip);
+    ZipWriter writer;
     writer.addFolder(topFolder);
     QCryptographicHash commit(QCryptographicHash::Sha1);
     for (const auto &[path, entry] : tree) {
@@ -89,7 +85,7 @@ void GitArchive::pack(const QString &folder, const QString &topFolder, const QSt
         commit.addData(path + '\0' + entry.content);
     }
     writer.setComment(commit.result().toHex());
-    writer.close();
+    return writer.close();
 }
 
 } // namespace brindle

@@ -7,16 +7,14 @@
 /// Packs a folder as the code host packs a repository, in the form of `git archive`.
 namespace brindle::GitArchive {
 
-/// Writes `zip`: one top folder, plain files without a unix mode, 0755 and symbolic links with
-/// theirs, the submodules of ".gitmodules" as empty folders, a commit id as the archive's comment.
-/// Leaves out ".git" and the engine's cache ".godot".
+/// Returns an archive: one top folder, plain files without a unix mode, 0755 and symbolic links
+/// with theirs, the submodules of ".gitmodules" as empty folders, a commit id as the archive's
+/// comment. Leaves out ".git" and the engine's cache ".godot".
 ///
 /// @param topFolder the repository and branch, such as "godot-brindle-main".
-/// @param replaced texts to replace in ".gitmodules", such as the host's address.
 /// @param extraFiles contents by path, which add files or replace them.
 /// Throws std::runtime_error. Blocks. Any thread.
-void pack(const QString &folder, const QString &topFolder, const QString &zip,
-          const QMap<QByteArray, QByteArray> &replaced = {},
-          const QMap<QString, QByteArray> &extraFiles = {});
+QByteArray pack(const QString &folder, const QString &topFolder,
+                const QMap<QString, QByteArray> &extraFiles = {});
 
 } // namespace brindle::GitArchive

@@ -1,12 +1,9 @@
 #include "demo/ReleaseHost.h"
 
-#include <QBuffer>
 #include <QCryptographicHash>
 #include <QElapsedTimer>
-#include <QFile>
 
 #include <algorithm>
-#include <stdexcept>
 
 namespace brindle {
 
@@ -16,19 +13,6 @@ namespace {
 
 const auto releasesPrefix = u"/godotengine/godot-builds/releases/download/"_s;
 const auto checksumName = u"SHA512-SUMS.txt"_s;
-
-std::unique_ptr<QIODevice> open(const ReleaseHost::Content &content)
-{
-    std::unique_ptr<QIODevice> device;
-    if (const auto *const path = std::get_if<QString>(&content)) {
-        device = std::make_unique<QFile>(*path);
-    } else {
-        auto buffer = std::make_unique<QBuffer>();
-        buffer->setData(std::get<QByteArray>(content));
-        device = std::move(buffer);
-    }
-    return device->open(QIODevice::ReadOnly) ? std::move(device) : nullptr;
-}
 
 /// Waits at the gate. Returns false when the client is gone or the server stops.
 bool pass(ReleaseGate &gate, HttpConnection &connection)
@@ -73,34 +57,29 @@ ReleaseHost::Role ReleaseHost::roleOf(const QString &path)
     return path.startsWith(releasesPrefix) ? releases : archives;
 }
 
-void ReleaseHost::offer(const QString &path, const Content &content)
+void ReleaseHost::offer(const QString &path, const QByteArray &content)
 {
     const std::lock_guard guard(lock_);
     offers_[bodyPath(path)] = content;
 }
 
-void ReleaseHost::offerGame(const Content &zip)
+void ReleaseHost::offerGame(const QByteArray &zip)
 {
     offer(gamePath(), zip);
 }
 
-void ReleaseHost::offerAddon(const QString &repository, const Content &zip)
+void ReleaseHost::offerAddon(const QString &repository, const QByteArray &zip)
 {
     offer(addonPath(repository), zip);
 }
 
-void ReleaseHost::offerEngine(const QString &tag, const QString &name, const Content &zip)
+void ReleaseHost::offerEngine(const QString &tag, const QString &name, const QByteArray &zip)
 {
-    const auto device = open(zip);
-    QCryptographicHash hash(QCryptographicHash::Sha512);
-    if (!device || !hash.addData(device.get())) {
-        throw std::runtime_error("can't read the archive of " + name.toStdString());
-    }
     QByteArray list;
     {
         const std::lock_guard guard(lock_);
         auto &digests = digests_[tag];
-        digests[name] = hash.result().toHex();
+        digests[name] = QCryptographicHash::hash(zip, QCryptographicHash::Sha512).toHex();
         for (auto entry = digests.cbegin(); entry != digests.cend(); ++entry) {
             list += entry.value() + "  " + entry.key().toUtf8() + '\n';
         }
@@ -208,7 +187,7 @@ void ReleaseHost::answer(Role role, const HttpRequest &request, HttpConnection &
     const QString path = QString::fromUtf8(request.target);
     const QString body = role == code ? bodyPath(path) : path;
     Handler handler;
-    std::optional<Content> content;
+    std::optional<QByteArray> content;
     std::shared_ptr<ReleaseGate> gate;
     {
         const std::lock_guard guard(lock_);
@@ -227,21 +206,20 @@ void ReleaseHost::answer(Role role, const HttpRequest &request, HttpConnection &
     if (request.headers.value("connection").toLower() != "close") {
         connection.keepOpen();
     }
-    const auto device = content ? open(*content) : nullptr;
     if (request.method != "GET") {
         connection.respond(405, {}, {});
-    } else if (!device) {
+    } else if (!content) {
         connection.respond(404, {}, "Not Found");
     } else if (role == code) {
         connection.redirect(302, QUrl(bases_[roleOf(path)].toString() + body));
-    } else if (!sendBody(role, *device, connection, path.endsWith(checksumName) ? 0 : speed_.load(),
-                         gate.get())) {
+    } else if (!sendBody(role, *content, connection,
+                         path.endsWith(checksumName) ? 0 : speed_.load(), gate.get())) {
         connection.reset(); // an orderly end could pass for the body's
     }
 }
 
-bool ReleaseHost::sendBody(Role role, QIODevice &content, HttpConnection &connection, qint64 speed,
-                           ReleaseGate *gate)
+bool ReleaseHost::sendBody(Role role, const QByteArray &content, HttpConnection &connection,
+                           qint64 speed, ReleaseGate *gate)
 {
     const qint64 size = content.size();
     const qint64 gateAt = gate ? std::min(gate->afterBytes, size) : -1;
@@ -261,10 +239,10 @@ bool ReleaseHost::sendBody(Role role, QIODevice &content, HttpConnection &connec
         if (gateAt > sent) {
             step = std::min(step, gateAt - sent);
         }
-        const QByteArray bytes = content.read(step);
+        const QByteArray bytes = content.mid(sent, step);
         const QByteArray chunk =
             isChunked ? QByteArray::number(bytes.size(), 16) + "\r\n" + bytes + "\r\n" : bytes;
-        isOpen = !bytes.isEmpty() && connection.write(chunk);
+        isOpen = connection.write(chunk);
         sent += bytes.size();
         if (isOpen && gate && sent == gateAt) {
             isOpen = pass(*gate, connection);

@@ -10,7 +10,6 @@
 #include <memory>
 #include <mutex>
 #include <optional>
-#include <variant>
 
 namespace brindle {
 
@@ -35,8 +34,6 @@ class ReleaseHost
 {
 public:
     using Handler = HttpServer::Handler;
-    /// The path of a file, read anew for every answer, or bytes.
-    using Content = std::variant<QString, QByteArray>;
 
     struct Options
     {
@@ -58,11 +55,11 @@ public:
     QUrl url() const { return bases_[code]; }
 
     /// Offers an archive of the game's main branch, in place of an earlier one.
-    void offerGame(const Content &zip);
+    void offerGame(const QByteArray &zip);
     /// Offers an archive of an add-on's default branch; `repository` is "owner/name".
-    void offerAddon(const QString &repository, const Content &zip);
+    void offerAddon(const QString &repository, const QByteArray &zip);
     /// Offers an archive of the release `tag`, and lists its SHA-512 in the release's checksums.
-    void offerEngine(const QString &tag, const QString &name, const Content &zip);
+    void offerEngine(const QString &tag, const QString &name, const QByteArray &zip);
 
     /// The paths of the offers at the code host.
     static QString gamePath();
@@ -93,17 +90,17 @@ private:
     enum Role { code, archives, releases };
 
     static Role roleOf(const QString &path);
-    void offer(const QString &path, const Content &content);
+    void offer(const QString &path, const QByteArray &content);
     void answer(Role role, const HttpRequest &request, HttpConnection &connection);
-    static bool sendBody(Role role, QIODevice &content, HttpConnection &connection, qint64 speed,
-                         ReleaseGate *gate);
+    static bool sendBody(Role role, const QByteArray &content, HttpConnection &connection,
+                         qint64 speed, ReleaseGate *gate);
 
     const Options options_;
     std::atomic<qint64> speed_ = 0;
     QUrl bases_[3]; // by role
 
     mutable std::mutex lock_;                           // guards the fields down to the servers
-    QMap<QString, Content> offers_;                     // by body path
+    QMap<QString, QByteArray> offers_;                  // by body path
     QMap<QString, std::shared_ptr<ReleaseGate>> gates_; // by body path
     QMap<QString, Handler> handlers_;                   // by path
     QMap<QString, QMap<QString, QByteArray>> digests_;  // by tag and archive name

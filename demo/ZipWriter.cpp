@@ -21,29 +21,13 @@ zip_flags_t encodingOf(const QString &name)
     return isAscii ? ZIP_FL_ENC_CP437 : ZIP_FL_ENC_UTF_8;
 }
 
-void addSource(zip_t *archive, const QString &name, zip_source_t *source, quint32 unixMode)
-{
-    const zip_int64_t index =
-        source ? zip_file_add(archive, name.toUtf8().constData(), source, encodingOf(name)) : -1;
-    if (index < 0) {
-        zip_source_free(source);
-        throw std::runtime_error("can't add " + name.toStdString());
-    }
-    const auto entry = static_cast<zip_uint64_t>(index);
-    if ((unixMode & S_IFMT) == S_IFLNK) {
-        zip_set_file_compression(archive, entry, ZIP_CM_STORE, 0);
-    }
-    zip_file_set_external_attributes(
-        archive, entry, 0, unixMode == 0 ? ZIP_OPSYS_DOS : ZIP_OPSYS_UNIX, unixMode << modeShift);
-}
-
 } // namespace
 
-ZipWriter::ZipWriter(const QString &archive) : path_(archive)
+ZipWriter::ZipWriter()
+    : archive_(zip_open(QFile::encodeName(path()).constData(), ZIP_CREATE | ZIP_TRUNCATE, nullptr))
 {
-    archive_ = zip_open(QFile::encodeName(archive).constData(), ZIP_CREATE | ZIP_TRUNCATE, nullptr);
     if (!archive_) {
-        throw std::runtime_error("can't write " + archive.toStdString());
+        throw std::runtime_error("can't make an archive");
     }
 }
 
@@ -57,8 +41,7 @@ ZipWriter::~ZipWriter()
 void ZipWriter::check(bool good) const
 {
     if (!good) {
-        throw std::runtime_error("can't write " + path_.toStdString() + ": " +
-                                 zip_strerror(archive_));
+        throw std::runtime_error(std::string("can't make an archive: ") + zip_strerror(archive_));
     }
 }
 
@@ -73,18 +56,17 @@ void ZipWriter::add(const QString &name, const QByteArray &content, quint32 unix
 {
     addFoldersOf(name);
     const QByteArray &kept = contents_.emplace_back(content);
-    addSource(
-        archive_, name,
-        zip_source_buffer(archive_, kept.constData(), static_cast<zip_uint64_t>(kept.size()), 0),
-        unixMode);
-}
-
-void ZipWriter::addFile(const QString &name, const QString &sourceFile, quint32 unixMode)
-{
-    addFoldersOf(name);
-    addSource(archive_, name,
-              zip_source_file(archive_, QFile::encodeName(sourceFile).constData(), 0, -1),
-              unixMode);
+    zip_source_t *const source =
+        zip_source_buffer(archive_, kept.constData(), static_cast<zip_uint64_t>(kept.size()), 0);
+    const zip_int64_t index =
+        zip_file_add(archive_, name.toUtf8().constData(), source, encodingOf(name));
+    check(index >= 0);
+    const auto entry = static_cast<zip_uint64_t>(index);
+    if ((unixMode & S_IFMT) == S_IFLNK) {
+        zip_set_file_compression(archive_, entry, ZIP_CM_STORE, 0);
+    }
+    zip_file_set_external_attributes(
+        archive_, entry, 0, unixMode == 0 ? ZIP_OPSYS_DOS : ZIP_OPSYS_UNIX, unixMode << modeShift);
 }
 
 void ZipWriter::addFolder(const QString &name)
@@ -105,10 +87,12 @@ void ZipWriter::setComment(const QByteArray &comment)
                                   static_cast<zip_uint16_t>(comment.size())) == 0);
 }
 
-void ZipWriter::close()
+QByteArray ZipWriter::close()
 {
     check(zip_close(archive_) == 0);
     archive_ = nullptr;
+    QFile file(path());
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
 } // namespace brindle

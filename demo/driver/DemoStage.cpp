@@ -9,7 +9,6 @@
 #include <QDir>
 #include <QFile>
 
-#include <stdexcept>
 #include <utility>
 
 namespace brindle {
@@ -33,6 +32,13 @@ const QByteArray brokenScript = "extends Node\n\n\nfunc _ready() -> void:\n"
 constexpr qint64 sampleEngineBytes = 24'000'000;
 constexpr qint64 sampleSpeed = 8'000'000;
 
+/// Returns a file's content; empty when it can't be read.
+QByteArray read(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
 } // namespace
 
 DemoStage::DemoStage(Content content, const QString &privatePrograms)
@@ -42,15 +48,13 @@ DemoStage::DemoStage(Content content, const QString &privatePrograms)
     QDir().mkpath(file(u"temporary"_s));
     offerGoodGame();
 
-    const QString addon = file(u"addon.zip"_s);
-    GitArchive::pack(content_.addon, u"brindle-minimap-HEAD"_s, addon);
-    host_.offerAddon(u"tessel-works/brindle-minimap"_s, addon);
+    host_.offerAddon(u"tessel-works/brindle-minimap"_s,
+                     GitArchive::pack(content_.addon, u"brindle-minimap-HEAD"_s));
 
     const EngineSpec spec = EngineManager::spec(ProjectInspector::inspect(content_.game));
-    const QString engine = file(u"engine.zip"_s);
-    EngineArchive::pack(content_.engine, platform_, spec.version, spec.mono, engine,
-                        content_.sampleEngine ? sampleEngineBytes : 0);
-    host_.offerEngine(spec.version, spec.zipName(platform_), engine);
+    host_.offerEngine(spec.version, spec.zipName(platform_),
+                      EngineArchive::pack(read(content_.engine), platform_, spec.version, spec.mono,
+                                          content_.sampleEngine ? sampleEngineBytes : 0));
     if (content_.sampleEngine) {
         host_.setSpeed(sampleSpeed);
     }
@@ -70,26 +74,24 @@ Dependencies DemoStage::parts() const
 
 void DemoStage::offerGoodGame()
 {
-    offerGame(u"game.zip"_s, {{behaviourFile, goodBehaviour}});
+    offerGame({{behaviourFile, goodBehaviour}});
 }
 
 void DemoStage::offerBrokenGame()
 {
-    QFile project(content_.game + u"/project.godot"_s);
-    if (!project.open(QIODevice::ReadOnly)) {
-        throw std::runtime_error("can't read the game's project file");
-    }
-    const QByteArray mistake("\n[autoload]\n\nMistake=\"*res://mistake.gd\"\n");
-    offerGame(u"broken.zip"_s, {{u"project.godot"_s, project.readAll() + mistake},
-                                {u"mistake.gd"_s, brokenScript},
-                                {behaviourFile, brokenBehaviour}});
+    const QByteArray project = read(content_.game + u"/project.godot"_s);
+    offerGame({{u"project.godot"_s, project + "\n[autoload]\n\nMistake=\"*res://mistake.gd\"\n"},
+               {u"mistake.gd"_s, brokenScript},
+               {behaviourFile, brokenBehaviour}});
 }
 
-void DemoStage::offerGame(const QString &name, const QMap<QString, QByteArray> &changes)
+void DemoStage::offerGame(QMap<QString, QByteArray> changes)
 {
-    GitArchive::pack(content_.game, u"godot-brindle-main"_s, file(name),
-                     {{"https://github.com", host_.url().toString().toUtf8()}}, changes);
-    host_.offerGame(file(name));
+    const auto list = u".gitmodules"_s;
+    changes.insert(
+        list,
+        read(content_.game + u'/' + list).replace("https://github.com", host_.url().toEncoded()));
+    host_.offerGame(GitArchive::pack(content_.game, u"godot-brindle-main"_s, changes));
 }
 
 } // namespace brindle

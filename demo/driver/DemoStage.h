@@ -39,7 +39,7 @@ public:
 
 private:
     /// Offers the game's folder with `changes`, which are contents by file name.
-    void offerGame(const QString &name, const QMap<QString, QByteArray> &changes);
+    void offerGame(QMap<QString, QByteArray> changes);
     QString file(const QString &name) const { return folder_.filePath(name); }
 
     const Content content_;

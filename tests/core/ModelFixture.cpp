@@ -110,8 +110,7 @@ PipelineFixture::PipelineFixture()
     for (const QString &name : {u"one"_s, u"two"_s}) {
         const QString folder = sources_.filePath(u"addon-"_s + name);
         writeFile(folder + u"/plugin.cfg"_s, name.toUtf8());
-        GitArchive::pack(folder, name + u"-HEAD"_s, folder + u".zip"_s);
-        host.offerAddon(u"tessel-works/"_s + name, folder + u".zip"_s);
+        host.offerAddon(u"tessel-works/"_s + name, GitArchive::pack(folder, name + u"-HEAD"_s));
     }
 }
 
@@ -120,18 +119,14 @@ void PipelineFixture::offerGame(const QByteArray &project, const QMap<QString, Q
     const QString folder = sources_.filePath(u"game"_s);
     writeFile(folder + u"/project.godot"_s, project);
     writeFile(folder + u"/.gitmodules"_s, gitmodules());
-    GitArchive::pack(folder, u"godot-brindle-main"_s, folder + u".zip"_s, {}, extra);
-    host.offerGame(folder + u".zip"_s);
+    host.offerGame(GitArchive::pack(folder, u"godot-brindle-main"_s, extra));
 }
 
 void PipelineFixture::offerEngine(const QByteArray &script, const QString &version, bool mono)
 {
     const EngineSpec spec{version + u"-stable"_s, mono};
-    const QString program = sources_.filePath(u"engine.sh"_s);
-    writeFile(program, script, true);
-    const QString zip = sources_.filePath(spec.tag() + u".zip"_s);
-    EngineArchive::pack(program, platform, spec.version, mono, zip);
-    host.offerEngine(spec.version, spec.zipName(platform), zip);
+    host.offerEngine(spec.version, spec.zipName(platform),
+                     EngineArchive::pack(script, platform, spec.version, mono));
 }
 
 QByteArray PipelineFixture::projectFile(const QByteArray &version, const QByteArray &feature)

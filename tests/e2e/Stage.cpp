@@ -55,11 +55,9 @@ Stage::Stage()
               u"127.0.0.1 localhost %1 %2 %3\n"_s.arg(codeHost, archiveHost, releaseHost).toUtf8());
     Namespaces::mountOver(u"/etc/hosts"_s, file(u"hosts"_s));
 
-    GitArchive::pack(QStringLiteral(DEMO_FOLDER "/addon"), u"brindle-minimap-HEAD"_s,
-                     file(u"addon.zip"_s));
-    EngineArchive::pack(QStringLiteral(SAMPLE_ENGINE), Platform::current({}), engineVersion, false,
-                        file(u"engine.zip"_s), engineBytes);
-    offerGame({});
+    addon_ = GitArchive::pack(QStringLiteral(DEMO_FOLDER "/addon"), u"brindle-minimap-HEAD"_s);
+    engine_ = EngineArchive::pack(readFile(QStringLiteral(SAMPLE_ENGINE)), Platform::current({}),
+                                  engineVersion, false, engineBytes);
 }
 
 void Stage::open(Certificate certificate)
@@ -72,15 +70,15 @@ void Stage::open(Certificate certificate)
     options.archiveHost = archiveHost;
     options.releaseHost = releaseHost;
     host_ = std::make_unique<ReleaseHost>(options);
-    host_->offerGame(file(u"game.zip"_s));
-    host_->offerAddon(addon, file(u"addon.zip"_s));
-    host_->offerEngine(engineVersion, engineArchive(), file(u"engine.zip"_s));
+    offerGame({});
+    host_->offerAddon(addon, addon_);
+    host_->offerEngine(engineVersion, engineArchive(), engine_);
 }
 
 void Stage::offerGame(const QByteArray &behaviour)
 {
-    GitArchive::pack(QStringLiteral(DEMO_FOLDER "/game"), u"godot-brindle-main"_s,
-                     file(u"game.zip"_s), {}, {{u"sample-engine.ini"_s, behaviour}});
+    host_->offerGame(GitArchive::pack(QStringLiteral(DEMO_FOLDER "/game"), u"godot-brindle-main"_s,
+                                      {{u"sample-engine.ini"_s, behaviour}}));
 }
 
 QString Stage::addonPath()

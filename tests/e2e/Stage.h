@@ -3,7 +3,6 @@
 #include "../services/TestCertificate.h"
 #include "demo/ReleaseHost.h"
 
-#include <QFileInfo>
 #include <QTemporaryDir>
 
 #include <memory>
@@ -19,7 +18,7 @@ public:
     Stage();
 
     enum class Certificate { good, untrusted, expired, wrongSecondHost };
-    /// Starts the host anew, with that certificate and the current offers.
+    /// Starts the host anew, with that certificate.
     void open(Certificate certificate = Certificate::good);
     ReleaseHost &host() { return *host_; }
 
@@ -30,13 +29,15 @@ public:
     static QString checksumPath();
     static QString enginePath();
     /// Returns the bytes of the engine's archive.
-    qint64 engineSize() const { return QFileInfo(file(QStringLiteral("engine.zip"))).size(); }
+    qint64 engineSize() const { return engine_.size(); }
 
 private:
     QString file(const QString &name) const { return folder_.filePath(name); }
 
     QTemporaryDir folder_;
     QMap<Certificate, TestCertificate> certificates_;
+    QByteArray addon_;  // the archive
+    QByteArray engine_; // the archive
     std::unique_ptr<ReleaseHost> host_;
 };
 

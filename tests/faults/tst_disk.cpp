@@ -210,14 +210,12 @@ private Q_SLOTS:
     void theStorageFillsWhileAnAddonIsUnpacked()
     {
         const auto offerAddon = [this](qsizetype bytes) {
-            const QString path = fixture_->settingsFile() + u".addon.zip"_s;
-            ZipWriter zip(path);
+            ZipWriter zip;
             zip.add(u"one-HEAD/plugin.cfg"_s, "one");
             if (bytes > 0) {
                 zip.add(u"one-HEAD/data.bin"_s, noise(bytes, 1));
             }
-            zip.close();
-            fixture_->host.offerAddon(u"tessel-works/one"_s, readFile(path));
+            fixture_->host.offerAddon(u"tessel-works/one"_s, zip.close());
         };
         const auto all = emptyHome();
         const SmallDisk memory(temporary(), plenty);

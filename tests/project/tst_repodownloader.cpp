@@ -33,14 +33,11 @@ struct Entry
 
 QByteArray zipOf(const QList<Entry> &entries)
 {
-    const QTemporaryDir folder;
-    const QString path = folder.filePath(u"made.zip"_s);
-    ZipWriter writer(path);
+    ZipWriter writer;
     for (const Entry &entry : entries) {
         writer.add(entry.name, entry.content, entry.mode);
     }
-    writer.close();
-    return readFile(path);
+    return writer.close();
 }
 
 QByteArray gameZip()

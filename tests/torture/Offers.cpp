@@ -31,7 +31,6 @@ QByteArray fill(int commit, qsizetype size)
 
 Offers::Offers(const QString &programs)
 {
-    const QTemporaryDir folder;
     const Platform platform = Platform::current(programs);
     const QByteArray program = readFile(programs + u"/sample-engine"_s);
     QByteArray padding(engineBytes - program.size(), Qt::Uninitialized);
@@ -42,10 +41,8 @@ Offers::Offers(const QString &programs)
         const EngineSpec spec{version + u"-stable"_s};
         const QByteArray content = program + padding + version.toUtf8();
         engines_[version].add(spec.program(platform), content, Tree::Type::program);
-        const QString file = folder.filePath(version);
-        writeFile(file, content);
-        EngineArchive::pack(file, platform, spec.version, false, file + u".zip"_s);
-        host_.offerEngine(spec.version, spec.zipName(platform), readFile(file + u".zip"_s));
+        host_.offerEngine(spec.version, spec.zipName(platform),
+                          EngineArchive::pack(content, platform, spec.version, false));
     }
 }
 
@@ -113,9 +110,7 @@ void Offers::offer(int commit)
     const auto pack = [](const Tree &tree, const QString &topFolder) {
         const QTemporaryDir folder;
         tree.write(folder.filePath(u"tree"_s));
-        const QString zip = folder.filePath(u"zip"_s);
-        GitArchive::pack(folder.filePath(u"tree"_s), topFolder, zip);
-        return readFile(zip);
+        return GitArchive::pack(folder.filePath(u"tree"_s), topFolder);
     };
     for (const QString &name : addonNames()) {
         host_.offerAddon(u"tessel-works/"_s + name, pack(addon(name, commit), name + u"-HEAD"_s));
