@@ -3,6 +3,7 @@
 #include "base/Error.h"
 #include "base/Text.h"
 #include "files/StagingFolder.h"
+#include "platform/ProcessLock.h"
 #include "process/Tools.h"
 #include "project/CodeHost.h"
 
@@ -81,23 +82,13 @@ QCoro::Task<QString> EngineManager::install(EngineSpec spec, ProgressCallback pr
             u"Godot %1 was not found on the official download page (status %2)."_s.arg(spec.version)
                 .arg(answer.status));
     }
-    const auto digest = publishedDigest(answer.body, zipName);
-    if (!digest) {
+    const auto published = publishedDigest(answer.body, zipName);
+    if (!published) {
         throw SetupError(u"The official checksum list has no entry for %1."_s.arg(zipName));
     }
 
-    const StagingFolder::Work work = [=, this, address = *archive,
-                                      expected = *digest](QString staging) {
-        return installArchive(spec, address, staging, expected, progress, status, log, stop);
-    };
-    co_return co_await StagingFolder::with(temporaryFolder_, storage_, work);
-}
-
-QCoro::Task<QString> EngineManager::installArchive(EngineSpec spec, QUrl archive, QString staging,
-                                                   QString expectedDigest,
-                                                   ProgressCallback progress, StatusCallback status,
-                                                   LineCallback log, std::stop_token stop)
-{
+    const auto staging = co_await StagingFolder::create(temporaryFolder_, storage_);
+    const QString zip = staging->path() + u"/godot.zip"_s;
     TransferOptions options;
     options.limit = maxArchiveBytes;
     const std::shared_ptr<EVP_MD_CTX> hash(EVP_MD_CTX_new(), &EVP_MD_CTX_free);
@@ -108,14 +99,13 @@ QCoro::Task<QString> EngineManager::installArchive(EngineSpec spec, QUrl archive
         EVP_DigestUpdate(hash.get(), bytes.data(), bytes.size());
     };
     downloader.setOnProgress(std::move(progress));
-    const QString zip = staging + u"/godot.zip"_s;
-    auto file = co_await downloader.download(archive, zip, stop, options);
+    auto file = co_await downloader.download(*archive, zip, stop, options);
 
     status(u"Checking the download"_s);
     std::array<unsigned char, EVP_MAX_MD_SIZE> digest = {};
     unsigned int size = 0; // stays 0 when libcrypto fails
     EVP_DigestFinal_ex(hash.get(), digest.data(), &size);
-    if (QByteArrayView(digest.data(), size).toByteArray().toHex() != expectedDigest.toLatin1()) {
+    if (QByteArrayView(digest.data(), size).toByteArray().toHex() != published->toLatin1()) {
         throw SetupError(u"The engine download did not match its official checksum, so it was "
                          "thrown away. Please try again."_s);
     }

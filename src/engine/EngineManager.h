@@ -42,11 +42,6 @@ public:
     FileDownloader downloader;
 
 private:
-    QCoro::Task<QString> installArchive(EngineSpec spec, QUrl archive, QString staging,
-                                        QString expectedDigest, ProgressCallback progress,
-                                        StatusCallback status, LineCallback log,
-                                        std::stop_token stop);
-
     QUrl codeHost_;
     Storage storage_;
     QString temporaryFolder_;

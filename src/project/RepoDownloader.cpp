@@ -4,6 +4,7 @@
 #include "base/Threads.h"
 #include "files/Files.h"
 #include "files/StagingFolder.h"
+#include "platform/ProcessLock.h"
 #include "process/Tools.h"
 #include "project/CodeHost.h"
 #include "project/Links.h"
@@ -94,19 +95,11 @@ QCoro::Task<QString> RepoDownloader::installGame(ProgressCallback progress, std:
     if (!archive) {
         throw SetupError(u"Internal error: bad download address."_s);
     }
-    const StagingFolder::Work install = [this, address = *archive, progress, stop](QString folder) {
-        return installArchive(address, folder, progress, stop);
-    };
-    co_return co_await StagingFolder::with(temporaryFolder_, storage_, install);
-}
-
-QCoro::Task<QString> RepoDownloader::installArchive(QUrl archive, QString staging,
-                                                    ProgressCallback progress, std::stop_token stop)
-{
+    const auto staging = co_await StagingFolder::create(temporaryFolder_, storage_);
+    const QString zip = staging->path() + u"/game.zip"_s;
     downloader.setOnProgress(std::move(progress));
-    const QString zip = staging + u"/game.zip"_s;
     const QString game = storage_.gameFolder();
-    auto file = co_await downloader.download(archive, zip, stop);
+    auto file = co_await downloader.download(*archive, zip, stop);
     const auto prepare = [storage = storage_] {
         Files::createFolder(storage.root);
         // Markers of an earlier game would keep the new one from being imported.
@@ -143,26 +136,17 @@ QCoro::Task<> RepoDownloader::fetchSubmodules(ProjectInfo info, ProgressCallback
                              "fetch from GitHub."_s.arg(submodule.path, submodule.url));
         }
         log(u"Fetching add-on "_s + submodule.path);
-        const StagingFolder::Work fetch = [this, address = *archive, repository = info.repoRoot,
-                                           path = submodule.path, progress, stop](QString staging) {
-            return fetchAddon(address, staging, repository, path, progress, stop);
+        const auto staging = co_await StagingFolder::create(temporaryFolder_, storage_);
+        const QString zip = staging->path() + u"/sub.zip"_s;
+        downloader.setOnProgress(progress);
+        auto file = co_await downloader.download(*archive, zip, stop);
+        const Tools::Place place = [repository = info.repoRoot, path = submodule.path,
+                                    stop](const QString &unpacked) {
+            placeAddon(unpacked, repository, path, stop);
         };
-        co_await StagingFolder::with(temporaryFolder_, storage_, fetch);
+        co_await Tools::unzip(archiveTool_, zip, std::move(file), storage_.gameFolder(), place,
+                              stop);
     }
-}
-
-QCoro::Task<QString> RepoDownloader::fetchAddon(QUrl archive, QString staging, QString repository,
-                                                QString path, ProgressCallback progress,
-                                                std::stop_token stop)
-{
-    const QString zip = staging + u"/sub.zip"_s;
-    downloader.setOnProgress(std::move(progress));
-    auto file = co_await downloader.download(archive, zip, stop);
-    const Tools::Place place = [repository, path, stop](const QString &unpacked) {
-        placeAddon(unpacked, repository, path, stop);
-    };
-    co_await Tools::unzip(archiveTool_, zip, std::move(file), storage_.gameFolder(), place, stop);
-    co_return path;
 }
 
 } // namespace brindle

@@ -44,11 +44,6 @@ public:
     FileDownloader downloader;
 
 private:
-    QCoro::Task<QString> installArchive(QUrl archive, QString staging, ProgressCallback progress,
-                                        std::stop_token stop);
-    QCoro::Task<QString> fetchAddon(QUrl archive, QString staging, QString repository, QString path,
-                                    ProgressCallback progress, std::stop_token stop);
-
     QUrl codeHost_;
     Storage storage_;
     QString temporaryFolder_;

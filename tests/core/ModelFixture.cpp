@@ -6,6 +6,7 @@
 #include "project/ProjectInspector.h"
 #include "support/Await.h"
 #include "support/EngineScript.h"
+#include "support/WorkerHold.h"
 
 #include <QSysInfo>
 
@@ -66,6 +67,7 @@ void ModelFixture::waitUntilIdle(int seconds)
 
 QStringList ModelFixture::leftovers() const
 {
+    WorkerHold().open(); // the deletion may still run
     return Files::names(temporaryFolder());
 }
 

@@ -8,6 +8,7 @@
 #include "support/CutFile.h"
 #include "support/TestFiles.h"
 #include "support/Thrown.h"
+#include "support/WorkerHold.h"
 
 #include <QCryptographicHash>
 #include <QTemporaryDir>
@@ -64,7 +65,11 @@ struct Setup
     {
         return standard.folder(root()) + u"/Godot.app/Contents/MacOS/Godot"_s;
     }
-    QString staged() const { return Files::names(temporary()).join(u' '); }
+    QString staged() const
+    {
+        WorkerHold().open(); // the deletion may still run
+        return Files::names(temporary()).join(u' ');
+    }
 
     void setArchiveTool(const QByteArray &script) const
     {

@@ -7,6 +7,7 @@
 #include "support/TestFiles.h"
 #include "support/Thrown.h"
 #include "support/Tree.h"
+#include "support/WorkerHold.h"
 
 #include <QProcess>
 #include <QTemporaryDir>
@@ -70,7 +71,11 @@ struct Setup
     {
         return server.url().toString() + target;
     }
-    QStringList staged() const { return Files::names(temporary()); }
+    QStringList staged() const
+    {
+        WorkerHold().open(); // the deletion may still run
+        return Files::names(temporary());
+    }
 
     void put(const QByteArray &target, const QByteArray &body)
     {

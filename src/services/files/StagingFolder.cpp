@@ -13,7 +13,6 @@
 #include <QUuid>
 
 #include <cerrno>
-#include <exception>
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -96,21 +95,13 @@ std::shared_ptr<ProcessLock> StagingFolder::make(const QString &temporaryFolder,
     }
 }
 
-QCoro::Task<QString> StagingFolder::with(QString temporaryFolder, Storage storage, Work work)
+QCoro::Task<std::shared_ptr<ProcessLock>> StagingFolder::create(QString temporaryFolder,
+                                                                Storage storage)
 {
     const auto lock = co_await runOnWorker([=] { return make(temporaryFolder, storage); });
-    std::exception_ptr error;
-    QString result;
-    try {
-        result = co_await work(lock->path());
-    } catch (...) {
-        error = std::current_exception();
-    }
-    co_await runOnWorker([path = lock->path()] { Files::removeInPlace(path); });
-    if (error) {
-        std::rethrow_exception(error);
-    }
-    co_return result;
+    co_return {lock.get(), [lock](ProcessLock * /*folder*/) {
+                   Threads::startOnWorker([lock] { Files::removeInPlace(lock->path()); });
+               }};
 }
 
 void StagingFolder::clearLeftovers(const QString &temporaryFolder, const Storage &storage)

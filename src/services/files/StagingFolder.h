@@ -5,7 +5,6 @@
 #include <QCoroTask>
 #include <QString>
 
-#include <functional>
 #include <memory>
 
 namespace brindle {
@@ -28,11 +27,8 @@ inline constexpr QLatin1String prefix{"Brindle-"};
 /// folder's. Throws SystemError. Blocks.
 std::shared_ptr<ProcessLock> make(const QString &temporaryFolder, const Storage &storage);
 
-/// Receives the folder's path. Not a coroutine itself: calls one that owns all that it needs.
-using Work = std::function<QCoro::Task<QString>(QString folder)>;
-/// Creates a folder and returns the result of `work`. The folder is gone by then, also after an
-/// error.
-QCoro::Task<QString> with(QString temporaryFolder, Storage storage, Work work);
+/// Does the same on a worker thread. When the result goes, a worker deletes the folder.
+QCoro::Task<std::shared_ptr<ProcessLock>> create(QString temporaryFolder, Storage storage);
 
 /// Deletes the staging folders of this user that no process has locked: in the temporary folder,
 /// unless other users could have put them there, and beside the storage root. Deletes also the
