@@ -2,27 +2,13 @@
 
 #include <QObject>
 
+#include <functional>
+
 namespace brindle {
 
-/// Catches SIGTERM, SIGINT and SIGHUP, which then no longer end the process. At most one object at
-/// a time; main thread.
-class TerminationSignals : public QObject
-{
-    Q_OBJECT
-
-public:
-    /// Throws std::system_error when the system has no descriptors left.
-    explicit TerminationSignals(QObject *parent = nullptr);
-    ~TerminationSignals() override;
-
-Q_SIGNALS:
-    /// Emitted from the event loop, at least once for each such signal.
-    void requested();
-
-private:
-    void read();
-
-    int descriptors_[2] = {-1, -1}; // a socket pair: the handler writes, the event loop reads
-};
+/// Catches SIGTERM, SIGINT and SIGHUP, except those that are ignored. They no longer end the
+/// process. Calls `act` from the event loop, at least once for each such signal, while `receiver`
+/// lives. Main thread.
+void onTerminationSignal(QObject *receiver, std::function<void()> act);
 
 } // namespace brindle

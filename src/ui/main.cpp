@@ -84,9 +84,7 @@ int main(int argc, char *argv[])
                      [&launcher](const QByteArray &token) { launcher.open(token, token); });
     QObject::connect(&instance, &SingleInstance::windowRequested, &launcher, &BrindleApp::open);
     QObject::connect(&launcher, &BrindleApp::ending, &instance, &SingleInstance::stopListening);
-    const TerminationSignals terminationSignals;
-    QObject::connect(&terminationSignals, &TerminationSignals::requested, &launcher,
-                     &BrindleApp::forceQuit);
+    onTerminationSignal(&launcher, [&launcher] { launcher.forceQuit(); });
     qunsetenv("DESKTOP_STARTUP_ID"); // Qt's X11 plugin has read it
     launcher.open(activationToken, startupId);
     // After the first frame, which must not wait.

@@ -145,8 +145,7 @@ int main(int argc, char *argv[])
             QCoreApplication::exit(result(model, action));
         }
     });
-    const TerminationSignals endSignals;
-    QObject::connect(&endSignals, &TerminationSignals::requested, &application, [&] {
+    onTerminationSignal(QCoreApplication::instance(), [&] {
         if (!cancelled.isValid()) {
             cancelled.start();
             model.cancel();
