@@ -2,7 +2,6 @@
 
 #include "NetFixture.h"
 #include "net/HttpRules.h"
-#include "net/SystemNetwork.h"
 
 #include <QDir>
 #include <QFile>
@@ -179,11 +178,11 @@ private Q_SLOTS:
         const QString there = trusting_.caFile;
         const QString missing = path(u"missing"_s);
         const QStringList others{missing, there, folder_.path()};
-        QCOMPARE(SystemNetwork::certificateFile(there, {missing}), there);
-        QCOMPARE(SystemNetwork::certificateFile(missing, others), there);
-        QCOMPARE(SystemNetwork::certificateFile({}, others), there);
-        QCOMPARE(SystemNetwork::certificateFile(missing, {missing}), QString());
-        QVERIFY(QDir::isAbsolutePath(SystemNetwork::certificateFiles().first()));
+        QCOMPARE(HttpRules::certificateFile(there, {missing}), there);
+        QCOMPARE(HttpRules::certificateFile(missing, others), there);
+        QCOMPARE(HttpRules::certificateFile({}, others), there);
+        QCOMPARE(HttpRules::certificateFile(missing, {missing}), QString());
+        QVERIFY(QDir::isAbsolutePath(HttpRules::certificateFiles().first()));
     }
 
     void plainHttp_data()
@@ -309,7 +308,7 @@ private Q_SLOTS:
     void socksProxiesLookUpNames()
     {
         setProxies({proxyAt(7, QNetworkProxy::Socks5Proxy)});
-        QCOMPARE(SystemNetwork::proxyFor(QUrl(u"https://example.org"_s)).address,
+        QCOMPARE(HttpRules::proxyFor(QUrl(u"https://example.org"_s)).address,
                  QByteArray("socks5h://127.0.0.1:7"));
     }
 

@@ -2,8 +2,12 @@
 
 #include "base/Error.h"
 
+#include <QFileInfo>
 #include <QHostAddress>
+#include <QNetworkProxyFactory>
 #include <QRegularExpression>
+
+#include <algorithm>
 
 #include <curl/curl.h>
 
@@ -59,6 +63,43 @@ std::optional<qint64> HttpRules::lengthIfContinued(const QByteArray &contentRang
     const bool isRest = match.captured(1) == QString::number(offset) &&
                         match.captured(2) == QString::number(length - 1);
     return isNumber && isRest ? std::optional(length) : std::nullopt;
+}
+
+HttpRules::Proxy HttpRules::proxyFor(const QUrl &url)
+{
+    const auto proxy = QNetworkProxyFactory::systemProxyForQuery(QNetworkProxyQuery(url)).value(0);
+    QUrl address;
+    switch (proxy.type()) {
+    case QNetworkProxy::HttpProxy:
+    case QNetworkProxy::HttpCachingProxy:
+        address.setScheme(u"http"_s);
+        break;
+    case QNetworkProxy::Socks5Proxy:
+        address.setScheme(u"socks5h"_s); // with "h" the proxy looks up the host name
+        break;
+    default:
+        return {};
+    }
+    address.setHost(proxy.hostName());
+    address.setPort(proxy.port());
+    return {address.toEncoded(), proxy.user().toUtf8(), proxy.password().toUtf8()};
+}
+
+QStringList HttpRules::certificateFiles()
+{
+    return {u"/etc/ssl/certs/ca-certificates.crt"_s, // Debian, Arch Linux
+            u"/etc/pki/tls/certs/ca-bundle.crt"_s,   // Fedora
+            u"/etc/ssl/ca-bundle.pem"_s,             // openSUSE
+            u"/etc/ssl/cert.pem"_s};                 // Alpine Linux, macOS
+}
+
+QString HttpRules::certificateFile(const QString &builtIn, const QStringList &others)
+{
+    const QStringList files = QStringList{builtIn} + others;
+    const auto found = std::find_if(files.begin(), files.end(), [](const QString &file) {
+        return QFileInfo(file).isReadable();
+    });
+    return found == files.end() ? QString() : *found;
 }
 
 } // namespace brindle

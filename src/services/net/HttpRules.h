@@ -1,11 +1,13 @@
 #pragma once
 
 #include <QByteArray>
+#include <QString>
+#include <QStringList>
 #include <QUrl>
 
 #include <optional>
 
-/// Rules for redirects and for continuing a body. Pure; any thread.
+/// Rules for addresses, for continuing a body, for proxies and certificates. Any thread.
 namespace brindle::HttpRules {
 
 /// Returns whether `url` asks for an unencrypted transfer with another machine. This machine means
@@ -32,5 +34,26 @@ QByteArray validator(const Headers &headers);
 
 /// Returns the whole length if `contentRange` says that all bytes from `offset` on follow.
 std::optional<qint64> lengthIfContinued(const QByteArray &contentRange, qint64 offset);
+
+/// A proxy in libcurl's terms.
+struct Proxy
+{
+    QByteArray address; ///< "scheme://host:port"; empty for a direct connection
+    QByteArray user;
+    QByteArray password;
+};
+
+/// Returns the first proxy that the system's settings name for `url`; a direct connection if that
+/// proxy is of a kind that libcurl can't use. May block for long where the settings name a script:
+/// worker threads only.
+Proxy proxyFor(const QUrl &url);
+
+/// The files in which today's systems keep the certificates that they trust.
+QStringList certificateFiles();
+
+/// Returns `builtIn`, libcurl's own choice, if that file is readable, else the first of `others`
+/// that is; empty if none is. A libcurl built for another system may choose a file that does not
+/// exist here. Reads the file system; any thread.
+QString certificateFile(const QString &builtIn, const QStringList &others = certificateFiles());
 
 } // namespace brindle::HttpRules

@@ -5,7 +5,6 @@
 #include "base/Threads.h"
 #include "files/OutputFile.h"
 #include "net/HttpRules.h"
-#include "net/SystemNetwork.h"
 
 #include <QFileInfo>
 #include <QScopeGuard>
@@ -217,7 +216,7 @@ private:
 
     void prepare()
     {
-        const SystemNetwork::Proxy proxy = SystemNetwork::proxyFor(url_);
+        const HttpRules::Proxy proxy = HttpRules::proxyFor(url_);
         curl_easy_reset(easy_.get());
         set(CURLOPT_URL, url_.toEncoded(QUrl::RemoveFragment).constData());
         set(CURLOPT_PROTOCOLS_STR, "http,https");
@@ -232,7 +231,7 @@ private:
         set(CURLOPT_ERRORBUFFER, errorText_);
         QString trusted = options_.caFile;
         if (const auto *builtIn = info<char *>(CURLINFO_CAINFO); builtIn && trusted.isEmpty()) {
-            trusted = SystemNetwork::certificateFile(QString::fromLocal8Bit(builtIn));
+            trusted = HttpRules::certificateFile(QString::fromLocal8Bit(builtIn));
         }
         if (!trusted.isEmpty()) {
             set(CURLOPT_CAINFO, QFile::encodeName(trusted).constData());
