@@ -418,7 +418,6 @@ private Q_SLOTS:
         options.limit = std::numeric_limits<qint64>::max();
         const auto outcome = store(server.url(), target, options);
         QVERIFY(outcome.as<SystemError>());
-        QCOMPARE(outcome.as<SystemError>()->code, ENOSPC);
         QCOMPARE(outcome.text(), target + u": No space left on device"_s);
     }
 
@@ -439,8 +438,6 @@ private Q_SLOTS:
         const auto outcome = store(server.url(), target);
         StandIns::beforeWrite = nullptr;
         QVERIFY(outcome.as<SystemError>());
-        QCOMPARE(outcome.as<SystemError>()->code, error);
-        QCOMPARE(outcome.as<SystemError>()->path, target);
         QCOMPARE(outcome.text(), target + u": "_s + qt_error_string(error));
         QCOMPARE(calls, 2);
     }

@@ -8,10 +8,8 @@ using namespace Qt::StringLiterals;
 
 SystemError SystemError::fromErrno(int errorNumber, const QString &path)
 {
-    const auto reason = QString::fromStdString(std::generic_category().message(errorNumber));
-    SystemError error(path + u": "_s + reason, errorNumber);
-    error.path = path;
-    return error;
+    return SystemError(path + u": "_s +
+                       QString::fromStdString(std::generic_category().message(errorNumber)));
 }
 
 QString describe(const std::exception_ptr &error)

@@ -39,15 +39,10 @@ class SystemError final : public Error
 {
 public:
     /// @param text names what failed, for example a path.
-    /// @param errorNumber errno where known, else 0.
-    explicit SystemError(const QString &text, int errorNumber = 0) : Error(text), code(errorNumber)
-    {}
+    explicit SystemError(const QString &text) : Error(text) {}
 
     /// Returns the error of a failed call on `path`: the path, ": " and the system's text.
     static SystemError fromErrno(int errorNumber, const QString &path);
-
-    int code;
-    QString path; ///< Names what failed; empty when unknown.
 };
 
 /// A failure of the network layer, in that layer's own words.

@@ -153,18 +153,14 @@ void Files::writeAtomically(const QString &path, const QByteArray &content,
 {
     const QString hidden = hiddenSibling(path);
     const auto cleanup = qScopeGuard([&hidden] { QFile::remove(hidden); }); // after a failure
-    try {
-        OutputFile file(hidden);
-        file.write({content.constData(), static_cast<size_t>(content.size())});
-        file.sync();
-        checkCancellation(stop);
-        std::error_code error;
-        fs::rename(native(hidden), native(path), error);
-        check(error.value(), path);
-        check(Disk::syncNames(QFile::encodeName(parentOf(hidden))), path);
-    } catch (const SystemError &failed) {
-        throw SystemError::fromErrno(failed.code, path);
-    }
+    OutputFile file(hidden, path);
+    file.write({content.constData(), static_cast<size_t>(content.size())});
+    file.sync();
+    checkCancellation(stop);
+    std::error_code error;
+    fs::rename(native(hidden), native(path), error);
+    check(error.value(), path);
+    check(Disk::syncNames(QFile::encodeName(parentOf(hidden))), path);
 }
 
 void Files::sync(const QString &folder, const std::stop_token &stop)

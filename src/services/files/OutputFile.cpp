@@ -14,7 +14,8 @@ namespace brindle {
 
 // System calls open and write the file, because QFile drops the errno of a full disk.
 
-OutputFile::OutputFile(const QString &path) : path_(path)
+OutputFile::OutputFile(const QString &path, const QString &shownPath)
+    : path_(shownPath.isEmpty() ? path : shownPath)
 {
     constexpr int flags = O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC;
     const int descriptor = ::open(QFile::encodeName(path).constData(), flags, S_IRUSR | S_IWUSR);

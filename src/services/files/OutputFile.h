@@ -13,8 +13,9 @@ namespace brindle {
 class OutputFile
 {
 public:
-    /// Creates the file, for this user alone. Fails if anything has that name.
-    explicit OutputFile(const QString &path);
+    /// Creates the file, for this user alone. Fails if anything has that name. Errors name
+    /// `shownPath` in place of `path` unless it is empty.
+    explicit OutputFile(const QString &path, const QString &shownPath = {});
 
     const QString &path() const { return path_; }
     /// Appends all of `bytes`.
@@ -29,7 +30,7 @@ public:
 private:
     void check(int error) const;
 
-    QString path_; // a QFile that is opened by descriptor has no name
+    QString path_; // in errors
     std::shared_ptr<QFile> file_ = std::make_shared<QFile>();
 };
 

@@ -74,8 +74,6 @@ void Storage::removeAll(const std::stop_token &stop) const
     }
     clearMarkers();
     Files::removeLeftovers(root, stop);
-    // An earlier version renamed the whole folder.
-    Files::removeLeftovers(QFileInfo(folder).path(), stop);
     if (folder.isEmpty() || QDir().rmdir(folder)) {
         QFile::remove(root);
     }
