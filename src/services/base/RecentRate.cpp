@@ -6,7 +6,6 @@ namespace {
 
 constexpr Clock::Duration window{10};
 constexpr Clock::Duration shortestSpan{1};
-constexpr Clock::Duration step{0.25};
 
 } // namespace
 
@@ -14,11 +13,6 @@ void RecentRate::add(Clock::Duration time, qint64 count)
 {
     if (!samples_.isEmpty() && count < samples_.last().count) {
         samples_.clear();
-    }
-    // Replace the newest sample while it is closer than a step to the one before.
-    const qsizetype size = samples_.size();
-    if (size > 1 && samples_.at(size - 1).time - samples_.at(size - 2).time < step) {
-        samples_.removeLast();
     }
     samples_.append({time, count});
     while (samples_.first().time < time - window) {

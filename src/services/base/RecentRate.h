@@ -26,7 +26,7 @@ private:
         qint64 count;
     };
 
-    QList<Sample> samples_; // at most one per 0.25 s within the window, plus the newest
+    QList<Sample> samples_; // of the last ten seconds
 };
 
 } // namespace brindle

@@ -32,20 +32,20 @@ bool isControl(QChar c)
 }
 
 /// Writes at least 1000 bytes, in the first unit with a count below 1000.
-QString inUnits(quint64 bytes)
+QString inUnits(qint64 bytes)
 {
     constexpr QStringView prefixes = u"KMGTPE";
-    quint64 unit = 1000;
-    quint64 parts = 1; // KB are whole, MB in tenths, larger units in hundredths
+    qint64 unit = 1000;
+    qint64 parts = 1; // KB are whole, MB in tenths, larger units in hundredths
     for (qsizetype i = 0;; ++i) {
-        const quint64 part = unit / parts;
-        const quint64 count = bytes / part + (bytes % part >= part / 2 ? 1 : 0);
+        const qint64 part = unit / parts;
+        const qint64 count = bytes / part + (bytes % part >= part / 2 ? 1 : 0);
         if (count < 1000 * parts || i + 1 == prefixes.size()) {
             const double number = static_cast<double>(count) / static_cast<double>(parts);
             return QString::number(number, 'g', 5) + u' ' + prefixes[i] + u'B';
         }
         unit *= 1000;
-        parts = std::min<quint64>(parts * 10, 100);
+        parts = std::min<qint64>(parts * 10, 100);
     }
 }
 
@@ -85,16 +85,13 @@ QStringView Text::withoutWhitespace(QStringView text)
 
 QString Text::byteCount(qint64 bytes)
 {
-    // Negated as unsigned, because the smallest number has no positive counterpart.
-    const quint64 size = bytes < 0 ? ~static_cast<quint64>(bytes) + 1 : static_cast<quint64>(bytes);
-    const QString sign = bytes < 0 ? u"-"_s : QString();
-    if (size == 0) {
+    if (bytes == 0) {
         return u"Zero KB"_s;
     }
-    if (size == 1) {
-        return sign + u"1 byte"_s;
+    if (bytes == 1) {
+        return u"1 byte"_s;
     }
-    return sign + (size < 1000 ? QString::number(size) + u" bytes"_s : inUnits(size));
+    return bytes < 1000 ? QString::number(bytes) + u" bytes"_s : inUnits(bytes);
 }
 
 QString Text::timeLeft(double seconds)

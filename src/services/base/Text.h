@@ -37,7 +37,7 @@ void eachLine(QStringView text, Use use)
     use(text.sliced(begin));
 }
 
-/// Writes a byte count like macOS's formatter in its file style: powers of 1000, "Zero KB",
+/// Writes a byte count of 0 or more like macOS's formatter in its file style: powers of 1000, "Zero KB",
 /// "1 byte", "999 bytes", whole KB, MB with at most one decimal, larger units with at most two.
 QString byteCount(qint64 bytes);
 

@@ -52,22 +52,22 @@ runOnWorker(F work, std::stop_token stop = {},
     checkCancellation(stop);
     using Result = std::invoke_result_t<F>;
     using Value = std::conditional_t<std::is_void_v<Result>, std::monostate, Result>;
-    const OneShot<Value> result;
-    start([work = std::move(work), result]() mutable {
+    const OneShot<Value> end;
+    start([work = std::move(work), end]() mutable {
         try {
             if constexpr (std::is_void_v<Result>) {
                 work();
-                result.resume();
+                end.resume();
             } else {
-                result.resume(work());
+                end.resume(work());
             }
         } catch (...) {
-            result.fail(std::current_exception());
+            end.fail(std::current_exception());
         }
     });
     const std::stop_callback onStop(
-        stop, [result] { result.fail(std::make_exception_ptr(CancellationError())); });
-    [[maybe_unused]] Value value = co_await result;
+        stop, [end] { end.fail(std::make_exception_ptr(CancellationError())); });
+    [[maybe_unused]] Value value = co_await end;
     checkCancellation(stop);
     if constexpr (!std::is_void_v<Result>) {
         co_return value;

@@ -33,24 +33,6 @@ constexpr std::chrono::seconds patience{1};
         u"Unzipping failed (ditto exit code %1). The download may be damaged."_s.arg(status));
 }
 
-/// Unpacks into `folder`; errors name `destination`.
-QCoro::Task<> unpack(QString archiveTool, QString zip, std::shared_ptr<QFile> file, QString folder,
-                     QString destination, std::stop_token stop)
-{
-    const int descriptor = file->handle();
-    const QStringList arguments{u"-x"_s, u"-k"_s, u"/dev/fd/%1"_s.arg(descriptor), folder};
-    const qint32 status = co_await Tools::run(archiveTool, arguments, stop, descriptor);
-    checkCancellation(stop);
-    if (status != 0) {
-        fail(status, destination);
-    }
-    // Deleted now, so that no sync has to write it out.
-    co_await runOnWorker([zip, file = std::move(file)]() mutable {
-        file.reset();
-        QFile::remove(zip);
-    });
-}
-
 } // namespace
 
 QCoro::Task<qint32> Tools::run(QString program, QStringList arguments, std::stop_token stop,
@@ -70,10 +52,23 @@ QCoro::Task<> Tools::unzip(QString archiveTool, QString zip, std::shared_ptr<QFi
 {
     const auto make = [destination] { return Files::makeHiddenBeside(destination); };
     const QString folder = co_await runOnWorker(make);
+    const int descriptor = file->handle();
+    const QStringList arguments{u"-x"_s, u"-k"_s, u"/dev/fd/%1"_s.arg(descriptor), folder};
     std::exception_ptr error;
     try {
-        co_await unpack(archiveTool, zip, std::move(file), folder, destination, stop);
-        co_await runOnWorker([place, folder] { place(folder); }, stop);
+        const qint32 status = co_await run(archiveTool, arguments, stop, descriptor);
+        checkCancellation(stop);
+        if (status != 0) {
+            fail(status, destination);
+        }
+        auto finish = [=, file = std::move(file)]() mutable {
+            // Delete the archive before `place` syncs the disk.
+            file.reset();
+            QFile::remove(zip);
+            checkCancellation(stop);
+            place(folder);
+        };
+        co_await runOnWorker(std::move(finish), stop);
     } catch (...) {
         error = std::current_exception();
     }
