@@ -38,6 +38,20 @@ private Q_SLOTS:
         QCOMPARE(other.tryLock(), Outcome::held);
     }
 
+    void aRefusedLockLeavesNoDescriptorOpen()
+    {
+        ProcessLock one(file());
+        ProcessLock other(file());
+        QCOMPARE(one.tryLock(), Outcome::held);
+        // The system gives the lowest free number.
+        const int before = dup(STDERR_FILENO);
+        close(before);
+        QCOMPARE(other.tryLock(), Outcome::taken);
+        const int after = dup(STDERR_FILENO);
+        close(after);
+        QCOMPARE(after, before);
+    }
+
     void oneProcessHoldsAFolder()
     {
         const QString folder = file("folder");
