@@ -196,13 +196,11 @@ Sandbox::Parts Sandbox::available()
 Sandbox::Parts Sandbox::enter(const Rules &rules)
 {
     limit(RLIMIT_CORE, 0);
-    if (rules.maxFileBytes > 0) {
-        // Otherwise a write over the limit ends the process without a message.
-        std::signal(SIGXFSZ, SIG_IGN);
-        limit(RLIMIT_FSIZE, rules.maxFileBytes);
-    }
+    // Otherwise a write over the limit ends the process without a message.
+    std::signal(SIGXFSZ, SIG_IGN);
+    limit(RLIMIT_FSIZE, rules.maxFileBytes);
     const Parts parts = available();
-    if (rules.maxMemory > 0 && parts.memory) {
+    if (parts.memory) {
         limit(RLIMIT_AS, rules.maxMemory);
     }
 #ifdef __linux__

@@ -18,8 +18,8 @@ struct Rules
     /// Files and folders below it may be listed, made, written and removed. If the folder is
     /// missing, nothing may. No file may be opened for reading, so open the input before.
     std::string writableFolder;
-    uint64_t maxMemory = 0;    ///< bytes of address space; 0 for no limit
-    uint64_t maxFileBytes = 0; ///< for each written file; 0 for no limit
+    uint64_t maxMemory;    ///< bytes of address space
+    uint64_t maxFileBytes; ///< for each written file
 };
 
 struct Parts
