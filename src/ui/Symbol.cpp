@@ -27,7 +27,7 @@ QImage silhouette(QSvgRenderer &drawing, const QRectF &place, const QSize &size,
 /// Blurs by scaling down and up again.
 QImage blurred(const QImage &image, qreal radius)
 {
-    const QSize small = (image.size() / std::max(1.0, radius)).expandedTo({1, 1});
+    const QSize small = image.size() / std::max(1.0, radius);
     return image.scaled(small, Qt::IgnoreAspectRatio, Qt::SmoothTransformation)
         .scaled(image.size(), Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
 }
