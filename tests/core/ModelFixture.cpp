@@ -39,7 +39,10 @@ ModelFixture::ModelFixture() : platform(row(folder_))
 AppModel &ModelFixture::model()
 {
     if (!model_) {
-        await(modelAtStart().refreshState());
+        modelAtStart();
+        // Until the look at the start has ended.
+        WorkerHold().open();
+        QCoreApplication::processEvents();
     }
     return *model_;
 }

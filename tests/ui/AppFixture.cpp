@@ -2,6 +2,7 @@
 
 #include "base/Clock.h"
 #include "support/Await.h"
+#include "support/WorkerHold.h"
 
 #include <QGuiApplication>
 #include <QPointer>
@@ -37,7 +38,8 @@ void AppFixture::start()
     QGuiApplication::exec();
     app_ = std::make_unique<BrindleApp>(desktop_);
     endings_ = std::make_unique<QSignalSpy>(app_.get(), &BrindleApp::ending);
-    await(model().refreshState()); // or the look at the start could end during a test
+    WorkerHold().open(); // or the look at the start could end during a test
+    await(model().refreshState());
     app_->open();
     spinUntil([this] { return app_->window()->isExposed(); });
 }
