@@ -99,6 +99,7 @@ DesktopSession::DesktopSession(AppModel &model, QQuickWindow &window)
 
 DesktopSession::~DesktopSession()
 {
+    withdraw();
     if (isBusy_) {
         end();
     }

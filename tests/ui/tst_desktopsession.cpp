@@ -127,24 +127,6 @@ private Q_SLOTS:
         spinUntil([this] { return portalLog().size() == 3; });
     }
 
-    void everyEndLetsGo_data()
-    {
-        QTest::addColumn<AppState>("end");
-        QTest::newRow("ready") << AppState::ready();
-        QTest::newRow("failed") << AppState::needs(u"x"_s);
-        QTest::newRow("cancelled") << AppState::notDownloaded();
-        QTest::newRow("starting") << AppState::starting();
-    }
-
-    void everyEndLetsGo()
-    {
-        QFETCH(AppState, end);
-        startDownload();
-        model().set(&Status::state, end);
-        spinUntil([this] { return portalLog().size() == 2 && services_->login.isReleased(); });
-        QCOMPARE(portalLog().last(), u"close"_s);
-    }
-
     void theLaunchersEndLetsGo()
     {
         startDownload();
@@ -160,36 +142,28 @@ private Q_SLOTS:
         spinUntil([&] { return !login.log.isEmpty() && login.isReleased(); });
     }
 
-    void nobodyNeedsToAgree()
+    void noAnswerMatters_data()
     {
-        services_->portal.answer = Answer::refuse;
-        services_->login.answer = Answer::refuse;
-        launcher_->download();
-        spinUntil([this] { return !services_->login.log.isEmpty(); });
-        model().set(&Status::state, AppState::ready());
-        waitForMessages();
+        QTest::addColumn<Answer>("answer");
+        QTest::newRow("a refusal") << Answer::refuse;
+        QTest::newRow("nonsense") << Answer::nonsense;
+        QTest::newRow("silence") << Answer::never;
     }
 
-    void nonsenseIsHarmless()
+    void noAnswerMatters()
     {
-        services_->portal.answer = Answer::nonsense;
-        services_->notifications.answer = Answer::nonsense;
-        startDownload();
-        model().set(&Status::state, AppState::ready());
-        // A grant ends with the connection.
-        spinUntil([this] { return portalLog().size() == 2; });
-        waitForMessages();
-    }
-
-    void aServiceThatNeverAnswersHoldsNothingUp()
-    {
-        services_->portal.answer = Answer::never;
-        services_->notifications.answer = Answer::never;
+        QFETCH(const Answer, answer);
+        services_->portal.answer = answer;
+        services_->notifications.answer = answer;
+        // The portal is asked afterwards.
+        services_->login.answer = answer == Answer::never ? Answer::reply : answer;
         startDownload();
         model().set(&Status::state, AppState::needs(u"x"_s));
+        if (answer != Answer::never) {
+            spinUntil([this] { return portalLog().size() == 2; });
+        }
         waitForMessages();
-        QVERIFY(services_->notifications.shown.isEmpty());
-        launcher_.reset();
+        QCOMPARE(services_->notifications.shown.isEmpty(), answer != Answer::nonsense);
     }
 
     void aKilledLauncherLetsGo()
@@ -286,47 +260,37 @@ private Q_SLOTS:
         QCOMPARE(shown.size(), 1);
     }
 
-    void whoeverLooksIsToldNothing()
+    void onlyAnUnseenEndIsAnnounced_data()
     {
+        QTest::addColumn<QWindow::Visibility>("visibility");
+        QTest::addColumn<bool>("focused");
+        QTest::addColumn<bool>("announced");
+        QTest::newRow("in front") << QWindow::Windowed << true << false;
+        QTest::newRow("in the background") << QWindow::Windowed << false << true;
+        QTest::newRow("closed") << QWindow::Hidden << true << true;
+        QTest::newRow("minimised") << QWindow::Minimized << true << true;
+    }
+
+    void onlyAnUnseenEndIsAnnounced()
+    {
+        QFETCH(const QWindow::Visibility, visibility);
+        QFETCH(const bool, focused);
+        QFETCH(const bool, announced);
         QQuickWindow &window = *launcher_->window;
-        window.show();
-        window.requestActivate();
-        QVERIFY(QTest::qWaitForWindowActive(&window));
+        QQuickWindow other; // has the focus where the launcher can't
+        QQuickWindow &front = visibility == QWindow::Windowed ? window : other;
+        window.setVisibility(visibility);
+        front.show();
+        front.requestActivate();
+        QVERIFY(QTest::qWaitForWindowActive(&front));
+        if (!focused) {
+            loseTheFocus();
+        }
         startDownload();
         model().set(&Status::state, AppState::ready());
-        spinUntil([this] { return portalLog().size() == 2; });
+        spinUntil([&] { return !announced || !services_->notifications.shown.isEmpty(); });
         waitForMessages();
-        QVERIFY(services_->notifications.shown.isEmpty());
-
-        // In the background.
-        launcher_->download();
-        loseTheFocus();
-        QVERIFY(window.isVisible());
-        spinUntil([this] { return portalLog().size() == 3; });
-        model().set(&Status::state, AppState::ready());
-        spinUntil([this] { return services_->notifications.shown.size() == 1; });
-
-        // Closed, and a question in front.
-        window.hide();
-        QQuickWindow question;
-        question.show();
-        question.requestActivate();
-        QVERIFY(QTest::qWaitForWindowActive(&question));
-        launcher_->download();
-        spinUntil([this] { return portalLog().size() == 5; });
-        model().set(&Status::state, AppState::ready());
-        spinUntil([this] { return services_->notifications.shown.size() == 2; });
-        question.hide();
-
-        // Minimised.
-        window.show();
-        launcher_->download();
-        window.requestActivate();
-        QVERIFY(QTest::qWaitForWindowActive(&window));
-        window.showMinimized();
-        spinUntil([this] { return portalLog().size() == 7; });
-        model().set(&Status::state, AppState::ready());
-        spinUntil([this] { return services_->notifications.shown.size() == 3; });
+        QCOMPARE(services_->notifications.shown.size(), announced ? 1 : 0);
     }
 
     void whoeverCancelsIsToldNothing()
@@ -360,10 +324,6 @@ private Q_SLOTS:
     {
         QFETCH(QString, why);
         QFETCH(bool, isLate);
-        PipelineFixture fixture;
-        fixture.stall(ReleaseHost::gamePath());
-        launcher_ = std::make_unique<Launcher>(&fixture);
-        const auto end = qScopeGuard([this] { launcher_.reset(); }); // before the model
         QQuickWindow &window = *launcher_->window;
         if (why == u"it is no longer minimised") {
             window.show();
@@ -372,23 +332,19 @@ private Q_SLOTS:
         }
         const auto act = [&] {
             if (why == u"a new Play") {
-                model().play();
+                launcher_->download();
             } else {
                 window.showNormal();
                 window.requestActivate();
             }
         };
         auto &server = services_->notifications;
-        bool isShown = false;
-        server.beforeReply = [&] {
-            isShown = true;
-            if (isLate) {
-                act();
-            }
-        };
+        if (isLate) {
+            server.beforeReply = act;
+        }
         startDownload();
         model().set(&Status::state, AppState::needs(u"x"_s));
-        spinUntil([&] { return isShown; });
+        spinUntil([&] { return !server.shown.isEmpty(); });
         waitForMessages();
         if (!isLate) {
             QVERIFY(server.withdrawn.isEmpty());
