@@ -1,4 +1,4 @@
-// Tests removals, moves and whole-file writes.
+// Tests removals, moves and whole-file writes, and the order of their syncs and renames.
 
 #include "base/Error.h"
 #include "files/Files.h"
@@ -16,6 +16,7 @@
 #include <cerrno>
 #include <functional>
 #include <memory>
+#include <optional>
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -70,16 +71,25 @@ class TestFiles : public QObject
     Q_OBJECT
 
     std::unique_ptr<QTemporaryDir> folder_;
-    const SystemCalls calls_; // no test needs to wait for the disk
+    std::optional<SystemCalls> calls_; // no test needs to wait for the disk
 
     QString path(const QString &name) const { return folder_->filePath(name); }
     QStringList left() const { return sortedNames(folder_->path()); }
+
+    QString hidden() const { return path(u".brindle-…"_s); }
+    static QString syncFile(const QString &path) { return u"sync "_s + path; }
+    static QString syncAll(const QString &path) { return u"sync all of "_s + path; }
+    static QString rename(const QString &from, const QString &to)
+    {
+        return u"rename %1 to %2"_s.arg(from, to);
+    }
 
 private Q_SLOTS:
     void init()
     {
         folder_ = std::make_unique<QTemporaryDir>();
         setMode(folder_->path(), 0755);
+        calls_.emplace();
     }
 
     void createsFoldersWithTheirParents()
@@ -249,7 +259,9 @@ private Q_SLOTS:
         writeFile(from, "content");
         const QString to = path(u"none/to"_s);
         verifyFails([&] { Files::move(from, to); }, ENOENT, to);
-        QVERIFY(exists(from));
+        calls_->before = [](const QString &) { return EIO; };
+        verifyFails([&] { Files::move(from, path(u"to"_s)); }, EIO, from);
+        QCOMPARE(left(), QStringList{u"from"_s});
     }
 
     void aFilledFolderIsNotReplaced()
@@ -337,6 +349,103 @@ private Q_SLOTS:
         setMode(path(u"a"_s), 02775);
         Files::createFolder(path(u"a"_s));
         QCOMPARE(modeOf(path(u"a"_s)), u"2775"_s);
+    }
+
+    void aFileIsSyncedBeforeItsName()
+    {
+        const QString file = path(u"info.json"_s);
+        Files::writeAtomically(file, "content");
+        QCOMPARE(calls_->lines(), (QStringList{syncFile(hidden()), rename(hidden(), file),
+                                               syncFile(folder_->path())}));
+    }
+
+    void aFailedSyncFailsTheWrite_data()
+    {
+        QTest::addColumn<bool>("ofTheFolder");
+        QTest::addColumn<int>("error");
+        QTest::addColumn<bool>("isFailure");
+        QTest::newRow("the file") << false << EINVAL << true;
+        QTest::newRow("the name") << true << EIO << true;
+        QTest::newRow("no request for names") << true << EINVAL << false;
+        QTest::newRow("nor for others") << true << ENOTSUP << false;
+    }
+    void aFailedSyncFailsTheWrite()
+    {
+        QFETCH(const bool, ofTheFolder);
+        QFETCH(const int, error);
+        QFETCH(const bool, isFailure);
+        const QString file = path(u"info.json"_s);
+        Files::writeAtomically(file, "old");
+        calls_->before = [&](const QString &line) {
+            return line == syncFile(ofTheFolder ? folder_->path() : hidden()) ? error : 0;
+        };
+        const auto write = [&] { Files::writeAtomically(file, "new"); };
+        isFailure ? verifyFails(write, error, file) : write();
+        QCOMPARE(readFile(file), ofTheFolder ? "new" : "old");
+        QCOMPARE(left(), QStringList{u"info.json"_s});
+    }
+
+    void aMovedFolderIsSyncedBeforeItsName()
+    {
+        writeFile(path(u"from/file"_s), "content");
+        QVERIFY(QDir().mkpath(path(u"place"_s)));
+        Files::move(path(u"from"_s), path(u"place/to"_s));
+        QCOMPARE(calls_->lines(), (QStringList{syncAll(path(u"from"_s)),
+                                               rename(path(u"from"_s), path(u"place/to"_s)),
+                                               syncFile(path(u"place"_s))}));
+    }
+
+    void ofAMovedLinkItsOwnFolderIsSynced()
+    {
+        QVERIFY(QFile::link(u"/dev/shm"_s, path(u"link"_s)));
+        Files::move(path(u"link"_s), path(u"other"_s));
+        QCOMPARE(calls_->lines().value(0), syncAll(folder_->path()));
+    }
+
+    void aRemovedFolderIsRenamedBeforeItIsDeleted()
+    {
+        writeFile(path(u"tree/file"_s), "content");
+        Files::remove(path(u"tree"_s));
+        QCOMPARE(calls_->lines(),
+                 (QStringList{rename(path(u"tree"_s), hidden()), syncFile(folder_->path())}));
+    }
+
+    void aFolderIsSyncedAsAWhole()
+    {
+        Files::sync(folder_->path());
+        QCOMPARE(calls_->lines(), QStringList{syncAll(folder_->path())});
+        QVERIFY_THROWS_EXCEPTION(SystemError, Files::sync(path(u"none"_s)));
+    }
+
+    void nothingGetsItsNameAfterAStop_data()
+    {
+        QTest::addColumn<QString>("call");
+        QTest::newRow("a file") << u"write"_s;
+        QTest::newRow("a moved folder") << u"move"_s;
+        QTest::newRow("a synced folder") << u"sync"_s;
+    }
+    void nothingGetsItsNameAfterAStop()
+    {
+        QFETCH(const QString, call);
+        writeFile(path(u"from/file"_s), "content");
+        std::stop_source stop;
+        calls_->before = [&](const QString &line) {
+            if (line.startsWith(u"sync")) {
+                stop.request_stop(); // while the disk is waited for
+            }
+            return 0;
+        };
+        const auto act = [&] {
+            if (call == u"write") {
+                Files::writeAtomically(path(u"info.json"_s), "content", stop.get_token());
+            } else if (call == u"move") {
+                Files::move(path(u"from"_s), path(u"to"_s), stop.get_token());
+            } else {
+                Files::sync(folder_->path(), stop.get_token());
+            }
+        };
+        QVERIFY_THROWS_EXCEPTION(CancellationError, act());
+        QCOMPARE(left(), QStringList{u"from"_s});
     }
 };
 

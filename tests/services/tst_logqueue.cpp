@@ -91,15 +91,6 @@ private Q_SLOTS:
         QCOMPARE(log.lines(), QStringList{line(1)});
     }
 
-    void linesAreCleanedOnce()
-    {
-        LogStore log;
-        const auto sink = std::make_shared<LogQueue>(&log);
-        sink->append(u"\x1b\x1b[0m[0mx\r\n"_s);
-        sink->flush();
-        QCOMPARE(log.lines(), QStringList{u"\x1b[0mx"_s});
-    }
-
     void aFullQueueLetsTheOldestGo()
     {
         LogStore log;

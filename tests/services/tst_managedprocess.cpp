@@ -63,12 +63,6 @@ bool killPrinted(const QString &pid)
     return pid.toInt() > 1 && ::kill(pid.toInt(), SIGKILL) == 0;
 }
 
-size_t openDescriptors()
-{
-    const auto all = QDir::AllEntries | QDir::System | QDir::NoDotAndDotDot;
-    return static_cast<size_t>(QDir(u"/dev/fd"_s).entryList(all).size());
-}
-
 thread_local bool startsChild = false;
 int wordsToChildren = 0;
 
@@ -219,17 +213,6 @@ private Q_SLOTS:
         }
     }
 
-    void keepsNoDescriptorOfAnEndedChild()
-    {
-        linesOf(u""_s);
-        const size_t before = openDescriptors();
-        for (int i = 0; i < 8; ++i) {
-            linesOf(u"out:a"_s);
-        }
-        // The last reader threads may still be closing theirs.
-        spinUntil([&] { return openDescriptors() <= before; });
-    }
-
     void inheritsStandardInput()
     {
         const QTemporaryDir folder;
@@ -299,46 +282,25 @@ private Q_SLOTS:
         QVERIFY(wordsToChildren == 0 || dlsym(RTLD_DEFAULT, "__asan_init"));
     }
 
-    void returnsTheExitCode_data()
+    void returnsTheStatus_data()
     {
-        QTest::addColumn<int>("code");
+        QTest::addColumn<QString>("steps");
+        QTest::addColumn<int>("status");
         for (const int code : {0, 3, 255}) {
-            QTest::addRow("%d", code) << code;
+            QTest::addRow("exit %d", code) << u"out:bye exit:%1"_s.arg(code) << code;
         }
-    }
-    void returnsTheExitCode()
-    {
-        QFETCH(int, code);
-        ChildRun run(u"exit:%1"_s.arg(code));
-        QCOMPARE(run.status(), code);
-    }
-
-    void returnsTheSignal_data()
-    {
-        QTest::addColumn<int>("number");
         for (const int number : {SIGHUP, SIGABRT, SIGKILL, SIGSEGV, SIGTERM}) {
-            QTest::addRow("%d", number) << number;
+            QTest::addRow("signal %d", number) << u"out:bye signal:%1"_s.arg(number) << number;
         }
     }
-    void returnsTheSignal()
+    void returnsTheStatus()
     {
-        QFETCH(int, number);
-        ChildRun run(u"out:bye signal:%1"_s.arg(number));
-        QCOMPARE(run.status(), number);
+        QFETCH(const QString, steps);
+        QFETCH(const int, status);
+        ChildRun run(steps);
+        QCOMPARE(run.status(), status);
         QCOMPARE(run.lines->all(), QStringList{u"bye"_s});
         QVERIFY(!run.process->isRunning());
-    }
-
-    void knowsWhetherItRuns()
-    {
-        const Gate gate;
-        ManagedProcess process(testChild(), {u"gate:"_s + gate.path()}, [](const QString &) {});
-        QVERIFY(!process.isRunning());
-        auto task = process.run();
-        QVERIFY(process.isRunning());
-        gate.open();
-        QCOMPARE(await(std::move(task)), 0);
-        QVERIFY(!process.isRunning());
     }
 
     void terminatesARunningChild()
@@ -354,14 +316,6 @@ private Q_SLOTS:
         ChildRun run(u"wait:"_s);
         run.stop.request_stop();
         QCOMPARE(run.status(), SIGTERM);
-    }
-
-    void terminatesAChildWhoseStopCameFirst()
-    {
-        std::stop_source stop;
-        stop.request_stop();
-        ManagedProcess process(testChild(), {u"wait:"_s}, [](const QString &) {});
-        QCOMPARE(await(process.run(stop.get_token())), SIGTERM);
     }
 
     void killsAChildThatIsBeingLaunched()
@@ -420,37 +374,6 @@ private Q_SLOTS:
         QCOMPARE(run.status(), 4); // the gate is shut, so the copy still holds the pipe
         QCOMPARE(run.lines->all().mid(1), (QStringList{u"done"_s, u"rest"_s}));
         gate.open();
-    }
-
-    void doesNotWaitForOthersThatFloodThePipe()
-    {
-        const Lifeline lifeline;
-        const QString steps = uR"(hold:%1 fork: lines:1000000000 parent: out:\ndone\n exit:4)"_s;
-        QString pid;
-        bool done = false;
-        const auto onLine = [&](const QString &line) {
-            pid = pid.isEmpty() ? line : pid;
-            done = done || line == u"done"_s;
-        };
-        ManagedProcess process(testChild(), steps.arg(lifeline.path()).split(u' '), onLine);
-        QCOMPARE(await(process.run()), 4);
-        QVERIFY(done);
-        QVERIFY(!lifeline.isDropped());
-        QVERIFY2(killPrinted(pid), qPrintable(pid));
-        spinUntil([&] { return lifeline.isDropped(); });
-    }
-
-    void outlastsAChildThatClosesItsOutput()
-    {
-        const Gate gate;
-        const QTemporaryDir folder;
-        const QString closed = folder.filePath(u"closed"_s);
-        ChildRun run(u"out:bye close: touch:%1 gate:%2 exit:5"_s.arg(closed, gate.path()));
-        spinUntil([&] { return QFile::exists(closed); });
-        QVERIFY(run.process->isRunning());
-        gate.open();
-        QCOMPARE(run.status(), 5);
-        QCOMPARE(run.lines->all(), QStringList{u"bye"_s});
     }
 
     void mayBeDestroyedWhileTheChildRuns()

@@ -218,22 +218,6 @@ private Q_SLOTS:
         QCOMPARE(thrownBy(start(tool(script))), message);
     }
 
-    void aMissingToolIsNamed()
-    {
-        QCOMPARE(thrownBy(start(at(u"no tool"_s))),
-                 at(u"no tool"_s) + u": "_s + qt_error_string(ENOENT));
-        QCOMPARE(Files::names(at(u"new"_s)), QStringList{u"place"_s});
-    }
-
-    void aFolderThatCannotBeMadeIsNamed()
-    {
-        QVERIFY(QDir().rmdir(at(u"new"_s)));
-        writeFile(at(u"new"_s), "a file");
-        const auto thrown = thrownBy(start(tool()));
-        QVERIFY2(thrown && thrown->contains(at(u"new"_s)), qPrintable(thrown.value_or(u""_s)));
-        QVERIFY(called().isEmpty());
-    }
-
     void aCancelBeforeTheStartChangesNothing()
     {
         writeFile(place() + u"/old"_s, "old");

@@ -4,6 +4,8 @@
 
 #include <QFile>
 #include <QFileInfo>
+#include <QTcpServer>
+#include <QTcpSocket>
 #include <QTest>
 
 #include <sys/stat.h>
@@ -39,6 +41,20 @@ private Q_SLOTS:
         QCOMPARE(seen.headers.value("accept-encoding"), QByteArray("identity"));
         QCOMPARE(seen.headers.value("user-agent"), QByteArray("Brindle"));
         QCOMPARE(server.requestCount(), 1);
+    }
+
+    void offersNoHttp2()
+    {
+        QTcpServer server;
+        QVERIFY(server.listen(QHostAddress::LocalHost));
+        const QUrl url(u"https://127.0.0.1:%1/"_s.arg(server.serverPort()));
+        auto task = Transfer::toMemory(url, 100, {});
+        spinUntil([&] { return server.hasPendingConnections(); });
+        QTcpSocket *const socket = server.nextPendingConnection();
+        spinUntil([&] { return socket->bytesAvailable() > 100; });
+        QVERIFY(!socket->readAll().contains("\x02h2"));
+        socket->abort();
+        QVERIFY(outcomeOf(std::move(task)).error);
     }
 
     void storesTheBody_data()
@@ -99,18 +115,21 @@ private Q_SLOTS:
             connection.respond(200, {{"Content-Length", length}}, content);
         });
         std::vector<qint64> written;
-        bool isRight = true;
+        bool isRight = std::signal(SIGPIPE, SIG_DFL) != SIG_ERR;
         const auto main = std::this_thread::get_id();
         std::optional<std::thread::id> thread;
         const auto onProgress = [&](qint64 bytes, qint64 expected, double rate) {
             written.push_back(bytes);
             const auto here = std::this_thread::get_id();
             // A server that leaves during the end of TLS causes SIGPIPE, which ends a process.
+            // libcurl's own way would change the process for other threads.
             sigset_t blocked;
+            struct sigaction action = {};
             isRight = isRight && (withLength ? expected == 1'000'000 : expected < 0) && rate > 0 &&
                       here != main && thread.value_or(here) == here &&
                       pthread_sigmask(SIG_BLOCK, nullptr, &blocked) == 0 &&
-                      sigismember(&blocked, SIGPIPE);
+                      sigismember(&blocked, SIGPIPE) &&
+                      sigaction(SIGPIPE, nullptr, &action) == 0 && action.sa_handler == SIG_DFL;
             thread = here;
         };
         QVERIFY(store(server.url(), newPath(), {}, onProgress).value);
@@ -404,21 +423,6 @@ private Q_SLOTS:
         QVERIFY(QFileInfo(target).size() <= 1000);
         QVERIFY(toMemory.as<TransferError>());
         QCOMPARE(toMemory.text(), u"The server's answer is larger than the expected 1000 bytes."_s);
-    }
-
-    void moreThanTheDiskHasIsRefusedAtOnce()
-    {
-        const HttpServer server([&](const HttpRequest &, HttpConnection &connection) {
-            // Four exabytes, of which none comes.
-            connection.write("HTTP/1.1 200 OK\r\nContent-Length: 4000000000000000000\r\n\r\n");
-            connection.waitUntilClosed();
-        });
-        const QString target = newPath();
-        TransferOptions options;
-        options.limit = std::numeric_limits<qint64>::max();
-        const auto outcome = store(server.url(), target, options);
-        QVERIFY(outcome.as<SystemError>());
-        QCOMPARE(outcome.text(), target + u": No space left on device"_s);
     }
 
     void failedWritesNameTheFile_data()

@@ -202,23 +202,6 @@ private Q_SLOTS:
         QCOMPARE(server.requestCount(), requests);
     }
 
-    void refusedRangeThenRefusedFileIsAResult()
-    {
-        CutFile file(pattern(1000), {300});
-        const HttpServer server([&](const HttpRequest &request, HttpConnection &connection) {
-            if (file.requests().isEmpty()) {
-                file.answer(request, connection);
-            } else {
-                connection.respond(404, {}, "gone");
-            }
-        });
-        const auto outcome = fetch(server.url(), withoutWaits());
-        QVERIFY2(outcome.value, qPrintable(outcome.text()));
-        QCOMPARE(outcome.value->status, 404);
-        QVERIFY(outcome.value->body.isEmpty());
-        QCOMPARE(server.requestCount(), 3);
-    }
-
     /// An attempt is fruitless if it brings less than 1 KiB.
     void givesUpAfterFruitlessAttempts_data()
     {
@@ -255,25 +238,6 @@ private Q_SLOTS:
         // The text is libcurl's.
         QVERIFY2(outcome.text().contains(u"bytes remaining"), qPrintable(outcome.text()));
         QCOMPARE(waits(), allWaits);
-    }
-
-    void unreachableForAWhile()
-    {
-        const QByteArray content = pattern(1000);
-        CutFile file(content, {300});
-        const HttpServer second(serving(file));
-        QUrl nowhere = second.url();
-        nowhere.setPort(closedPort());
-        const HttpServer first([&](const HttpRequest &, HttpConnection &connection) {
-            const int which = first.requestCount();
-            if (which != 2) { // the second gets no answer
-                connection.redirect(302, which == 3 ? nowhere : second.url());
-            }
-        });
-        const auto outcome = fetch(first.url(), withoutWaits());
-        QVERIFY2(outcome.value, qPrintable(outcome.text()));
-        QCOMPARE(outcome.value->body, content);
-        QCOMPARE(waits(), (std::vector<Milliseconds>{500ms, 1000ms, 2000ms}));
     }
 
     void progressNeverJumpsBack_data()
@@ -356,27 +320,6 @@ private Q_SLOTS:
         QVERIFY(outcomeOf(std::move(task)).cancelled());
         QVERIFY(isReported);
         QVERIFY(isRight);
-    }
-
-    void limitCountsAllAttempts()
-    {
-        // Chunks, so that no length is known until an answer goes on.
-        const HttpServer server([&](const HttpRequest &, HttpConnection &connection) {
-            const QByteArray chunk = "64\r\n" + QByteArray(100, 'x') + "\r\n";
-            const QByteArray headers = "ETag: \"x\"\r\nTransfer-Encoding: chunked\r\n\r\n";
-            if (server.requestCount() == 1) {
-                connection.write("HTTP/1.1 200 OK\r\nAccept-Ranges: bytes\r\n" + headers + chunk);
-                return;
-            }
-            connection.write(
-                "HTTP/1.1 206 Partial Content\r\nContent-Range: bytes 100-199/200\r\n" + headers);
-            while (connection.write(chunk)) {
-            }
-        });
-        const auto outcome = fetch(server.url(), withoutWaits(), 1000);
-        QVERIFY(outcome.as<TransferError>());
-        QCOMPARE(outcome.text(), u"The server's answer is larger than the expected 1000 bytes."_s);
-        QCOMPARE(server.requestCount(), 2);
     }
 
     void busyServerIsLeftAlone_data()

@@ -19,7 +19,7 @@ public:
     /// for reading. On failure `destination` is as it was. Throws SetupError for a status other
     /// than 200 and for a file over the limit, TransferError for a failure of the network,
     /// SystemError for a failure of this machine, and CancellationError if `stop` is requested
-    /// before the end. The object may be destroyed meanwhile.
+    /// before the end.
     QCoro::Task<std::shared_ptr<QFile>>
     download(QUrl url, QString destination, std::stop_token stop, TransferOptions options = {});
 
