@@ -47,7 +47,7 @@ class AppModel : public QObject
 {
     Q_OBJECT
 
-    // For the views. Texts are raw: the view that shows a text makes it safe to show.
+    // For the views, which make the raw texts safe to show.
 
     /// An AppState::Phase.
     Q_PROPERTY(int phase READ phase NOTIFY changed)
@@ -251,8 +251,8 @@ private:
     bool undecided_ = false; // a removal is running, and its question is not answered
 };
 
-/// Reports the step headlines of one run from worker code. Never keeps the model alive. Make it on
-/// the main thread, then copy and use it on any.
+/// Reports the step headlines of one run from worker code. Does not keep the model alive. Make it
+/// on the main thread; any thread may copy and use it.
 class StatusBox
 {
 public:

@@ -105,7 +105,7 @@ QCoro::Task<> AppModel::completeGame(QString project, std::stop_token stop)
                                                    info().usesCSharp ? u" (.NET)"_s : QString()));
 }
 
-/// Makes Step 2. Returns the engine's program.
+/// Runs Step 2. Returns the engine's program.
 QCoro::Task<QString> AppModel::prepareEngine(EngineSpec spec, std::stop_token stop)
 {
     std::optional<QString> engine = engines.binary(spec);
@@ -123,7 +123,7 @@ QCoro::Task<QString> AppModel::prepareEngine(EngineSpec spec, std::stop_token st
     co_return *engine;
 }
 
-/// Makes Step 3. A failed import is no error, because the engine tries again when it starts the
+/// Runs Step 3. A failed import is no error, because the engine tries again when it starts the
 /// game.
 QCoro::Task<> AppModel::importProject(EngineSpec spec, QString engine, QString project,
                                       std::stop_token stop)

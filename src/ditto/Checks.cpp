@@ -65,7 +65,7 @@ void checkName(const Entry &entry)
     // POSIX NAME_MAX and PATH_MAX of the systems that we run on.
     constexpr size_t maxPart = 255;
     constexpr size_t maxPath = 4095;
-    // Deeper than any tree that somebody works in.
+    // Deeper than any real tree.
     constexpr int maxParts = 256;
     const std::string &name = entry.fileName;
     const auto refuseIf = [&name](bool isWrong, const char *why) {
@@ -181,7 +181,7 @@ void checkTotals(const std::vector<Entry> &entries)
     }
 }
 
-/// Follows a link as the system would. Returns false as soon as it leaves the tree. Adds to `work`.
+/// Follows a link as the system would. Returns whether it stays in the tree. Adds to `work`.
 bool staysInside(std::string_view link, const std::string &target, const Links &links,
                  uint64_t &work)
 {

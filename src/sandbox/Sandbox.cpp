@@ -100,7 +100,7 @@ void confineFiles(const std::string &folder)
         }
         close(rule.parent_fd);
     }
-    // Without it only root may confine itself.
+    // Otherwise only root may confine itself.
     if (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0) {
         fail("prctl");
     }

@@ -8,15 +8,14 @@ namespace brindle {
 /// Confines the calling thread, and all threads and processes that it starts, for good. Enter it
 /// before threads start and before reading untrusted input.
 ///
-/// For Linux. Without a part that its kernel lacks, and on other systems, the process goes on: the
-/// checks of the input are the first defence, the sandbox is the second. macOS only has
-/// sandbox_init(3), which is deprecated and has undocumented profiles.
+/// For Linux. On other systems, and where a kernel lacks a part, the process runs without it: the
+/// checks of the input are the first defence. macOS has only sandbox_init(3), which is deprecated.
 namespace Sandbox {
 
 struct Rules
 {
-    /// Files and folders below it may be listed, made, written and removed. If the folder is
-    /// missing, nothing may. No file may be opened for reading, so open the input before.
+    /// Below this folder, files and folders may be listed, made, written and removed. No file may
+    /// be opened for reading, so open the input before. A missing folder permits nothing.
     std::string writableFolder;
     uint64_t maxMemory;    ///< bytes of address space
     uint64_t maxFileBytes; ///< for each written file

@@ -50,17 +50,20 @@ AppModel &ModelFixture::model()
 AppModel &ModelFixture::modelAtStart()
 {
     if (!model_) {
-        Dependencies parts;
-        parts.storageRoot = root();
-        parts.temporaryFolder = temporaryFolder();
-        parts.settings = std::make_unique<QSettings>(settingsFile(), QSettings::IniFormat);
-        parts.codeHost = codeHost;
-        parts.platform = platform;
-        parts.desktop = desktop;
-        parts.clock = modelClock;
-        model_ = std::make_unique<AppModel>(std::move(parts));
+        model_ = std::make_unique<AppModel>(parts());
     }
     return *model_;
+}
+
+Dependencies ModelFixture::parts() const
+{
+    return {root(),
+            temporaryFolder(),
+            std::make_unique<QSettings>(settingsFile(), QSettings::IniFormat),
+            codeHost,
+            platform,
+            desktop,
+            modelClock};
 }
 
 void ModelFixture::waitUntilIdle(int seconds)

@@ -73,6 +73,8 @@ public:
     AppModel &model();
     /// The same without waiting for the look.
     AppModel &modelAtStart();
+    /// Returns what a model of one's own needs.
+    Dependencies parts() const;
     /// Deletes the model, as quitting does. The next `model()` makes a new one.
     void restart() { model_.reset(); }
 

@@ -44,6 +44,9 @@ private Q_SLOTS:
             if (model().state().phase != AppState::Phase::downloading) {
                 QVERIFY(!model().progress());
             }
+            if (model().stepText() == u"Step 1 of 3 · Fetching add-ons"_s) {
+                writeFile(fixture_->project() + u"/addons/three"_s, {}); // read afterwards
+            }
         });
         fixture_->playUntilOpen();
         // One connection to the code host and to each of its two redirection targets. All close
@@ -96,7 +99,7 @@ private Q_SLOTS:
         QCOMPARE(readFile(fixture_->root(u"imported-4.3-stable.txt"_s)), QByteArray("ok"));
         const auto saved = ProjectInfo::fromJson(readFile(fixture_->root(u"info.json"_s)));
         QCOMPARE(saved, std::optional(model().info()));
-        QCOMPARE(model().info().addons, (QStringList{u"one"_s, u"two"_s}));
+        QCOMPARE(model().info().addons, (QStringList{u"one"_s, u"three"_s, u"two"_s}));
         QVERIFY(!QFileInfo::exists(fixture_->root(u"unfinished"_s)));
         QVERIFY(fixture_->leftovers().isEmpty());
     }

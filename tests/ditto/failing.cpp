@@ -1,13 +1,12 @@
 // Starts a program and makes some of its system calls fail, as on a broken disk. Tests only.
 //
-// usage: failing FAULTS ERRNO PROGRAM [ARGUMENT…]
-//   FAULTS are joined by ",". If ERRNO is 0, the first such call ends the program.
+// usage: failing FAULT ERRNO PROGRAM [ARGUMENT…]
+//   If ERRNO is 0, the first such call ends the program.
 
 #include <cstdlib>
 #include <fcntl.h>
 #include <map>
 #include <seccomp.h>
-#include <sstream>
 #include <string>
 #include <unistd.h>
 #include <vector>
@@ -32,21 +31,17 @@ const std::map<std::string, Fault> faults{
     {"write-back", {{"sync_file_range"}}},
 };
 
-bool install(const std::string &names, int number)
+bool install(const Fault &fault, int number)
 {
     const scmp_filter_ctx filter = seccomp_init(SCMP_ACT_ALLOW);
     const uint32_t action =
         number == 0 ? SCMP_ACT_KILL_PROCESS : SCMP_ACT_ERRNO(static_cast<uint32_t>(number));
-    std::istringstream list(names);
-    for (std::string name; std::getline(list, name, ',');) {
-        const Fault &fault = faults.at(name);
-        for (const char *call : fault.calls) {
-            const int which = seccomp_syscall_resolve_name(call);
-            if (which >= 0 && seccomp_rule_add_array(filter, action, which,
-                                                     static_cast<unsigned>(fault.arguments.size()),
-                                                     fault.arguments.data()) != 0) {
-                return false;
-            }
+    for (const char *call : fault.calls) {
+        const int which = seccomp_syscall_resolve_name(call);
+        if (which >= 0 && seccomp_rule_add_array(filter, action, which,
+                                                 static_cast<unsigned>(fault.arguments.size()),
+                                                 fault.arguments.data()) != 0) {
+            return false;
         }
     }
     return seccomp_load(filter) == 0;
@@ -57,7 +52,7 @@ bool install(const std::string &names, int number)
 int main(int argc, char *argv[])
 {
     constexpr int notStarted = 127;
-    if (argc > 3 && install(argv[1], std::atoi(argv[2]))) { // NOLINT: ours
+    if (argc > 3 && install(faults.at(argv[1]), std::atoi(argv[2]))) { // NOLINT: ours
         execv(argv[3], argv + 3);
     }
     return notStarted;

@@ -24,11 +24,11 @@ class TestUnpackStatus : public QObject
 
     std::optional<Surroundings> around_;
 
-    /// Runs the tool so that these system calls fail with the error `number`.
-    Surroundings::Run unpackWith(const char *faults, int number) const
+    /// Runs the tool so that one of its system calls fails with the error `number`.
+    Surroundings::Run unpackWith(const char *fault, int number) const
     {
         return around_->run(QStringLiteral(BRINDLE_FAILING),
-                            {QString::fromLatin1(faults), QString::number(number), tool, u"-x"_s,
+                            {QString::fromLatin1(fault), QString::number(number), tool, u"-x"_s,
                              u"-k"_s, around_->archive(), around_->destination()});
     }
     void verifyBlames(const Surroundings::Run &run, int status, int number) const
@@ -45,12 +45,12 @@ private Q_SLOTS:
 
     void callsThatFail_data()
     {
-        QTest::addColumn<QByteArray>("faults");
+        QTest::addColumn<QByteArray>("fault");
         QTest::addColumn<int>("number");
         QTest::addColumn<int>("status");
-        const auto row = [](const char *faults, int number, int status = 0) {
-            QTest::addRow("%s: %s", faults, std::strerror(number))
-                << QByteArray(faults) << number
+        const auto row = [](const char *fault, int number, int status = 0) {
+            QTest::addRow("%s: %s", fault, std::strerror(number))
+                << QByteArray(fault) << number
                 << (status == 0 ? ditto::destinationFailed + number : status);
         };
         row("folder", EACCES);
@@ -69,7 +69,7 @@ private Q_SLOTS:
     }
     void callsThatFail()
     {
-        QFETCH(const QByteArray, faults);
+        QFETCH(const QByteArray, fault);
         QFETCH(const int, number);
         QFETCH(const int, status);
         // The file is large enough to be read and written by several calls.
@@ -77,7 +77,7 @@ private Q_SLOTS:
                           {"d/f", QByteArray(100'000, 'x'), RawZip::file644},
                           {"l", "d", RawZip::link777}});
         around_->putArchive(zip.bytes());
-        verifyBlames(unpackWith(faults.constData(), number), status, number);
+        verifyBlames(unpackWith(fault.constData(), number), status, number);
     }
 
     void anArchiveThatCannotBeOpened()

@@ -19,14 +19,8 @@ void AppFixture::prepare()
     files_ = std::make_unique<ModelFixture>();
     files_->installByHand(ModelFixture::engineScript());
     AppModel::compose = [this] {
-        Dependencies parts;
-        parts.storageRoot = files_->root();
-        parts.temporaryFolder = files_->temporaryFolder();
-        parts.settings = std::make_unique<QSettings>(files_->settingsFile(), QSettings::IniFormat);
-        parts.codeHost = files_->codeHost;
-        parts.platform = files_->platform;
+        Dependencies parts = files_->parts();
         parts.desktop = desktop_;
-        parts.clock = files_->modelClock;
         return parts;
     };
 }
