@@ -16,14 +16,6 @@ class TestBrindleApp : public AppFixture
 
     QQuickWindow &window() { return *app().window(); }
     void close() { window().close(); }
-    /// Starts a game, and closes the window while it runs.
-    void closeDuringAGame()
-    {
-        startGame();
-        ask([this] { close(); }, 1);
-        QTRY_VERIFY(!window().isVisible());
-    }
-
 private Q_SLOTS:
     void initTestCase() { prepare(); }
     void init() { start(); }
@@ -83,17 +75,18 @@ private Q_SLOTS:
     void keepOpenKeepsTheProcessWithoutAWindow()
     {
         startGame();
-        ask([this] { close(); }, 1,
-            [this] {
-                QCOMPARE(alertMessage(), u"The game is still running"_s);
-                QCOMPARE(alertText(), u"Quitting will close the game too."_s);
-                QVERIFY2(window().isVisible(), "the question is asked in the window");
-                close(); // the same request
-            });
-        QTRY_VERIFY(!window().isVisible());
-        QCOMPARE(endings(), 0);
-        QVERIFY(model().gameRunning());
-
+        const auto closeTheWindow = [this] {
+            ask([this] { close(); }, 1,
+                [this] {
+                    QCOMPARE(alertMessage(), u"The game is still running"_s);
+                    QCOMPARE(alertText(), u"Quitting will close the game too."_s);
+                    QVERIFY2(window().isVisible(), "the question is asked in the window");
+                    close(); // the same request
+                });
+            QTRY_VERIFY(!window().isVisible());
+            QVERIFY(model().gameRunning());
+        };
+        closeTheWindow();
         // Starting the launcher again brings the window back.
         app().open("a token", "an id");
         QVERIFY(window().isVisible());
@@ -101,13 +94,11 @@ private Q_SLOTS:
         app().open({}, "an id");
         QCOMPARE(qgetenv("XDG_ACTIVATION_TOKEN"), "an id");
         qunsetenv("XDG_ACTIVATION_TOKEN");
-        finishGame();
-        QCOMPARE(endings(), 0);
-    }
-
-    void theWindowComesBackWhenTheGameHasEnded()
-    {
-        closeDuringAGame();
+        // So does a request to quit, with its question.
+        closeTheWindow();
+        ask([this] { app().requestQuit(); }, 1, [this] { QVERIFY(window().isVisible()); });
+        // So does the game's end.
+        closeTheWindow();
         finishGame();
         QVERIFY(window().isVisible());
         QCOMPARE(endings(), 0);
@@ -120,14 +111,6 @@ private Q_SLOTS:
         QCoreApplication::processEvents();
         QVERIFY(window().isVisible());
         QCOMPARE(endings(), 0);
-    }
-
-    void aRequestWithoutAWindowShowsItWithTheQuestion()
-    {
-        closeDuringAGame();
-        ask([this] { app().requestQuit(); }, 1, [this] { QVERIFY(window().isVisible()); });
-        QCOMPARE(endings(), 0);
-        finishGame();
     }
 
     void aSecondStartBringsTheQuestionForward()
@@ -144,26 +127,16 @@ private Q_SLOTS:
         finishGame();
     }
 
-    void twoRequestsAskTwice_data()
+    void everyRequestAsksAgain()
     {
-        QTest::addColumn<bool>("isPlatforms");
-        QTest::newRow("the launcher's") << false;
-        QTest::newRow("the platform's") << true;
-    }
-    void twoRequestsAskTwice()
-    {
-        QFETCH(const bool, isPlatforms);
-        const auto request = [&] {
+        const auto ours = [this] { app().requestQuit(); };
+        const auto thePlatforms = [] {
             QEvent event(QEvent::Quit);
-            if (isPlatforms) {
-                QCoreApplication::sendEvent(qGuiApp, &event);
-                QVERIFY(!event.isAccepted());
-            } else {
-                app().requestQuit();
-            }
+            QCoreApplication::sendEvent(qGuiApp, &event);
+            QVERIFY(!event.isAccepted());
         };
         startGame();
-        for (int i = 0; i < 2; ++i) {
+        for (const std::function<void()> &request : {std::function<void()>(ours), {thePlatforms}}) {
             ask(request, 1, [&] {
                 const QPointer<QObject> first = alert();
                 request(); // the open question answers it

@@ -63,88 +63,72 @@ class TestIcons : public QObject
 private Q_SLOTS:
     void init() { QTest::failOnWarning(QRegularExpression(u"."_s)); }
 
-    void theApplicationsIcon_data()
-    {
-        QTest::addColumn<int>("side");
-        for (const int side : {16, 24, 32, 48, 64, 128, 256, 512, 1024}) {
-            QTest::addRow("%d", side) << side;
-        }
-    }
     // Round corners, and a tile that goes from dark blue to orange below nearly white flags.
     void theApplicationsIcon()
     {
-        QFETCH(const int, side);
         QSvgRenderer drawing(u":/qt-project.org/imports/Brindle/icons/brindle.svg"_s);
-        QImage image = transparent(side);
-        QPainter painter(&image);
-        drawing.render(&painter);
-        painter.end();
-        QCOMPARE(image.pixelColor(0, 0).alpha(), 0);
-        QCOMPARE(image.pixelColor(side - 1, side - 1).alpha(), 0);
-        const QColor first = image.pixelColor(side / 4, side / 8);
-        const QColor last = image.pixelColor(side * 13 / 16, side * 13 / 16);
-        QVERIFY(first.alpha() > 250 && first.blue() > first.red());
-        QVERIFY(last.alpha() > 250 && last.red() > last.blue());
-        const double white = share(image, [](QColor colour) { return colour.lightness() > 160; });
-        QVERIFY2(white > 0.05 && white < 0.5, qPrintable(QString::number(white)));
-    }
-
-    void symbolsAreOfOneColour_data()
-    {
-        QTest::addColumn<QString>("name");
-        for (const auto &name : {u"bolt"_s, u"flags"_s, u"play"_s}) {
-            QTest::newRow(qPrintable(name)) << name;
+        for (const int side : {16, 24, 32, 48, 64, 128, 1024}) {
+            QImage image = transparent(side);
+            QPainter painter(&image);
+            drawing.render(&painter);
+            painter.end();
+            QCOMPARE(image.pixelColor(0, 0).alpha(), 0);
+            QCOMPARE(image.pixelColor(side - 1, side - 1).alpha(), 0);
+            const QColor first = image.pixelColor(side / 4, side / 8);
+            const QColor last = image.pixelColor(side * 13 / 16, side * 13 / 16);
+            QVERIFY(first.alpha() > 250 && first.blue() > first.red());
+            QVERIFY(last.alpha() > 250 && last.red() > last.blue());
+            const double white =
+                share(image, [](QColor colour) { return colour.lightness() > 160; });
+            QVERIFY2(white > 0.05 && white < 0.5, qPrintable(QString::number(white)));
         }
     }
+
     void symbolsAreOfOneColour()
     {
-        QFETCH(const QString, name);
         const QColor colour(0, 128, 255);
-        for (const int ratio : {1, 2}) {
-            const QImage image = painted(name, 100, ratio, {{u"color"_s, colour}});
-            const double whole = covered(image);
-            QVERIFY2(whole > 0.15 && whole < 0.6, qPrintable(QString::number(whole)));
-            QCOMPARE(share(image, [&](QColor c) { return c.alpha() == 255 && c != colour; }), 0.0);
-            // A translucent symbol covers the same pixels.
-            const QImage faint =
-                painted(name, 100, ratio, {{u"color"_s, QColor(255, 255, 255, 128)}});
-            QVERIFY(std::abs(covered(faint) - whole * 128 / 255) < 0.005);
+        for (const auto &name : {u"bolt"_s, u"check"_s, u"flags"_s, u"play"_s}) {
+            for (const int ratio : {1, 2}) {
+                const QImage image = painted(name, 100, ratio, {{u"color"_s, colour}});
+                const double whole = covered(image);
+                QVERIFY2(whole > 0.1 && whole < 0.6, qPrintable(name));
+                QCOMPARE(share(image, [&](QColor c) { return c.alpha() == 255 && c != colour; }),
+                         0.0);
+                // A translucent symbol covers the same pixels.
+                const QImage faint =
+                    painted(name, 100, ratio, {{u"color"_s, QColor(255, 255, 255, 128)}});
+                QVERIFY(std::abs(covered(faint) - whole * 128 / 255) < 0.005);
+            }
         }
     }
 
-    void aShadowLiesAroundTheSymbol_data()
-    {
-        QTest::addColumn<int>("ratio");
-        QTest::newRow("1") << 1;
-        QTest::newRow("2") << 2;
-    }
     void aShadowLiesAroundTheSymbol()
     {
-        QFETCH(const int, ratio);
         constexpr int side = 124; // 100 for the drawing
         const QColor black(0, 0, 0, 84);
-        const auto play = [ratio](const QColor &colour, const QColor &shadow) {
-            return painted(
-                u"play"_s, side, ratio,
-                {{u"color"_s, colour}, {u"shadowRadius"_s, 6.0}, {u"shadowColor"_s, shadow}});
-        };
-        QCOMPARE(covered(play(Qt::transparent, Qt::transparent)), 0.0);
-        // As much as the symbol covers, spread out. The edge cuts nothing off.
-        const QImage shadow = play(Qt::transparent, black);
-        const double whole = covered(play(Qt::black, Qt::transparent)) * black.alphaF();
-        QVERIFY(std::abs(covered(shadow) - whole) < 0.02 * whole);
-        for (int i = 0; i < shadow.width(); ++i) {
-            QCOMPARE(qAlpha(shadow.pixel(0, i)), 0);
-            QCOMPARE(qAlpha(shadow.pixel(i, 0)), 0);
+        for (const int ratio : {1, 2}) {
+            const auto play = [ratio](const QColor &colour, const QColor &shadow) {
+                return painted(
+                    u"play"_s, side, ratio,
+                    {{u"color"_s, colour}, {u"shadowRadius"_s, 6.0}, {u"shadowColor"_s, shadow}});
+            };
+            // As much as the symbol covers, spread out. The edge cuts nothing off.
+            const QImage shadow = play(Qt::transparent, black);
+            const double whole = covered(play(Qt::black, Qt::transparent)) * black.alphaF();
+            QVERIFY(std::abs(covered(shadow) - whole) < 0.02 * whole);
+            for (int i = 0; i < shadow.width(); ++i) {
+                QCOMPARE(qAlpha(shadow.pixel(0, i)), 0);
+                QCOMPARE(qAlpha(shadow.pixel(i, 0)), 0);
+            }
+            // Full inside, half at the straight edge at the left, and fainter outside.
+            const auto alpha = [&](int x) {
+                return qAlpha(shadow.pixel(x * ratio, shadow.height() / 2));
+            };
+            const int edge = 12 + 16;
+            QVERIFY(std::abs(alpha(side / 2) - black.alpha()) <= 1);
+            QVERIFY(std::abs(alpha(edge) - black.alpha() / 2) < 16);
+            QVERIFY(alpha(edge - 3) < alpha(edge) && alpha(edge - 3) > 0);
         }
-        // Full inside, and ever fainter outwards from the straight edge at the left.
-        const int middle = shadow.height() / 2;
-        const auto alpha = [&](int x) { return qAlpha(shadow.pixel(x * ratio, middle)); };
-        QVERIFY(std::abs(alpha(side / 2) - black.alpha()) <= 1);
-        const int edge = 12 + 16;
-        QVERIFY(std::abs(alpha(edge) - black.alpha() / 2) < 16);
-        QVERIFY(alpha(edge - 3) < alpha(edge) && alpha(edge - 3) > 0);
-        QCOMPARE(alpha(edge - 12), 0);
     }
 };
 

@@ -265,19 +265,18 @@ private Q_SLOTS:
     {
         const Theme theme;
         QCOMPARE(theme.scale(), 1.0);
-        QCOMPARE(theme.font("largeTitle").pixelSize(), 26);
-        QCOMPARE(theme.font("largeTitle").weight(), QFont::Bold);
-        QCOMPARE(theme.font("title").pixelSize(), 22);
-        QCOMPARE(theme.font("title").weight(), QFont::Bold);
-        QCOMPARE(theme.font("title2").pixelSize(), 17);
-        QCOMPARE(theme.font("title2").weight(), QFont::Bold);
-        QCOMPARE(theme.font("headline").pixelSize(), 13);
-        QCOMPARE(theme.font("headline").weight(), QFont::DemiBold);
-        QCOMPARE(theme.font("body").pixelSize(), 13);
-        QCOMPARE(theme.font("callout").pixelSize(), 12);
-        QCOMPARE(theme.font("caption").pixelSize(), 11);
-        QCOMPARE(theme.font("segment").pixelSize(), 11);
-        QCOMPARE(theme.font("monospaced").pixelSize(), 11);
+        for (const auto &[name, pixels, weight] : {std::tuple{"largeTitle", 26, QFont::Bold},
+                                                   {"title", 22, QFont::Bold},
+                                                   {"title2", 17, QFont::Bold},
+                                                   {"headline", 13, QFont::DemiBold},
+                                                   {"body", 13, QFont::Normal},
+                                                   {"callout", 12, QFont::Normal},
+                                                   {"caption", 11, QFont::Normal},
+                                                   {"segment", 11, QFont::Medium},
+                                                   {"monospaced", 11, QFont::Normal}}) {
+            QCOMPARE(theme.font(name).pixelSize(), pixels);
+            QCOMPARE(theme.font(name).weight(), weight);
+        }
         QVERIFY(QFontInfo(theme.font("monospaced")).fixedPitch());
     }
 
@@ -289,32 +288,13 @@ private Q_SLOTS:
         QVERIFY(!changed.isEmpty());
         QCOMPARE(theme.scale(), 2.0);
         QCOMPARE(theme.font("largeTitle").pixelSize(), 52);
-        setFontSize(9);
-        QCOMPARE(theme.scale(), 1.0);
-        QCOMPARE(theme.font("body").pixelSize(), 13);
-        QCOMPARE(theme.font("caption").pixelSize(), 11);
-        QCOMPARE(theme.font("monospaced").pixelSize(), 11);
-    }
-
-    void monospacedIsElevenBesideOrdinaryFonts_data()
-    {
-        QTest::addColumn<qreal>("points"); // at 96 dots an inch
-        QTest::addColumn<int>("expected");
-        QTest::newRow("9 points") << 9.0 << 11;
-        QTest::newRow("10 points") << 10.0 << 11;
-        QTest::newRow("11 points") << 11.0 << 11;
-        QTest::newRow("15 points") << 15.0 << 15;
-        QTest::newRow("22.5 points") << 22.5 << 22;
-    }
-
-    void monospacedIsElevenBesideOrdinaryFonts()
-    {
-        QFETCH(qreal, points);
-        QFETCH(int, expected);
-        QFont font = QGuiApplication::font();
-        font.setPointSizeF(points);
-        QGuiApplication::setFont(font);
-        QCOMPARE(Theme().font("monospaced").pixelSize(), expected);
+        // The smallest, and those of 11, 15 and 22.5 points.
+        for (const auto &[pixels, body, monospaced] :
+             {std::tuple{9, 13, 11}, {15, 15, 11}, {20, 20, 15}, {30, 30, 22}}) {
+            setFontSize(pixels);
+            QCOMPARE(theme.font("body").pixelSize(), body);
+            QCOMPARE(theme.font("monospaced").pixelSize(), monospaced);
+        }
     }
 };
 
