@@ -165,10 +165,11 @@ void SystemStyle::colourTitleBars(const QColor &ground, const QColor &text)
     QGuiApplication::setPalette(palette);
     isColouring_ = false;
     // Qt (6.4) reads the colours when it makes a title bar. Where the compositor draws it, there
-    // are no margins, and Qt would add a second one.
+    // are no margins, and Qt would add a second one. Later ones take GNOME's colours by themselves.
     const QWindowList windows = QGuiApplication::topLevelWindows();
     for (QWindow *window : windows) {
-        if (window->isVisible() && !window->frameMargins().isNull()) {
+        if (QT_VERSION < QT_VERSION_CHECK(6, 8, 0) && window->isVisible() &&
+            !window->frameMargins().isNull()) {
             window->setFlag(Qt::FramelessWindowHint, true);
             window->setFlag(Qt::FramelessWindowHint, false);
         }
