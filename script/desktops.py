@@ -276,7 +276,8 @@ class Desktop:
     def look(self, window):
         """Returns the look of title bar and ground; None if they differ."""
         # Without the shadow.
-        left, top, _, bottom = window.getchannel("A").point(lambda share: share // 255).getbbox()
+        left, top, _, bottom = window.getchannel("A").point(
+            lambda share: share // 255).getbbox() or (0, 0, 0, 0)
         looks = {"dark" if sum(window.getpixel(place)[:3]) < 300 else "light" for place in (
             (left + 60, top + 12), (left + 12, bottom - 12))}
         return looks.pop() if len(looks) == 1 else None
@@ -352,13 +353,15 @@ class Gnome(Desktop):
 
     def start_seen(self):
         """Starts the launcher; returns its first frame."""
-        file = ROOT / "first.png"
-        self.script(f"""{{ const heard = global.display.connect('window-created', (display, w) => {{
-            global.display.disconnect(heard);
-            w.get_compositor_private().connect('first-frame',
-                () => {self.DRAW}.writeToPNG('{file}')); }}); }}""")
+        file = self.pictures / "first.png"
+        self.script(f"""{{ const once = (object, signal, then) => {{
+                const heard = object.connect(signal, (...given) => {{
+                    object.disconnect(heard); then(...given); }}); }};
+            once(global.display, 'window-created', (display, w) => once(
+                w.get_compositor_private(), 'first-frame', () => once(global.stage, 'after-paint',
+                    () => {self.DRAW}.writeToPNG('{file}')))); }}""")
         self.start()
-        return until("the first frame", lambda: file.exists() and Image.open(file).convert("RGBA"))
+        return Image.open(file).convert("RGBA")
 
     def scale(self, wanted):
         display = remote("org.gnome.Mutter.DisplayConfig")
@@ -376,28 +379,29 @@ class Gnome(Desktop):
 
 
 class Plasma(Desktop):
+    VERSION = 6 if shutil.which("kwriteconfig6") else 5
     SETTINGS = {
         "dark": "plasma-apply-colorscheme BreezeDark",
         "light": "plasma-apply-colorscheme BreezeLight",
         "accent": "plasma-apply-colorscheme --accent-color purple",
-        "font": "kwriteconfig5 --file kdeglobals --group General --key font"
-                " 'Noto Sans,{},-1,5,50,0,0,0,0,0'"}
+        "font": f"kwriteconfig{VERSION} --file kdeglobals --group General --key font"
+                " 'Noto Sans,{},-1,5,50,0,0,0,0,0'",
+        "scale": "kscreen-doctor output.1.scale.{}"}
     WINDOWS = """list.filter(c => c.normalWindow && !c.minimized).map(c => ({
         title: c.caption, id: c.desktopFileName + '.desktop', focus: c.active, x11: c.windowId > 0,
         frame: [c.x, c.y, c.width, c.height]}))"""
     ACT = "list.filter(c => c.caption == '%s').map(c => { %s; return 0; })"
-    ACTS = {"activate": "workspace.activeClient = c", "minimise": "c.minimized = true",
+    ACTS = {"activate": "workspace.activeWindow = workspace.activeClient = c", "minimise": "c.minimized = true",
             "close": "c.closeWindow()"}
 
     def set_up(self):
         os.environ.update(XDG_CURRENT_DESKTOP="KDE", KDE_FULL_SESSION="true",
-                          KDE_SESSION_VERSION="5", KWIN_SCREENSHOT_NO_PERMISSION_CHECKS="1",
+                          KDE_SESSION_VERSION=str(self.VERSION), KWIN_SCREENSHOT_NO_PERMISSION_CHECKS="1",
                           KWIN_WAYLAND_NO_PERMISSION_CHECKS="1", WAYLAND_DISPLAY="wayland-0",
                           QT_LOGGING_RULES="kwin_scripting.debug=true")
         # A copy has no file capabilities, which namespaces refuse.
         shutil.copy("/usr/bin/kwin_wayland", ROOT)
         self.home(".config/kdeglobals", "[KDE]\nAnimationDurationFactor=0\n")
-        self.set("light")  # as Plasma does at a user's first start
         self.scripts = 0
         width, height = SCREEN.split("x")
         self.shell = self.spawn(f"{ROOT}/kwin_wayland --virtual --width {width} --height {height}"
@@ -406,6 +410,7 @@ class Plasma(Desktop):
         os.environ["DISPLAY"] = f":{x11.name[1:]}"
         run("dbus-update-activation-environment --all")
         until("KWin", lambda: remote("org.kde.KWin", "/KWin").supportInformation())
+        self.set("light")  # as Plasma does at a user's first start
         self.spawn("plasmashell")
         until("the panel", lambda: self.script("list.filter(c => c.dock)"))
         self.input = socket.socket(socket.AF_UNIX)
@@ -442,11 +447,12 @@ class Plasma(Desktop):
         self.scripts += 1
         mark = f"answer {self.scripts} of {os.getpid()}: "
         file = ROOT / f"script-{self.scripts}.js"
-        file.write_text(f"""const list = workspace.clientList()
+        file.write_text(f"""const list = (workspace.windowList ?? workspace.clientList)()
             .sort((a, b) => a.stackingOrder - b.stackingOrder);
             print("{mark}" + JSON.stringify({text}))""")
         number = remote("org.kde.KWin", "/Scripting", "org.kde.kwin.Scripting").loadScript(str(file))
-        remote("org.kde.KWin", f"/{number}", "org.kde.kwin.Script").run()
+        remote("org.kde.KWin", f"/Scripting/Script{number}" if self.VERSION > 5 else f"/{number}",
+               "org.kde.kwin.Script").run()
         log = self.pictures / "kwin_wayland.log"
         return json.loads(until("KWin's answer", lambda: log.read_text(
             errors="replace").partition(mark)[2].partition("\n")[0]))
@@ -468,7 +474,7 @@ class Plasma(Desktop):
         self.start()  # KWin's scripts don't see the first frame
 
     def scale(self, wanted):
-        run(f"kscreen-doctor output.1.scale.{wanted}")
+        self.set("scale", wanted)
 
     def notifications(self):
         return [item.get_name() for item in self.items(app="plasmashell") if self.has(item, "SHOWING")]
@@ -509,11 +515,11 @@ def tour(desktop):
 def dark(desktop):
     """Dark and light, while the window is open and from the first frame on."""
     desktop.start()
-    frame = desktop.window()["frame"]
     desktop.picture_both("window")
-    check(desktop.window()["frame"] == frame, "the window keeps its one title bar")
+    frame = desktop.window()["frame"]
     desktop.set("dark")
     until("the dark window", lambda: desktop.look(desktop.capture(LAUNCHER)) == "dark")
+    check(desktop.window()["frame"] == frame, "the window keeps its one title bar")
     first = desktop.start_seen()
     check(not first or desktop.look(first) == "dark", "the first frame is dark")
     desktop.set("light")
@@ -663,6 +669,7 @@ def main(kind, package, pictures, wanted):
             failed += 1
             result = f"FAILED: {failure}"
             if case is not logout:
+                print(desktop.windows())
                 desktop.picture(f"failed-{case.__name__}")
         print(f"desktops: {kind} {case.__name__}: {result}", flush=True)
     sys.exit(failed > 0)
