@@ -36,7 +36,7 @@ GAME = "Brindle Skirmish (DEBUG)"
 LAUNCHER = "Brindle"
 ID = "org.brindle.Brindle"
 ROOT = pathlib.Path("/tmp/desktop")  # on a file system of this namespace
-DEMO = pathlib.Path(__file__).parent.parent / "demo"
+DEMO = pathlib.Path("demo")
 KEYS = {"Escape": 1, "Tab": 15, "Return": 28, "Space": 57}
 SCREEN = "1600x1000"
 
@@ -114,7 +114,7 @@ def offer(game, platform):
             (project / "godot-brindle/archive/refs/heads/main.zip",
              {**files("game", "godot-brindle-main"), "godot-brindle-main/sample-engine.ini": game}),
             (release / f"{engine}.zip", {
-                engine: f"#!/bin/sh\nexport QT_QPA_PLATFORM={platform}\nexec {ENGINE} \"$@\"\n",
+                engine: f"#!/bin/sh\nexport QT_QPA_PLATFORM={platform}\nexec {ROOT}/engine \"$@\"\n",
                 "filling": os.urandom(2_000_000)})):
         path.parent.mkdir(parents=True, exist_ok=True)
         with zipfile.ZipFile(path, "w") as archive:
@@ -353,7 +353,7 @@ class Gnome(Desktop):
 
     def start_seen(self):
         """Starts the launcher; returns its first frame."""
-        file = self.pictures / "first.png"
+        file = ROOT / "first.png"
         self.script(f"""{{ const once = (object, signal, then) => {{
                 const heard = object.connect(signal, (...given) => {{
                     object.disconnect(heard); then(...given); }}); }};
@@ -361,6 +361,7 @@ class Gnome(Desktop):
                 w.get_compositor_private(), 'first-frame', () => once(global.stage, 'after-paint',
                     () => {self.DRAW}.writeToPNG('{file}')))); }}""")
         self.start()
+        shutil.copy(file, self.pictures)
         return Image.open(file).convert("RGBA")
 
     def scale(self, wanted):
@@ -640,23 +641,24 @@ def logout(desktop):
 CASES = (window, tour, dark, fonts, scales, game, question, notification, failure, awake, accent, logout)
 
 
-def main(kind, package, pictures, wanted):
+def main(kind, package, engine, pictures, wanted):
     pictures = pathlib.Path(pictures, kind)
     pictures.mkdir(parents=True, exist_ok=True)
     for old in (*pictures.glob("*.log"), *pictures.glob("failed-*")):
         old.unlink()
-    run(f"mkdir -p {ROOT} /tmp/.X11-unix")
-    run(f"mount -t tmpfs tmpfs {ROOT}")
-    # The package, the host's name and its certificate are there in this namespace alone.
+    # The package, the host's name and its certificate are there in this namespace alone. Relative
+    # paths also lead to a clone that lies below /tmp.
+    run("mount -t tmpfs -o mode=1777 tmpfs /tmp")
+    run("mkdir -p -m 1777 /tmp/.X11-unix")
     for place in ("/usr", "/etc"):
         layers = [ROOT / "layers" / name for name in (f"upper{place}", f"work{place}")]
         for layer in layers:
             layer.mkdir(parents=True)
         run(f"mount -t overlay overlay -o lowerdir={place},upperdir={layers[0]},workdir={layers[1]} {place}")
-    run("mount -t tmpfs -o mode=1777 tmpfs /tmp/.X11-unix")
     run("ip link set lo up")
-    run(f"dpkg-deb -x {shlex.quote(package)} /")
+    run(f"dpkg-deb -x {package} /")
     run("gtk-update-icon-cache -q -f /usr/share/icons/hicolor")
+    shutil.copy(engine, ROOT / "engine")
     Host.open()
     desktop = {"gnome": Gnome, "plasma": Plasma}[kind](pictures)
     failed = 0
@@ -676,5 +678,4 @@ def main(kind, package, pictures, wanted):
 
 
 if __name__ == "__main__":
-    _, kind, package, ENGINE, pictures, *wanted = sys.argv
-    main(kind, package, pictures, wanted)
+    main(*sys.argv[1:5], sys.argv[5:])
