@@ -6,7 +6,7 @@
 
 namespace brindle {
 
-/// Tells screen readers more than Qt Quick does by itself. If the focus moves by itself between two
+/// Gives screen readers more than Qt Quick does by itself. If the focus moves by itself between two
 /// quick presses of a key, the second press does nothing, because the player meant the control that
 /// had the focus before. Main thread only.
 class Accessibility : public QObject

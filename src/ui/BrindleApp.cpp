@@ -73,7 +73,7 @@ void obeyStartupId(const QByteArray &id)
 
 } // namespace
 
-// Members, because the application asks its one delegate.
+// The functions stay members, because the application asks its one delegate.
 // NOLINTBEGIN(readability-convert-member-functions-to-static)
 
 AppDelegate::TerminateReply AppDelegate::applicationShouldTerminate()
@@ -95,7 +95,7 @@ void BrindleApp::prepare()
     // Software rendering needs half the memory, starts sooner, needs no driver, and leaves the
     // graphics card to the game. There is little to draw.
     QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
-    // Text looks as in the desktop's other windows.
+    // Native text looks as in the desktop's other windows.
     QQuickWindow::setTextRenderType(QQuickWindow::NativeTextRendering);
 }
 
@@ -128,7 +128,7 @@ BrindleApp::BrindleApp(std::shared_ptr<QuickDesktop> desktop)
         qFatal("%s", qPrintable(component.errorString()));
     }
     desktop_->setWindow(&engine_, window_.get());
-    // After the first frame, which must not wait.
+    // Run after the first frame, because drawing the icon would delay it.
     QTimer::singleShot(0, this, [] { QGuiApplication::setWindowIcon(windowIcon()); });
     // The Dock asks for the window by activating the application.
     connect(qGuiApp, &QGuiApplication::applicationStateChanged, this,
@@ -191,12 +191,12 @@ bool BrindleApp::eventFilter(QObject *object, QEvent *event)
         desktop_->noteInput(static_cast<QInputEvent *>(event)->timestamp());
     }
     if (object == window_.get() && event->type() == QEvent::Close) {
-        // Later, because the question serves events.
+        // Queued, because the question serves events.
         QMetaObject::invokeMethod(this, &BrindleApp::closeWindow, Qt::QueuedConnection);
         event->ignore();
         return true;
     }
-    // From the platform's menu, keyboard or Dock, or at the end of the session.
+    // The platform's menu, keyboard or Dock, or the session's end sends this event.
     if (object == qGuiApp && event->type() == QEvent::Quit && !ending_) {
         if (sessionEnds_) {
             forceQuit();

@@ -23,7 +23,7 @@ public:
     /// Asks the model, which may ask the player and stop running work. Each call asks anew.
     TerminateReply applicationShouldTerminate();
 
-    /// Always true: closing the window is a request to quit.
+    /// Returns true always, because closing the window is a request to quit.
     bool applicationShouldTerminateAfterLastWindowClosed();
 };
 

@@ -59,14 +59,14 @@ QDBusMessage loginInhibition()
            << u"sleep:idle"_s << u"Brindle"_s << reason << u"block"_s;
 }
 
-/// Keeps the computer awake until `over`. Asks the login manager and the portal, because the portal
-/// (1.16) grants requests that GNOME's session manager refuses. Each request has its own
-/// connection, whose end ends the request too, even after a lost reply or SIGKILL.
+/// Keeps the computer awake until `over`. Asks the login manager as well as the portal, because the
+/// portal (1.16) reports success even if GNOME's session manager refuses. Each request has its own
+/// connection. Closing the connection ends the request, even after a lost reply or SIGKILL.
 QCoro::Task<> stayAwake(std::stop_token over)
 {
     const OneShot<> ended;
     const std::stop_callback wake(over, [ended] { ended.resume(); });
-    QDBusMessage held; // the inhibition lasts as long as this reply's descriptor is open
+    QDBusMessage held; // the request lasts as long as this reply's descriptor is open
     const auto system = co_await openBus(QDBusConnection::SystemBus);
     if (system) {
         held = co_await system->asyncCall(loginInhibition(), inhibitPatience);

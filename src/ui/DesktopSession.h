@@ -13,9 +13,10 @@ namespace brindle {
 
 class AppModel;
 
-/// Tells the user's desktop about a running setup, by message bus. The computer stays awake, and
-/// the launcher's icon shows the progress. If the window is not in front at the end, a notification
-/// says so until the window is, or the launcher's state changes. Main thread only.
+/// Reports a running setup to the user's desktop, by message bus: the computer stays awake, and the
+/// launcher's icon shows the progress. If the setup ends while the window is not in front, a
+/// notification appears. It goes when the window comes to the front, or when the launcher's state
+/// changes. Main thread only.
 class DesktopSession : public QObject
 {
     Q_OBJECT
@@ -52,7 +53,7 @@ private:
     bool isBusy_ = false;
     bool showsProgress_ = false;
     QTimer progressDue_;
-    std::stop_source announcement_; // stopped when the notification goes
+    std::stop_source announcement_; // stopped when the notification is withdrawn
     int announcedPhase_ = -1;       // -1: none
     uint notification_ = 0;         // 0: none
     QByteArray token_;

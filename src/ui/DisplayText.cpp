@@ -1,7 +1,6 @@
 #include "ui/DisplayText.h"
 
 #include "base/Text.h"
-#include "core/AppState.h"
 
 #include <algorithm>
 #include <string>
@@ -10,7 +9,7 @@ namespace brindle {
 
 namespace {
 
-/// More marks than any language puts on one letter. Real texts have at most three.
+/// No language puts this many marks on one letter. Real texts have at most three.
 constexpr int maxMarks = 5;
 
 bool isMark(char32_t character)
@@ -31,7 +30,7 @@ QString DisplayText::of(const QString &text, int longest)
         shown += u'…';
     }
     shown = Text::withoutControls(shown);
-    // Most texts have none, and stay shared.
+    // Most texts have no marks, and stay shared.
     const auto mayBeMark = [](QChar c) { return c.isSurrogate() || isMark(c.unicode()); };
     if (std::any_of(shown.cbegin(), shown.cend(), mayBeMark)) {
         std::u32string characters = shown.toStdU32String();
@@ -57,23 +56,11 @@ QString DisplayText::lines(const QString &text, int longest)
 QString DisplayText::phaseTitle(int phase)
 {
     using namespace Qt::StringLiterals;
-    switch (static_cast<AppState::Phase>(phase)) {
-    case AppState::Phase::notDownloaded:
-        return u"Not downloaded"_s;
-    case AppState::Phase::downloading:
-        return u"Downloading"_s;
-    case AppState::Phase::settingUp:
-        return u"Setting up"_s;
-    case AppState::Phase::needs:
-        return u"Needs something"_s;
-    case AppState::Phase::ready:
-        return u"Ready"_s;
-    case AppState::Phase::starting:
-        return u"Starting…"_s;
-    case AppState::Phase::playing:
-        return u"Playing"_s;
-    }
-    return {};
+    // In the order of AppState::Phase.
+    static const QStringList titles{u"Not downloaded"_s,  u"Downloading"_s, u"Setting up"_s,
+                                    u"Needs something"_s, u"Ready"_s,       u"Starting…"_s,
+                                    u"Playing"_s};
+    return titles.value(phase);
 }
 
 } // namespace brindle

@@ -12,7 +12,7 @@ namespace brindle {
 
 namespace {
 
-// Longer lines are cut here. The Copy button copies them whole.
+// The view cuts longer lines. The Copy button copies them whole.
 constexpr int maxShown = 4'000;
 
 // A block takes as long to lay out as about this many characters of it.
@@ -26,7 +26,7 @@ QString asBlock(const QString &line)
         return c == u'\n' || c == QChar::ParagraphSeparator || c == QChar(0xfdd0) ||
                c == QChar(0xfdd1); // frame marks inside a QTextDocument
     };
-    // Most entries have none, and stay shared.
+    // Most entries have no such character, and stay shared.
     if (std::any_of(entry.cbegin(), entry.cend(), beginsBlock)) {
         std::replace_if(entry.begin(), entry.end(), beginsBlock, QChar(QChar::LineSeparator));
     }
@@ -98,7 +98,7 @@ void LogDocument::updatePolish()
     insert(from, first_ - from);
 
     if (end() < newest || first_ > dropped) {
-        // In the next frame, because this one is full.
+        // Continue in the next frame, because this frame is full.
         QMetaObject::invokeMethod(this, [this] { polish(); }, Qt::QueuedConnection);
     }
 }

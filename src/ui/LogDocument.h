@@ -14,7 +14,8 @@ namespace brindle {
 /// text, so a selection survives and a flood of lines leaves time to draw. A long log appears from
 /// its end; older entries follow in the next frames.
 ///
-/// The view follows the end while it is there. Elsewhere it keeps its lines. Main thread only.
+/// While the view shows the end, it follows the end. Elsewhere it keeps its lines. Main thread
+/// only.
 class LogDocument : public QQuickItem
 {
     Q_OBJECT
@@ -43,7 +44,7 @@ private:
     void startOver();
     bool isEmpty() const { return !log_ || log_->lines().isEmpty(); }
     qint64 end() const { return first_ + count_; }
-    /// Both change the document and the scroll position together.
+    /// These two change the document and the scroll position together.
     void removeFront(qint64 count);
     void insert(qint64 from, qint64 count);
     qreal topOf(qint64 block) const;

@@ -10,8 +10,8 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-/// Returns whether the bus runs already. Follows D-Bus's rules for the addresses ("Well-known
-/// Message Bus Instances"); connecting to some addresses would start a bus.
+/// Returns whether the bus runs already, because connecting to some addresses would start a bus.
+/// Follows D-Bus's rules, "Well-known Message Bus Instances".
 bool isThere(bool isSession)
 {
     const QString named =

@@ -14,7 +14,7 @@ T.ProgressBar {
     Accessible.name: "Progress"
     Accessible.description: description
 
-    // Goes to and fro while the window is visible, unless the desktop asks for less motion.
+    // Moves to and fro while the window is visible, unless the desktop asks for less motion.
     component IndeterminateBar: Rectangle {
         id: piece
 

@@ -45,7 +45,7 @@ QCoro::Task<bool> run(Platform::Command command, QString path)
     co_return false;
 }
 
-/// Asks the service to show the path. Returns whether it did.
+/// Asks the service to show the path. Returns whether the service did.
 /// https://www.freedesktop.org/wiki/Specifications/file-manager-interface/
 QCoro::Task<bool> ask(QString fileManager, QString path)
 {
@@ -134,7 +134,7 @@ void QuickDesktop::showNextAlert()
          {u"unprompted"_s, alert.unprompted}});
     Q_ASSERT_X(alert_, "QuickDesktop", qPrintable(component.errorString()));
     connect(alert_, SIGNAL(answered(int)), SLOT(answer(int)));
-    // Not at the answer, because the alert fades out first.
+    // Delete it after the answer, because the alert fades out first.
     connect(alert_, SIGNAL(closed()), alert_, SLOT(deleteLater()));
     const bool hasKeyboard = QGuiApplication::focusWindow() == window_;
     if (!window_->isVisible() || (!hasKeyboard && !alert.unprompted)) {
@@ -145,7 +145,7 @@ void QuickDesktop::showNextAlert()
 void QuickDesktop::answer(int button)
 {
     if (sender() != alert_) {
-        return; // an alert that has its answer fades out
+        return; // an answered alert fades out
     }
     const Question question = questions_.takeFirst();
     question.answer.resume(button);

@@ -23,7 +23,7 @@ public:
     /// @param fileManager the D-Bus service to ask first; may be empty.
     explicit QuickDesktop(QList<Platform::Command> reveal, QString fileManager = {});
 
-    /// Shows alerts over `window` from now on. Without an engine there are none. Owns neither.
+    /// Shows alerts over `window` from now on. Without an engine no alert appears. Owns neither.
     void setWindow(QQmlEngine *engine, QQuickWindow *window);
 
     /// Escape and the application's end press the last button. Shows a hidden window for the alert.

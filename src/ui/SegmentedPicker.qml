@@ -4,7 +4,7 @@ import QtQuick
 import QtQuick.Templates as T
 import Brindle
 
-// Chooses one of a few options. They stand in one row, or in several where one has no room.
+// Lets the player choose one of a few options, in one row or, where that has no room, in several.
 Column {
     id: picker
 

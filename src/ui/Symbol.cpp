@@ -48,7 +48,7 @@ void Symbol::paint(QPainter *painter)
     QSvgRenderer drawing(
         QStringLiteral(":/qt-project.org/imports/Brindle/icons/%1.svg").arg(name_));
     drawing.setAspectRatioMode(Qt::KeepAspectRatio);
-    // In the screen's pixels.
+    // The sizes below are in the screen's pixels.
     const qreal ratio = painter->transform().m11();
     const QSizeF exact = size() * ratio;
     const QSize pixels(qCeil(exact.width()), qCeil(exact.height()));

@@ -25,7 +25,7 @@ namespace {
 const auto portal = u"org.freedesktop.portal.Desktop"_s;
 const auto portalPath = u"/org/freedesktop/portal/desktop"_s;
 const auto settings = u"org.freedesktop.portal.Settings"_s;
-// A group and its key.
+// Each is a group and a key.
 const auto scheme = u"org.freedesktop.appearance color-scheme"_s;
 const auto accentColour = u"org.freedesktop.appearance accent-color"_s;
 const auto fontName = u"org.gnome.desktop.interface font-name"_s;
@@ -57,7 +57,7 @@ SystemStyle::SystemStyle(QObject *parent) : QObject(parent), keys_{scheme, accen
         keys_ << fontName << textScale << animations;
     }
     qGuiApp->installEventFilter(this);
-    qRegisterMetaType<QDBusVariant>(); // or Qt (6.4) refuses to connect a slot that takes one
+    qRegisterMetaType<QDBusVariant>(); // Qt (6.4) connects no unknown type
     askPortal(this);
 }
 
@@ -136,12 +136,12 @@ QColor SystemStyle::accent() const
     const QPalette palette = QGuiApplication::palette();
     QColor named = palette.color(QPalette::Active, QPalette::Highlight);
 #if QT_VERSION >= QT_VERSION_CHECK(6, 6, 0)
-    // Qt reads no such colour of KDE's; it is black then.
+    // Qt does not read KDE's accent colour, and returns black.
     if (const QColor own = palette.color(QPalette::Active, QPalette::Accent); own != Qt::black) {
         named = own;
     }
 #endif
-    // Qt's own colours, on a desktop that names none.
+    // Qt returns these colours on a desktop without an accent colour.
     return named == QColor(Qt::darkBlue) || named == QColor(48, 140, 198) ? QColor() : named;
 }
 
@@ -164,8 +164,9 @@ void SystemStyle::colourTitleBars(const QColor &ground, const QColor &text)
     isColouring_ = true;
     QGuiApplication::setPalette(palette);
     isColouring_ = false;
-    // Qt (6.4) reads the colours when it makes a title bar. Where the compositor draws it, there
-    // are no margins, and Qt would add a second one. Later ones take GNOME's colours by themselves.
+    // Qt (6.4) reads the colours when it makes a title bar, so make it again. A window without
+    // margins has the compositor's title bar, and Qt would add a second. Newer versions of Qt take
+    // GNOME's colours by themselves.
     const QWindowList windows = QGuiApplication::topLevelWindows();
     for (QWindow *window : windows) {
         if (QT_VERSION < QT_VERSION_CHECK(6, 8, 0) && window->isVisible() &&
@@ -176,7 +177,8 @@ void SystemStyle::colourTitleBars(const QColor &ground, const QColor &text)
     }
 }
 
-/// Reads GNOME's form of a font: family, perhaps a style, and the size in points.
+/// Returns the application's font, changed by GNOME's text for a font: family, perhaps a style, and
+/// the size in points.
 QFont SystemStyle::font() const
 {
     QFont font = QGuiApplication::font();
@@ -195,7 +197,7 @@ QFont SystemStyle::font() const
     return font;
 }
 
-/// Replaces a nameless family ("Sans Serif" is any family) by the best of those that desktops use.
+/// Replaces a name for any family ("Sans Serif") by the best family that desktops use.
 QString SystemStyle::fontFamily() const
 {
     const QString named = font().family();

@@ -66,10 +66,10 @@ private:
     QFont font() const;
 
     std::shared_ptr<QDBusConnection> bus_; // keeps the portal's signals coming
-    QStringList keys_;                     // the portal's, as far as this desktop uses them
+    QStringList keys_;                     // the portal's keys that this desktop uses
     QVariantMap chosen_;                   // the portal's values
     bool isAnswered_ = false;
-    bool isColouring_ = false;               // Qt announces our own change of the palette too
+    bool isColouring_ = false;               // Qt also reports our own change of the palette
     std::optional<QPalette> desktopPalette_; // before the title bars were coloured
 };
 

@@ -50,7 +50,7 @@ int main(int argc, char *argv[])
     Paths::ignoreRelativeFolders();
     const QByteArray activationToken = ActivationTokens::usable(qgetenv("XDG_ACTIVATION_TOKEN"));
     const QByteArray startupId = ActivationTokens::usable(qgetenv("DESKTOP_STARTUP_ID"));
-    // No game inherits them, and libwayland never sees an unusable one.
+    // Games must not inherit the token, nor libwayland see an unusable one.
     qunsetenv("XDG_ACTIVATION_TOKEN");
     SingleInstance instance(Paths::root());
     switch (instance.claim(activationToken, startupId)) {
@@ -87,7 +87,7 @@ int main(int argc, char *argv[])
     onTerminationSignal(&launcher, [&launcher] { launcher.forceQuit(); });
     qunsetenv("DESKTOP_STARTUP_ID"); // Qt's X11 plugin has read it
     launcher.open(activationToken, startupId);
-    // After the first frame, which must not wait.
+    // Run after the first frame, which must not wait.
     QTimer::singleShot(0, &launcher, [] {
         Threads::start([] { StagingFolder::clearLeftovers(QDir::tempPath(), Paths::root()); });
     });

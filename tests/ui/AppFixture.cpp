@@ -32,7 +32,7 @@ void AppFixture::start()
     QGuiApplication::exec();
     app_ = std::make_unique<BrindleApp>(desktop_);
     endings_ = std::make_unique<QSignalSpy>(app_.get(), &BrindleApp::ending);
-    WorkerHold().open(); // or the look at the start could end during a test
+    WorkerHold().open(); // the model's look at the start must not end during a test
     await(model().refreshState());
     app_->open();
     spinUntil([this] { return app_->window()->isExposed(); });

@@ -13,7 +13,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-/// Answers a call other than by its plain reply. True when that has been done.
+/// Answers the call unless it deserves its plain reply. Returns whether it did.
 bool answered(Answer answer, const QDBusContext &call)
 {
     switch (answer) {

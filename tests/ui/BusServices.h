@@ -17,7 +17,7 @@ namespace brindle {
 /// What a service does with a call.
 enum class Answer { reply, refuse, never, nonsense };
 
-/// A message bus, both the session's and the system's, for as long as it lives.
+/// A message bus that stands in for the session's and the system's while this object lives.
 class TestBus
 {
 public:
@@ -51,7 +51,7 @@ private:
     QDBusServiceWatcher callers_;
 };
 
-/// The login manager, which does the same.
+/// The login manager, which keeps the computer from sleeping until a descriptor is closed.
 class LoginManager : public QObject, protected QDBusContext
 {
     Q_OBJECT
@@ -61,7 +61,7 @@ public:
     ~LoginManager() override;
     QStringList log;
     Answer answer = Answer::reply;
-    /// Whether nobody holds what was given last.
+    /// Returns whether the last descriptor is closed.
     bool isReleased() const;
 
 public Q_SLOTS:
@@ -79,12 +79,12 @@ class NotificationServer : public QObject, protected QDBusContext
 
 public:
     Answer answer = Answer::reply;
-    /// GNOME Shell's, from 43 to 48.
+    /// These are GNOME Shell's, from 43 to 48.
     QStringList capabilities =
         QStringLiteral("actions body body-markup icon-static persistence sound").split(u' ');
     QList<QStringList> shown; ///< title, text and actions of each
     QList<uint> withdrawn;
-    std::function<void()> beforeReply = [] {}; ///< when one is shown
+    std::function<void()> beforeReply = [] {}; ///< called before the reply to each Notify
 
 public Q_SLOTS:
     QStringList GetCapabilities();
@@ -111,7 +111,7 @@ public Q_SLOTS:
     void ShowItems(const QStringList &urls, const QString &startupId);
 };
 
-/// The dock that shows how far a program is.
+/// The dock, which shows the progress of programs.
 class Dock : public QObject
 {
     Q_OBJECT
@@ -128,7 +128,7 @@ public Q_SLOTS:
     }
 };
 
-/// All of them on one bus.
+/// All these services on one bus.
 struct BusServices
 {
     explicit BusServices(const QString &address);

@@ -6,7 +6,7 @@
 
 namespace brindle {
 
-/// A look of the launcher.
+/// A view of the launcher in one state.
 struct Scene
 {
     const char *name = "";

@@ -16,7 +16,7 @@ namespace brindle {
 
 namespace {
 
-int line = -1; // to the test
+int line = -1; // the socket to the test
 SmsConn client = nullptr;
 
 void say(const char *text)
@@ -49,7 +49,7 @@ Status admitClient(SmsConn /*connection*/, SmPointer /*data*/, unsigned long *ma
         char *const name = SmsGenerateClientID(connection);
         SmsRegisterClientReply(connection, name);
         std::free(name);
-        // Each new client is asked once.
+        // The protocol asks each new client once.
         SmsSaveYourself(connection, SmSaveLocal, False, SmInteractStyleNone, False);
         return 1;
     };
@@ -90,7 +90,7 @@ Status admitClient(SmsConn /*connection*/, SmPointer /*data*/, unsigned long *ma
     return 1;
 }
 
-/// Serves until the line to the test ends.
+/// Serves the application and the test until the test closes its socket.
 void serve(IceListenObj door)
 {
     std::string orders;
@@ -130,11 +130,11 @@ void serve(IceListenObj door)
     std::array<char, 256> error = {};
     int count = 0;
     IceListenObj *doors = nullptr;
-    IceSetIOErrorHandler([](IceConn) {}); // outlive a client
+    IceSetIOErrorHandler([](IceConn) {}); // libICE would exit with its client
     if (SmsInitialize("Brindle's tests", "1", admitClient, nullptr, admitHost, error.size(),
                       error.data()) &&
         IceListenForConnections(&count, &doors, error.size(), error.data()) && count > 0) {
-        // The last one is local.
+        // The last address is local.
         IceListenObj door = doors[count - 1];
         IceSetHostBasedAuthProc(door, admitHost);
         say(IceComposeNetworkIdList(1, &door));

@@ -5,18 +5,19 @@
 
 namespace brindle {
 
-/// An X session manager for this process, in a process of its own. Linux.
+/// An X session manager for this process. Runs in a child process. Linux only.
 class SessionManager
 {
 public:
-    /// Starts it, and makes it the one that the application finds. Call before the application and
-    /// any thread exists.
+    /// Starts the child, and lets applications of this process find it. Call before creating the
+    /// application or any thread.
     SessionManager();
 
-    /// Sends an order: "ask" and "silently" announce the session's end, with and without questions
-    /// to the user; "cancelled" takes that back; "die" ends the session.
+    /// Sends an order. "ask" announces the session's end and allows questions to the user;
+    /// "silently" allows none. "cancelled" withdraws the announcement. "die" ends the session.
     void order(const char *order);
-    /// Serves events until the client does the act. Returns all its acts until then.
+    /// Serves events until the application does the act. Returns all its acts so far, since the
+    /// last call.
     QStringList waitFor(const QString &act);
 
 private:

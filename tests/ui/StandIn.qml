@@ -2,7 +2,7 @@ import QtQml
 import Brindle
 import BrindleTest
 
-// Stands in for the launcher's model: says what the test says, and records calls.
+// Stands in for the launcher's model: holds the test's values, and records calls.
 QtObject {
     property var calls: []
     property int measurements: 0
@@ -40,7 +40,7 @@ QtObject {
 
     readonly property var phases: ["NotDownloaded", "Downloading", "SettingUp", "Needs", "Ready", "Starting", "Playing"]
 
-    // Takes on a phase, and what follows from it.
+    // Sets the phase and the fields that follow from it.
     function enter(name) {
         phase = Phase[name];
         canCancel = ["Downloading", "SettingUp"].includes(name);

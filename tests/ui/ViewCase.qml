@@ -23,7 +23,7 @@ TestCase {
         model = standIn.createObject(parent); // outlives the view
         view = createTemporaryObject(contentView, parent);
         settle();
-        keyClick(Qt.Key_Shift); // an earlier function's last press is no first press here
+        keyClick(Qt.Key_Shift); // ends the quick presses of an earlier function
     }
 
     // Waits for a frame, which gives every item its position.

@@ -30,7 +30,7 @@ public:
 
     /// Sets properties of the stand-in.
     void set(const QVariantMap &properties);
-    /// Sets the stand-in's phase, and what follows from it.
+    /// Sets the stand-in's phase and the fields that follow from it.
     void enter(const char *phase);
     /// Returns the names of the stand-in's texts.
     QStringList textProperties() const;
@@ -48,7 +48,7 @@ public:
     int withAlert(const Alert &alert, const std::function<void(QQuickItem *)> &act);
     /// Returns the visible item of this object name, or null.
     QQuickItem *find(const QString &name) const;
-    /// Returns the text of a visible item, or nothing.
+    /// Returns the text of a visible item; empty without one.
     QString text(const QString &name) const;
     /// Clicks in the middle of a visible item.
     void click(const QString &name);

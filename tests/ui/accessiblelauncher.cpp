@@ -1,5 +1,5 @@
-// The launcher against the demo's release host, for a screen reader or a compositor to test. Once a
-// first game is ready, the host offers a broken one.
+// Runs the launcher with the demo's release host, for tests with a screen reader or a compositor.
+// Once a first game is ready, the host offers a broken one.
 //
 // usage: accessiblelauncher [ENGINE]
 

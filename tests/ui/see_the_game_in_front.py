@@ -35,7 +35,7 @@ def until(what, condition, longest=LONGEST_WAIT):
 
 
 def windows():
-    """Whether each visible window has the keyboard, by process."""
+    """Returns whether each visible window has the keyboard, by process."""
     tree = json.loads(subprocess.check_output(["swaymsg", "-r", "-t", "get_tree"]))
     found = {}
 
@@ -50,7 +50,7 @@ def windows():
 
 
 def starts(kind):
-    """The permissions of each start of the engine, by process, in order."""
+    """Returns the permissions of each start of the engine, by process, in order."""
     found = {}
     for file in sorted(engine.parent.glob(f"{kind}.*"), key=lambda file: file.stat().st_mtime_ns):
         lines = dict(line.split("=", 1) for line in file.read_text().splitlines() if "=" in line)
@@ -124,7 +124,7 @@ def play_three_times():
 
 
 def close_launcher():
-    """Closes the launcher's window. Return says Quit if the game has not quite ended."""
+    """Closes the launcher's window. The key Return presses Quit if the game still runs."""
     deadline = time.monotonic() + LONGEST_WAIT
     while launcher.poll() is None:
         if time.monotonic() > deadline:

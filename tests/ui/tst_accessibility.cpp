@@ -1,4 +1,4 @@
-// The window as screen readers meet it: through the accessibility interface only.
+// Screen readers get the whole window through Qt's accessibility interface.
 
 #include "ViewFixture.h"
 
@@ -17,8 +17,8 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-// What screen readers are told, in order: names and descriptions of announcements and alerts, and
-// the names of the items whose value changed.
+// The names and descriptions of announcements and alerts, and the names of items with a changed
+// value, in the order of their events.
 QStringList announced;
 QStringList changed;
 
@@ -56,7 +56,7 @@ void collect(QAccessibleInterface *interface, QList<QAccessibleInterface *> &int
     }
 }
 
-/// Returns the role and name, and the states that screen readers tell.
+/// Returns the role, the name and the states that screen readers say.
 QString described(QAccessibleInterface *interface)
 {
     const auto state = interface->state();
@@ -123,7 +123,7 @@ private Q_SLOTS:
         QTest::failOnWarning(QRegularExpression(u"."_s));
         announced.clear();
         changed.clear();
-        // As a screen reader does when it starts. Qt sends no events before.
+        // A screen reader does this when it starts. Qt sends no events before.
         QGuiApplicationPrivate::platformIntegration()->accessibility()->setActive(true);
         QAccessible::installUpdateHandler(record);
     }

@@ -1,4 +1,4 @@
-// How the application starts and ends, on the process-wide model.
+// The application starts and ends, on the process-wide model.
 
 #include "AppFixture.h"
 
@@ -81,7 +81,7 @@ private Q_SLOTS:
                     QCOMPARE(alertMessage(), u"The game is still running"_s);
                     QCOMPARE(alertText(), u"Quitting will close the game too."_s);
                     QVERIFY2(window().isVisible(), "the question is asked in the window");
-                    close(); // the same request
+                    close(); // repeats the request
                 });
             QTRY_VERIFY(!window().isVisible());
             QVERIFY(model().gameRunning());

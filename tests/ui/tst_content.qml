@@ -2,7 +2,7 @@ import QtQuick
 import QtTest
 import Brindle
 
-// What the window shows, and where.
+// The window shows each state's texts and controls at their places.
 Item {
     width: 560
     height: 640
@@ -186,7 +186,7 @@ Item {
             const colours = [Qt.rgba(0.08, 0.12, 0.30, 1), Qt.rgba(0.55, 0.20, 0.35, 1), Qt.rgba(0.95, 0.55, 0.20, 1)];
             compare(hero.gradient.map(String), colours.map(String));
 
-            // From the top left to the bottom right.
+            // The gradient runs from the top left to the bottom right.
             const image = grabImage(view);
             const at = (x, y) => ({ red: image.red(24 + x, 24 + y), blue: image.blue(24 + x, 24 + y) });
             verify(at(20, 65).blue > at(20, 65).red);
@@ -197,7 +197,7 @@ Item {
             verify(Qt.colorEqual(symbol.color, Qt.rgba(1, 1, 1, 0.92)));
             verify(Qt.colorEqual(symbol.shadowColor, Qt.rgba(0, 0, 0, 0.33)));
             compare([symbol.shadowRadius, symbol.opacity], [6, 1]);
-            // Without the room for its shadow.
+            // The width contains room for the shadow.
             compare(symbol.width - 4 * symbol.shadowRadius, 110);
             compare(symbol.height, symbol.width);
             verifyCentred("heroSymbol");
@@ -257,7 +257,7 @@ Item {
             verify(!item("progressBar").visible);
         }
 
-        // Behind the detail, or below it where one line has no room.
+        // The time follows the detail, or stands below it where one line has no room.
         function test_theTimeLeft() {
             model.enter("Downloading");
             model.detail = "1 MB of 4 MB · 2 MB/s";

@@ -1,4 +1,4 @@
-// The colours and fonts of a desktop, from Qt's reading of its settings and from its portal.
+// The style follows the desktop's settings, as Qt reads them, and the desktop's portal.
 
 #include "BusServices.h"
 #include "VirtualDisplay.h"
@@ -115,7 +115,7 @@ public:
     bool isSilent = false;
 
 public Q_SLOTS:
-    /// Wraps the value twice, like the real one.
+    /// Wraps the value twice, as the real portal does.
     QDBusVariant Read(const QString &group, const QString &key)
     {
         setDelayedReply(isSilent);
@@ -273,7 +273,7 @@ private Q_SLOTS:
         QCOMPARE(changed.size(), 2);
     }
 
-    /// This program, unlike the launcher, made Qt know the types of the portal's signals.
+    /// A second program is needed, because the portal above makes Qt know the types of its signals.
     void anotherProgramFollows()
     {
         SettingsPortal portal({{schemeKey, 1U}});
@@ -318,11 +318,11 @@ int main(int argc, char *argv[])
     if (argc > 1 && argv[argc - 1] == QByteArray("--follow")) {
         return printStyle(argc, argv);
     }
-    // Only there Qt asks which desktop it is.
+    // Qt reads a desktop's settings on X11 only.
     moveToVirtualDisplay(ON_VIRTUAL_DISPLAY, argc, argv);
     const QTemporaryDir settings;
     makeDesktop(settings);
-    // A program remembers the bus that it has known first.
+    // Qt keeps the address of a program's first bus.
     const TestBus bus;
     const QGuiApplication application(argc, argv);
     TestDesktopColours test;

@@ -1,4 +1,4 @@
-// What the desktop hears of a setup, over a real message bus, and what it does not.
+// The desktop gets reports of a setup, over a real message bus.
 
 #include "BusServices.h"
 #include "ModelFixture.h"
@@ -24,7 +24,7 @@ namespace {
 const auto loginAsked = u"sleep:idle|Brindle|The game is being set up|block"_s;
 const auto asked = u"inhibit '' 4 The game is being set up"_s;
 
-/// The launcher's window on a model, and what it tells the desktop.
+/// The launcher's window on a model, with its reports to the desktop.
 struct Launcher
 {
     explicit Launcher(PipelineFixture *fixture = nullptr) : fixture_(fixture)
@@ -44,7 +44,7 @@ struct Launcher
     std::unique_ptr<DesktopSession> session;
 
 private:
-    PipelineFixture *fixture_; // another than the usual
+    PipelineFixture *fixture_; // null: the model is the one of `files`
 };
 
 void loseTheFocus()
@@ -70,7 +70,7 @@ class TestDesktopSession : public QObject
     AppModel &model() { return launcher_->model(); }
     QStringList &portalLog() { return services_->portal.log; }
 
-    /// A round of messages there and back, behind all that was sent before.
+    /// Waits until the bus has delivered all earlier messages and their answers.
     void waitForMessages()
     {
         const auto bus = await(openBus(QDBusConnection::SessionBus));
@@ -93,7 +93,7 @@ private Q_SLOTS:
     void initTestCase()
     {
         BrindleApp::prepare();
-        // One for all: a program remembers the bus that it has known first.
+        // All tests share one bus, because Qt keeps the address of a program's first bus.
         bus_ = std::make_unique<TestBus>();
     }
 
@@ -195,10 +195,10 @@ private Q_SLOTS:
         QFETCH(QString, address);
         QProcess process;
         auto environment = QProcessEnvironment::systemEnvironment();
-        // What still waits for a bus when the program ends goes with it.
+        // A program that ends while it waits for a bus leaks.
         environment.insert(u"ASAN_OPTIONS"_s, u"detect_leaks=0"_s);
         const QTemporaryDir runtime;
-        // Takes connections, and never says a word.
+        // Accepts connections, and never sends a byte.
         QLocalServer silent;
         QVERIFY(silent.listen(runtime.filePath(u"silent"_s)));
         environment.insert(u"XDG_RUNTIME_DIR"_s, runtime.path());
@@ -252,7 +252,7 @@ private Q_SLOTS:
         QCOMPARE(shown.first(), expected + QStringList({u"Brindle"_s, u"org.brindle.Brindle"_s}));
         waitForMessages();
         QVERIFY(services_->notifications.withdrawn.isEmpty());
-        // The next state withdraws it, and is not announced.
+        // The next state withdraws the notification, and gets none.
         model().set(&Status::state, AppState::playing());
         spinUntil([this] { return services_->notifications.withdrawn == QList<uint>{41}; });
         model().set(&Status::state, AppState::needs(u"The game closed"_s));
@@ -351,7 +351,7 @@ private Q_SLOTS:
             act();
         }
         spinUntil([&] { return !server.withdrawn.isEmpty(); });
-        // Once.
+        // It is withdrawn once only.
         loseTheFocus();
         window.requestActivate();
         waitForMessages();
@@ -367,7 +367,7 @@ private Q_SLOTS:
         spinUntil([&] { return !server.shown.isEmpty(); });
         waitForMessages();
 
-        // Somebody else's, or another answer.
+        // Another program's notification and another action change nothing.
         Q_EMIT server.ActivationToken(7, u"another's"_s);
         Q_EMIT server.ActionInvoked(7, u"default"_s);
         Q_EMIT server.ActionInvoked(41, u"other"_s);
@@ -377,7 +377,7 @@ private Q_SLOTS:
         Q_EMIT server.ActionInvoked(41, u"default"_s);
         spinUntil([&] { return requests.size() == 1; });
         QCOMPARE(requests.first().first().toByteArray(), QByteArray("a token"));
-        // A token is good for one request. An unusable one is dropped.
+        // Each token serves one request. An unusable token is dropped.
         for (const QString &token : {QString(), QString(256, u'a')}) {
             if (!token.isEmpty()) {
                 Q_EMIT server.ActivationToken(41, token);
@@ -407,7 +407,7 @@ private Q_SLOTS:
         QCOMPARE(updates.last().value(u"progress"_s).toDouble(), 0.5);
         QCOMPARE(updates.last().value(visible).toBool(), true);
 
-        // No longer known.
+        // The fraction is no longer known.
         model().updateProgress(1, 0, 1);
         spinUntil([&] { return updates.size() == 2; });
         QCOMPARE(updates.last().value(visible).toBool(), false);
@@ -448,7 +448,7 @@ private Q_SLOTS:
     }
 };
 
-/// The launcher as a program, which tests look at from outside.
+/// Runs the launcher in this process, which a test watches from outside.
 static int runLauncher(bool ends)
 {
     Launcher launcher;

@@ -1,4 +1,4 @@
-// Texts of others become short texts without control characters and towers of accents.
+// Downloaded texts become short, and lose control characters and towers of accents.
 
 #include "ui/DisplayText.h"
 

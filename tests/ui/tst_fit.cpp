@@ -14,7 +14,7 @@ namespace {
 
 const QString widest = u"DejaVu Sans"_s;
 
-/// By design, only the game's name is cut.
+/// Fails if any text but the game's name is cut, which is by design.
 void nothingIsCut(const ViewFixture &view)
 {
     QList<QQuickItem *> items{view.window()->contentItem()};
@@ -47,7 +47,7 @@ void nothingIsCut(const ViewFixture &view)
     QVERIFY(texts > 0);
 }
 
-/// Tab shows each control whole, and End shows the end of a sheet that scrolls.
+/// Fails unless Tab shows each control whole, and End the end of a sheet that scrolls.
 void everythingCanBeReached(const ViewFixture &view)
 {
     QQuickWindow *const window = view.window();

@@ -1,4 +1,4 @@
-// The drawings: the application's icon, and the symbols in the colours of the views.
+// The application's icon and the symbols are drawn in their colours.
 
 #include "ui/Symbol.h"
 
@@ -63,7 +63,7 @@ class TestIcons : public QObject
 private Q_SLOTS:
     void init() { QTest::failOnWarning(QRegularExpression(u"."_s)); }
 
-    // Round corners, and a tile that goes from dark blue to orange below nearly white flags.
+    // The icon has round corners, and white flags on a tile from dark blue to orange.
     void theApplicationsIcon()
     {
         QSvgRenderer drawing(u":/qt-project.org/imports/Brindle/icons/brindle.svg"_s);
@@ -112,7 +112,7 @@ private Q_SLOTS:
                     u"play"_s, side, ratio,
                     {{u"color"_s, colour}, {u"shadowRadius"_s, 6.0}, {u"shadowColor"_s, shadow}});
             };
-            // As much as the symbol covers, spread out. The edge cuts nothing off.
+            // The shadow covers as much as the symbol, spread out, and no edge cuts it off.
             const QImage shadow = play(Qt::transparent, black);
             const double whole = covered(play(Qt::black, Qt::transparent)) * black.alphaF();
             QVERIFY(std::abs(covered(shadow) - whole) < 0.02 * whole);
@@ -120,7 +120,7 @@ private Q_SLOTS:
                 QCOMPARE(qAlpha(shadow.pixel(0, i)), 0);
                 QCOMPARE(qAlpha(shadow.pixel(i, 0)), 0);
             }
-            // Full inside, half at the straight edge at the left, and fainter outside.
+            // It is full inside, half at the straight left edge, and fainter outside.
             const auto alpha = [&](int x) {
                 return qAlpha(shadow.pixel(x * ratio, shadow.height() / 2));
             };

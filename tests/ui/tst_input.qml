@@ -2,7 +2,7 @@ import QtQuick
 import QtTest
 import Brindle
 
-// Mouse, touch and keyboard in the window: what they press, where the focus goes, and how they scroll.
+// Mouse, touch and keyboard press, move the focus and scroll.
 Item {
     id: stage
     width: 560
@@ -160,8 +160,8 @@ Item {
         function test_everyTransitionByKeyboard_data() {
             return createTemporaryObject(standIn, stage).phases.map(phase => ({ tag: phase }));
         }
-        // Whatever has the focus when a state ends: a press acts on the visible control that has the
-        // focus, and a control that got the focus by itself ends nothing.
+        // Any control may have the focus when a state ends. A press then acts on the visible control
+        // with the focus, and a control that got the focus by itself ends nothing.
         function test_everyTransitionByKeyboard(data) {
             model.hasFailure = true;
             for (const to of model.phases) {

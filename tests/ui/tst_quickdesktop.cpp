@@ -1,4 +1,4 @@
-// Alerts, the file browser, the browser and the clipboard.
+// Alerts are answered; the file browser, the web browser and the clipboard get their requests.
 
 #include "ViewFixture.h"
 

@@ -1,4 +1,4 @@
-// X desktops: the end of a session, and startup ids, which bring windows to the front.
+// On X11 the launcher follows the session's end and the startup ids.
 
 #include "AppFixture.h"
 #include "SessionManager.h"
@@ -23,7 +23,7 @@ public:
     StartupMessages() { qGuiApp->installNativeEventFilter(this); }
     bool nativeEventFilter(const QByteArray & /*kind*/, void *event, qintptr * /*result*/) override
     {
-        // A client message in bytes: xcb's header of 12 bytes, then 20 of the text.
+        // A client message has a header of 12 bytes, then 20 bytes of the text.
         const auto *const bytes = static_cast<const char *>(event);
         constexpr int clientMessage = 33;
         if ((bytes[0] & 0x7f) == clientMessage && bytes[1] == 8) {
@@ -65,7 +65,7 @@ private Q_SLOTS:
     void initTestCase()
     {
         prepare();
-        // The answer to the question that each new client is asked.
+        // The session manager asks each new client once.
         session->waitFor(agrees);
     }
     void init()

@@ -2,7 +2,7 @@ import QtQuick
 import QtTest
 import Brindle
 
-// The three sheets.
+// The three sheets open, show their content, act and close.
 Item {
     id: stage
     width: 640
@@ -122,7 +122,7 @@ Item {
             tryVerify(() => opener.activeFocus);
         }
 
-        // A slide and a fade, unless the desktop asks for less motion.
+        // Sheets slide and fade, unless the desktop asks for less motion.
         function test_motion() {
             open("about");
             compare([sheet.slide, sheet.opacity], [0, 1]);
@@ -133,7 +133,7 @@ Item {
             tryVerify(() => sheet.opened && sheet.slide === 0 && sheet.opacity === 1);
         }
 
-        // The column from top to bottom, and the rows that it ends in.
+        // Items stand in one column, and those of `rows` side by side.
         function test_places_data() {
             return [
                 { tag: "settings", padding: 20, spacing: 12, rows: [["savesButton", "revealButton"]], last: "doneButton", column: [

@@ -1,4 +1,4 @@
-// One launcher per user: who is the first, what later ones get, and what a crash leaves behind.
+// Each user runs one launcher per storage root, and later launchers reach it.
 
 #include "support/Await.h"
 #include "ui/SingleInstance.h"
@@ -33,8 +33,8 @@ struct First
     QSignalSpy requests{&instance, &SingleInstance::windowRequested};
 };
 
-/// Claims as another process does. A thread will do, because two openings of a lock file exclude
-/// each other within one process too.
+/// Claims as another process does. A thread suffices, because two openings of a lock file exclude
+/// each other even within one process.
 std::future<Role> claimElsewhere(const QString &root, const QByteArray &token = {},
                                  const QByteArray &startupId = {}, int patience = 30'000)
 {
@@ -108,7 +108,7 @@ private Q_SLOTS:
     {
         SingleInstance first(root());
         QCOMPARE(first.claim({}), Role::first);
-        // They come while the first still makes its window.
+        // The first launcher still makes its window.
         std::vector<std::future<Role>> claims(49);
         for (auto &claim : claims) {
             claim = claimElsewhere(root());

@@ -2,7 +2,7 @@ import QtQuick
 import QtTest
 import Brindle
 
-// The boxes of text: how they scroll, and their menu, with the mouse and without.
+// Boxes of text scroll, select and show their menu.
 Item {
     width: 640
     height: 640

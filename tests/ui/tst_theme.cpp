@@ -1,4 +1,4 @@
-// The look: light and dark, the type scale, and that every text can be read.
+// The look follows the desktop, and every text can be read.
 
 #include "ui/BrindleApp.h"
 
@@ -17,7 +17,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-/// @param accent what the desktop marks things with, if it says so.
+/// @param accent the desktop's accent colour; invalid for none.
 void setDark(bool dark, const QColor &accent = {})
 {
     QPalette palette;
@@ -39,7 +39,7 @@ void setFontSize(int pixels)
     QGuiApplication::setFont(font);
 }
 
-/// What is seen where a translucent colour lies on an opaque one.
+/// Returns the colour that a translucent colour makes on an opaque one.
 QColor over(const QColor &top, const QColor &below)
 {
     const auto mix = [alpha = top.alphaF()](float a, float b) {
@@ -88,7 +88,7 @@ class Theme
 public:
     QObject *object() const { return theme_; }
     QColor colour(const char *name) const { return value(name).value<QColor>(); }
-    /// As it is seen on the window.
+    /// Returns the colour as it appears on the window.
     QColor seen(const char *name) const { return over(colour(name), colour("window")); }
     QFont font(const char *name) const { return value(name).value<QFont>(); }
     qreal scale() const { return value("scale").toReal(); }
@@ -152,7 +152,7 @@ private Q_SLOTS:
         for (const bool dark : {false, true}) {
             const char *const base = dark ? "dark" : "light";
             QTest::newRow(base) << dark << QColor();
-            // Desktops' own, and what somebody might choose.
+            // Desktops begin with some of these, and players may choose the others.
             for (const char *accent : {"#3daee9", "#3584e4", "#e95420", "#9141ac", "#f6d32d",
                                        "#33d17a", "#000000", "#ffffff", "#808080"}) {
                 QTest::addRow("%s %s", base, accent) << dark << QColor(QLatin1String(accent));
@@ -178,7 +178,7 @@ private Q_SLOTS:
                           {"menu", text, colour("menu")},
                       });
         QColor thumb = colour("thumb");
-        thumb.setAlphaF(thumb.alphaF() * 0.7F); // as it is shown while nobody holds it
+        thumb.setAlphaF(thumb.alphaF() * 0.7F); // while no pointer is on it
         for (const char *ground : {"window", "sheet"}) {
             const QColor below = colour(ground);
             const auto on = [&](const char *name) { return over(colour(name), below); };
@@ -202,7 +202,8 @@ private Q_SLOTS:
                               {"pressed destructive row", colour("errorText"),
                                over(colour("dangerDown"), on("box"))},
                           });
-            // What is no text but must be seen: https://www.w3.org/TR/WCAG21/#non-text-contrast
+            // Controls need less contrast than texts:
+            // https://www.w3.org/TR/WCAG21/#non-text-contrast
             standOut(3, {
                             {"focus ring", colour("accentLine"), below},
                             {"focus ring in a box", colour("accentLine"), on("box")},
@@ -224,18 +225,18 @@ private Q_SLOTS:
         const Theme own;
         QCOMPARE(own.colour("accent"), QColor(QStringLiteral("#1663d9")));
         QCOMPARE(own.colour("accentText"), QColor(Qt::white));
-        // One that stands out by itself is used as it is.
+        // An accent colour that stands out is used unchanged.
         setDark(false, QColor(QStringLiteral("#9141ac")));
         const Theme purple;
         QCOMPARE(purple.colour("accent"), QColor(QStringLiteral("#9141ac")));
         QCOMPARE(purple.colour("accentLine"), purple.colour("accent"));
-        // On a light one black is read better.
+        // Black is read better on a light accent colour.
         setDark(true, QColor(QStringLiteral("#3daee9")));
         const Theme light;
         QCOMPARE(light.colour("accent"), QColor(QStringLiteral("#3daee9")));
         QCOMPARE(light.colour("accentText"), QColor(Qt::black));
 #if QT_VERSION >= QT_VERSION_CHECK(6, 6, 0)
-        // What a desktop marks selected text with may be another.
+        // The colour of selected text may differ from the accent colour.
         QPalette palette = QGuiApplication::palette();
         palette.setColor(QPalette::Highlight, Qt::lightGray);
         QGuiApplication::setPalette(palette);
@@ -288,7 +289,7 @@ private Q_SLOTS:
         QVERIFY(!changed.isEmpty());
         QCOMPARE(theme.scale(), 2.0);
         QCOMPARE(theme.font("largeTitle").pixelSize(), 52);
-        // The smallest, and those of 11, 15 and 22.5 points.
+        // A small font, and fonts of 11, 15 and 22.5 points.
         for (const auto &[pixels, body, monospaced] :
              {std::tuple{9, 13, 11}, {15, 15, 11}, {20, 20, 15}, {30, 30, 22}}) {
             setFontSize(pixels);

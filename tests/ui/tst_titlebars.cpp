@@ -1,4 +1,4 @@
-// Title bars under Wayland: Qt draws them only where the compositor draws none.
+// Under Wayland, Qt draws a title bar only where the compositor draws none.
 
 #include "ui/SystemStyle.h"
 

@@ -1,4 +1,4 @@
-// The main window: its size, and keys that are held down.
+// The main window has the right size, and obeys a held key once.
 
 #include "ModelFixture.h"
 #include "ViewFixture.h"
@@ -69,7 +69,7 @@ private Q_SLOTS:
         view_->settle();
         const QSize size = window()->size();
         QCOMPARE(size, size.expandedTo(lowest).boundedTo(highest));
-        // It has room for the rows of a download.
+        // The window has room for the rows of a download.
         view_->enter("Downloading");
         view_->set({{u"stepText"_s, u"the step"_s},
                     {u"hasProgress"_s, true},

@@ -26,7 +26,7 @@ bar = []  # the values of the progress bar
 
 
 def role_of(item):
-    """The role's name. at-spi2 2.54 renamed "push button" to "button"."""
+    """Returns the role's name. at-spi2 2.54 renamed "push button" to "button"."""
     return item.getRoleName().removeprefix("push ")
 
 
@@ -69,7 +69,7 @@ def check(condition, what):
 
 
 def everything(top=None):
-    """All items below `top` or the launcher, in reading order."""
+    """Yields all items below `top` or the launcher, in reading order."""
     if top is None:
         top = next((application for application in pyatspi.Registry.getDesktop(0)
                     if application and application.name == "Brindle"), ())
@@ -85,7 +85,7 @@ def has(item, *states):
 
 
 def find(role, name):
-    """The visible item of that role and name."""
+    """Returns the visible item of that role and name, or None."""
     for item in everything():
         if role_of(item) == role and re.fullmatch(name, item.name):
             if has(item, pyatspi.STATE_SHOWING):

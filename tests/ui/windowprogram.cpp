@@ -1,5 +1,6 @@
-// A program with a window, in the game's place. Once its window is visible, it asks to come to the
-// front by the token in its environment: some compositors listen to visible windows only.
+// A program with a window, which stands in for the game. Once its window is visible, it asks to
+// come to the front by the token in its environment: some compositors listen to visible windows
+// only.
 
 #include <QGuiApplication>
 #include <QRasterWindow>
@@ -11,7 +12,7 @@ class Window : public QRasterWindow
 {
     void paintEvent(QPaintEvent * /*event*/) override
     {
-        // Later, because the picture comes first.
+        // Queued, because the picture comes first.
         QTimer::singleShot(0, this, [this] {
             qputenv("XDG_ACTIVATION_TOKEN", token_);
             requestActivate();
