@@ -1,4 +1,4 @@
-#include "demostage/DemoStage.h"
+#include "DemoStage.h"
 
 #include "base/Clock.h"
 #include "demo/EngineArchive.h"

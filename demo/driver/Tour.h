@@ -1,7 +1,7 @@
 #pragma once
 
+#include "DemoStage.h"
 #include "core/AppModel.h"
-#include "demostage/DemoStage.h"
 
 #include <QCoroTask>
 

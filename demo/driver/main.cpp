@@ -1,9 +1,9 @@
 // brindle-demo: shows the launcher at work without a network. Everything comes from a release host
 // inside this program.
 
+#include "DemoStage.h"
 #include "Tour.h"
 #include "core/AppModel.h"
-#include "demostage/DemoStage.h"
 #include "ui/BrindleApp.h"
 #include "ui/QuickDesktop.h"
 
@@ -12,49 +12,12 @@
 #include <QTimer>
 
 #include <cstdio>
+#include <utility>
 
 using namespace brindle;
 using namespace Qt::StringLiterals;
 
 namespace {
-
-struct Options
-{
-    DemoStage::Content content;
-    QString pictures;
-    bool tour = true;
-    bool stay = true;
-};
-
-Options readOptions(const QCoreApplication &application)
-{
-    QCommandLineParser parser;
-    parser.setApplicationDescription(u"Shows the launcher at work, without a network."_s);
-    parser.addHelpOption();
-    const QString folder = u"folder"_s;
-    parser.addOptions({{u"engine"_s, u"An engine program instead of the sample's."_s, u"program"_s},
-                       {u"game"_s, u"A Godot project instead of the sample's."_s, folder},
-                       {u"pictures"_s, u"Saves a picture of every stage there."_s, folder},
-                       {u"hands-on"_s, u"Presses nothing: the launcher is yours."_s},
-                       {u"leave"_s, u"Ends after the tour."_s}});
-    parser.process(application);
-
-    Options options;
-    options.content.game = QStringLiteral(BRINDLE_DEMO_FOLDER "/game");
-    options.content.addon = QStringLiteral(BRINDLE_DEMO_FOLDER "/addon");
-    options.content.engine = QCoreApplication::applicationDirPath() + u"/sample-engine"_s;
-    if (parser.isSet(u"game"_s)) {
-        options.content.game = parser.value(u"game"_s);
-    }
-    if (parser.isSet(u"engine"_s)) {
-        options.content.engine = parser.value(u"engine"_s);
-        options.content.sampleEngine = false;
-    }
-    options.pictures = parser.value(u"pictures"_s);
-    options.tour = !parser.isSet(u"hands-on"_s);
-    options.stay = !parser.isSet(u"leave"_s);
-    return options;
-}
 
 QCoro::Task<> showTour(Tour *tour, bool stay)
 {
@@ -75,9 +38,27 @@ int main(int argc, char *argv[])
 {
     QGuiApplication application(argc, argv);
     QCoreApplication::setApplicationName(u"Brindle"_s);
-    const Options options = readOptions(application);
+    QCommandLineParser parser;
+    parser.setApplicationDescription(u"Shows the launcher at work, without a network."_s);
+    parser.addHelpOption();
+    const QString folder = u"folder"_s;
+    parser.addOptions(
+        {{u"engine"_s, u"An engine program instead of the sample's."_s, u"program"_s},
+         {u"game"_s, u"A Godot project instead of the sample's."_s, folder},
+         {u"pictures"_s, u"Saves a picture of every stage there."_s, folder},
+         {u"hands-on"_s, u"Presses nothing: the launcher is yours. An update has a mistake."_s},
+         {u"leave"_s, u"Ends after the tour."_s}});
+    parser.process(application);
+    const QString programs = QCoreApplication::applicationDirPath();
+    const auto chosen = [&](const QString &option, const QString &otherwise) {
+        return parser.isSet(option) ? parser.value(option) : otherwise;
+    };
     try {
-        DemoStage stage(options.content, QCoreApplication::applicationDirPath());
+        DemoStage stage({chosen(u"game"_s, QStringLiteral(BRINDLE_DEMO_FOLDER "/game")),
+                         QStringLiteral(BRINDLE_DEMO_FOLDER "/addon"),
+                         chosen(u"engine"_s, programs + u"/sample-engine"_s),
+                         !parser.isSet(u"engine"_s)},
+                        programs);
         BrindleApp::prepare();
         const auto desktop = std::make_shared<QuickDesktop>(Platform::current(QString()).reveal);
         AppModel::compose = [&stage, desktop] {
@@ -87,10 +68,18 @@ int main(int argc, char *argv[])
         };
         BrindleApp launcher(desktop);
         AppModel &model = AppModel::shared();
-        Tour tour(model, stage, options.pictures);
+        Tour tour(model, stage, parser.value(u"pictures"_s));
         launcher.open();
-        if (options.tour) {
-            QTimer::singleShot(0, &launcher, [&] { showTour(&tour, options.stay); });
+        bool isWhole = true; // the offered game
+        if (parser.isSet(u"hands-on"_s)) {
+            QObject::connect(&model, &AppModel::changed, &launcher, [&] {
+                if (model.state().phase == AppState::Phase::ready &&
+                    std::exchange(isWhole, false)) {
+                    stage.offerBrokenGame();
+                }
+            });
+        } else {
+            QTimer::singleShot(0, &launcher, [&] { showTour(&tour, !parser.isSet(u"leave"_s)); });
         }
         return QGuiApplication::exec();
     } catch (const std::exception &error) {

@@ -151,7 +151,7 @@ exec '{sys.argv[1]}'
 """)
     engine.chmod(0o755)
     launcher = subprocess.Popen(
-        [sys.argv[2], engine],
+        [sys.argv[2], "--hands-on", "--engine", engine],
         env={**os.environ, "TMPDIR": folder, "XDG_RUNTIME_DIR": folder,
              **dict.fromkeys(PERMISSIONS, "the launcher's own")})
     try:
