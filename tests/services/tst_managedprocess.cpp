@@ -335,6 +335,15 @@ private Q_SLOTS:
         stop.request_stop();
     }
 
+    void nobodyLeadsNoGroup()
+    {
+        static volatile std::sig_atomic_t arrived = 0;
+        const auto before = std::signal(SIGWINCH, [](int) { arrived = 1; });
+        ChildProcess::sendToGroup(SIGWINCH, 0); // would reach this program
+        std::signal(SIGWINCH, before);
+        QCOMPARE(int(arrived), 0);
+    }
+
     void killsAStubbornChildWithAllThatItStarted()
     {
         const Lifeline lifeline;

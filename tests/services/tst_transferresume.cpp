@@ -147,6 +147,10 @@ private Q_SLOTS:
         row("the rest", true, partial(tag + right, rest), 2);
         row("the rest, by time", false, partial(time + right, rest), 2);
         row("whole", true, "HTTP/1.1 200 OK\r\nContent-Length: 1000\r\n\r\n" + pattern(1000), 2);
+        row("short chunks", true,
+            "HTTP/1.1 206 Partial Content\r\nTransfer-Encoding: chunked\r\n" + tag + right +
+                "\r\n64\r\n" + rest.first(100) + "\r\n0\r\n\r\n",
+            3);
         row("another tag", true, partial("ETag: \"two\"\r\n" + right, other), 3);
         row("weak tag", true, partial("ETag: W/\"one\"\r\n" + right, other), 3);
         row("no tag", true, partial(time + right, other), 3);
@@ -177,29 +181,32 @@ private Q_SLOTS:
         QFETCH(const QByteArray, answer);
         QFETCH(const int, requests);
         const QByteArray content = pattern(1000);
-        CutFile file(content, {300});
-        if (!byTag) {
-            file.version = "Sun, 06 Nov 1994 08:49:37 GMT";
-            file.headers = {{"Accept-Ranges", "bytes"},
-                            {"Last-Modified", file.version},
-                            {"Date", "Sun, 06 Nov 1994 08:49:38 GMT"}};
-        }
-        QByteArray version;
-        const HttpServer server([&](const HttpRequest &request, HttpConnection &connection) {
-            if (server.requestCount() == 2) {
-                version = request.headers.value("if-range");
-                connection.write(answer);
-            } else {
-                file.answer(request, connection);
+        for (const bool isMemory : {false, true}) {
+            CutFile file(content, {300});
+            if (!byTag) {
+                file.version = "Sun, 06 Nov 1994 08:49:37 GMT";
+                file.headers = {{"Accept-Ranges", "bytes"},
+                                {"Last-Modified", file.version},
+                                {"Date", "Sun, 06 Nov 1994 08:49:38 GMT"}};
             }
-        });
-        const QString target = newPath();
-        const auto outcome = store(server.url(), target, withoutWaits());
-        QVERIFY2(outcome.value, qPrintable(outcome.text()));
-        QCOMPARE(outcome.value->status, 200);
-        QVERIFY(contentOf(target) == content);
-        QCOMPARE(version, file.version);
-        QCOMPARE(server.requestCount(), requests);
+            QByteArray version;
+            const HttpServer server([&](const HttpRequest &request, HttpConnection &connection) {
+                if (server.requestCount() == 2) {
+                    version = request.headers.value("if-range");
+                    connection.write(answer);
+                } else {
+                    file.answer(request, connection);
+                }
+            });
+            const QString target = newPath();
+            const auto outcome = isMemory ? fetch(server.url(), withoutWaits())
+                                          : store(server.url(), target, withoutWaits());
+            QVERIFY2(outcome.value, qPrintable(outcome.text()));
+            QCOMPARE(outcome.value->status, 200);
+            QVERIFY((isMemory ? outcome.value->body : contentOf(target)) == content);
+            QCOMPARE(version, file.version);
+            QCOMPARE(server.requestCount(), requests);
+        }
     }
 
     /// An attempt is fruitless if it brings less than 1 KiB.

@@ -356,7 +356,6 @@ private:
         if (status() == statusOk) {
             validator_ = HttpRules::validator(
                 {header("Accept-Ranges"), header("ETag"), header("Last-Modified"), header("Date")});
-            startsAnew_ = true;
             written_ = 0;
             memory_.clear();
             const qint64 announced = header("Content-Length").toLongLong(); // 0 if unknown

@@ -65,7 +65,6 @@ QCoro::Task<> Tools::unzip(QString archiveTool, QString zip, std::shared_ptr<QFi
             // Delete the archive before `place` syncs the disk.
             file.reset();
             QFile::remove(zip);
-            checkCancellation(stop);
             place(folder);
         };
         co_await runOnWorker(std::move(finish), stop);
