@@ -35,7 +35,7 @@ QStringList find(const QStringList &arguments)
 
 } // namespace
 
-Surroundings::Surroundings() : canary_(QDir::tempPath() + u"/canary-XXXXXX"_s)
+Surroundings::Surroundings()
 {
     QDir top(top_.path());
     for (const char *folder : {"home", "guarded/folder", "parent"}) {
@@ -47,9 +47,6 @@ Surroundings::Surroundings() : canary_(QDir::tempPath() + u"/canary-XXXXXX"_s)
     put(path("guarded/program"), "#!/bin/sh\n");
     QFile::setPermissions(path("guarded/program"), QFile::ReadOwner | QFile::ExeOwner);
     QFile::link(u"file"_s, path("guarded/link"));
-    if (!canary_.open() || canary_.write("known") < 0 || !canary_.flush()) {
-        qFatal("can't write to the temporary folder");
-    }
 }
 
 Surroundings::~Surroundings()
@@ -57,7 +54,6 @@ Surroundings::~Surroundings()
     // Qt can't remove names that are not UTF-8.
     std::error_code ignored;
     fs::remove_all(path("parent").toStdString(), ignored);
-    fs::remove(canary().toStdString() + ".new", ignored);
 }
 
 void Surroundings::putArchive(const QByteArray &bytes) const
@@ -78,8 +74,8 @@ QStringList Surroundings::beside() const
 
 QStringList Surroundings::outside() const
 {
-    return find({canary(), canary() + u".new"_s, top_.path(), u"-path"_s, path("parent"),
-                 u"-prune"_s, u"-o"_s, u"-printf"_s, u"%p %M %U %i %s %T+ %l\n"_s});
+    return find({top_.path(), u"-path"_s, path("parent"), u"-prune"_s, u"-o"_s, u"-printf"_s,
+                 u"%p %M %U %i %s %T+ %l\n"_s});
 }
 
 QStringList Surroundings::special() const

@@ -3,7 +3,6 @@
 #include <QString>
 #include <QStringList>
 #include <QTemporaryDir>
-#include <QTemporaryFile>
 
 namespace brindle {
 
@@ -12,8 +11,6 @@ namespace brindle {
 ///     home/.profile         below HOME
 ///     guarded/…             a folder with files, a link and a program
 ///     parent/a.zip, out     the archive and the destination
-///
-/// and a file in the temporary folder itself.
 class Surroundings
 {
 public:
@@ -31,7 +28,6 @@ public:
     QString path(const char *name) const { return top_.filePath(QString::fromLatin1(name)); }
     QString archive() const { return path("parent/a.zip"); }
     QString destination() const { return path("parent/out"); }
-    QString canary() const { return canary_.fileName(); }
 
     void putArchive(const QByteArray &bytes) const;
     /// Runs an archive tool with the archive and the destination, in the folder `parent`.
@@ -55,7 +51,6 @@ public:
 
 private:
     QTemporaryDir top_;
-    QTemporaryFile canary_;
 };
 
 } // namespace brindle
