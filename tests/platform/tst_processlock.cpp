@@ -6,13 +6,10 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QProcess>
 #include <QTemporaryDir>
 #include <QtTest>
 
-#include <csignal>
 #include <optional>
-#include <sys/wait.h>
 #include <unistd.h>
 
 using namespace brindle;
@@ -96,32 +93,6 @@ private Q_SLOTS:
         };
         QCOMPARE(another.tryLock(), Outcome::taken);
         QCOMPARE(another.tryLock(), Outcome::held);
-    }
-
-    void aKilledHolderLosesIt()
-    {
-        int ready[2];
-        QCOMPARE(pipe(ready), 0);
-        const QByteArray name = QFile::encodeName(file());
-        const pid_t child = fork();
-        if (child == 0) {
-            ProcessLock held(QFile::decodeName(name));
-            const char outcome = held.tryLock() == Outcome::held ? 'h' : 'x';
-            if (write(ready[1], &outcome, 1) == 1) {
-                pause();
-            }
-            _exit(1);
-        }
-        char outcome = 0;
-        QCOMPARE(read(ready[0], &outcome, 1), ssize_t(1));
-        QCOMPARE(outcome, 'h');
-        ProcessLock lock(file());
-        QCOMPARE(lock.tryLock(), Outcome::taken);
-        kill(child, SIGKILL);
-        QCOMPARE(waitpid(child, nullptr, 0), child);
-        QCOMPARE(lock.tryLock(), Outcome::held);
-        close(ready[0]);
-        close(ready[1]);
     }
 
     void anotherUsersFileIsUnavailable()

@@ -25,14 +25,6 @@ class TestLogStore : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void startsEmpty()
-    {
-        const LogStore log;
-        QVERIFY(log.lines().isEmpty());
-        QCOMPARE(log.dropped(), 0);
-        QCOMPARE(LogStore::maxLines, 5000);
-    }
-
     void cleansEntries_data()
     {
         QTest::addColumn<QString>("text");
@@ -164,18 +156,6 @@ private Q_SLOTS:
         // An equal value is announced as well.
         log.setLines({});
         QCOMPARE(events.size(), 6);
-    }
-
-    void theNextAppendTrimsALongAssignmentInOneStep()
-    {
-        LogStore log;
-        log.setLines(numbered(1, 5010));
-        QCOMPARE(log.lines().size(), 5010);
-        const QSignalSpy changed(&log, &LogStore::linesChanged);
-        log.append(u"5011"_s);
-        QCOMPARE(log.lines(), numbered(12, 5011));
-        QCOMPARE(log.dropped(), 11);
-        QCOMPARE(changed.count(), 1);
     }
 };
 

@@ -15,9 +15,6 @@ namespace brindle {
 class LineSplitter
 {
 public:
-    /// The longest that the note gets, in UTF-16 units.
-    static constexpr qsizetype maxNote = 24;
-
     /// @param limit the most bytes kept of a line.
     explicit LineSplitter(qsizetype limit);
 
