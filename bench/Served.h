@@ -12,8 +12,8 @@ namespace brindle {
 class Served
 {
 public:
-    /// Serves over TLS if `certificate` is not empty, and writes there the certificate to trust.
-    /// Call before the program has a second thread. Throws std::runtime_error.
+    /// Serves over TLS if `certificate` is not empty, and writes the server's certificate to that
+    /// file. Call before the program has a second thread. Throws std::runtime_error.
     explicit Served(const QString &archive, const QString &certificate = {});
     ~Served();
     Served(const Served &) = delete;

@@ -5,6 +5,7 @@
 // usage: bench_setup ARCHIVE WORK
 //   ARCHIVE holds an engine's program; WORK is emptied
 
+#include "Figures.h"
 #include "Measure.h"
 #include "Served.h"
 #include "engine/EngineManager.h"
@@ -62,6 +63,12 @@ void measure(const QString &archive, const QString &work)
         Files::remove(theirs);
         Files::createFolder(theirs);
     };
+    prepare();
+    // First, while this process has no freed memory that would hide the use.
+    const double peak = peakAboveIdle([&] {
+        EngineManager engines(server.url(), ours, ours + u"/temporary"_s, platform);
+        install(engines);
+    });
     std::vector<double> shares;
     const auto installOurs = [&] {
         EngineManager engines(server.url(), ours, ours + u"/temporary"_s, platform);
@@ -76,6 +83,7 @@ void measure(const QString &archive, const QString &work)
     const Measure::Pair pair = Measure::compare(prepare, installOurs, installTheirs);
     Measure::printRatio("engine setup / curl, sha512sum, unzip", pair, 0.36);
     Measure::printLimit("main thread meanwhile", Measure::median(shares) * 100, "%", 10);
+    Measure::printLimit("memory of an engine's setup", peak / 1e6, "MB", 10);
 }
 
 } // namespace

@@ -2,8 +2,7 @@
 
 # brindle_room(<name> SOURCES <files…> LINKS <targets…>)
 # A room of src/ as a static library `brindle_<name>`. Includes are written "<room>/<File>.h" and
-# resolve only for the rooms that are linked: each library publishes a private view of src/ that
-# holds its own folder and nothing else, so that an include through the wrong door does not compile.
+# resolve only for the linked rooms, because each library publishes a folder that holds only its room.
 function(brindle_room name)
     cmake_parse_arguments(ROOM "" "" "SOURCES;LINKS" ${ARGN})
     set(view "${CMAKE_BINARY_DIR}/include/${name}")
@@ -28,11 +27,11 @@ function(brindle_headers name)
     add_library(${name} STATIC "${CMAKE_BINARY_DIR}/${name}.cpp")
     target_link_libraries(${name} PUBLIC ${PRE_LINKS})
     target_precompile_headers(${name} PRIVATE ${PRE_HEADERS})
-    # CMake writes the list of headers there.
+    # CMake writes cmake_pch.hxx there.
     target_include_directories(${name} PRIVATE "${CMAKE_CURRENT_BINARY_DIR}/CMakeFiles/${name}.dir")
 endfunction()
 
-# The compiler wants the options and definitions that the headers were compiled with.
+# A target needs the same options and definitions as the precompiled headers.
 function(brindle_use_headers target name)
     get_target_property(links ${name} LINK_LIBRARIES)
     target_link_libraries(${target} PRIVATE ${links})
@@ -77,9 +76,8 @@ int main(int argc, char *argv[])
 endfunction()
 
 # brindle_add_test(<name> <command…> [VARIABLES <name=value…>])
-# Registers a command with CTest, in the environment that all tests run in: without the session's
-# message bus, as what has been chosen on this desktop would be seen; without the portal, as Qt (6.8)
-# leaks the question whether there is one.
+# Registers a command with CTest, in the environment of all tests: without the session's message bus,
+# which knows this desktop's settings, and without the portal, because Qt (6.8) leaks a query for it.
 function(brindle_add_test name)
     cmake_parse_arguments(TEST "" "" "VARIABLES" ${ARGN})
     add_test(NAME ${name} COMMAND ${TEST_UNPARSED_ARGUMENTS})
@@ -88,8 +86,8 @@ function(brindle_add_test name)
 endfunction()
 
 # brindle_protocol(<target> <client-header | server-header | private-code>…)
-# Adds what wayland-scanner makes of the description of xdg-activation-v1: headers of that name and
-# "-client-protocol.h" or "-server-protocol.h", and what they declare, in C.
+# Adds the files that wayland-scanner makes of the description of xdg-activation-v1: headers with
+# "-client-protocol.h" or "-server-protocol.h" behind that name, and their code in C.
 function(brindle_protocol target)
     find_program(WAYLAND_SCANNER wayland-scanner REQUIRED)
     pkg_get_variable(protocols wayland-protocols pkgdatadir)
@@ -101,7 +99,7 @@ function(brindle_protocol target)
             OUTPUT "${file}"
             COMMAND "${WAYLAND_SCANNER}" ${kind} "${description}" "${file}"
             DEPENDS "${description}")
-        # Others' code, others' style.
+        # Generated code has warnings.
         set_source_files_properties("${file}" PROPERTIES COMPILE_OPTIONS -w SKIP_PRECOMPILE_HEADERS ON)
         target_sources(${target} PRIVATE "${file}")
     endforeach()

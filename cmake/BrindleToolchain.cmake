@@ -1,10 +1,9 @@
 # Compiler settings that hold for every target: warnings, sanitizers, linker, compiler cache.
 
-# ccache takes precompiled headers by their content (see "Precompiled headers" in its manual). On Linux
-# it sees paths relative to the clone and is told a name for the build folder that fits every clone, so
-# that a second clone or a second preset of equal options finds what the first one made. What debug
-# information calls that name is the build folder as seen from the top of the clone. Coverage names its
-# sources by full paths and is not shared.
+# ccache compares precompiled headers by content (see "Precompiled headers" in its manual). On Linux it
+# sees paths relative to the clone, and one name for the build folder of every clone, so clones and
+# presets with equal options share results. Debug information maps that name to the build folder's path
+# in the clone. Coverage names sources by full paths and shares nothing.
 find_program(CCACHE_PROGRAM ccache)
 if(CCACHE_PROGRAM)
     set(launcher "${CMAKE_COMMAND}" -E env
@@ -20,10 +19,10 @@ if(CCACHE_PROGRAM)
     set(CMAKE_CXX_COMPILER_LAUNCHER "${launcher}")
 endif()
 if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
-    # The same content and the same command for the precompiled header in every clone: ccache does not
-    # know the path that CMake passes by -Xclang as one to make relative. Clang by itself takes
-    # header.pch where it is told to include header; when that is made, the header is found in the
-    # include path, or else an old header.pch would be taken for it.
+    # Give the precompiled header the same content and command in every clone: ccache does not make the
+    # path relative that CMake passes by -Xclang. Clang takes "header.pch" in place of an included
+    # "header". While it makes the former, it finds the header by the include path, or else it would
+    # take an old "header.pch".
     add_compile_options("$<$<COMPILE_LANGUAGE:CXX>:SHELL:-Xclang -fno-pch-timestamp>")
     set(CMAKE_CXX_COMPILE_OPTIONS_USE_PCH -include <PCH_HEADER>)
     set(CMAKE_CXX_COMPILE_OPTIONS_CREATE_PCH

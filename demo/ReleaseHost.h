@@ -16,7 +16,7 @@ namespace brindle {
 /// Holds an answer back, so that a test can act at a known point of a transfer. Any thread.
 struct ReleaseGate
 {
-    /// Whether the system has all of an answer before the gate.
+    /// Returns whether the system has all bytes before the gate.
     bool isReached() const { return reached; }
     /// Lets answers through from now on.
     void open() { opened = true; }
@@ -51,7 +51,7 @@ public:
     ReleaseHost() : ReleaseHost(Options{}) {}
     explicit ReleaseHost(Options options);
 
-    /// The code host's base address, without a trailing slash.
+    /// Returns the code host's base address, without a trailing slash.
     QUrl url() const { return bases_[code]; }
 
     /// Offers an archive of the game's main branch, in place of an earlier one.
@@ -61,12 +61,12 @@ public:
     /// Offers an archive of the release `tag`, and lists its SHA-512 in the release's checksums.
     void offerEngine(const QString &tag, const QString &name, const QByteArray &zip);
 
-    /// The paths of the offers at the code host.
+    /// Return the paths of the offers at the code host.
     static QString gamePath();
     static QString addonPath(const QString &repository);
     static QString enginePath(const QString &tag, const QString &name);
     static QString checksumPath(const QString &tag);
-    /// The path on the second or third server that the code host redirects such a path to.
+    /// Returns the path on the second or third server to which the code host redirects.
     static QString bodyPath(const QString &path);
 
     /// Answers a path (also a `bodyPath`) by a handler.

@@ -64,7 +64,7 @@ void fuzzInfoJson(const uint8_t *data, size_t size)
     if (!read) {
         return;
     }
-    // JSON can name halves of characters. The first time, they are replaced.
+    // JSON can name half a character, which the first reading replaces.
     const auto once = ProjectInfo::fromJson(read->toJson());
     expect(once.has_value(), "a read description can be saved and read");
     expect(ProjectInfo::fromJson(once->toJson()) == once, "a description survives being saved");

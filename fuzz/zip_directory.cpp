@@ -1,5 +1,4 @@
-// A zip archive: read once with every check, and once without, because checks end most inputs
-// early.
+// Reads a zip archive with every check, and again without checks, which end most inputs early.
 
 #include "Fuzzers.h"
 #include "ditto/Checks.h"

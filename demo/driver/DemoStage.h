@@ -34,7 +34,7 @@ public:
     /// Offers the game with a mistake in it, as an update may have.
     void offerBrokenGame();
     void offerGoodGame();
-    /// Whether the game closes by itself, some time after it counts as open.
+    /// Returns whether the game closes by itself after it counts as open.
     bool gameEndsByItself() const { return content_.sampleEngine; }
 
 private:

@@ -24,7 +24,7 @@ using namespace std::chrono_literals;
 /// A real engine may import for as long.
 constexpr auto patience = 5min;
 constexpr auto glance = 50ms;
-/// Long enough for an eye to follow, and for windows to be where they belong.
+/// Long enough for people to follow, and for windows to settle.
 constexpr auto look = 700ms;
 
 QCoro::Task<> pause(std::chrono::milliseconds time)

@@ -8,7 +8,6 @@
 //   playExit         its exit code then (0)
 //   printText        a text on standard error at the start
 
-#include <QCommandLineParser>
 #include <QCryptographicHash>
 #include <QDir>
 #include <QDirIterator>
@@ -40,17 +39,18 @@ void printError(const QString &line)
     std::fprintf(stderr, "%s\n", qUtf8Printable(line));
 }
 
-// As a 4.6.3 build prints on Linux, into pipes as well.
+/// Returns the argument behind an option.
+QString valueOf(const QString &option, const QStringList &arguments)
+{
+    const qsizetype index = arguments.indexOf(option);
+    return index < 0 ? QString() : arguments.value(index + 1);
+}
 
+/// Prints progress as Godot 4.6.3 does on Linux, also into pipes.
 void printProgress(int percent, const QString &task, const QString &text)
 {
     print(
         u"[%1% ] \x1b[90m\x1b[1m%2\x1b[22m | %3\x1b[39m\x1b[0m"_s.arg(percent, 4).arg(task, text));
-}
-
-void printDone(const QString &task)
-{
-    print(u"\x1b[92m[ DONE ]\x1b[39m \x1b[1m%1\x1b[22m\n\x1b[0m"_s.arg(task));
 }
 
 void write(const QDir &project, const QString &path, const QString &text)
@@ -61,7 +61,7 @@ void write(const QDir &project, const QString &path, const QString &text)
     }
 }
 
-/// Returns a name for a file's products, the same in every import.
+/// Returns the name of a file's products, the same in every import.
 QString idOf(const QString &path)
 {
     const auto hash = QCryptographicHash::hash(path.toUtf8(), QCryptographicHash::Md5);
@@ -72,9 +72,7 @@ QString idOf(const QString &path)
 /// a ".uid" file beside each script.
 void import(const QDir &project, double seconds)
 {
-    const QString scan = u"first_scan_filesystem"_s;
-    const QString task = u"reimport"_s;
-    printProgress(0, scan, u"Started Project initialization (5 steps)"_s);
+    const auto task = u"reimport"_s;
     QStringList files;
     QDirIterator entries(project.path(), QDir::Files, QDirIterator::Subdirectories);
     while (entries.hasNext()) {
@@ -84,8 +82,6 @@ void import(const QDir &project, double seconds)
         }
     }
     files.sort();
-    printDone(scan);
-
     project.mkpath(u".godot/imported"_s);
     write(project, u".godot/.gdignore"_s, {});
     printProgress(0, task, u"Started (Re)Importing Assets (%1 steps)"_s.arg(files.size()));
@@ -102,7 +98,7 @@ void import(const QDir &project, double seconds)
         }
         QThread::usleep(static_cast<unsigned long>(seconds * 1e6 / static_cast<double>(count)));
     }
-    printDone(task);
+    print(u"\x1b[92m[ DONE ]\x1b[39m \x1b[1m%1\x1b[22m\n\x1b[0m"_s.arg(task));
 }
 
 /// The game's window shows a valley at dusk, with tanks on their rounds.
@@ -151,7 +147,7 @@ private:
         return 380 + 75 * hill + 26 * std::sin(x * 0.006 + hill * 1.7);
     }
 
-    /// Paints a tank that has come that far: the own ones from the left, the others from the right.
+    /// Paints a tank that has driven `way` pixels: own tanks from the left, others from the right.
     static void paintTank(QPainter &painter, int hill, double way)
     {
         const bool own = hill % 2 == 0;
@@ -183,7 +179,7 @@ void onMessage(QtMsgType type, const QMessageLogContext & /*context*/, const QSt
 }
 
 /// Runs until the window is closed, the time is over or a signal comes. Returns the exit code.
-int play(int &argc, char **argv, const QCommandLineParser &line, const QSettings &directions)
+int play(int &argc, char **argv, const QStringList &arguments, const QSettings &directions)
 {
     const bool hasDisplay = QSysInfo::kernelType() == u"darwin" ||
                             qEnvironmentVariableIsSet("DISPLAY") ||
@@ -193,9 +189,10 @@ int play(int &argc, char **argv, const QCommandLineParser &line, const QSettings
     }
     qInstallMessageHandler(onMessage);
     const QGuiApplication application(argc, argv);
-    const QSettings project(line.value(u"path"_s) + u"/project.godot"_s, QSettings::IniFormat);
+    const QSettings project(valueOf(u"--path"_s, arguments) + u"/project.godot"_s,
+                            QSettings::IniFormat);
     GameWindow window(project.value(u"application/config/name"_s).toString());
-    const QStringList sides = line.value(u"resolution"_s).split(u'x');
+    const QStringList sides = valueOf(u"--resolution"_s, arguments).split(u'x');
     if (sides.size() == 2) {
         window.resize(sides.first().toInt(), sides.last().toInt());
     }
@@ -204,7 +201,7 @@ int play(int &argc, char **argv, const QCommandLineParser &line, const QSettings
             directions.value(QString::fromLatin1(key), otherwise).toDouble() * 1000));
     };
     QTimer::singleShot(after("windowSeconds", 0), &window, [&] {
-        line.isSet(u"fullscreen"_s) ? window.showFullScreen() : window.show();
+        arguments.contains(u"--fullscreen"_s) ? window.showFullScreen() : window.show();
     });
     print(u"The game is running."_s);
     if (const auto time = after("playSeconds", -1); time.count() >= 0) {
@@ -229,15 +226,7 @@ int main(int argc, char *argv[])
     print(u"Godot Engine v%1.stable.sample - https://godotengine.org"_s.arg(
         match.hasMatch() ? match.captured(1) : u"4"_s));
     print(u"Arguments: "_s + arguments.mid(1).join(u' '));
-    QCommandLineParser line;
-    line.addOptions({{u"headless"_s, {}},
-                     {u"import"_s, {}},
-                     {u"quit"_s, {}},
-                     {u"windowed"_s, {}},
-                     {u"fullscreen"_s, {}},
-                     {u"path"_s, {}, u"folder"_s},
-                     {u"resolution"_s, {}, u"size"_s}});
-    const QString folder = line.parse(arguments) ? line.value(u"path"_s) : QString();
+    const QString folder = valueOf(u"--path"_s, arguments);
     if (!QFile::exists(folder + u"/project.godot"_s)) {
         printError(u"Error: Couldn't load project data at path \"%1\"."_s.arg(folder));
         return 1;
@@ -246,10 +235,10 @@ int main(int argc, char *argv[])
     if (const QString text = directions.value(u"printText"_s).toString(); !text.isEmpty()) {
         printError(text);
     }
-    if (line.isSet(u"import"_s)) {
+    if (arguments.contains(u"--import"_s)) {
         import(QDir(QDir(folder).absolutePath()),
                directions.value(u"importSeconds"_s, 1.0).toDouble());
         return 0;
     }
-    return play(argc, argv, line, directions);
+    return play(argc, argv, arguments, directions);
 }

@@ -267,7 +267,7 @@ void HttpServer::stop()
 {
     listening_.quit();
     listening_.wait();
-    // Stops all before it waits for the first.
+    // Stop all connections before waiting for the first.
     for (Client &client : clients_) {
         client.connection->stop();
     }

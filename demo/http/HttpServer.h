@@ -46,7 +46,7 @@ public:
                  const QByteArray &body);
     /// Sends a redirect with an empty body.
     bool redirect(int status, const QUrl &location);
-    /// Sends raw bytes, for answers in pieces and for wrong ones.
+    /// Sends raw bytes, for answers in pieces and for malformed answers.
     bool write(const QByteArray &bytes);
     /// Carries bytes between the client and a port of this machine until either side ends, as a
     /// proxy does after CONNECT.

@@ -12,7 +12,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-// Colours of the look.
+// Colours of the light look.
 constexpr QRgb accent = 0xff1663d9;
 constexpr QRgb sheetColour = 0xfffbfbfc;
 constexpr QRgb statusColours[] = {0xff8e8e93, 0xffff9500, 0xffff3b30, 0xff28b14c};

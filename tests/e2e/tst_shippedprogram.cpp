@@ -1,4 +1,4 @@
-// The shipped program, used like a player does: through its windows, by keyboard and mouse, with
+// The shipped program, used like a player does: through its windows, by keyboard, with
 // the code host under its real names.
 
 #include "Launcher.h"

@@ -81,7 +81,7 @@ private:
         cut();
         QStringList problems = clearOrphans();
         disk_.restorePower();
-        // Before anything is pressed.
+        // Look before anything is pressed.
         if (launch(u"look"_s)->isGood()) {
             ++ready_;
             problems << Inspection(offers_, setting_).problemsOfReady(commits);

@@ -27,7 +27,7 @@ int skip(const QString &reason)
     return 1;
 }
 
-/// Prints the result. `keep` keeps everything after a failure and returns its place.
+/// Prints the result. After a failure `keep` keeps everything and returns its path.
 int report(Rounds &torture, int rounds, quint64 seed, const std::function<QString()> &keep)
 {
     QElapsedTimer timer;
