@@ -84,7 +84,6 @@ QCoro::Task<> Tools::replaceFolder(QString archiveTool, QString zip, std::shared
     co_await runOnWorker([destination, stop] {
         Files::remove(destination, stop);
         Files::removeLeftovers(QFileInfo(destination).path(), stop);
-        checkCancellation(stop);
         Files::createFolder(destination);
     });
     const Place place = [destination, stop](const QString &folder) {
