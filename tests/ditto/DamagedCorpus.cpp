@@ -162,6 +162,11 @@ QList<CorpusCase> Corpus::damaged()
     bytes("data after the end", good + "trailing", "after the archive");
     bytes("two archives in a row", good + good, "directory is not where");
     bytes("two directories", twoDirectories(), "two end records");
+    QByteArray longer = good;
+    const qsizetype end = longer.lastIndexOf("PK\5\6");
+    longer.insert(end, 'x');
+    ++longer[end + 13]; // the directory's size
+    bytes("a byte behind the last record", longer, "more or fewer");
     bytes("zip64 locator at the start",
           RawZip().bytes({.prefix = QByteArray("PK\6\7", 4) + QByteArray(16, 0)}),
           "zip64 end record is not where");
