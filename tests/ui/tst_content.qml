@@ -257,6 +257,26 @@ Item {
             verify(!item("progressBar").visible);
         }
 
+        Component {
+            id: symbol
+            Symbol { width: 20; height: 20; name: "play"; color: "red" }
+        }
+        Component {
+            id: tile
+            SmoothRectangle { width: 20; height: 20; color: "red" }
+        }
+        function test_drawingsFollowTheirColours_data() {
+            return [{tag: "symbol", drawing: symbol}, {tag: "tile", drawing: tile}];
+        }
+        function test_drawingsFollowTheirColours(data) {
+            const drawing = createTemporaryObject(data.drawing, view.parent);
+            waitForRendering(drawing);
+            compare(grabImage(drawing).pixel(10, 10), "#ff0000");
+            drawing.color = "lime";
+            waitForRendering(drawing);
+            compare(grabImage(drawing).pixel(10, 10), "#00ff00");
+        }
+
         // The time follows the detail, or stands below it where one line has no room.
         function test_theTimeLeft() {
             model.enter("Downloading");
@@ -265,7 +285,7 @@ Item {
             model.timeLeft = "About 2 minutes left";
             settle();
             compare(place("timeLeft").top, place("detail").top);
-            verify(place("timeLeft").left > place("detail").right);
+            compare(place("timeLeft").left - place("detail").right, 12);
             item("status").width = 150;
             settle();
             verify(place("timeLeft").top >= place("detail").bottom);

@@ -211,6 +211,7 @@ private Q_SLOTS:
         const auto dejavu = u"DejaVu Sans"_s;
         row("usual", "GNOME", u"DejaVu Sans 12"_s, 1.0, dejavu, 16);
         row("large text", "GNOME", u"DejaVu Sans 12"_s, 1.25, dejavu, 20);
+        row("smallest text", "GNOME", u"DejaVu Sans 12"_s, 0.5, dejavu, 8);
         row("a style", "ubuntu:GNOME", u"DejaVu Sans Bold Oblique 9"_s, 1.0, dejavu, 12);
         row("not installed", "GNOME", u"No Such Family 12"_s, 1.0, ours, 16);
         row("no size", "GNOME", u"DejaVu Sans"_s, 1.0, ours, oursSize);

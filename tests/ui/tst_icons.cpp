@@ -1,5 +1,6 @@
 // The application's icon and the symbols are drawn in their colours.
 
+#include "ui/SmoothRectangle.h"
 #include "ui/Symbol.h"
 
 #include <QGuiApplication>
@@ -82,6 +83,31 @@ private Q_SLOTS:
                 share(image, [](QColor colour) { return colour.lightness() > 160; });
             QVERIFY2(white > 0.05 && white < 0.5, qPrintable(QString::number(white)));
         }
+    }
+
+    void cornersAreEven()
+    {
+        SmoothRectangle tile;
+        tile.setSize({100, 100});
+        tile.setProperty("radius", 30);
+        tile.setProperty("color", QColor(Qt::black));
+        QImage image = transparent(100);
+        QPainter painter(&image);
+        tile.paint(&painter);
+        painter.end();
+        const auto differs = [&image](const QImage &other, int x, int y) {
+            return std::abs(qAlpha(image.pixel(x, y)) - qAlpha(other.pixel(x, y))) > 8;
+        };
+        const QImage turned = image.transformed(QTransform().rotate(90));
+        const QImage mirrored = image.mirrored();
+        for (int x = 0; x < 100; ++x) {
+            for (int y = 0; y < 100; ++y) {
+                QVERIFY(!differs(turned, x, y) && !differs(mirrored, x, y));
+            }
+        }
+        // A circle of the same radius meets the diagonal at nearly the same point.
+        QCOMPARE(qAlpha(image.pixel(7, 7)), 0);
+        QCOMPARE(qAlpha(image.pixel(10, 10)), 255);
     }
 
     void symbolsAreOfOneColour()
