@@ -75,7 +75,7 @@ void ActivationTokens::Connection::add(wl_seat *object)
 }
 
 /// Receives every event of every device. A press has its serial as the first argument; the fourth
-/// argument of a key or button is 1 when it goes down.
+/// argument of a key or button is 1 for a press.
 int ActivationTokens::Connection::onInput(const void * /*implementation*/, void *device,
                                           uint32_t /*opcode*/, const wl_message *event,
                                           wl_argument *arguments)

@@ -31,7 +31,7 @@ struct Seat
     wl_resource *touch = nullptr;
 };
 
-/// What a token was asked for with.
+/// The client's request for a token.
 struct Request
 {
     uint32_t serial = 0;

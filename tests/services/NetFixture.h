@@ -52,7 +52,7 @@ struct StoppedClock
 
 } // namespace StandIns
 
-/// What the tests of transfers share: a folder, a certificate and short names.
+/// Gives tests of transfers a folder, a certificate and short names.
 class NetFixture : public QObject
 {
 public:

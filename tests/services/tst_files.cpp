@@ -284,7 +284,7 @@ private Q_SLOTS:
         QVERIFY(open.open(QIODevice::ReadOnly));
         Files::writeAtomically(file, "second");
         QCOMPARE(readFile(file), "second");
-        // A reader of the old file goes on with the old file.
+        // A reader of the old file still reads the old content.
         QCOMPARE(open.readAll(), "first and longer");
         QCOMPARE(left(), QStringList{u"info.json"_s});
     }

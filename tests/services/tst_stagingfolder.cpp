@@ -276,7 +276,7 @@ private Q_SLOTS:
         calls.before = [](const QString &line) { return line.startsWith(u"lock") ? ENOLCK : 0; };
         const Lock staging = StagingFolder::make(temporary.path(), nowhere);
         QVERIFY(QFileInfo(staging->path()).isDir());
-        // Without locks nothing tells whether a launcher uses the folder.
+        // Without locks the folder may be in use.
         clear(temporary);
         QVERIFY(QFileInfo(staging->path()).isDir());
     }

@@ -15,7 +15,7 @@ namespace brindle {
 /// a second for them.
 namespace Threads {
 
-/// How many calls of `startOnWorker` run at once; the others wait.
+/// The most calls of `startOnWorker` that run at once; the others wait.
 inline constexpr int maxWorkers = 4;
 
 /// Runs `work`, which must not throw, on a worker thread. Any thread.

@@ -11,8 +11,8 @@ namespace brindle {
 
 class ProcessLock;
 
-/// A fresh folder "Brindle-" + upper-case UUID in the temporary folder, one per download. A lock
-/// tells a folder in use from one that a killed launcher left.
+/// A fresh folder "Brindle-" + upper-case UUID in the temporary folder, one per download. A folder
+/// in use is locked; a killed launcher's folder is not.
 ///
 /// The folder lies beside the storage root instead if the temporary folder's disk has less than
 /// 1 GB left and the storage's disk has more, or if other users could replace the folder: if the
@@ -23,11 +23,11 @@ namespace StagingFolder {
 /// The part of the name before the UUID.
 inline constexpr QLatin1String prefix{"Brindle-"};
 
-/// Creates a folder with its parents, for this user alone, and locks it; the result's path is the
-/// folder's. Throws SystemError. Blocks.
+/// Creates a folder with its parents, for this user alone. Returns its lock, which has its path.
+/// Throws SystemError. Blocks.
 std::shared_ptr<ProcessLock> make(const QString &temporaryFolder, const Storage &storage);
 
-/// Does the same on a worker thread. When the result goes, a worker deletes the folder.
+/// Calls `make` on a worker thread. A worker deletes the folder when the result is destroyed.
 QCoro::Task<std::shared_ptr<ProcessLock>> create(QString temporaryFolder, Storage storage);
 
 /// Deletes the staging folders of this user that no process has locked: in the temporary folder,

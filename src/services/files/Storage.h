@@ -21,7 +21,7 @@ struct Storage
     QString gameFolder() const { return root + QStringLiteral("/Game"); }
     /// All engine builds, each in a folder named by its tag.
     QString enginesFolder() const { return root + QStringLiteral("/Engine"); }
-    /// What was read from the project.
+    /// The project's description.
     QString infoFile() const { return root + QStringLiteral("/info.json"); }
     /// Exists from before a game is unpacked until the game has all its add-ons and its description
     /// is saved.

@@ -33,11 +33,13 @@ QCoro::Task<std::shared_ptr<QFile>> FileDownloader::download(QUrl url, QString d
 {
     const ProgressCallback onProgress = onProgress_;
     const QString earlier = Files::hiddenSibling(destination);
-    co_await runOnWorker([=] { rename(destination, earlier); });
+    const auto create = [=] {
+        rename(destination, earlier);
+        return std::make_shared<OutputFile>(destination);
+    };
     TransferResult result;
     std::exception_ptr error;
     try {
-        const auto create = [destination] { return std::make_shared<OutputFile>(destination); };
         auto file = co_await runOnWorker(create);
         result = co_await Transfer::toFile(url, std::move(file), onProgress, stop, options);
         if (result.status != 200) {
@@ -46,14 +48,17 @@ QCoro::Task<std::shared_ptr<QFile>> FileDownloader::download(QUrl url, QString d
     } catch (...) {
         error = std::current_exception();
     }
-    if (error) {
-        co_await runOnWorker([=] {
+    co_await runOnWorker([=] {
+        if (error) {
             QFile::remove(destination);
             rename(earlier, destination);
-        });
+        } else {
+            Files::remove(earlier);
+        }
+    });
+    if (error) {
         std::rethrow_exception(error);
     }
-    co_await runOnWorker([=] { Files::remove(earlier); });
     co_return result.file;
 }
 

@@ -280,7 +280,8 @@ private:
     /// Waits for the network or a cancellation, at most that long.
     void poll(Milliseconds longest)
     {
-        check(curl_multi_poll(multi_.get(), nullptr, 0, static_cast<int>(longest.count()), nullptr));
+        check(
+            curl_multi_poll(multi_.get(), nullptr, 0, static_cast<int>(longest.count()), nullptr));
     }
 
     /// Waits between attempts.
@@ -440,7 +441,8 @@ private:
             return TransferError(u"The connection timed out: nothing arrived for %1 seconds."_s.arg(
                 seconds.count()));
         }
-        // OpenSSL says this about bytes that are no TLS, as a network sends before a visitor signs in.
+        // OpenSSL says this about bytes that are no TLS, as a network sends before a visitor signs
+        // in.
         if (code == CURLE_SSL_CONNECT_ERROR &&
             QByteArrayView(errorText_).contains("wrong version number")) {
             return TransferError(

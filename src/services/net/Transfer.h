@@ -19,7 +19,7 @@ namespace brindle {
 class OutputFile;
 
 /// Receives the bytes of a body as they are stored, in order. Offset 0 begins the body, perhaps
-/// anew. Called on the transfer's thread, which may go on for a moment after a cancellation.
+/// anew.
 using BytesCallback = std::function<void(qint64 offset, std::string_view bytes)>;
 
 /// The defaults are for players.
@@ -33,8 +33,7 @@ struct TransferOptions
     /// A larger body is a failure. No archive of a game or an add-on comes near it.
     qint64 limit = 8LL * 1024 * 1024 * 1024;
     BytesCallback onBytes = {};
-    /// For tests: returns how long to wait really before another attempt. Called on the transfer's
-    /// thread.
+    /// For tests: returns the time to wait really before another attempt.
     std::function<std::chrono::milliseconds(std::chrono::milliseconds)> waiting = {};
 };
 
@@ -57,13 +56,12 @@ struct TransferResult
 ///   after six such attempts in a row.
 /// - A busy server (429, 503) is left alone as long as it asks, if that is a minute at most, twice.
 /// - `onProgress` is called after bytes arrived, at most 50 times a second, and each second while
-///   none arrive. It is called on the transfer's thread, which may go on for a moment after a
-///   cancellation.
+///   none arrive.
 ///
-/// A call resumes on its own thread. Every HTTP status is a result. Throws TransferError,
-/// SystemError for a failure of this machine, SetupError for a file over the limit, and
-/// CancellationError. A request of `stop` takes effect at once, even during a silence, a name
-/// look-up or a write.
+/// Callbacks run on the transfer's thread, for a moment even after a cancellation. A call resumes
+/// on its own thread. Every HTTP status is a result. Throws TransferError, SystemError for a
+/// failure of this machine, SetupError for a file over the limit, and CancellationError. A request
+/// of `stop` takes effect at once, even during a silence, a name look-up or a write.
 namespace Transfer {
 
 /// Writes a body of status 200 to `file`. Other bodies are not received. A body that is announced

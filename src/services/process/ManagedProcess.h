@@ -15,15 +15,15 @@ namespace brindle {
 /// One run of a child process. Passes on its standard output and error, merged, line by line.
 ///
 /// The child inherits standard input, working folder and environment, but no other file descriptor
-/// and not the desktop's permission to come to the front. No shell is involved. Only a line feed
-/// ends a line; invalid UTF-8 is repaired; a line longer than `maxLineBytes` is cut.
+/// and not the desktop's permission to come to the front. No shell is involved. `LineSplitter`
+/// makes the lines.
 class ManagedProcess
 {
 public:
     /// A few screen lines. A full log and a full queue before it then take less than 32 MB.
     static constexpr qsizetype maxLineBytes = 1400;
 
-    /// What happens to the child when this program dies. On macOS every child survives.
+    /// The child's fate when this program dies. On macOS every child survives.
     enum class OnParentDeath {
         survive, ///< A game goes on.
         kill     ///< The child gets SIGKILL.

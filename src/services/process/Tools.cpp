@@ -21,7 +21,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-/// How long a tool may take to end when asked.
+/// The time between the two signals that end a tool.
 constexpr std::chrono::seconds patience{1};
 
 [[noreturn]] void fail(qint32 status, const QString &destination)
