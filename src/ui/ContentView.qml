@@ -49,6 +49,7 @@ FocusScope {
         id: part
 
         property bool moves
+        property bool slides: moves
 
         x: 24
         width: parent.width - 48
@@ -63,7 +64,7 @@ FocusScope {
             Fade { property: "opacity"; to: 1 }
         }
         Behavior on y {
-            enabled: part.moves
+            enabled: part.slides
             Fade {}
         }
     }
@@ -169,6 +170,8 @@ FocusScope {
             id: actions
             y: scroller.actionsY
             moves: root.settled
+            // A failure is scrolled into view at once, so it must not slide.
+            slides: moves && !failure.visible
 
             PlayArea {
                 id: playArea
