@@ -6,14 +6,19 @@ Window {
     id: window
 
     required property var model
-    // The screen's room for a window, without the window's frame.
+    // The screen's room for a window, without the window's frame. Wayland does not tell the panel's height.
     property size room: Qt.size(Math.min(Screen.width, Screen.desktopAvailableWidth),
-                                Math.min(Screen.height, Screen.desktopAvailableHeight) - 40)
+                                Screen.desktopAvailableHeight < Screen.height ? Screen.desktopAvailableHeight - 40 : Screen.height - 90)
+    // The share of the room left that the window may grow into. Only GNOME moves a Wayland window up that
+    // grows below the screen. Other desktops place it in the middle, so it has one half below.
+    property real share: Qt.platform.pluginName.startsWith("wayland") && !SystemStyle.gnome ? 0.5 : 1
     // The heights set here. The player or the desktop chose any other height.
     property var ownHeights: []
 
     function fit() {
-        height = Math.max(minimumHeight, Math.min(content.wantedHeight, room.height));
+        const first = ownHeights[0] ?? room.height;
+        const most = first + Math.max(0, room.height - first) * share;
+        height = Math.max(minimumHeight, Math.min(content.wantedHeight, most));
         if (!ownHeights.includes(height))
             ownHeights.push(height);
     }

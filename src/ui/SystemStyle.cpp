@@ -53,7 +53,7 @@ QColor toColour(const QVariant &value)
 
 SystemStyle::SystemStyle(QObject *parent) : QObject(parent), keys_{scheme, accentColour}
 {
-    if (qEnvironmentVariable("XDG_CURRENT_DESKTOP").contains(u"GNOME")) {
+    if (isGnome_) {
         keys_ << fontName << textScale << animations;
     }
     qGuiApp->installEventFilter(this);

@@ -33,6 +33,7 @@ class SystemStyle : public QObject
     /// The default font's size in pixels.
     Q_PROPERTY(qreal fontSize READ fontSize NOTIFY changed)
     Q_PROPERTY(QString monospacedFamily READ monospacedFamily NOTIFY changed)
+    Q_PROPERTY(bool gnome MEMBER isGnome_ CONSTANT)
 
 public:
     explicit SystemStyle(QObject *parent = nullptr);
@@ -65,6 +66,7 @@ private:
     static QCoro::Task<> askPortal(QPointer<SystemStyle> self);
     QFont font() const;
 
+    const bool isGnome_ = qEnvironmentVariable("XDG_CURRENT_DESKTOP").contains(u"GNOME");
     std::shared_ptr<QDBusConnection> bus_; // keeps the portal's signals coming
     QStringList keys_;                     // the portal's keys that this desktop uses
     QVariantMap chosen_;                   // the portal's values

@@ -104,6 +104,15 @@ private Q_SLOTS:
         QCOMPARE(fail(true), QSize(700, 650));
     }
 
+    void growsIntoTheHalfBelowWhereItStaysInItsPlace()
+    {
+        show({{u"room"_s, QSize(1920, 800)}, {u"share"_s, 0.5}});
+        const int first = window()->height();
+        view_->set({{u"hasFailure"_s, true}});
+        view_->settle();
+        QCOMPARE(window()->height(), first + (800 - first) / 2);
+    }
+
     void nothingMovesInAWindowThatIsNotSeen()
     {
         showModel();
