@@ -397,7 +397,7 @@ class Plasma(Desktop):
                 " 'Noto Sans,{},-1,5,50,0,0,0,0,0'",
         "scale": "kscreen-doctor output.1.scale.{}"}
     WINDOWS = """list.filter(c => c.normalWindow && c.caption && !c.minimized).map(c => ({
-        title: c.caption, id: c.desktopFileName + '.desktop', focus: c.active, x11: c.windowId > 0,
+        title: c.caption, id: c.desktopFileName + '.desktop', focus: c.active, x11: String(c).includes('X11'),
         frame: [c.x, c.y, c.width, c.height]}))"""
     ACT = "list.filter(c => c.caption == '%s').map(c => { %s; return 0; })"
     ACTS = {"activate": "workspace.activeWindow = workspace.activeClient = c", "minimise": "c.minimized = true",
@@ -649,7 +649,7 @@ def failure(desktop):
     desktop.play("playSeconds=2\nplayExit=1\nprintParseError=true\n")
     desktop.see("The game closed after 2 seconds (exit code 1)")
     desktop.in_front()
-    until("room for the failure", lambda: desktop.capture(LAUNCHER).height > 800)
+    until("room for the failure", lambda: desktop.window()["frame"][3] > 760)
     desktop.picture_both("failure")
 
 

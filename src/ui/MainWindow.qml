@@ -6,11 +6,11 @@ Window {
     id: window
 
     required property var model
-    // The screen's room for a window, without the window's frame. Wayland does not tell the panel's height.
+    // The screen's room for a window, without the window's frame. Wayland does not report panels.
     property size room: Qt.size(Math.min(Screen.width, Screen.desktopAvailableWidth),
                                 Screen.desktopAvailableHeight < Screen.height ? Screen.desktopAvailableHeight - 40 : Screen.height - 90)
-    // The share of the room left that the window may grow into. Only GNOME moves a Wayland window up that
-    // grows below the screen. Other desktops place it in the middle, so it has one half below.
+    // The share of the remaining room that the window may take. Other Wayland desktops than GNOME put
+    // the window in the middle and never move it up, so only the half below is free.
     property real share: Qt.platform.pluginName.startsWith("wayland") && !SystemStyle.gnome ? 0.5 : 1
     // The heights set here. The player or the desktop chose any other height.
     property var ownHeights: []
