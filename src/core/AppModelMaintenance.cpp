@@ -1,4 +1,4 @@
-// The actions besides Play and Cancel.
+// Implements the actions besides Play and Cancel.
 
 #include "base/Error.h"
 #include "base/Text.h"
@@ -136,7 +136,7 @@ bool AppModel::confirmQuit()
     return true;
 }
 
-/// Starts a run without launch that first deletes what it fetches again.
+/// Starts a run without launch that first deletes these paths.
 void AppModel::downloadAgain(const QStringList &removed)
 {
     if (!canPlay()) {

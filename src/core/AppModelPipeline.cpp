@@ -1,4 +1,4 @@
-// The steps behind the Play button. Each step is skipped when its result is on disk.
+// Implements the steps behind the Play button. Each step is skipped when its result is on disk.
 
 #include "base/Error.h"
 #include "base/Threads.h"
@@ -85,7 +85,7 @@ QCoro::Task<> AppModel::completeGame(QString project, std::stop_token stop)
     const auto save = [storage = storage_, json = info().toJson(), stop] {
         bool isSynced = false;
         try {
-            // The description and the mark's absence vouch for all of this.
+            // Must be on the disk before the description is, and before the mark goes.
             Files::sync(storage.root, stop);
             isSynced = true;
             // An older game's description must not stay when this fails.

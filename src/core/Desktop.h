@@ -43,9 +43,9 @@ public:
     /// Shows a page in the user's browser. Does not wait.
     virtual void openPage(const QUrl &page) = 0;
 
-    /// Asks the desktop to let one program come to the front that the user starts now. Returns
-    /// variables for its environment. Returns none after about a second, or as soon as `stop` is
-    /// requested. Never throws.
+    /// Asks the desktop to let the next started program come to the front. Returns variables for
+    /// the program's environment: none after about a second, or as soon as `stop` is requested.
+    /// Never throws.
     virtual QCoro::Task<QMap<QString, QString>> startPermission(std::stop_token stop)
     {
         Q_UNUSED(stop)

@@ -38,7 +38,8 @@ constexpr size_t writeBackBytes = 1U << 20U;
     throw Error::notWritten(path, errno);
 }
 
-/// Also starts to bring large files to the disk. A failure ends the program, which closes the file.
+/// Makes a file, and brings a large one to the disk early. A failure ends the program, which closes
+/// the file.
 void makeFile(const std::string &path, const Entry &entry, Inflater &inflater)
 {
     const mode_t mode = (entry.mode() & S_IXUSR) != 0 ? executableMode : plainMode;

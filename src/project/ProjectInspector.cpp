@@ -171,7 +171,8 @@ void readLicense(const std::optional<QString> &text, ProjectInfo &info)
 
 void readTagline(const std::optional<QString> &text, ProjectInfo &info)
 {
-    // These begin headings, images, badges, HTML, tables, list items, quotes and code fences.
+    // These characters begin headings, images, badges, HTML, tables, list items, quotes and code
+    // fences.
     constexpr QStringView markup = u"#![<|-*>`";
     eachLine(text, [&](QStringView line) {
         if (line.isEmpty() || markup.contains(line.front())) {

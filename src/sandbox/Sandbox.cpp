@@ -77,8 +77,8 @@ void confineFiles(const std::string &folder)
 {
     const int abi = landlockAbi();
     // All accesses that the kernel can refuse. ABI 1 ends with MAKE_SYM. ABI 2 added moves between
-    // folders, which every ruleset refuses. Later, sockets and signals were added, which the filter
-    // of system calls refuses.
+    // folders, which every ruleset refuses. The filter of system calls refuses later additions,
+    // sockets and signals.
     landlock_ruleset_attr rules{};
     rules.handled_access_fs = (LANDLOCK_ACCESS_FS_MAKE_SYM << 1U) - 1;
     rules.handled_access_fs |= abi >= 3 ? 1U << 14U : 0; // to empty a file

@@ -73,7 +73,7 @@ public:
     AppModel &model();
     /// The same without waiting for the look.
     AppModel &modelAtStart();
-    /// Returns what a model of one's own needs.
+    /// Returns the parts for another model.
     Dependencies parts() const;
     /// Deletes the model, as quitting does. The next `model()` makes a new one.
     void restart() { model_.reset(); }
@@ -95,7 +95,7 @@ public:
     /// arguments, one a line, into "play arguments" in the project folder, makes the FIFO "finish"
     /// there, prints "engine is playing", and exits with the code that is written into the FIFO.
     static QByteArray engineScript(int importExit = 0);
-    /// Writes what a finished setup leaves. The engine is the shell script `engine`.
+    /// Writes the files of a finished setup. The engine is the shell script `engine`.
     void installByHand(const QByteArray &engine = engineScript());
     /// Ends the playing engine script with a code.
     void finishGame(int code) const;

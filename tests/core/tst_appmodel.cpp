@@ -1,5 +1,5 @@
-// The model's state: the start, the search for the game, the settings, the properties and their
-// signals.
+// Tests the model's state: the start, the search for the game, the settings, the properties and
+// their signals.
 
 #include "ModelFixture.h"
 #include "base/Error.h"

@@ -1,4 +1,4 @@
-// The actions besides Play and Cancel.
+// Tests the actions besides Play and Cancel.
 
 #include "ModelFixture.h"
 #include "base/Text.h"

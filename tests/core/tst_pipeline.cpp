@@ -1,4 +1,4 @@
-// Setup and play from end to end: a real host, real archives, a real child process.
+// Tests setup and play with a real host, real archives and a real child process.
 
 #include "ModelFixture.h"
 #include "files/Files.h"

@@ -1,4 +1,4 @@
-// The storage root's rights, its owner, and the order of what reaches the disk.
+// Tests the storage root's rights, its owner, and the order of writes to the disk.
 
 #include "ModelFixture.h"
 #include "support/Await.h"

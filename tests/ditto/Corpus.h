@@ -24,7 +24,7 @@ namespace Corpus {
 /// Returns archives as the code host and the engine's makers pack them, and odd but harmless ones.
 QList<CorpusCase> benign();
 
-/// Returns archives that must not be unpacked. Some aim at `around`, which need live only during
+/// Returns archives that must not be unpacked. Some aim at `around`, which must live only during
 /// the call.
 QList<CorpusCase> hostile(const Surroundings &around);
 

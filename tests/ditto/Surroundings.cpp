@@ -21,7 +21,7 @@ void put(const QString &path, const QByteArray &content)
     }
 }
 
-/// Returns what find(1) prints, sorted by line.
+/// Returns the output of find(1), sorted by line.
 QStringList find(const QStringList &arguments)
 {
     QProcess process;

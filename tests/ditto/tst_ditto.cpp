@@ -1,4 +1,4 @@
-// Runs the shipped archive tool: modes, destinations, command lines.
+// Tests the shipped archive tool's modes, destinations and command lines.
 
 #include "RawZip.h"
 #include "Surroundings.h"

@@ -1,4 +1,4 @@
-// Which engine a project needs, and how the engine is installed.
+// Tests which engine a project needs, and the engine's installation.
 
 #include "base/Error.h"
 #include "demo/EngineArchive.h"

@@ -1,4 +1,4 @@
-// How one engine build is named: on the release page and on the disk.
+// Tests the names of an engine build, on the release page and on the disk.
 
 #include "engine/EngineSpec.h"
 

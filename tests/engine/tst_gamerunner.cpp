@@ -1,4 +1,4 @@
-// The engine's runs, with the test child or a script as the engine and a clock moved by hand.
+// Tests the engine's runs, with the test child or a script as the engine and a manual clock.
 
 #include "base/Error.h"
 #include "engine/GameRunner.h"

@@ -1,4 +1,4 @@
-// Where an add-on's path leads, by way of links and detours.
+// Tests where an add-on's path leads through links and detours.
 
 #include "project/RepoDownloader.h"
 
@@ -83,7 +83,7 @@ private Q_SLOTS:
         outside("up and out by a link", u"deep/far-up/one"_s);
         outside("links in a circle", u"loop/one"_s);
         outside("links in a row", u"chain/one"_s);
-        // The system would stay inside; the text does not.
+        // The system would stay inside, but the path as written does not.
         outside("link and detour", u"inside/../../one"_s);
         outside("backslashes", u"addons\\one"_s);
         outside("escape", u"addons/\x1b[2Jone"_s);

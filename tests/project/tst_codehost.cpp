@@ -1,4 +1,4 @@
-// Which addresses lead to the code-hosting service.
+// Tests which addresses lead to the code-hosting service.
 
 #include "project/CodeHost.h"
 

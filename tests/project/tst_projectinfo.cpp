@@ -1,4 +1,4 @@
-// The description of a project and its saved form.
+// Tests the description of a project and its saved form.
 
 #include "project/ProjectInfo.h"
 

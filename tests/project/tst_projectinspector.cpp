@@ -1,4 +1,4 @@
-// Finding a project and reading its files.
+// Tests finding a project and reading its files.
 
 #include "project/ProjectInspector.h"
 #include "support/TestFiles.h"

@@ -1,4 +1,4 @@
-// Fetching the game and its add-ons from a real server, mostly with the real archive tool.
+// Tests fetching the game and its add-ons from a real server, mostly with the real archive tool.
 
 #include "demo/ZipWriter.h"
 #include "files/Files.h"
