@@ -159,7 +159,7 @@ QCoro::Task<> AppModel::launchGame(QString engine, QString project, std::stop_to
 {
     begin(AppState::starting(), u"Starting the game…"_s);
     QStringList arguments{u"--path"_s, project, fullscreen() ? u"--fullscreen"_s : u"--windowed"_s};
-    if (const QString size = resolutions.at(resolutionIndex()); !size.isEmpty()) {
+    if (const QString &size = resolutions.at(resolutionIndex()); !size.isEmpty()) {
         arguments << u"--resolution"_s << size;
     }
     note(u"Starting: Godot "_s + arguments.join(u' '));

@@ -15,7 +15,7 @@ class TestPipeline : public QObject
 {
     Q_OBJECT
 
-    std::optional<PipelineFixture> fixture_;
+    std::unique_ptr<PipelineFixture> fixture_;
 
     AppModel &model() { return fixture_->model(); }
     /// Returns the arguments that the engine script received.
@@ -26,7 +26,7 @@ class TestPipeline : public QObject
     }
 
 private Q_SLOTS:
-    void init() { fixture_.emplace(); }
+    void init() { fixture_ = std::make_unique<PipelineFixture>(); }
     void cleanup() { fixture_.reset(); }
 
     void aFirstPlayGoesThroughAllSteps()

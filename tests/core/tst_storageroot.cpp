@@ -19,12 +19,12 @@ class TestStorageRoot : public QObject
 {
     Q_OBJECT
 
-    std::optional<PipelineFixture> fixture_;
+    std::unique_ptr<PipelineFixture> fixture_;
 
     AppModel &model() { return fixture_->model(); }
 
 private Q_SLOTS:
-    void init() { fixture_.emplace(); }
+    void init() { fixture_ = std::make_unique<PipelineFixture>(); }
     void cleanup() { fixture_.reset(); }
 
     void isMadeForThisUserAlone()
