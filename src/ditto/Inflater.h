@@ -28,16 +28,12 @@ public:
     void unpack(const Entry &entry, const Sink &sink);
 
 private:
-    void inflate(size_t count, const Entry &entry, const Sink &sink);
-    void pass(const unsigned char *bytes, size_t count, const Entry &entry, const Sink &sink);
+    bool isAtEnd() const;
 
     const ArchiveFile &archive_;
     std::unique_ptr<inflate_state> state_;
     std::vector<unsigned char> input_;
     std::vector<unsigned char> output_;
-    // Of the current entry.
-    uint64_t passed_ = 0;
-    uint32_t crc_ = 0;
 };
 
 } // namespace brindle::ditto
