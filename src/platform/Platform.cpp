@@ -10,15 +10,9 @@ using namespace Qt::StringLiterals;
 
 QStringList Platform::Command::filled(const QString &path, const QString &folder) const
 {
-    QStringList result = arguments;
-    for (QString &argument : result) {
-        if (argument == u"{path}") {
-            argument = path;
-        } else if (argument == u"{folder}") {
-            argument = folder;
-        }
-    }
-    return result;
+    return QStringList(arguments)
+        .replaceInStrings(u"{path}"_s, path)
+        .replaceInStrings(u"{folder}"_s, folder);
 }
 
 Platform Platform::current(const QString &privatePrograms)

@@ -1,4 +1,4 @@
-// Tests redirects, certificates and proxies.
+// Tests redirects, certificates, proxies and kept connections.
 
 #include "NetFixture.h"
 #include "net/HttpRules.h"
@@ -323,6 +323,64 @@ private Q_SLOTS:
         };
         QVERIFY(fetch(startOf(first)).value);
         QCOMPARE(asked, (QList{startOf(first), second.url(u"/end"_s)}));
+    }
+
+    void transfersAtOnceShareNoConnection()
+    {
+        const auto kept = Transfer::keepConnections();
+        constexpr int count = 3;
+        std::counting_semaphore<count> arrived(0);
+        std::counting_semaphore<count> go(0);
+        const HttpServer server(
+            [&](const HttpRequest &request, HttpConnection &connection) {
+                connection.keepOpen();
+                arrived.release();
+                go.acquire();
+                connection.respond(200, {}, request.target);
+            },
+            0, &tls_);
+        for (int round = 0; round < 3; ++round) {
+            std::vector<QCoro::Task<TransferResult>> tasks;
+            for (int i = 0; i < count; ++i) {
+                const QUrl url = server.url(u"/%1"_s.arg(i));
+                tasks.push_back(Transfer::toMemory(url, 100, {}, trusting_));
+            }
+            for (int i = 0; i < count; ++i) {
+                arrived.acquire();
+            }
+            go.release(count);
+            for (int i = 0; i < count; ++i) {
+                const auto outcome = outcomeOf(std::move(tasks.at(static_cast<std::size_t>(i))));
+                QVERIFY2(outcome.value, qPrintable(outcome.text()));
+                QCOMPARE(outcome.value->body, '/' + QByteArray::number(i));
+            }
+        }
+        QCOMPARE(server.requestCount(), 3 * count);
+        QCOMPARE(server.connectionCount(), count);
+    }
+
+    /// Redirects and chunks included.
+    void theNextRequestFindsTheConnection()
+    {
+        const auto kept = Transfer::keepConnections();
+        const HttpServer server(
+            [&](const HttpRequest &request, HttpConnection &connection) {
+                connection.keepOpen();
+                if (request.target == "/start") {
+                    connection.redirect(302, QUrl(u"/end"_s));
+                } else {
+                    connection.respond(200, {{"Transfer-Encoding", "chunked"}},
+                                       "5\r\nhello\r\n0\r\n\r\n");
+                }
+            },
+            0, &tls_);
+        for (int i = 0; i < 10; ++i) {
+            QVERIFY(fetch(startOf(server), trusting_).value);
+        }
+        QCOMPARE(server.connectionCount(), 1);
+        // The connection was made with other certificates.
+        QVERIFY(fetch(startOf(server)).as<TransferError>());
+        QCOMPARE(server.requestCount(), 20);
     }
 
     /// A server without TLS answers the TLS handshake with a page.

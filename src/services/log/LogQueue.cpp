@@ -52,19 +52,12 @@ void LogQueue::flush()
 void LogQueue::schedule()
 {
     QMetaObject::invokeMethod(
-        QCoreApplication::instance(), [self = shared_from_this()] { self->takeTurn(); },
+        QCoreApplication::instance(), [self = shared_from_this()] { self->drain(linesPerTurn); },
         Qt::QueuedConnection);
 }
 
-void LogQueue::takeTurn()
-{
-    if (drain(linesPerTurn)) {
-        schedule();
-    }
-}
-
-/// Moves at most `most` lines into the log. Returns true if the caller must schedule another turn.
-bool LogQueue::drain(size_t most)
+/// Moves at most `most` lines into the log. Schedules a turn for the rest.
+void LogQueue::drain(size_t most)
 {
     std::vector<QString> turn;
     bool more = false;
@@ -78,12 +71,13 @@ bool LogQueue::drain(size_t most)
         scheduled_ = more;
     }
     for (QString &entry : turn) {
-        if (!log_) {
-            return false;
+        if (log_) {
+            log_->add(std::move(entry));
         }
-        log_->add(std::move(entry));
     }
-    return more;
+    if (more) {
+        schedule();
+    }
 }
 
 } // namespace brindle

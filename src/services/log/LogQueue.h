@@ -36,8 +36,7 @@ public:
 
 private:
     void schedule();
-    void takeTurn();
-    bool drain(size_t most);
+    void drain(size_t most);
 
     QPointer<LogStore> log_; // main thread only
     std::mutex lock_;        // guards the fields below
