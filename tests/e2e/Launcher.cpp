@@ -3,6 +3,7 @@
 #include <QDir>
 #include <QFile>
 
+#include <algorithm>
 #include <csignal>
 #include <sys/prctl.h>
 
@@ -17,19 +18,16 @@ constexpr QRgb accent = 0xff1663d9;
 constexpr QRgb sheetColour = 0xfffbfbfc;
 constexpr QRgb statusColours[] = {0xff8e8e93, 0xffff9500, 0xffff3b30, 0xff28b14c};
 
-/// Returns the longest run of one colour in a row of the picture.
-QRect longestRun(const QImage &picture, int row, QRgb colour)
+/// Returns the first run of one colour in a row with at least that width, or an empty one.
+QRect firstRun(const QImage &picture, int row, QRgb colour, int width)
 {
-    const auto *const pixels = reinterpret_cast<const QRgb *>(picture.constScanLine(row));
-    QRect longest;
-    int run = 0;
-    for (int x = 0; x < picture.width(); ++x) {
-        run = (pixels[x] | 0xff000000) == colour ? run + 1 : 0;
-        if (run > longest.width()) {
-            longest = QRect(x - run + 1, row, run, 1);
-        }
-    }
-    return longest;
+    const auto *const begin = reinterpret_cast<const QRgb *>(picture.constScanLine(row));
+    const auto *const end = begin + picture.width();
+    const auto fits = [](QRgb pixel, QRgb wanted) { return (pixel | 0xff000000) == wanted; };
+    const auto *const first = std::search_n(begin, end, width, colour, fits);
+    const auto *const last =
+        std::find_if(first, end, [&](QRgb pixel) { return !fits(pixel, colour); });
+    return {static_cast<int>(first - begin), row, static_cast<int>(last - first), 1};
 }
 
 /// Returns the first block of one colour with at least that size, or an empty one.
@@ -37,8 +35,8 @@ QRect block(const QImage &picture, QRgb colour, int width, int height)
 {
     QRect found;
     for (int y = 0; y < picture.height(); ++y) {
-        const QRect run = longestRun(picture, y, colour);
-        if (run.width() >= width) {
+        const QRect run = firstRun(picture, y, colour, width);
+        if (!run.isEmpty()) {
             found |= run;
         } else if (found.height() >= height) {
             break;
