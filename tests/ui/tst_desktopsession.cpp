@@ -314,7 +314,7 @@ private Q_SLOTS:
         QTest::addColumn<QString>("why");
         QTest::addColumn<bool>("isLate");
         for (const char *why :
-             {"the window is opened", "it is no longer minimised", "a new Play"}) {
+             {"the window is opened", "it is no longer minimised", "a new Play", "the end"}) {
             QTest::addRow("%s", why) << QString::fromLatin1(why) << false;
             QTest::addRow("%s, before it is there", why) << QString::fromLatin1(why) << true;
         }
@@ -333,6 +333,8 @@ private Q_SLOTS:
         const auto act = [&] {
             if (why == u"a new Play") {
                 launcher_->download();
+            } else if (why == u"the end") {
+                launcher_.reset();
             } else {
                 window.showNormal();
                 window.requestActivate();
@@ -352,8 +354,10 @@ private Q_SLOTS:
         }
         spinUntil([&] { return !server.withdrawn.isEmpty(); });
         // It is withdrawn once only.
-        loseTheFocus();
-        window.requestActivate();
+        if (launcher_) {
+            loseTheFocus();
+            window.requestActivate();
+        }
         waitForMessages();
         QCOMPARE(server.withdrawn, QList<uint>{41});
     }
