@@ -40,7 +40,6 @@ LogDocument::LogDocument(QQuickItem *parent) : QQuickItem(parent) {}
 void LogDocument::componentComplete()
 {
     QQuickItem::componentComplete();
-    log_ = qobject_cast<LogStore *>(source_);
     document_ = edit_->property("textDocument").value<QQuickTextDocument *>()->textDocument();
     document_->setUndoRedoEnabled(false);
     if (log_) {

@@ -20,8 +20,8 @@ class LogDocument : public QQuickItem
 {
     Q_OBJECT
     QML_ELEMENT
-    /// A LogStore. All properties are set once, at creation.
-    Q_PROPERTY(QObject *log MEMBER source_ REQUIRED)
+    /// All properties are set once, at creation.
+    Q_PROPERTY(LogStore *log MEMBER log_ REQUIRED)
     /// The TextEdit to fill.
     Q_PROPERTY(QQuickItem *edit MEMBER edit_ REQUIRED)
     /// The Flickable that scrolls it.
@@ -51,8 +51,7 @@ private:
     qreal lastY() const;
     qreal contentY() const;
 
-    QPointer<QObject> source_;
-    QPointer<LogStore> log_; // `source_`
+    QPointer<LogStore> log_;
     QPointer<QQuickItem> edit_;
     QPointer<QTextDocument> document_;
     QPointer<QQuickItem> scroller_;

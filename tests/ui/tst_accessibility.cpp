@@ -317,20 +317,6 @@ private Q_SLOTS:
         QVERIFY(bar->state().busy);
         QCOMPARE(bar->text(QAccessible::Value), QString());
     }
-
-    void textsAreRead()
-    {
-        view_->set({{u"hasFailure"_s, true}, {u"failureText"_s, u"one\ntwo"_s}});
-        const auto read = [this](const QString &name) {
-            const auto *const text = find(QAccessible::EditableText, name)->textInterface();
-            return text->text(0, text->characterCount());
-        };
-        // QTextDocument ends lines with this separator.
-        QCOMPARE(read(u"Last lines of the log"_s), u"one\u2029two"_s);
-        view_->log().append(u"a line"_s);
-        view_->openSheet(u"log"_s);
-        QCOMPARE(read(u"Log"_s), u"a line"_s);
-    }
 };
 
 QTEST_MAIN(TestAccessibility)

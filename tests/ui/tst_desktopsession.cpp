@@ -419,11 +419,20 @@ private Q_SLOTS:
         model().updateProgress(3000, 2000, 1);
         spinUntil([&] { return updates.size() == 3; });
         QCOMPARE(updates.last().value(u"progress"_s).toDouble(), 1.0);
-        model().set(&Status::state, AppState::needs(u"x"_s));
+
+        // A download that never pauses is shown, too.
+        QTimer changes;
+        connect(&changes, &QTimer::timeout, this,
+                [&, done = 0]() mutable { model().updateProgress(++done, 2000, 1); });
+        changes.start(10);
         spinUntil([&] { return updates.size() == 4; });
+        changes.stop();
+
+        model().set(&Status::state, AppState::needs(u"x"_s));
+        spinUntil([&] { return updates.size() == 5; });
         QCOMPARE(updates.last().value(visible).toBool(), false);
         waitForMessages();
-        QCOMPARE(updates.size(), 4);
+        QCOMPARE(updates.size(), 5);
     }
 
     void filesAreShownByTheFileManager()

@@ -92,7 +92,9 @@ Item {
                 compare([sheet.x, sheet.width], [0, 400]);
                 verify(sheet.height <= 300);
                 const scroller = findChild(sheet.view, "sheetScroller");
-                compare(Boolean(scroller?.lastY), name === "settings");
+                compare(scroller.lastY > 0, name === "settings");
+                keyClick(Qt.Key_End);
+                compare(scroller.contentY, scroller.lastY);
                 close(name);
             }
         }
@@ -293,16 +295,9 @@ Item {
             open("about");
             const game = child("aboutGame");
             compare([game.text, game.textFormat], ["Game: <i>Game</i>\n(c) someone\nLicence: GPL", Text.PlainText]);
-            const credits = {
-                aboutRepository: ["tessel-works/godot-brindle", "GPL"],
-                aboutEngine: ["MIT", "Godot Engine contributors"],
-                repositoryLink: ["github.com/tessel-works/godot-brindle"],
-                aboutLauncher: ["The game belongs to its author. This app is only a launcher: it downloads the game and Godot and starts them. Nothing is sent anywhere except those downloads."]
-            };
-            for (const name in credits) {
+            verify(child("aboutRepository").text.includes("GPL"));
+            for (const name of ["aboutRepository", "aboutEngine", "repositoryLink", "aboutLauncher"])
                 compare(child(name).font, Theme.callout, name);
-                verify(credits[name].every(words => child(name).text.includes(words)), name);
-            }
             compare(child("aboutLauncher").color, Theme.secondary);
             mouseClick(child("repositoryLink"));
             compare(model.calls, ["openRepository"]);

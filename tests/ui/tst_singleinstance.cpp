@@ -189,17 +189,6 @@ private Q_SLOTS:
             QDir(folder_->path())
                 .isEmpty(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot));
     }
-
-    void aRelativeRootStaysTheSame()
-    {
-        const QString before = QDir::currentPath();
-        QVERIFY(QDir::setCurrent(folder_->path()));
-        SingleInstance first(u"Brindle"_s);
-        QDir::setCurrent(before);
-        QCOMPARE(first.claim({}), Role::first);
-        first.listen();
-        QVERIFY(QFile::exists(socket()));
-    }
 };
 
 QTEST_GUILESS_MAIN(TestSingleInstance)
