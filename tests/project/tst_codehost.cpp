@@ -16,22 +16,17 @@ private Q_SLOTS:
     {
         QTest::addColumn<QString>("base");
         QTest::addColumn<QString>("address");
-        QTest::newRow("host") << "https://code.example"
-                              << "https://code.example/a/b.zip";
-        QTest::newRow("slash at the end") << "https://code.example/"
-                                          << "https://code.example/a/b.zip";
-        QTest::newRow("port") << "http://127.0.0.1:8080"
-                              << "http://127.0.0.1:8080/a/b.zip";
-        QTest::newRow("nothing") << ""
-                                 << "";
-        QTest::newRow("no host") << "https://"
-                                 << "";
-        QTest::newRow("a path") << "code.example"
-                                << "";
-        QTest::newRow("a wrong port") << "https://code.example:port"
-                                      << "";
+        const auto row = [](const char *name, const char *base, const char *address = "") {
+            QTest::newRow(name) << base << address;
+        };
+        row("host", "https://code.example", "https://code.example/a/b.zip");
+        row("slash at the end", "https://code.example/", "https://code.example/a/b.zip");
+        row("port", "http://127.0.0.1:8080", "http://127.0.0.1:8080/a/b.zip");
+        row("nothing", "");
+        row("no host", "https://");
+        row("a path", "code.example");
+        row("a wrong port", "https://code.example:port");
     }
-
     void addressesStartAtTheBase()
     {
         QFETCH(QString, base);
