@@ -39,7 +39,6 @@ void onTerminationSignal(QObject *receiver, std::function<void()> act)
         return; // the signals end the process
     }
     for (const int end : ends) {
-        ::fcntl(end, F_SETFD, FD_CLOEXEC);
         ::fcntl(end, F_SETFL, O_NONBLOCK);
     }
     auto *const notifier = new QSocketNotifier(ends[0], QSocketNotifier::Read, receiver);

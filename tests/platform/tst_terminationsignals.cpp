@@ -33,6 +33,17 @@ private Q_SLOTS:
         QTRY_COMPARE(requests, 2);
     }
 
+    void manySignalsHangNothing()
+    {
+        QObject receiver;
+        int requests = 0;
+        onTerminationSignal(&receiver, [&] { ++requests; });
+        for (int i = 0; i < 100'000; ++i) { // more than a pipe takes
+            std::raise(SIGTERM);
+        }
+        QTRY_VERIFY(requests > 0);
+    }
+
     void anIgnoredSignalStaysIgnored()
     {
         std::signal(SIGHUP, SIG_IGN);

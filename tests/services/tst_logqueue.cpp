@@ -140,6 +140,7 @@ private Q_SLOTS:
         const auto sink = std::make_shared<LogQueue>(&log);
         sink->append(line(1));
         sink->flush();
+        QCoreApplication::processEvents(); // the turn for the first line
         sink->append(line(2));
         spinUntil([&] { return log.lines().size() == 2; });
         QCOMPARE(log.lines(), (QStringList{line(1), line(2)}));

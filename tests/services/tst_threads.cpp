@@ -40,14 +40,23 @@ int endWithAThread(const QString &which)
 {
     static std::binary_semaphore started(0);
     static std::binary_semaphore never(0);
+    static std::binary_semaphore ending(0);
     const auto beStuck = [] {
         started.release();
         never.acquire();
     };
     if (which == u"stuck worker"_s) {
         Threads::startOnWorker(beStuck);
-    } else {
+    } else if (which == u"stuck thread"_s) {
         Threads::start(beStuck);
+    } else {
+        Threads::start([] {
+            started.release();
+            ending.acquire();
+            std::this_thread::sleep_for(std::chrono::milliseconds(50)); // has still work to do
+            std::fputs("done", stdout);
+        });
+        qAddPostRoutine([] { ending.release(); });
     }
     started.acquire();
     std::fputs("ending", stdout); // in a buffer that the end must write out
@@ -65,9 +74,7 @@ private Q_SLOTS:
     {
         std::atomic<QThread *> ran = nullptr;
         std::atomic<QThread *> destroyedOn = nullptr;
-        Threads::start([&ran, held = watched(destroyedOn)] {
-            ran = QThread::currentThread();
-        });
+        Threads::start([&ran, held = watched(destroyedOn)] { ran = QThread::currentThread(); });
         spinUntil([&] { return destroyedOn.load(); });
         QVERIFY(ran != QThread::currentThread());
         QCOMPARE(destroyedOn.load(), ran.load());
@@ -75,17 +82,19 @@ private Q_SLOTS:
 
     void theProgramEnds_data()
     {
-        QTest::addColumn<int>("unused");
-        QTest::newRow("stuck thread") << 0;
-        QTest::newRow("stuck worker") << 0;
+        QTest::addColumn<QByteArray>("output");
+        QTest::newRow("stuck thread") << QByteArray("ending");
+        QTest::newRow("stuck worker") << QByteArray("ending");
+        QTest::newRow("busy thread") << QByteArray("endingdone");
     }
     void theProgramEnds()
     {
+        QFETCH(const QByteArray, output);
         QProcess process;
         process.start(QCoreApplication::applicationFilePath(),
                       {u"tst_threads"_s, u"--end"_s, QString::fromLatin1(QTest::currentDataTag())});
         QVERIFY(process.waitForFinished());
-        QCOMPARE(process.readAllStandardOutput(), "ending");
+        QCOMPARE(process.readAllStandardOutput(), output);
         QCOMPARE(process.exitStatus(), QProcess::NormalExit);
         QCOMPARE(process.exitCode(), 0);
     }
