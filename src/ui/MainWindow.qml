@@ -46,7 +46,8 @@ Window {
         objectName: "content"
         anchors.fill: parent
         model: window.model
-        onWantedHeightChanged: window.grow()
+        // Once its items have their places.
+        onWantedHeightChanged: Qt.callLater(window.grow)
     }
 
     Shortcut {
