@@ -154,11 +154,11 @@ private Q_SLOTS:
             connection.respond(200, {{"Content-Length", "10"}}, "half");
             connection.waitUntilClosed();
         });
-        std::counting_semaphore<> arrived(0);
-        downloader_.setOnProgress([&](qint64, qint64, double) { arrived.release(); });
+        const auto arrived = std::make_shared<std::counting_semaphore<>>(0);
+        downloader_.setOnProgress([arrived](qint64, qint64, double) { arrived->release(); });
         std::stop_source stop;
         auto task = downloader_.download(server.url(), destination(), stop.get_token());
-        acquire(arrived);
+        acquire(*arrived);
         stop.request_stop();
         QVERIFY(outcomeOf(std::move(task)).cancelled());
         verifyOnlyTheOldFile();
