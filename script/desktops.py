@@ -397,7 +397,7 @@ class Plasma(Desktop):
                 " 'Noto Sans,{},-1,5,50,0,0,0,0,0'",
         "scale": "kscreen-doctor output.1.scale.{}"}
     WINDOWS = """list.filter(c => c.normalWindow && c.caption && !c.minimized).map(c => ({
-        title: c.caption, id: c.desktopFileName + '.desktop', focus: c.active, x11: String(c).includes('X11'),
+        title: c.caption, id: c.desktopFileName + '.desktop', focus: c.active, x11: c.windowId > 0 || String(c).includes('X11'),
         frame: [c.x, c.y, c.width, c.height]}))"""
     ACT = "list.filter(c => c.caption == '%s').map(c => { %s; return 0; })"
     ACTS = {"activate": "workspace.activeWindow = workspace.activeClient = c", "minimise": "c.minimized = true",
@@ -507,6 +507,9 @@ class Plasma6(Plasma):
                    " WLR_BACKENDS=headless WLR_RENDERER=pixman WLR_LIBINPUT_NO_DEVICES=1"
                    f" sway -c {self.host}/config")
         until("sway", (self.host / "wayland-1").exists)
+        # Otherwise KWin stops drawing at times.
+        self.spawn(f"env WAYLAND_DISPLAY={self.host}/wayland-1 sh -c"
+                   " 'while sleep 0.5; do grim -g \"0,0 1x1\" /dev/null; done'")
         return f"--wayland-display {self.host}/wayland-1"
 
     def capture(self, title=None):
@@ -543,9 +546,10 @@ def tour(desktop):
 
     desktop.play()
     desktop.in_front(GAME)
-    desktop.act("close", GAME)
-    desktop.see("Play", "ENABLED")
+    desktop.launch()
     desktop.in_front()
+    desktop.choose("Stop")
+    desktop.see("Play", "ENABLED")
     for name, title, button in (("Show log", "Log", "Close"), ("About", "About Brindle", "Done"),
                                 ("Settings", "Settings", "Done")):
         desktop.choose(name)
