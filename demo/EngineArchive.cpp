@@ -15,12 +15,13 @@ namespace {
 constexpr quint32 programMode = 0100755;
 constexpr quint32 fileMode = 0100644;
 
-/// Returns bytes that pack to a third, the same ones every time.
+/// Returns bytes that pack to a third, quickly: random bytes, then zeros. The same ones every time.
 QByteArray filling(qsizetype size)
 {
     std::minstd_rand random; // NOLINT: repeatable on purpose
     QByteArray bytes(std::max<qsizetype>(size, 0), '\0');
-    std::ranges::generate(bytes, [&] { return static_cast<char>(random() / 1024 % 6); });
+    std::generate_n(bytes.begin(), bytes.size() / 3,
+                    [&] { return static_cast<char>(random() / 1024); });
     return bytes;
 }
 

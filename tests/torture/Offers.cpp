@@ -33,9 +33,10 @@ Offers::Offers(const QString &programs)
 {
     const Platform platform = Platform::current(programs);
     const QByteArray program = readFile(programs + u"/sample-engine"_s);
-    QByteArray padding(engineBytes - program.size(), Qt::Uninitialized);
-    std::generate(padding.begin(), padding.end(), [random = QRandomGenerator(1)]() mutable {
-        return random.bounded(16); // packs to half
+    QByteArray padding(engineBytes - program.size(), '\0');
+    // Packs to half.
+    std::generate_n(padding.begin(), padding.size() / 2, [random = QRandomGenerator(1)]() mutable {
+        return static_cast<char>(random.generate());
     });
     for (const QString &version : engineVersions()) {
         const EngineSpec spec{version + u"-stable"_s};
