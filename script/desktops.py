@@ -397,11 +397,11 @@ class Plasma(Desktop):
                 " 'Noto Sans,{},-1,5,50,0,0,0,0,0'",
         "scale": "kscreen-doctor output.1.scale.{}"}
     WINDOWS = """list.filter(c => c.normalWindow && c.caption && !c.minimized).map(c => ({
-        title: c.caption, id: c.desktopFileName + '.desktop', focus: c.active, x11: c.windowId > 0 || String(c).includes('X11'),
-        frame: [c.x, c.y, c.width, c.height]}))"""
+        title: c.caption, id: c.desktopFileName + '.desktop', focus: c.active,
+        x11: c.windowId > 0 || String(c).includes('X11'), frame: [c.x, c.y, c.width, c.height]}))"""
     ACT = "list.filter(c => c.caption == '%s').map(c => { %s; return 0; })"
-    ACTS = {"activate": "workspace.activeWindow = workspace.activeClient = c", "minimise": "c.minimized = true",
-            "close": "c.closeWindow()"}
+    ACTS = {"activate": "workspace.activeWindow = workspace.activeClient = c",
+            "minimise": "c.minimized = true", "close": "c.closeWindow()"}
 
     def set_up(self):
         # A copy has no file capabilities, which namespaces refuse.
@@ -412,7 +412,8 @@ class Plasma(Desktop):
         self.shell = self.spawn(f"{ROOT}/kwin_wayland {self.open_screen()} --width {width}"
                                 f" --height {height} --no-lockscreen --xwayland")
         until("KWin", lambda: remote("org.kde.KWin", "/KWin").supportInformation())
-        self.set("light")  # as Plasma does at a user's first start
+        for look in ("dark", "light"):  # Plasma writes Breeze's colours at a user's first start
+            self.set(look)
         self.spawn("plasmashell")
         until("the panel", lambda: self.script("list.filter(c => c.dock)"))
         self.input = socket.socket(socket.AF_UNIX)
