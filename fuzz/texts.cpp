@@ -89,8 +89,7 @@ void fuzzLogLines(const uint8_t *data, size_t size)
            "each line feed ends a line, and nothing else does");
     LogStore log;
     for (const QString &line : lines) {
-        expect(line.capacity() <= limit + maxNote,
-               "no line takes more memory than allowed");
+        expect(line.capacity() <= limit + maxNote, "no line takes more memory than allowed");
         expect(!line.contains(u'\n'), "no line holds a line feed");
         expect(LogStore::cleaned(line) == cleanedByExpression(line), "colours are removed");
         log.append(line);
