@@ -298,6 +298,7 @@ Item {
             const piece = item("indeterminateBar");
             verify(piece.visible && !piece.moving);
             compare([piece.width, piece.height], [0.28 * bar.width, 8]);
+            compare(piece.x, 0.36 * bar.width);
             compare(piece.color, bar.contentItem.children[0].color);
             verify(!bar.contentItem.children[0].visible);
             Theme.still = false;
