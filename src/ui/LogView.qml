@@ -38,7 +38,7 @@ SheetView {
     ]
 
     LogDocument {
-        log: view.log
+        log: view.log // qmllint disable
         placeholder: "Nothing yet."
         edit: pane.edit
         scroller: pane.scroller

@@ -47,7 +47,7 @@ Window {
         anchors.fill: parent
         model: window.model
         // Once its items have their places.
-        onWantedHeightChanged: Qt.callLater(window.grow)
+        onWantedHeightChanged: Qt.callLater(window.grow) // qmllint disable
     }
 
     Shortcut {

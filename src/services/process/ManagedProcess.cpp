@@ -30,8 +30,8 @@ struct ManagedProcess::Impl
     std::stop_source killing;
 };
 
-/// Runs on the reader thread. Only this thread sends signals, because it also reaps the child: until
-/// then the process number can't belong to another process.
+/// Runs on the reader thread. Only this thread sends signals, because it also reaps the child:
+/// until then the process number can't belong to another process.
 qint32 ManagedProcess::Impl::runChild(const std::stop_token &stop)
 {
     const auto end = qScopeGuard([this] { isRunning = false; });
