@@ -651,8 +651,9 @@ def notification(desktop):
 
 def failure(desktop):
     """A game that ends with an error leads back to the launcher, which says so."""
-    desktop.play("playSeconds=2\nplayExit=1\nprintParseError=true\n")
-    desktop.see("The game closed after 2 seconds (exit code 1)")
+    desktop.play("playSeconds=2\nplayExit=1\nprintText=SCRIPT ERROR: Parse Error\n")
+    desktop.see("The game closed after 2 seconds (exit code 1), so it did not start properly. "
+                "The game's scripts reported errors.")
     desktop.in_front()
     until("room for the failure", lambda: desktop.window()["frame"][3] > 760)
     desktop.picture_both("failure")
