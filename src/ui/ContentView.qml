@@ -75,6 +75,14 @@ FocusScope {
         anchors.fill: parent
         contentHeight: Math.max(height, leastHeight)
 
+        // A window that grows for a failure shows more above it, not below.
+        property real earlierHeight: 0
+        onHeightChanged: {
+            if (height > earlierHeight)
+                scrollTo(contentY - (height - earlierHeight));
+            earlierHeight = height;
+        }
+
         readonly property real leastHeight: game.height + status.height + actions.height + 2 * 24 + 2 * 14
         readonly property real actionsY: contentHeight - 24 - actions.height
 
