@@ -18,6 +18,7 @@ namespace {
 
 int line = -1; // the socket to the test
 SmsConn client = nullptr;
+bool isGnome = false;
 
 void say(const char *text)
 {
@@ -26,13 +27,16 @@ void say(const char *text)
 
 void obey(const std::string &order)
 {
-    if (order == "die") {
+    if (order == "GNOME" || order == "Plasma") {
+        isGnome = order == "GNOME";
+    } else if (order == "die") {
         SmsDie(client);
     } else if (order == "cancelled") {
         SmsShutdownCancelled(client);
     } else {
-        const int style = order == "ask" ? SmInteractStyleAny : SmInteractStyleNone;
-        SmsSaveYourself(client, SmSaveBoth, True, style, False);
+        const bool asks = order == "ask";
+        SmsSaveYourself(client, isGnome ? SmSaveGlobal : SmSaveBoth, True,
+                        asks ? SmInteractStyleAny : SmInteractStyleNone, !asks);
     }
 }
 
@@ -57,13 +61,16 @@ Status admitClient(SmsConn /*connection*/, SmPointer /*data*/, unsigned long *ma
         say("wants to ask");
         SmsInteract(connection);
     };
-    calls->interact_done.callback = [](SmsConn, SmPointer, Bool cancels) {
+    calls->interact_done.callback = [](SmsConn connection, SmPointer, Bool cancels) {
         say(cancels ? "has asked and cancels" : "has asked");
+        if (cancels) {
+            SmsShutdownCancelled(connection); // before the client has saved
+        }
     };
     calls->save_yourself_done.callback = [](SmsConn connection, SmPointer, Bool success) {
         say(success ? "agrees" : "does not agree");
         static bool isFirst = true;
-        if (std::exchange(isFirst, false)) {
+        if (std::exchange(isFirst, false) || isGnome) {
             SmsSaveComplete(connection);
         }
     };
