@@ -2,6 +2,7 @@
 
 #include <QDBusMessage>
 #include <QFile>
+#include <QRegularExpression>
 
 #include <poll.h>
 #include <stdexcept>
@@ -20,7 +21,7 @@ bool answered(Answer answer, const QDBusContext &call)
     case Answer::reply:
         return false;
     case Answer::refuse:
-        call.sendErrorReply(QDBusError::AccessDenied, u"no"_s);
+        call.sendErrorReply(QDBusError::AccessDenied, u"Permission denied"_s);
         return true;
     case Answer::never:
         call.setDelayedReply(true);
@@ -99,6 +100,13 @@ QDBusUnixFileDescriptor LoginManager::Inhibit(const QString &what, const QString
                                               const QString &why, const QString &mode)
 {
     log << QStringList{what, who, why, mode}.join(u'|');
+    // Only systemd 257 accepts the mode "block-weak", too.
+    static const QRegularExpression places(u"^(shutdown|sleep|idle|handle-[a-z-]+)(:(?1))*$"_s);
+    const bool isDelay = mode == u"delay" && !what.contains(u"idle") && !what.contains(u"handle");
+    if (!places.match(what).hasMatch() || (mode != u"block" && !isDelay)) {
+        sendErrorReply(QDBusError::InvalidArgs, u"Invalid what or mode specification"_s);
+        return {};
+    }
     int ends[2] = {-1, -1};
     if (answered(answer, *this) || ::pipe(ends) != 0) {
         return {};
@@ -107,6 +115,13 @@ QDBusUnixFileDescriptor LoginManager::Inhibit(const QString &what, const QString
     const QDBusUnixFileDescriptor given(ends[1]);
     ::close(ends[1]);
     return given;
+}
+
+void LoginManager::Inhibit(const QDBusMessage &call)
+{
+    sendErrorReply(QDBusError::InvalidArgs,
+                   u"Invalid arguments '%1' to call org.freedesktop.login1.Manager.Inhibit(), "
+                   "expecting 'ssss'."_s.arg(call.signature()));
 }
 
 QStringList NotificationServer::GetCapabilities()

@@ -51,7 +51,8 @@ private:
     QDBusServiceWatcher callers_;
 };
 
-/// The login manager, which keeps the computer from sleeping until a descriptor is closed.
+/// The login manager, which keeps the computer from sleeping until a descriptor is closed. Answers
+/// as systemd 252 (Debian 12) and 257 (Debian 13) do.
 class LoginManager : public QObject, protected QDBusContext
 {
     Q_OBJECT
@@ -67,6 +68,7 @@ public:
 public Q_SLOTS:
     QDBusUnixFileDescriptor Inhibit(const QString &what, const QString &who, const QString &why,
                                     const QString &mode);
+    void Inhibit(const QDBusMessage &call); ///< a call with other arguments
 
 private:
     int readEnd_ = -1;
