@@ -305,7 +305,8 @@ private Q_SLOTS:
                          wanted.zipName(setup.platform)));
         }
         setup.put(listTarget, QByteArray(1024 * 1024 + 1, 'x'));
-        QVERIFY(setup.failure());
+        QCOMPARE(setup.failure(),
+                 u"The server's answer is larger than the expected 1048576 bytes."_s);
         QCOMPARE(setup.server.requestCount(release + macZip), 0);
     }
 

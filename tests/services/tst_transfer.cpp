@@ -413,6 +413,7 @@ private Q_SLOTS:
         });
         const QString target = newPath();
         TransferOptions options;
+        QCOMPARE(options.limit, 8LL * 1024 * 1024 * 1024); // for players
         options.limit = 1000;
         const auto toFile = store(server.url(), target, options);
         const auto toMemory = fetch(server.url(), {}, 1000);
