@@ -53,9 +53,9 @@ class TestDisk : public QObject
     QString temporary() const { return fixture_->temporaryFolder(); }
 
     /// Empties the home and makes the folders for other disks.
-    std::unique_ptr<SmallDisk> emptyHome(qint64 bytes = plenty) const
+    std::unique_ptr<SmallDisk> emptyHome() const
     {
-        auto disk = std::make_unique<SmallDisk>(home(), bytes);
+        auto disk = std::make_unique<SmallDisk>(home(), plenty);
         QDir().mkpath(temporary());
         QDir().mkpath(storage());
         return disk;
@@ -263,41 +263,6 @@ private Q_SLOTS:
         QCOMPARE(await(std::move(fetching)).status, 200);
         QVERIFY(readFile(target) == content);
         QCOMPARE(file.requests().size(), 2);
-    }
-
-    void storageBecomesReadOnlyAtTheUnpacking()
-    {
-        const auto all = emptyHome();
-        SmallDisk disk(storage(), plenty);
-        const auto gate = fixture_->host.hold(ReleaseHost::gamePath(), 1);
-        fixture_->model().startWork(true);
-        spinUntil([&] { return gate->isReached(); });
-        disk.setReadOnly(true);
-        gate->open();
-        fixture_->passTheEnd();
-        fixture_->host.restore(ReleaseHost::gamePath());
-        verifyFailure(storage(), EROFS);
-        disk.setReadOnly(false);
-        verifyTheNextPlaySucceeds();
-    }
-
-    void settingsAreReadOnly()
-    {
-        const auto disk = emptyHome();
-        fixture_->model(); // looks for the settings while there are none
-        disk->setReadOnly(true);
-        fixture_->model().setResolution(ResolutionChoice::r900);
-        spinUntil([this] { return !fixture_->model().log.lines().isEmpty(); });
-        QCOMPARE(fixture_->model().log.lines(),
-                 QStringList{u"• Problem: The settings could not be saved in "_s +
-                             fixture_->settingsFile() + u'.'});
-        disk->setReadOnly(false);
-        QVERIFY(play());
-        QVERIFY(!fixture_->model().log.lines().filter(u"1600x900"_s).isEmpty());
-        fixture_->model().setFullscreen(true);
-        fixture_->restart();
-        QCOMPARE(fixture_->model().resolution(), ResolutionChoice::r900);
-        QCOMPARE(fixture_->model().fullscreen(), true);
     }
 };
 
