@@ -207,22 +207,6 @@ private Q_SLOTS:
         QCOMPARE(launcher_->waitForEnd(), 0);
     }
 
-    void quittingWhileTheGameRunsAsksEachTime()
-    {
-        playFirst(longGame);
-        launcher_->waitForGame();
-        for (const QString &answer : {u"Escape"_s, u"Escape"_s, u"Return"_s}) {
-            QCOMPARE(launcher_->games().size(), 1);
-            screen_->activate(Launcher::title);
-            screen_->press({u"ctrl+q"_s});
-            launcher_->waitForAlert();
-            screen_->press({answer});
-            launcher_->waitForContent();
-        }
-        QCOMPARE(launcher_->waitForEnd(), 0);
-        QCOMPARE(launcher_->games(), QList<qint64>());
-    }
-
     void theWindowIsClosedAndComesBack()
     {
         playFirst(longGame);
@@ -258,20 +242,6 @@ private Q_SLOTS:
         launcher_->kill();
         QCOMPARE(launcher_->waitForEnd(), -1);
         launcher_->waitForNoGame();
-    }
-
-    void aKilledLauncherLocksNobodyOut()
-    {
-        playFirst(longGame);
-        launcher_->waitForGame();
-        launcher_->kill();
-        QCOMPARE(launcher_->waitForEnd(), -1);
-        QCOMPARE(launcher_->games().size(), 1);
-        launcher_->open();
-        launcher_->waitForStatus(Status::green);
-        QVERIFY(launcher_->isRunning());
-        QCOMPARE(launcher_->games().size(), 1);
-        QCOMPARE(launcher_->openAgain(), 0);
     }
 
     void badCertificates_data()
