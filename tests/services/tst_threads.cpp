@@ -9,6 +9,7 @@
 
 #include <atomic>
 #include <cstdio>
+#include <cstdlib>
 #include <memory>
 #include <semaphore>
 #include <thread>
@@ -41,6 +42,7 @@ int endWithAThread(const QString &which)
     static std::binary_semaphore started(0);
     static std::binary_semaphore never(0);
     static std::binary_semaphore ending(0);
+    std::atexit([] { std::fputs(" atexit", stdout); });
     const auto beStuck = [] {
         started.release();
         never.acquire();
@@ -85,7 +87,7 @@ private Q_SLOTS:
         QTest::addColumn<QByteArray>("output");
         QTest::newRow("stuck thread") << QByteArray("ending");
         QTest::newRow("stuck worker") << QByteArray("ending");
-        QTest::newRow("busy thread") << QByteArray("endingdone");
+        QTest::newRow("busy thread") << QByteArray("endingdone atexit");
     }
     void theProgramEnds()
     {
