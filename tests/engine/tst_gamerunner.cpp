@@ -46,7 +46,7 @@ class TestGameRunner : public QObject
     }
     QCoro::Task<qint32> runImport(const QString &engine)
     {
-        return runner_->runImport(engine, u"/a game/folder"_s, Lines::into(lines_));
+        return runner_->runImport(engine, u"/a $HOME \"game's\"; *"_s, Lines::into(lines_));
     }
     /// An engine that prints its path and its arguments, one a line, then runs `script`.
     QString engine(const QString &script = {}) const
@@ -93,7 +93,7 @@ private Q_SLOTS:
         QCOMPARE(await(std::move(task)), 3);
         QVERIFY(!runner_->current());
         QCOMPARE(lines_->all(), (QStringList{program, u"--headless"_s, u"--import"_s, u"--path"_s,
-                                             u"/a game/folder"_s, u"--quit"_s}));
+                                             u"/a $HOME \"game's\"; *"_s, u"--quit"_s}));
     }
 
     void anEngineThatCannotStartIsNamed()

@@ -1,5 +1,7 @@
 #include "NetFixture.h"
+#include "files/Files.h"
 #include "net/FileDownloader.h"
+#include "support/TestFiles.h"
 
 #include <QDir>
 #include <QFile>
@@ -22,18 +24,8 @@ class TestFileDownloader : public NetFixture
     QString destination() const { return own_->filePath(u"file.slow"_s); }
     QByteArray content() const { return contentOf(destination()); }
 
-    QStringList names() const
-    {
-        return QDir(own_->path())
-            .entryList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot);
-    }
-
-    void putOldFile() const
-    {
-        QFile file(destination());
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        QCOMPARE(file.write("old"), 3);
-    }
+    QStringList names() const { return Files::names(own_->path()); }
+    void putOldFile() const { writeFile(destination(), "old"); }
 
     void verifyOnlyTheOldFile() const
     {

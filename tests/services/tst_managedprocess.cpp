@@ -243,17 +243,6 @@ private Q_SLOTS:
                  (QStringList{QDir::currentPath(), u"inherited"_s, u"(unset)"_s, u"(unset)"_s}));
     }
 
-    void passesArgumentsAsTheyAre()
-    {
-        const QStringList arguments{u""_s,     u"a b"_s, u"$HOME"_s, u"*"_s, u"\"quoted'"_s,
-                                    u"é 😀"_s, u"-x"_s,  u"a;b|c"_s, u"\\"_s};
-        QStringList expected;
-        for (const QString &argument : arguments) {
-            expected.append(u'[' + argument + u']');
-        }
-        QCOMPARE(linesOf(QStringList{u"args:"_s} + arguments), expected);
-    }
-
     void preparesTheChild()
     {
         // Children inherit the blocked signals of the thread that starts them.
@@ -301,14 +290,6 @@ private Q_SLOTS:
         QCOMPARE(run.status(), status);
         QCOMPARE(run.lines->all(), QStringList{u"bye"_s});
         QVERIFY(!run.process->isRunning());
-    }
-
-    void terminatesARunningChild()
-    {
-        ChildRun run(u"line:ready wait:"_s);
-        run.waitFor(u"ready"_s);
-        run.stop.request_stop();
-        QCOMPARE(run.status(), SIGTERM);
     }
 
     void terminatesAChildThatIsBeingLaunched()
@@ -427,17 +408,6 @@ private Q_SLOTS:
         QVERIFY(!QFile::exists(file));
         gate.open();
         spinUntil([&] { return QFile::exists(file); });
-    }
-
-    void survivesTheEndOfItsLauncherWhilePrinting()
-    {
-        const Lifeline lifeline;
-        ChildRun launcher(u"launcher:%1 hold:%2 pid: line:quit lines:1000000000"_s.arg(
-            testChild(), lifeline.path()));
-        QCOMPARE(launcher.status(), 0);
-        QVERIFY(!lifeline.isDropped());
-        QVERIFY(killPrinted(launcher.lines->all().constFirst()));
-        spinUntil([&] { return lifeline.isDropped(); });
     }
 
     void isAskedToEndEvenIfTheLauncherEndsAtOnce()

@@ -304,8 +304,6 @@ const std::map<std::string, std::function<void(Argument)>> verbs{
         reports.at(std::stoul(number)) = "signal " + number + '\n';
         std::signal(std::stoi(number), reportSignal);
     }},
-    // close: closes standard output and error
-    {"close", [](Argument) { ::close(STDOUT_FILENO); ::close(STDERR_FILENO); }},
     // wait: waits for a signal to end it
     {"wait", [](Argument) { for (;;) { ::pause(); } }},
     // signal:N: dies of a signal, without a core file
@@ -323,12 +321,6 @@ int runSteps(const std::vector<std::string> &steps)
         const std::string verb = step.substr(0, step.find(':'));
         const std::string argument = step.substr(std::min(verb.size() + 1, step.size()));
         std::vector<std::string> rest(steps.begin() + static_cast<long>(i) + 1, steps.end());
-        if (verb == "args") { // prints the other arguments in brackets, one per line, and ends
-            for (const std::string &text : rest) {
-                print('[' + text + ']');
-            }
-            return 0;
-        }
         if (verb == "launcher" || verb == "toolbox") { // runs a program with the other arguments
             rest.insert(rest.begin(), argument);
             return runLauncher(rest, verb == "toolbox");
