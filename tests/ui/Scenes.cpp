@@ -96,6 +96,7 @@ QList<Scene> scenes()
           {u"tagline"_s,
            u"<b>not bold</b> and <a href=\"https://x\">no link</a> عنوان اللعبة 🎮🏰 "_s.repeated(
                4)},
+          {u"licenseName"_s, QString(300, u'x')},
           {u"copyright"_s, QString()},
           {u"controls"_s, QStringList(8, control)}}},
         {"11-settings", "Ready", {{u"storageSize"_s, u"486.2 MB"_s}}, u"settings"_s},
