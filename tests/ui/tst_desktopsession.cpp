@@ -168,20 +168,6 @@ private Q_SLOTS:
         QCOMPARE(shown.isEmpty(), answer != Answer::nonsense);
     }
 
-    void aKilledLauncherLetsGo()
-    {
-        QProcess killed;
-        killed.start(QCoreApplication::applicationFilePath(),
-                     {u"tst_desktopsession"_s, u"--download"_s});
-        spinUntil([this] { return !portalLog().isEmpty(); });
-        waitForMessages();
-        QCOMPARE(portalLog(), QStringList{asked});
-        QVERIFY(!services_->login.isReleased());
-        killed.kill();
-        spinUntil([this] { return portalLog().size() == 2 && services_->login.isReleased(); });
-        spinUntil([&] { return killed.state() == QProcess::NotRunning; });
-    }
-
     void withoutABusNothingIsSaid_data()
     {
         QTest::addColumn<QString>("address");
@@ -463,18 +449,16 @@ private Q_SLOTS:
     }
 };
 
-/// Runs the launcher in this process, which a test watches from outside.
-static int runLauncher(bool ends)
+/// Runs a setup in this process, which a test watches from outside.
+static int runSetup()
 {
     Launcher launcher;
     launcher.download();
     launcher.model().updateProgress(1, 2, 1);
-    if (ends) {
-        QTimer::singleShot(600, &launcher.engine, [&] {
-            launcher.model().set(&Status::state, AppState::needs(u"x"_s));
-            QTimer::singleShot(0, &launcher.engine, [] { QCoreApplication::quit(); });
-        });
-    }
+    QTimer::singleShot(600, &launcher.engine, [&] {
+        launcher.model().set(&Status::state, AppState::needs(u"x"_s));
+        QTimer::singleShot(0, &launcher.engine, [] { QCoreApplication::quit(); });
+    });
     return QGuiApplication::exec();
 }
 
@@ -482,10 +466,9 @@ int main(int argc, char *argv[])
 {
     const Threads::ProgramEnd programEnd;
     QGuiApplication application(argc, argv);
-    const QStringList arguments = QCoreApplication::arguments();
-    if (arguments.contains(u"--download"_s) || arguments.contains(u"--setup"_s)) {
+    if (QCoreApplication::arguments().contains(u"--setup"_s)) {
         BrindleApp::prepare();
-        return runLauncher(arguments.contains(u"--setup"_s));
+        return runSetup();
     }
     TestDesktopSession test;
     return QTest::qExec(&test, argc, argv);
