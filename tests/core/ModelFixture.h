@@ -19,9 +19,6 @@ public:
     QCoro::Task<int> runAlert(Alert alert) override
     {
         alerts << alert;
-        if (onAlert) {
-            onAlert();
-        }
         if (waits) {
             const OneShot<int> pressed;
             open << pressed;
@@ -53,10 +50,9 @@ public:
     QStringList copied;
     QList<QUrl> opened;
     int askedStarts = 0;
-    bool permitsStarts = true;     ///< false: never answers
-    int answer = 0;                ///< button of every alert
-    std::function<void()> onAlert; ///< called while the alert is shown
-    bool waits = false;            ///< alerts stay open until `press`
+    bool permitsStarts = true; ///< false: never answers
+    int answer = 0;            ///< button of every alert
+    bool waits = false;        ///< alerts stay open until `press`
     QList<OneShot<int>> open;
 };
 

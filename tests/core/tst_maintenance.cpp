@@ -328,16 +328,6 @@ private Q_SLOTS:
         QVERIFY(exists("Game/old.txt"));
     }
 
-    void quittingWhileARemovalAsks()
-    {
-        desktop().answer = 1;
-        desktop().onAlert = [&] { QVERIFY(model().confirmQuit()); };
-        model().removeEverything();
-        fixture_->waitUntilIdle();
-        QCOMPARE(desktop().alerts.size(), 1);
-        QVERIFY(exists("Game/old.txt"));
-    }
-
     void quittingWhileARemovalDeletes()
     {
         WorkerHold workers;

@@ -42,15 +42,6 @@ private Q_SLOTS:
         }
     }
 
-    void theDelegatesAnswers()
-    {
-        AppDelegate delegate;
-        QVERIFY(delegate.applicationShouldTerminateAfterLastWindowClosed());
-        QCOMPARE(delegate.applicationShouldTerminate(), AppDelegate::TerminateReply::now);
-        QCOMPARE(static_cast<int>(AppDelegate::TerminateReply::now), 1);
-        QCOMPARE(static_cast<int>(AppDelegate::TerminateReply::cancel), 0);
-    }
-
     void anIdleApplicationEndsAtOnce_data()
     {
         QTest::addColumn<QString>("keys");
@@ -195,19 +186,6 @@ private Q_SLOTS:
             });
         QVERIFY2(QFileInfo::exists(root()), "nobody has said Remove");
         QCOMPARE(model().state(), AppState::ready());
-    }
-
-    void anEndDuringTheQuestionWhetherToQuit()
-    {
-        startGame();
-        ask([this] { app().requestQuit(); }, 1,
-            [this] {
-                app().forceQuit();
-                QVERIFY(!alert());
-            });
-        spinUntil([] { return !model().work(); });
-        QCOMPARE(endings(), 1);
-        QVERIFY(!window().isVisible());
     }
 
     void aNoticeGivesWayToTheQuestion()

@@ -136,25 +136,6 @@ private Q_SLOTS:
         spinUntil([this] { return app().window()->isVisible(); });
     }
 
-    void anOpenQuestionIsAnsweredWithNo()
-    {
-        QStringList done;
-        ask(
-            [&] {
-                model().removeEverything();
-                spinUntil([] { return !model().work(); });
-            },
-            0,
-            [&] {
-                done = commit(agrees);
-                QVERIFY(!alert());
-            });
-        QCOMPARE(done, (QStringList{u"wants to ask"_s, u"has asked"_s, agrees}));
-        QVERIFY2(QFileInfo::exists(root()), "nobody has said Remove");
-        QCOMPARE(endings(), 0);
-        die();
-    }
-
     void theQuestionWhetherToQuitIsAskedAnew()
     {
         startGame();
