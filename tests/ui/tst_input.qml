@@ -13,15 +13,6 @@ Item {
 
         // Pressing
 
-        function test_keys_data() {
-            return [{ tag: "Space", key: Qt.Key_Space }, { tag: "Return", key: Qt.Key_Return }, { tag: "Enter", key: Qt.Key_Enter }];
-        }
-        function test_keys(data) {
-            verify(item("playButton").activeFocus);
-            keyClick(data.key);
-            compare(model.calls, ["play"]);
-        }
-
         function test_aDoubleClickIsOnePress_data() {
             return [{ tag: "Play", button: "playButton", other: "stopButton", calls: ["play", "stop"] },
                     { tag: "Stop", button: "stopButton", other: "playButton", calls: ["stop", "play"] }];

@@ -165,6 +165,7 @@ private Q_SLOTS:
         QTest::addColumn<Qt::Key>("key");
         QTest::newRow("Space") << Qt::Key_Space;
         QTest::newRow("Return") << Qt::Key_Return;
+        QTest::newRow("Enter") << Qt::Key_Enter;
     }
     void aHeldKeyPlaysOnce()
     {
