@@ -479,17 +479,6 @@ private Q_SLOTS:
         qunsetenv("XDG_ACTIVATION_TOKEN");
     }
 
-    void cancellationsAreNoFailures()
-    {
-        const auto isCancellation = [](auto error) {
-            return AppModel::isCancellation(std::make_exception_ptr(error));
-        };
-        QVERIFY(isCancellation(CancellationError()));
-        QVERIFY(!isCancellation(TransferError(u"x"_s)));
-        QVERIFY(!isCancellation(SetupError(u"x"_s)));
-        QVERIFY(!isCancellation(std::runtime_error("x")));
-    }
-
     void hintsFollowTheLog_data()
     {
         QTest::addColumn<QStringList>("lines");

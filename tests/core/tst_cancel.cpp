@@ -46,6 +46,7 @@ private Q_SLOTS:
             path = ReleaseHost::enginePath(spec.version, spec.zipName(fixture_->platform));
         }
         fixture_->stall(path);
+        model().set(&Status::failure, FailureReport{u"of an earlier run"_s, {}});
         model().startWork(true);
         spinUntil([&] { return fixture_->stalled.load(); });
         QVERIFY(model().canCancel());

@@ -427,19 +427,6 @@ private Q_SLOTS:
             u"The game's scripts reported errors. The log below shows where."_s));
     }
 
-    void aNewRunForgetsTheFailure()
-    {
-        fixture_->installByHand();
-        fixture_->playUntilOpen();
-        fixture_->finish(1, 1);
-        QVERIFY(model().failure());
-        model().startWork(true);
-        QVERIFY(!model().failure());
-        fixture_->waitForLine(u"engine is playing"_s);
-        model().cancel();
-        fixture_->waitUntilIdle();
-    }
-
     void aModelThatGoesEndsItsGame()
     {
         fixture_->playUntilOpen();
