@@ -60,14 +60,6 @@ Item {
             tryCompare(scroller, "contentY", 0);
         }
 
-        function test_theMouseSelects() {
-            showFailure("one two\nthree");
-            mouseDoubleClickSequence(edit, 5, 5);
-            compare(edit.selectedText, "one");
-            keySequence(StandardKey.Copy);
-            compare(clipboard(), "one");
-        }
-
         function test_theMouseOpensTheMenu() {
             showFailure("one two\nthree");
             edit.select(4, 7);

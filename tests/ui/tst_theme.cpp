@@ -132,19 +132,6 @@ private Q_SLOTS:
         setFontSize(13);
     }
 
-    void followsThePalette()
-    {
-        Theme theme;
-        const QColor light = theme.colour("window");
-        QVERIFY(light.lightness() > theme.colour("text").lightness());
-        QSignalSpy changed(theme.object(), SIGNAL(windowChanged()));
-        setDark(true);
-        QVERIFY(theme.colour("window").lightness() < theme.colour("text").lightness());
-        QCOMPARE(changed.size(), 1);
-        setDark(false);
-        QCOMPARE(theme.colour("window"), light);
-    }
-
     void everythingCanBeSeen_data()
     {
         QTest::addColumn<bool>("dark");
