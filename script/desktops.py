@@ -146,7 +146,7 @@ class Desktop:
             daemon = self.spawn("dbus-daemon --session --nofork --print-address",
                                 stdout=subprocess.PIPE, text=True)
             os.environ[f"DBUS_{kind}_BUS_ADDRESS"] = daemon.stdout.readline().strip()
-        self.spawn("python3 -m dbusmock --system --template logind")
+        self.spawn("/usr/lib/systemd/systemd-logind")
         self.set_up()
         from gi.repository import Atspi  # connects when it is loaded
         self.atspi = Atspi
@@ -699,6 +699,8 @@ def main(kind, package, engine, pictures, wanted):
     # paths also lead to a clone that lies below /tmp.
     run("mount -t tmpfs -o mode=1777 tmpfs /tmp")
     run("mkdir -p -m 1777 /tmp/.X11-unix")
+    run("mount -t tmpfs tmpfs /run")  # the login manager keeps its state there
+    run("mkdir /run/systemd")
     for place in ("/usr", "/etc"):
         layers = [ROOT / "layers" / name for name in (f"upper{place}", f"work{place}")]
         for layer in layers:
