@@ -104,7 +104,7 @@ QDBusUnixFileDescriptor LoginManager::Inhibit(const QString &what, const QString
     static const QRegularExpression places(u"^(shutdown|sleep|idle|handle-[a-z-]+)(:(?1))*$"_s);
     const bool isDelay = mode == u"delay" && !what.contains(u"idle") && !what.contains(u"handle");
     if (!places.match(what).hasMatch() || (mode != u"block" && !isDelay)) {
-        sendErrorReply(QDBusError::InvalidArgs, u"Invalid what or mode specification"_s);
+        sendErrorReply(QDBusError::InvalidArgs, u"Invalid what or mode"_s);
         return {};
     }
     int ends[2] = {-1, -1};
