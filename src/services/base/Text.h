@@ -37,9 +37,8 @@ void eachLine(QStringView text, Use use)
     use(text.sliced(begin));
 }
 
-/// Writes a byte count of 0 or more like macOS's formatter in its file style: powers of 1000, "Zero
-/// KB", "1 byte", "999 bytes", whole KB, MB with at most one decimal, larger units with at most
-/// two.
+/// Writes a byte count of 0 or more as macOS does for files: powers of 1000, "Zero KB", "1 byte",
+/// whole KB, MB with at most one decimal, larger units with at most two.
 QString byteCount(qint64 bytes);
 
 /// Writes a remaining time: "Less than a minute left", "About 2 minutes left". Returns an empty

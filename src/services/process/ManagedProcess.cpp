@@ -53,7 +53,7 @@ qint32 ManagedProcess::Impl::runChild(const std::stop_token &stop)
     QObject::connect(&child, &QProcess::readyRead, &loop,
                      [&] { lines.feed(child.readAll(), onLine); });
     QObject::connect(&child, &QProcess::finished, &loop, &QEventLoop::quit);
-    // QProcess knows no number of an ended child.
+    // The number is 0 once the child has ended; then no signal is sent.
     const auto kill = [&] { ChildProcess::sendToGroup(SIGKILL, child.processId()); };
     const std::stop_callback onStop(stop, [&] {
         QMetaObject::invokeMethod(&child, &QProcess::terminate, Qt::QueuedConnection);
