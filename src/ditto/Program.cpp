@@ -28,7 +28,7 @@ constexpr mode_t creationMask = 0022;
 constexpr mode_t executableMode = 0755; // also of folders
 constexpr mode_t plainMode = 0644;
 /// Smaller pieces take longer than one sync at the end.
-constexpr size_t writeBackBytes = 1U << 20U;
+constexpr uint64_t writeBackBytes = 1U << 20U;
 
 [[noreturn]] void fail(const std::string &path)
 {
@@ -49,6 +49,7 @@ void makeFile(const std::string &path, const Entry &entry, Inflater &inflater)
         fail(path);
     }
     uint64_t size = 0;
+    uint64_t started = 0; // bytes on their way to the disk
     inflater.unpack(entry, [&](const unsigned char *bytes, size_t count) {
         for (size_t done = 0; done < count;) {
             const ssize_t now = write(descriptor, bytes + done, count - done);
@@ -57,10 +58,11 @@ void makeFile(const std::string &path, const Entry &entry, Inflater &inflater)
             }
             done += static_cast<size_t>(now);
         }
-        if (count >= writeBackBytes) {
-            startWriteBack(descriptor, size, count);
-        }
         size += count;
+        if (size - started >= writeBackBytes) {
+            startWriteBack(descriptor, started, size - started);
+            started = size;
+        }
     });
     if (close(descriptor) != 0) {
         fail(path);
