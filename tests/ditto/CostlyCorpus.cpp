@@ -97,6 +97,10 @@ QList<CorpusCase> Corpus::costly()
         cases.append({name, [=] { return many(count, entry); }, why});
     };
     add("one large file", "too much", 1, [](int) { return announcing(0, 400'000'000, 400'000); });
+    // A later check refuses it.
+    add("allowed growth, and a link that leads out", "leads outside", 2, [](int i) {
+        return i == 0 ? announcing(i, 400'000'000, 3'000'000) : Entry{n(i), "..", link777};
+    });
     add("many small files", "too much", 600, [](int i) { return announcing(i, 1 << 20, 1'000); });
     // The announced growth is just allowed.
     add("more than sixteen gigabytes", "too many bytes", 5,
