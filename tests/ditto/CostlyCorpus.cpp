@@ -99,7 +99,7 @@ QList<CorpusCase> Corpus::costly()
     add("one large file", "too much", 1, [](int) { return announcing(0, 400'000'000, 400'000); });
     // A later check refuses it.
     add("allowed growth, and a link that leads out", "leads outside", 2, [](int i) {
-        return i == 0 ? announcing(i, 400'000'000, 3'000'000) : Entry{n(i), "..", link777};
+        return i == 0 ? announcing(i, 400'000'000, 1'500'000) : Entry{n(i), "..", link777};
     });
     add("many small files", "too much", 600, [](int i) { return announcing(i, 1 << 20, 1'000); });
     // The announced growth is just allowed.
