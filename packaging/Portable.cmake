@@ -71,16 +71,12 @@ foreach(library ${needed})
 endforeach()
 
 # The engine would inherit a variable of the environment.
-foreach(object ${programs} ${loaded})
-    get_filename_component(folder "${object}" DIRECTORY)
-    file(RELATIVE_PATH way "${folder}" "${libraries}")
-    execute_process(COMMAND "${patchelf}" --set-rpath "$ORIGIN/${way}" "${object}"
-        COMMAND_ERROR_IS_FATAL ANY)
-endforeach()
-file(GLOB gathered "${libraries}/*.so*")
-foreach(object ${gathered})
+file(GLOB_RECURSE objects "${libraries}/*.so*")
+foreach(object ${programs} ${objects})
     if(NOT IS_SYMLINK "${object}")
-        execute_process(COMMAND "${patchelf}" --set-rpath "$ORIGIN" "${object}"
+        get_filename_component(folder "${object}" DIRECTORY)
+        file(RELATIVE_PATH path "${folder}" "${libraries}")
+        execute_process(COMMAND "${patchelf}" --set-rpath "$ORIGIN/${path}" "${object}"
             COMMAND_ERROR_IS_FATAL ANY)
     endif()
 endforeach()
