@@ -18,16 +18,11 @@ system_here() {
     esac
 }
 
-# mirror <security | main>: prints the addresses that this system gets such packages from.
-mirror() {
-    local sites
-    # shellcheck disable=SC2016 # a placeholder of apt-get
-    sites=$(apt-get indextargets --format '$(SITE)' 'Origin: Debian' | sort -u)
-    if [ "$1" = security ]; then
-        grep security <<<"$sites" || true
-    else
-        grep -v security <<<"$sites" || true
-    fi | head -n 1
+# sources <release>: prints this system's sources.list as that release would have it.
+sources() {
+    # shellcheck disable=SC2016 # placeholders of apt-get
+    apt-get indextargets --format 'deb $(SITE) $(RELEASE) main' 'Origin: Debian' | sort -u |
+        sed -E "s/^(deb [^ ]+ )[a-z]+/\1$1/"
 }
 
 # emulate <machine>: lets this kernel run programs of another machine, in roots as well.
@@ -41,14 +36,15 @@ emulate() {
 
 # make_root <name> <release> [<machine>]
 make_root() {
-    local root=$roots/$1 release=$2 machine=${3:-$(dpkg --print-architecture)} base security
+    local root=$roots/$1 release=$2 machine=${3:-$(dpkg --print-architecture)} base
     base=$bases/debian-$release-$machine.tar
     emulate "$machine"
     rm -rf "$root"
     mkdir -p "$root" "$bases"
     if ! [ -f "$base" ]; then
         echo "package: fetching the base system of Debian $release for $machine"
-        quietly "$root.log" debootstrap --variant=minbase --arch="$machine" "$release" "$root" "$(mirror main)"
+        quietly "$root.log" debootstrap --variant=minbase --arch="$machine" "$release" "$root" \
+            "$(sources "$release" | awk -v release="$release" '$3 == release { print $2; exit }')"
         tar -C "$root" -cf "$base.part" .
         mv "$base.part" "$base"
     else
@@ -57,9 +53,7 @@ make_root() {
     rm -rf "$root"/etc/apt/apt.conf.d "$root"/etc/apt/sources.list*
     cp -r /etc/apt/apt.conf.d "$root/etc/apt/"
     cp /etc/resolv.conf /etc/hosts "$root/etc/"
-    printf "deb $(mirror main) %s main\n" "$release" "$release-updates" >"$root/etc/apt/sources.list"
-    security=$(mirror security)
-    [ -z "$security" ] || echo "deb $security $release-security main" >>"$root/etc/apt/sources.list"
+    sources "$release" >"$root/etc/apt/sources.list"
     install -d -o 65534 -g 65534 -m 700 "$root/home/player"
 }
 
