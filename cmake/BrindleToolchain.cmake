@@ -27,19 +27,15 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
     set(CMAKE_CXX_COMPILE_OPTIONS_USE_PCH -include <PCH_HEADER>)
     set(CMAKE_CXX_COMPILE_OPTIONS_CREATE_PCH
         -Xclang -emit-pch -Xclang -include -Xclang cmake_pch.hxx -x c++-header)
-endif()
 
-if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang" AND NOT APPLE)
-    find_program(LLD_PROGRAM NAMES ld.lld-19 ld.lld)
-    if(LLD_PROGRAM)
-        add_link_options("--ld-path=${LLD_PROGRAM}")
-    endif()
-endif()
-
-# Line tables are enough for stack traces and make the objects a third of the size.
-if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+    # Line tables are enough for stack traces and make the objects a third of the size.
     string(REPLACE "-g" "-gline-tables-only" CMAKE_CXX_FLAGS_DEBUG "${CMAKE_CXX_FLAGS_DEBUG}")
     string(REPLACE "-g" "-gline-tables-only" CMAKE_CXX_FLAGS_RELWITHDEBINFO "${CMAKE_CXX_FLAGS_RELWITHDEBINFO}")
+
+    find_program(LLD_PROGRAM NAMES ld.lld-19 ld.lld)
+    if(LLD_PROGRAM AND NOT APPLE)
+        add_link_options("--ld-path=${LLD_PROGRAM}")
+    endif()
 endif()
 
 add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual)
