@@ -119,7 +119,7 @@ QCoro::Task<QString> EngineManager::install(EngineSpec spec, ProgressCallback pr
     const Platform::Command step = platform_.quarantineStep;
     try {
         if (!step.program.isEmpty()) {
-            co_await Tools::run(step.program, step.filled(folder, folder));
+            co_await Tools::run(step.program, step.filled(folder));
         }
     } catch (const SystemError &) {
         // Ignored: with the flag still set, macOS asks the user.

@@ -8,11 +8,9 @@ namespace brindle {
 
 using namespace Qt::StringLiterals;
 
-QStringList Platform::Command::filled(const QString &path, const QString &folder) const
+QStringList Platform::Command::filled(const QString &path) const
 {
-    return QStringList(arguments)
-        .replaceInStrings(u"{path}"_s, path)
-        .replaceInStrings(u"{folder}"_s, folder);
+    return QStringList(arguments).replaceInStrings(u"{path}"_s, path);
 }
 
 Platform Platform::current(const QString &privatePrograms)
@@ -31,8 +29,8 @@ Platform Platform::macOS(const QString &home)
     row.dataFolder = home + u"/Library/Application Support"_s;
     row.archiveTool = u"/usr/bin/ditto"_s;
     row.quarantineStep = {u"/usr/bin/xattr"_s,
-                          {u"-dr"_s, u"com.apple.quarantine"_s, u"{folder}"_s}};
-    row.reveal = {{u"/usr/bin/open"_s, {u"-R"_s, u"{path}"_s}}};
+                          {u"-dr"_s, u"com.apple.quarantine"_s, u"{path}"_s}};
+    row.reveal = {u"/usr/bin/open"_s, {u"-R"_s, u"{path}"_s}};
     return row;
 }
 
@@ -43,8 +41,7 @@ Platform Platform::linuxDesktop(const QString &dataFolder, const QString &archit
     row.architecture = architecture;
     row.dataFolder = dataFolder;
     row.archiveTool = privatePrograms + u"/ditto"_s;
-    row.fileManager = u"org.freedesktop.FileManager1"_s;
-    row.reveal = {{u"xdg-open"_s, {u"{folder}"_s}}};
+    row.reveal = {u"xdg-open"_s, {u"{path}"_s}};
     return row;
 }
 

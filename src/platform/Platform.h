@@ -12,10 +12,10 @@ struct Platform
     struct Command
     {
         QString program;       ///< an absolute path, or a name to look up in $PATH
-        QStringList arguments; ///< "{path}" and "{folder}" stand for a file and a folder
+        QStringList arguments; ///< "{path}" stands for a file or folder
 
-        /// Returns the arguments with both placeholders replaced.
-        QStringList filled(const QString &path, const QString &folder) const;
+        /// Returns the arguments with the placeholder replaced.
+        QStringList filled(const QString &path) const;
     };
 
     enum class System { macOS, linuxDesktop };
@@ -28,14 +28,11 @@ struct Platform
     /// Absolute path of the program that unpacks zip archives, with ditto's command line.
     QString archiveTool;
 
-    /// Clears the quarantine flag below "{folder}". Empty where there is no such flag.
+    /// Clears the quarantine flag below "{path}". Empty where there is no such flag.
     Command quarantineStep;
 
-    /// The message bus service that shows files in the file browser; empty where there is none.
-    QString fileManager;
-    /// Other commands that show "{path}" there, tried in order until one exits with 0. "{folder}"
-    /// is the path itself if it is a folder, otherwise the folder around it.
-    QList<Command> reveal;
+    /// Shows the folder "{path}" in the file browser.
+    Command reveal;
 
     /// Returns the row of the running system.
     /// @param privatePrograms folder of the launcher's own helper programs.

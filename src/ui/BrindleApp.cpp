@@ -127,7 +127,7 @@ BrindleApp::BrindleApp(std::shared_ptr<QuickDesktop> desktop)
     if (!window_) {
         qFatal("%s", qPrintable(component.errorString()));
     }
-    desktop_->setWindow(&engine_, window_.get());
+    desktop_->setWindow(window_.get());
     // Run after the first frame, because drawing the icon would delay it.
     QTimer::singleShot(0, this, [] { QGuiApplication::setWindowIcon(windowIcon()); });
     // The Dock asks for the window by activating the application.
@@ -141,7 +141,7 @@ BrindleApp::BrindleApp(std::shared_ptr<QuickDesktop> desktop)
 
 BrindleApp::~BrindleApp()
 {
-    desktop_->setWindow(nullptr, nullptr);
+    desktop_->setWindow(nullptr);
 }
 
 void BrindleApp::open(const QByteArray &activationToken, const QByteArray &startupId)

@@ -1,8 +1,6 @@
 #include "ui/QuickDesktop.h"
 
 #include "base/Clock.h"
-#include "base/Error.h"
-#include "process/ManagedProcess.h"
 #include "ui/MessageBus.h"
 
 #include <QClipboard>
@@ -10,9 +8,10 @@
 #include <QDesktopServices>
 #include <QFileInfo>
 #include <QGuiApplication>
+#include <QProcess>
 #include <QQmlComponent>
+#include <QQmlEngine>
 #include <QQuickItem>
-#include <QStandardPaths>
 #include <qpa/qplatformnativeinterface.h>
 
 #include <algorithm>
@@ -26,50 +25,25 @@ namespace {
 /// How long a start waits for the compositor, which may be silent.
 constexpr Clock::Duration tokenPatience{1};
 
-/// Runs one command to its end. Returns whether it succeeded.
-QCoro::Task<bool> run(Platform::Command command, QString path)
-{
-    const QString program = QStandardPaths::findExecutable(command.program);
-    if (program.isEmpty()) {
-        co_return false;
-    }
-    const QFileInfo file(path);
-    const QStringList arguments = command.filled(path, file.isDir() ? path : file.path());
-    // Drops the file browser's output.
-    ManagedProcess process(program, arguments, [](const QString &) {});
-    try {
-        co_return co_await process.run() == 0;
-    } catch (const Error &) {
-        // Ignored, because the next command may start.
-    }
-    co_return false;
-}
-
-/// Asks the service to show the path. Returns whether the service did.
+/// Shows an existing file or folder by the desktop's service. Without a service, the command shows
+/// the folder, because it would open a file.
 /// https://www.freedesktop.org/wiki/Specifications/file-manager-interface/
-QCoro::Task<bool> ask(QString fileManager, QString path)
+QCoro::Task<> show(Platform::Command command, QString path)
 {
-    if (fileManager.isEmpty()) {
-        co_return false;
-    }
-    const auto bus = co_await openBus(QDBusConnection::SessionBus);
-    if (!bus) {
-        co_return false;
-    }
-    auto showItems =
-        QDBusMessage::createMethodCall(fileManager, u"/org/freedesktop/FileManager1"_s,
-                                       u"org.freedesktop.FileManager1"_s, u"ShowItems"_s);
+    const auto service = u"org.freedesktop.FileManager1"_s;
+    auto showItems = QDBusMessage::createMethodCall(service, u"/org/freedesktop/FileManager1"_s,
+                                                    service, u"ShowItems"_s);
     showItems << QStringList{QUrl::fromLocalFile(path).toString(QUrl::FullyEncoded)} << QString();
-    const QDBusMessage answer = co_await bus->asyncCall(showItems);
-    co_return answer.type() == QDBusMessage::ReplyMessage;
-}
-
-/// Shows an existing file or folder by the service, or by the first command that succeeds.
-QCoro::Task<> show(QString fileManager, QList<Platform::Command> commands, QString path)
-{
-    bool shown = co_await ask(fileManager, path);
-    for (qsizetype i = 0; !shown && i < commands.size(); ++i) {
-        shown = co_await run(commands.at(i), path);
+    const auto bus = co_await openBus(QDBusConnection::SessionBus);
+    const QDBusMessage answer = bus ? co_await bus->asyncCall(showItems) : QDBusMessage();
+    if (answer.type() != QDBusMessage::ReplyMessage) {
+        const QFileInfo file(path);
+        QProcess process;
+        process.setProgram(command.program);
+        process.setArguments(command.filled(file.isDir() ? path : file.path()));
+        process.setStandardOutputFile(QProcess::nullDevice());
+        process.setStandardErrorFile(QProcess::nullDevice());
+        process.startDetached();
     }
 }
 
@@ -84,18 +58,14 @@ void *surfaceOf(QWindow *window)
 
 } // namespace
 
-QuickDesktop::QuickDesktop(QList<Platform::Command> reveal, QString fileManager)
-    : reveal_(std::move(reveal)), fileManager_(std::move(fileManager))
+QuickDesktop::QuickDesktop(Platform::Command reveal) : reveal_(std::move(reveal))
 {
     QObject::connect(qGuiApp, &QCoreApplication::aboutToQuit, this, [this] { dismissAlert(); });
 }
 
-void QuickDesktop::setWindow(QQmlEngine *engine, QQuickWindow *window)
+void QuickDesktop::setWindow(QQuickWindow *window)
 {
-    if (!engine) {
-        dismissAlert();
-    }
-    engine_ = engine;
+    dismissAlert();
     window_ = window;
     tokens_.reset();
     if (window && QGuiApplication::platformName().startsWith(u"wayland")) {
@@ -111,7 +81,7 @@ QCoro::Task<int> QuickDesktop::runAlert(Alert alert)
     if (alert.buttons.isEmpty()) {
         alert.buttons << u"OK"_s;
     }
-    if (!engine_) {
+    if (!window_) {
         co_return static_cast<int>(alert.buttons.size()) - 1;
     }
     const OneShot<int> answer;
@@ -125,7 +95,7 @@ QCoro::Task<int> QuickDesktop::runAlert(Alert alert)
 void QuickDesktop::showNextAlert()
 {
     const Alert &alert = questions_.first().alert;
-    QQmlComponent component(engine_, QUrl(u"qrc:/qt-project.org/imports/Brindle/AlertView.qml"_s));
+    QQmlComponent component(qmlEngine(window_), QUrl(u"qrc:/qt-project.org/imports/Brindle/AlertView.qml"_s));
     alert_ = component.createWithInitialProperties(
         {{u"parent"_s, QVariant::fromValue(window_->contentItem())},
          {u"message"_s, alert.message},
@@ -176,7 +146,7 @@ void QuickDesktop::bringToFront(QWindow &window)
 
 void QuickDesktop::reveal(const QString &path)
 {
-    show(fileManager_, reveal_, path);
+    show(reveal_, path);
 }
 
 void QuickDesktop::copyText(const QString &text)

@@ -6,7 +6,6 @@
 #include "platform/Platform.h"
 
 #include <QPointer>
-#include <QQmlEngine>
 #include <QQuickWindow>
 
 #include <memory>
@@ -19,12 +18,11 @@ class QuickDesktop final : public QObject, public Desktop
     Q_OBJECT
 
 public:
-    /// @param reveal commands that show a path in the file browser, in the order to try.
-    /// @param fileManager the D-Bus service to ask first; may be empty.
-    explicit QuickDesktop(QList<Platform::Command> reveal, QString fileManager = {});
+    /// @param reveal shows a path in the file browser where no D-Bus service does.
+    explicit QuickDesktop(Platform::Command reveal);
 
-    /// Shows alerts over `window` from now on. Without an engine no alert appears. Owns neither.
-    void setWindow(QQmlEngine *engine, QQuickWindow *window);
+    /// Shows alerts over `window` from now on. Without a window no alert appears.
+    void setWindow(QQuickWindow *window);
 
     /// Escape and the application's end press the last button. Shows a hidden window for the alert.
     /// Brings it to the front unless the alert is unprompted.
@@ -58,9 +56,7 @@ private:
     };
     void showNextAlert();
 
-    QList<Platform::Command> reveal_;
-    QString fileManager_;
-    QPointer<QQmlEngine> engine_;
+    Platform::Command reveal_;
     QPointer<QQuickWindow> window_;
     QList<Question> questions_;                // `alert_` shows the first
     QPointer<QObject> alert_;                  // an AlertView

@@ -75,7 +75,7 @@ int main(int argc, char *argv[])
     BrindleApp::prepare();
 
     const Platform platform = Platform::current(privatePrograms());
-    const auto desktop = std::make_shared<QuickDesktop>(platform.reveal, platform.fileManager);
+    const auto desktop = std::make_shared<QuickDesktop>(platform.reveal);
     AppModel::compose = [desktop, platform] { return parts(desktop, platform); };
 
     BrindleApp launcher(desktop);

@@ -163,7 +163,7 @@ QQuickItem *ViewFixture::openSheet(const QString &name)
 int ViewFixture::withAlert(const Alert &alert, const std::function<void(QQuickItem *)> &act)
 {
     QuickDesktop desktop({});
-    desktop.setWindow(engine_, window_.get());
+    desktop.setWindow(window_.get());
     spinUntil([this] { return QGuiApplication::focusWindow() == window(); });
     std::optional<int> answer;
     desktop.runAlert(alert).then([&](int pressed) { answer = pressed; });

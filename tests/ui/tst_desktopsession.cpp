@@ -429,8 +429,7 @@ private Q_SLOTS:
         const auto opened = [&](const QString &name) {
             return QFile::exists(folder.filePath(name + u"/opened"_s));
         };
-        QuickDesktop desktop({{u"sh"_s, {u"-c"_s, u"touch \"$0/opened\""_s, u"{folder}"_s}}},
-                             u"org.freedesktop.FileManager1"_s);
+        QuickDesktop desktop({u"sh"_s, {u"-c"_s, u"touch \"$0/opened\""_s, u"{path}"_s}});
         QStringList shown;
         for (const auto &[answer, name, url] :
              {std::tuple{Answer::reply, u"a b,ü#"_s, u"a%20b,%C3%BC%23"_s},

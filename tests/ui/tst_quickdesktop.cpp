@@ -42,8 +42,8 @@ private Q_SLOTS:
     {
         view_ = std::make_unique<ViewFixture>();
         QVERIFY(QTest::qWaitForWindowActive(view_->window()));
-        desktop_ = std::make_unique<QuickDesktop>(QList<Platform::Command>{});
-        desktop_->setWindow(view_->engine(), view_->window());
+        desktop_ = std::make_unique<QuickDesktop>(Platform::Command());
+        desktop_->setWindow(view_->window());
         answers_.clear();
         QTest::failOnWarning(QRegularExpression(u"."_s));
     }
@@ -202,24 +202,17 @@ private Q_SLOTS:
         QCOMPARE(opened_, QList<QUrl>{page});
     }
 
-    void revealRunsCommandsUntilOneSucceeds()
+    void withoutAServiceACommandShowsTheFolder()
     {
         const QTemporaryDir folder;
-        const QString copy = folder.filePath(u"copy"_s);
-        const QString path = folder.filePath(u"a, b;$(c) 'd'"_s);
-        writeFile(path, "x");
-        const auto sh = [](const QString &script) {
-            return Platform::Command{u"sh"_s, {u"-c"_s, script, u"{path}"_s, u"{folder}"_s}};
-        };
-        QuickDesktop desktop({{u"/no/such/program"_s, {}},
-                              {u"false"_s, {}},
-                              sh(u"cat \"$0\" >> \"$1/copy\""_s),
-                              sh(u"touch \"$1/touched\""_s)});
-        for (const QByteArray copied : {"x", "xx"}) {
+        const QString file = folder.filePath(u"a, b;$(c) 'd'"_s);
+        writeFile(file, "x");
+        QuickDesktop desktop({u"sh"_s, {u"-c"_s, u"echo >> \"$0/opened\""_s, u"{path}"_s}});
+        const QString opened = folder.filePath(u"opened"_s);
+        for (const auto &[path, lines] : {std::pair{file, "\n"}, {folder.path(), "\n\n"}}) {
             desktop.reveal(path);
-            spinUntil([&] { return QFile::exists(copy) && readFile(copy) == copied; });
+            spinUntil([&] { return QFile::exists(opened) && readFile(opened) == lines; });
         }
-        QVERIFY(!QFile::exists(folder.filePath(u"touched"_s)));
     }
 
 public Q_SLOTS:
