@@ -73,20 +73,10 @@ void obeyStartupId(const QByteArray &id)
 
 } // namespace
 
-// The functions stay members, because the application asks its one delegate.
-// NOLINTBEGIN(readability-convert-member-functions-to-static)
-
 AppDelegate::TerminateReply AppDelegate::applicationShouldTerminate()
 {
     return AppModel::shared().confirmQuit() ? TerminateReply::now : TerminateReply::cancel;
 }
-
-bool AppDelegate::applicationShouldTerminateAfterLastWindowClosed()
-{
-    return true;
-}
-
-// NOLINTEND(readability-convert-member-functions-to-static)
 
 void BrindleApp::prepare()
 {
@@ -212,13 +202,13 @@ bool BrindleApp::eventFilter(QObject *object, QEvent *event)
 bool BrindleApp::confirmQuit()
 {
     const QScopedValueRollback<bool> rollback(asking_, true);
-    return delegate_.applicationShouldTerminate() == AppDelegate::TerminateReply::now;
+    return AppDelegate::applicationShouldTerminate() == AppDelegate::TerminateReply::now;
 }
 
 /// Asks in the open window. While work runs, a "no" closes the window only.
 void BrindleApp::closeWindow()
 {
-    if (!asking_ && delegate_.applicationShouldTerminateAfterLastWindowClosed()) {
+    if (!asking_ && AppDelegate::applicationShouldTerminateAfterLastWindowClosed()) {
         requestQuit();
         if (!ending_ && model_.work()) {
             window_->hide();

@@ -14,7 +14,7 @@ namespace brindle {
 class AppModel;
 
 /// Answers whether the application may end. Acts on the process-wide model. Main thread only.
-class AppDelegate
+struct AppDelegate
 {
 public:
     /// The answer to a request to quit.
@@ -70,7 +70,6 @@ private:
     void shutDown();
     void commitSession(QSessionManager &manager);
 
-    AppDelegate delegate_;
     AppModel &model_;
     std::shared_ptr<QuickDesktop> desktop_;
     QQmlEngine engine_;
