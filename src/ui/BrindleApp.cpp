@@ -119,19 +119,18 @@ BrindleApp::~BrindleApp()
     desktop_->setWindow(nullptr);
 }
 
-void BrindleApp::open(const QByteArray &activationToken, const QByteArray &startupId)
+void BrindleApp::open(const QByteArray &permission)
 {
     if (ending_) {
         return;
     }
-    if (QGuiApplication::platformName() == u"xcb") {
-        if (!startupId.isEmpty() && window_->isVisible()) {
-            obeyStartupId(startupId);
+    if (!permission.isEmpty()) {
+        if (QGuiApplication::platformName() != u"xcb") {
+            // Qt's Wayland plugin activates the window with the token in this variable.
+            qputenv("XDG_ACTIVATION_TOKEN", permission);
+        } else if (window_->isVisible()) {
+            obeyStartupId(permission);
         }
-    } else if (!activationToken.isEmpty() || !startupId.isEmpty()) {
-        // Qt's Wayland plugin activates the window with the token in this variable. Debian 12's
-        // GNOME hands out a token as a startup id only, because GLib before 2.76 does.
-        qputenv("XDG_ACTIVATION_TOKEN", activationToken.isEmpty() ? startupId : activationToken);
     }
     QuickDesktop::bringToFront(*window_);
 }

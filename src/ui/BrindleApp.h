@@ -16,15 +16,14 @@ class AppModel;
 /// Answers whether the application may end. Acts on the process-wide model. Main thread only.
 struct AppDelegate
 {
-public:
     /// The answer to a request to quit.
     enum class TerminateReply { cancel = 0, now = 1 };
 
     /// Asks the model, which may ask the player and stop running work. Each call asks anew.
-    TerminateReply applicationShouldTerminate();
+    static TerminateReply applicationShouldTerminate();
 
     /// Returns true always, because closing the window is a request to quit.
-    bool applicationShouldTerminateAfterLastWindowClosed();
+    static bool applicationShouldTerminateAfterLastWindowClosed() { return true; }
 };
 
 /// The application: one window on the process-wide model, and its quit handling. The delegate
@@ -46,8 +45,8 @@ public:
     ~BrindleApp() override;
 
     /// Shows the window in front, with the keyboard. Does nothing while the application ends.
-    /// Either text may be empty: a Wayland activation token and an X startup id.
-    void open(const QByteArray &activationToken = {}, const QByteArray &startupId = {});
+    /// @param permission the desktop's: a Wayland activation token or an X startup id; may be empty.
+    void open(const QByteArray &permission = {});
 
     /// Asks the delegate, and ends the application if it agrees. Serves events during a question.
     void requestQuit();

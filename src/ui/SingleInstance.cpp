@@ -15,9 +15,8 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-// A request is one line: the activation token, a tab and the startup id. An answer is one line.
-constexpr qint64 maxText = 255;
-constexpr qint64 maxRequest = 2 * maxText + 2;
+// A request is one line: the permission to come to the front. An answer is one line.
+constexpr qint64 maxRequest = 256;
 const auto shownAnswer = "shown\n"_ba;
 constexpr int retryInterval = 20; // milliseconds
 // The number of later launchers that may wait while the first one makes its window.
@@ -34,11 +33,9 @@ SingleInstance::SingleInstance(const QString &storageRoot, QObject *parent)
     connect(&server_, &QLocalServer::newConnection, this, &SingleInstance::serve);
 }
 
-SingleInstance::Role SingleInstance::claim(const QByteArray &activationToken,
-                                           const QByteArray &startupId, int patience)
+SingleInstance::Role SingleInstance::claim(const QByteArray &permission, int patience)
 {
-    const QByteArray request = ActivationTokens::usable(activationToken) + '\t' +
-                               ActivationTokens::usable(startupId) + '\n';
+    const QByteArray request = ActivationTokens::usable(permission) + '\n';
     try {
         Files::createFolder(folder_);
     } catch (const SystemError &) {
@@ -99,9 +96,7 @@ void SingleInstance::serve()
             if (socket->canReadLine()) {
                 QByteArray request = socket->readLine();
                 request.chop(1);
-                const QByteArrayList texts = request.split('\t');
-                Q_EMIT windowRequested(ActivationTokens::usable(texts.value(0)),
-                                       ActivationTokens::usable(texts.value(1)));
+                Q_EMIT windowRequested(ActivationTokens::usable(request));
                 socket->write(shownAnswer);
                 socket->disconnectFromServer();
             } else if (socket->bytesAvailable() > maxRequest) {

@@ -29,11 +29,9 @@ public:
     /// Finds out the role of this process. Makes the folder of the storage root if it is missing;
     /// where that folder can't be used, every process is the first. Waits for a launcher that
     /// starts or ends, for `patience` milliseconds. Blocks; needs no application.
-    /// Hands both texts to the first launcher; each may be empty.
-    /// @param activationToken the permission of a Wayland desktop to come to the front.
-    /// @param startupId names the startup sequence of an X desktop.
-    Role claim(const QByteArray &activationToken, const QByteArray &startupId = {},
-               int patience = 10'000);
+    /// @param permission handed to the first launcher: the desktop's permission to come to the
+    /// front; may be empty.
+    Role claim(const QByteArray &permission, int patience = 10'000);
 
     /// Begins to answer later launchers. Needs an application and the role `first`.
     void listen();
@@ -41,9 +39,9 @@ public:
     void stopListening() { server_.close(); }
 
 Q_SIGNALS:
-    /// A later launcher asks for the window. Both texts are printable ASCII of at most 255 bytes
-    /// each, or empty.
-    void windowRequested(const QByteArray &activationToken, const QByteArray &startupId);
+    /// A later launcher asks for the window. The text is printable ASCII of at most 255 bytes, or
+    /// empty.
+    void windowRequested(const QByteArray &permission);
 
 private:
     bool askFirst(const QByteArray &request, int patience);

@@ -48,12 +48,16 @@ Dependencies parts(std::shared_ptr<Desktop> desktop, Platform platform)
 int main(int argc, char *argv[])
 {
     Paths::ignoreRelativeFolders();
-    const QByteArray activationToken = ActivationTokens::usable(qgetenv("XDG_ACTIVATION_TOKEN"));
-    const QByteArray startupId = ActivationTokens::usable(qgetenv("DESKTOP_STARTUP_ID"));
+    // The desktop's permission to come to the front. Debian 12's GNOME hands out a token as a startup
+    // id only, because GLib before 2.76 does.
+    QByteArray permission = ActivationTokens::usable(qgetenv("XDG_ACTIVATION_TOKEN"));
+    if (permission.isEmpty()) {
+        permission = ActivationTokens::usable(qgetenv("DESKTOP_STARTUP_ID"));
+    }
     // Games must not inherit the token, nor libwayland see an unusable one.
     qunsetenv("XDG_ACTIVATION_TOKEN");
     SingleInstance instance(Paths::root());
-    switch (instance.claim(activationToken, startupId)) {
+    switch (instance.claim(permission)) {
     case SingleInstance::Role::first:
         break;
     case SingleInstance::Role::second:
@@ -80,13 +84,12 @@ int main(int argc, char *argv[])
 
     BrindleApp launcher(desktop);
     const DesktopSession session(AppModel::shared(), *launcher.window());
-    QObject::connect(&session, &DesktopSession::windowRequested, &launcher,
-                     [&launcher](const QByteArray &token) { launcher.open(token, token); });
+    QObject::connect(&session, &DesktopSession::windowRequested, &launcher, &BrindleApp::open);
     QObject::connect(&instance, &SingleInstance::windowRequested, &launcher, &BrindleApp::open);
     QObject::connect(&launcher, &BrindleApp::ending, &instance, &SingleInstance::stopListening);
     onTerminationSignal(&launcher, [&launcher] { launcher.forceQuit(); });
     qunsetenv("DESKTOP_STARTUP_ID"); // Qt's X11 plugin has read it
-    launcher.open(activationToken, startupId);
+    launcher.open(permission);
     // Run after the first frame, which must not wait.
     QTimer::singleShot(0, &launcher, [] {
         Threads::start([] { StagingFolder::clearLeftovers(QDir::tempPath(), Paths::root()); });

@@ -176,7 +176,7 @@ private Q_SLOTS:
         const StartupMessages messages;
         const quintptr later = time() + 10'000;
         const QByteArray id = "shell-1-2-host_TIME" + QByteArray::number(later);
-        app().open({}, id);
+        app().open(id);
         spinUntil([&] { return messages.text.contains("remove: ID=" + id); });
         QCOMPARE(time(), later);
         QCOMPARE(QGuiApplication::focusWindow(), app().window());
