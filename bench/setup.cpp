@@ -66,12 +66,12 @@ void measure(const QString &archive, const QString &work)
     prepare();
     // First, while this process has no freed memory that would hide the use.
     const double peak = peakAboveIdle([&] {
-        EngineManager engines(server.url(), ours, ours + u"/temporary"_s, platform);
+        EngineManager engines({server.url(), ours, ours + u"/temporary"_s, platform});
         install(engines);
     });
     std::vector<double> shares;
     const auto installOurs = [&] {
-        EngineManager engines(server.url(), ours, ours + u"/temporary"_s, platform);
+        EngineManager engines({server.url(), ours, ours + u"/temporary"_s, platform});
         const double before = mainThreadSeconds();
         const double whole = Measure::seconds([&] { install(engines); });
         shares.push_back((mainThreadSeconds() - before) / whole);

@@ -63,7 +63,7 @@ DemoStage::DemoStage(Content content, const QString &privatePrograms)
 Dependencies DemoStage::parts() const
 {
     Dependencies parts;
-    parts.storageRoot = file(u"data/Brindle"_s);
+    parts.storage = file(u"data/Brindle"_s);
     parts.temporaryFolder = file(u"temporary"_s);
     parts.settings = std::make_unique<QSettings>(file(u"settings.ini"_s), QSettings::IniFormat);
     parts.codeHost = host_.url();

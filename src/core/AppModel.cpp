@@ -1,7 +1,6 @@
 #include "core/AppModel.h"
 
 #include "base/Error.h"
-#include "base/OneShot.h"
 #include "base/Text.h"
 #include "base/Threads.h"
 #include "files/Files.h"
@@ -9,7 +8,6 @@
 #include "project/ProjectInspector.h"
 
 #include <QCoreApplication>
-#include <QEventLoop>
 #include <QFile>
 
 #include <algorithm>
@@ -23,32 +21,23 @@ AppModel::AppModel(Dependencies parts, QObject *parent)
     : QObject(parent)
     , parts_(std::move(parts))
     , runner(parts_.clock)
-    , repo(parts_.codeHost, storage_, parts_.temporaryFolder, parts_.platform.archiveTool)
-    , engines(parts_.codeHost, storage_, parts_.temporaryFolder, parts_.platform)
+    , repo(parts_)
+    , engines(parts_)
     , logQueue_(std::make_shared<LogQueue>(&log))
 {
     connect(this, &AppModel::workChanged, this, &AppModel::changed);
 
-    QFile saved(storage_.infoFile());
+    QFile saved(parts_.storage.infoFile());
     if (saved.open(QIODevice::ReadOnly)) {
         const auto known = ProjectInfo::fromJson(saved.readAll());
         status_.info = known.value_or(ProjectInfo::placeholder);
         // The first window does not wait for the search, which nearly always agrees.
-        if (known && QFile::exists(storage_.gameFolder()) &&
-            !QFile::exists(storage_.unfinishedMark()) && engineInstalled()) {
+        if (known && QFile::exists(parts_.storage.gameFolder()) &&
+            !QFile::exists(parts_.storage.unfinishedMark()) && engineInstalled()) {
             status_.state = AppState::ready();
         }
     }
     refreshState();
-}
-
-AppModel::~AppModel()
-{
-    cancel();
-    QEventLoop loop;
-    while (work_) {
-        loop.processEvents(QEventLoop::WaitForMoreEvents);
-    }
 }
 
 AppModel &AppModel::shared()
@@ -158,18 +147,18 @@ bool AppModel::engineInstalled() const
 
 QCoro::Task<> AppModel::refreshState()
 {
-    const QPointer<AppModel> self(this);
     const auto task = work_;
-    const auto find = [folder = storage_.gameFolder()] {
+    const auto find = [folder = parts_.storage.gameFolder()] {
         return ProjectInspector::findProject(folder);
     };
     const std::optional<QString> found = co_await runOnWorker(find);
-    if (!self || task != work_) {
+    if (task != work_) {
         co_return;
     }
     projectURL_ = found;
     // While the mark exists, the saved description may be an older game's.
-    const bool complete = found && !QFile::exists(storage_.unfinishedMark()) && engineInstalled();
+    const bool complete =
+        found && !QFile::exists(parts_.storage.unfinishedMark()) && engineInstalled();
     begin(complete ? AppState::ready() : AppState::notDownloaded(), {});
 }
 
@@ -185,10 +174,10 @@ LineCallback AppModel::lineSink() const
     return [log = logQueue_](const QString &line) { log->append(line); };
 }
 
-void AppModel::startWork(bool launch)
+void AppModel::startWork(bool launch, const QStringList &removed)
 {
     set(&Status::failure, std::nullopt);
-    runTask([this, launch](std::stop_token stop) { return runAll(launch, std::move(stop)); });
+    runTask([=, this](std::stop_token stop) { return runAll(launch, removed, stop); });
 }
 
 void AppModel::play()
@@ -207,22 +196,19 @@ void AppModel::cancel()
     runner.stop();
 }
 
-/// Runs `body` as the task `work`, in an event of its own, and shows how it ended.
+/// Runs `body` as the task `work`, and shows how it ended.
 QCoro::Task<> AppModel::runTask(std::function<QCoro::Task<>(std::stop_token)> body)
 {
     const auto task = std::make_shared<std::stop_source>();
     work_ = task;
     Q_EMIT workChanged();
-    const OneShot<> turn;
-    turn.resume();
-    co_await turn;
     std::exception_ptr error;
     try {
         co_await body(task->get_token());
     } catch (...) {
         error = std::current_exception();
     }
-    if (isCancellation(error)) {
+    if (error && isCancellation(error)) {
         note(u"Cancelled"_s);
         co_await refreshState();
     } else if (error) {
@@ -239,15 +225,12 @@ QCoro::Task<> AppModel::runTask(std::function<QCoro::Task<>(std::stop_token)> bo
 bool AppModel::isCancellation(const std::exception_ptr &error)
 {
     try {
-        if (error) {
-            std::rethrow_exception(error);
-        }
+        std::rethrow_exception(error);
     } catch (const CancellationError &) {
         return true;
     } catch (...) {
-        // Ignored: a failure.
+        return false;
     }
-    return false;
 }
 
 void AppModel::updateProgress(qint64 done, qint64 total, double speed)

@@ -7,16 +7,13 @@
 #include "core/Desktop.h"
 #include "engine/EngineManager.h"
 #include "engine/GameRunner.h"
-#include "files/Storage.h"
 #include "log/LogStore.h"
-#include "platform/Platform.h"
 #include "project/RepoDownloader.h"
 
 #include <QCoroTask>
 #include <QObject>
 #include <QPointer>
 #include <QSettings>
-#include <QUrl>
 
 #include <exception>
 #include <functional>
@@ -30,13 +27,9 @@ namespace brindle {
 class LogQueue;
 
 /// Everything that an AppModel needs from outside.
-struct Dependencies
+struct Dependencies : Surroundings
 {
-    QString storageRoot;     ///< absolute; created when something is first written
-    QString temporaryFolder; ///< absolute; each download is staged in its own folder below it
     std::unique_ptr<QSettings> settings; ///< keys "fullscreen" and "resolution"
-    QUrl codeHost; ///< base address of the code-hosting service, without a trailing slash
-    Platform platform;
     std::shared_ptr<Desktop> desktop;
     std::shared_ptr<Clock> clock;
 };
@@ -89,12 +82,10 @@ class AppModel : public QObject
     Q_PROPERTY(QObject *log READ logObject CONSTANT)
 
     const Dependencies parts_;
-    const Storage storage_{parts_.storageRoot};
 
 public:
+    /// Destroy the model only while no task runs and no worker looks for the game or measures.
     explicit AppModel(Dependencies parts, QObject *parent = nullptr);
-    /// Cancels running tasks and serves events until they have ended.
-    ~AppModel() override;
 
     /// Returns the process-wide model. Makes it on first use from the parts of `compose`, and never
     /// destroys it. Call from the program's entry and delegate only.
@@ -172,9 +163,9 @@ public:
     /// nothing if a task has begun meanwhile.
     QCoro::Task<> refreshState();
 
-    /// Starts the pipeline as the background task `work`; with `launch` it ends in the game. Call
-    /// only while no task runs.
-    void startWork(bool launch);
+    /// Starts the pipeline as the background task `work`; with `launch` it ends in the game.
+    /// Deletes the paths `removed` and the import markers before. Call only while no task runs.
+    void startWork(bool launch, const QStringList &removed = {});
     /// Calls startWork(true) if `canPlay`.
     Q_INVOKABLE void play();
     /// Stops the running task with its transfers and its engine. Changes no published field itself.
@@ -228,8 +219,7 @@ private:
     QCoro::Task<> runTask(std::function<QCoro::Task<>(std::stop_token)> body);
 
     // Setup and play (AppModelPipeline.cpp)
-    QCoro::Task<> runAll(bool launch, std::stop_token stop);
-    void showGameDownload();
+    QCoro::Task<> runAll(bool launch, QStringList removed, std::stop_token stop);
     QCoro::Task<> completeGame(QString project, std::stop_token stop);
     QCoro::Task<QString> prepareEngine(EngineSpec spec, std::stop_token stop);
     QCoro::Task<> importProject(EngineSpec spec, QString engine, QString project,
@@ -238,8 +228,6 @@ private:
 
     // Maintenance (AppModelMaintenance.cpp)
     void reveal(const QString &path, const Alert &otherwise) const;
-    void downloadAgain(const QStringList &removed);
-    QCoro::Task<> removeAndRun(QStringList removed, std::stop_token stop);
     QCoro::Task<> removeRoot(std::stop_token stop);
     QCoro::Task<> measure();
 

@@ -40,12 +40,16 @@ QString AppModel::savesFolder() const
 
 void AppModel::updateGame()
 {
-    downloadAgain({storage_.gameFolder()});
+    if (canPlay()) {
+        startWork(false, {parts_.storage.gameFolder()});
+    }
 }
 
 void AppModel::reinstall()
 {
-    downloadAgain({storage_.gameFolder(), storage_.enginesFolder()});
+    if (canPlay()) {
+        startWork(false, {parts_.storage.gameFolder(), parts_.storage.enginesFolder()});
+    }
 }
 
 void AppModel::removeEverything()
@@ -68,7 +72,7 @@ void AppModel::showSaves()
 void AppModel::revealInFinder()
 {
     reveal(
-        storage_.root,
+        parts_.storage.root,
         {u"Nothing downloaded yet"_s, u"Press Play first; the files will then appear here."_s, {}});
 }
 
@@ -136,33 +140,6 @@ bool AppModel::confirmQuit()
     return true;
 }
 
-/// Starts a run without launch that first deletes these paths.
-void AppModel::downloadAgain(const QStringList &removed)
-{
-    if (!canPlay()) {
-        return;
-    }
-    set(&Status::failure, std::nullopt);
-    // Shown at once, because deleting a large game takes a moment.
-    showGameDownload();
-    runTask(
-        [this, removed](std::stop_token stop) { return removeAndRun(removed, std::move(stop)); });
-}
-
-QCoro::Task<> AppModel::removeAndRun(QStringList removed, std::stop_token stop)
-{
-    const auto remove = [removed, storage = storage_, stop] {
-        for (const QString &path : removed) {
-            checkCancellation(stop);
-            Files::remove(path, stop);
-        }
-        storage.clearMarkers();
-    };
-    co_await runOnWorker(remove, stop);
-    projectURL_ = std::nullopt;
-    co_await runAll(false, stop);
-}
-
 QCoro::Task<> AppModel::removeRoot(std::stop_token stop)
 {
     co_await measure();
@@ -182,7 +159,7 @@ QCoro::Task<> AppModel::removeRoot(std::stop_token stop)
     }
     undecided_ = false;
     set(&Status::removing, true);
-    const auto remove = [storage = storage_, stop] { storage.removeAll(stop); };
+    const auto remove = [storage = parts_.storage, stop] { storage.removeAll(stop); };
     co_await runOnWorker(remove);
     set(&Status::info, ProjectInfo::placeholder);
     set(&Status::failure, std::nullopt);
@@ -192,12 +169,8 @@ QCoro::Task<> AppModel::removeRoot(std::stop_token stop)
 
 QCoro::Task<> AppModel::measure()
 {
-    const QPointer<AppModel> self(this);
-    const auto measure = [root = storage_.root] { return Paths::folderSize(root); };
-    const qint64 bytes = co_await runOnWorker(measure);
-    if (self) {
-        set(&Status::storageSize, Text::byteCount(bytes));
-    }
+    const auto measure = [root = parts_.storage.root] { return Paths::folderSize(root); };
+    set(&Status::storageSize, Text::byteCount(co_await runOnWorker(measure)));
 }
 
 } // namespace brindle

@@ -9,6 +9,7 @@
 #include "project/ProjectInspector.h"
 
 #include <QFile>
+#include <QRegularExpression>
 
 #include <algorithm>
 
@@ -31,44 +32,53 @@ constexpr qsizetype reportLines = 30;
 
 } // namespace
 
-QCoro::Task<> AppModel::runAll(bool launch, std::stop_token stop)
+QCoro::Task<> AppModel::runAll(bool launch, QStringList removed, std::stop_token stop)
 {
     auto connections = Transfer::keepConnections();
-    const auto look = [storage = storage_, stop] {
-        storage.checkOwner();
-        storage.clearLeftovers(stop);
+    const auto showDownload = [this] { begin(AppState::downloading(gameHeadline), gameHeadline); };
+    const auto look = [storage = parts_.storage] {
         return ProjectInspector::findProject(storage.gameFolder());
     };
-    std::optional<QString> project = co_await runOnWorker(look, stop);
-    if (!project) {
-        showGameDownload();
+    const auto clean = [=, storage = parts_.storage] {
+        storage.checkOwner();
+        for (const QString &path : removed) {
+            checkCancellation(stop);
+            Files::remove(path, stop);
+        }
+        if (!removed.isEmpty()) {
+            storage.clearMarkers();
+        }
+        storage.clearLeftovers(stop);
+        return look();
+    };
+    if (!removed.isEmpty()) {
+        showDownload(); // deleting a large game takes a moment
+    }
+    projectURL_ = co_await runOnWorker(clean, stop);
+    if (!projectURL_) {
+        showDownload();
         note(u"Downloading the game from %1 (branch main)"_s.arg(repo.page().toString()));
-        project = co_await repo.installGame(progressHandler(), stop);
-        co_await completeGame(*project, stop);
-    } else if (QFile::exists(storage_.unfinishedMark())) {
+        const QString project = co_await repo.installGame(progressHandler(), stop);
+        co_await completeGame(project, stop);
+    } else if (QFile::exists(parts_.storage.unfinishedMark())) {
         // The game was unpacked, but its setup was interrupted.
         begin(AppState::downloading(addonsHeadline), addonsHeadline);
-        co_await completeGame(*project, stop);
+        co_await completeGame(*projectURL_, stop);
     }
-    project = co_await runOnWorker(look, stop);
-    projectURL_ = project;
-    if (!project) {
+    projectURL_ = co_await runOnWorker(look, stop);
+    if (!projectURL_) {
         throw SetupError(u"The game folder could not be found."_s);
     }
+    const QString project = *projectURL_;
     const EngineSpec spec = EngineManager::spec(info());
     const QString engine = co_await prepareEngine(spec, stop);
     connections.reset(); // no download follows
-    co_await importProject(spec, engine, *project, stop);
+    co_await importProject(spec, engine, project, stop);
     if (launch) {
-        co_await launchGame(engine, *project, stop);
+        co_await launchGame(engine, project, stop);
     } else {
         co_await refreshState();
     }
-}
-
-void AppModel::showGameDownload()
-{
-    begin(AppState::downloading(gameHeadline), gameHeadline);
 }
 
 /// Completes Step 1 once the game is unpacked: reads it, fetches its add-ons, saves "info.json".
@@ -82,7 +92,7 @@ QCoro::Task<> AppModel::completeGame(QString project, std::stop_token stop)
         set(&Status::info, co_await runOnWorker(inspect, stop));
     }
 
-    const auto save = [storage = storage_, json = info().toJson(), stop] {
+    const auto save = [storage = parts_.storage, json = info().toJson(), stop] {
         bool isSynced = false;
         try {
             // Must be on the disk before the description is, and before the mark goes.
@@ -128,7 +138,7 @@ QCoro::Task<QString> AppModel::prepareEngine(EngineSpec spec, std::stop_token st
 QCoro::Task<> AppModel::importProject(EngineSpec spec, QString engine, QString project,
                                       std::stop_token stop)
 {
-    const QString marker = storage_.importMarker(spec.tag());
+    const QString marker = parts_.storage.importMarker(spec.tag());
     if (QFile::exists(marker)) {
         co_return;
     }
@@ -213,16 +223,14 @@ QCoro::Task<> AppModel::launchGame(QString engine, QString project, std::stop_to
 
 QString AppModel::plainHint(const QStringList &lines)
 {
+    static const QRegularExpression graphics(u"vulkan|metal|gpu|rendering"_s);
+    static const QRegularExpression scripts(u"(script|parse) error"_s);
     const QString text = lines.join(u'\n').toLower();
-    const auto hasAny = [&](const QStringList &words) {
-        return std::any_of(words.begin(), words.end(),
-                           [&](const QString &word) { return text.contains(word); });
-    };
-    if (hasAny({u"vulkan"_s, u"metal"_s, u"gpu"_s, u"rendering"_s})) {
+    if (text.contains(graphics)) {
         return u"The graphics system reported a problem. The game may need a faster Mac or a newer "
                "macOS."_s;
     }
-    if (hasAny({u"script error"_s, u"parse error"_s})) {
+    if (text.contains(scripts)) {
         return u"The game's scripts reported errors. The log below shows where."_s;
     }
     return u"The last lines of the log below may show why."_s;

@@ -5,7 +5,6 @@
 #include "files/StagingFolder.h"
 #include "platform/ProcessLock.h"
 #include "process/Tools.h"
-#include "project/CodeHost.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -29,14 +28,6 @@ constexpr int statusOk = 200;
 
 } // namespace
 
-EngineManager::EngineManager(QUrl codeHost, Storage storage, QString temporaryFolder,
-                             Platform platform)
-    : codeHost_(std::move(codeHost))
-    , storage_(std::move(storage))
-    , temporaryFolder_(std::move(temporaryFolder))
-    , platform_(std::move(platform))
-{}
-
 EngineSpec EngineManager::spec(const ProjectInfo &info)
 {
     if (info.configVersion < firstGodot4Format) {
@@ -51,9 +42,9 @@ EngineSpec EngineManager::spec(const ProjectInfo &info)
 
 std::optional<QString> EngineManager::binary(const EngineSpec &spec) const
 {
-    const QString program = spec.program(platform_);
+    const QString program = spec.program(parts_.platform);
     const QString first = program.section(u'/', 0, 0);
-    const QDir folder(spec.folder(storage_));
+    const QDir folder(spec.folder(parts_.storage));
     const auto all = QDir::AllEntries | QDir::Hidden | QDir::CaseSensitive;
     for (const QString &name : folder.entryList({first}, all)) {
         const QFileInfo candidate(folder.filePath(name + program.sliced(first.size())));
@@ -68,10 +59,10 @@ QCoro::Task<QString> EngineManager::install(EngineSpec spec, ProgressCallback pr
                                             StatusCallback status, LineCallback log,
                                             std::stop_token stop)
 {
-    const QString zipName = spec.zipName(platform_);
+    const QString zipName = spec.zipName(parts_.platform);
     const QString base = u"/godotengine/godot-builds/releases/download/%1/"_s.arg(spec.version);
-    const auto archive = CodeHost::address(codeHost_, base + zipName);
-    const auto list = CodeHost::address(codeHost_, base + u"SHA512-SUMS.txt"_s);
+    const auto archive = CodeHost::address(parts_.codeHost, base + zipName);
+    const auto list = CodeHost::address(parts_.codeHost, base + u"SHA512-SUMS.txt"_s);
     if (!archive || !list) {
         throw SetupError(u"Internal error: bad engine address."_s);
     }
@@ -87,7 +78,7 @@ QCoro::Task<QString> EngineManager::install(EngineSpec spec, ProgressCallback pr
         throw SetupError(u"The official checksum list has no entry for %1."_s.arg(zipName));
     }
 
-    const auto staging = co_await StagingFolder::create(temporaryFolder_, storage_);
+    const auto staging = co_await StagingFolder::create(parts_.temporaryFolder, parts_.storage);
     const QString zip = staging->path() + u"/godot.zip"_s;
     TransferOptions options;
     options.limit = maxArchiveBytes;
@@ -111,12 +102,12 @@ QCoro::Task<QString> EngineManager::install(EngineSpec spec, ProgressCallback pr
     }
     log(u"Checksum (SHA-512) matches the official list."_s);
     status(u"Unpacking the engine"_s);
-    const QString folder = spec.folder(storage_);
-    co_await Tools::replaceFolder(platform_.archiveTool, zip, std::move(file), folder, stop);
+    const QString folder = spec.folder(parts_.storage);
+    co_await Tools::replaceFolder(parts_.platform.archiveTool, zip, std::move(file), folder, stop);
 
     log(u"Removing the macOS quarantine flag from the engine: it is a program downloaded from the "
         "internet, and without this macOS may block it or keep asking about it."_s);
-    const Platform::Command step = platform_.quarantineStep;
+    const Platform::Command step = parts_.platform.quarantineStep;
     try {
         if (!step.program.isEmpty()) {
             co_await Tools::run(step.program, step.filled(folder));

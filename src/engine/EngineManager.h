@@ -3,13 +3,14 @@
 #include "base/Callbacks.h"
 #include "engine/EngineSpec.h"
 #include "net/FileDownloader.h"
+#include "project/CodeHost.h"
 #include "project/ProjectInfo.h"
 
 #include <QCoroTask>
-#include <QUrl>
 
 #include <optional>
 #include <stop_token>
+#include <utility>
 
 namespace brindle {
 
@@ -18,8 +19,7 @@ namespace brindle {
 class EngineManager
 {
 public:
-    /// @param codeHost base address of the code-hosting service, which holds the releases.
-    EngineManager(QUrl codeHost, Storage storage, QString temporaryFolder, Platform platform);
+    explicit EngineManager(Surroundings parts) : parts_(std::move(parts)) {}
 
     /// Returns the build that a project needs. Throws SetupError when none fits.
     static EngineSpec spec(const ProjectInfo &info);
@@ -42,10 +42,7 @@ public:
     FileDownloader downloader;
 
 private:
-    QUrl codeHost_;
-    Storage storage_;
-    QString temporaryFolder_;
-    Platform platform_;
+    const Surroundings parts_;
 };
 
 } // namespace brindle

@@ -1,12 +1,26 @@
 #pragma once
 
+#include "files/Storage.h"
+#include "platform/Platform.h"
+
 #include <QString>
 #include <QUrl>
 
 #include <optional>
 
+namespace brindle {
+
+/// What downloads need from outside.
+struct Surroundings
+{
+    QUrl codeHost; ///< base address of the code-hosting service, without a trailing slash
+    Storage storage;
+    QString temporaryFolder; ///< absolute; each download is staged in its own folder below it
+    Platform platform;
+};
+
 /// Addresses on the code-hosting service. Any thread may call these functions.
-namespace brindle::CodeHost {
+namespace CodeHost {
 
 /// Returns the address of `path`, which begins with a slash, on the host of `base`. Returns nothing
 /// when `base` is not a valid address with a host.
@@ -17,4 +31,6 @@ std::optional<QUrl> address(const QUrl &base, const QString &path);
 /// compared letter by letter. Ignores port and user.
 std::optional<QUrl> repositoryArchive(const QUrl &base, const QString &repository);
 
-} // namespace brindle::CodeHost
+} // namespace CodeHost
+
+} // namespace brindle

@@ -6,7 +6,6 @@
 #include "files/StagingFolder.h"
 #include "platform/ProcessLock.h"
 #include "process/Tools.h"
-#include "project/CodeHost.h"
 #include "project/Links.h"
 #include "project/ProjectInspector.h"
 
@@ -63,17 +62,9 @@ void placeAddon(const QString &unpacked, const QString &repository, const QStrin
 
 } // namespace
 
-RepoDownloader::RepoDownloader(QUrl codeHost, Storage storage, QString temporaryFolder,
-                               QString archiveTool)
-    : codeHost_(std::move(codeHost))
-    , storage_(std::move(storage))
-    , temporaryFolder_(std::move(temporaryFolder))
-    , archiveTool_(std::move(archiveTool))
-{}
-
 QUrl RepoDownloader::page() const
 {
-    return CodeHost::address(codeHost_, repositoryPath).value_or(QUrl());
+    return CodeHost::address(parts_.codeHost, repositoryPath).value_or(QUrl());
 }
 
 std::optional<QString> RepoDownloader::addonFolder(const QString &repository, const QString &path)
@@ -91,16 +82,16 @@ std::optional<QString> RepoDownloader::addonFolder(const QString &repository, co
 QCoro::Task<QString> RepoDownloader::installGame(ProgressCallback progress, std::stop_token stop)
 {
     const auto archive =
-        CodeHost::address(codeHost_, repositoryPath + u"/archive/refs/heads/main.zip"_s);
+        CodeHost::address(parts_.codeHost, repositoryPath + u"/archive/refs/heads/main.zip"_s);
     if (!archive) {
         throw SetupError(u"Internal error: bad download address."_s);
     }
-    const auto staging = co_await StagingFolder::create(temporaryFolder_, storage_);
+    const auto staging = co_await StagingFolder::create(parts_.temporaryFolder, parts_.storage);
     const QString zip = staging->path() + u"/game.zip"_s;
     downloader.setOnProgress(std::move(progress));
-    const QString game = storage_.gameFolder();
+    const QString game = parts_.storage.gameFolder();
     auto file = co_await downloader.download(*archive, zip, stop);
-    const auto prepare = [storage = storage_] {
+    const auto prepare = [storage = parts_.storage] {
         Files::createFolder(storage.root);
         // Markers of an earlier game would keep the new one from being imported.
         storage.clearMarkers();
@@ -109,7 +100,7 @@ QCoro::Task<QString> RepoDownloader::installGame(ProgressCallback progress, std:
                                QByteArrayLiteral("The game's setup has not finished.\n"));
     };
     co_await runOnWorker(prepare);
-    co_await Tools::replaceFolder(archiveTool_, zip, std::move(file), game, stop);
+    co_await Tools::replaceFolder(parts_.platform.archiveTool, zip, std::move(file), game, stop);
 
     const auto find = [game] { return ProjectInspector::findProject(game); };
     const std::optional<QString> project = co_await runOnWorker(find);
@@ -130,13 +121,14 @@ QCoro::Task<> RepoDownloader::fetchSubmodules(ProjectInfo info, ProgressCallback
         if (co_await runOnWorker(look)) {
             continue;
         }
-        const std::optional<QUrl> archive = CodeHost::repositoryArchive(codeHost_, submodule.url);
+        const std::optional<QUrl> archive =
+            CodeHost::repositoryArchive(parts_.codeHost, submodule.url);
         if (!archive) {
             throw SetupError(u"The game needs the add-on \"%1\" from %2, which this app can only "
                              "fetch from GitHub."_s.arg(submodule.path, submodule.url));
         }
         log(u"Fetching add-on "_s + submodule.path);
-        const auto staging = co_await StagingFolder::create(temporaryFolder_, storage_);
+        const auto staging = co_await StagingFolder::create(parts_.temporaryFolder, parts_.storage);
         const QString zip = staging->path() + u"/sub.zip"_s;
         downloader.setOnProgress(progress);
         auto file = co_await downloader.download(*archive, zip, stop);
@@ -144,8 +136,8 @@ QCoro::Task<> RepoDownloader::fetchSubmodules(ProjectInfo info, ProgressCallback
                                     stop](const QString &unpacked) {
             placeAddon(unpacked, repository, path, stop);
         };
-        co_await Tools::unzip(archiveTool_, zip, std::move(file), storage_.gameFolder(), place,
-                              stop);
+        co_await Tools::unzip(parts_.platform.archiveTool, zip, std::move(file),
+                              parts_.storage.gameFolder(), place, stop);
     }
 }
 

@@ -1,14 +1,14 @@
 #pragma once
 
 #include "base/Callbacks.h"
-#include "files/Storage.h"
 #include "net/FileDownloader.h"
+#include "project/CodeHost.h"
 #include "project/ProjectInfo.h"
 
 #include <QCoroTask>
-#include <QUrl>
 
 #include <stop_token>
+#include <utility>
 
 namespace brindle {
 
@@ -17,9 +17,7 @@ namespace brindle {
 class RepoDownloader
 {
 public:
-    /// @param codeHost base address of the code-hosting service, e.g. https://github.com.
-    /// @param archiveTool see Tools::unzip.
-    RepoDownloader(QUrl codeHost, Storage storage, QString temporaryFolder, QString archiveTool);
+    explicit RepoDownloader(Surroundings parts) : parts_(std::move(parts)) {}
 
     /// Returns the address of the game repository's web page.
     QUrl page() const;
@@ -44,10 +42,7 @@ public:
     FileDownloader downloader;
 
 private:
-    QUrl codeHost_;
-    Storage storage_;
-    QString temporaryFolder_;
-    QString archiveTool_;
+    const Surroundings parts_;
 };
 
 } // namespace brindle

@@ -33,7 +33,7 @@ QString privatePrograms()
 Dependencies parts(std::shared_ptr<Desktop> desktop, Platform platform)
 {
     Dependencies parts;
-    parts.storageRoot = Paths::root();
+    parts.storage = Paths::root();
     parts.temporaryFolder = QDir::tempPath();
     parts.settings = std::make_unique<QSettings>();
     parts.codeHost = QUrl(QStringLiteral("https://github.com"));

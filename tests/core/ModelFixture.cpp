@@ -40,11 +40,26 @@ AppModel &ModelFixture::model()
 {
     if (!model_) {
         modelAtStart();
-        // Until the look at the start has ended.
-        WorkerHold().open();
-        QCoreApplication::processEvents();
+        finishLooks();
     }
     return *model_;
+}
+
+/// Returns when the model's workers are done.
+void ModelFixture::finishLooks()
+{
+    WorkerHold().open();
+    QCoreApplication::processEvents();
+}
+
+void ModelFixture::restart()
+{
+    if (model_) {
+        model_->cancel();
+        waitUntilIdle();
+        finishLooks();
+        model_.reset();
+    }
 }
 
 AppModel &ModelFixture::modelAtStart()
@@ -57,11 +72,8 @@ AppModel &ModelFixture::modelAtStart()
 
 Dependencies ModelFixture::parts() const
 {
-    return {root(),
-            temporaryFolder(),
+    return {{codeHost, root(), temporaryFolder(), platform},
             std::make_unique<QSettings>(settingsFile(), QSettings::IniFormat),
-            codeHost,
-            platform,
             desktop,
             modelClock};
 }

@@ -64,6 +64,9 @@ class ModelFixture
 
 public:
     ModelFixture();
+    ~ModelFixture() { restart(); }
+    ModelFixture(const ModelFixture &) = delete;
+    ModelFixture &operator=(const ModelFixture &) = delete;
 
     /// Made on first use. Has looked for the game when this returns.
     AppModel &model();
@@ -71,8 +74,8 @@ public:
     AppModel &modelAtStart();
     /// Returns the parts for another model.
     Dependencies parts() const;
-    /// Deletes the model, as quitting does. The next `model()` makes a new one.
-    void restart() { model_.reset(); }
+    /// Cancels the running task and deletes the model. The next `model()` makes a new one.
+    void restart();
 
     /// Serves events until no task runs.
     void waitUntilIdle(int seconds = 60);
@@ -102,6 +105,8 @@ public:
     Platform platform;
 
 private:
+    static void finishLooks();
+
     std::unique_ptr<AppModel> model_;
 };
 
@@ -112,8 +117,6 @@ class PipelineFixture : public ModelFixture
 public:
     PipelineFixture();
     ~PipelineFixture() { restart(); }
-    PipelineFixture(const PipelineFixture &) = delete;
-    PipelineFixture &operator=(const PipelineFixture &) = delete;
 
     /// @param feature one more feature of the project.
     static QByteArray projectFile(const QByteArray &version = QByteArrayLiteral("4.3"),

@@ -426,19 +426,6 @@ private Q_SLOTS:
         QVERIFY(model().failure()->summary.endsWith(
             u"The game's scripts reported errors. The log below shows where."_s));
     }
-
-    void aModelThatGoesEndsItsGame()
-    {
-        fixture_->playUntilOpen();
-        const auto process = model().runner.current();
-        QVERIFY(process->isRunning());
-        // The cancellation ends the wait for the last lines.
-        fixture_->restart();
-        QVERIFY(!process->isRunning());
-        // The game's watchers release the process.
-        spinUntil([&] { return process.use_count() == 1; });
-        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-    }
 };
 
 QTEST_GUILESS_MAIN(TestPipeline)

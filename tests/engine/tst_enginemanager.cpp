@@ -101,7 +101,10 @@ struct Setup
         put(listTarget, digestOf(bytes) + "  " + name + '\n');
     }
 
-    EngineManager manager() const { return {server.url(), root(), temporary(), platform}; }
+    EngineManager manager() const
+    {
+        return EngineManager({server.url(), root(), temporary(), platform});
+    }
     QString install(const EngineSpec &spec = standard)
     {
         EngineManager engines = manager();
@@ -313,7 +316,8 @@ private Q_SLOTS:
     void aBadAddressIsNotAsked()
     {
         const Setup setup;
-        EngineManager engines(QUrl(u"http://"_s), setup.root(), setup.temporary(), setup.platform);
+        EngineManager engines(
+            {QUrl(u"http://"_s), setup.root(), setup.temporary(), setup.platform});
         QCOMPARE(thrownBy(engines.install(standard, {}, {}, {}, {})),
                  u"Internal error: bad engine address."_s);
     }

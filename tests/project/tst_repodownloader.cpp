@@ -60,6 +60,7 @@ struct Setup
     {
         Files::createFolder(temporary());
         Files::createFolder(root());
+        setHost(server.url());
     }
 
     QString path(const QString &name) const { return folder.filePath(name); }
@@ -88,7 +89,9 @@ struct Setup
     }
     void setHost(const QUrl &host, const QString &tool = QStringLiteral(BRINDLE_DITTO))
     {
-        repo = std::make_unique<RepoDownloader>(host, root(), temporary(), tool);
+        Platform platform;
+        platform.archiveTool = tool;
+        repo = std::make_unique<RepoDownloader>(Surroundings{host, root(), temporary(), platform});
     }
 
     QCoro::Task<QString> install() { return repo->installGame(progress, stop.get_token()); }
@@ -123,8 +126,7 @@ struct Setup
             connection.respond(404, {}, {});
         }
     }};
-    std::unique_ptr<RepoDownloader> repo = std::make_unique<RepoDownloader>(
-        server.url(), root(), temporary(), QStringLiteral(BRINDLE_DITTO));
+    std::unique_ptr<RepoDownloader> repo;
 };
 
 } // namespace

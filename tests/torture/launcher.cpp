@@ -43,7 +43,7 @@ Dependencies parts(const QStringList &arguments)
 {
     const QDir home(arguments.at(2));
     Dependencies parts;
-    parts.storageRoot = storageRoot(arguments);
+    parts.storage = storageRoot(arguments);
     parts.temporaryFolder = arguments.at(3);
     parts.settings =
         std::make_unique<QSettings>(home.filePath(u"settings.ini"_s), QSettings::IniFormat);

@@ -11,7 +11,7 @@ namespace brindle {
 /// Every path, mark and marker below the storage root. A plain value; creates nothing. Any thread.
 struct Storage
 {
-    Storage(QString folder) : root(std::move(folder)) {} // NOLINT(google-explicit-constructor)
+    Storage(QString folder = {}) : root(std::move(folder)) {} // NOLINT(google-explicit-constructor)
 
     QString root;
 
