@@ -1,6 +1,5 @@
 #include "ui/DesktopSession.h"
 
-#include "base/OneShot.h"
 #include "core/AppModel.h"
 #include "platform/ActivationTokens.h"
 #include "ui/DisplayText.h"
@@ -19,10 +18,8 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr std::chrono::milliseconds progressPause{250};
-constexpr int inhibitPatience = 10'000; // milliseconds
 
 const auto desktopFile = u"org.brindle.Brindle"_s;
-const auto reason = u"The game is being set up"_s;
 const auto notifications = u"org.freedesktop.Notifications"_s;
 const auto notificationsPath = u"/org/freedesktop/Notifications"_s;
 
@@ -34,48 +31,6 @@ QDBusMessage notificationCall(const QString &method)
 QDBusMessage withdrawal(uint notification)
 {
     return notificationCall(u"CloseNotification"_s) << notification;
-}
-
-bool isReply(const QDBusMessage &message)
-{
-    return message.type() == QDBusMessage::ReplyMessage;
-}
-
-/// https://flatpak.github.io/xdg-desktop-portal/docs/doc-org.freedesktop.portal.Inhibit.html
-QDBusMessage portalInhibition()
-{
-    constexpr uint suspend = 4;
-    return QDBusMessage::createMethodCall(u"org.freedesktop.portal.Desktop"_s,
-                                          u"/org/freedesktop/portal/desktop"_s,
-                                          u"org.freedesktop.portal.Inhibit"_s, u"Inhibit"_s)
-           << QString() << suspend << QVariantMap{{u"reason"_s, reason}};
-}
-
-/// https://www.freedesktop.org/wiki/Software/systemd/inhibit/
-QDBusMessage loginInhibition()
-{
-    return QDBusMessage::createMethodCall(u"org.freedesktop.login1"_s, u"/org/freedesktop/login1"_s,
-                                          u"org.freedesktop.login1.Manager"_s, u"Inhibit"_s)
-           << u"sleep:idle"_s << u"Brindle"_s << reason << u"block"_s;
-}
-
-/// Keeps the computer awake until `over`. Asks the login manager as well as the portal, because the
-/// portal (1.16) reports success even if GNOME's session manager refuses. Each request has its own
-/// connection. Closing the connection ends the request, even after a lost reply or SIGKILL.
-QCoro::Task<> stayAwake(std::stop_token over)
-{
-    const OneShot<> ended;
-    const std::stop_callback wake(over, [ended] { ended.resume(); });
-    QDBusMessage held; // the request lasts as long as this reply's descriptor is open
-    const auto system = co_await openBus(QDBusConnection::SystemBus);
-    if (system) {
-        held = co_await system->asyncCall(loginInhibition(), inhibitPatience);
-    }
-    const auto session = co_await openBus(QDBusConnection::SessionBus);
-    if (session && !over.stop_requested()) {
-        co_await session->asyncCall(portalInhibition(), inhibitPatience);
-    }
-    co_await ended;
 }
 
 } // namespace
@@ -136,31 +91,46 @@ void DesktopSession::follow()
 void DesktopSession::begin()
 {
     isBusy_ = true;
-    setup_ = std::stop_source();
-    stayAwake(setup_.get_token());
+    stayAwake();
     connectBus();
 }
 
 void DesktopSession::end()
 {
     isBusy_ = false;
-    setup_.request_stop();
+    awake_ = {};
     progressDue_.stop();
     sendProgress();
 }
 
+/// https://www.freedesktop.org/wiki/Software/systemd/inhibit/
+QCoro::Task<> DesktopSession::stayAwake()
+{
+    const QPointer<DesktopSession> self(this);
+    const auto bus = co_await openBus(QDBusConnection::SystemBus);
+    auto inhibit =
+        QDBusMessage::createMethodCall(u"org.freedesktop.login1"_s, u"/org/freedesktop/login1"_s,
+                                       u"org.freedesktop.login1.Manager"_s, u"Inhibit"_s);
+    inhibit << u"sleep:idle"_s << u"Brindle"_s << u"The game is being set up"_s << u"block"_s;
+    // The login manager waits for the last copy of the reply's descriptor to be closed.
+    const QDBusMessage reply = co_await bus.asyncCall(inhibit);
+    if (self && self->isBusy_) {
+        self->awake_ = reply;
+    }
+}
+
 QCoro::Task<> DesktopSession::connectBus()
 {
-    if (bus_ && bus_->isConnected()) {
+    if (bus_.isConnected()) {
         co_return;
     }
     const QPointer<DesktopSession> self(this);
     const auto bus = co_await openBus(QDBusConnection::SessionBus);
-    if (self && bus) {
+    if (self && bus.isConnected()) {
         bus_ = bus;
-        bus->connect(notifications, notificationsPath, notifications, u"ActivationToken"_s, this,
+        bus_.connect(notifications, notificationsPath, notifications, u"ActivationToken"_s, this,
                      SLOT(hearToken(uint, QString)));
-        bus->connect(notifications, notificationsPath, notifications, u"ActionInvoked"_s, this,
+        bus_.connect(notifications, notificationsPath, notifications, u"ActionInvoked"_s, this,
                      SLOT(hearAction(uint, QString)));
         sendProgress();
     }
@@ -170,11 +140,11 @@ QCoro::Task<> DesktopSession::connectBus()
 void DesktopSession::sendProgress()
 {
     const bool isShown = isBusy_ && model_.hasProgress();
-    if (!bus_ || (!isShown && !showsProgress_)) {
+    if (!bus_.isConnected() || (!isShown && !showsProgress_)) {
         return;
     }
     showsProgress_ = isShown;
-    bus_->send(QDBusMessage::createSignal(u"/org/brindle/Brindle"_s,
+    bus_.send(QDBusMessage::createSignal(u"/org/brindle/Brindle"_s,
                                           u"com.canonical.Unity.LauncherEntry"_s, u"Update"_s)
                << u"application://%1.desktop"_s.arg(desktopFile)
                << QVariantMap{{u"progress"_s, std::clamp(model_.fraction(), 0.0, 1.0)},
@@ -192,31 +162,21 @@ QCoro::Task<> DesktopSession::announce(QPointer<DesktopSession> self, QString ti
                                        QString message, std::stop_token withdrawn)
 {
     co_await self->connectBus();
-    if (!self || !self->bus_) {
+    if (!self || withdrawn.stop_requested()) {
         co_return;
     }
-    const auto bus = self->bus_;
-    const QDBusMessage known = co_await bus->asyncCall(notificationCall(u"GetCapabilities"_s));
-    if (!isReply(known) || withdrawn.stop_requested()) {
-        co_return;
-    }
-    const QStringList capabilities = known.arguments().value(0).toStringList();
-    const bool hasMarkup = capabilities.contains(u"body-markup"_s);
-    QStringList actions;
-    if (capabilities.contains(u"actions"_s)) {
-        actions = {u"default"_s, u"Show"_s};
-    }
+    auto bus = self->bus_;
     const auto notify = notificationCall(u"Notify"_s)
-                        << u"Brindle"_s << 0U << desktopFile << title
-                        << (hasMarkup ? message.toHtmlEscaped() : message) << actions
+                        << u"Brindle"_s << 0U << desktopFile << title << message.toHtmlEscaped()
+                        << QStringList{u"default"_s, u"Show"_s}
                         << QVariantMap{{u"desktop-entry"_s, desktopFile}} << -1;
-    const QDBusMessage shown = co_await bus->asyncCall(notify);
-    if (!isReply(shown)) {
+    const QDBusMessage shown = co_await bus.asyncCall(notify);
+    if (shown.type() != QDBusMessage::ReplyMessage) {
         co_return;
     }
     const uint notification = shown.arguments().value(0).toUInt();
     if (withdrawn.stop_requested()) {
-        bus->send(withdrawal(notification));
+        bus.send(withdrawal(notification));
     } else if (self) {
         self->notification_ = notification;
     }
@@ -227,7 +187,7 @@ void DesktopSession::withdraw()
     announcement_.request_stop();
     announcedPhase_ = -1;
     if (notification_ != 0) {
-        bus_->send(withdrawal(std::exchange(notification_, 0)));
+        bus_.send(withdrawal(std::exchange(notification_, 0)));
     }
 }
 

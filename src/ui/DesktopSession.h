@@ -2,11 +2,11 @@
 
 #include <QCoroTask>
 #include <QDBusConnection>
+#include <QDBusMessage>
 #include <QPointer>
 #include <QQuickWindow>
 #include <QTimer>
 
-#include <memory>
 #include <stop_token>
 
 namespace brindle {
@@ -39,6 +39,7 @@ private:
     void follow();
     void begin();
     void end();
+    QCoro::Task<> stayAwake();
     QCoro::Task<> connectBus();
     void sendProgress();
     bool isInBackground() const;
@@ -48,8 +49,8 @@ private:
 
     AppModel &model_;
     QQuickWindow &window_;
-    std::shared_ptr<QDBusConnection> bus_; // null until it is connected
-    std::stop_source setup_;               // stopped when the running setup ends
+    QDBusConnection bus_{QString()}; // the session's, once it is connected
+    QDBusMessage awake_;             // the computer stays awake while this reply exists
     bool isBusy_ = false;
     bool showsProgress_ = false;
     QTimer progressDue_;

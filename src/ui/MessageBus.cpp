@@ -25,23 +25,18 @@ bool isThere(bool isSession)
 
 } // namespace
 
-QCoro::Task<std::shared_ptr<QDBusConnection>> openBus(QDBusConnection::BusType bus)
+QCoro::Task<QDBusConnection> openBus(QDBusConnection::BusType bus)
 {
-    std::shared_ptr<QDBusConnection> open;
-    if (isThere(bus == QDBusConnection::SessionBus)) {
-        static int connections = 0;
-        const QString name = u"brindle-%1"_s.arg(++connections);
-        // Connecting to a silent bus blocks. Never connect by address: Qt (6.4) then ends the
-        // program if nobody answers.
-        const auto connect = [=] { return QDBusConnection::connectToBus(bus, name); };
-        const QDBusConnection made = co_await runOnWorker(connect, {}, &Threads::start);
-        const auto close = [name](QDBusConnection *connection) {
-            QDBusConnection::disconnectFromBus(name);
-            delete connection;
-        };
-        open.reset(new QDBusConnection(made), close);
+    const bool isSession = bus == QDBusConnection::SessionBus;
+    if (!isThere(isSession)) {
+        co_return QDBusConnection(QString());
     }
-    co_return open && open->isConnected() ? open : nullptr;
+    // Connecting to a silent bus blocks. Never connect by address: Qt (6.4) then ends the program if
+    // nobody answers.
+    const auto connect = [isSession] {
+        return isSession ? QDBusConnection::sessionBus() : QDBusConnection::systemBus();
+    };
+    co_return co_await runOnWorker(connect, {}, &Threads::start);
 }
 
 } // namespace brindle

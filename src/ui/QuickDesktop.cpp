@@ -35,7 +35,7 @@ QCoro::Task<> show(Platform::Command command, QString path)
                                                     service, u"ShowItems"_s);
     showItems << QStringList{QUrl::fromLocalFile(path).toString(QUrl::FullyEncoded)} << QString();
     const auto bus = co_await openBus(QDBusConnection::SessionBus);
-    const QDBusMessage answer = bus ? co_await bus->asyncCall(showItems) : QDBusMessage();
+    const QDBusMessage answer = co_await bus.asyncCall(showItems);
     if (answer.type() != QDBusMessage::ReplyMessage) {
         const QFileInfo file(path);
         QProcess process;

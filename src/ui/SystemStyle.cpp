@@ -73,17 +73,16 @@ void SystemStyle::waitForPortal(int patience)
 
 QCoro::Task<> SystemStyle::askPortal(QPointer<SystemStyle> self)
 {
-    const auto bus = co_await openBus(QDBusConnection::SessionBus);
-    if (bus && self) {
-        self->bus_ = bus;
-        bus->connect(portal, portalPath, settings, u"SettingChanged"_s, self.data(),
-                     SLOT(hear(QString, QString, QDBusVariant)));
+    auto bus = co_await openBus(QDBusConnection::SessionBus);
+    if (bus.isConnected() && self) {
+        bus.connect(portal, portalPath, settings, u"SettingChanged"_s, self.data(),
+                    SLOT(hear(QString, QString, QDBusVariant)));
         const QStringList keys = self->keys_;
         // Debian 12's portal lacks ReadOne, and ReadAll mixes the answers of several desktops.
         for (const QString &key : keys) {
             auto read = QDBusMessage::createMethodCall(portal, portalPath, settings, u"Read"_s);
             const QDBusMessage reply =
-                co_await bus->asyncCall(read << key.section(u' ', 0, 0) << key.section(u' ', 1));
+                co_await bus.asyncCall(read << key.section(u' ', 0, 0) << key.section(u' ', 1));
             const auto outer = reply.arguments().value(0).value<QDBusVariant>().variant();
             if (self && reply.type() == QDBusMessage::ReplyMessage) {
                 self->chosen_[key] = outer.value<QDBusVariant>().variant();

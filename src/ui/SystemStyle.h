@@ -2,7 +2,6 @@
 
 #include <QColor>
 #include <QCoroTask>
-#include <QDBusConnection>
 #include <QDBusVariant>
 #include <QFont>
 #include <QObject>
@@ -11,7 +10,6 @@
 #include <QVariantMap>
 #include <QtQml/qqmlregistration.h>
 
-#include <memory>
 #include <optional>
 
 namespace brindle {
@@ -67,9 +65,8 @@ private:
     QFont font() const;
 
     const bool isGnome_ = qEnvironmentVariable("XDG_CURRENT_DESKTOP").contains(u"GNOME");
-    std::shared_ptr<QDBusConnection> bus_; // keeps the portal's signals coming
-    QStringList keys_;                     // the portal's keys that this desktop uses
-    QVariantMap chosen_;                   // the portal's values
+    QStringList keys_;   // the portal's keys that this desktop uses
+    QVariantMap chosen_; // the portal's values
     bool isAnswered_ = false;
     bool isColouring_ = false;               // Qt also reports our own change of the palette
     std::optional<QPalette> desktopPalette_; // before the title bars were coloured

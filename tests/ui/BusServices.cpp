@@ -67,24 +67,6 @@ TestBus::~TestBus()
     daemon_.waitForFinished();
 }
 
-InhibitPortal::InhibitPortal()
-{
-    connect(&callers_, &QDBusServiceWatcher::serviceUnregistered, this,
-            [this] { log << u"close"_s; });
-}
-
-QDBusObjectPath InhibitPortal::Inhibit(const QString &window, uint flags,
-                                       const QVariantMap &options)
-{
-    log << u"inhibit '%1' %2 %3"_s.arg(window, QString::number(flags),
-                                       options.value(u"reason"_s).toString());
-    callers_.setConnection(connection());
-    callers_.setWatchMode(QDBusServiceWatcher::WatchForUnregistration);
-    callers_.setWatchedServices({message().service()});
-    answered(answer, *this);
-    return QDBusObjectPath(u"/request/%1"_s.arg(log.size()));
-}
-
 LoginManager::~LoginManager()
 {
     ::close(readEnd_);
@@ -124,12 +106,6 @@ void LoginManager::Inhibit(const QDBusMessage &call)
                    "expecting 'ssss'."_s.arg(call.signature()));
 }
 
-QStringList NotificationServer::GetCapabilities()
-{
-    answered(answer, *this);
-    return capabilities;
-}
-
 uint NotificationServer::Notify(const QString &application, uint /*replaces*/,
                                 const QString & /*icon*/, const QString &title, const QString &text,
                                 const QStringList &actions, const QVariantMap &hints,
@@ -159,7 +135,6 @@ BusServices::BusServices(const QString &address)
             throw std::runtime_error(name);
         }
     };
-    serve(portal, "org.freedesktop.portal.Desktop", "/org/freedesktop/portal/desktop");
     serve(login, "org.freedesktop.login1", "/org/freedesktop/login1");
     serve(notifications, "org.freedesktop.Notifications", "/org/freedesktop/Notifications");
     serve(files, "org.freedesktop.FileManager1", "/org/freedesktop/FileManager1");

@@ -2,8 +2,6 @@
 
 #include <QDBusConnection>
 #include <QDBusContext>
-#include <QDBusObjectPath>
-#include <QDBusServiceWatcher>
 #include <QDBusUnixFileDescriptor>
 #include <QProcess>
 #include <QTemporaryDir>
@@ -30,25 +28,6 @@ private:
     QTemporaryDir folder_;
     QProcess daemon_;
     QString address_;
-};
-
-/// The portal that keeps the session from being suspended. Like the real one, it closes a request
-/// when the caller's connection ends.
-class InhibitPortal : public QObject, protected QDBusContext
-{
-    Q_OBJECT
-    Q_CLASSINFO("D-Bus Interface", "org.freedesktop.portal.Inhibit")
-
-public:
-    InhibitPortal();
-    QStringList log; ///< each request and "close"
-    Answer answer = Answer::reply;
-
-public Q_SLOTS:
-    QDBusObjectPath Inhibit(const QString &window, uint flags, const QVariantMap &options);
-
-private:
-    QDBusServiceWatcher callers_;
 };
 
 /// The login manager, which keeps the computer from sleeping until a descriptor is closed. Answers
@@ -81,15 +60,11 @@ class NotificationServer : public QObject, protected QDBusContext
 
 public:
     Answer answer = Answer::reply;
-    /// These are GNOME Shell's, from 43 to 48.
-    QStringList capabilities =
-        QStringLiteral("actions body body-markup icon-static persistence sound").split(u' ');
     QList<QStringList> shown; ///< title, text and actions of each
     QList<uint> withdrawn;
     std::function<void()> beforeReply = [] {}; ///< called before the reply to each Notify
 
 public Q_SLOTS:
-    QStringList GetCapabilities();
     uint Notify(const QString &application, uint replaces, const QString &icon,
                 const QString &title, const QString &text, const QStringList &actions,
                 const QVariantMap &hints, int expires);
@@ -137,7 +112,6 @@ struct BusServices
     ~BusServices();
 
     QDBusConnection connection;
-    InhibitPortal portal;
     LoginManager login;
     NotificationServer notifications;
     FileManager files;
