@@ -176,16 +176,12 @@ void SystemStyle::colourTitleBars(const QColor &ground, const QColor &text)
     }
 }
 
-/// Returns the application's font, changed by GNOME's text for a font: family, perhaps a style, and
-/// the size in points.
 QFont SystemStyle::font() const
 {
     QFont font = QGuiApplication::font();
+    // GNOME's text for a font: family, perhaps a style, and the size in points.
     const QString named = chosen_.value(fontName).toString();
-    const double size = named.section(u' ', -1).toDouble();
-    if (size >= 1 && size <= 100) {
-        font.setPixelSize(qRound(size * 96 / 72));
-    }
+    const double points = named.section(u' ', -1).toDouble();
     QString family = named.section(u' ', 0, -2);
     while (!family.isEmpty() && !QFontDatabase::hasFamily(family)) {
         family = family.section(u' ', 0, -2);
@@ -193,28 +189,11 @@ QFont SystemStyle::font() const
     if (!family.isEmpty()) {
         font.setFamily(family);
     }
-    return font;
-}
-
-/// Replaces a name for any family ("Sans Serif") by the best family that desktops use.
-QString SystemStyle::fontFamily() const
-{
-    const QString named = font().family();
-    const QStringList nameless{u"Sans Serif"_s, u"Sans"_s, u"sans-serif"_s, QString()};
-    if (!nameless.contains(named, Qt::CaseInsensitive)) {
-        return named;
-    }
-    const QStringList preferred{u"Inter"_s, u"Cantarell"_s, u"Noto Sans"_s, u"Ubuntu"_s,
-                                u"Open Sans"_s};
-    const auto found = std::ranges::find_if(
-        preferred, [](const QString &family) { return QFontDatabase::hasFamily(family); });
-    return found == preferred.end() ? named : *found;
-}
-
-qreal SystemStyle::fontSize() const
-{
     const double factor = chosen_.value(textScale).toDouble();
-    return QFontInfo(font()).pixelSize() * (factor >= 0.5 && factor <= 3 ? factor : 1);
+    const double pixels = points >= 1 && points <= 100 ? qRound(points * 96 / 72)
+                                                       : QFontInfo(font).pixelSize();
+    font.setPixelSize(qRound(pixels * (factor >= 0.5 && factor <= 3 ? factor : 1)));
+    return font;
 }
 
 QString SystemStyle::monospacedFamily()

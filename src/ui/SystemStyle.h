@@ -26,10 +26,8 @@ class SystemStyle : public QObject
     Q_PROPERTY(QColor accent READ accent NOTIFY changed)
     /// The player wants no animations.
     Q_PROPERTY(bool still READ isStill NOTIFY changed)
-    /// The family for all text.
-    Q_PROPERTY(QString fontFamily READ fontFamily NOTIFY changed)
-    /// The default font's size in pixels.
-    Q_PROPERTY(qreal fontSize READ fontSize NOTIFY changed)
+    /// The default font, with its size in pixels.
+    Q_PROPERTY(QFont font READ font NOTIFY changed)
     Q_PROPERTY(QString monospacedFamily READ monospacedFamily NOTIFY changed)
     Q_PROPERTY(bool gnome MEMBER isGnome_ CONSTANT)
 
@@ -42,8 +40,7 @@ public:
     bool isDark() const;
     QColor accent() const;
     bool isStill() const;
-    QString fontFamily() const;
-    qreal fontSize() const;
+    QFont font() const;
     static QString monospacedFamily();
 
     /// Gives these colours to the title bars that Qt draws under Wayland.
@@ -62,7 +59,6 @@ private Q_SLOTS:
 
 private:
     static QCoro::Task<> askPortal(QPointer<SystemStyle> self);
-    QFont font() const;
 
     const bool isGnome_ = qEnvironmentVariable("XDG_CURRENT_DESKTOP").contains(u"GNOME");
     QStringList keys_;   // the portal's keys that this desktop uses

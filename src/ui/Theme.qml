@@ -66,7 +66,7 @@ QtObject {
     readonly property color green: pick("#28b14c", "#30d158")
 
     // The sizes are for a default font of 13 pixels, and grow with a larger one.
-    readonly property real scale: Math.max(1, SystemStyle.fontSize / 13)
+    readonly property real scale: Math.max(1, SystemStyle.font.pixelSize / 13)
     readonly property int smallestText: 11
     readonly property font largeTitle: sized(26, Font.Bold)
     readonly property font title: sized(22, Font.Bold)
@@ -77,7 +77,7 @@ QtObject {
     readonly property font caption: sized(smallestText, Font.Normal)
     // With shaping, some fonts turn the x of "1280x720" into a multiplication sign.
     readonly property font segment: Qt.font({
-        "family": SystemStyle.fontFamily,
+        "family": SystemStyle.font.family,
         "pixelSize": caption.pixelSize,
         "weight": Font.Medium,
         "preferShaping": false
@@ -85,7 +85,7 @@ QtObject {
     // The smallest size up to a default font of 15 pixels (11 points), which desktops begin with.
     readonly property font monospaced: Qt.font({
         "family": SystemStyle.monospacedFamily,
-        "pixelSize": Math.round(smallestText * Math.max(1, SystemStyle.fontSize / 15))
+        "pixelSize": Math.round(smallestText * Math.max(1, SystemStyle.font.pixelSize / 15))
     })
 
     // Milliseconds of a change. Qt reports a preference for less motion since 6.12.
@@ -107,7 +107,7 @@ QtObject {
 
     function sized(pixels: real, weight: int): font {
         return Qt.font({
-            "family": SystemStyle.fontFamily,
+            "family": SystemStyle.font.family,
             "pixelSize": Math.round(pixels * scale),
             "weight": weight
         });

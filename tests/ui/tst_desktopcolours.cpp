@@ -201,11 +201,11 @@ private Q_SLOTS:
         QTest::addColumn<QVariant>("font");
         QTest::addColumn<QVariant>("textScale");
         QTest::addColumn<QString>("family");
-        QTest::addColumn<qreal>("size");
-        const QString ours = SystemStyle().fontFamily();
-        const qreal oursSize = SystemStyle().fontSize();
+        QTest::addColumn<int>("size");
+        const QString ours = SystemStyle().font().family();
+        const int oursSize = SystemStyle().font().pixelSize();
         const auto row = [](const char *name, const QByteArray &desktop, const QVariant &font,
-                            const QVariant &scale, const QString &family, qreal size) {
+                            const QVariant &scale, const QString &family, int size) {
             QTest::newRow(name) << desktop << font << scale << family << size;
         };
         const auto dejavu = u"DejaVu Sans"_s;
@@ -226,16 +226,16 @@ private Q_SLOTS:
         QFETCH(QVariant, font);
         QFETCH(QVariant, textScale);
         QFETCH(QString, family);
-        QFETCH(qreal, size);
+        QFETCH(int, size);
         qputenv("XDG_CURRENT_DESKTOP", desktop);
         SettingsPortal portal({{fontKey, font}, {textScaleKey, textScale}});
         const Style style;
-        QCOMPARE(style.fontFamily(), family);
-        QCOMPARE(style.fontSize(), size);
+        QCOMPARE(style.font().family(), family);
+        QCOMPARE(style.font().pixelSize(), size);
         if (desktop == "GNOME") {
             portal.choose(fontKey, u"DejaVu Sans 24"_s);
             portal.choose(textScaleKey, 2.0);
-            spinUntil([&] { return style.fontSize() == 64; });
+            spinUntil([&] { return style.font().pixelSize() == 64; });
         }
     }
 
