@@ -27,8 +27,7 @@ public:
     bool isKeyboard() const { return keyboard_; }
 
     /// Announces the accessible name and description of an item in the role of a notification.
-    /// Several calls in one turn of the event loop are one announcement.
-    Q_INVOKABLE void announce(QObject *item);
+    Q_INVOKABLE static void announce(QObject *item);
 
 Q_SIGNALS:
     void keyboardChanged();
@@ -42,7 +41,6 @@ private:
     int lastKey_ = 0;
     quint64 lastTime_ = 0; // in milliseconds
     QPointer<QObject> lastFocus_;
-    QPointer<QObject> next_;
 };
 
 } // namespace brindle

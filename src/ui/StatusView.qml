@@ -48,8 +48,9 @@ Column {
             Accessible.ignored: true
             Accessible.role: Accessible.Notification
             Accessible.description: needs.text
-            Accessible.onNameChanged: Accessibility.announce(title)
-            Accessible.onDescriptionChanged: Accessibility.announce(title)
+            // Once for both, if they change together.
+            Accessible.onNameChanged: Qt.callLater(Accessibility.announce, title) // qmllint disable
+            Accessible.onDescriptionChanged: Qt.callLater(Accessibility.announce, title) // qmllint disable
         }
     }
 
