@@ -46,7 +46,7 @@ Column {
     Label {
         objectName: "downloadHint"
         width: parent.width
-        visible: area.model.phase === Phase.NotDownloaded
+        visible: area.model.phase === StatusView.NotDownloaded
         content: "Downloads the game and the Godot engine once, about 110 MB. Nothing to type."
         font: Theme.caption
         color: Theme.secondary

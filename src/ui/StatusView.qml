@@ -5,14 +5,17 @@ import Brindle
 Column {
     id: view
 
+    // The values of the model's phase, in the order of AppState::Phase.
+    enum Phase { NotDownloaded, Downloading, SettingUp, Needs, Ready, Starting, Playing }
+
     required property var model
 
-    readonly property bool working: [Phase.Downloading, Phase.SettingUp, Phase.Starting].includes(model.phase)
+    readonly property bool working: [StatusView.Downloading, StatusView.SettingUp, StatusView.Starting].includes(model.phase)
     readonly property color colour: ({
-        [Phase.NotDownloaded]: Theme.gray,
-        [Phase.Needs]: Theme.red,
-        [Phase.Ready]: Theme.green,
-        [Phase.Playing]: Theme.green
+        [StatusView.NotDownloaded]: Theme.gray,
+        [StatusView.Needs]: Theme.red,
+        [StatusView.Ready]: Theme.green,
+        [StatusView.Playing]: Theme.green
     })[model.phase] ?? Theme.orange
     // The height with all rows of a download.
     readonly property real workHeight: row.height + step.font.pixelSize * 1.3 + detail.font.pixelSize * 1.3
@@ -141,7 +144,7 @@ Column {
         id: needs
         objectName: "needsMessage"
         width: parent.width
-        visible: view.model.phase === Phase.Needs
+        visible: view.model.phase === StatusView.Needs
         content: view.model.needsMessage
         maxLength: 2000
         font: Theme.callout
@@ -152,7 +155,7 @@ Column {
     Label {
         objectName: "playingNote"
         width: parent.width
-        visible: view.model.phase === Phase.Playing
+        visible: view.model.phase === StatusView.Playing
         content: "The game is open in its own window."
         font: Theme.callout
         color: Theme.secondary

@@ -12,7 +12,7 @@ QtObject {
     // Changes take effect at once.
     Component.onCompleted: Theme.still = true
 
-    property int phase: Phase.NotDownloaded
+    property int phase: StatusView.NotDownloaded
     property string needsMessage: ""
     property bool gameRunning: false
     property bool canCancel: false
@@ -42,7 +42,7 @@ QtObject {
 
     // Sets the phase and the fields that follow from it.
     function enter(name) {
-        phase = Phase[name];
+        phase = StatusView[name];
         canCancel = ["Downloading", "SettingUp"].includes(name);
         run(["Starting", "Playing"].includes(name));
     }

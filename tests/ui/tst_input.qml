@@ -131,7 +131,7 @@ Item {
         }
 
         function test_theFocusGoesInReadingOrder() {
-            model.phase = Phase.Needs;
+            model.phase = StatusView.Needs;
             model.canCancel = true;
             model.hasFailure = true;
             model.failureText = "x";
