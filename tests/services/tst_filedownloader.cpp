@@ -2,6 +2,7 @@
 #include "files/Files.h"
 #include "net/FileDownloader.h"
 #include "support/TestFiles.h"
+#include "support/WorkerHold.h"
 
 #include <QDir>
 #include <QFile>
@@ -21,16 +22,20 @@ class TestFileDownloader : public NetFixture
     std::unique_ptr<QTemporaryDir> own_;
     FileDownloader downloader_;
 
-    QString destination() const { return own_->filePath(u"file.slow"_s); }
+    QString destination() const { return own_->filePath(u"file"_s); }
     QByteArray content() const { return contentOf(destination()); }
 
-    QStringList names() const { return Files::names(own_->path()); }
+    QStringList names() const
+    {
+        WorkerHold().open(); // the deletion may still run
+        return Files::names(own_->path());
+    }
     void putOldFile() const { writeFile(destination(), "old"); }
 
     void verifyOnlyTheOldFile() const
     {
         QCOMPARE(content(), QByteArray("old"));
-        QCOMPARE(names(), QStringList{u"file.slow"_s});
+        QCOMPARE(names(), QStringList{u"file"_s});
     }
 
     Outcome<std::shared_ptr<QFile>> download(const QUrl &url, const TransferOptions &options = {})
@@ -41,7 +46,7 @@ class TestFileDownloader : public NetFixture
 private Q_SLOTS:
     void init()
     {
-        own_ = std::make_unique<QTemporaryDir>();
+        own_ = std::make_unique<QTemporaryDir>(path(u"own.slow-"_s));
         downloader_.setOnProgress({});
     }
 
@@ -67,7 +72,7 @@ private Q_SLOTS:
         QVERIFY2(outcome.value, qPrintable(outcome.text()));
         QCOMPARE(content(), QByteArray("new"));
         // The link's target is not touched.
-        QCOMPARE(names(), QStringList{u"file.slow"_s});
+        QCOMPARE(names(), QStringList{u"file"_s});
         QVERIFY(QFile::remove(destination()));
         QCOMPARE((*outcome.value)->readAll(), QByteArray("new"));
     }
@@ -120,7 +125,7 @@ private Q_SLOTS:
         QTest::addColumn<QString>("path");
         QTest::addColumn<int>("error");
         QTest::newRow("no folder") << u"missing/file.zip"_s << ENOENT;
-        QTest::newRow("a file in its place") << u"file.slow/inside"_s << ENOTDIR;
+        QTest::newRow("a file in its place") << u"file/inside"_s << ENOTDIR;
         QTest::newRow("too long") << QString(300, u'n') << ENAMETOOLONG;
     }
     void unusableDestinations()
@@ -137,6 +142,17 @@ private Q_SLOTS:
         // The next download works.
         QVERIFY(download(server.url()).value);
         QCOMPARE(content(), QByteArray("new"));
+    }
+
+    void aFailedMoveIsReported()
+    {
+        const HttpServer server(answering("new"));
+        downloader_.setOnProgress([this](qint64, qint64, double) {
+            QVERIFY(QFile::remove(own_->filePath(Files::names(own_->path()).value(0))));
+        });
+        const auto outcome = download(server.url());
+        QVERIFY(outcome.as<SystemError>());
+        QCOMPARE(outcome.text(), destination() + u": "_s + qt_error_string(ENOENT));
     }
 
     void cancelDuringTheTransfer()
@@ -171,7 +187,7 @@ private Q_SLOTS:
         acquire(slowWrites);
         QCOMPARE(names().size(), 1);
         stop.request_stop();
-        // The write still waits, and its file has no name any more.
+        // The write still waits, but its file has no name.
         QVERIFY(outcomeOf(std::move(task)).cancelled());
         QCOMPARE(names(), QStringList());
         StandIns::beforeWrite = nullptr;

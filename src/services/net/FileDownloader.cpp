@@ -5,8 +5,10 @@
 #include "files/Files.h"
 #include "files/OutputFile.h"
 
+#include <QScopeGuard>
+
+#include <cerrno>
 #include <cstdio>
-#include <exception>
 #include <utility>
 
 namespace brindle {
@@ -15,9 +17,13 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-void rename(const QString &from, const QString &to)
+void replace(const QString &destination, const QString &file)
 {
-    (void)std::rename(QFile::encodeName(from).constData(), QFile::encodeName(to).constData());
+    Files::remove(destination);
+    if (std::rename(QFile::encodeName(file).constData(),
+                    QFile::encodeName(destination).constData()) != 0) {
+        throw SystemError::fromErrno(errno, destination);
+    }
 }
 
 } // namespace
@@ -32,33 +38,18 @@ QCoro::Task<std::shared_ptr<QFile>> FileDownloader::download(QUrl url, QString d
                                                              TransferOptions options)
 {
     const ProgressCallback onProgress = onProgress_;
-    const QString earlier = Files::hiddenSibling(destination);
-    const auto create = [=] {
-        rename(destination, earlier);
-        return std::make_shared<OutputFile>(destination);
-    };
-    TransferResult result;
-    std::exception_ptr error;
-    try {
-        auto file = co_await runOnWorker(create);
-        result = co_await Transfer::toFile(url, std::move(file), onProgress, stop, options);
-        if (result.status != 200) {
-            throw SetupError(statusText(result.status, result.host));
-        }
-    } catch (...) {
-        error = std::current_exception();
-    }
-    co_await runOnWorker([=] {
-        if (error) {
-            QFile::remove(destination);
-            rename(earlier, destination);
-        } else {
-            Files::remove(earlier);
-        }
+    const QString hidden = Files::hiddenSibling(destination);
+    const auto cleanup = qScopeGuard([hidden] { // after a failure
+        Threads::startOnWorker([hidden] { QFile::remove(hidden); });
     });
-    if (error) {
-        std::rethrow_exception(error);
+    auto file =
+        co_await runOnWorker([=] { return std::make_shared<OutputFile>(hidden, destination); });
+    TransferResult result =
+        co_await Transfer::toFile(url, std::move(file), onProgress, stop, options);
+    if (result.status != 200) {
+        throw SetupError(statusText(result.status, result.host));
     }
+    co_await runOnWorker([=] { replace(destination, hidden); });
     co_return result.file;
 }
 
