@@ -5,7 +5,6 @@
 #include "core/AppModel.h"
 #include "files/Files.h"
 #include "log/LogQueue.h"
-#include "net/Transfer.h"
 #include "project/ProjectInspector.h"
 
 #include <QFile>
@@ -34,7 +33,6 @@ constexpr qsizetype reportLines = 30;
 
 QCoro::Task<> AppModel::runAll(bool launch, QStringList removed, std::stop_token stop)
 {
-    auto connections = Transfer::keepConnections();
     const auto showDownload = [this] { begin(AppState::downloading(gameHeadline), gameHeadline); };
     const auto look = [storage = parts_.storage] {
         return ProjectInspector::findProject(storage.gameFolder());
@@ -72,7 +70,6 @@ QCoro::Task<> AppModel::runAll(bool launch, QStringList removed, std::stop_token
     const QString project = *projectURL_;
     const EngineSpec spec = EngineManager::spec(info());
     const QString engine = co_await prepareEngine(spec, stop);
-    connections.reset(); // no download follows
     co_await importProject(spec, engine, project, stop);
     if (launch) {
         co_await launchGame(engine, project, stop);

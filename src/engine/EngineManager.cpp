@@ -2,6 +2,8 @@
 
 #include "base/Error.h"
 #include "base/Text.h"
+#include "base/Threads.h"
+#include "files/OutputFile.h"
 #include "files/StagingFolder.h"
 #include "platform/ProcessLock.h"
 #include "process/Tools.h"
@@ -67,20 +69,25 @@ QCoro::Task<QString> EngineManager::install(EngineSpec spec, ProgressCallback pr
         throw SetupError(u"Internal error: bad engine address."_s);
     }
 
-    const TransferResult answer = co_await Transfer::toMemory(*list, maxChecksumBytes, stop);
+    const auto staging = co_await StagingFolder::create(parts_.temporaryFolder, parts_.storage);
+    TransferOptions options;
+    options.limit = maxChecksumBytes;
+    auto listFile = co_await runOnWorker([path = staging->path() + u"/SHA512-SUMS.txt"_s] {
+        return std::make_shared<OutputFile>(path);
+    });
+    const TransferResult answer =
+        co_await Transfer::toFile(*list, std::move(listFile), {}, stop, options);
     if (answer.status != statusOk) {
         throw SetupError(
             u"Godot %1 was not found on the official download page (status %2)."_s.arg(spec.version)
                 .arg(answer.status));
     }
-    const auto published = publishedDigest(answer.body, zipName);
+    const auto published = publishedDigest(answer.file->readAll(), zipName);
     if (!published) {
         throw SetupError(u"The official checksum list has no entry for %1."_s.arg(zipName));
     }
 
-    const auto staging = co_await StagingFolder::create(parts_.temporaryFolder, parts_.storage);
     const QString zip = staging->path() + u"/godot.zip"_s;
-    TransferOptions options;
     options.limit = maxArchiveBytes;
     const std::shared_ptr<EVP_MD_CTX> hash(EVP_MD_CTX_new(), &EVP_MD_CTX_free);
     options.onBytes = [hash](qint64 offset, std::string_view bytes) {

@@ -36,7 +36,7 @@ extern std::counting_semaphore<> lookUps;
 /// The answer of the system's proxy settings. Called on the transfer's thread.
 extern std::function<QList<QNetworkProxy>(const QUrl &)> proxies;
 
-/// Called before each write to a file whose name ends with ".slow", on the writing thread. Returns
+/// Called before each write to a file whose path contains ".slow", on the writing thread. Returns
 /// the errno with which the write fails, or 0.
 extern std::function<int()> beforeWrite;
 
@@ -70,10 +70,9 @@ protected:
     /// A file at such a path.
     std::shared_ptr<OutputFile> newFile() { return std::make_shared<OutputFile>(newPath()); }
 
-    static Outcome<TransferResult> fetch(const QUrl &url, const TransferOptions &options = {},
-                                         qint64 limit = 10'000'000)
+    Outcome<TransferResult> fetch(const QUrl &url, const TransferOptions &options = {})
     {
-        return outcomeOf(Transfer::toMemory(url, limit, {}, options));
+        return store(url, newPath(), options);
     }
     static Outcome<TransferResult> store(const QUrl &url, const QString &file,
                                          const TransferOptions &options = {},
@@ -81,6 +80,13 @@ protected:
     {
         return outcomeOf(
             Transfer::toFile(url, std::make_shared<OutputFile>(file), onProgress, {}, options));
+    }
+
+    /// Returns the stored body; empty if the result has none.
+    static QByteArray bodyOf(const Outcome<TransferResult> &outcome)
+    {
+        const auto &file = outcome.value->file;
+        return file ? file->readAll() : QByteArray();
     }
 
     /// Serves events until `semaphore` is released.

@@ -72,7 +72,7 @@ private Q_SLOTS:
     void duringALookUp()
     {
         std::stop_source stop;
-        auto task = Transfer::toMemory(StandIns::silentUrl(), 100, stop.get_token());
+        auto task = Transfer::toFile(StandIns::silentUrl(), newFile(), {}, stop.get_token());
         StandIns::lookUps.acquire();
         stop.request_stop();
         QVERIFY(outcomeOf(std::move(task)).cancelled());
@@ -91,7 +91,7 @@ private Q_SLOTS:
             return Milliseconds(24h);
         };
         std::stop_source stop;
-        auto task = Transfer::toMemory(server.url(), 1000, stop.get_token(), options);
+        auto task = Transfer::toFile(server.url(), newFile(), {}, stop.get_token(), options);
         options.waiting = nullptr;
         waits.acquire();
         stop.request_stop();

@@ -21,7 +21,6 @@
 #include <vector>
 
 #include <curl/curl.h>
-#include <openssl/crypto.h>
 
 namespace brindle {
 
@@ -46,15 +45,20 @@ constexpr long receiveBufferBytes = 524'288;
 
 using Multi = std::unique_ptr<CURLM, CURLMcode (*)(CURLM *)>;
 
-/// Handles that no transfer uses, with the connections that they keep.
+/// Handles that no transfer uses, with the connections that they keep. Threads can't share
+/// connections, so each transfer takes a handle of its own.
 struct Idle
 {
     std::mutex lock; // guards the rest
     std::vector<Multi> handles;
 };
 
-/// Empty unless somebody wants connections kept. Main thread only.
-std::weak_ptr<Idle> kept;
+/// Never destroyed, because OpenSSL is gone when static objects are.
+Idle &idle()
+{
+    static auto *const only = new Idle;
+    return *only;
+}
 
 void check(CURLMcode code)
 {
@@ -87,26 +91,19 @@ public:
 
         takeConnections();
         // The receiver of the result may start the next transfer or end the program.
-        const auto end = qScopeGuard([this] {
-            easy_.reset();
-            giveConnectionsBack();
-            OPENSSL_thread_stop(); // frees the thread's random number generators
-        });
+        const auto end = qScopeGuard([this] { giveConnectionsBack(); });
         const std::stop_callback wake(stop_, [this] { curl_multi_wakeup(multi_.get()); });
         return answer();
     }
 
 private:
-    /// Threads can't share connections, so each transfer has a handle of its own.
     void takeConnections()
     {
-        if (idle_) {
-            const std::lock_guard guard(idle_->lock);
-            if (!idle_->handles.empty()) {
-                multi_ = std::move(idle_->handles.back());
-                idle_->handles.pop_back();
-                return;
-            }
+        const std::lock_guard guard(idle().lock);
+        if (!idle().handles.empty()) {
+            multi_ = std::move(idle().handles.back());
+            idle().handles.pop_back();
+            return;
         }
         multi_.reset(curl_multi_init());
         constexpr long most = 8; // a Play asks three hosts
@@ -115,10 +112,8 @@ private:
 
     void giveConnectionsBack()
     {
-        if (idle_) {
-            const std::lock_guard guard(idle_->lock);
-            idle_->handles.push_back(std::move(multi_));
-        }
+        const std::lock_guard guard(idle().lock);
+        idle().handles.push_back(std::move(multi_));
     }
 
     TransferResult answer()
@@ -140,7 +135,7 @@ private:
                     broken = unfinished();
                 }
                 if (!broken) {
-                    return {statusOk, url_.host(), memory_, file_ ? file_->take() : nullptr};
+                    return {statusOk, url_.host(), file_->take()};
                 }
             } else if (!broken) {
                 if (const auto delay = askedDelay(); delay && delays < maxDelays) {
@@ -149,7 +144,7 @@ private:
                     continue;
                 }
                 if (startsAnew_) {
-                    return {status(), url_.host(), {}, {}};
+                    return {status(), url_.host(), {}};
                 }
                 startsAnew_ = true; // the server refuses the rest
             }
@@ -322,7 +317,7 @@ private:
         }
         hasAnswer_ = true;
         isWanted_ = continues() || status() == statusOk;
-        if (isWanted_) {
+        if (status() == statusOk) {
             begin();
         }
         // An unwanted body may be endless, so end there. An empty one lets the connection live.
@@ -344,28 +339,16 @@ private:
         return true;
     }
 
-    /// Prepares for the body, or for the rest of it.
+    /// Prepares for the whole body.
     void begin()
     {
-        for (const char *kind : {"Content-Encoding", "Transfer-Encoding"}) {
-            const QByteArray coding = header(kind).trimmed().toLower();
-            if (!coding.isEmpty() && coding != "identity" && coding != "chunked") {
-                throw TransferError(u"The server sent the file in an encoding (%1) that it was not "
-                                    "asked for."_s.arg(QString::fromUtf8(coding.left(40))));
-            }
-        }
-        if (status() == statusOk) {
-            validator_ = HttpRules::validator(
-                {header("Accept-Ranges"), header("ETag"), header("Last-Modified"), header("Date")});
-            written_ = 0;
-            memory_.clear();
-            const qint64 announced = header("Content-Length").toLongLong(); // 0 if unknown
-            checkLimit(announced);
-            if (file_) {
-                file_->clear();
-                checkRoom(announced);
-            }
-        }
+        validator_ = HttpRules::validator(
+            {header("Accept-Ranges"), header("ETag"), header("Last-Modified"), header("Date")});
+        written_ = 0;
+        const qint64 announced = header("Content-Length").toLongLong(); // 0 if unknown
+        checkLimit(announced);
+        file_->clear();
+        checkRoom(announced);
     }
 
     void checkRoom(qint64 bytes) const
@@ -383,11 +366,7 @@ private:
             return false;
         }
         checkLimit(written_ + static_cast<qint64>(bytes.size()));
-        if (file_) {
-            file_->write(bytes);
-        } else {
-            memory_ += QByteArrayView(bytes);
-        }
+        file_->write(bytes);
         if (options_.onBytes) {
             options_.onBytes(written_, bytes);
         }
@@ -403,15 +382,11 @@ private:
 
     void checkLimit(qint64 bytes) const
     {
-        if (bytes <= options_.limit) {
-            return;
+        if (bytes > options_.limit) {
+            throw SetupError(
+                u"The download from %1 is larger than the %2 that this app accepts, so it was "
+                "stopped."_s.arg(url_.host(), Text::byteCount(options_.limit)));
         }
-        if (!file_) {
-            throw TransferError(
-                u"The server's answer is larger than the expected %1 bytes."_s.arg(options_.limit));
-        }
-        throw SetupError(u"The download from %1 is larger than the %2 that this app accepts, so it "
-                         "was stopped."_s.arg(url_.host(), Text::byteCount(options_.limit)));
     }
 
     /// Returns how long a busy server asks to be left alone; nothing if it does not ask, or for too
@@ -506,11 +481,10 @@ private:
     }
 
     const QUrl address_;
-    const std::shared_ptr<OutputFile> file_; // none for memory
+    const std::shared_ptr<OutputFile> file_;
     const std::stop_token stop_;
     const TransferOptions options_;
     const ProgressCallback onProgress_;
-    const std::shared_ptr<Idle> idle_ = kept.lock();
     Multi multi_{nullptr, &curl_multi_cleanup};
     std::unique_ptr<CURL, void (*)(CURL *)> easy_{curl_easy_init(), &curl_easy_cleanup};
 
@@ -523,7 +497,6 @@ private:
     Clock::time_point lastByte_;
 
     // The body:
-    QByteArray memory_;
     qint64 written_ = 0;
     qint64 most_ = 0;        // the largest `written_`
     qint64 length_ = -1;     // negative when unknown
@@ -546,22 +519,6 @@ QCoro::Task<TransferResult> Transfer::toFile(QUrl url, std::shared_ptr<OutputFil
                                              stop, std::move(options));
     return runOnWorker([job = std::move(job)] { return job->run(); }, std::move(stop),
                        &Threads::start);
-}
-
-QCoro::Task<TransferResult> Transfer::toMemory(QUrl url, qint64 limit, std::stop_token stop,
-                                               TransferOptions options)
-{
-    options.limit = limit;
-    return toFile(std::move(url), {}, {}, std::move(stop), std::move(options));
-}
-
-std::shared_ptr<void> Transfer::keepConnections()
-{
-    auto idle = kept.lock();
-    if (!idle) {
-        kept = idle = std::make_shared<Idle>();
-    }
-    return idle;
 }
 
 } // namespace brindle

@@ -41,16 +41,16 @@ struct TransferResult
 {
     int status = 0;              ///< HTTP status of the last answer
     QString host;                ///< of the last answer, after redirects
-    QByteArray body;             ///< of a transfer into memory
-    std::shared_ptr<QFile> file; ///< of a transfer into a file: open, at its start
+    std::shared_ptr<QFile> file; ///< the body of status 200: open, at its start
 };
 
 /// HTTP(S) GET requests, each on a thread of its own, which is its serial event queue.
 ///
 /// - Plain http is refused except to this machine. Up to 20 redirects are followed, never from
 ///   https to http. The first proxy that the system's settings name is used.
-/// - A body shorter than announced is a failure, and so is an encoded one. Of a longer body, the
-///   announced length counts. Memory use stays flat.
+/// - A body shorter than announced is a failure. Of a longer body, the announced length counts.
+///   Memory use stays flat.
+/// - Connections are kept for later transfers.
 /// - An answer that breaks off or stalls is continued if its server supports that, or begun anew.
 ///   After an attempt that brings less than 1 KiB the transfer waits, up to 8 seconds. It fails
 ///   after six such attempts in a row.
@@ -69,13 +69,6 @@ namespace Transfer {
 QCoro::Task<TransferResult> toFile(QUrl url, std::shared_ptr<OutputFile> file,
                                    ProgressCallback onProgress, std::stop_token stop,
                                    TransferOptions options = {});
-
-/// Returns the body in memory. More than `limit` bytes are a TransferError.
-QCoro::Task<TransferResult> toMemory(QUrl url, qint64 limit, std::stop_token stop,
-                                     TransferOptions options = {});
-
-/// Keeps connections for later transfers until the returned object is destroyed. Main thread only.
-std::shared_ptr<void> keepConnections();
 
 } // namespace Transfer
 
