@@ -14,28 +14,11 @@ using namespace Qt::StringLiterals;
 
 namespace brindle {
 
-namespace {
-
-/// Names the folder of a project's saves as the engine does.
-QString saveFolderName(const QString &project)
-{
-    static const QRegularExpression replaced(u"[:*?\"<>|/\\\\]"_s);
-    QString name = project.trimmed();
-    if (name == u".") {
-        return u"dot"_s;
-    }
-    if (name == u"..") {
-        return u"twodots"_s;
-    }
-    name.replace(replaced, u"-"_s);
-    return name.isEmpty() ? u"[unnamed project]"_s : name;
-}
-
-} // namespace
-
 QString AppModel::savesFolder() const
 {
-    return EngineSpec::userDataFolder(parts_.platform) + u'/' + saveFolderName(info().name);
+    static const QRegularExpression replaced(u"[:*?\"<>|/\\\\]"_s); // by the engine
+    return EngineSpec::userDataFolder(parts_.platform) + u'/' +
+           info().name.trimmed().replace(replaced, u"-"_s);
 }
 
 void AppModel::updateGame()

@@ -28,8 +28,7 @@ Platform Platform::macOS(const QString &home)
     row.system = System::macOS;
     row.dataFolder = home + u"/Library/Application Support"_s;
     row.archiveTool = u"/usr/bin/ditto"_s;
-    row.quarantineStep = {u"/usr/bin/xattr"_s,
-                          {u"-dr"_s, u"com.apple.quarantine"_s, u"{path}"_s}};
+    row.quarantineStep = {u"/usr/bin/xattr"_s, {u"-dr"_s, u"com.apple.quarantine"_s, u"{path}"_s}};
     row.reveal = {u"/usr/bin/open"_s, {u"-R"_s, u"{path}"_s}};
     return row;
 }

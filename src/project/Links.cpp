@@ -4,7 +4,6 @@
 
 #include <QFile>
 
-#include <algorithm>
 #include <filesystem>
 
 namespace brindle {
@@ -23,27 +22,19 @@ bool isBelow(const fs::path &folder, const fs::path &path)
 {
     std::error_code error;
     const fs::path end = fs::weakly_canonical(path, error);
-    if (error == std::errc::filename_too_long) {
-        return true; // nothing can lie there
-    }
     if (error) {
         return false;
     }
     // Only dangling links remain; follow the first.
     fs::path start;
-    for (auto part = end.begin(); part != end.end(); ++part) {
-        const fs::path target = fs::read_symlink(start / *part, error);
+    for (const fs::path &part : end) {
+        const fs::path target = fs::read_symlink(start / part, error);
         if (!error) {
-            fs::path next = start / target;
-            while (++part != end.end()) {
-                next /= *part;
-            }
-            return isBelow(folder, next);
+            return isBelow(folder, start / target / end.lexically_relative(start / part));
         }
-        start /= *part;
+        start /= part;
     }
-    const auto [rest, other] = std::mismatch(folder.begin(), folder.end(), end.begin(), end.end());
-    return rest == folder.end();
+    return *end.lexically_relative(folder).begin() != "..";
 }
 
 } // namespace

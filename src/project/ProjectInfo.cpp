@@ -59,16 +59,11 @@ QJsonValue written(const QList<Item> &list)
     return array;
 }
 
-bool read(const QJsonValue &value, QString &text)
+template <typename Plain>
+bool read(const QJsonValue &value, Plain &field)
 {
-    text = value.toString();
-    return value.isString();
-}
-
-bool read(const QJsonValue &value, bool &flag)
-{
-    flag = value.toBool();
-    return value.isBool();
+    field = value.toVariant().value<Plain>();
+    return QJsonValue(field) == value;
 }
 
 bool read(const QJsonValue &value, qint64 &number)

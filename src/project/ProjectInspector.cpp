@@ -66,14 +66,6 @@ QStringList quoted(const QString &line)
     return items;
 }
 
-/// Reads decimal digits with an optional sign. Returns 0 for any other text and for a number that
-/// is too large.
-qint64 integer(const QString &text)
-{
-    static const QRegularExpression pattern(QRegularExpression::anchoredPattern(u"[+-]?[0-9]+"_s));
-    return pattern.match(text).hasMatch() ? text.toLongLong() : 0;
-}
-
 void readProjectFile(const QString &projectDir, ProjectInfo &info)
 {
     const auto text = readText(info.repoRoot, projectDir + u"/project.godot"_s);
@@ -81,7 +73,9 @@ void readProjectFile(const QString &projectDir, ProjectInfo &info)
         constexpr QStringView version = u"config_version=";
         const QStringList items = quoted(line.toString());
         if (line.startsWith(version)) {
-            info.configVersion = integer(line.sliced(version.size()).toString());
+            const QStringView number = line.sliced(version.size());
+            // toLongLong returns 0 for text that is no number, but ignores white space.
+            info.configVersion = number.trimmed() == number ? number.toLongLong() : 0;
         } else if (line.startsWith(u"config/name=")) {
             info.name = items.value(0, info.name);
         } else if (line.startsWith(u"config/features=")) {
@@ -210,7 +204,6 @@ std::optional<QString> ProjectInspector::findProject(const QString &folder)
     for (int depth = 1; depth <= maxDepth; ++depth) {
         std::vector<fs::path> next;
         for (const fs::path &candidate : level) {
-            const auto first = static_cast<std::ptrdiff_t>(next.size());
             std::error_code error;
             for (fs::directory_iterator entry(candidate, error), end; !error && entry != end;
                  entry.increment(error)) {
@@ -224,8 +217,8 @@ std::optional<QString> ProjectInspector::findProject(const QString &folder)
                     next.push_back(entry->path());
                 }
             }
-            std::sort(next.begin() + first, next.end());
         }
+        std::sort(next.begin(), next.end());
         level = std::move(next);
     }
     return std::nullopt;

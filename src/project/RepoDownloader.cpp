@@ -45,10 +45,8 @@ void placeAddon(const QString &unpacked, const QString &repository, const QStrin
         throw SetupError(u"The add-on %1 was empty."_s.arg(path));
     }
     const QString folder = QDir::cleanPath(repository + u'/' + path);
-    const QString parent = QFileInfo(folder).path();
-    Files::remove(folder, stop);
-    Files::createFolder(parent);
-    Files::removeLeftovers(parent, stop);
+    Files::removeInPlace(folder, stop);
+    Files::createFolder(QFileInfo(folder).path());
     Files::move(unpacked + u'/' + names.first(), folder, stop);
 
     // Links that stay inside their own archives can lead outside together.

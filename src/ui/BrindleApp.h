@@ -45,7 +45,8 @@ public:
     ~BrindleApp() override;
 
     /// Shows the window in front, with the keyboard. Does nothing while the application ends.
-    /// @param permission the desktop's: a Wayland activation token or an X startup id; may be empty.
+    /// @param permission the desktop's: a Wayland activation token or an X startup id; may be
+    /// empty.
     void open(const QByteArray &permission = {});
 
     /// Asks the delegate, and ends the application if it agrees. Serves events during a question.

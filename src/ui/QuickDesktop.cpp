@@ -95,7 +95,8 @@ QCoro::Task<int> QuickDesktop::runAlert(Alert alert)
 void QuickDesktop::showNextAlert()
 {
     const Alert &alert = questions_.first().alert;
-    QQmlComponent component(qmlEngine(window_), QUrl(u"qrc:/qt-project.org/imports/Brindle/AlertView.qml"_s));
+    QQmlComponent component(qmlEngine(window_),
+                            QUrl(u"qrc:/qt-project.org/imports/Brindle/AlertView.qml"_s));
     alert_ = component.createWithInitialProperties(
         {{u"parent"_s, QVariant::fromValue(window_->contentItem())},
          {u"message"_s, alert.message},

@@ -214,14 +214,10 @@ private Q_SLOTS:
         QTest::addColumn<QString>("project");
         QTest::addColumn<QString>("folder");
         QTest::newRow("plain") << u"A game"_s << u"A game"_s;
-        QTest::newRow("what no folder's name may hold")
+        QTest::newRow("special characters")
             << u"a:b*c?d\"e<f>g|h/i\\j"_s << u"a-b-c-d-e-f-g-h-i-j"_s;
-        QTest::newRow("dot") << u"."_s << u"dot"_s;
-        QTest::newRow("dots") << u".."_s << u"twodots"_s;
-        QTest::newRow("dots and blanks") << u" .. "_s << u"twodots"_s;
-        QTest::newRow("a way up") << u"../.."_s << u"..-.."_s;
-        QTest::newRow("none") << QString() << u"[unnamed project]"_s;
-        QTest::newRow("blank") << u" "_s << u"[unnamed project]"_s;
+        QTest::newRow("blanks around it") << u" a "_s << u"a"_s;
+        QTest::newRow("a path up") << u"../.."_s << u"..-.."_s;
     }
 
     void theSaveFolderIsNamedAsTheEngineNamesIt()
@@ -232,10 +228,6 @@ private Q_SLOTS:
         info.name = project;
         model().set(&Status::info, info);
         QCOMPARE(model().savesFolder(), fixture_->saves() + u'/' + folder);
-        // The folder above it is not shown.
-        QDir().mkpath(fixture_->saves());
-        model().showSaves();
-        QVERIFY(desktop().revealed.isEmpty());
     }
 
     void failuresAndLogsAreCopied()

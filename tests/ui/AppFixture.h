@@ -43,8 +43,7 @@ protected:
 
 private:
     std::unique_ptr<ModelFixture> files_;
-    std::shared_ptr<QuickDesktop> desktop_ =
-        std::make_shared<QuickDesktop>(Platform::Command());
+    std::shared_ptr<QuickDesktop> desktop_ = std::make_shared<QuickDesktop>(Platform::Command());
     std::unique_ptr<BrindleApp> app_;
     std::unique_ptr<QSignalSpy> endings_;
 };
