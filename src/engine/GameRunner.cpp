@@ -25,8 +25,8 @@ QCoro::Task<qint32> GameRunner::runImport(QString engine, QString project, LineC
 {
     const QStringList arguments{u"--headless"_s, u"--import"_s, u"--path"_s, project, u"--quit"_s};
     // An import dies with the launcher, because it would disturb the next import.
-    const auto process = std::make_shared<ManagedProcess>(engine, arguments, std::move(onLine),
-                                                          ManagedProcess::OnParentDeath::kill);
+    const auto process = std::make_shared<ManagedProcess>(
+        engine, arguments, std::move(onLine), ChildProcess::Setup{.endsWithLauncher = true});
     const PlayResult result = co_await run(process, nullptr);
     co_return result.exitCode;
 }
@@ -35,8 +35,9 @@ QCoro::Task<PlayResult> GameRunner::play(QString engine, QStringList arguments, 
                                          std::function<void()> onStayedOpen,
                                          QMap<QString, QString> variables)
 {
-    const auto process = std::make_shared<ManagedProcess>(engine, arguments, std::move(onLine));
-    process->setVariables(variables);
+    const auto process = std::make_shared<ManagedProcess>(
+        engine, arguments, std::move(onLine),
+        ChildProcess::Setup{.environment = ChildProcess::childEnvironment(variables)});
     return run(process, std::move(onStayedOpen));
 }
 
@@ -56,7 +57,8 @@ QCoro::Task<PlayResult> GameRunner::run(std::shared_ptr<ManagedProcess> process,
         ended.request_stop();
     });
     const std::stop_callback escalation(stopping_.get_token(), [&] {
-        doLater(clock_, killAfter, [process] { process->kill(); }, ended.get_token());
+        doLater(
+            clock_, killAfter, [process] { process->kill(); }, ended.get_token());
     });
     const auto watch = [process, onStayedOpen] {
         if (process->isRunning() && onStayedOpen) {

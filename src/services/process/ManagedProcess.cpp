@@ -2,7 +2,6 @@
 
 #include "base/Error.h"
 #include "base/Threads.h"
-#include "platform/ChildProcess.h"
 #include "process/LineSplitter.h"
 
 #include <QEventLoop>
@@ -27,7 +26,7 @@ struct ManagedProcess::Impl
     LineCallback onLine;
     ChildProcess::Setup setup;
     std::atomic<bool> isRunning = false;
-    std::stop_source killing;
+    std::stop_source killing = {};
 };
 
 /// Runs on the reader thread. Only this thread sends signals, because it also reaps the child:
@@ -75,30 +74,15 @@ qint32 ManagedProcess::Impl::runChild(const std::stop_token &stop)
 }
 
 ManagedProcess::ManagedProcess(QString executable, QStringList arguments, LineCallback onLine,
-                               OnParentDeath onParentDeath)
-    : impl_(std::make_shared<Impl>())
-{
-    impl_->executable = std::move(executable);
-    impl_->arguments = std::move(arguments);
-    impl_->onLine = std::move(onLine);
-    impl_->setup.endsWithLauncher = onParentDeath == OnParentDeath::kill;
-}
+                               ChildProcess::Setup setup)
+    : impl_(new Impl{std::move(executable), std::move(arguments), std::move(onLine),
+                     std::move(setup)})
+{}
 
 QCoro::Task<qint32> ManagedProcess::run(std::stop_token stop)
 {
     impl_->isRunning = true;
     return runOnWorker([impl = impl_, stop] { return impl->runChild(stop); }, {}, &Threads::start);
-}
-
-void ManagedProcess::setVariables(const QMap<QString, QString> &variables)
-{
-    impl_->setup.environment = ChildProcess::childEnvironment(variables);
-}
-
-void ManagedProcess::isolate(int descriptor)
-{
-    impl_->setup.isIsolated = true;
-    impl_->setup.descriptor = descriptor;
 }
 
 bool ManagedProcess::isRunning() const

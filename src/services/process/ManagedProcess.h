@@ -1,9 +1,9 @@
 #pragma once
 
 #include "base/Callbacks.h"
+#include "platform/ChildProcess.h"
 
 #include <QCoroTask>
-#include <QMap>
 #include <QString>
 #include <QStringList>
 
@@ -14,32 +14,19 @@ namespace brindle {
 
 /// One run of a child process. Passes on its standard output and error, merged, line by line.
 ///
-/// The child inherits standard input, working folder and environment, but no other file descriptor
-/// and not the desktop's permission to come to the front. No shell is involved. `LineSplitter`
-/// makes the lines.
+/// The child inherits standard input, working folder and environment, unless its setup says
+/// otherwise, but no other file descriptor and not the desktop's permission to come to the front.
+/// No shell is involved. `LineSplitter` makes the lines.
 class ManagedProcess
 {
 public:
     /// A few screen lines. A full log and a full queue before it then take less than 32 MB.
     static constexpr qsizetype maxLineBytes = 1400;
 
-    /// The child's fate when this program dies. On macOS every child survives.
-    enum class OnParentDeath {
-        survive, ///< A game goes on.
-        kill     ///< The child gets SIGKILL.
-    };
-
     /// @param executable absolute path of the program.
     /// @param onLine called on the reader thread, one call at a time, in order, never under a lock.
     ManagedProcess(QString executable, QStringList arguments, LineCallback onLine,
-                   OnParentDeath onParentDeath = OnParentDeath::survive);
-
-    /// Adds variables to the child's environment. Call before `run`.
-    void setVariables(const QMap<QString, QString> &variables);
-
-    /// Gives the child no terminal, an empty standard input, and `descriptor` (unless -1) under its
-    /// own number. Call before `run`.
-    void isolate(int descriptor = -1);
+                   ChildProcess::Setup setup = {});
 
     /// Starts the child and waits for its end. Returns the exit code, or the signal's number if a
     /// signal ended the child. All lines are delivered before that, but other processes that hold

@@ -39,8 +39,9 @@ QCoro::Task<qint32> Tools::run(QString program, QStringList arguments, std::stop
                                int descriptor)
 {
     const auto tool = std::make_shared<ManagedProcess>(
-        program, arguments, [](const QString & /*line*/) {}, ManagedProcess::OnParentDeath::kill);
-    tool->isolate(descriptor);
+        program, arguments, [](const QString & /*line*/) {},
+        ChildProcess::Setup{
+            .isIsolated = true, .descriptor = descriptor, .endsWithLauncher = true});
     const std::stop_callback escalation(stop, [tool] {
         QTimer::singleShot(patience, QCoreApplication::instance(), [tool] { tool->kill(); });
     });
