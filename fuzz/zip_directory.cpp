@@ -3,7 +3,6 @@
 #include "Fuzzers.h"
 #include "ditto/Checks.h"
 #include "ditto/Error.h"
-#include "ditto/Inflater.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -18,10 +17,10 @@ namespace {
 
 constexpr uint64_t maxUnpacked = 1U << 20U; // so that no input takes long
 
-std::string unpacked(const Entry &entry, Inflater &inflater)
+std::string unpacked(const Entry &entry, const ArchiveFile &archive)
 {
     std::string content;
-    inflater.unpack(entry, [&](const unsigned char *bytes, size_t count) {
+    archive.unpack(entry, [&](const unsigned char *bytes, size_t count) {
         expect(count <= entry.uncompressedSize - content.size(),
                "no more bytes come than are announced");
         content.append(reinterpret_cast<const char *>(bytes), count); // NOLINT
@@ -38,12 +37,11 @@ void readStrictly(const ArchiveFile &archive)
     namespace fs = std::filesystem;
     std::vector<Entry> entries = readDirectory(archive);
     checkDirectory(entries);
-    Inflater inflater(archive);
     Links links;
     for (const Entry &entry : entries) {
         const fs::path place = fs::path(entry.fileName).lexically_normal();
         expect(place.is_relative() && *place.begin() != "..", "entries lie in the destination");
-        const std::string content = unpacked(entry, inflater);
+        const std::string content = unpacked(entry, archive);
         if (entry.type() == Entry::Type::link) {
             links[entry.fileName] = content;
         }
@@ -62,10 +60,9 @@ void readUnchecked(const ArchiveFile &archive)
 {
     constexpr size_t enough = 200;
     const std::vector<Entry> entries = readDirectory(archive);
-    Inflater inflater(archive);
     for (size_t i = 0; i < std::min(entries.size(), enough); ++i) {
         try {
-            unpacked(entries[i], inflater);
+            unpacked(entries[i], archive);
         } catch (const Error &) { // NOLINT(bugprone-empty-catch): the next may be good
         }
     }

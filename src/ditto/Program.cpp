@@ -2,7 +2,6 @@
 
 #include "ditto/Checks.h"
 #include "ditto/Error.h"
-#include "ditto/Inflater.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -40,7 +39,7 @@ constexpr uint64_t writeBackBytes = 1U << 20U;
 
 /// Makes a file, and brings a large one to the disk early. A failure ends the program, which closes
 /// the file.
-void makeFile(const std::string &path, const Entry &entry, Inflater &inflater)
+void makeFile(const std::string &path, const Entry &entry, const ArchiveFile &archive)
 {
     const mode_t mode = (entry.mode() & S_IXUSR) != 0 ? executableMode : plainMode;
     const int descriptor =
@@ -50,7 +49,7 @@ void makeFile(const std::string &path, const Entry &entry, Inflater &inflater)
     }
     uint64_t size = 0;
     uint64_t started = 0; // bytes on their way to the disk
-    inflater.unpack(entry, [&](const unsigned char *bytes, size_t count) {
+    archive.unpack(entry, [&](const unsigned char *bytes, size_t count) {
         for (size_t done = 0; done < count;) {
             const ssize_t now = write(descriptor, bytes + done, count - done);
             if (now < 0) {
@@ -69,13 +68,13 @@ void makeFile(const std::string &path, const Entry &entry, Inflater &inflater)
     }
 }
 
-Links readLinks(const std::vector<Entry> &entries, Inflater &inflater)
+Links readLinks(const std::vector<Entry> &entries, const ArchiveFile &archive)
 {
     Links links;
     for (const Entry &entry : entries) {
         if (entry.type() == Entry::Type::link) {
             std::string &target = links[entry.fileName];
-            inflater.unpack(entry, [&](const unsigned char *bytes, size_t count) {
+            archive.unpack(entry, [&](const unsigned char *bytes, size_t count) {
                 target.append(reinterpret_cast<const char *>(bytes), count); // NOLINT
             });
         }
@@ -88,8 +87,7 @@ void fill(const ArchiveFile &archive, const std::string &destination)
 {
     std::vector<Entry> entries = readDirectory(archive);
     checkDirectory(entries);
-    Inflater inflater(archive);
-    const Links links = readLinks(entries, inflater);
+    const Links links = readLinks(entries, archive);
     checkLinks(links);
 
     const std::string root = destination + '/';
@@ -102,7 +100,7 @@ void fill(const ArchiveFile &archive, const std::string &destination)
             }
         });
         if (entry.type() == Entry::Type::file) {
-            makeFile(root + entry.fileName, entry, inflater);
+            makeFile(root + entry.fileName, entry, archive);
         }
     }
     for (const auto &[name, target] : links) {

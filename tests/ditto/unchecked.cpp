@@ -5,8 +5,8 @@
 // usage: ditto_unchecked   -x -k ARCHIVE DESTINATION   (in the sandbox)
 //        ditto_unsandboxed -x -k ARCHIVE DESTINATION   (without)
 
+#include "ditto/Directory.h"
 #include "ditto/Error.h"
-#include "ditto/Inflater.h"
 #include "ditto/Program.h"
 
 #include <cerrno>
@@ -39,14 +39,14 @@ void makeRoom(int descriptor, uint64_t size)
     lseek(descriptor, 0, SEEK_SET);
 }
 
-void addFile(const Entry &entry, const std::string &place, Inflater &inflater)
+void addFile(const Entry &entry, const std::string &place, const ArchiveFile &archive)
 {
     const int descriptor = open(place.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, usualMode);
     if (descriptor >= 0 && entry.uncompressedSize > largeFile) {
         makeRoom(descriptor, entry.uncompressedSize);
     }
     try {
-        inflater.unpack(entry, [descriptor](const unsigned char *bytes, size_t count) {
+        archive.unpack(entry, [descriptor](const unsigned char *bytes, size_t count) {
             if (descriptor >= 0 && write(descriptor, bytes, count) < 0) {
                 throw Error("can't write");
             }
@@ -58,10 +58,10 @@ void addFile(const Entry &entry, const std::string &place, Inflater &inflater)
     }
 }
 
-void addLink(const Entry &entry, const std::string &place, Inflater &inflater)
+void addLink(const Entry &entry, const std::string &place, const ArchiveFile &archive)
 {
     std::string target;
-    inflater.unpack(entry, [&target](const unsigned char *bytes, size_t count) {
+    archive.unpack(entry, [&target](const unsigned char *bytes, size_t count) {
         target.append(reinterpret_cast<const char *>(bytes), count); // NOLINT
     });
     unlink(place.c_str());
@@ -77,16 +77,15 @@ void giveMode(const Entry &entry, const std::string &place)
 
 void unpackUnchecked(const ArchiveFile &archive, const std::string &destination)
 {
-    Inflater inflater(archive);
     for (const Entry &entry : readDirectory(archive)) {
         const std::string place = (fs::path(destination) / entry.fileName).string();
         const bool isFolder = entry.type() == Entry::Type::folder;
         std::error_code ignored;
         fs::create_directories(isFolder ? fs::path(place) : fs::path(place).parent_path(), ignored);
         if (entry.type() == Entry::Type::file) {
-            addFile(entry, place, inflater);
+            addFile(entry, place, archive);
         } else if (entry.type() == Entry::Type::link) {
-            addLink(entry, place, inflater);
+            addLink(entry, place, archive);
         } else if (!isFolder) {
             mknod(place.c_str(), entry.mode(), 0x0103);
         }
