@@ -30,26 +30,13 @@ SmoothRectangle {
             font: Theme.callout
         }
         TextPane {
-            id: pane
-
-            // The scroll position that shows the end of the text.
-            property real seenY: 0
-
-            // The last lines say what went wrong.
-            function followEnd(anyway) {
-                const follows = anyway || scroller.contentY >= seenY - 1;
-                seenY = Math.max(0, scroller.contentHeight - scroller.height);
-                if (follows)
-                    scroller.contentY = seenY;
-            }
-
             objectName: "failureText"
             width: parent.width
             height: 140
             label: "Last lines of the log"
             text: view.model.failureText
-            edit.onTextChanged: followEnd(true)
-            scroller.onContentHeightChanged: followEnd(false)
+            // The last lines say what went wrong.
+            edit.onTextChanged: showEnd()
         }
         CopyButton {
             objectName: "copyFailureButton"

@@ -107,9 +107,8 @@ void LogDocument::removeFront(qint64 count)
     if (count <= 0) {
         return;
     }
-    const bool following = contentY() >= lastY() - 1;
     const bool all = count >= count_;
-    const qreal height = all ? 0 : topOf(count) - topOf(0);
+    const qreal y = contentY() - (all ? 0 : topOf(count) - topOf(0));
     QTextCursor cursor(document_);
     if (all) {
         cursor.movePosition(QTextCursor::End, QTextCursor::KeepAnchor);
@@ -117,11 +116,10 @@ void LogDocument::removeFront(qint64 count)
         cursor.setPosition(document_->findBlockByNumber(static_cast<int>(count)).position(),
                            QTextCursor::KeepAnchor);
     }
-    const qreal y = contentY() - height;
     cursor.removeSelectedText();
     first_ += std::min(count, count_);
     count_ -= std::min(count, count_);
-    scroller_->setProperty("contentY", following ? lastY() : std::clamp(y, 0.0, lastY()));
+    QMetaObject::invokeMethod(scroller_, "scrollTo", Q_ARG(QVariant, y));
 }
 
 /// Inserts entries before the first or after the last shown one.
@@ -137,7 +135,6 @@ void LogDocument::insert(qint64 from, qint64 count)
         }
         text += asBlock(log_->lines().at(entry - log_->dropped()));
     }
-    const bool following = contentY() >= lastY() - 1;
     const bool behind = from >= first_;
     const int anchor = edit_->property("selectionStart").toInt();
     const int position = edit_->property("selectionEnd").toInt();
@@ -150,7 +147,7 @@ void LogDocument::insert(qint64 from, qint64 count)
     // Inserted text must not extend a selection that ends there.
     const bool touched =
         behind && count_ > 0 && anchor != position && position == cursor.position();
-    qreal y = contentY();
+    const qreal y = contentY();
     if (count_ == 0) {
         cursor.select(QTextCursor::Document); // the placeholder
         cursor.insertText(text);
@@ -160,14 +157,13 @@ void LogDocument::insert(qint64 from, qint64 count)
     } else {
         cursor.insertText(text + QLatin1Char('\n'));
         first_ = from;
-        y += topOf(count) - topOf(0);
+        scroller_->setProperty("contentY", y + topOf(count) - topOf(0));
     }
     count_ += count;
     if (touched) {
         QMetaObject::invokeMethod(edit_, "select", Q_ARG(int, backwards ? position : anchor),
                                   Q_ARG(int, backwards ? anchor : position));
     }
-    scroller_->setProperty("contentY", following ? lastY() : y);
 }
 
 qreal LogDocument::topOf(qint64 block) const
@@ -175,11 +171,6 @@ qreal LogDocument::topOf(qint64 block) const
     return document_->documentLayout()
         ->blockBoundingRect(document_->findBlockByNumber(static_cast<int>(block)))
         .top();
-}
-
-qreal LogDocument::lastY() const
-{
-    return std::max(0.0, scroller_->property("contentHeight").toReal() - scroller_->height());
 }
 
 qreal LogDocument::contentY() const

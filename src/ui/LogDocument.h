@@ -14,8 +14,7 @@ namespace brindle {
 /// text, so a selection survives and a flood of lines leaves time to draw. A long log appears from
 /// its end; older entries follow in the next frames.
 ///
-/// While the view shows the end, it follows the end. Elsewhere it keeps its lines. Main thread
-/// only.
+/// The view keeps the lines that it shows, unless its scroller follows the end. Main thread only.
 class LogDocument : public QQuickItem
 {
     Q_OBJECT
@@ -48,7 +47,6 @@ private:
     void removeFront(qint64 count);
     void insert(qint64 from, qint64 count);
     qreal topOf(qint64 block) const;
-    qreal lastY() const;
     qreal contentY() const;
 
     QPointer<LogStore> log_;

@@ -11,11 +11,24 @@ Item {
     property int maxLineLength: 2000
     readonly property alias edit: edit
     readonly property alias scroller: scroller
-    // Not a binding, because reading the height could scroll.
+    // The pane follows its end until the player scrolls away. Not a binding, because reading the
+    // height could scroll.
     property bool atEnd: true
 
     function look() {
         atEnd = scroller.contentY >= scroller.contentHeight - scroller.height - 1;
+    }
+
+    function showEnd() {
+        scroller.contentY = Math.max(0, scroller.contentHeight - scroller.height);
+        look();
+    }
+
+    function follow() {
+        if (atEnd)
+            showEnd();
+        else
+            look();
     }
 
     // Lets a selection by keyboard begin in sight.
@@ -43,8 +56,8 @@ Item {
         line: Math.ceil(metrics.lineSpacing)
         followsFocus: false
         onContentYChanged: pane.look()
-        onContentHeightChanged: pane.look()
-        onHeightChanged: pane.look()
+        onContentHeightChanged: pane.follow()
+        onHeightChanged: pane.follow()
         contentHeight: edit.height
 
         FontMetrics {
@@ -122,7 +135,7 @@ Item {
         font: Theme.caption
         fill: down ? Theme.mixed(Theme.menu, Theme.text, 0.2) : hovered ? Theme.mixed(Theme.menu, Theme.text, 0.1) : Theme.menu
         focusPolicy: Qt.NoFocus
-        onClicked: scroller.scrollTo(scroller.contentHeight)
+        onClicked: pane.showEnd()
     }
 
     FocusRing {
