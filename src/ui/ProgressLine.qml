@@ -14,35 +14,6 @@ T.ProgressBar {
     Accessible.name: "Progress"
     Accessible.description: description
 
-    // Moves to and fro while the window is visible, unless the desktop asks for less motion.
-    component IndeterminateBar: Rectangle {
-        id: piece
-
-        required property real range
-        readonly property alias moving: animation.running
-        readonly property bool seen: visible && Window.visibility !== Window.Hidden && Window.visibility !== Window.Minimized
-
-        x: range / 2
-
-        SequentialAnimation on x {
-            id: animation
-            running: piece.seen && !Theme.still
-            loops: Animation.Infinite
-            NumberAnimation {
-                from: 0
-                to: piece.range
-                duration: 1100
-                easing.type: Easing.InOutSine
-            }
-            NumberAnimation {
-                from: piece.range
-                to: 0
-                duration: 1100
-                easing.type: Easing.InOutSine
-            }
-        }
-    }
-
     background: Rectangle {
         radius: height / 2
         color: Theme.track
@@ -52,21 +23,30 @@ T.ProgressBar {
         clip: true
 
         Rectangle {
-            visible: !control.indeterminate
-            width: Math.max(control.visualPosition * parent.width, control.visualPosition > 0 ? height : 0)
-            height: parent.height
-            radius: height / 2
-            color: Theme.accentLine
-        }
+            id: fill
+            objectName: "fill"
 
-        IndeterminateBar {
-            objectName: "indeterminateBar"
-            visible: control.indeterminate
-            width: parent.width * 0.28
+            readonly property alias moving: animation.running
+            readonly property bool seen: visible && Window.visibility !== Window.Hidden && Window.visibility !== Window.Minimized
+            // The share of the way that the wandering piece is from the left.
+            property real place: 0.5
+
+            x: control.indeterminate ? place * (parent.width - width) : 0
+            width: control.indeterminate ? 0.28 * parent.width : Math.max(control.position * parent.width, control.position > 0 ? height : 0)
             height: parent.height
             radius: height / 2
-            range: control.availableWidth - width
             color: Theme.accentLine
+
+            // To and fro, unless nobody sees it or the desktop asks for less motion.
+            NumberAnimation on place {
+                id: animation
+                running: control.indeterminate && fill.seen && !Theme.still
+                from: 0
+                to: 1
+                duration: 2200
+                easing.type: Easing.SineCurve
+                loops: Animation.Infinite
+            }
         }
     }
 }
