@@ -43,13 +43,10 @@ Column {
         DoubleClickGuard {}
     }
 
-    Label {
+    Note {
         objectName: "downloadHint"
-        width: parent.width
         visible: area.model.phase === StatusView.NotDownloaded
         content: "Downloads the game and the Godot engine once, about 110 MB. Nothing to type."
         font: Theme.caption
-        color: Theme.secondary
-        horizontalAlignment: Text.AlignHCenter
     }
 }

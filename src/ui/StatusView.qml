@@ -57,14 +57,12 @@ Column {
         }
     }
 
-    Label {
+    Note {
         id: step
         objectName: "stepText"
-        width: parent.width
         visible: view.working && text !== ""
         content: view.model.stepText
-        font: Theme.callout
-        horizontalAlignment: Text.AlignHCenter
+        color: Theme.text
     }
 
     Column {
@@ -140,25 +138,18 @@ Column {
         }
     }
 
-    Label {
+    Note {
         id: needs
         objectName: "needsMessage"
-        width: parent.width
         visible: view.model.phase === StatusView.Needs
         content: view.model.needsMessage
         maxLength: 2000
-        font: Theme.callout
         color: Theme.errorText
-        horizontalAlignment: Text.AlignHCenter
     }
 
-    Label {
+    Note {
         objectName: "playingNote"
-        width: parent.width
         visible: view.model.phase === StatusView.Playing
         content: "The game is open in its own window."
-        font: Theme.callout
-        color: Theme.secondary
-        horizontalAlignment: Text.AlignHCenter
     }
 }
