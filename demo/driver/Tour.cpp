@@ -123,11 +123,11 @@ QCoro::Task<> Tour::sheets()
     co_await press(u"settingsButton"_s);
     co_await untilSeen(u"resolutionPicker"_s);
     co_await picture(u"settings"_s);
-    co_await press(u"doneButton"_s);
+    co_await press(u"closeButton"_s);
     co_await press(u"aboutButton"_s);
-    co_await untilSeen(u"doneButton"_s);
+    co_await untilSeen(u"closeButton"_s);
     co_await picture(u"about"_s);
-    co_await press(u"doneButton"_s);
+    co_await press(u"closeButton"_s);
 }
 
 QCoro::Task<> Tour::secondPlay()

@@ -8,6 +8,7 @@ SheetView {
     required property var model
 
     title: "About Brindle"
+    closeText: "Done"
     spacing: 10
     implicitWidth: 440
 
@@ -73,11 +74,5 @@ SheetView {
         objectName: "aboutLauncher"
         content: "The game belongs to its author. This app is only a launcher: it downloads the game and Godot and starts them. Nothing is sent anywhere except those downloads."
         color: Theme.secondary
-    }
-
-    footer: CloseButton {
-        objectName: "doneButton"
-        sheet: view
-        text: "Done"
     }
 }

@@ -15,8 +15,6 @@ Sheet {
     objectName: "alertSheet"
     z: 1
     visible: true
-    guarded: unprompted
-    onDismissed: answered(buttons.length - 1)
 
     // The view is created by the sheet, but sees the names of this file.
     // qmllint disable unqualified
@@ -29,14 +27,16 @@ Sheet {
             fromTheStart: true
             interval: Math.max(500, Application.styleHints.mouseDoubleClickInterval)
             onVisibleChanged: {
-                if (!visible && alert.guarded) {
-                    alert.guarded = false;
+                if (!visible && body.guarded) {
+                    body.guarded = false;
                     first.forceActiveFocus();
                 }
             }
         }
 
         title: DisplayText.of(alert.message)
+        guarded: alert.unprompted
+        onDismissed: alert.answered(alert.buttons.length - 1)
         heading.objectName: "alertMessage"
         heading.font: Theme.headline
         implicitWidth: 460
@@ -64,7 +64,7 @@ Sheet {
             ProminentButton {
                 id: first
                 objectName: "alertButton0"
-                focus: !alert.guarded
+                focus: !body.guarded
                 text: alert.buttons[0]
                 Accessible.defaultButton: true
                 onClicked: alert.answered(0)
@@ -83,7 +83,7 @@ Sheet {
 
             // Has the keyboard until the alert listens.
             Item {
-                focus: alert.guarded
+                focus: body.guarded
                 Keys.onPressed: event => event.accepted = true
             }
         }

@@ -45,30 +45,6 @@ FocusScope {
         duration: Theme.duration
         easing.type: Easing.OutCubic
     }
-    component Part: Column {
-        id: part
-
-        property bool moves
-        property bool slides: moves
-
-        x: 24
-        width: parent.width - 48
-        spacing: 14
-        add: Transition {
-            enabled: part.moves
-            Fade { property: "opacity"; from: 0; to: 1 }
-        }
-        move: Transition {
-            enabled: part.moves
-            Fade { property: "y" }
-            Fade { property: "opacity"; to: 1 }
-        }
-        Behavior on y {
-            enabled: part.slides
-            Fade {}
-        }
-    }
-
     Scroller {
         id: scroller
         objectName: "scroller"
@@ -86,10 +62,12 @@ FocusScope {
         readonly property real leastHeight: game.height + status.height + actions.height + 2 * 24 + 2 * 14
         readonly property real actionsY: contentHeight - 24 - actions.height
 
-        Part {
+        Column {
             id: game
+            x: 24
             y: 24
-            moves: root.settled
+            width: parent.width - 48
+            spacing: 14
 
             HeroView {
                 objectName: "hero"
@@ -100,32 +78,24 @@ FocusScope {
                 width: parent.width
                 spacing: 4
 
-                Label {
+                Note {
                     objectName: "name"
-                    width: parent.width
                     content: root.model.name
                     font: Theme.largeTitle
-                    horizontalAlignment: Text.AlignHCenter
+                    color: Theme.text
                     maximumLineCount: 3
                     elide: Text.ElideRight
                     Accessible.role: Accessible.Heading
                 }
-                Label {
+                Note {
                     objectName: "tagline"
-                    width: parent.width
                     content: root.model.tagline
-                    font: Theme.callout
-                    color: Theme.secondary
-                    horizontalAlignment: Text.AlignHCenter
                 }
-                Label {
+                Note {
                     objectName: "licenseLine"
-                    width: parent.width
                     content: DisplayText.of(root.model.licenseName) + " · " + DisplayText.of(root.model.copyright)
                     maxLength: 2000
                     font: Theme.caption
-                    color: Theme.secondary
-                    horizontalAlignment: Text.AlignHCenter
                 }
             }
 
@@ -135,15 +105,12 @@ FocusScope {
                 model: root.model
             }
 
-            Label {
+            Note {
                 id: hint
                 objectName: "performanceHint"
-                width: parent.width
                 leftPadding: bolt.width + 4
                 content: "This is a 3D game: it runs best on a fast Mac (Apple silicon recommended)."
                 font: Theme.caption
-                color: Theme.secondary
-                horizontalAlignment: Text.AlignHCenter
 
                 Symbol {
                     id: bolt
@@ -163,7 +130,7 @@ FocusScope {
         StatusView {
             id: status
             objectName: "status"
-            x: 24
+            x: game.x
             // Grows upwards, so that Play stays where it is.
             y: scroller.actionsY - 14 - height
             Behavior on y {
@@ -174,12 +141,26 @@ FocusScope {
             model: root.model
         }
 
-        Part {
+        Column {
             id: actions
+            x: game.x
             y: scroller.actionsY
-            moves: root.settled
-            // A failure is scrolled into view at once, so it must not slide.
-            slides: moves && !failure.visible
+            width: game.width
+            spacing: 14
+            add: Transition {
+                enabled: root.settled
+                Fade { property: "opacity"; from: 0; to: 1 }
+            }
+            move: Transition {
+                enabled: root.settled
+                Fade { property: "y" }
+                Fade { property: "opacity"; to: 1 }
+            }
+            Behavior on y {
+                // A failure is scrolled into view at once, so it must not slide.
+                enabled: root.settled && !failure.visible
+                Fade {}
+            }
 
             PlayArea {
                 id: playArea
@@ -233,22 +214,26 @@ FocusScope {
     Sheet {
         objectName: "settingsSheet"
         visible: root.settingsShown
-        onDismissed: root.settingsShown = false
-        content: SettingsView { model: root.model }
+        content: SettingsView {
+            model: root.model
+            onDismissed: root.settingsShown = false
+        }
     }
     Sheet {
         objectName: "aboutSheet"
         visible: root.aboutShown
-        onDismissed: root.aboutShown = false
-        content: AboutView { model: root.model }
+        content: AboutView {
+            model: root.model
+            onDismissed: root.aboutShown = false
+        }
     }
     Sheet {
         objectName: "logSheet"
         visible: root.logShown
-        onDismissed: root.logShown = false
         content: LogView {
             model: root.model
             log: root.model.log
+            onDismissed: root.logShown = false
         }
     }
 

@@ -9,6 +9,7 @@ SheetView {
     required property var log
 
     title: "Log"
+    closeText: "Close"
     heading.font: Theme.headline
     implicitWidth: 600
     implicitHeight: 420
@@ -24,18 +25,11 @@ SheetView {
         label: "Log"
     }
 
-    footer: [
-        CopyButton {
-            objectName: "copyLogButton"
-            what: "log"
-            onClicked: view.model.copyLog()
-        },
-        CloseButton {
-            objectName: "closeButton"
-            sheet: view
-            text: "Close"
-        }
-    ]
+    footer: CopyButton {
+        objectName: "copyLogButton"
+        what: "log"
+        onClicked: view.model.copyLog()
+    }
 
     LogDocument {
         log: view.log // qmllint disable

@@ -8,6 +8,7 @@ SheetView {
     required property var model
 
     title: "Settings"
+    closeText: "Done"
     spacing: 12
     // Wider only where the desktop's font makes the resolutions wider.
     implicitWidth: Math.max(420, resolutions.naturalWidth + 2 * padding)
@@ -116,11 +117,5 @@ SheetView {
             text: "Reveal in Finder"
             onClicked: view.model.revealInFinder()
         }
-    }
-
-    footer: CloseButton {
-        objectName: "doneButton"
-        sheet: view
-        text: "Done"
     }
 }

@@ -9,10 +9,6 @@ T.Popup {
     // A SheetView, which exists only while the sheet is visible.
     required property Component content
     readonly property SheetView view: loader.item as SheetView
-    // Escape does nothing while this is true.
-    property bool guarded: false
-    signal dismissed()
-
     property real slide: 0
 
     // Gives positioners the size that they would get with the next frame.
@@ -37,23 +33,7 @@ T.Popup {
         active: sheet.visible
         focus: true
         sourceComponent: sheet.content
-        onLoaded: {
-            sheet.view.dismissed.connect(sheet.dismissed);
-            sheet.layOut(item);
-        }
-
-        Shortcut {
-            sequences: ["Return", "Enter"]
-            autoRepeat: false
-            enabled: sheet.view?.defaultButton ?? false
-            onActivated: sheet.view.defaultButton.clicked()
-        }
-        Shortcut {
-            sequences: ["Escape", "Ctrl+W"]
-            autoRepeat: false
-            enabled: sheet.visible && !sheet.guarded
-            onActivated: sheet.dismissed()
-        }
+        onLoaded: sheet.layOut(item)
     }
 
     background: SmoothRectangle {

@@ -1,18 +1,20 @@
 import QtQuick
-import QtQuick.Templates as T
 import Brindle
 
 // The content of a sheet: a column that begins with the title, and a fixed row below it. The column
-// scrolls where it has too little height.
+// scrolls where it has too little height. Escape dismisses the sheet.
 FocusScope {
     id: view
 
     required property string title
-    // Return presses this button, whatever has the focus.
-    property T.AbstractButton defaultButton: null
+    // The text of a button at the right of the row, which dismisses the sheet. Return presses the
+    // button, whatever has the focus.
+    property string closeText
+    // Escape does nothing while this is true.
+    property bool guarded: false
     default property alias contents: column.data
     property alias heading: heading
-    property alias footer: footer.data
+    property alias footer: others.data
     property alias spacing: column.spacing
     property real padding: 20
     // The distance between the column and the row below.
@@ -30,6 +32,19 @@ FocusScope {
     Keys.forwardTo: [scroller]
 
     FocusKeeper {}
+
+    Shortcut {
+        sequences: ["Return", "Enter"]
+        autoRepeat: false
+        enabled: view.closeText !== ""
+        onActivated: view.dismissed()
+    }
+    Shortcut {
+        sequences: ["Escape", "Ctrl+W"]
+        autoRepeat: false
+        enabled: !view.guarded
+        onActivated: view.dismissed()
+    }
 
     Scroller {
         id: scroller
@@ -66,5 +81,20 @@ FocusScope {
         y: view.height - height - view.padding
         width: view.width - 2 * view.padding
         height: childrenRect.height
+
+        Item {
+            id: others
+            width: parent.width
+            height: childrenRect.height
+        }
+        ProminentButton {
+            objectName: "closeButton"
+            anchors.right: parent.right
+            visible: view.closeText !== ""
+            focus: view.closeText !== ""
+            text: view.closeText
+            Accessible.defaultButton: true
+            onClicked: view.dismissed()
+        }
     }
 }

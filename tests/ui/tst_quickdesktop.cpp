@@ -167,7 +167,7 @@ private Q_SLOTS:
         press(Qt::Key_Escape);
         QTRY_COMPARE(answers_, QStringList{u"one: 1"_s});
         QVERIFY(sheet);
-        QTRY_VERIFY(hasFocus(u"doneButton"_s));
+        QTRY_VERIFY(hasFocus(u"closeButton"_s));
         press(Qt::Key_Escape);
         QTRY_VERIFY(!sheet);
     }

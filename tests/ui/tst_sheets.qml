@@ -39,9 +39,9 @@ Item {
 
         function test_opening_data() {
             return [
-                { tag: "log", button: "showLogButton", close: "closeButton", text: "Close", width: 600, height: 420 },
-                { tag: "settings", button: "settingsButton", close: "doneButton", text: "Done", width: 420 },
-                { tag: "about", button: "aboutButton", close: "doneButton", text: "Done", width: 440 }
+                { tag: "log", button: "showLogButton", text: "Close", width: 600, height: 420 },
+                { tag: "settings", button: "settingsButton", text: "Done", width: 420 },
+                { tag: "about", button: "aboutButton", text: "Done", width: 440 }
             ];
         }
         function test_opening(data) {
@@ -61,8 +61,8 @@ Item {
             for (const key of [Qt.Key_Return, Qt.Key_Enter, Qt.Key_Escape, null]) {
                 open(data.tag);
                 if (key === null) {
-                    compare(child(data.close).text, data.text);
-                    mouseClick(child(data.close));
+                    compare(child("closeButton").text, data.text);
+                    mouseClick(child("closeButton"));
                 } else {
                     keyClick(key);
                 }
@@ -106,11 +106,11 @@ Item {
         // Items stand in one column, and those of `rows` side by side.
         function test_places_data() {
             return [
-                { tag: "settings", padding: 20, spacing: 12, rows: [["savesButton", "revealButton"]], last: "doneButton", column: [
-                    "Settings", "windowPicker", "resolutionPicker", "divider", "upkeep", "divider", "savesButton", "doneButton"] },
-                { tag: "about", padding: 20, spacing: 10, rows: [], last: "doneButton", column: [
-                    "About Brindle", "aboutGame", "aboutRepository", "aboutEngine", "repositoryLink", "aboutLauncher", "doneButton"] },
-                { tag: "log", padding: 16, spacing: 10, rows: [["copyLogButton", "closeButton"]], last: "closeButton", column: [
+                { tag: "settings", padding: 20, spacing: 12, rows: [["savesButton", "revealButton"]], column: [
+                    "Settings", "windowPicker", "resolutionPicker", "divider", "upkeep", "divider", "savesButton", "closeButton"] },
+                { tag: "about", padding: 20, spacing: 10, rows: [], column: [
+                    "About Brindle", "aboutGame", "aboutRepository", "aboutEngine", "repositoryLink", "aboutLauncher", "closeButton"] },
+                { tag: "log", padding: 16, spacing: 10, rows: [["copyLogButton", "closeButton"]], column: [
                     "Log", "logPane", "copyLogButton"] }
             ];
         }
@@ -128,13 +128,13 @@ Item {
             for (const name of data.column) {
                 const item = name === "divider" ? dividers.shift() : label(name) ?? child(name);
                 compare(place(item).top, y + data.spacing, name);
-                if (name !== "doneButton")
+                if (name !== "closeButton")
                     compare(place(item).left, data.padding, name);
                 y = place(item).bottom;
             }
             compare(y, sheet.height - data.padding);
             compare(dividers.length, 0);
-            compare(place(child(data.last)).right, sheet.width - data.padding);
+            compare(place(child("closeButton")).right, sheet.width - data.padding);
             for (const [left, right] of data.rows) {
                 compare(place(child(right)).top, place(child(left)).top);
                 verify(place(child(right)).left >= place(child(left)).right + Theme.buttonSpacing);

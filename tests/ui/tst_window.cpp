@@ -207,7 +207,7 @@ private Q_SLOTS:
             QTest::simulateEvent(window(), true, key, modifier, {}, isRepeated);
             QCoreApplication::processEvents();
         }
-        QTRY_VERIFY(!view_->find(u"doneButton"_s));
+        QTRY_VERIFY(!view_->find(u"closeButton"_s));
         QTest::simulateEvent(window(), true, key, modifier, {}, true);
         QVERIFY(window()->isVisible());
     }
