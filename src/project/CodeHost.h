@@ -10,7 +10,7 @@
 
 namespace brindle {
 
-/// What downloads need from outside.
+/// The code host, folders and platform of all downloads.
 struct Surroundings
 {
     QUrl codeHost; ///< base address of the code-hosting service, without a trailing slash

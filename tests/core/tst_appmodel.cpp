@@ -98,7 +98,7 @@ private Q_SLOTS:
         }
     }
 
-    void saysThatSettingsCantBeStored()
+    void reportsUnsavedSettings()
     {
         // No file can be written at this path.
         QVERIFY(QDir().mkpath(fixture_->settingsFile() + u"/in the way"_s));
@@ -160,7 +160,7 @@ private Q_SLOTS:
         QVERIFY(model().log.lines().isEmpty());
     }
 
-    void theGameIsLookedForBehindTheFirstLook_data()
+    void searchesForTheGameInTheBackground_data()
     {
         QTest::addColumn<QString>("removed");
         QTest::addColumn<QString>("written");
@@ -184,7 +184,7 @@ private Q_SLOTS:
         old.configVersion = 4;
         row("no engine fits", {}, none, none, u"info.json"_s, old.toJson());
     }
-    void theGameIsLookedForBehindTheFirstLook()
+    void searchesForTheGameInTheBackground()
     {
         QFETCH(const QString, removed);
         QFETCH(const QString, written);
@@ -211,7 +211,7 @@ private Q_SLOTS:
                  removed.startsWith(u"Game") ? std::nullopt : std::optional(fixture_->project()));
     }
 
-    void aLookThatATaskOvertakesChangesNothing()
+    void dropsTheSearchOnceATaskRuns()
     {
         fixture_->installByHand();
         WorkerHold workers;
@@ -361,7 +361,7 @@ private Q_SLOTS:
                 Text::byteCount(Paths::folderSize(fixture_->root(u"Game"_s))));
     }
 
-    void aHeadlineFromAWorkerSetsThreeFields()
+    void statusBoxSetsThreeFields()
     {
         model().updateProgress(1, 2, 3);
         const QString detail = model().detail();
@@ -382,18 +382,14 @@ private Q_SLOTS:
         QCOMPARE(model().detail(), detail);
     }
 
-    void aHeadlineForAModelThatIsGoneDoesNothing()
+    void statusBoxOutlivesTheModel()
     {
         auto other = std::make_unique<ModelFixture>();
         const StatusBox box(&other->model());
         const ProgressCallback progress = other->model().progressHandler();
-        const auto call = [&] {
-            box.set(u"too late"_s);
-            progress(1, 2, 3);
-        };
-        call();
         other.reset();
-        call();
+        box.set(u"too late"_s);
+        progress(1, 2, 3);
         // The next model does not change either.
         QSignalSpy changes(&model(), &AppModel::willChange);
         serveEvents();

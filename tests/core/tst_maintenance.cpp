@@ -209,7 +209,7 @@ private Q_SLOTS:
         QCOMPARE(desktop().revealed.size(), 2);
     }
 
-    void theSaveFolderIsNamedAsTheEngineNamesIt_data()
+    void saveFolderFollowsTheEngine_data()
     {
         QTest::addColumn<QString>("project");
         QTest::addColumn<QString>("folder");
@@ -220,7 +220,7 @@ private Q_SLOTS:
         QTest::newRow("a path up") << u"../.."_s << u"..-.."_s;
     }
 
-    void theSaveFolderIsNamedAsTheEngineNamesIt()
+    void saveFolderFollowsTheEngine()
     {
         QFETCH(const QString, project);
         QFETCH(const QString, folder);

@@ -135,7 +135,7 @@ private Q_SLOTS:
         QVERIFY(!QFileInfo::exists(beside));
     }
 
-    void aDescriptionThatCantBeSavedIsIgnored()
+    void ignoresAnUnsavedDescription()
     {
         const QString info = fixture_->root(u"info.json"_s);
         writeFile(info, ProjectInfo::placeholder.toJson());
@@ -156,7 +156,7 @@ private Q_SLOTS:
         fixture_->finish(11, 0);
     }
 
-    void anImportMarkerThatCantBeSavedIsIgnored()
+    void ignoresAnUnsavedImportMarker()
     {
         fixture_->offerEngine(
             "#!/bin/sh\nmkdir -p \"$4/../../imported-4.3-stable.txt/in the way\"\n");
@@ -165,17 +165,7 @@ private Q_SLOTS:
         QVERIFY(QFileInfo(fixture_->root(u"imported-4.3-stable.txt"_s)).isDir());
     }
 
-    void anAddonsRunDoesNotImportAgain()
-    {
-        fixture_->installByHand();
-        writeFile(fixture_->root(u"unfinished"_s), "x");
-        fixture_->setUp();
-        QCOMPARE(model().state(), AppState::ready());
-        QVERIFY(!fixture_->logHas(u"engine is importing"_s));
-        QVERIFY(!QFileInfo::exists(fixture_->root(u"unfinished"_s)));
-    }
-
-    void aFirstDownloadThatFailsLeavesNothing()
+    void failedFirstDownloadLeavesNothing()
     {
         fixture_->refuse(ReleaseHost::gamePath(), 404);
         fixture_->playToTheEnd();
@@ -183,7 +173,7 @@ private Q_SLOTS:
         QVERIFY(!QFileInfo::exists(fixture_->root()));
     }
 
-    void aGameThatGoesDuringTheSetup()
+    void gameDisappearsDuringTheSetup()
     {
         connect(&model().log, &LogStore::linesChanged, this, [&] {
             if (model().log.lines().last().startsWith(u"• Game ready: "_s)) {
@@ -221,7 +211,7 @@ private Q_SLOTS:
         fixture_->finish(11, 0);
     }
 
-    void aGameThatIsNotStartingAnyMoreDoesNotCountAsOpen()
+    void onlyAStartingGameCountsAsOpen()
     {
         fixture_->installByHand();
         fixture_->playUntilOpen();
@@ -234,7 +224,7 @@ private Q_SLOTS:
         fixture_->finish(1, 0);
     }
 
-    void whatARunHasInFlightEndsWithIt()
+    void lateCallbacksChangeNothing()
     {
         fixture_->stall(ReleaseHost::gamePath());
         model().startWork(false);
@@ -306,7 +296,7 @@ private Q_SLOTS:
         QCOMPARE(model().state(), AppState::notDownloaded());
     }
 
-    void anUpdateThatFailsIsCompletedByTheNextPlay()
+    void nextPlayCompletesAFailedUpdate()
     {
         fixture_->setUp();
         fixture_->offerGame(PipelineFixture::projectFile("4.4"));
@@ -338,7 +328,7 @@ private Q_SLOTS:
                  "the new game must be imported again by every engine");
     }
 
-    void anEngineThatCannotStart()
+    void engineFailsToStart()
     {
         fixture_->installByHand("#!/no/such/interpreter\n");
         fixture_->playToTheEnd();

@@ -46,7 +46,7 @@ private Q_SLOTS:
         }
     }
 
-    void whatVouchesComesLast()
+    void marksReachTheDiskLast()
     {
 #ifndef Q_OS_LINUX
         QSKIP("the calls are recorded on Linux only");

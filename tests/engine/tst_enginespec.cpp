@@ -12,7 +12,7 @@ class TestEngineSpec : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void archivesAndProgramsAreNamedAsOnTheReleasePage_data()
+    void namesFollowTheReleasePage_data()
     {
         QTest::addColumn<Platform>("platform");
         QTest::addColumn<bool>("isMono");
@@ -40,7 +40,7 @@ private Q_SLOTS:
         row("Linux without builds", on("riscv64"), false, "Godot_v4.3-stable_linux.x86_64.zip",
             "Godot_v4.3-stable_linux.x86_64");
     }
-    void archivesAndProgramsAreNamedAsOnTheReleasePage()
+    void namesFollowTheReleasePage()
     {
         QFETCH(Platform, platform);
         QFETCH(bool, isMono);
@@ -49,24 +49,13 @@ private Q_SLOTS:
         QTEST(spec.program(platform), "program");
     }
 
-    void gamesKeepTheirDataWhereTheEngineDoes()
+    void userDataFolderFollowsTheEngine()
     {
         QCOMPARE(EngineSpec::userDataFolder(Platform::macOS(u"/Users/ada"_s)),
                  u"/Users/ada/Library/Application Support/Godot/app_userdata"_s);
         QCOMPARE(EngineSpec::userDataFolder(
                      Platform::linuxDesktop(u"/home/ada/.local/share"_s, QString(), QString())),
                  u"/home/ada/.local/share/godot/app_userdata"_s);
-    }
-
-    void bothBuildsOfAVersionLieSideBySide()
-    {
-        const QString root = u"/data/Brindle"_s;
-        const EngineSpec standard{u"4.2.2-stable"_s, false};
-        const EngineSpec mono{u"4.2.2-stable"_s, true};
-        QCOMPARE(standard.tag(), u"4.2.2-stable"_s);
-        QCOMPARE(standard.folder(root), u"/data/Brindle/Engine/4.2.2-stable"_s);
-        QCOMPARE(mono.tag(), u"4.2.2-stable-mono"_s);
-        QCOMPARE(mono.folder(root), u"/data/Brindle/Engine/4.2.2-stable-mono"_s);
     }
 };
 

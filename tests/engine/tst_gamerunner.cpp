@@ -96,7 +96,7 @@ private Q_SLOTS:
                                              u"/a $HOME \"game's\"; *"_s, u"--quit"_s}));
     }
 
-    void anEngineThatCannotStartIsNamed()
+    void namesAMissingEngine()
     {
         const QString missing = folder_->filePath(u"missing"_s);
         for (const auto &thrown : {thrownBy(runImport(missing)), thrownBy(play({}, missing))}) {
@@ -124,7 +124,7 @@ private Q_SLOTS:
         QCOMPARE(stayedOpen_, 0);
     }
 
-    void announcesAGameThatStaysOpenOnce()
+    void announcesAnOpenGameOnce()
     {
         const Gate gate;
         auto task = playUntil(gate);
@@ -142,7 +142,7 @@ private Q_SLOTS:
     }
 
     /// The ten seconds pass, and the game ends before the main thread looks.
-    void announcesNoGameThatHasEnded()
+    void announcesNoEndedGame()
     {
         const Gate gate;
         auto task = playUntil(gate);
@@ -185,7 +185,7 @@ private Q_SLOTS:
         QVERIFY(!runner_->userStopped());
     }
 
-    void killsAGameThatIgnoresTheStop()
+    void killsAGameAfterAnIgnoredStop()
     {
         auto task = play({u"report:15"_s, playing, untilAsked});
         waitFor(u"playing"_s);

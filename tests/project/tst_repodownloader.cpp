@@ -82,15 +82,10 @@ struct Setup
     {
         answers[target] = [body](HttpConnection &connection) { connection.respond(200, {}, body); };
     }
-    void setTool(const QByteArray &script)
-    {
-        writeScript(path(u"tool"_s), script);
-        setHost(server.url(), path(u"tool"_s));
-    }
-    void setHost(const QUrl &host, const QString &tool = QStringLiteral(BRINDLE_DITTO))
+    void setHost(const QUrl &host)
     {
         Platform platform;
-        platform.archiveTool = tool;
+        platform.archiveTool = QStringLiteral(BRINDLE_DITTO);
         repo = std::make_unique<RepoDownloader>(Surroundings{host, root(), temporary(), platform});
     }
 
@@ -161,7 +156,7 @@ private Q_SLOTS:
         QCOMPARE(most.load(), qint64(gameZip().size()));
     }
 
-    void whatGitPacksIsUnpacked()
+    void unpacksGitArchives()
     {
         Tree tree;
         tree.add(u"project.godot"_s, "config_version=5\n");
@@ -310,31 +305,13 @@ private Q_SLOTS:
         QCOMPARE(Files::names(setup_->root()), QStringList());
     }
 
-    void aFolderThatCannotBeMadeIsNamed()
+    void namesABlockedFolder()
     {
         writeFile(setup_->addon(u"file"_s), "x");
         setup_->put(addonTarget, addonZip());
         const auto thrown = thrownBy(setup_->fetch(u"file/one"_s));
         QVERIFY2(thrown && thrown->contains(setup_->addon(u"file"_s)),
                  qPrintable(thrown.value_or(QString())));
-    }
-
-    void aCancelledAddonLeavesItsFolder()
-    {
-        QDir().mkpath(setup_->addon(u"addons/one"_s));
-        setup_->setTool("touch '" + setup_->path(u"called"_s).toUtf8() + "'");
-        setup_->put(addonTarget, "x");
-        setup_->progress = [&](qint64, qint64, double) { setup_->stop.request_stop(); };
-        QVERIFY(endsCancelled(setup_->fetch()));
-        QVERIFY(!QFileInfo::exists(setup_->path(u"called"_s)));
-        QVERIFY(QFileInfo(setup_->addon(u"addons/one"_s)).isDir());
-    }
-
-    void aLoneFileIsTakenAsTheAddon()
-    {
-        setup_->put(addonTarget, zipOf({{u"only-file"_s, "x", S_IFREG | 0644}}));
-        await(setup_->fetch());
-        QCOMPARE(readFile(setup_->addon(u"addons/one"_s)), QByteArray("x"));
     }
 };
 
