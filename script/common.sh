@@ -14,52 +14,44 @@ fail() {
     exit 1
 }
 
-# usage_if_asked "$@": prints the comment at the head of the calling script for --help or -h.
-usage_if_asked() {
-    local argument
-    for argument in "$@"; do
-        case $argument in
-        --help | -h)
-            awk 'NR > 1 { if (!sub(/^# ?/, "")) exit; print }' "script/${0##*/}"
-            exit 0
-            ;;
-        esac
-    done
-}
+# For --help, prints the comment at the head of the calling script, whose arguments these are.
+for argument in "$@"; do
+    case $argument in
+    --help | -h)
+        awk 'NR > 1 { if (!sub(/^# ?/, "")) exit; print }' "script/${0##*/}"
+        exit 0
+        ;;
+    esac
+done
 
 # quietly <log> <command…>: keeps a command's output in a file and shows it only if it fails.
 quietly() {
     local log=$1 status=0
-    shift
     mkdir -p "$(dirname "$log")"
-    "$@" >"$log" 2>&1 || status=$?
+    "${@:2}" >"$log" 2>&1 || status=$?
     if [ "$status" -ne 0 ]; then
         cat "$log" >&2
-        echo "${0##*/}: failed: $*" >&2
+        echo "${0##*/}: failed: ${*:2}" >&2
     fi
     return "$status"
 }
 
 # configure <preset> [<option of cmake…>]: without options only where something has changed.
 configure() {
-    local preset=$1
-    shift
-    if [ "$#" -eq 0 ] && [ "build/$preset/build.ninja" -nt CMakePresets.json ]; then
-        quietly "build/$preset.configure.log" cmake --build "build/$preset" --target build.ninja
-        return
+    if [ "$#" -eq 1 ] && [ "build/$1/build.ninja" -nt CMakePresets.json ]; then
+        quietly "build/$1.configure.log" cmake --build "build/$1" --target build.ninja
+    else
+        quietly "build/$1.configure.log" cmake --preset "$@"
     fi
-    quietly "build/$preset.configure.log" cmake --preset "$preset" "$@"
 }
 
 # build <folder below build/> <target…>: on a terminal in one line that counts up, otherwise silent
 # unless it fails.
 build() {
-    local folder=build/$1
-    shift
     if [ -t 1 ]; then
-        cmake --build "$folder" --target "$@"
+        cmake --build "build/$1" --target "${@:2}"
     else
-        quietly "$folder.build.log" cmake --build "$folder" --target "$@"
+        quietly "build/$1.build.log" cmake --build "build/$1" --target "${@:2}"
     fi
 }
 
@@ -69,9 +61,4 @@ provide() {
     echo "${0##*/}: building (some minutes the first time)"
     configure "$1"
     build "$@"
-}
-
-# has_display: windows can be shown here.
-has_display() {
-    [ "$(uname -s)" = Darwin ] || [ -n "${DISPLAY:-}" ] || [ -n "${WAYLAND_DISPLAY:-}" ]
 }
