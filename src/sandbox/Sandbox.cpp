@@ -194,7 +194,7 @@ Sandbox::Parts Sandbox::available()
 #endif
 }
 
-Sandbox::Parts Sandbox::enter(const Rules &rules)
+void Sandbox::enter(const Rules &rules)
 {
     limit(RLIMIT_CORE, 0);
     // Otherwise a write over the limit ends the process without a message.
@@ -212,7 +212,6 @@ Sandbox::Parts Sandbox::enter(const Rules &rules)
         confineCalls();
     }
 #endif
-    return parts;
 }
 
 void startWriteBack([[maybe_unused]] int descriptor, [[maybe_unused]] uint64_t offset,

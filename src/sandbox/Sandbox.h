@@ -37,7 +37,7 @@ Parts available();
 ///
 /// Programs with address sanitizer get no limit on memory, since they reserve terabytes. They do
 /// not look for leaks, since that takes a second process.
-Parts enter(const Rules &rules);
+void enter(const Rules &rules);
 
 } // namespace Sandbox
 

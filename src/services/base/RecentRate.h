@@ -14,19 +14,38 @@ class RecentRate
 public:
     /// Adds the count at `time`, which never decreases. A smaller count than before starts a new
     /// measurement.
-    void add(Clock::Duration time, qint64 count);
+    void add(Clock::Duration time, qint64 count)
+    {
+        if (!samples_.isEmpty() && count < samples_.last().count) {
+            samples_.clear();
+        }
+        samples_.append({time, count});
+        while (samples_.first().time < time - window) {
+            samples_.removeFirst();
+        }
+    }
 
     /// Returns the growth per second up to the last `add`, or nothing within the first second.
-    std::optional<double> perSecond() const;
+    std::optional<double> perSecond() const
+    {
+        if (samples_.isEmpty() || samples_.last().time - samples_.first().time < shortestSpan) {
+            return std::nullopt;
+        }
+        const auto growth = static_cast<double>(samples_.last().count - samples_.first().count);
+        return growth / (samples_.last().time - samples_.first().time).count();
+    }
 
 private:
+    static constexpr Clock::Duration window{10};
+    static constexpr Clock::Duration shortestSpan{1};
+
     struct Sample
     {
         Clock::Duration time;
         qint64 count;
     };
 
-    QList<Sample> samples_; // of the last ten seconds
+    QList<Sample> samples_; // of the window
 };
 
 } // namespace brindle

@@ -65,12 +65,7 @@ bool Text::isWhitespace(QChar c)
 
 QString Text::withoutControls(const QString &text)
 {
-    QString rest = text;
-    // Most texts have none, and then `rest` shares their data.
-    if (std::any_of(text.cbegin(), text.cend(), isControl)) {
-        rest.removeIf(isControl);
-    }
-    return rest;
+    return QString(text).removeIf(isControl);
 }
 
 QStringView Text::withoutNewlines(QStringView text)

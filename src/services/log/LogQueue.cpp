@@ -22,16 +22,12 @@ void LogQueue::append(const QString &line)
     if (entry.isEmpty()) {
         return;
     }
-    bool schedulesTurn = false;
-    {
-        const std::lock_guard guard(lock_);
-        waiting_.push_back(std::move(entry));
-        if (waiting_.size() > static_cast<size_t>(LogStore::maxLines)) {
-            waiting_.pop_front();
-        }
-        schedulesTurn = !std::exchange(scheduled_, true);
+    const std::lock_guard guard(lock_);
+    waiting_.push_back(std::move(entry));
+    if (waiting_.size() > static_cast<size_t>(LogStore::maxLines)) {
+        waiting_.pop_front();
     }
-    if (schedulesTurn) {
+    if (!scheduled_) {
         schedule();
     }
 }
@@ -49,8 +45,10 @@ void LogQueue::flush()
     drain(std::numeric_limits<size_t>::max());
 }
 
+/// Posts the next turn. Call under the lock.
 void LogQueue::schedule()
 {
+    scheduled_ = true;
     QMetaObject::invokeMethod(
         QCoreApplication::instance(), [self = shared_from_this()] { self->drain(linesPerTurn); },
         Qt::QueuedConnection);
@@ -60,23 +58,21 @@ void LogQueue::schedule()
 void LogQueue::drain(size_t most)
 {
     std::vector<QString> turn;
-    bool more = false;
     {
         const std::lock_guard guard(lock_);
         const auto count = std::min(waiting_.size(), most);
         const auto end = waiting_.begin() + static_cast<std::ptrdiff_t>(count);
         turn.assign(std::make_move_iterator(waiting_.begin()), std::make_move_iterator(end));
         waiting_.erase(waiting_.begin(), end);
-        more = !waiting_.empty();
-        scheduled_ = more;
+        scheduled_ = false;
+        if (!waiting_.empty()) {
+            schedule();
+        }
     }
     for (QString &entry : turn) {
         if (log_) {
             log_->add(std::move(entry));
         }
-    }
-    if (more) {
-        schedule();
     }
 }
 
