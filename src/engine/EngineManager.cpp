@@ -82,7 +82,8 @@ QCoro::Task<QString> EngineManager::install(EngineSpec spec, ProgressCallback pr
             u"Godot %1 was not found on the official download page (status %2)."_s.arg(spec.version)
                 .arg(answer.status));
     }
-    const auto published = publishedDigest(answer.file->readAll(), zipName);
+    const auto published = co_await runOnWorker(
+        [file = answer.file, zipName] { return publishedDigest(file->readAll(), zipName); });
     if (!published) {
         throw SetupError(u"The official checksum list has no entry for %1."_s.arg(zipName));
     }
