@@ -6,6 +6,7 @@
 #include "base/Text.h"
 #include "files/Files.h"
 #include "support/Await.h"
+#include "support/SystemCalls.h"
 #include "support/WorkerHold.h"
 
 #include <QSignalSpy>
@@ -100,16 +101,20 @@ private Q_SLOTS:
 
     void reportsUnsavedSettings()
     {
-        // No file can be written at this path.
-        QVERIFY(QDir().mkpath(fixture_->settingsFile() + u"/in the way"_s));
-        model().setFullscreen(true);
+        model().setFullscreen(false); // makes the file
+        {
+            SystemCalls calls;
+            calls.before = [&](const QString &line) {
+                return line.endsWith(u" to "_s + fixture_->settingsFile()) ? ENOSPC : 0;
+            };
+            model().setFullscreen(true);
+        }
         spinUntil([&] { return !model().log.lines().isEmpty(); });
         QCOMPARE(model().log.lines(),
                  QStringList{u"• Problem: The settings could not be saved in %1."_s.arg(
                      fixture_->settingsFile())});
         QVERIFY2(model().fullscreen(), "it holds for this run");
 
-        QVERIFY(QDir(fixture_->settingsFile()).removeRecursively());
         model().setResolution(ResolutionChoice::r900);
         fixture_->restart();
         QVERIFY(model().fullscreen());
@@ -216,10 +221,10 @@ private Q_SLOTS:
         fixture_->installByHand();
         WorkerHold workers;
         AppModel &app = fixture_->modelAtStart();
+        workers.letPass(); // the search's result waits in the event loop
         app.updateGame();
         const AppState shown = app.state();
         QVERIFY(app.canCancel());
-        workers.letPass(); // the search at the start
         serveEvents();
         QCOMPARE(app.state(), shown);
         app.cancel();
