@@ -245,11 +245,19 @@ private Q_SLOTS:
         press(Qt::Key_Down, Qt::ShiftModifier);
         QCOMPARE(selected().section(u'\n', 0, 0), first);
         QCOMPARE(contentY(), 50 * lineHeight());
-        for (int i = 0; i < 60; ++i) {
-            press(Qt::Key_Down, Qt::ShiftModifier);
-        }
+        const auto extend = [this](Qt::Key key, int times) {
+            for (int i = 0; i < times; ++i) {
+                press(key, Qt::ShiftModifier);
+                const QRectF cursor = edit_->property("cursorRectangle").toRectF();
+                QVERIFY(cursor.top() >= contentY());
+                QVERIFY(cursor.bottom() <= contentY() + scroller_->height());
+            }
+        };
+        extend(Qt::Key_Down, 60);
         QCOMPARE(selected().count(u'\n'), 61);
-        QVERIFY2(contentY() > 50 * lineHeight(), "the view must follow the selection's end");
+        QVERIFY(contentY() > 50 * lineHeight());
+        extend(Qt::Key_Up, 59);
+        QCOMPARE(contentY(), 51 * lineHeight());
         press(Qt::Key_A, Qt::ControlModifier);
         press(Qt::Key_C, Qt::ControlModifier);
         QCOMPARE(QGuiApplication::clipboard()->text(), text());
