@@ -21,6 +21,7 @@
 #include <vector>
 
 #include <curl/curl.h>
+#include <openssl/crypto.h>
 
 namespace brindle {
 
@@ -91,7 +92,10 @@ public:
 
         takeConnections();
         // The receiver of the result may start the next transfer or end the program.
-        const auto end = qScopeGuard([this] { giveConnectionsBack(); });
+        const auto end = qScopeGuard([this] {
+            giveConnectionsBack();
+            OPENSSL_thread_stop(); // or the thread frees its state while the program ends
+        });
         const std::stop_callback wake(stop_, [this] { curl_multi_wakeup(multi_.get()); });
         return answer();
     }
