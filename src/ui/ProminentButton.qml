@@ -11,6 +11,7 @@ PlainButton {
     ink: enabled ? Theme.accentText : Theme.textOff
     fill: !enabled ? Theme.faceOff : down ? Theme.accentDown : hovered ? Theme.accentHover : Theme.accent
     horizontalPadding: 14
+    font: Theme.headline
 
     contentItem: Item {
         implicitWidth: children[0].implicitWidth

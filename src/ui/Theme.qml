@@ -32,8 +32,8 @@ QtObject {
     readonly property color awayFromText: Qt.colorEqual(accentText, white) ? black : white
     // The accent colour as a line or a bar, on the window, a box or a track.
     readonly property color accentLine: standingOut(accent, mixed(window, track, track.a), 4)
-    // Black or white, whichever is read more easily.
-    readonly property color accentText: contrast(accent, white) >= contrast(accent, black) ? white : black
+    // White, as on most desktops, wherever large or bold text can be read.
+    readonly property color accentText: contrast(accent, white) >= 3 ? white : black
 
     // A layer over the window, and the shade on the window below it.
     readonly property color sheet: pick("#fbfbfc", "#28282d")

@@ -61,7 +61,7 @@ Item {
             for (const key of [Qt.Key_Return, Qt.Key_Enter, Qt.Key_Escape, null]) {
                 open(data.tag);
                 if (key === null) {
-                    compare(child("closeButton").text, data.text);
+                    compare([child("closeButton").text, child("closeButton").font], [data.text, Theme.headline]);
                     mouseClick(child("closeButton"));
                 } else {
                     keyClick(key);

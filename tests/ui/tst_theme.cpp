@@ -157,13 +157,16 @@ private Q_SLOTS:
         const QColor text = colour("text");
         standOut(4.5, {
                           {"selected text", text, colour("selection")},
-                          {"prominent button", colour("accentText"), colour("accent")},
-                          {"hovered prominent button", colour("accentText"), colour("accentHover")},
-                          {"pressed prominent button", colour("accentText"), colour("accentDown")},
                           {"chosen segment", text, colour("chosen")},
                           {"pressed chosen segment", text, colour("chosenDown")},
                           {"menu", text, colour("menu")},
                       });
+        // The text of these is large or bold.
+        standOut(3, {
+                        {"prominent button", colour("accentText"), colour("accent")},
+                        {"hovered prominent button", colour("accentText"), colour("accentHover")},
+                        {"pressed prominent button", colour("accentText"), colour("accentDown")},
+                    });
         QColor thumb = colour("thumb");
         thumb.setAlphaF(thumb.alphaF() * 0.7F); // while no pointer is on it
         for (const char *ground : {"window", "sheet"}) {
@@ -217,7 +220,10 @@ private Q_SLOTS:
         const Theme purple;
         QCOMPARE(purple.colour("accent"), QColor(QStringLiteral("#9141ac")));
         QCOMPARE(purple.colour("accentLine"), purple.colour("accent"));
-        // Black is read better on a light accent colour.
+        // GNOME's blue has white text, as in GNOME's own programs.
+        setDark(false, QColor(QStringLiteral("#3584e4")));
+        QCOMPARE(Theme().colour("accentText"), QColor(Qt::white));
+        // White can't be read on a light accent colour.
         setDark(true, QColor(QStringLiteral("#3daee9")));
         const Theme light;
         QCOMPARE(light.colour("accent"), QColor(QStringLiteral("#3daee9")));
