@@ -38,9 +38,6 @@ public:
     /// Records the time of the player's input, as the window system counts it.
     void noteInput(quint64 time);
 
-    /// The visible alert, an AlertView; null without one.
-    QObject *alert() const { return alert_; }
-
     /// Shows the window in front, with the keyboard.
     static void bringToFront(QWindow &window);
 

@@ -6,6 +6,9 @@
 
 #include <QGuiApplication>
 #include <QPointer>
+#include <QQmlContext>
+#include <QQmlExpression>
+#include <QQuickItem>
 #include <QtTest>
 
 using namespace Qt::StringLiterals;
@@ -31,6 +34,8 @@ void AppFixture::start()
     QTimer::singleShot(0, this, [] { QCoreApplication::exit(0); });
     QGuiApplication::exec();
     app_ = std::make_unique<BrindleApp>(desktop_);
+    // Alerts go at once.
+    QQmlExpression(qmlContext(app_->window()), app_->window(), u"Theme.still = true"_s).evaluate();
     endings_ = std::make_unique<QSignalSpy>(app_.get(), &BrindleApp::ending);
     WorkerHold().open(); // the model's look at the start must not end during a test
     await(model().refreshState());
@@ -45,6 +50,11 @@ void AppFixture::stop()
         spinUntil([] { return !model().work(); });
     }
     app_.reset();
+}
+
+QQuickItem *AppFixture::find(const QString &name) const
+{
+    return visibleItem(app_->window()->contentItem(), name);
 }
 
 void AppFixture::startGame()
@@ -64,17 +74,17 @@ void AppFixture::finishGame()
 void AppFixture::ask(const std::function<void()> &request, int button,
                      const std::function<void()> &meanwhile)
 {
-    const QPointer<QObject> before = alert();
+    const QPointer<QQuickItem> before = alert();
     bool answered = false;
     QTimer watch;
     connect(&watch, &QTimer::timeout, this, [&] {
         if (alert() && alert() != before && app_->window()->isExposed()) {
             watch.stop();
-            const QPointer<QObject> asked = alert();
+            const QPointer<QQuickItem> asked = alert();
             meanwhile();
             answered = true;
             if (asked && asked == alert()) {
-                QMetaObject::invokeMethod(asked, "answered", Q_ARG(int, button));
+                QMetaObject::invokeMethod(find(u"alertButton%1"_s.arg(button)), "clicked");
             }
         }
     });

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "ModelFixture.h"
+#include "ViewFixture.h"
 
 #include "ui/BrindleApp.h"
 
@@ -25,10 +26,10 @@ protected:
     static AppModel &model() { return AppModel::shared(); }
     BrindleApp &app() { return *app_; }
     QString root() const { return files_->root(); }
+    QQuickItem *find(const QString &name) const;
     /// The visible alert, or null.
-    QObject *alert() const { return desktop_->alert(); }
-    QString alertMessage() const { return alert()->property("message").toString(); }
-    QString alertText() const { return alert()->property("informativeText").toString(); }
+    QQuickItem *alert() const { return find(QStringLiteral("alert")); }
+    QString text(const QString &name) const { return find(name)->property("text").toString(); }
     /// The number of decisions to end the application.
     qsizetype endings() const { return endings_->size(); }
 

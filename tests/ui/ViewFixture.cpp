@@ -31,6 +31,8 @@ std::unique_ptr<T> made(QQmlEngine *engine, const QUrl &file, const QVariantMap 
     return object;
 }
 
+} // namespace
+
 QQuickItem *visibleItem(QQuickItem *below, const QString &name)
 {
     if (below->objectName() == name && below->isVisible()) {
@@ -44,8 +46,6 @@ QQuickItem *visibleItem(QQuickItem *below, const QString &name)
     }
     return nullptr;
 }
-
-} // namespace
 
 void ViewFixture::setUpApplication()
 {

@@ -12,6 +12,9 @@
 
 namespace brindle {
 
+/// Returns the visible item of this object name, or null.
+QQuickItem *visibleItem(QQuickItem *below, const QString &name);
+
 /// The main window, on a stand-in model.
 class ViewFixture
 {

@@ -69,8 +69,8 @@ private Q_SLOTS:
         const auto closeTheWindow = [this] {
             ask([this] { close(); }, 1,
                 [this] {
-                    QCOMPARE(alertMessage(), u"The game is still running"_s);
-                    QCOMPARE(alertText(), u"Quitting will close the game too."_s);
+                    QCOMPARE(text(u"alertMessage"_s), u"The game is still running"_s);
+                    QCOMPARE(text(u"alertText"_s), u"Quitting will close the game too."_s);
                     QVERIFY2(window().isVisible(), "the question is asked in the window");
                     close(); // repeats the request
                 });
@@ -107,7 +107,7 @@ private Q_SLOTS:
         startGame();
         ask([this] { app().requestQuit(); }, 1,
             [this] {
-                const QPointer<QObject> question = alert();
+                const QPointer<QQuickItem> question = alert();
                 window().setWindowStates(Qt::WindowMaximized | Qt::WindowMinimized);
                 app().open("a token");
                 QCOMPARE(window().windowStates(), Qt::WindowMaximized);
@@ -127,7 +127,7 @@ private Q_SLOTS:
         startGame();
         for (const std::function<void()> &request : {std::function<void()>(ours), {thePlatforms}}) {
             ask(request, 1, [&] {
-                const QPointer<QObject> first = alert();
+                const QPointer<QQuickItem> first = alert();
                 request(); // the open question answers it
                 QCOMPARE(alert(), first.data());
             });
@@ -177,7 +177,7 @@ private Q_SLOTS:
             },
             0,
             [&] {
-                QCOMPARE(alertMessage(), u"Remove the game and the engine?"_s);
+                QCOMPARE(text(u"alertMessage"_s), u"Remove the game and the engine?"_s);
                 isQuit ? app().requestQuit() : app().forceQuit();
                 QCOMPARE(endings(), 1);
                 QVERIFY(!alert());
@@ -192,11 +192,11 @@ private Q_SLOTS:
         bool isAsked = false;
         ask([] { model().showSaves(); }, 1,
             [&] {
-                QCOMPARE(alertMessage(), u"No saves yet"_s);
+                QCOMPARE(text(u"alertMessage"_s), u"No saves yet"_s);
                 ask([this] { app().requestQuit(); }, 1,
                     [&] {
                         isAsked = true;
-                        QCOMPARE(alertMessage(), u"The game is still running"_s);
+                        QCOMPARE(text(u"alertMessage"_s), u"The game is still running"_s);
                     });
             });
         QVERIFY(isAsked);

@@ -108,7 +108,7 @@ private Q_SLOTS:
     {
         startGame();
         ask([] { commit(agrees); }, 0,
-            [this] { QCOMPARE(alertMessage(), u"The game is still running"_s); });
+            [this] { QCOMPARE(text(u"alertMessage"_s), u"The game is still running"_s); });
         QCOMPARE(endings(), 0);
         spinUntil([] { return !model().work(); });
         QVERIFY(model().log.lines().contains(u"• Game stopped"_s));
@@ -142,7 +142,7 @@ private Q_SLOTS:
         int questions = 0;
         ask([this] { app().requestQuit(); }, 0,
             [&] {
-                const QPointer<QObject> first = alert();
+                const QPointer<QQuickItem> first = alert();
                 ask([] { commit(refuses); }, 1,
                     [&] {
                         ++questions;
