@@ -151,7 +151,7 @@ Item {
             compare(item("statusCircle").radius, 5);
         }
 
-        function test_whatStandsSideBySide() {
+        function test_rowsAreCentred() {
             model.enter("Downloading");
             model.detail = "1 MB of 4 MB";
             settle();
@@ -248,7 +248,7 @@ Item {
             verify(bar.indeterminate);
         }
 
-        function test_aRemovalShowsThatItIsAtWork() {
+        function test_aRemovalShowsProgress() {
             model.enter("Ready");
             model.removing = true;
             verify(item("progressBar").visible && item("progressBar").indeterminate);
@@ -291,7 +291,7 @@ Item {
             verify(place("timeLeft").top >= place("detail").bottom);
         }
 
-        function test_theBarThatKnowsNoFraction() {
+        function test_theBarWithoutAFraction() {
             model.enter("Downloading");
             settle();
             const bar = item("progressBar");

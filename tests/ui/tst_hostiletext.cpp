@@ -107,7 +107,7 @@ private Q_SLOTS:
         QTest::failOnWarning(QRegularExpression(u"."_s));
     }
 
-    void whateverTheModelSays()
+    void theModelsTextsAreMadeSafe()
     {
         ViewFixture view;
         QStringList names = view.textProperties();
@@ -133,7 +133,7 @@ private Q_SLOTS:
         verifySeen(names << u"log line"_s);
     }
 
-    void whateverAnAlertSays()
+    void anAlertsTextsAreMadeSafe()
     {
         ViewFixture view;
         const QStringList names{u"message"_s, u"details"_s, u"yes"_s, u"no"_s};

@@ -136,7 +136,7 @@ private Q_SLOTS:
         spinUntil([this] { return app().window()->isVisible(); });
     }
 
-    void theQuestionWhetherToQuitIsAskedAnew()
+    void theQuitQuestionIsAskedAnew()
     {
         startGame();
         int questions = 0;
@@ -155,7 +155,7 @@ private Q_SLOTS:
         finishGame();
     }
 
-    void whereNothingMayBeAskedTheGameEndsWithTheSession()
+    void aSessionWithoutQuestionsEndsTheGame()
     {
         startGame();
         session->order("silently");
@@ -198,7 +198,7 @@ private Q_SLOTS:
         }
     }
 
-    void anEndThatHasBegunAgrees()
+    void anEndingLauncherAgrees()
     {
         app().forceQuit();
         QCOMPARE(commit(agrees), QStringList{agrees});

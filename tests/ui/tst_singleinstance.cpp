@@ -64,7 +64,7 @@ class TestSingleInstance : public QObject
 private Q_SLOTS:
     void init() { folder_ = std::make_unique<QTemporaryDir>(); }
 
-    void aLaterOneAsksForTheWindow_data()
+    void aLaterLauncherAsksForTheWindow_data()
     {
         QTest::addColumn<QByteArray>("permission");
         QTest::addColumn<QByteArray>("received");
@@ -72,7 +72,7 @@ private Q_SLOTS:
         QTest::newRow("unusable") << "a\tb"_ba << ""_ba;
         QTest::newRow("long") << QByteArray(255, 'x') << QByteArray(255, 'x');
     }
-    void aLaterOneAsksForTheWindow()
+    void aLaterLauncherAsksForTheWindow()
     {
         QFETCH(const QByteArray, permission);
         QFETCH(const QByteArray, received);
@@ -115,7 +115,7 @@ private Q_SLOTS:
         }
     }
 
-    void oneThatEndsIsWaitedFor()
+    void anEndingLauncherIsAwaited()
     {
         std::optional<First> first(root());
         first->instance.stopListening();
@@ -125,14 +125,14 @@ private Q_SLOTS:
         QCOMPARE(resultOf(std::move(later)), Role::first);
     }
 
-    void oneThatDoesNotAnswerIsGivenUp()
+    void aSilentLauncherIsGivenUp()
     {
         SingleInstance first(root());
         QCOMPARE(first.claim({}), Role::first);
         QCOMPARE(resultOf(claimElsewhere(root(), {}, 200)), Role::unanswered);
     }
 
-    void whatACrashLeavesLocksNobodyOut()
+    void aCrashLocksNobodyOut()
     {
         QVERIFY(QFile(lock()).open(QIODevice::WriteOnly));
         QVERIFY(QFile(socket()).open(QIODevice::WriteOnly));

@@ -13,7 +13,7 @@ class TestTitleBars : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void addsNoneToTheCompositors()
+    void theCompositorsTitleBarIsTheOnlyOne()
     {
         SystemStyle style;
         QRasterWindow window;

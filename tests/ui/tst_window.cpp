@@ -41,7 +41,7 @@ private Q_SLOTS:
         fixture_.reset();
     }
 
-    void asHighAsItsContentWants_data()
+    void theHeightFitsTheContent_data()
     {
         QTest::addColumn<QSize>("room");
         QTest::addColumn<int>("controls");
@@ -58,7 +58,7 @@ private Q_SLOTS:
         row("1920x1080 at 150 %", {1280, 650}, 12, {640, 650}, {640, 650});
         row("a small screen", {520, 400}, 12, {560, 640}, {560, 640});
     }
-    void asHighAsItsContentWants()
+    void theHeightFitsTheContent()
     {
         QFETCH(const QSize, room);
         QFETCH(const int, controls);
@@ -104,7 +104,7 @@ private Q_SLOTS:
         QCOMPARE(fail(true), QSize(700, 650));
     }
 
-    void growsIntoTheHalfBelowWhereItStaysInItsPlace()
+    void growsIntoHalfOfTheRoom()
     {
         show({{u"room"_s, QSize(1920, 800)}, {u"share"_s, 0.5}});
         const int first = window()->height();
@@ -113,7 +113,7 @@ private Q_SLOTS:
         QCOMPARE(window()->height(), first + (800 - first) / 2);
     }
 
-    void nothingMovesInAWindowThatIsNotSeen()
+    void nothingMovesInAnUnseenWindow()
     {
         showModel();
         fixture_->model().set(&Status::state, AppState::downloading(u"x"_s));
