@@ -57,8 +57,7 @@ QCoro::Task<PlayResult> GameRunner::run(std::shared_ptr<ManagedProcess> process,
         ended.request_stop();
     });
     const std::stop_callback escalation(stopping_.get_token(), [&] {
-        doLater(
-            clock_, killAfter, [process] { process->kill(); }, ended.get_token());
+        doLater(clock_, killAfter, [process] { process->kill(); }, ended.get_token());
     });
     const auto watch = [process, onStayedOpen] {
         if (process->isRunning() && onStayedOpen) {

@@ -4,6 +4,7 @@
 
 #include <QFile>
 
+#include <algorithm>
 #include <filesystem>
 
 namespace brindle {
@@ -34,7 +35,8 @@ bool isBelow(const fs::path &folder, const fs::path &path)
         }
         start /= part;
     }
-    return *end.lexically_relative(folder).begin() != "..";
+    return std::mismatch(folder.begin(), folder.end(), end.begin(), end.end()).first ==
+           folder.end();
 }
 
 } // namespace
