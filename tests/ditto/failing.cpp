@@ -24,7 +24,7 @@ struct Fault
 const std::map<std::string, Fault> faults{
     {"read", {{"pread64"}, {{2, SCMP_CMP_EQ, 100'000, 0}}}},
     {"read of the end", {{"pread64"}, {{2, SCMP_CMP_EQ, 65'557, 0}}}},
-    {"create", {{"openat"}, {{2, SCMP_CMP_MASKED_EQ, O_CREAT, O_CREAT}}}},
+    {"create", {{"openat"}, {{2, SCMP_CMP_MASKED_EQ, O_CREAT | O_EXCL, O_CREAT | O_EXCL}}}},
     {"write", {{"write"}, {{2, SCMP_CMP_GT, 60'000, 0}}}},
     {"folder", {{"mkdir", "mkdirat"}}},
     {"link", {{"symlink", "symlinkat"}}},

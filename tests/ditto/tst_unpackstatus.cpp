@@ -80,6 +80,15 @@ private Q_SLOTS:
         verifyBlames(unpackWith(fault.constData(), number), status, number);
     }
 
+    /// As on a disk that takes two spellings for one name.
+    void aNameThatIsTaken()
+    {
+        around_->putArchive(RawZip({{"x", "x", RawZip::file644}}).bytes());
+        const Surroundings::Run run = unpackWith("create", EEXIST);
+        QCOMPARE(run.code, 1);
+        QVERIFY2(run.errors.contains("two entries for one place"), run.errors.constData());
+    }
+
     void anArchiveThatCannotBeOpened()
     {
         verifyBlames(around_->unpack(tool), 1, ENOENT);
