@@ -27,17 +27,13 @@ void markDescriptors()
 {
 #ifdef Q_OS_LINUX
     // https://man7.org/linux/man-pages/man2/close_range.2.html; the flag needs Linux 5.11.
-    if (::close_range(firstPrivateDescriptor, ~0U, CLOSE_RANGE_CLOEXEC) == 0) {
-        return;
-    }
-#endif
+    ::close_range(firstPrivateDescriptor, ~0U, CLOSE_RANGE_CLOEXEC);
+#else
     const int end = ::getdtablesize();
     for (int descriptor = firstPrivateDescriptor; descriptor < end; ++descriptor) {
-        const int flags = ::fcntl(descriptor, F_GETFD);
-        if (flags >= 0) {
-            ::fcntl(descriptor, F_SETFD, flags | FD_CLOEXEC);
-        }
+        ::fcntl(descriptor, F_SETFD, FD_CLOEXEC);
     }
+#endif
 }
 
 /// @param launcher process number of the launcher, which may be dead by now.

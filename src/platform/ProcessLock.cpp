@@ -46,9 +46,6 @@ ProcessLock::~ProcessLock()
 
 ProcessLock::Outcome ProcessLock::tryLock()
 {
-    if (descriptor_ >= 0) {
-        return Outcome::held;
-    }
     const QByteArray name = QFile::encodeName(path_);
     const int flags = kind_ == Kind::folder ? O_RDONLY | O_DIRECTORY : O_RDWR | O_CREAT;
     const int descriptor =

@@ -24,7 +24,7 @@ public:
     ProcessLock(const ProcessLock &) = delete;
     ProcessLock &operator=(const ProcessLock &) = delete;
 
-    /// Does not wait. Does not follow a link.
+    /// Does not wait. Does not follow a link. Call until the lock is held.
     Outcome tryLock();
 
     QString path() const { return path_; }

@@ -28,10 +28,10 @@ public:
     std::shared_ptr<QFile> take();
 
 private:
-    void check(int error) const;
+    void check(bool isGood) const;
 
     QString path_; // in errors
-    std::shared_ptr<QFile> file_ = std::make_shared<QFile>();
+    std::shared_ptr<QFile> file_;
 };
 
 } // namespace brindle
