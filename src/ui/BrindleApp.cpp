@@ -7,9 +7,11 @@
 #include <QEvent>
 #include <QGuiApplication>
 #include <QIcon>
+#include <QPainter>
 #include <QQmlComponent>
 #include <QScopedValueRollback>
 #include <QSessionManager>
+#include <QSvgRenderer>
 #include <QTimer>
 #include <qpa/qplatformnativeinterface.h>
 
@@ -25,6 +27,22 @@ namespace {
 /// The longest wait for cancelled work at the end, in milliseconds. A game that ignores the request
 /// to end is killed after five seconds.
 constexpr int maxEnd = 7'000;
+
+/// Draws the application's icon in the sizes that desktops use.
+QIcon windowIcon()
+{
+    QSvgRenderer drawing(u":/qt-project.org/imports/Brindle/icons/brindle.svg"_s);
+    QIcon icon;
+    for (const int side : {16, 24, 32, 48, 64, 128}) {
+        QPixmap pixels(side, side);
+        pixels.fill(Qt::transparent);
+        QPainter painter(&pixels);
+        drawing.render(&painter);
+        painter.end();
+        icon.addPixmap(pixels);
+    }
+    return icon;
+}
 
 /// Ends an X desktop's startup sequence for a window that is open already. Adopts the time in the
 /// id, because window managers refuse requests from before the player's last input.
@@ -101,10 +119,7 @@ BrindleApp::BrindleApp(std::shared_ptr<QuickDesktop> desktop)
     }
     desktop_->setWindow(window_.get());
     // Run after the first frame, because drawing the icon would delay it.
-    QTimer::singleShot(0, this, [] {
-        QGuiApplication::setWindowIcon(
-            QIcon(u":/qt-project.org/imports/Brindle/icons/brindle.svg"_s));
-    });
+    QTimer::singleShot(0, this, [] { QGuiApplication::setWindowIcon(windowIcon()); });
     // The Dock asks for the window by activating the application.
     connect(qGuiApp, &QGuiApplication::applicationStateChanged, this,
             [this](Qt::ApplicationState state) {
