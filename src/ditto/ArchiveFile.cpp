@@ -39,8 +39,7 @@ struct ArchiveFile::Buffers
 ArchiveFile::ArchiveFile(const std::string &path)
     : descriptor_(open(path.c_str(), O_RDONLY | O_CLOEXEC)), buffers_(new Buffers)
 {
-    struct stat found
-    {};
+    struct stat found = {};
     if (descriptor_ < 0 || fstat(descriptor_, &found) != 0) {
         fail();
     }
