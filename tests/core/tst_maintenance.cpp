@@ -156,6 +156,10 @@ private Q_SLOTS:
         QCOMPARE(model().log.lines(), QStringList{u"kept"_s});
         QVERIFY(exists("Game/old.txt"));
         QCOMPARE(Files::names(root), files);
+        // The next task is asked about again.
+        model().updateGame();
+        QVERIFY(!model().confirmQuit());
+        QCOMPARE(desktop().alerts.last().message, u"A download is still running"_s);
     }
 
     void removingEverythingResets()
