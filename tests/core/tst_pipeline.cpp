@@ -121,6 +121,25 @@ private Q_SLOTS:
         fixture_->finish(11, 0);
     }
 
+    void anInterruptedSetupIsCompleted()
+    {
+        fixture_->installByHand();
+        writeFile(fixture_->root(u"unfinished"_s), {});
+        fixture_->restart();
+        QCOMPARE(model().state(), AppState::notDownloaded());
+        QStringList headlines;
+        connect(&model(), &AppModel::changed, this, [&] {
+            if (model().state().phase == AppState::Phase::downloading) {
+                headlines << model().stepText();
+            }
+        });
+        fixture_->setUp();
+        QCOMPARE(model().state(), AppState::ready());
+        QCOMPARE(headlines.value(0), u"Step 1 of 3 · Fetching add-ons"_s);
+        QVERIFY(!fixture_->host.requests().contains(ReleaseHost::gamePath()));
+        QVERIFY(!QFileInfo::exists(fixture_->root(u"unfinished"_s)));
+    }
+
     void interruptedWritesAndRemovalsAreCleared()
     {
         fixture_->installByHand();
