@@ -164,6 +164,13 @@ QByteArray ActivationTokens::usable(const QByteArray &token)
                                                                               : QByteArray();
 }
 
+QByteArray ActivationTokens::given()
+{
+    const QByteArray token = usable(qgetenv("XDG_ACTIVATION_TOKEN"));
+    // Debian 12's GNOME hands out a token as a startup id only, because GLib before 2.76 does.
+    return token.isEmpty() ? usable(qgetenv("DESKTOP_STARTUP_ID")) : token;
+}
+
 ActivationTokens::~ActivationTokens() = default;
 
 } // namespace brindle

@@ -48,12 +48,7 @@ Dependencies parts(std::shared_ptr<Desktop> desktop, Platform platform)
 int main(int argc, char *argv[])
 {
     Paths::ignoreRelativeFolders();
-    // The desktop's permission to come to the front. Debian 12's GNOME hands out a token as a
-    // startup id only, because GLib before 2.76 does.
-    QByteArray permission = ActivationTokens::usable(qgetenv("XDG_ACTIVATION_TOKEN"));
-    if (permission.isEmpty()) {
-        permission = ActivationTokens::usable(qgetenv("DESKTOP_STARTUP_ID"));
-    }
+    const QByteArray permission = ActivationTokens::given();
     // Games must not inherit the token, nor libwayland see an unusable one.
     qunsetenv("XDG_ACTIVATION_TOKEN");
     SingleInstance instance(Paths::root());

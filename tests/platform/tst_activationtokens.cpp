@@ -293,6 +293,21 @@ private Q_SLOTS:
         }
     }
 
+    void aTokenOrElseAStartupIdIsGiven()
+    {
+        for (const auto &[token, id, given] : {std::tuple{"token", "id", "token"},
+                                               {"token", "", "token"},
+                                               {"", "id", "id"},
+                                               {"not\nusable", "id", "id"},
+                                               {"", "not\nusable", ""}}) {
+            qputenv("XDG_ACTIVATION_TOKEN", token);
+            qputenv("DESKTOP_STARTUP_ID", id);
+            QCOMPARE(ActivationTokens::given(), given);
+        }
+        qunsetenv("XDG_ACTIVATION_TOKEN");
+        qunsetenv("DESKTOP_STARTUP_ID");
+    }
+
     void namesTheLastPress()
     {
         QCOMPARE(serialAfterAsking(), 0U);
