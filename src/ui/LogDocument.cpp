@@ -15,6 +15,9 @@ namespace {
 // The view cuts longer lines. The Copy button copies them whole.
 constexpr int maxShown = 4'000;
 
+// The most characters added per frame. One whole entry is always added.
+constexpr qsizetype charactersPerFrame = 8 * 1024;
+
 // A block takes as long to lay out as about this many characters of it.
 constexpr qsizetype blockCost = 54;
 

@@ -29,10 +29,6 @@ class LogDocument : public QQuickItem
     Q_PROPERTY(QString placeholder MEMBER placeholder_)
 
 public:
-    /// The most characters added per frame, where each entry also counts for its block. One whole
-    /// entry is always added.
-    static constexpr qsizetype charactersPerFrame = 8 * 1024;
-
     explicit LogDocument(QQuickItem *parent = nullptr);
 
 protected:

@@ -88,9 +88,8 @@ QtObject {
         "pixelSize": Math.round(smallestText * Math.max(1, SystemStyle.font.pixelSize / 15))
     })
 
-    // Milliseconds of a change. Qt reports a preference for less motion since 6.12.
-    readonly property var hints: Application.styleHints
-    property bool still: SystemStyle.still || (hints.accessibility?.motionPreference ?? 0) !== 0
+    property bool still: SystemStyle.still
+    // Milliseconds of a change.
     readonly property int duration: still ? 0 : 160
 
     // Spacings.
