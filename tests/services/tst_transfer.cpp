@@ -394,6 +394,15 @@ private Q_SLOTS:
         QVERIFY(QFileInfo(target).size() <= 1000);
     }
 
+    void someDisksDoNotKnowTheirRoom()
+    {
+        const HttpServer server(answering("hello"));
+        // /proc says that it has no bytes at all. A download asks the shown path's disk.
+        auto file = std::make_shared<OutputFile>(newPath(), u"/proc/file"_s);
+        const auto outcome = outcomeOf(Transfer::toFile(server.url(), file, {}, {}));
+        QVERIFY2(outcome.value, qPrintable(outcome.text()));
+    }
+
     void failedWritesNameTheFile_data()
     {
         QTest::addColumn<int>("error");

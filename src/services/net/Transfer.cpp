@@ -109,9 +109,7 @@ private:
             idle().handles.pop_back();
             return;
         }
-        multi_.reset(curl_multi_init());
-        constexpr long most = 8; // a Play asks three hosts
-        curl_multi_setopt(multi_.get(), CURLMOPT_MAXCONNECTS, most);
+        multi_.reset(curl_multi_init()); // keeps four connections
     }
 
     void giveConnectionsBack()
@@ -217,7 +215,7 @@ private:
     {
         const HttpRules::Proxy proxy = HttpRules::proxyFor(url_);
         curl_easy_reset(easy_.get());
-        set(CURLOPT_URL, url_.toEncoded(QUrl::RemoveFragment).constData());
+        set(CURLOPT_URL, url_.toEncoded().constData());
         set(CURLOPT_PROTOCOLS_STR, "http,https");
         set(CURLOPT_USERAGENT, "Brindle");
         // With HTTP/2 libcurl buffers a whole window when the disk is slower than the network.
