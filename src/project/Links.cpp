@@ -1,7 +1,5 @@
 #include "project/Links.h"
 
-#include "base/Error.h"
-
 #include <QFile>
 
 #include <algorithm>
@@ -50,18 +48,11 @@ bool Links::stayInside(const QString &folder, const QString &path)
 
 bool Links::leadOutside(const QString &folder)
 {
-    std::error_code error;
-    const fs::path root = fs::weakly_canonical(native(folder), error);
-    fs::recursive_directory_iterator entry(root, error);
-    for (; !error && entry != fs::recursive_directory_iterator(); entry.increment(error)) {
-        if (entry->is_symlink(error) && !isBelow(root, entry->path())) {
-            return true;
-        }
-    }
-    if (error) {
-        throw SystemError::fromErrno(error.value(), folder);
-    }
-    return false;
+    const fs::path root = fs::canonical(native(folder));
+    return std::any_of(fs::recursive_directory_iterator(root), fs::recursive_directory_iterator(),
+                       [&root](const fs::directory_entry &entry) {
+                           return entry.is_symlink() && !isBelow(root, entry.path());
+                       });
 }
 
 } // namespace brindle

@@ -10,7 +10,7 @@ namespace brindle::Links {
 bool stayInside(const QString &folder, const QString &path);
 
 /// Returns whether a link below `folder` leads out of it, dangling links included. Throws
-/// SystemError when the folder can't be walked.
+/// std::filesystem::filesystem_error when the folder can't be walked.
 bool leadOutside(const QString &folder);
 
 } // namespace brindle::Links
