@@ -88,21 +88,6 @@ bool AppModel::canCancel() const
            state().phase == AppState::Phase::settingUp;
 }
 
-QString AppModel::failureText() const
-{
-    return failure().value_or(FailureReport()).lines.join(u'\n');
-}
-
-bool AppModel::fullscreen() const
-{
-    return parts_.settings->value(u"fullscreen"_s).toBool();
-}
-
-void AppModel::setFullscreen(bool fullscreen)
-{
-    store(u"fullscreen"_s, fullscreen);
-}
-
 ResolutionChoice AppModel::resolution() const
 {
     const QString stored = parts_.settings->value(u"resolution"_s).toString();

@@ -133,7 +133,7 @@ public:
     double fraction() const { return progress().value_or(0); }
     bool hasFailure() const { return failure().has_value(); }
     QString failureSummary() const { return failure().value_or(FailureReport()).summary; }
-    QString failureText() const;
+    QString failureText() const { return failure().value_or(FailureReport()).lines.join(u'\n'); }
     QString name() const { return info().name; }
     QString tagline() const { return info().tagline; }
     QString licenseName() const { return info().licenseName; }
@@ -141,8 +141,11 @@ public:
     QStringList controls() const { return info().controls; }
 
     /// Whether the game starts in fullscreen. Every assignment is stored at once.
-    bool fullscreen() const;
-    void setFullscreen(bool fullscreen);
+    bool fullscreen() const
+    {
+        return parts_.settings->value(QStringLiteral("fullscreen")).toBool();
+    }
+    void setFullscreen(bool fullscreen) { store(QStringLiteral("fullscreen"), fullscreen); }
     /// The window size passed to the game. Every assignment is stored at once.
     ResolutionChoice resolution() const;
     void setResolution(ResolutionChoice resolution);
