@@ -410,25 +410,28 @@ private Q_SLOTS:
     void filesAreShownByTheFileManager()
     {
         const QTemporaryDir folder;
-        const auto opened = [&](const QString &name) {
-            return QFile::exists(folder.filePath(name + u"/opened"_s));
-        };
         QuickDesktop desktop({u"sh"_s, {u"-c"_s, u"touch \"$0/opened\""_s, u"{path}"_s}});
         QStringList shown;
-        for (const auto &[answer, name, url] :
-             {std::tuple{Answer::reply, u"a b,ü#"_s, u"a%20b,%C3%BC%23"_s},
-              {Answer::nonsense, u"b"_s, u"b"_s},
-              {Answer::refuse, u"c"_s, u"c"_s}}) {
+        const auto reveal = [&](Answer answer, const QString &path) {
             services_->files.answer = answer;
-            QVERIFY(QDir(folder.path()).mkdir(name));
-            desktop.reveal(folder.filePath(name));
-            shown << u"file://"_s + folder.path() + u'/' + url;
+            desktop.reveal(path);
+            shown << QUrl::fromLocalFile(path).toString(QUrl::FullyEncoded);
             spinUntil([&] { return services_->files.shown == shown; });
             waitForMessages();
-        }
-        // The folder is opened where no file manager shows it.
-        spinUntil([&] { return opened(u"c"_s); });
-        QVERIFY(!opened(u"a b,ü#"_s) && !opened(u"b"_s));
+        };
+        const QDir tricky(folder.filePath(u"a b,ü#;$(c) 'd'"_s));
+        QVERIFY(tricky.mkpath(u"."_s));
+        reveal(Answer::reply, tricky.path());
+        QVERIFY(shown.first().endsWith(u"/a%20b,%C3%BC%23;$(c)%20'd'"));
+        reveal(Answer::nonsense, tricky.path());
+        QVERIFY(tricky.isEmpty());
+        // Without a file manager the folder is opened, also for a file in it.
+        reveal(Answer::refuse, tricky.path());
+        const QString opened = tricky.filePath(u"opened"_s);
+        spinUntil([&] { return QFile::exists(opened); });
+        QVERIFY(QFile::rename(opened, tricky.filePath(u"file"_s)));
+        reveal(Answer::refuse, tricky.filePath(u"file"_s));
+        spinUntil([&] { return QFile::exists(opened); });
     }
 };
 

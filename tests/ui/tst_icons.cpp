@@ -1,4 +1,4 @@
-// The application's icon and the symbols are drawn in their colours.
+// Symbols and corners are drawn evenly, in their colours.
 
 #include "ui/SmoothRectangle.h"
 #include "ui/Symbol.h"
@@ -6,7 +6,6 @@
 #include <QGuiApplication>
 #include <QImage>
 #include <QPainter>
-#include <QSvgRenderer>
 #include <QtTest>
 
 using namespace brindle;
@@ -63,27 +62,6 @@ class TestIcons : public QObject
 
 private Q_SLOTS:
     void init() { QTest::failOnWarning(QRegularExpression(u"."_s)); }
-
-    // The icon has round corners, and white flags on a tile from dark blue to orange.
-    void theApplicationsIcon()
-    {
-        QSvgRenderer drawing(u":/qt-project.org/imports/Brindle/icons/brindle.svg"_s);
-        for (const int side : {16, 24, 32, 48, 64, 128, 1024}) {
-            QImage image = transparent(side);
-            QPainter painter(&image);
-            drawing.render(&painter);
-            painter.end();
-            QCOMPARE(image.pixelColor(0, 0).alpha(), 0);
-            QCOMPARE(image.pixelColor(side - 1, side - 1).alpha(), 0);
-            const QColor first = image.pixelColor(side / 4, side / 8);
-            const QColor last = image.pixelColor(side * 13 / 16, side * 13 / 16);
-            QVERIFY(first.alpha() > 250 && first.blue() > first.red());
-            QVERIFY(last.alpha() > 250 && last.red() > last.blue());
-            const double white =
-                share(image, [](QColor colour) { return colour.lightness() > 160; });
-            QVERIFY2(white > 0.05 && white < 0.5, qPrintable(QString::number(white)));
-        }
-    }
 
     void cornersAreEven()
     {

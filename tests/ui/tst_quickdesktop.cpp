@@ -2,15 +2,12 @@
 
 #include "ViewFixture.h"
 
-#include "support/Await.h"
-#include "support/TestFiles.h"
 #include "ui/QuickDesktop.h"
 
 #include <QClipboard>
 #include <QDesktopServices>
 #include <QGuiApplication>
 #include <QQuickItem>
-#include <QTemporaryDir>
 #include <QtTest>
 
 using namespace brindle;
@@ -200,19 +197,6 @@ private Q_SLOTS:
         desktop_->openPage(page);
         QDesktopServices::unsetUrlHandler(u"https"_s);
         QCOMPARE(opened_, QList<QUrl>{page});
-    }
-
-    void withoutAServiceACommandShowsTheFolder()
-    {
-        const QTemporaryDir folder;
-        const QString file = folder.filePath(u"a, b;$(c) 'd'"_s);
-        writeFile(file, "x");
-        QuickDesktop desktop({u"sh"_s, {u"-c"_s, u"echo >> \"$0/opened\""_s, u"{path}"_s}});
-        const QString opened = folder.filePath(u"opened"_s);
-        for (const auto &[path, lines] : {std::pair{file, "\n"}, {folder.path(), "\n\n"}}) {
-            desktop.reveal(path);
-            spinUntil([&] { return QFile::exists(opened) && readFile(opened) == lines; });
-        }
     }
 
 public Q_SLOTS:
