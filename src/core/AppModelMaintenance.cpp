@@ -136,8 +136,7 @@ QCoro::Task<> AppModel::removeRoot(std::stop_token stop)
         {u"Remove"_s, u"Cancel"_s},
         true};
     auto asking = parts_.desktop->runAlert(question);
-    const int answer = co_await asking;
-    if (answer != 0 || stop.stop_requested()) {
+    if (co_await asking != 0) {
         co_return;
     }
     undecided_ = false;

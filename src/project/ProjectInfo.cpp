@@ -87,7 +87,6 @@ bool read(const QJsonValue &value, Submodule &submodule)
 template <typename Item>
 bool read(const QJsonValue &value, QList<Item> &list)
 {
-    list.clear();
     bool isGood = value.isArray();
     for (const QJsonValue item : value.toArray()) {
         isGood = read(item, list.emplaceBack()) && isGood;
