@@ -47,8 +47,7 @@ std::optional<QString> EngineManager::binary(const EngineSpec &spec) const
     const QString program = spec.program(parts_.platform);
     const QString first = program.section(u'/', 0, 0);
     const QDir folder(spec.folder(parts_.storage));
-    const auto all = QDir::AllEntries | QDir::Hidden | QDir::CaseSensitive;
-    for (const QString &name : folder.entryList({first}, all)) {
+    for (const QString &name : folder.entryList({first}, QDir::AllEntries | QDir::CaseSensitive)) {
         const QFileInfo candidate(folder.filePath(name + program.sliced(first.size())));
         if (candidate.isFile() && candidate.isExecutable()) {
             return candidate.filePath();
@@ -117,11 +116,9 @@ QCoro::Task<QString> EngineManager::install(EngineSpec spec, ProgressCallback pr
         "internet, and without this macOS may block it or keep asking about it."_s);
     const Platform::Command step = parts_.platform.quarantineStep;
     try {
-        if (!step.program.isEmpty()) {
-            co_await Tools::run(step.program, step.filled(folder));
-        }
+        co_await Tools::run(step.program, step.filled(folder));
     } catch (const SystemError &) {
-        // Ignored: with the flag still set, macOS asks the user.
+        // Ignored: with the flag still set, macOS asks the user. Elsewhere there is no such tool.
     }
     const auto program = binary(spec);
     if (!program) {

@@ -27,7 +27,7 @@ QCoro::Task<qint32> GameRunner::runImport(QString engine, QString project, LineC
     // An import dies with the launcher, because it would disturb the next import.
     const auto process = std::make_shared<ManagedProcess>(
         engine, arguments, std::move(onLine), ChildProcess::Setup{.endsWithLauncher = true});
-    const PlayResult result = co_await run(process, nullptr);
+    const PlayResult result = co_await run(process, [] {});
     co_return result.exitCode;
 }
 
@@ -60,7 +60,7 @@ QCoro::Task<PlayResult> GameRunner::run(std::shared_ptr<ManagedProcess> process,
         doLater(clock_, killAfter, [process] { process->kill(); }, ended.get_token());
     });
     const auto watch = [process, onStayedOpen] {
-        if (process->isRunning() && onStayedOpen) {
+        if (process->isRunning()) {
             onStayedOpen();
         }
     };
