@@ -211,6 +211,7 @@ QCoro::Task<> AppModel::launchGame(QString engine, QString project, std::stop_to
         co_await refreshState();
         co_return;
     }
+    logQueue_->flush();
     const QStringList tail =
         log.lines().mid(std::max<qsizetype>(0, log.lines().size() - reportLines));
     set(&Status::failure, FailureReport{message + u' ' + plainHint(tail), tail});
