@@ -116,9 +116,11 @@ QCoro::Task<QString> EngineManager::install(EngineSpec spec, ProgressCallback pr
         "internet, and without this macOS may block it or keep asking about it."_s);
     const Platform::Command step = parts_.platform.quarantineStep;
     try {
-        co_await Tools::run(step.program, step.filled(folder));
+        if (!step.program.isEmpty()) {
+            co_await Tools::run(step.program, step.filled(folder));
+        }
     } catch (const SystemError &) {
-        // Ignored: with the flag still set, macOS asks the user. Elsewhere there is no such tool.
+        // Ignored: with the flag still set, macOS asks the user.
     }
     const auto program = binary(spec);
     if (!program) {
