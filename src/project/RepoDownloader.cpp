@@ -45,6 +45,7 @@ void placeAddon(const QString &unpacked, const QString &repository, const QStrin
         throw SetupError(u"The add-on %1 was empty."_s.arg(path));
     }
     const QString folder = QDir::cleanPath(repository + u'/' + path);
+    Files::removeInPlace(folder, stop);
     Files::createFolder(QFileInfo(folder).path());
     Files::move(unpacked + u'/' + names.first(), folder, stop);
 

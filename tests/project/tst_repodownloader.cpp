@@ -283,6 +283,14 @@ private Q_SLOTS:
         QCOMPARE(setup_->log.size(), 1);
     }
 
+    void anAddonReplacesAFile()
+    {
+        writeFile(setup_->addon(u"addons/one"_s), "a file where the folder belongs");
+        setup_->put(addonTarget, addonZip());
+        await(setup_->fetch());
+        QCOMPARE(readFile(setup_->addon(u"addons/one/x"_s)), QByteArray("x"));
+    }
+
     void aFailedAddonLeavesItsFolder_data()
     {
         QTest::addColumn<QByteArray>("zip");
