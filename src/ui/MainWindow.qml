@@ -46,7 +46,7 @@ Window {
         objectName: "content"
         anchors.fill: parent
         model: window.model
-        // Once its items have their places.
+        // Later, when its items have their positions.
         onWantedHeightChanged: Qt.callLater(window.grow) // qmllint disable
     }
 

@@ -1,7 +1,7 @@
 import QtQuick
 import Brindle
 
-// A text in the middle of the column that it belongs to.
+// A text in the middle of a column.
 Label {
     width: parent.width
     font: Theme.callout

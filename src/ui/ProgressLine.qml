@@ -28,7 +28,7 @@ T.ProgressBar {
 
             readonly property alias moving: animation.running
             readonly property bool seen: visible && Window.visibility !== Window.Hidden && Window.visibility !== Window.Minimized
-            // The share of the way that the wandering piece is from the left.
+            // The position of the wandering piece, from 0 at the left to 1.
             property real place: 0.5
 
             x: control.indeterminate ? place * (parent.width - width) : 0

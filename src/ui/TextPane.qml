@@ -11,8 +11,8 @@ Item {
     property int maxLineLength: 2000
     readonly property alias edit: edit
     readonly property alias scroller: scroller
-    // The pane follows its end until the player scrolls away. Not a binding, because reading the
-    // height could scroll.
+    // The pane follows its end until the player scrolls away. This is no binding, because reading
+    // the height could scroll.
     property bool atEnd: true
 
     function look() {
@@ -21,14 +21,12 @@ Item {
 
     function showEnd() {
         scroller.contentY = Math.max(0, scroller.contentHeight - scroller.height);
-        look();
     }
 
     function follow() {
         if (atEnd)
             showEnd();
-        else
-            look();
+        look();
     }
 
     // Lets a selection by keyboard begin in sight.

@@ -229,6 +229,9 @@ private Q_SLOTS:
         QCOMPARE(topLine(), line(1));
         view_->click(u"moreBelow"_s);
         QCOMPARE(contentY(), lastY());
+        press(Qt::Key_Home);
+        log().setLines({});
+        QVERIFY2(!view_->find(u"moreBelow"_s), "nothing is below");
     }
 
     void theKeyboardSelects()
