@@ -10,8 +10,6 @@
 #include <QFile>
 #include <QRegularExpression>
 
-#include <algorithm>
-
 using namespace Qt::StringLiterals;
 
 namespace brindle {
@@ -212,8 +210,7 @@ QCoro::Task<> AppModel::launchGame(QString engine, QString project, std::stop_to
         co_return;
     }
     logQueue_->flush();
-    const QStringList tail =
-        log.lines().mid(std::max<qsizetype>(0, log.lines().size() - reportLines));
+    const QStringList tail = log.lines().mid(log.lines().size() - reportLines);
     set(&Status::failure, FailureReport{message + u' ' + plainHint(tail), tail});
     set(&Status::state, AppState::needs(message));
 }
