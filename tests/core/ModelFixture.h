@@ -68,9 +68,9 @@ public:
     ModelFixture(const ModelFixture &) = delete;
     ModelFixture &operator=(const ModelFixture &) = delete;
 
-    /// Made on first use. Has looked for the game when this returns.
+    /// Returns the model, which has looked for the game. Makes it on first use.
     AppModel &model();
-    /// The same without waiting for the look.
+    /// Returns the model without waiting for that look.
     AppModel &modelAtStart();
     /// Returns the parts for another model.
     Dependencies parts() const;

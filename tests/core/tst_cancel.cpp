@@ -1,4 +1,4 @@
-// A cancelled run ends quietly in every phase, and a later Play completes what the run left.
+// Tests that a cancelled run ends quietly in every phase, and that a later Play completes it.
 
 #include "ModelFixture.h"
 #include "support/Await.h"
@@ -113,7 +113,7 @@ private Q_SLOTS:
 
     void theImportIsStopped()
     {
-        // An import that only a signal ends.
+        // Only a signal ends this import.
         fixture_->installByHand("#!/bin/sh\necho importing\nmkfifo \"$4/block\"\n"
                                 "read x < \"$4/block\"\n");
         QFile::remove(fixture_->root(marker));

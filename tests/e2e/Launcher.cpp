@@ -163,7 +163,7 @@ void Launcher::waitForAlert() const
     Screen::wait("an alert with its focus ring", [this] {
         const int height = sheetHeight(screen_.picture());
         // From above, the first accent is the ring's upper edge. An alert without a ring may ignore
-        // keys, and one that is half drawn shows no accent at all.
+        // keys. A half-drawn alert shows no accent at all.
         const int edge = block(screen_.picture(), accent, 20, 2).height();
         return height > 0 && height < 250 && edge > 0 && edge <= 3;
     });
@@ -177,7 +177,7 @@ void Launcher::waitForContent() const
 
 void Launcher::waitForStatus(Status status) const
 {
-    // In the middle of the circle.
+    // The middle of the circle has the colour.
     Screen::wait("the status", [&] {
         return !block(screen_.picture(), statusColours[static_cast<int>(status)], 8, 4).isEmpty();
     });
@@ -185,7 +185,7 @@ void Launcher::waitForStatus(Status status) const
 
 void Launcher::waitForPlay(bool offered) const
 {
-    // An enabled Play beside its text. Other such buttons are shorter, the progress bar is flatter.
+    // The accent beside Play's text. Other such buttons are shorter, the progress bar is flatter.
     Screen::wait(offered ? "an enabled Play" : "a disabled Play",
                  [&] { return block(screen_.picture(), accent, 90, 20).isEmpty() != offered; });
 }

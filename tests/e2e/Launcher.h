@@ -36,7 +36,7 @@ public:
     /// Returns the launcher's windows, by the screen's ids.
     QStringList windows() const { return screen_.windows(title); }
 
-    // What the window shows.
+    // The window's content.
 
     void waitForSheet() const;
     /// Waits until an alert takes keys.

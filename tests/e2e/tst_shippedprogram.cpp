@@ -1,5 +1,5 @@
-// The shipped program, used like a player does: through its windows, by keyboard, with
-// the code host under its real names.
+// Uses the shipped program as a player does: through its windows and by keyboard, with the code
+// host under its real names.
 
 #include "Launcher.h"
 #include "Stage.h"

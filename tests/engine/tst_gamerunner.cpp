@@ -48,7 +48,7 @@ class TestGameRunner : public QObject
     {
         return runner_->runImport(engine, u"/a $HOME \"game's\"; *"_s, Lines::into(lines_));
     }
-    /// An engine that prints its path and its arguments, one a line, then runs `script`.
+    /// Makes an engine that prints its path and arguments, one a line, then runs `script`.
     QString engine(const QString &script = {}) const
     {
         const QString path = folder_->filePath(u"an engine"_s);

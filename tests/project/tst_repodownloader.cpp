@@ -298,7 +298,7 @@ private Q_SLOTS:
         QTest::newRow("damaged")
             << addonZip().chopped(9)
             << u"Unzipping failed (ditto exit code 1). The download may be damaged."_s;
-        // An end record alone (APPNOTE.TXT 4.3.16).
+        // This archive is an end record alone (APPNOTE.TXT 4.3.16).
         QTest::newRow("empty") << QByteArray("PK\x05\x06", 4) + QByteArray(18, 0)
                                << u"The add-on addons/one was empty."_s;
     }
