@@ -182,7 +182,7 @@ public:
     Q_INVOKABLE void showSaves();
     Q_INVOKABLE void revealInFinder();
     /// Shows the game's repository in the user's browser.
-    Q_INVOKABLE void openRepository();
+    Q_INVOKABLE void openRepository() { parts_.desktop->openPage(repo.page()); }
     Q_INVOKABLE void copyFailure();
     Q_INVOKABLE void copyLog();
     /// Measures the storage root on a worker thread and sets `storageSize`.

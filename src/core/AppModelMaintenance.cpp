@@ -68,11 +68,6 @@ void AppModel::reveal(const QString &path, const Alert &otherwise) const
     }
 }
 
-void AppModel::openRepository()
-{
-    parts_.desktop->openPage(repo.page());
-}
-
 QString AppModel::repositoryAddress() const
 {
     return repo.page().authority() + repo.page().path();

@@ -25,16 +25,6 @@ QString cpu(const Platform &platform)
 
 } // namespace
 
-QString EngineSpec::tag() const
-{
-    return mono ? version + u"-mono"_s : version;
-}
-
-QString EngineSpec::folder(const Storage &storage) const
-{
-    return storage.enginesFolder() + u'/' + tag();
-}
-
 QString EngineSpec::zipName(const Platform &platform) const
 {
     if (isMac(platform)) {

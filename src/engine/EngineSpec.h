@@ -17,9 +17,9 @@ struct EngineSpec
 
     /// Returns the version, with "-mono" for a mono build. It names the build's folder and its
     /// import marker.
-    QString tag() const;
+    QString tag() const { return mono ? version + QStringLiteral("-mono") : version; }
     /// Returns the folder that holds the installed build.
-    QString folder(const Storage &storage) const;
+    QString folder(const Storage &storage) const { return storage.enginesFolder() + u'/' + tag(); }
     /// Returns the archive's name on the release page. On Linux, arm64 has builds of its own. Every
     /// other architecture gets x86_64, which each release has.
     QString zipName(const Platform &platform) const;

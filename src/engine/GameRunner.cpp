@@ -41,11 +41,6 @@ QCoro::Task<PlayResult> GameRunner::play(QString engine, QStringList arguments, 
     return run(process, std::move(onStayedOpen));
 }
 
-void GameRunner::stop()
-{
-    stopping_.request_stop();
-}
-
 QCoro::Task<PlayResult> GameRunner::run(std::shared_ptr<ManagedProcess> process,
                                         std::function<void()> onStayedOpen)
 {

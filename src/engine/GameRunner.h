@@ -45,7 +45,7 @@ public:
 
     /// Marks the run as stopped by the user and asks the engine and its children to end. Kills them
     /// `killAfter` later. Does not wait.
-    void stop();
+    void stop() { stopping_.request_stop(); }
 
     /// Returns whether `stop` was called since the last run began.
     bool userStopped() const { return stopping_.stop_requested(); }
