@@ -150,6 +150,7 @@ private Q_SLOTS:
         QCOMPARE(project, setup_->root() + u"/Game/g"_s);
         QCOMPARE(readFile(project + u"/main.gd"_s), QByteArray("new"));
         QVERIFY(!QFileInfo::exists(project + u"/old.gd"_s));
+        WorkerHold().open(); // the deletion may still run
         QStringList names = Files::names(setup_->root());
         names.sort();
         QCOMPARE(names, (QStringList{u"Game"_s, u"unfinished"_s}));
@@ -310,6 +311,7 @@ private Q_SLOTS:
         setup_->put(addonTarget, zip);
         QCOMPARE(thrownBy(setup_->fetch()), message);
         QVERIFY(QFileInfo(setup_->addon(u"addons/one"_s)).isDir());
+        WorkerHold().open(); // the deletion may still run
         QCOMPARE(Files::names(setup_->root()), QStringList());
     }
 

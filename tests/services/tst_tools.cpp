@@ -9,6 +9,7 @@
 #include "support/TestChild.h"
 #include "support/TestFiles.h"
 #include "support/Thrown.h"
+#include "support/WorkerHold.h"
 
 #include <QProcess>
 #include <QScopeGuard>
@@ -56,6 +57,13 @@ class TestTools : public QObject
         return Tools::replaceFolder(tool, archive(), opened(), place(), stop);
     }
 
+    /// Returns the names beside the destination.
+    QStringList beside() const
+    {
+        WorkerHold().open(); // the deletion may still run
+        return Files::names(at(u"new"_s));
+    }
+
     std::unique_ptr<QTemporaryDir> folder_;
     std::weak_ptr<QFile> opened_; // the archive of the last start
 
@@ -84,14 +92,14 @@ private Q_SLOTS:
         QCOMPARE(names, QStringList{u"unpacked"_s});
         QVERIFY(!QFile::exists(archive()));
         // The unpacked folder is deleted.
-        QCOMPARE(Files::names(at(u"new"_s)), QStringList());
+        QCOMPARE(beside(), QStringList());
     }
 
     void aFailedPlacingIsPassedOn()
     {
         const auto fail = [](const QString &) { throw SetupError(u"No."_s); };
         QCOMPARE(thrownBy(Tools::unzip(tool(), archive(), opened(), place(), fail, {})), u"No."_s);
-        QCOMPARE(Files::names(at(u"new"_s)), QStringList());
+        QCOMPARE(beside(), QStringList());
     }
 
     void theContentAppearsAtOnce()
@@ -108,7 +116,7 @@ private Q_SLOTS:
         names.sort();
         QCOMPARE(names, (QStringList{u"half"_s, u"rest"_s}));
         QCOMPARE(QFile::permissions(place()) & (QFile::ReadOther | QFile::WriteGroup), 0);
-        QCOMPARE(Files::names(at(u"new"_s)), QStringList{u"place"_s});
+        QCOMPARE(beside(), QStringList{u"place"_s});
     }
 
     void nothingRemainsOfAHalf_data()
@@ -122,7 +130,7 @@ private Q_SLOTS:
         QFETCH(const QString, end);
         QVERIFY(thrownBy(start(tool(u"mkdir \"$4/a\"; touch \"$4/a/project.godot\"; "_s + end))));
         QCOMPARE(Files::names(place()), QStringList());
-        QCOMPARE(Files::names(at(u"new"_s)), QStringList{u"place"_s});
+        QCOMPARE(beside(), QStringList{u"place"_s});
         QVERIFY(QFile::exists(archive())); // removed with its staging folder
     }
 
@@ -157,7 +165,7 @@ private Q_SLOTS:
         QVERIFY(endsCancelled(start(tool(u"touch \"$4/unpacked\""_s), stop.get_token())));
         answer.release();
         answered.acquire();
-        QTRY_COMPARE(Files::names(at(u"new"_s)), QStringList{u"place"_s});
+        QCOMPARE(beside(), QStringList{u"place"_s});
         QCOMPARE(Files::names(place()), QStringList());
     }
 
@@ -247,7 +255,7 @@ private Q_SLOTS:
         stop.request_stop();
         QVERIFY(endsCancelled(std::move(task)));
         QVERIFY(lifeline.isDropped());
-        QCOMPARE(Files::names(at(u"new"_s)), QStringList{u"place"_s});
+        QCOMPARE(beside(), QStringList{u"place"_s});
         QCOMPARE(Files::names(place()), QStringList());
     }
 

@@ -8,11 +8,11 @@
 
 #include <QCoreApplication>
 #include <QFileInfo>
+#include <QScopeGuard>
 #include <QTimer>
 
 #include <cerrno>
 #include <chrono>
-#include <exception>
 #include <utility>
 
 namespace brindle {
@@ -53,29 +53,22 @@ QCoro::Task<> Tools::unzip(QString archiveTool, QString zip, std::shared_ptr<QFi
 {
     const auto make = [destination] { return Files::makeHiddenBeside(destination); };
     const QString folder = co_await runOnWorker(make);
+    const auto cleanup = qScopeGuard(
+        [folder] { Threads::startOnWorker([folder] { Files::removeInPlace(folder); }); });
     const int descriptor = file->handle();
     const QStringList arguments{u"-x"_s, u"-k"_s, u"/dev/fd/%1"_s.arg(descriptor), folder};
-    std::exception_ptr error;
-    try {
-        const qint32 status = co_await run(archiveTool, arguments, stop, descriptor);
-        checkCancellation(stop);
-        if (status != 0) {
-            fail(status, destination);
-        }
-        auto finish = [=, file = std::move(file)]() mutable {
-            // Delete the archive before `place` syncs the disk.
-            file.reset();
-            QFile::remove(zip);
-            place(folder);
-        };
-        co_await runOnWorker(std::move(finish), stop);
-    } catch (...) {
-        error = std::current_exception();
+    const qint32 status = co_await run(archiveTool, arguments, stop, descriptor);
+    checkCancellation(stop);
+    if (status != 0) {
+        fail(status, destination);
     }
-    co_await runOnWorker([folder] { Files::removeInPlace(folder); });
-    if (error) {
-        std::rethrow_exception(error);
-    }
+    auto finish = [=, file = std::move(file)]() mutable {
+        // Delete the archive before `place` syncs the disk.
+        file.reset();
+        QFile::remove(zip);
+        place(folder);
+    };
+    co_await runOnWorker(std::move(finish), stop);
 }
 
 QCoro::Task<> Tools::replaceFolder(QString archiveTool, QString zip, std::shared_ptr<QFile> file,

@@ -23,8 +23,8 @@ QCoro::Task<qint32> run(QString program, QStringList arguments, std::stop_token 
 using Place = std::function<void(const QString &unpacked)>;
 
 /// Unpacks the archive `zip` into a hidden folder beside `destination`, deletes the archive, then
-/// calls `place` with that folder. The folder is gone in the end. Keeps execute bits and symbolic
-/// links.
+/// calls `place` with that folder. In the end a worker deletes the folder. Keeps execute bits and
+/// symbolic links.
 ///
 /// `archiveTool` is the absolute path of a program with ditto's command line (`-x -k archive
 /// destination`). The program reads `file`, the open archive, as "/dev/fd/" and its number: another
