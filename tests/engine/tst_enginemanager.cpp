@@ -332,14 +332,6 @@ private Q_SLOTS:
                             bool isChecked = false) {
             QTest::newRow(name) << fault << message << isChecked;
         };
-        const auto silence = [](const QByteArray &target) {
-            return [target](Setup &setup) {
-                setup.answers[target] = [&](const HttpRequest &, HttpConnection &connection) {
-                    setup.stop.request_stop();
-                    connection.waitUntilClosed();
-                };
-            };
-        };
         row(
             "refused", [](Setup &setup) { setup.answers.remove(release + macZip); },
             u"The server answered with status 404 for 127.0.0.1."_s);
@@ -359,8 +351,6 @@ private Q_SLOTS:
             u"The engine download did not match its official checksum, so it was thrown away. "
             "Please try again."_s,
             true);
-        row("cancelled while the list is silent", silence(listTarget), {});
-        row("cancelled while the archive is silent", silence(release + macZip), {});
         row(
             "cancelled at the check",
             [](Setup &setup) {

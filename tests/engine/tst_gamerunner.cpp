@@ -166,13 +166,6 @@ private Q_SLOTS:
         QVERIFY(result.userStopped);
         QCOMPARE(result.exitCode, SIGTERM);
         QVERIFY(!runner_->current());
-
-        auto import =
-            runImport(engine(u"exec '%1' '%2' '%3'"_s.arg(testChild(), u"out:x\\n"_s, untilAsked)));
-        waitFor(u"x"_s);
-        runner_->stop();
-        QCOMPARE(await(std::move(import)), SIGTERM);
-        QVERIFY(!runner_->current());
         QVERIFY(runner_->userStopped());
     }
 
