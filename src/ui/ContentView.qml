@@ -122,7 +122,6 @@ FocusScope {
                     height: width
                     name: "bolt"
                     color: Theme.secondary
-                    Accessible.ignored: true
                 }
             }
         }

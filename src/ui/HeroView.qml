@@ -6,7 +6,6 @@ SmoothRectangle {
     height: 130
     radius: 14
     gradient: [Qt.rgba(0.08, 0.12, 0.30, 1), Qt.rgba(0.55, 0.20, 0.35, 1), Qt.rgba(0.95, 0.55, 0.20, 1)]
-    Accessible.ignored: true
 
     Symbol {
         objectName: "heroSymbol"
@@ -18,6 +17,5 @@ SmoothRectangle {
         color: Qt.rgba(1, 1, 1, 0.92)
         shadowColor: Qt.rgba(0, 0, 0, 0.33)
         shadowRadius: 6
-        Accessible.ignored: true
     }
 }
