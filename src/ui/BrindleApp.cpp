@@ -44,7 +44,7 @@ QIcon windowIcon()
     return icon;
 }
 
-/// Ends an X desktop's startup sequence for a window that is open already. Adopts the time in the
+/// Ends an X desktop's startup sequence for a window that was open before. Adopts the time in the
 /// id, because window managers refuse requests from before the player's last input.
 /// https://specifications.freedesktop.org/startup-notification-spec/
 void obeyStartupId(const QByteArray &id)
@@ -143,7 +143,8 @@ void BrindleApp::open(const QByteArray &permission)
         if (QGuiApplication::platformName() != u"xcb") {
             // Qt's Wayland plugin activates the window with the token in this variable.
             qputenv("XDG_ACTIVATION_TOKEN", permission);
-        } else if (window_->isVisible()) {
+        } else if (window_->handle()) {
+            // Qt itself obeys the id of the first start.
             obeyStartupId(permission);
         }
     }

@@ -174,12 +174,15 @@ private Q_SLOTS:
                 native->nativeResourceForScreen("apptime", QGuiApplication::primaryScreen()));
         };
         const StartupMessages messages;
-        const quintptr later = time() + 10'000;
-        const QByteArray id = "shell-1-2-host_TIME" + QByteArray::number(later);
-        app().open(id);
-        spinUntil([&] { return messages.text.contains("remove: ID=" + id); });
-        QCOMPARE(time(), later);
-        QCOMPARE(QGuiApplication::focusWindow(), app().window());
+        for (const bool isClosed : {false, true}) {
+            app().window()->setVisible(!isClosed);
+            const quintptr later = time() + 10'000;
+            const QByteArray id = "shell-1-2-host_TIME" + QByteArray::number(later);
+            app().open(id);
+            spinUntil([&] { return messages.text.contains("remove: ID=" + id); });
+            QCOMPARE(time(), later);
+            spinUntil([this] { return QGuiApplication::focusWindow() == app().window(); });
+        }
     }
 
     void aGamesStartupIdBearsTheTimeOfTheLastInput()
