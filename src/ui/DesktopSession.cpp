@@ -162,7 +162,7 @@ QCoro::Task<> DesktopSession::announce(QPointer<DesktopSession> self, QString ti
                                        QString message, std::stop_token withdrawn)
 {
     co_await self->connectBus();
-    if (!self || withdrawn.stop_requested()) {
+    if (!self) {
         co_return;
     }
     auto bus = self->bus_;
