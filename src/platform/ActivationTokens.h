@@ -18,8 +18,8 @@ public:
     /// Returns the token if it is printable ASCII of at most 255 bytes, else an empty one.
     /// libwayland ends programs that send much longer texts.
     static QByteArray usable(const QByteArray &token);
-    /// Returns the desktop's permission for this program to come to the front, from the environment:
-    /// a Wayland token or an X startup id; may be empty.
+    /// Returns the desktop's permission for this program to come to the front, from the
+    /// environment: a Wayland token or an X startup id; may be empty.
     static QByteArray given();
 
     /// @param display the connection, a `wl_display`. It must outlive this object and every

@@ -145,10 +145,10 @@ void DesktopSession::sendProgress()
     }
     showsProgress_ = isShown;
     bus_.send(QDBusMessage::createSignal(u"/org/brindle/Brindle"_s,
-                                          u"com.canonical.Unity.LauncherEntry"_s, u"Update"_s)
-               << u"application://%1.desktop"_s.arg(desktopFile)
-               << QVariantMap{{u"progress"_s, std::clamp(model_.fraction(), 0.0, 1.0)},
-                              {u"progress-visible"_s, isShown}});
+                                         u"com.canonical.Unity.LauncherEntry"_s, u"Update"_s)
+              << u"application://%1.desktop"_s.arg(desktopFile)
+              << QVariantMap{{u"progress"_s, std::clamp(model_.fraction(), 0.0, 1.0)},
+                             {u"progress-visible"_s, isShown}});
 }
 
 bool DesktopSession::isInBackground() const

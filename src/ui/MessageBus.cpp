@@ -31,8 +31,8 @@ QCoro::Task<QDBusConnection> openBus(QDBusConnection::BusType bus)
     if (!isThere(isSession)) {
         co_return QDBusConnection(QString());
     }
-    // Connecting to a silent bus blocks. Never connect by address: Qt (6.4) then ends the program if
-    // nobody answers.
+    // Connecting to a silent bus blocks. Never connect by address: Qt (6.4) then ends the program
+    // if nobody answers.
     const auto connect = [isSession] {
         return isSession ? QDBusConnection::sessionBus() : QDBusConnection::systemBus();
     };

@@ -7,12 +7,29 @@ T.ProgressBar {
     id: control
 
     property string description: ""
+    // The position of the wandering piece, from 0 at the left to 1.
+    property real place: 0.5
+    readonly property alias moving: animation.running
+    readonly property bool seen: visible && Window.visibility !== Window.Hidden && Window.visibility !== Window.Minimized
 
     implicitWidth: 200
     implicitHeight: 8
     Accessible.role: Accessible.ProgressBar
     Accessible.name: "Progress"
     Accessible.description: description
+
+    // To and fro, unless nobody sees it or the desktop asks for less motion.
+    NumberAnimation {
+        id: animation
+        target: control
+        property: "place"
+        running: control.indeterminate && control.seen && !Theme.still
+        from: 0
+        to: 1
+        duration: 2200
+        easing.type: Easing.SineCurve
+        loops: Animation.Infinite
+    }
 
     background: Rectangle {
         radius: height / 2
@@ -23,30 +40,12 @@ T.ProgressBar {
         clip: true
 
         Rectangle {
-            id: fill
             objectName: "fill"
-
-            readonly property alias moving: animation.running
-            readonly property bool seen: visible && Window.visibility !== Window.Hidden && Window.visibility !== Window.Minimized
-            // The position of the wandering piece, from 0 at the left to 1.
-            property real place: 0.5
-
-            x: control.indeterminate ? place * (parent.width - width) : 0
+            x: control.indeterminate ? control.place * (parent.width - width) : 0
             width: control.indeterminate ? 0.28 * parent.width : Math.max(control.position * parent.width, control.position > 0 ? height : 0)
             height: parent.height
             radius: height / 2
             color: Theme.accentLine
-
-            // To and fro, unless nobody sees it or the desktop asks for less motion.
-            NumberAnimation on place {
-                id: animation
-                running: control.indeterminate && fill.seen && !Theme.still
-                from: 0
-                to: 1
-                duration: 2200
-                easing.type: Easing.SineCurve
-                loops: Animation.Infinite
-            }
         }
     }
 }

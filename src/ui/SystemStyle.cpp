@@ -190,8 +190,8 @@ QFont SystemStyle::font() const
         font.setFamily(family);
     }
     const double factor = chosen_.value(textScale).toDouble();
-    const double pixels = points >= 1 && points <= 100 ? qRound(points * 96 / 72)
-                                                       : QFontInfo(font).pixelSize();
+    const double pixels =
+        points >= 1 && points <= 100 ? qRound(points * 96 / 72) : QFontInfo(font).pixelSize();
     font.setPixelSize(qRound(pixels * (factor >= 0.5 && factor <= 3 ? factor : 1)));
     return font;
 }

@@ -251,11 +251,10 @@ private Q_SLOTS:
         QCoreApplication::processEvents();
         announced.clear();
         // A state and its message are one announcement.
-        for (const QVariantMap &change :
-             {QVariantMap{{u"phase"_s, int(AppState::Phase::ready)}},
-              {{u"phase"_s, int(AppState::Phase::needs)},
-               {u"needsMessage"_s, u"The disk is full."_s}},
-              {{u"needsMessage"_s, u"It is still full."_s}}}) {
+        for (const QVariantMap &change : {QVariantMap{{u"phase"_s, int(AppState::Phase::ready)}},
+                                          {{u"phase"_s, int(AppState::Phase::needs)},
+                                           {u"needsMessage"_s, u"The disk is full."_s}},
+                                          {{u"needsMessage"_s, u"It is still full."_s}}}) {
             view_->set(change);
             QCoreApplication::processEvents();
         }

@@ -296,17 +296,17 @@ Item {
             settle();
             const bar = item("progressBar");
             const piece = item("fill");
-            verify(!piece.moving);
+            verify(!bar.moving);
             compare([piece.width, piece.height], [0.28 * bar.width, 8]);
             compare(piece.x, 0.36 * bar.width);
             Theme.still = false;
             const start = piece.x;
-            verify(piece.moving);
+            verify(bar.moving);
             tryVerify(() => piece.x !== start);
             verify(piece.x >= 0 && piece.x + piece.width <= bar.width);
             model.hasProgress = true;
             model.progress = 0.5;
-            verify(!piece.moving);
+            verify(!bar.moving);
             compare([piece.x, piece.width], [0, bar.width / 2]);
         }
 

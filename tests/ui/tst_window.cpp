@@ -117,7 +117,7 @@ private Q_SLOTS:
     {
         showModel();
         fixture_->model().set(&Status::state, AppState::downloading(u"x"_s));
-        const QQuickItem *const bar = view_->find(u"fill"_s);
+        const QQuickItem *const bar = view_->find(u"progressBar"_s);
         const auto moves = [bar] { return bar->property("moving").toBool(); };
         QVERIFY(moves());
         for (const auto unseen : {QWindow::Hidden, QWindow::Minimized}) {
