@@ -63,9 +63,7 @@ class Host(http.server.SimpleHTTPRequestHandler):
     """Serves a folder as the code host. Bodies stop half-way while the gate is closed."""
 
     gate = threading.Event()
-
-    def log_message(self, *arguments):
-        pass
+    log_message = lambda *ignored: None
 
     def copyfile(self, source, output):
         output.write(source.read(os.fstat(source.fileno()).st_size // 2))
@@ -248,13 +246,12 @@ class Gnome(Desktop):
     ENVIRONMENT = {"XDG_CURRENT_DESKTOP": "GNOME", "XDG_SESSION_DESKTOP": "gnome"}
     SETTINGS = {key: f"gsettings set org.gnome.desktop.interface {value}" for key, value in (
         ("dark", "color-scheme prefer-dark"), ("light", "color-scheme default"),
-        ("accent", "accent-color purple"), ("font", "font-name 'Cantarell {}'"),
-        ("still", "enable-animations false"))}
+        ("accent", "accent-color purple"), ("font", "font-name 'Cantarell {}'"))}
     MINIMISE = "Super_L+h"
     FIRST_FRAME = ROOT / "first.png"
 
     def set_up(self):
-        self.set("still")
+        run("gsettings set org.gnome.desktop.interface enable-animations false")
         run("gsettings set org.gnome.mutter experimental-features \"['scale-monitor-framebuffer']\"")
         # The session manager starts the shell.
         sessions = pathlib.Path("/etc/xdg/gnome-session/sessions")
