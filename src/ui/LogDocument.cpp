@@ -16,7 +16,7 @@ namespace {
 constexpr int maxShown = 4'000;
 
 // The most characters added per frame. One whole entry is always added.
-constexpr qsizetype charactersPerFrame = 8 * 1024;
+constexpr qsizetype charactersPerFrame = 8'192;
 
 // A block takes as long to lay out as about this many characters of it.
 constexpr qsizetype blockCost = 54;

@@ -39,7 +39,7 @@ SingleInstance::Role SingleInstance::claim(const QByteArray &permission, int pat
     try {
         Files::createFolder(folder_);
     } catch (const SystemError &) {
-        // Ignored, because no lock can be had then.
+        // Ignored: no lock can be had then.
     }
     const QDeadlineTimer deadline(patience);
     while (true) {
