@@ -24,15 +24,17 @@ ConsoleLauncher::~ConsoleLauncher()
 
 void ConsoleLauncher::start(const QString &action)
 {
+    lines_.clear();
     process_.start(setting_.programs + u"/torture-launcher"_s,
                    {action, setting_.home, setting_.temporary, setting_.host, setting_.programs});
     process_.waitForStarted();
 }
 
-void ConsoleLauncher::waitForEnd(std::chrono::milliseconds longest)
+bool ConsoleLauncher::waitForEnd(std::chrono::milliseconds longest)
 {
     process_.waitForFinished(static_cast<int>(longest.count()));
     read();
+    return process_.state() == QProcess::NotRunning;
 }
 
 void ConsoleLauncher::kill()

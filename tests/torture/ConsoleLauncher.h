@@ -28,9 +28,11 @@ public:
     ~ConsoleLauncher();
 
     /// Starts the process, which does `action`: see launcher.cpp.
-    void start(const QString &action);
-    /// Waits for the end, at most that long.
-    void waitForEnd(std::chrono::milliseconds longest = std::chrono::minutes(2));
+    void start(const QString &action = QStringLiteral("play"));
+    /// Returns whether the process ended within that time.
+    bool waitForEnd(std::chrono::milliseconds longest = std::chrono::minutes(2));
+    /// Asks the process to end, as the end of a session does.
+    void terminate() { process_.terminate(); }
     void kill();
 
     /// Returns whether the process has ended by a signal.

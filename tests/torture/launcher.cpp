@@ -2,16 +2,19 @@
 // like the real one. ACTION is "play", "update", "reinstall", "remove" or "look". Each printed line
 // begins with its kind: "phase: " and a headline, "log: " and a line of the log, "end: " and the
 // result. "look" presses nothing and succeeds if the launcher is ready. A running game is stopped.
-// Returns 0 if the action succeeded.
+// Returns 0 if the action succeeded. On SIGTERM it cancels and ends, as the real launcher does, and
+// prints "cancelled: " with the microseconds.
 
 #include "base/Clock.h"
 #include "base/Threads.h"
 #include "core/AppModel.h"
 #include "files/Files.h"
 #include "files/StagingFolder.h"
+#include "platform/TerminationSignals.h"
 
 #include <QCoreApplication>
 #include <QDir>
+#include <QElapsedTimer>
 #include <QTimer>
 
 #include <cstdio>
@@ -133,9 +136,19 @@ int main(int argc, char *argv[])
         last = model.stepText();
     });
     followLog(model, temporary);
+    QElapsedTimer cancelled; // since then
     QObject::connect(&model, &AppModel::workChanged, &application, [&] {
-        if (!model.work()) {
+        if (!model.work() && cancelled.isValid()) {
+            print("cancelled", QString::number(cancelled.nsecsElapsed() / 1000));
+            QCoreApplication::exit(0);
+        } else if (!model.work()) {
             QCoreApplication::exit(result(model, action));
+        }
+    });
+    onTerminationSignal(QCoreApplication::instance(), [&] {
+        if (!cancelled.isValid()) {
+            cancelled.start();
+            model.cancel();
         }
     });
     QTimer::singleShot(0, &application, [&] {
