@@ -27,7 +27,7 @@ namespace brindle {
 class LogQueue;
 
 /// Everything that an AppModel needs from outside.
-struct Dependencies : Surroundings
+struct Dependencies : DownloadParts
 {
     std::unique_ptr<QSettings> settings; ///< keys "fullscreen" and "resolution"
     std::shared_ptr<Desktop> desktop;

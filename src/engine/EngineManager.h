@@ -19,7 +19,7 @@ namespace brindle {
 class EngineManager
 {
 public:
-    explicit EngineManager(Surroundings parts) : parts_(std::move(parts)) {}
+    explicit EngineManager(DownloadParts parts) : parts_(std::move(parts)) {}
 
     /// Returns the build that a project needs. Throws SetupError when none fits.
     static EngineSpec spec(const ProjectInfo &info);
@@ -42,7 +42,7 @@ public:
     FileDownloader downloader;
 
 private:
-    const Surroundings parts_;
+    const DownloadParts parts_;
 };
 
 } // namespace brindle

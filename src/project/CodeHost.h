@@ -11,7 +11,7 @@
 namespace brindle {
 
 /// The code host, folders and platform of all downloads.
-struct Surroundings
+struct DownloadParts
 {
     QUrl codeHost; ///< base address of the code-hosting service, without a trailing slash
     Storage storage;

@@ -17,7 +17,7 @@ namespace brindle {
 class RepoDownloader
 {
 public:
-    explicit RepoDownloader(Surroundings parts) : parts_(std::move(parts)) {}
+    explicit RepoDownloader(DownloadParts parts) : parts_(std::move(parts)) {}
 
     /// Returns the address of the game repository's web page.
     QUrl page() const;
@@ -42,7 +42,7 @@ public:
     FileDownloader downloader;
 
 private:
-    const Surroundings parts_;
+    const DownloadParts parts_;
 };
 
 } // namespace brindle

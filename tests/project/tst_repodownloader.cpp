@@ -86,7 +86,7 @@ struct Setup
     {
         Platform platform;
         platform.archiveTool = QStringLiteral(BRINDLE_DITTO);
-        repo = std::make_unique<RepoDownloader>(Surroundings{host, root(), temporary(), platform});
+        repo = std::make_unique<RepoDownloader>(DownloadParts{host, root(), temporary(), platform});
     }
 
     QCoro::Task<QString> install() { return repo->installGame(progress, stop.get_token()); }
