@@ -12,108 +12,73 @@ const ProjectInfo ProjectInfo::placeholder;
 
 namespace {
 
-/// Calls `use` with each key of the saved form and its field.
-template <typename Info, typename Use>
-void eachField(Info &info, Use use)
+QJsonObject written(const ProjectInfo &info)
 {
-    use(u"name"_s, info.name);
-    use(u"configVersion"_s, info.configVersion);
-    use(u"features"_s, info.features);
-    use(u"godotVersion"_s, info.godotVersion);
-    use(u"usesCSharp"_s, info.usesCSharp);
-    use(u"mainScene"_s, info.mainScene);
-    use(u"licenseName"_s, info.licenseName);
-    use(u"copyright"_s, info.copyright);
-    use(u"tagline"_s, info.tagline);
-    use(u"controls"_s, info.controls);
-    use(u"submodules"_s, info.submodules);
-    use(u"addons"_s, info.addons);
-    use(u"repoRoot"_s, info.repoRoot);
-}
-
-// `written` returns a field as JSON. `read` fills a field and returns whether the JSON suits it.
-
-template <typename Plain>
-QJsonValue written(const Plain &value)
-{
-    return value;
-}
-
-QJsonValue written(const std::optional<QString> &text)
-{
-    return text ? QJsonValue(*text) : QJsonValue(QJsonValue::Undefined);
-}
-
-QJsonValue written(const Submodule &submodule)
-{
-    return QJsonObject{{u"path"_s, submodule.path}, {u"url"_s, submodule.url}};
-}
-
-template <typename Item>
-QJsonValue written(const QList<Item> &list)
-{
-    QJsonArray array;
-    for (const Item &item : list) {
-        array.append(written(item));
+    QJsonArray submodules;
+    for (const auto &[path, url] : info.submodules) {
+        submodules.append(QJsonObject{{u"path"_s, path}, {u"url"_s, url}});
     }
-    return array;
-}
-
-template <typename Plain>
-bool read(const QJsonValue &value, Plain &field)
-{
-    field = value.toVariant().value<Plain>();
-    return QJsonValue(field) == value;
-}
-
-bool read(const QJsonValue &value, qint64 &number)
-{
-    // toInteger returns its default for a number that is too large or has a fraction.
-    number = value.toInteger(0);
-    return number == value.toInteger(1);
-}
-
-bool read(const QJsonValue &value, std::optional<QString> &text)
-{
-    text.reset();
-    return value.isUndefined() || value.isNull() || read(value, text.emplace());
-}
-
-bool read(const QJsonValue &value, Submodule &submodule)
-{
-    return read(value[u"path"], submodule.path) && read(value[u"url"], submodule.url);
-}
-
-template <typename Item>
-bool read(const QJsonValue &value, QList<Item> &list)
-{
-    bool isGood = value.isArray();
-    for (const QJsonValue item : value.toArray()) {
-        isGood = read(item, list.emplaceBack()) && isGood;
+    QJsonObject object{{u"name"_s, info.name},
+                       {u"configVersion"_s, info.configVersion},
+                       {u"features"_s, QJsonArray::fromStringList(info.features)},
+                       {u"usesCSharp"_s, info.usesCSharp},
+                       {u"mainScene"_s, info.mainScene},
+                       {u"licenseName"_s, info.licenseName},
+                       {u"copyright"_s, info.copyright},
+                       {u"tagline"_s, info.tagline},
+                       {u"controls"_s, QJsonArray::fromStringList(info.controls)},
+                       {u"submodules"_s, submodules},
+                       {u"addons"_s, QJsonArray::fromStringList(info.addons)},
+                       {u"repoRoot"_s, info.repoRoot}};
+    if (info.godotVersion) {
+        object.insert(u"godotVersion"_s, *info.godotVersion);
     }
-    return isGood;
+    return object;
 }
 
 } // namespace
 
 QByteArray ProjectInfo::toJson() const
 {
-    QJsonObject object;
-    eachField(*this, [&object](const QString &key, const auto &field) {
-        object.insert(key, written(field)); // omits undefined values
-    });
     // Qt's reader drops a byte order mark at the start of a text unless the mark is escaped.
-    return QJsonDocument(object).toJson().replace("\"\xEF\xBB\xBF", "\"\\ufeff");
+    return QJsonDocument(written(*this)).toJson().replace("\"\xEF\xBB\xBF", "\"\\ufeff");
 }
 
 std::optional<ProjectInfo> ProjectInfo::fromJson(const QByteArray &json)
 {
-    const QJsonDocument document = QJsonDocument::fromJson(json);
-    ProjectInfo info;
-    bool isGood = document.isObject();
-    eachField(info, [&](const QString &key, auto &field) {
-        isGood = read(document[key], field) && isGood;
-    });
+    const QJsonObject saved = QJsonDocument::fromJson(json).object();
+    const auto text = [&saved](const QString &key) { return saved[key].toString(); };
+    const auto texts = [&saved](const QString &key) {
+        return saved[key].toVariant().toStringList();
+    };
+    ProjectInfo info{.name = text(u"name"_s),
+                     .configVersion = saved[u"configVersion"].toInteger(),
+                     .features = texts(u"features"_s),
+                     .godotVersion = std::nullopt,
+                     .usesCSharp = saved[u"usesCSharp"].toBool(),
+                     .mainScene = text(u"mainScene"_s),
+                     .licenseName = text(u"licenseName"_s),
+                     .copyright = text(u"copyright"_s),
+                     .tagline = text(u"tagline"_s),
+                     .controls = texts(u"controls"_s),
+                     .submodules = {},
+                     .addons = texts(u"addons"_s),
+                     .repoRoot = text(u"repoRoot"_s)};
+    if (saved.contains(u"godotVersion")) {
+        info.godotVersion = text(u"godotVersion"_s);
+    }
+    bool isGood = saved[u"submodules"].isArray();
+    for (const QJsonValue item : saved[u"submodules"].toArray()) {
+        const QJsonValue path = item[u"path"];
+        const QJsonValue url = item[u"url"];
+        info.submodules.append({path.toString(), url.toString()});
+        isGood = isGood && path.isString() && url.isString();
+    }
+    // A missing or mistyped value was read as another one.
+    const QJsonObject again = written(info);
+    for (const QString &key : again.keys()) {
+        isGood = isGood && (again[key] == saved[key] || key == u"submodules");
+    }
     return isGood ? std::optional(info) : std::nullopt;
 }
 
