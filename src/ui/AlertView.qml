@@ -61,18 +61,19 @@ Sheet {
             layoutDirection: Qt.RightToLeft
             spacing: Theme.buttonSpacing
 
-            ProminentButton {
+            PushButton {
                 id: first
                 objectName: "alertButton0"
                 focus: !body.guarded
                 text: alert.buttons[0]
+                prominent: true
                 Accessible.defaultButton: true
                 onClicked: alert.answered(0)
             }
             Repeater {
                 model: alert.buttons.slice(1)
 
-                PlainButton {
+                PushButton {
                     required property string modelData
                     required property int index
                     objectName: "alertButton" + (index + 1)

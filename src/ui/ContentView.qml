@@ -183,21 +183,21 @@ FocusScope {
                 anchors.horizontalCenter: parent.horizontalCenter
                 spacing: Theme.buttonSpacing
 
-                PlainButton {
+                PushButton {
                     id: log
                     objectName: "showLogButton"
                     width: sheetButtons.each
                     text: "Show log"
                     onClicked: root.logShown = true
                 }
-                PlainButton {
+                PushButton {
                     id: settings
                     objectName: "settingsButton"
                     width: sheetButtons.each
                     text: "Settings"
                     onClicked: root.settingsShown = true
                 }
-                PlainButton {
+                PushButton {
                     id: about
                     objectName: "aboutButton"
                     width: sheetButtons.each

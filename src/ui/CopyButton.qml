@@ -2,7 +2,7 @@ import QtQuick
 import Brindle
 
 // Copies something, and confirms it for two seconds.
-PlainButton {
+PushButton {
     id: control
 
     // The thing copied, for screen readers.

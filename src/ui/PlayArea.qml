@@ -10,7 +10,7 @@ Column {
 
     spacing: 8
 
-    PlainButton {
+    PushButton {
         objectName: "stopButton"
         anchors.horizontalCenter: parent.horizontalCenter
         visible: area.model.gameRunning
@@ -25,7 +25,7 @@ Column {
         DoubleClickGuard {}
     }
 
-    ProminentButton {
+    PushButton {
         id: playButton
         objectName: "playButton"
         anchors.horizontalCenter: parent.horizontalCenter
@@ -35,11 +35,23 @@ Column {
         width: 260
         height: Math.max(48, implicitHeight)
         radius: 11
+        leftPadding: rightPadding + symbol.width + 9
         text: "Play"
-        symbol: "play"
+        prominent: true
         font: Theme.title
         onClicked: area.model.play()
 
+        // Before the text.
+        Symbol {
+            id: symbol
+            objectName: "playSymbol"
+            anchors.verticalCenter: parent.verticalCenter
+            x: (parent.width - playButton.contentItem.contentWidth - width - 9) / 2
+            width: playButton.font.pixelSize * 0.86
+            height: width
+            name: "play"
+            color: playButton.ink
+        }
         DoubleClickGuard {}
     }
 

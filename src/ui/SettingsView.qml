@@ -22,7 +22,7 @@ SheetView {
         onTriggered: view.model.measureStorage()
     }
 
-    component UpkeepRow: PlainButton {
+    component UpkeepRow: PushButton {
         width: parent.width
         implicitHeight: Math.ceil(Math.max(implicitContentHeight + 12, Theme.buttonHeight + 6))
         radius: Theme.boxRadius - 3
@@ -107,12 +107,12 @@ SheetView {
         width: parent.width
         spacing: Theme.buttonSpacing
 
-        PlainButton {
+        PushButton {
             objectName: "savesButton"
             text: "Show saves"
             onClicked: view.model.showSaves()
         }
-        PlainButton {
+        PushButton {
             objectName: "revealButton"
             text: "Reveal in Finder"
             onClicked: view.model.revealInFinder()

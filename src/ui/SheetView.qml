@@ -87,12 +87,13 @@ FocusScope {
             width: parent.width
             height: childrenRect.height
         }
-        ProminentButton {
+        PushButton {
             objectName: "closeButton"
             anchors.right: parent.right
             visible: view.closeText !== ""
             focus: view.closeText !== ""
             text: view.closeText
+            prominent: true
             Accessible.defaultButton: true
             onClicked: view.dismissed()
         }

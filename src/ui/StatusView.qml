@@ -115,7 +115,7 @@ Column {
             width: parent.width
             height: cancel.height + progress.bottomPadding
 
-            PlainButton {
+            PushButton {
                 id: cancel
 
                 property bool pressedOnce: false

@@ -123,7 +123,7 @@ Item {
         }
     }
 
-    PlainButton {
+    PushButton {
         objectName: "moreBelow"
         anchors.horizontalCenter: parent.horizontalCenter
         anchors.bottom: parent.bottom

@@ -81,7 +81,7 @@ Item {
             };
             for (const name in buttons)
                 compare([item(name).text, item(name).font], buttons[name], name);
-            compare(item("playButton").symbol, "play");
+            compare(item("playSymbol").name, "play");
         }
 
         // From the bottom of each item to the top of the next one.

@@ -2,10 +2,12 @@ import QtQuick
 import QtQuick.Templates as T
 import Brindle
 
-// A quiet button. A text wider than the button wraps, and the button grows.
+// A button. A text wider than the button wraps, and the button grows.
 T.Button {
     id: control
 
+    // The button stands out, filled with the accent colour.
+    property bool prominent: false
     // The button removes something for good.
     property bool destructive: false
     // The button ends a download or a game.
@@ -14,14 +16,16 @@ T.Button {
     property bool held: false
     property real radius: Theme.buttonRadius
     property int alignment: Text.AlignHCenter
-    property color ink: !enabled && !held ? Theme.textOff : destructive ? Theme.errorText : Theme.text
-    property color fill: held || down ? Theme.faceDown : !enabled ? Theme.faceOff : hovered ? Theme.faceHover : Theme.face
+    property color ink: !enabled && !held ? Theme.textOff : prominent ? Theme.accentText : destructive ? Theme.errorText : Theme.text
+    property color fill: !enabled && !held ? Theme.faceOff
+        : prominent ? (down ? Theme.accentDown : hovered ? Theme.accentHover : Theme.accent)
+        : held || down ? Theme.faceDown : hovered ? Theme.faceHover : Theme.face
 
     implicitWidth: Math.ceil(Math.max(implicitContentWidth + leftPadding + rightPadding, Theme.buttonHeight * 2))
     implicitHeight: Math.ceil(Math.max(implicitContentHeight + 8, Theme.buttonHeight))
     horizontalPadding: 12
     verticalPadding: 2
-    font: Theme.body
+    font: prominent ? Theme.headline : Theme.body
     focusPolicy: Qt.StrongFocus
     hoverEnabled: true
 
