@@ -18,19 +18,38 @@ FocusScope {
     focus: true
     Accessible.role: Accessible.Pane
 
-    // The last popup to close gives the focus to the window.
-    Window.onActiveFocusItemChanged: {
-        if (Window.activeFocusItem !== null && Window.activeFocusItem === Window.contentItem)
-            forceActiveFocus(Qt.PopupFocusReason);
+    readonly property Item focused: Window.activeFocusItem
+    // The focused control is hidden or disabled. Qt may have given its focus to this scope.
+    readonly property bool focusLost: activeFocus && (focused === root || !focused.visible || !focused.enabled)
+    readonly property bool playOffered: playArea.playButton.visible && playArea.playButton.enabled
+    // "Show log", which ends nothing, has the focus until Play can be pressed, unless the player moves on.
+    property bool focusWaits: false
+
+    function settleFocus() {
+        if (focused !== null && focused === Window.contentItem) {
+            forceActiveFocus(Qt.PopupFocusReason); // the last popup has closed
+        } else if (playOffered && (focusLost || focusWaits && focused === log)) {
+            playArea.playButton.forceActiveFocus();
+        } else if (focusLost) {
+            log.forceActiveFocus();
+            focusWaits = true;
+        } else if (activeFocus && focused !== log) {
+            focusWaits = false;
+        }
     }
+
+    // Later, because the change that hides one control may show another one.
+    function settleFocusSoon() {
+        Qt.callLater(settleFocus); // qmllint disable
+    }
+
+    onFocusedChanged: settleFocusSoon()
+    onFocusLostChanged: settleFocusSoon()
+    onPlayOfferedChanged: settleFocusSoon()
 
     Rectangle {
         anchors.fill: parent
         color: Theme.window
-    }
-
-    FocusKeeper {
-        home: playArea.playButton
     }
 
     // Nothing moves before the first frame.

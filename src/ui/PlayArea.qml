@@ -19,7 +19,6 @@ Column {
         radius: 9
         text: "Stop"
         font: Theme.title2
-        ending: true
         onClicked: area.model.stop()
 
         DoubleClickGuard {}

@@ -10,8 +10,6 @@ T.Button {
     property bool prominent: false
     // The button removes something for good.
     property bool destructive: false
-    // The button ends a download or a game.
-    property bool ending: false
     // The button looks pressed while it is disabled.
     property bool held: false
     property real radius: Theme.buttonRadius

@@ -31,8 +31,6 @@ FocusScope {
     Accessible.name: title
     Keys.forwardTo: [scroller]
 
-    FocusKeeper {}
-
     Shortcut {
         sequences: ["Return", "Enter"]
         autoRepeat: false

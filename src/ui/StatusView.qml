@@ -124,7 +124,6 @@ Column {
                 anchors.horizontalCenter: parent.horizontalCenter
                 anchors.bottom: parent.bottom
                 text: "Cancel"
-                ending: true
                 enabled: !pressedOnce
                 held: pressedOnce
                 onClicked: {

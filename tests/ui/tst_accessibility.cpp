@@ -153,9 +153,9 @@ private Q_SLOTS:
                    u"Button: Play (Not available now)"_s,
                    u"Grouping: Failure"_s,
                    u"StaticText: Summary"_s,
-                   u"EditableText: Last lines of the log (focused) (to read)"_s,
+                   u"EditableText: Last lines of the log (to read)"_s,
                    u"Button: Copy the failure"_s,
-                   u"Button: Show log"_s,
+                   u"Button: Show log (focused)"_s,
                    u"Button: Settings"_s,
                    u"Button: About"_s};
         QTest::newRow("settings")

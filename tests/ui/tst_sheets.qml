@@ -68,7 +68,7 @@ Item {
                 }
                 compare(view[data.tag + "Shown"], false);
                 tryVerify(() => !sheet.view);
-                verify(opener.activeFocus);
+                tryVerify(() => opener.activeFocus);
             }
             compare(model.calls, []);
         }
