@@ -19,13 +19,13 @@ void LineSplitter::feed(QByteArrayView bytes, const LineCallback &line)
         const qsizetype end = bytes.indexOf('\n');
         const QByteArrayView part = bytes.first(end < 0 ? bytes.size() : end);
         bytes = bytes.sliced(end < 0 ? bytes.size() : end + 1);
+        const QByteArrayView kept = part.first(std::min(part.size(), limit_ - unfinished_.size()));
         if (end >= 0 && unfinished_.isEmpty()) {
-            line(text(part)); // most lines need no copy
+            line(text(kept, part.size() - kept.size())); // most lines need no copy
             continue;
         }
-        const qsizetype kept = std::min(part.size(), limit_ + 1 - unfinished_.size());
-        unfinished_.append(part.first(kept));
-        skipped_ += part.size() - kept;
+        unfinished_.append(kept);
+        skipped_ += part.size() - kept.size();
         if (end >= 0) {
             flush(line);
         }
@@ -35,27 +35,26 @@ void LineSplitter::feed(QByteArrayView bytes, const LineCallback &line)
 void LineSplitter::flush(const LineCallback &line)
 {
     if (!unfinished_.isEmpty()) {
-        line(text(unfinished_));
+        line(text(unfinished_, skipped_));
         unfinished_.resize(0);
         skipped_ = 0;
     }
 }
 
 /// Returns the line that begins with `bytes`, without spare capacity.
-QString LineSplitter::text(QByteArrayView bytes) const
+QString LineSplitter::text(QByteArrayView bytes, qint64 skipped)
 {
     using Flag = QStringDecoder::Flag;
-    const qsizetype excess = std::max<qsizetype>(bytes.size() - limit_, 0);
     // Unlike QString::fromUtf8 this keeps a byte order mark. The character at a cut is dropped,
     // since without Stateless the decoder waits for its rest.
     QStringDecoder decoder(QStringDecoder::Utf8,
                            Flag::ConvertInitialBom |
-                               (excess > 0 ? Flag::Default : Flag::Stateless));
-    const QString line = decoder(bytes.chopped(excess));
-    if (excess == 0) {
+                               (skipped > 0 ? Flag::Default : Flag::Stateless));
+    const QString line = decoder(bytes);
+    if (skipped == 0) {
         return line;
     }
-    return line % u"… (" % Text::byteCount(excess + skipped_) % u" left out)";
+    return line % u"… (" % Text::byteCount(skipped) % u" left out)";
 }
 
 } // namespace brindle

@@ -25,10 +25,10 @@ public:
     void flush(const LineCallback &line);
 
 private:
-    QString text(QByteArrayView bytes) const;
+    static QString text(QByteArrayView bytes, qint64 skipped);
 
     qsizetype limit_;
-    QByteArray unfinished_; // the line's first bytes, at most `limit_` + 1
+    QByteArray unfinished_; // the line's first bytes, at most `limit_`
     qint64 skipped_ = 0;    // bytes of the line behind those
 };
 
