@@ -5,6 +5,7 @@
 
 #include <QClipboard>
 #include <QCoroDBusPendingCall>
+#include <QCoroFuture>
 #include <QDesktopServices>
 #include <QFileInfo>
 #include <QGuiApplication>
@@ -84,12 +85,13 @@ QCoro::Task<int> QuickDesktop::runAlert(Alert alert)
     if (!window_) {
         co_return static_cast<int>(alert.buttons.size()) - 1;
     }
-    const OneShot<int> answer;
+    const auto answer = std::make_shared<QPromise<int>>();
+    answer->start();
     questions_.append({alert, answer});
     if (!alert_) {
         showNextAlert();
     }
-    co_return co_await answer;
+    co_return co_await answer->future();
 }
 
 void QuickDesktop::showNextAlert()
@@ -119,7 +121,8 @@ void QuickDesktop::answer(int button)
         return; // an answered alert fades out
     }
     const Question question = questions_.takeFirst();
-    question.answer.resume(button);
+    question.answer->addResult(button);
+    question.answer->finish();
     QMetaObject::invokeMethod(std::exchange(alert_, nullptr), "close");
     if (!questions_.isEmpty()) {
         showNextAlert();
@@ -129,7 +132,8 @@ void QuickDesktop::answer(int button)
 void QuickDesktop::dismissAlert()
 {
     for (const Question &question : std::as_const(questions_)) {
-        question.answer.resume(static_cast<int>(question.alert.buttons.size()) - 1);
+        question.answer->addResult(static_cast<int>(question.alert.buttons.size()) - 1);
+        question.answer->finish();
     }
     questions_.clear();
     if (alert_) {

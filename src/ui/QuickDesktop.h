@@ -1,11 +1,11 @@
 #pragma once
 
-#include "base/OneShot.h"
 #include "core/Desktop.h"
 #include "platform/ActivationTokens.h"
 #include "platform/Platform.h"
 
 #include <QPointer>
+#include <QPromise>
 #include <QQuickWindow>
 
 #include <memory>
@@ -49,7 +49,7 @@ private:
     struct Question
     {
         Alert alert;
-        OneShot<int> answer;
+        std::shared_ptr<QPromise<int>> answer;
     };
     void showNextAlert();
 

@@ -20,15 +20,20 @@ public:
     {
         alerts << alert;
         if (waits) {
-            const OneShot<int> pressed;
+            const auto pressed = std::make_shared<QPromise<int>>();
+            pressed->start();
             open << pressed;
-            const int button = co_await pressed;
-            co_return button;
+            co_return co_await pressed->future();
         }
         co_return answer;
     }
-    /// Answers the oldest open alert.
-    void press(int button) { open.takeFirst().resume(button); }
+    /// Answers an open alert; the oldest is the first.
+    void press(int button, qsizetype index = 0)
+    {
+        const auto pressed = open.takeAt(index);
+        pressed->addResult(button);
+        pressed->finish();
+    }
     void reveal(const QString &path) override { revealed << path; }
     void copyText(const QString &text) override { copied << text; }
     void openPage(const QUrl &page) override { opened << page; }
@@ -39,9 +44,7 @@ public:
         if (permitsStarts) {
             co_return permission;
         }
-        const OneShot<> stopped;
-        const std::stop_callback onStop(stop, [stopped] { stopped.resume(); });
-        co_await stopped;
+        co_await SteadyClock().sleep(std::chrono::hours(1), stop);
         co_return {};
     }
 
@@ -53,7 +56,7 @@ public:
     bool permitsStarts = true; ///< false: never answers
     int answer = 0;            ///< button of every alert
     bool waits = false;        ///< alerts stay open until `press`
-    QList<OneShot<int>> open;
+    QList<std::shared_ptr<QPromise<int>>> open;
 };
 
 /// A model whose storage, temporary folder and settings lie in a folder that is deleted with the

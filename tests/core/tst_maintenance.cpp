@@ -298,7 +298,7 @@ private Q_SLOTS:
             if (pressed < 0) {
                 QCoreApplication::exit();
             } else {
-                desktop().open.takeLast().resume(pressed);
+                desktop().press(pressed, desktop().open.size() - 1);
             }
         });
         QCOMPARE(model().confirmQuit(), quits);

@@ -1,4 +1,3 @@
-#include "base/OneShot.h"
 #include "base/Threads.h"
 #include "support/Await.h"
 #include "support/Thrown.h"
@@ -25,14 +24,9 @@ std::shared_ptr<void> watched(std::atomic<QThread *> &destroyedOn)
     return {nullptr, [&destroyedOn](void *) { destroyedOn = QThread::currentThread(); }};
 }
 
-QCoro::Task<int> result(OneShot<int> delivered)
+QCoro::Task<> note(QCoro::Task<> work, std::shared_ptr<QStringList> order)
 {
-    co_return co_await delivered;
-}
-
-QCoro::Task<> note(OneShot<> delivered, std::shared_ptr<QStringList> order)
-{
-    co_await delivered;
+    co_await work;
     order->append(u"resumed"_s);
 }
 
@@ -121,7 +115,7 @@ private Q_SLOTS:
             [&] {
                 leave.acquire();
                 done = true;
-                return 7;
+                throw 7;
             },
             stop.get_token());
         stop.request_stop();
@@ -155,56 +149,16 @@ private Q_SLOTS:
         QVERIFY(!ran);
     }
 
-    void deliversFromAnyThread()
-    {
-        const OneShot<int> delivered;
-        auto task = result(delivered);
-        std::thread([delivered] { delivered.resume(7); }).join();
-        QVERIFY2(!task.isReady(), "it resumes in its own event loop");
-        QCOMPARE(await(std::move(task)), 7);
-    }
-
-    void theFirstDeliveryWins()
-    {
-        const auto failure = std::make_exception_ptr(7);
-        const OneShot<int> value;
-        value.resume(1);
-        value.resume(2);
-        value.fail(failure);
-        QCOMPARE(await(result(value)), 1);
-
-        const OneShot<int> error;
-        error.fail(failure);
-        error.resume(1);
-        QVERIFY_THROWS_EXCEPTION(int, await(result(error)));
-    }
-
-    void resumesBehindEarlierEvents_data()
-    {
-        QTest::addColumn<bool>("before");
-        QTest::newRow("delivered before it is awaited") << true;
-        QTest::newRow("delivered afterwards") << false;
-    }
     void resumesBehindEarlierEvents()
     {
-        QFETCH(const bool, before);
         const auto order = std::make_shared<QStringList>();
-        const OneShot<> delivered;
-        const auto deliver = [&] {
-            std::thread([&] {
-                const auto note = [order] { order->append(u"queued"_s); };
-                QMetaObject::invokeMethod(QCoreApplication::instance(), note, Qt::QueuedConnection);
-                delivered.resume();
-            }).join();
+        const auto work = [order] {
+            const auto note = [order] { order->append(u"queued"_s); };
+            QMetaObject::invokeMethod(QCoreApplication::instance(), note, Qt::QueuedConnection);
         };
-        if (before) {
-            deliver();
-        }
-        auto task = note(delivered, order);
-        if (!before) {
-            deliver();
-        }
-        await(std::move(task));
+        // The work ends before the caller awaits it.
+        const auto start = [](std::function<void()> run) { std::thread(run).join(); };
+        await(note(runOnWorker(work, {}, start), order));
         QCOMPARE(*order, (QStringList{u"queued"_s, u"resumed"_s}));
     }
 };

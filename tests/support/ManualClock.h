@@ -1,11 +1,13 @@
 #pragma once
 
 #include "base/Clock.h"
-#include "base/OneShot.h"
 
 #include <QCoreApplication>
+#include <QCoroFuture>
+#include <QPromise>
 
 #include <list>
+#include <memory>
 
 namespace brindle {
 
@@ -25,11 +27,12 @@ public:
 
     QCoro::Task<bool> sleep(Duration duration, std::stop_token stop) override
     {
-        const OneShot<bool> woken;
+        const auto woken = std::make_shared<QPromise<bool>>();
+        woken->start();
         sleepers_.push_back({now_ + duration, woken});
-        const std::stop_callback wake(stop, [woken] { woken.resume(false); });
+        const std::stop_callback onStop(stop, [woken] { wake(*woken, false); });
         ++asleep_;
-        const bool passed = co_await woken;
+        const bool passed = co_await woken->future();
         --asleep_;
         co_return passed;
     }
@@ -44,7 +47,7 @@ public:
             if (sleeper.until > now_) {
                 return false;
             }
-            sleeper.woken.resume(true);
+            wake(*sleeper.woken, true);
             return true;
         });
     }
@@ -53,8 +56,14 @@ private:
     struct Sleeper
     {
         Duration until;
-        OneShot<bool> woken;
+        std::shared_ptr<QPromise<bool>> woken;
     };
+
+    static void wake(QPromise<bool> &sleeper, bool passed)
+    {
+        sleeper.addResult(passed);
+        sleeper.finish();
+    }
 
     Duration now_{1000};
     int asleep_ = 0;

@@ -1,7 +1,6 @@
 #include "base/Clock.h"
 
-#include "base/OneShot.h"
-
+#include <QCoroTimer>
 #include <QTimer>
 
 namespace brindle {
@@ -13,14 +12,14 @@ Clock::Duration SteadyClock::now() const
 
 QCoro::Task<bool> SteadyClock::sleep(Duration duration, std::stop_token stop)
 {
-    const OneShot<bool> woken;
     QTimer timer;
     timer.setSingleShot(true);
     timer.setTimerType(Qt::PreciseTimer);
-    QObject::connect(&timer, &QTimer::timeout, &timer, [woken] { woken.resume(true); });
     timer.start(std::chrono::ceil<std::chrono::milliseconds>(duration));
-    const std::stop_callback wake(stop, [woken] { woken.resume(false); });
-    co_return co_await woken;
+    const std::stop_callback wake(
+        stop, [&timer] { QMetaObject::invokeMethod(&timer, [&timer] { timer.start(0); }); });
+    co_await timer;
+    co_return !stop.stop_requested();
 }
 
 } // namespace brindle

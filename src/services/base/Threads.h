@@ -1,13 +1,17 @@
 #pragma once
 
 #include "base/Error.h"
-#include "base/OneShot.h"
 
 #include <QCoroTask>
+#include <QFutureWatcher>
+#include <QPromise>
 
+#include <coroutine>
 #include <functional>
+#include <memory>
 #include <stop_token>
 #include <type_traits>
+#include <variant>
 
 namespace brindle {
 
@@ -38,6 +42,29 @@ public:
 
 } // namespace Threads
 
+/// Awaits a future's end behind earlier events. QCoro's own awaiter does not suspend for a future
+/// that has finished.
+template <typename T>
+struct LaterEnd
+{
+    bool await_ready() const { return false; }
+
+    void await_suspend(std::coroutine_handle<> waiter)
+    {
+        const auto resume = [this, waiter] {
+            watcher.disconnect(); // a second report would resume a destroyed coroutine
+            waiter.resume();
+        };
+        QObject::connect(&watcher, &QFutureWatcherBase::finished, &watcher, resume);
+        watcher.setFuture(future);
+    }
+
+    void await_resume() const {}
+
+    QFuture<T> future;
+    QFutureWatcher<T> watcher{};
+};
+
 /// Runs `work` on a worker thread, or where `start` starts it, and resumes the caller on its own
 /// thread with the result. Throws whatever `work` throws.
 ///
@@ -52,23 +79,25 @@ runOnWorker(F work, std::stop_token stop = {},
     checkCancellation(stop);
     using Result = std::invoke_result_t<F>;
     using Value = std::conditional_t<std::is_void_v<Result>, std::monostate, Result>;
-    const OneShot<Value> end;
-    start([work = std::move(work), end]() mutable {
+    const auto promise = std::make_shared<QPromise<Value>>();
+    promise->start();
+    start([work = std::move(work), promise]() mutable {
         try {
             if constexpr (std::is_void_v<Result>) {
                 work();
-                end.resume();
+                promise->addResult(Value());
             } else {
-                end.resume(work());
+                promise->addResult(work());
             }
         } catch (...) {
-            end.fail(std::current_exception());
+            promise->setException(std::current_exception());
         }
+        promise->finish();
     });
-    const std::stop_callback onStop(
-        stop, [end] { end.fail(std::make_exception_ptr(CancellationError())); });
-    [[maybe_unused]] Value value = co_await end;
+    const std::stop_callback onStop(stop, [promise] { promise->finish(); });
+    co_await LaterEnd<Value>{promise->future()};
     checkCancellation(stop);
+    [[maybe_unused]] Value value = promise->future().takeResult();
     if constexpr (!std::is_void_v<Result>) {
         co_return value;
     }
