@@ -10,6 +10,7 @@
 #include <fcntl.h>
 #include <isa-l/crc.h>
 #include <isa-l/igzip_lib.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -17,9 +18,9 @@ namespace brindle::ditto {
 
 namespace {
 
-[[noreturn]] void fail()
+[[noreturn]] void fail(int reason = errno)
 {
-    throw Error(std::string("can't read the archive: ") + std::strerror(errno));
+    throw Error(std::string("can't read the archive: ") + std::strerror(reason));
 }
 
 bool isAtEnd(const inflate_state &state)
@@ -32,51 +33,43 @@ bool isAtEnd(const inflate_state &state)
 struct ArchiveFile::Buffers
 {
     inflate_state state{};
-    std::array<unsigned char, 256U << 10U> input;
     std::array<unsigned char, 1U << 20U> output;
 };
 
-ArchiveFile::ArchiveFile(const std::string &path)
-    : descriptor_(open(path.c_str(), O_RDONLY | O_CLOEXEC)), buffers_(new Buffers)
+ArchiveFile::ArchiveFile(const std::string &path) : buffers_(new Buffers)
 {
+    const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC);
     struct stat found = {};
-    if (descriptor_ < 0 || fstat(descriptor_, &found) != 0) {
+    if (descriptor < 0 || fstat(descriptor, &found) != 0) {
         fail();
     }
-    size_ = static_cast<uint64_t>(found.st_size);
+    const auto size = static_cast<size_t>(found.st_size);
+    // One byte more, because an empty mapping is an error.
+    void *const bytes = mmap(nullptr, size + 1, PROT_READ, MAP_PRIVATE, descriptor, 0);
+    const int reason = errno;
+    close(descriptor);
+    if (bytes == MAP_FAILED) { // NOLINT: the system's constant
+        fail(reason);
+    }
+    bytes_ = {static_cast<const char *>(bytes), size};
 }
 
 ArchiveFile::~ArchiveFile()
 {
-    close(descriptor_);
+    munmap(const_cast<char *>(bytes_.data()), size() + 1); // NOLINT: mapped by us
 }
 
-std::string ArchiveFile::read(uint64_t offset, uint64_t count) const
+std::string_view ArchiveFile::bytes(uint64_t offset, uint64_t count) const
 {
-    std::string bytes(count, '\0');
-    read(offset, reinterpret_cast<unsigned char *>(bytes.data()), count); // NOLINT: bytes
-    return bytes;
-}
-
-void ArchiveFile::read(uint64_t offset, unsigned char *bytes, size_t count) const
-{
-    while (count > 0) {
-        const ssize_t now = pread(descriptor_, bytes, count, static_cast<off_t>(offset));
-        if (now < 0) {
-            fail();
-        }
-        if (now == 0) {
-            throw Error("the archive is cut short");
-        }
-        offset += static_cast<uint64_t>(now);
-        bytes += now;
-        count -= static_cast<size_t>(now);
+    if (offset > size() || count > size() - offset) {
+        throw Error("the archive is cut short");
     }
+    return bytes_.substr(offset, count);
 }
 
 void ArchiveFile::unpack(const Entry &entry, const Sink &sink) const
 {
-    auto &[state, input, output] = *buffers_;
+    auto &[state, output] = *buffers_;
     uint64_t passed = 0;
     uint32_t crc = 0;
     const auto pass = [&](const unsigned char *bytes, size_t count) {
@@ -91,14 +84,16 @@ void ArchiveFile::unpack(const Entry &entry, const Sink &sink) const
     state.crc_flag = ISAL_DEFLATE;
     const bool isDeflated = entry.compressionMethod == deflated;
     for (uint64_t done = 0; done < entry.compressedSize;) {
-        const size_t count = std::min<uint64_t>(input.size(), entry.compressedSize - done);
-        read(entry.dataOffset + done, input.data(), count);
+        constexpr uint64_t pieceBytes = 256U << 10U;
+        const size_t count = std::min(pieceBytes, entry.compressedSize - done);
+        const std::string_view piece = bytes(entry.dataOffset + done, count);
+        auto *const input = reinterpret_cast<const unsigned char *>(piece.data()); // NOLINT
         done += count;
         if (!isDeflated) {
-            pass(input.data(), count);
+            pass(input, count);
             continue;
         }
-        state.next_in = input.data();
+        state.next_in = const_cast<unsigned char *>(input); // NOLINT: only read
         state.avail_in = static_cast<uint32_t>(count);
         for (bool wasFull = true; !isAtEnd(state) && (state.avail_in > 0 || wasFull);) {
             state.next_out = output.data();

@@ -5,13 +5,14 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <string_view>
 
 namespace brindle::ditto {
 
 struct Entry;
 
-/// An archive's file. Opens it once, so that another file of that name changes nothing. Throws
-/// Error. One thread at a time.
+/// An archive's file. Maps it once, so that another file of that name changes nothing. A disk that
+/// can't be read later ends the program. Throws Error. One thread at a time.
 class ArchiveFile
 {
 public:
@@ -20,10 +21,10 @@ public:
     ArchiveFile(const ArchiveFile &) = delete;
     ArchiveFile &operator=(const ArchiveFile &) = delete;
 
-    uint64_t size() const { return size_; }
+    uint64_t size() const { return bytes_.size(); }
 
-    /// Returns exactly these bytes. The position of the descriptor does not matter.
-    std::string read(uint64_t offset, uint64_t count) const;
+    /// Returns exactly these bytes.
+    std::string_view bytes(uint64_t offset, uint64_t count) const;
 
     /// Called with consecutive pieces of the unpacked bytes.
     using Sink = std::function<void(const unsigned char *bytes, size_t count)>;
@@ -34,10 +35,7 @@ public:
 private:
     struct Buffers;
 
-    void read(uint64_t offset, unsigned char *bytes, size_t count) const;
-
-    const int descriptor_;
-    uint64_t size_ = 0;
+    std::string_view bytes_;
     const std::unique_ptr<Buffers> buffers_; // of `unpack`
 };
 

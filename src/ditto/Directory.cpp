@@ -18,7 +18,6 @@ constexpr std::string_view endSignature = "PK\x05\x06";
 constexpr std::string_view zip64EndSignature = "PK\x06\x06";
 constexpr std::string_view locatorSignature = "PK\x06\x07";
 constexpr uint64_t signatureSize = 4;
-constexpr uint64_t localSize = 30;
 constexpr uint64_t endSize = 22;
 constexpr uint64_t zip64EndSize = 56;
 constexpr uint64_t locatorSize = 20;
@@ -86,8 +85,7 @@ EndRecord readZip64End(const ArchiveFile &file, uint64_t locator)
         throw Error("the zip64 end record is not where it should be");
     }
     const uint64_t place = locator - zip64EndSize;
-    const std::string bytes = file.read(place, zip64EndSize + locatorSize);
-    Fields record(bytes);
+    Fields record(file.bytes(place, zip64EndSize + locatorSize));
     record.expect(zip64EndSignature, "the zip64 end record");
     // The size does not count itself and the signature. Longer records hold unknown data.
     if (record.number(8) != zip64EndSize - signatureSize - sizeof(uint64_t)) {
@@ -109,17 +107,17 @@ EndRecord readZip64End(const ArchiveFile &file, uint64_t locator)
 }
 
 /// Returns the position of the end record in the file's last bytes.
-size_t findEndRecord(const std::string &tail)
+size_t findEndRecord(std::string_view tail)
 {
-    const auto endsFile = [&tail](size_t position) {
+    const auto endsFile = [tail](size_t position) {
         if (tail.size() - position < endSize) {
             return false;
         }
-        Fields comment(std::string_view(tail).substr(position + endSize - 2));
+        Fields comment(tail.substr(position + endSize - 2));
         return comment.number(2) == tail.size() - position - endSize;
     };
     const size_t position = tail.rfind(endSignature);
-    if (position == std::string::npos) {
+    if (position == std::string_view::npos) {
         throw Error("no zip archive, or one that is cut short");
     }
     if (!endsFile(position)) {
@@ -137,9 +135,9 @@ size_t findEndRecord(const std::string &tail)
 EndRecord readEnd(const ArchiveFile &file)
 {
     const uint64_t tailSize = std::min(file.size(), endSize + maxComment);
-    const std::string tail = file.read(file.size() - tailSize, tailSize);
+    const std::string_view tail = file.bytes(file.size() - tailSize, tailSize);
     const size_t position = findEndRecord(tail);
-    Fields record(std::string_view(tail).substr(position + signatureSize));
+    Fields record(tail.substr(position + signatureSize));
     const uint64_t disks = record.number(4);
     const uint64_t entriesHere = record.number(2);
     const EndRecord narrow{record.number(2), record.number(4), record.number(4)};
@@ -149,7 +147,7 @@ EndRecord readEnd(const ArchiveFile &file)
     EndRecord end = narrow;
     uint64_t endOffset = file.size() - tailSize + position;
     if (endOffset >= locatorSize &&
-        file.read(endOffset - locatorSize, signatureSize) == locatorSignature) {
+        file.bytes(endOffset - locatorSize, signatureSize) == locatorSignature) {
         end = readZip64End(file, endOffset - locatorSize);
         const auto differs = [](uint64_t value, uint64_t wide, uint64_t elsewhere) {
             return value != wide && value != elsewhere;
@@ -261,56 +259,41 @@ bool agree(const Entry &inDirectory, const Entry &inHeader)
 /// `end`.
 uint64_t readLocalHeader(const ArchiveFile &file, const Entry &entry, uint64_t end)
 {
-    if (entry.localHeaderOffset > end || end - entry.localHeaderOffset < localSize) {
+    if (entry.localHeaderOffset > end) {
         throw Error("an entry beyond the directory");
     }
-    const std::string bytes = file.read(entry.localHeaderOffset, localSize);
-    Fields header(bytes);
+    Fields header(file.bytes(entry.localHeaderOffset, end - entry.localHeaderOffset));
     header.expect(localSignature, "an entry");
     header.take(2); // version needed to extract
     Entry found;
     readShared(header, found);
     const uint64_t nameSize = header.number(2);
     const uint64_t extraSize = header.number(2);
-    const uint64_t names = entry.localHeaderOffset + localSize;
-    const uint64_t start = names + nameSize + extraSize;
-    if (start > end || entry.compressedSize > end - start) {
+    found.fileName = header.take(nameSize);
+    readExtraFields(Fields(header.take(extraSize)), found);
+    if (entry.compressedSize > header.left()) {
         throw Error("an entry that reaches into the directory");
     }
-    const std::string rest = file.read(names, nameSize + extraSize);
-    found.fileName = rest.substr(0, nameSize);
-    readExtraFields(Fields(std::string_view(rest).substr(nameSize)), found);
     if (!agree(entry, found)) {
         throw Error("an entry that says something else than the directory");
     }
-    return start;
+    return end - header.left();
 }
 
 std::vector<Entry> readCentralDirectory(const ArchiveFile &file, const EndRecord &end)
 {
-    constexpr uint64_t pieceBytes = 1ULL << 20U;
-    constexpr uint64_t maxRecordBytes = 46 + 3 * 0xFFFF;
     std::vector<Entry> entries;
     entries.reserve(end.entries);
     uint64_t nameBytes = 0;
-    for (uint64_t left = end.size; left > 0;) {
-        const std::string piece =
-            file.read(end.offset + end.size - left, std::min(left, pieceBytes));
-        const uint64_t atLeast = piece.size() < left ? maxRecordBytes : 1;
-        Fields records(piece);
-        while (records.left() >= atLeast && entries.size() < end.entries) {
-            entries.push_back(readCentralHeader(records));
-            nameBytes += entries.back().fileName.size();
-        }
-        left -= piece.size() - records.left();
-        if (left > 0 && entries.size() == end.entries) {
-            throw Error("a directory with more or fewer entries than announced");
-        }
+    Fields records(file.bytes(end.offset, end.size));
+    while (records.left() > 0 && entries.size() < end.entries) {
+        entries.push_back(readCentralHeader(records));
+        nameBytes += entries.back().fileName.size();
         if (nameBytes > maxNameBytes) {
             throw Error("too long names");
         }
     }
-    if (entries.size() != end.entries) {
+    if (records.left() > 0 || entries.size() != end.entries) {
         throw Error("a directory with more or fewer entries than announced");
     }
     return entries;

@@ -21,7 +21,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// Limits the address space. An archive at all limits needs about 50 MiB.
+// Limits the address space besides the archive. An archive at all limits needs about 50 MiB.
 constexpr uint64_t maxMemory = 64ULL << 20U;
 constexpr mode_t creationMask = 0022;
 constexpr mode_t executableMode = 0755; // also of folders
@@ -159,7 +159,7 @@ int run(int argc, char **argv, const std::function<Confine> &confine,
     try {
         const ArchiveFile archive(argv[3]);
         prepareDestination(destination);
-        confine({destination, maxMemory, maxFileBytes});
+        confine({destination, maxMemory + archive.size(), maxFileBytes});
         unpack(archive, destination);
         return 0;
     } catch (const Error &error) {
