@@ -61,9 +61,7 @@ ArchiveFile::~ArchiveFile()
 
 std::string_view ArchiveFile::bytes(uint64_t offset, uint64_t count) const
 {
-    if (offset > size() || count > size() - offset) {
-        throw Error("the archive is cut short");
-    }
+    refuseIf(offset > size() || count > size() - offset, "the archive is cut short");
     return bytes_.substr(offset, count);
 }
 
@@ -73,9 +71,7 @@ void ArchiveFile::unpack(const Entry &entry, const Sink &sink) const
     uint64_t passed = 0;
     uint32_t crc = 0;
     const auto pass = [&](const unsigned char *bytes, size_t count) {
-        if (count > entry.uncompressedSize - passed) {
-            throw Error(entry.fileName + ": more bytes than announced");
-        }
+        refuseIf(count > entry.uncompressedSize - passed, "more bytes than announced", entry);
         crc = crc32_gzip_refl(crc, bytes, count);
         passed += count;
         sink(bytes, count);
@@ -98,27 +94,18 @@ void ArchiveFile::unpack(const Entry &entry, const Sink &sink) const
         for (bool wasFull = true; !isAtEnd(state) && (state.avail_in > 0 || wasFull);) {
             state.next_out = output.data();
             state.avail_out = static_cast<uint32_t>(output.size());
-            if (isal_inflate(&state) != ISAL_DECOMP_OK) {
-                throw Error(entry.fileName + ": damaged data");
-            }
+            refuseIf(isal_inflate(&state) != ISAL_DECOMP_OK, "damaged data", entry);
             wasFull = state.avail_out == 0;
             pass(output.data(), output.size() - state.avail_out);
         }
         // isal_inflate() may hold unused bytes.
         constexpr int bitsOfByte = 8;
-        if (isAtEnd(state) && (state.avail_in > 0 || state.read_in_length >= bitsOfByte)) {
-            throw Error(entry.fileName + ": data after its end");
-        }
+        refuseIf(isAtEnd(state) && (state.avail_in > 0 || state.read_in_length >= bitsOfByte),
+                 "data after its end", entry);
     }
-    if (isDeflated && !isAtEnd(state)) {
-        throw Error(entry.fileName + ": the archive is cut short");
-    }
-    if (passed != entry.uncompressedSize) {
-        throw Error(entry.fileName + ": fewer bytes than announced");
-    }
-    if (crc != entry.crc32) {
-        throw Error(entry.fileName + ": its checksum does not match");
-    }
+    refuseIf(isDeflated && !isAtEnd(state), "the archive is cut short", entry);
+    refuseIf(passed != entry.uncompressedSize, "fewer bytes than announced", entry);
+    refuseIf(crc != entry.crc32, "its checksum does not match", entry);
 }
 
 } // namespace brindle::ditto

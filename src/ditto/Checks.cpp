@@ -43,15 +43,6 @@ bool isControl(char c)
     return byte < 0x20 || byte == 0x7F;
 }
 
-/// Returns a name in printable form, cut when it is long.
-std::string shown(const std::string &name)
-{
-    constexpr size_t maxShown = 80;
-    std::string text = name.substr(0, maxShown);
-    std::replace_if(text.begin(), text.end(), isControl, '?');
-    return '"' + text + (name.size() > maxShown ? "…\"" : "\"");
-}
-
 /// Removes the first part of a path, with the slash behind it, and returns the part.
 std::string_view takePart(std::string_view &path)
 {
@@ -68,10 +59,8 @@ void checkName(const Entry &entry)
     // Deeper than any real tree.
     constexpr int maxParts = 256;
     const std::string &name = entry.fileName;
-    const auto refuseIf = [&name](bool isWrong, const char *why) {
-        if (isWrong) {
-            throw Error(std::string(why) + ": " + shown(name));
-        }
+    const auto refuseIf = [&entry](bool isWrong, const char *why) {
+        ditto::refuseIf(isWrong, why, entry);
     };
     refuseIf(name.empty(), "an entry without a name");
     refuseIf(name.size() > maxPath, "an over-long name");
@@ -92,9 +81,7 @@ void checkName(const Entry &entry)
 void checkEntry(const Entry &entry)
 {
     const auto refuseIf = [&entry](bool isWrong, const char *why) {
-        if (isWrong) {
-            throw Error(std::string(why) + ": " + entry.fileName);
-        }
+        ditto::refuseIf(isWrong, why, entry);
     };
     const uint16_t method = entry.compressionMethod;
     const uint64_t size = entry.uncompressedSize;
@@ -129,12 +116,9 @@ void checkNeighbours(const Entry &first, const Entry &second)
     if (!path.starts_with(first.path())) {
         return;
     }
-    if (path == first.path()) {
-        throw Error("two entries for one place: " + second.fileName);
-    }
-    if (first.type() != Type::folder && path[first.path().size()] == '/') {
-        throw Error("an entry below a file or link: " + second.fileName);
-    }
+    refuseIf(path == first.path(), "two entries for one place", second);
+    refuseIf(first.type() != Type::folder && path[first.path().size()] == '/',
+             "an entry below a file or link", second);
 }
 
 /// Checks the sums over all entries, which must be sorted.
@@ -147,9 +131,7 @@ void checkTotals(const std::vector<Entry> &entries)
     uint64_t links = 0;
     uint64_t linkBytes = 0;
     const auto add = [&](std::string_view path, uint64_t blocks) {
-        if (++places > maxEntries) {
-            throw Error("too many folders");
-        }
+        refuseIf(++places > maxEntries, "too many folders");
         depth += 1 + static_cast<uint64_t>(std::count(path.begin(), path.end(), '/'));
         bytes += placeBytes + blocks * blockBytes;
     };
@@ -166,19 +148,11 @@ void checkTotals(const std::vector<Entry> &entries)
             linkBytes += entry.uncompressedSize;
         }
     }
-    if (links > maxLinks || linkBytes > maxLinkBytes) {
-        throw Error("too many links");
-    }
-    if (bytes > maxBytes) {
-        throw Error("too many bytes to unpack");
-    }
+    refuseIf(links > maxLinks || linkBytes > maxLinkBytes, "too many links");
+    refuseIf(bytes > maxBytes, "too many bytes to unpack");
     // Entries share no bytes, so the packed bytes are no more than the archive has.
-    if (bytes > freeBytes + maxGrowth * packedBytes) {
-        throw Error("an archive that unpacks to too much");
-    }
-    if (depth > freeDepth + maxMeanDepth * places) {
-        throw Error("folders that are too deep");
-    }
+    refuseIf(bytes > freeBytes + maxGrowth * packedBytes, "an archive that unpacks to too much");
+    refuseIf(depth > freeDepth + maxMeanDepth * places, "folders that are too deep");
 }
 
 /// Follows a link as the system would. Returns whether it stays in the tree. Adds to `work`.
@@ -212,14 +186,23 @@ bool staysInside(std::string_view link, const std::string &target, const Links &
             const auto found = links.find(at);
             isInside = found == links.end() || follow(found->second);
         }
-        if (work > maxLinkWork) {
-            throw Error("links that take too long to follow");
-        }
+        refuseIf(work > maxLinkWork, "links that take too long to follow");
     }
     return isInside;
 }
 
 } // namespace
+
+void refuseIf(bool isWrong, const char *why, const Entry &entry)
+{
+    if (isWrong) {
+        constexpr size_t maxShown = 80;
+        std::string name = entry.fileName.substr(0, maxShown);
+        std::replace_if(name.begin(), name.end(), isControl, '?');
+        throw Error(std::string(why) + ": \"" + name +
+                    (entry.fileName.size() > maxShown ? "…\"" : "\""));
+    }
+}
 
 void checkDirectory(std::vector<Entry> &entries)
 {

@@ -39,6 +39,9 @@ constexpr uint64_t maxLinkWork = 64ULL << 20U;
 constexpr uint16_t stored = 0;
 constexpr uint16_t deflated = 8;
 
+/// Throws an Error that names the entry, if `isWrong`.
+void refuseIf(bool isWrong, const char *why, const Entry &entry);
+
 /// Refuses an archive with unsafe names, types other than file, folder and link, encryption,
 /// unknown methods, two entries for one place, an entry below a file or link, or sizes over the
 /// limits. A safe name is valid UTF-8 and relative, of at most 256 components, without "..", ".",

@@ -38,9 +38,7 @@ public:
 
     std::string_view take(uint64_t count)
     {
-        if (left() < count) {
-            throw Error("a directory that is cut short");
-        }
+        refuseIf(left() < count, "a directory that is cut short");
         const std::string_view taken = bytes_.substr(0, count);
         bytes_.remove_prefix(count);
         return taken;
@@ -60,11 +58,9 @@ public:
     {
         field = static_cast<Number>(number(sizeof field));
     }
-    void expect(std::string_view signature, const char *what)
+    void expect(std::string_view signature, const char *why)
     {
-        if (take(signatureSize) != signature) {
-            throw Error(std::string(what) + " is not where it should be");
-        }
+        refuseIf(take(signatureSize) != signature, why);
     }
 
 private:
@@ -81,28 +77,22 @@ struct EndRecord
 
 EndRecord readZip64End(const ArchiveFile &file, uint64_t locator)
 {
-    if (locator < zip64EndSize) {
-        throw Error("the zip64 end record is not where it should be");
-    }
+    constexpr auto misplaced = "the zip64 end record is not where it should be";
+    refuseIf(locator < zip64EndSize, misplaced);
     const uint64_t place = locator - zip64EndSize;
     Fields record(file.bytes(place, zip64EndSize + locatorSize));
-    record.expect(zip64EndSignature, "the zip64 end record");
+    record.expect(zip64EndSignature, misplaced);
     // The size does not count itself and the signature. Longer records hold unknown data.
-    if (record.number(8) != zip64EndSize - signatureSize - sizeof(uint64_t)) {
-        throw Error("a zip64 end record of another size");
-    }
+    refuseIf(record.number(8) != zip64EndSize - signatureSize - sizeof(uint64_t),
+             "a zip64 end record of another size");
     record.take(4); // versions
     const uint64_t disks = record.number(8);
     const uint64_t entriesHere = record.number(8);
     const EndRecord end{record.number(8), record.number(8), record.number(8)};
-    record.expect(locatorSignature, "the zip64 locator");
+    record.expect(locatorSignature, misplaced);
     const uint64_t disk = record.number(4);
-    if (record.number(8) != place) {
-        throw Error("the zip64 end record is not where it should be");
-    }
-    if (disks != 0 || disk != 0 || entriesHere != end.entries) {
-        throw Error("an archive of several parts");
-    }
+    refuseIf(record.number(8) != place, misplaced);
+    refuseIf(disks != 0 || disk != 0 || entriesHere != end.entries, "an archive of several parts");
     return end;
 }
 
@@ -117,17 +107,11 @@ size_t findEndRecord(std::string_view tail)
         return comment.number(2) == tail.size() - position - endSize;
     };
     const size_t position = tail.rfind(endSignature);
-    if (position == std::string_view::npos) {
-        throw Error("no zip archive, or one that is cut short");
-    }
-    if (!endsFile(position)) {
-        throw Error("something after the archive's end");
-    }
+    refuseIf(position == std::string_view::npos, "no zip archive, or one that is cut short");
+    refuseIf(!endsFile(position), "something after the archive's end");
     for (size_t other = tail.find(endSignature); other < position;
          other = tail.find(endSignature, other + 1)) {
-        if (endsFile(other)) {
-            throw Error("two end records");
-        }
+        refuseIf(endsFile(other), "two end records");
     }
     return position;
 }
@@ -141,9 +125,8 @@ EndRecord readEnd(const ArchiveFile &file)
     const uint64_t disks = record.number(4);
     const uint64_t entriesHere = record.number(2);
     const EndRecord narrow{record.number(2), record.number(4), record.number(4)};
-    if (entriesHere != narrow.entries || (disks != 0 && disks != elsewhere32)) {
-        throw Error("an archive of several parts");
-    }
+    refuseIf(entriesHere != narrow.entries || (disks != 0 && disks != elsewhere32),
+             "an archive of several parts");
     EndRecord end = narrow;
     uint64_t endOffset = file.size() - tailSize + position;
     if (endOffset >= locatorSize &&
@@ -152,16 +135,14 @@ EndRecord readEnd(const ArchiveFile &file)
         const auto differs = [](uint64_t value, uint64_t wide, uint64_t elsewhere) {
             return value != wide && value != elsewhere;
         };
-        if (differs(narrow.entries, end.entries, elsewhere16) ||
-            differs(narrow.size, end.size, elsewhere32) ||
-            differs(narrow.offset, end.offset, elsewhere32)) {
-            throw Error("two end records that disagree");
-        }
+        refuseIf(differs(narrow.entries, end.entries, elsewhere16) ||
+                     differs(narrow.size, end.size, elsewhere32) ||
+                     differs(narrow.offset, end.offset, elsewhere32),
+                 "two end records that disagree");
         endOffset -= locatorSize + zip64EndSize;
     }
-    if (end.offset > endOffset || end.size != endOffset - end.offset) {
-        throw Error("the directory is not where it should be");
-    }
+    refuseIf(end.offset > endOffset || end.size != endOffset - end.offset,
+             "the directory is not where it should be");
     return end;
 }
 
@@ -211,9 +192,8 @@ void readExtraFields(Fields extra, Entry &entry)
         bool *const isKnown = kind == zip64Field         ? &hasZip64
                               : kind == unicodePathField ? &hasUnicodePath
                                                          : nullptr;
-        if (isKnown && std::exchange(*isKnown, true)) {
-            throw Error("a directory that can be read in two ways");
-        }
+        refuseIf(isKnown && std::exchange(*isKnown, true),
+                 "a directory that can be read in two ways");
         if (kind == zip64Field) {
             readZip64Field(field, entry);
         } else if (kind == unicodePathField) {
@@ -224,7 +204,7 @@ void readExtraFields(Fields extra, Entry &entry)
 
 Entry readCentralHeader(Fields &directory)
 {
-    directory.expect(centralSignature, "an entry of the directory");
+    directory.expect(centralSignature, "an entry of the directory is not where it should be");
     Entry entry;
     directory.into(entry.versionMadeBy);
     directory.take(2); // version needed to extract
@@ -259,11 +239,9 @@ bool agree(const Entry &inDirectory, const Entry &inHeader)
 /// `end`.
 uint64_t readLocalHeader(const ArchiveFile &file, const Entry &entry, uint64_t end)
 {
-    if (entry.localHeaderOffset > end) {
-        throw Error("an entry beyond the directory");
-    }
+    refuseIf(entry.localHeaderOffset > end, "an entry beyond the directory");
     Fields header(file.bytes(entry.localHeaderOffset, end - entry.localHeaderOffset));
-    header.expect(localSignature, "an entry");
+    header.expect(localSignature, "an entry is not where it should be");
     header.take(2); // version needed to extract
     Entry found;
     readShared(header, found);
@@ -271,12 +249,8 @@ uint64_t readLocalHeader(const ArchiveFile &file, const Entry &entry, uint64_t e
     const uint64_t extraSize = header.number(2);
     found.fileName = header.take(nameSize);
     readExtraFields(Fields(header.take(extraSize)), found);
-    if (entry.compressedSize > header.left()) {
-        throw Error("an entry that reaches into the directory");
-    }
-    if (!agree(entry, found)) {
-        throw Error("an entry that says something else than the directory");
-    }
+    refuseIf(entry.compressedSize > header.left(), "an entry that reaches into the directory");
+    refuseIf(!agree(entry, found), "an entry that says something else than the directory");
     return end - header.left();
 }
 
@@ -289,13 +263,10 @@ std::vector<Entry> readCentralDirectory(const ArchiveFile &file, const EndRecord
     while (records.left() > 0 && entries.size() < end.entries) {
         entries.push_back(readCentralHeader(records));
         nameBytes += entries.back().fileName.size();
-        if (nameBytes > maxNameBytes) {
-            throw Error("too long names");
-        }
+        refuseIf(nameBytes > maxNameBytes, "too long names");
     }
-    if (records.left() > 0 || entries.size() != end.entries) {
-        throw Error("a directory with more or fewer entries than announced");
-    }
+    refuseIf(records.left() > 0 || entries.size() != end.entries,
+             "a directory with more or fewer entries than announced");
     return entries;
 }
 
@@ -313,9 +284,7 @@ void readLocalHeaders(const ArchiveFile &file, std::vector<Entry> &entries, uint
     });
     uint64_t previousEnd = 0;
     for (Entry *const entry : sorted) {
-        if (entry->localHeaderOffset < previousEnd) {
-            throw Error("entries that overlap");
-        }
+        refuseIf(entry->localHeaderOffset < previousEnd, "entries that overlap");
         entry->dataOffset = readLocalHeader(file, *entry, end);
         previousEnd = entry->dataOffset + entry->compressedSize;
     }
@@ -349,12 +318,8 @@ Entry::Type Entry::type() const
 std::vector<Entry> readDirectory(const ArchiveFile &file)
 {
     const EndRecord end = readEnd(file);
-    if (end.entries > maxEntries) {
-        throw Error("too many entries");
-    }
-    if (end.size > maxDirectoryBytes) {
-        throw Error("too large a directory");
-    }
+    refuseIf(end.entries > maxEntries, "too many entries");
+    refuseIf(end.size > maxDirectoryBytes, "too large a directory");
     std::vector<Entry> entries = readCentralDirectory(file, end);
     readLocalHeaders(file, entries, end.offset);
     return entries;

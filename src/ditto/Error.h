@@ -33,4 +33,12 @@ private:
     int status_;
 };
 
+/// Throws an Error that blames the archive, if `isWrong`.
+inline void refuseIf(bool isWrong, const char *why)
+{
+    if (isWrong) {
+        throw Error(why);
+    }
+}
+
 } // namespace brindle::ditto
