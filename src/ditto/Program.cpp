@@ -111,19 +111,6 @@ void fill(const ArchiveFile &archive, const std::string &destination)
     }
 }
 
-void prepareDestination(const std::string &folder)
-{
-    std::error_code error;
-    fs::create_directory(folder, error);
-    const bool isEmpty = !error && fs::is_empty(folder, error);
-    if (!error && !isEmpty) {
-        error = std::make_error_code(std::errc::directory_not_empty);
-    }
-    if (error) {
-        throw Error::notWritten(folder, error.value());
-    }
-}
-
 int failed(const char *why, int status = 1)
 {
     std::fprintf(stderr, "ditto: %s\n", why);
@@ -158,12 +145,17 @@ int run(int argc, char **argv, const std::function<Confine> &confine,
     umask(creationMask);
     try {
         const ArchiveFile archive(argv[3]);
-        prepareDestination(destination);
+        fs::create_directory(destination);
+        if (!fs::is_empty(destination)) {
+            throw Error::notWritten(destination, ENOTEMPTY);
+        }
         confine({destination, maxMemory + archive.size(), maxFileBytes});
         unpack(archive, destination);
         return 0;
     } catch (const Error &error) {
         return failed(error.what(), error.status());
+    } catch (const fs::filesystem_error &error) { // by the destination
+        return failed(error.what(), destinationFailed + error.code().value());
     } catch (const std::bad_alloc &) {
         return failed("not enough memory for this archive");
     } catch (const std::exception &error) {
