@@ -82,7 +82,7 @@ function(brindle_add_test name)
     cmake_parse_arguments(TEST "" "" "VARIABLES" ${ARGN})
     add_test(NAME ${name} COMMAND ${TEST_UNPARSED_ARGUMENTS})
     set_tests_properties(${name} PROPERTIES
-        ENVIRONMENT "QT_QPA_PLATFORM=offscreen;DBUS_SESSION_BUS_ADDRESS=autolaunch:;QT_NO_XDG_DESKTOP_PORTAL=1;ASAN_OPTIONS=detect_leaks=1;LSAN_OPTIONS=suppressions=${CMAKE_SOURCE_DIR}/tests/lsan.supp;UBSAN_OPTIONS=print_stacktrace=1;${TEST_VARIABLES}")
+        ENVIRONMENT "QT_QPA_PLATFORM=offscreen;DBUS_SESSION_BUS_ADDRESS=unix:path=/nowhere;QT_NO_XDG_DESKTOP_PORTAL=1;ASAN_OPTIONS=detect_leaks=1;LSAN_OPTIONS=suppressions=${CMAKE_SOURCE_DIR}/tests/lsan.supp;UBSAN_OPTIONS=print_stacktrace=1;${TEST_VARIABLES}")
 endfunction()
 
 # brindle_protocol(<target> <client-header | server-header | private-code>…)

@@ -166,7 +166,6 @@ private Q_SLOTS:
         QTest::newRow("none") << QString();
         QTest::newRow("gone") << u"unix:path=/nowhere/bus"_s;
         QTest::newRow("not an address") << u"bus"_s;
-        QTest::newRow("one to start") << u"autolaunch:"_s;
         QTest::newRow("silent") << u"unix:path=%1/silent"_s;
     }
 
@@ -182,6 +181,7 @@ private Q_SLOTS:
         QLocalServer silent;
         QVERIFY(silent.listen(runtime.filePath(u"silent"_s)));
         environment.insert(u"XDG_RUNTIME_DIR"_s, runtime.path());
+        environment.remove(u"DISPLAY"_s); // without an address, D-Bus would start a bus for it
         address.replace(u"%1"_s, runtime.path());
         for (const char *name : {"DBUS_SESSION_BUS_ADDRESS", "DBUS_SYSTEM_BUS_ADDRESS"}) {
             environment.insert(QLatin1String(name), address);
