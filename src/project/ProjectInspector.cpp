@@ -10,10 +10,9 @@
 #include <QRegularExpression>
 #include <QStringDecoder>
 
-#include <algorithm>
 #include <filesystem>
+#include <set>
 #include <utility>
-#include <vector>
 
 namespace brindle {
 
@@ -199,29 +198,24 @@ QStringList controls(const std::optional<QString> &text)
 
 std::optional<QString> ProjectInspector::findProject(const QString &folder)
 {
-    // This walk is three times as fast as QDir's, which matters for a project of many folders.
-    std::vector<fs::path> level{QFile::encodeName(folder).toStdString()};
-    for (int depth = 1; depth <= maxDepth; ++depth) {
-        std::vector<fs::path> next;
-        for (const fs::path &candidate : level) {
-            std::error_code error;
-            for (fs::directory_iterator entry(candidate, error), end; !error && entry != end;
-                 entry.increment(error)) {
-                const std::string name = entry->path().filename();
-                if (name == "project.godot") {
-                    return QFile::decodeName(candidate.c_str());
-                }
-                std::error_code ignored;
-                if (name.front() != '.' && !entry->is_symlink(ignored) &&
-                    entry->is_directory(ignored)) {
-                    next.push_back(entry->path());
-                }
+    const fs::path top = QFile::encodeName(folder).toStdString();
+    // Most projects lie on the second level, where the second of these walks ends.
+    std::set<fs::path> found;
+    for (int depth = 0; depth < maxDepth && found.empty(); ++depth) {
+        std::error_code error;
+        for (fs::recursive_directory_iterator entry(
+                 top, fs::directory_options::skip_permission_denied, error);
+             entry != fs::recursive_directory_iterator(); entry.increment(error)) {
+            const fs::path name = entry->path().filename();
+            if (entry.depth() == depth && name == "project.godot") {
+                found.insert(entry->path().parent_path());
+            }
+            if (entry.depth() == depth || name.native().front() == '.') {
+                entry.disable_recursion_pending();
             }
         }
-        std::sort(next.begin(), next.end());
-        level = std::move(next);
     }
-    return std::nullopt;
+    return found.empty() ? std::nullopt : std::optional(QFile::decodeName(found.begin()->c_str()));
 }
 
 ProjectInfo ProjectInspector::inspect(const QString &projectDir)
