@@ -1,5 +1,7 @@
 #include "engine/EngineSpec.h"
 
+#include <QFileInfo>
+
 namespace brindle {
 
 using namespace Qt::StringLiterals;
@@ -11,26 +13,18 @@ bool isMac(const Platform &platform)
     return platform.system == Platform::System::macOS;
 }
 
-// Names as in the release listings at https://github.com/godotengine/godot-builds/releases.
-
-QString stem(const EngineSpec &spec)
-{
-    return u"Godot_v"_s + spec.version + (spec.mono ? u"_mono"_s : QString());
-}
-
-QString cpu(const Platform &platform)
-{
-    return platform.architecture == u"arm64" ? platform.architecture : u"x86_64"_s;
-}
-
 } // namespace
+
+// Names as in the release listings at https://github.com/godotengine/godot-builds/releases.
 
 QString EngineSpec::zipName(const Platform &platform) const
 {
+    const QString stem = u"Godot_v"_s + version + (mono ? u"_mono"_s : QString());
     if (isMac(platform)) {
-        return stem(*this) + u"_macos.universal.zip"_s;
+        return stem + u"_macos.universal.zip"_s;
     }
-    return stem(*this) + (mono ? u"_linux_"_s : u"_linux."_s) + cpu(platform) + u".zip"_s;
+    const QString cpu = platform.architecture == u"arm64" ? platform.architecture : u"x86_64"_s;
+    return stem + (mono ? u"_linux_"_s : u"_linux."_s) + cpu + u".zip"_s;
 }
 
 QString EngineSpec::program(const Platform &platform) const
@@ -38,9 +32,9 @@ QString EngineSpec::program(const Platform &platform) const
     if (isMac(platform)) {
         return u"*.app/Contents/MacOS/Godot"_s;
     }
-    const QString program = stem(*this) + u"_linux."_s + cpu(platform);
-    const QString folder = stem(*this) + u"_linux_"_s + cpu(platform);
-    return mono ? folder + u'/' + program : program;
+    const QString name = QFileInfo(zipName(platform)).completeBaseName();
+    // A mono archive holds a folder of the archive's name.
+    return mono ? name + u'/' + QString(name).replace(u"_linux_"_s, u"_linux."_s) : name;
 }
 
 QString EngineSpec::userDataFolder(const Platform &platform)
