@@ -4,20 +4,14 @@ namespace brindle {
 
 using namespace Qt::StringLiterals;
 
-namespace {
-
-std::optional<QUrl> checked(const QUrl &url)
-{
-    return url.isValid() && !url.host().isEmpty() ? std::optional(url) : std::nullopt;
-}
-
-} // namespace
-
 std::optional<QUrl> CodeHost::address(const QUrl &base, const QString &path)
 {
+    if (!base.isValid() || base.host().isEmpty()) {
+        return std::nullopt;
+    }
     QUrl url = base;
-    url.setPath(path); // makes an invalid address look valid
-    return base.isValid() ? checked(url) : std::nullopt;
+    url.setPath(path);
+    return url;
 }
 
 std::optional<QUrl> CodeHost::repositoryArchive(const QUrl &base, const QString &repository)
@@ -36,7 +30,7 @@ std::optional<QUrl> CodeHost::repositoryArchive(const QUrl &base, const QString 
     if (!isFetched || url.host() != base.host() || writtenHost != base.host()) {
         return std::nullopt;
     }
-    return checked(QUrl(text + u"/archive/HEAD.zip"_s, QUrl::StrictMode));
+    return QUrl(text + u"/archive/HEAD.zip"_s, QUrl::StrictMode);
 }
 
 } // namespace brindle
