@@ -355,7 +355,6 @@ private Q_SLOTS:
             }
         }
         QCOMPARE(server.requestCount(), 3 * count);
-        QCOMPARE(server.connectionCount(), count);
     }
 
     /// Redirects and chunks included.

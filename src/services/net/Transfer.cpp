@@ -12,13 +12,12 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <exception>
-#include <mutex>
 #include <optional>
 #include <utility>
-#include <vector>
 
 #include <curl/curl.h>
 #include <openssl/crypto.h>
@@ -44,22 +43,9 @@ constexpr std::array waits{500ms, 1000ms, 2000ms, 4000ms, 8000ms};
 constexpr qint64 leastHeadway = 1024; // bytes that an attempt must bring
 constexpr long receiveBufferBytes = 524'288;
 
-using Multi = std::unique_ptr<CURLM, CURLMcode (*)(CURLM *)>;
-
-/// Handles that no transfer uses, with the connections that they keep. Threads can't share
-/// connections, so each transfer takes a handle of its own.
-struct Idle
-{
-    std::mutex lock; // guards the rest
-    std::vector<Multi> handles;
-};
-
-/// Never destroyed, because OpenSSL is gone when static objects are.
-Idle &idle()
-{
-    static auto *const only = new Idle;
-    return *only;
-}
+/// The handle of the transfer that ended last, with its connections; null while a transfer uses it.
+/// Never freed at the end, because OpenSSL is gone when static objects are.
+std::atomic<CURLM *> idle = nullptr;
 
 void check(CURLMcode code)
 {
@@ -90,10 +76,14 @@ public:
         sigaddset(&signals, SIGPIPE);
         pthread_sigmask(SIG_BLOCK, &signals, nullptr);
 
-        takeConnections();
+        multi_.reset(idle.exchange(nullptr));
+        if (!multi_) {
+            multi_.reset(curl_multi_init()); // keeps four connections
+        }
         // The receiver of the result may start the next transfer or end the program.
         const auto end = qScopeGuard([this] {
-            giveConnectionsBack();
+            multi_.reset(idle.exchange(multi_.release()));
+            multi_.reset();        // of another transfer that ran meanwhile
             OPENSSL_thread_stop(); // or the thread frees its state while the program ends
         });
         const std::stop_callback wake(stop_, [this] { curl_multi_wakeup(multi_.get()); });
@@ -101,23 +91,6 @@ public:
     }
 
 private:
-    void takeConnections()
-    {
-        const std::lock_guard guard(idle().lock);
-        if (!idle().handles.empty()) {
-            multi_ = std::move(idle().handles.back());
-            idle().handles.pop_back();
-            return;
-        }
-        multi_.reset(curl_multi_init()); // keeps four connections
-    }
-
-    void giveConnectionsBack()
-    {
-        const std::lock_guard guard(idle().lock);
-        idle().handles.push_back(std::move(multi_));
-    }
-
     TransferResult answer()
     {
         if (HttpRules::isInsecure(address_)) {
@@ -487,7 +460,7 @@ private:
     const std::stop_token stop_;
     const TransferOptions options_;
     const ProgressCallback onProgress_;
-    Multi multi_{nullptr, &curl_multi_cleanup};
+    std::unique_ptr<CURLM, CURLMcode (*)(CURLM *)> multi_{nullptr, &curl_multi_cleanup};
     std::unique_ptr<CURL, void (*)(CURL *)> easy_{curl_easy_init(), &curl_easy_cleanup};
 
     // The current request:
