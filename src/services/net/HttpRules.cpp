@@ -5,11 +5,8 @@
 #include <QFileInfo>
 #include <QHostAddress>
 #include <QNetworkProxyFactory>
-#include <QRegularExpression>
 
 #include <algorithm>
-
-#include <curl/curl.h>
 
 namespace brindle {
 
@@ -36,33 +33,11 @@ QUrl HttpRules::redirectTarget(const QUrl &from, const QByteArray &location)
     return to;
 }
 
-QByteArray HttpRules::validator(const Headers &headers)
+QByteArray HttpRules::validator(const QByteArray &acceptRanges, const QByteArray &entityTag)
 {
-    if (headers.acceptRanges.trimmed().toLower() != "bytes") {
-        return {};
-    }
-    const QByteArray tag = headers.entityTag.trimmed();
-    if (!tag.isEmpty()) {
-        const bool isStrong = tag.size() >= 2 && tag.startsWith('"') && tag.endsWith('"');
-        return isStrong ? tag : QByteArray();
-    }
-    const time_t changed = curl_getdate(headers.lastModified.constData(), nullptr);
-    const time_t sent = curl_getdate(headers.date.constData(), nullptr);
-    // The file may change again within the second of its last change.
-    return changed != -1 && changed < sent ? headers.lastModified.trimmed() : QByteArray();
-}
-
-std::optional<qint64> HttpRules::lengthIfContinued(const QByteArray &contentRange, qint64 offset)
-{
-    static const QRegularExpression form(
-        QRegularExpression::anchoredPattern(u"bytes (\\d+)-(\\d+)/(\\d+)"_s),
-        QRegularExpression::CaseInsensitiveOption);
-    const auto match = form.match(QString::fromLatin1(contentRange.trimmed()));
-    bool isNumber = false;
-    const qint64 length = match.captured(3).toLongLong(&isNumber);
-    const bool isRest = match.captured(1) == QString::number(offset) &&
-                        match.captured(2) == QString::number(length - 1);
-    return isNumber && isRest ? std::optional(length) : std::nullopt;
+    const QByteArray tag = entityTag.trimmed();
+    const bool isStrong = tag.size() >= 2 && tag.startsWith('"') && tag.endsWith('"');
+    return isStrong && acceptRanges.trimmed().toLower() == "bytes" ? tag : QByteArray();
 }
 
 HttpRules::Proxy HttpRules::proxyFor(const QUrl &url)

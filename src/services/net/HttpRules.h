@@ -5,8 +5,6 @@
 #include <QStringList>
 #include <QUrl>
 
-#include <optional>
-
 /// Rules for addresses, for continuing a body, for proxies and certificates. Any thread.
 namespace brindle::HttpRules {
 
@@ -18,22 +16,10 @@ bool isInsecure(const QUrl &url);
 /// schemes other than http and https, from https to http, and for an insecure address.
 QUrl redirectTarget(const QUrl &from, const QByteArray &location);
 
-/// The headers of an answer that matter for continuing it; empty where the answer had none.
-struct Headers
-{
-    QByteArray acceptRanges;
-    QByteArray entityTag;
-    QByteArray lastModified;
-    QByteArray date;
-};
-
-/// Returns the value for If-Range: the entity tag, or else the time of the last change (RFC 9110,
-/// sections 8.8.2.2 and 13.1.5). Empty if the server serves no ranges, or if neither header can
-/// tell two versions apart.
-QByteArray validator(const Headers &headers);
-
-/// Returns the whole length if `contentRange` says that all bytes from `offset` on follow.
-std::optional<qint64> lengthIfContinued(const QByteArray &contentRange, qint64 offset);
+/// Returns the value for If-Range (RFC 9110, section 13.1.5) for an answer with these two headers:
+/// the entity tag. Empty if the server serves no ranges, or if the tag can't tell two versions
+/// apart.
+QByteArray validator(const QByteArray &acceptRanges, const QByteArray &entityTag);
 
 /// A proxy in libcurl's terms.
 struct Proxy

@@ -302,23 +302,16 @@ private:
     /// Returns whether the answer has the missing bytes, and of the same version.
     bool continues()
     {
-        if (startsAnew_ || status() != statusPartialContent) {
-            return false;
-        }
-        const auto length = HttpRules::lengthIfContinued(header("Content-Range"), written_);
-        const QByteArray version = header(validator_.startsWith('"') ? "ETag" : "Last-Modified");
-        if (!length || (length_ >= 0 && *length != length_) || version.trimmed() != validator_) {
-            return false;
-        }
-        length_ = *length;
-        return true;
+        const QString rest = u"bytes %1-%2/%3"_s.arg(written_).arg(length_ - 1).arg(length_);
+        return !startsAnew_ && status() == statusPartialContent &&
+               header("Content-Range").trimmed().toLower() == rest.toLatin1() &&
+               header("ETag").trimmed() == validator_;
     }
 
     /// Prepares for the whole body.
     void begin()
     {
-        validator_ = HttpRules::validator(
-            {header("Accept-Ranges"), header("ETag"), header("Last-Modified"), header("Date")});
+        validator_ = HttpRules::validator(header("Accept-Ranges"), header("ETag"));
         written_ = 0;
         const qint64 announced = header("Content-Length").toLongLong(); // 0 if unknown
         checkLimit(announced);
