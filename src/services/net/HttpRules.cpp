@@ -40,7 +40,7 @@ QByteArray HttpRules::validator(const QByteArray &acceptRanges, const QByteArray
     return isStrong && acceptRanges.trimmed().toLower() == "bytes" ? tag : QByteArray();
 }
 
-HttpRules::Proxy HttpRules::proxyFor(const QUrl &url)
+QByteArray HttpRules::proxyFor(const QUrl &url)
 {
     const auto proxy = QNetworkProxyFactory::systemProxyForQuery(QNetworkProxyQuery(url)).value(0);
     QUrl address;
@@ -57,7 +57,9 @@ HttpRules::Proxy HttpRules::proxyFor(const QUrl &url)
     }
     address.setHost(proxy.hostName());
     address.setPort(proxy.port());
-    return {address.toEncoded(), proxy.user().toUtf8(), proxy.password().toUtf8()};
+    address.setUserName(proxy.user());
+    address.setPassword(proxy.password());
+    return address.toEncoded();
 }
 
 QStringList HttpRules::certificateFiles()

@@ -21,18 +21,10 @@ QUrl redirectTarget(const QUrl &from, const QByteArray &location);
 /// apart.
 QByteArray validator(const QByteArray &acceptRanges, const QByteArray &entityTag);
 
-/// A proxy in libcurl's terms.
-struct Proxy
-{
-    QByteArray address; ///< "scheme://host:port"; empty for a direct connection
-    QByteArray user;
-    QByteArray password;
-};
-
-/// Returns the first proxy that the system's settings name for `url`; a direct connection if that
-/// proxy is of a kind that libcurl can't use. May block for long where the settings name a script:
-/// worker threads only.
-Proxy proxyFor(const QUrl &url);
+/// Returns the first proxy that the system's settings name for `url`, as an address for libcurl.
+/// Empty for a direct connection, and if libcurl can't use that kind of proxy. May block for long
+/// where the settings name a script: worker threads only.
+QByteArray proxyFor(const QUrl &url);
 
 /// The files in which today's systems keep the certificates that they trust.
 QStringList certificateFiles();

@@ -186,7 +186,7 @@ private:
 
     void prepare()
     {
-        const HttpRules::Proxy proxy = HttpRules::proxyFor(url_);
+        const QByteArray proxy = HttpRules::proxyFor(url_);
         curl_easy_reset(easy_.get());
         set(CURLOPT_URL, url_.toEncoded().constData());
         set(CURLOPT_PROTOCOLS_STR, "http,https");
@@ -211,12 +211,8 @@ private:
         set(CURLOPT_WRITEFUNCTION, &receive<&TransferJob::takeBody>);
         set(CURLOPT_WRITEDATA, this);
         // An empty proxy keeps libcurl from reading environment variables.
-        set(CURLOPT_PROXY, proxy.address.constData());
+        set(CURLOPT_PROXY, proxy.constData());
         set(CURLOPT_NOPROXY, "");
-        if (!proxy.user.isEmpty()) {
-            set(CURLOPT_PROXYUSERNAME, proxy.user.constData());
-            set(CURLOPT_PROXYPASSWORD, proxy.password.constData());
-        }
     }
 
     CURLcode drive()
