@@ -199,10 +199,10 @@ private:
         set(CURLOPT_QUICK_EXIT, 1L);
         set(CURLOPT_ACCEPT_ENCODING, "identity");
         set(CURLOPT_ERRORBUFFER, errorText_);
-        QString trusted = options_.caFile;
-        if (const auto *builtIn = info<char *>(CURLINFO_CAINFO); builtIn && trusted.isEmpty()) {
-            trusted = HttpRules::certificateFile(QString::fromLocal8Bit(builtIn));
-        }
+        const QString trusted =
+            options_.caFile.isEmpty()
+                ? HttpRules::certificateFile(QString::fromLocal8Bit(info<char *>(CURLINFO_CAINFO)))
+                : options_.caFile;
         if (!trusted.isEmpty()) {
             set(CURLOPT_CAINFO, QFile::encodeName(trusted).constData());
         }
