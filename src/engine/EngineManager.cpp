@@ -96,7 +96,7 @@ QCoro::Task<QString> EngineManager::install(EngineSpec spec, ProgressCallback pr
         }
         EVP_DigestUpdate(hash.get(), bytes.data(), bytes.size());
     };
-    downloader.setOnProgress(std::move(progress));
+    downloader.onProgress = std::move(progress);
     auto file = co_await downloader.download(*archive, zip, stop, options);
 
     status(u"Checking the download"_s);

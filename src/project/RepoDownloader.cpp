@@ -86,7 +86,7 @@ QCoro::Task<QString> RepoDownloader::installGame(ProgressCallback progress, std:
     }
     const auto staging = co_await StagingFolder::create(parts_.temporaryFolder, parts_.storage);
     const QString zip = staging->path() + u"/game.zip"_s;
-    downloader.setOnProgress(std::move(progress));
+    downloader.onProgress = std::move(progress);
     const QString game = parts_.storage.gameFolder();
     auto file = co_await downloader.download(*archive, zip, stop);
     const auto prepare = [storage = parts_.storage] {
@@ -128,7 +128,7 @@ QCoro::Task<> RepoDownloader::fetchSubmodules(ProjectInfo info, ProgressCallback
         log(u"Fetching add-on "_s + submodule.path);
         const auto staging = co_await StagingFolder::create(parts_.temporaryFolder, parts_.storage);
         const QString zip = staging->path() + u"/sub.zip"_s;
-        downloader.setOnProgress(progress);
+        downloader.onProgress = progress;
         auto file = co_await downloader.download(*archive, zip, stop);
         const Tools::Place place = [repository = info.repoRoot, path = submodule.path,
                                     stop](const QString &unpacked) {

@@ -47,7 +47,7 @@ private Q_SLOTS:
     void init()
     {
         own_ = std::make_unique<QTemporaryDir>(path(u"own.slow-"_s));
-        downloader_.setOnProgress({});
+        downloader_.onProgress = {};
     }
 
     void replacesWhatIsThere_data()
@@ -147,9 +147,9 @@ private Q_SLOTS:
     void aFailedMoveIsReported()
     {
         const HttpServer server(answering("new"));
-        downloader_.setOnProgress([this](qint64, qint64, double) {
+        downloader_.onProgress = [this](qint64, qint64, double) {
             QVERIFY(QFile::remove(own_->filePath(Files::names(own_->path()).value(0))));
-        });
+        };
         const auto outcome = download(server.url());
         QVERIFY(outcome.as<SystemError>());
         QCOMPARE(outcome.text(), destination() + u": "_s + qt_error_string(ENOENT));
@@ -163,7 +163,7 @@ private Q_SLOTS:
             connection.waitUntilClosed();
         });
         const auto arrived = std::make_shared<std::counting_semaphore<>>(0);
-        downloader_.setOnProgress([arrived](qint64, qint64, double) { arrived->release(); });
+        downloader_.onProgress = [arrived](qint64, qint64, double) { arrived->release(); };
         std::stop_source stop;
         auto task = downloader_.download(server.url(), destination(), stop.get_token());
         acquire(*arrived);

@@ -15,29 +15,11 @@ namespace brindle {
 
 using namespace Qt::StringLiterals;
 
-namespace {
-
-void replace(const QString &destination, const QString &file)
-{
-    Files::remove(destination);
-    if (std::rename(QFile::encodeName(file).constData(),
-                    QFile::encodeName(destination).constData()) != 0) {
-        throw SystemError::fromErrno(errno, destination);
-    }
-}
-
-} // namespace
-
-void FileDownloader::setOnProgress(ProgressCallback onProgress)
-{
-    onProgress_ = std::move(onProgress);
-}
-
 QCoro::Task<std::shared_ptr<QFile>> FileDownloader::download(QUrl url, QString destination,
                                                              std::stop_token stop,
                                                              TransferOptions options)
 {
-    const ProgressCallback onProgress = onProgress_;
+    const ProgressCallback progress = onProgress;
     const QString hidden = Files::hiddenSibling(destination);
     const auto cleanup = qScopeGuard([hidden] { // after a failure
         Threads::startOnWorker([hidden] { QFile::remove(hidden); });
@@ -45,11 +27,17 @@ QCoro::Task<std::shared_ptr<QFile>> FileDownloader::download(QUrl url, QString d
     auto file =
         co_await runOnWorker([=] { return std::make_shared<OutputFile>(hidden, destination); });
     TransferResult result =
-        co_await Transfer::toFile(url, std::move(file), onProgress, stop, options);
+        co_await Transfer::toFile(url, std::move(file), progress, stop, options);
     if (result.status != 200) {
         throw SetupError(statusText(result.status, result.host));
     }
-    co_await runOnWorker([=] { replace(destination, hidden); });
+    co_await runOnWorker([=] {
+        Files::remove(destination);
+        if (std::rename(QFile::encodeName(hidden).constData(),
+                        QFile::encodeName(destination).constData()) != 0) {
+            throw SystemError::fromErrno(errno, destination);
+        }
+    });
     co_return result.file;
 }
 

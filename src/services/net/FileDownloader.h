@@ -9,11 +9,10 @@
 namespace brindle {
 
 /// Downloads files, one at a time.
-class FileDownloader
+struct FileDownloader
 {
-public:
-    /// Sets the callback of the next download. It is called on the transfer's thread.
-    void setOnProgress(ProgressCallback onProgress);
+    /// The callback of the next download. It is called on the transfer's thread.
+    ProgressCallback onProgress = {};
 
     /// Downloads `url` to a hidden file beside `destination`, which takes its place in the end.
     /// Returns that very file, open for reading. On failure `destination` is as it was, and a
@@ -25,9 +24,6 @@ public:
 
     /// Returns the sentence for an answer with a status other than 200. `host` may be empty. Pure.
     static QString statusText(int status, const QString &host);
-
-private:
-    ProgressCallback onProgress_;
 };
 
 } // namespace brindle
