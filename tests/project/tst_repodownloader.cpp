@@ -4,6 +4,7 @@
 #include "files/Files.h"
 #include "http/HttpServer.h"
 #include "project/RepoDownloader.h"
+#include "support/SystemCalls.h"
 #include "support/TestFiles.h"
 #include "support/Thrown.h"
 #include "support/Tree.h"
@@ -290,6 +291,23 @@ private Q_SLOTS:
         setup_->put(addonTarget, addonZip());
         await(setup_->fetch());
         QCOMPARE(readFile(setup_->addon(u"addons/one/x"_s)), QByteArray("x"));
+    }
+
+    /// A worker that is about to place the folder finds it whole or not at all.
+    void aCancelledAddonIsRenamedBeforeItsDeletion()
+    {
+        setup_->put(addonTarget, addonZip());
+        SystemCalls calls;
+        calls.before = [&](const QString &line) {
+            if (line.startsWith(u"sync all"_s)) {
+                setup_->stop.request_stop();
+            }
+            return 0;
+        };
+        QVERIFY(endsCancelled(setup_->fetch()));
+        spinUntil([&] { return Files::names(setup_->root()).isEmpty(); });
+        QVERIFY(
+            calls.lines().contains(u"rename %1 to %1"_s.arg(setup_->root() + u"/.brindle-…"_s)));
     }
 
     void aFailedAddonLeavesItsFolder_data()

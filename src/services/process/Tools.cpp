@@ -53,8 +53,9 @@ QCoro::Task<> Tools::unzip(QString archiveTool, QString zip, std::shared_ptr<QFi
 {
     const auto make = [destination] { return Files::makeHiddenBeside(destination); };
     const QString folder = co_await runOnWorker(make);
+    // After a stop `finish` may still run, so the folder must vanish at once.
     const auto cleanup = qScopeGuard(
-        [folder] { Threads::startOnWorker([folder] { Files::removeInPlace(folder); }); });
+        [folder] { Threads::startOnWorker([folder] { Files::remove(folder); }); });
     const int descriptor = file->handle();
     const QStringList arguments{u"-x"_s, u"-k"_s, u"/dev/fd/%1"_s.arg(descriptor), folder};
     const qint32 status = co_await run(archiveTool, arguments, stop, descriptor);
