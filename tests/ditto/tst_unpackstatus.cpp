@@ -14,7 +14,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-const auto tool = QStringLiteral(BRINDLE_DITTO);
+const auto program = QStringLiteral(BRINDLE_DITTO);
 
 } // namespace
 
@@ -28,7 +28,7 @@ class TestUnpackStatus : public QObject
     Surroundings::Run unpackWith(const char *fault, int number) const
     {
         return around_->run(QStringLiteral(BRINDLE_FAILING),
-                            {QString::fromLatin1(fault), QString::number(number), tool, u"-x"_s,
+                            {QString::fromLatin1(fault), QString::number(number), program, u"-x"_s,
                              u"-k"_s, around_->archive(), around_->destination()});
     }
     void verifyBlames(const Surroundings::Run &run, int status, int number) const
@@ -88,9 +88,9 @@ private Q_SLOTS:
 
     void anArchiveThatCannotBeOpened()
     {
-        verifyBlames(around_->unpack(tool), 1, ENOENT);
+        verifyBlames(around_->unpack(program), 1, ENOENT);
         QVERIFY(QDir().mkpath(around_->archive()));
-        verifyBlames(around_->unpack(tool), 1, ENODEV);
+        verifyBlames(around_->unpack(program), 1, ENODEV);
     }
 
     void writeBackBeginsEarly()
