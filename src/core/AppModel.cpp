@@ -32,10 +32,7 @@ AppModel::AppModel(Dependencies parts, QObject *parent)
         const auto known = ProjectInfo::fromJson(saved.readAll());
         status_.info = known.value_or(ProjectInfo::placeholder);
         // The first window does not wait for the search, which nearly always agrees.
-        if (known && QFile::exists(parts_.storage.gameFolder()) &&
-            !QFile::exists(parts_.storage.unfinishedMark()) && engineInstalled()) {
-            status_.state = AppState::ready();
-        }
+        showReadiness(known && QFile::exists(parts_.storage.gameFolder()));
     }
     refreshState();
 }
@@ -120,14 +117,17 @@ void AppModel::store(const QString &key, const QVariant &value)
     Q_EMIT changed();
 }
 
-bool AppModel::engineInstalled() const
+/// Shows whether Play needs no setup. While the mark exists, the saved description may be an older
+/// game's.
+void AppModel::showReadiness(bool hasGame)
 {
+    bool isReady = hasGame && !QFile::exists(parts_.storage.unfinishedMark());
     try {
-        return engines.binary(EngineManager::spec(info())).has_value();
-    } catch (const SetupError &) {
-        // Ignored: no engine fits. The next run reports it.
+        isReady = isReady && engines.binary(EngineManager::spec(info()));
+    } catch (const SetupError &) { // No engine fits. The next run reports it.
+        isReady = false;
     }
-    return false;
+    begin(isReady ? AppState::ready() : AppState::notDownloaded(), {});
 }
 
 QCoro::Task<> AppModel::refreshState()
@@ -141,10 +141,7 @@ QCoro::Task<> AppModel::refreshState()
         co_return;
     }
     projectURL_ = found;
-    // While the mark exists, the saved description may be an older game's.
-    const bool complete =
-        found && !QFile::exists(parts_.storage.unfinishedMark()) && engineInstalled();
-    begin(complete ? AppState::ready() : AppState::notDownloaded(), {});
+    showReadiness(found.has_value());
 }
 
 /// Adds a line of the launcher's own to the log, with its bullet.

@@ -215,7 +215,7 @@ private:
 
     // State and life cycle (AppModel.cpp)
     void begin(const AppState &state, const QString &stepText, const QString &detail = {});
-    bool engineInstalled() const;
+    void showReadiness(bool hasGame);
     void store(const QString &key, const QVariant &value);
     void note(const QString &text) const;
     LineCallback lineSink() const;
