@@ -4,7 +4,6 @@
 #include "base/Text.h"
 #include "base/Threads.h"
 #include "files/Files.h"
-#include "log/LogQueue.h"
 #include "project/ProjectInspector.h"
 
 #include <QCoreApplication>
@@ -69,22 +68,6 @@ void AppModel::begin(const AppState &state, const QString &stepText, const QStri
     show(next);
 }
 
-QString AppModel::needsMessage() const
-{
-    return state().phase == AppState::Phase::needs ? state().text : QString();
-}
-
-bool AppModel::gameRunning() const
-{
-    return state().phase == AppState::Phase::starting || state().phase == AppState::Phase::playing;
-}
-
-bool AppModel::canCancel() const
-{
-    return state().phase == AppState::Phase::downloading ||
-           state().phase == AppState::Phase::settingUp;
-}
-
 ResolutionChoice AppModel::resolution() const
 {
     const QString stored = parts_.settings->value(u"resolution"_s).toString();
@@ -142,12 +125,6 @@ QCoro::Task<> AppModel::refreshState()
     }
     projectURL_ = found;
     showReadiness(found.has_value());
-}
-
-/// Adds a line of the launcher's own to the log, with its bullet.
-void AppModel::note(const QString &text) const
-{
-    logQueue_->note(text);
 }
 
 /// Returns a callback that logs lines unchanged, from any thread.

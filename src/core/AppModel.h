@@ -7,6 +7,7 @@
 #include "core/Desktop.h"
 #include "engine/EngineManager.h"
 #include "engine/GameRunner.h"
+#include "log/LogQueue.h"
 #include "log/LogStore.h"
 #include "project/RepoDownloader.h"
 
@@ -23,8 +24,6 @@
 #include <type_traits>
 
 namespace brindle {
-
-class LogQueue;
 
 /// Everything that an AppModel needs from outside.
 struct Dependencies : DownloadParts
@@ -122,11 +121,15 @@ public:
     bool removing() const { return status_.removing; }
 
     int phase() const { return static_cast<int>(state().phase); }
-    QString needsMessage() const;
-    /// Returns whether `state` is `starting` or `playing`.
-    bool gameRunning() const;
-    /// Returns whether `state` is `downloading` or `settingUp`.
-    bool canCancel() const;
+    QString needsMessage() const { return is(AppState::Phase::needs) ? state().text : QString(); }
+    bool gameRunning() const
+    {
+        return is(AppState::Phase::starting) || is(AppState::Phase::playing);
+    }
+    bool canCancel() const
+    {
+        return is(AppState::Phase::downloading) || is(AppState::Phase::settingUp);
+    }
     /// Returns whether Play and the maintenance actions do something.
     bool canPlay() const { return !canCancel() && !gameRunning() && !work_; }
     bool hasProgress() const { return progress().has_value(); }
@@ -157,7 +160,7 @@ public:
     std::shared_ptr<std::stop_source> work() const { return work_; }
     /// The game's project folder, as last found.
     std::optional<QString> projectURL() const { return projectURL_; }
-    QString repositoryAddress() const;
+    QString repositoryAddress() const { return repo.page().authority() + repo.page().path(); }
     QObject *logObject() { return &log; }
     /// The folder where the engine keeps the game's saves.
     QString savesFolder() const;
@@ -215,9 +218,11 @@ private:
 
     // State and life cycle (AppModel.cpp)
     void begin(const AppState &state, const QString &stepText, const QString &detail = {});
+    bool is(AppState::Phase phase) const { return state().phase == phase; }
     void showReadiness(bool hasGame);
     void store(const QString &key, const QVariant &value);
-    void note(const QString &text) const;
+    /// Adds a line of the launcher's own to the log, with its bullet.
+    void note(const QString &text) const { logQueue_->note(text); }
     LineCallback lineSink() const;
     QCoro::Task<> runTask(std::function<QCoro::Task<>(std::stop_token)> body);
 

@@ -68,11 +68,6 @@ void AppModel::reveal(const QString &path, const Alert &otherwise) const
     }
 }
 
-QString AppModel::repositoryAddress() const
-{
-    return repo.page().authority() + repo.page().path();
-}
-
 void AppModel::copyFailure()
 {
     if (hasFailure()) {
@@ -89,10 +84,7 @@ void AppModel::copyLog()
 bool AppModel::confirmQuit()
 {
     if (!gameRunning() && (!work_ || undecided_)) {
-        if (work_) {
-            // The task has deleted nothing yet.
-            work_->request_stop();
-        }
+        cancel(); // an undecided removal has deleted nothing
         return true;
     }
     const QStringList buttons{u"Quit"_s, u"Keep open"_s};

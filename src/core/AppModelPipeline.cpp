@@ -4,7 +4,6 @@
 #include "base/Threads.h"
 #include "core/AppModel.h"
 #include "files/Files.h"
-#include "log/LogQueue.h"
 #include "project/ProjectInspector.h"
 
 #include <QFile>
