@@ -177,9 +177,6 @@ void BrindleApp::forceQuit()
 
 bool BrindleApp::eventFilter(QObject *object, QEvent *event)
 {
-    if (event->isInputEvent()) {
-        desktop_->noteInput(static_cast<QInputEvent *>(event)->timestamp());
-    }
     if (object == window_.get() && event->type() == QEvent::Close) {
         // Queued, because the question serves events.
         QMetaObject::invokeMethod(this, &BrindleApp::closeWindow, Qt::QueuedConnection);

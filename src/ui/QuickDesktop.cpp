@@ -15,8 +15,6 @@
 #include <QQuickItem>
 #include <qpa/qplatformnativeinterface.h>
 
-#include <algorithm>
-
 using namespace Qt::StringLiterals;
 
 namespace brindle {
@@ -46,15 +44,6 @@ QCoro::Task<> show(Platform::Command command, QString path)
         process.setStandardErrorFile(QProcess::nullDevice());
         process.startDetached();
     }
-}
-
-/// Returns the window's Wayland surface; null without one.
-void *surfaceOf(QWindow *window)
-{
-    return window && window->handle()
-               ? QGuiApplication::platformNativeInterface()->nativeResourceForWindow("surface",
-                                                                                     window)
-               : nullptr;
 }
 
 } // namespace
@@ -164,24 +153,22 @@ void QuickDesktop::openPage(const QUrl &page)
     QDesktopServices::openUrl(page);
 }
 
-void QuickDesktop::noteInput(quint64 time)
-{
-    lastInput_ = std::max(lastInput_, time);
-}
-
 QCoro::Task<QMap<QString, QString>> QuickDesktop::startPermission(std::stop_token stop)
 {
     QMap<QString, QString> permission;
-    // A time of 0 denies the window the keyboard.
-    if (QGuiApplication::platformName() == u"xcb" && lastInput_ > 0) {
+    auto *const native = QGuiApplication::platformNativeInterface();
+    // The time of the last input on X11. A time of 0 denies the window the keyboard.
+    const auto lastInput = reinterpret_cast<quintptr>(
+        native->nativeResourceForScreen("appusertime", QGuiApplication::primaryScreen()));
+    if (lastInput > 0) {
         // A unique text and the time:
         // https://specifications.freedesktop.org/startup-notification-spec/
         permission[u"DESKTOP_STARTUP_ID"_s] = u"brindle-%1-%2-%3_TIME%4"_s.arg(
             QString::number(QCoreApplication::applicationPid()), QString::number(++starts_),
-            QSysInfo::machineHostName(), QString::number(lastInput_));
+            QSysInfo::machineHostName(), QString::number(lastInput));
     }
     if (tokens_) {
-        void *const surface = surfaceOf(window_);
+        void *const surface = native->nativeResourceForWindow("surface", window_);
         std::stop_source waited;
         const auto request = tokens_->ask(surface, [&](const QByteArray &token) {
             if (!token.isEmpty()) {

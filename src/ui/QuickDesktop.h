@@ -35,8 +35,6 @@ public:
     /// Returns the compositor's token under Wayland, a startup id with the time of the player's
     /// last input on X11, and nothing elsewhere.
     QCoro::Task<QMap<QString, QString>> startPermission(std::stop_token stop) override;
-    /// Records the time of the player's input, as the window system counts it.
-    void noteInput(quint64 time);
 
     /// Shows the window in front, with the keyboard.
     static void bringToFront(QWindow &window);
@@ -58,7 +56,6 @@ private:
     QList<Question> questions_;                // `alert_` shows the first
     QPointer<QObject> alert_;                  // an AlertView
     std::unique_ptr<ActivationTokens> tokens_; // under Wayland, while there is a window
-    quint64 lastInput_ = 0;
     int starts_ = 0;
 };
 
