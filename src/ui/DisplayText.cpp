@@ -44,15 +44,6 @@ QString DisplayText::of(const QString &text, int longest)
     return shown;
 }
 
-QString DisplayText::lines(const QString &text, int longest)
-{
-    QStringList shown = text.split(u'\n');
-    for (QString &line : shown) {
-        line = of(line, longest);
-    }
-    return shown.join(u'\n');
-}
-
 QString DisplayText::phaseTitle(int phase)
 {
     using namespace Qt::StringLiterals;

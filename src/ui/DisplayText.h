@@ -16,8 +16,6 @@ public:
     /// Returns at most `longest` characters, and "…" for the rest. Removes control characters, and
     /// all but a few marks per letter, because stacked marks cover the lines around them.
     Q_INVOKABLE static QString of(const QString &text, int longest = 500);
-    /// Does the same for each line.
-    Q_INVOKABLE static QString lines(const QString &text, int longest);
     /// Returns the title of an AppState::Phase.
     Q_INVOKABLE static QString phaseTitle(int phase);
 };

@@ -8,7 +8,6 @@ Item {
     // Names the content for screen readers.
     required property string label
     property string text
-    property int maxLineLength: 2000
     readonly property alias edit: edit
     readonly property alias scroller: scroller
     // The pane follows its end until the player scrolls away. This is no binding, because reading
@@ -67,7 +66,7 @@ Item {
             id: edit
             x: 8
             width: scroller.width - 22
-            text: DisplayText.lines(pane.text, pane.maxLineLength)
+            text: pane.text.split("\n").map(line => DisplayText.of(line, 2000)).join("\n")
             textFormat: TextEdit.PlainText
             wrapMode: TextEdit.Wrap
             horizontalAlignment: TextEdit.AlignLeft
