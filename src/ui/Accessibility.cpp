@@ -22,19 +22,11 @@ class AccessibleProgress final : public QAccessibleQuickItem
 public:
     using QAccessibleQuickItem::QAccessibleQuickItem;
 
-    QString text(QAccessible::Text text) const override
-    {
-        if (text == QAccessible::Value && !isIndeterminate()) {
-            return u"%1 %"_s.arg(qRound(currentValue().toDouble() * 100));
-        }
-        return QAccessibleQuickItem::text(text);
-    }
-
     QAccessible::State state() const override
     {
         QAccessible::State state = QAccessibleQuickItem::state();
         state.readOnly = true;
-        state.busy = isIndeterminate();
+        state.busy = item()->property("indeterminate").toBool();
         return state;
     }
 
@@ -45,9 +37,6 @@ public:
     }
 
     QVariant maximumValue() const override { return 1.0; }
-
-private:
-    bool isIndeterminate() const { return item()->property("indeterminate").toBool(); }
 };
 
 /// The window's content or a sheet's. It has children only while no modal layer covers it.
