@@ -14,7 +14,6 @@ T.ProgressBar {
 
     implicitWidth: 200
     implicitHeight: 8
-    Accessible.role: Accessible.ProgressBar
     Accessible.name: "Progress"
     Accessible.description: description
 

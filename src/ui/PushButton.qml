@@ -27,7 +27,6 @@ T.Button {
     focusPolicy: Qt.StrongFocus
     hoverEnabled: true
 
-    Accessible.role: Accessible.Button
     Accessible.name: DisplayText.of(text)
     // Qt 6.4 does not report the disabled state.
     Accessible.description: enabled ? "" : "Not available now"

@@ -87,7 +87,6 @@ Column {
                     onClicked: picker.picked(index)
                     Keys.onRightPressed: picker.choose(index + 1)
                     Keys.onLeftPressed: picker.choose(index - 1)
-                    Accessible.role: Accessible.RadioButton
                     Accessible.name: DisplayText.of(text)
                     Accessible.onPressAction: clicked()
 

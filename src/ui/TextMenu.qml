@@ -18,7 +18,6 @@ T.Menu {
         horizontalPadding: 12
         font: Theme.body
         hoverEnabled: true
-        Accessible.role: Accessible.MenuItem
         Accessible.name: text
         Accessible.description: enabled ? "" : "Not available now"
         Accessible.onPressAction: if (enabled) triggered()
