@@ -8,7 +8,6 @@
 #include <QGuiApplication>
 #include <QIcon>
 #include <QPainter>
-#include <QQmlComponent>
 #include <QScopedValueRollback>
 #include <QSessionManager>
 #include <QSvgRenderer>
@@ -108,16 +107,13 @@ BrindleApp::BrindleApp(std::shared_ptr<QuickDesktop> desktop)
     // The first frame has the desktop's colours.
     engine_.singletonInstance<SystemStyle *>(qmlTypeId("Brindle", 1, 0, "SystemStyle"))
         ->waitForPortal();
-    QQmlComponent component(&engine_, mainWindow());
-    // Fails only in a broken installation.
-    if (component.isReady()) {
-        window_.reset(qobject_cast<QQuickWindow *>(component.createWithInitialProperties(
-            {{u"model"_s, QVariant::fromValue<QObject *>(&model_)}})));
-    }
+    engine_.setInitialProperties({{u"model"_s, QVariant::fromValue<QObject *>(&model_)}});
+    engine_.load(mainWindow());
+    window_ = qobject_cast<QQuickWindow *>(engine_.rootObjects().value(0));
     if (!window_) {
-        qFatal("%s", qPrintable(component.errorString()));
+        qFatal("The installation is broken."); // the engine has printed the reason
     }
-    desktop_->setWindow(window_.get());
+    desktop_->setWindow(window_);
     // Run after the first frame, because drawing the icon would delay it.
     QTimer::singleShot(0, this, [] { QGuiApplication::setWindowIcon(windowIcon()); });
     // The Dock asks for the window by activating the application.
@@ -177,7 +173,7 @@ void BrindleApp::forceQuit()
 
 bool BrindleApp::eventFilter(QObject *object, QEvent *event)
 {
-    if (object == window_.get() && event->type() == QEvent::Close) {
+    if (object == window_ && event->type() == QEvent::Close) {
         // Queued, because the question serves events.
         QMetaObject::invokeMethod(this, &BrindleApp::closeWindow, Qt::QueuedConnection);
         event->ignore();

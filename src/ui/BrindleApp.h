@@ -2,7 +2,7 @@
 
 #include "ui/QuickDesktop.h"
 
-#include <QQmlEngine>
+#include <QQmlApplicationEngine>
 #include <QQuickWindow>
 
 #include <memory>
@@ -54,7 +54,7 @@ public:
     /// Stops running work and ends the application, without a question.
     void forceQuit();
 
-    QQuickWindow *window() const { return window_.get(); }
+    QQuickWindow *window() const { return window_; }
 
 Q_SIGNALS:
     /// The application will end as soon as no work runs.
@@ -72,8 +72,8 @@ private:
 
     AppModel &model_;
     std::shared_ptr<QuickDesktop> desktop_;
-    QQmlEngine engine_;
-    std::unique_ptr<QQuickWindow> window_; // destroyed before the engine
+    QQmlApplicationEngine engine_;
+    QQuickWindow *window_ = nullptr; // the engine's
     bool asking_ = false;
     bool sessionEnds_ = false; // obey the next request to quit without asking
     bool ending_ = false;
