@@ -10,14 +10,12 @@ T.Button {
     property bool prominent: false
     // The button removes something for good.
     property bool destructive: false
-    // The button looks pressed while it is disabled.
-    property bool held: false
     property real radius: Theme.buttonRadius
     property int alignment: Text.AlignHCenter
-    property color ink: !enabled && !held ? Theme.textOff : prominent ? Theme.accentText : destructive ? Theme.errorText : Theme.text
-    property color fill: !enabled && !held ? Theme.faceOff
+    property color ink: !enabled ? Theme.textOff : prominent ? Theme.accentText : destructive ? Theme.errorText : Theme.text
+    property color fill: !enabled ? Theme.faceOff
         : prominent ? (down ? Theme.accentDown : hovered ? Theme.accentHover : Theme.accent)
-        : held || down ? Theme.faceDown : hovered ? Theme.faceHover : Theme.face
+        : down ? Theme.faceDown : hovered ? Theme.faceHover : Theme.face
 
     implicitWidth: Math.ceil(Math.max(implicitContentWidth + leftPadding + rightPadding, Theme.buttonHeight * 2))
     implicitHeight: Math.ceil(Math.max(implicitContentHeight + 8, Theme.buttonHeight))

@@ -19,7 +19,7 @@ Column {
     })[model.phase] ?? Theme.orange
     // The height with all rows of a download.
     readonly property real workHeight: row.height + step.font.pixelSize * 1.3 + detail.font.pixelSize * 1.3
-        + bar.height + cancel.height + 2 * progress.bottomPadding + 4 * spacing
+        + bar.height + cancel.height + 4 * spacing
 
     spacing: 6
     add: Transition { NumberAnimation { property: "opacity"; from: 0; to: 1; duration: Theme.duration } }
@@ -70,8 +70,6 @@ Column {
         objectName: "progressGroup"
         width: parent.width
         visible: view.model.canCancel || view.model.removing
-        // Keeps a distance from Cancel.
-        bottomPadding: 4
         spacing: view.spacing
 
         ProgressLine {
@@ -110,30 +108,23 @@ Column {
                 Accessible.ignored: true
             }
         }
-        Item {
+        PushButton {
+            id: cancel
+
+            property bool pressedOnce: false
+
+            objectName: "cancelButton"
+            anchors.horizontalCenter: parent.horizontalCenter
             visible: view.model.canCancel
-            width: parent.width
-            height: cancel.height + progress.bottomPadding
-
-            PushButton {
-                id: cancel
-
-                property bool pressedOnce: false
-
-                objectName: "cancelButton"
-                anchors.horizontalCenter: parent.horizontalCenter
-                anchors.bottom: parent.bottom
-                text: "Cancel"
-                enabled: !pressedOnce
-                held: pressedOnce
-                onClicked: {
-                    pressedOnce = true;
-                    view.model.cancel();
-                }
-                onVisibleChanged: if (!visible) pressedOnce = false
-
-                DoubleClickGuard {}
+            enabled: !pressedOnce
+            text: "Cancel"
+            onClicked: {
+                pressedOnce = true;
+                view.model.cancel();
             }
+            onVisibleChanged: if (!visible) pressedOnce = false
+
+            DoubleClickGuard {}
         }
     }
 

@@ -104,10 +104,10 @@ Item {
                 compare([place(name).left, place(name).width], [24, 512], name);
 
             model.enter("Downloading");
-            verifyDistances(["statusRow", "progressBar", "cancelButton"], [6, 10]);
+            verifyDistances(["statusRow", "progressBar", "cancelButton"], [6, 6]);
             model.stepText = "Step";
             model.detail = "1 MB of 4 MB";
-            verifyDistances(["statusRow", "stepText", "progressBar", "detail", "cancelButton", "playArea"], [6, 6, 6, 10, 18]);
+            verifyDistances(["statusRow", "stepText", "progressBar", "detail", "cancelButton", "playArea"], [6, 6, 6, 6, 14]);
             model.enter("Playing");
             verifyDistances(["statusRow", "playingNote", "stopButton"], [6, 14]);
             model.enter("Needs");

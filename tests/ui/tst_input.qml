@@ -83,7 +83,6 @@ Item {
             mouseClick(cancel);
             compare(model.calls, ["cancel"]);
             verify(!cancel.enabled);
-            verify(Qt.colorEqual(cancel.fill, Theme.faceDown));
             model.enter("SettingUp");
             verify(!cancel.enabled);
             model.enter("Ready");
