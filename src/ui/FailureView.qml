@@ -11,7 +11,6 @@ SmoothRectangle {
     height: column.height + 2 * Theme.boxPadding
     radius: Theme.boxRadius
     borderColor: Theme.errorFrame
-    borderWidth: 1
     Accessible.role: Accessible.Grouping
     Accessible.name: "Failure"
 

@@ -5,8 +5,8 @@ import Brindle
 SmoothRectangle {
     required property Item target
     property real parentRadius: Theme.buttonRadius
-    // Distance from the parent. A negative one puts the ring inside.
-    property real gap: 3
+    // The distance from the parent.
+    readonly property real gap: 3
 
     anchors.fill: parent
     anchors.margins: -gap

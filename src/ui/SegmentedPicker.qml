@@ -105,7 +105,6 @@ Column {
                         color: segment.down && segment.current ? Theme.chosenDown : segment.current ? Theme.chosen
                             : segment.down ? Theme.faceDown : segment.hovered ? Theme.face : "transparent"
                         borderColor: segment.current ? Theme.chosenEdge : "transparent"
-                        borderWidth: 1
 
                         FocusRing { target: segment }
                     }

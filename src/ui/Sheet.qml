@@ -40,7 +40,6 @@ T.Popup {
         radius: Theme.sheetRadius
         color: Theme.sheet
         borderColor: Theme.hairline
-        borderWidth: 1
     }
 
     T.Overlay.modal: Rectangle {

@@ -46,7 +46,7 @@ QPainterPath outline(const QRectF &rectangle, qreal radius)
 
 } // namespace
 
-SmoothRectangle::SmoothRectangle(QQuickItem *parent) : QQuickPaintedItem(parent)
+SmoothRectangle::SmoothRectangle()
 {
     setAntialiasing(true);
     connect(this, &SmoothRectangle::changed, this, [this] { update(); });
@@ -65,7 +65,7 @@ void SmoothRectangle::paint(QPainter *painter)
     }
     const QRectF whole(0, 0, width(), height());
     painter->fillPath(outline(whole, radius_), fill);
-    if (borderWidth_ > 0 && borderColor_.alpha() > 0) {
+    if (borderColor_.alpha() > 0) {
         const qreal inset = borderWidth_ / 2;
         painter->strokePath(outline(whole.adjusted(inset, inset, -inset, -inset), radius_ - inset),
                             QPen(borderColor_, borderWidth_));

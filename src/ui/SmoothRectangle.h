@@ -20,7 +20,7 @@ class SmoothRectangle : public QQuickPaintedItem
     Q_PROPERTY(QList<QColor> gradient MEMBER gradient_ NOTIFY changed)
 
 public:
-    explicit SmoothRectangle(QQuickItem *parent = nullptr);
+    SmoothRectangle();
 
     void paint(QPainter *painter) override;
 
@@ -30,7 +30,7 @@ Q_SIGNALS:
 private:
     QColor color_ = Qt::transparent;
     QColor borderColor_ = Qt::transparent;
-    qreal borderWidth_ = 0;
+    qreal borderWidth_ = 1;
     qreal radius_ = 0;
     QList<QColor> gradient_;
 };

@@ -67,6 +67,5 @@ T.Menu {
         radius: Theme.buttonRadius
         color: Theme.menu
         borderColor: Theme.paneEdge
-        borderWidth: 1
     }
 }

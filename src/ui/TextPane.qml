@@ -40,7 +40,6 @@ Item {
         radius: 6
         color: Theme.pane
         borderColor: Theme.paneEdge
-        borderWidth: 1
     }
 
     Scroller {
