@@ -47,11 +47,6 @@ FocusScope {
     onFocusLostChanged: settleFocusSoon()
     onPlayOfferedChanged: settleFocusSoon()
 
-    Rectangle {
-        anchors.fill: parent
-        color: Theme.window
-    }
-
     // Nothing moves before the first frame.
     property bool settled: false
     Connections {
