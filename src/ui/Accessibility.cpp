@@ -84,7 +84,7 @@ QAccessibleInterface *makeInterface(const QString &className, QObject *object)
 
 } // namespace
 
-Accessibility::Accessibility(QObject *parent) : QObject(parent)
+Accessibility::Accessibility()
 {
     qGuiApp->installEventFilter(this);
 }

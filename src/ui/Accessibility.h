@@ -18,7 +18,7 @@ class Accessibility : public QObject
     Q_PROPERTY(bool keyboard READ isKeyboard NOTIFY keyboardChanged)
 
 public:
-    explicit Accessibility(QObject *parent = nullptr);
+    Accessibility();
 
     /// Reports the value of progress bars, and hides content below a modal layer, which Qt Quick
     /// (6.4) does not.

@@ -38,8 +38,6 @@ QString asBlock(const QString &line)
 
 } // namespace
 
-LogDocument::LogDocument(QQuickItem *parent) : QQuickItem(parent) {}
-
 void LogDocument::componentComplete()
 {
     QQuickItem::componentComplete();

@@ -28,9 +28,6 @@ class LogDocument : public QQuickItem
     /// The text for an empty log.
     Q_PROPERTY(QString placeholder MEMBER placeholder_)
 
-public:
-    explicit LogDocument(QQuickItem *parent = nullptr);
-
 protected:
     void componentComplete() override;
     void updatePolish() override;

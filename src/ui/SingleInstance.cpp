@@ -24,9 +24,8 @@ constexpr int backlog = 128;
 
 } // namespace
 
-SingleInstance::SingleInstance(const QString &storageRoot, QObject *parent)
-    : QObject(parent)
-    , folder_(QFileInfo(storageRoot).absolutePath())
+SingleInstance::SingleInstance(const QString &storageRoot)
+    : folder_(QFileInfo(storageRoot).absolutePath())
     , socket_(folder_ + u"/.%1.socket"_s.arg(QFileInfo(storageRoot).fileName()))
     , lock_(folder_ + u"/.%1.lock"_s.arg(QFileInfo(storageRoot).fileName()))
 {

@@ -24,7 +24,7 @@ public:
         unanswered ///< another process is, and does not answer
     };
 
-    explicit SingleInstance(const QString &storageRoot, QObject *parent = nullptr);
+    explicit SingleInstance(const QString &storageRoot);
 
     /// Finds out the role of this process. Makes the folder of the storage root if it is missing;
     /// where that folder can't be used, every process is the first. Waits for a launcher that

@@ -34,7 +34,7 @@ QImage blurred(const QImage &image, qreal radius)
 
 } // namespace
 
-Symbol::Symbol(QQuickItem *parent) : QQuickPaintedItem(parent)
+Symbol::Symbol()
 {
     setAntialiasing(true);
     connect(this, &Symbol::changed, this, [this] { update(); });

@@ -19,7 +19,7 @@ class Symbol : public QQuickPaintedItem
     Q_PROPERTY(qreal shadowRadius MEMBER shadowRadius_ NOTIFY changed)
 
 public:
-    explicit Symbol(QQuickItem *parent = nullptr);
+    Symbol();
 
     void paint(QPainter *painter) override;
 

@@ -51,7 +51,7 @@ QColor toColour(const QVariant &value)
 
 } // namespace
 
-SystemStyle::SystemStyle(QObject *parent) : QObject(parent), keys_{scheme, accentColour}
+SystemStyle::SystemStyle() : keys_{scheme, accentColour}
 {
     if (isGnome_) {
         keys_ << fontName << textScale << animations;

@@ -32,7 +32,7 @@ class SystemStyle : public QObject
     Q_PROPERTY(bool gnome MEMBER isGnome_ CONSTANT)
 
 public:
-    explicit SystemStyle(QObject *parent = nullptr);
+    SystemStyle();
 
     /// Serves events until the portal has answered, for at most `patience` milliseconds.
     void waitForPortal(int patience = 100);
