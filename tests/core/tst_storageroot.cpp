@@ -59,7 +59,7 @@ private Q_SLOTS:
         const QStringList order{
             u" to "_s + root + u"/unfinished"_s,
             u"sync "_s + root,
-            u"sync all of "_s + root + u"/.brindle-…"_s,
+            u"sync all of "_s + root,
             u" to "_s + root + u"/Game"_s,
             u"sync "_s + root,
             u" to "_s + fixture_->project() + u"/addons/one"_s,
@@ -67,7 +67,7 @@ private Q_SLOTS:
             u"sync all of "_s + root,
             u" to "_s + root + u"/info.json"_s,
             u"sync "_s + root,
-            u"sync all of "_s + root + u"/Engine/.brindle-…"_s,
+            u"sync all of "_s + root + u"/Engine"_s,
             u" to "_s + root + u"/Engine/4.3-stable"_s,
             u"sync "_s + root + u"/Engine"_s,
             u"sync all of "_s + fixture_->project(),

@@ -39,16 +39,15 @@ fs::path native(const QString &path)
     return QFile::encodeName(path).toStdString();
 }
 
-/// Removes a slash at the end, which would make the system follow a link.
-QString clean(const QString &path)
-{
-    return QDir::cleanPath(path);
-}
-
-/// Returns the parent folder, with a slash at its end.
 QString parentOf(const QString &path)
 {
-    return path.left(path.lastIndexOf(u'/') + 1);
+    return QFileInfo(path).path();
+}
+
+/// Syncs the names in the folder of `path`.
+void syncName(const QString &path)
+{
+    check(Disk::syncNames(QFile::encodeName(parentOf(path))), path);
 }
 
 bool isFolder(const fs::path &path)
@@ -80,16 +79,15 @@ void removeTree(const fs::path &path, const std::stop_token &stop)
 
 QString Files::hiddenSibling(const QString &path)
 {
-    return parentOf(clean(path)) + hiddenPrefix +
+    return parentOf(path) + u'/' + hiddenPrefix +
            QUuid::createUuid().toString(QUuid::WithoutBraces);
 }
 
 void Files::createFolder(const QString &path)
 {
-    const QString folder = clean(path);
     for (qsizetype end = 0; end >= 0;) {
-        end = folder.indexOf(u'/', end + 1);
-        const QString part = folder.left(end); // the whole path at the end
+        end = path.indexOf(u'/', end + 1);
+        const QString part = path.left(end); // the whole path at the end
         const int error = mkdir(QFile::encodeName(part).constData(), S_IRWXU) == 0 ? 0 : errno;
         if (error != 0 && !QFileInfo(part).isDir()) {
             check(error == EEXIST ? ENOTDIR : error, path);
@@ -97,16 +95,9 @@ void Files::createFolder(const QString &path)
     }
 }
 
-QString Files::makeHiddenBeside(const QString &path)
-{
-    const QString hidden = hiddenSibling(path);
-    check(mkdir(QFile::encodeName(hidden).constData(), S_IRWXU) == 0 ? 0 : errno, path);
-    return hidden;
-}
-
 void Files::remove(const QString &path, const std::stop_token &stop)
 {
-    QString condemned = clean(path);
+    QString condemned = path;
     if (isFolder(native(condemned))) {
         const QString hidden = hiddenSibling(condemned);
         std::error_code error;
@@ -123,7 +114,7 @@ void Files::remove(const QString &path, const std::stop_token &stop)
 
 void Files::removeInPlace(const QString &path, const std::stop_token &stop)
 {
-    removeTree(native(clean(path)), stop);
+    removeTree(native(path), stop);
 }
 
 void Files::removeLeftovers(const QString &folder, const std::stop_token &stop)
@@ -135,17 +126,18 @@ void Files::removeLeftovers(const QString &folder, const std::stop_token &stop)
     }
 }
 
+void Files::rename(const QString &from, const QString &to)
+{
+    std::error_code error;
+    fs::rename(native(from), native(to), error);
+    check(error.value(), to);
+}
+
 void Files::move(const QString &from, const QString &to, const std::stop_token &stop)
 {
-    const QString source = clean(from);
-    const QString target = clean(to);
-    const QString content = isFolder(native(source)) ? source : parentOf(source);
-    check(Disk::syncTree(QFile::encodeName(content)), from);
-    checkCancellation(stop);
-    std::error_code error;
-    fs::rename(native(source), native(target), error);
-    check(error.value(), QFileInfo::exists(source) || QFileInfo(source).isSymLink() ? to : from);
-    check(Disk::syncNames(QFile::encodeName(parentOf(target))), to);
+    sync(parentOf(from), stop);
+    rename(from, to);
+    syncName(to);
 }
 
 void Files::writeAtomically(const QString &path, const QByteArray &content,
@@ -157,10 +149,8 @@ void Files::writeAtomically(const QString &path, const QByteArray &content,
     file.write({content.constData(), static_cast<size_t>(content.size())});
     file.sync();
     checkCancellation(stop);
-    std::error_code error;
-    fs::rename(native(hidden), native(path), error);
-    check(error.value(), path);
-    check(Disk::syncNames(QFile::encodeName(parentOf(hidden))), path);
+    rename(hidden, path);
+    syncName(path);
 }
 
 void Files::sync(const QString &folder, const std::stop_token &stop)

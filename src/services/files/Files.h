@@ -6,7 +6,7 @@
 
 #include <stop_token>
 
-/// File operations. All block: call them on worker threads, except for the few small files that the
+/// File operations on paths without a slash at their end. All block: call them on worker threads, except for the few small files that the
 /// model reads and writes itself. Failures throw a SystemError that names the path. With a stop
 /// requested, functions end between two files: deletions leave the rest, others throw
 /// CancellationError.
@@ -18,9 +18,6 @@ void createFolder(const QString &path);
 
 /// Returns a fresh hidden name beside `path`. `removeLeftovers` deletes entries of such names.
 QString hiddenSibling(const QString &path);
-
-/// Creates a hidden folder beside `path`, for this user alone. Returns its path.
-QString makeHiddenBeside(const QString &path);
 
 /// Removes a file, link or whole folder. Renames a folder to a hidden sibling first, so that an
 /// interruption never leaves a part of it at `path`. Ignores failures: an entry that stays in the
@@ -35,7 +32,10 @@ void removeInPlace(const QString &path, const std::stop_token &stop = {});
 void removeLeftovers(const QString &folder, const std::stop_token &stop = {});
 
 /// Renames a file, link or whole folder within its file system. Replaces a file or an empty folder
-/// at `to`. The content is synced before it gets its name, and the name before `move` returns.
+/// at `to`. A failure names `to`.
+void rename(const QString &from, const QString &to);
+
+/// Syncs the content of `from`, renames it as `rename` does, and syncs the name.
 void move(const QString &from, const QString &to, const std::stop_token &stop = {});
 
 /// Writes a whole file, for this user alone: syncs the content, renames it to `path`, and syncs the

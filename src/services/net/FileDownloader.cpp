@@ -7,8 +7,6 @@
 
 #include <QScopeGuard>
 
-#include <cerrno>
-#include <cstdio>
 #include <utility>
 
 namespace brindle {
@@ -33,10 +31,7 @@ QCoro::Task<std::shared_ptr<QFile>> FileDownloader::download(QUrl url, QString d
     }
     co_await runOnWorker([=] {
         Files::remove(destination);
-        if (std::rename(QFile::encodeName(hidden).constData(),
-                        QFile::encodeName(destination).constData()) != 0) {
-            throw SystemError::fromErrno(errno, destination);
-        }
+        Files::rename(hidden, destination);
     });
     co_return result.file;
 }

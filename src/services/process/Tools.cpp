@@ -51,8 +51,8 @@ QCoro::Task<qint32> Tools::run(QString program, QStringList arguments, std::stop
 QCoro::Task<> Tools::unzip(QString archiveTool, QString zip, std::shared_ptr<QFile> file,
                            QString destination, Place place, std::stop_token stop)
 {
-    const auto make = [destination] { return Files::makeHiddenBeside(destination); };
-    const QString folder = co_await runOnWorker(make);
+    const QString folder = Files::hiddenSibling(destination);
+    co_await runOnWorker([folder] { Files::createFolder(folder); });
     // After a stop `finish` may still run, so the folder must vanish at once.
     const auto cleanup = qScopeGuard(
         [folder] { Threads::startOnWorker([folder] { Files::remove(folder); }); });
