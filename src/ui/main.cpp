@@ -47,7 +47,6 @@ Dependencies parts(std::shared_ptr<Desktop> desktop, Platform platform)
 
 int main(int argc, char *argv[])
 {
-    Paths::ignoreRelativeFolders();
     const QByteArray permission = ActivationTokens::given();
     // Games must not inherit the token, nor libwayland see an unusable one.
     qunsetenv("XDG_ACTIVATION_TOKEN");

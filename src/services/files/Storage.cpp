@@ -79,15 +79,6 @@ void Storage::removeAll(const std::stop_token &stop) const
     }
 }
 
-void Paths::ignoreRelativeFolders()
-{
-    for (const char *name : {"XDG_DATA_HOME", "XDG_CONFIG_HOME", "XDG_CACHE_HOME"}) {
-        if (QDir::isRelativePath(qEnvironmentVariable(name))) {
-            qunsetenv(name);
-        }
-    }
-}
-
 QString Paths::root()
 {
     return root(QStandardPaths::standardLocations(QStandardPaths::GenericDataLocation),
@@ -99,7 +90,7 @@ QString Paths::root(const QStringList &dataFolders, const QString &home)
     const QString dataFolder =
         dataFolders.isEmpty() ? QDir(home).filePath(QStringLiteral("Library/Application Support"))
                               : dataFolders.first();
-    return QDir(dataFolder).filePath(QStringLiteral("Brindle"));
+    return QDir(dataFolder).absoluteFilePath(QStringLiteral("Brindle"));
 }
 
 qint64 Paths::folderSize(const QString &folder)

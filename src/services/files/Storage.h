@@ -49,10 +49,6 @@ struct Storage
 /// Where the storage root is, and how much a folder holds. All locations are absolute paths.
 namespace Paths {
 
-/// Removes relative folders of the XDG base directory standard from the environment: it says to
-/// ignore them, which Qt does not. Call before anything asks for such a folder.
-void ignoreRelativeFolders();
-
 /// The storage root: the user's data folder, then "Brindle". Computed on every call; creates
 /// nothing. Any thread.
 QString root();
