@@ -25,7 +25,7 @@ std::string unpacked(const Entry &entry, const ArchiveFile &archive)
                "no more bytes come than are announced");
         content.append(reinterpret_cast<const char *>(bytes), count); // NOLINT
         if (content.size() > maxUnpacked) {
-            throw Error("enough for now");
+            throw ditto::Error("enough for now");
         }
     });
     expect(content.size() == entry.uncompressedSize, "as many bytes come as are announced");
@@ -63,7 +63,7 @@ void readUnchecked(const ArchiveFile &archive)
     for (size_t i = 0; i < std::min(entries.size(), enough); ++i) {
         try {
             unpacked(entries[i], archive);
-        } catch (const Error &) { // NOLINT(bugprone-empty-catch): the next may be good
+        } catch (const ditto::Error &) { // NOLINT(bugprone-empty-catch): the next may be good
         }
     }
 }
@@ -72,7 +72,7 @@ void ignoringRefusals(void (*read)(const ArchiveFile &archive), const std::strin
 {
     try {
         read(ArchiveFile(path));
-    } catch (const Error &error) {
+    } catch (const ditto::Error &error) {
         expect(*error.what() != '\0', "a refusal says why");
     }
 }
