@@ -23,20 +23,9 @@ namespace {
     throw Error(std::string("can't read the archive: ") + std::strerror(reason));
 }
 
-bool isAtEnd(const inflate_state &state)
-{
-    return state.block_state == ISAL_BLOCK_FINISH;
-}
-
 } // namespace
 
-struct ArchiveFile::Buffers
-{
-    inflate_state state{};
-    std::array<unsigned char, 1U << 20U> output;
-};
-
-ArchiveFile::ArchiveFile(const std::string &path) : buffers_(new Buffers)
+ArchiveFile::ArchiveFile(const std::string &path)
 {
     const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC);
     struct stat found = {};
@@ -67,7 +56,10 @@ std::string_view ArchiveFile::bytes(uint64_t offset, uint64_t count) const
 
 void ArchiveFile::unpack(const Entry &entry, const Sink &sink) const
 {
-    auto &[state, output] = *buffers_;
+    // Too large for the stack.
+    static inflate_state state;
+    static std::array<unsigned char, 1U << 20U> output;
+    const auto isAtEnd = [] { return state.block_state == ISAL_BLOCK_FINISH; };
     uint64_t passed = 0;
     uint32_t crc = 0;
     const auto pass = [&](const unsigned char *bytes, size_t count) {
@@ -91,7 +83,7 @@ void ArchiveFile::unpack(const Entry &entry, const Sink &sink) const
         }
         state.next_in = const_cast<unsigned char *>(input); // NOLINT: only read
         state.avail_in = static_cast<uint32_t>(count);
-        for (bool wasFull = true; !isAtEnd(state) && (state.avail_in > 0 || wasFull);) {
+        for (bool wasFull = true; !isAtEnd() && (state.avail_in > 0 || wasFull);) {
             state.next_out = output.data();
             state.avail_out = static_cast<uint32_t>(output.size());
             refuseIf(isal_inflate(&state) != ISAL_DECOMP_OK, "damaged data", entry);
@@ -100,10 +92,10 @@ void ArchiveFile::unpack(const Entry &entry, const Sink &sink) const
         }
         // isal_inflate() may hold unused bytes.
         constexpr int bitsOfByte = 8;
-        refuseIf(isAtEnd(state) && (state.avail_in > 0 || state.read_in_length >= bitsOfByte),
+        refuseIf(isAtEnd() && (state.avail_in > 0 || state.read_in_length >= bitsOfByte),
                  "data after its end", entry);
     }
-    refuseIf(isDeflated && !isAtEnd(state), "the archive is cut short", entry);
+    refuseIf(isDeflated && !isAtEnd(), "the archive is cut short", entry);
     refuseIf(passed != entry.uncompressedSize, "fewer bytes than announced", entry);
     refuseIf(crc != entry.crc32, "its checksum does not match", entry);
 }

@@ -3,7 +3,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
-#include <memory>
 #include <string>
 #include <string_view>
 
@@ -12,7 +11,7 @@ namespace brindle::ditto {
 struct Entry;
 
 /// An archive's file. Maps it once, so that another file of that name changes nothing. A disk that
-/// can't be read later ends the program. Throws Error. One thread at a time.
+/// can't be read later ends the program. Throws Error. For one thread of the program.
 class ArchiveFile
 {
 public:
@@ -33,10 +32,7 @@ public:
     void unpack(const Entry &entry, const Sink &sink) const;
 
 private:
-    struct Buffers;
-
     std::string_view bytes_;
-    const std::unique_ptr<Buffers> buffers_; // of `unpack`
 };
 
 } // namespace brindle::ditto
