@@ -64,8 +64,9 @@ std::optional<ProjectInfo> ProjectInfo::fromJson(const QByteArray &json)
                      .submodules = {},
                      .addons = texts(u"addons"_s),
                      .repoRoot = text(u"repoRoot"_s)};
-    if (saved.contains(u"godotVersion")) {
-        info.godotVersion = text(u"godotVersion"_s);
+    if (const QJsonValue version = saved[u"godotVersion"];
+        !version.isUndefined() && !version.isNull()) {
+        info.godotVersion = version.toString();
     }
     bool isGood = saved[u"submodules"].isArray();
     for (const QJsonValue item : saved[u"submodules"].toArray()) {

@@ -114,6 +114,13 @@ private Q_SLOTS:
         QCOMPARE(ProjectInfo::fromJson(with(u"submodules"_s, submodules)), sample());
     }
 
+    void aNullVersionIsAbsent()
+    {
+        ProjectInfo info = sample();
+        info.godotVersion.reset();
+        QCOMPARE(ProjectInfo::fromJson(with(u"godotVersion"_s, QJsonValue::Null)), info);
+    }
+
     void mistypedKeysMakeItUnreadable_data()
     {
         QTest::addColumn<QByteArray>("json");
