@@ -69,6 +69,8 @@ Item {
                 const label = item(name);
                 compare([label.text, label.font, label.color, label.horizontalAlignment], labels[name], name);
                 compare(label.textFormat, Text.PlainText, name);
+                const isLong = ["licenseLine", "needsMessage", "failureSummary"].includes(name);
+                compare(label.maxLength, isLong ? 2000 : 500, name);
             }
             const buttons = {
                 cancelButton: ["Cancel", Theme.body],

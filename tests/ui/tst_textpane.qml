@@ -60,6 +60,11 @@ Item {
             tryCompare(scroller, "contentY", 0);
         }
 
+        function test_longLinesAreCut() {
+            showFailure("x".repeat(2001) + "\na line");
+            compare(edit.text, "x".repeat(2000) + "\u2026\na line");
+        }
+
         function test_theMouseOpensTheMenu() {
             showFailure("one two\nthree");
             edit.select(4, 7);
