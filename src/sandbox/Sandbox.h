@@ -15,7 +15,7 @@ namespace Sandbox {
 struct Rules
 {
     /// Below this folder, files and folders may be listed, made, written and removed. No file may
-    /// be opened for reading, so open the input before. A missing folder permits nothing.
+    /// be read, so map the input before. A missing folder permits nothing.
     std::string writableFolder;
     uint64_t maxMemory;    ///< bytes of address space
     uint64_t maxFileBytes; ///< for each written file

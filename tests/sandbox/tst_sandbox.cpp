@@ -85,7 +85,6 @@ private Q_SLOTS:
         row("make a link", "inside/new", 0);
         row("remove", "inside/file", 0);
         row("remove a folder", "inside/folder", 0);
-        row("read on", "", 0);
         row("write to the limit", "inside/new", 0);
         row("write too much", "inside/new", EFBIG);
         row("limit of a core", "", 0);
