@@ -42,9 +42,6 @@ private Q_SLOTS:
         Status empty;
         empty.info = ProjectInfo::placeholder;
         QVERIFY(model().status() == empty);
-        QCOMPARE(model().state(), AppState::notDownloaded());
-        QVERIFY(!model().progress());
-        QVERIFY(!model().failure());
         QVERIFY(model().log.lines().isEmpty());
         QVERIFY(!model().work());
         QVERIFY(!model().projectURL());
