@@ -44,19 +44,12 @@ SheetView {
         width: Math.min(implicitWidth, parent.width)
         content: view.model.repositoryAddress
         font: Theme.callout
-        color: tap.pressed ? Theme.text : Theme.link
+        color: tap.pressed || pointer.hovered ? Theme.text : Theme.link
         activeFocusOnTab: true
         Accessible.role: Accessible.Link
         Accessible.onPressAction: open()
         Keys.onSpacePressed: event => { if (!event.isAutoRepeat) open() }
 
-        Rectangle {
-            visible: pointer.hovered
-            anchors.bottom: parent.bottom
-            width: parent.contentWidth
-            height: 1
-            color: parent.color
-        }
         FocusRing {
             target: link
             parentRadius: 3
