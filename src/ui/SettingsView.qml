@@ -23,17 +23,24 @@ SheetView {
     }
 
     component UpkeepRow: PushButton {
+        signal chosen()
+
         width: parent.width
         implicitHeight: Math.ceil(Math.max(implicitContentHeight + 12, Theme.buttonHeight + 6))
         radius: Theme.boxRadius - 3
         alignment: Text.AlignLeft
         fill: destructive ? down ? Theme.dangerDown : hovered ? Theme.dangerHover : "transparent"
                           : down ? Theme.faceDown : hovered ? Theme.face : "transparent"
+        onClicked: {
+            chosen();
+            view.dismissed();
+        }
     }
-    component RowDivider: Divider {
-        x: 12
-        width: parent.width - 24
-        objectName: ""
+    // A thin line.
+    component Divider: Rectangle {
+        width: parent.width - 2 * x
+        height: 1
+        color: Theme.hairline
     }
 
     SegmentedPicker {
@@ -54,7 +61,7 @@ SheetView {
         onPicked: index => view.model.resolution = index
     }
 
-    Divider {}
+    Divider { objectName: "divider" }
 
     SmoothRectangle {
         objectName: "upkeep"
@@ -74,34 +81,25 @@ SheetView {
             UpkeepRow {
                 objectName: "updateButton"
                 text: "Update the game (download again, keep saves)"
-                onClicked: {
-                    view.model.updateGame();
-                    view.dismissed();
-                }
+                onChosen: view.model.updateGame()
             }
-            RowDivider {}
+            Divider { x: 12 }
             UpkeepRow {
                 objectName: "reinstallButton"
                 text: "Reinstall (game and engine)"
-                onClicked: {
-                    view.model.reinstall();
-                    view.dismissed();
-                }
+                onChosen: view.model.reinstall()
             }
-            RowDivider {}
+            Divider { x: 12 }
             UpkeepRow {
                 objectName: "removeButton"
                 text: "Remove everything (frees " + view.model.storageSize + ")"
                 destructive: true
-                onClicked: {
-                    view.model.removeEverything();
-                    view.dismissed();
-                }
+                onChosen: view.model.removeEverything()
             }
         }
     }
 
-    Divider {}
+    Divider { objectName: "divider" }
 
     Flow {
         width: parent.width

@@ -67,9 +67,12 @@ FocusScope {
         }
     }
 
-    Divider {
+    Rectangle {
         anchors.bottom: scroller.bottom
         visible: scroller.contentHeight > scroller.height
+        width: parent.width
+        height: 1
+        color: Theme.hairline
     }
 
     Item {
