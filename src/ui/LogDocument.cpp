@@ -57,7 +57,7 @@ void LogDocument::startOver()
     }
     QTextCursor cursor(document_);
     cursor.select(QTextCursor::Document);
-    cursor.insertText(isEmpty() ? placeholder_ : QString());
+    cursor.insertText(isEmpty() ? QStringLiteral("Nothing yet.") : QString());
     count_ = 0;
     first_ = log_ ? log_->dropped() + log_->lines().size() : 0;
     if (!isEmpty()) {

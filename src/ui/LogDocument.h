@@ -25,8 +25,6 @@ class LogDocument : public QQuickItem
     Q_PROPERTY(QQuickItem *edit MEMBER edit_ REQUIRED)
     /// The Flickable that scrolls it.
     Q_PROPERTY(QQuickItem *scroller MEMBER scroller_ REQUIRED)
-    /// The text for an empty log.
-    Q_PROPERTY(QString placeholder MEMBER placeholder_)
 
 protected:
     void componentComplete() override;
@@ -49,7 +47,6 @@ private:
     // Entries are numbered from the log's last reset.
     qint64 first_ = 0; // the first entry shown
     qint64 count_ = 0; // entries shown
-    QString placeholder_;
 };
 
 } // namespace brindle

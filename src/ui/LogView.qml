@@ -33,7 +33,6 @@ SheetView {
 
     LogDocument {
         log: view.log // qmllint disable
-        placeholder: "Nothing yet."
         edit: pane.edit
         scroller: pane.scroller
     }
