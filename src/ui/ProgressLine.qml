@@ -6,7 +6,6 @@ import Brindle
 T.ProgressBar {
     id: control
 
-    property string description: ""
     // The position of the wandering piece, from 0 at the left to 1.
     property real place: 0.5
     readonly property alias moving: animation.running
@@ -15,7 +14,6 @@ T.ProgressBar {
     implicitWidth: 200
     implicitHeight: 8
     Accessible.name: "Progress"
-    Accessible.description: description
 
     // To and fro, unless nobody sees it or the desktop asks for less motion.
     NumberAnimation {

@@ -78,7 +78,7 @@ Column {
             width: parent.width
             indeterminate: !view.model.hasProgress
             value: view.model.progress
-            description: DisplayText.of(view.model.timeLeft)
+            Accessible.description: DisplayText.of(view.model.timeLeft)
         }
         // One line, or two where one has no room.
         Grid {
