@@ -7,7 +7,6 @@ PushButton {
 
     // The thing copied, for screen readers.
     required property string what
-    readonly property bool confirms: confirmation.running
 
     text: "Copy"
     // Leaves room for the check mark.
@@ -29,9 +28,9 @@ PushButton {
         anchors.verticalCenter: parent.verticalCenter
         width: control.font.pixelSize
         height: width
-        name: control.confirms ? "check" : ""
+        visible: confirmation.running
+        name: "check"
         color: control.ink
-        Accessible.ignored: !control.confirms
         Accessible.role: Accessible.Notification
         Accessible.name: "Copied"
     }

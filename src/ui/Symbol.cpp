@@ -42,9 +42,6 @@ Symbol::Symbol()
 
 void Symbol::paint(QPainter *painter)
 {
-    if (name_.isEmpty()) {
-        return;
-    }
     QSvgRenderer drawing(
         QStringLiteral(":/qt-project.org/imports/Brindle/icons/%1.svg").arg(name_));
     drawing.setAspectRatioMode(Qt::KeepAspectRatio);

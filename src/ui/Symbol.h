@@ -11,7 +11,7 @@ class Symbol : public QQuickPaintedItem
 {
     Q_OBJECT
     QML_ELEMENT
-    /// The file's name without its extension; empty for no drawing.
+    /// The file's name without its extension.
     Q_PROPERTY(QString name MEMBER name_ NOTIFY changed)
     Q_PROPERTY(QColor color MEMBER color_ NOTIFY changed)
     Q_PROPERTY(QColor shadowColor MEMBER shadowColor_ NOTIFY changed)
