@@ -58,11 +58,6 @@ bool Text::isNewline(QChar c)
            unit == u'\u2029';
 }
 
-bool Text::isWhitespace(QChar c)
-{
-    return c == u'\t' || c.category() == QChar::Separator_Space;
-}
-
 QString Text::withoutControls(const QString &text)
 {
     return QString(text).removeIf(isControl);
@@ -75,7 +70,8 @@ QStringView Text::withoutNewlines(QStringView text)
 
 QStringView Text::withoutWhitespace(QStringView text)
 {
-    return trimmed(text, isWhitespace);
+    return trimmed(text,
+                   [](QChar c) { return c == u'\t' || c.category() == QChar::Separator_Space; });
 }
 
 QString Text::byteCount(qint64 bytes)

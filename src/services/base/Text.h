@@ -9,15 +9,14 @@ namespace brindle::Text {
 /// Tests for line feed, vertical tab, form feed, carriage return, next line, and the line and
 /// paragraph separators.
 bool isNewline(QChar c);
-/// Tests for a tab or a character of Unicode's category Zs.
-bool isWhitespace(QChar c);
 
 /// Removes what can make a text read as another: control characters (category Cc) except tab and
 /// line feed, and characters with the property Bidi_Control.
 QString withoutControls(const QString &text);
 /// Removes newlines from both ends. The view lives as long as `text`.
 QStringView withoutNewlines(QStringView text);
-/// Removes white space, but no newlines, from both ends. The view lives as long as `text`.
+/// Removes tabs and characters of Unicode's category Zs from both ends. The view lives as long as
+/// `text`.
 QStringView withoutWhitespace(QStringView text);
 
 /// Passes each piece of `text` between newline characters to `use`, until `use` returns false.
