@@ -202,8 +202,8 @@ void AppModel::updateProgress(qint64 done, qint64 total, double speed)
     next.detail = Text::byteCount(done);
     if (total >= 1) {
         rate_.add(parts_.clock->now(), done);
-        if (const auto rate = rate_.perSecond(); rate && *rate > 0) {
-            next.timeLeft = Text::timeLeft(static_cast<double>(total - done) / *rate);
+        if (const double rate = rate_.perSecond(); rate > 0) {
+            next.timeLeft = Text::timeLeft(static_cast<double>(total - done) / rate);
         }
         next.progress = static_cast<double>(done) / static_cast<double>(total);
         next.detail += u" of "_s + Text::byteCount(total);

@@ -198,12 +198,12 @@ private Q_SLOTS:
     void measuresNoRateWithinASecond()
     {
         RecentRate rate;
-        QVERIFY(!rate.perSecond());
+        QCOMPARE(rate.perSecond(), 0.0);
         rate.add(Clock::Duration(5), 0);
         rate.add(Clock::Duration(5.9), 900);
-        QVERIFY(!rate.perSecond());
+        QCOMPARE(rate.perSecond(), 0.0);
         rate.add(Clock::Duration(6), 2000);
-        QCOMPARE(rate.perSecond(), std::optional(2000.0));
+        QCOMPARE(rate.perSecond(), 2000.0);
     }
 
     void forgetsOldGrowth()
@@ -214,10 +214,10 @@ private Q_SLOTS:
             rate.add(Clock::Duration(second),
                      std::min(second, 60) * 1000 + std::max(second - 60, 0));
             if (second == 65) {
-                QCOMPARE(rate.perSecond(), std::optional((5 * 1000 + 5) / 10.0));
+                QCOMPARE(rate.perSecond(), (5 * 1000 + 5) / 10.0);
             }
         }
-        QCOMPARE(rate.perSecond(), std::optional(1.0));
+        QCOMPARE(rate.perSecond(), 1.0);
     }
 
     void startsAnewWhenTheCountShrinks()
@@ -226,17 +226,9 @@ private Q_SLOTS:
         rate.add(Clock::Duration(0), 0);
         rate.add(Clock::Duration(2), 5000);
         rate.add(Clock::Duration(3), 10);
-        QVERIFY(!rate.perSecond());
+        QCOMPARE(rate.perSecond(), 0.0);
         rate.add(Clock::Duration(5), 30);
-        QCOMPARE(rate.perSecond(), std::optional(10.0));
-    }
-
-    void measuresAStandstill()
-    {
-        RecentRate rate;
-        rate.add(Clock::Duration(0), 7);
-        rate.add(Clock::Duration(4), 7);
-        QCOMPARE(rate.perSecond(), std::optional(0.0));
+        QCOMPARE(rate.perSecond(), 10.0);
     }
 };
 

@@ -4,8 +4,6 @@
 
 #include <QList>
 
-#include <optional>
-
 namespace brindle {
 
 /// Measures how fast a count has grown within the last ten seconds. Call from one thread only.
@@ -25,11 +23,11 @@ public:
         }
     }
 
-    /// Returns the growth per second up to the last `add`, or nothing within the first second.
-    std::optional<double> perSecond() const
+    /// Returns the growth per second up to the last `add`, or 0 within the first second.
+    double perSecond() const
     {
         if (samples_.isEmpty() || samples_.last().time - samples_.first().time < shortestSpan) {
-            return std::nullopt;
+            return 0;
         }
         const auto growth = static_cast<double>(samples_.last().count - samples_.first().count);
         return growth / (samples_.last().time - samples_.first().time).count();
