@@ -31,12 +31,8 @@ void start(std::function<void()> work);
 
 /// Declare one in `main` before the application object. If a thread still runs when this object is
 /// destroyed, the process ends at once, before static objects that the thread may use go.
-class ProgramEnd
+struct ProgramEnd
 {
-public:
-    ProgramEnd() = default;
-    ProgramEnd(const ProgramEnd &) = delete;
-    ProgramEnd &operator=(const ProgramEnd &) = delete;
     ~ProgramEnd();
 };
 
@@ -51,11 +47,8 @@ struct LaterEnd
 
     void await_suspend(std::coroutine_handle<> waiter)
     {
-        const auto resume = [this, waiter] {
-            watcher.disconnect(); // a second report would resume a destroyed coroutine
-            waiter.resume();
-        };
-        QObject::connect(&watcher, &QFutureWatcherBase::finished, &watcher, resume);
+        QObject::connect(&watcher, &QFutureWatcherBase::finished, &watcher,
+                         [waiter] { waiter.resume(); });
         watcher.setFuture(future);
     }
 
