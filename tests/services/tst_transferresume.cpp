@@ -366,7 +366,7 @@ private Q_SLOTS:
         QTest::addColumn<QByteArray>("tag");
         QTest::addColumn<QByteArray>("validator");
         const QByteArray tag("\"a\"");
-        QTest::newRow("tag") << ' ' + tag << tag;
+        QTest::newRow("tag") << tag << tag;
         QTest::newRow("weak tag") << "W/" + tag << QByteArray();
         QTest::newRow("no tag") << QByteArray("a") << QByteArray();
         QTest::newRow("half a tag") << QByteArray("\"") << QByteArray();
@@ -376,7 +376,7 @@ private Q_SLOTS:
         QFETCH(const QByteArray, tag);
         QFETCH(const QByteArray, validator);
         QCOMPARE(HttpRules::validator("bytes", tag), validator);
-        QCOMPARE(HttpRules::validator(" Bytes ", tag), validator);
+        QCOMPARE(HttpRules::validator("Bytes", tag), validator);
         QCOMPARE(HttpRules::validator("none", tag), QByteArray());
         QCOMPARE(HttpRules::validator({}, tag), QByteArray());
     }

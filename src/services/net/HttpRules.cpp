@@ -6,8 +6,6 @@
 #include <QHostAddress>
 #include <QNetworkProxyFactory>
 
-#include <algorithm>
-
 namespace brindle {
 
 using namespace Qt::StringLiterals;
@@ -35,26 +33,21 @@ QUrl HttpRules::redirectTarget(const QUrl &from, const QByteArray &location)
 
 QByteArray HttpRules::validator(const QByteArray &acceptRanges, const QByteArray &entityTag)
 {
-    const QByteArray tag = entityTag.trimmed();
-    const bool isStrong = tag.size() >= 2 && tag.startsWith('"') && tag.endsWith('"');
-    return isStrong && acceptRanges.trimmed().toLower() == "bytes" ? tag : QByteArray();
+    const bool isStrong =
+        entityTag.size() >= 2 && entityTag.startsWith('"') && entityTag.endsWith('"');
+    return isStrong && acceptRanges.toLower() == "bytes" ? entityTag : QByteArray();
 }
 
 QByteArray HttpRules::proxyFor(const QUrl &url)
 {
     const auto proxy = QNetworkProxyFactory::systemProxyForQuery(QNetworkProxyQuery(url)).value(0);
-    QUrl address;
-    switch (proxy.type()) {
-    case QNetworkProxy::HttpProxy:
-    case QNetworkProxy::HttpCachingProxy:
-        address.setScheme(u"http"_s);
-        break;
-    case QNetworkProxy::Socks5Proxy:
-        address.setScheme(u"socks5h"_s); // with "h" the proxy looks up the host name
-        break;
-    default:
+    const bool isSocks = proxy.type() == QNetworkProxy::Socks5Proxy;
+    if (!isSocks && proxy.type() != QNetworkProxy::HttpProxy &&
+        proxy.type() != QNetworkProxy::HttpCachingProxy) {
         return {};
     }
+    QUrl address;
+    address.setScheme(isSocks ? u"socks5h"_s : u"http"_s); // with "h" the proxy looks up names
     address.setHost(proxy.hostName());
     address.setPort(proxy.port());
     address.setUserName(proxy.user());
@@ -72,11 +65,12 @@ QStringList HttpRules::certificateFiles()
 
 QString HttpRules::certificateFile(const QString &builtIn, const QStringList &others)
 {
-    const QStringList files = QStringList{builtIn} + others;
-    const auto found = std::find_if(files.begin(), files.end(), [](const QString &file) {
-        return QFileInfo(file).isReadable();
-    });
-    return found == files.end() ? QString() : *found;
+    for (const QString &file : QStringList{builtIn} + others) {
+        if (QFileInfo(file).isReadable()) {
+            return file;
+        }
+    }
+    return {};
 }
 
 } // namespace brindle

@@ -292,7 +292,7 @@ private:
             begin();
         }
         // An unwanted body may be endless, so end there. An empty one lets the connection live.
-        return isWanted_ || header("Content-Length").trimmed() == "0";
+        return isWanted_ || header("Content-Length") == "0";
     }
 
     /// Returns whether the answer has the missing bytes, and of the same version.
@@ -300,8 +300,7 @@ private:
     {
         const QString rest = u"bytes %1-%2/%3"_s.arg(written_).arg(length_ - 1).arg(length_);
         return !startsAnew_ && status() == statusPartialContent &&
-               header("Content-Range").trimmed().toLower() == rest.toLatin1() &&
-               header("ETag").trimmed() == validator_;
+               header("Content-Range").toLower() == rest.toLatin1() && header("ETag") == validator_;
     }
 
     /// Prepares for the whole body.
@@ -436,6 +435,7 @@ private:
 
     int status() const { return static_cast<int>(info<long>(CURLINFO_RESPONSE_CODE)); }
 
+    /// Returns a header of the answer without blanks at its ends.
     QByteArray header(const char *name) const
     {
         curl_header *found = nullptr;
