@@ -105,7 +105,6 @@ private:
                 if (hasNews_) {
                     tell();
                 }
-                startsAnew_ = written_ == 0;
                 if (!broken && status() == statusPartialContent && written_ != length_) {
                     broken = unfinished();
                 }
@@ -118,10 +117,10 @@ private:
                     wait(*delay);
                     continue;
                 }
-                if (startsAnew_) {
+                if (written_ == 0) {
                     return {status(), url_.host(), {}};
                 }
-                startsAnew_ = true; // the server refuses the rest
+                written_ = 0; // the server refuses the rest
             }
             if (broken && validator_.isEmpty()) {
                 throw *broken;
@@ -165,7 +164,7 @@ private:
         hasAnswer_ = isWanted_ = false;
         prepare();
         std::unique_ptr<curl_slist, void (*)(curl_slist *)> lines(nullptr, &curl_slist_free_all);
-        if (!startsAnew_) {
+        if (written_ > 0) {
             lines.reset(curl_slist_append(nullptr, ("If-Range: " + validator_).constData()));
             set(CURLOPT_HTTPHEADER, lines.get());
             set(CURLOPT_RANGE, (QByteArray::number(written_) + '-').constData());
@@ -299,7 +298,7 @@ private:
     bool continues()
     {
         const QString rest = u"bytes %1-%2/%3"_s.arg(written_).arg(length_ - 1).arg(length_);
-        return !startsAnew_ && status() == statusPartialContent &&
+        return written_ > 0 && status() == statusPartialContent &&
                header("Content-Range").toLower() == rest.toLatin1() && header("ETag") == validator_;
     }
 
@@ -462,10 +461,9 @@ private:
 
     // The body:
     qint64 written_ = 0;
-    qint64 most_ = 0;        // the largest `written_`
-    qint64 length_ = -1;     // negative when unknown
-    QByteArray validator_;   // names its version; empty if it can't be continued
-    bool startsAnew_ = true; // the next request asks for all of it
+    qint64 most_ = 0;      // the largest `written_`
+    qint64 length_ = -1;   // negative when unknown
+    QByteArray validator_; // names its version; empty if it can't be continued
 
     // The reports:
     const Clock::time_point started_ = Clock::now();
