@@ -92,9 +92,7 @@ bool ManagedProcess::isRunning() const
 
 void ManagedProcess::kill()
 {
-    if (impl_->isRunning) {
-        impl_->killing.request_stop();
-    }
+    impl_->killing.request_stop();
 }
 
 } // namespace brindle

@@ -40,8 +40,8 @@ public:
     /// Returns true from the call of `run` until the child's end. Any thread.
     bool isRunning() const;
 
-    /// Sends SIGKILL to the child's process group, once the child runs. Does nothing before `run`
-    /// and after the end. Any thread.
+    /// Sends SIGKILL to the child's process group, once the child runs. Does nothing after the end.
+    /// Any thread.
     void kill();
 
 private:
