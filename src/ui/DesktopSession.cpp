@@ -7,6 +7,7 @@
 
 #include <QCoroDBusPendingCall>
 #include <QGuiApplication>
+#include <QPointer>
 
 #include <algorithm>
 #include <chrono>
@@ -72,7 +73,9 @@ void DesktopSession::follow()
         return;
     }
     if (!isBusy_) {
-        begin();
+        isBusy_ = true;
+        stayAwake();
+        connectBus();
         return;
     }
     end();
@@ -81,18 +84,10 @@ void DesktopSession::follow()
     if (!(work && work->stop_requested()) && isInBackground()) {
         announcement_ = std::stop_source();
         announcedPhase_ = model_.phase();
-        const bool isStarting = model_.gameRunning();
-        announce(this, DisplayText::phaseTitle(model_.phase()),
-                 DisplayText::of(isStarting ? model_.stepText() : model_.needsMessage()),
+        announce(DisplayText::phaseTitle(model_.phase()),
+                 DisplayText::of(model_.gameRunning() ? model_.stepText() : model_.needsMessage()),
                  announcement_.get_token());
     }
-}
-
-void DesktopSession::begin()
-{
-    isBusy_ = true;
-    stayAwake();
-    connectBus();
 }
 
 void DesktopSession::end()
@@ -158,14 +153,10 @@ bool DesktopSession::isInBackground() const
 }
 
 /// https://specifications.freedesktop.org/notification-spec/
-QCoro::Task<> DesktopSession::announce(QPointer<DesktopSession> self, QString title,
-                                       QString message, std::stop_token withdrawn)
+QCoro::Task<> DesktopSession::announce(QString title, QString message, std::stop_token withdrawn)
 {
-    co_await self->connectBus();
-    if (!self) {
-        co_return;
-    }
-    auto bus = self->bus_;
+    const QPointer<DesktopSession> self(this);
+    auto bus = bus_; // connected since the setup's begin
     const auto notify = notificationCall(u"Notify"_s)
                         << u"Brindle"_s << 0U << desktopFile << title << message.toHtmlEscaped()
                         << QStringList{u"default"_s, u"Show"_s}

@@ -3,7 +3,6 @@
 #include <QCoroTask>
 #include <QDBusConnection>
 #include <QDBusMessage>
-#include <QPointer>
 #include <QQuickWindow>
 #include <QTimer>
 
@@ -37,14 +36,12 @@ private Q_SLOTS:
 
 private:
     void follow();
-    void begin();
     void end();
     QCoro::Task<> stayAwake();
     QCoro::Task<> connectBus();
     void sendProgress();
     bool isInBackground() const;
-    static QCoro::Task<> announce(QPointer<DesktopSession> self, QString title, QString message,
-                                  std::stop_token withdrawn);
+    QCoro::Task<> announce(QString title, QString message, std::stop_token withdrawn);
     void withdraw();
 
     AppModel &model_;
