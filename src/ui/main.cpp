@@ -30,19 +30,6 @@ QString privatePrograms()
     return QFileInfo(installed).isDir() ? QDir::cleanPath(installed) : own;
 }
 
-Dependencies parts(std::shared_ptr<Desktop> desktop, Platform platform)
-{
-    Dependencies parts;
-    parts.storage = Paths::root();
-    parts.temporaryFolder = QDir::tempPath();
-    parts.settings = std::make_unique<QSettings>();
-    parts.codeHost = QUrl(QStringLiteral("https://github.com"));
-    parts.platform = std::move(platform);
-    parts.desktop = std::move(desktop);
-    parts.clock = std::make_shared<SteadyClock>();
-    return parts;
-}
-
 } // namespace
 
 int main(int argc, char *argv[])
@@ -74,7 +61,17 @@ int main(int argc, char *argv[])
 
     const Platform platform = Platform::current(privatePrograms());
     const auto desktop = std::make_shared<QuickDesktop>(platform.reveal);
-    AppModel::compose = [desktop, platform] { return parts(desktop, platform); };
+    AppModel::compose = [desktop, platform] {
+        Dependencies parts;
+        parts.storage = Paths::root();
+        parts.temporaryFolder = QDir::tempPath();
+        parts.settings = std::make_unique<QSettings>();
+        parts.codeHost = QUrl(QStringLiteral("https://github.com"));
+        parts.platform = platform;
+        parts.desktop = desktop;
+        parts.clock = std::make_shared<SteadyClock>();
+        return parts;
+    };
 
     BrindleApp launcher(desktop);
     const DesktopSession session(AppModel::shared(), *launcher.window());
