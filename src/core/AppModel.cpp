@@ -28,11 +28,10 @@ AppModel::AppModel(Dependencies parts, QObject *parent)
 
     QFile saved(parts_.storage.infoFile());
     if (saved.open(QIODevice::ReadOnly)) {
-        const auto known = ProjectInfo::fromJson(saved.readAll());
-        status_.info = known.value_or(ProjectInfo::placeholder);
-        // The first window does not wait for the search, which nearly always agrees.
-        showReadiness(known && QFile::exists(parts_.storage.gameFolder()));
+        status_.info = ProjectInfo::fromJson(saved.readAll()).value_or(ProjectInfo::placeholder);
     }
+    // The first window does not wait for the search, which nearly always agrees.
+    showReadiness(QFile::exists(parts_.storage.gameFolder()));
     refreshState();
 }
 

@@ -179,7 +179,7 @@ private Q_SLOTS:
         row("complete", {}, ready, ready);
         row("no game", u"Game"_s, none, none);
         row("no engine", u"Engine"_s, none, none);
-        row("no description", u"info.json"_s, none, ready);
+        row("no description", u"info.json"_s, ready, ready);
         row("no project", u"Game/godot-brindle-main/project.godot"_s, ready, none);
         row("unfinished", {}, none, none, u"unfinished"_s, "x");
         ProjectInfo old;
