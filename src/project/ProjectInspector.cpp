@@ -207,7 +207,7 @@ std::optional<QString> ProjectInspector::findProject(const QString &folder)
                  top, fs::directory_options::skip_permission_denied, error);
              entry != fs::recursive_directory_iterator(); entry.increment(error)) {
             const fs::path name = entry->path().filename();
-            if (entry.depth() == depth && name == "project.godot") {
+            if (name == "project.godot") {
                 found.insert(entry->path().parent_path());
             }
             if (entry.depth() == depth || name.native().front() == '.') {
