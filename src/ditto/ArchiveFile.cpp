@@ -3,7 +3,6 @@
 #include "ditto/Checks.h"
 #include "ditto/Error.h"
 
-#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
@@ -48,12 +47,6 @@ ArchiveFile::~ArchiveFile()
     munmap(const_cast<char *>(bytes_.data()), size() + 1); // NOLINT: mapped by us
 }
 
-std::string_view ArchiveFile::bytes(uint64_t offset, uint64_t count) const
-{
-    refuseIf(offset > size() || count > size() - offset, "the archive is cut short");
-    return bytes_.substr(offset, count);
-}
-
 void ArchiveFile::unpack(const Entry &entry, const Sink &sink) const
 {
     // Too large for the stack.
@@ -71,18 +64,18 @@ void ArchiveFile::unpack(const Entry &entry, const Sink &sink) const
     isal_inflate_init(&state);
     state.crc_flag = ISAL_DEFLATE;
     const bool isDeflated = entry.compressionMethod == deflated;
-    for (uint64_t done = 0; done < entry.compressedSize;) {
-        constexpr uint64_t pieceBytes = 256U << 10U;
-        const size_t count = std::min(pieceBytes, entry.compressedSize - done);
-        const std::string_view piece = bytes(entry.dataOffset + done, count);
+    std::string_view packed = bytes(entry.dataOffset, entry.compressedSize);
+    while (!packed.empty()) {
+        constexpr size_t pieceBytes = 256U << 10U;
+        const std::string_view piece = packed.substr(0, pieceBytes);
+        packed.remove_prefix(piece.size());
         auto *const input = reinterpret_cast<const unsigned char *>(piece.data()); // NOLINT
-        done += count;
         if (!isDeflated) {
-            pass(input, count);
+            pass(input, piece.size());
             continue;
         }
         state.next_in = const_cast<unsigned char *>(input); // NOLINT: only read
-        state.avail_in = static_cast<uint32_t>(count);
+        state.avail_in = static_cast<uint32_t>(piece.size());
         for (bool wasFull = true; !isAtEnd() && (state.avail_in > 0 || wasFull);) {
             state.next_out = output.data();
             state.avail_out = static_cast<uint32_t>(output.size());

@@ -22,8 +22,11 @@ public:
 
     uint64_t size() const { return bytes_.size(); }
 
-    /// Returns exactly these bytes.
-    std::string_view bytes(uint64_t offset, uint64_t count) const;
+    /// Returns these bytes, which may end with the file.
+    std::string_view bytes(uint64_t offset, uint64_t count) const
+    {
+        return bytes_.substr(offset, count);
+    }
 
     /// Called with consecutive pieces of the unpacked bytes.
     using Sink = std::function<void(const unsigned char *bytes, size_t count)>;
