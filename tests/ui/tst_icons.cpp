@@ -1,7 +1,6 @@
 // Symbols and corners are drawn evenly, in their colours.
 
-#include "ui/SmoothRectangle.h"
-#include "ui/Symbol.h"
+#include "ui/Drawings.h"
 
 #include <QGuiApplication>
 #include <QImage>
