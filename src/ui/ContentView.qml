@@ -113,46 +113,36 @@ FocusScope {
                 }
             }
 
-            SmoothRectangle {
+            Box {
                 objectName: "controlsBox"
-                width: parent.width
-                height: controls.height + 2 * Theme.boxPadding
-                radius: Theme.boxRadius
                 color: Theme.box
+                spacing: 4
 
-                Column {
-                    id: controls
-                    x: Theme.boxPadding
-                    y: Theme.boxPadding
-                    width: parent.width - 2 * Theme.boxPadding
-                    spacing: 4
+                Label {
+                    objectName: "controlsHeading"
+                    width: parent.width
+                    content: "Controls"
+                    font: Theme.headline
+                    Accessible.role: Accessible.Heading
+                }
+                Label {
+                    objectName: "noControls"
+                    width: parent.width
+                    visible: root.model.controls.length === 0
+                    content: "The README does not list controls: see README."
+                    font: Theme.callout
+                    color: Theme.secondary
+                }
+                Repeater {
+                    // A number, because a list would make all labels anew with each change of the model.
+                    model: Math.min(50, root.model.controls.length)
 
                     Label {
-                        objectName: "controlsHeading"
-                        width: parent.width
-                        content: "Controls"
-                        font: Theme.headline
-                        Accessible.role: Accessible.Heading
-                    }
-                    Label {
-                        objectName: "noControls"
-                        width: parent.width
-                        visible: root.model.controls.length === 0
-                        content: "The README does not list controls: see README."
+                        required property int index
+                        objectName: "control"
+                        width: parent?.width ?? 0
+                        content: root.model.controls[index] ?? "" // qmllint disable unqualified
                         font: Theme.callout
-                        color: Theme.secondary
-                    }
-                    Repeater {
-                        // A number, because a list would make all labels anew with each change of the model.
-                        model: Math.min(50, root.model.controls.length)
-
-                        Label {
-                            required property int index
-                            objectName: "control"
-                            width: parent?.width ?? 0
-                            content: root.model.controls[index] ?? "" // qmllint disable unqualified
-                            font: Theme.callout
-                        }
                     }
                 }
             }
@@ -223,7 +213,6 @@ FocusScope {
             FailureView {
                 id: failure
                 objectName: "failure"
-                width: parent.width
                 model: root.model
                 onVisibleChanged: if (visible) scroller.reveal(failure)
             }

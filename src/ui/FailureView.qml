@@ -2,45 +2,36 @@ import QtQuick
 import Brindle
 
 // The last failure and the end of its log. Hidden while there is none.
-SmoothRectangle {
+Box {
     id: view
 
     required property var model
 
     visible: model.hasFailure
-    height: column.height + 2 * Theme.boxPadding
-    radius: Theme.boxRadius
+    spacing: 8
     borderColor: Theme.errorFrame
     Accessible.role: Accessible.Grouping
     Accessible.name: "Failure"
 
-    Column {
-        id: column
-        x: Theme.boxPadding
-        y: Theme.boxPadding
-        width: parent.width - 2 * Theme.boxPadding
-        spacing: 8
-
-        Label {
-            objectName: "failureSummary"
-            width: parent.width
-            content: view.model.failureSummary
-            maxLength: 2000
-            font: Theme.callout
-        }
-        TextPane {
-            objectName: "failureText"
-            width: parent.width
-            height: 140
-            label: "Last lines of the log"
-            text: view.model.failureText
-            // The last lines say what went wrong.
-            edit.onTextChanged: showEnd()
-        }
-        CopyButton {
-            objectName: "copyFailureButton"
-            what: "failure"
-            onClicked: view.model.copyFailure()
-        }
+    Label {
+        objectName: "failureSummary"
+        width: parent.width
+        content: view.model.failureSummary
+        maxLength: 2000
+        font: Theme.callout
+    }
+    TextPane {
+        objectName: "failureText"
+        width: parent.width
+        height: 140
+        label: "Last lines of the log"
+        text: view.model.failureText
+        // The last lines say what went wrong.
+        edit.onTextChanged: showEnd()
+    }
+    CopyButton {
+        objectName: "copyFailureButton"
+        what: "failure"
+        onClicked: view.model.copyFailure()
     }
 }

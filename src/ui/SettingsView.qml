@@ -63,39 +63,30 @@ SheetView {
 
     Divider { objectName: "divider" }
 
-    SmoothRectangle {
+    Box {
         objectName: "upkeep"
-        width: parent.width
-        height: rows.height + 6
-        radius: Theme.boxRadius
         color: Theme.box
+        padding: 3
+        spacing: 2
+        enabled: view.model.canPlay
 
-        Column {
-            id: rows
-            x: 3
-            y: 3
-            width: parent.width - 6
-            spacing: 2
-            enabled: view.model.canPlay
-
-            UpkeepRow {
-                objectName: "updateButton"
-                text: "Update the game (download again, keep saves)"
-                onChosen: view.model.updateGame()
-            }
-            Divider { x: 12 }
-            UpkeepRow {
-                objectName: "reinstallButton"
-                text: "Reinstall (game and engine)"
-                onChosen: view.model.reinstall()
-            }
-            Divider { x: 12 }
-            UpkeepRow {
-                objectName: "removeButton"
-                text: "Remove everything (frees " + view.model.storageSize + ")"
-                destructive: true
-                onChosen: view.model.removeEverything()
-            }
+        UpkeepRow {
+            objectName: "updateButton"
+            text: "Update the game (download again, keep saves)"
+            onChosen: view.model.updateGame()
+        }
+        Divider { x: 12 }
+        UpkeepRow {
+            objectName: "reinstallButton"
+            text: "Reinstall (game and engine)"
+            onChosen: view.model.reinstall()
+        }
+        Divider { x: 12 }
+        UpkeepRow {
+            objectName: "removeButton"
+            text: "Remove everything (frees " + view.model.storageSize + ")"
+            destructive: true
+            onChosen: view.model.removeEverything()
         }
     }
 

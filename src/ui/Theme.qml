@@ -98,7 +98,6 @@ QtObject {
     readonly property int buttonSpacing: 8
     readonly property int sheetRadius: 12
     readonly property int boxRadius: 10
-    readonly property int boxPadding: 12
 
     function pick(light: string, dark: string): color {
         return Qt.color(SystemStyle.dark ? dark : light);

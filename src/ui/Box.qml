@@ -1,0 +1,20 @@
+import QtQuick
+import Brindle
+
+// A rounded box around a column.
+SmoothRectangle {
+    default property alias contents: column.data
+    property alias spacing: column.spacing
+    property real padding: 12
+
+    width: parent.width
+    height: column.height + 2 * padding
+    radius: Theme.boxRadius
+
+    Column {
+        id: column
+        x: parent.padding
+        y: parent.padding
+        width: parent.width - 2 * parent.padding
+    }
+}
