@@ -11,12 +11,16 @@ class Drawing : public QQuickPaintedItem
 {
     Q_OBJECT
     QML_ANONYMOUS
+    Q_PROPERTY(QColor color MEMBER color_ NOTIFY changed)
 
 public:
     Drawing();
 
 Q_SIGNALS:
     void changed();
+
+protected:
+    QColor color_ = Qt::transparent;
 };
 
 /// A rectangle with smooth corners and an optional border inside its edge. The fill is one colour,
@@ -25,7 +29,6 @@ class SmoothRectangle : public Drawing
 {
     Q_OBJECT
     QML_ELEMENT
-    Q_PROPERTY(QColor color MEMBER color_ NOTIFY changed)
     Q_PROPERTY(QColor borderColor MEMBER borderColor_ NOTIFY changed)
     Q_PROPERTY(qreal borderWidth MEMBER borderWidth_ NOTIFY changed)
     Q_PROPERTY(qreal radius MEMBER radius_ NOTIFY changed)
@@ -36,7 +39,6 @@ public:
     void paint(QPainter *painter) override;
 
 private:
-    QColor color_ = Qt::transparent;
     QColor borderColor_ = Qt::transparent;
     qreal borderWidth_ = 1;
     qreal radius_ = 0;
@@ -51,7 +53,6 @@ class Symbol : public Drawing
     QML_ELEMENT
     /// The file's name without its extension.
     Q_PROPERTY(QString name MEMBER name_ NOTIFY changed)
-    Q_PROPERTY(QColor color MEMBER color_ NOTIFY changed)
     Q_PROPERTY(QColor shadowColor MEMBER shadowColor_ NOTIFY changed)
     /// In pixels; 0 for none.
     Q_PROPERTY(qreal shadowRadius MEMBER shadowRadius_ NOTIFY changed)
@@ -61,7 +62,6 @@ public:
 
 private:
     QString name_;
-    QColor color_ = Qt::black;
     QColor shadowColor_ = Qt::transparent;
     qreal shadowRadius_ = 0;
 };
