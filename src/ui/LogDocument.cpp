@@ -43,10 +43,8 @@ void LogDocument::componentComplete()
     QQuickItem::componentComplete();
     document_ = edit_->property("textDocument").value<QQuickTextDocument *>()->textDocument();
     document_->setUndoRedoEnabled(false);
-    if (log_) {
-        connect(log_, &LogStore::linesChanged, this, &LogDocument::polish);
-        connect(log_, &LogStore::reset, this, &LogDocument::startOver);
-    }
+    connect(log_, &LogStore::linesChanged, this, &LogDocument::polish);
+    connect(log_, &LogStore::reset, this, &LogDocument::startOver);
     startOver();
 }
 

@@ -125,9 +125,7 @@ void QuickDesktop::dismissAlert()
         question.answer->finish();
     }
     questions_.clear();
-    if (alert_) {
-        QMetaObject::invokeMethod(std::exchange(alert_, nullptr), "close");
-    }
+    QMetaObject::invokeMethod(std::exchange(alert_, nullptr), "close");
 }
 
 void QuickDesktop::bringToFront(QWindow &window)
