@@ -310,14 +310,9 @@ private:
         const qint64 announced = header("Content-Length").toLongLong(); // 0 if unknown
         checkLimit(announced);
         file_->clear();
-        checkRoom(announced);
-    }
-
-    void checkRoom(qint64 bytes) const
-    {
         const QStorageInfo disk(QFileInfo(file_->path()).path());
         // Some file systems don't know their size.
-        if (disk.bytesTotal() > 0 && bytes > disk.bytesAvailable()) {
+        if (disk.bytesTotal() > 0 && announced > disk.bytesAvailable()) {
             throw SystemError::fromErrno(ENOSPC, file_->path());
         }
     }
