@@ -19,22 +19,6 @@ namespace brindle {
 
 using namespace Qt::StringLiterals;
 
-namespace {
-
-/// The time between the two signals that end a tool.
-constexpr std::chrono::seconds patience{1};
-
-[[noreturn]] void fail(qint32 status, const QString &destination)
-{
-    if (status > ditto::destinationFailed) {
-        throw SystemError::fromErrno(status - ditto::destinationFailed, destination);
-    }
-    throw SetupError(
-        u"Unzipping failed (ditto exit code %1). The download may be damaged."_s.arg(status));
-}
-
-} // namespace
-
 QCoro::Task<qint32> Tools::run(QString program, QStringList arguments, std::stop_token stop,
                                int descriptor)
 {
@@ -42,6 +26,7 @@ QCoro::Task<qint32> Tools::run(QString program, QStringList arguments, std::stop
         program, arguments, [](const QString & /*line*/) {},
         ChildProcess::Setup{
             .isIsolated = true, .descriptor = descriptor, .endsWithLauncher = true});
+    static constexpr std::chrono::seconds patience(1); // between the two signals
     const std::stop_callback escalation(stop, [tool] {
         QTimer::singleShot(patience, QCoreApplication::instance(), [tool] { tool->kill(); });
     });
@@ -54,14 +39,18 @@ QCoro::Task<> Tools::unzip(QString archiveTool, QString zip, std::shared_ptr<QFi
     const QString folder = Files::hiddenSibling(destination);
     co_await runOnWorker([folder] { Files::createFolder(folder); });
     // After a stop `finish` may still run, so the folder must vanish at once.
-    const auto cleanup = qScopeGuard(
-        [folder] { Threads::startOnWorker([folder] { Files::remove(folder); }); });
+    const auto cleanup =
+        qScopeGuard([folder] { Threads::startOnWorker([folder] { Files::remove(folder); }); });
     const int descriptor = file->handle();
     const QStringList arguments{u"-x"_s, u"-k"_s, u"/dev/fd/%1"_s.arg(descriptor), folder};
     const qint32 status = co_await run(archiveTool, arguments, stop, descriptor);
     checkCancellation(stop);
+    if (status > ditto::destinationFailed) {
+        throw SystemError::fromErrno(status - ditto::destinationFailed, destination);
+    }
     if (status != 0) {
-        fail(status, destination);
+        throw SetupError(
+            u"Unzipping failed (ditto exit code %1). The download may be damaged."_s.arg(status));
     }
     auto finish = [=, file = std::move(file)]() mutable {
         // Delete the archive before `place` syncs the disk.
