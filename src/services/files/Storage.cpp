@@ -3,11 +3,7 @@
 #include "base/Error.h"
 #include "files/Files.h"
 
-#include <QDir>
 #include <QFile>
-#include <QStandardPaths>
-
-#include <optional>
 
 #include <fts.h>
 #include <sys/stat.h>
@@ -21,8 +17,9 @@ namespace {
 
 constexpr auto importMarkerPrefix = "imported-"_L1;
 
-/// Returns the first folder of another user's; root's folders count as this user's.
-std::optional<QString> foreignFolder(const Storage &storage)
+/// Returns the first folder of another user's, or an empty text. Root's folders count as this
+/// user's.
+QString foreignFolder(const Storage &storage)
 {
     for (const QString &folder : {storage.root, storage.parentFolder()}) {
         const QFileInfo info(folder);
@@ -30,16 +27,16 @@ std::optional<QString> foreignFolder(const Storage &storage)
             return folder;
         }
     }
-    return std::nullopt;
+    return {};
 }
 
 } // namespace
 
 void Storage::checkOwner() const
 {
-    if (const auto folder = foreignFolder(*this)) {
+    if (const QString folder = foreignFolder(*this); !folder.isEmpty()) {
         throw SetupError(
-            u"The folder %1 belongs to another user, so Brindle does not use it."_s.arg(*folder));
+            u"The folder %1 belongs to another user, so Brindle does not use it."_s.arg(folder));
     }
 }
 
@@ -61,7 +58,7 @@ void Storage::clearLeftovers(const std::stop_token &stop) const
 void Storage::removeAll(const std::stop_token &stop) const
 {
     const QFileInfo info(root);
-    if (foreignFolder(*this)) {
+    if (!foreignFolder(*this).isEmpty()) {
         return;
     }
     if (!info.isSymLink()) {
@@ -77,12 +74,6 @@ void Storage::removeAll(const std::stop_token &stop) const
     if (folder.isEmpty() || QDir().rmdir(folder)) {
         QFile::remove(root);
     }
-}
-
-QString Paths::root()
-{
-    return root(QStandardPaths::standardLocations(QStandardPaths::GenericDataLocation),
-                QDir::homePath());
 }
 
 QString Paths::root(const QStringList &dataFolders, const QString &home)

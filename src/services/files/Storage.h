@@ -1,6 +1,8 @@
 #pragma once
 
+#include <QDir>
 #include <QFileInfo>
+#include <QStandardPaths>
 #include <QString>
 #include <QStringList>
 
@@ -49,13 +51,11 @@ struct Storage
 /// Where the storage root is, and how much a folder holds. All locations are absolute paths.
 namespace Paths {
 
-/// The storage root: the user's data folder, then "Brindle". Computed on every call; creates
-/// nothing. Any thread.
-QString root();
-
-/// The rule behind `root`: the first of `dataFolders`, or `home` + "/Library/Application Support"
-/// when there is none, then "Brindle".
-QString root(const QStringList &dataFolders, const QString &home);
+/// The storage root: the first of `dataFolders`, or `home` + "/Library/Application Support" when
+/// there is none, then "Brindle". Creates nothing. Any thread.
+QString root(const QStringList &dataFolders =
+                 QStandardPaths::standardLocations(QStandardPaths::GenericDataLocation),
+             const QString &home = QDir::homePath());
 
 /// The bytes that a folder occupies on disk, hidden files and everything below it included; 0 for a
 /// missing or unreadable folder. Links are not followed. Blocks: worker threads only.
