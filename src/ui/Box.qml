@@ -3,6 +3,8 @@ import Brindle
 
 // A rounded box around a column.
 SmoothRectangle {
+    id: box
+
     default property alias contents: column.data
     property alias spacing: column.spacing
     property real padding: 12
@@ -13,8 +15,8 @@ SmoothRectangle {
 
     Column {
         id: column
-        x: parent.padding
-        y: parent.padding
-        width: parent.width - 2 * parent.padding
+        x: box.padding
+        y: box.padding
+        width: box.width - 2 * box.padding
     }
 }

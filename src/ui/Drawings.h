@@ -6,7 +6,8 @@
 
 namespace brindle {
 
-/// An item that is painted again after each change of its properties.
+/// An item that is painted again after each change of its properties. Qt (6.4) describes a derived
+/// type to its tools only if the type names this one with its namespace.
 class Drawing : public QQuickPaintedItem
 {
     Q_OBJECT
@@ -25,7 +26,7 @@ protected:
 
 /// A rectangle with smooth corners and an optional border inside its edge. The fill is one colour,
 /// or a gradient from the top left to the bottom right.
-class SmoothRectangle : public Drawing
+class SmoothRectangle : public brindle::Drawing
 {
     Q_OBJECT
     QML_ELEMENT
@@ -47,7 +48,7 @@ private:
 
 /// Draws a file of icons/ in one colour, with an optional soft shadow. Leaves a margin of twice the
 /// shadow's radius around the drawing.
-class Symbol : public Drawing
+class Symbol : public brindle::Drawing
 {
     Q_OBJECT
     QML_ELEMENT
