@@ -45,7 +45,7 @@ Column {
             id: symbol
             objectName: "playSymbol"
             anchors.verticalCenter: parent.verticalCenter
-            x: (parent.width - playButton.contentItem.contentWidth - width - 9) / 2
+            x: (parent.width - playButton.implicitContentWidth - width - 9) / 2
             width: playButton.font.pixelSize * 0.86
             height: width
             name: "play"
