@@ -23,18 +23,12 @@ SheetView {
     }
 
     component UpkeepRow: PushButton {
-        signal chosen()
-
         width: parent.width
         implicitHeight: Math.ceil(Math.max(implicitContentHeight + 12, Theme.buttonHeight + 6))
         radius: Theme.boxRadius - 3
         alignment: Text.AlignLeft
         fill: destructive ? down ? Theme.dangerDown : hovered ? Theme.dangerHover : "transparent"
                           : down ? Theme.faceDown : hovered ? Theme.face : "transparent"
-        onClicked: {
-            chosen();
-            view.dismissed();
-        }
     }
     // A thin line.
     component Divider: Rectangle {
@@ -73,20 +67,29 @@ SheetView {
         UpkeepRow {
             objectName: "updateButton"
             text: "Update the game (download again, keep saves)"
-            onChosen: view.model.updateGame()
+            onClicked: {
+                view.model.updateGame();
+                view.dismissed();
+            }
         }
         Divider { x: 12 }
         UpkeepRow {
             objectName: "reinstallButton"
             text: "Reinstall (game and engine)"
-            onChosen: view.model.reinstall()
+            onClicked: {
+                view.model.reinstall();
+                view.dismissed();
+            }
         }
         Divider { x: 12 }
         UpkeepRow {
             objectName: "removeButton"
             text: "Remove everything (frees " + view.model.storageSize + ")"
             destructive: true
-            onChosen: view.model.removeEverything()
+            onClicked: {
+                view.model.removeEverything();
+                view.dismissed();
+            }
         }
     }
 
