@@ -193,15 +193,12 @@ private Q_SLOTS:
         const auto setTime = reinterpret_cast<void (*)(QScreen *, quintptr)>(
             reinterpret_cast<void *>(native->nativeResourceFunctionForScreen("setappusertime")));
         const quintptr input = 2'000'000'000; // later than the earlier tests' times
-        for (const int start : {1, 2}) {
-            setTime(screen, input + start);
-            const QString id = u"brindle-%1-%2-%3_TIME%4"_s.arg(QCoreApplication::applicationPid())
-                                   .arg(start)
-                                   .arg(QSysInfo::machineHostName())
-                                   .arg(input + start);
-            QCOMPARE(await(desktop.startPermission({})),
-                     (QMap<QString, QString>{{u"DESKTOP_STARTUP_ID"_s, id}}));
-        }
+        setTime(screen, input);
+        const QString id = u"brindle-%1-1-%2_TIME%3"_s.arg(QCoreApplication::applicationPid())
+                               .arg(QSysInfo::machineHostName())
+                               .arg(input);
+        QCOMPARE(await(desktop.startPermission({})),
+                 (QMap<QString, QString>{{u"DESKTOP_STARTUP_ID"_s, id}}));
     }
 
     void anEndingLauncherAgrees()
