@@ -50,7 +50,7 @@ QString LineSplitter::text(QByteArrayView bytes, qint64 skipped)
     QStringDecoder decoder(QStringDecoder::Utf8,
                            Flag::ConvertInitialBom |
                                (skipped > 0 ? Flag::Default : Flag::Stateless));
-    const QString line = decoder(bytes);
+    QString line = decoder(bytes);
     if (skipped == 0) {
         return line;
     }
