@@ -156,7 +156,11 @@ bool DesktopSession::isInBackground() const
 QCoro::Task<> DesktopSession::announce(QString title, QString message, std::stop_token withdrawn)
 {
     const QPointer<DesktopSession> self(this);
-    auto bus = bus_; // connected since the setup's begin
+    co_await connectBus();
+    if (!self) {
+        co_return;
+    }
+    auto bus = bus_;
     const auto notify = notificationCall(u"Notify"_s)
                         << u"Brindle"_s << 0U << desktopFile << title << message.toHtmlEscaped()
                         << QStringList{u"default"_s, u"Show"_s}
