@@ -50,7 +50,7 @@ struct TransferResult
 ///   https to http. The first proxy that the system's settings name is used.
 /// - A body shorter than announced is a failure. Of a longer body, the announced length counts.
 ///   Memory use stays flat.
-/// - Connections are kept for later transfers.
+/// - The connections of one transfer are kept for the next one.
 /// - An answer that breaks off or stalls is continued if its server supports that, or begun anew.
 ///   After an attempt that brings less than 1 KiB the transfer waits, up to 8 seconds. It fails
 ///   after six such attempts in a row.
