@@ -113,38 +113,9 @@ FocusScope {
                 }
             }
 
-            Box {
+            ControlsBox {
                 objectName: "controlsBox"
-                color: Theme.box
-                spacing: 4
-
-                Label {
-                    objectName: "controlsHeading"
-                    width: parent.width
-                    content: "Controls"
-                    font: Theme.headline
-                    Accessible.role: Accessible.Heading
-                }
-                Label {
-                    objectName: "noControls"
-                    width: parent.width
-                    visible: root.model.controls.length === 0
-                    content: "The README does not list controls: see README."
-                    font: Theme.callout
-                    color: Theme.secondary
-                }
-                Repeater {
-                    // A number, because a list would make all labels anew with each change of the model.
-                    model: Math.min(50, root.model.controls.length)
-
-                    Label {
-                        required property int index
-                        objectName: "control"
-                        width: parent?.width ?? 0
-                        content: root.model.controls[index] ?? "" // qmllint disable unqualified
-                        font: Theme.callout
-                    }
-                }
+                model: root.model
             }
 
             Note {
