@@ -6,10 +6,10 @@
 
 #include <stop_token>
 
-/// File operations on paths without a slash at their end. All block: call them on worker threads, except for the few small files that the
-/// model reads and writes itself. Failures throw a SystemError that names the path. With a stop
-/// requested, functions end between two files: deletions leave the rest, others throw
-/// CancellationError.
+/// File operations on paths without a slash at their end. All block: call them on worker threads,
+/// except for the few small files that the model reads and writes itself. Failures throw a
+/// SystemError that names the path. With a stop requested, functions end between two files:
+/// deletions leave the rest, others throw CancellationError.
 namespace brindle::Files {
 
 /// Creates a folder and its parents, for this user alone. An existing folder is no error and keeps
