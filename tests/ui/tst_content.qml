@@ -288,7 +288,7 @@ Item {
             settle();
             compare(place("timeLeft").top, place("detail").top);
             compare(place("timeLeft").left - place("detail").right, 12);
-            item("status").width = 150;
+            item("status").width = Math.ceil(item("detail").implicitWidth + 12 + item("timeLeft").implicitWidth) - 1;
             settle();
             verify(place("timeLeft").top >= place("detail").bottom);
         }
@@ -310,6 +310,11 @@ Item {
             model.progress = 0.5;
             verify(!bar.moving);
             compare([piece.x, piece.width], [0, bar.width / 2]);
+            // A round end at least, but nothing for nothing.
+            model.progress = 0.001;
+            compare(piece.width, 8);
+            model.progress = 0;
+            compare(piece.width, 0);
         }
 
         function test_aButtonGrowsWithItsText() {
