@@ -200,6 +200,7 @@ Item {
         }
 
         function test_theRingFollowsTheLastInput() {
+            verify(hasRing(item("playButton")));
             mouseClick(item("controlsBox"));
             verify(!hasRing(item("playButton")));
             keyClick(Qt.Key_Tab);
