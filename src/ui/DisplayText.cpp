@@ -25,7 +25,7 @@ QString DisplayText::of(const QString &text, int longest)
     QString shown = text;
     if (shown.size() > longest) {
         // Do not split a surrogate pair.
-        const bool splits = longest > 0 && shown.at(longest - 1).isHighSurrogate();
+        const bool splits = shown.at(longest - 1).isHighSurrogate();
         shown.truncate(splits ? longest - 1 : longest);
         shown += u'…';
     }
