@@ -14,6 +14,20 @@ using namespace Qt::StringLiterals;
 
 namespace brindle {
 
+namespace {
+
+/// QCoro's own `then` casts to a wrong type (0.11).
+QCoro::Task<> takeAnswer(QCoro::Task<int> asking, std::shared_ptr<std::optional<int>> answer,
+                         QPointer<QEventLoop> waiting)
+{
+    *answer = co_await asking;
+    if (waiting) {
+        waiting->quit();
+    }
+}
+
+} // namespace
+
 QString AppModel::savesFolder() const
 {
     static const QRegularExpression replaced(u"[:*?\"<>|/\\\\]"_s); // by the engine
@@ -94,12 +108,7 @@ bool AppModel::confirmQuit()
             : Alert{u"A download is still running"_s, u"Quitting will cancel it."_s, buttons};
     const auto answer = std::make_shared<std::optional<int>>();
     QEventLoop loop;
-    parts_.desktop->runAlert(alert).then([answer, waiting = QPointer(&loop)](int button) {
-        *answer = button;
-        if (waiting) {
-            waiting->quit();
-        }
-    });
+    takeAnswer(parts_.desktop->runAlert(alert), answer, &loop);
     if (!*answer) {
         loop.exec(); // ends without an answer when the application ends
     }
