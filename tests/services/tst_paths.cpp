@@ -94,7 +94,6 @@ private Q_SLOTS:
         QTest::addColumn<QString>("root");
         const QString usual = QDir::homePath() + u"/.local/share/Brindle"_s;
         QTest::newRow("absolute") << "/data"_ba << u"/data/Brindle"_s;
-        QTest::newRow("relative") << "data"_ba << QDir::currentPath() + u"/data/Brindle"_s;
         QTest::newRow("empty") << ""_ba << usual;
     }
     void theRootFollowsTheSystem()
