@@ -8,7 +8,7 @@ T.Popup {
 
     // A SheetView, which exists only while the sheet is visible.
     required property Component content
-    readonly property SheetView view: loader.item as SheetView
+    readonly property Item view: loader.item
     property real slide: 0
 
     // Gives positioners the size that they would get with the next frame.
