@@ -15,7 +15,8 @@ public:
 
     virtual ~Clock() = default;
 
-    /// Returns the time since some fixed point, whatever happens to the system's date. Any thread.
+    /// Returns the time since a fixed point. Changes of the system's date do not matter. Any
+    /// thread.
     virtual Duration now() const = 0;
 
     /// Waits in the calling thread's event loop. Returns true after `duration`, or false as soon as

@@ -12,7 +12,7 @@ namespace brindle {
 class Error : public std::exception
 {
 public:
-    /// The text shown to the user, as it is.
+    /// The text to show to the user, unchanged.
     const QString &description() const { return text_; }
     const char *what() const noexcept override { return bytes_.constData(); }
 
@@ -38,7 +38,7 @@ public:
 class SystemError final : public Error
 {
 public:
-    /// @param text names what failed, for example a path.
+    /// @param text names the thing that failed, for example a path.
     explicit SystemError(const QString &text) : Error(text) {}
 
     /// Returns the error of a failed call on `path`: the path, ": " and the system's text.
@@ -52,7 +52,7 @@ public:
     explicit TransferError(const QString &text) : Error(text) {}
 };
 
-/// Somebody requested a stop. This is not a failure: a run that ends with it ends quietly.
+/// A stop was requested. This is not a failure, so a run that throws it ends quietly.
 class CancellationError final : public Error
 {
 public:

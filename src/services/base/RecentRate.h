@@ -43,7 +43,7 @@ private:
         qint64 count;
     };
 
-    QList<Sample> samples_; // of the window
+    QList<Sample> samples_; // at most ten seconds old
 };
 
 } // namespace brindle

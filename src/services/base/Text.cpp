@@ -31,12 +31,12 @@ bool isControl(QChar c)
            (c.category() == QChar::Other_Control && unit != u'\t' && unit != u'\n');
 }
 
-/// Writes at least 1000 bytes, in the first unit with a count below 1000.
+/// Writes a count of 1000 or more in the first unit that keeps the number below 1000.
 QString inUnits(qint64 bytes)
 {
     constexpr QStringView prefixes = u"KMGTPE";
     qint64 unit = 1000;
-    qint64 parts = 1; // KB are whole, MB in tenths, larger units in hundredths
+    qint64 parts = 1; // of a unit: whole KB, tenths of MB, then hundredths
     for (qsizetype i = 0;; ++i) {
         const qint64 part = unit / parts;
         const qint64 count = bytes / part + (bytes % part >= part / 2 ? 1 : 0);

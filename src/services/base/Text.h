@@ -3,15 +3,15 @@
 #include <QString>
 #include <QStringView>
 
-/// Text rules that do not depend on the locale. All functions: any thread, never fail.
+/// Text rules that do not depend on the locale. Call from any thread; no function fails.
 namespace brindle::Text {
 
 /// Tests for line feed, vertical tab, form feed, carriage return, next line, and the line and
 /// paragraph separators.
 bool isNewline(QChar c);
 
-/// Removes what can make a text read as another: control characters (category Cc) except tab and
-/// line feed, and characters with the property Bidi_Control.
+/// Removes characters that can make a text look like another: control characters (category Cc)
+/// except tab and line feed, and characters with the property Bidi_Control.
 QString withoutControls(const QString &text);
 /// Removes newlines from both ends. The view lives as long as `text`.
 QStringView withoutNewlines(QStringView text);
@@ -19,8 +19,8 @@ QStringView withoutNewlines(QStringView text);
 /// `text`.
 QStringView withoutWhitespace(QStringView text);
 
-/// Passes each piece of `text` between newline characters to `use`, until `use` returns false.
-/// There is an empty piece between a carriage return and its line feed.
+/// Splits `text` at newline characters and passes each piece to `use`, until `use` returns false. A
+/// carriage return with its line feed counts as two newlines.
 template <typename Use>
 void eachLine(QStringView text, Use use)
 {
@@ -36,8 +36,8 @@ void eachLine(QStringView text, Use use)
     use(text.sliced(begin));
 }
 
-/// Writes a byte count of 0 or more as macOS does for files: powers of 1000, "Zero KB", "1 byte",
-/// whole KB, MB with at most one decimal, larger units with at most two.
+/// Writes a byte count of 0 or more as macOS does for files: in powers of 1000, with "Zero KB", "1
+/// byte", whole KB, at most one decimal for MB and at most two for larger units.
 QString byteCount(qint64 bytes);
 
 /// Writes a remaining time: "Less than a minute left", "About 2 minutes left". Returns an empty

@@ -15,8 +15,8 @@
 
 namespace brindle {
 
-/// The program's threads besides the main one. The destruction of the application object waits half
-/// a second for them.
+/// Starts all threads besides the main one. The destruction of the application object waits half a
+/// second for them.
 namespace Threads {
 
 /// The most calls of `startOnWorker` that run at once; the others wait.
@@ -25,12 +25,12 @@ inline constexpr int maxWorkers = 4;
 /// Runs `work`, which must not throw, on a worker thread. Any thread.
 void startOnWorker(std::function<void()> work);
 
-/// Runs `work`, which must not throw, at once on a thread of its own and destroys it there. Any
+/// Runs `work` at once on a thread of its own and destroys `work` there. `work` must not throw. Any
 /// thread.
 void start(std::function<void()> work);
 
 /// Declare one in `main` before the application object. If a thread still runs when this object is
-/// destroyed, the process ends at once, before static objects that the thread may use go.
+/// destroyed, the process ends at once: static objects that the thread may use are never destroyed.
 struct ProgramEnd
 {
     ~ProgramEnd();
@@ -38,8 +38,8 @@ struct ProgramEnd
 
 } // namespace Threads
 
-/// Awaits a future's end behind earlier events. QCoro's own awaiter does not suspend for a future
-/// that has finished.
+/// Awaits a future's end and resumes after earlier events, even if the future has already finished.
+/// QCoro's own awaiter would not suspend then.
 template <typename T>
 struct LaterEnd
 {
@@ -58,12 +58,11 @@ struct LaterEnd
     QFutureWatcher<T> watcher{};
 };
 
-/// Runs `work` on a worker thread, or where `start` starts it, and resumes the caller on its own
-/// thread with the result. Throws whatever `work` throws.
+/// Runs `work` on a worker thread, or on the thread that `start` chooses. Resumes the caller on the
+/// caller's thread with the result, or with the exception that `work` threw.
 ///
-/// When `stop` is requested the caller resumes at once with CancellationError, while `work` runs to
-/// its end and its result is dropped. So `work` must own all that it touches. A stop that comes
-/// before the caller resumes always wins over the result.
+/// A request of `stop` resumes the caller at once with CancellationError, even if a result waits.
+/// `work` still runs to its end, so it must own all that it touches. Its result is dropped.
 template <typename F>
 QCoro::Task<std::invoke_result_t<F>>
 runOnWorker(F work, std::stop_token stop = {},

@@ -63,7 +63,7 @@ void removeTree(const fs::path &path, const std::stop_token &stop)
         return;
     }
     fs::permissions(path, fs::perms::owner_all, fs::perm_options::add, ignored);
-    // Read all names first, because a listing of a folder that changes is undefined.
+    // Read all names first, because deleting during a listing may hide other names.
     std::vector<fs::path> entries;
     fs::directory_iterator entry(path, ignored);
     for (; entry != fs::directory_iterator(); entry.increment(ignored)) {
@@ -87,7 +87,7 @@ void Files::createFolder(const QString &path)
 {
     for (qsizetype end = 0; end >= 0;) {
         end = path.indexOf(u'/', end + 1);
-        const QString part = path.left(end); // the whole path at the end
+        const QString part = path.left(end); // `path` itself in the last round
         const int error = mkdir(QFile::encodeName(part).constData(), S_IRWXU) == 0 ? 0 : errno;
         if (error != 0 && !QFileInfo(part).isDir()) {
             check(error == EEXIST ? ENOTDIR : error, path);
@@ -103,8 +103,8 @@ void Files::remove(const QString &path, const std::stop_token &stop)
         std::error_code error;
         fs::rename(native(condemned), native(hidden), error);
         if (!error) {
-            // The new name must reach the disk before any deletion does. A failure is ignored,
-            // because the deletion is still the best step.
+            // Sync the new name before any deletion. If that fails, delete anyway: nothing better
+            // is left to do.
             (void)Disk::syncNames(QFile::encodeName(parentOf(hidden)));
             condemned = hidden;
         }

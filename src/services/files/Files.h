@@ -6,10 +6,10 @@
 
 #include <stop_token>
 
-/// File operations on paths without a slash at their end. All block: call them on worker threads,
-/// except for the few small files that the model reads and writes itself. Failures throw a
-/// SystemError that names the path. With a stop requested, functions end between two files:
-/// deletions leave the rest, others throw CancellationError.
+/// File operations on paths without a slash at their end. All block, so call them on worker
+/// threads; only the model's few small files are exempt. Failures throw a SystemError that names
+/// the path. A requested stop ends a function between two files: deletions leave the rest, others
+/// throw CancellationError.
 namespace brindle::Files {
 
 /// Creates a folder and its parents, for this user alone. An existing folder is no error and keeps
@@ -20,9 +20,8 @@ void createFolder(const QString &path);
 QString hiddenSibling(const QString &path);
 
 /// Removes a file, link or whole folder. Renames a folder to a hidden sibling first, so that an
-/// interruption never leaves a part of it at `path`. Ignores failures: an entry that stays in the
-/// way makes the next step fail with an error that names it. `removeLeftovers` deletes what remains
-/// of the hidden sibling.
+/// interruption never leaves a part of it at `path`; `removeLeftovers` deletes the sibling's rest.
+/// Ignores failures: if an entry stays, the next step fails with an error that names it.
 void remove(const QString &path, const std::stop_token &stop = {});
 /// Deletes a file, link or whole folder, without a rename first. Follows no links.
 /// Ignores failures.
@@ -43,12 +42,11 @@ void move(const QString &from, const QString &to, const std::stop_token &stop = 
 void writeAtomically(const QString &path, const QByteArray &content,
                      const std::stop_token &stop = {});
 
-/// Waits until a folder and everything in it is on the disk. A stop requested meanwhile makes it
-/// throw once the disk has answered.
+/// Waits until the disk holds a folder and everything in it. Checks for a stop only after that.
 void sync(const QString &folder, const std::stop_token &stop = {});
 
-/// Returns the names in a folder, hidden ones and dangling links included, in no particular order;
-/// nothing when the folder is unreadable.
+/// Returns the names in a folder in no particular order, hidden ones and dangling links included.
+/// Returns nothing for an unreadable folder.
 QStringList names(const QString &folder);
 
 } // namespace brindle::Files

@@ -8,13 +8,13 @@
 
 namespace brindle {
 
-/// A new file that is written, then handed on for reading through the same descriptor. Blocks:
-/// worker threads only. All functions throw SystemError naming the file.
+/// A new file that is first written, then read through the same descriptor. Blocks: worker threads
+/// only. All functions throw a SystemError that names the file.
 class OutputFile
 {
 public:
-    /// Creates the file, for this user alone. Fails if anything has that name. Errors name
-    /// `shownPath` in place of `path` unless it is empty.
+    /// Creates the file, for this user alone. Fails if `path` exists. Errors name `shownPath`, or
+    /// `path` if `shownPath` is empty.
     explicit OutputFile(const QString &path, const QString &shownPath = {});
 
     const QString &path() const { return path_; }
@@ -22,15 +22,15 @@ public:
     void write(std::string_view bytes);
     /// Empties the file.
     void clear();
-    /// Waits until the content is on the disk.
+    /// Waits until the disk holds the content.
     void sync();
-    /// Returns the open file, at its start.
+    /// Returns the open file, rewound to its start. Call last.
     std::shared_ptr<QFile> take();
 
 private:
     void check(bool isGood) const;
 
-    QString path_; // in errors
+    QString path_; // named in errors
     std::shared_ptr<QFile> file_;
 };
 

@@ -23,8 +23,8 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-/// Returns whether only this user and root can replace a folder that is made in `folder`, a path
-/// without links.
+/// Returns whether only this user and root can replace a folder inside `folder`, whose path has no
+/// links.
 bool isSafe(const QString &folder)
 {
     for (QString place = folder;; place = QFileInfo(place).path()) {
@@ -41,7 +41,7 @@ bool isSafe(const QString &folder)
     }
 }
 
-/// Returns whether `folder` has room for any download, or more room than the storage's disk.
+/// Returns whether `folder` has room for any download, or at least as much as the storage's disk.
 bool hasRoom(const QString &folder, const Storage &storage)
 {
     constexpr qint64 enough = 1'000'000'000; // bytes of a game, an add-on or an engine
@@ -63,7 +63,7 @@ void clearLeftoversIn(const QString &place)
             const QString path = QDir(place).filePath(name);
             ProcessLock lock(path, ProcessLock::Kind::folder);
             if (lock.tryLock() == ProcessLock::Outcome::held) {
-                // In place: after a rename, an interruption would leave another kind of name.
+                // Do not rename first: after an interruption nothing would look for the new name.
                 Files::removeInPlace(path);
             }
         }
@@ -88,7 +88,7 @@ std::shared_ptr<ProcessLock> StagingFolder::make(const QString &temporaryFolder,
             throw SystemError::fromErrno(errno, path);
         }
         auto lock = std::make_shared<ProcessLock>(path, ProcessLock::Kind::folder);
-        // Another process that holds the lock deletes this folder, so make another.
+        // If another process holds the lock, it deletes this folder, so make another.
         if (lock->tryLock() != ProcessLock::Outcome::taken) {
             return lock;
         }

@@ -17,8 +17,8 @@ namespace {
 
 constexpr auto importMarkerPrefix = "imported-"_L1;
 
-/// Returns the first folder of another user's, or an empty text. Root's folders count as this
-/// user's.
+/// Returns the root or its parent if another user owns it, else an empty text. The administrator is
+/// not another user.
 QString foreignFolder(const Storage &storage)
 {
     for (const QString &folder : {storage.root, storage.parentFolder()}) {
@@ -86,7 +86,7 @@ QString Paths::root(const QStringList &dataFolders, const QString &home)
 
 qint64 Paths::folderSize(const QString &folder)
 {
-    // Linux and macOS count st_blocks in 512 bytes, whatever the file system's block size.
+    // Linux and macOS count st_blocks in 512 bytes on every file system.
     constexpr qint64 blockSize = 512;
 
     qint64 total = 0;

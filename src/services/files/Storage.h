@@ -10,7 +10,8 @@
 
 namespace brindle {
 
-/// Every path, mark and marker below the storage root. A plain value; creates nothing. Any thread.
+/// Names every path, mark and marker below the storage root. Its path functions touch no disk and
+/// work on any thread.
 struct Storage
 {
     Storage(QString folder = {}) : root(std::move(folder)) {} // NOLINT(google-explicit-constructor)
@@ -34,7 +35,7 @@ struct Storage
         return root + QStringLiteral("/imported-%1.txt").arg(tag);
     }
 
-    // Worker threads only, as all of these block. Deletions ignore failures.
+    // The functions below block, so call them on worker threads only. Deletions ignore failures.
 
     /// Throws SetupError if the root, or the folder that holds it, belongs to another user.
     void checkOwner() const;
@@ -42,23 +43,23 @@ struct Storage
     void clearMarkers() const;
     /// Deletes the leftovers of interrupted calls in the root and beside it.
     void clearLeftovers(const std::stop_token &stop = {}) const;
-    /// Deletes the root. Through a root that is a link it deletes only the launcher's own entries;
-    /// then the folder behind the link if it is empty, and with that folder the link. Spares a
-    /// root of another user's.
+    /// Deletes the root, unless it belongs to another user. If the root is a link, deletes only the
+    /// launcher's own entries behind it. If that empties the folder, deletes the folder and the
+    /// link.
     void removeAll(const std::stop_token &stop = {}) const;
 };
 
-/// Where the storage root is, and how much a folder holds. All locations are absolute paths.
+/// Finds the storage root and measures folders. All locations are absolute paths.
 namespace Paths {
 
-/// The storage root: the first of `dataFolders`, or `home` + "/Library/Application Support" when
-/// there is none, then "Brindle". Creates nothing. Any thread.
+/// Returns the storage root: "Brindle" in the first of `dataFolders`, or in `home` +
+/// "/Library/Application Support" if there are none. Creates nothing. Any thread.
 QString root(const QStringList &dataFolders =
                  QStandardPaths::standardLocations(QStandardPaths::GenericDataLocation),
              const QString &home = QDir::homePath());
 
-/// The bytes that a folder occupies on disk, hidden files and everything below it included; 0 for a
-/// missing or unreadable folder. Links are not followed. Blocks: worker threads only.
+/// Returns the disk space in bytes of everything below a folder, hidden files included, or 0 if the
+/// folder is missing or unreadable. Follows no links. Blocks: worker threads only.
 qint64 folderSize(const QString &folder);
 
 } // namespace Paths

@@ -18,7 +18,7 @@ LogQueue::LogQueue(LogStore *log) : log_(log) {}
 void LogQueue::append(const QString &line)
 {
     QString entry = LogStore::cleaned(line);
-    // An empty entry must not push another one out of the queue.
+    // An empty entry must not push another out of the queue.
     if (entry.isEmpty()) {
         return;
     }

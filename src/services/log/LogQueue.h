@@ -14,7 +14,7 @@ class LogStore;
 /// Brings lines from any thread to a log on the main thread, in order.
 ///
 /// An engine may print faster than anybody reads. So the queue is bounded like the log and drops
-/// its oldest lines, and the main thread takes lines over in short turns between other events.
+/// its oldest lines. The main thread takes lines in short turns between other events.
 class LogQueue : public std::enable_shared_from_this<LogQueue>
 {
 public:
@@ -27,8 +27,7 @@ public:
     /// Queues a line. Any thread.
     void append(const QString &line);
 
-    /// Adds a line of the launcher's own, behind "• ", and all waiting lines before it. Main
-    /// thread.
+    /// Flushes, then adds a line of the launcher's own, which begins with "• ". Main thread.
     void note(const QString &text);
 
     /// Brings all waiting lines into the log. Main thread.

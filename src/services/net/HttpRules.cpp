@@ -12,7 +12,7 @@ using namespace Qt::StringLiterals;
 
 bool HttpRules::isInsecure(const QUrl &url)
 {
-    // QUrl writes schemes and host names in lower case.
+    // QUrl has made scheme and host name lower-case.
     return url.scheme() == u"http" && url.host() != u"localhost" &&
            !QHostAddress(url.host()).isLoopback();
 }

@@ -38,13 +38,13 @@ constexpr int statusOk = 200;
 constexpr int statusPartialContent = 206;
 constexpr int maxDelays = 2;
 constexpr std::chrono::seconds longestDelay(60);
-// The waits after the first fruitless attempt, after the second, and so on.
+// Waits after the first fruitless attempt in a row, the second and so on.
 constexpr std::array waits{500ms, 1000ms, 2000ms, 4000ms, 8000ms};
-constexpr qint64 leastHeadway = 1024; // bytes that an attempt must bring
+constexpr qint64 leastHeadway = 1024; // fewer new bytes make an attempt fruitless
 constexpr long receiveBufferBytes = 524'288;
 
-/// The handle of the transfer that ended last, with its connections; null while a transfer uses it.
-/// Never freed at the end, because OpenSSL is gone when static objects are.
+/// The last transfer's handle, with its open connections; null while a transfer uses it. Never
+/// freed at the program's end, because OpenSSL has cleaned up by then.
 std::atomic<CURLM *> idle = nullptr;
 
 void check(CURLMcode code)
@@ -54,7 +54,7 @@ void check(CURLMcode code)
     }
 }
 
-/// One transfer.
+/// Runs one transfer on one thread.
 class TransferJob
 {
 public:
@@ -70,7 +70,7 @@ public:
     /// Blocks for the whole transfer. Call once.
     TransferResult run()
     {
-        // A server that leaves during the end of TLS must not end the process.
+        // Closing TLS to a server that has gone raises SIGPIPE, which would end the process.
         sigset_t signals;
         sigemptyset(&signals);
         sigaddset(&signals, SIGPIPE);
@@ -78,13 +78,13 @@ public:
 
         multi_.reset(idle.exchange(nullptr));
         if (!multi_) {
-            multi_.reset(curl_multi_init()); // keeps four connections
+            multi_.reset(curl_multi_init()); // with libcurl's default of four kept connections
         }
-        // The receiver of the result may start the next transfer or end the program.
+        // Clean up before the caller gets the result: it may start a transfer or end the program.
         const auto end = qScopeGuard([this] {
             multi_.reset(idle.exchange(multi_.release()));
-            multi_.reset();        // of another transfer that ran meanwhile
-            OPENSSL_thread_stop(); // or the thread frees its state while the program ends
+            multi_.reset();        // frees the handle of another transfer, if one ran meanwhile
+            OPENSSL_thread_stop(); // otherwise the thread frees its state too late
         });
         const std::stop_callback wake(stop_, [this] { curl_multi_wakeup(multi_.get()); });
         return answer();
@@ -135,9 +135,9 @@ private:
         }
     }
 
-    /// Follows redirects from the first address, also to continue a body, because a redirect may be
-    /// signed for a short time. libcurl's own rules can't tell this machine from others, and they
-    /// use one proxy for all hosts.
+    /// Follows redirects, always from the first address, because a redirect's target may expire
+    /// soon. libcurl's own rules can't tell this machine from others, and use one proxy for all
+    /// hosts.
     std::optional<TransferError> follow()
     {
         url_ = address_;
@@ -158,7 +158,7 @@ private:
         }
     }
 
-    /// Asks for the current address.
+    /// Sends one request to `url_` and receives its answer. Returns the error if the answer broke.
     std::optional<TransferError> request()
     {
         hasAnswer_ = isWanted_ = false;
@@ -171,13 +171,13 @@ private:
         }
         const CURLcode code = drive();
         if (hasAnswer_ && !isWanted_) {
-            return std::nullopt; // the callbacks ended it before its body
+            return std::nullopt; // a callback ended the transfer before an unwanted body
         }
         if (code != CURLE_OK) {
             return failure(code);
         }
         if (!hasAnswer_) {
-            // libcurl takes a connection that ends within the headers for an empty answer.
+            // If a connection ends within the headers, libcurl reports an empty answer.
             return TransferError(u"The server ended the connection in the middle of its answer."_s);
         }
         return std::nullopt;
@@ -232,7 +232,7 @@ private:
             if (const CURLMsg *message = curl_multi_info_read(multi, &left)) {
                 return message->data.result;
             }
-            // libcurl's low-speed limit would count averages, and a slow disk's time.
+            // libcurl's low-speed limit averages, and counts the time of a slow disk.
             const auto end = lastByte_ + options_.idleTimeout;
             const auto patience = std::chrono::ceil<Milliseconds>(end - Clock::now());
             if (patience <= Milliseconds::zero()) {
@@ -242,14 +242,14 @@ private:
         }
     }
 
-    /// Waits for the network or a cancellation, at most that long.
+    /// Waits at most `longest` for the network or a cancellation.
     void poll(Milliseconds longest)
     {
         check(
             curl_multi_poll(multi_.get(), nullptr, 0, static_cast<int>(longest.count()), nullptr));
     }
 
-    /// Waits between attempts.
+    /// Waits before the next attempt. Keeps reporting.
     void wait(Milliseconds time)
     {
         const auto end = Clock::now() + (options_.waiting ? options_.waiting(time) : time);
@@ -263,7 +263,7 @@ private:
         }
     }
 
-    /// libcurl's callback for headers and body.
+    /// Passes bytes from libcurl to `take`. Stops libcurl if `take` returns false or throws.
     template <bool (TransferJob::*take)(std::string_view)>
     static size_t receive(char *bytes, size_t size, size_t count, void *job) noexcept
     {
@@ -278,23 +278,23 @@ private:
         }
     }
 
-    /// Returns whether to go on.
+    /// Takes one header line. Returns false to stop before an unwanted body.
     bool takeHeader(std::string_view line)
     {
         const bool isBlank = line == "\r\n" || line == "\n";
         if (!isBlank || hasAnswer_ || status() < 200) {
-            return true; // a proxy's and interim answers precede the final one
+            return true; // not yet the end of the final answer's headers
         }
         hasAnswer_ = true;
         isWanted_ = continues() || status() == statusOk;
         if (status() == statusOk) {
             begin();
         }
-        // An unwanted body may be endless, so end there. An empty one lets the connection live.
+        // An unwanted body may be endless, so stop. After an empty body the connection can be kept.
         return isWanted_ || header("Content-Length") == "0";
     }
 
-    /// Returns whether the answer has the missing bytes, and of the same version.
+    /// Returns whether the answer has exactly the missing bytes of the same version.
     bool continues()
     {
         const QString rest = u"bytes %1-%2/%3"_s.arg(written_).arg(length_ - 1).arg(length_);
@@ -302,7 +302,7 @@ private:
                header("Content-Range").toLower() == rest.toLatin1() && header("ETag") == validator_;
     }
 
-    /// Prepares for the whole body.
+    /// Prepares for a whole body.
     void begin()
     {
         validator_ = HttpRules::validator(header("Accept-Ranges"), header("ETag"));
@@ -311,7 +311,7 @@ private:
         checkLimit(announced);
         file_->clear();
         const QStorageInfo disk(QFileInfo(file_->path()).path());
-        // Some file systems don't know their size.
+        // Some file systems report a size of 0.
         if (disk.bytesTotal() > 0 && announced > disk.bytesAvailable()) {
             throw SystemError::fromErrno(ENOSPC, file_->path());
         }
@@ -346,7 +346,7 @@ private:
         }
     }
 
-    /// Returns how long a busy server asks to be left alone; nothing if it does not ask, or for too
+    /// Returns the pause that a busy server asks for; nothing without a request or if it is too
     /// long.
     std::optional<Milliseconds> askedDelay() const
     {
@@ -354,7 +354,7 @@ private:
         if (!isBusy || header("Retry-After").isEmpty()) {
             return std::nullopt;
         }
-        // A time in the past gives less than 0.
+        // A date in the past gives a negative delay.
         const std::chrono::seconds asked(info<curl_off_t>(CURLINFO_RETRY_AFTER));
         return asked > longestDelay
                    ? std::nullopt
@@ -373,8 +373,7 @@ private:
             return TransferError(u"The connection timed out: nothing arrived for %1 seconds."_s.arg(
                 seconds.count()));
         }
-        // OpenSSL says this about bytes that are no TLS, as a network sends before a visitor signs
-        // in.
+        // OpenSSL says this about bytes that are not TLS, such as a network's sign-in page.
         if (code == CURLE_SSL_CONNECT_ERROR &&
             QByteArrayView(errorText_).contains("wrong version number")) {
             return TransferError(
@@ -385,7 +384,7 @@ private:
             QString::fromUtf8(errorText_[0] != '\0' ? errorText_ : curl_easy_strerror(code)));
     }
 
-    /// Reports progress if a report is due. Returns the time until the next one is.
+    /// Reports progress if a report is due. Returns the time until the next report.
     Milliseconds report()
     {
         checkCancellation(stop_);
@@ -408,7 +407,7 @@ private:
         if (!onProgress_) {
             return;
         }
-        // Never report less than before, also for a body that begins anew.
+        // Never report less than before, even if the body has begun anew.
         const qint64 done = length_ < 0 ? most_ : std::min(most_, length_);
         const std::chrono::duration<double> elapsed = lastReport_ - started_;
         onProgress_(done, length_, static_cast<double>(done) / std::max(elapsed.count(), 0.001));
@@ -429,7 +428,7 @@ private:
 
     int status() const { return static_cast<int>(info<long>(CURLINFO_RESPONSE_CODE)); }
 
-    /// Returns a header of the answer without blanks at its ends.
+    /// Returns a header of the last answer, or nothing. libcurl trims its blanks.
     QByteArray header(const char *name) const
     {
         curl_header *found = nullptr;
@@ -450,15 +449,15 @@ private:
     QUrl url_;
     char errorText_[CURL_ERROR_SIZE] = {};
     std::exception_ptr error_; // thrown in a callback
-    bool hasAnswer_ = false;   // the headers of the final answer
-    bool isWanted_ = false;    // the body of that answer
+    bool hasAnswer_ = false;   // all headers of the final answer are in
+    bool isWanted_ = false;    // the answer's body is to be stored
     Clock::time_point lastByte_;
 
     // The body:
     qint64 written_ = 0;
     qint64 most_ = 0;      // the largest `written_`
     qint64 length_ = -1;   // negative when unknown
-    QByteArray validator_; // names its version; empty if it can't be continued
+    QByteArray validator_; // for If-Range; empty if the body can't be continued
 
     // The reports:
     const Clock::time_point started_ = Clock::now();

@@ -18,22 +18,20 @@ namespace brindle {
 
 class OutputFile;
 
-/// Receives the bytes of a body as they are stored, in order. Offset 0 begins the body, perhaps
-/// anew.
+/// Receives the bytes of a body in order, after each write. Offset 0 begins the body, perhaps anew.
 using BytesCallback = std::function<void(qint64 offset, std::string_view bytes)>;
 
-/// The defaults are for players.
+/// Limits and hooks of one transfer. Only tests change the time-out and the limit.
 struct TransferOptions
 {
-    /// A request fails after that long without a byte. Only time spent waiting for the network
-    /// counts.
+    /// A request fails after this time without a byte. A slow disk's time does not count.
     std::chrono::milliseconds idleTimeout = std::chrono::seconds(60);
     /// A PEM file of certificates to trust; empty for the system's.
     QString caFile;
-    /// A larger body is a failure. No archive of a game or an add-on comes near it.
+    /// The most bytes of a body; more is a failure. Real archives stay far below.
     qint64 limit = 8LL * 1024 * 1024 * 1024;
     BytesCallback onBytes = {};
-    /// For tests: returns the time to wait really before another attempt.
+    /// For tests: maps a wait between attempts to the time really waited.
     std::function<std::chrono::milliseconds(std::chrono::milliseconds)> waiting = {};
 };
 
@@ -48,24 +46,25 @@ struct TransferResult
 ///
 /// - Plain http is refused except to this machine. Up to 20 redirects are followed, never from
 ///   https to http. The first proxy that the system's settings name is used.
-/// - A body shorter than announced is a failure. Of a longer body, the announced length counts.
+/// - A body shorter than announced is a failure. A longer body is cut at the announced length.
 ///   Memory use stays flat.
 /// - The connections of one transfer are kept for the next one.
 /// - An answer that breaks off or stalls is continued if its server supports that, or begun anew.
 ///   After an attempt that brings less than 1 KiB the transfer waits, up to 8 seconds. It fails
 ///   after six such attempts in a row.
-/// - A busy server (429, 503) is left alone as long as it asks, if that is a minute at most, twice.
+/// - If a busy server (429, 503) asks for a pause of at most a minute, the transfer waits and asks
+///   again, twice at most.
 /// - `onProgress` is called after bytes arrived, at most 50 times a second, and each second while
 ///   none arrive.
 ///
-/// Callbacks run on the transfer's thread, for a moment even after a cancellation. A call resumes
-/// on its own thread. Every HTTP status is a result. Throws TransferError, SystemError for a
-/// failure of this machine, SetupError for a file over the limit, and CancellationError. A request
-/// of `stop` takes effect at once, even during a silence, a name look-up or a write.
+/// Callbacks run on the transfer's thread, for a moment even after a cancellation. The caller
+/// resumes on its own thread. Every HTTP status is a result. Throws TransferError, SystemError for
+/// a failure of this machine, SetupError for a file over the limit, and CancellationError. `stop`
+/// takes effect at once, even during a silence, a name look-up or a write.
 namespace Transfer {
 
-/// Writes a body of status 200 to `file`. Other bodies are not received. A body that is announced
-/// larger than the free disk space fails at once. The file is not synced.
+/// Writes a body of status 200 to `file`, without a sync. Other bodies are not received. Fails at
+/// once if the announced length exceeds the free disk space.
 QCoro::Task<TransferResult> toFile(QUrl url, std::shared_ptr<OutputFile> file,
                                    ProgressCallback onProgress, std::stop_token stop,
                                    TransferOptions options = {});

@@ -41,12 +41,12 @@ void LineSplitter::flush(const LineCallback &line)
     }
 }
 
-/// Returns the line that begins with `bytes`, without spare capacity.
+/// Returns `bytes` as text without spare capacity, and names the number of bytes skipped.
 QString LineSplitter::text(QByteArrayView bytes, qint64 skipped)
 {
     using Flag = QStringDecoder::Flag;
-    // Unlike QString::fromUtf8 this keeps a byte order mark. The character at a cut is dropped,
-    // since without Stateless the decoder waits for its rest.
+    // Unlike QString::fromUtf8 this keeps a byte order mark. Without Stateless the decoder waits
+    // for the rest of a cut character, and so drops it.
     QStringDecoder decoder(QStringDecoder::Utf8,
                            Flag::ConvertInitialBom |
                                (skipped > 0 ? Flag::Default : Flag::Stateless));

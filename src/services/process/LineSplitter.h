@@ -10,8 +10,8 @@ namespace brindle {
 /// Cuts a stream of bytes into lines of text, in bounded memory.
 ///
 /// Only a line feed ends a line; a carriage return before it stays. Invalid UTF-8 is repaired. A
-/// longer line is cut behind the last character within `limit` bytes and says how much follows
-/// them: "… (9.9 MB left out)". One thread at a time.
+/// line over the limit is cut behind its last whole character within the limit, and ends with the
+/// size of the rest: "… (9.9 MB left out)". Call from one thread at a time.
 class LineSplitter
 {
 public:
@@ -29,7 +29,7 @@ private:
 
     qsizetype limit_;
     QByteArray unfinished_; // the line's first bytes, at most `limit_`
-    qint64 skipped_ = 0;    // bytes of the line behind those
+    qint64 skipped_ = 0;    // number of the line's later bytes
 };
 
 } // namespace brindle

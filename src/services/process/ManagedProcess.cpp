@@ -29,8 +29,8 @@ struct ManagedProcess::Impl
     std::stop_source killing = {};
 };
 
-/// Runs on the reader thread. Only this thread sends signals, because it also reaps the child:
-/// until then the process number can't belong to another process.
+/// Runs on the reader thread. Only this thread sends signals: it also reaps the child, so the
+/// process number can't pass to another process meanwhile.
 qint32 ManagedProcess::Impl::runChild(const std::stop_token &stop)
 {
     const auto end = qScopeGuard([this] { isRunning = false; });
@@ -40,9 +40,9 @@ qint32 ManagedProcess::Impl::runChild(const std::stop_token &stop)
     child.setProcessChannelMode(QProcess::MergedChannels);
     ChildProcess::prepare(child, setup);
     child.start(QIODevice::ReadOnly);
-    // Until exec a signal may still run our own handlers in the child, so send none before.
+    // Wait for exec before any signal: until then our own handlers would run in the child.
     if (!child.waitForStarted(-1)) {
-        // Qt puts the names of system calls before the system's own text.
+        // Qt puts the system call's name before the system's text.
         const QString reason = child.errorString().section(u": "_s, -1);
         throw SystemError(u"%1: %2"_s.arg(executable, reason));
     }
@@ -52,7 +52,7 @@ qint32 ManagedProcess::Impl::runChild(const std::stop_token &stop)
     QObject::connect(&child, &QProcess::readyRead, &loop,
                      [&] { lines.feed(child.readAll(), onLine); });
     QObject::connect(&child, &QProcess::finished, &loop, &QEventLoop::quit);
-    // The number is 0 once the child has ended; then no signal is sent.
+    // `processId` is 0 once the child has ended; then no signal is sent.
     const auto kill = [&] { ChildProcess::sendToGroup(SIGKILL, child.processId()); };
     const std::stop_callback onStop(stop, [&] {
         QMetaObject::invokeMethod(&child, &QProcess::terminate, Qt::QueuedConnection);
@@ -64,8 +64,8 @@ qint32 ManagedProcess::Impl::runChild(const std::stop_token &stop)
     // open for as long as it likes, so don't wait for the pipe's end.
     loop.exec();
 
-    // The group keeps its number while it has a member. If it is empty, its number became free only
-    // a moment ago, so at worst a new group of that number gets this signal.
+    // The group keeps its number while it has a member. An empty group lost its number only a
+    // moment ago, so at worst a new group of that number gets this signal.
     if (stop.stop_requested()) {
         ChildProcess::sendToGroup(SIGTERM, group);
     }

@@ -38,7 +38,7 @@ QCoro::Task<> Tools::unzip(QString archiveTool, QString zip, std::shared_ptr<QFi
 {
     const QString folder = Files::hiddenSibling(destination);
     co_await runOnWorker([folder] { Files::createFolder(folder); });
-    // After a stop `finish` may still run, so the folder must vanish at once.
+    // After a stop `finish` may still run, so rename the folder away at once.
     const auto cleanup =
         qScopeGuard([folder] { Threads::startOnWorker([folder] { Files::remove(folder); }); });
     const int descriptor = file->handle();
@@ -53,7 +53,7 @@ QCoro::Task<> Tools::unzip(QString archiveTool, QString zip, std::shared_ptr<QFi
             u"Unzipping failed (ditto exit code %1). The download may be damaged."_s.arg(status));
     }
     auto finish = [=, file = std::move(file)]() mutable {
-        // Delete the archive before `place` syncs the disk.
+        // Delete the archive first, so that the sync in `place` need not write it.
         file.reset();
         QFile::remove(zip);
         place(folder);
@@ -71,7 +71,7 @@ QCoro::Task<> Tools::replaceFolder(QString archiveTool, QString zip, std::shared
         Files::createFolder(destination);
     });
     const Place place = [destination, stop](const QString &folder) {
-        // The tool may have changed the mode.
+        // The archive tool may have changed the mode.
         QFile::setPermissions(folder, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
         Files::move(folder, destination, stop);
     };
