@@ -30,7 +30,7 @@ AppModel::AppModel(Dependencies parts, QObject *parent)
     if (saved.open(QIODevice::ReadOnly)) {
         status_.info = ProjectInfo::fromJson(saved.readAll()).value_or(ProjectInfo::placeholder);
     }
-    // The first window does not wait for the search, which nearly always agrees.
+    // Guess by the folder, so that the first window need not wait for the search.
     showReadiness(QFile::exists(parts_.storage.gameFolder()));
     refreshState();
 }
@@ -55,7 +55,7 @@ void AppModel::show(const Status &status)
     Q_EMIT changed();
 }
 
-/// Shows a phase whose progress is not known yet.
+/// Shows a phase without progress.
 void AppModel::begin(const AppState &state, const QString &stepText, const QString &detail)
 {
     Status next = status_;
@@ -89,7 +89,7 @@ QStringList AppModel::resolutionLabels()
 void AppModel::store(const QString &key, const QVariant &value)
 {
     Q_EMIT willChange();
-    // An error sticks to a QSettings, so each write has its own. All share their values.
+    // A QSettings keeps its first error, so each write uses a new one. All share the values.
     QSettings writer(parts_.settings->fileName(), parts_.settings->format());
     writer.setValue(key, value);
     writer.sync();
@@ -99,8 +99,8 @@ void AppModel::store(const QString &key, const QVariant &value)
     Q_EMIT changed();
 }
 
-/// Shows whether Play needs no setup. While the mark exists, the saved description may be an older
-/// game's.
+/// Shows whether the game is ready to play. While the mark exists it is not, as the saved
+/// description may be an older game's.
 void AppModel::showReadiness(bool hasGame)
 {
     bool isReady = hasGame && !QFile::exists(parts_.storage.unfinishedMark());
@@ -140,7 +140,7 @@ void AppModel::startWork(bool launch, const QStringList &removed)
 
 void AppModel::play()
 {
-    // A press may race a change of state, so this repeats the button's rule.
+    // The state may have changed since the press, so check the button's condition again.
     if (canPlay()) {
         startWork(true);
     }

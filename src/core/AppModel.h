@@ -33,15 +33,15 @@ struct Dependencies : DownloadParts
     std::shared_ptr<Clock> clock;
 };
 
-/// The one object that the user interface observes: the launcher's state, its settings, the
-/// description of the game, the services that do the work, and every action. Main thread only.
+/// The one object behind the user interface. Holds the launcher's state, its settings, the game's
+/// description and the services that do the work, and offers every action. Main thread only.
 class AppModel : public QObject
 {
     Q_OBJECT
 
-    // For the views, which make the raw texts safe to show.
+    // Properties for the views. Views must make these raw texts safe to show.
 
-    /// An AppState::Phase.
+    /// The AppState::Phase as a number.
     Q_PROPERTY(int phase READ phase NOTIFY changed)
     /// The failure message in the phase `needs`; otherwise empty.
     Q_PROPERTY(QString needsMessage READ needsMessage NOTIFY changed)
@@ -83,13 +83,13 @@ class AppModel : public QObject
     const Dependencies parts_;
 
 public:
-    /// Destroy the model only while no task runs and no worker looks for the game or measures.
+    /// Destroy the model only while no task runs, and no worker looks for the game or measures.
     explicit AppModel(Dependencies parts, QObject *parent = nullptr);
 
-    /// Returns the process-wide model. Makes it on first use from the parts of `compose`, and never
+    /// Returns the process-wide model. The first call makes it from the parts of `compose`; nothing
     /// destroys it. Call from the program's entry and delegate only.
     static AppModel &shared();
-    /// Makes the parts of `shared`. Set it once, before the first call of `shared`.
+    /// Makes the parts for the model of `shared`. Set it before the first call of `shared`.
     static inline std::function<Dependencies()> compose;
 
     LogStore log;
@@ -98,10 +98,10 @@ public:
     EngineManager engines;
 
     const Status &status() const { return status_; }
-    /// Shows a new status, between one `willChange` and one `changed`. Does nothing when the status
+    /// Replaces the status, between one `willChange` and one `changed`. Does nothing if the status
     /// is the same.
     void show(const Status &status);
-    /// Shows a status that differs in one field.
+    /// Replaces one field of the status.
     template <typename T>
     void set(T Status::*field, const std::type_identity_t<T> &value)
     {
@@ -130,7 +130,7 @@ public:
     {
         return is(AppState::Phase::downloading) || is(AppState::Phase::settingUp);
     }
-    /// Returns whether Play and the maintenance actions do something.
+    /// Returns whether Play and the maintenance actions would start a task.
     bool canPlay() const { return !canCancel() && !gameRunning() && !work_; }
     bool hasProgress() const { return progress().has_value(); }
     double fraction() const { return progress().value_or(0); }
@@ -158,19 +158,19 @@ public:
 
     /// Returns the stop source of the running background task; null when idle.
     std::shared_ptr<std::stop_source> work() const { return work_; }
-    /// The game's project folder, as last found.
+    /// Returns the game's project folder, as last found.
     std::optional<QString> projectURL() const { return projectURL_; }
     QString repositoryAddress() const { return repo.page().authority() + repo.page().path(); }
     QObject *logObject() { return &log; }
-    /// The folder where the engine keeps the game's saves.
+    /// Returns the folder in which the engine keeps the game's saves.
     QString savesFolder() const;
 
     /// Looks for the game on a worker thread and sets `state` to `ready` or `notDownloaded`. Does
     /// nothing if a task has begun meanwhile.
     QCoro::Task<> refreshState();
 
-    /// Starts the pipeline as the background task `work`; with `launch` it ends in the game.
-    /// Deletes the paths `removed` and the import markers before. Call only while no task runs.
+    /// Runs the pipeline as the background task `work`, and at its end the game if `launch` is set.
+    /// First deletes the paths `removed` and, if any, the import markers. Call while no task runs.
     void startWork(bool launch, const QStringList &removed = {});
     /// Calls startWork(true) if `canPlay`.
     Q_INVOKABLE void play();
@@ -190,14 +190,14 @@ public:
     Q_INVOKABLE void copyLog();
     /// Measures the storage root on a worker thread and sets `storageSize`.
     Q_INVOKABLE void measureStorage() { measure(); }
-    /// Returns whether to quit now. Asks while something runs, and serves events until the answer.
+    /// Returns whether to quit now. If something runs, asks the user, serving events meanwhile.
     bool confirmQuit();
 
     /// Returns whether the error is the task-cancellation error.
     static bool isCancellation(const std::exception_ptr &error);
-    /// Returns the hint that the last lines of a failed run's log suggest.
+    /// Returns a hint for the player from the last log lines of a failed run.
     static QString plainHint(const QStringList &lines);
-    /// Shows byte counts. A `total` below 1 is unknown. The speed is finite, in bytes per second.
+    /// Shows byte counts and a finite speed in bytes per second. A `total` below 1 means unknown.
     void updateProgress(qint64 done, qint64 total, double speed);
     /// Returns a callback for any thread. Each call queues one `updateProgress` on the main thread,
     /// unless the current run has ended by then.
@@ -210,7 +210,7 @@ Q_SIGNALS:
     void changed();
     /// Emitted after `work` became present or absent.
     void workChanged();
-    /// Emitted by a view that asks the application's owner to quit.
+    /// Emitted by a view to ask the application's owner to quit.
     void quit();
 
 private:
@@ -244,11 +244,11 @@ private:
     std::shared_ptr<LogQueue> logQueue_;
     std::shared_ptr<std::stop_source> work_;
     std::optional<QString> projectURL_;
-    bool undecided_ = false; // a removal is running, and its question is not answered
+    bool undecided_ = false; // a removal runs, and the player has not agreed yet
 };
 
-/// Reports the step headlines of one run from worker code. Does not keep the model alive. Make it
-/// on the main thread; any thread may copy and use it.
+/// Passes step headlines of one run from worker code to the model. Does not keep the model alive.
+/// Make it on the main thread; any thread may copy and use it.
 class StatusBox
 {
 public:

@@ -16,7 +16,7 @@ namespace brindle {
 
 namespace {
 
-/// QCoro's own `then` casts to a wrong type (0.11).
+/// Passes on the answer, then ends the wait. QCoro 0.11's own `then` casts to a wrong type.
 QCoro::Task<> takeAnswer(QCoro::Task<int> asking, std::shared_ptr<std::optional<int>> answer,
                          QPointer<QEventLoop> waiting)
 {
@@ -30,7 +30,7 @@ QCoro::Task<> takeAnswer(QCoro::Task<int> asking, std::shared_ptr<std::optional<
 
 QString AppModel::savesFolder() const
 {
-    static const QRegularExpression replaced(u"[:*?\"<>|/\\\\]"_s); // by the engine
+    static const QRegularExpression replaced(u"[:*?\"<>|/\\\\]"_s); // by the engine, with "-"
     return EngineSpec::userDataFolder(parts_.platform) + u'/' +
            info().name.trimmed().replace(replaced, u"-"_s);
 }
@@ -110,7 +110,7 @@ bool AppModel::confirmQuit()
     QEventLoop loop;
     takeAnswer(parts_.desktop->runAlert(alert), answer, &loop);
     if (!*answer) {
-        loop.exec(); // ends without an answer when the application ends
+        loop.exec(); // also returns, without an answer, when the application ends
     }
     if (answer->value_or(1) != 0) {
         return false;

@@ -1,4 +1,4 @@
-// Implements the steps behind the Play button. Each step is skipped when its result is on disk.
+// Implements the steps behind the Play button. A step whose result is on disk does nothing.
 
 #include "base/Error.h"
 #include "base/Threads.h"
@@ -20,10 +20,10 @@ const auto addonsHeadline = u"Step 1 of 3 · Fetching add-ons"_s;
 const auto engineStep = u"Step 2 of 3 · "_s;
 const auto importHeadline = u"Step 3 of 3 · First-time setup, this can take a minute or more"_s;
 
-/// How long the last lines of output may take to reach the log.
+/// The time that the last lines of output may take to reach the log.
 constexpr Clock::Duration lastLinesDelay{0.2};
 
-/// How many lines of the log a failure report shows.
+/// The number of log lines that a failure report shows.
 constexpr qsizetype reportLines = 30;
 
 } // namespace
@@ -47,7 +47,7 @@ QCoro::Task<> AppModel::runAll(bool launch, QStringList removed, std::stop_token
         return look();
     };
     if (!removed.isEmpty()) {
-        showDownload(); // deleting a large game takes a moment
+        showDownload(); // already now: deleting a large game takes a moment
     }
     projectURL_ = co_await runOnWorker(clean, stop);
     if (!projectURL_) {
@@ -75,7 +75,7 @@ QCoro::Task<> AppModel::runAll(bool launch, QStringList removed, std::stop_token
     }
 }
 
-/// Completes Step 1 once the game is unpacked: reads it, fetches its add-ons, saves "info.json".
+/// Completes Step 1 for the unpacked game: reads it, fetches its add-ons, saves "info.json".
 QCoro::Task<> AppModel::completeGame(QString project, std::stop_token stop)
 {
     const auto inspect = [project] { return ProjectInspector::inspect(project); };
@@ -89,14 +89,14 @@ QCoro::Task<> AppModel::completeGame(QString project, std::stop_token stop)
     const auto save = [storage = parts_.storage, json = info().toJson(), stop] {
         bool isSynced = false;
         try {
-            // Must be on the disk before the description is, and before the mark goes.
+            // Sync the game before its description is written and its mark removed.
             Files::sync(storage.root, stop);
             isSynced = true;
-            // An older game's description must not stay when this fails.
+            // If writing fails, no older game's description may stay.
             QFile::remove(storage.infoFile());
             Files::writeAtomically(storage.infoFile(), json, stop);
         } catch (const SystemError &) {
-            // Ignored: an unsynced game is completed again by the next run.
+            // Ignored: the next run completes an unsynced game again.
         }
         if (isSynced) {
             QFile::remove(storage.unfinishedMark());
@@ -127,8 +127,8 @@ QCoro::Task<QString> AppModel::prepareEngine(EngineSpec spec, std::stop_token st
     co_return *engine;
 }
 
-/// Runs Step 3. A failed import is no error, because the engine tries again when it starts the
-/// game.
+/// Runs Step 3. A failed import is not an error, because the engine imports again when it starts
+/// the game.
 QCoro::Task<> AppModel::importProject(EngineSpec spec, QString engine, QString project,
                                       std::stop_token stop)
 {
@@ -149,7 +149,7 @@ QCoro::Task<> AppModel::importProject(EngineSpec spec, QString engine, QString p
     }
     const auto mark = [marker, project, stop] {
         try {
-            // The imported files reach the disk before the marker.
+            // The imported files must reach the disk before the marker does.
             Files::sync(project, stop);
             Files::writeAtomically(marker, QByteArrayLiteral("ok"), stop);
         } catch (const SystemError &) {
@@ -173,7 +173,7 @@ QCoro::Task<> AppModel::launchGame(QString engine, QString project, std::stop_to
             begin(AppState::playing(), u"The game is open"_s);
         }
     };
-    // Each start needs a permission of its own.
+    // The desktop grants a permission for one start only.
     const auto variables = co_await parts_.desktop->startPermission(stop);
     PlayResult result{0, 0, true};
     try {
@@ -186,7 +186,7 @@ QCoro::Task<> AppModel::launchGame(QString engine, QString project, std::stop_to
         co_return;
     }
 
-    // A stop ends the wait early.
+    // Wait for the last lines, unless a stop is requested.
     co_await parts_.clock->sleep(lastLinesDelay, stop);
     const auto seconds = static_cast<qint64>(result.seconds);
     QString message;

@@ -44,13 +44,13 @@ struct AppState
 /// A failed game run as it is shown to the user. A plain value.
 struct FailureReport
 {
-    QString summary;   ///< one or two sentences: what went wrong, and a hint
+    QString summary;   ///< one or two sentences: the failure and a hint
     QStringList lines; ///< the last lines of the log
 
     bool operator==(const FailureReport &) const = default;
 };
 
-/// All that the window shows, except the settings and the log. A plain value.
+/// Everything that the window shows, except the settings and the log. A plain value.
 struct Status
 {
     AppState state;
@@ -60,7 +60,7 @@ struct Status
     QString timeLeft;               ///< remaining time of the download; empty when unknown
     std::optional<FailureReport> failure;
     ProjectInfo info;
-    QString storageSize = QStringLiteral("…"); ///< the storage root's size, once measured
+    QString storageSize = QStringLiteral("…"); ///< size of the storage root
     bool removing = false;                     ///< a removal measures or deletes
 
     bool operator==(const Status &) const = default;
@@ -69,8 +69,8 @@ struct Status
 /// The window size passed to the game.
 enum class ResolutionChoice { gameDefault, r720, r900, r1080, r1440 };
 
-/// The texts of these choices, in order: in the settings, and as the game's argument
-/// "--resolution". An empty one passes no argument.
+/// The texts of these choices, in order. The settings store them, and the game gets them behind
+/// "--resolution". With an empty text the game gets no such argument.
 inline const QStringList resolutions{QStringLiteral(""), QStringLiteral("1280x720"),
                                      QStringLiteral("1600x900"), QStringLiteral("1920x1080"),
                                      QStringLiteral("2560x1440")};

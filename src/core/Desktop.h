@@ -10,14 +10,14 @@
 
 namespace brindle {
 
-/// A question or notice for the user. The first button means yes, the last changes nothing.
-/// Without buttons the platform's default single button is shown.
+/// A question or notice for the user. The first button agrees; the last changes nothing. Without
+/// buttons, the alert has the platform's single default button.
 struct Alert
 {
     QString message;
     QString informativeText;
     QStringList buttons;
-    /// The alert follows a wait, not a press, so it ignores keys and clicks at first.
+    /// True for an alert that follows a wait, not a press. It ignores keys and clicks at first.
     bool unprompted = false;
 
     bool operator==(const Alert &) const = default;
@@ -29,8 +29,8 @@ class Desktop
 public:
     virtual ~Desktop() = default;
 
-    /// Shows a modal alert above everything open, after the alerts of earlier calls. Returns the
-    /// index of the pressed button, or of the last one when the alert is dismissed or the
+    /// Shows a modal alert above everything open, once earlier alerts are answered. Returns the
+    /// index of the pressed button, or of the last button when the alert is dismissed or the
     /// application ends. Never throws.
     virtual QCoro::Task<int> runAlert(Alert alert) = 0;
 
@@ -44,8 +44,8 @@ public:
     virtual void openPage(const QUrl &page) = 0;
 
     /// Asks the desktop to let the next started program come to the front. Returns variables for
-    /// the program's environment: none after about a second, or as soon as `stop` is requested.
-    /// Never throws.
+    /// that program's environment, or none after about a second without an answer or when `stop` is
+    /// requested. Never throws.
     virtual QCoro::Task<QMap<QString, QString>> startPermission(std::stop_token stop)
     {
         Q_UNUSED(stop)

@@ -91,7 +91,7 @@ QCoro::Task<QString> EngineManager::install(EngineSpec spec, ProgressCallback pr
     options.limit = maxArchiveBytes;
     const std::shared_ptr<EVP_MD_CTX> hash(EVP_MD_CTX_new(), &EVP_MD_CTX_free);
     options.onBytes = [hash](qint64 offset, std::string_view bytes) {
-        if (offset == 0) { // also when the download begins anew
+        if (offset == 0) { // the download begins, perhaps anew
             EVP_DigestInit_ex(hash.get(), EVP_sha512(), nullptr);
         }
         EVP_DigestUpdate(hash.get(), bytes.data(), bytes.size());
@@ -120,7 +120,7 @@ QCoro::Task<QString> EngineManager::install(EngineSpec spec, ProgressCallback pr
             co_await Tools::run(step.program, step.filled(folder));
         }
     } catch (const SystemError &) {
-        // Ignored: with the flag still set, macOS asks the user.
+        // Ignored: if the flag stays, macOS asks the user before the game starts.
     }
     const auto program = binary(spec);
     if (!program) {

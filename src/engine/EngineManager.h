@@ -28,17 +28,17 @@ public:
     /// Reads one folder. Any thread may call this.
     std::optional<QString> binary(const EngineSpec &spec) const;
 
-    /// Installs a build and returns its program. Calls `progress` on the transfer's thread,
-    /// `status` (short phase texts) and `log` (sentences) on the caller's. Throws SetupError,
-    /// TransferError, SystemError or CancellationError.
+    /// Installs a build and returns its program. Calls `progress` on the transfer's thread. Calls
+    /// `status` with short headlines and `log` with sentences on the caller's thread. Throws
+    /// SetupError, TransferError, SystemError or CancellationError.
     QCoro::Task<QString> install(EngineSpec spec, ProgressCallback progress, StatusCallback status,
                                  LineCallback log, std::stop_token stop);
 
-    /// Returns the digest in a release's checksum list for an archive, in lower case. The last
-    /// entry counts. Reads "digest  name" and "digest *name". Any thread may call this.
+    /// Returns an archive's digest from a release's checksum list, in lower case. The last entry
+    /// counts. Reads lines "digest  name" and "digest *name". Any thread may call this.
     static std::optional<QString> publishedDigest(const QByteArray &list, const QString &zipName);
 
-    /// Runs the transfers.
+    /// Downloads the archives.
     FileDownloader downloader;
 
 private:

@@ -15,7 +15,7 @@ bool isMac(const Platform &platform)
 
 } // namespace
 
-// Names as in the release listings at https://github.com/godotengine/godot-builds/releases.
+// The names follow the releases at https://github.com/godotengine/godot-builds/releases.
 
 QString EngineSpec::zipName(const Platform &platform) const
 {
@@ -33,7 +33,7 @@ QString EngineSpec::program(const Platform &platform) const
         return u"*.app/Contents/MacOS/Godot"_s;
     }
     const QString name = QFileInfo(zipName(platform)).completeBaseName();
-    // A mono archive holds a folder of the archive's name.
+    // A mono archive holds one folder with the archive's name.
     return mono ? name + u'/' + QString(name).replace(u"_linux_"_s, u"_linux."_s) : name;
 }
 

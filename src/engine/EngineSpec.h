@@ -20,8 +20,8 @@ struct EngineSpec
     QString tag() const { return mono ? version + QStringLiteral("-mono") : version; }
     /// Returns the folder that holds the installed build.
     QString folder(const Storage &storage) const { return storage.enginesFolder() + u'/' + tag(); }
-    /// Returns the archive's name on the release page. On Linux, arm64 has builds of its own. Every
-    /// other architecture gets x86_64, which each release has.
+    /// Returns the archive's name on the release page. On Linux, arm64 has builds of its own; all
+    /// other architectures get x86_64, which each release has.
     QString zipName(const Platform &platform) const;
     /// Returns the program's path in the build's folder. On macOS the path begins with "*", because
     /// the bundle may have any name that ends in ".app".

@@ -24,7 +24,7 @@ QCoro::Task<> doLater(std::shared_ptr<Clock> clock, Clock::Duration duration,
 QCoro::Task<qint32> GameRunner::runImport(QString engine, QString project, LineCallback onLine)
 {
     const QStringList arguments{u"--headless"_s, u"--import"_s, u"--path"_s, project, u"--quit"_s};
-    // An import dies with the launcher, because it would disturb the next import.
+    // An import that outlived the launcher would disturb the next import.
     const auto process = std::make_shared<ManagedProcess>(
         engine, arguments, std::move(onLine), ChildProcess::Setup{.endsWithLauncher = true});
     const PlayResult result = co_await run(process, [] {});

@@ -16,12 +16,12 @@ namespace brindle {
 struct PlayResult
 {
     double seconds = 0;       ///< from just before the launch until the process ended
-    qint32 exitCode = 0;      ///< exit code, or the signal's number
-    bool userStopped = false; ///< the user asked for the end
+    qint32 exitCode = 0;      ///< or the number of the signal that ended the engine
+    bool userStopped = false; ///< `stop` was called
 };
 
-/// Runs the engine on the project, for the one-time import and to play. Main thread only; `onLine`
-/// is called on the child's reader thread. Must outlive its runs.
+/// Runs the engine, for the one-time import and to play. Main thread only; `onLine` is called on
+/// the child's reader thread. The runner must outlive its runs.
 class GameRunner
 {
 public:
@@ -43,8 +43,8 @@ public:
                                  std::function<void()> onStayedOpen,
                                  QMap<QString, QString> variables = {});
 
-    /// Marks the run as stopped by the user and asks the engine and its children to end. Kills them
-    /// `killAfter` later. Does not wait.
+    /// Marks the run as stopped by the user, and asks the engine and its children to end. Kills
+    /// them if they still run `killAfter` later. Does not wait.
     void stop() { stopping_.request_stop(); }
 
     /// Returns whether `stop` was called since the last run began.

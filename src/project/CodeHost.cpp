@@ -22,7 +22,7 @@ std::optional<QUrl> CodeHost::repositoryArchive(const QUrl &base, const QString 
         text.chop(ending.size());
     }
     const QUrl url(text, QUrl::StrictMode);
-    // QUrl lowers the host's letters, so compare the host as written, too.
+    // QUrl makes the host lower-case, so compare the host as written, too.
     const QString authority = text.section(u'/', 2, 2);
     const QString writtenHost = authority.section(u'@', -1).section(u':', 0, 0);
     // Let http pass, because the transfer rejects it with a better message.

@@ -19,16 +19,16 @@ struct DownloadParts
     Platform platform;
 };
 
-/// Addresses on the code-hosting service. Any thread may call these functions.
+/// Makes addresses on the code-hosting service. Any thread may call these functions.
 namespace CodeHost {
 
 /// Returns the address of `path`, which begins with a slash, on the host of `base`. Returns nothing
 /// when `base` is not a valid address with a host.
 std::optional<QUrl> address(const QUrl &base, const QString &path);
 
-/// Returns the archive of the default branch of `repository`, an address from ".gitmodules".
-/// Returns nothing unless it is a valid http or https address on exactly the host of `base`,
-/// compared letter by letter. Ignores port and user.
+/// Returns the address of the default branch's archive of `repository`, an address from
+/// ".gitmodules". Returns nothing unless `repository` is a valid http or https address on exactly
+/// the host of `base`, in the same letters. Ignores port and user.
 std::optional<QUrl> repositoryArchive(const QUrl &base, const QString &repository);
 
 } // namespace CodeHost

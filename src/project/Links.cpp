@@ -16,7 +16,7 @@ fs::path native(const QString &path)
     return QFile::encodeName(path).toStdString();
 }
 
-/// Returns whether `path` leads to `folder` or below it. The path of `folder` holds no links.
+/// Returns whether `path` leads to `folder` or below it. The path of `folder` must have no links.
 bool isBelow(const fs::path &folder, const fs::path &path)
 {
     std::error_code error;
@@ -24,7 +24,7 @@ bool isBelow(const fs::path &folder, const fs::path &path)
     if (error) {
         return false;
     }
-    // Only dangling links remain; follow the first.
+    // `end` still contains dangling links, so follow the first of them.
     fs::path start;
     for (const fs::path &part : end) {
         const fs::path target = fs::read_symlink(start / part, error);

@@ -5,8 +5,8 @@
 /// Follows symbolic links. These functions block, so call them on worker threads.
 namespace brindle::Links {
 
-/// Returns whether `path`, with all links followed, is `folder` or lies below it. Takes missing
-/// parts of the path as written. Returns false when the links form a ring.
+/// Follows all links of `path`. Returns whether the result is `folder` or lies below it. Parts of
+/// the path need not exist. Returns false when the links form a ring.
 bool stayInside(const QString &folder, const QString &path);
 
 /// Returns whether a link below `folder` leads out of it, dangling links included. Throws

@@ -75,7 +75,7 @@ std::optional<ProjectInfo> ProjectInfo::fromJson(const QByteArray &json)
         info.submodules.append({path.toString(), url.toString()});
         isGood = isGood && path.isString() && url.isString();
     }
-    // A missing or mistyped value was read as another one.
+    // A missing or mistyped value was read as a default, so writing gives another value.
     const QJsonObject again = written(info);
     for (const QString &key : again.keys()) {
         isGood = isGood && (again[key] == saved[key] || key == u"submodules");

@@ -25,27 +25,27 @@ namespace fs = std::filesystem;
 constexpr int maxDepth = 5;
 constexpr qsizetype maxControls = 8;
 constexpr qsizetype maxLineChars = 4'096;
-constexpr qsizetype maxAddons = 256; // and as many submodules
+constexpr qsizetype maxAddons = 256; // also the limit on submodules
 
 /// Returns the text of a regular file without a byte order mark. Returns nothing when the file is
 /// missing, too large, not valid UTF-8, or reached by a link out of `repository`.
 std::optional<QString> readText(const QString &repository, const QString &path)
 {
     QFile file(path);
-    // Opening a pipe would wait for its writer.
+    // Read regular files only: opening a pipe would wait for its writer.
     if (!QFileInfo(path).isFile() || !Links::stayInside(repository, path) ||
         !file.open(QIODevice::ReadOnly) || file.size() > ProjectInspector::maxFileBytes) {
         return std::nullopt;
     }
-    // A stateless decoder also rejects a sequence that the file's end cuts off.
+    // A stateless decoder also rejects a character that the file's end cuts off.
     QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
     QString text = decoder.decode(file.readAll());
     const bool isGood = file.error() == QFileDevice::NoError && !decoder.hasError();
     return isGood ? std::optional(text) : std::nullopt;
 }
 
-/// Calls `use` with each trimmed line until `use` returns false. Leaves out lines that are too
-/// long. Takes a missing text as one empty line.
+/// Calls `use` with each trimmed line until `use` returns false. Skips lines that are too long. A
+/// missing text counts as one empty line.
 template <typename Use>
 void eachLine(const std::optional<QString> &text, Use use)
 {
@@ -54,7 +54,7 @@ void eachLine(const std::optional<QString> &text, Use use)
     });
 }
 
-/// Returns the text between each pair of double quotes.
+/// Returns the texts between pairs of double quotes.
 QStringList quoted(const QString &line)
 {
     const QStringList parts = line.split(u'"');
@@ -73,7 +73,7 @@ void readProjectFile(const QString &projectDir, ProjectInfo &info)
         const QStringList items = quoted(line.toString());
         if (line.startsWith(version)) {
             const QStringView number = line.sliced(version.size());
-            // toLongLong returns 0 for text that is no number, but ignores white space.
+            // toLongLong returns 0 for other texts, but accepts white space around a number.
             info.configVersion = number.trimmed() == number ? number.toLongLong() : 0;
         } else if (line.startsWith(u"config/name=")) {
             info.name = items.value(0, info.name);
@@ -104,7 +104,7 @@ QList<Submodule> readSubmodules(const QString &repository)
     const auto text = readText(repository, repository + u"/.gitmodules"_s);
     eachLine(text, [&](QStringView line) {
         const qsizetype equals = line.indexOf(u'=');
-        // Both sides of the sign need text.
+        // Both sides of the equals sign need text.
         if (equals <= 0 || equals == line.size() - 1) {
             return true;
         }
@@ -130,7 +130,7 @@ QStringList readAddons(const QString &repository, const QString &projectDir)
     return names.first(qMin(names.size(), maxAddons));
 }
 
-/// Returns the first readable file. Tries each name in the repository, then in the project.
+/// Returns the first readable text. Tries each name in the repository, then in the project.
 std::optional<QString> readFirst(const QStringList &names, const QString &repository,
                                  const QString &projectDir)
 {
@@ -199,7 +199,7 @@ QStringList controls(const std::optional<QString> &text)
 std::optional<QString> ProjectInspector::findProject(const QString &folder)
 {
     const fs::path top = QFile::encodeName(folder).toStdString();
-    // Most projects lie on the second level, where the second of these walks ends.
+    // Walk one level deeper each time: most projects lie on the second level.
     std::set<fs::path> found;
     for (int depth = 0; depth < maxDepth && found.empty(); ++depth) {
         std::error_code error;
@@ -225,7 +225,7 @@ ProjectInfo ProjectInspector::inspect(const QString &projectDir)
     info.repoRoot = repositoryFolder(project);
     readProjectFile(project, info);
     info.usesCSharp = info.features.contains(u"C#"_s);
-    // No other text may become part of a path or an address.
+    // The version becomes part of paths and addresses, so accept nothing else.
     static const QRegularExpression version(
         QRegularExpression::anchoredPattern(uR"([0-9]+\.[0-9]+(\.[0-9]+)?)"_s));
     const QStringList versions = info.features.filter(version);

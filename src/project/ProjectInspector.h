@@ -4,7 +4,7 @@
 
 #include <optional>
 
-/// Reads a downloaded project folder by simple line rules. Runs nothing and never fails. These
+/// Reads a downloaded project folder by simple rules for lines. Runs nothing and never fails. These
 /// functions block, so call them on worker threads.
 namespace brindle::ProjectInspector {
 
@@ -15,8 +15,8 @@ constexpr qint64 maxFileBytes = 1024 * 1024;
 /// nothing. Skips hidden folders and links.
 std::optional<QString> findProject(const QString &folder);
 
-/// Describes the project. Unreadable files leave the defaults. Ignores lines that are too long, and
-/// follows no links out of the repository.
+/// Describes the project. Unreadable files leave the defaults. Skips lines that are too long, and
+/// links out of the repository.
 ProjectInfo inspect(const QString &projectDir);
 
 } // namespace brindle::ProjectInspector

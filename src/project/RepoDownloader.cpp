@@ -49,7 +49,7 @@ void placeAddon(const QString &unpacked, const QString &repository, const QStrin
     Files::createFolder(QFileInfo(folder).path());
     Files::move(unpacked + u'/' + names.first(), folder, stop);
 
-    // Links that stay inside their own archives can lead outside together.
+    // Links of several archives, each harmless alone, can together lead outside.
     auto discard = qScopeGuard([&folder] { Files::remove(folder); });
     if (Links::leadOutside(repository)) {
         throw SetupError(u"The add-on \"%1\" has links that lead outside the game's folder, so it "
@@ -91,9 +91,9 @@ QCoro::Task<QString> RepoDownloader::installGame(ProgressCallback progress, std:
     auto file = co_await downloader.download(*archive, zip, stop);
     const auto prepare = [storage = parts_.storage] {
         Files::createFolder(storage.root);
-        // Markers of an earlier game would keep the new one from being imported.
+        // With an earlier game's markers, the new game would not be imported.
         storage.clearMarkers();
-        // The mark reaches the disk before the game.
+        // The mark must reach the disk before the game does.
         Files::writeAtomically(storage.unfinishedMark(),
                                QByteArrayLiteral("The game's setup has not finished.\n"));
     };

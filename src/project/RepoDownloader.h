@@ -22,14 +22,14 @@ public:
     /// Returns the address of the game repository's web page.
     QUrl page() const;
 
-    /// Returns the folder of the add-on at `path` below `repository`, an absolute path. Returns
-    /// nothing when links or the path lead out of the repository, and when `path` holds a backslash
-    /// or a control character. An empty `path` names the repository itself. Reads the disk.
+    /// Returns the absolute path of the add-on at `path` below `repository`. Returns nothing when
+    /// the path or its links lead out of the repository, or when `path` has a backslash or a
+    /// control character. An empty `path` names the repository itself. Reads the disk.
     static std::optional<QString> addonFolder(const QString &repository, const QString &path);
 
     /// Downloads the repository archive, replaces the game folder with its content and returns the
-    /// project folder. The storage stays untouched until the download is complete; then the mark
-    /// `unfinished` is set and the import markers are cleared. Throws SetupError, TransferError,
+    /// project folder. Leaves the storage untouched until the download is complete. Then sets the
+    /// mark `unfinished` and clears the import markers. Throws SetupError, TransferError,
     /// SystemError or CancellationError.
     QCoro::Task<QString> installGame(ProgressCallback progress, std::stop_token stop);
 
@@ -38,7 +38,7 @@ public:
     QCoro::Task<> fetchSubmodules(ProjectInfo info, ProgressCallback progress, LineCallback log,
                                   std::stop_token stop);
 
-    /// Runs the transfers.
+    /// Downloads the archives.
     FileDownloader downloader;
 
 private:
