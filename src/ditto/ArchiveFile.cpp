@@ -32,7 +32,7 @@ ArchiveFile::ArchiveFile(const std::string &path)
         fail();
     }
     const auto size = static_cast<size_t>(found.st_size);
-    // One byte more, because an empty mapping is an error.
+    // Map one byte more, because an empty mapping is an error.
     void *const bytes = mmap(nullptr, size + 1, PROT_READ, MAP_PRIVATE, descriptor, 0);
     const int reason = errno;
     close(descriptor);
@@ -49,7 +49,7 @@ ArchiveFile::~ArchiveFile()
 
 void ArchiveFile::unpack(const Entry &entry, const Sink &sink) const
 {
-    // Too large for the stack.
+    // Static, because both are too large for the stack.
     static inflate_state state;
     static std::array<unsigned char, 1U << 20U> output;
     const auto isAtEnd = [] { return state.block_state == ISAL_BLOCK_FINISH; };
@@ -83,7 +83,7 @@ void ArchiveFile::unpack(const Entry &entry, const Sink &sink) const
             wasFull = state.avail_out == 0;
             pass(output.data(), output.size() - state.avail_out);
         }
-        // isal_inflate() may hold unused bytes.
+        // isal_inflate() keeps unused bytes in its bit buffer.
         constexpr int bitsOfByte = 8;
         refuseIf(isAtEnd() && (state.avail_in > 0 || state.read_in_length >= bitsOfByte),
                  "data after its end", entry);

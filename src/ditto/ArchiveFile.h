@@ -10,8 +10,8 @@ namespace brindle::ditto {
 
 struct Entry;
 
-/// An archive's file. Maps it once, so that another file of that name changes nothing. A disk that
-/// can't be read later ends the program. Throws Error. For one thread of the program.
+/// An archive's file, mapped into memory once, so that a later file of that name changes nothing.
+/// If the disk fails later, a signal ends the program. Throws Error. Use on one thread only.
 class ArchiveFile
 {
 public:
@@ -22,13 +22,13 @@ public:
 
     uint64_t size() const { return bytes_.size(); }
 
-    /// Returns these bytes, which may end with the file.
+    /// Returns `count` bytes from `offset`, or fewer at the file's end.
     std::string_view bytes(uint64_t offset, uint64_t count) const
     {
         return bytes_.substr(offset, count);
     }
 
-    /// Called with consecutive pieces of the unpacked bytes.
+    /// Receives consecutive pieces of the unpacked bytes.
     using Sink = std::function<void(const unsigned char *bytes, size_t count)>;
     /// Unpacks a stored or deflated (RFC 1951) entry, and checks its size and CRC. Passes on no
     /// more bytes than the entry announces.

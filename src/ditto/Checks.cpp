@@ -15,7 +15,7 @@ using Type = Entry::Type;
 /// Checks for UTF-8 by RFC 3629: no surrogates, no over-long forms.
 bool isUtf8(std::string_view text)
 {
-    constexpr std::array<uint32_t, 5> least{0, 0, 0x80, 0x800, 0x10000}; // by length
+    constexpr std::array<uint32_t, 5> least{0, 0, 0x80, 0x800, 0x10000}; // least by length
     while (!text.empty()) {
         const auto lead = static_cast<unsigned char>(text.front());
         const size_t length = lead < 0x80 ? 1 : lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
@@ -53,7 +53,7 @@ std::string_view takePart(std::string_view &path)
 
 void checkName(const Entry &entry)
 {
-    // POSIX NAME_MAX and PATH_MAX of the systems that we run on.
+    // NAME_MAX and PATH_MAX of Linux, in bytes.
     constexpr size_t maxPart = 255;
     constexpr size_t maxPath = 4095;
     // Deeper than any real tree.
@@ -90,14 +90,14 @@ void checkEntry(const Entry &entry)
     refuseIf(method != stored && method != deflated, "an unknown compression method");
     refuseIf(size > maxFileBytes, "a file that is too large");
     refuseIf(method == stored && size != entry.compressedSize, "sizes that disagree");
-    // Deflate allows any number of empty blocks, which take time and yield nothing.
+    // Deflate allows any number of empty blocks, which cost time and unpack to nothing.
     refuseIf(entry.compressedSize > size + size / 4 + 64, "packed data larger than its content");
     refuseIf(entry.type() == Type::folder && size != 0, "a folder with content");
     refuseIf(entry.type() == Type::link && (size == 0 || size > maxLinkTarget),
              "a link without a fitting target");
 }
 
-/// Orders entries as a walk through the tree meets them.
+/// Orders entries as a walk through the tree would.
 bool precedes(const Entry &first, const Entry &second)
 {
     const std::string_view a = first.path();
@@ -109,7 +109,7 @@ bool precedes(const Entry &first, const Entry &second)
     return rank(inA, a.end()) < rank(inB, b.end());
 }
 
-/// Refuses two neighbours in sorted order that can't both be made.
+/// Refuses two entries, neighbours in sorted order, that can't exist side by side.
 void checkNeighbours(const Entry &first, const Entry &second)
 {
     const std::string_view path = second.path();
@@ -150,19 +150,19 @@ void checkTotals(const std::vector<Entry> &entries)
     }
     refuseIf(links > maxLinks || linkBytes > maxLinkBytes, "too many links");
     refuseIf(bytes > maxBytes, "too many bytes to unpack");
-    // Entries share no bytes, so the packed bytes are no more than the archive has.
+    // Entries do not overlap, so all packed bytes together fit into the archive.
     refuseIf(bytes > freeBytes + maxGrowth * packedBytes, "an archive that unpacks to too much");
     refuseIf(depth > freeDepth + maxMeanDepth * places, "folders that are too deep");
 }
 
-/// Follows a link as the system would. Returns whether it stays in the tree. Adds to `work`.
+/// Follows a link as the system would. Returns whether the link stays in the tree. Counts `work`.
 bool staysInside(std::string_view link, const std::string &target, const Links &links,
                  uint64_t &work)
 {
-    constexpr int maxFollowed = 40; // as many as Linux follows
+    constexpr int maxFollowed = 40; // Linux's limit
     constexpr uint64_t workOfPart = 16;
-    std::string at(link);                  // passes no other link, as no entry lies below a link
-    std::vector<std::string_view> pending; // the next at the end
+    std::string at(link);                  // no folder above a link is a link
+    std::vector<std::string_view> pending; // parts to walk; the next is last
     int followed = 0;
     const auto leave = [&at] { at.resize(at.find('/') == std::string::npos ? 0 : at.rfind('/')); };
     const auto follow = [&](const std::string &path) {

@@ -22,13 +22,13 @@ constexpr uint64_t endSize = 22;
 constexpr uint64_t zip64EndSize = 56;
 constexpr uint64_t locatorSize = 20;
 constexpr uint64_t maxComment = 0xFFFF;
-constexpr uint64_t elsewhere16 = 0xFFFF; // a zip64 field holds the value
+constexpr uint64_t elsewhere16 = 0xFFFF; // then a zip64 field has the value
 constexpr uint64_t elsewhere32 = 0xFFFFFFFF;
 constexpr uint16_t sizesBehindFlag = 0x8;     // 4.4.4
 constexpr uint64_t zip64Field = 0x0001;       // 4.5.3
 constexpr uint64_t unicodePathField = 0x7075; // 4.6.9
 
-/// Takes one field after another from a piece of the archive.
+/// Reads one field after another from a piece of the archive.
 class Fields
 {
 public:
@@ -43,7 +43,7 @@ public:
         bytes_.remove_prefix(count);
         return taken;
     }
-    /// Takes a number of `width` bytes, the lowest first.
+    /// Reads a number of `width` bytes, lowest byte first.
     uint64_t number(uint64_t width)
     {
         uint64_t value = 0;
@@ -67,7 +67,7 @@ private:
     std::string_view bytes_;
 };
 
-/// An end record's description of the directory.
+/// The directory's size and position by an end record.
 struct EndRecord
 {
     uint64_t entries = 0;
@@ -82,7 +82,7 @@ EndRecord readZip64End(const ArchiveFile &file, uint64_t locator)
     const uint64_t place = locator - zip64EndSize;
     Fields record(file.bytes(place, zip64EndSize + locatorSize));
     record.expect(zip64EndSignature, misplaced);
-    // The size does not count itself and the signature. Longer records hold unknown data.
+    // The size field counts neither itself nor the signature. Longer records have unknown data.
     refuseIf(record.number(8) != zip64EndSize - signatureSize - sizeof(uint64_t),
              "a zip64 end record of another size");
     record.take(4); // versions
@@ -96,7 +96,7 @@ EndRecord readZip64End(const ArchiveFile &file, uint64_t locator)
     return end;
 }
 
-/// Returns the position of the end record in the file's last bytes.
+/// Returns the end record's position in `tail`, the file's last bytes.
 size_t findEndRecord(std::string_view tail)
 {
     const auto endsFile = [tail](size_t position) {
@@ -146,7 +146,7 @@ EndRecord readEnd(const ArchiveFile &file)
     return end;
 }
 
-/// Reads the fields that the directory's record and the local header share.
+/// Reads the fields common to a directory's record and a local header.
 void readShared(Fields &fields, Entry &entry)
 {
     fields.into(entry.generalPurposeFlags);
@@ -167,8 +167,8 @@ void readZip64Field(Fields numbers, Entry &entry)
     }
 }
 
-/// Takes the field's UTF-8 name if its checksum fits the entry's name. A program that does not know
-/// the field may have changed that name.
+/// Uses the field's UTF-8 name if its checksum fits the entry's name. Otherwise a program that
+/// ignored the field has changed the name.
 void readUnicodePath(Fields field, Entry &entry)
 {
     constexpr uint64_t beforeName = 1 + 4;
@@ -186,7 +186,7 @@ void readExtraFields(Fields extra, Entry &entry)
 {
     bool hasZip64 = false;
     bool hasUnicodePath = false;
-    while (extra.left() >= 4) { // some writers pad with fewer bytes
+    while (extra.left() >= 4) { // fewer bytes are padding of some writers
         const uint64_t kind = extra.number(2);
         const Fields field(extra.take(extra.number(2)));
         bool *const isKnown = kind == zip64Field         ? &hasZip64
@@ -235,8 +235,8 @@ bool agree(const Entry &inDirectory, const Entry &inHeader)
            same(inDirectory.compressedSize, inHeader.compressedSize);
 }
 
-/// Checks the local header and returns the position of the data behind it. The directory begins at
-/// `end`.
+/// Checks the local header and returns the position of the data behind it. `end` is the directory's
+/// position.
 uint64_t readLocalHeader(const ArchiveFile &file, const Entry &entry, uint64_t end)
 {
     refuseIf(entry.localHeaderOffset > end, "an entry beyond the directory");
@@ -270,8 +270,7 @@ std::vector<Entry> readCentralDirectory(const ArchiveFile &file, const EndRecord
     return entries;
 }
 
-/// Reads the local headers in the file's order, so that an overlap is found before any byte is read
-/// twice.
+/// Reads the local headers in the file's order. So it finds an overlap before it reads bytes twice.
 void readLocalHeaders(const ArchiveFile &file, std::vector<Entry> &entries, uint64_t end)
 {
     std::vector<Entry *> sorted;
@@ -308,7 +307,7 @@ mode_t Entry::mode() const
 
 Entry::Type Entry::type() const
 {
-    const mode_t kind = mode() & S_IFMT; // 0 when no type is stored
+    const mode_t kind = mode() & S_IFMT; // 0 if the archive has no type
     if (fileName.ends_with('/')) {
         return kind == 0 || kind == S_IFDIR ? Type::folder : Type::other;
     }

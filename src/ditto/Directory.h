@@ -11,16 +11,16 @@
 namespace brindle::ditto {
 
 constexpr uint64_t maxDirectoryBytes = 128ULL << 20U;
-/// Limits all names together, and so the memory.
+/// Limits all names together, and thereby the memory.
 constexpr uint64_t maxNameBytes = 16ULL << 20U;
-/// Folders count even if only names of other entries mention them.
+/// Folders count even if they appear only in other entries' names.
 constexpr uint64_t maxEntries = 200'000;
 
-/// APPNOTE.TXT 4.4.4: encrypted, strongly encrypted, with a masked directory.
+/// The flags for encryption, strong encryption and a masked directory (APPNOTE.TXT 4.4.4).
 constexpr uint16_t encryptionFlags = 0x1 | 0x40 | 0x2000;
 
-/// One entry of an archive's directory, with the names of APPNOTE.TXT 4.4. The values are
-/// unambiguous, but unchecked.
+/// One entry of an archive's directory. Its fields have the names of APPNOTE.TXT 4.4. Every reader
+/// finds the same values, but nothing has checked them.
 struct Entry
 {
     enum class Type { file, folder, link, other };
@@ -34,21 +34,22 @@ struct Entry
     uint64_t uncompressedSize = 0;
     uint32_t externalFileAttributes = 0;
     uint64_t localHeaderOffset = 0;
-    uint64_t dataOffset = 0; ///< position of the packed bytes in the archive's file
+    uint64_t dataOffset = 0; ///< position of the packed bytes in the file
 
     /// Returns `fileName` without the trailing "/".
     std::string_view path() const;
     /// Returns the st_mode of the packed file, or 0 when none is stored.
     mode_t mode() const;
-    /// Returns the type by the mode and the name's end; `other` when these disagree.
+    /// Returns the type by the mode and a trailing "/" of the name; `other` when the two disagree.
     Type type() const;
 };
 
 /// Reads an archive's directory and its entries' local headers (APPNOTE.TXT 4.3). Throws Error
-/// unless every reader finds the same archive in the file: one end record, at the very end; right
-/// before it a directory with as many entries as announced and at most maxEntries; before that,
-/// entries that do not overlap. Local headers must repeat the directory, but may leave sizes and
-/// checksum to a record behind the data. Bytes between the parts do no harm.
+/// unless every reader would find the same archive. The file must end with its only end record.
+/// Right before that comes the directory, with the announced number of entries, at most maxEntries.
+/// Before the directory come entries that do not overlap. Local headers must repeat the directory,
+/// but may leave sizes and checksum to a record behind the data. Bytes between these parts are
+/// ignored.
 std::vector<Entry> readDirectory(const ArchiveFile &file);
 
 } // namespace brindle::ditto

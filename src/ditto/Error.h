@@ -9,19 +9,19 @@
 
 namespace brindle::ditto {
 
-/// Says in one line why an archive was not unpacked.
+/// The reason, in one line, why an archive was not unpacked.
 class Error : public std::runtime_error
 {
 public:
-    /// By default the archive is to blame.
+    /// The default status blames the archive.
     explicit Error(const std::string &why, int status = 1)
         : std::runtime_error(why), status_(status)
     {}
 
-    /// The destination is to blame. `reason` is the system's errno.
+    /// Returns an error that blames the destination. `reason` is the system's errno.
     static Error notWritten(const std::string &path, int reason)
     {
-        constexpr int largest = 127; // for which a status has room
+        constexpr int largest = 127; // that fits into an exit status
         return Error("can't write " + path + ": " + std::strerror(reason),
                      destinationFailed + std::min(reason, largest));
     }

@@ -21,24 +21,24 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// Limits the address space besides the archive. An archive at all limits needs about 50 MiB.
+// Limits the address space beside the archive. An archive at every limit needs about 50 MiB.
 constexpr uint64_t maxMemory = 64ULL << 20U;
 constexpr mode_t creationMask = 0022;
-constexpr mode_t executableMode = 0755; // also of folders
+constexpr mode_t executableMode = 0755; // also for folders
 constexpr mode_t plainMode = 0644;
-/// Smaller pieces take longer than one sync at the end.
+/// Smaller pieces would take longer than one sync at the end.
 constexpr uint64_t writeBackBytes = 1U << 20U;
 
 [[noreturn]] void fail(const std::string &path)
 {
-    if (errno == EEXIST) { // the file system takes two spellings for one name
+    if (errno == EEXIST) { // the file system treats two names as one
         throw Error("two entries for one place: " + path);
     }
     throw Error::notWritten(path, errno);
 }
 
-/// Makes a file, and brings a large one to the disk early. A failure ends the program, which closes
-/// the file.
+/// Makes a file, and starts early to write a large file to the disk. After a failure the program
+/// ends, which closes the file.
 void makeFile(const std::string &path, const Entry &entry, const ArchiveFile &archive)
 {
     const mode_t mode = (entry.mode() & S_IXUSR) != 0 ? executableMode : plainMode;
@@ -48,7 +48,7 @@ void makeFile(const std::string &path, const Entry &entry, const ArchiveFile &ar
         fail(path);
     }
     uint64_t size = 0;
-    uint64_t started = 0; // bytes on their way to the disk
+    uint64_t started = 0; // bytes that `startWriteBack` has seen
     archive.unpack(entry, [&](const unsigned char *bytes, size_t count) {
         for (size_t done = 0; done < count;) {
             const ssize_t now = write(descriptor, bytes + done, count - done);
@@ -82,7 +82,7 @@ Links readLinks(const std::vector<Entry> &entries, const ArchiveFile &archive)
     return links;
 }
 
-/// Replaces nothing and makes links last, so that nothing is written through a link.
+/// Replaces nothing and makes links last, so that no file is written through a link.
 void fill(const ArchiveFile &archive, const std::string &destination)
 {
     std::vector<Entry> entries = readDirectory(archive);
@@ -124,7 +124,7 @@ void unpack(const ArchiveFile &archive, const std::string &destination)
     try {
         fill(archive, destination);
     } catch (...) {
-        // The folder itself stays, since it lies outside the sandbox.
+        // This leaves the empty folder, because the sandbox forbids its removal.
         std::error_code ignored;
         fs::remove_all(destination, ignored);
         throw;
@@ -141,7 +141,7 @@ int run(int argc, char **argv, const std::function<Confine> &confine,
         return 1;
     }
     const char *const destination = argv[4];
-    // The modes of unpacked files do not depend on the user.
+    // Unpacked files get the same modes for every user.
     umask(creationMask);
     try {
         const ArchiveFile archive(argv[3]);
@@ -154,7 +154,7 @@ int run(int argc, char **argv, const std::function<Confine> &confine,
         return 0;
     } catch (const Error &error) {
         return failed(error.what(), error.status());
-    } catch (const fs::filesystem_error &error) { // by the destination
+    } catch (const fs::filesystem_error &error) { // the destination's
         return failed(error.what(), destinationFailed + error.code().value());
     } catch (const std::bad_alloc &) {
         return failed("not enough memory for this archive");

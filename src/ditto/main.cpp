@@ -1,5 +1,5 @@
 // ditto -x -k ARCHIVE DESTINATION: unpacks a zip archive into an empty folder, in a sandbox. Exits
-// with 0, or with another status and the reason in one line on standard error.
+// with 0, or prints the reason in one line on standard error and exits with another status.
 
 #include "ditto/Program.h"
 

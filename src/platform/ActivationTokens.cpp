@@ -18,7 +18,7 @@ namespace brindle {
 
 namespace {
 
-/// Frees our side of a compositor's object. The connection's end frees the other side.
+/// Frees our side of a compositor's object. The compositor frees its side when the connection ends.
 struct Release
 {
     void operator()(auto *object) const { wl_proxy_destroy(reinterpret_cast<wl_proxy *>(object)); }
@@ -33,7 +33,7 @@ using Answer = std::function<void(const QByteArray &)>;
 
 struct ActivationTokens::Connection
 {
-    /// One player's devices. Version 1 of `wl_seat` has all the events that we need.
+    /// One user's input devices. Version 1 of `wl_seat` has all events that we need.
     struct Seat
     {
         Connection &connection;
@@ -48,7 +48,7 @@ struct ActivationTokens::Connection
     wl_display *const display;
     Owned<wl_registry> registry = {};
     Owned<xdg_activation_v1> activation = {};
-    std::list<Seat> seats = {}; // an unplugged seat stays and is silent
+    std::list<Seat> seats = {}; // an unplugged seat stays, but is silent
     // The last press and its seat.
     uint32_t serial = 0;
     wl_seat *pressedOn = nullptr;

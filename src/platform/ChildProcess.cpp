@@ -19,10 +19,10 @@ namespace {
 
 constexpr int firstPrivateDescriptor = 3;
 
-// The forked child may only call async-signal-safe functions.
+// The functions below run in the forked child, so they may only call async-signal-safe functions.
 
-/// Marks descriptors to be closed by exec. They stay open until then, because QProcess reports a
-/// failed exec through a pipe of its own.
+/// Marks all descriptors but the standard ones to be closed by exec, not earlier: QProcess reports
+/// a failed exec through one of them.
 void markDescriptors()
 {
 #ifdef Q_OS_LINUX
@@ -36,11 +36,11 @@ void markDescriptors()
 #endif
 }
 
-/// @param launcher process number of the launcher, which may be dead by now.
+/// Ends the child when the launcher ends, even if it has already ended.
 void endWithLauncher([[maybe_unused]] qint64 launcher)
 {
 #ifdef Q_OS_LINUX
-    // Outlives exec: https://man7.org/linux/man-pages/man2/pr_set_pdeathsig.2const.html
+    // Stays set after exec: https://man7.org/linux/man-pages/man2/pr_set_pdeathsig.2const.html
     ::prctl(PR_SET_PDEATHSIG, SIGKILL);
     if (::getppid() != launcher) {
         ::_exit(EXIT_FAILURE);
@@ -50,19 +50,19 @@ void endWithLauncher([[maybe_unused]] qint64 launcher)
 
 void prepareForked(const ChildProcess::Setup &setup, qint64 launcher)
 {
-    // Comes first, because until exec the child holds the launcher's locks.
+    // First, because the child holds the launcher's locks until exec.
     if (setup.endsWithLauncher) {
         endWithLauncher(launcher);
     }
     if (setup.isIsolated) {
-        ::setsid(); // fails for the leader of a group
+        ::setsid(); // fails for a group's leader, which this child is not
     }
     ::setpgid(0, 0);
     markDescriptors();
     if (setup.descriptor >= 0) {
         ::fcntl(setup.descriptor, F_SETFD, 0);
     }
-    // Both outlive exec, and the starting thread may block some signals.
+    // Both settings survive exec. The starting thread may block some signals.
     struct sigaction ignore = {};
     ignore.sa_handler = SIG_IGN;
     ::sigaction(SIGPIPE, &ignore, nullptr);
@@ -92,8 +92,8 @@ void ChildProcess::prepare(QProcess &child, Setup setup)
         child.setInputChannelMode(QProcess::ForwardedInputChannel);
     }
 #if QT_VERSION >= QT_VERSION_CHECK(6, 6, 0)
-    // Without the first two flags, newer versions reset SIGPIPE and the signal mask after the
-    // modifier. Without vfork, the child waits for ever for a launcher that has been killed.
+    // The first two flags keep newer versions from undoing our signal settings after the modifier.
+    // Without vfork, a child whose launcher has been killed waits for ever.
     using Flag = QProcess::UnixProcessFlag;
     child.setUnixProcessParameters(Flag::IgnoreSigPipe | Flag::ResetSignalHandlers |
                                    Flag::UseVFork);
@@ -105,7 +105,7 @@ void ChildProcess::prepare(QProcess &child, Setup setup)
 
 void ChildProcess::sendToGroup(int signal, qint64 leader)
 {
-    // 0 means our own group, and 1 every process.
+    // kill() takes 0 for our own group, and -1 for every process.
     if (leader > 1) {
         ::kill(-static_cast<pid_t>(leader), signal);
     }

@@ -10,7 +10,7 @@ namespace brindle {
 
 namespace {
 
-/// Opens a folder and makes the request for it. Returns 0 or the errno.
+/// Opens a folder and calls `request` with its descriptor. Returns 0 or the errno.
 int withOpen(const QByteArray &folder, int (*request)(int descriptor))
 {
     const int descriptor = ::open(folder.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
@@ -25,7 +25,7 @@ int withOpen(const QByteArray &folder, int (*request)(int descriptor))
 int syncOne(int descriptor)
 {
 #ifdef Q_OS_MACOS
-    // On macOS fsync leaves the data in the disk's own memory.
+    // On macOS, fsync leaves data in the disk's own cache.
     if (::fcntl(descriptor, F_FULLFSYNC) == 0) {
         return 0;
     }
@@ -33,7 +33,7 @@ int syncOne(int descriptor)
     return ::fsync(descriptor);
 }
 
-/// Syncs a whole file system, which takes one wait for the disk instead of one for each file.
+/// Syncs the whole file system, with one wait instead of one per file.
 int syncAll(int descriptor)
 {
 #ifdef Q_OS_MACOS

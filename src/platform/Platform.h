@@ -6,12 +6,12 @@
 
 namespace brindle {
 
-/// Describes the running system by data. Tests can use any row on any system.
+/// Describes a system by data. Tests can use any row on any system.
 struct Platform
 {
     struct Command
     {
-        QString program;       ///< an absolute path, or a name to look up in $PATH
+        QString program;       ///< an absolute path, or a name found through $PATH
         QStringList arguments; ///< "{path}" stands for a file or folder
 
         /// Returns the arguments with the placeholder replaced.
@@ -20,7 +20,7 @@ struct Platform
 
     enum class System { macOS, linuxDesktop };
     System system = System::linuxDesktop;
-    /// As named by QSysInfo::currentCpuArchitecture(). Empty on macOS, whose programs run on all.
+    /// A name from QSysInfo::currentCpuArchitecture(). Empty on macOS, where one build runs on all.
     QString architecture;
     /// The folder for the user's data, without a slash at its end.
     QString dataFolder;
@@ -28,17 +28,17 @@ struct Platform
     /// Absolute path of the program that unpacks zip archives, with ditto's command line.
     QString archiveTool;
 
-    /// Clears the quarantine flag below "{path}". Empty where there is no such flag.
+    /// Clears the quarantine flag below "{path}". Empty on systems without that flag.
     Command quarantineStep;
 
     /// Shows the folder "{path}" in the file browser.
     Command reveal;
 
-    /// Returns the row of the running system.
+    /// Returns the row for the running system.
     /// @param privatePrograms folder of the launcher's own helper programs.
     static Platform current(const QString &privatePrograms);
 
-    /// The rows.
+    /// The rows of the table.
     /// @param home the user's home folder.
     /// @param dataFolder `$XDG_DATA_HOME` or "~/.local/share".
     static Platform macOS(const QString &home);

@@ -4,8 +4,8 @@
 
 namespace brindle {
 
-/// A lock by a file or folder of this user's, for one process at a time. The system frees the lock
-/// when its holder ends in any way. Child programs do not inherit it. Use it on one thread only.
+/// Locks a file or folder of this user for one process at a time. The system frees the lock when
+/// its process ends, even by a crash. Child programs do not inherit it. Use it on one thread only.
 class ProcessLock
 {
 public:
@@ -24,7 +24,7 @@ public:
     ProcessLock(const ProcessLock &) = delete;
     ProcessLock &operator=(const ProcessLock &) = delete;
 
-    /// Does not wait. Does not follow a link. Call until the lock is held.
+    /// Tries to take the lock, without waiting or following a link. Do not call again once held.
     Outcome tryLock();
 
     QString path() const { return path_; }

@@ -13,13 +13,13 @@ namespace brindle {
 
 namespace {
 
-std::array<int, 2> ends{-1, -1}; // of a pipe: the handler writes, the event loop reads
+std::array<int, 2> ends{-1, -1}; // a pipe from the handler to the event loop
 
 void handle(int /*signal*/)
 {
     const int saved = errno;
     const char byte = 0;
-    [[maybe_unused]] const auto written = ::write(ends[1], &byte, 1); // a full pipe has requests
+    [[maybe_unused]] const auto written = ::write(ends[1], &byte, 1); // a full pipe already asks
     errno = saved;
 }
 
@@ -36,7 +36,7 @@ void read(const std::function<void()> &act)
 void onTerminationSignal(QObject *receiver, std::function<void()> act)
 {
     if (::pipe(ends.data()) != 0) {
-        return; // the signals end the process
+        return; // then the signals still end the process
     }
     for (const int end : ends) {
         ::fcntl(end, F_SETFL, O_NONBLOCK);
@@ -46,7 +46,7 @@ void onTerminationSignal(QObject *receiver, std::function<void()> act)
                      [act = std::move(act)] { read(act); });
     for (const int signal : {SIGTERM, SIGINT, SIGHUP}) {
         if (std::signal(signal, &handle) == SIG_IGN) {
-            std::signal(signal, SIG_IGN); // the wish of nohup
+            std::signal(signal, SIG_IGN); // as nohup wants
         }
     }
 }

@@ -6,9 +6,8 @@
 
 namespace brindle {
 
-/// Catches SIGTERM, SIGINT and SIGHUP, except those that are ignored. They no longer end the
-/// process. Calls `act` from the event loop, at least once for each such signal, while `receiver`
-/// lives. Main thread.
+/// Keeps SIGTERM, SIGINT and SIGHUP from ending the process, unless the process already ignores
+/// them. Calls `act` from the event loop after such a signal, while `receiver` lives. Main thread.
 void onTerminationSignal(QObject *receiver, std::function<void()> act);
 
 } // namespace brindle

@@ -27,7 +27,7 @@
 #endif
 #endif
 #if defined(BRINDLE_ADDRESS_SANITIZER) || defined(__SANITIZE_ADDRESS__)
-// The leak sanitizer calls this hook.
+// The leak sanitizer asks this function whether to stay off.
 extern "C" int __lsan_is_turned_off() // NOLINT(bugprone-reserved-identifier)
 {
     return 1;
@@ -53,7 +53,7 @@ void limit(Resource resource, uint64_t maximum)
     if (getrlimit(resource, &current) != 0) {
         fail("getrlimit");
     }
-    // A tighter limit stays.
+    // Keep a tighter limit.
     current.rlim_max = std::min<rlim_t>(current.rlim_max, maximum);
     current.rlim_cur = std::min<rlim_t>(current.rlim_cur, current.rlim_max);
     if (setrlimit(resource, &current) != 0) {
@@ -65,7 +65,7 @@ void limit(Resource resource, uint64_t maximum)
 
 // Landlock: https://docs.kernel.org/userspace-api/landlock.html
 
-/// Returns 0 if Landlock is not built in, switched off at boot, or hidden by another sandbox.
+/// Returns Landlock's version, or 0 if it is missing, switched off or hidden by another sandbox.
 int landlockAbi()
 {
     const long version =
@@ -76,14 +76,14 @@ int landlockAbi()
 void confineFiles(const std::string &folder)
 {
     const int abi = landlockAbi();
-    // All accesses that the kernel can refuse. ABI 1 ends with MAKE_SYM. ABI 2 added moves between
-    // folders, which every ruleset refuses. The filter of system calls refuses later additions,
-    // sockets and signals.
+    // Refuse every access that the kernel's version knows. Version 1 ends with MAKE_SYM. Version 2
+    // added moves between folders, which every ruleset refuses. The filter of system calls refuses
+    // later additions, sockets and signals.
     landlock_ruleset_attr rules{};
     rules.handled_access_fs = (LANDLOCK_ACCESS_FS_MAKE_SYM << 1U) - 1;
     rules.handled_access_fs |= abi >= 3 ? 1U << 14U : 0; // to empty a file
     rules.handled_access_fs |= abi >= 5 ? 1U << 15U : 0; // to control a device
-    // A failure ends the program, which closes both descriptors.
+    // After a failure the program ends, which closes both descriptors.
     const auto ruleset =
         static_cast<int>(syscall(SYS_landlock_create_ruleset, &rules, sizeof rules, 0));
     if (ruleset < 0) {
@@ -101,7 +101,7 @@ void confineFiles(const std::string &folder)
         }
         close(rule.parent_fd);
     }
-    // Otherwise only root may confine itself.
+    // Without this only root may confine itself.
     if (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0) {
         fail("prctl");
     }
@@ -113,30 +113,30 @@ void confineFiles(const std::string &folder)
 
 // seccomp: https://docs.kernel.org/userspace-api/seccomp_filter.html
 
-/// Calls that unpacking takes, with any arguments. Machines and C libraries use different ones of
-/// several similar calls.
+/// Calls that unpacking needs, allowed with any arguments. Several do the same, because machines
+/// and C libraries choose differently.
 constexpr std::array allowedCalls{
     // open files
     "write", "writev", "lseek", "sync_file_range", "close",
     // status of files and disks
     "stat", "lstat", "fstat", "newfstatat", "statx", "statfs", "fstatfs", "getdents64",
-    // paths, which Landlock judges
+    // paths, which Landlock restricts
     "mkdir", "mkdirat", "symlink", "symlinkat", "unlink", "unlinkat", "rmdir",
-    // memory, locks, signals, the end
+    // memory, locks, signals, exit
     "brk", "munmap", "mremap", "madvise", "futex", "sched_yield", "getrandom", "clock_gettime",
     "getpid", "gettid", "rt_sigaction", "rt_sigprocmask", "rt_sigreturn", "sigaltstack",
     "restart_syscall", "exit", "exit_group",
-    // sanitizers, to see whether memory can be read
+    // for sanitizers, which test memory with them
     "pipe", "pipe2"};
 
 bool hasSystemCallFilter()
 {
-    // A kernel with filters tries to read the filter and fails with EFAULT.
+    // A kernel with filters tries to read the null filter, and so fails with EFAULT.
     return prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, nullptr, 0, 0) != 0 && errno == EFAULT;
 }
 
-/// Makes all other calls fail with ENOSYS, as on a kernel without them. Calls by another machine's
-/// numbers end the process.
+/// Makes all other calls fail with ENOSYS, as on a kernel without them. A call in another
+/// architecture's numbering ends the process.
 void confineCalls()
 {
     const std::unique_ptr<void, void (*)(scmp_filter_ctx)> filter(
@@ -149,7 +149,7 @@ void confineCalls()
             fail("seccomp", -result);
         }
     };
-    // Several rules for a call allow the arguments of each rule.
+    // Of several rules for one call, any may allow it.
     const auto allow = [&](const char *name, std::initializer_list<scmp_arg_cmp> arguments = {}) {
         const int call = seccomp_syscall_resolve_name(name);
         if (call >= 0) { // this machine has the call
@@ -161,22 +161,22 @@ void confineCalls()
     for (const char *name : allowedCalls) {
         allow(name);
     }
-    // A file may be opened for reading or for writing. Landlock ignores a descriptor for neither,
-    // but fchmod(2) takes one. Before ABI 3 Landlock does not refuse to empty a file. Files that
-    // lend their owner's rights may not be made.
+    // Allow opening a file only for reading or for writing. Landlock does not check a descriptor
+    // for neither, but fchmod(2) accepts one. Before version 3 Landlock can't refuse to empty a
+    // file, so refuse it here. Refuse also to make files that lend their owner's rights.
     constexpr uint64_t kind = O_ACCMODE | O_PATH | O_TRUNC;
     constexpr uint64_t lent = S_ISUID | S_ISGID | S_ISVTX;
     for (const uint64_t access : {O_RDONLY, O_WRONLY}) {
         allow("openat", {{2, SCMP_CMP_MASKED_EQ, kind, access}, {3, SCMP_CMP_MASKED_EQ, lent, 0}});
     }
-    // The other commands send signals, take leases and copy descriptors.
+    // Other fcntl commands send signals, take leases and copy descriptors.
     for (const uint64_t command : {F_GETFD, F_SETFD, F_GETFL}) {
         allow("fcntl", {{1, SCMP_CMP_EQ, command, 0}});
     }
     for (const char *call : {"mmap", "mprotect"}) {
         allow(call, {{2, SCMP_CMP_MASKED_EQ, PROT_EXEC, 0}});
     }
-    // abort() raises its signal by this call.
+    // abort() sends its signal with this call.
     allow("tgkill", {{0, SCMP_CMP_EQ, static_cast<uint64_t>(getpid()), 0}});
     check(seccomp_load(filter.get()));
 }
@@ -197,7 +197,7 @@ Sandbox::Parts Sandbox::available()
 void Sandbox::enter(const Rules &rules)
 {
     limit(RLIMIT_CORE, 0);
-    // Otherwise a write over the limit ends the process without a message.
+    // Without this, a write over the limit ends the process without a message.
     std::signal(SIGXFSZ, SIG_IGN);
     limit(RLIMIT_FSIZE, rules.maxFileBytes);
     const Parts parts = available();
