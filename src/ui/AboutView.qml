@@ -1,7 +1,7 @@
 import QtQuick
 import Brindle
 
-// The launcher, the game and the engine, and their authors.
+// Names the authors and licences of the game, the engine and the launcher.
 SheetView {
     id: view
 
@@ -19,7 +19,7 @@ SheetView {
 
     Paragraph {
         objectName: "aboutGame"
-        // Cuts each text by itself, so that a long one leaves room for the others.
+        // Cut each text by itself, so that a long text leaves room for the others.
         content: "Game: " + DisplayText.of(view.model.name) + "\n" + DisplayText.of(view.model.copyright) + "\nLicence: " + DisplayText.of(view.model.licenseName)
         maxLength: 2000
         font: Theme.body
@@ -32,7 +32,7 @@ SheetView {
         objectName: "aboutEngine"
         content: "Godot Engine, MIT licence: © 2014-present Godot Engine contributors, © 2007-2014 Juan Linietsky, Ariel Manzur."
     }
-    // Not a T.Button, because screen readers would call the link a button.
+    // No T.Button, because screen readers would call the link a button.
     Label {
         id: link
         objectName: "repositoryLink"

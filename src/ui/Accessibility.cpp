@@ -39,7 +39,7 @@ public:
     QVariant maximumValue() const override { return 1.0; }
 };
 
-/// The window's content or a sheet's. It has children only while no modal layer covers it.
+/// The content of the window or a sheet. Has no children while a modal layer covers it.
 class AccessibleLayer final : public QAccessibleQuickItem
 {
 public:
@@ -60,7 +60,7 @@ public:
     }
 
 private:
-    /// The topmost popup takes the focus from every scope around other layers.
+    /// Returns whether a focus scope around the item lacks the focus, because a popup has it.
     bool isCovered() const
     {
         const QQuickItem *scope = item();
@@ -135,7 +135,7 @@ void Accessibility::announce(QObject *item)
     text.removeAll(QString());
     QAccessibleAnnouncementEvent event(item, text.join(QLatin1Char('\n')));
 #else
-    // On Linux the alert event stays inside Qt. Screen readers say a notification that appears.
+    // On Linux, Qt passes no alert events on. Screen readers announce a notification that appears.
     QAccessibleEvent event(item, QAccessible::ObjectShow);
 #endif
     QAccessible::updateAccessibility(&event);

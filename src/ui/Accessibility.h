@@ -6,27 +6,28 @@
 
 namespace brindle {
 
-/// Gives screen readers more than Qt Quick does by itself. If the focus moves by itself between two
-/// quick presses of a key, the second press does nothing, because the player meant the control that
-/// had the focus before. Main thread only.
+/// Gives screen readers more than Qt Quick does by itself. Also guards quick presses of one key: if
+/// the focus moves by itself between two of them, the second does nothing, because the player meant
+/// the earlier control. Main thread only.
 class Accessibility : public QObject
 {
     Q_OBJECT
     QML_ELEMENT
     QML_SINGLETON
-    /// Whether the player's last press was on the keyboard.
+    /// True if the player's last press was on the keyboard.
     Q_PROPERTY(bool keyboard READ isKeyboard NOTIFY keyboardChanged)
 
 public:
     Accessibility();
 
-    /// Reports the value of progress bars, and hides content below a modal layer, which Qt Quick
-    /// (6.4) does not.
+    /// Makes Qt Quick report the value of progress bars, and hide content below a modal layer. Qt
+    /// 6.4 does neither.
     static void install();
 
     bool isKeyboard() const { return keyboard_; }
 
-    /// Announces the accessible name and description of an item in the role of a notification.
+    /// Announces an item's accessible name and description. The item must have the role of a
+    /// notification.
     Q_INVOKABLE static void announce(QObject *item);
 
 Q_SIGNALS:
@@ -39,7 +40,7 @@ private:
     bool keyboard_ = false;
     // The last press on the keyboard.
     int lastKey_ = 0;
-    quint64 lastTime_ = 0; // in milliseconds
+    quint64 lastTime_ = 0; // in milliseconds; 0: not a key
     QPointer<QObject> lastFocus_;
 };
 

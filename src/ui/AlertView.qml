@@ -1,14 +1,14 @@
 import QtQuick
 import Brindle
 
-// A question or notice. Escape presses the last button.
+// Shows a question or notice. Escape presses the last button.
 Sheet {
     id: alert
 
     required property string message
     required property string informativeText
     required property var buttons
-    // The player did not just ask for the alert, so keys and clicks count only after half a second.
+    // True if the player did not just ask for the alert. Ignores keys and clicks for half a second.
     property bool unprompted: false
     signal answered(int index)
 
@@ -16,8 +16,8 @@ Sheet {
     z: 1
     visible: true
 
-    // The view is created by the sheet, but sees the names of this file.
-    // qmllint disable unqualified
+    // The sheet creates the view, but the view sees the names of this file. qmllint disable
+    // unqualified
     content: SheetView {
         id: body
         objectName: "alert"
@@ -82,7 +82,7 @@ Sheet {
                 }
             }
 
-            // Has the keyboard until the alert listens.
+            // Takes the keys while the alert ignores them.
             Item {
                 focus: body.guarded
                 Keys.onPressed: event => event.accepted = true

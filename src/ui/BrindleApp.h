@@ -13,7 +13,7 @@ namespace brindle {
 
 class AppModel;
 
-/// Answers whether the application may end. Acts on the process-wide model. Main thread only.
+/// Decides whether the application may end, by the process-wide model. Main thread only.
 struct AppDelegate
 {
     /// The answer to a request to quit.
@@ -26,9 +26,9 @@ struct AppDelegate
     static bool applicationShouldTerminateAfterLastWindowClosed() { return true; }
 };
 
-/// The application: one window on the process-wide model, and its quit handling. The delegate
-/// decides every request to quit: from a menu, the keyboard, the closed window or the session's
-/// end. Main thread only.
+/// The application: shows the process-wide model in one window, and handles requests to quit.
+/// Requests come from a menu, the keyboard, the closed window or the session's end; the delegate
+/// decides each of them. Main thread only.
 class BrindleApp : public QObject
 {
     Q_OBJECT
@@ -37,16 +37,15 @@ public:
     /// Registers the views with every QML engine. Call once, after creating the application and
     /// before the first engine.
     static void prepare();
-    /// The window's QML file. Its required property "model" is an AppModel.
+    /// Returns the window's QML file. Its required property "model" is an AppModel.
     static QUrl mainWindow();
 
-    /// Call `AppModel::compose` and `prepare` before. `desktop` is the model's desktop.
+    /// Set `AppModel::compose` and call `prepare` first. `desktop` is the model's desktop.
     explicit BrindleApp(std::shared_ptr<QuickDesktop> desktop);
     ~BrindleApp() override;
 
     /// Shows the window in front, with the keyboard. Does nothing while the application ends.
-    /// @param permission the desktop's: a Wayland activation token or an X startup id; may be
-    /// empty.
+    /// @param permission a Wayland activation token or an X startup id from the desktop, or empty.
     void open(const QByteArray &permission = {});
 
     /// Asks the delegate, and ends the application if it agrees. Serves events during a question.
@@ -57,7 +56,7 @@ public:
     QQuickWindow *window() const { return window_; }
 
 Q_SIGNALS:
-    /// The application will end as soon as no work runs.
+    /// Emitted when the application begins to end. It ends once no work runs.
     void ending();
 
 protected:
@@ -73,7 +72,7 @@ private:
     AppModel &model_;
     std::shared_ptr<QuickDesktop> desktop_;
     QQmlApplicationEngine engine_;
-    QQuickWindow *window_ = nullptr; // the engine's
+    QQuickWindow *window_ = nullptr; // owned by `engine_`
     bool asking_ = false;
     bool sessionEnds_ = false; // obey the next request to quit without asking
     bool ending_ = false;

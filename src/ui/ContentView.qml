@@ -1,13 +1,13 @@
 import QtQuick
 import Brindle
 
-// The content of the main window, and its sheets.
+// Shows the main window's content, and its sheets.
 FocusScope {
     id: root
 
     required property var model
 
-    // The height that shows everything, also while a game is downloaded. There is no failure then.
+    // The height that shows everything, with room for a download's rows unless there is a failure.
     readonly property real wantedHeight: scroller.leastHeight
         + (model.hasFailure ? 0 : Math.max(0, status.workHeight - status.height))
 
@@ -19,10 +19,10 @@ FocusScope {
     Accessible.role: Accessible.Pane
 
     readonly property Item focused: Window.activeFocusItem
-    // The focused control is hidden or disabled. Qt may have given its focus to this scope.
+    // True if the focused control is hidden or disabled. Qt may have moved the focus to this scope.
     readonly property bool focusLost: activeFocus && (focused === root || !focused.visible || !focused.enabled)
     readonly property bool playOffered: playArea.playButton.visible && playArea.playButton.enabled
-    // "Show log", which ends nothing, has the focus until Play can be pressed, unless the player moves on.
+    // True while "Show log", which is harmless, keeps the focus until Play can be pressed.
     property bool focusWaits: false
 
     function settleFocus() {
@@ -38,7 +38,7 @@ FocusScope {
         }
     }
 
-    // Later, because the change that hides one control may show another one.
+    // Calls `settleFocus` later: a change that hides one control may show another.
     function settleFocusSoon() {
         Qt.callLater(settleFocus); // qmllint disable
     }
@@ -47,7 +47,7 @@ FocusScope {
     onFocusLostChanged: settleFocusSoon()
     onPlayOfferedChanged: settleFocusSoon()
 
-    // Nothing moves before the first frame.
+    // False until the first frame. Before that, nothing is animated.
     property bool settled: false
     Connections {
         target: root.Window.window
@@ -65,7 +65,7 @@ FocusScope {
         anchors.fill: parent
         contentHeight: Math.max(height, leastHeight)
 
-        // A window that grows for a failure shows more above it, not below.
+        // Show more above a failure, not below, when the window grows for it.
         property real earlierHeight: 0
         onHeightChanged: {
             if (height > earlierHeight)
@@ -129,7 +129,7 @@ FocusScope {
                     id: bolt
                     objectName: "bolt"
                     anchors.verticalCenter: parent.verticalCenter
-                    // Beside the longest line.
+                    // Stands left of the longest line.
                     x: Math.floor((hint.width - hint.leftPadding - hint.contentWidth) / 2)
                     width: Theme.caption.pixelSize + 2
                     height: width
@@ -143,7 +143,7 @@ FocusScope {
             id: status
             objectName: "status"
             x: game.x
-            // Grows upwards, so that Play stays where it is.
+            // Grows upwards, so that Play does not move.
             y: scroller.actionsY - 14 - height
             Behavior on y {
                 enabled: root.settled
@@ -169,7 +169,7 @@ FocusScope {
                 Fade { property: "opacity"; to: 1 }
             }
             Behavior on y {
-                // A failure is scrolled into view at once, so it must not slide.
+                // The view scrolls to a failure at once, so the failure must not slide.
                 enabled: root.settled && !failure.visible
                 Fade {}
             }
@@ -188,7 +188,7 @@ FocusScope {
                 onVisibleChanged: if (visible) scroller.reveal(failure)
             }
 
-            // Together as wide as Play, unless the texts need more.
+            // The three buttons together are as wide as Play, unless their texts need more.
             Row {
                 id: sheetButtons
                 readonly property real each: Math.max((260 - 2 * spacing) / 3, log.implicitWidth, settings.implicitWidth, about.implicitWidth)
@@ -220,8 +220,8 @@ FocusScope {
         }
     }
 
-    // The views are created by the sheets, but see the names of this file.
-    // qmllint disable unqualified
+    // The sheets create the views, but the views see the names of this file. qmllint disable
+    // unqualified
     Sheet {
         objectName: "settingsSheet"
         visible: root.settingsShown

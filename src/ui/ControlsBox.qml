@@ -3,7 +3,7 @@ pragma ComponentBehavior: Bound
 import QtQuick
 import Brindle
 
-// The game's controls, from its README.
+// Lists the game's controls from its README.
 Box {
     id: box
 
@@ -28,7 +28,7 @@ Box {
         color: Theme.secondary
     }
     Repeater {
-        // A number, because a list would make all labels anew with each change of the model.
+        // A number, because with a list each change of the model would make all labels anew.
         model: Math.min(50, box.model.controls.length)
 
         Label {

@@ -1,11 +1,11 @@
 import QtQuick
 import Brindle
 
-// Copies something, and confirms it for two seconds.
+// Copies a text, and shows a check mark for two seconds.
 PushButton {
     id: control
 
-    // The thing copied, for screen readers.
+    // Names the copied text for screen readers.
     required property string what
 
     text: "Copy"

@@ -79,7 +79,7 @@ void DesktopSession::follow()
         return;
     }
     end();
-    // A player who cancelled the setup knows of its end.
+    // No notification after a cancel: the player knows.
     const auto work = model_.work();
     if (!(work && work->stop_requested()) && isInBackground()) {
         announcement_ = std::stop_source();
@@ -98,7 +98,7 @@ void DesktopSession::end()
     sendProgress();
 }
 
-/// https://www.freedesktop.org/wiki/Software/systemd/inhibit/
+/// Keeps the computer awake: https://www.freedesktop.org/wiki/Software/systemd/inhibit/
 QCoro::Task<> DesktopSession::stayAwake()
 {
     const QPointer<DesktopSession> self(this);
@@ -107,7 +107,7 @@ QCoro::Task<> DesktopSession::stayAwake()
         QDBusMessage::createMethodCall(u"org.freedesktop.login1"_s, u"/org/freedesktop/login1"_s,
                                        u"org.freedesktop.login1.Manager"_s, u"Inhibit"_s);
     inhibit << u"sleep:idle"_s << u"Brindle"_s << u"The game is being set up"_s << u"block"_s;
-    // The login manager waits for the last copy of the reply's descriptor to be closed.
+    // The computer stays awake until the last copy of the reply's descriptor is closed.
     const QDBusMessage reply = co_await bus.asyncCall(inhibit);
     if (self && self->isBusy_) {
         self->awake_ = reply;
@@ -131,7 +131,7 @@ QCoro::Task<> DesktopSession::connectBus()
     }
 }
 
-/// https://wiki.ubuntu.com/Unity/LauncherAPI
+/// Shows the progress on the launcher's icon: https://wiki.ubuntu.com/Unity/LauncherAPI
 void DesktopSession::sendProgress()
 {
     const bool isShown = isBusy_ && model_.hasProgress();
@@ -152,7 +152,7 @@ bool DesktopSession::isInBackground() const
            !QGuiApplication::focusWindow();
 }
 
-/// https://specifications.freedesktop.org/notification-spec/
+/// Shows a notification: https://specifications.freedesktop.org/notification-spec/
 QCoro::Task<> DesktopSession::announce(QString title, QString message, std::stop_token withdrawn)
 {
     const QPointer<DesktopSession> self(this);

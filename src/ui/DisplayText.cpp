@@ -9,7 +9,7 @@ namespace brindle {
 
 namespace {
 
-/// No language puts this many marks on one letter. Real texts have at most three.
+/// Real texts have at most three marks on one letter.
 constexpr int maxMarks = 5;
 
 bool isMark(char32_t character)
@@ -30,7 +30,7 @@ QString DisplayText::of(const QString &text, int longest)
         shown += u'…';
     }
     shown = Text::withoutControls(shown);
-    // Most texts have no marks, and stay shared.
+    // Most texts have no marks, and need no copy.
     const auto mayBeMark = [](QChar c) { return c.isSurrogate() || isMark(c.unicode()); };
     if (std::any_of(shown.cbegin(), shown.cend(), mayBeMark)) {
         std::u32string characters = shown.toStdU32String();
@@ -47,7 +47,7 @@ QString DisplayText::of(const QString &text, int longest)
 QString DisplayText::phaseTitle(int phase)
 {
     using namespace Qt::StringLiterals;
-    // In the order of AppState::Phase.
+    // The order is that of AppState::Phase.
     static const QStringList titles{u"Not downloaded"_s,  u"Downloading"_s, u"Setting up"_s,
                                     u"Needs something"_s, u"Ready"_s,       u"Starting…"_s,
                                     u"Playing"_s};

@@ -13,8 +13,8 @@ class DisplayText : public QObject
     QML_SINGLETON
 
 public:
-    /// Returns at most `longest` characters, and "…" for the rest. Removes control characters, and
-    /// all but a few marks per letter, because stacked marks cover the lines around them.
+    /// Returns at most `longest` characters of `text`, then "…" if it is longer. Removes control
+    /// characters. Keeps only a few marks per letter, because stacked marks cover other lines.
     Q_INVOKABLE static QString of(const QString &text, int longest = 500);
     /// Returns the title of an AppState::Phase.
     Q_INVOKABLE static QString phaseTitle(int phase);

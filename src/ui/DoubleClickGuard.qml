@@ -1,17 +1,17 @@
 import QtQuick
 
-// Covers its parent for a moment after the parent appears. Takes the clicks that were meant for the
-// item that was there before.
+// Covers its parent for a moment after the parent appears, and takes clicks that were meant for an
+// earlier item.
 MouseArea {
     id: guard
 
-    // In milliseconds.
+    // The covered time in milliseconds.
     property int interval: Application.styleHints.mouseDoubleClickInterval
-    // After a stall, one part at most is over, so the guard still takes the clicks of that time.
+    // Counts the time in parts. A stall ends one part only, so the guard still takes its clicks.
     readonly property int parts: 4
     property int partsLeft: 0
     readonly property bool offered: parent.visible && parent.enabled
-    // Also covers a parent that is visible from the start.
+    // True to cover also a parent that is visible from the start.
     property bool fromTheStart: false
 
     objectName: "guard"

@@ -13,17 +13,17 @@ namespace brindle {
 
 namespace {
 
-/// The length of edge that a corner of radius 1 bends.
+/// The length of each edge that belongs to a corner of radius 1.
 constexpr qreal reach = 1.52866;
 
-/// Returns a rectangle with corners of continuous curvature: circular arcs that ease into the
-/// edges. Limits `radius` to the room.
+/// Returns a rectangle whose corners pass smoothly into the edges, without a jump in curvature.
+/// Limits `radius` to half the shorter side.
 QPainterPath outline(const QRectF &rectangle, qreal radius)
 {
     QPainterPath path;
     const qreal room = std::min(rectangle.width(), rectangle.height()) / 2;
     if (radius * reach > room) {
-        // Without room to ease, draw plain arcs.
+        // Too little room for smooth corners: draw plain arcs.
         path.addRoundedRect(rectangle, std::min(radius, room), std::min(radius, room));
         return path;
     }
@@ -31,7 +31,8 @@ QPainterPath outline(const QRectF &rectangle, qreal radius)
                                rectangle.bottomLeft(), rectangle.topLeft()};
     path.moveTo(rectangle.left() + radius * reach, rectangle.top());
     for (int quarter = 0; quarter < 4; ++quarter) {
-        // The corner is the origin, and the path arrives along the x axis.
+        // In the corner's own coordinates the corner is the origin, and the path comes along the x
+        // axis.
         const QTransform place = QTransform()
                                      .translate(corners[quarter].x(), corners[quarter].y())
                                      .rotate(90 * quarter)
@@ -100,7 +101,7 @@ void Symbol::paint(QPainter *painter)
     QSvgRenderer drawing(
         QStringLiteral(":/qt-project.org/imports/Brindle/icons/%1.svg").arg(name_));
     drawing.setAspectRatioMode(Qt::KeepAspectRatio);
-    // The sizes below are in the screen's pixels.
+    // Draw in the screen's own pixels, which may be smaller than the item's.
     const qreal ratio = painter->transform().m11();
     const QSizeF exact = size() * ratio;
     const QSize pixels(qCeil(exact.width()), qCeil(exact.height()));

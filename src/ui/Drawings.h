@@ -6,8 +6,8 @@
 
 namespace brindle {
 
-/// An item that is painted again after each change of its properties. Qt (6.4) describes a derived
-/// type to its tools only if the type names this one with its namespace.
+/// An item that repaints after each change of its properties. Derived types must name this type
+/// with its namespace, or the tools of Qt 6.4 do not know them.
 class Drawing : public QQuickPaintedItem
 {
     Q_OBJECT
@@ -24,8 +24,8 @@ protected:
     QColor color_ = Qt::transparent;
 };
 
-/// A rectangle with smooth corners and an optional border inside its edge. The fill is one colour,
-/// or a gradient from the top left to the bottom right.
+/// A rectangle with smooth corners and an optional border inside its edge. Its fill is one colour,
+/// or a gradient from top left to bottom right.
 class SmoothRectangle : public brindle::Drawing
 {
     Q_OBJECT

@@ -1,7 +1,7 @@
 import QtQuick
 import Brindle
 
-// The last failure and the end of its log. Hidden while there is none.
+// Shows the last failure and the end of its log. Hidden without a failure.
 Box {
     id: view
 
@@ -26,7 +26,7 @@ Box {
         height: 140
         label: "Last lines of the log"
         text: view.model.failureText
-        // The last lines say what went wrong.
+        // The last lines most likely have the reason.
         edit.onTextChanged: showEnd()
     }
     CopyButton {

@@ -1,7 +1,7 @@
 import QtQuick
 import Brindle
 
-// A ring around its parent while the keyboard's next press goes to `target`.
+// Draws a ring around its parent while the next key press would reach `target`.
 SmoothRectangle {
     required property Item target
     property real parentRadius: Theme.buttonRadius

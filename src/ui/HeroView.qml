@@ -1,7 +1,7 @@
 import QtQuick
 import Brindle
 
-// The coloured banner at the window's top.
+// Draws the coloured banner at the window's top.
 SmoothRectangle {
     height: 130
     radius: 14
@@ -10,7 +10,7 @@ SmoothRectangle {
     Symbol {
         objectName: "heroSymbol"
         anchors.centerIn: parent
-        // The width of the symbol in a font of 64, and room for the shadow.
+        // The symbol's width, and room for the shadow.
         width: 110 + 4 * shadowRadius
         height: width
         name: "flags"

@@ -1,10 +1,10 @@
 import QtQuick
 import Brindle
 
-// A plain text that wraps, cleaned for display.
+// Shows a plain text, cleaned for display, that wraps.
 Text {
     property string content
-    // Longer than any honest text, and quick to lay out.
+    // More than any honest text has, yet quick to lay out.
     property int maxLength: 500
 
     text: DisplayText.of(content, maxLength)

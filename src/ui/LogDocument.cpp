@@ -12,16 +12,16 @@ namespace brindle {
 
 namespace {
 
-// The view cuts longer lines. The Copy button copies them whole.
+// The view cuts longer lines; the Copy button copies whole lines.
 constexpr int maxShown = 4'000;
 
-// The most characters added per frame. One whole entry is always added.
+// The most characters added per frame, but at least one whole entry.
 constexpr qsizetype charactersPerFrame = 8'192;
 
-// A block takes as long to lay out as about this many characters of it.
+// Laying out a block costs about as much as this many characters.
 constexpr qsizetype blockCost = 54;
 
-/// Returns the entry as one block: characters that begin a block become line breaks.
+/// Returns the entry as one block. Characters that would begin a block become line breaks.
 QString asBlock(const QString &line)
 {
     QString entry = DisplayText::of(line, maxShown);
@@ -29,7 +29,7 @@ QString asBlock(const QString &line)
         return c == u'\n' || c == QChar::ParagraphSeparator || c == QChar(0xfdd0) ||
                c == QChar(0xfdd1); // frame marks inside a QTextDocument
     };
-    // Most entries have no such character, and stay shared.
+    // Most entries have no such character, and need no copy.
     if (std::any_of(entry.cbegin(), entry.cend(), beginsBlock)) {
         std::replace_if(entry.begin(), entry.end(), beginsBlock, QChar(QChar::LineSeparator));
     }
@@ -72,7 +72,7 @@ void LogDocument::updatePolish()
     const qint64 dropped = log_->dropped();
     const qint64 newest = dropped + lines.size();
     if (count_ == 0 || dropped >= end()) {
-        // The log dropped every shown entry. Begin again from the end.
+        // The log has dropped every shown entry, so begin again from its end.
         removeFront(count_);
         first_ = newest;
     } else if (dropped > first_) {
@@ -96,7 +96,7 @@ void LogDocument::updatePolish()
     insert(from, first_ - from);
 
     if (end() < newest || first_ > dropped) {
-        // Continue in the next frame, because this frame is full.
+        // The rest follows in the next frame.
         QMetaObject::invokeMethod(this, [this] { polish(); }, Qt::QueuedConnection);
     }
 }
@@ -121,7 +121,7 @@ void LogDocument::removeFront(qint64 count)
     QMetaObject::invokeMethod(scroller_, "scrollTo", Q_ARG(QVariant, y));
 }
 
-/// Inserts entries before the first or after the last shown one.
+/// Inserts entries directly before or after the shown entries.
 void LogDocument::insert(qint64 from, qint64 count)
 {
     if (count <= 0) {
@@ -143,7 +143,7 @@ void LogDocument::insert(qint64 from, qint64 count)
     if (behind) {
         cursor.movePosition(QTextCursor::End);
     }
-    // Inserted text must not extend a selection that ends there.
+    // Text inserted at a selection's end must not extend the selection.
     const bool touched =
         behind && count_ > 0 && anchor != position && position == cursor.position();
     const qreal y = contentY();

@@ -1,7 +1,7 @@
 import QtQuick
 import Brindle
 
-// The log, to be read and copied.
+// Shows the log for reading and copying.
 SheetView {
     id: view
 

@@ -6,13 +6,13 @@ Window {
     id: window
 
     required property var model
-    // The screen's room for a window, without the window's frame. Wayland does not report panels.
+    // The screen's room for a window without its frame. Wayland does not report panels, so guess.
     property size room: Qt.size(Math.min(Screen.width, Screen.desktopAvailableWidth),
                                 Screen.desktopAvailableHeight < Screen.height ? Screen.desktopAvailableHeight - 40 : Screen.height - 90)
-    // The share of the remaining room that the window may take. Other Wayland desktops than GNOME put
-    // the window in the middle and never move it up, so only the half below is free.
+    // The share of the remaining room that a growing window may take. Wayland desktops other than
+    // GNOME centre a window and never move it up, so only the lower half is free.
     property real share: Qt.platform.pluginName.startsWith("wayland") && !SystemStyle.gnome ? 0.5 : 1
-    // The heights set here. The player or the desktop chose any other height.
+    // All heights that `fit` has set. Any other height is the player's or the desktop's choice.
     property var ownHeights: []
 
     function fit() {
@@ -34,7 +34,7 @@ Window {
     minimumHeight: 640
     color: Theme.window
 
-    // With the focus, Wayland may give back an earlier height that was just outgrown.
+    // A Wayland desktop may restore an earlier height together with the focus.
     onActiveChanged: Qt.callLater(grow) // qmllint disable
     Component.onCompleted: {
         width = Math.max(minimumWidth, Math.min(640, room.width));
@@ -46,7 +46,7 @@ Window {
         objectName: "content"
         anchors.fill: parent
         model: window.model
-        // Later, when its items have their positions.
+        // Called later, when the items have their positions.
         onWantedHeightChanged: Qt.callLater(window.grow) // qmllint disable
     }
 

@@ -7,12 +7,12 @@
 
 namespace brindle {
 
-/// Connects to one of the desktop's message buses (D-Bus). Every call on the returned connection
-/// fails at once where that is impossible. Never blocks, throws or prints. Main thread only.
+/// Connects to one of the desktop's message buses (D-Bus). Without a bus, every call on the
+/// returned connection fails at once. Never blocks, throws or prints. Main thread only.
 inline QCoro::Task<QDBusConnection> openBus(QDBusConnection::BusType bus)
 {
-    // Connecting to a silent bus blocks. Never connect by address: Qt (6.4) then ends the program
-    // if nobody answers.
+    // Connecting to a silent bus blocks, so use a thread. Never connect by address: then Qt 6.4
+    // ends the program if nobody answers.
     const auto connect = [isSession = bus == QDBusConnection::SessionBus] {
         return isSession ? QDBusConnection::sessionBus() : QDBusConnection::systemBus();
     };

@@ -1,7 +1,7 @@
 import QtQuick
 import Brindle
 
-// A text in the middle of a column.
+// Shows a small text, centred in a column.
 Label {
     width: parent.width
     font: Theme.callout

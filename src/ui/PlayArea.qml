@@ -1,7 +1,7 @@
 import QtQuick
 import Brindle
 
-// Play, or Stop while a game runs.
+// Shows Play, or Stop while a game runs.
 Column {
     id: area
 
@@ -40,7 +40,7 @@ Column {
         font: Theme.title
         onClicked: area.model.play()
 
-        // Before the text.
+        // Stands left of the text.
         Symbol {
             id: symbol
             objectName: "playSymbol"

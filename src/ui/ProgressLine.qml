@@ -2,7 +2,7 @@ import QtQuick
 import QtQuick.Templates as T
 import Brindle
 
-// A progress bar. Without a known fraction, a piece wanders along it.
+// A progress bar. While the fraction is unknown, a short piece wanders to and fro.
 T.ProgressBar {
     id: control
 
@@ -15,7 +15,7 @@ T.ProgressBar {
     implicitHeight: 8
     Accessible.name: "Progress"
 
-    // To and fro, unless nobody sees it or the desktop asks for less motion.
+    // Stops while nobody sees the bar, and when the desktop asks for less motion.
     NumberAnimation {
         id: animation
         target: control

@@ -2,13 +2,13 @@ import QtQuick
 import QtQuick.Templates as T
 import Brindle
 
-// A button. A text wider than the button wraps, and the button grows.
+// A button. A long text wraps, and the button grows.
 T.Button {
     id: control
 
-    // The button stands out, filled with the accent colour.
+    // True to fill the button with the accent colour.
     property bool prominent: false
-    // The button removes something for good.
+    // True if the button removes something for good.
     property bool destructive: false
     property real radius: Theme.buttonRadius
     property int alignment: Text.AlignHCenter
@@ -30,7 +30,7 @@ T.Button {
     Accessible.description: enabled ? "" : "Not available now"
     Accessible.onPressAction: if (enabled) clicked()
 
-    // A held key is one press.
+    // A held key counts as one press.
     Keys.onSpacePressed: event => event.accepted = event.isAutoRepeat
     Keys.onReturnPressed: event => { if (!event.isAutoRepeat) clicked() }
     Keys.onEnterPressed: event => { if (!event.isAutoRepeat) clicked() }

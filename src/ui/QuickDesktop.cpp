@@ -21,11 +21,11 @@ namespace brindle {
 
 namespace {
 
-/// How long a start waits for the compositor, which may be silent.
+/// The time that a start waits for a compositor that may never answer.
 constexpr Clock::Duration tokenPatience{1};
 
-/// Shows an existing file or folder by the desktop's service. Without a service, the command shows
-/// the folder, because it would open a file.
+/// Shows an existing file or folder through the desktop's service. Without a service, runs
+/// `command` on the folder, because it would open a file.
 /// https://www.freedesktop.org/wiki/Specifications/file-manager-interface/
 QCoro::Task<> show(Platform::Command command, QString path)
 {
@@ -59,7 +59,7 @@ void QuickDesktop::setWindow(QQuickWindow *window)
     window_ = window;
     tokens_.reset();
     if (window && QGuiApplication::platformName().startsWith(u"wayland")) {
-        // Qt (6.4) has no public access to its connection.
+        // Qt 6.4 has no public access to its connection.
         auto *const native = QGuiApplication::platformNativeInterface();
         tokens_ =
             std::make_unique<ActivationTokens>(native->nativeResourceForIntegration("wl_display"));
@@ -96,7 +96,7 @@ void QuickDesktop::showNextAlert()
          {u"unprompted"_s, alert.unprompted}});
     Q_ASSERT_X(alert_, "QuickDesktop", qPrintable(component.errorString()));
     connect(alert_, SIGNAL(answered(int)), SLOT(answer(int)));
-    // Delete it after the answer, because the alert fades out first.
+    // An answered alert still fades out, so delete it later.
     connect(alert_, SIGNAL(closed()), alert_, SLOT(deleteLater()));
     const bool hasKeyboard = QGuiApplication::focusWindow() == window_;
     if (!window_->isVisible() || (!hasKeyboard && !alert.unprompted)) {
@@ -107,7 +107,7 @@ void QuickDesktop::showNextAlert()
 void QuickDesktop::answer(int button)
 {
     if (sender() != alert_) {
-        return; // an answered alert fades out
+        return; // from an alert that is fading out
     }
     const Question question = questions_.takeFirst();
     question.answer->addResult(button);
@@ -131,7 +131,7 @@ void QuickDesktop::dismissAlert()
 void QuickDesktop::bringToFront(QWindow &window)
 {
     window.setWindowStates(window.windowStates() & ~Qt::WindowMinimized);
-    window.setVisible(true); // QWindow::show() would undo maximising
+    window.setVisible(true); // show() would undo maximising
     window.raise();
     window.requestActivate();
 }
@@ -155,11 +155,11 @@ QCoro::Task<QMap<QString, QString>> QuickDesktop::startPermission(std::stop_toke
 {
     QMap<QString, QString> permission;
     auto *const native = QGuiApplication::platformNativeInterface();
-    // The time of the last input on X11. A time of 0 denies the window the keyboard.
+    // The time of the last input on X11. With a time of 0 the game would not get the keyboard.
     const auto lastInput = reinterpret_cast<quintptr>(
         native->nativeResourceForScreen("appusertime", QGuiApplication::primaryScreen()));
     if (lastInput > 0) {
-        // A unique text and the time:
+        // The id is a unique text and the time:
         // https://specifications.freedesktop.org/startup-notification-spec/
         permission[u"DESKTOP_STARTUP_ID"_s] = u"brindle-%1-%2-%3_TIME%4"_s.arg(
             QString::number(QCoreApplication::applicationPid()), QString::number(++starts_),

@@ -18,21 +18,21 @@ class QuickDesktop final : public QObject, public Desktop
     Q_OBJECT
 
 public:
-    /// @param reveal shows a path in the file browser where no D-Bus service does.
+    /// @param reveal shows a folder in the file browser if no D-Bus service does.
     explicit QuickDesktop(Platform::Command reveal);
 
     /// Shows alerts over `window` from now on. Without a window no alert appears.
     void setWindow(QQuickWindow *window);
 
-    /// Escape and the application's end press the last button. Shows a hidden window for the alert.
-    /// Brings it to the front unless the alert is unprompted.
+    /// Escape and the application's end press the last button. Shows a hidden window first, and
+    /// brings the window to the front unless the alert is unprompted.
     QCoro::Task<int> runAlert(Alert alert) override;
-    /// Presses the last button of every alert that is shown or waits.
+    /// Presses the last button of every alert, shown or waiting.
     void dismissAlert();
     void reveal(const QString &path) override;
     void copyText(const QString &text) override;
     void openPage(const QUrl &page) override;
-    /// Returns the compositor's token under Wayland, a startup id with the time of the player's
+    /// Returns a token of the compositor under Wayland, a startup id with the time of the player's
     /// last input on X11, and nothing elsewhere.
     QCoro::Task<QMap<QString, QString>> startPermission(std::stop_token stop) override;
 
@@ -40,7 +40,7 @@ public:
     static void bringToFront(QWindow &window);
 
 private Q_SLOTS:
-    // AlertView's signal.
+    // Receives AlertView's signal.
     void answer(int button);
 
 private:
@@ -53,7 +53,7 @@ private:
 
     Platform::Command reveal_;
     QPointer<QQuickWindow> window_;
-    QList<Question> questions_;                // `alert_` shows the first
+    QList<Question> questions_;                // oldest first; `alert_` shows the oldest
     QPointer<QObject> alert_;                  // an AlertView
     std::unique_ptr<ActivationTokens> tokens_; // under Wayland, while there is a window
     int starts_ = 0;

@@ -7,12 +7,12 @@ Flickable {
     id: scroller
 
     property bool followsFocus: true
-    // The height of a line if the content is a text, which scrolls by whole lines; otherwise 0.
+    // The height of a line for a text, which scrolls by whole lines; 0 for other content.
     property real line: 0
     readonly property real lastY: Math.max(0, contentHeight - height)
 
     readonly property Item focused: followsFocus ? Window.activeFocusItem : null
-    // An item to show with the next frame, when every item has its position.
+    // The item to show with the next frame, when every item has its position.
     property Item revealed: null
 
     function scrollTo(y) {
@@ -24,7 +24,7 @@ Flickable {
         Window.window.update();
     }
 
-    // Scrolls to the whole item, or to the whole of a scrolled part around the item.
+    // Scrolls until the whole item is in sight, or the whole clipped part that the item lies in.
     function show(item: Item) {
         const margin = 12;
         let seen = item;
@@ -71,7 +71,7 @@ Flickable {
             scrollTo(pages[event.key]);
     }
 
-    // Hidden while everything is in sight.
+    // Hidden if everything is in sight.
     T.ScrollBar.vertical: T.ScrollBar {
         id: bar
 
@@ -91,7 +91,7 @@ Flickable {
         }
     }
 
-    // Lies on top, because buttons keep the events that they handle.
+    // Lies on top, because buttons do not pass on the events that they handle.
     Item {
         parent: scroller
         anchors.fill: parent

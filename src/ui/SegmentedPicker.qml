@@ -4,7 +4,7 @@ import QtQuick
 import QtQuick.Templates as T
 import Brindle
 
-// Lets the player choose one of a few options, in one row or, where that has no room, in several.
+// Lets the player choose one of a few options, in one row, or in several if one has no room.
 Column {
     id: picker
 
@@ -13,10 +13,10 @@ Column {
     required property int current
     signal picked(int index)
 
-    // The width of all options in one row.
+    // The width for all options in one row.
     readonly property real naturalWidth: Math.ceil(texts + options.length * track.least + 2 * track.inset)
 
-    // The width of all texts.
+    // The width of all texts together.
     readonly property real texts: {
         let sum = 0;
         for (let i = 0; i < segments.count; ++i)
@@ -46,9 +46,9 @@ Column {
         id: track
 
         readonly property real inset: 2
-        // A segment's smallest padding, for both sides.
+        // A segment's smallest padding, left and right together.
         readonly property real least: 12
-        // The padding that fills the row.
+        // The padding with which the segments fill the row.
         readonly property real spare: (width - 2 * inset - picker.texts) / picker.options.length
 
         width: picker.width
@@ -60,7 +60,7 @@ Column {
             id: flow
             x: track.inset
             y: track.inset
-            // A rounded fraction must not wrap the last segment.
+            // With half a pixel more, rounding does not wrap the last segment.
             width: parent.width - 2 * track.inset + 0.5
 
             Repeater {
@@ -77,12 +77,12 @@ Column {
                     objectName: "segment " + modelData
                     width: implicitContentWidth + Math.max(track.spare, track.least)
                     height: Theme.buttonHeight
-                    // The focus ring covers the neighbours.
+                    // Let the focus ring cover the neighbours.
                     z: activeFocus ? 1 : 0
                     text: modelData
                     hoverEnabled: true
                     checked: current // for screen readers
-                    // The Tab key stops once. The arrows move on from there.
+                    // The Tab key stops here once; the arrow keys move on.
                     focusPolicy: current ? Qt.StrongFocus : Qt.ClickFocus
                     onClicked: picker.picked(index)
                     Keys.onRightPressed: picker.choose(index + 1)

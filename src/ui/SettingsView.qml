@@ -1,7 +1,7 @@
 import QtQuick
 import Brindle
 
-// How the game is started, and the upkeep of the downloaded files.
+// Sets how the game starts, and updates or removes the downloaded files.
 SheetView {
     id: view
 
@@ -10,10 +10,10 @@ SheetView {
     title: "Settings"
     closeText: "Done"
     spacing: 12
-    // Wider only where the desktop's font makes the resolutions wider.
+    // Grows only if the desktop's font makes the resolutions wider.
     implicitWidth: Math.max(420, resolutions.naturalWidth + 2 * padding)
 
-    // Follows a running download.
+    // Measure again and again, to follow a running download.
     Timer {
         interval: 2000
         running: true

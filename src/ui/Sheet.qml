@@ -6,12 +6,12 @@ import Brindle
 T.Popup {
     id: sheet
 
-    // A SheetView, which exists only while the sheet is visible.
+    // Creates the SheetView, which exists only while the sheet is visible.
     required property Component content
     readonly property Item view: loader.item
     property real slide: 0
 
-    // Gives positioners the size that they would get with the next frame.
+    // Gives positioners at once the size that they would get with the next frame.
     function layOut(item) {
         for (let i = 0; i < item.children.length; ++i)
             layOut(item.children[i]);
@@ -27,7 +27,7 @@ T.Popup {
     focus: true
     closePolicy: T.Popup.NoAutoClose
 
-    // Not deferred, because the sizes above need the view at once.
+    // Do not defer the view, because the sizes above need it at once.
     contentItem: Loader { // qmllint disable deferred-property-id
         id: loader
         active: sheet.visible

@@ -1,16 +1,16 @@
 import QtQuick
 import Brindle
 
-// The content of a sheet: a column that begins with the title, and a fixed row below it. The column
-// scrolls where it has too little height. Escape dismisses the sheet.
+// The content of a sheet: a column that begins with the title, and a fixed row below. The column
+// scrolls if it lacks height. Escape dismisses the sheet.
 FocusScope {
     id: view
 
     required property string title
-    // The text of a button at the right of the row, which dismisses the sheet. Return presses the
-    // button, whatever has the focus.
+    // The text of the button that dismisses the sheet, at the row's right end. Return presses this
+    // button wherever the focus is.
     property string closeText
-    // Escape does nothing while this is true.
+    // While true, Escape does nothing.
     property bool guarded: false
     default property alias contents: column.data
     property alias heading: heading
@@ -19,11 +19,11 @@ FocusScope {
     property real padding: 20
     // The distance between the column and the row below.
     property real gap: spacing
-    // The column's height in sight.
+    // The height of the column's visible part.
     readonly property real room: footer.y - padding - gap
     signal dismissed()
 
-    // Not later, which would lay out the content twice.
+    // Set at once: a later width would lay out the content twice.
     width: implicitWidth
     implicitHeight: Math.ceil(column.height + gap + footer.height + 2 * padding)
     focus: true

@@ -15,7 +15,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-// A request is one line: the permission to come to the front. An answer is one line.
+// Request and answer are one line each. The request is the permission to come to the front.
 constexpr qint64 maxRequest = 256;
 const auto shownAnswer = "shown\n"_ba;
 constexpr int retryInterval = 20; // milliseconds
@@ -38,7 +38,7 @@ SingleInstance::Role SingleInstance::claim(const QByteArray &permission, int pat
     try {
         Files::createFolder(folder_);
     } catch (const SystemError &) {
-        // Ignored: no lock can be had then.
+        // Ignored: without the folder the lock is unavailable, so this process is the first.
     }
     const QDeadlineTimer deadline(patience);
     while (true) {
@@ -52,7 +52,7 @@ SingleInstance::Role SingleInstance::claim(const QByteArray &permission, int pat
         if (deadline.hasExpired()) {
             return Role::unanswered;
         }
-        // The first launcher does not listen yet, or no longer.
+        // The first launcher does not listen yet, or has stopped listening.
         QThread::msleep(retryInterval);
     }
 }
@@ -78,7 +78,7 @@ bool SingleInstance::askFirst(const QByteArray &request, int patience)
 
 void SingleInstance::listen()
 {
-    // This process has the lock, so nobody else listens there.
+    // This process has the lock, so the socket is a dead launcher's.
     QLocalServer::removeServer(socket_);
     server_.setSocketOptions(QLocalServer::UserAccessOption);
     server_.setListenBacklogSize(backlog);

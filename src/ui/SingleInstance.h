@@ -10,9 +10,9 @@ namespace brindle {
 /// Lets a user run one launcher per storage root at a time. The first launcher holds a lock and
 /// listens on a local socket; each later one asks it to show its window. Main thread only.
 ///
-/// Lock and socket are hidden files beside the storage root: every session of the user finds them
-/// there, and they outlast the removal of the root. A launcher whose socket's path would be too
-/// long for the system (108 bytes on Linux) answers nobody.
+/// Lock and socket are hidden files beside the storage root. Every session of the user finds them
+/// there, and they survive the removal of the root. If the socket's path is too long for the system
+/// (108 bytes on Linux), the launcher answers nobody.
 class SingleInstance : public QObject
 {
     Q_OBJECT
@@ -20,27 +20,26 @@ class SingleInstance : public QObject
 public:
     enum class Role {
         first,     ///< this process is the launcher
-        second,    ///< another process is, and has shown its window
-        unanswered ///< another process is, and does not answer
+        second,    ///< another launcher runs, and has shown its window
+        unanswered ///< another launcher runs, but does not answer
     };
 
     explicit SingleInstance(const QString &storageRoot);
 
-    /// Finds out the role of this process. Makes the folder of the storage root if it is missing;
-    /// where that folder can't be used, every process is the first. Waits for a launcher that
-    /// starts or ends, for `patience` milliseconds. Blocks; needs no application.
-    /// @param permission handed to the first launcher: the desktop's permission to come to the
-    /// front; may be empty.
+    /// Finds out the role of this process. Makes a missing folder for the storage root. If that
+    /// folder can't be used, every process is the first. Waits up to `patience` milliseconds for a
+    /// launcher that starts or ends. Blocks; needs no application.
+    /// @param permission the desktop's permission to come to the front, passed to the first
+    /// launcher; may be empty.
     Role claim(const QByteArray &permission, int patience = 10'000);
 
-    /// Begins to answer later launchers. Needs an application and the role `first`.
+    /// Starts to answer later launchers. Needs an application and the role `first`.
     void listen();
     /// Stops answering but keeps the lock: later launchers wait until this process has ended.
     void stopListening() { server_.close(); }
 
 Q_SIGNALS:
-    /// A later launcher asks for the window. The text is printable ASCII of at most 255 bytes, or
-    /// empty.
+    /// A later launcher asks for the window. `permission` is at most 255 bytes of printable ASCII.
     void windowRequested(const QByteArray &permission);
 
 private:

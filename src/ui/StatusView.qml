@@ -47,11 +47,11 @@ Column {
             anchors.verticalCenter: parent.verticalCenter
             content: DisplayText.phaseTitle(view.model.phase)
             font: Theme.headline
-            // Screen readers get the row's name, and an announcement of title and message.
+            // Screen readers find the row's name, and hear title and message announced.
             Accessible.ignored: true
             Accessible.role: Accessible.Notification
             Accessible.description: needs.text
-            // Once for both, if they change together.
+            // If both change together, this announces once.
             Accessible.onNameChanged: Qt.callLater(Accessibility.announce, title) // qmllint disable
             Accessible.onDescriptionChanged: Qt.callLater(Accessibility.announce, title) // qmllint disable
         }
@@ -80,7 +80,7 @@ Column {
             value: view.model.progress
             Accessible.description: DisplayText.of(view.model.timeLeft)
         }
-        // One line, or two where one has no room.
+        // One line, or two if one is too long.
         Grid {
             anchors.horizontalCenter: parent.horizontalCenter
             horizontalItemAlignment: Grid.AlignHCenter
@@ -104,7 +104,7 @@ Column {
                 visible: text !== ""
                 content: view.model.timeLeft
                 font: Theme.caption
-                // Screen readers get the bar's description.
+                // Screen readers find this text in the bar's description.
                 Accessible.ignored: true
             }
         }

@@ -25,14 +25,14 @@ namespace {
 const auto portal = u"org.freedesktop.portal.Desktop"_s;
 const auto portalPath = u"/org/freedesktop/portal/desktop"_s;
 const auto settings = u"org.freedesktop.portal.Settings"_s;
-// Each is a group and a key.
+// The portal's settings, each a group and a key.
 const auto scheme = u"org.freedesktop.appearance color-scheme"_s;
 const auto accentColour = u"org.freedesktop.appearance accent-color"_s;
 const auto fontName = u"org.gnome.desktop.interface font-name"_s;
 const auto textScale = u"org.gnome.desktop.interface text-scaling-factor"_s;
 const auto animations = u"org.gnome.desktop.interface enable-animations"_s;
 
-/// Reads red, green and blue, each from 0 to 1. Returns an invalid colour for any other value.
+/// Reads red, green and blue, each from 0 to 1. Returns an invalid colour for other values.
 QColor toColour(const QVariant &value)
 {
     const auto shares = value.value<QDBusArgument>();
@@ -57,7 +57,7 @@ SystemStyle::SystemStyle() : keys_{scheme, accentColour}
         keys_ << fontName << textScale << animations;
     }
     qGuiApp->installEventFilter(this);
-    qRegisterMetaType<QDBusVariant>(); // Qt (6.4) connects no unknown type
+    qRegisterMetaType<QDBusVariant>(); // Qt 6.4 connects only registered types
     askPortal(this);
 }
 
@@ -78,7 +78,8 @@ QCoro::Task<> SystemStyle::askPortal(QPointer<SystemStyle> self)
         bus.connect(portal, portalPath, settings, u"SettingChanged"_s, self.data(),
                     SLOT(hear(QString, QString, QDBusVariant)));
         const QStringList keys = self->keys_;
-        // Debian 12's portal lacks ReadOne, and ReadAll mixes the answers of several desktops.
+        // Read one by one: Debian 12's portal lacks ReadOne, and ReadAll mixes several desktops'
+        // answers.
         for (const QString &key : keys) {
             auto read = QDBusMessage::createMethodCall(portal, portalPath, settings, u"Read"_s);
             const QDBusMessage reply =
@@ -117,7 +118,7 @@ bool SystemStyle::eventFilter(QObject *watched, QEvent *event)
 
 bool SystemStyle::isDark() const
 {
-    // 1 is dark and 2 is light. Any other value leaves it to Qt.
+    // 1 is dark, 2 is light. With other values Qt's palette decides.
     const uint chosen = chosen_.value(scheme).toUInt();
     if (chosen == 1 || chosen == 2) {
         return chosen == 1;
@@ -135,12 +136,12 @@ QColor SystemStyle::accent() const
     const QPalette palette = QGuiApplication::palette();
     QColor named = palette.color(QPalette::Active, QPalette::Highlight);
 #if QT_VERSION >= QT_VERSION_CHECK(6, 6, 0)
-    // Qt does not read KDE's accent colour, and returns black.
+    // Qt can't read KDE's accent colour, and returns black.
     if (const QColor own = palette.color(QPalette::Active, QPalette::Accent); own != Qt::black) {
         named = own;
     }
 #endif
-    // Qt returns these colours on a desktop without an accent colour.
+    // These are Qt's own colours, for a desktop without an accent colour.
     return named == QColor(Qt::darkBlue) || named == QColor(48, 140, 198) ? QColor() : named;
 }
 
@@ -163,8 +164,8 @@ void SystemStyle::colourTitleBars(const QColor &ground, const QColor &text)
     isColouring_ = true;
     QGuiApplication::setPalette(palette);
     isColouring_ = false;
-    // Qt (6.4) reads the colours when it makes a title bar, so make it again. A window without
-    // margins has the compositor's title bar, and Qt would add a second. Newer versions of Qt take
+    // Qt 6.4 reads the colours only when it makes a title bar, so make it again. A window without
+    // margins has the compositor's title bar, and Qt would add a second. Newer versions take
     // GNOME's colours by themselves.
     const QWindowList windows = QGuiApplication::topLevelWindows();
     for (QWindow *window : windows) {
@@ -179,7 +180,7 @@ void SystemStyle::colourTitleBars(const QColor &ground, const QColor &text)
 QFont SystemStyle::font() const
 {
     QFont font = QGuiApplication::font();
-    // GNOME's text for a font: family, perhaps a style, and the size in points.
+    // GNOME's name of a font has a family, perhaps a style, and a size in points.
     const QString named = chosen_.value(fontName).toString();
     const double points = named.section(u' ', -1).toDouble();
     QString family = named.section(u' ', 0, -2);

@@ -15,7 +15,7 @@
 namespace brindle {
 
 /// The desktop's style for windows: dark or light, accent colour, fonts, motion. Asks the desktop's
-/// portal for GNOME's choices, because Qt (6.8) does not. Main thread only.
+/// portal for GNOME's choices, which Qt (6.8) does not read. Main thread only.
 class SystemStyle : public QObject
 {
     Q_OBJECT
@@ -43,7 +43,7 @@ public:
     QFont font() const;
     static QString monospacedFamily();
 
-    /// Gives these colours to the title bars that Qt draws under Wayland.
+    /// Colours the title bars that Qt draws under Wayland.
     Q_INVOKABLE void colourTitleBars(const QColor &ground, const QColor &text);
 
 Q_SIGNALS:
@@ -64,7 +64,7 @@ private:
     QStringList keys_;   // the portal's keys that this desktop uses
     QVariantMap chosen_; // the portal's values
     bool isAnswered_ = false;
-    bool isColouring_ = false;               // Qt also reports our own change of the palette
+    bool isColouring_ = false;               // true during our own change of the palette
     std::optional<QPalette> desktopPalette_; // before the title bars were coloured
 };
 

@@ -4,7 +4,7 @@ import QtQuick
 import QtQuick.Templates as T
 import Brindle
 
-// The menu of a text that can be selected.
+// The context menu of a selectable text.
 T.Menu {
     id: menu
 

@@ -1,7 +1,7 @@
 import QtQuick
 import Brindle
 
-// A box of monospaced text that scrolls and can be selected, but not changed.
+// Shows monospaced text in a box, for scrolling and selecting, but not editing.
 Item {
     id: pane
 
@@ -10,8 +10,8 @@ Item {
     property string text
     readonly property alias edit: edit
     readonly property alias scroller: scroller
-    // The pane follows its end until the player scrolls away. This is no binding, because reading
-    // the height could scroll.
+    // True while the pane follows its end, until the player scrolls away. Not a binding, because
+    // reading the height could scroll.
     property bool atEnd: true
 
     function look() {
@@ -28,7 +28,7 @@ Item {
         look();
     }
 
-    // Lets a selection by keyboard begin in sight.
+    // Moves the cursor into sight, so that a selection by keyboard begins there.
     function beginInSight() {
         const top = edit.cursorRectangle.y;
         if (top < scroller.contentY || top + edit.cursorRectangle.height > scroller.contentY + scroller.height)
@@ -44,7 +44,7 @@ Item {
 
     Scroller {
         id: scroller
-        // Whole lines, clear of the edge.
+        // Shows whole lines, clear of the edge.
         x: 1
         y: Math.round((parent.height - height) / 2)
         width: parent.width - 2

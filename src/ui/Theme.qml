@@ -26,33 +26,33 @@ QtObject {
         const chosen = SystemStyle.accent.valid ? SystemStyle.accent : own;
         return standingOut(standingOut(chosen, window, 3), sheet, 3);
     }
-    // Steps away from the colour of the text on the accent.
+    // The accent colour for hovered and pressed buttons, farther from the text's colour.
     readonly property color accentHover: mixed(accent, awayFromText, 0.1)
     readonly property color accentDown: mixed(accent, awayFromText, 0.24)
     readonly property color awayFromText: Qt.colorEqual(accentText, white) ? black : white
     // The accent colour as a line or a bar, on the window, a box or a track.
     readonly property color accentLine: standingOut(accent, mixed(window, track, track.a), 4)
-    // White, as on most desktops, wherever large or bold text can be read.
+    // White, as on most desktops, if large or bold text stays readable.
     readonly property color accentText: contrast(accent, white) >= 3 ? white : black
 
-    // A layer over the window, and the shade on the window below it.
+    // Colours of a sheet over the window, and of the shade on the window below.
     readonly property color sheet: pick("#fbfbfc", "#28282d")
     readonly property color dim: pick("#66000000", "#99000000")
-    // Fill of a box on the window.
+    // The fill of a box on the window.
     readonly property color box: Qt.alpha(secondary, 0.1)
-    // Fill and edge behind scrolled text.
+    // The fill and the edge of a text pane.
     readonly property color pane: Qt.rgba(0, 0, 0, 0.06)
     readonly property color paneEdge: pick("#1f000000", "#4dffffff")
     readonly property color hairline: pick("#1a000000", "#24ffffff")
     readonly property color errorFrame: Qt.alpha(red, 0.5)
-    // Fills of quiet controls, a step from the colour below.
+    // Fills of quiet controls, slightly darker or lighter than the colour below.
     readonly property color face: Qt.alpha(text, 0.085)
     readonly property color faceHover: Qt.alpha(text, 0.13)
     readonly property color faceDown: Qt.alpha(text, 0.2)
     readonly property color faceOff: Qt.alpha(text, 0.04)
     readonly property color dangerHover: Qt.alpha(red, 0.08)
     readonly property color dangerDown: Qt.alpha(red, 0.13)
-    // The chosen segment, raised out of its track.
+    // The chosen segment of a picker, raised out of its track.
     readonly property color track: Qt.alpha(text, 0.09)
     readonly property color chosen: pick("#ffffff", "#5c5c64")
     readonly property color chosenDown: pick("#e8e8ec", "#6d6d76")
@@ -82,14 +82,14 @@ QtObject {
         "weight": Font.Medium,
         "preferShaping": false
     })
-    // The smallest size up to a default font of 15 pixels (11 points), which desktops begin with.
+    // The smallest size, as long as the default font has at most 15 pixels (11 points, as usual).
     readonly property font monospaced: Qt.font({
         "family": SystemStyle.monospacedFamily,
         "pixelSize": Math.round(smallestText * Math.max(1, SystemStyle.font.pixelSize / 15))
     })
 
     property bool still: SystemStyle.still
-    // Milliseconds of a change.
+    // The duration of an animation in milliseconds.
     readonly property int duration: still ? 0 : 160
 
     // Spacings.
@@ -111,13 +111,13 @@ QtObject {
         });
     }
 
-    // Returns the opaque mix of a colour and a share of the other.
+    // Returns an opaque mix of two colours, with `share` of the second.
     function mixed(colour: color, other: color, share: real): color {
         const mix = (a, b) => a + (b - a) * share;
         return Qt.rgba(mix(colour.r, other.r), mix(colour.g, other.g), mix(colour.b, other.b), 1);
     }
 
-    // Moves a colour towards the text's until it contrasts enough.
+    // Moves a colour towards the text's colour until the contrast is enough.
     function standingOut(colour: color, below: color, least: real): color {
         let seen = mixed(colour, colour, 0);
         for (let step = 1; contrast(seen, below) < least && step <= 20; ++step)

@@ -1,4 +1,4 @@
-// brindle: the launcher. It has no options.
+// brindle: starts the launcher, or shows the running one. Has no options.
 
 #include "base/Clock.h"
 #include "base/Threads.h"
@@ -21,7 +21,7 @@ using namespace brindle;
 
 namespace {
 
-/// Returns the folder of the helper programs: the installed one, or this program's.
+/// Returns the folder of the helper programs: the installed folder, or this program's own.
 QString privatePrograms()
 {
     const QString own = QCoreApplication::applicationDirPath();
@@ -35,7 +35,7 @@ QString privatePrograms()
 int main(int argc, char *argv[])
 {
     const QByteArray permission = ActivationTokens::given();
-    // Games must not inherit the token, nor libwayland see an unusable one.
+    // Games must not inherit the token, and libwayland must not see an unusable one.
     qunsetenv("XDG_ACTIVATION_TOKEN");
     SingleInstance instance(Paths::root());
     switch (instance.claim(permission)) {
@@ -79,9 +79,9 @@ int main(int argc, char *argv[])
     QObject::connect(&instance, &SingleInstance::windowRequested, &launcher, &BrindleApp::open);
     QObject::connect(&launcher, &BrindleApp::ending, &instance, &SingleInstance::stopListening);
     onTerminationSignal(&launcher, [&launcher] { launcher.forceQuit(); });
-    qunsetenv("DESKTOP_STARTUP_ID"); // Qt's X11 plugin has read it
+    qunsetenv("DESKTOP_STARTUP_ID"); // now that Qt's X11 plugin has read it
     launcher.open(permission);
-    // Run after the first frame, which must not wait.
+    // Run after the first frame, not to delay it.
     QTimer::singleShot(0, &launcher, [] {
         Threads::start([] { StagingFolder::clearLeftovers(QDir::tempPath(), Paths::root()); });
     });
