@@ -16,7 +16,7 @@ namespace brindle {
 
 namespace {
 
-/// Returns the running system's platform, or macOS's with stand-ins for its tools.
+/// Returns the running system's platform, or macOS's row with stand-ins for its tools.
 Platform row(const QTemporaryDir &folder)
 {
     if (qEnvironmentVariable("BRINDLE_TEST_PLATFORM") == u"macOS") {
@@ -85,7 +85,7 @@ void ModelFixture::waitUntilIdle(int seconds)
 
 QStringList ModelFixture::leftovers() const
 {
-    WorkerHold().open(); // the deletion may still run
+    WorkerHold().open(); // waits for the deletion
     return Files::names(temporaryFolder());
 }
 

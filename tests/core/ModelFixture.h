@@ -12,7 +12,7 @@
 
 namespace brindle {
 
-/// Records the model's requests and answers as the test says.
+/// Records the model's requests, and answers them as the test wants.
 class RecordingDesktop final : public Desktop
 {
 public:
@@ -27,7 +27,7 @@ public:
         }
         co_return answer;
     }
-    /// Answers an open alert; the oldest is the first.
+    /// Answers an open alert. Index 0 is the oldest.
     void press(int button, qsizetype index = 0)
     {
         const auto pressed = open.takeAt(index);
@@ -53,14 +53,14 @@ public:
     QStringList copied;
     QList<QUrl> opened;
     int askedStarts = 0;
-    bool permitsStarts = true; ///< false: never answers
-    int answer = 0;            ///< button of every alert
+    bool permitsStarts = true; ///< false: requests get no answer
+    int answer = 0;            ///< the button pressed in every alert
     bool waits = false;        ///< alerts stay open until `press`
     QList<std::shared_ptr<QPromise<int>>> open;
 };
 
-/// A model whose storage, temporary folder and settings lie in a folder that is deleted with the
-/// fixture. Change the public parts before the first call of `model`.
+/// Makes a model whose storage, temporary folder and settings lie in a folder of the fixture's own.
+/// Change the public parts before the first call of `model`.
 class ModelFixture
 {
     QTemporaryDir folder_; // first, because the public parts lie in it
@@ -71,9 +71,9 @@ public:
     ModelFixture(const ModelFixture &) = delete;
     ModelFixture &operator=(const ModelFixture &) = delete;
 
-    /// Returns the model, which has looked for the game. Makes it on first use.
+    /// Returns the model, after its first search for the game. The first call makes the model.
     AppModel &model();
-    /// Returns the model without waiting for that look.
+    /// Returns the model without waiting for its search.
     AppModel &modelAtStart();
     /// Returns the parts for another model.
     Dependencies parts() const;
@@ -94,12 +94,13 @@ public:
     QStringList leftovers() const;
 
     /// Returns an engine as a shell script. An import exits with `importExit`. A game writes its
-    /// arguments, one a line, into "play arguments" in the project folder, makes the FIFO "finish"
-    /// there, prints "engine is playing", and exits with the code that is written into the FIFO.
+    /// arguments, one per line, into "play arguments" in the project folder, makes the FIFO
+    /// "finish" there and prints "engine is playing". It exits with the code that a test writes
+    /// into the FIFO.
     static QByteArray engineScript(int importExit = 0);
     /// Writes the files of a finished setup. The engine is the shell script `engine`.
     void installByHand(const QByteArray &engine = engineScript());
-    /// Ends the playing engine script with a code.
+    /// Makes the playing engine script exit with a code.
     void finishGame(int code) const;
 
     std::shared_ptr<RecordingDesktop> desktop = std::make_shared<RecordingDesktop>();
@@ -113,7 +114,7 @@ private:
     std::unique_ptr<AppModel> model_;
 };
 
-/// A model with a release host and a manual clock. The host offers a game, two add-ons and an
+/// Adds a release host and a manual clock to the model. The host offers a game, two add-ons and an
 /// engine script.
 class PipelineFixture : public ModelFixture
 {
@@ -121,16 +122,16 @@ public:
     PipelineFixture();
     ~PipelineFixture() { restart(); }
 
-    /// @param feature one more feature of the project.
+    /// @param feature an additional feature of the project.
     static QByteArray projectFile(const QByteArray &version = QByteArrayLiteral("4.3"),
                                   const QByteArray &feature = {});
-    /// Offers a game with more files: content by path.
+    /// Offers a game. `extra` maps the paths of more files to their content.
     void offerGame(const QByteArray &project = projectFile(),
                    const QMap<QString, QByteArray> &extra = {});
     void offerEngine(const QByteArray &script, const QString &version = QStringLiteral("4.3"),
                      bool mono = false);
 
-    /// Lists two add-ons on the host.
+    /// Returns a ".gitmodules" file with two add-ons on the host.
     QByteArray gitmodules() const;
 
     /// Runs the pipeline without launch and serves events until it has ended.
@@ -142,13 +143,13 @@ public:
     /// Serves events until the log holds a line that contains the text.
     void waitForLine(const QString &text);
     bool logHas(const QString &line) { return model().log.lines().contains(line); }
-    /// Ends the game with a code after a running time in seconds.
+    /// Ends the game after a running time in seconds. The game exits with `code`.
     void finish(double seconds, int code);
-    /// Lets the time for the last lines pass and serves events until no task runs.
+    /// Lets the time for the last lines pass, then serves events until no task runs.
     void passTheEnd();
-    /// Never answers a path. A request sets `stalled`.
+    /// Makes the host never answer a path. A request for it sets `stalled`.
     void stall(const QString &path);
-    /// Answers a path with a status.
+    /// Makes the host answer a path with a status.
     void refuse(const QString &path, int status);
 
     ReleaseHost host;

@@ -89,7 +89,7 @@ private Q_SLOTS:
             model().setFullscreen(i % 2 == 1);
             model().setResolution(choice);
             QCOMPARE(model().resolution(), choice);
-            // The default is stored as well.
+            // The default choice is stored, too.
             QCOMPARE(readFile(fixture_->settingsFile()),
                      QByteArray("[General]\nfullscreen=") + (i % 2 == 1 ? "true" : "false") +
                          "\nresolution=" + resolutions.at(i).toUtf8() + "\n");
@@ -98,7 +98,7 @@ private Q_SLOTS:
 
     void reportsUnsavedSettings()
     {
-        model().setFullscreen(false); // makes the file
+        model().setFullscreen(false); // this makes the settings file
         {
             SystemCalls calls;
             calls.before = [&](const QString &line) {
@@ -145,7 +145,7 @@ private Q_SLOTS:
         QTest::newRow("good") << saved.toJson() << saved;
         QTest::newRow("no JSON") << QByteArray("{\"name\":") << ProjectInfo::placeholder;
         QTest::newRow("missing key") << QByteArray("{\"name\":\"x\"}") << ProjectInfo::placeholder;
-        // Not even the administrator can read a folder.
+        // Nobody can read a folder like a file.
         QTest::newRow("a folder") << QByteArray("/") << ProjectInfo::placeholder;
     }
     void readsTheSavedDescription()
@@ -277,7 +277,7 @@ private Q_SLOTS:
         const QSignalSpy before(&model(), &AppModel::willChange);
         const QSignalSpy after(&model(), &AppModel::changed);
         model().show(all);
-        model().show(all); // the same status once more
+        model().show(all); // the status is the same
         QCOMPARE(before.size(), 1);
         QCOMPARE(after.size(), 1);
         for (const auto &[name, value] : fields) {
@@ -356,7 +356,7 @@ private Q_SLOTS:
         QCOMPARE(model().storageSize(), u"Zero KB"_s);
         fixture_->installByHand();
         model().measureStorage();
-        QCOMPARE(model().storageSize(), u"Zero KB"_s); // the old figure stays meanwhile
+        QCOMPARE(model().storageSize(), u"Zero KB"_s); // the old figure stays during a measurement
         spinUntil([&] { return changed.size() == 2; });
         QCOMPARE(model().storageSize(), Text::byteCount(Paths::folderSize(fixture_->root())));
         QVERIFY(model().storageSize() !=
@@ -392,7 +392,7 @@ private Q_SLOTS:
         other.reset();
         box.set(u"too late"_s);
         progress(1, 2, 3);
-        // The next model does not change either.
+        // The late calls must not change the next model, either.
         QSignalSpy changes(&model(), &AppModel::willChange);
         serveEvents();
         QCOMPARE(changes.size(), 0);

@@ -81,7 +81,7 @@ private Q_SLOTS:
         QFETCH(const bool, again);
         fixture_->installByHand();
         QDir(fixture_->root(u"Engine"_s)).removeRecursively();
-        model(); // its first look takes a worker
+        model(); // its first search takes a worker
         WorkerHold workers;
         model().startWork(true);
         serveEvents();
@@ -164,8 +164,8 @@ private Q_SLOTS:
     {
         QFETCH(const double, seconds);
         QFETCH(const bool, endsWell);
-        // A game that exits with 0 on request, as many games do. Its loop is short, because the
-        // shell runs the trap between two commands.
+        // On request this game exits with 0, as many games do. It sleeps briefly, because a shell
+        // runs a trap only between two commands.
         fixture_->installByHand(
             endsWell ? QByteArray("#!/bin/sh\ntrap 'exit 0' TERM\necho engine is playing\n"
                                   "while :; do sleep 0.01; done\n")

@@ -84,7 +84,7 @@ private Q_SLOTS:
         QCoreApplication::processEvents();
         const auto work = model().work();
         QVERIFY(work);
-        QCOMPARE(model().state(), AppState::ready()); // although it is measuring
+        QCOMPARE(model().state(), AppState::ready()); // while the removal measures
         model().play();
         model().updateGame();
         model().reinstall();
@@ -156,7 +156,7 @@ private Q_SLOTS:
         QCOMPARE(model().log.lines(), QStringList{u"kept"_s});
         QVERIFY(exists("Game/old.txt"));
         QCOMPARE(Files::names(root), files);
-        // The next task is asked about again.
+        // The next task needs a question again.
         model().updateGame();
         QVERIFY(!model().confirmQuit());
         QCOMPARE(desktop().alerts.last().message, u"A download is still running"_s);
@@ -172,7 +172,7 @@ private Q_SLOTS:
         model().removeEverything();
         QVERIFY(model().removing());
         QCoreApplication::processEvents();
-        workers.letPass(); // the measurement
+        workers.letPass(); // finishes the measurement
         spinUntil([&] { return !desktop().open.isEmpty(); });
         QVERIFY(!model().removing());
         desktop().press(0);
@@ -290,7 +290,7 @@ private Q_SLOTS:
         fixture_->stall(ReleaseHost::gamePath());
         model().updateGame();
         desktop().waits = true;
-        // An open notice delays neither its action nor the question.
+        // An open notice delays neither the removal nor its question.
         QDir(fixture_->saves()).removeRecursively();
         model().showSaves();
         QCOMPARE(desktop().open.size(), 1);

@@ -44,11 +44,11 @@ private Q_SLOTS:
                 QVERIFY(!model().progress());
             }
             if (model().stepText() == u"Step 1 of 3 · Fetching add-ons"_s) {
-                writeFile(fixture_->project() + u"/addons/three"_s, {}); // read afterwards
+                writeFile(fixture_->project() + u"/addons/three"_s, {}); // read later
             }
         });
         fixture_->playUntilOpen();
-        // One connection to the code host and to each of its two redirection targets.
+        // One connection to the code host, and one to each of the two hosts behind its redirects.
         QCOMPARE(fixture_->host.connectionCount(), 3);
         QCOMPARE(model().state(), AppState::starting());
         fixture_->clock->advance(Clock::Duration(10));
@@ -408,7 +408,7 @@ private Q_SLOTS:
         fixture_->clock->advance(Clock::Duration(0.19));
         serveEvents();
         QCOMPARE(model().state(), AppState::starting());
-        // The game has ended by itself; Stop comes too late to change that.
+        // The game has already ended by itself, so Stop comes too late.
         model().cancel();
         QVERIFY(model().runner.userStopped());
         fixture_->clock->advance(Clock::Duration(0.02));
@@ -419,7 +419,7 @@ private Q_SLOTS:
 
     void aReportShowsTheLastThirtyLines()
     {
-        // More than the log takes in the time that its last lines get.
+        // These lines are more than the log can take in the time for the last lines.
         fixture_->installByHand("#!/bin/sh\nseq 20000\necho 'Parse Error: x' >&2\nexit 3\n");
         model().startWork(true);
         fixture_->passTheEnd();

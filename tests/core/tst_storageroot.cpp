@@ -113,7 +113,7 @@ private Q_SLOTS:
         fixture_->waitUntilIdle(5);
         QCOMPARE(model().log.lines().last(), u"• Cancelled"_s);
         goesOn.release(10);
-        WorkerHold().open(); // waits for the worker
+        WorkerHold().open(); // waits for the workers
         QVERIFY(!QFileInfo::exists(fixture_->root(marker)));
         QCOMPARE(QFileInfo::exists(fixture_->root(u"unfinished"_s)), synced.isEmpty());
         fixture_->setUp();

@@ -46,7 +46,7 @@ QList<Row> usual()
           {"repo-main/link", "plain.txt", link777},
           {"repo-main/addons/empty/", {}},
           {"repo-main/na\xc3\xafve/\xf0\x9f\x8e\xae.txt", "game", file644}},
-         {.comment = "0123456789abcdef0123456789abcdef01234567"}}, // the commit
+         {.comment = "0123456789abcdef0123456789abcdef01234567"}}, // a commit's number
         {"bundle with links",
          {{"Godot.app/Contents/MacOS/Godot", QByteArray(300'000, 'x'), file755, true},
           {"Godot.app/Contents/A/B", "b", file644},
@@ -59,7 +59,7 @@ QList<Row> usual()
         {"program", {{"Godot_v4.3-stable_linux.x86_64", text, file755, true}}},
         {"sizes behind the data",
          {{.name = "x", .content = text, .mode = file644, .deflated = true, .descriptor = true}}},
-        {"packed size behind the data", // the size is known beforehand
+        {"packed size behind the data", // the unpacked size is in the local header
          {{.name = "x",
            .content = text,
            .mode = file644,
@@ -87,7 +87,7 @@ QList<Row> usual()
 
 QList<Row> odd()
 {
-    // Space that aligns data.
+    // An extra field that aligns the data.
     const QByteArray alignment = QByteArray("\x35\xd9\x10\x00", 4) + QByteArray(16, 0);
     Entry twoNames = file("caf\x82", RawZip::unicodePath("caf\x82", "caf\xc3\xa9"));
     twoNames.flags = 0; // the name is in code page 437
@@ -109,7 +109,7 @@ QList<Row> odd()
          {file("x")},
          {.prefix = "#!/bin/sh\nexec unzip \"$0\"\n"}},
         {"longest comment", {file("x")}, {.comment = QByteArray(0xFFFF, 'c')}},
-        // Its end record is in sight of the real one.
+        // The inner end record lies within the range of the search for the real one.
         {"archive in the archive", {{"x.zip", RawZip({file("inner")}).bytes(), file644}}},
         {"well packed but small", {{"zeros", QByteArray(900'000, 0), file644, true}}},
         {"flat height map as text",

@@ -14,24 +14,23 @@ class Surroundings;
 struct CorpusCase
 {
     const char *name;
-    std::function<QByteArray()> archive; ///< made on demand, as some are large
-    QByteArray why{};     ///< a piece of the refusal's line; every hostile case has one
-    bool escapes = false; ///< without checks and sandbox it changes the surroundings
+    std::function<QByteArray()> archive; ///< makes the archive on demand, as some are large
+    QByteArray why{};                    ///< part of the refusal's text, in every hostile case
+    bool escapes = false;                ///< without checks and sandbox, changes the surroundings
 };
 
 namespace Corpus {
 
-/// Returns archives as the code host and the engine's makers pack them, and odd but harmless ones.
+/// Returns archives like those of the code host and the engine's makers, and odd but harmless ones.
 QList<CorpusCase> benign();
 
-/// Returns archives that must not be unpacked. Some aim at `around`, which must live only during
-/// the call.
+/// Returns archives that must not be unpacked. Some aim at files of `around`.
 QList<CorpusCase> hostile(const Surroundings &around);
 
-/// Returns the hostile archives that lie about themselves: sizes, offsets, checksums, ends.
+/// Returns hostile archives with false sizes, offsets, checksums or ends.
 QList<CorpusCase> damaged();
 
-/// Returns archives that must not be unpacked, since that would cost too much room or time.
+/// Returns hostile archives that would take too much room or time.
 QList<CorpusCase> costly();
 
 } // namespace Corpus

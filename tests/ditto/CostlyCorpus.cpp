@@ -24,14 +24,14 @@ QByteArray many(int count, const std::function<Entry(int number)> &entry)
     return RawZip(entries).bytes();
 }
 
-/// Returns an entry that announces `size` bytes and has others.
+/// Returns an entry that falsely announces `size` bytes.
 Entry announcing(int number, qint64 size, qsizetype packedSize)
 {
     return {
         .name = n(number), .deflated = true, .size = size, .packed = QByteArray(packedSize, 'x')};
 }
 
-/// Returns an archive with a stored file whose content is another entry, header and all.
+/// Returns an archive with a stored file whose content is another entry with its header.
 QByteArray overlapping()
 {
     const Entry inner{.name = "inner", .content = "x", .mode = file644};
@@ -44,13 +44,13 @@ QByteArray overlapping()
 QByteArray sharedHeader()
 {
     return many(200'000, [](int i) {
-        // As many empty fields as fit into one header.
+        // The first header has as many empty fields as fit.
         const QByteArray fields = QByteArray("\xfe\xca\0\0", 4).repeated(i == 0 ? 16'000 : 0);
         return Entry{.name = "x", .mode = file644, .offset = 0, .localExtra = fields};
     });
 }
 
-/// Returns a deflated file of blocks without content, four in five bytes.
+/// Returns a deflated file of empty blocks, four in five bytes.
 QByteArray emptyBlocks()
 {
     const QByteArray blocks = QByteArray("\x02\x08\x20\x80\x00", 5).repeated(400'000);
@@ -58,7 +58,7 @@ QByteArray emptyBlocks()
         .bytes();
 }
 
-/// Returns links that all lead through the same long chain of links, whose targets repeat `unit`.
+/// Returns many links through one long chain of links, whose targets repeat `unit`.
 QByteArray linksThrough(const QByteArray &unit)
 {
     constexpr int chain = 38;
@@ -69,7 +69,7 @@ QByteArray linksThrough(const QByteArray &unit)
     });
 }
 
-/// Returns an archive at every limit, which shows whether the memory limit is enough.
+/// Returns an archive at every limit, to test whether the memory limit is enough.
 QByteArray everything()
 {
     return many(200'000, [](int i) {
@@ -97,12 +97,12 @@ QList<CorpusCase> Corpus::costly()
         cases.append({name, [=] { return many(count, entry); }, why});
     };
     add("one large file", "too much", 1, [](int) { return announcing(0, 400'000'000, 400'000); });
-    // A later check refuses it.
+    // Its growth is allowed, so a later check must refuse this archive.
     add("allowed growth, and a link that leads out", "leads outside", 2, [](int i) {
         return i == 0 ? announcing(i, 400'000'000, 1'500'000) : Entry{n(i), "..", link777};
     });
     add("many small files", "too much", 600, [](int i) { return announcing(i, 1 << 20, 1'000); });
-    // The announced growth is just allowed.
+    // The growth is just allowed, but not the bytes of all files together.
     add("more than sixteen gigabytes", "too many bytes", 5,
         [](int i) { return announcing(i, (4LL << 30) - 2, 22'000'000); });
     add("growth that is not announced", "more bytes", 1, [](int) {

@@ -11,7 +11,7 @@ constexpr quint32 file644 = RawZip::file644;
 const QByteArray content(5000, 'a');
 
 /// Returns an archive of two entries. An entry without a name becomes a deflated file "x" of 5000
-/// bytes, apart from its lies.
+/// bytes, but keeps its false values.
 QByteArray with(Entry entry, const Frame &frame = {})
 {
     if (entry.name.isEmpty()) {
@@ -127,7 +127,7 @@ const QList<LyingFrame> frames{
      "directory is not where"},
 };
 
-/// Returns an archive with an end record in front, whose comment is the rest of the file.
+/// Returns an archive behind another end record, whose comment is the rest of the file.
 QByteArray twoDirectories()
 {
     QByteArray end = RawZip().bytes();
@@ -165,7 +165,7 @@ QList<CorpusCase> Corpus::damaged()
     QByteArray longer = good;
     const qsizetype end = longer.lastIndexOf("PK\5\6");
     longer.insert(end, 'x');
-    ++longer[end + 13]; // the directory's size
+    ++longer[end + 13]; // a byte of the directory's size
     bytes("a byte behind the last record", longer, "more or fewer");
     bytes("zip64 locator at the start",
           RawZip().bytes({.prefix = QByteArray("PK\6\7", 4) + QByteArray(16, 0)}),

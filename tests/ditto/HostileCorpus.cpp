@@ -174,7 +174,7 @@ QList<CorpusCase> Corpus::hostile(const Surroundings &around)
     const QByteArray guarded = around.path("guarded").toUtf8();
     QList<CorpusCase> cases;
     for (const Row &row : names(guarded) + kinds() + links(guarded)) {
-        // A refusal that comes too late leaves this harmless file behind.
+        // If the refusal comes too late, this harmless file is left behind.
         const RawZip zip(QList<Entry>{{"first.txt", "first", file644}} + row.entries);
         cases.append({row.name, [zip] { return zip.bytes(); }, row.why, row.escapes});
     }

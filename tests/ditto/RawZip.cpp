@@ -11,7 +11,7 @@ namespace {
 constexpr quint64 saturated32 = 0xFFFFFFFF;
 constexpr quint64 saturated16 = 0xFFFF;
 
-/// Returns a number of `width` bytes, the lowest first.
+/// Returns a number in `width` bytes, lowest byte first.
 QByteArray number(int width, quint64 value)
 {
     const quint64 bytes = qToLittleEndian(value);
@@ -36,11 +36,12 @@ QByteArray dataOf(const RawZip::Entry &entry)
     if (entry.content.isEmpty()) {
         return {"\3\0", 2}; // one empty block
     }
-    // qCompress adds four bytes of length, two of a header, and a checksum of four at the end.
+    // qCompress adds six bytes in front, a length and a header, and a checksum of four bytes
+    // behind.
     return qCompress(entry.content, 9).mid(6).chopped(4);
 }
 
-/// The fields that both headers of an entry have.
+/// The fields common to both headers of an entry.
 struct Fields
 {
     quint64 flags;

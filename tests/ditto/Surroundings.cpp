@@ -104,7 +104,7 @@ Surroundings::Run Surroundings::run(const QString &program, const QStringList &a
         setrlimit(RLIMIT_CPU, &limit);
     });
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(u"LC_ALL"_s, u"C.UTF-8"_s); // unzip's names
+    environment.insert(u"LC_ALL"_s, u"C.UTF-8"_s); // for the names that unzip writes
     environment.insert(u"HOME"_s, path("home"));
     process.setProcessEnvironment(environment);
     process.setWorkingDirectory(path("parent"));

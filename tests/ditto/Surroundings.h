@@ -40,10 +40,10 @@ public:
     /// Returns the names in the folder `parent`.
     QStringList beside() const;
 
-    /// Describes everything but `parent`: kinds, modes, owners, inodes, sizes, times, targets.
+    /// Describes everything outside `parent`: kinds, modes, owners, inodes, sizes, times, targets.
     QStringList outside() const;
-    /// Returns everything below `parent` that is not a folder, link or plain file, or that lends
-    /// its owner's rights.
+    /// Returns the entries below `parent` that are not a folder, link or plain file, and files that
+    /// lend their owner's rights.
     QStringList special() const;
     /// Describes everything below a folder: path, kind, execute bit. Returns nothing for a missing
     /// folder.

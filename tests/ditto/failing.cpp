@@ -15,11 +15,11 @@ namespace {
 
 struct Fault
 {
-    std::vector<const char *> calls; // machines have different ones
+    std::vector<const char *> calls; // architectures have different calls
     std::vector<scmp_arg_cmp> arguments{};
 };
 
-// The loader and the sanitizers write fewer bytes than the tool does.
+// The tool's writes are recognised by their size: loader and sanitizers write fewer bytes.
 const std::map<std::string, Fault> faults{
     {"create", {{"openat"}, {{2, SCMP_CMP_MASKED_EQ, O_CREAT | O_EXCL, O_CREAT | O_EXCL}}}},
     {"write", {{"write"}, {{2, SCMP_CMP_GT, 60'000, 0}}}},

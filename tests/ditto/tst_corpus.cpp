@@ -62,7 +62,7 @@ private Q_SLOTS:
         const QStringList ours = Surroundings::tree(around_->destination());
         QVERIFY(!ours.isEmpty());
         QCOMPARE(ours, Surroundings::tree(other));
-        // Contents and links.
+        // Contents and links are the same.
         QCOMPARE(
             around_->run(u"diff"_s, {u"-r"_s, u"--no-dereference"_s, u"out"_s, u"other"_s}).code,
             0);
@@ -82,7 +82,7 @@ private:
         }
     }
 
-    /// unzip makes folders without permissions where an archive says so.
+    /// unzip makes folders without permissions if the archive has such.
     static void makeReadable(const QString &folder)
     {
         namespace fs = std::filesystem;

@@ -102,7 +102,7 @@ private Q_SLOTS:
         around_->putArchive(RawZip({{"other", "1", file644}}).bytes());
         QVERIFY(QFile::rename(around_->archive(), around_->path("parent/other.zip")));
         around_->putArchive(twoFiles);
-        // Reads the first bytes, and gives the name to another archive.
+        // The script reads the first bytes, then gives the archive's name to another archive.
         const QString script = u"exec 5<a.zip && head -c 10 <&5 >/dev/null && mv other.zip a.zip &&"
                                " exec '%1' -x -k /dev/fd/5 out"_s.arg(tool);
         const Surroundings::Run run = around_->run(u"sh"_s, {u"-c"_s, script});

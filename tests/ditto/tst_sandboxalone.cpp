@@ -1,5 +1,5 @@
-// Runs the archive tool without its checks. In the sandbox it changes nothing outside the
-// destination. Without the sandbox it does.
+// Runs the archive tool without its checks. In the sandbox the tool changes nothing outside the
+// destination; without the sandbox it does.
 
 #include "Corpus.h"
 #include "Surroundings.h"
@@ -58,7 +58,7 @@ private Q_SLOTS:
         QVERIFY2(run.code == 0 || run.code == 1, run.errors.constData());
         QCOMPARE(harm(*around_, before), QStringList());
         QCOMPARE(around_->beside(), (QStringList{u"a.zip"_s, u"out"_s}));
-        // Shows that the tool was at work.
+        // The tool must have done some work.
         QVERIFY(!one.escapes || QFileInfo::exists(around_->destination() + u"/first.txt"_s));
     }
 
@@ -91,7 +91,7 @@ private Q_SLOTS:
         if (!Sandbox::available().memory) {
             QSKIP("address sanitizer takes more memory than any useful limit");
         }
-        // Without checks, the target is read as a whole.
+        // Without checks, the tool reads the whole target.
         RawZip::Entry link = RawZip::zeros("link", 100'000'000);
         link.mode = RawZip::link777;
         put(link);

@@ -1,4 +1,4 @@
-// The archive tool's exit status says whether the archive or the destination is to blame.
+// Tests that the archive tool's exit status blames the archive or the destination correctly.
 
 #include "RawZip.h"
 #include "Surroundings.h"
@@ -60,7 +60,7 @@ private Q_SLOTS:
         row("create", EINVAL); // a name that the disk rejects
         row("write", EDQUOT);
         row("write", EFBIG);
-        row("write", EKEYEXPIRED); // the highest that fits into a status
+        row("write", EKEYEXPIRED); // the highest errno that fits into a status
         row("write", EKEYREVOKED, 255);
         row("link", EPERM);
     }
@@ -69,7 +69,7 @@ private Q_SLOTS:
         QFETCH(const QByteArray, fault);
         QFETCH(const int, number);
         QFETCH(const int, status);
-        // The file is large enough to be written by several calls.
+        // The file needs several calls of write.
         const RawZip zip({{"d/", {}},
                           {"d/f", QByteArray(100'000, 'x'), RawZip::file644},
                           {"l", "d", RawZip::link777}});
@@ -77,7 +77,7 @@ private Q_SLOTS:
         verifyBlames(unpackWith(fault.constData(), number), status, number);
     }
 
-    /// As on a disk that takes two spellings for one name.
+    /// Some disks treat two names as one, so the name is already taken.
     void aNameThatIsTaken()
     {
         around_->putArchive(RawZip({{"x", "x", RawZip::file644}}).bytes());
@@ -95,12 +95,12 @@ private Q_SLOTS:
 
     void writeBackBeginsEarly()
     {
-        // Stored bytes are read in pieces, each smaller than one write-back.
+        // The tool reads stored bytes in pieces, each smaller than one write-back.
         const RawZip zip({{"x", QByteArray(2 << 20, 'x'), RawZip::file644}});
         around_->putArchive(zip.bytes());
         QCOMPARE(unpackWith("write-back", 0).code, -1);
         around_->clear();
-        // Not every file system supports it.
+        // Not every file system supports an early write-back.
         QCOMPARE(unpackWith("write-back", EINVAL).code, 0);
     }
 };

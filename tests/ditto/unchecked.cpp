@@ -29,7 +29,7 @@ constexpr mode_t modeBits = 07777;
 constexpr mode_t usualMode = 0644;
 constexpr uint64_t largeFile = 1ULL << 32U;
 
-/// Writes the file's last byte, so that the file has no blocks before it.
+/// Writes only the file's last byte, so that the file has no blocks before it.
 void makeRoom(int descriptor, uint64_t size)
 {
     lseek(descriptor, static_cast<off_t>(size - 1), SEEK_SET);

@@ -33,8 +33,8 @@ QByteArray digestOf(const QByteArray &bytes)
     return QCryptographicHash::hash(bytes, QCryptographicHash::Sha512).toHex();
 }
 
-/// A manager with folders of its own and a server that offers a release. On the macOS row its tools
-/// are scripts that write down their calls; on the other it has the real archive tool.
+/// A manager with folders of its own, and a server that offers a release. On macOS's row the tools
+/// are scripts that log their calls; on Linux's row the archive tool is real.
 struct Setup
 {
     using Answer = std::function<void(const HttpRequest &, HttpConnection &)>;
@@ -60,14 +60,14 @@ struct Setup
     QString path(const QString &name) const { return folder.filePath(name); }
     QString root() const { return path(u"root"_s); }
     QString temporary() const { return path(u"tmp"_s); }
-    /// The program on the macOS row.
+    /// Returns the engine's program on macOS's row.
     QString program() const
     {
         return standard.folder(root()) + u"/Godot.app/Contents/MacOS/Godot"_s;
     }
     QString staged() const
     {
-        WorkerHold().open(); // the deletion may still run
+        WorkerHold().open(); // waits for the deletion
         return Files::names(temporary()).join(u' ');
     }
 
@@ -383,7 +383,7 @@ private Q_SLOTS:
         QTest::newRow("before the check") << u"Checking the download"_s;
         QTest::newRow("after the check") << u"Unpacking the engine"_s;
     }
-    /// Another archive takes the place of the downloaded one.
+    /// Another archive replaces the downloaded one at its path.
     void theCheckedFileIsUnpacked()
     {
         QFETCH(const QString, moment);

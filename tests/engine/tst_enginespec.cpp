@@ -1,4 +1,4 @@
-// Tests the names of an engine build, on the release page and on the disk.
+// Tests the names of an engine build, on the release page and in the storage.
 
 #include "engine/EngineSpec.h"
 

@@ -21,7 +21,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr Clock::Duration aMoment(0.125); // exact in binary, as are the sums below
+constexpr Clock::Duration aMoment(0.125); // exact in binary, like the sums below
 const QString playing = u"out:playing\\n"_s;
 const QString untilAsked = u"wait:"_s;
 
@@ -48,7 +48,7 @@ class TestGameRunner : public QObject
     {
         return runner_->runImport(engine, u"/a $HOME \"game's\"; *"_s, Lines::into(lines_));
     }
-    /// Makes an engine that prints its path and arguments, one a line, then runs `script`.
+    /// Makes an engine that prints its path and arguments, one per line, then runs `script`.
     QString engine(const QString &script = {}) const
     {
         const QString path = folder_->filePath(u"an engine"_s);
@@ -119,7 +119,7 @@ private Q_SLOTS:
         QCOMPARE(result.exitCode, 7);
         QVERIFY(!result.userStopped);
         serveEvents();
-        QCOMPARE(clock_->asleep(), 0); // nothing watches any more
+        QCOMPARE(clock_->asleep(), 0); // no timer of the run is left
         pass(Clock::Duration(100));
         QCOMPARE(stayedOpen_, 0);
     }
@@ -141,7 +141,7 @@ private Q_SLOTS:
         QCOMPARE(stayedOpen_, 1);
     }
 
-    /// The ten seconds pass, and the game ends before the main thread looks.
+    /// The ten seconds pass, but the game ends before the main thread checks.
     void announcesNoEndedGame()
     {
         const Gate gate;
@@ -185,7 +185,7 @@ private Q_SLOTS:
         runner_->stop();
         waitFor(u"signal 15"_s);
         pass(GameRunner::killAfter - aMoment);
-        runner_->stop(); // does not begin the time anew
+        runner_->stop(); // must not restart the time to the kill
         serveEvents();
         QVERIFY(runner_->current()->isRunning());
         clock_->advance(aMoment);

@@ -22,7 +22,7 @@ namespace {
 constexpr uint32_t everything =
     WL_SEAT_CAPABILITY_POINTER | WL_SEAT_CAPABILITY_KEYBOARD | WL_SEAT_CAPABILITY_TOUCH;
 
-/// One player's devices, as the compositor has them.
+/// One user's input devices on the compositor's side.
 struct Seat
 {
     wl_resource *object = nullptr;
@@ -85,7 +85,7 @@ public:
         wl_seat_send_capabilities(seat.object, capabilities);
         serve();
     }
-    /// Lets both sides hear each other.
+    /// Passes messages between compositor and client.
     void serve()
     {
         for (int i = 0; i < 4; ++i) {
@@ -122,7 +122,7 @@ public:
         ::close(file);
         serve();
     }
-    /// Returns a new window of the client's. The compositor has it as `surface`.
+    /// Returns a new window of the client. The compositor keeps it in `surface`.
     wl_surface *makeSurface()
     {
         static constexpr wl_registry_listener listener{
@@ -152,7 +152,7 @@ public:
     wl_display *connection = nullptr;
 
 private:
-    // The client's calls.
+    // The functions below receive the client's calls.
 
     static void bindCompositor(wl_client *client, void *self, uint32_t version, uint32_t id)
     {
@@ -245,7 +245,7 @@ class TestActivationTokens : public QObject
         compositor_->serve();
         return request;
     }
-    /// Returns the compositor's last request.
+    /// Returns the last request that the compositor received.
     const Request &asked() { return compositor_->requests.last(); }
     uint32_t serialAfterAsking()
     {

@@ -1,4 +1,4 @@
-// Locks files and folders for one process at a time.
+// Tests that one process at a time locks a file or folder.
 
 #include "platform/ProcessLock.h"
 #include "support/SystemCalls.h"
@@ -39,7 +39,7 @@ private Q_SLOTS:
         ProcessLock one(file());
         ProcessLock other(file());
         QCOMPARE(one.tryLock(), Outcome::held);
-        // The system gives the lowest free number.
+        // A leaked descriptor would show: the system gives the lowest free number.
         const int before = dup(STDERR_FILENO);
         close(before);
         QCOMPARE(other.tryLock(), Outcome::taken);
@@ -80,7 +80,7 @@ private Q_SLOTS:
         QVERIFY(QDir().mkdir(folder));
         QCOMPARE(lock.tryLock(), Outcome::held);
 
-        // A new file of that name is another one.
+        // Another file takes the name after the first open.
         ProcessLock another(file("replaced"));
         locks = 0;
         calls.before = [&](const QString &) {

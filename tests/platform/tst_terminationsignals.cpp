@@ -1,4 +1,4 @@
-// Catches the signals that ask a program to end.
+// Tests the signals that ask a program to end.
 
 #include "platform/TerminationSignals.h"
 
@@ -38,7 +38,7 @@ private Q_SLOTS:
         QObject receiver;
         int requests = 0;
         onTerminationSignal(&receiver, [&] { ++requests; });
-        for (int i = 0; i < 100'000; ++i) { // more than a pipe takes
+        for (int i = 0; i < 100'000; ++i) { // more than a pipe can hold
             std::raise(SIGTERM);
         }
         QTRY_VERIFY(requests > 0);

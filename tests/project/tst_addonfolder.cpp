@@ -48,7 +48,7 @@ private Q_SLOTS:
     void pathsAreLocated_data()
     {
         QTest::addColumn<QString>("path");
-        QTest::addColumn<std::optional<QString>>("located"); // below the repository
+        QTest::addColumn<std::optional<QString>>("located"); // relative to the repository
         const auto inside = [](const char *name, const char *path, const char *located) {
             QTest::newRow(name) << QString::fromLatin1(path)
                                 << std::optional(QString::fromLatin1(located));
@@ -83,7 +83,7 @@ private Q_SLOTS:
         outside("up and out by a link", u"deep/far-up/one"_s);
         outside("links in a circle", u"loop/one"_s);
         outside("links in a row", u"chain/one"_s);
-        // The system would stay inside, but the path as written does not.
+        // The system would resolve this path to the inside, but as written it leads out.
         outside("link and detour", u"inside/../../one"_s);
         outside("backslashes", u"addons\\one"_s);
         outside("escape", u"addons/\x1b[2Jone"_s);

@@ -262,7 +262,7 @@ private Q_SLOTS:
     {
         const QByteArray modules = "path = a\nurl = u\n";
         write(u"repo/game/project.godot"_s);
-        write(u".gitmodules"_s, modules); // too far up
+        write(u".gitmodules"_s, modules); // too far above the project
         QCOMPARE(inspected(u"repo/game"_s).repoRoot, path(u"repo/game"_s));
         QVERIFY(inspected(u"repo/game"_s).submodules.isEmpty());
 
@@ -272,7 +272,7 @@ private Q_SLOTS:
             QCOMPARE(inspected(spelling).repoRoot, path(u"repo"_s));
             QCOMPARE(inspected(spelling).submodules.size(), 1);
         }
-        // An entry of that name in the project decides, even a dangling link.
+        // An entry of that name in the project decides, even if it is a dangling link.
         QVERIFY(QFile::link(u"none"_s, path(u"repo/game/.gitmodules"_s)));
         QCOMPARE(inspected(u"repo/game"_s).repoRoot, path(u"repo/game"_s));
         QVERIFY(inspected(u"repo/game"_s).submodules.isEmpty());
@@ -296,7 +296,7 @@ private Q_SLOTS:
     void namesAreTriedInOrderInBothFolders_data()
     {
         QTest::addColumn<QString>("field");
-        QTest::addColumn<QStringList>("names"); // last choice first
+        QTest::addColumn<QStringList>("names"); // from last choice to first
         QTest::newRow("licence") << u"licenseName"_s
                                  << QStringList{u"COPYING"_s, u"LICENSE.txt"_s, u"LICENSE.md"_s,
                                                 u"LICENSE"_s};
@@ -343,7 +343,7 @@ private Q_SLOTS:
             write(u"game/README.md"_s, content);
             write(u"game/project.godot"_s, "config/name=\"wrong\"\n" + content);
         }
-        // The next folder, and after both the next name. These have the greatest size.
+        // The next folder and the next name have readable files, of exactly the greatest size.
         write(u"game/LICENSE"_s, "right" + QByteArray(mebibyte - 5, '\n'));
         write(u"README"_s, "right" + QByteArray(mebibyte - 5, '\n'));
         const ProjectInfo info = inspected(u"game"_s);

@@ -52,7 +52,7 @@ QByteArray addonZip(const QByteArray &content = "x")
     return zipOf({{u"t/x"_s, content}});
 }
 
-/// A downloader with folders of its own; the test sets the server's answer for each target.
+/// A downloader with folders of its own, and a server. Tests set the answer for each target.
 struct Setup
 {
     using Answer = std::function<void(HttpConnection &)>;
@@ -75,7 +75,7 @@ struct Setup
     }
     QStringList staged() const
     {
-        WorkerHold().open(); // the deletion may still run
+        WorkerHold().open(); // waits for the deletion
         return Files::names(temporary());
     }
 
@@ -151,7 +151,7 @@ private Q_SLOTS:
         QCOMPARE(project, setup_->root() + u"/Game/g"_s);
         QCOMPARE(readFile(project + u"/main.gd"_s), QByteArray("new"));
         QVERIFY(!QFileInfo::exists(project + u"/old.gd"_s));
-        WorkerHold().open(); // the deletion may still run
+        WorkerHold().open(); // waits for the deletion
         QStringList names = Files::names(setup_->root());
         names.sort();
         QCOMPARE(names, (QStringList{u"Game"_s, u"unfinished"_s}));
@@ -220,7 +220,7 @@ private Q_SLOTS:
         QCOMPARE(readFile(setup_->addon(u"deep/er/two/.hidden"_s)), QByteArray("two"));
         QCOMPARE(setup_->log,
                  (QStringList{u"Fetching add-on addons/one"_s, u"Fetching add-on deep/er/two"_s}));
-        QCOMPARE(setup_->requestsAtLog, 1); // the line comes before the download
+        QCOMPARE(setup_->requestsAtLog, 1); // the log's line came before the request
         QCOMPARE(setup_->stagedAtLog, QStringList());
     }
 
@@ -244,7 +244,7 @@ private Q_SLOTS:
         QVERIFY(!QFileInfo::exists(setup_->path(u"outside"_s)));
     }
 
-    /// Each link stays inside its own archive; together they lead outside.
+    /// Each link stays inside its own archive, but together they lead outside.
     void linksOfTwoArchivesLeadNowhereElse()
     {
         writeFile(setup_->path(u"private/secret"_s), "secret");
@@ -275,7 +275,7 @@ private Q_SLOTS:
 
     void theFirstAddonOfAPathCounts()
     {
-        QDir().mkpath(setup_->addon(u"addons/one"_s)); // as an archive has a submodule's folder
+        QDir().mkpath(setup_->addon(u"addons/one"_s)); // archives have submodules as empty folders
         setup_->put(addonTarget, addonZip("first"));
         setup_->put("/a/two/archive/HEAD.zip", addonZip("second"));
         await(setup_->fetch(
@@ -293,7 +293,7 @@ private Q_SLOTS:
         QCOMPARE(readFile(setup_->addon(u"addons/one/x"_s)), QByteArray("x"));
     }
 
-    /// A worker that is about to place the folder finds it whole or not at all.
+    /// A worker that still places the folder must find it whole or not at all.
     void aCancelledAddonIsRenamedBeforeItsDeletion()
     {
         setup_->put(addonTarget, addonZip());
@@ -317,7 +317,7 @@ private Q_SLOTS:
         QTest::newRow("damaged")
             << addonZip().chopped(9)
             << u"Unzipping failed (ditto exit code 1). The download may be damaged."_s;
-        // This archive is an end record alone (APPNOTE.TXT 4.3.16).
+        // This archive has only an end record (APPNOTE.TXT 4.3.16).
         QTest::newRow("empty") << QByteArray("PK\x05\x06", 4) + QByteArray(18, 0)
                                << u"The add-on addons/one was empty."_s;
     }
@@ -329,7 +329,7 @@ private Q_SLOTS:
         setup_->put(addonTarget, zip);
         QCOMPARE(thrownBy(setup_->fetch()), message);
         QVERIFY(QFileInfo(setup_->addon(u"addons/one"_s)).isDir());
-        WorkerHold().open(); // the deletion may still run
+        WorkerHold().open(); // waits for the deletion
         QCOMPARE(Files::names(setup_->root()), QStringList());
     }
 

@@ -22,7 +22,7 @@ namespace {
 constexpr uint64_t maxMemory = 1ULL << 30U;
 constexpr uint64_t maxFileBytes = 100'000;
 
-/// The calls that unpacking takes. Attempts of their own try those whose arguments matter.
+/// The calls that unpacking needs. Other attempts test the calls whose arguments matter.
 const std::set<long> allowedCalls{
 #ifdef __x86_64__
     SYS_stat, SYS_lstat, SYS_mkdir, SYS_symlink, SYS_unlink, SYS_rmdir, SYS_pipe,
@@ -44,7 +44,7 @@ int numberOf(long result)
     return result < 0 ? errno : 0;
 }
 
-/// Opens a file and tries to change its rights, for which any descriptor is enough.
+/// Opens a file and tries to change its rights, which works with any descriptor.
 int opened(const char *path, int flags)
 {
     const int descriptor = open(path, flags | O_CLOEXEC);
@@ -84,8 +84,8 @@ int madeExecutable()
     return numberOf(mprotect(memory, page, PROT_READ | PROT_EXEC));
 }
 
-/// Returns 1 and names the number if a call from `first` to `last` exists, else 0. Tries each with
-/// arguments that no call accepts.
+/// If the sandbox lets a forbidden call up to `last` pass, prints its number and returns 1;
+/// otherwise returns 0. No call accepts the arguments.
 template <typename Number, typename Call>
 int unexpected(const std::set<Number> &allowed, Number last, Call call)
 {
@@ -104,7 +104,7 @@ int unexpectedCall()
                       [](long call) { return syscall(call, -1, -1, -1, -1, -1, -1); });
 }
 
-/// Tries the commands of fcntl(2): those of POSIX, and Linux's own from F_SETLEASE on.
+/// Tries the commands of fcntl(2): POSIX's, and Linux's own from F_SETLEASE on.
 int unexpectedCommand()
 {
     return unexpected(allowedCommands, F_SETLEASE + 64,

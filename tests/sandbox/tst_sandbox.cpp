@@ -1,4 +1,4 @@
-// The sandbox lets a program do what unpacking takes, and nothing else.
+// Tests that the sandbox allows everything that unpacking needs, and nothing else.
 
 #include "sandbox/Sandbox.h"
 
@@ -23,11 +23,11 @@ class TestSandbox : public QObject
 {
     Q_OBJECT
 
-    std::optional<QTemporaryDir> top_; // "inside" may be written, nothing else
+    std::optional<QTemporaryDir> top_; // only its folder "inside" may be written
 
     QString path(const char *name) const { return top_->filePath(QString::fromLatin1(name)); }
 
-    /// Describes the files outside that attempts aim at.
+    /// Describes the files outside, which attempts try to change.
     QString outside() const
     {
         QString found;

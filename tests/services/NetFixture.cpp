@@ -25,7 +25,7 @@ namespace {
 using std::chrono::nanoseconds;
 
 nanoseconds stoppedAt(0);
-std::atomic<nanoseconds> fixedTime = nanoseconds(0); // not of a running clock
+std::atomic<nanoseconds> fixedTime = nanoseconds(0); // 0: the clock runs
 
 } // namespace
 
@@ -52,7 +52,7 @@ nanoseconds StandIns::StoppedClock::time() const
 
 QList<QNetworkProxy> QNetworkProxyFactory::systemProxyForQuery(const QNetworkProxyQuery &query)
 {
-    // Copied, because a cancelled transfer may still run it when the next test sets another.
+    // Copy the function: a cancelled transfer may still call it when the next test sets another.
     if (const auto answer = StandIns::proxies) {
         return answer(query.url());
     }

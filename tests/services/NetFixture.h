@@ -21,7 +21,7 @@
 
 namespace brindle {
 
-/// Stand-ins for the system. Without a test's wish they pass everything on.
+/// Stand-ins for the system. Unless a test sets one, they call the system itself.
 namespace StandIns {
 
 /// A host whose look-up never ends.
@@ -33,15 +33,15 @@ inline QUrl silentUrl()
 /// Released at each look-up of the silent host.
 extern std::counting_semaphore<> lookUps;
 
-/// The answer of the system's proxy settings. Called on the transfer's thread.
+/// Answers for the system's proxy settings. Called on the transfer's thread.
 extern std::function<QList<QNetworkProxy>(const QUrl &)> proxies;
 
 /// Called before each write to a file whose path contains ".slow", on the writing thread. Returns
-/// the errno with which the write fails, or 0.
+/// the errno for the write, or 0 to let it through.
 extern std::function<int()> beforeWrite;
 
-/// Stops std::chrono::steady_clock while it exists; `move` sets it that long after the stop. Qt's
-/// test watchdog follows that clock as well: move it by seconds only.
+/// Stops std::chrono::steady_clock while this object exists. `move` sets the clock to a time after
+/// the stop. Qt's test watchdog follows this clock as well, so move it by seconds only.
 struct StoppedClock
 {
     StoppedClock();
@@ -62,12 +62,12 @@ public:
     ~NetFixture() override;
 
 protected:
-    /// A path in the tests' folder.
+    /// Returns a path in the tests' folder.
     QString path(const QString &name) const { return folder_.filePath(name); }
-    /// A path in the tests' folder that no test has used.
+    /// Returns an unused path in the tests' folder.
     QString newPath() { return path(QString::number(++paths_)); }
 
-    /// A file at such a path.
+    /// Returns a new file at an unused path.
     std::shared_ptr<OutputFile> newFile() { return std::make_shared<OutputFile>(newPath()); }
 
     Outcome<TransferResult> fetch(const QUrl &url, const TransferOptions &options = {})
@@ -95,23 +95,23 @@ protected:
         spinUntil([&] { return semaphore.try_acquire(); });
     }
 
-    /// Options with which no wait between attempts takes time; `waits` lists them.
+    /// Returns options that skip the waits between attempts. `waits` lists the skipped waits.
     TransferOptions withoutWaits();
     std::vector<Milliseconds> waits() const;
 
-    /// Bytes in which every place is different enough to show a mix-up.
+    /// Returns bytes that differ enough from place to place to show a mix-up.
     static QByteArray pattern(qsizetype size);
     static QByteArray contentOf(const QString &file);
-    /// A port that nothing listens on.
+    /// Returns a port on which nothing listens.
     static quint16 closedPort();
-    /// A handler that sends these bytes.
+    /// Returns a handler that sends these bytes.
     static HttpServer::Handler sending(const QByteArray &bytes);
-    /// A handler that answers with status 200 and keeps the connection.
+    /// Returns a handler that answers with status 200 and keeps the connection.
     static HttpServer::Handler answering(const QByteArray &body);
 
     QTemporaryDir folder_;
-    QSslConfiguration tls_;    // of servers with the tests' certificate
-    TransferOptions trusting_; // of clients that trust it
+    QSslConfiguration tls_;    // for servers with the tests' certificate
+    TransferOptions trusting_; // for clients that trust the certificate
 
 private:
     int paths_ = 0;

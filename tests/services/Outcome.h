@@ -18,7 +18,7 @@ struct Outcome
     std::optional<T> value;
     std::exception_ptr error;
 
-    /// Returns the failure if it is one of this kind.
+    /// Returns the failure if it is an `E`.
     template <typename E>
     std::optional<E> as() const
     {

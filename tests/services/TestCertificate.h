@@ -5,7 +5,7 @@
 
 namespace brindle {
 
-/// A new certificate, signed by itself or by a self-signed authority.
+/// A new certificate, self-signed or signed by a self-signed authority.
 struct TestCertificate
 {
     struct Options
@@ -14,7 +14,7 @@ struct TestCertificate
         long from = -3600;                 ///< seconds from now
         long until = 3600;
         QByteArray subject = "loopback";            ///< the certificate's own name
-        const TestCertificate *authority = nullptr; ///< none: signed by itself
+        const TestCertificate *authority = nullptr; ///< null: self-signed
     };
 
     QByteArray certificate; ///< PEM

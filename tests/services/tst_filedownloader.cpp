@@ -27,7 +27,7 @@ class TestFileDownloader : public NetFixture
 
     QStringList names() const
     {
-        WorkerHold().open(); // the deletion may still run
+        WorkerHold().open(); // waits for the deletion
         return Files::names(own_->path());
     }
     void putOldFile() const { writeFile(destination(), "old"); }
@@ -71,7 +71,7 @@ private Q_SLOTS:
         const auto outcome = download(server.url());
         QVERIFY2(outcome.value, qPrintable(outcome.text()));
         QCOMPARE(content(), QByteArray("new"));
-        // The link's target is not touched.
+        // The file behind the replaced link is unchanged.
         QCOMPARE(names(), QStringList{u"file"_s});
         QVERIFY(QFile::remove(destination()));
         QCOMPARE((*outcome.value)->readAll(), QByteArray("new"));
@@ -198,7 +198,7 @@ private Q_SLOTS:
     {
         const HttpServer server(answering("new"));
         for (int i = 0; i < 50; ++i) {
-            // The result and the disk agree, whichever comes first.
+            // Result and disk must agree, whether the stop or the rename comes first.
             QFile::remove(destination());
             std::stop_source stop;
             const std::jthread other([&] { stop.request_stop(); });

@@ -26,7 +26,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-/// Returns the status of the entry itself, or zeros if there is none. Follows no link.
+/// Returns an entry's own status, or zeros for a missing entry. Follows no link.
 struct stat statusOf(const QString &path)
 {
     struct stat status = {};
@@ -71,7 +71,7 @@ class TestFiles : public QObject
     Q_OBJECT
 
     std::unique_ptr<QTemporaryDir> folder_;
-    std::optional<SystemCalls> calls_; // no test needs to wait for the disk
+    std::optional<SystemCalls> calls_; // saves the wait for the disk
 
     QString path(const QString &name) const { return folder_->filePath(name); }
     QStringList left() const { return sortedNames(folder_->path()); }
@@ -205,7 +205,7 @@ private Q_SLOTS:
         std::stop_source stop;
         stop.request_stop();
         Files::remove(path(u"tree"_s), stop.get_token());
-        // The path is free, but the deletion did not go on.
+        // The folder was renamed away, but not deleted.
         QCOMPARE(left().size(), 1);
         const QString hidden = path(left().first());
         QVERIFY(exists(hidden + u"/a"_s) && hidden != path(u"tree"_s));
@@ -281,7 +281,7 @@ private Q_SLOTS:
         QVERIFY(open.open(QIODevice::ReadOnly));
         Files::writeAtomically(file, "second");
         QCOMPARE(readFile(file), "second");
-        // A reader of the old file still reads the old content.
+        // An open reader of the old file still gets the old content.
         QCOMPARE(open.readAll(), "first and longer");
         QCOMPARE(left(), QStringList{u"info.json"_s});
     }
@@ -421,7 +421,7 @@ private Q_SLOTS:
         std::stop_source stop;
         calls_->before = [&](const QString &line) {
             if (line.startsWith(u"sync")) {
-                stop.request_stop(); // while the disk is waited for
+                stop.request_stop(); // during the wait for the disk
             }
             return 0;
         };

@@ -88,7 +88,7 @@ private Q_SLOTS:
         QFETCH(QByteArray, bytes);
         QFETCH(QStringList, expected);
         constexpr qsizetype limit = 8;
-        constexpr qsizetype maxPortions = 40; // more add nothing
+        constexpr qsizetype maxPortions = 40; // more show nothing new
         for (qsizetype portion = 1; portion <= std::min(bytes.size() + 1, maxPortions); ++portion) {
             QCOMPARE(split(bytes, limit, portion), expected);
         }

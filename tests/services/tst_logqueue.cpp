@@ -19,7 +19,7 @@ QString line(int number)
     return u"line %1"_s.arg(number);
 }
 
-/// Returns the heap bytes of the entries.
+/// Returns the heap memory of the entries in bytes.
 qint64 bytesOf(const QStringList &lines)
 {
     constexpr qint64 around = 64;
@@ -140,7 +140,7 @@ private Q_SLOTS:
         const auto sink = std::make_shared<LogQueue>(&log);
         sink->append(line(1));
         sink->flush();
-        QCoreApplication::processEvents(); // the turn for the first line
+        QCoreApplication::processEvents(); // runs the turn for the first line
         sink->append(line(2));
         spinUntil([&] { return log.lines().size() == 2; });
         QCOMPARE(log.lines(), (QStringList{line(1), line(2)}));

@@ -56,7 +56,7 @@ private Q_SLOTS:
             QTest::addRow("ends in %c", letter)
                 << u"\x1b[09"_s + QLatin1Char(letter) + u'!' << u"!"_s;
         }
-        // The neighbours of letters and digits.
+        // Characters that ASCII has next to letters and digits.
         for (const char other : {'@', '[', '`', '{', '/', ':'}) {
             same(qPrintable(u"ends in "_s + QLatin1Char(other)),
                  u"\x1b[0"_s + QLatin1Char(other) + u'!');
@@ -153,7 +153,7 @@ private Q_SLOTS:
         QCOMPARE(log.dropped(), 0);
         QCOMPARE(events, (QStringList{u"will 5000"_s, u"reset 0"_s, u"did 0"_s}));
 
-        // An equal value is announced as well.
+        // Setting an equal value emits the signals, too.
         log.setLines({});
         QCOMPARE(events.size(), 6);
     }

@@ -27,7 +27,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-/// A running test child. `steps` are separated by blanks.
+/// Runs the test child. Blanks separate the `steps`.
 struct ChildRun
 {
     explicit ChildRun(const QString &steps) : ChildRun(steps.split(u' ', Qt::SkipEmptyParts)) {}
@@ -57,7 +57,7 @@ QStringList linesOf(const Steps &steps)
     return status == 0 ? run.lines->all() : QStringList{u"exit status %1"_s.arg(status)};
 }
 
-/// Kills the process whose number a child printed. Rejects 0 and 1.
+/// Kills a process by the number that a child printed. Rejects 0 and 1.
 bool killPrinted(const QString &pid)
 {
     return pid.toInt() > 1 && ::kill(pid.toInt(), SIGKILL) == 0;
@@ -69,7 +69,7 @@ int wordsToChildren = 0;
 } // namespace
 
 #ifdef Q_OS_LINUX
-/// Replaces the system's function. Qt (6.8) calls it to let a forked child go on.
+/// Replaces the system's function, by which Qt 6.8 lets a forked child continue.
 extern "C" int eventfd_write(int descriptor, quint64 value)
 {
     wordsToChildren += startsChild ? 1 : 0;
@@ -131,7 +131,7 @@ private Q_SLOTS:
         QCOMPARE(lines.first().indexOf(u'…'), ManagedProcess::maxLineBytes);
     }
 
-    /// A busy reader must hold the child up instead of piling up its output.
+    /// A busy reader must delay the child, not pile up its output.
     void holdsUpAChildThatIsFasterThanTheReader()
     {
         constexpr qsizetype count = 4000;
@@ -231,7 +231,7 @@ private Q_SLOTS:
     void inheritsFolderAndEnvironment()
     {
         qputenv("BRINDLE_TEST", "inherited");
-        // The desktop gave these to the launcher, for its own window.
+        // The desktop gives these to the launcher for its own window.
         qputenv("XDG_ACTIVATION_TOKEN", "ours");
         qputenv("DESKTOP_STARTUP_ID", "ours");
         const QStringList lines =
@@ -257,8 +257,8 @@ private Q_SLOTS:
         QCOMPARE(lines, (QStringList{u"leader"_s, u"yes"_s, u"no"_s, u"no"_s}));
     }
 
-    /// A killed launcher can't tell its forked child to go on, and a child that waits for that
-    /// keeps the launcher's locks.
+    /// A launcher that is killed can't let its forked child continue. A child that waited for this
+    /// would keep the launcher's locks.
     void noChildWaitsForItsLauncher()
     {
         QProcess child;
@@ -267,7 +267,7 @@ private Q_SLOTS:
         child.start(testChild(), {u"exit:0"_s});
         startsChild = false;
         QVERIFY(child.waitForFinished(-1));
-        // With the sanitizers Qt always forks such children, so they wait.
+        // With the sanitizers Qt always forks, so such children wait.
         QVERIFY(wordsToChildren == 0 || dlsym(RTLD_DEFAULT, "__asan_init"));
     }
 
@@ -349,7 +349,7 @@ private Q_SLOTS:
         run.waitFor(u"ready"_s);
         run.stop.request_stop();
         run.waitFor(u"signal 15"_s);
-        linesOf(u""_s); // takes as long as the copy would need to die of the signal
+        linesOf(u""_s); // gives the copy the time to die of a signal
         QVERIFY(!lifeline.isDropped());
         gate.open();
         QCOMPARE(run.status(), 6);
@@ -360,7 +360,7 @@ private Q_SLOTS:
     {
         const Gate gate;
         ChildRun run(uR"(fork: gate:%1 parent: out:done\nrest exit:4)"_s.arg(gate.path()));
-        QCOMPARE(run.status(), 4); // the gate is shut, so the copy still holds the pipe
+        QCOMPARE(run.status(), 4); // the copy still holds the pipe, as the gate is shut
         QCOMPARE(run.lines->all().mid(1), (QStringList{u"done"_s, u"rest"_s}));
         gate.open();
     }
@@ -402,7 +402,7 @@ private Q_SLOTS:
         const QString file = folder.filePath(u"alive"_s);
         ChildRun launcher(u"launcher:%1 line:quit gate:%2 line:on touch:%3"_s.arg(
             testChild(), gate.path(), file));
-        // The gate is shut, so the launcher did not wait for its child.
+        // The gate is still shut, so the launcher did not wait for its child.
         QCOMPARE(launcher.status(), 0);
         QVERIFY(!QFile::exists(file));
         gate.open();

@@ -24,7 +24,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-/// Returns the bytes that an entry occupies, links not followed.
+/// Returns the bytes that an entry occupies on disk. Follows no link.
 qint64 allocated(const QString &path)
 {
     struct stat status = {};
@@ -38,7 +38,7 @@ class TestPaths : public QObject
     Q_OBJECT
 
     std::unique_ptr<QTemporaryDir> folder_;
-    std::optional<SystemCalls> calls_; // removals need not wait for the disk
+    std::optional<SystemCalls> calls_; // saves the wait for the disk
 
     QString path(const QString &name) const { return folder_->filePath(name); }
     qint64 measured() const { return Paths::folderSize(folder_->path()); }
@@ -49,7 +49,7 @@ class TestPaths : public QObject
         return names;
     }
 
-    /// Writes `size` bytes to the disk. Returns the bytes that they occupy there.
+    /// Writes a file of `size` bytes. Returns the bytes that it occupies on disk.
     qint64 write(const QString &name, qsizetype size = 10) const
     {
         writeFile(path(name), QByteArray(size, 'x'));
@@ -134,7 +134,7 @@ private Q_SLOTS:
 
     void allocatedSizeCounts()
     {
-        // A hole occupies nothing, though the file is long.
+        // A hole makes the file long, but occupies nothing.
         QFile sparse(path(u"sparse"_s));
         QVERIFY(sparse.open(QIODevice::WriteOnly));
         QVERIFY(sparse.resize(qint64(1) << 33));
@@ -266,7 +266,7 @@ private Q_SLOTS:
         storage.checkOwner();
         Storage(path(u"none/Brindle"_s)).checkOwner();
         setMode(folder_->path(), 0755);
-        asOrdinaryUser([&] { storage.checkOwner(); }); // root's folders are safe for everybody
+        asOrdinaryUser([&] { storage.checkOwner(); }); // everybody may use root's folders
         giveToNobody(path(foreign));
         try {
             storage.checkOwner();

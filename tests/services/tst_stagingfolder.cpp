@@ -42,7 +42,7 @@ QStringList names(const QString &folder)
     return Files::names(folder);
 }
 
-/// Makes a staging folder with something in it that no process has locked.
+/// Makes an unlocked staging folder with a file in it.
 QString leftover(const QString &place)
 {
     const QString path = place + u"/Brindle-0A1B2C3D-0000-4000-8000-0123456789AB"_s;
@@ -111,8 +111,8 @@ private Q_SLOTS:
         leftover(temporary.path());
         leftover(home.path());
         const Lock used = StagingFolder::make(temporary.path(), nowhere);
-        StagingFolder::make(temporary.path(), nowhere);                // let go, but not removed
-        const QString inRoot = home.filePath(u"Brindle/.brindle-1"_s); // a run may use it
+        StagingFolder::make(temporary.path(), nowhere);                // unlocked, but left there
+        const QString inRoot = home.filePath(u"Brindle/.brindle-1"_s); // a run may still need it
         QVERIFY(QDir().mkpath(inRoot) && QDir().mkpath(home.filePath(u".brindle-2/x"_s)));
         StagingFolder::clearLeftovers(temporary.path(), home.filePath(u"Brindle"_s));
         QCOMPARE(names(home.path()), QStringList{u"Brindle"_s});
@@ -199,14 +199,14 @@ private Q_SLOTS:
         for (const Lock &folder : folders) {
             QVERIFY(QFileInfo(folder->path()).isDir());
         }
-        // No folder remains that the sweeper had locked first.
+        // Folders that the sweeper locked first are gone.
         clear(temporary);
         QCOMPARE(names(temporary.path()).size(), qsizetype(folders.size()));
     }
 
     void whereOthersMayWriteItLiesBesideTheStorageRoot_data()
     {
-        QTest::addColumn<QString>("folder"); // gets the mode
+        QTest::addColumn<QString>("folder"); // the folder that gets the mode
         QTest::addColumn<uint>("mode");
         QTest::addColumn<bool>("isAnothers");
         QTest::newRow("everybody") << u"tmp/user"_s << 0777u << false;
@@ -215,7 +215,7 @@ private Q_SLOTS:
         QTest::newRow("above it") << u"tmp"_s << 0777u << false;
         QTest::newRow("where a link leads") << u"behind/it"_s << 0777u << false;
         QTest::newRow("above where a link leads") << u"behind"_s << 0777u << false;
-        // An owner needs no right to write, and no sticky bit stops an owner.
+        // An owner can always replace a folder, without a right to write and despite a sticky bit.
         if (::geteuid() == 0) {
             QTest::newRow("another's") << u"tmp/user"_s << 01755u << true;
             QTest::newRow("another's above it") << u"tmp"_s << 0755u << true;
@@ -241,7 +241,7 @@ private Q_SLOTS:
         if (isAnothers) {
             giveToNobody(home.filePath(folder));
         }
-        const QString stranger = leftover(temporary); // renamed to our pattern
+        const QString stranger = leftover(temporary); // has a name of our pattern
         const QString root = data + u"/Brindle"_s;
         {
             const Lock staging = StagingFolder::make(temporary, root);
@@ -276,7 +276,7 @@ private Q_SLOTS:
         calls.before = [](const QString &line) { return line.startsWith(u"lock") ? ENOLCK : 0; };
         const Lock staging = StagingFolder::make(temporary.path(), nowhere);
         QVERIFY(QFileInfo(staging->path()).isDir());
-        // Without locks the folder may be in use.
+        // On a file system without locks the folder may be in use, so it stays.
         clear(temporary);
         QVERIFY(QFileInfo(staging->path()).isDir());
     }

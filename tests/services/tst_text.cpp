@@ -28,7 +28,7 @@ private Q_SLOTS:
              {0x09, 0x20, 0xa0, 0x1680, 0x2000, 0x2005, 0x200a, 0x202f, 0x205f, 0x3000}) {
             QTest::addRow("white space %04x", space) << QChar(space) << false << true;
         }
-        // Neighbours of those, and blanks of other classes.
+        // Neighbours of the newlines, and blanks of other classes.
         for (const char16_t other :
              {0x00, 0x08, 0x0e, 0x1f, 0x41, 0x84, 0x86, 0x200b, 0x2027, 0x202a, 0x2060, 0xfeff}) {
             QTest::addRow("neither %04x", other) << QChar(other) << false << false;
@@ -161,7 +161,7 @@ private Q_SLOTS:
     {
         QFETCH(qint64, bytes);
         const QLocale before;
-        QLocale::setDefault(QLocale(QLocale::German)); // must not matter
+        QLocale::setDefault(QLocale(QLocale::German)); // must make no difference
         const QString text = Text::byteCount(bytes);
         QLocale::setDefault(before);
         QTEST(text, "text");
@@ -209,7 +209,7 @@ private Q_SLOTS:
     void forgetsOldGrowth()
     {
         RecentRate rate;
-        // Fast for a minute, then slow.
+        // The growth is fast for a minute, then slow.
         for (int second = 0; second <= 70; ++second) {
             rate.add(Clock::Duration(second),
                      std::min(second, 60) * 1000 + std::max(second - 60, 0));

@@ -18,7 +18,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-/// Stores the thread that destroys the last copy.
+/// Returns a pointer. The thread that destroys its last copy stores itself in `destroyedOn`.
 std::shared_ptr<void> watched(std::atomic<QThread *> &destroyedOn)
 {
     return {nullptr, [&destroyedOn](void *) { destroyedOn = QThread::currentThread(); }};
@@ -49,13 +49,13 @@ int endWithAThread(const QString &which)
         Threads::start([] {
             started.release();
             ending.acquire();
-            std::this_thread::sleep_for(std::chrono::milliseconds(50)); // has still work to do
+            std::this_thread::sleep_for(std::chrono::milliseconds(50)); // the thread is still busy
             std::fputs("done", stdout);
         });
         qAddPostRoutine([] { ending.release(); });
     }
     started.acquire();
-    std::fputs("ending", stdout); // in a buffer that the end must write out
+    std::fputs("ending", stdout); // ending must flush this text
     return 0;
 }
 
@@ -156,7 +156,7 @@ private Q_SLOTS:
             const auto note = [order] { order->append(u"queued"_s); };
             QMetaObject::invokeMethod(QCoreApplication::instance(), note, Qt::QueuedConnection);
         };
-        // The work ends before the caller awaits it.
+        // This work ends before the caller awaits it.
         const auto start = [](std::function<void()> run) { std::thread(run).join(); };
         await(note(runOnWorker(work, {}, start), order));
         QCOMPARE(*order, (QStringList{u"queued"_s, u"resumed"_s}));

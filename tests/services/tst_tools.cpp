@@ -32,7 +32,7 @@ class TestTools : public QObject
     QString at(const QString &name) const { return folder_->filePath(name); }
     QString place() const { return at(u"new/place"_s); }
     QString archive() const { return at(u"a game.zip"_s); }
-    /// A tool that writes down its arguments, then runs `script`.
+    /// Makes a tool that writes its arguments to a file, then runs `script`.
     QString tool(const QString &script = {}) const
     {
         writeScript(at(u"tool"_s),
@@ -60,12 +60,12 @@ class TestTools : public QObject
     /// Returns the names beside the destination.
     QStringList beside() const
     {
-        WorkerHold().open(); // the deletion may still run
+        WorkerHold().open(); // waits for the deletion
         return Files::names(at(u"new"_s));
     }
 
     std::unique_ptr<QTemporaryDir> folder_;
-    std::weak_ptr<QFile> opened_; // the archive of the last start
+    std::weak_ptr<QFile> opened_; // the archive that the last call got
 
 private Q_SLOTS:
     void init()
@@ -131,7 +131,7 @@ private Q_SLOTS:
         QVERIFY(thrownBy(start(tool(u"mkdir \"$4/a\"; touch \"$4/a/project.godot\"; "_s + end))));
         QCOMPARE(Files::names(place()), QStringList());
         QCOMPARE(beside(), QStringList{u"place"_s});
-        QVERIFY(QFile::exists(archive())); // removed with its staging folder
+        QVERIFY(QFile::exists(archive())); // its staging folder's removal takes it along
     }
 
     void theArchiveIsDeletedBeforeTheSync()
@@ -180,7 +180,7 @@ private Q_SLOTS:
             dup2(before, STDIN_FILENO);
             close(before);
         });
-        // Field 6 of the status is the session. A new one begins without a terminal.
+        // Field 6 of "stat" is the session. A new session has no terminal.
         const QString session = u"set -- $(cat /proc/$$/stat); test \"$6\" = $$ && "
                                 "test \"$(readlink /proc/$$/fd/0)\" = /dev/null"_s;
         const bool isLinux = QSysInfo::kernelType() == u"linux";
@@ -196,7 +196,7 @@ private Q_SLOTS:
             "exec '%2' descriptors: > '%3'"_s.arg(archive(), testChild(), at(u"descriptors"_s))));
         await(std::move(task));
         QCOMPARE(readFile(place() + u"/copy"_s), QByteArray("written"));
-        // The three standard ones and the archive.
+        // The child has the three standard descriptors and the archive.
         QCOMPARE(readFile(at(u"descriptors"_s)).split(' ').size(), 4);
     }
 

@@ -1,4 +1,4 @@
-// Tests transfers of one answer.
+// Tests transfers that need one answer only.
 
 #include "NetFixture.h"
 
@@ -126,8 +126,8 @@ private Q_SLOTS:
         const auto onProgress = [&](qint64 bytes, qint64 expected, double rate) {
             written.push_back(bytes);
             const auto here = std::this_thread::get_id();
-            // A server that leaves during the end of TLS causes SIGPIPE, which ends a process.
-            // libcurl's own way would change the process for other threads.
+            // Closing TLS to a server that has gone raises SIGPIPE, which ends a process. libcurl
+            // itself would ignore the signal in the whole process.
             sigset_t blocked;
             struct sigaction action = {};
             isRight = isRight && (withLength ? expected == 1'000'000 : expected < 0) && rate > 0 &&
@@ -150,7 +150,7 @@ private Q_SLOTS:
         const HttpServer server([&](const HttpRequest &, HttpConnection &connection) {
             clock.move(500us);
             connection.respond(200, {{"Content-Length", "1000"}}, "first");
-            for (const auto time : {50ms, 900ms, 1700ms}) { // no silence of a second
+            for (const auto time : {50ms, 900ms, 1700ms}) { // never a second without bytes
                 reported.acquire();
                 clock.move(time);
                 connection.write(QByteArray(time < 1s ? 100 : 795, 'x'));
@@ -162,7 +162,7 @@ private Q_SLOTS:
             reported.release();
         };
         QVERIFY(store(server.url(), newPath(), {}, onProgress).value);
-        // Within the first millisecond a millisecond counts.
+        // The rate counts at least a millisecond.
         const std::vector<std::pair<qint64, double>> expected{
             {5, 5 / 0.001}, {105, 105 / 0.05}, {205, 205 / 0.9}, {1000, 1000 / 1.7}};
         QCOMPARE(reports, expected);
@@ -179,7 +179,7 @@ private Q_SLOTS:
         QVERIFY(store(server.url(), newPath(), options, onProgress).value);
         const auto passed = std::chrono::duration<double>(clock.time());
         QVERIFY(passed > 100ms);
-        // The first and the last report come in any case.
+        // The first and the last report always come.
         QVERIFY(reports > 2 && reports <= passed.count() * 50 + 2);
     }
 
@@ -291,7 +291,7 @@ private Q_SLOTS:
             connection.waitUntilClosed();
         });
         const QUrl url = beginning ? server.url() : StandIns::silentUrl();
-        QCOMPARE(TransferOptions().idleTimeout, 60s); // for players
+        QCOMPARE(TransferOptions().idleTimeout, 60s); // the players' value
         const auto outcome = fetch(url, {200ms, {}});
         QVERIFY(outcome.as<TransferError>());
         QCOMPARE(outcome.text(), u"The connection timed out: nothing arrived for 0.2 seconds."_s);
@@ -307,7 +307,7 @@ private Q_SLOTS:
             QTest::newRow(slow) << QString::fromLatin1(slow);
         }
     }
-    /// The waits together exceed the time-out.
+    /// Together the waits exceed the time-out; each alone does not.
     void onlyTheServersSilenceTimesOut()
     {
         QFETCH(const QString, slow);
@@ -353,7 +353,7 @@ private Q_SLOTS:
         const QByteArray ok("HTTP/1.1 200 OK\r\n");
         const QByteArray body(1000, 'x');
         QTest::newRow("exactly") << ok + "Content-Length: 1000\r\n\r\n" + body << false << false;
-        // These send no byte of a body.
+        // These servers send no byte of a body.
         QTest::newRow("announced") << ok + "Content-Length: 1001\r\n\r\n" << false << true;
         QTest::newRow("announced much") << ok + "Content-Length: 9000000000000000000\r\n\r\n"
                                         << false << true;
@@ -380,7 +380,7 @@ private Q_SLOTS:
         });
         const QString target = newPath();
         TransferOptions options;
-        QCOMPARE(options.limit, 8LL * 1024 * 1024 * 1024); // for players
+        QCOMPARE(options.limit, 8LL * 1024 * 1024 * 1024); // the players' value
         options.limit = 1000;
         const auto outcome = store(server.url(), target, options);
         QCOMPARE(outcome.value.has_value(), !isRefused);
@@ -397,7 +397,7 @@ private Q_SLOTS:
     void someDisksDoNotKnowTheirRoom()
     {
         const HttpServer server(answering("hello"));
-        // /proc says that it has no bytes at all. A download asks the shown path's disk.
+        // A download asks the disk of the shown path for its room, and /proc reports a size of 0.
         auto file = std::make_shared<OutputFile>(newPath(), u"/proc/file"_s);
         const auto outcome = outcomeOf(Transfer::toFile(server.url(), file, {}, {}));
         QVERIFY2(outcome.value, qPrintable(outcome.text()));

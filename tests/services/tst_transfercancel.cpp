@@ -1,5 +1,5 @@
 // Tests cancellations. Each transfer waits for something that never comes, so a cancellation that
-// waits as well hangs the test.
+// waits too would hang the test.
 
 #include "NetFixture.h"
 
@@ -13,14 +13,14 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-/// A server that sends a beginning and then nothing.
+/// A server that sends the beginning of an answer, then nothing.
 class SilentServer
 {
 public:
     explicit SilentServer(const QByteArray &beginning = {})
         : server_([this, beginning](const HttpRequest &, HttpConnection &connection) {
             connection.write(beginning);
-            // The test also passes without this time, in which the client falls asleep.
+            // The pause lets the client fall asleep. The test would pass without it, too.
             connection.pause(200ms);
             silent_.release();
             connection.waitUntilClosed();
@@ -36,7 +36,7 @@ public:
 private:
     std::counting_semaphore<> silent_{0};
     std::counting_semaphore<> left_{0};
-    HttpServer server_; // last: its handlers use the semaphores
+    HttpServer server_; // last, because its handlers use the semaphores
 };
 
 } // namespace
@@ -60,7 +60,7 @@ private Q_SLOTS:
         SilentServer server(beginning);
         std::stop_source stop;
         auto task = Transfer::toFile(server.url(), newFile(), {}, stop.get_token());
-        // From another thread.
+        // Request the stop from another thread.
         std::jthread other([&] {
             server.awaitSilence();
             stop.request_stop();
@@ -96,7 +96,7 @@ private Q_SLOTS:
         waits.acquire();
         stop.request_stop();
         QVERIFY(outcomeOf(std::move(task)).cancelled());
-        // The thread has ended as well.
+        // The transfer's thread ends, too.
         spinUntil([&] { return held.use_count() == 1; });
         QCOMPARE(server.requestCount(), 1);
     }

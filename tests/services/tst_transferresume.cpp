@@ -65,7 +65,7 @@ private Q_SLOTS:
         CutFile file(content, cuts);
         TransferOptions options = withoutWaits();
         if (QByteArray(QTest::currentDataTag()) == "with a reset") {
-            // The bytes before the reset need time to arrive.
+            // Let the bytes arrive before the reset.
             file.atTheCut = [](HttpConnection &connection) {
                 connection.pause(200ms);
                 connection.reset();
@@ -93,7 +93,7 @@ private Q_SLOTS:
         CutFile file(content, {300, 300});
         std::atomic<int> expected = 0;
         const HttpServer second([&](const HttpRequest &request, HttpConnection &connection) {
-            // Each signature is good once.
+            // Each signature is valid once.
             if (request.target != "/signed?" + QByteArray::number(expected++)) {
                 connection.respond(403, {}, "expired");
                 return;
@@ -120,7 +120,7 @@ private Q_SLOTS:
         QCOMPARE(file.requests().size(), 1);
     }
 
-    /// Answers to the request for the rest of a body.
+    /// A server's possible answers to a request for the rest of a body.
     void answersToTheRest_data()
     {
         QTest::addColumn<QByteArray>("answer");
@@ -224,7 +224,7 @@ private Q_SLOTS:
             return;
         }
         QVERIFY(outcome.as<TransferError>());
-        // The text of libcurl 7.88, or of later ones.
+        // The text of libcurl 7.88, or of later versions.
         static const QRegularExpression rest(u"bytes (remaining|missing)"_s);
         QVERIFY2(outcome.text().contains(rest), qPrintable(outcome.text()));
         QCOMPARE(waits(), allWaits);

@@ -28,7 +28,7 @@ HttpServer::Handler redirecting(int status, const QByteArray &location)
     };
 }
 
-/// A proxy that connects every CONNECT to one port of this machine.
+/// Returns a proxy that connects every CONNECT to one port of this machine.
 HttpServer::Handler leadingTo(quint16 port)
 {
     return [port](const HttpRequest &request, HttpConnection &connection) {
@@ -160,7 +160,7 @@ private Q_SLOTS:
 
     void neverFromHttpsToHttp()
     {
-        // http, https, https, and then http again under another spelling of the scheme.
+        // The addresses are http, https, https, and http again in capital letters.
         const HttpServer last(redirecting(302, {}));
         const QByteArray end = last.url(u"/end"_s).toEncoded().replace("http", "HTTP");
         const HttpServer third(redirecting(302, end), 0, &tls_);
@@ -225,7 +225,7 @@ private Q_SLOTS:
     void plainHttpIsNotAskedFor()
     {
         QFETCH(const QString, host);
-        // A request would go to the proxy.
+        // A request would reach the proxy.
         const HttpServer proxy(redirecting(302, "/end"));
         setProxies({proxyAt(proxy.port())});
         const QUrl address = proxy.url(u"/end"_s, host);
@@ -283,7 +283,7 @@ private Q_SLOTS:
             proxies.append(proxyAt(proxy.port(), type));
         }
         setProxies(proxies);
-        qputenv("no_proxy", "127.0.0.1"); // for the system to know
+        qputenv("no_proxy", "127.0.0.1"); // part of the system's settings
         const auto outcome = fetch(server.url(), trusting_);
         qunsetenv("no_proxy");
         QVERIFY2(outcome.value, qPrintable(outcome.text()));
@@ -358,7 +358,7 @@ private Q_SLOTS:
         QCOMPARE(server.requestCount(), 3 * count);
     }
 
-    /// Redirects and chunks included.
+    /// The answers include redirects and a chunked body.
     void theNextRequestFindsTheConnection()
     {
         const HttpServer server(
@@ -376,7 +376,7 @@ private Q_SLOTS:
             QVERIFY(fetch(startOf(server), trusting_).value);
         }
         QCOMPARE(server.connectionCount(), 1);
-        // The connection was made with other certificates.
+        // The kept connection was made with other certificates, so it must not serve this request.
         QVERIFY(fetch(startOf(server)).as<TransferError>());
         QCOMPARE(server.requestCount(), 20);
     }

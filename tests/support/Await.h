@@ -17,8 +17,8 @@
 namespace brindle {
 
 /// Serves events until `done()` is true. Asks after every event and every `tick`, because disks and
-/// threads bring no events. Throws std::runtime_error after `seconds`, so that a hanging test fails
-/// with a name.
+/// threads send no events. Throws std::runtime_error after `seconds`, so that a hanging test fails
+/// under its name.
 inline void spinUntil(const std::function<bool()> &done, int seconds = 60,
                       std::chrono::milliseconds tick = std::chrono::milliseconds(4))
 {

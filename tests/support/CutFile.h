@@ -11,8 +11,8 @@
 
 namespace brindle {
 
-/// A file on a server that serves ranges. Each answer breaks off after as many bytes as `cuts`
-/// says; the answers after these are whole.
+/// A file on a server that serves ranges. Each number in `cuts` breaks off one answer after so many
+/// bytes. Later answers are whole.
 class CutFile
 {
 public:
@@ -55,10 +55,10 @@ public:
         }
     }
 
-    /// The version's value of If-Range, and the headers of the answers.
+    /// The file's version for If-Range, and the headers of all answers.
     QByteArray version = QByteArrayLiteral("\"one\"");
     Headers headers{{"Accept-Ranges", "bytes"}, {"ETag", "\"one\""}};
-    /// Called where an answer breaks off, in place of an orderly end.
+    /// Called when an answer breaks off, instead of closing the connection in order.
     std::function<void(HttpConnection &)> atTheCut;
 
     QList<HttpRequest> requests() const

@@ -40,7 +40,7 @@ protected:
 class Gate : public Fifo
 {
 public:
-    // Open for reading too, so that neither side waits for the other.
+    // Opens it for reading, too, so that neither side waits for the other.
     Gate() : Fifo(O_RDWR) {}
 
     /// Lets one child pass, now or later.
@@ -52,14 +52,14 @@ public:
     }
 };
 
-/// Children hold a lifeline open while they live. Unlike process numbers it covers children of
-/// children.
+/// Children hold a lifeline open while they live. Unlike a process number it also covers children
+/// of children.
 class Lifeline : public Fifo
 {
 public:
     Lifeline() : Fifo(O_RDONLY | O_NONBLOCK) {}
 
-    /// Returns true when a process has held the lifeline and none does any more.
+    /// Returns true once a process has held the lifeline and no process holds it any more.
     bool isDropped() const
     {
         pollfd state = {descriptor_, POLLIN, 0};

@@ -14,7 +14,7 @@ namespace brindle {
 class Lines
 {
 public:
-    /// Returns a callback that adds to `lines` and keeps it alive.
+    /// Returns a callback that adds to `lines`. The callback keeps `lines` alive.
     static std::function<void(QString)> into(const std::shared_ptr<Lines> &lines)
     {
         return [lines](const QString &line) {

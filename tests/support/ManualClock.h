@@ -11,7 +11,7 @@
 
 namespace brindle {
 
-/// Serves the queued events, and those that they queue in a few rounds.
+/// Serves the queued events and, for ten rounds, the events that these queue.
 inline void serveEvents()
 {
     for (int i = 0; i < 10; ++i) {
@@ -39,7 +39,7 @@ public:
     /// Returns the number of unfinished sleeps.
     int asleep() const { return asleep_; }
 
-    /// Lets time pass. The sleeps that end go on in the event loop.
+    /// Lets time pass. Sleeps that end resume in the event loop.
     void advance(Duration duration)
     {
         now_ += duration;

@@ -18,8 +18,8 @@ namespace {
 
 const char *const inside = "INSIDE_TEST_NAMESPACES";
 
-// The first process of a process namespace adopts the orphans, and its death kills all others. So a
-// shell waits there.
+// The first process of a process namespace adopts orphans, and its death kills all others. So a
+// shell takes that role and waits.
 const QByteArray firstProcess = R"(
 folder=$(mktemp -d --tmpdir test-XXXXXX) &&
     mount -t tmpfs none "$folder" && ip link set lo up || exit
@@ -34,8 +34,8 @@ exit $code)";
     throw std::runtime_error((step + ": " + std::strerror(errno)).toStdString());
 }
 
-/// Returns the command that runs `program` inside. Most systems let ordinary users do that as the
-/// root of a user namespace.
+/// Returns a command that runs `program` inside. On most systems ordinary users need a user
+/// namespace of their own for that.
 QByteArrayList command(bool asOwnRoot, const QByteArrayList &program)
 {
     QByteArrayList words{"unshare", "--mount", "--net",        "--ipc",
@@ -67,7 +67,7 @@ bool Namespaces::enter(QString *reason)
         QFile line(QStringLiteral("/proc/self/cmdline"));
         line.open(QIODevice::ReadOnly);
         QByteArrayList program = line.readAll().split('\0');
-        program.removeLast(); // behind the last end
+        program.removeLast(); // not needed after the last one
         program.first() = QFile::encodeName(QFile::symLinkTarget(QStringLiteral("/proc/self/exe")));
         QByteArrayList words = command(asOwnRoot, program);
         std::vector<char *> arguments;

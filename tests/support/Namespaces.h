@@ -5,17 +5,17 @@
 
 namespace brindle {
 
-/// Namespaces of this process alone: its mounts, its ports and its children exist only there. The
-/// only network is loopback. Linux.
+/// Gives a test program namespaces of its own (Linux). Its mounts, ports and children exist only
+/// there, and loopback is its only network.
 namespace Namespaces {
 
-/// Starts the program anew inside the namespaces, with a new temporary folder. The calling process
-/// waits outside and exits with the same code. When either dies, all processes inside go too.
-/// Returns true inside, and false, with the system's reason, where this is not permitted. Call it
-/// first.
+/// Restarts the program inside the namespaces, with a new temporary folder, and returns true there.
+/// The calling process waits outside and exits with the same code. If either process dies, all
+/// processes inside die. Returns false, with the system's reason, if the system forbids this. Call
+/// it first.
 bool enter(QString *reason);
 
-/// Hides an existing file or folder behind another one. Throws std::runtime_error.
+/// Mounts `substitute` over an existing file or folder. Throws std::runtime_error.
 void mountOver(const QString &existing, const QString &substitute);
 
 } // namespace Namespaces
@@ -26,7 +26,7 @@ class SmallDisk
 {
 public:
     SmallDisk(const QString &folder, qint64 bytes);
-    /// Unmounts the disk and drops its content.
+    /// Unmounts the disk. Its content is lost.
     ~SmallDisk();
     SmallDisk(const SmallDisk &) = delete;
     SmallDisk &operator=(const SmallDisk &) = delete;

@@ -22,7 +22,7 @@ const auto xdotool = u"xdotool"_s;
 
 void start(QProcess &process, const QString &program, const QStringList &arguments)
 {
-    // No program outlives a test that crashes.
+    // If the test crashes, the program dies with it.
     process.setChildProcessModifier([] { prctl(PR_SET_PDEATHSIG, SIGKILL); });
     process.start(program, arguments);
     if (!process.waitForStarted()) {
@@ -65,7 +65,8 @@ void Screen::startServer(const QSize &size)
     }
     display_ = u':' + QString::fromLatin1(server_.readLine().trimmed());
 
-    // The X Window Dump format, XWDFile.h: a head of big-endian words, the colours, the pixels.
+    // Format of an X Window Dump (XWDFile.h): a header of big-endian words, the colours, the
+    // pixels.
     enum Word { headSize = 0, lineBytes = 12, colours = 19 };
     constexpr qsizetype colourBytes = 12;
     memory_.setFileName(folder_.filePath(u"Xvfb_screen0"_s));
@@ -89,7 +90,7 @@ void Screen::startManager(int panel)
     manager_.setStandardOutputFile(QProcess::nullDevice());
     manager_.setStandardErrorFile(QProcess::nullDevice());
     start(manager_, u"openbox"_s, {u"--config-file"_s, configuration});
-    // A manager sets this property last.
+    // Window managers set this property last in their start.
     wait("the window manager",
          [this] { return run(u"xprop"_s, {u"-root"_s, u"_NET_WORKAREA"_s}).contains('='); });
 }

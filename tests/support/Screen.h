@@ -11,32 +11,31 @@
 
 namespace brindle {
 
-/// An X display with a window manager, and a player's keyboard for it. Call from the main
-/// thread. Blocks. Throws std::runtime_error when a program does not start or a wait takes a
-/// minute.
+/// An X display with a window manager and a keyboard. Call from the main thread. Blocks. Throws
+/// std::runtime_error if a program does not start or a wait takes a minute.
 class Screen
 {
 public:
     enum class Manager { none, openbox };
 
-    /// @param panel height of a strip at the bottom that the manager keeps free.
+    /// @param panel height of a strip at the bottom that the window manager keeps free.
     explicit Screen(const QSize &size = {1400, 1000}, int panel = 0,
                     Manager manager = Manager::openbox);
     ~Screen();
 
-    /// Returns the environment for programs on this display, without the developer's own look,
+    /// Returns the environment for programs on this display, without the developer's own style,
     /// proxies and scaling.
     QProcessEnvironment environment() const;
 
-    /// Returns the visible windows of that title, by their ids for xdotool.
+    /// Returns xdotool's ids of the visible windows with that title.
     QStringList windows(const QString &title) const;
     /// Returns the title of the window with the keyboard.
     QString focusedTitle() const;
-    /// Gives a window the keyboard, as Alt+Tab would, and waits until it has it.
+    /// Gives a window the keyboard, as Alt+Tab would, and waits until the window has it.
     void activate(const QString &title) const;
-    /// Presses keys one after the other. Their names are "Tab" or "ctrl+q".
+    /// Presses keys one after the other. Names look like "Tab" or "ctrl+q".
     void press(const QStringList &keys) const;
-    /// Closes a window by the window manager's key.
+    /// Closes a window with the window manager's key.
     void closeWindow(const QString &title) const;
     /// Returns a window's size without its frame.
     QSize size(const QString &window) const;
@@ -45,8 +44,8 @@ public:
 
     QString clipboard() const;
 
-    /// Returns the content of the whole display. The picture shares the X server's memory and
-    /// changes with it, also while a program draws.
+    /// Returns the whole display's picture. It shares the X server's memory, so it changes whenever
+    /// a program draws.
     const QImage &picture() const { return picture_; }
 
     /// Serves events until `done()` is true. Asks every 20 ms.

@@ -17,7 +17,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-std::mutex lock; // guards the two below
+std::mutex lock; // guards the two variables below
 SystemCalls *recorder = nullptr;
 QStringList recorded;
 
@@ -26,7 +26,7 @@ QString pathOf(int descriptor)
     return QFile::symLinkTarget(u"/proc/self/fd/%1"_s.arg(descriptor));
 }
 
-/// Records the line. Returns the errno for the call, or 0.
+/// Records a line. Returns the errno with which the call must fail, or 0.
 int record(QString line)
 {
     static const QRegularExpression hidden(u"/\\.brindle-[0-9a-f-]{36}"_s);
@@ -46,7 +46,7 @@ bool isRecording()
     return recorder;
 }
 
-/// Fails with `error` unless it is 0; then makes the call.
+/// Makes the call, or fails with `error` if that is not 0.
 template <typename Call>
 int answer(int error, Call call)
 {

@@ -7,9 +7,9 @@
 
 namespace brindle {
 
-/// Records this program's calls of fsync, syncfs, rename and flock while it lives: a line each, in
-/// order. Syncs do not wait for the disk meanwhile. Without a recorder the calls go to the system.
-/// Make one at a time. Any thread may make the calls.
+/// While this object lives, records this program's calls of fsync, syncfs, rename and flock: a line
+/// each, in order. Recorded syncs do not wait for the disk. Without a recorder the system handles
+/// the calls. Make one recorder at a time. Any thread may make the calls.
 class SystemCalls
 {
 public:
@@ -23,8 +23,8 @@ public:
     QStringList lines() const;
     void clear();
 
-    /// Called with the line before each call, on its thread. Makes the call fail with the returned
-    /// errno unless that is 0. Set it before the calls begin.
+    /// Called with the line before each call, on the caller's thread. The call fails with the
+    /// returned errno, unless that is 0. Set it before the calls begin.
     std::function<int(const QString &line)> before;
 };
 

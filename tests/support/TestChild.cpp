@@ -34,11 +34,11 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-// Longer than any test waits, but no child stays for ever.
+// Longer than any test waits, but not for ever.
 constexpr unsigned maxLifeSeconds = 120;
 constexpr size_t largeWrite = 64UL * 1024;
 
-/// Ignores a closed output, as a game does.
+/// Writes all of `text`. Ignores a closed output, as a game does.
 void write(int descriptor, std::string_view text)
 {
     while (!text.empty()) {
@@ -111,7 +111,7 @@ void printPaced(long rate, long seconds)
 
 void printLong(long count, size_t bytes)
 {
-    // A multiple of ten, so that the digits go on from one block to the next.
+    // The size is a multiple of ten, so that the digits continue from block to block.
     std::string digits(largeWrite / 10 * 10, '0');
     for (size_t i = 0; i < digits.size(); ++i) {
         digits[i] = static_cast<char>('0' + i % 10);
@@ -128,7 +128,7 @@ void printLong(long count, size_t bytes)
     }
 }
 
-/// Asks for each number, because listing a folder would open one more.
+/// Tests each number, because listing /proc/self/fd would open one more.
 std::string openDescriptors()
 {
     std::string open;
@@ -172,7 +172,7 @@ void passGate(const std::string &fifo)
     ::close(descriptor);
 }
 
-/// Returns true in the copy.
+/// Forks. Returns true in the copy.
 bool forkCopy()
 {
     std::array<int, 2> ready = {};
@@ -208,8 +208,8 @@ void dieOf(int number)
     ::raise(number);
 }
 
-/// Runs a program as a ManagedProcess and prints its lines. Ends at the line "quit" without waiting
-/// for the program; "stop and quit" asks the program to end before. As a tool, drops the output.
+/// Runs a program as a ManagedProcess and prints its lines. At the line "quit" ends without waiting
+/// for the program; at "stop and quit" asks it to end first. With `isTool`, drops the output.
 int runLauncher(const std::vector<std::string> &command, bool isTool)
 {
     std::string name = "testlauncher";
@@ -246,7 +246,7 @@ int runLauncher(const std::vector<std::string> &command, bool isTool)
     return QCoreApplication::exec();
 }
 
-/// Makes a staging folder that this process keeps until it ends.
+/// Makes a staging folder and keeps it until this process ends.
 std::string makeStaging(const std::string &temporaryFolder)
 {
     static const auto *const staging = new std::shared_ptr(
@@ -263,7 +263,7 @@ long second(Argument pair)
 
 // clang-format off
 const std::map<std::string, std::function<void(Argument)>> verbs{
-    // out:TEXT, err:TEXT: writes to standard output, standard error
+    // out:TEXT, err:TEXT: writes to standard output or standard error
     {"out", [](Argument text) { write(STDOUT_FILENO, unescaped(text)); }},
     {"err", [](Argument text) { write(STDERR_FILENO, unescaped(text)); }},
     // line:TEXT: writes a line
@@ -276,10 +276,10 @@ const std::map<std::string, std::function<void(Argument)>> verbs{
     {"long", [](Argument pair) { printLong(std::stol(pair), static_cast<size_t>(second(pair))); }},
     // descriptors: prints the numbers of the open descriptors in one line
     {"descriptors", [](Argument) { print(openDescriptors()); }},
-    // group: prints whether it leads its process group
+    // group: prints whether this process leads its process group
     {"group", [](Argument) { print(::getpgrp() == ::getpid() ? "leader" : "follower"); }},
     {"pid", [](Argument) { print(std::to_string(::getpid())); }},
-    // ignored:N, blocked:N: prints "yes" or "no" for a signal
+    // ignored:N, blocked:N: prints whether a signal is ignored or blocked
     {"ignored", [](Argument number) { printAnswer(isIgnored(std::stoi(number))); }},
     {"blocked", [](Argument number) { printAnswer(isBlocked(std::stoi(number))); }},
     // stdin: copies standard input to standard output
@@ -295,11 +295,11 @@ const std::map<std::string, std::function<void(Argument)>> verbs{
     {"gate", passGate},
     // touch:FILE: makes an empty file
     {"touch", [](Argument file) { ::close(::open(file.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600)); }},
-    // hold:FIFO: opens a FIFO for writing, for as long as it and its copies live
+    // hold:FIFO: keeps a FIFO open for writing while this process and its copies live
     {"hold", [](Argument fifo) { (void)!::open(fifo.c_str(), O_WRONLY | O_CLOEXEC); }},
     // ignore:N: ignores a signal
     {"ignore", [](Argument number) { std::signal(std::stoi(number), SIG_IGN); }},
-    // report:N: prints "signal N" at each such signal and goes on
+    // report:N: prints "signal N" at each such signal, without ending
     {"report", [](Argument number) {
         reports.at(std::stoul(number)) = "signal " + number + '\n';
         std::signal(std::stoi(number), reportSignal);
@@ -328,8 +328,8 @@ int runSteps(const std::vector<std::string> &steps)
         if (verb == "parent") {
             return 0; // only the copy gets here
         }
-        // Goes on as two processes. The copy prints its number and ends at "parent:". The original
-        // waits for that number and goes on behind "parent:".
+        // Continues as two processes. The copy prints its number, and ends at "parent:". The
+        // original waits for that number, then continues behind "parent:".
         if (verb == "fork") {
             if (!forkCopy()) {
                 const auto parent = std::find(steps.begin(), steps.end(), "parent:");

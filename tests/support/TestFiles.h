@@ -14,7 +14,7 @@
 
 namespace brindle {
 
-/// Returns a file's content; empty when it can't be read.
+/// Returns a file's content, or nothing if it can't be read.
 inline QByteArray readFile(const QString &path)
 {
     QFile file(path);
@@ -47,14 +47,14 @@ inline void setMode(const QString &path, mode_t mode)
     }
 }
 
-/// Gives an entry to another user. Works for the administrator alone.
+/// Gives an entry to another user. Only the administrator can do that.
 inline void giveToNobody(const QString &path)
 {
     constexpr uid_t nobody = 65534;
     (void)::lchown(QFile::encodeName(path).constData(), nobody, nobody);
 }
 
-/// Runs `action` as an ordinary user, since permission bits mean nothing to the administrator.
+/// Runs `action` as an ordinary user, because permission bits do not bind the administrator.
 inline void asOrdinaryUser(const std::function<void()> &action)
 {
     constexpr uid_t nobody = 65534;

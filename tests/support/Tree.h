@@ -16,14 +16,14 @@ public:
     struct Entry
     {
         Type type = Type::file;
-        QByteArray content; ///< a link's target
+        QByteArray content; ///< of a file, or a link's target
 
         bool operator==(const Entry &) const = default;
     };
 
     /// Reads a folder with its hidden entries. Blocks.
     static Tree read(const QString &folder);
-    /// Adds everything to a folder. Throws std::runtime_error. Blocks.
+    /// Writes all entries below a folder. Throws std::runtime_error. Blocks.
     void write(const QString &folder) const;
 
     void add(const QString &path, const QByteArray &content, Type type = Type::file);
@@ -34,7 +34,7 @@ public:
     QByteArray content(const QString &path) const { return entries_.value(path).content; }
 
     enum class Added { counts, ignored };
-    /// Returns the differences from the expected tree, a line each.
+    /// Returns the differences from the expected tree, one per line.
     QStringList differences(const Tree &expected, Added added = Added::counts) const;
 
 private:

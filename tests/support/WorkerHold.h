@@ -8,17 +8,17 @@
 
 namespace brindle {
 
-/// Holds up all workers until the test lets work pass. Call from the main thread.
+/// Keeps all workers busy until the test lets work pass. Call from the main thread.
 class WorkerHold
 {
 public:
-    /// Returns when all earlier work is done.
+    /// Waits until all earlier work is done.
     WorkerHold() : blocker_(block()) { blocker_->waitUntilAllBlock(); }
     ~WorkerHold() { open(); }
     WorkerHold(const WorkerHold &) = delete;
     WorkerHold &operator=(const WorkerHold &) = delete;
 
-    /// Returns when all waiting work is done; later work waits.
+    /// Waits until all waiting work is done. Later work waits again.
     void letPass()
     {
         const auto before = std::exchange(blocker_, block());
