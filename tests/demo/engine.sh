@@ -1,6 +1,6 @@
 #!/bin/sh
-# An engine for the tour, without a window or a delay. Prints like the real one. Its caller does not
-# replace itself by it, as wrappers in distributions may not.
+# An engine for the tour. Opens no window, ends at once, and prints the real engine's lines. A
+# wrapper starts it as a child process, as wrappers in distributions may.
 echo 'Godot Engine v4.3.stable.official.77dcf97d8 - https://godotengine.org'
 case "$*" in
 *--import*)

@@ -13,12 +13,12 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-// Colours of the light look.
+// The colours of the light theme.
 constexpr QRgb accent = 0xff1663d9;
 constexpr QRgb sheetColour = 0xfffbfbfc;
 constexpr QRgb statusColours[] = {0xff8e8e93, 0xffff9500, 0xffff3b30, 0xff28b14c};
 
-/// Returns the first run of one colour in a row with at least that width, or an empty one.
+/// Returns the first stretch of `colour` in a row that is at least `width` long, or nothing.
 QRect firstRun(const QImage &picture, int row, QRgb colour, int width)
 {
     const auto *const begin = reinterpret_cast<const QRgb *>(picture.constScanLine(row));
@@ -30,7 +30,7 @@ QRect firstRun(const QImage &picture, int row, QRgb colour, int width)
     return {static_cast<int>(first - begin), row, static_cast<int>(last - first), 1};
 }
 
-/// Returns the first block of one colour with at least that size, or an empty one.
+/// Returns the first block of `colour` that has at least this size, or nothing.
 QRect block(const QImage &picture, QRgb colour, int width, int height)
 {
     QRect found;
@@ -50,7 +50,8 @@ QRect block(const QImage &picture, QRgb colour, int width, int height)
 /// Returns the height of the sheet or alert over the window; 0 without one.
 int sheetHeight(const QImage &picture)
 {
-    // The part above the text. The left edge below its round corner shows the height.
+    // First find the part above the text. Its left edge, below the round corner, then shows the
+    // height.
     const QRect top = block(picture, sheetColour, 380, 4);
     int height = top.isEmpty() ? 0 : 14;
     while (height > 0 && top.top() + height < picture.height() &&
@@ -143,7 +144,7 @@ QList<qint64> Launcher::games() const
 void Launcher::waitForGame() const
 {
     Screen::wait("the game's window to have the keyboard", [this] {
-        // The import is the same program, without a window.
+        // An import runs the same program, but opens no window.
         return games().size() == 1 && screen_.focusedTitle() == gameTitle;
     });
 }
@@ -162,8 +163,8 @@ void Launcher::waitForAlert() const
 {
     Screen::wait("an alert with its focus ring", [this] {
         const int height = sheetHeight(screen_.picture());
-        // From above, the first accent is the ring's upper edge. An alert without a ring may ignore
-        // keys. A half-drawn alert shows no accent at all.
+        // Wait for the focus ring: without it the alert may ignore keys. Its upper edge is the
+        // topmost block of the accent colour. A half-drawn alert has no such block.
         const int edge = block(screen_.picture(), accent, 20, 2).height();
         return height > 0 && height < 250 && edge > 0 && edge <= 3;
     });
@@ -177,7 +178,7 @@ void Launcher::waitForContent() const
 
 void Launcher::waitForStatus(Status status) const
 {
-    // The middle of the circle has the colour.
+    // The status circle's middle has the colour.
     Screen::wait("the status", [&] {
         return !block(screen_.picture(), statusColours[static_cast<int>(status)], 8, 4).isEmpty();
     });
@@ -185,7 +186,8 @@ void Launcher::waitForStatus(Status status) const
 
 void Launcher::waitForPlay(bool offered) const
 {
-    // The accent beside Play's text. Other such buttons are shorter, the progress bar is flatter.
+    // Find Play by the accent colour beside its text. Other buttons of this colour are shorter, and
+    // the progress bar is flatter.
     Screen::wait(offered ? "an enabled Play" : "a disabled Play",
                  [&] { return block(screen_.picture(), accent, 90, 20).isEmpty() != offered; });
 }
@@ -219,7 +221,7 @@ QString Launcher::log(int tabs) const
     waitForPlay();
     pressAfterTabs(tabs);
     waitForSheet();
-    // Copy stands before Close.
+    // Copy comes before Close in Tab's order.
     const QString text = copied({u"shift+Tab"_s, u"space"_s});
     screen_.press({u"Return"_s});
     waitForContent();

@@ -6,7 +6,7 @@
 
 namespace brindle {
 
-/// The installed launcher on a screen, for a new user whose folders are empty. Call from the main
+/// Drives the installed launcher on a screen, for a user with empty folders. Call from the main
 /// thread. Blocks.
 class Launcher
 {
@@ -17,7 +17,7 @@ public:
 
     /// Starts the launcher and waits until its window has the keyboard.
     void open();
-    /// Starts the launcher once more, as from another login. Returns the exit code.
+    /// Starts a second launcher, as from another login. Returns its exit code.
     int openAgain();
     bool isRunning() const { return process_->state() != QProcess::NotRunning; }
     /// Returns the exit code, or -1 after a crash.
@@ -36,10 +36,10 @@ public:
     /// Returns the launcher's windows, by the screen's ids.
     QStringList windows() const { return screen_.windows(title); }
 
-    // The window's content.
+    // The functions below look at the window's picture.
 
     void waitForSheet() const;
-    /// Waits until an alert takes keys.
+    /// Waits until an alert accepts keys.
     void waitForAlert() const;
     /// Waits until no sheet or alert is open.
     void waitForContent() const;
@@ -48,20 +48,20 @@ public:
     /// Waits until Play can be pressed, or can't.
     void waitForPlay(bool offered = true) const;
 
-    // The keyboard in the main window. It starts on Play.
+    // The functions below press keys in the main window. At first Play has the focus.
 
-    /// Presses the button behind that many Tabs.
+    /// Presses Tab that many times, then the focused button.
     void pressAfterTabs(int tabs) const;
     /// Presses Play once it can be pressed.
     void play() const;
-    /// Presses keys that copy another text than the last one. Returns it.
+    /// Presses keys that copy a text. Waits for a new text on the clipboard, and returns it.
     QString copied(const QStringList &keys) const;
-    /// Returns the log as its sheet copies it. "Show log" lies behind that many Tabs. The keyboard
-    /// is on Play again afterwards.
+    /// Copies the log from its sheet and returns it. Presses Tab that many times to reach "Show
+    /// log". Afterwards Play has the focus again.
     QString log(int tabs = 1) const;
-    /// Presses Cancel or Stop, from "Show log", which has the keyboard after Play.
+    /// Presses Cancel or Stop. "Show log" must have the focus, as it has after Play.
     void pressEnd() const;
-    /// Opens the settings from Play and presses the button that many Shift+Tabs before Done.
+    /// Opens the settings from Play, presses Shift+Tab that many times, then the focused button.
     void pressInSettings(int backTabs) const;
 
     inline static const QString title = QStringLiteral("Brindle");

@@ -21,7 +21,7 @@ const QByteArray realNames =
 
 const auto addon = u"tessel-works/brindle-minimap"_s;
 const auto engineVersion = u"4.3-stable"_s;
-// Large enough to stop the download in its middle.
+// Large enough to stop the download half-way.
 constexpr qint64 engineBytes = 6'000'000;
 
 QString engineArchive()

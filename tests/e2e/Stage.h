@@ -9,8 +9,8 @@
 
 namespace brindle {
 
-/// Everything that the shipped program meets outside: the code host under its real names and over
-/// TLS, with a game, its add-on and an engine. Works inside namespaces only.
+/// Stands in for the outside world: serves the code host's real names over TLS, with a game, its
+/// add-on and an engine. Works inside namespaces only.
 class Stage
 {
 public:
@@ -18,7 +18,7 @@ public:
     Stage();
 
     enum class Certificate { good, untrusted, expired, wrongSecondHost };
-    /// Starts the host anew, with that certificate.
+    /// Restarts the host with this certificate.
     void open(Certificate certificate = Certificate::good);
     ReleaseHost &host() { return *host_; }
 

@@ -1,5 +1,5 @@
-// Uses the shipped program as a player does: through its windows and by keyboard, with the code
-// host under its real names.
+// Uses the shipped program like a player, by its windows and the keyboard. The code host has its
+// real names.
 
 #include "Launcher.h"
 #include "Stage.h"
@@ -42,7 +42,7 @@ class TestShippedProgram : public QObject
         launcher_->play();
     }
 
-    /// Brings the keyboard from Settings to Play.
+    /// Moves the focus from Settings back to Play.
     void backFromSettings() const
     {
         screen_->activate(Launcher::title);
@@ -118,7 +118,7 @@ private Q_SLOTS:
     {
         const QSize all(1366, 768);
         constexpr int panel = 48;
-        constexpr int titleBar = 20; // openbox's
+        constexpr int titleBar = 20; // the height in openbox
         Screen small(all, panel);
         launcher_ = std::make_unique<Launcher>(small);
         playFirst(failingGame);
@@ -137,9 +137,9 @@ private Q_SLOTS:
         const QStringList log = launcher_->log(3).split(u'\n');
         QVERIFY(log.contains(u"the map is missing"_s));
         QCOMPARE(report.section(u"\n\n"_s, 1), log.mid(log.size() - 30).join(u'\n'));
-        // The manager keeps to the smallest size that the window names.
+        // The window manager keeps the window's smallest size.
         QCOMPARE(small.resize(window, {200, 200}), QSize(560, 640));
-        launcher_.reset(); // before its screen
+        launcher_.reset(); // must end before its screen
     }
 
     void aQuitEndsADownload_data()
@@ -190,7 +190,7 @@ private Q_SLOTS:
                  (QStringList{ReleaseHost::gamePath(), Stage::addonPath()}));
         QCOMPARE(readFile(launcher_->project() + u"/sample-engine.ini"_s), newGame);
 
-        // Cancel, then Remove.
+        // First answer with Cancel, then with Remove.
         launcher_->pressInSettings(3);
         launcher_->waitForAlert();
         screen_->press({u"Escape"_s});

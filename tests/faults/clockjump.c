@@ -1,5 +1,5 @@
-/* Loaded in front of a program, moves its wall clock by ten years at each look, into the future and
- * into the past in turns. Leaves the clocks alone that no administrator can set. */
+/* A library to preload into a program. The program then reads its wall clock ten years ahead and
+ * ten years behind in turn. Leaves clocks alone that no administrator can set. */
 
 #define _GNU_SOURCE
 #include <dlfcn.h>

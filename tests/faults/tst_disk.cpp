@@ -1,5 +1,5 @@
-// Plays on disks that are full or can't be written. The message names the folder, nothing counts as
-// installed, and with room the next Play succeeds.
+// Tests Plays on disks that are full or can't be written. The message must name the folder, nothing
+// may count as installed, and with room the next Play must succeed.
 
 #include "ModelFixture.h"
 #include "demo/ZipWriter.h"
@@ -29,7 +29,7 @@ constexpr qsizetype engineBytes = 500 * 1024;
 constexpr qint64 plenty = 64LL * 1024 * 1024;
 constexpr qint64 little = 64LL * 1024;
 
-/// Returns bytes that can't be packed.
+/// Returns random bytes, which can't be compressed.
 QByteArray noise(qsizetype size, quint32 which)
 {
     QByteArray bytes(size, Qt::Uninitialized);
@@ -45,14 +45,14 @@ class TestDisk : public QObject
     Q_OBJECT
 
     std::unique_ptr<PipelineFixture> fixture_;
-    qint64 needed_ = 0; // by a first Play at its worst moment
+    qint64 needed_ = 0; // the most bytes that a first Play needs at once
     Tree complete_;     // the storage root after a Play
 
     QString home() const { return QFileInfo(fixture_->settingsFile()).path(); }
     QString storage() const { return QFileInfo(fixture_->root()).path(); }
     QString temporary() const { return fixture_->temporaryFolder(); }
 
-    /// Empties the home and makes the folders for other disks.
+    /// Mounts an empty disk as the home, and makes the folders for other disks.
     std::unique_ptr<SmallDisk> emptyHome() const
     {
         auto disk = std::make_unique<SmallDisk>(home(), plenty);
@@ -118,7 +118,7 @@ private Q_SLOTS:
         });
         QVERIFY(fixture_->logHas(u"engine is playing"_s));
         complete_ = Tree::read(fixture_->root());
-        // The loop above may have missed the moment with a staged archive.
+        // The loop above may have missed the moment of the largest need.
         needed_ = std::max(most, disk->used() + engineBytes);
         fixture_->restart();
     }
@@ -142,7 +142,7 @@ private Q_SLOTS:
         QFETCH(const int, tenths);
         SmallDisk disk(home(), std::max<qint64>(needed_ * tenths / 10, 4096));
         if (play()) {
-            // Only the import was left out, and the engine catches up on it.
+            // Only the import lacked room. The engine imports later.
             QVERIFY2(tenths > 5, "there can't have been room for it");
         } else {
             verifyFailure(home(), ENOSPC);
@@ -177,7 +177,7 @@ private Q_SLOTS:
         QTest::addColumn<int>("error");
         QTest::addColumn<int>("requests");
         QTest::newRow("full storage") << little << plenty << QString() << fixture_->root() << ENOSPC
-                                      << 1; // another folder for the archive would not help
+                                      << 1; // the storage is full, so no other folder helps
         QTest::newRow("both full")
             << little << little << QString() << temporary() + u"/Brindle-"_s << ENOSPC << 1;
         QTest::newRow("read-only storage")
@@ -206,7 +206,7 @@ private Q_SLOTS:
         verifyTheNextPlaySucceeds();
     }
 
-    /// The temporary folder has room for the add-on, the storage has not.
+    /// The temporary folder has room for the add-on, but the storage has not.
     void theStorageFillsWhileAnAddonIsUnpacked()
     {
         const auto offerAddon = [this](qsizetype bytes) {
@@ -223,7 +223,7 @@ private Q_SLOTS:
         offerAddon(3 * fileCount * fileBytes);
         fixture_->host.forgetRequests();
         QVERIFY(!play());
-        QCOMPARE(fixture_->host.requests().size(), 2); // not fetched again to another folder
+        QCOMPARE(fixture_->host.requests().size(), 2); // no second download to another folder
         verifyFailure(fixture_->root(), ENOSPC);
         QVERIFY(!QFileInfo::exists(fixture_->project() + u"/addons/one/data.bin"_s));
         disk.resize(plenty);
@@ -247,7 +247,7 @@ private Q_SLOTS:
         verifyTheNextPlaySucceeds();
     }
 
-    /// A download that begins anew has freed the bytes that it had before.
+    /// A download that begins anew must first free its earlier bytes.
     void beginsAnewWhereThereIsRoomForOne()
     {
         const SmallDisk disk(home(), 1'500'000);

@@ -8,7 +8,7 @@
 
 namespace brindle {
 
-/// Runs the launcher without its window (tests/torture/launcher.cpp) as a process. Blocks.
+/// Runs the launcher without a window (tests/torture/launcher.cpp) as a child process. Blocks.
 class ConsoleLauncher
 {
 public:
@@ -27,11 +27,11 @@ public:
     /// Kills the process if it still runs.
     ~ConsoleLauncher();
 
-    /// Starts the process, which does `action`: see launcher.cpp.
+    /// Starts the process. launcher.cpp lists the values of `action`.
     void start(const QString &action = QStringLiteral("play"));
     /// Returns whether the process ended within that time.
     bool waitForEnd(std::chrono::milliseconds longest = std::chrono::minutes(2));
-    /// Asks the process to end, as the end of a session does.
+    /// Asks the process to end, as at the end of a session.
     void terminate() { process_.terminate(); }
     void kill();
 

@@ -63,7 +63,7 @@ QStringList Inspection::problems(const ConsoleLauncher &run, const QSet<int> &co
 
 QStringList Inspection::problemsOfReady(const QSet<int> &commits) const
 {
-    // An interrupted import, or another step, may have added anything.
+    // Ignore added files: an interrupted import or step may leave any.
     QStringList found =
         problemsOfDisk(commits, QFile::exists(setting_.root(marker())), Tree::Added::ignored);
     return found.replaceInStrings(QRegularExpression(u"^"_s), u"called ready, but "_s);
@@ -86,7 +86,7 @@ QStringList Inspection::problemsOfDisk(const QSet<int> &commits, bool isImported
     if (isImported) {
         expected.add(marker(), "ok");
     }
-    // Earlier engines stay.
+    // Engines of earlier commits stay.
     for (const QString &version : Offers::engineVersions()) {
         const QString folder = u"Engine/%1-stable"_s.arg(version);
         if (version == version_ || QFile::exists(setting_.root(folder))) {
@@ -102,7 +102,7 @@ QStringList Inspection::problemsOfRun(const ConsoleLauncher &run) const
     if (!run.isGood()) {
         found << u"the launcher did not come to a good end"_s;
     }
-    // The last engine in the log ran the game.
+    // The last engine in the log must be the one that ran the game.
     const QStringList log = run.marked(u"log: "_s);
     const QString arguments = u"Arguments: --path %1 --windowed"_s.arg(setting_.root(game));
     const QString greeting =

@@ -7,15 +7,15 @@
 
 namespace brindle {
 
-/// Compares the content of the disk with the offers. `commits` are those that the game may have.
+/// Compares the disk's content with the offers. The game on disk may have any of `commits`.
 class Inspection
 {
 public:
     Inspection(const Offers &offers, ConsoleLauncher::Setting setting);
 
-    /// Returns the problems after `run`, which should end in a running game; a line each.
+    /// Returns the problems after `run`, which should have ended in a running game, one per line.
     QStringList problems(const ConsoleLauncher &run, const QSet<int> &commits) const;
-    /// Returns the problems of a storage root that the launcher calls ready; a line each.
+    /// Returns the problems of a storage root that the launcher calls ready, one per line.
     QStringList problemsOfReady(const QSet<int> &commits) const;
     /// Returns the commit of the game on disk, or 0.
     int installedCommit() const;

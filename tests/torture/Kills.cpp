@@ -43,7 +43,7 @@ private:
 
     void kill(const QString &action)
     {
-        // A Play with nothing to set up ends sooner than a first one.
+        // A Play without setup takes less time than a first Play.
         constexpr int toLaunch = 300; // milliseconds
         const int length = action == u"play" && isSetUp_ ? toLaunch : lengths_.value(action);
         const auto run = launch(action, std::chrono::milliseconds(random(length)));
@@ -52,7 +52,7 @@ private:
 
     QStringList round(int number) override
     {
-        size_t kind = 0; // the first round is a first Play
+        size_t kind = 0; // the first round must be a first Play
         for (int share = number == 1 ? 0 : random(allShares); share >= kinds.at(kind).share;
              ++kind) {
             share -= kinds.at(kind).share;
@@ -70,11 +70,11 @@ private:
         for (int more = random(maxKills); more > 0; --more) {
             kill(u"play"_s);
         }
-        // A launcher that did not fetch the newest commit keeps the earlier one.
+        // Without the newest commit, the launcher keeps the earlier one.
         return recover({installedCommit_, commit_});
     }
 
-    bool isSetUp_ = false; // the last run left everything in its place
+    bool isSetUp_ = false; // the last run left a complete setup
 };
 
 } // namespace

@@ -18,7 +18,7 @@ namespace {
 
 constexpr int unitCount = 40;
 constexpr qsizetype pictureBytes = 300'000;
-// Downloading and unpacking an engine then takes about as long as for the game.
+// With this size an engine takes about as long as the game to download and unpack.
 constexpr qsizetype engineBytes = 4'000'000;
 
 QByteArray fill(int commit, qsizetype size)
@@ -34,7 +34,7 @@ Offers::Offers(const QString &programs)
     const Platform platform = Platform::current(programs);
     const QByteArray program = readFile(programs + u"/sample-engine"_s);
     QByteArray padding(engineBytes - program.size(), '\0');
-    // Packs to half.
+    // The padding compresses to half its size.
     std::generate_n(padding.begin(), padding.size() / 2, [random = QRandomGenerator(1)]() mutable {
         return static_cast<char>(random.generate());
     });
@@ -64,7 +64,7 @@ QStringList Offers::engineVersions()
 
 QString Offers::engineVersion(int commit)
 {
-    // Two commits in a row share a version, so only some updates need another engine.
+    // Two successive commits share a version, so only some updates need another engine.
     return engineVersions().at(commit / 2 % engineVersions().size());
 }
 

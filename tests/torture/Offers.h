@@ -8,8 +8,8 @@
 
 namespace brindle {
 
-/// A release host whose game develops. Each commit has other content, file names and add-ons than
-/// the commit before. Some need another engine.
+/// A release host whose game changes. Each commit has new content, file names and add-ons. Some
+/// commits need another engine.
 class Offers
 {
 public:
@@ -26,13 +26,13 @@ public:
     static QStringList addonNames();
     /// Returns the add-on's folder within the project.
     static QString addonFolder(const QString &name);
-    /// Holds the commit's number, in the project and in each add-on.
+    /// The file with the commit's number, in the project and in each add-on.
     inline static const QString commitFile = QStringLiteral("commit.txt");
 
     /// Returns the engine that a commit needs, for example "4.3".
     static QString engineVersion(int commit);
     static QStringList engineVersions();
-    /// Returns the content of that engine's folder.
+    /// Returns the content of an engine's folder.
     Tree engine(const QString &version) const { return engines_.value(version); }
 
 private:

@@ -10,16 +10,16 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-/// When the file system writes its journal.
+/// Decides when the file system writes its journal.
 struct Journal
 {
-    const char *options; ///< of mount(8)
-    bool isWrittenAtCut; ///< as if another program had just saved a file
+    const char *options; ///< options of mount(8)
+    bool isWrittenAtCut; ///< true: as if another program had just saved a file
     int maxWait;         ///< milliseconds between the launcher's end and the cut
 };
 
 constexpr std::array<Journal, 3> journals{{
-    {"", false, 6000}, // ext4 writes it every five seconds
+    {"", false, 6000}, // the default: every five seconds
     {"commit=1", false, 2000},
     {"", true, 500},
 }};
@@ -47,8 +47,8 @@ private:
         return Rounds::measure({u"play"_s, u"update"_s, u"reinstall"_s});
     }
 
-    /// Half of the cuts come while the launcher works. The other half come after its end, when its
-    /// last writes may still be in memory.
+    /// Makes half of the cuts while the launcher works, and half after its end, when its last
+    /// writes may still be in memory.
     void cut()
     {
         const Journal &journal = journals.at(static_cast<size_t>(random(journals.size())));
@@ -81,7 +81,7 @@ private:
         cut();
         QStringList problems = clearOrphans();
         disk_.restorePower();
-        // Look before anything is pressed.
+        // First inspect the disk without pressing anything.
         if (launch(u"look"_s)->isGood()) {
             ++ready_;
             problems << Inspection(offers_, setting_).problemsOfReady(commits);
@@ -90,7 +90,7 @@ private:
     }
 
     PowerDisk disk_;
-    int ready_ = 0; // rounds after which the launcher was ready at once
+    int ready_ = 0; // rounds in which the next launcher was ready at once
 };
 
 } // namespace

@@ -22,8 +22,8 @@ namespace {
 
 constexpr qint64 imageBytes = 128LL * 1024 * 1024;
 
-// https://man7.org/linux/man-pages/man2/ioctl_xfs_goingdown.2.html: ext4 has taken over the
-// request, but no header is installed.
+// ext4 has this request from XFS, but no installed header has it:
+// https://man7.org/linux/man-pages/man2/ioctl_xfs_goingdown.2.html
 constexpr unsigned long shutDown = _IOR('X', 125, std::uint32_t);
 constexpr std::uint32_t withoutLogFlush = 2;
 
@@ -103,7 +103,7 @@ void PowerDisk::restorePower() const
 
 void PowerDisk::unmount() const
 {
-    // A killed process may hold the disk for a moment.
+    // A killed process may still hold the disk for a moment.
     constexpr int maxTries = 500;
     for (int i = 0; umount2(QFile::encodeName(path()).constData(), 0) != 0; ++i) {
         check(errno == EBUSY && i < maxTries, u"umount"_s);

@@ -5,12 +5,12 @@
 namespace brindle {
 
 /// A disk that can lose power: an ext4 file system in an image file. Needs Linux and the right to
-/// mount. Throws std::runtime_error with the failed step and the reason. Blocks. Let nobody else
-/// use the disk during `format`, `restorePower` and `unmount`.
+/// mount. Throws std::runtime_error with the failed step and the reason. Blocks. No process may use
+/// the disk during `format`, `restorePower` and `unmount`.
 class PowerDisk
 {
 public:
-    /// @param folder holds the images and the mount point "disk".
+    /// @param folder the folder for the images and the mount point "disk".
     explicit PowerDisk(QString folder);
     /// Unmounts the disk. The images stay.
     ~PowerDisk();
@@ -24,12 +24,12 @@ public:
     void format() const;
     /// @param options as for mount(8).
     void mount(const QString &options = {}) const;
-    /// Makes the file system write its journal, as any other program does that saves a file. The
-    /// names are on the disk then, but perhaps not the contents.
+    /// Makes the file system write its journal, as if another program saved a file. The disk then
+    /// has all names, but perhaps not all contents.
     void commitJournal() const;
-    /// Drops everything that is not on the disk, and all later writes.
+    /// Drops all data that has not reached the disk, and all later writes.
     void cutPower() const;
-    /// Mounts a copy of the disk at the cut, which replays its journal.
+    /// Mounts a copy of the disk as it was at the cut. Mounting replays the journal.
     void restorePower() const;
     void unmount() const;
 

@@ -38,7 +38,7 @@ Rounds::Rounds(const QString &folder, const QString &programs, quint64 seed)
     , offers_(programs)
     , generator_(seed)
 {
-    // Makes this process the parent of what its descendants leave.
+    // Makes orphaned descendants children of this process.
     prctl(PR_SET_CHILD_SUBREAPER, 1);
     setting_.host = offers_.url();
     offers_.offer(++commit_);
@@ -46,7 +46,7 @@ Rounds::Rounds(const QString &folder, const QString &programs, quint64 seed)
 
 int Rounds::random(int below)
 {
-    // The library's distributions differ from one library to the next.
+    // The standard libraries' distributions differ, so one seed would give different numbers.
     return static_cast<int>(generator_() % static_cast<quint64>(std::max(1, below)));
 }
 

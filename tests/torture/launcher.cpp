@@ -63,7 +63,8 @@ void print(const char *kind, const QString &text)
 /// Prints each new line of the log, and stops the game soon after its start.
 void followLog(AppModel &model, const QString &temporary)
 {
-    // Kills must also hit a running game. Then the leftovers of earlier launchers must go.
+    // Let the game run for a while, so that kills also hit it, and until the leftovers of earlier
+    // launchers are gone.
     auto *const stopping = new QTimer(&model);
     stopping->callOnTimeout([&model, temporary, stopping, looks = 0]() mutable {
         if (++looks == 1000 || (looks > 10 && Files::names(temporary).isEmpty())) {
@@ -136,7 +137,7 @@ int main(int argc, char *argv[])
         last = model.stepText();
     });
     followLog(model, temporary);
-    QElapsedTimer cancelled; // since then
+    QElapsedTimer cancelled; // runs since the cancellation
     QObject::connect(&model, &AppModel::workChanged, &application, [&] {
         if (!model.work() && cancelled.isValid()) {
             print("cancelled", QString::number(cancelled.nsecsElapsed() / 1000));

@@ -1,6 +1,6 @@
 // torture [--power] [--rounds N] [--seed S]: kills the launcher at random times, or cuts its power,
 // and checks that it always recovers. The last line sums up the rounds, or names the problem and
-// the folder or disk image with everything as it was.
+// the folder or disk image that keeps the evidence.
 
 #include "PowerDisk.h"
 #include "Rounds.h"
@@ -20,14 +20,14 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-/// Prints why the torture can't run. CTest then counts it as skipped.
+/// Prints the reason why the torture can't run. Returns CTest's exit code for a skipped test.
 int skip(const QString &reason)
 {
     std::printf("torture: loop devices are not permitted here: %s\n", qPrintable(reason));
     return 1;
 }
 
-/// Prints the result. After a failure `keep` keeps everything and returns its path.
+/// Prints the result. After a failure, `keep` saves the evidence and returns its path.
 int report(Rounds &torture, int rounds, quint64 seed, const std::function<QString()> &keep)
 {
     QElapsedTimer timer;
@@ -92,7 +92,7 @@ int main(int argc, char *argv[])
     }
     const auto torture = Rounds::ofPowerCuts(folder.path(), programs, seed);
     return report(*torture, rounds, seed, [&] {
-        // The temporary folder goes with the namespaces.
+        // The temporary folder vanishes with the namespaces, so save the image outside.
         const QString kept = QFileInfo(QDir::tempPath()).path() + u"/torture-power.img"_s;
         QFile::remove(kept);
         QFile::copy(PowerDisk::imageOfCut(folder.path()), kept);

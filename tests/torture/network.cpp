@@ -1,6 +1,6 @@
 // torture-network: measures silent networks with the launcher's real time-outs: the time to the
 // message, to the end of Cancel, and to the end of the program after Quit. Prints a table. Returns
-// 1 if a message is missing or late. Its name service never answers.
+// 1 if a message is missing or late. The name service never answers.
 
 #include "ConsoleLauncher.h"
 #include "demo/ReleaseHost.h"
@@ -22,11 +22,11 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-/// One launcher against a host of its own, whose answer stalls.
+/// One launcher with a host of its own, whose answer stalls.
 class Case
 {
 public:
-    /// @param beginning the first bytes of the answer. If it drips, a byte at a time follows.
+    /// @param beginning the answer's first bytes. If `isDripping`, single bytes follow.
     Case(const char *caseName, QByteArray beginning, const QString &programs, bool isDripping)
         : name(caseName)
         , drips(isDripping)
@@ -53,11 +53,11 @@ public:
         launcher_.start();
     }
 
-    /// Prints the time until the launcher ended. Returns whether it was in time, with a message.
+    /// Prints the launcher's running time. Returns whether it ended in time, with a message.
     bool waitForMessage()
     {
-        constexpr qint64 timeOut = 60'000;  // milliseconds, the launcher's
-        constexpr qint64 tolerance = 5'000; // milliseconds, for a busy machine
+        constexpr qint64 timeOut = 60'000;  // the launcher's, in milliseconds
+        constexpr qint64 tolerance = 5'000; // for a busy machine, in milliseconds
         launcher_.waitForEnd();
         const qint64 time = timer_.elapsed();
         const QString message = launcher_.marked(u"log: • Problem: "_s).value(0);
@@ -79,7 +79,7 @@ public:
             while (!isReached_) {
                 QThread::msleep(1);
             }
-            QThread::msleep(50); // until the launcher only waits
+            QThread::msleep(50); // so that the launcher only waits
             timer_.start();
             launcher_.terminate();
             launcher_.waitForEnd();
@@ -97,7 +97,7 @@ public:
     }
 
     const char *const name;
-    const bool drips; ///< never times out
+    const bool drips; ///< such an answer never times out
 
 private:
     std::atomic<bool> isReached_ = false;
@@ -132,7 +132,7 @@ int run(const QString &programs)
                           "Content-Length: 0\r\n\r\n");
     bool good = true;
     std::printf("%-30s %10s    %s\n", "", "after", "message");
-    // Side by side, because the launchers only wait.
+    // Run all at once, because the launchers only wait.
     for (const auto &one : cases) {
         if (!one->drips) {
             one->start();

@@ -30,14 +30,14 @@ void AppFixture::prepare()
 
 void AppFixture::start()
 {
-    // The end of the application in an earlier test keeps event loops from running.
+    // An earlier test's end of the application would keep event loops from running, so clear it.
     QTimer::singleShot(0, this, [] { QCoreApplication::exit(0); });
     QGuiApplication::exec();
     app_ = std::make_unique<BrindleApp>(desktop_);
-    // Alerts go at once.
+    // Alerts close at once.
     QQmlExpression(qmlContext(app_->window()), app_->window(), u"Theme.still = true"_s).evaluate();
     endings_ = std::make_unique<QSignalSpy>(app_.get(), &BrindleApp::ending);
-    WorkerHold().open(); // the model's look at the start must not end during a test
+    WorkerHold().open(); // finishes the model's first search before the test
     await(model().refreshState());
     app_->open();
     spinUntil([this] { return app_->window()->isExposed(); });

@@ -12,7 +12,7 @@
 
 namespace brindle {
 
-/// Base of tests of the application, on the process-wide model with a complete game and engine.
+/// Base class for tests of the application. The process-wide model has a complete game and engine.
 class AppFixture : public QObject
 {
 protected:
@@ -27,17 +27,18 @@ protected:
     BrindleApp &app() { return *app_; }
     QString root() const { return files_->root(); }
     QQuickItem *find(const QString &name) const;
-    /// The visible alert, or null.
+    /// Returns the visible alert, or null.
     QQuickItem *alert() const { return find(QStringLiteral("alert")); }
     QString text(const QString &name) const { return find(name)->property("text").toString(); }
-    /// The number of decisions to end the application.
+    /// Returns how often the application has begun to end.
     qsizetype endings() const { return endings_->size(); }
 
     void startGame();
     void finishGame();
 
-    /// Makes a request that leads to a question. Calls `meanwhile` while the question is visible,
-    /// then presses a button, unless the question has gone. The request serves events until then.
+    /// Calls `request`, which must open a question and serve events until the answer. Calls
+    /// `meanwhile` while the question is visible, then presses a button if the question is still
+    /// there.
     void ask(
         const std::function<void()> &request, int button,
         const std::function<void()> &meanwhile = [] {});

@@ -14,7 +14,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-/// Answers the call unless it deserves its plain reply. Returns whether it did.
+/// Answers the call if the test wants no plain reply. Returns whether it has answered.
 bool answered(Answer answer, const QDBusContext &call)
 {
     switch (answer) {

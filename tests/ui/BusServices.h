@@ -12,7 +12,7 @@
 
 namespace brindle {
 
-/// What a service does with a call.
+/// A service's reaction to a call.
 enum class Answer { reply, refuse, never, nonsense };
 
 /// A message bus that stands in for the session's and the system's while this object lives.
@@ -30,8 +30,8 @@ private:
     QString address_;
 };
 
-/// The login manager, which keeps the computer from sleeping until a descriptor is closed. Answers
-/// as systemd 252 (Debian 12) and 257 (Debian 13) do.
+/// The login manager: keeps the computer awake until a descriptor is closed. Answers like systemd
+/// 252 (Debian 12) and 257 (Debian 13).
 class LoginManager : public QObject, protected QDBusContext
 {
     Q_OBJECT
@@ -47,7 +47,7 @@ public:
 public Q_SLOTS:
     QDBusUnixFileDescriptor Inhibit(const QString &what, const QString &who, const QString &why,
                                     const QString &mode);
-    void Inhibit(const QDBusMessage &call); ///< a call with other arguments
+    void Inhibit(const QDBusMessage &call); ///< receives calls with wrong arguments
 
 private:
     int readEnd_ = -1;
@@ -60,7 +60,7 @@ class NotificationServer : public QObject, protected QDBusContext
 
 public:
     Answer answer = Answer::reply;
-    QList<QStringList> shown; ///< title, text and actions of each
+    QList<QStringList> shown; ///< each notification's title, text and actions
     QList<uint> withdrawn;
     std::function<void()> beforeReply = [] {}; ///< called before the reply to each Notify
 
@@ -88,7 +88,7 @@ public Q_SLOTS:
     void ShowItems(const QStringList &urls, const QString &startupId);
 };
 
-/// The dock, which shows the progress of programs.
+/// The dock: shows the progress of programs.
 class Dock : public QObject
 {
     Q_OBJECT

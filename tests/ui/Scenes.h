@@ -14,9 +14,9 @@ struct Scene
     QVariantMap properties = {};
     QString sheet = {}; ///< "settings", "about", "log" or "alert"; empty for the main window
     int logLines = 0;
-    int tabs = 0; ///< how often Tab is pressed
+    int tabs = 0; ///< number of presses of Tab
 
-    /// Shows it in the smallest window, or in the window's own size, and calls `look`.
+    /// Shows the scene in the smallest window, or in the window's own size. Then calls `look`.
     void show(QQmlEngine &engine, bool smallest,
               const std::function<void(ViewFixture &)> &look) const;
 };

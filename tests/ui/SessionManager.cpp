@@ -53,7 +53,7 @@ Status admitClient(SmsConn /*connection*/, SmPointer /*data*/, unsigned long *ma
         char *const name = SmsGenerateClientID(connection);
         SmsRegisterClientReply(connection, name);
         std::free(name);
-        // The protocol asks each new client once.
+        // The protocol demands this question for each new client.
         SmsSaveYourself(connection, SmSaveLocal, False, SmInteractStyleNone, False);
         return 1;
     };
@@ -137,7 +137,7 @@ void serve(IceListenObj door)
     std::array<char, 256> error = {};
     int count = 0;
     IceListenObj *doors = nullptr;
-    IceSetIOErrorHandler([](IceConn) {}); // libICE would exit with its client
+    IceSetIOErrorHandler([](IceConn) {}); // without it libICE exits when its client does
     if (SmsInitialize("Brindle's tests", "1", admitClient, nullptr, admitHost, error.size(),
                       error.data()) &&
         IceListenForConnections(&count, &doors, error.size(), error.data()) && count > 0) {

@@ -5,7 +5,7 @@
 
 namespace brindle {
 
-/// An X session manager for this process. Runs in a child process. Linux only. Behaves like
+/// An X session manager for this process, which runs in a child process. Linux only. Behaves like
 /// ksmserver (5.27 to 6.3) or gnome-session (43 to 48).
 class SessionManager
 {
@@ -14,12 +14,11 @@ public:
     /// application or any thread.
     SessionManager();
 
-    /// Sends an order. "Plasma" (the default) or "GNOME" chooses the behaviour. "ask" announces
-    /// the session's end and allows questions to the user; "silently" allows none. "cancelled"
-    /// withdraws the announcement for another program. "die" ends the session.
+    /// Sends an order. "Plasma" (the default) and "GNOME" choose the behaviour. "ask" announces the
+    /// session's end and permits questions to the user; "silently" forbids questions. "cancelled"
+    /// withdraws the announcement, as if another program had refused. "die" ends the session.
     void order(const char *order);
-    /// Serves events until the application does the act. Returns all its acts so far, since the
-    /// last call.
+    /// Serves events until the application does `act`. Returns all its acts since the last call.
     QStringList waitFor(const QString &act);
 
 private:

@@ -2,14 +2,14 @@ import QtQml
 import Brindle
 import BrindleTest
 
-// Stands in for the launcher's model: holds the test's values, and records calls.
+// Stands in for the launcher's model: has the test's values, and records calls.
 QtObject {
     property var calls: []
     property int measurements: 0
-    // Games start and end within their call.
+    // True if games start and end within their call.
     property bool quick: false
 
-    // Changes take effect at once.
+    // Without animations, changes take effect at once.
     Component.onCompleted: Theme.still = true
 
     property int phase: StatusView.NotDownloaded

@@ -36,14 +36,14 @@ TestCase {
         verify(found, name);
         return found;
     }
-    // The item's rectangle in the view.
+    // Returns the item's rectangle in the view.
     function place(name) {
         return item(name).mapToItem(view, 0, 0, item(name).width, item(name).height);
     }
     function verifyCentred(first, last) {
         verify(Math.abs(place(first).left + place(last ?? first).right - view.width) <= 2, first);
     }
-    // Buttons that appear ignore clicks for a moment.
+    // Waits until a button accepts clicks: new buttons ignore clicks for a moment.
     function takesClicks(name) {
         tryCompare(findChild(item(name), "guard"), "visible", false);
     }

@@ -15,12 +15,13 @@ namespace brindle {
 /// Returns the visible item of this object name, or null.
 QQuickItem *visibleItem(QQuickItem *below, const QString &name);
 
-/// The main window, on a stand-in model.
+/// Shows the main window on a stand-in model.
 class ViewFixture
 {
 public:
-    /// @param properties the window's. A "model" among them takes the stand-in's place.
-    /// @param engine saves the time to load the views. By default the window has its own engine.
+    /// @param properties the window's properties. A "model" among them replaces the stand-in.
+    /// @param engine has already loaded the views, to save time. By default the window makes its
+    /// own.
     explicit ViewFixture(QVariantMap properties = {}, QQmlEngine *engine = nullptr);
     ~ViewFixture();
 
@@ -39,7 +40,7 @@ public:
     QStringList textProperties() const;
     /// Returns the actions that the views have called.
     QStringList calls() const;
-    /// The stand-in's log.
+    /// Returns the stand-in's log.
     LogStore &log() const;
 
     QQuickWindow *window() const { return window_.get(); }
@@ -55,9 +56,9 @@ public:
     QString text(const QString &name) const;
     /// Clicks in the middle of a visible item.
     void click(const QString &name);
-    /// Waits until the buttons take clicks. They ignore them for a moment after they appear.
+    /// Waits until the buttons accept clicks. New buttons ignore clicks for a moment.
     void takeClicks() const;
-    /// Waits until the window has drawn its present content.
+    /// Waits until the window has drawn its current content.
     void settle() const;
 
 private:

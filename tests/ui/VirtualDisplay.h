@@ -9,8 +9,8 @@
 
 namespace brindle {
 
-/// Restarts this program on an X display of its own. Returns if it is on an X display already.
-/// `script` is script/on-virtual-display.
+/// Restarts this program on an X display of its own, by `script` (script/on-virtual-display).
+/// Returns if the program is already on an X display.
 inline void moveToVirtualDisplay(const char *script, int argc, char *argv[])
 {
     if (qgetenv("QT_QPA_PLATFORM") == "xcb") {

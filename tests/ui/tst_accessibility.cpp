@@ -1,4 +1,4 @@
-// Screen readers get the whole window through Qt's accessibility interface.
+// Tests that screen readers get the whole window through Qt's accessibility interface.
 
 #include "ViewFixture.h"
 
@@ -15,8 +15,8 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-// The names and descriptions of announcements and alerts, and the names of items with a changed
-// value, in the order of their events.
+// Names and descriptions of announcements and alerts, and names of items whose value changed, in
+// the order of their events.
 QStringList announced;
 QStringList changed;
 
@@ -54,7 +54,7 @@ void collect(QAccessibleInterface *interface, QList<QAccessibleInterface *> &int
     }
 }
 
-/// Returns the role, the name and the states that screen readers say.
+/// Returns the role, name and states that a screen reader would speak.
 QString described(QAccessibleInterface *interface)
 {
     const auto state = interface->state();
@@ -86,7 +86,7 @@ class TestAccessibility : public QObject
         collect(QAccessible::queryAccessibleInterface(view_->window()), interfaces);
         return interfaces;
     }
-    /// Returns the descriptions of everything that has a name.
+    /// Returns `described` for every visible item with a name.
     QStringList reading() const
     {
         QStringList read;
@@ -121,7 +121,7 @@ private Q_SLOTS:
         QTest::failOnWarning(QRegularExpression(u"."_s));
         announced.clear();
         changed.clear();
-        // A screen reader does this when it starts. Qt sends no events before.
+        // A screen reader does this at its start. Before that, Qt sends no events.
         QGuiApplicationPrivate::platformIntegration()->accessibility()->setActive(true);
         QAccessible::installUpdateHandler(record);
     }
@@ -212,7 +212,7 @@ private Q_SLOTS:
         if (!sheet.isEmpty()) {
             view_->openSheet(sheet);
         }
-        QTRY_COMPARE(reading(), expected); // the focus leaves Play a moment later
+        QTRY_COMPARE(reading(), expected); // the focus leaves Play in the event loop
     }
 
     void everyButtonIsPressed()
@@ -250,7 +250,7 @@ private Q_SLOTS:
     {
         QCoreApplication::processEvents();
         announced.clear();
-        // A state and its message are one announcement.
+        // A state and its message must be one announcement.
         for (const QVariantMap &change : {QVariantMap{{u"phase"_s, int(AppState::Phase::ready)}},
                                           {{u"phase"_s, int(AppState::Phase::needs)},
                                            {u"needsMessage"_s, u"The disk is full."_s}},
@@ -277,7 +277,7 @@ private Q_SLOTS:
         const QString both = question.message + u'|' + question.informativeText;
         const int answer = view_->withAlert(question, [&](QQuickItem *) {
             QCOMPARE(announced, QStringList{both});
-            // The content below is out of reach.
+            // The content below the alert must be out of reach.
             const QStringList expected{
                 u"AlertMessage: "_s + question.message + u" ("_s + question.informativeText +
                     u") (modal)"_s,

@@ -1,4 +1,4 @@
-// The application starts and ends, on the process-wide model.
+// Tests the application's start and end, on the process-wide model.
 
 #include "AppFixture.h"
 
@@ -83,10 +83,10 @@ private Q_SLOTS:
         QVERIFY(window().isVisible());
         QCOMPARE(qgetenv("XDG_ACTIVATION_TOKEN"), "a token");
         qunsetenv("XDG_ACTIVATION_TOKEN");
-        // So does a request to quit, with its question.
+        // A request to quit brings the window back, too, with its question.
         closeTheWindow();
         ask([this] { app().requestQuit(); }, 1, [this] { QVERIFY(window().isVisible()); });
-        // So does the game's end.
+        // The game's end brings the window back, too.
         closeTheWindow();
         finishGame();
         QVERIFY(window().isVisible());
@@ -144,7 +144,7 @@ private Q_SLOTS:
         QVERIFY(!window().isVisible());
         spinUntil([] { return !model().work(); });
         QVERIFY(model().log.lines().contains(u"• Game stopped"_s));
-        // Nothing brings the window back now.
+        // While the application ends, nothing brings the window back.
         app().open();
         QVERIFY(!window().isVisible());
         QCOMPARE(endings(), 1);

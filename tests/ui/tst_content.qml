@@ -2,7 +2,7 @@ import QtQuick
 import QtTest
 import Brindle
 
-// The window shows each state's texts and controls at their places.
+// Tests each state's texts and controls, and their positions in the window.
 Item {
     width: 560
     height: 640
@@ -21,7 +21,7 @@ Item {
                 { tag: "Playing", color: Theme.green, title: "Playing", shown: ["playingNote", "stopButton"] }
             ];
         }
-        // Every state, while the model has a text for every row.
+        // Tests every state, while the model has a text for every row.
         function test_states(data) {
             model.stepText = "Step 1 of 3";
             model.needsMessage = "Something is missing.";
@@ -86,7 +86,7 @@ Item {
             compare(item("playSymbol").name, "play");
         }
 
-        // From the bottom of each item to the top of the next one.
+        // Compares the distances from the bottom of each item to the top of the next.
         function verifyDistances(names, distances) {
             const actual = () => distances.map((_, i) => place(names[i + 1]).top - place(names[i]).bottom);
             settle();
@@ -94,7 +94,7 @@ Item {
         }
         function test_distances() {
             verifyDistances(["hero", "name", "tagline", "licenseLine", "controlsBox", "performanceHint"], [14, 4, 4, 14, 14]);
-            // Spare room parts the game from its actions.
+            // Spare room lies between the game and the actions.
             verify(place("status").top - place("performanceHint").bottom > 14);
             verifyDistances(["status", "playArea", "showLogButton"], [14, 14]);
             verifyDistances(["playButton", "downloadHint"], [8]);
@@ -199,7 +199,7 @@ Item {
             verify(Qt.colorEqual(symbol.color, Qt.rgba(1, 1, 1, 0.92)));
             verify(Qt.colorEqual(symbol.shadowColor, Qt.rgba(0, 0, 0, 0.33)));
             compare([symbol.shadowRadius, symbol.opacity], [6, 1]);
-            // The width contains room for the shadow.
+            // The width includes the room for the shadow.
             compare(symbol.width - 4 * symbol.shadowRadius, 110);
             compare(symbol.height, symbol.width);
             verifyCentred("heroSymbol");
@@ -279,7 +279,8 @@ Item {
             compare(grabImage(drawing).pixel(10, 10), "#00ff00");
         }
 
-        // The time follows the detail, or stands below it where one line has no room.
+        // The remaining time stands right of the byte counts, or below them if one line is too
+        // short.
         function test_theTimeLeft() {
             model.enter("Downloading");
             model.detail = "1 MB of 4 MB · 2 MB/s";
@@ -310,7 +311,7 @@ Item {
             model.progress = 0.5;
             verify(!bar.moving);
             compare([piece.x, piece.width], [0, bar.width / 2]);
-            // A round end at least, but nothing for nothing.
+            // The bar shows at least its round ends, but nothing at 0.
             model.progress = 0.001;
             compare(piece.width, 8);
             model.progress = 0;

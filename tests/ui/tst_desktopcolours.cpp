@@ -1,4 +1,4 @@
-// The style follows the desktop's settings, as Qt reads them, and the desktop's portal.
+// Tests that the style follows the desktop's settings, as Qt reads them, and the desktop's portal.
 
 #include "BusServices.h"
 #include "VirtualDisplay.h"
@@ -41,7 +41,7 @@ const QByteArray colours = "[Colors:Button]\n"
                            "BackgroundNormal=32,35,38\n"
                            "ForegroundNormal=252,252,252\n";
 
-/// Makes KDE the desktop of any application created later.
+/// Makes KDE the desktop for applications created later.
 void makeDesktop(const QTemporaryDir &settings)
 {
     QFile file(settings.filePath(u"kdeglobals"_s));
@@ -64,7 +64,7 @@ const auto fontKey = u"font-name"_s;
 const auto textScaleKey = u"text-scaling-factor"_s;
 const auto animationsKey = u"enable-animations"_s;
 
-/// The portal's form of a colour: each share from 0 to 1.
+/// A colour in the portal's form: each share from 0 to 1.
 struct Shares
 {
     double red;
@@ -88,7 +88,7 @@ const QDBusArgument &operator>>(const QDBusArgument &in, Shares &shares)
     return in;
 }
 
-/// Answers as Debian's xdg-desktop-portal does. Lacks ReadOne, as version 1.16 (Debian 12) does.
+/// Answers like Debian's xdg-desktop-portal. Lacks ReadOne, like version 1.16 (Debian 12).
 class SettingsPortal : public QObject, protected QDBusContext
 {
     Q_OBJECT
@@ -138,7 +138,7 @@ private:
     QDBusConnection bus_;
 };
 
-/// The style when the portal has answered.
+/// The style after the portal's answer.
 struct Style : SystemStyle
 {
     Style() { waitForPortal(60'000); }
@@ -259,7 +259,7 @@ private Q_SLOTS:
         auto signal = QDBusMessage::createSignal(portalPath, u"org.freedesktop.portal.Settings"_s,
                                                  u"SettingChanged"_s);
         stranger.send(signal << appearance << schemeKey << QVariant::fromValue(QDBusVariant(2U)));
-        // The bus keeps the order: it takes the stranger's signal before the portal's.
+        // The bus keeps the order, so the stranger's signal arrives before the portal's.
         stranger.call(QDBusMessage::createMethodCall(u"org.freedesktop.DBus"_s, u"/"_s,
                                                      u"org.freedesktop.DBus"_s, u"GetId"_s));
         QDBusConnection::disconnectFromBus(u"stranger"_s);
@@ -274,7 +274,8 @@ private Q_SLOTS:
         QCOMPARE(changed.size(), 2);
     }
 
-    /// A second program is needed, because the portal above makes Qt know the types of its signals.
+    /// Needs a second program: in this one the stand-in portal registers the signals' types with
+    /// Qt.
     void anotherProgramFollows()
     {
         SettingsPortal portal({{schemeKey, 1U}});
@@ -301,7 +302,7 @@ private Q_SLOTS:
     }
 };
 
-/// Prints the style, now and after each change.
+/// Prints the style at once and after each change.
 static int printStyle(int argc, char *argv[])
 {
     qputenv("QT_QPA_PLATFORM", "offscreen");

@@ -1,4 +1,4 @@
-// The desktop gets reports of a setup, over a real message bus.
+// Tests the reports of a setup to the desktop, over a real message bus.
 
 #include "BusServices.h"
 #include "ModelFixture.h"
@@ -24,7 +24,7 @@ namespace {
 
 const auto asked = u"sleep:idle|Brindle|The game is being set up|block"_s;
 
-/// The launcher's window on a model, with its reports to the desktop.
+/// The launcher's window and its reports to the desktop, on a model.
 struct Launcher
 {
     explicit Launcher(PipelineFixture *fixture = nullptr) : fixture_(fixture)
@@ -44,7 +44,7 @@ struct Launcher
     std::unique_ptr<DesktopSession> session;
 
 private:
-    PipelineFixture *fixture_; // null: the model is the one of `files`
+    PipelineFixture *fixture_; // null: the model comes from `files`
 };
 
 void loseTheFocus()
@@ -110,7 +110,7 @@ private Q_SLOTS:
     void cleanup()
     {
         launcher_.reset();
-        waitForMessages(); // a late one would reach the next test's services
+        waitForMessages(); // late messages would reach the next test's services
         services_.reset();
     }
 
@@ -157,7 +157,7 @@ private Q_SLOTS:
         model().set(&Status::state, AppState::needs(u"x"_s));
         spinUntil([this] { return !services_->notifications.shown.isEmpty(); });
         waitForMessages();
-        // The launcher goes on.
+        // The launcher still works.
         launcher_->download();
         spinUntil([this] { return login().log.size() == 2; });
         waitForMessages();
@@ -185,7 +185,7 @@ private Q_SLOTS:
         QLocalServer silent;
         QVERIFY(silent.listen(runtime.filePath(u"silent"_s)));
         environment.insert(u"XDG_RUNTIME_DIR"_s, runtime.path());
-        environment.remove(u"DISPLAY"_s); // without an address, D-Bus would start a bus for it
+        environment.remove(u"DISPLAY"_s); // with a display, D-Bus would start a bus
         address.replace(u"%1"_s, runtime.path());
         for (const char *name : {"DBUS_SESSION_BUS_ADDRESS", "DBUS_SYSTEM_BUS_ADDRESS"}) {
             environment.insert(QLatin1String(name), address);
@@ -228,7 +228,7 @@ private Q_SLOTS:
         QCOMPARE(shown.first(), expected + QStringList({u"Brindle"_s, u"org.brindle.Brindle"_s}));
         waitForMessages();
         QVERIFY(services_->notifications.withdrawn.isEmpty());
-        // The next state withdraws the notification, and gets none.
+        // The next state withdraws the notification, and shows no new one.
         model().set(&Status::state, AppState::playing());
         spinUntil([this] { return services_->notifications.withdrawn == QList<uint>{41}; });
         model().set(&Status::state, AppState::needs(u"The game closed"_s));
@@ -253,7 +253,7 @@ private Q_SLOTS:
         QFETCH(const bool, focused);
         QFETCH(const bool, announced);
         QQuickWindow &window = *launcher_->window;
-        QQuickWindow other; // has the focus where the launcher can't
+        QQuickWindow other; // takes the focus from a hidden launcher
         QQuickWindow &front = visibility == QWindow::Windowed ? window : other;
         window.setVisibility(visibility);
         front.show();
@@ -274,7 +274,7 @@ private Q_SLOTS:
         PipelineFixture fixture;
         fixture.stall(ReleaseHost::gamePath());
         launcher_ = std::make_unique<Launcher>(&fixture);
-        const auto end = qScopeGuard([this] { launcher_.reset(); }); // before the model
+        const auto end = qScopeGuard([this] { launcher_.reset(); }); // must end before the model
         model().startWork(true);
         spinUntil([&] { return fixture.stalled && !login().log.isEmpty(); });
         waitForMessages();
@@ -329,7 +329,7 @@ private Q_SLOTS:
             act();
         }
         spinUntil([&] { return !server.withdrawn.isEmpty(); });
-        // It is withdrawn once only.
+        // The notification is withdrawn only once.
         if (launcher_) {
             loseTheFocus();
             window.requestActivate();
@@ -429,7 +429,7 @@ private Q_SLOTS:
         QVERIFY(shown.first().endsWith(u"/a%20b,%C3%BC%23;$(c)%20'd'"));
         reveal(Answer::nonsense, tricky.path());
         QVERIFY(tricky.isEmpty());
-        // Without a file manager the folder is opened, also for a file in it.
+        // Without a file manager, the folder is opened, even for a file in it.
         reveal(Answer::refuse, tricky.path());
         const QString opened = tricky.filePath(u"opened"_s);
         spinUntil([&] { return QFile::exists(opened); });

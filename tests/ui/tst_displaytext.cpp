@@ -1,4 +1,4 @@
-// Downloaded texts become short, and lose control characters and towers of accents.
+// Tests that downloaded texts become short, and lose control characters and stacked accents.
 
 #include "ui/DisplayText.h"
 

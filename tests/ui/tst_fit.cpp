@@ -1,5 +1,5 @@
-// Every text has room and every control can be reached, in any font of the desktop. CTest runs this
-// test at several scales, on screens that people have.
+// Tests that every text has room and every control can be reached, in any font of the desktop.
+// CTest runs this test for several common screens and scales.
 
 #include "Scenes.h"
 
@@ -14,7 +14,7 @@ namespace {
 
 const QString widest = u"DejaVu Sans"_s;
 
-/// Fails if any text but the game's name is cut, which is by design.
+/// Fails if any text is cut, except for the game's name, which may be.
 void nothingIsCut(const ViewFixture &view)
 {
     QList<QQuickItem *> items{view.window()->contentItem()};
@@ -36,7 +36,7 @@ void nothingIsCut(const ViewFixture &view)
         QVERIFY2(item->property("font").value<QFont>().pixelSize() >= 11, text);
         const QRectF place = item->mapRectToScene({0, 0, item->width(), item->height()});
         QVERIFY2(place.left() >= 0 && place.right() <= view.window()->width(), text);
-        // A control's text stays inside the control.
+        // A control's text must stay inside the control.
         for (QQuickItem *above = item->parentItem(); above; above = above->parentItem()) {
             if (above->inherits("QQuickAbstractButton")) {
                 const QRectF control = above->mapRectToScene(above->boundingRect());
@@ -47,7 +47,7 @@ void nothingIsCut(const ViewFixture &view)
     QVERIFY(texts > 0);
 }
 
-/// Fails unless Tab shows each control whole, and End the end of a sheet that scrolls.
+/// Fails unless Tab shows each control whole, and End scrolls each long sheet to its end.
 void everythingCanBeReached(const ViewFixture &view)
 {
     QQuickWindow *const window = view.window();

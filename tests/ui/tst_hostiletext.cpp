@@ -1,4 +1,4 @@
-// Whatever the model says, the window and screen readers get safe text of limited length.
+// Tests that window and screen readers get safe texts of limited length for any texts of the model.
 
 #include "ViewFixture.h"
 
@@ -11,10 +11,10 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-/// The longest line anywhere, with the character for its cut rest.
+/// The most characters of any shown line, including the "…" for a cut rest.
 constexpr qsizetype longest = 4'001;
 
-/// Returns a text that begins with its name, and goes on with everything that must not be shown.
+/// Returns a text that begins with `name`, then has every character that must not be shown.
 QString hostile(const QString &name)
 {
     return name + u"\u202e\u2066\u200f\u061c\u001b[31m\u0007\r\u0085<b>x</b>a"_s +

@@ -1,4 +1,4 @@
-// Symbols and corners are drawn evenly, in their colours.
+// Tests that symbols and corners are drawn evenly, in their colours.
 
 #include "ui/Drawings.h"
 
@@ -19,7 +19,7 @@ QImage transparent(int side)
     return image;
 }
 
-/// Paints a symbol as an item of that size, `ratio` times as large.
+/// Paints a symbol of size `side`, in a picture `ratio` times as large.
 QImage painted(const QString &name, int side, int ratio, const QVariantMap &properties)
 {
     Symbol symbol;
@@ -35,8 +35,7 @@ QImage painted(const QString &name, int side, int ratio, const QVariantMap &prop
     return image;
 }
 
-/// Returns the share of the picture whose pixels fulfil a condition, each by its weight from 0
-/// to 1.
+/// Returns the mean weight of the picture's pixels. Each weight is from 0 to 1.
 double share(const QImage &image, const std::function<double(QColor)> &weight)
 {
     double sum = 0;
@@ -97,7 +96,7 @@ private Q_SLOTS:
                 QVERIFY2(whole > 0.1 && whole < 0.6, qPrintable(name));
                 QCOMPARE(share(image, [&](QColor c) { return c.alpha() == 255 && c != colour; }),
                          0.0);
-                // A translucent symbol covers the same pixels.
+                // A translucent symbol must cover the same pixels.
                 const QImage faint =
                     painted(name, 100, ratio, {{u"color"_s, QColor(255, 255, 255, 128)}});
                 QVERIFY(std::abs(covered(faint) - whole * 128 / 255) < 0.005);
@@ -107,7 +106,7 @@ private Q_SLOTS:
 
     void aShadowLiesAroundTheSymbol()
     {
-        constexpr int side = 124; // 100 for the drawing
+        constexpr int side = 124; // 100 for the drawing, the rest for the shadow
         const QColor black(0, 0, 0, 84);
         for (const int ratio : {1, 2}) {
             const auto play = [ratio](const QColor &colour, const QColor &shadow) {
@@ -115,7 +114,7 @@ private Q_SLOTS:
                     u"play"_s, side, ratio,
                     {{u"color"_s, colour}, {u"shadowRadius"_s, 6.0}, {u"shadowColor"_s, shadow}});
             };
-            // The shadow covers as much as the symbol, spread out, and no edge cuts it off.
+            // The shadow must cover as much as the symbol, but spread out. No edge may cut it off.
             const QImage shadow = play(Qt::transparent, black);
             const double whole = covered(play(Qt::black, Qt::transparent)) * black.alphaF();
             QVERIFY(std::abs(covered(shadow) - whole) < 0.02 * whole);
@@ -123,7 +122,7 @@ private Q_SLOTS:
                 QCOMPARE(qAlpha(shadow.pixel(0, i)), 0);
                 QCOMPARE(qAlpha(shadow.pixel(i, 0)), 0);
             }
-            // It is full inside, half at the straight left edge, and fainter outside.
+            // The shadow must be full inside, half at the straight left edge, and fainter outside.
             const auto alpha = [&](int x) {
                 return qAlpha(shadow.pixel(x * ratio, shadow.height() / 2));
             };

@@ -2,7 +2,7 @@ import QtQuick
 import QtTest
 import Brindle
 
-// Mouse, touch and keyboard press, move the focus and scroll.
+// Tests presses, focus and scrolling by mouse, touch and keyboard.
 Item {
     id: stage
     width: 560
@@ -44,7 +44,7 @@ Item {
             compare(model.calls, ["play", "stop"]);
         }
 
-        // The beginning of a click decides.
+        // The start of a click decides what it presses.
         function test_aLongSecondClickDoesNotStop() {
             model.quick = true;
             mouseClick(item("playButton"));
@@ -76,7 +76,7 @@ Item {
             model.enter("Downloading");
             const cancel = item("cancelButton");
             settle();
-            mouseDoubleClickSequence(cancel); // it has just appeared
+            mouseDoubleClickSequence(cancel); // Cancel has just appeared
             compare(model.calls, []);
             takesClicks("cancelButton");
             cancel.forceActiveFocus(Qt.TabFocusReason);
@@ -150,8 +150,8 @@ Item {
         function test_everyTransitionByKeyboard_data() {
             return createTemporaryObject(standIn, stage).phases.map(phase => ({ tag: phase }));
         }
-        // Any control may have the focus when a state ends. A press then acts on the visible control
-        // with the focus, and a control that got the focus by itself ends nothing.
+        // Any control may have the focus when a state ends. A press must then act on the visible
+        // control with the focus. A control that got the focus by itself must end nothing.
         function test_everyTransitionByKeyboard(data) {
             model.hasFailure = true;
             for (const to of model.phases) {
@@ -189,7 +189,7 @@ Item {
             }
             model.enter("Ready");
             tryVerify(() => item("playButton").activeFocus);
-            // Unless the player has moved on.
+            // But Play leaves the focus alone if the player has moved on.
             model.enter("Downloading");
             tryVerify(() => item("showLogButton").activeFocus);
             item("aboutButton").forceActiveFocus(Qt.TabFocusReason);
@@ -210,7 +210,7 @@ Item {
 
         // Scrolling
 
-        // Gives the scroller more than fits, and returns it.
+        // Fills the scroller with more than its height, and returns it.
         function longScroller() {
             model.controls = Array(20).fill("a line");
             settle();
@@ -273,7 +273,7 @@ Item {
             verify(place("failure").bottom + 12 <= view.height);
             verify(place("playButton").top >= 0);
 
-            // The view stays where the player scrolls it.
+            // The view must stay where the player has scrolled.
             scroller.contentY = 0;
             model.needsMessage = "Another sentence.";
             settle();

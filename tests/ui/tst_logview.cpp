@@ -1,4 +1,4 @@
-// The log sheet shows the whole log at once, follows its end, and leaves selections alone.
+// Tests that the log sheet shows the whole log, follows its end, and leaves selections alone.
 
 #include "ViewFixture.h"
 
@@ -109,7 +109,7 @@ private Q_SLOTS:
         append(6, 7);
         open();
         catchUp();
-        // More than the whole log between two frames.
+        // Between two frames, append more than the whole log can hold.
         append(8, 12'000);
         catchUp();
     }
@@ -155,7 +155,7 @@ private Q_SLOTS:
         append(11, 100);
         catchUp();
         QCOMPARE(changes, 1);
-        // More short lines than a frame has time for.
+        // Append more short lines than one frame has time for.
         append(101, 1'000);
         catchUp();
         QVERIFY2(changes > 4 && changes < 20, qPrintable(QString::number(changes)));
@@ -238,11 +238,11 @@ private Q_SLOTS:
     {
         openWith(200);
         edit_->forceActiveFocus();
-        // Without Shift the keys scroll.
+        // Without Shift, the keys must scroll.
         press(Qt::Key_Up);
         QVERIFY(contentY() < lastY());
         QCOMPARE(selected(), QString());
-        // With Shift they select, and begin in sight.
+        // With Shift, the keys must select from a line in sight.
         scrollTo(50 * lineHeight());
         const QString first = topLine();
         press(Qt::Key_Down, Qt::ShiftModifier);

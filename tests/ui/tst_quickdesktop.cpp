@@ -1,4 +1,4 @@
-// Alerts are answered; the file browser, the web browser and the clipboard get their requests.
+// Tests alerts and their answers, and requests to the file browser, web browser and clipboard.
 
 #include "ViewFixture.h"
 
@@ -19,14 +19,14 @@ class TestQuickDesktop : public QObject
 
     std::unique_ptr<ViewFixture> view_;
     std::unique_ptr<QuickDesktop> desktop_;
-    QStringList answers_; // in the order in which they came
+    QStringList answers_; // in the order of arrival
     QList<QUrl> opened_;
 
     void press(Qt::Key key) { QTest::keyClick(view_->window(), key); }
     bool hasFocus(const QString &name) const { return view_->find(name)->hasActiveFocus(); }
     QString message() const { return view_->text(u"alertMessage"_s); }
 
-    /// Asks for an alert whose message is `name`. Its answer is recorded with the name.
+    /// Asks for an alert with the message `name`. Records its answer with the name.
     void ask(const QString &name, bool isUnprompted = false)
     {
         desktop_->runAlert({name, u"<b>Really?</b>"_s, {u"Remove"_s, u"Cancel"_s}, isUnprompted})
@@ -47,7 +47,7 @@ private Q_SLOTS:
     void cleanup()
     {
         desktop_->dismissAlert();
-        QCoreApplication::processEvents(); // the answers arrive
+        QCoreApplication::processEvents(); // lets the answers arrive
         desktop_.reset();
         view_.reset();
     }
@@ -94,7 +94,7 @@ private Q_SLOTS:
             press(key);
         }
         if (keys.isEmpty()) {
-            // The second click of the double click that opened the alert.
+            // This is the second click of the double click that opened the alert.
             view_->click(u"alertButton0"_s);
             QVERIFY(view_->find(u"alert"_s));
             view_->takeClicks();
@@ -171,7 +171,7 @@ private Q_SLOTS:
 
     void dismissingAnswersAllWithTheLast()
     {
-        desktop_->dismissAlert(); // there is none
+        desktop_->dismissAlert(); // no alert is open
         ask(u"one"_s);
         ask(u"two"_s);
         desktop_->dismissAlert();

@@ -1,4 +1,4 @@
-// On X11 the launcher follows the session's end and the startup ids.
+// Tests that the launcher obeys the session's end and startup ids on X11.
 
 #include "AppFixture.h"
 #include "SessionManager.h"
@@ -23,7 +23,7 @@ public:
     StartupMessages() { qGuiApp->installNativeEventFilter(this); }
     bool nativeEventFilter(const QByteArray & /*kind*/, void *event, qintptr * /*result*/) override
     {
-        // A client message has a header of 12 bytes, then 20 bytes of the text.
+        // A client message has a header of 12 bytes, then 20 bytes of text.
         const auto *const bytes = static_cast<const char *>(event);
         constexpr int clientMessage = 33;
         if ((bytes[0] & 0x7f) == clientMessage && bytes[1] == 8) {
@@ -64,7 +64,7 @@ class TestSession : public AppFixture
     void die()
     {
         if (isGnome_) {
-            // GNOME announces the end once more when all programs agree.
+            // GNOME announces the end a second time when all programs have agreed.
             session->order("silently");
             QCOMPARE(session->waitFor(agrees), QStringList{agrees});
         }

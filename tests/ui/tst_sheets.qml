@@ -2,7 +2,7 @@ import QtQuick
 import QtTest
 import Brindle
 
-// The three sheets open, show their content, act and close.
+// Tests that the three sheets open, show their content, act and close.
 Item {
     id: stage
     width: 640
@@ -11,7 +11,7 @@ Item {
     ViewCase {
         name: "Sheets"
 
-        // Opens a sheet as its button does. Its items are then found by `child`.
+        // Opens a sheet as its button does. Then `child` finds the sheet's items.
         property var sheet
         function open(name) {
             view[name + "Shown"] = true;
@@ -103,7 +103,7 @@ Item {
             tryVerify(() => sheet.opened && sheet.slide === 0 && sheet.opacity === 1);
         }
 
-        // Items stand in one column, and those of `rows` side by side.
+        // Items must stand in one column. The items of each of `rows` must stand side by side.
         function test_places_data() {
             return [
                 { tag: "settings", padding: 20, spacing: 12, rows: [["savesButton", "revealButton"]], column: [

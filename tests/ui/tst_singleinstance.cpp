@@ -1,4 +1,4 @@
-// Each user runs one launcher per storage root, and later launchers reach it.
+// Tests that each user runs one launcher per storage root, and that later launchers reach it.
 
 #include "support/Await.h"
 #include "ui/SingleInstance.h"
@@ -19,7 +19,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-/// The launcher that came first, and listens.
+/// The first launcher, which listens.
 struct First
 {
     explicit First(const QString &root) : instance(root)
@@ -33,7 +33,7 @@ struct First
     QSignalSpy requests{&instance, &SingleInstance::windowRequested};
 };
 
-/// Claims as another process does. A thread suffices, because two openings of a lock file exclude
+/// Claims like another process. A thread is enough, because two openings of a lock file exclude
 /// each other even within one process.
 std::future<Role> claimElsewhere(const QString &root, const QByteArray &permission = {},
                                  int patience = 30'000)
@@ -104,7 +104,7 @@ private Q_SLOTS:
     {
         SingleInstance first(root());
         QCOMPARE(first.claim({}), Role::first);
-        // The first launcher still makes its window.
+        // The first launcher is still making its window.
         std::vector<std::future<Role>> claims(49);
         for (auto &claim : claims) {
             claim = claimElsewhere(root());

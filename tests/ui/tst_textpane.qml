@@ -2,7 +2,7 @@ import QtQuick
 import QtTest
 import Brindle
 
-// Boxes of text scroll, select and show their menu.
+// Tests that boxes of text scroll, select and show their menu.
 Item {
     width: 640
     height: 640
@@ -42,11 +42,11 @@ Item {
             const height = item("failure").height;
             showEnd("a line\n");
             compare([item("failureText").height, item("failure").height], [140, height]);
-            // Another failure, as long as the one before it.
+            // Show another failure of the same length.
             keyClick(Qt.Key_Home);
             compare(scroller.contentY, 0);
             showEnd("b line\n");
-            // Lines that wrap in a narrower window, until the player scrolls.
+            // Lines that wrap in a narrower window must not lose the end.
             showEnd("a rather long line of the log that goes on\n");
             const before = scroller.contentHeight;
             item("failure").width = 300;
@@ -55,7 +55,7 @@ Item {
             item("failure").width = 512;
             tryCompare(scroller, "contentHeight", before);
             compare(scroller.contentY, 50);
-            // A short text begins at its top.
+            // A short text must show its top.
             model.failureText = "a line";
             tryCompare(scroller, "contentY", 0);
         }
@@ -107,7 +107,7 @@ Item {
             compare(model.calls, []);
         }
 
-        // Keys act on the menu, not on the sheet below it.
+        // Keys must act on the menu, not on the sheet below.
         function test_theMenuInASheet() {
             view.logShown = true;
             tryCompare(item("logSheet"), "opened", true);

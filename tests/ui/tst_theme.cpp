@@ -1,4 +1,4 @@
-// The look follows the desktop, and every text can be read.
+// Tests that the theme follows the desktop, and that every text is readable.
 
 #include "ui/BrindleApp.h"
 
@@ -39,7 +39,7 @@ void setFontSize(int pixels)
     QGuiApplication::setFont(font);
 }
 
-/// Returns the colour that a translucent colour makes on an opaque one.
+/// Returns the colour of a translucent colour over an opaque colour.
 QColor over(const QColor &top, const QColor &below)
 {
     const auto mix = [alpha = top.alphaF()](float a, float b) {
@@ -139,7 +139,7 @@ private Q_SLOTS:
         for (const bool dark : {false, true}) {
             const char *const base = dark ? "dark" : "light";
             QTest::newRow(base) << dark << QColor();
-            // Desktops begin with some of these, and players may choose the others.
+            // Some of these are defaults of desktops; players may choose the others.
             for (const char *accent : {"#3daee9", "#3584e4", "#e95420", "#9141ac", "#f6d32d",
                                        "#33d17a", "#000000", "#ffffff", "#808080"}) {
                 QTest::addRow("%s %s", base, accent) << dark << QColor(QLatin1String(accent));
@@ -161,14 +161,14 @@ private Q_SLOTS:
                           {"pressed chosen segment", text, colour("chosenDown")},
                           {"menu", text, colour("menu")},
                       });
-        // The text of these is large or bold.
+        // The texts on these fills are large or bold.
         standOut(3, {
                         {"prominent button", colour("accentText"), colour("accent")},
                         {"hovered prominent button", colour("accentText"), colour("accentHover")},
                         {"pressed prominent button", colour("accentText"), colour("accentDown")},
                     });
         QColor thumb = colour("thumb");
-        thumb.setAlphaF(thumb.alphaF() * 0.7F); // while no pointer is on it
+        thumb.setAlphaF(thumb.alphaF() * 0.7F); // its opacity without the pointer
         for (const char *ground : {"window", "sheet"}) {
             const QColor below = colour(ground);
             const auto on = [&](const char *name) { return over(colour(name), below); };
@@ -215,15 +215,15 @@ private Q_SLOTS:
         const Theme own;
         QCOMPARE(own.colour("accent"), QColor(QStringLiteral("#1663d9")));
         QCOMPARE(own.colour("accentText"), QColor(Qt::white));
-        // An accent colour that stands out is used unchanged.
+        // An accent colour with enough contrast must stay unchanged.
         setDark(false, QColor(QStringLiteral("#9141ac")));
         const Theme purple;
         QCOMPARE(purple.colour("accent"), QColor(QStringLiteral("#9141ac")));
         QCOMPARE(purple.colour("accentLine"), purple.colour("accent"));
-        // GNOME's blue has white text, as in GNOME's own programs.
+        // On GNOME's blue the text must be white, as in GNOME's own programs.
         setDark(false, QColor(QStringLiteral("#3584e4")));
         QCOMPARE(Theme().colour("accentText"), QColor(Qt::white));
-        // White can't be read on a light accent colour.
+        // White is unreadable on a light accent colour.
         setDark(true, QColor(QStringLiteral("#3daee9")));
         const Theme light;
         QCOMPARE(light.colour("accent"), QColor(QStringLiteral("#3daee9")));
@@ -282,7 +282,7 @@ private Q_SLOTS:
         QVERIFY(!changed.isEmpty());
         QCOMPARE(theme.scale(), 2.0);
         QCOMPARE(theme.font("largeTitle").pixelSize(), 52);
-        // A small font, and fonts of 11, 15 and 22.5 points.
+        // The desktop's font is small, or has 11, 15 or 22.5 points.
         for (const auto &[pixels, body, monospaced] :
              {std::tuple{9, 13, 11}, {15, 15, 11}, {20, 20, 15}, {30, 30, 22}}) {
             setFontSize(pixels);

@@ -1,4 +1,4 @@
-// Under Wayland, Qt draws a title bar only where the compositor draws none.
+// Tests that Qt draws title bars under Wayland only if the compositor draws none.
 
 #include "ui/SystemStyle.h"
 

@@ -1,4 +1,4 @@
-// The main window has the right size, and obeys a held key once.
+// Tests the main window's size, and that a held key acts once.
 
 #include "ModelFixture.h"
 #include "ViewFixture.h"
@@ -69,7 +69,7 @@ private Q_SLOTS:
         view_->settle();
         const QSize size = window()->size();
         QCOMPARE(size, size.expandedTo(lowest).boundedTo(highest));
-        // The window has room for the rows of a download.
+        // The window must have room for the rows of a download.
         view_->enter("Downloading");
         view_->set({{u"stepText"_s, u"the step"_s},
                     {u"hasProgress"_s, true},
@@ -94,12 +94,12 @@ private Q_SLOTS:
         const QQuickItem *const scroller = view_->find(u"scroller"_s);
         QCOMPARE(scroller->property("contentHeight"), scroller->property("leastHeight"));
         QCOMPARE(scroller->property("lastY").toReal(), 0.0);
-        // GNOME goes back to an earlier size when the focus changes at the same time.
+        // GNOME may restore an earlier size when the focus changes at the same time.
         window()->resize(first);
         Q_EMIT window()->activeChanged();
         QTRY_COMPARE(window()->size(), grown);
         fail(false);
-        // The player's size stays.
+        // The size that the player chose must stay.
         window()->resize(700, 650);
         QCOMPARE(fail(true), QSize(700, 650));
     }
@@ -153,7 +153,7 @@ private Q_SLOTS:
         if (taken) {
             return;
         }
-        // The player sees the ring move with a key of another kind.
+        // The focus moves by a key that is not a press, so the next press counts.
         for (const auto key : {Qt::Key_Tab, Qt::Key_Backtab, Qt::Key_Space}) {
             QTest::keyClick(window(), key);
         }
@@ -179,7 +179,8 @@ private Q_SLOTS:
         QTest::keyPress(window(), key);
         for (int i = 0; i < 2; ++i) {
             repeat();
-            // Nothing listens at the fixture's address. Play comes back while the key is down.
+            // The run fails at once, because nothing listens at the fixture's address. So Play
+            // returns while the key is still down.
             fixture_->waitUntilIdle();
             QTRY_VERIFY(view_->find(u"playButton"_s)->hasActiveFocus());
         }

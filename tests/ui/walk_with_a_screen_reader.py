@@ -98,13 +98,13 @@ def shown(role, name):
 
 
 def has_the_keyboard(name, *states):
-    """Waits until a button has the keyboard, and these states with it."""
+    """Waits until a button has the keyboard and these states."""
     states += (pyatspi.STATE_FOCUSED, pyatspi.STATE_FOCUSABLE, pyatspi.STATE_SENSITIVE)
     until(f"the keyboard to be at \"{name}\"", lambda: has(shown("button", name), *states))
 
 
 def reach(name):
-    """Returns a visible button. A button that is scrolled away gets the keyboard first."""
+    """Returns a visible button. If it is scrolled out of sight, first gives it the keyboard."""
     def focus():
         found = find("button", name)
         if not found:
@@ -162,7 +162,7 @@ def failure():
     announced("Ready")
     until("the sheet's end", lambda: find("heading", "Settings") is None)
 
-    # The task ends a moment after the state.
+    # The task ends shortly after the change of state.
     until("the failure", lambda: press("Play") or find("status bar", "(Starting…|Needs something)"))
     message = announced("Needs something")
     check(message.startswith("The game "), f"the announcement says what is needed: {message}")

@@ -1,6 +1,5 @@
-// A program with a window, which stands in for the game. Once its window is visible, it asks to
-// come to the front by the token in its environment: some compositors listen to visible windows
-// only.
+// A program with a window that stands in for the game. Asks to come to the front with the token in
+// its environment, but only once its window is visible: some compositors ignore invisible windows.
 
 #include <QGuiApplication>
 #include <QRasterWindow>
@@ -12,7 +11,7 @@ class Window : public QRasterWindow
 {
     void paintEvent(QPaintEvent * /*event*/) override
     {
-        // Queued, because the picture comes first.
+        // Queue the request, because the first picture must come before it.
         QTimer::singleShot(0, this, [this] {
             qputenv("XDG_ACTIVATION_TOKEN", token_);
             requestActivate();
