@@ -26,8 +26,8 @@ inline double procField(const QString &file, const QByteArray &name)
     throw std::runtime_error((file.toUtf8() + " has no " + name).toStdString());
 }
 
-/// Returns the growth of this process's memory during `work` at its peak, in bytes: of the resident
-/// set, which includes shared pages.
+/// Runs `work`. Returns the growth of this process's resident memory at its peak, in bytes, shared
+/// pages included.
 inline double peakAboveIdle(const std::function<void()> &work)
 {
     // "5" resets the peak; see proc(5).
@@ -43,7 +43,7 @@ inline double peakAboveIdle(const std::function<void()> &work)
     return (procField(status, "VmHWM:") - idle) * kilobyte;
 }
 
-/// Remembers the longest time between two marks.
+/// Measures the longest time between two marks.
 class Gap
 {
 public:
@@ -53,7 +53,7 @@ public:
         longest_ = std::max(longest_, static_cast<double>(timer_.nsecsElapsed()) / 1e6);
         start();
     }
-    /// Returns milliseconds.
+    /// Returns the longest time in milliseconds.
     double longest() const { return longest_; }
 
 private:
@@ -61,8 +61,8 @@ private:
     double longest_ = 0;
 };
 
-/// Marks a turn of this thread's event loop every millisecond, so its gaps are the thread's
-/// absences.
+/// Sets a mark every millisecond from this thread's event loop. So a gap is a time in which the
+/// thread did not serve events.
 class Pulse : public Gap
 {
 public:

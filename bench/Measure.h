@@ -8,21 +8,21 @@
 #include <functional>
 #include <vector>
 
-/// The benchmarks' timing, and the rows of their table.
+/// Measures times, and prints the rows of the benchmarks' table.
 namespace brindle::Measure {
 
-/// How often each side of a comparison is measured.
+/// The number of measurements of each side of a comparison.
 inline constexpr int runs = 5;
 
-/// The medians of two sides, in seconds.
+/// The medians of the two sides in seconds.
 struct Pair
 {
     double ours = 0;
     double theirs = 0;
 };
 
-/// Runs a benchmark with as many arguments as `usage` names. Prints what it throws. Returns the
-/// exit code.
+/// Runs `body` with the command line's arguments, as many as `usage` names. Prints exceptions.
+/// Returns the exit code.
 int program(int argc, char **argv, const char *usage,
             const std::function<void(const QStringList &)> &body);
 
@@ -30,21 +30,21 @@ int program(int argc, char **argv, const char *usage,
 double seconds(const std::function<void()> &work);
 double median(std::vector<double> values);
 
-/// Measures two sides in turns, after one turn that does not count, so that both meet the same
-/// machine. Before each measurement `prepare` runs and earlier writes are synced.
+/// Measures two sides in turns, so that both find the machine in the same state. The first turn
+/// does not count. Before each measurement, runs `prepare` and syncs earlier writes.
 Pair compare(const std::function<void()> &prepare, const std::function<void()> &ours,
              const std::function<void()> &theirs);
 
 /// Runs a program. Throws std::runtime_error with its output if it fails.
 void run(const QString &program, const QStringList &arguments, const QString &folder = {});
-/// Runs one step of the tests' child. Passes on its lines.
+/// Runs one step of the test child. Passes on its lines.
 void runChild(const QString &program, const QString &step, const LineCallback &onLine);
 
-/// Prints both sides, their ratio and its bar.
+/// Prints both sides, and their ratio beside its bar.
 void printRatio(const char *what, const Pair &pair, double bar);
-/// Prints a figure and its bar.
+/// Prints a figure beside its bar.
 void printLimit(const char *what, double value, const char *unit, double bar);
-/// Prints a figure.
+/// Prints a figure without a bar.
 void printFigure(const char *what, double value, const char *unit);
 
 } // namespace brindle::Measure

@@ -18,7 +18,7 @@ namespace brindle {
 
 namespace {
 
-/// Writes the address to the descriptor and serves until the process is killed.
+/// Writes the server's address to the descriptor, then serves until the process is killed.
 [[noreturn]] void serve(const QString &archive, const QString &certificate, int descriptor)
 {
     ReleaseHost::Options options;

@@ -7,12 +7,12 @@
 
 namespace brindle {
 
-/// Serves an engine's archive as the release host does. A forked process serves it, so that the
-/// measured program's memory and time are its own.
+/// Serves an engine's archive like the release host. Runs in a forked process, which keeps its
+/// memory and time out of the measurement.
 class Served
 {
 public:
-    /// Serves over TLS if `certificate` is not empty, and writes the server's certificate to that
+    /// If `certificate` is not empty, serves over TLS and writes the server's certificate to that
     /// file. Call before the program has a second thread. Throws std::runtime_error.
     explicit Served(const QString &archive, const QString &certificate = {});
     ~Served();

@@ -1,4 +1,4 @@
-// An empty Qt Quick window of the launcher's size, for comparison.
+// Shows an empty Qt Quick window of the launcher's size, for comparison.
 
 #include <QGuiApplication>
 #include <QQmlApplicationEngine>

@@ -18,7 +18,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-/// Lets the child do a step. Returns the number of lines in the log.
+/// Lets the child run a step. Returns the number of lines in the log.
 qsizetype print(const QString &child, const QString &step, bool intoLog = true)
 {
     LogStore log;

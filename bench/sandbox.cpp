@@ -39,7 +39,7 @@ void measureCost(const char *what, const QString &archive, const Tools &tools, c
                         1.10);
 }
 
-/// Returns an archive with as many files as a game's repository. Opening files is the cost then.
+/// Returns an archive with as many files as a game's repository, so that opening files costs most.
 QByteArray manySmallFiles()
 {
     const QByteArray text = QByteArray("extends Node\n").repeated(300);
@@ -51,7 +51,7 @@ QByteArray manySmallFiles()
     return zip.bytes();
 }
 
-/// Returns the seconds of processor time of all child programs that have ended.
+/// Returns the processor time of all ended child programs in seconds.
 double processorTime()
 {
     struct rusage used{};

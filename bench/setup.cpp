@@ -1,6 +1,6 @@
 // Measures the engine's setup, from the checksum list to the unpacked program, against the same
-// work by hand: curl -LO, sha512sum -c, unzip -q. Both use the same server, archive and disk. They
-// use TLS with a trusted certificate, so the program runs in namespaces of its own.
+// work by hand: curl -LO, sha512sum -c, unzip -q. Both use the same server, archive and disk. Both
+// need a trusted certificate for TLS, so the program runs in namespaces of its own.
 //
 // usage: bench_setup ARCHIVE WORK
 //   ARCHIVE holds an engine's program; WORK is emptied
@@ -26,7 +26,7 @@ namespace {
 
 void install(EngineManager &engines)
 {
-    // The launcher does the same with each report.
+    // Like the launcher, queue one event for each report.
     const ProgressCallback progress = [](qint64, qint64, double) {
         QMetaObject::invokeMethod(QCoreApplication::instance(), [] {}, Qt::QueuedConnection);
     };
@@ -34,7 +34,7 @@ void install(EngineManager &engines)
     await(engines.install({Served::tag}, progress, noText, noText, {}));
 }
 
-/// Returns the processor time of this thread.
+/// Returns the processor time of this thread in seconds.
 double mainThreadSeconds()
 {
     timespec time = {};
@@ -64,7 +64,7 @@ void measure(const QString &archive, const QString &work)
         Files::createFolder(theirs);
     };
     prepare();
-    // First, while this process has no freed memory that would hide the use.
+    // Measure memory first: later, freed memory of this process would hide the use.
     const double peak = peakAboveIdle([&] {
         EngineManager engines({server.url(), ours, ours + u"/temporary"_s, platform});
         install(engines);

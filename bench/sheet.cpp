@@ -27,7 +27,7 @@ void measure(const QStringList &arguments)
 {
     LogStore log;
     QQmlEngine engine;
-    // The sheet as the main window shows it, without the window.
+    // The sheet's view as in the main window, but alone in a window.
     QQmlComponent component(&engine);
     component.setData("import QtQuick\nimport Brindle\n"
                       "Window { id: window; required property var log\n"
@@ -48,7 +48,7 @@ void measure(const QStringList &arguments)
     QObject::connect(
         window, &QQuickWindow::frameSwapped, window,
         [&] {
-            // Begin with the first frame that shows lines.
+            // Do not count frames before the first line.
             if (log.lines().isEmpty()) {
                 return;
             }

@@ -1,4 +1,4 @@
-// The archive tool with all its checks but without the sandbox, for comparison.
+// Runs the archive tool with all its checks, but without the sandbox, for comparison.
 //
 // usage: bench_unsandboxed -x -k ARCHIVE DESTINATION
 

@@ -1,5 +1,5 @@
-// Measures the window from outside, against an empty one: from exec to the first frame, the memory
-// three seconds later, and the main thread's wake-ups while nothing happens.
+// Measures the window from outside, against an empty window: the time from exec to the first frame,
+// the memory three seconds later, and the main thread's wake-ups while nothing happens.
 //
 // usage: bench_window PROGRAM EMPTY WORK
 //   PROGRAM is the launcher, EMPTY the other window. Empties WORK.
@@ -24,7 +24,7 @@ using Clock = std::chrono::steady_clock;
 
 constexpr unsigned long settled = 3; // seconds
 
-/// Waits until the screen is black, or shows something besides the mouse pointer.
+/// Waits until the screen is black or, if not `isBlack`, shows more than the mouse pointer.
 void waitUntil(bool isBlack, const Screen &screen)
 {
     constexpr int pointerPixels = 5'000;
@@ -41,7 +41,8 @@ void waitUntil(bool isBlack, const Screen &screen)
     }
 }
 
-/// A program on that screen. Returns when its first frame is shown, and ends with this.
+/// Runs a program on the screen. The constructor waits for the first frame; the destructor ends the
+/// program.
 class Shown
 {
 public:
@@ -64,9 +65,9 @@ public:
         waitUntil(true, screen_);
     }
 
-    /// Returns the proportional set size, in which processes share their common pages, in bytes.
+    /// Returns the program's memory in bytes. Pages that several processes share count in part.
     double pss() const { return 1024 * procField(proc(u"smaps_rollup"_s), "Pss:"); }
-    /// Returns how often the main thread has run so far.
+    /// Returns how often the program's main thread has run so far.
     double turns() const
     {
         const QString status = proc(u"task/%1/status"_s.arg(process_.processId()));
@@ -91,7 +92,7 @@ void measure(const QStringList &arguments)
     const QString &work = arguments.at(2);
     Files::remove(work);
     Files::createFolder(work);
-    // No window manager, so that nothing else is on the screen.
+    // Without a window manager, nothing else is on the screen.
     const Screen screen({700, 800}, 0, Screen::Manager::none);
     waitUntil(true, screen);
     const auto medians = [&](int count, const auto &measured) {

@@ -1,8 +1,8 @@
-# Helpers that keep each room's CMakeLists.txt to a list of its files.
+# Helpers that leave little more than a list of files to each room's CMakeLists.txt.
 
-# brindle_room(<name> SOURCES <files…> LINKS <targets…>)
-# A room of src/ as a static library `brindle_<name>`. Includes are written "<room>/<File>.h" and
-# resolve only for the linked rooms, because each library publishes a folder that holds only its room.
+# brindle_room(<name> SOURCES <files…> LINKS <targets…>) Makes a room of src/ a static library
+# `brindle_<name>`. Includes are written "<room>/<File>.h". They resolve only for linked rooms, because
+# each library publishes a folder with only its own room.
 function(brindle_room name)
     cmake_parse_arguments(ROOM "" "" "SOURCES;LINKS" ${ARGN})
     set(view "${CMAKE_BINARY_DIR}/include/${name}")
@@ -16,21 +16,21 @@ function(brindle_room name)
     endif()
 endfunction()
 
-# brindle_headers(<name> HEADERS <headers…> LINKS <targets…>)
-# Compiles once the headers that most sources of a kind include. Every source still names the headers
-# that it needs. A target takes them with brindle_use_headers(<target> <name>).
+# brindle_headers(<name> HEADERS <headers…> LINKS <targets…>) Precompiles headers that most sources
+# include. A target uses them by brindle_use_headers(<target> <name>). Every source still includes the
+# headers that it needs.
 function(brindle_headers name)
     cmake_parse_arguments(PRE "" "" "HEADERS;LINKS" ${ARGN})
-    # file(CONFIGURE) keeps the time of an unchanged file, so nothing is compiled again.
+    # file(CONFIGURE) keeps an unchanged file's time, so nothing is compiled again.
     file(CONFIGURE OUTPUT "${CMAKE_BINARY_DIR}/${name}.cpp" CONTENT "")
     add_library(${name} STATIC "${CMAKE_BINARY_DIR}/${name}.cpp")
     target_link_libraries(${name} PUBLIC ${PRE_LINKS})
     target_precompile_headers(${name} PRIVATE ${PRE_HEADERS})
-    # CMake writes cmake_pch.hxx there.
+    # CMake writes cmake_pch.hxx to this folder.
     target_include_directories(${name} PRIVATE "${CMAKE_CURRENT_BINARY_DIR}/CMakeFiles/${name}.dir")
 endfunction()
 
-# A target needs the same options and definitions as the precompiled headers.
+# Lets a target use precompiled headers. Gives it the same options and definitions, which this needs.
 function(brindle_use_headers target name)
     get_target_property(links ${name} LINK_LIBRARIES)
     target_link_libraries(${target} PRIVATE ${links})
@@ -38,10 +38,10 @@ function(brindle_use_headers target name)
     target_compile_options(${target} PRIVATE -fPIC)
 endfunction()
 
-# brindle_tests(<name> TESTS <names…> [SOURCES <files…>] LINKS <targets…>)
-# One program for a folder's tests. Each test is a source <test>.cpp with a main of its own, which
-# becomes a function of the test's name; the program's first argument says which one to run. CTest
-# knows each test by its name.
+# brindle_tests(<name> TESTS <names…> [SOURCES <files…>] LINKS <targets…>) Makes one program of a
+# folder's tests, and registers each test with CTest by its name. Each test is a source <test>.cpp with
+# a main of its own, which becomes a function with the test's name. The program's first argument names
+# the test to run.
 function(brindle_tests name)
     cmake_parse_arguments(TEST "" "" "TESTS;SOURCES;LINKS" ${ARGN})
     set(main "${CMAKE_CURRENT_BINARY_DIR}/${name}.cpp")
@@ -73,16 +73,16 @@ int main(int argc, char *argv[])
     set_source_files_properties("${main}" PROPERTIES SKIP_AUTOMOC ON)
     target_link_libraries(${name} PRIVATE ${TEST_LINKS})
     brindle_use_headers(${name} brindle_test_headers)
-    # The libraries find the stand-ins for system calls that a test defines.
+    # With exports, the libraries find a test's stand-ins for system calls.
     set_target_properties(${name} PROPERTIES AUTOMOC ON ENABLE_EXPORTS ON)
     foreach(test IN LISTS TEST_TESTS)
         brindle_add_test(${test} ${name} ${test})
     endforeach()
 endfunction()
 
-# brindle_add_test(<name> <command…> [VARIABLES <name=value…>])
-# Registers a command with CTest, in the environment of all tests: without the session's message bus,
-# which knows this desktop's settings, and without the portal, because Qt (6.8) leaks a query for it.
+# brindle_add_test(<name> <command…> [VARIABLES <name=value…>]) Registers a command with CTest. All
+# tests run without the session's message bus, which knows this desktop's settings, and without the
+# portal, because Qt (6.8) leaks a query for it.
 function(brindle_add_test name)
     cmake_parse_arguments(TEST "" "" "VARIABLES" ${ARGN})
     add_test(NAME ${name} COMMAND ${TEST_UNPARSED_ARGUMENTS})
@@ -90,9 +90,9 @@ function(brindle_add_test name)
         ENVIRONMENT "QT_QPA_PLATFORM=offscreen;DBUS_SESSION_BUS_ADDRESS=unix:path=/nowhere;QT_NO_XDG_DESKTOP_PORTAL=1;ASAN_OPTIONS=detect_leaks=1;LSAN_OPTIONS=suppressions=${CMAKE_SOURCE_DIR}/tests/lsan.supp;UBSAN_OPTIONS=print_stacktrace=1;${TEST_VARIABLES}")
 endfunction()
 
-# brindle_protocol(<target> <client-header | server-header | private-code>…)
-# Adds the files that wayland-scanner makes of the description of xdg-activation-v1: headers with
-# "-client-protocol.h" or "-server-protocol.h" behind that name, and their code in C.
+# brindle_protocol(<target> <client-header | server-header | private-code>…) Adds wayland-scanner's
+# files for the protocol xdg-activation-v1 to a target: headers whose names end in "-client-protocol.h"
+# or "-server-protocol.h", and their C code.
 function(brindle_protocol target)
     find_program(WAYLAND_SCANNER wayland-scanner REQUIRED)
     pkg_get_variable(protocols wayland-protocols pkgdatadir)

@@ -1,9 +1,9 @@
-# Compiler settings that hold for every target: warnings, sanitizers, linker, compiler cache.
+# Compiler settings for all targets: warnings, sanitizers, linker, compiler cache.
 
-# ccache compares precompiled headers by content (see "Precompiled headers" in its manual). On Linux it
-# sees paths relative to the clone, and one name for the build folder of every clone, so clones and
-# presets with equal options share results. Debug information maps that name to the build folder's path
-# in the clone. Coverage names sources by full paths and shares nothing.
+# These settings let ccache compare precompiled headers by content (see "Precompiled headers" in its
+# manual). On Linux it sees paths relative to the clone, and the same name for every build folder. So
+# clones and presets with equal options share results. Debug information maps that name to the build
+# folder's path in the clone. Coverage needs full paths and shares nothing.
 find_program(CCACHE_PROGRAM ccache)
 if(CCACHE_PROGRAM)
     set(launcher "${CMAKE_COMMAND}" -E env
@@ -19,16 +19,15 @@ if(CCACHE_PROGRAM)
     set(CMAKE_CXX_COMPILER_LAUNCHER "${launcher}")
 endif()
 if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
-    # Give the precompiled header the same content and command in every clone: ccache does not make the
-    # path relative that CMake passes by -Xclang. Clang takes "header.pch" in place of an included
-    # "header". While it makes the former, it finds the header by the include path, or else it would
-    # take an old "header.pch".
+    # Give the precompiled header the same content and command in every clone, because ccache does not
+    # make paths behind -Xclang relative. To use it, clang reads "header.pch" for an included "header".
+    # To make it, clang must find the header by the include path, or it would read an old "header.pch".
     add_compile_options("$<$<COMPILE_LANGUAGE:CXX>:SHELL:-Xclang -fno-pch-timestamp>")
     set(CMAKE_CXX_COMPILE_OPTIONS_USE_PCH -include <PCH_HEADER>)
     set(CMAKE_CXX_COMPILE_OPTIONS_CREATE_PCH
         -Xclang -emit-pch -Xclang -include -Xclang cmake_pch.hxx -x c++-header)
 
-    # Line tables are enough for stack traces and make the objects a third of the size.
+    # Line tables are enough for stack traces, and shrink the objects to a third.
     string(REPLACE "-g" "-gline-tables-only" CMAKE_CXX_FLAGS_DEBUG "${CMAKE_CXX_FLAGS_DEBUG}")
     string(REPLACE "-g" "-gline-tables-only" CMAKE_CXX_FLAGS_RELWITHDEBINFO "${CMAKE_CXX_FLAGS_RELWITHDEBINFO}")
 
@@ -48,7 +47,7 @@ if(BRINDLE_SANITIZE)
     add_link_options(-fsanitize=address,undefined)
 endif()
 if(BRINDLE_COVERAGE)
-    # Counted in the profile's file itself, which thus also knows of programs that are killed.
+    # Programs count in the profile's file itself, so killed programs count, too.
     add_compile_options(-fprofile-instr-generate -fcoverage-mapping -mllvm
         -runtime-counter-relocation)
     add_link_options(-fprofile-instr-generate)
@@ -57,8 +56,8 @@ if(BRINDLE_FUZZ)
     add_compile_options(-fsanitize=fuzzer-no-link)
 endif()
 
-# What players get is hardened: checked library calls, stack canaries and clash guards, control-flow
-# protection, addresses that can't be known beforehand, and nothing writable that need not be.
+# The players' build is hardened: checked library calls, stack canaries and clash guards, control-flow
+# protection, random addresses, and read-only memory wherever possible.
 include(CheckPIESupported)
 check_pie_supported()
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)

@@ -15,7 +15,7 @@ namespace {
 constexpr quint32 programMode = 0100755;
 constexpr quint32 fileMode = 0100644;
 
-/// Returns bytes that pack to a third, quickly: random bytes, then zeros. The same ones every time.
+/// Returns random bytes, then zeros, which pack quickly to a third. Every call returns the same.
 QByteArray filling(qsizetype size)
 {
     std::minstd_rand random; // NOLINT: repeatable on purpose

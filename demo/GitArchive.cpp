@@ -13,7 +13,7 @@ namespace brindle {
 
 namespace {
 
-// The only modes that git knows (git-fast-import(1)), besides plain files without one.
+// The only modes that git stores (git-fast-import(1)); plain files get none.
 constexpr quint32 executableMode = 0100755;
 constexpr quint32 linkMode = 0120777;
 
@@ -27,7 +27,7 @@ struct Entry
 Entry read(const QFileInfo &file)
 {
     if (file.isSymLink()) {
-        // Qt only gives the absolute path that a link leads to.
+        // Qt returns a link's target only as an absolute path.
         const auto target = std::filesystem::read_symlink(file.filePath().toStdString());
         return {QByteArray::fromStdString(target.string()), linkMode};
     }

@@ -4,12 +4,12 @@
 #include <QMap>
 #include <QString>
 
-/// Packs a folder as the code host packs a repository, in the form of `git archive`.
+/// Packs a folder like the code host's archive of a repository, in the form of `git archive`.
 namespace brindle::GitArchive {
 
-/// Returns an archive: one top folder, plain files without a unix mode, 0755 and symbolic links
-/// with theirs, the submodules of ".gitmodules" as empty folders, a commit id as the archive's
-/// comment. Leaves out ".git" and the engine's cache ".godot".
+/// Returns an archive with one top folder. Plain files have no Unix mode; executable files and
+/// symbolic links have theirs. The submodules of ".gitmodules" are empty folders. The archive's
+/// comment is a commit id. Leaves out ".git" and the engine's cache ".godot".
 ///
 /// @param topFolder the repository and branch, such as "godot-brindle-main".
 /// @param extraFiles contents by path, which add files or replace them.

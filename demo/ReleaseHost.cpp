@@ -14,7 +14,7 @@ namespace {
 const auto releasesPrefix = u"/godotengine/godot-builds/releases/download/"_s;
 const auto checksumName = u"SHA512-SUMS.txt"_s;
 
-/// Waits at the gate. Returns false when the client is gone or the server stops.
+/// Waits until the gate opens. Returns false when the client has left or the server stops.
 bool pass(ReleaseGate &gate, HttpConnection &connection)
 {
     gate.reached = true;
@@ -110,7 +110,7 @@ QString ReleaseHost::checksumPath(const QString &tag)
 
 QString ReleaseHost::bodyPath(const QString &path)
 {
-    // As on the real hosts: "/<owner>/<name>/zip/<ref>", and an asset's path with a query.
+    // Like the real hosts: "/<owner>/<name>/zip/<ref>", or an asset's path with a query.
     if (roleOf(path) == releases) {
         const QString asset = path.mid(releasesPrefix.size());
         return u"/github-production-release-asset/%1?filename=%2"_s.arg(asset,
@@ -214,7 +214,7 @@ void ReleaseHost::answer(Role role, const HttpRequest &request, HttpConnection &
         connection.redirect(302, QUrl(bases_[roleOf(path)].toString() + body));
     } else if (!sendBody(role, *content, connection,
                          path.endsWith(checksumName) ? 0 : speed_.load(), gate.get())) {
-        connection.reset(); // an orderly end could pass for the body's
+        connection.reset(); // after an orderly end the body would seem complete
     }
 }
 

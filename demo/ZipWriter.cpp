@@ -14,7 +14,7 @@ namespace {
 constexpr unsigned modeShift = 16;
 constexpr zip_uint32_t dosFolder = 0x10;
 
-/// Gives ASCII names no UTF-8 flag, as `git archive` does. libzip 1.11 would.
+/// Leaves the UTF-8 flag off ASCII names, like `git archive`. libzip 1.11 would set it.
 zip_flags_t encodingOf(const QString &name)
 {
     const bool isAscii = std::ranges::all_of(name, [](QChar c) { return c.unicode() < 0x80; });

@@ -11,7 +11,7 @@ struct zip;
 
 namespace brindle {
 
-/// Makes a zip archive with libzip. Throws std::runtime_error; blocks; any thread, one at a time.
+/// Makes a zip archive with libzip. Throws std::runtime_error. Blocks. Any thread, one at a time.
 class ZipWriter
 {
 public:
@@ -21,11 +21,11 @@ public:
     /// Adds a file, and before it the folders of its path. `unixMode` is the whole mode (type and
     /// permissions); 0 stores none, as git does for plain files.
     void add(const QString &name, const QByteArray &content, quint32 unixMode = 0);
-    /// Adds a folder that has not been added; `name` has no slash at its end.
+    /// Adds a folder unless it is there already. `name` has no slash at its end.
     void addFolder(const QString &name);
 
     void setComment(const QByteArray &comment);
-    /// Returns the archive.
+    /// Returns the finished archive. Call last.
     QByteArray close();
 
 private:
@@ -35,7 +35,7 @@ private:
 
     QTemporaryDir folder_;
     struct zip *archive_ = nullptr;
-    std::list<QByteArray> contents_; // `close` reads them
+    std::list<QByteArray> contents_; // alive until `close` has read them
     std::set<QString> folders_;
 };
 

@@ -7,7 +7,7 @@
 
 namespace brindle {
 
-/// Parses one input of any content. Ends the program if a promise is broken.
+/// A function that parses one input of any content, and ends the program if a promise is broken.
 using Fuzzer = void(const uint8_t *data, size_t size);
 
 Fuzzer fuzzChecksumList; ///< a release's list of digests
@@ -19,7 +19,7 @@ Fuzzer fuzzReadme;       ///< the README's tagline and hints, as read and as sho
 Fuzzer fuzzSubmodules;   ///< the add-ons' addresses and folders in ".gitmodules"
 Fuzzer fuzzZipDirectory; ///< a zip archive, which is read but not written to files
 
-/// Ends the program unless the promise holds.
+/// Prints a promise that does not hold, and ends the program.
 inline void expect(bool holds, const char *promise)
 {
     if (!holds) {

@@ -1,5 +1,5 @@
-// With libFuzzer: makes up inputs for the fuzzer that $FUZZER names.
-// Otherwise: "fuzz FUZZER FOLDER" gives a fuzzer every file of a folder, once.
+// With libFuzzer, makes up inputs for the fuzzer that $FUZZER names.
+// Otherwise "fuzz FUZZER FOLDER" passes every file of a folder to a fuzzer once.
 
 #include "Fuzzers.h"
 

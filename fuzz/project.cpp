@@ -1,4 +1,4 @@
-// The files of a project.
+// Fuzzers for the files of a project.
 
 #include "Fuzzers.h"
 #include "base/Error.h"
@@ -20,7 +20,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-/// Inspects a project of one file with that content.
+/// Inspects a project with one file of this content.
 ProjectInfo inspect(const QString &name, const uint8_t *data, size_t size)
 {
     static const QTemporaryDir folder;

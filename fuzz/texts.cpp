@@ -1,4 +1,4 @@
-// The launcher's other input: checksum lists, its own description, and output.
+// Fuzzers for the launcher's other input: checksum lists, saved descriptions, engines' output.
 
 #include "Fuzzers.h"
 #include "base/Text.h"
@@ -34,7 +34,7 @@ QStringList split(QByteArrayView bytes, qsizetype limit, qsizetype chunk)
     return lines;
 }
 
-/// Does what the log does, but too slowly for a flood of output.
+/// Cleans a line like the log, but too slowly for a flood of output.
 QString cleanedByExpression(QString text)
 {
     static const QRegularExpression colour(u"\x1b\\[[0-9;]*[A-Za-z]"_s);
@@ -64,7 +64,7 @@ void fuzzInfoJson(const uint8_t *data, size_t size)
     if (!read) {
         return;
     }
-    // JSON can name half a character, which the first reading replaces.
+    // JSON can have half of a surrogate pair, which the first reading replaces.
     const auto once = ProjectInfo::fromJson(read->toJson());
     expect(once.has_value(), "a read description can be saved and read");
     expect(ProjectInfo::fromJson(once->toJson()) == once, "a description survives being saved");
@@ -73,7 +73,7 @@ void fuzzInfoJson(const uint8_t *data, size_t size)
 void fuzzLogLines(const uint8_t *data, size_t size)
 {
     constexpr qsizetype maxNote = 24; // "… (999.9 MB left out)"
-    constexpr size_t head = 2;        // says how to read the rest
+    constexpr size_t head = 2;        // the limit and the size of chunks for the rest
     if (size < head) {
         return;
     }

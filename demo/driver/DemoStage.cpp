@@ -24,15 +24,15 @@ const QByteArray brokenBehaviour =
     "playSeconds=2\nplayExit=1\n"
     "printText=\"SCRIPT ERROR: Parse Error: Unexpected \\\"}\\\" in class body.\\n"
     "          at: GDScript::reload (res://main.gd:2)\"\n";
-/// Makes a real engine print an error and end in a way that the launcher must explain.
+/// Makes a real engine print an error and fail, so that the launcher must explain it.
 const QByteArray brokenScript = "extends Node\n\n\nfunc _ready() -> void:\n"
                                 "\tpush_error(\"The map has no start position.\")\n"
                                 "\tget_tree().quit(1)\n";
-/// Makes the small sample engine take a moment to download, so that progress can be seen.
+/// With this size and speed, the small sample engine's download shows progress.
 constexpr qint64 sampleEngineBytes = 24'000'000;
 constexpr qint64 sampleSpeed = 8'000'000;
 
-/// Returns a file's content; empty when it can't be read.
+/// Returns a file's content, or nothing if it can't be read.
 QByteArray read(const QString &path)
 {
     QFile file(path);

@@ -9,8 +9,8 @@
 
 namespace brindle {
 
-/// Surroundings for a launcher without a network: a release host that offers a game, its add-on and
-/// an engine, and empty folders. The destructor removes all of them.
+/// Replaces the network and the user's folders for a launcher. A release host offers a game, its
+/// add-on and an engine. The folders begin empty; the destructor removes them.
 class DemoStage
 {
 public:
@@ -19,26 +19,26 @@ public:
         QString game;             ///< a Godot project's folder
         QString addon;            ///< the folder of the one add-on that its ".gitmodules" names
         QString engine;           ///< a program
-        bool sampleEngine = true; ///< the program reads "sample-engine.ini"
+        bool sampleEngine = true; ///< whether the program reads "sample-engine.ini"
     };
 
     /// Packs the content and opens the host. `privatePrograms` is the folder of the launcher's
     /// helper programs. Throws std::runtime_error. Blocks.
     DemoStage(Content content, const QString &privatePrograms);
 
-    /// Returns a model's dependencies without a desktop. Each call gives the same folders and
-    /// settings.
+    /// Returns a model's dependencies, except for the desktop. Each call returns the same folders
+    /// and settings.
     Dependencies parts() const;
 
     ReleaseHost &host() { return host_; }
-    /// Offers the game with a mistake in it, as an update may have.
+    /// Offers the game with a mistake, for an update that breaks it.
     void offerBrokenGame();
     void offerGoodGame();
-    /// Returns whether the game closes by itself after it counts as open.
+    /// Returns whether the game closes by itself some time after it counts as open.
     bool gameEndsByItself() const { return content_.sampleEngine; }
 
 private:
-    /// Offers the game's folder with `changes`, which are contents by file name.
+    /// Offers the game's folder with `changes`, which map file names to contents.
     void offerGame(QMap<QString, QByteArray> changes);
     QString file(const QString &name) const { return folder_.filePath(name); }
 

@@ -17,7 +17,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr auto betweenClicks = 100ms; // as people click
+constexpr auto betweenClicks = 100ms; // a usual double click
 
 QQuickItem *descendant(QQuickItem *item, const QString &name)
 {
@@ -25,7 +25,7 @@ QQuickItem *descendant(QQuickItem *item, const QString &name)
         return item;
     }
     const auto children = item->childItems();
-    // Upper layers first.
+    // Search upper layers first.
     for (QQuickItem *const child : children | std::views::reverse) {
         if (QQuickItem *const found = descendant(child, name)) {
             return found;
@@ -56,7 +56,7 @@ bool Hand::canPress(const QString &name)
     if (!item || !item->isEnabled()) {
         return false;
     }
-    // A guard takes the clicks on the item that it covers.
+    // A visible guard takes the clicks on the item that it covers.
     const QQuickItem *const guard = find(u"guard"_s);
     return !guard || !guard->contains(guard->mapFromItem(item, item->boundingRect().center()));
 }
@@ -69,7 +69,7 @@ bool Hand::press(const QString &name, int clicks)
     }
     QQuickWindow *const window = item->window();
     if (!QRectF({}, window->size()).contains(item->mapRectToScene(item->boundingRect()))) {
-        // The window scrolls to the item, as after the Tab key.
+        // The window scrolls to a newly focused item, as after the Tab key.
         item->forceActiveFocus(Qt::TabFocusReason);
     }
     const QPointF place = item->mapToScene(item->boundingRect().center());

@@ -7,18 +7,18 @@ class QQuickWindow;
 
 namespace brindle {
 
-/// Presses what a player would press, with the mouse's own events. Main thread only.
+/// Presses buttons like a player, with mouse events. Main thread only.
 class Hand
 {
 public:
-    /// Returns the topmost visible item of that object name, or null.
+    /// Returns the topmost visible item with this object name, or null.
     static QQuickItem *find(const QString &name);
 
-    /// Returns whether a click would press that item.
+    /// Returns whether a click would press this item.
     static bool canPress(const QString &name);
 
-    /// Lets the event loop click the middle of that item `clicks` times. Returns false when there
-    /// is no such item or it is disabled.
+    /// Clicks the middle of an item `clicks` times, from the event loop. Returns false if there is
+    /// no such item or it is disabled.
     static bool press(const QString &name, int clicks = 1);
 };
 

@@ -21,7 +21,7 @@ namespace {
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
 
-/// A real engine may import for as long.
+/// A real engine's import may take this long.
 constexpr auto patience = 5min;
 constexpr auto glance = 50ms;
 /// Long enough for people to follow, and for windows to settle.
@@ -134,7 +134,7 @@ QCoro::Task<> Tour::secondPlay()
 {
     printTitle(u"Second Play: straight to the game, and Stop"_s);
     stage_.host().forgetRequests();
-    // Stop appears between the two clicks and must take neither.
+    // Stop appears between the two clicks, and must ignore the second.
     co_await press(u"playButton"_s, 2);
     co_await until(u"the game's start"_s, {Phase::starting});
     co_await pause(2s);

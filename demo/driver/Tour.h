@@ -9,18 +9,18 @@
 
 namespace brindle {
 
-/// Shows all of the launcher by pressing its buttons: a first Play from an empty disk, the sheets,
-/// a second Play, Stop, an update to a broken version of the game, the failure, and its removal.
-/// The picture of a short state may show the next one.
+/// Shows the whole launcher by pressing its buttons: a first Play from an empty disk, the sheets, a
+/// second Play, Stop, an update to a broken version of the game, its failure, and the removal. The
+/// picture of a short state may show the next state.
 class Tour : public QObject
 {
 public:
     /// Prints headlines and log lines from now on. Saves numbered pictures of the whole screen in
-    /// the folder `pictures` in place of earlier ones, or none when that name is empty.
+    /// the folder `pictures`, after deleting earlier ones. Saves none if that name is empty.
     Tour(AppModel &model, DemoStage &stage, const QString &pictures);
 
-    /// Runs from the event loop. Returns false when something went wrong, with the reason on
-    /// standard error. The tour must outlive the task.
+    /// Runs from the event loop. After a failure prints the reason on standard error and returns
+    /// false. The tour must outlive the task.
     QCoro::Task<bool> run();
 
 private:
@@ -33,7 +33,7 @@ private:
     QCoro::Task<> removal();
 
     QCoro::Task<> press(QString button, int clicks = 1);
-    /// Waits for an item that can be pressed.
+    /// Waits until an item can be pressed.
     QCoro::Task<> untilSeen(QString item);
     /// Waits for one of the phases.
     QCoro::Task<> until(QString what, QList<Phase> phases);
@@ -46,7 +46,7 @@ private:
     DemoStage &stage_;
     const QString pictures_;
     int taken_ = 0;
-    qint64 printed_ = 0; // lines of the log
+    qint64 printed_ = 0; // number of printed log lines
 };
 
 } // namespace brindle

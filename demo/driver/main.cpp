@@ -70,7 +70,7 @@ int main(int argc, char *argv[])
         AppModel &model = AppModel::shared();
         Tour tour(model, stage, parser.value(u"pictures"_s));
         launcher.open();
-        bool isWhole = true; // the offered game
+        bool isWhole = true; // true until the broken game is offered
         if (parser.isSet(u"hands-on"_s)) {
             QObject::connect(&model, &AppModel::changed, &launcher, [&] {
                 if (model.state().phase == AppState::Phase::ready &&

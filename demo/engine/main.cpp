@@ -1,12 +1,10 @@
-// A small stand-in for the engine. It has the engine's command line: the headless import, and the
-// game, which needs a display for its window to be seen.
+// A small stand-in for the engine. Has the engine's command line, for the headless import and for
+// the game. Without a display the game runs unseen.
 //
-// A file "sample-engine.ini" in the project directs it, with these keys:
-//   importSeconds    how long the import takes (1)
-//   windowSeconds    how long a game runs before its window is shown (0)
-//   playSeconds      when a game ends by itself; never, if negative (-1)
-//   playExit         its exit code then (0)
-//   printText        a text on standard error at the start
+// A file "sample-engine.ini" in the project directs the stand-in, with these keys: importSeconds
+// how long the import takes (1) windowSeconds how long a game runs before its window is shown (0)
+// playSeconds when a game ends by itself; never, if negative (-1) playExit its exit code then (0)
+// printText a text on standard error at the start
 
 #include <QCryptographicHash>
 #include <QDir>
@@ -39,14 +37,14 @@ void printError(const QString &line)
     std::fprintf(stderr, "%s\n", qUtf8Printable(line));
 }
 
-/// Returns the argument behind an option.
+/// Returns the argument that follows an option.
 QString valueOf(const QString &option, const QStringList &arguments)
 {
     const qsizetype index = arguments.indexOf(option);
     return index < 0 ? QString() : arguments.value(index + 1);
 }
 
-/// Prints progress as Godot 4.6.3 does on Linux, also into pipes.
+/// Prints progress like Godot 4.6.3 on Linux, in colour even into pipes.
 void printProgress(int percent, const QString &task, const QString &text)
 {
     print(
@@ -61,15 +59,15 @@ void write(const QDir &project, const QString &path, const QString &text)
     }
 }
 
-/// Returns the name of a file's products, the same in every import.
+/// Returns the name for a file's imported data. The name is the same in every import.
 QString idOf(const QString &path)
 {
     const auto hash = QCryptographicHash::hash(path.toUtf8(), QCryptographicHash::Md5);
     return QString::fromLatin1(hash.toHex());
 }
 
-/// Writes what the engine leaves in a project: ".godot/", an ".import" file beside each picture and
-/// a ".uid" file beside each script.
+/// Writes the files that the engine leaves in a project: ".godot/", an ".import" file beside each
+/// picture and a ".uid" file beside each script.
 void import(const QDir &project, double seconds)
 {
     const auto task = u"reimport"_s;
@@ -101,7 +99,7 @@ void import(const QDir &project, double seconds)
     print(u"\x1b[92m[ DONE ]\x1b[39m \x1b[1m%1\x1b[22m\n\x1b[0m"_s.arg(task));
 }
 
-/// The game's window shows a valley at dusk, with tanks on their rounds.
+/// The game's window: shows a valley at dusk, with tanks on patrol.
 class GameWindow : public QRasterWindow
 {
 public:
@@ -147,7 +145,7 @@ private:
         return 380 + 75 * hill + 26 * std::sin(x * 0.006 + hill * 1.7);
     }
 
-    /// Paints a tank that has driven `way` pixels: own tanks from the left, others from the right.
+    /// Paints a tank after `way` pixels. Own tanks come from the left, others from the right.
     static void paintTank(QPainter &painter, int hill, double way)
     {
         const bool own = hill % 2 == 0;
@@ -169,7 +167,8 @@ private:
     QTimer frames_;
 };
 
-/// Reports a display that can't be opened in the engine's words. Qt ends the process then.
+/// Prints Qt's messages. If Qt can't open the display, prints the engine's error and ends the
+/// process.
 void onMessage(QtMsgType type, const QMessageLogContext & /*context*/, const QString &text)
 {
     printError(type == QtFatalMsg ? u"ERROR: X11 Display is not available"_s : text);
@@ -178,7 +177,7 @@ void onMessage(QtMsgType type, const QMessageLogContext & /*context*/, const QSt
     }
 }
 
-/// Runs until the window is closed, the time is over or a signal comes. Returns the exit code.
+/// Runs the game until its window is closed or its time is over. Returns the exit code.
 int play(int &argc, char **argv, const QStringList &arguments, const QSettings &directions)
 {
     const bool hasDisplay = QSysInfo::kernelType() == u"darwin" ||
@@ -220,7 +219,7 @@ int main(int argc, char *argv[])
     for (int i = 0; i < argc; ++i) {
         arguments.append(QFile::decodeName(argv[i]));
     }
-    // Official builds bear their version in their name, apart from those in a bundle.
+    // An official build's name has its version, except in a macOS bundle.
     static const QRegularExpression named(u"Godot_v([0-9.]+)-stable"_s);
     const auto match = named.match(arguments.first().section(u'/', -1));
     print(u"Godot Engine v%1.stable.sample - https://godotengine.org"_s.arg(

@@ -1,5 +1,5 @@
 extends Node2D
-## A skirmish in a valley: tanks on patrol, and the player's hand on the blue ones.
+# # A skirmish in a valley: tanks patrol, and the player commands the blue ones.
 
 const FIELD := Vector2(1152, 648)
 const BASES := [Vector2(190, 520), Vector2(955, 130)]
@@ -95,5 +95,5 @@ func _draw() -> void:
 	for shot in shots:
 		draw_line(shot.from, shot.to, Color(1.0, 0.9, 0.6), 2.0, true)
 		draw_circle(shot.to, 7.0, Color(1.0, 0.6, 0.2, 0.8))
-	# Day and dusk follow each other.
+	# Day and dusk alternate.
 	draw_rect(Rect2(Vector2.ZERO, FIELD), Color(0.12, 0.1, 0.35, 0.22 - 0.22 * cos(time * 0.1)))

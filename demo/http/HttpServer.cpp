@@ -22,7 +22,7 @@ namespace {
 
 constexpr qint64 maxHeadBytes = 65'536;
 
-/// Hands each accepted socket over as a descriptor, for another thread to make an object of it.
+/// Passes on each accepted connection as a descriptor, so that another thread can use it.
 class Listener final : public QTcpServer
 {
 public:
@@ -45,7 +45,7 @@ HttpConnection::HttpConnection(qintptr descriptor)
 
 HttpConnection::~HttpConnection() = default;
 
-/// Makes the socket usable and shakes hands if `tls` is given. Returns false when that fails.
+/// Opens the socket, with a TLS handshake if `tls` is given. Returns false on failure.
 bool HttpConnection::open(const std::optional<QSslConfiguration> &tls)
 {
     socket_ = std::make_unique<QSslSocket>();
@@ -61,7 +61,7 @@ bool HttpConnection::open(const std::optional<QSslConfiguration> &tls)
     return socket_->waitForEncrypted(-1);
 }
 
-/// Returns the request's head, or nothing if the client leaves or sends something else.
+/// Reads a request without its body. Returns nothing if the client leaves or does not send HTTP.
 std::optional<HttpRequest> HttpConnection::readRequest()
 {
     QByteArray text;
@@ -89,7 +89,7 @@ std::optional<HttpRequest> HttpConnection::readRequest()
     return request;
 }
 
-/// Sends the rest and ends the connection in order, unless it was reset.
+/// Sends the remaining bytes and closes the connection in order, unless it was reset.
 void HttpConnection::close()
 {
     closeControl();
@@ -99,10 +99,10 @@ void HttpConnection::close()
             socket_->waitForDisconnected(1000);
         }
     }
-    socket_.reset(); // belongs to this thread
+    socket_.reset(); // here, because it belongs to this thread
 }
 
-/// Makes every blocking call on the connection's thread return at once. Any thread.
+/// Lets every blocking call on the connection's thread return at once. Any thread.
 void HttpConnection::stop()
 {
     isStopping_ = true;
@@ -175,7 +175,7 @@ bool HttpConnection::tunnel(quint16 port)
     QObject::connect(&other, &QIODevice::readyRead, &loop, back);
     QObject::connect(socket_.get(), &QAbstractSocket::disconnected, &loop, &QEventLoop::quit);
     QObject::connect(&other, &QAbstractSocket::disconnected, &loop, &QEventLoop::quit);
-    // Some bytes may have come before the loop listens.
+    // Some bytes may have arrived before the connections above.
     forth();
     back();
     if (isConnected() && other.state() == QAbstractSocket::ConnectedState) {
@@ -225,7 +225,7 @@ HttpServer::HttpServer(Handler handler, quint16 port, const QSslConfiguration *t
     QObject::connect(&listening_, &QThread::finished, listener_, &QObject::deleteLater);
     listening_.start();
     QString error;
-    // The socket must be made on the thread that watches it.
+    // Make the socket on the thread that watches it.
     const auto listen = [&] {
         listener_->setListenBacklogSize(256);
         if (!listener_->listen(QHostAddress::LocalHost, port)) {
@@ -267,7 +267,7 @@ void HttpServer::stop()
 {
     listening_.quit();
     listening_.wait();
-    // Stop all connections before waiting for the first.
+    // Stop all connections first, then wait for all.
     for (Client &client : clients_) {
         client.connection->stop();
     }
@@ -276,7 +276,7 @@ void HttpServer::stop()
     }
 }
 
-/// Runs on the listener's thread.
+/// Starts a thread for a new connection. Runs on the listener's thread.
 void HttpServer::serve(qintptr descriptor)
 {
     clients_.remove_if([](const Client &client) { return client.thread->isFinished(); });
@@ -287,7 +287,7 @@ void HttpServer::serve(qintptr descriptor)
     client.thread->start();
 }
 
-/// Runs on the connection's thread.
+/// Answers the requests of one connection, on its thread.
 void HttpServer::answer(HttpConnection &connection)
 {
     if (connection.open(tls_)) {

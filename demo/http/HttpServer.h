@@ -37,25 +37,25 @@ public:
     HttpConnection(const HttpConnection &) = delete;
     HttpConnection &operator=(const HttpConnection &) = delete;
 
-    /// Serves another request on this connection. Call before the answer, which must then say where
-    /// its body ends.
+    /// Keeps the connection for another request. Call before the answer, which must then have a
+    /// length or chunks.
     void keepOpen() { isKept_ = true; }
-    /// Sends a whole answer. Adds Content-Length, unless `headers` holds it or Transfer-Encoding.
-    /// An empty value leaves it out.
+    /// Sends a whole answer. Adds Content-Length, unless `headers` has it or Transfer-Encoding.
+    /// With an empty Content-Length in `headers`, sends none.
     bool respond(int status, const QList<QPair<QByteArray, QByteArray>> &headers,
                  const QByteArray &body);
     /// Sends a redirect with an empty body.
     bool redirect(int status, const QUrl &location);
     /// Sends raw bytes, for answers in pieces and for malformed answers.
     bool write(const QByteArray &bytes);
-    /// Carries bytes between the client and a port of this machine until either side ends, as a
-    /// proxy does after CONNECT.
+    /// Passes bytes between the client and a port of this machine until either side ends, like a
+    /// proxy after CONNECT.
     bool tunnel(quint16 port);
     /// Waits until the client leaves or the server stops.
     void waitUntilClosed();
-    /// Waits that long.
+    /// Waits for a time. Drops bytes that arrive.
     bool pause(std::chrono::milliseconds time);
-    /// Closes with a reset instead of an orderly end.
+    /// Resets the connection instead of closing it in order.
     void reset();
 
 private:
@@ -73,21 +73,22 @@ private:
     std::atomic<bool> isStopping_ = false;
     bool isKept_ = false;
     std::mutex lock_; // guards control_
-    // A second descriptor of the same socket, for `stop`. Qt closes its own when the client leaves,
-    // and another file may then get its number.
+    // A second descriptor of the same socket, for `stop`. When the client leaves, Qt closes its own
+    // descriptor, and another file may get that number.
     int control_;
 };
 
-/// A small HTTP/1.1 server on loopback, for the demo and the tests. Each connection has a thread,
-/// serves one request and is closed, unless a handler keeps it open. Anything but HTTP is answered
-/// with a page of status 400.
+/// A small HTTP/1.1 server on loopback, for the demo and the tests. Each connection has its own
+/// thread, and is closed after one request unless a handler keeps it open. Answers anything but
+/// HTTP with a page of status 400.
 class HttpServer
 {
 public:
     /// Called on the connection's thread. Calls of different connections overlap.
     using Handler = std::function<void(const HttpRequest &, HttpConnection &)>;
 
-    /// Listens at once on 127.0.0.1, on a free port (or the given one). Throws std::runtime_error.
+    /// Listens at once on 127.0.0.1, on the given port or, for 0, a free one. Throws
+    /// std::runtime_error.
     explicit HttpServer(Handler handler, quint16 port = 0, const QSslConfiguration *tls = nullptr);
     /// Ends every connection and waits for the handlers.
     ~HttpServer();
@@ -95,10 +96,10 @@ public:
     quint16 port() const { return port_; }
     /// Returns "http://127.0.0.1:<port>" (https with TLS), or the same with another host name.
     QUrl url(const QString &path = {}, const QString &host = QStringLiteral("127.0.0.1")) const;
-    /// Returns the number of requests received, of all or of one target. Any thread.
+    /// Returns the number of requests received, in all or for one target. Any thread.
     int requestCount() const;
     int requestCount(const QByteArray &target) const;
-    /// Returns the number of connections made, handshakes included. Any thread.
+    /// Returns the number of connections made, after TLS handshakes if any. Any thread.
     int connectionCount() const { return connections_; }
 
 private:
@@ -116,10 +117,10 @@ private:
     const Handler handler_;
     std::optional<QSslConfiguration> tls_;
     QThread listening_;
-    QTcpServer *listener_ = nullptr; // lives on listening_, deleted with it
+    QTcpServer *listener_ = nullptr; // lives on listening_, and ends with it
     std::atomic<quint16> port_ = 0;
     std::atomic<int> connections_ = 0;
-    std::list<Client> clients_; // of listening_ until that ends
+    std::list<Client> clients_; // only used by listening_ until that ends
 
     mutable std::mutex lock_; // guards the counts
     int requests_ = 0;
