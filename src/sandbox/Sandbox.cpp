@@ -41,41 +41,39 @@ namespace brindle {
 
 namespace {
 
-[[noreturn]] void fail(const char *call, int reason = errno)
+/// Returns the result of a system call. Throws if the call has failed.
+int check(const char *call, long result)
 {
-    throw std::system_error(reason, std::system_category(), call);
+    if (result == -1) {
+        throw std::system_error(errno, std::system_category(), call);
+    }
+    return static_cast<int>(result);
 }
 
 template <typename Resource>
 void limit(Resource resource, uint64_t maximum)
 {
     struct rlimit current{};
-    if (getrlimit(resource, &current) != 0) {
-        fail("getrlimit");
-    }
+    check("getrlimit", getrlimit(resource, &current));
     // Keep a tighter limit.
     current.rlim_max = std::min<rlim_t>(current.rlim_max, maximum);
     current.rlim_cur = std::min<rlim_t>(current.rlim_cur, current.rlim_max);
-    if (setrlimit(resource, &current) != 0) {
-        fail("setrlimit");
-    }
+    check("setrlimit", setrlimit(resource, &current));
 }
 
 #ifdef __linux__
 
 // Landlock: https://docs.kernel.org/userspace-api/landlock.html
 
-/// Returns Landlock's version, or 0 if it is missing, switched off or hidden by another sandbox.
-int landlockAbi()
+/// Returns Landlock's version, or -1 if it is missing, switched off or hidden by another sandbox.
+long landlockAbi()
 {
-    const long version =
-        syscall(SYS_landlock_create_ruleset, nullptr, 0, LANDLOCK_CREATE_RULESET_VERSION);
-    return version > 0 ? static_cast<int>(version) : 0;
+    return syscall(SYS_landlock_create_ruleset, nullptr, 0, LANDLOCK_CREATE_RULESET_VERSION);
 }
 
 void confineFiles(const std::string &folder)
 {
-    const int abi = landlockAbi();
+    const long abi = landlockAbi();
     // Refuse every access that the kernel's version knows. Version 1 ends with MAKE_SYM. Version 2
     // added moves between folders, which every ruleset refuses. The filter of system calls refuses
     // later additions, sockets and signals.
@@ -83,32 +81,22 @@ void confineFiles(const std::string &folder)
     rules.handled_access_fs = (LANDLOCK_ACCESS_FS_MAKE_SYM << 1U) - 1;
     rules.handled_access_fs |= abi >= 3 ? 1U << 14U : 0; // to empty a file
     rules.handled_access_fs |= abi >= 5 ? 1U << 15U : 0; // to control a device
-    // After a failure the program ends, which closes both descriptors.
-    const auto ruleset =
-        static_cast<int>(syscall(SYS_landlock_create_ruleset, &rules, sizeof rules, 0));
-    if (ruleset < 0) {
-        fail("landlock_create_ruleset");
-    }
+    // The end of the program closes both descriptors.
+    const int ruleset = check("landlock_create_ruleset",
+                              syscall(SYS_landlock_create_ruleset, &rules, sizeof rules, 0));
     landlock_path_beneath_attr rule{};
     rule.allowed_access = LANDLOCK_ACCESS_FS_WRITE_FILE | LANDLOCK_ACCESS_FS_READ_DIR |
                           LANDLOCK_ACCESS_FS_REMOVE_DIR | LANDLOCK_ACCESS_FS_REMOVE_FILE |
                           LANDLOCK_ACCESS_FS_MAKE_DIR | LANDLOCK_ACCESS_FS_MAKE_REG |
                           LANDLOCK_ACCESS_FS_MAKE_SYM;
     rule.parent_fd = open(folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
-    if (rule.parent_fd >= 0) {
-        if (syscall(SYS_landlock_add_rule, ruleset, LANDLOCK_RULE_PATH_BENEATH, &rule, 0) != 0) {
-            fail("landlock_add_rule");
-        }
-        close(rule.parent_fd);
+    if (rule.parent_fd != -1) {
+        check("landlock_add_rule",
+              syscall(SYS_landlock_add_rule, ruleset, LANDLOCK_RULE_PATH_BENEATH, &rule, 0));
     }
     // Without this only root may confine itself.
-    if (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0) {
-        fail("prctl");
-    }
-    if (syscall(SYS_landlock_restrict_self, ruleset, 0) != 0) {
-        fail("landlock_restrict_self");
-    }
-    close(ruleset);
+    check("prctl", prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0));
+    check("landlock_restrict_self", syscall(SYS_landlock_restrict_self, ruleset, 0));
 }
 
 // seccomp: https://docs.kernel.org/userspace-api/seccomp_filter.html
@@ -131,8 +119,9 @@ constexpr std::array allowedCalls{
 
 bool hasSystemCallFilter()
 {
-    // A kernel with filters tries to read the null filter, and so fails with EFAULT.
-    return prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, nullptr, 0, 0) != 0 && errno == EFAULT;
+    // The call always fails. A kernel with filters tries to read the null filter.
+    prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, nullptr);
+    return errno == EFAULT;
 }
 
 /// Makes all other calls fail with ENOSYS, as on a kernel without them. A call in another
@@ -144,18 +133,18 @@ void confineCalls()
     if (!filter) {
         throw std::bad_alloc();
     }
-    const auto check = [](int result) {
+    const auto checkRule = [](int result) {
         if (result < 0) {
-            fail("seccomp", -result);
+            throw std::system_error(-result, std::system_category(), "seccomp");
         }
     };
     // Of several rules for one call, any may allow it.
     const auto allow = [&](const char *name, std::initializer_list<scmp_arg_cmp> arguments = {}) {
         const int call = seccomp_syscall_resolve_name(name);
         if (call >= 0) { // this machine has the call
-            check(seccomp_rule_add_array(filter.get(), SCMP_ACT_ALLOW, call,
-                                         static_cast<unsigned>(arguments.size()),
-                                         arguments.begin()));
+            checkRule(seccomp_rule_add_array(filter.get(), SCMP_ACT_ALLOW, call,
+                                             static_cast<unsigned>(arguments.size()),
+                                             arguments.begin()));
         }
     };
     for (const char *name : allowedCalls) {
@@ -178,7 +167,7 @@ void confineCalls()
     }
     // abort() sends its signal with this call.
     allow("tgkill", {{0, SCMP_CMP_EQ, static_cast<uint64_t>(getpid()), 0}});
-    check(seccomp_load(filter.get()));
+    checkRule(seccomp_load(filter.get()));
 }
 
 #endif
@@ -188,7 +177,7 @@ void confineCalls()
 Sandbox::Parts Sandbox::available()
 {
 #ifdef __linux__
-    return {landlockAbi() > 0, hasSystemCallFilter(), memoryIsLimited};
+    return {landlockAbi() != -1, hasSystemCallFilter(), memoryIsLimited};
 #else
     return {false, false, memoryIsLimited};
 #endif

@@ -23,9 +23,9 @@ struct Rules
 
 struct Parts
 {
-    bool files = false;  ///< Landlock: only `writableFolder` can be reached
-    bool calls = false;  ///< seccomp: no sockets, programs, processes or devices
-    bool memory = false; ///< the limit on address space
+    bool files;  ///< Landlock: only `writableFolder` can be reached
+    bool calls;  ///< seccomp: no sockets, programs, processes or devices
+    bool memory; ///< the limit on address space
 };
 
 /// Returns the parts that the running system supports.

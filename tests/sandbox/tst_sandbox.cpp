@@ -9,6 +9,11 @@
 
 #include <cerrno>
 #include <csignal>
+#ifdef Q_OS_LINUX
+#include <linux/landlock.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+#endif
 
 using namespace brindle;
 using namespace Qt::StringLiterals;
@@ -69,6 +74,18 @@ private Q_SLOTS:
             QVERIFY(file.open(QIODevice::WriteOnly) && file.write("content") > 0);
         }
         QVERIFY(QFile::link(path("outside"), path("inside/link")));
+    }
+
+    // The other tests are for the parts that are found.
+    void partsOfTheKernelAreFound()
+    {
+#ifdef Q_OS_LINUX
+        const long landlock =
+            syscall(SYS_landlock_create_ruleset, nullptr, 0, LANDLOCK_CREATE_RULESET_VERSION);
+        QCOMPARE(Sandbox::available().files, landlock > 0);
+        QCOMPARE(Sandbox::available().calls,
+                 QFile::exists(u"/proc/sys/kernel/seccomp/actions_avail"_s));
+#endif
     }
 
     void attempts_data()
