@@ -27,10 +27,11 @@ namespace {
 ArchiveFile::ArchiveFile(const std::string &path)
 {
     const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    struct stat found = {};
-    if (descriptor < 0 || fstat(descriptor, &found) != 0) {
+    if (descriptor == -1) {
         fail();
     }
+    struct stat found = {};
+    fstat(descriptor, &found); // an open file has a status
     const auto size = static_cast<size_t>(found.st_size);
     // Map one byte more, because an empty mapping is an error.
     void *const bytes = mmap(nullptr, size + 1, PROT_READ, MAP_PRIVATE, descriptor, 0);

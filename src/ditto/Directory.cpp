@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <isa-l/crc.h>
+#include <ranges>
 #include <string_view>
 #include <sys/stat.h>
 #include <utility>
@@ -47,9 +48,8 @@ public:
     uint64_t number(uint64_t width)
     {
         uint64_t value = 0;
-        const std::string_view bytes = take(width);
-        for (size_t i = width; i > 0; --i) {
-            value = (value << 8U) | static_cast<unsigned char>(bytes[i - 1]);
+        for (const char byte : std::views::reverse(take(width))) {
+            value = (value << 8U) | static_cast<unsigned char>(byte);
         }
         return value;
     }
@@ -70,9 +70,9 @@ private:
 /// The directory's size and position by an end record.
 struct EndRecord
 {
-    uint64_t entries = 0;
-    uint64_t size = 0;
-    uint64_t offset = 0;
+    uint64_t entries;
+    uint64_t size;
+    uint64_t offset;
 };
 
 EndRecord readZip64End(const ArchiveFile &file, uint64_t locator)
@@ -104,7 +104,7 @@ size_t findEndRecord(std::string_view tail)
             return false;
         }
         Fields comment(tail.substr(position + endSize - 2));
-        return comment.number(2) == tail.size() - position - endSize;
+        return comment.number(2) == comment.left();
     };
     const size_t position = tail.rfind(endSignature);
     refuseIf(position == std::string_view::npos, "no zip archive, or one that is cut short");
@@ -171,13 +171,12 @@ void readZip64Field(Fields numbers, Entry &entry)
 /// ignored the field has changed the name.
 void readUnicodePath(Fields field, Entry &entry)
 {
-    constexpr uint64_t beforeName = 1 + 4;
-    if (field.left() <= beforeName || field.number(1) != 1) {
+    if (field.number(1) != 1) { // of another version
         return;
     }
     const auto *const name =
         reinterpret_cast<const unsigned char *>(entry.fileName.data()); // NOLINT
-    if (field.number(4) == crc32_gzip_refl(0, name, entry.fileName.size())) {
+    if (field.number(4) == crc32_gzip_refl(0, name, entry.fileName.size()) && field.left() > 0) {
         entry.fileName = field.take(field.left());
     }
 }
@@ -205,7 +204,7 @@ void readExtraFields(Fields extra, Entry &entry)
 Entry readCentralHeader(Fields &directory)
 {
     directory.expect(centralSignature, "an entry of the directory is not where it should be");
-    Entry entry;
+    Entry entry{};
     directory.into(entry.versionMadeBy);
     directory.take(2); // version needed to extract
     readShared(directory, entry);
@@ -243,7 +242,7 @@ uint64_t readLocalHeader(const ArchiveFile &file, const Entry &entry, uint64_t e
     Fields header(file.bytes(entry.localHeaderOffset, end - entry.localHeaderOffset));
     header.expect(localSignature, "an entry is not where it should be");
     header.take(2); // version needed to extract
-    Entry found;
+    Entry found{};
     readShared(header, found);
     const uint64_t nameSize = header.number(2);
     const uint64_t extraSize = header.number(2);
@@ -260,32 +259,24 @@ std::vector<Entry> readCentralDirectory(const ArchiveFile &file, const EndRecord
     entries.reserve(end.entries);
     uint64_t nameBytes = 0;
     Fields records(file.bytes(end.offset, end.size));
-    while (records.left() > 0 && entries.size() < end.entries) {
+    while (entries.size() < end.entries) {
         entries.push_back(readCentralHeader(records));
         nameBytes += entries.back().fileName.size();
         refuseIf(nameBytes > maxNameBytes, "too long names");
     }
-    refuseIf(records.left() > 0 || entries.size() != end.entries,
-             "a directory with more or fewer entries than announced");
+    refuseIf(records.left() != 0, "a directory with more entries than announced");
     return entries;
 }
 
 /// Reads the local headers in the file's order. So it finds an overlap before it reads bytes twice.
 void readLocalHeaders(const ArchiveFile &file, std::vector<Entry> &entries, uint64_t end)
 {
-    std::vector<Entry *> sorted;
-    sorted.reserve(entries.size());
-    for (Entry &entry : entries) {
-        sorted.push_back(&entry);
-    }
-    std::sort(sorted.begin(), sorted.end(), [](const Entry *a, const Entry *b) {
-        return a->localHeaderOffset < b->localHeaderOffset;
-    });
+    std::ranges::sort(entries, {}, &Entry::localHeaderOffset);
     uint64_t previousEnd = 0;
-    for (Entry *const entry : sorted) {
-        refuseIf(entry->localHeaderOffset < previousEnd, "entries that overlap");
-        entry->dataOffset = readLocalHeader(file, *entry, end);
-        previousEnd = entry->dataOffset + entry->compressedSize;
+    for (Entry &entry : entries) {
+        refuseIf(entry.localHeaderOffset < previousEnd, "entries that overlap");
+        entry.dataOffset = readLocalHeader(file, entry, end);
+        previousEnd = entry.dataOffset + entry.compressedSize;
     }
 }
 

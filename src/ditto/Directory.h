@@ -26,15 +26,15 @@ struct Entry
     enum class Type { file, folder, link, other };
 
     std::string fileName; ///< with the trailing "/" of a folder
-    uint16_t versionMadeBy = 0;
-    uint16_t generalPurposeFlags = 0;
-    uint16_t compressionMethod = 0;
-    uint32_t crc32 = 0;
-    uint64_t compressedSize = 0;
-    uint64_t uncompressedSize = 0;
-    uint32_t externalFileAttributes = 0;
-    uint64_t localHeaderOffset = 0;
-    uint64_t dataOffset = 0; ///< position of the packed bytes in the file
+    uint16_t versionMadeBy;
+    uint16_t generalPurposeFlags;
+    uint16_t compressionMethod;
+    uint32_t crc32;
+    uint64_t compressedSize;
+    uint64_t uncompressedSize;
+    uint32_t externalFileAttributes;
+    uint64_t localHeaderOffset;
+    uint64_t dataOffset; ///< position of the packed bytes in the file
 
     /// Returns `fileName` without the trailing "/".
     std::string_view path() const;

@@ -9,6 +9,7 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <new>
+#include <span>
 #include <string_view>
 #include <sys/stat.h>
 #include <system_error>
@@ -44,18 +45,18 @@ void makeFile(const std::string &path, const Entry &entry, const ArchiveFile &ar
     const mode_t mode = (entry.mode() & S_IXUSR) != 0 ? executableMode : plainMode;
     const int descriptor =
         open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode);
-    if (descriptor < 0) {
+    if (descriptor == -1) {
         fail(path);
     }
     uint64_t size = 0;
     uint64_t started = 0; // bytes that `startWriteBack` has seen
     archive.unpack(entry, [&](const unsigned char *bytes, size_t count) {
-        for (size_t done = 0; done < count;) {
-            const ssize_t now = write(descriptor, bytes + done, count - done);
-            if (now < 0) {
+        for (std::span rest(bytes, count); !rest.empty();) {
+            const ssize_t now = write(descriptor, rest.data(), rest.size());
+            if (now == -1) {
                 fail(path);
             }
-            done += static_cast<size_t>(now);
+            rest = rest.subspan(static_cast<size_t>(now));
         }
         size += count;
         if (size - started >= writeBackBytes) {

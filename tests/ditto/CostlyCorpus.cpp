@@ -8,6 +8,7 @@ using Entry = RawZip::Entry;
 
 constexpr quint32 file644 = RawZip::file644;
 constexpr quint32 link777 = RawZip::link777;
+constexpr qint64 block = 4096;
 
 QByteArray n(int number)
 {
@@ -25,10 +26,9 @@ QByteArray many(int count, const std::function<Entry(int number)> &entry)
 }
 
 /// Returns an entry that falsely announces `size` bytes.
-Entry announcing(int number, qint64 size, qsizetype packedSize)
+Entry announcing(const QByteArray &name, qint64 size, qsizetype packedSize)
 {
-    return {
-        .name = n(number), .deflated = true, .size = size, .packed = QByteArray(packedSize, 'x')};
+    return {.name = name, .deflated = true, .size = size, .packed = QByteArray(packedSize, 'x')};
 }
 
 /// Returns an archive with a stored file whose content is another entry with its header.
@@ -69,13 +69,13 @@ QByteArray linksThrough(const QByteArray &unit)
     });
 }
 
-/// Returns an archive at every limit, to test whether the memory limit is enough.
+/// Returns an archive exactly at each limit, to test whether the memory limit is enough.
 QByteArray everything()
 {
     return many(200'000, [](int i) {
-        const QByteArray name = n(i).rightJustified(83, 'n');
-        return i < 190'001   ? Entry{name}
-               : i < 199'999 ? Entry{name, QByteArray(415, 't'), link777}
+        const QByteArray name = n(i).rightJustified(i < 177'216 ? 84 : 83, 'n');
+        return i < 190'000   ? Entry{name}
+               : i < 199'999 ? Entry{name, QByteArray(i < 194'721 ? 420 : 419, 't'), link777}
                              : Entry{name, "..", link777};
     });
 }
@@ -96,15 +96,18 @@ QList<CorpusCase> Corpus::costly()
                               Entry (*entry)(int number)) {
         cases.append({name, [=] { return many(count, entry); }, why});
     };
-    add("one large file", "too much", 1, [](int) { return announcing(0, 400'000'000, 400'000); });
-    // Its growth is allowed, so a later check must refuse this archive.
-    add("allowed growth, and a link that leads out", "leads outside", 2, [](int i) {
-        return i == 0 ? announcing(i, 400'000'000, 1'500'000) : Entry{n(i), "..", link777};
+    // The file takes 4 bytes more than allowed.
+    add("one large file", "too much", 1,
+        [](int i) { return announcing(n(i), 65'537 * block + 1, 87); });
+    // Its growth is just allowed, so a later check must refuse this archive.
+    add("just allowed growth, and a link that leads out", "leads outside", 2, [](int i) {
+        return i == 0 ? announcing("folder/x", 65'543 * block, 382) : Entry{n(i), "..", link777};
     });
-    add("many small files", "too much", 600, [](int i) { return announcing(i, 1 << 20, 1'000); });
+    add("many small files", "too much", 600,
+        [](int i) { return announcing(n(i), 1 << 20, 1'000); });
     // The growth is just allowed, but not the bytes of all files together.
     add("more than sixteen gigabytes", "too many bytes", 5,
-        [](int i) { return announcing(i, (4LL << 30) - 2, 22'000'000); });
+        [](int i) { return announcing(n(i), (4LL << 30) - 2, 22'000'000); });
     add("growth that is not announced", "more bytes", 1, [](int) {
         Entry entry = RawZip::zeros("x", 40'000'000);
         entry.size = 100'000;
@@ -118,8 +121,13 @@ QList<CorpusCase> Corpus::costly()
         [](int i) { return Entry{n(i) + '/' + QByteArray("a/").repeated(254) + 'x'}; });
     add("files that are smaller than their blocks", "too much", 60'000,
         [](int i) { return Entry{n(i), "x", file644}; });
-    add("deep files", "too deep", 2'000,
-        [](int i) { return Entry{QByteArray("a/").repeated(250) + n(i)}; });
+    // The depths add up to one more than allowed.
+    add("deep files", "too deep", 7'145,
+        [](int i) { return Entry{QByteArray("a/").repeated(29) + n(i)}; });
+    add("just allowed depth, and a link that leads out", "leads outside", 7'147, [](int i) {
+        return i == 0 ? Entry{n(i), "..", link777}
+                      : Entry{QByteArray("a/").repeated(29) + n(i)};
+    });
     add("long names", "too long names", 4'200,
         [](int i) { return Entry{(QByteArray(199, 'a') + '/').repeated(20) + n(i)}; });
     add("links that take too long to follow", "too long to follow", 900,

@@ -103,10 +103,10 @@ const QList<LyingFrame> frames{
     {"something in front that no offset counts",
      {.prefix = "#!/bin/sh\n", .prefixCounted = false},
      "directory is not where"},
-    {"more entries announced", {.count = 3}, "more or fewer"},
-    {"fewer entries announced", {.count = 1}, "more or fewer"},
-    {"no entries announced", {.count = 0}, "more or fewer"},
-    {"as many entries as can be announced", {.count = 0xFFFF}, "more or fewer"},
+    {"more entries announced", {.count = 3}, "cut short"},
+    {"fewer entries announced", {.count = 1}, "more entries"},
+    {"no entries announced", {.count = 0}, "more entries"},
+    {"as many entries as can be announced", {.count = 0xFFFF}, "cut short"},
     {"directory of another size", {.directorySize = 40}, "directory is not where"},
     {"directory elsewhere", {.directoryOffset = 4}, "directory is not where"},
     {"directory beyond the end", {.directoryOffset = 1'000'000}, "directory is not where"},
@@ -117,7 +117,7 @@ const QList<LyingFrame> frames{
     {"zip64 end of an archive whose rest is elsewhere",
      {.zip64 = true, .zip64Here = 1},
      "of several parts"},
-    {"zip64 end of another count", {.zip64 = true, .zip64Count = 1}, "more or fewer"},
+    {"zip64 end of another count", {.zip64 = true, .zip64Count = 1}, "more entries"},
     {"zip64 end of a count of millions",
      {.zip64 = true, .zip64Count = 1LL << 40},
      "too many entries"},
@@ -166,7 +166,7 @@ QList<CorpusCase> Corpus::damaged()
     const qsizetype end = longer.lastIndexOf("PK\5\6");
     longer.insert(end, 'x');
     ++longer[end + 13]; // a byte of the directory's size
-    bytes("a byte behind the last record", longer, "more or fewer");
+    bytes("a byte behind the last record", longer, "more entries");
     bytes("zip64 locator at the start",
           RawZip().bytes({.prefix = QByteArray("PK\6\7", 4) + QByteArray(16, 0)}),
           "zip64 end record is not where");
