@@ -1,5 +1,5 @@
-# Puts libraries, plugins and QML modules beside the programs of an installed tree, so that it runs from
-# any folder of any desktop that is not older than this system.
+# Puts libraries, plugins and QML modules beside the programs of an installed tree. The tree then runs
+# from any folder, on any desktop that is not older than this system.
 #
 # usage: cmake -DTREE=<installed prefix> -P Portable.cmake
 cmake_minimum_required(VERSION 3.25)
@@ -15,7 +15,7 @@ set(plugins "${libraries}/plugins")
 set(qml "${libraries}/qml")
 file(MAKE_DIRECTORY "${libraries}")
 
-# For X11 and Wayland. The launcher draws without OpenGL: Qt's plugins for it stay behind.
+# Plugins for X11 and Wayland. OpenGL's plugins are not needed, because the launcher draws without it.
 foreach(plugin platforms/libqxcb.so platforms/libqwayland-generic.so
         wayland-shell-integration/libxdg-shell.so wayland-decoration-client/libbradient.so)
     get_filename_component(folder "${plugin}" DIRECTORY)
@@ -30,7 +30,7 @@ foreach(module QtQml QtQml/Models QtQml/WorkerScript QtQuick QtQuick/Templates Q
     file(COPY ${parts} DESTINATION "${qml}/${module}")
 endforeach()
 
-# Players start a script, which says what the system lacks.
+# Players start a script, which names libraries that the system lacks.
 file(RENAME "${TREE}/bin/brindle" "${TREE}/libexec/brindle/brindle")
 set(programs "${TREE}/libexec/brindle/brindle" "${TREE}/libexec/brindle/ditto")
 execute_process(COMMAND "${patchelf}" --print-interpreter "${TREE}/libexec/brindle/brindle"
@@ -42,14 +42,14 @@ file(COPY "${CMAKE_CURRENT_LIST_DIR}/portable/brindle-desktop-entry" DESTINATION
 # See Qt's documentation, "Using qt.conf".
 file(WRITE "${TREE}/libexec/brindle/qt.conf"
     "[Paths]\nPrefix=../..\nPlugins=lib/brindle/plugins\nQmlImports=lib/brindle/qml\nData=lib/brindle\n")
-# Qt would warn that its Wayland plugin for OpenGL is not there.
+# Otherwise Qt warns that its Wayland plugin for OpenGL is missing.
 file(WRITE "${libraries}/qtlogging.ini" "[Rules]\nqt.qpa.wayland.warning=false\n")
 
 file(GLOB_RECURSE loaded "${plugins}/*.so" "${qml}/*.so")
 
-# Every desktop has these libraries, and several talk to the services and settings of their system.
-# Qt is linked with OpenGL's four dispatching libraries, which load a driver at the first call. There
-# is no call here, so they come along and go with any driver.
+# Leave out libraries that every desktop has; several of them depend on their system's services and
+# settings. Take along OpenGL's four dispatching libraries, because Qt is linked with them. They load a
+# driver at the first call only, and the launcher makes none.
 set(of_the_system
     ld-linux.* libc libm libdl libpthread librt libresolv libutil libgcc_s libstdc\\+\\+
     libX11 libX11-xcb libXau libXdmcp libxcb
@@ -70,7 +70,7 @@ foreach(library ${needed})
     file(INSTALL "${library}" DESTINATION "${libraries}" FOLLOW_SYMLINK_CHAIN)
 endforeach()
 
-# The engine would inherit a variable of the environment.
+# Set the libraries' path in the files, because the engine would inherit LD_LIBRARY_PATH.
 file(GLOB_RECURSE objects "${libraries}/*.so*")
 foreach(object ${programs} ${objects})
     if(NOT IS_SYMLINK "${object}")
@@ -81,10 +81,10 @@ foreach(object ${programs} ${objects})
     endif()
 endforeach()
 
-# Their licences ask for a copy.
+# The libraries' licences ask for a copy.
 foreach(library ${needed})
     file(REAL_PATH "${library}" real)
-    # Merged systems know a file by either of two names.
+    # With a merged /usr, dpkg may know a file by either name.
     string(REGEX REPLACE "^/usr/lib/" "/lib/" other "${real}")
     execute_process(COMMAND dpkg-query -S "${real}" "${other}" OUTPUT_VARIABLE owner ERROR_QUIET)
     if(NOT owner MATCHES "^([^:]+):")

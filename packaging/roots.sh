@@ -1,16 +1,16 @@
-# Makes fresh Debian systems in folders below $roots. Sourced, never run, by scripts that have a function
-# `fail` and stand in the project's folder. Needs root.
+# Makes fresh Debian systems in folders below $roots. Scripts source this file in the project's folder,
+# after script/common.sh. Needs root.
 #
-# Packages come from the mirror of this system. $bases keeps the base system of each release.
+# Packages come from this system's mirror. $bases keeps the base system of each release.
 # shellcheck shell=bash
 
 roots=$PWD/build/package/roots
 bases=$PWD/build/package/bases
 
-# Prints this system as script/package names it.
+# Prints script/package's name for this system.
 system_here() {
     local release
-    # shellcheck source=/dev/null # part of the system
+    # shellcheck source=/dev/null # a file of the system
     release=$(. /etc/os-release && echo "${VERSION_CODENAME:-}")
     case $(dpkg --print-architecture) in
     amd64) echo "$release" ;;
@@ -18,14 +18,14 @@ system_here() {
     esac
 }
 
-# sources <release>: prints this system's sources.list as that release would have it.
+# sources <release>: prints this system's sources.list, changed to that release.
 sources() {
     # shellcheck disable=SC2016 # placeholders of apt-get
     apt-get indextargets --format 'deb $(SITE) $(RELEASE) main' 'Origin: Debian' | sort -u |
         sed -E "s/^(deb [^ ]+ )[a-z]+/\1$1/"
 }
 
-# emulate <machine>: lets this kernel run programs of another machine, in roots as well.
+# emulate <machine>: lets this kernel run another architecture's programs, also inside roots.
 emulate() {
     local formats=/proc/sys/fs/binfmt_misc
     [ "$1" != "$(dpkg --print-architecture)" ] || return 0
@@ -34,7 +34,7 @@ emulate() {
     [ -e "$formats/qemu-aarch64" ] || cat /usr/lib/binfmt.d/qemu-aarch64.conf >"$formats/register"
 }
 
-# make_root <name> <release> [<machine>]
+# make_root <name> <release> [<machine>]: makes a fresh system in $roots/<name>
 make_root() {
     local root=$roots/$1 release=$2 machine=${3:-$(dpkg --print-architecture)} base
     base=$bases/debian-$release-$machine.tar
@@ -57,7 +57,7 @@ make_root() {
     install -d -o 65534 -g 65534 -m 700 "$root/home/player"
 }
 
-# install_in <name> <package…>
+# install_in <name> <package…>: installs packages in that system
 install_in() {
     # shellcheck disable=SC2016 # expanded by the inner shell
     quietly "$roots/$1.log" packaging/in-root "$roots/$1" sh -ec 'export DEBIAN_FRONTEND=noninteractive

@@ -1,10 +1,10 @@
-# What the scripts share. Sourced, never run: it changes to the project's folder and defines
-# functions. Kept to what bash 3.2 knows, which is what macOS has.
+# Defines functions for the other scripts, which source this file, and changes to the project's folder.
+# Uses only features of bash 3.2, the version on macOS.
 # shellcheck shell=bash
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.." || exit 1
 
-# A bare system has no language set, and Qt wants UTF-8.
+# Qt wants UTF-8, but a bare system has no language set.
 if [ "$(uname -s)" != Darwin ] && [ "$(locale charmap 2>/dev/null)" != UTF-8 ]; then
     export LC_ALL=C.UTF-8
 fi
@@ -14,7 +14,7 @@ fail() {
     exit 1
 }
 
-# For --help, prints the comment at the head of the calling script, whose arguments these are.
+# For --help, print the comment at the head of the calling script. "$@" are its arguments.
 for argument in "$@"; do
     case $argument in
     --help | -h)
@@ -24,7 +24,7 @@ for argument in "$@"; do
     esac
 done
 
-# quietly <log> <command…>: keeps a command's output in a file and shows it only if it fails.
+# quietly <log> <command…>: writes a command's output to a file, and shows it only after a failure.
 quietly() {
     local log=$1 status=0
     mkdir -p "$(dirname "$log")"
@@ -36,7 +36,7 @@ quietly() {
     return "$status"
 }
 
-# configure <preset> [<option of cmake…>]: without options only where something has changed.
+# configure <preset> [<option of cmake…>]: runs CMake. Without options, only after a change.
 configure() {
     if [ "$#" -eq 1 ] && [ "build/$1/build.ninja" -nt CMakePresets.json ]; then
         quietly "build/$1.configure.log" cmake --build "build/$1" --target build.ninja
@@ -45,8 +45,8 @@ configure() {
     fi
 }
 
-# build <folder below build/> <target…>: on a terminal in one line that counts up, otherwise silent
-# unless it fails.
+# build <folder below build/> <target…>: builds. On a terminal shows the progress, otherwise only
+# failures.
 build() {
     if [ -t 1 ]; then
         cmake --build "build/$1" --target "${@:2}"
@@ -55,7 +55,7 @@ build() {
     fi
 }
 
-# provide <preset> <target…>: installs what is missing, configures and builds.
+# provide <preset> <target…>: installs missing packages, configures and builds.
 provide() {
     script/bootstrap
     echo "${0##*/}: building (some minutes the first time)"

@@ -36,7 +36,7 @@ SCREEN = "2560x1600"  # the window has room at each scale
 
 
 def until(what, condition):
-    """Serves events until the condition holds; returns its value."""
+    """Serves events until the condition holds. Returns the condition's value."""
     end = time.monotonic() + PATIENCE
     while time.monotonic() < end:
         while GLib.MainContext.default().iteration(False):
@@ -45,7 +45,7 @@ def until(what, condition):
             if found := condition():
                 return found
         except (GLib.Error, LookupError, dbus.DBusException):
-            pass  # The asked object is not there.
+            pass  # The object does not exist yet.
         time.sleep(0.1)
     raise AssertionError(f"waited in vain for {what}")
 
@@ -60,7 +60,7 @@ def remote(name, path=None, interface=None, bus=dbus.SessionBus):
 
 
 class Host(http.server.SimpleHTTPRequestHandler):
-    """Serves a folder as the code host. Bodies stop half-way while the gate is closed."""
+    """Serves a folder as the code host. While the gate is closed, bodies stop in the middle."""
 
     gate = threading.Event()
     log_message = lambda *ignored: None
@@ -80,13 +80,13 @@ class Host(http.server.SimpleHTTPRequestHandler):
         context.load_cert_chain(certificate, key)
         server = http.server.ThreadingHTTPServer(
             ("127.0.0.1", 443), functools.partial(cls, directory=ROOT / "host"))
-        server.handle_error = lambda *ignored: None  # clients that were killed
+        server.handle_error = lambda *ignored: None  # from killed clients
         server.socket = context.wrap_socket(server.socket, server_side=True)
         threading.Thread(target=server.serve_forever, daemon=True).start()
 
     @staticmethod
     def offer(game, platform):
-        """Offers the sample game, and an engine whose windows are of that platform."""
+        """Offers the sample game, and an engine whose windows use this platform of Qt."""
         parts, host = ROOT / "parts", ROOT / "host"
         shutil.rmtree(parts, ignore_errors=True)
         shutil.copytree("demo/addon", parts / "brindle-minimap-HEAD")
@@ -108,7 +108,7 @@ class Host(http.server.SimpleHTTPRequestHandler):
 
 
 class Desktop:
-    """A session: its buses, its input, its windows, its pictures."""
+    """A desktop session with its buses, input, windows and pictures."""
 
     def __init__(self, pictures):
         self.pictures = pictures
@@ -125,7 +125,7 @@ class Desktop:
             os.environ[f"DBUS_{kind}_BUS_ADDRESS"] = daemon.stdout.readline().strip()
         self.spawn("/usr/lib/systemd/systemd-logind")
         self.set_up()
-        from gi.repository import Atspi  # connects when it is loaded
+        from gi.repository import Atspi  # connects to the bus at once
         self.atspi = Atspi
 
     def spawn(self, command, **options):
@@ -136,10 +136,10 @@ class Desktop:
     def set(self, what, value=""):
         run(self.SETTINGS[what].format(value))
 
-    # What a screen reader finds.
+    # The accessibility tree, which screen readers use.
 
     def find(self, name, *states, program=LAUNCHER):
-        """Returns the innermost shown item whose name begins so."""
+        """Returns the innermost shown item whose name begins with `name`."""
         wanted = [getattr(self.atspi.StateType, state) for state in ("SHOWING", *states)]
         items, found = [self.atspi.get_desktop(0)], None
         for item in items:
@@ -158,7 +158,7 @@ class Desktop:
         return self.see("", "FOCUSED").get_name()
 
     def choose(self, name):
-        """Moves the focus there by Tab, and presses it."""
+        """Moves the focus to an item by Tab, and presses it."""
         for _ in range(25):
             if (before := self.focused()).startswith(name):
                 return self.press("space")
@@ -172,7 +172,7 @@ class Desktop:
         return next((window for window in self.windows() if window["title"] == title), None)
 
     def in_front(self, title=LAUNCHER):
-        """Waits until the window is on top with the keyboard; returns it."""
+        """Waits until the window is on top and has the keyboard. Returns the window."""
         return until(f"\"{title}\" in front", lambda: next(
             (top for top in self.windows()[-1:] if top["title"] == title and top["focus"]), None))
 
@@ -185,7 +185,7 @@ class Desktop:
         until("the launcher's end", lambda: not self.processes())
 
     def start(self):
-        """Starts the launcher on an empty disk, from the shell."""
+        """Starts the launcher from the desktop's shell, with an empty storage."""
         self.end()
         shutil.rmtree(ROOT / "home/.local/share/Brindle", ignore_errors=True)
         Host.gate.set()
@@ -193,12 +193,12 @@ class Desktop:
         self.see("Play", "FOCUSED")
 
     def come(self):
-        """Starts the launcher from the shell, for the first or the second time."""
+        """Starts the launcher from the shell, or brings a running launcher to the front."""
         self.launch()
         return self.in_front()
 
     def play(self, game="playSeconds=600\n", platform="wayland", half=False):
-        """Plays. The download stops half-way if wanted, otherwise the game comes to the front."""
+        """Presses Play. With `half`, stops in the download; otherwise waits for the game's window."""
         Host.offer(game, platform)
         self.start()
         if half:
@@ -209,9 +209,9 @@ class Desktop:
     # Pictures.
 
     def picture(self, name, scale=1):
-        """Keeps the screen, and the launcher's window, once nothing moves; returns the window."""
+        """Saves the screen and the launcher's window, once nothing moves. Returns the window."""
         screen = self.capture()
-        for _ in range(4):  # A game always moves.
+        for _ in range(4):  # not for ever, because a game always moves
             before, screen = screen, self.capture()
             if before == screen:
                 break
@@ -222,13 +222,13 @@ class Desktop:
         return screen
 
     def picture_both(self, name):
-        """Keeps the window in dark and in light."""
+        """Saves the window in dark and in light."""
         for look in ("dark", "light"):
             self.turn(look)
             self.picture(f"{name}-{look}")
 
     def turn(self, look):
-        """Sets the desktop's look; waits until title bar and ground have it."""
+        """Makes the desktop dark or light. Waits until title bar and background follow."""
         def has_look():
             left, top, _, bottom = self.window()["frame"]
             screen = self.capture()
@@ -315,11 +315,11 @@ class Gnome(Desktop):
             .map(n => n.title)""")
 
     def log_out(self):
-        remote("org.gnome.SessionManager").Logout(dbus.UInt32(1))  # without a question
+        remote("org.gnome.SessionManager").Logout(dbus.UInt32(1))  # 1: without a question
 
 
 class Plasma(Desktop):
-    """In a window of a virtual X server: without a graphics card KWin 6 takes no pictures."""
+    """Runs in a window of a virtual X server: without a graphics card KWin 6 takes no pictures."""
 
     VERSION = 6 if shutil.which("kwriteconfig6") else 5
     ENVIRONMENT = {
@@ -334,7 +334,7 @@ class Plasma(Desktop):
                 " 'Noto Sans,{},-1,5,50,0,0,0,0,0'",
         "scale": "kscreen-doctor output.1.scale.{}"}
     MINIMISE = "Super_L+Next"
-    FIRST_FRAME = None  # KWin's scripts don't see it
+    FIRST_FRAME = None  # KWin's scripts can't see it
     WINDOWS = """(workspace.windowList ?? workspace.clientList)()
         .sort((a, b) => a.stackingOrder - b.stackingOrder)
         .filter(w => w.normalWindow && w.caption && !w.minimized)
@@ -343,7 +343,7 @@ class Plasma(Desktop):
             frame: [w.x, w.y, w.x + w.width, w.y + w.height] }))"""
 
     def set_up(self):
-        shutil.copy("/usr/bin/kwin_wayland", ROOT)  # without capabilities, which namespaces refuse
+        shutil.copy("/usr/bin/kwin_wayland", ROOT)  # a copy, without capabilities
         pathlib.Path("/etc/xdg/kdeglobals").write_text("[KDE]\nAnimationDurationFactor=0\n")
         self.scripts = 0
         self.spawn(f"Xvfb :9 -screen 0 {SCREEN}x24")
@@ -364,7 +364,7 @@ class Plasma(Desktop):
         return ImageGrab.grab(xdisplay=":9")
 
     def launch(self):
-        """By the shell's search, which may hand on the permission to come to the front."""
+        """Starts the launcher by the shell's search, which may permit it to come to the front."""
         def active():
             return self.find("", "ACTIVE", program="krunner")
 
@@ -378,7 +378,7 @@ class Plasma(Desktop):
         until("the search's end", lambda: not active())
 
     def windows(self):
-        """Runs a script in KWin, which answers in KWin's log."""
+        """Asks KWin by a script, which answers in KWin's log."""
         self.scripts += 1
         mark = f"answer {self.scripts}: "
         file = ROOT / f"script-{self.scripts}.js"
@@ -401,8 +401,8 @@ class Plasma(Desktop):
 
 
 def window(desktop):
-    """The first window is the app's, with name, icon and keyboard; dark and light, also while it
-    is open."""
+    """The window has the app's name, icon and keyboard, and follows dark and light, even while it is
+    open."""
     desktop.start()
     shown = desktop.window()
     assert shown["id"] == ID, f"the window is the app's: {shown}"
@@ -420,7 +420,7 @@ def window(desktop):
 
 
 def tour(desktop):
-    """Each sheet and alert lies in the one window; all by keyboard alone."""
+    """Each sheet and alert lies in the one window. The keyboard alone reaches all of them."""
     desktop.play()
     desktop.come()
     desktop.choose("Stop")
@@ -437,7 +437,7 @@ def tour(desktop):
 
 
 def fonts(desktop):
-    """The desktop's font at three sizes."""
+    """Play grows with the desktop's font."""
     heights = []
     for points in (9, 16, 11):
         desktop.set("font", points)
@@ -451,7 +451,7 @@ def fonts(desktop):
 
 
 def scales(desktop):
-    """Scales 1 to 2, each crisp: next to each other are pixels as different as text and ground."""
+    """Text is crisp at scales from 1 to 2: some neighbouring pixels differ like text and its ground."""
     for scale in (1.25, 1.5, 2, 1):
         desktop.scale(scale)
         desktop.start()
@@ -462,7 +462,7 @@ def scales(desktop):
 
 
 def game(desktop):
-    """The game comes to the front as a client of Wayland and of X11; the launcher by a second start."""
+    """The game comes to the front under Wayland and X11; a second start brings the launcher."""
     for platform in ("wayland", "xcb"):
         shown = desktop.play(platform=platform)
         assert shown["x11"] == (platform == "xcb"), f"the game is a client of {platform}"
@@ -476,7 +476,7 @@ def game(desktop):
 
 
 def question(desktop):
-    """Closing the window with a game asks in it; a second start brings the question forward."""
+    """Closing the window during a game asks there. A second start brings the question to the front."""
     desktop.play()
     desktop.see("Playing")
     desktop.come()
@@ -498,7 +498,7 @@ def question(desktop):
 
 
 def failure(desktop):
-    """A game that ends with an error leads back to the launcher, which says so."""
+    """After a game's error the launcher comes to the front and explains it."""
     desktop.play("playSeconds=2\nplayExit=1\nprintText=SCRIPT ERROR: Parse Error\n")
     frame = desktop.window()["frame"]
     desktop.see("The game closed after 2 seconds (exit code 1), so it did not start properly. "
@@ -509,8 +509,8 @@ def failure(desktop):
 
 
 def setup(desktop):
-    """A setup keeps the computer awake, also until SIGKILL. Its end is notified unless somebody
-    looks, until the game is open."""
+    """A setup keeps the computer awake, at most until SIGKILL. If the window is minimised, a message
+    of the desktop reports the setup's end, until the game is open."""
     def inhibitors():
         manager = remote("org.freedesktop.login1", None, "org.freedesktop.login1.Manager",
                          dbus.SystemBus)
@@ -518,7 +518,7 @@ def setup(desktop):
 
     desktop.play(half=True)
     until("the inhibition", lambda: inhibitors() == ["The game is being set up"])
-    desktop.picture_both("progress")  # and the icon's, where the shell shows it; GNOME's does not
+    desktop.picture_both("progress")  # also on Plasma's icon
     desktop.end("KILL")
     until("its end", lambda: not inhibitors())
     desktop.play("playSeconds=600\nwindowSeconds=15\n", half=True)
@@ -532,13 +532,13 @@ def setup(desktop):
 
 
 def accent(desktop):
-    """The button to play has the desktop's accent colour."""
+    """Play has the desktop's accent colour."""
     try:
         desktop.set("accent")
     except subprocess.CalledProcessError as error:
         raise NotImplementedError(error.stderr.strip()) from error
     desktop.start()
-    desktop.set("accent")  # Plasma 6's portal reports the colour from the second time on
+    desktop.set("accent")  # Plasma 6's portal reports only the second change
 
     def purple():
         colours = desktop.picture("accent").getcolors(1 << 24)
@@ -548,13 +548,13 @@ def accent(desktop):
 
 
 def logout(desktop):
-    """The end of the session ends the launcher and its setup."""
+    """Logging out ends the launcher and its setup."""
     desktop.play(half=True)
     desktop.log_out()
     until("the launcher's end", lambda: not desktop.processes())
 
 
-# The last one ends the session.
+# `logout` is last, because it ends the session.
 CASES = (window, tour, fonts, scales, game, question, setup, failure, accent, logout)
 
 

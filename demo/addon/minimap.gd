@@ -10,8 +10,8 @@ var field := Vector2.ONE
 var shown: Array = []
 
 
-## Shows `units`, each with a `position` and an `own` flag, on a field of that size. Reads the list
-## anew for every frame.
+## Shows `units` on a field of this size. Each has a `position` and an `own` flag. Reads the list
+## again for every frame.
 func show_map(size_of_field: Vector2, units: Array) -> void:
 	field = size_of_field
 	shown = units

@@ -1,10 +1,10 @@
-# Lays out the application bundle, and puts Qt into it at installation.
+# Makes the application bundle, and puts Qt into it at installation.
 set_target_properties(brindle PROPERTIES
     OUTPUT_NAME Brindle
     MACOSX_BUNDLE ON
     MACOSX_BUNDLE_INFO_PLIST "${CMAKE_CURRENT_SOURCE_DIR}/macos/Info.plist.in")
 
-# iconutil knows these names.
+# iconutil requires these names.
 set(iconset "${CMAKE_CURRENT_BINARY_DIR}/Brindle.iconset")
 foreach(side 16 32 128 256 512)
     math(EXPR twice "2 * ${side}")

@@ -16,8 +16,8 @@ Sheet {
     z: 1
     visible: true
 
-    // The sheet creates the view, but the view sees the names of this file. qmllint disable
-    // unqualified
+    // The sheet creates the view, but the view sees the names of this file.
+    // qmllint disable unqualified
     content: SheetView {
         id: body
         objectName: "alert"

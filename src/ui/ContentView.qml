@@ -220,8 +220,8 @@ FocusScope {
         }
     }
 
-    // The sheets create the views, but the views see the names of this file. qmllint disable
-    // unqualified
+    // The sheets create the views, but the views see the names of this file.
+    // qmllint disable unqualified
     Sheet {
         objectName: "settingsSheet"
         visible: root.settingsShown
