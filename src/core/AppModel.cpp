@@ -30,7 +30,7 @@ AppModel::AppModel(Dependencies parts, QObject *parent)
     if (saved.open(QIODevice::ReadOnly)) {
         status_.info = ProjectInfo::fromJson(saved.readAll()).value_or(ProjectInfo::placeholder);
     }
-    // Guess by the folder, so that the first window need not wait for the search.
+    // Guess from the folder's existence, so that the first window need not wait for the search.
     showReadiness(QFile::exists(parts_.storage.gameFolder()));
     refreshState();
 }
@@ -85,7 +85,7 @@ QStringList AppModel::resolutionLabels()
     return labels;
 }
 
-/// Stores a setting. Logs a failure; the value then holds for this run only.
+/// Stores a setting. Logs a failure; until the launcher ends, the value still holds.
 void AppModel::store(const QString &key, const QVariant &value)
 {
     Q_EMIT willChange();
@@ -106,7 +106,7 @@ void AppModel::showReadiness(bool hasGame)
     bool isReady = hasGame && !QFile::exists(parts_.storage.unfinishedMark());
     try {
         isReady = isReady && engines.binary(EngineManager::spec(info()));
-    } catch (const SetupError &) { // No engine fits. The next run reports it.
+    } catch (const SetupError &) { // No engine fits the game. The next run reports this.
         isReady = false;
     }
     begin(isReady ? AppState::ready() : AppState::notDownloaded(), {});

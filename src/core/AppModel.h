@@ -143,7 +143,7 @@ public:
     QString copyright() const { return info().copyright; }
     QStringList controls() const { return info().controls; }
 
-    /// Whether the game starts in fullscreen. Every assignment is stored at once.
+    /// True if the game starts in fullscreen. Every assignment is stored at once.
     bool fullscreen() const
     {
         return parts_.settings->value(QStringLiteral("fullscreen")).toBool();
@@ -169,12 +169,13 @@ public:
     /// nothing if a task has begun meanwhile.
     QCoro::Task<> refreshState();
 
-    /// Runs the pipeline as the background task `work`, and at its end the game if `launch` is set.
-    /// First deletes the paths `removed` and, if any, the import markers. Call while no task runs.
+    /// Runs the pipeline as the background task `work`, then the game if `launch` is set. First
+    /// deletes the paths `removed` and, if there are any, the import markers. Call while no task
+    /// runs.
     void startWork(bool launch, const QStringList &removed = {});
     /// Calls startWork(true) if `canPlay`.
     Q_INVOKABLE void play();
-    /// Stops the running task with its transfers and its engine. Changes no published field itself.
+    /// Stops the running task with its transfers and its engine. The task then updates the status.
     Q_INVOKABLE void cancel();
     /// Ends the running game.
     Q_INVOKABLE void stop() { cancel(); }
@@ -193,7 +194,7 @@ public:
     /// Returns whether to quit now. If something runs, asks the user, serving events meanwhile.
     bool confirmQuit();
 
-    /// Returns whether the error is the task-cancellation error.
+    /// Returns whether the error is a CancellationError.
     static bool isCancellation(const std::exception_ptr &error);
     /// Returns a hint for the player from the last log lines of a failed run.
     static QString plainHint(const QStringList &lines);
@@ -208,7 +209,7 @@ Q_SIGNALS:
     void willChange();
     /// Emitted after each change of a field or setting, and after `workChanged`.
     void changed();
-    /// Emitted after `work` became present or absent.
+    /// Emitted after a task has begun or ended.
     void workChanged();
     /// Emitted by a view to ask the application's owner to quit.
     void quit();
@@ -221,7 +222,7 @@ private:
     bool is(AppState::Phase phase) const { return state().phase == phase; }
     void showReadiness(bool hasGame);
     void store(const QString &key, const QVariant &value);
-    /// Adds a line of the launcher's own to the log, with its bullet.
+    /// Adds a line of the launcher's own to the log, behind "• ".
     void note(const QString &text) const { logQueue_->note(text); }
     LineCallback lineSink() const;
     QCoro::Task<> runTask(std::function<QCoro::Task<>(std::stop_token)> body);
@@ -240,7 +241,7 @@ private:
     QCoro::Task<> measure();
 
     Status status_;
-    RecentRate rate_; // of the running download
+    RecentRate rate_; // the running download's speed
     std::shared_ptr<LogQueue> logQueue_;
     std::shared_ptr<std::stop_source> work_;
     std::optional<QString> projectURL_;
@@ -255,7 +256,7 @@ public:
     explicit StatusBox(AppModel *model) : model_(model), run_(model->work()) {}
 
     /// Queues the text on the main thread as the headline of a running download, unless the model
-    /// or the run is gone by then.
+    /// or the run has ended by then.
     void set(const QString &text) const;
 
 private:

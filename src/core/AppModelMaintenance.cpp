@@ -98,7 +98,7 @@ void AppModel::copyLog()
 bool AppModel::confirmQuit()
 {
     if (!gameRunning() && (!work_ || undecided_)) {
-        cancel(); // an undecided removal has deleted nothing
+        cancel(); // a removal without an answer has deleted nothing
         return true;
     }
     const QStringList buttons{u"Quit"_s, u"Keep open"_s};

@@ -47,7 +47,7 @@ QCoro::Task<> AppModel::runAll(bool launch, QStringList removed, std::stop_token
         return look();
     };
     if (!removed.isEmpty()) {
-        showDownload(); // already now: deleting a large game takes a moment
+        showDownload(); // early, because deleting a large game takes a moment
     }
     projectURL_ = co_await runOnWorker(clean, stop);
     if (!projectURL_) {

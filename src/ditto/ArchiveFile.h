@@ -10,8 +10,8 @@ namespace brindle::ditto {
 
 struct Entry;
 
-/// An archive's file, mapped into memory once, so that a later file of that name changes nothing.
-/// If the disk fails later, a signal ends the program. Throws Error. Use on one thread only.
+/// An archive's file, mapped into memory once, so that nobody can replace it later. If the disk
+/// fails later, a signal ends the program. Throws Error. Use on one thread only.
 class ArchiveFile
 {
 public:

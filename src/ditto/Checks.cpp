@@ -109,7 +109,7 @@ bool precedes(const Entry &first, const Entry &second)
     return rank(inA, a.end()) < rank(inB, b.end());
 }
 
-/// Refuses two entries, neighbours in sorted order, that can't exist side by side.
+/// Refuses two entries that can't both exist. They must be neighbours in sorted order.
 void checkNeighbours(const Entry &first, const Entry &second)
 {
     const std::string_view path = second.path();
@@ -161,7 +161,7 @@ bool staysInside(std::string_view link, const std::string &target, const Links &
 {
     constexpr int maxFollowed = 40; // Linux's limit
     constexpr uint64_t workOfPart = 16;
-    std::string at(link);                  // no folder above a link is a link
+    std::string at(link);                  // its folders are not links
     std::vector<std::string_view> pending; // parts to walk; the next is last
     int followed = 0;
     const auto leave = [&at] { at.resize(at.find('/') == std::string::npos ? 0 : at.rfind('/')); };

@@ -171,7 +171,7 @@ void readZip64Field(Fields numbers, Entry &entry)
 /// ignored the field has changed the name.
 void readUnicodePath(Fields field, Entry &entry)
 {
-    if (field.number(1) != 1) { // of another version
+    if (field.number(1) != 1) { // another version of the field
         return;
     }
     const auto *const name =

@@ -9,7 +9,7 @@
 
 namespace brindle::ditto {
 
-/// The reason, in one line, why an archive was not unpacked.
+/// The failure to unpack an archive, explained in one line.
 class Error : public std::runtime_error
 {
 public:

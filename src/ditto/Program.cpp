@@ -155,7 +155,7 @@ int run(int argc, char **argv, const std::function<Confine> &confine,
         return 0;
     } catch (const Error &error) {
         return failed(error.what(), error.status());
-    } catch (const fs::filesystem_error &error) { // the destination's
+    } catch (const fs::filesystem_error &error) { // raised for the destination
         return failed(error.what(), destinationFailed + error.code().value());
     } catch (const std::bad_alloc &) {
         return failed("not enough memory for this archive");

@@ -49,7 +49,7 @@ struct ActivationTokens::Connection
     Owned<wl_registry> registry = {};
     Owned<xdg_activation_v1> activation = {};
     std::list<Seat> seats = {}; // an unplugged seat stays, but is silent
-    // The last press and its seat.
+    // The last press's serial number and seat.
     uint32_t serial = 0;
     wl_seat *pressedOn = nullptr;
 };
@@ -167,7 +167,7 @@ QByteArray ActivationTokens::usable(const QByteArray &token)
 QByteArray ActivationTokens::given()
 {
     const QByteArray token = usable(qgetenv("XDG_ACTIVATION_TOKEN"));
-    // Debian 12's GNOME hands out a token as a startup id only, because GLib before 2.76 does.
+    // With GLib before 2.76, as on Debian 12, GNOME passes the token only as a startup id.
     return token.isEmpty() ? usable(qgetenv("DESKTOP_STARTUP_ID")) : token;
 }
 

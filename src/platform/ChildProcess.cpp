@@ -21,12 +21,12 @@ constexpr int firstPrivateDescriptor = 3;
 
 // The functions below run in the forked child, so they may only call async-signal-safe functions.
 
-/// Marks all descriptors but the standard ones to be closed by exec, not earlier: QProcess reports
-/// a failed exec through one of them.
+/// Lets exec close all descriptors but the standard ones. Do not close them earlier, because
+/// QProcess reports a failed exec through one of them.
 void markDescriptors()
 {
 #ifdef Q_OS_LINUX
-    // https://man7.org/linux/man-pages/man2/close_range.2.html; the flag needs Linux 5.11.
+    // The flag needs Linux 5.11: https://man7.org/linux/man-pages/man2/close_range.2.html
     ::close_range(firstPrivateDescriptor, ~0U, CLOSE_RANGE_CLOEXEC);
 #else
     const int end = ::getdtablesize();
@@ -36,7 +36,7 @@ void markDescriptors()
 #endif
 }
 
-/// Ends the child when the launcher ends, even if it has already ended.
+/// Ends the child when the launcher ends, or at once if the launcher has already ended.
 void endWithLauncher([[maybe_unused]] qint64 launcher)
 {
 #ifdef Q_OS_LINUX
@@ -55,7 +55,7 @@ void prepareForked(const ChildProcess::Setup &setup, qint64 launcher)
         endWithLauncher(launcher);
     }
     if (setup.isIsolated) {
-        ::setsid(); // fails for a group's leader, which this child is not
+        ::setsid(); // would fail after setpgid
     }
     ::setpgid(0, 0);
     markDescriptors();

@@ -11,7 +11,7 @@ namespace brindle {
 namespace ChildProcess {
 
 /// Returns our environment plus `variables`, without the tokens that let our own window come to the
-/// front. Call on the main thread, the only one that may change the environment.
+/// front. Call on the main thread, because only that thread may change the environment.
 QProcessEnvironment childEnvironment(const QMap<QString, QString> &variables = {});
 
 struct Setup

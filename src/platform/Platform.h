@@ -38,7 +38,7 @@ struct Platform
     /// @param privatePrograms folder of the launcher's own helper programs.
     static Platform current(const QString &privatePrograms);
 
-    /// The rows of the table.
+    /// The rows, one for each system.
     /// @param home the user's home folder.
     /// @param dataFolder `$XDG_DATA_HOME` or "~/.local/share".
     static Platform macOS(const QString &home);

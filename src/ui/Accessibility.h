@@ -6,9 +6,9 @@
 
 namespace brindle {
 
-/// Gives screen readers more than Qt Quick does by itself. Also guards quick presses of one key: if
-/// the focus moves by itself between two of them, the second does nothing, because the player meant
-/// the earlier control. Main thread only.
+/// Gives screen readers more than Qt Quick does by itself. Also ignores the second of two quick
+/// presses of one key if the focus moved by itself between them, because the player meant the
+/// earlier control. Main thread only.
 class Accessibility : public QObject
 {
     Q_OBJECT
@@ -40,7 +40,7 @@ private:
     bool keyboard_ = false;
     // The last press on the keyboard.
     int lastKey_ = 0;
-    quint64 lastTime_ = 0; // in milliseconds; 0: not a key
+    quint64 lastTime_ = 0; // in milliseconds; 0 after a click
     QPointer<QObject> lastFocus_;
 };
 

@@ -211,7 +211,7 @@ void BrindleApp::closeWindow()
 
 void BrindleApp::reopenWhenIdle()
 {
-    // On some desktops nobody could reach a launcher without a window.
+    // Some desktops can't reach a launcher without a window.
     if (!model_.work() && !window_->isVisible() && !asking_) {
         open();
     }

@@ -13,7 +13,7 @@ namespace brindle {
 
 class AppModel;
 
-/// Decides whether the application may end, by the process-wide model. Main thread only.
+/// Decides whether the application may end, by asking the process-wide model. Main thread only.
 struct AppDelegate
 {
     /// The answer to a request to quit.
@@ -22,7 +22,7 @@ struct AppDelegate
     /// Asks the model, which may ask the player and stop running work. Each call asks anew.
     static TerminateReply applicationShouldTerminate();
 
-    /// Returns true always, because closing the window is a request to quit.
+    /// Always returns true, because closing the window is a request to quit.
     static bool applicationShouldTerminateAfterLastWindowClosed() { return true; }
 };
 

@@ -9,7 +9,7 @@ PushButton {
     required property string what
 
     text: "Copy"
-    // Leaves room for the check mark.
+    // Leave room for the check mark.
     horizontalPadding: 24
     Accessible.name: "Copy the " + what
     onClicked: {

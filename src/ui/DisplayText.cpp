@@ -47,7 +47,7 @@ QString DisplayText::of(const QString &text, int longest)
 QString DisplayText::phaseTitle(int phase)
 {
     using namespace Qt::StringLiterals;
-    // The order is that of AppState::Phase.
+    // In the same order as AppState::Phase.
     static const QStringList titles{u"Not downloaded"_s,  u"Downloading"_s, u"Setting up"_s,
                                     u"Needs something"_s, u"Ready"_s,       u"Starting…"_s,
                                     u"Playing"_s};

@@ -23,7 +23,7 @@ QPainterPath outline(const QRectF &rectangle, qreal radius)
     QPainterPath path;
     const qreal room = std::min(rectangle.width(), rectangle.height()) / 2;
     if (radius * reach > room) {
-        // Too little room for smooth corners: draw plain arcs.
+        // Smooth corners need more room, so draw plain arcs.
         path.addRoundedRect(rectangle, std::min(radius, room), std::min(radius, room));
         return path;
     }

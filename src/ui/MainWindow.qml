@@ -12,7 +12,7 @@ Window {
     // The share of the remaining room that a growing window may take. Wayland desktops other than
     // GNOME centre a window and never move it up, so only the lower half is free.
     property real share: Qt.platform.pluginName.startsWith("wayland") && !SystemStyle.gnome ? 0.5 : 1
-    // All heights that `fit` has set. Any other height is the player's or the desktop's choice.
+    // The heights that `fit` has set. The player or the desktop has chosen any other height.
     property var ownHeights: []
 
     function fit() {

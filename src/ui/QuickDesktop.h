@@ -53,7 +53,7 @@ private:
 
     Platform::Command reveal_;
     QPointer<QQuickWindow> window_;
-    QList<Question> questions_;                // oldest first; `alert_` shows the oldest
+    QList<Question> questions_;                // the first is shown by `alert_`
     QPointer<QObject> alert_;                  // an AlertView
     std::unique_ptr<ActivationTokens> tokens_; // under Wayland, while there is a window
     int starts_ = 0;

@@ -8,7 +8,7 @@ T.Popup {
 
     // Creates the SheetView, which exists only while the sheet is visible.
     required property Component content
-    readonly property Item view: loader.item
+    readonly property Item view: loader.item // qmllint disable
     property real slide: 0
 
     // Gives positioners at once the size that they would get with the next frame.

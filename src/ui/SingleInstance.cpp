@@ -78,7 +78,7 @@ bool SingleInstance::askFirst(const QByteArray &request, int patience)
 
 void SingleInstance::listen()
 {
-    // This process has the lock, so the socket is a dead launcher's.
+    // This process has the lock, so an existing socket belongs to a dead launcher.
     QLocalServer::removeServer(socket_);
     server_.setSocketOptions(QLocalServer::UserAccessOption);
     server_.setListenBacklogSize(backlog);

@@ -47,11 +47,11 @@ Column {
             anchors.verticalCenter: parent.verticalCenter
             content: DisplayText.phaseTitle(view.model.phase)
             font: Theme.headline
-            // Screen readers find the row's name, and hear title and message announced.
+            // Screen readers read the row's name instead, and announce title and message.
             Accessible.ignored: true
             Accessible.role: Accessible.Notification
             Accessible.description: needs.text
-            // If both change together, this announces once.
+            // Announce only once if both change together.
             Accessible.onNameChanged: Qt.callLater(Accessibility.announce, title) // qmllint disable
             Accessible.onDescriptionChanged: Qt.callLater(Accessibility.announce, title) // qmllint disable
         }

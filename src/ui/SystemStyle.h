@@ -65,7 +65,7 @@ private:
     QVariantMap chosen_; // the portal's values
     bool isAnswered_ = false;
     bool isColouring_ = false;               // true during our own change of the palette
-    std::optional<QPalette> desktopPalette_; // before the title bars were coloured
+    std::optional<QPalette> desktopPalette_; // the palette before `colourTitleBars`
 };
 
 } // namespace brindle

@@ -35,7 +35,7 @@ QtObject {
     // White, as on most desktops, if large or bold text stays readable.
     readonly property color accentText: contrast(accent, white) >= 3 ? white : black
 
-    // Colours of a sheet over the window, and of the shade on the window below.
+    // The colours of a sheet, and of the shade on the window below the sheet.
     readonly property color sheet: pick("#fbfbfc", "#28282d")
     readonly property color dim: pick("#66000000", "#99000000")
     // The fill of a box on the window.
@@ -82,7 +82,7 @@ QtObject {
         "weight": Font.Medium,
         "preferShaping": false
     })
-    // The smallest size, as long as the default font has at most 15 pixels (11 points, as usual).
+    // The smallest text size. Grows if the default font has more than 15 pixels (11 points).
     readonly property font monospaced: Qt.font({
         "family": SystemStyle.monospacedFamily,
         "pixelSize": Math.round(smallestText * Math.max(1, SystemStyle.font.pixelSize / 15))

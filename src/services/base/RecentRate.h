@@ -10,7 +10,7 @@ namespace brindle {
 class RecentRate
 {
 public:
-    /// Adds the count at `time`, which never decreases. A smaller count than before starts a new
+    /// Adds the count at `time`. Times must not decrease. A smaller count than before starts a new
     /// measurement.
     void add(Clock::Duration time, qint64 count)
     {

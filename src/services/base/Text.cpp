@@ -36,7 +36,7 @@ QString inUnits(qint64 bytes)
 {
     constexpr QStringView prefixes = u"KMGTPE";
     qint64 unit = 1000;
-    qint64 parts = 1; // of a unit: whole KB, tenths of MB, then hundredths
+    qint64 parts = 1; // parts of a unit shown: 1 for KB, 10 for MB, then 100
     for (qsizetype i = 0;; ++i) {
         const qint64 part = unit / parts;
         const qint64 count = bytes / part + (bytes % part >= part / 2 ? 1 : 0);

@@ -41,7 +41,7 @@ void eachLine(QStringView text, Use use)
 QString byteCount(qint64 bytes);
 
 /// Writes a remaining time: "Less than a minute left", "About 2 minutes left". Returns an empty
-/// text for a negative number or no number.
+/// text for a negative number or NaN.
 QString timeLeft(double seconds);
 
 } // namespace brindle::Text

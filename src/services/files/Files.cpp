@@ -87,7 +87,7 @@ void Files::createFolder(const QString &path)
 {
     for (qsizetype end = 0; end >= 0;) {
         end = path.indexOf(u'/', end + 1);
-        const QString part = path.left(end); // `path` itself in the last round
+        const QString part = path.left(end); // finally `path` itself
         const int error = mkdir(QFile::encodeName(part).constData(), S_IRWXU) == 0 ? 0 : errno;
         if (error != 0 && !QFileInfo(part).isDir()) {
             check(error == EEXIST ? ENOTDIR : error, path);

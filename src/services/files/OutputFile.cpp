@@ -19,7 +19,7 @@ OutputFile::OutputFile(const QString &path, const QString &shownPath)
 void OutputFile::write(std::string_view bytes)
 {
     while (!bytes.empty()) {
-        // A full disk may take only a part. The next call then fails and has the reason.
+        // A full disk may take only some of the bytes. The next write then fails with the reason.
         const qint64 count = file_->write(bytes.data(), static_cast<qint64>(bytes.size()));
         check(count >= 0);
         bytes.remove_prefix(static_cast<std::size_t>(count));

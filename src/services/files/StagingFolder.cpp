@@ -44,7 +44,7 @@ bool isSafe(const QString &folder)
 /// Returns whether `folder` has room for any download, or at least as much as the storage's disk.
 bool hasRoom(const QString &folder, const Storage &storage)
 {
-    constexpr qint64 enough = 1'000'000'000; // bytes of a game, an add-on or an engine
+    constexpr qint64 enough = 1'000'000'000; // bytes; games, add-ons and engines need less
     const QStorageInfo disk(folder);
     if (disk.bytesAvailable() >= enough) {
         return true;
@@ -111,7 +111,7 @@ void StagingFolder::clearLeftovers(const QString &temporaryFolder, const Storage
         clearLeftoversIn(place);
     }
     clearLeftoversIn(storage.parentFolder());
-    // Leave the root alone: a Play may already write there.
+    // Leave the root alone, because a Play may already write there.
     Files::removeLeftovers(storage.parentFolder());
 }
 

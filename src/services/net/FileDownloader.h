@@ -22,7 +22,7 @@ struct FileDownloader
     QCoro::Task<std::shared_ptr<QFile>>
     download(QUrl url, QString destination, std::stop_token stop, TransferOptions options = {});
 
-    /// Returns the sentence for an answer with a status other than 200. `host` may be empty. Pure.
+    /// Returns the sentence for an answer with a status other than 200. `host` may be empty.
     static QString statusText(int status, const QString &host);
 };
 

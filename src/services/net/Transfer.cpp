@@ -40,7 +40,7 @@ constexpr int maxDelays = 2;
 constexpr std::chrono::seconds longestDelay(60);
 // Waits after the first fruitless attempt in a row, the second and so on.
 constexpr std::array waits{500ms, 1000ms, 2000ms, 4000ms, 8000ms};
-constexpr qint64 leastHeadway = 1024; // fewer new bytes make an attempt fruitless
+constexpr qint64 leastHeadway = 1024; // an attempt with fewer new bytes is fruitless
 constexpr long receiveBufferBytes = 524'288;
 
 /// The last transfer's handle, with its open connections; null while a transfer uses it. Never

@@ -18,7 +18,7 @@ namespace brindle {
 
 class OutputFile;
 
-/// Receives the bytes of a body in order, after each write. Offset 0 begins the body, perhaps anew.
+/// Receives each written piece of a body, in order. Offset 0 starts the body, perhaps again.
 using BytesCallback = std::function<void(qint64 offset, std::string_view bytes)>;
 
 /// Limits and hooks of one transfer. Only tests change the time-out and the limit.
@@ -42,7 +42,7 @@ struct TransferResult
     std::shared_ptr<QFile> file; ///< the body of status 200: open, at its start
 };
 
-/// HTTP(S) GET requests, each on a thread of its own, which is its serial event queue.
+/// Sends HTTP(S) GET requests. Each transfer has its own thread, its serial event queue.
 ///
 /// - Plain http is refused except to this machine. Up to 20 redirects are followed, never from
 ///   https to http. The first proxy that the system's settings name is used.

@@ -41,7 +41,7 @@ void LineSplitter::flush(const LineCallback &line)
     }
 }
 
-/// Returns `bytes` as text without spare capacity, and names the number of bytes skipped.
+/// Returns `bytes` as text, with a note about skipped bytes. The text has no spare capacity.
 QString LineSplitter::text(QByteArrayView bytes, qint64 skipped)
 {
     using Flag = QStringDecoder::Flag;
