@@ -1,9 +1,9 @@
 // Measures a child that prints into the log as fast as it can.
 //
 // usage: bench_output CHILD WHAT
-//   CHILD is the tests' child. WHAT is "lines" (lines a second, and the main thread's longest
-//   absence), or the peak memory above idle: of an endless line, as "reader" (dropped) or "log",
-//   or of a "full" log
+//   CHILD is the test child. WHAT is "lines" for the lines per second and the main thread's
+//   longest absence. The others measure the peak memory above idle: "reader" for an endless line
+//   that is dropped, "log" for an endless line in the log, "full" for a full log.
 
 #include "Figures.h"
 #include "Measure.h"

@@ -1,4 +1,4 @@
-// Reads a zip archive with every check. Then reads it again without, because checks stop early at
+// Reads a zip archive with every check. Then reads it without checks, because these stop early at
 // most inputs.
 
 #include "Fuzzers.h"

@@ -136,7 +136,7 @@ class Desktop:
     def set(self, what, value=""):
         run(self.SETTINGS[what].format(value))
 
-    # The accessibility tree, which screen readers use.
+    # Functions for the accessibility tree, which screen readers use.
 
     def find(self, name, *states, program=LAUNCHER):
         """Returns the innermost shown item whose name begins with `name`."""
@@ -166,7 +166,7 @@ class Desktop:
             until("the next focus", lambda: self.focused() != before)
         raise AssertionError(f"Tab does not lead to \"{name}\"")
 
-    # Windows and processes.
+    # Functions for windows and processes.
 
     def window(self, title=LAUNCHER):
         return next((window for window in self.windows() if window["title"] == title), None)
@@ -206,7 +206,7 @@ class Desktop:
         self.press("space")
         return self.see("Cancel") if half else self.in_front(GAME)
 
-    # Pictures.
+    # Functions for pictures.
 
     def picture(self, name, scale=1):
         """Saves the screen and the launcher's window, once nothing moves. Returns the window."""

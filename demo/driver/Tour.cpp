@@ -134,7 +134,7 @@ QCoro::Task<> Tour::secondPlay()
 {
     printTitle(u"Second Play: straight to the game, and Stop"_s);
     stage_.host().forgetRequests();
-    // Stop appears between the two clicks, and must ignore the second.
+    // Stop appears between the two clicks, and must ignore the second click.
     co_await press(u"playButton"_s, 2);
     co_await until(u"the game's start"_s, {Phase::starting});
     co_await pause(2s);

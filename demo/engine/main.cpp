@@ -145,7 +145,7 @@ private:
         return 380 + 75 * hill + 26 * std::sin(x * 0.006 + hill * 1.7);
     }
 
-    /// Paints a tank after `way` pixels. Own tanks come from the left, others from the right.
+    /// Paints a tank that has driven `way` pixels: own tanks from the left, others from the right.
     static void paintTank(QPainter &painter, int hill, double way)
     {
         const bool own = hill % 2 == 0;

@@ -175,7 +175,7 @@ bool HttpConnection::tunnel(quint16 port)
     QObject::connect(&other, &QIODevice::readyRead, &loop, back);
     QObject::connect(socket_.get(), &QAbstractSocket::disconnected, &loop, &QEventLoop::quit);
     QObject::connect(&other, &QAbstractSocket::disconnected, &loop, &QEventLoop::quit);
-    // Some bytes may have arrived before the connections above.
+    // Some bytes may have arrived before the signals above were connected.
     forth();
     back();
     if (isConnected() && other.state() == QAbstractSocket::ConnectedState) {

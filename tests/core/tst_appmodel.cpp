@@ -145,7 +145,7 @@ private Q_SLOTS:
         QTest::newRow("good") << saved.toJson() << saved;
         QTest::newRow("no JSON") << QByteArray("{\"name\":") << ProjectInfo::placeholder;
         QTest::newRow("missing key") << QByteArray("{\"name\":\"x\"}") << ProjectInfo::placeholder;
-        // Nobody can read a folder like a file.
+        // This folder in place of the file can't be read.
         QTest::newRow("a folder") << QByteArray("/") << ProjectInfo::placeholder;
     }
     void readsTheSavedDescription()
@@ -218,7 +218,7 @@ private Q_SLOTS:
         fixture_->installByHand();
         WorkerHold workers;
         AppModel &app = fixture_->modelAtStart();
-        workers.letPass(); // the search's result waits in the event loop
+        workers.letPass(); // lets the search end; its result waits in the event loop
         app.updateGame();
         const AppState shown = app.state();
         QVERIFY(app.canCancel());
@@ -438,10 +438,10 @@ private Q_SLOTS:
         QCOMPARE(leftAfter(0, 0), QString());
         QCOMPARE(leftAfter(2, 2'000'000), u"About 2 minutes left"_s);
         QCOMPARE(leftAfter(2, 60'000'000), u"Less than a minute left"_s);
-        // No byte arrives.
+        // While no byte arrives, there is no time left to show.
         QCOMPARE(leftAfter(8, 60'000'000), u"Less than a minute left"_s);
         QCOMPARE(leftAfter(1, 60'000'000), QString());
-        // More bytes than announced.
+        // More bytes have arrived than were announced.
         QCOMPARE(leftAfter(0, 100'000'001), QString());
 
         // The next download starts with an empty rate.

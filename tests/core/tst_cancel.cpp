@@ -81,7 +81,7 @@ private Q_SLOTS:
         QFETCH(const bool, again);
         fixture_->installByHand();
         QDir(fixture_->root(u"Engine"_s)).removeRecursively();
-        model(); // its first search takes a worker
+        model(); // its first search needs a worker
         WorkerHold workers;
         model().startWork(true);
         serveEvents();

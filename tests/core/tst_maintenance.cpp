@@ -156,7 +156,7 @@ private Q_SLOTS:
         QCOMPARE(model().log.lines(), QStringList{u"kept"_s});
         QVERIFY(exists("Game/old.txt"));
         QCOMPARE(Files::names(root), files);
-        // The next task needs a question again.
+        // Quitting during the next task asks again.
         model().updateGame();
         QVERIFY(!model().confirmQuit());
         QCOMPARE(desktop().alerts.last().message, u"A download is still running"_s);

@@ -44,7 +44,7 @@ private Q_SLOTS:
                 QVERIFY(!model().progress());
             }
             if (model().stepText() == u"Step 1 of 3 · Fetching add-ons"_s) {
-                writeFile(fixture_->project() + u"/addons/three"_s, {}); // read later
+                writeFile(fixture_->project() + u"/addons/three"_s, {}); // for the second read
             }
         });
         fixture_->playUntilOpen();
@@ -262,7 +262,7 @@ private Q_SLOTS:
         model().updateGame();
         spinUntil([&] { return fixture_->stalled.load(); });
         callTooLate();
-        // The next run's own progress is shown.
+        // The next run shows its own progress.
         model().progressHandler()(1, 2, 3);
         serveEvents();
         QCOMPARE(model().progress(), std::optional(0.5));

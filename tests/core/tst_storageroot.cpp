@@ -55,7 +55,7 @@ private Q_SLOTS:
         const SystemCalls calls;
         fixture_->setUp();
         const QString root = fixture_->root();
-        // Each call returns before the next one begins.
+        // The order of the calls; each returns before the next begins.
         const QStringList order{
             u" to "_s + root + u"/unfinished"_s,
             u"sync "_s + root,

@@ -31,7 +31,7 @@ Entry announcing(const QByteArray &name, qint64 size, qsizetype packedSize)
     return {.name = name, .deflated = true, .size = size, .packed = QByteArray(packedSize, 'x')};
 }
 
-/// Returns an archive with a stored file whose content is another entry with its header.
+/// Returns an archive with a stored file, inside which another entry lies with its header.
 QByteArray overlapping()
 {
     const Entry inner{.name = "inner", .content = "x", .mode = file644};
@@ -125,8 +125,7 @@ QList<CorpusCase> Corpus::costly()
     add("deep files", "too deep", 7'145,
         [](int i) { return Entry{QByteArray("a/").repeated(29) + n(i)}; });
     add("just allowed depth, and a link that leads out", "leads outside", 7'147, [](int i) {
-        return i == 0 ? Entry{n(i), "..", link777}
-                      : Entry{QByteArray("a/").repeated(29) + n(i)};
+        return i == 0 ? Entry{n(i), "..", link777} : Entry{QByteArray("a/").repeated(29) + n(i)};
     });
     add("long names", "too long names", 4'200,
         [](int i) { return Entry{(QByteArray(199, 'a') + '/').repeated(20) + n(i)}; });

@@ -36,7 +36,7 @@ public:
         int localMethod = -1;
         int localFlags = -1;
         qint64 offset = -1;
-        // Further fields.
+        // Other fields.
         QByteArray extra{};      ///< in the directory
         QByteArray localExtra{}; ///< in the entry's own header
         bool zip64 = false;      ///< both headers have the sizes in zip64 fields
@@ -55,7 +55,7 @@ public:
         qint64 directoryOffset = -1;
         qint64 zip64Offset = -1; ///< of the zip64 end record
         qint64 zip64Count = -1;  ///< of entries, in the zip64 end record
-        qint64 zip64Here = -1;   ///< of entries on this disk, also there
+        qint64 zip64Here = -1;   ///< of entries on this disk, in the zip64 end record
         bool saturated = true;   ///< with zip64, the other end record has only maximal numbers
     };
 

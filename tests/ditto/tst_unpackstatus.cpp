@@ -1,4 +1,4 @@
-// Tests that the archive tool's exit status blames the archive or the destination correctly.
+// Tests that the archive tool's exit status blames the right side: archive or destination.
 
 #include "RawZip.h"
 #include "Surroundings.h"

@@ -269,7 +269,7 @@ private Q_SLOTS:
         QCOMPARE(stage_->host().allRequests(), certificate == Stage::Certificate::wrongSecondHost
                                                    ? QStringList{ReleaseHost::gamePath()}
                                                    : QStringList());
-        // Newer libcurl writes "hostname".
+        // Newer versions of libcurl write "hostname".
         const QString last = lastLogLine().replace(u"hostname"_s, u"host name"_s);
         QVERIFY2(last.startsWith(u"• Problem: ") && last.endsWith(message), qPrintable(last));
         QVERIFY(!QFile::exists(launcher_->project()));

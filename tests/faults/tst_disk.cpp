@@ -237,7 +237,7 @@ private Q_SLOTS:
         const QString path = ReleaseHost::bodyPath(ReleaseHost::gamePath());
         fixture_->host.replace(path, [](const HttpRequest &, HttpConnection &connection) {
             connection.respond(200, {{"Content-Length", "60000000"}}, {});
-            connection.waitUntilClosed(); // without any byte
+            connection.waitUntilClosed(); // sends no byte
         });
         fixture_->host.forgetRequests();
         QVERIFY(!play());

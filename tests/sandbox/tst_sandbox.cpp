@@ -76,7 +76,7 @@ private Q_SLOTS:
         QVERIFY(QFile::link(path("outside"), path("inside/link")));
     }
 
-    // The other tests are for the parts that are found.
+    // The other tests run only for the parts that exist.
     void partsOfTheKernelAreFound()
     {
 #ifdef Q_OS_LINUX

@@ -99,7 +99,7 @@ protected:
     TransferOptions withoutWaits();
     std::vector<Milliseconds> waits() const;
 
-    /// Returns bytes that differ enough from place to place to show a mix-up.
+    /// Returns bytes without repetition, so that a mix-up of pieces shows.
     static QByteArray pattern(qsizetype size);
     static QByteArray contentOf(const QString &file);
     /// Returns a port on which nothing listens.

@@ -32,7 +32,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-/// A storage root for tests that use the temporary folder alone.
+/// A storage root that does not exist, for tests of the temporary folder.
 const auto nowhere = u"/nowhere/Brindle"_s;
 
 using Lock = std::shared_ptr<ProcessLock>;

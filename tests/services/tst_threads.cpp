@@ -18,7 +18,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-/// Returns a pointer. The thread that destroys its last copy stores itself in `destroyedOn`.
+/// Returns a pointer whose last copy records the thread of its destruction in `destroyedOn`.
 std::shared_ptr<void> watched(std::atomic<QThread *> &destroyedOn)
 {
     return {nullptr, [&destroyedOn](void *) { destroyedOn = QThread::currentThread(); }};

@@ -131,7 +131,7 @@ private Q_SLOTS:
         QVERIFY(thrownBy(start(tool(u"mkdir \"$4/a\"; touch \"$4/a/project.godot\"; "_s + end))));
         QCOMPARE(Files::names(place()), QStringList());
         QCOMPARE(beside(), QStringList{u"place"_s});
-        QVERIFY(QFile::exists(archive())); // its staging folder's removal takes it along
+        QVERIFY(QFile::exists(archive())); // is removed only with its staging folder
     }
 
     void theArchiveIsDeletedBeforeTheSync()

@@ -96,7 +96,7 @@ private Q_SLOTS:
         waits.acquire();
         stop.request_stop();
         QVERIFY(outcomeOf(std::move(task)).cancelled());
-        // The transfer's thread ends, too.
+        // The transfer's thread must end, too.
         spinUntil([&] { return held.use_count() == 1; });
         QCOMPARE(server.requestCount(), 1);
     }

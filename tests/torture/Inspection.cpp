@@ -86,7 +86,7 @@ QStringList Inspection::problemsOfDisk(const QSet<int> &commits, bool isImported
     if (isImported) {
         expected.add(marker(), "ok");
     }
-    // Engines of earlier commits stay.
+    // Engines of earlier commits may still be installed.
     for (const QString &version : Offers::engineVersions()) {
         const QString folder = u"Engine/%1-stable"_s.arg(version);
         if (version == version_ || QFile::exists(setting_.root(folder))) {

@@ -13,7 +13,7 @@ namespace brindle {
 class Offers
 {
 public:
-    /// @param programs holds the sample engine.
+    /// @param programs the folder of the sample engine.
     explicit Offers(const QString &programs);
 
     /// Offers a commit from now on. Throws std::runtime_error. Blocks.

@@ -141,13 +141,13 @@ void serve(IceListenObj door)
     if (SmsInitialize("Brindle's tests", "1", admitClient, nullptr, admitHost, error.size(),
                       error.data()) &&
         IceListenForConnections(&count, &doors, error.size(), error.data()) && count > 0) {
-        // The last address is local.
+        // The last address is the local one.
         IceListenObj door = doors[count - 1];
         IceSetHostBasedAuthProc(door, admitHost);
         say(IceComposeNetworkIdList(1, &door));
         serve(door);
     }
-    // libICE does not free its connections.
+    // End at once, because libICE does not free its connections.
     std::_Exit(0);
 }
 

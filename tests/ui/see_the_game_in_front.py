@@ -131,8 +131,8 @@ def close_launcher():
             sys.exit("the launcher does not end")
         subprocess.run(["swaymsg", f"[pid={launcher.pid}]", "kill"], stdout=subprocess.DEVNULL)
         time.sleep(0.5)
-        # Every wtype begins its clock anew. Without the Shift, its Return would count as a quick
-        # second press of the Return before.
+        # Each wtype starts its clock at 0. Without the Shift, its Return would count as a quick second
+        # press of the Return before.
         subprocess.run(["wtype", "-k", "Shift_L", "-k", "Return"], check=False)
     if launcher.returncode != 0:
         sys.exit(f"the launcher ended with {launcher.returncode}")

@@ -14,7 +14,7 @@ namespace {
 
 const QString widest = u"DejaVu Sans"_s;
 
-/// Fails if any text is cut, except for the game's name, which may be.
+/// Fails if any text is cut. Only the game's name may be cut.
 void nothingIsCut(const ViewFixture &view)
 {
     QList<QQuickItem *> items{view.window()->contentItem()};

@@ -192,7 +192,7 @@ private Q_SLOTS:
         QScreen *const screen = QGuiApplication::primaryScreen();
         const auto setTime = reinterpret_cast<void (*)(QScreen *, quintptr)>(
             reinterpret_cast<void *>(native->nativeResourceFunctionForScreen("setappusertime")));
-        const quintptr input = 2'000'000'000; // later than the earlier tests' times
+        const quintptr input = 2'000'000'000; // later than the times in earlier tests
         setTime(screen, input);
         const QString id = u"brindle-%1-1-%2_TIME%3"_s.arg(QCoreApplication::applicationPid())
                                .arg(QSysInfo::machineHostName())
@@ -212,7 +212,7 @@ private Q_SLOTS:
 int main(int argc, char *argv[])
 {
     moveToVirtualDisplay(ON_VIRTUAL_DISPLAY, argc, argv);
-    // The application looks for its session once, when it is made.
+    // The application looks for its session only once, in its constructor.
     SessionManager manager;
     session = &manager;
     const QGuiApplication application(argc, argv);

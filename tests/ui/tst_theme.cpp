@@ -82,7 +82,7 @@ void standOut(double least, const QList<Pair> &pairs)
     }
 }
 
-/// Theme.qml as a view sees it.
+/// Reads Theme.qml like a view.
 class Theme
 {
 public:
@@ -168,7 +168,7 @@ private Q_SLOTS:
                         {"pressed prominent button", colour("accentText"), colour("accentDown")},
                     });
         QColor thumb = colour("thumb");
-        thumb.setAlphaF(thumb.alphaF() * 0.7F); // its opacity without the pointer
+        thumb.setAlphaF(thumb.alphaF() * 0.7F); // as visible as without the pointer
         for (const char *ground : {"window", "sheet"}) {
             const QColor below = colour(ground);
             const auto on = [&](const char *name) { return over(colour(name), below); };

@@ -27,7 +27,7 @@ int main(int argc, char *argv[])
 {
     const QGuiApplication application(argc, argv);
     Window window;
-    qunsetenv("XDG_ACTIVATION_TOKEN"); // Qt 6.8 would use it sooner
+    qunsetenv("XDG_ACTIVATION_TOKEN"); // otherwise Qt 6.8 uses the token too early
     window.resize(400, 300);
     window.show();
     return QGuiApplication::exec();
