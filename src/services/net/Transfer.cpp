@@ -103,7 +103,7 @@ private:
             auto broken = follow();
             if (isWanted_) {
                 if (hasNews_) {
-                    tell();
+                    publishProgress();
                 }
                 if (!broken && status() == statusPartialContent && written_ != length_) {
                     broken = unfinished();
@@ -269,9 +269,9 @@ private:
     {
         auto &self = *static_cast<TransferJob *>(job);
         try {
-            const bool goesOn = (self.*take)({bytes, size * count});
+            const bool wantsMore = (self.*take)({bytes, size * count});
             self.lastByte_ = Clock::now();
-            return goesOn ? size * count : 0;
+            return wantsMore ? size * count : 0;
         } catch (...) {
             self.error_ = std::current_exception();
             return 0;
@@ -396,11 +396,11 @@ private:
         if (left > Milliseconds::zero()) {
             return left;
         }
-        tell();
+        publishProgress();
         return silenceInterval;
     }
 
-    void tell()
+    void publishProgress()
     {
         hasNews_ = false;
         lastReport_ = Clock::now();
