@@ -57,9 +57,9 @@ void ArchiveFile::unpack(const Entry &entry, const Sink &sink) const
     uint64_t passed = 0;
     uint32_t crc = 0;
     const auto pass = [&](const unsigned char *bytes, size_t count) {
-        refuseIf(count > entry.uncompressedSize - passed, "more bytes than announced", entry);
-        crc = crc32_gzip_refl(crc, bytes, count);
         passed += count;
+        refuseIf(passed > entry.uncompressedSize, "more bytes than announced", entry);
+        crc = crc32_gzip_refl(crc, bytes, count);
         sink(bytes, count);
     };
     isal_inflate_init(&state);
@@ -77,11 +77,11 @@ void ArchiveFile::unpack(const Entry &entry, const Sink &sink) const
         }
         state.next_in = const_cast<unsigned char *>(input); // NOLINT: only read
         state.avail_in = static_cast<uint32_t>(piece.size());
-        for (bool wasFull = true; !isAtEnd() && (state.avail_in > 0 || wasFull);) {
+        // A call that does not fill the output has used the whole piece.
+        for (state.avail_out = 0; !isAtEnd() && state.avail_out == 0;) {
             state.next_out = output.data();
             state.avail_out = static_cast<uint32_t>(output.size());
             refuseIf(isal_inflate(&state) != ISAL_DECOMP_OK, "damaged data", entry);
-            wasFull = state.avail_out == 0;
             pass(output.data(), output.size() - state.avail_out);
         }
         // isal_inflate() keeps unused bytes in its bit buffer.

@@ -15,7 +15,7 @@ using Type = Entry::Type;
 /// Checks for UTF-8 by RFC 3629: no surrogates, no over-long forms.
 bool isUtf8(std::string_view text)
 {
-    constexpr std::array<uint32_t, 5> least{0, 0, 0x80, 0x800, 0x10000}; // least by length
+    constexpr std::array least{0x0U, 0x80U, 0x800U, 0x10000U}; // least by length
     while (!text.empty()) {
         const auto lead = static_cast<unsigned char>(text.front());
         const size_t length = lead < 0x80 ? 1 : lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
@@ -29,7 +29,7 @@ bool isUtf8(std::string_view text)
             }
             point = (point << 6U) | (static_cast<unsigned char>(next) & 0x3FU);
         }
-        if (point < least[length] || point > 0x10FFFF || (point >= 0xD800 && point <= 0xDFFF)) {
+        if (point < least[length - 1] || point > 0x10FFFF || (point >= 0xD800 && point <= 0xDFFF)) {
             return false;
         }
         text.remove_prefix(length);
@@ -220,19 +220,11 @@ void checkDirectory(std::vector<Entry> &entries)
 void visitNewFolders(const Entry &entry, const Entry *previous,
                      const std::function<void(std::string_view path)> &visit)
 {
-    const std::string_view path = entry.path();
-    const std::string_view before = previous ? previous->path() : std::string_view();
-    const auto same = static_cast<size_t>(
-        std::mismatch(path.begin(), path.end(), before.begin(), before.end()).first - path.begin());
-    size_t end = path.find('/', same);
-    if (end == same && end == before.size()) { // the previous entry is this folder
-        end = path.find('/', end + 1);
-    }
-    for (; end != std::string_view::npos; end = path.find('/', end + 1)) {
-        visit(path.substr(0, end));
-    }
-    if (entry.type() == Type::folder) {
-        visit(path);
+    const std::string_view name = entry.fileName;
+    const std::string_view before = previous ? previous->fileName : std::string_view();
+    auto end = std::mismatch(name.begin(), name.end(), before.begin(), before.end()).first;
+    while ((end = std::find(end, name.end(), '/')) != name.end()) {
+        visit({name.begin(), end++});
     }
 }
 
