@@ -200,8 +200,7 @@ void AppModel::updateProgress(qint64 done, qint64 total, double speed)
     next.timeLeft.clear();
     next.detail = Text::byteCount(done);
     if (total >= 1) {
-        rate_.add(parts_.clock->now(), done);
-        if (const double rate = rate_.perSecond(); rate > 0) {
+        if (const double rate = rate_.add(parts_.clock->now(), done); rate > 0) {
             next.timeLeft = Text::timeLeft(static_cast<double>(total - done) / rate);
         }
         next.progress = static_cast<double>(done) / static_cast<double>(total);

@@ -11,8 +11,8 @@ class RecentRate
 {
 public:
     /// Adds the count at `time`. Times must not decrease. A smaller count than before starts a new
-    /// measurement.
-    void add(Clock::Duration time, qint64 count)
+    /// measurement. Returns the growth per second, or 0 within the first second.
+    double add(Clock::Duration time, qint64 count)
     {
         if (!samples_.isEmpty() && count < samples_.last().count) {
             samples_.clear();
@@ -21,16 +21,9 @@ public:
         while (samples_.first().time < time - window) {
             samples_.removeFirst();
         }
-    }
-
-    /// Returns the growth per second up to the last `add`, or 0 within the first second.
-    double perSecond() const
-    {
-        if (samples_.isEmpty() || samples_.last().time - samples_.first().time < shortestSpan) {
-            return 0;
-        }
-        const auto growth = static_cast<double>(samples_.last().count - samples_.first().count);
-        return growth / (samples_.last().time - samples_.first().time).count();
+        const Clock::Duration span = time - samples_.first().time;
+        const auto growth = static_cast<double>(count - samples_.first().count);
+        return span < shortestSpan ? 0 : growth / span.count();
     }
 
 private:

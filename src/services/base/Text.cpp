@@ -40,9 +40,9 @@ QString inUnits(qint64 bytes)
     for (qsizetype i = 0;; ++i) {
         const qint64 part = unit / parts;
         const qint64 count = bytes / part + (bytes % part >= part / 2 ? 1 : 0);
-        if (count < 1000 * parts || i + 1 == prefixes.size()) {
+        if (count < 1000 * parts) { // at the latest in EB
             const double number = static_cast<double>(count) / static_cast<double>(parts);
-            return QString::number(number, 'g', 5) + u' ' + prefixes[i] + u'B';
+            return QString::number(number) + u' ' + prefixes[i] + u'B';
         }
         unit *= 1000;
         parts = std::min<qint64>(parts * 10, 100);
