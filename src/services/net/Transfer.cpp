@@ -41,7 +41,7 @@ constexpr std::chrono::seconds longestDelay(60);
 // Waits after the first fruitless attempt in a row, the second and so on.
 constexpr std::array waits{500ms, 1000ms, 2000ms, 4000ms, 8000ms};
 constexpr qint64 leastHeadway = 1024; // an attempt with fewer new bytes is fruitless
-constexpr long receiveBufferBytes = 524'288;
+constexpr long receiveBufferBytes = 1L << 19U;
 
 /// The last transfer's handle, with its open connections; null while a transfer uses it. Never
 /// freed at the program's end, because OpenSSL has cleaned up by then.
@@ -221,14 +221,13 @@ private:
         const auto removal = qScopeGuard([&] { curl_multi_remove_handle(multi, easy_.get()); });
         lastByte_ = Clock::now();
         for (;;) {
-            int running = 0;
-            const CURLMcode performed = curl_multi_perform(multi, &running);
+            int running;
+            check(curl_multi_perform(multi, &running));
             if (error_) {
                 std::rethrow_exception(std::exchange(error_, nullptr));
             }
-            check(performed);
             const Milliseconds longest = report();
-            int left = 0;
+            int left;
             if (const CURLMsg *message = curl_multi_info_read(multi, &left)) {
                 return message->data.result;
             }
@@ -271,10 +270,10 @@ private:
         try {
             const bool wantsMore = (self.*take)({bytes, size * count});
             self.lastByte_ = Clock::now();
-            return wantsMore ? size * count : 0;
+            return wantsMore ? size * count : CURL_WRITEFUNC_ERROR;
         } catch (...) {
             self.error_ = std::current_exception();
-            return 0;
+            return CURL_WRITEFUNC_ERROR;
         }
     }
 
@@ -330,7 +329,7 @@ private:
         written_ += static_cast<qint64>(bytes.size());
         most_ = std::max(most_, written_);
         if (status() == statusOk) {
-            length_ = info<curl_off_t>(CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, -1);
+            length_ = info<curl_off_t>(CURLINFO_CONTENT_LENGTH_DOWNLOAD_T);
         }
         hasNews_ = true;
         report();
@@ -408,7 +407,7 @@ private:
             return;
         }
         // Never report less than before, even if the body has begun anew.
-        const qint64 done = length_ < 0 ? most_ : std::min(most_, length_);
+        const qint64 done = length_ == -1 ? most_ : std::min(most_, length_);
         const std::chrono::duration<double> elapsed = lastReport_ - started_;
         onProgress_(done, length_, static_cast<double>(done) / std::max(elapsed.count(), 0.001));
     }
@@ -420,8 +419,9 @@ private:
     }
 
     template <typename T>
-    T info(CURLINFO what, T value = {}) const
+    T info(CURLINFO what) const
     {
+        T value{};
         curl_easy_getinfo(easy_.get(), what, &value);
         return value;
     }
@@ -449,14 +449,14 @@ private:
     QUrl url_;
     char errorText_[CURL_ERROR_SIZE] = {};
     std::exception_ptr error_; // thrown in a callback
-    bool hasAnswer_ = false;   // all headers of the final answer are in
-    bool isWanted_ = false;    // the answer's body is to be stored
+    bool hasAnswer_;           // all headers of the final answer are in
+    bool isWanted_;            // the answer's body is to be stored
     Clock::time_point lastByte_;
 
     // The body:
     qint64 written_ = 0;
     qint64 most_ = 0;      // the largest `written_`
-    qint64 length_ = -1;   // negative when unknown
+    qint64 length_ = -1;   // -1 when unknown
     QByteArray validator_; // for If-Range; empty if the body can't be continued
 
     // The reports:

@@ -29,7 +29,7 @@ struct TransferOptions
     /// A PEM file of certificates to trust; empty for the system's.
     QString caFile;
     /// The most bytes of a body; more is a failure. Real archives stay far below.
-    qint64 limit = 8LL * 1024 * 1024 * 1024;
+    qint64 limit = 8LL << 30U;
     BytesCallback onBytes = {};
     /// For tests: maps a wait between attempts to the time really waited.
     std::function<std::chrono::milliseconds(std::chrono::milliseconds)> waiting = {};
