@@ -21,14 +21,14 @@ void OutputFile::write(std::string_view bytes)
     while (!bytes.empty()) {
         // A full disk may take only some of the bytes. The next write then fails with the reason.
         const qint64 count = file_->write(bytes.data(), static_cast<qint64>(bytes.size()));
-        check(count >= 0);
+        check(count != -1);
         bytes.remove_prefix(static_cast<std::size_t>(count));
     }
 }
 
 void OutputFile::clear()
 {
-    check(file_->resize(0) && file_->seek(0));
+    check(file_->resize(0)); // the position goes back, too
 }
 
 void OutputFile::sync()

@@ -49,7 +49,6 @@ bool hasRoom(const QString &folder, const Storage &storage)
     if (disk.bytesAvailable() >= enough) {
         return true;
     }
-    Files::createFolder(storage.parentFolder());
     const QStorageInfo other(storage.parentFolder());
     return disk == other || disk.bytesAvailable() >= other.bytesAvailable();
 }
@@ -76,10 +75,10 @@ std::shared_ptr<ProcessLock> StagingFolder::make(const QString &temporaryFolder,
                                                  const Storage &storage)
 {
     Files::createFolder(temporaryFolder);
+    Files::createFolder(storage.parentFolder());
     QString place = QFileInfo(temporaryFolder).canonicalFilePath();
     if (!isSafe(place) || !hasRoom(place, storage)) {
         place = storage.parentFolder();
-        Files::createFolder(place);
     }
     for (;;) {
         const QString id = QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper();

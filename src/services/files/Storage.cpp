@@ -5,6 +5,8 @@
 
 #include <QFile>
 
+#include <memory>
+
 #include <fts.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -62,8 +64,7 @@ void Storage::removeAll(const std::stop_token &stop) const
         return;
     }
     if (!info.isSymLink()) {
-        Files::remove(root, stop);
-        return;
+        return Files::remove(root, stop);
     }
     const QString folder = info.canonicalFilePath();
     for (const QString &entry : {gameFolder(), enginesFolder(), infoFile(), unfinishedMark()}) {
@@ -92,16 +93,14 @@ qint64 Paths::folderSize(const QString &folder)
     qint64 total = 0;
     QByteArray name = QFile::encodeName(folder);
     char *const roots[] = {name.data(), nullptr};
-    FTS *const tree = fts_open(roots, FTS_PHYSICAL | FTS_COMFOLLOW | FTS_NOCHDIR, nullptr);
-    while (const FTSENT *entry = tree ? fts_read(tree) : nullptr) {
+    const std::unique_ptr<FTS, int (*)(FTS *)> tree(
+        fts_open(roots, FTS_PHYSICAL | FTS_COMFOLLOW | FTS_NOCHDIR, nullptr), &fts_close);
+    while (const FTSENT *entry = tree ? fts_read(tree.get()) : nullptr) {
         const auto kind = entry->fts_info;
         const bool isFile = kind == FTS_F || kind == FTS_SL || kind == FTS_DEFAULT;
         if (isFile && entry->fts_level > FTS_ROOTLEVEL) {
             total += static_cast<qint64>(entry->fts_statp->st_blocks) * blockSize;
         }
-    }
-    if (tree) {
-        fts_close(tree);
     }
     return total;
 }
