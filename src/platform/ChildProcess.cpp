@@ -59,9 +59,7 @@ void prepareForked(const ChildProcess::Setup &setup, qint64 launcher)
     }
     ::setpgid(0, 0);
     markDescriptors();
-    if (setup.descriptor >= 0) {
-        ::fcntl(setup.descriptor, F_SETFD, 0);
-    }
+    ::fcntl(setup.descriptor, F_SETFD, 0); // does nothing for -1
     // Both settings survive exec. The starting thread may block some signals.
     struct sigaction ignore = {};
     ignore.sa_handler = SIG_IGN;
@@ -78,8 +76,8 @@ QProcessEnvironment ChildProcess::childEnvironment(const QMap<QString, QString> 
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.remove(u"XDG_ACTIVATION_TOKEN"_s);
     environment.remove(u"DESKTOP_STARTUP_ID"_s);
-    for (auto variable = variables.begin(); variable != variables.end(); ++variable) {
-        environment.insert(variable.key(), variable.value());
+    for (const auto &[name, value] : variables.asKeyValueRange()) {
+        environment.insert(name, value);
     }
     return environment;
 }

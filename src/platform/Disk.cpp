@@ -14,7 +14,7 @@ namespace {
 int withOpen(const QByteArray &folder, int (*request)(int descriptor))
 {
     const int descriptor = ::open(folder.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (descriptor < 0) {
+    if (descriptor == -1) {
         return errno;
     }
     const int error = request(descriptor) == 0 ? 0 : errno;

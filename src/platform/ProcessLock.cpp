@@ -17,7 +17,8 @@ ProcessLock::Outcome lock(int descriptor, const QByteArray &name)
     using Outcome = ProcessLock::Outcome;
     struct stat opened = {};
     struct stat there = {};
-    if (fstat(descriptor, &opened) != 0 || opened.st_uid != geteuid()) {
+    fstat(descriptor, &opened); // an open file has a status
+    if (opened.st_uid != geteuid()) {
         return Outcome::unavailable;
     }
     if (flock(descriptor, LOCK_EX | LOCK_NB) != 0) {
@@ -35,7 +36,7 @@ ProcessLock::ProcessLock(QString path, Kind kind) : path_(std::move(path)), kind
 
 ProcessLock::~ProcessLock()
 {
-    if (descriptor_ < 0) {
+    if (descriptor_ == -1) {
         return;
     }
     if (kind_ == Kind::file) {
@@ -50,7 +51,7 @@ ProcessLock::Outcome ProcessLock::tryLock()
     const int flags = kind_ == Kind::folder ? O_RDONLY | O_DIRECTORY : O_RDWR | O_CREAT;
     const int descriptor =
         open(name.constData(), flags | O_CLOEXEC | O_NOFOLLOW, S_IRUSR | S_IWUSR);
-    if (descriptor < 0) {
+    if (descriptor == -1) {
         const bool isGone = kind_ == Kind::folder && errno == ENOENT;
         return isGone ? Outcome::taken : Outcome::unavailable;
     }

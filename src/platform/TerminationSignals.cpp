@@ -13,13 +13,12 @@ namespace brindle {
 
 namespace {
 
-std::array<int, 2> ends{-1, -1}; // a pipe from the handler to the event loop
+std::array<int, 2> ends; // a pipe from the handler to the event loop
 
 void handle(int /*signal*/)
 {
     const int saved = errno;
-    const char byte = 0;
-    [[maybe_unused]] const auto written = ::write(ends[1], &byte, 1); // a full pipe already asks
+    [[maybe_unused]] const auto written = ::write(ends[1], "", 1); // a full pipe already asks
     errno = saved;
 }
 
