@@ -23,8 +23,8 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-constexpr qint64 maxChecksumBytes = 1'048'576;
-constexpr qint64 maxArchiveBytes = 2LL * 1024 * 1024 * 1024;
+constexpr qint64 maxChecksumBytes = 1LL << 20U;
+constexpr qint64 maxArchiveBytes = 2LL << 30U;
 constexpr int firstGodot4Format = 5;
 constexpr int statusOk = 200;
 
@@ -61,10 +61,9 @@ QCoro::Task<QString> EngineManager::install(EngineSpec spec, ProgressCallback pr
                                             std::stop_token stop)
 {
     const QString zipName = spec.zipName(parts_.platform);
-    const QString base = u"/godotengine/godot-builds/releases/download/%1/"_s.arg(spec.version);
-    const auto archive = CodeHost::address(parts_.codeHost, base + zipName);
-    const auto list = CodeHost::address(parts_.codeHost, base + u"SHA512-SUMS.txt"_s);
-    if (!archive || !list) {
+    const auto release = CodeHost::address(
+        parts_.codeHost, u"/godotengine/godot-builds/releases/download/%1/"_s.arg(spec.version));
+    if (!release) {
         throw SetupError(u"Internal error: bad engine address."_s);
     }
 
@@ -74,8 +73,8 @@ QCoro::Task<QString> EngineManager::install(EngineSpec spec, ProgressCallback pr
     auto listFile = co_await runOnWorker([path = staging->path() + u"/SHA512-SUMS.txt"_s] {
         return std::make_shared<OutputFile>(path);
     });
-    const TransferResult answer =
-        co_await Transfer::toFile(*list, std::move(listFile), {}, stop, options);
+    const TransferResult answer = co_await Transfer::toFile(
+        release->resolved(QUrl(u"SHA512-SUMS.txt"_s)), std::move(listFile), {}, stop, options);
     if (answer.status != statusOk) {
         throw SetupError(
             u"Godot %1 was not found on the official download page (status %2)."_s.arg(spec.version)
@@ -97,7 +96,7 @@ QCoro::Task<QString> EngineManager::install(EngineSpec spec, ProgressCallback pr
         EVP_DigestUpdate(hash.get(), bytes.data(), bytes.size());
     };
     downloader.onProgress = std::move(progress);
-    auto file = co_await downloader.download(*archive, zip, stop, options);
+    auto file = co_await downloader.download(release->resolved(QUrl(zipName)), zip, stop, options);
 
     status(u"Checking the download"_s);
     std::array<unsigned char, EVP_MAX_MD_SIZE> digest = {};

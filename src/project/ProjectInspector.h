@@ -9,7 +9,7 @@
 namespace brindle::ProjectInspector {
 
 /// A larger text file counts as unreadable.
-constexpr qint64 maxFileBytes = 1024 * 1024;
+constexpr qint64 maxFileBytes = 1LL << 20U;
 
 /// Returns the folder of the shallowest "project.godot" within five levels below `folder`, or
 /// nothing. Skips hidden folders and links.
