@@ -89,7 +89,8 @@ QStringList AppModel::resolutionLabels()
 void AppModel::store(const QString &key, const QVariant &value)
 {
     Q_EMIT willChange();
-    // A QSettings keeps its first error, so each write uses a new one. All share the values.
+    // A QSettings keeps its first error, so each write uses a new object. All objects share the
+    // values.
     QSettings writer(parts_.settings->fileName(), parts_.settings->format());
     writer.setValue(key, value);
     writer.sync();

@@ -13,7 +13,7 @@
 namespace brindle::ditto {
 
 constexpr uint64_t maxFileBytes = 4ULL << 30U;
-constexpr uint64_t maxBytes = 16ULL << 30U; ///< of all unpacked entries together, in whole blocks
+constexpr uint64_t maxBytes = 16ULL << 30U; ///< of all unpacked entries, in whole blocks
 
 /// An archive may unpack to `freeBytes` plus `maxGrowth` times its packed bytes. Usual projects
 /// stay below 20:1. Single files have no such limit, because flat height maps reach deflate's

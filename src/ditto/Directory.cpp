@@ -25,9 +25,9 @@ constexpr uint64_t locatorSize = 20;
 constexpr uint64_t maxComment = 0xFFFF;
 constexpr uint64_t elsewhere16 = 0xFFFF; // then a zip64 field has the value
 constexpr uint64_t elsewhere32 = 0xFFFFFFFF;
-constexpr uint16_t sizesBehindFlag = 0x8;     // 4.4.4
-constexpr uint64_t zip64Field = 0x0001;       // 4.5.3
-constexpr uint64_t unicodePathField = 0x7075; // 4.6.9
+constexpr uint16_t sizesBehindFlag = 0x8;     // APPNOTE.TXT 4.4.4
+constexpr uint64_t zip64Field = 0x0001;       // APPNOTE.TXT 4.5.3
+constexpr uint64_t unicodePathField = 0x7075; // APPNOTE.TXT 4.6.9
 
 /// Reads one field after another from a piece of the archive.
 class Fields
@@ -290,7 +290,7 @@ std::string_view Entry::path() const
 
 mode_t Entry::mode() const
 {
-    constexpr unsigned madeOnUnix = 3; // 4.4.2.2
+    constexpr unsigned madeOnUnix = 3; // APPNOTE.TXT 4.4.2.2
     constexpr unsigned madeOnMacOS = 19;
     const unsigned system = versionMadeBy >> 8U;
     return system == madeOnUnix || system == madeOnMacOS ? externalFileAttributes >> 16U : 0;

@@ -125,7 +125,7 @@ void unpack(const ArchiveFile &archive, const std::string &destination)
     try {
         fill(archive, destination);
     } catch (...) {
-        // This leaves the empty folder, because the sandbox forbids its removal.
+        // The empty folder stays, because the sandbox forbids its removal.
         std::error_code ignored;
         fs::remove_all(destination, ignored);
         throw;

@@ -13,7 +13,7 @@ namespace brindle {
 
 namespace {
 
-/// The length of each edge that belongs to a corner of radius 1.
+/// The distance from a corner to the start of its curve, for a radius of 1.
 constexpr qreal reach = 1.52866;
 
 /// Returns a rectangle whose corners pass smoothly into the edges, without a jump in curvature.

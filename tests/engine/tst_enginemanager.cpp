@@ -155,7 +155,7 @@ private Q_SLOTS:
     void projectsPickTheirEngine_data()
     {
         QTest::addColumn<qint64>("configVersion");
-        QTest::addColumn<QString>("godotVersion"); // empty: absent
+        QTest::addColumn<QString>("godotVersion"); // empty for a project without one
         QTest::addColumn<bool>("usesCSharp");
         QTest::addColumn<QString>("result"); // the tag or the message
         const QString old = u"This game was made with Godot 3 (config_version %1). This app only "
@@ -261,7 +261,7 @@ private Q_SLOTS:
     void bothFormsOfAListAreRead_data()
     {
         QTest::addColumn<QByteArray>("list");
-        QTest::addColumn<QString>("digest"); // empty: absent
+        QTest::addColumn<QString>("digest"); // empty for a list without one
         const auto row = [](const char *name, const QByteArray &list, const char *digest) {
             QTest::newRow(name) << list << QString::fromLatin1(digest);
         };
@@ -326,7 +326,7 @@ private Q_SLOTS:
     {
         using Fault = std::function<void(Setup &)>;
         QTest::addColumn<Fault>("fault");
-        QTest::addColumn<QString>("message"); // empty: cancelled
+        QTest::addColumn<QString>("message"); // empty for a cancellation
         QTest::addColumn<bool>("isChecked");
         const auto row = [](const char *name, const Fault &fault, const QString &message,
                             bool isChecked = false) {

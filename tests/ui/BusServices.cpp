@@ -14,7 +14,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-/// Answers the call if the test wants no plain reply. Returns whether it has answered.
+/// Gives the test's chosen answer, except for `reply`. Returns false for `reply`.
 bool answered(Answer answer, const QDBusContext &call)
 {
     switch (answer) {
