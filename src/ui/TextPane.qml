@@ -45,9 +45,8 @@ Item {
     Scroller {
         id: scroller
         // Shows whole lines, clear of the edge.
-        x: 1
         y: Math.round((parent.height - height) / 2)
-        width: parent.width - 2
+        width: parent.width
         height: Math.floor((parent.height - 14) / line) * line
         line: Math.ceil(metrics.lineSpacing)
         followsFocus: false
@@ -86,13 +85,18 @@ Item {
             Keys.priority: Keys.BeforeItem
             Keys.onPressed: event => {
                 const shift = event.modifiers & Qt.ShiftModifier;
-                // The arrows select with Shift, and scroll without.
+                // Arrows and pages select with Shift, and scroll without. A TextEdit knows no pages.
                 selectByKeyboard = shift;
                 if (shift && selectedText === "")
                     pane.beginInSight();
-                event.accepted = event.key === Qt.Key_Menu || shift && event.key === Qt.Key_F10;
-                if (event.accepted)
+                const page = scroller.height - scroller.line;
+                const steps = { [Qt.Key_PageUp]: -page, [Qt.Key_PageDown]: page };
+                const isMenu = event.key === Qt.Key_Menu || shift && event.key === Qt.Key_F10;
+                event.accepted = isMenu || shift && event.key in steps;
+                if (isMenu)
                     menu.popup(edit, 0, scroller.contentY);
+                else if (event.accepted)
+                    moveCursorSelection(positionAt(0, cursorRectangle.y + scroller.line / 2 + steps[event.key]));
             }
 
             TapHandler {
@@ -109,14 +113,9 @@ Item {
 
             // Scrolls while the mouse selects beyond the edge.
             onCursorRectangleChanged: {
-                if (activeFocus && selectionStart !== selectionEnd) {
-                    const top = cursorRectangle.y;
-                    const bottom = top + cursorRectangle.height;
-                    if (top < scroller.contentY)
-                        scroller.contentY = Math.max(0, top);
-                    else if (bottom > scroller.contentY + scroller.height)
-                        scroller.contentY = Math.min(scroller.contentHeight, bottom) - scroller.height;
-                }
+                const top = cursorRectangle.y;
+                if (activeFocus && selectedText !== "")
+                    scroller.contentY = Math.min(Math.max(scroller.contentY, top + cursorRectangle.height - scroller.height), top);
             }
         }
     }

@@ -109,6 +109,7 @@ private Q_SLOTS:
         append(6, 7);
         open();
         catchUp();
+        QVERIFY(!document()->isUndoAvailable());
         // Between two frames, append more than the whole log can hold.
         append(8, 12'000);
         catchUp();
@@ -240,7 +241,7 @@ private Q_SLOTS:
         edit_->forceActiveFocus();
         // Without Shift, the keys must scroll.
         press(Qt::Key_Up);
-        QVERIFY(contentY() < lastY());
+        QCOMPARE(contentY(), lastY() - 3 * lineHeight());
         QCOMPARE(selected(), QString());
         // With Shift, the keys must select from a line in sight.
         scrollTo(50 * lineHeight());
@@ -259,6 +260,13 @@ private Q_SLOTS:
         QCOMPARE(contentY() + scroller_->height(), below.bottom());
         const QRectF above = extend(Qt::Key_Up, 50);
         QCOMPARE(contentY(), above.top());
+        const int page = qRound(scroller_->height() / lineHeight()) - 1;
+        const QRectF pagesAbove = extend(Qt::Key_PageUp, 2);
+        QCOMPARE(selected().count(u'\n'), 2 * page - 11);
+        QCOMPARE(contentY(), pagesAbove.top());
+        const QRectF pageBelow = extend(Qt::Key_PageDown, 3);
+        QCOMPARE(selected().count(u'\n'), page + 11);
+        QCOMPARE(contentY() + scroller_->height(), pageBelow.bottom());
         press(Qt::Key_A, Qt::ControlModifier);
         press(Qt::Key_C, Qt::ControlModifier);
         QCOMPARE(QGuiApplication::clipboard()->text(), text());
