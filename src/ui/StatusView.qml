@@ -18,7 +18,7 @@ Column {
         [StatusView.Playing]: Theme.green
     })[model.phase] ?? Theme.orange
     // The height with all rows of a download.
-    readonly property real workHeight: row.height + step.font.pixelSize * 1.3 + detail.font.pixelSize * 1.3
+    readonly property real workHeight: row.height + step.implicitHeight + detail.implicitHeight
         + bar.height + cancel.height + 4 * spacing
 
     spacing: 6

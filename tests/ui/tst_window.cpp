@@ -76,8 +76,11 @@ private Q_SLOTS:
                     {u"detail"_s, u"1 MB of 4 MB"_s}});
         view_->settle();
         QCOMPARE(window()->size(), size);
+        const QQuickItem *const scroller = view_->find(u"scroller"_s);
+        QCOMPARE(view_->find(u"content"_s)->property("wantedHeight"),
+                 scroller->property("leastHeight"));
         if (size.height() < room.height()) {
-            QCOMPARE(view_->find(u"scroller"_s)->property("lastY").toReal(), 0.0);
+            QCOMPARE(scroller->property("lastY").toReal(), 0.0);
         }
     }
 
