@@ -44,7 +44,7 @@ SheetView {
         width: Math.min(implicitWidth, parent.width)
         content: view.model.repositoryAddress
         font: Theme.callout
-        color: tap.pressed || pointer.hovered ? Theme.text : Theme.link
+        color: pointer.hovered ? Theme.text : Theme.link
         activeFocusOnTab: true
         Accessible.role: Accessible.Link
         Accessible.onPressAction: open()
@@ -55,7 +55,6 @@ SheetView {
             parentRadius: 3
         }
         TapHandler {
-            id: tap
             onTapped: link.open()
         }
         HoverHandler {

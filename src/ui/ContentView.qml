@@ -23,7 +23,7 @@ FocusScope {
     readonly property bool focusLost: activeFocus && (focused === root || !focused.visible || !focused.enabled)
     readonly property bool playOffered: playArea.playButton.visible && playArea.playButton.enabled
     // True while "Show log", which is harmless, keeps the focus until Play can be pressed.
-    property bool focusWaits: false
+    property bool focusWaits
 
     function settleFocus() {
         if (focused !== null && focused === Window.contentItem) {
@@ -48,7 +48,7 @@ FocusScope {
     onPlayOfferedChanged: settleFocusSoon()
 
     // False until the first frame. Before that, nothing is animated.
-    property bool settled: false
+    property bool settled
     Connections {
         target: root.Window.window
         enabled: !root.settled
@@ -253,7 +253,6 @@ FocusScope {
     Shortcut {
         sequences: ["Ctrl+Q"]
         context: Qt.ApplicationShortcut
-        autoRepeat: false
         onActivated: root.model.quit()
     }
 }

@@ -5,7 +5,7 @@ import Brindle
 SmoothRectangle {
     height: 130
     radius: 14
-    gradient: [Qt.rgba(0.08, 0.12, 0.30, 1), Qt.rgba(0.55, 0.20, 0.35, 1), Qt.rgba(0.95, 0.55, 0.20, 1)]
+    gradient: [Qt.rgba(0.08, 0.12, 0.30), Qt.rgba(0.55, 0.20, 0.35), Qt.rgba(0.95, 0.55, 0.20)]
 
     Symbol {
         objectName: "heroSymbol"

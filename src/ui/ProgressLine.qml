@@ -11,7 +11,6 @@ T.ProgressBar {
     readonly property alias moving: animation.running
     readonly property bool seen: visible && Window.visibility !== Window.Hidden && Window.visibility !== Window.Minimized
 
-    implicitWidth: 200
     implicitHeight: 8
     Accessible.name: "Progress"
 
@@ -34,8 +33,6 @@ T.ProgressBar {
     }
 
     contentItem: Item {
-        clip: true
-
         Rectangle {
             objectName: "fill"
             x: control.indeterminate ? control.place * (parent.width - width) : 0

@@ -20,7 +20,6 @@ T.Button {
     implicitWidth: Math.ceil(Math.max(implicitContentWidth + leftPadding + rightPadding, Theme.buttonHeight * 2))
     implicitHeight: Math.ceil(Math.max(implicitContentHeight + 8, Theme.buttonHeight))
     horizontalPadding: 12
-    verticalPadding: 2
     font: prominent ? Theme.headline : Theme.body
     focusPolicy: Qt.StrongFocus
     hoverEnabled: true

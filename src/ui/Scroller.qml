@@ -54,7 +54,7 @@ Flickable {
     // Only touch drags the content.
     interactive: !mouse.active
     clip: true
-    onMovementEnded: if (line > 0 && contentY < lastY) scrollTo(contentY)
+    onMovementEnded: if (contentY < lastY) scrollTo(contentY)
 
     Keys.enabled: contentHeight > height
     Keys.onUpPressed: scrollTo(contentY - (3 * line || 40))
@@ -78,13 +78,10 @@ Flickable {
         implicitWidth: 11
         padding: 2
         minimumSize: 0.08
-        stepSize: 0.1
         visible: size < 1
-        policy: T.ScrollBar.AsNeeded
         Accessible.ignored: true
 
         contentItem: Rectangle {
-            implicitWidth: 7
             radius: width / 2
             color: Theme.thumb
             opacity: bar.pressed || bar.hovered ? 1 : 0.7
@@ -95,7 +92,6 @@ Flickable {
     Item {
         parent: scroller
         anchors.fill: parent
-        z: 1
 
         PointHandler {
             id: mouse

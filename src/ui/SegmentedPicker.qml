@@ -17,12 +17,7 @@ Column {
     readonly property real naturalWidth: Math.ceil(texts + options.length * track.least + 2 * track.inset)
 
     // The width of all texts together.
-    readonly property real texts: {
-        let sum = 0;
-        for (let i = 0; i < segments.count; ++i)
-            sum += segments.itemAt(i)?.implicitContentWidth ?? 0;
-        return sum;
-    }
+    readonly property real texts: Array.from(flow.children).reduce((sum, child) => sum + (child.implicitContentWidth ?? 0), 0)
 
     function choose(index) {
         const segment = segments.itemAt(index);
@@ -102,7 +97,7 @@ Column {
 
                     background: SmoothRectangle {
                         radius: Theme.buttonRadius
-                        color: segment.down && segment.current ? Theme.chosenDown : segment.current ? Theme.chosen
+                        color: segment.current ? segment.down ? Theme.chosenDown : Theme.chosen
                             : segment.down ? Theme.faceDown : segment.hovered ? Theme.face : "transparent"
                         borderColor: segment.current ? Theme.chosenEdge : "transparent"
 

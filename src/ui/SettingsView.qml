@@ -24,8 +24,7 @@ SheetView {
 
     component UpkeepRow: PushButton {
         width: parent.width
-        implicitHeight: Math.ceil(Math.max(implicitContentHeight + 12, Theme.buttonHeight + 6))
-        radius: Theme.boxRadius - 3
+        implicitHeight: Math.ceil(implicitContentHeight) + 16
         alignment: Text.AlignLeft
         fill: destructive ? down ? Theme.dangerDown : hovered ? Theme.dangerHover : "transparent"
                           : down ? Theme.faceDown : hovered ? Theme.face : "transparent"

@@ -9,7 +9,7 @@ T.Popup {
     // Creates the SheetView, which exists only while the sheet is visible.
     required property Component content
     readonly property Item view: loader.item // qmllint disable
-    property real slide: 0
+    property real slide
 
     // Gives positioners at once the size that they would get with the next frame.
     function layOut(item) {

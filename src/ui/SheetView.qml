@@ -48,7 +48,7 @@ FocusScope {
         id: scroller
         objectName: "sheetScroller"
         width: parent.width
-        height: Math.max(0, footer.y)
+        height: footer.y
         contentHeight: view.padding + column.height + view.gap
 
         Column {
@@ -68,6 +68,7 @@ FocusScope {
     }
 
     Rectangle {
+        objectName: "divider"
         anchors.bottom: scroller.bottom
         visible: scroller.contentHeight > scroller.height
         width: parent.width

@@ -38,12 +38,11 @@ T.Menu {
     objectName: "textMenu"
     onClosed: edit.forceActiveFocus(Qt.PopupFocusReason)
     padding: 4
-    margins: 4
-    implicitWidth: Math.ceil(Math.max(copy.implicitWidth, selectAll.implicitWidth) + leftPadding + rightPadding)
+    margins: padding
+    implicitWidth: selectAll.implicitWidth + leftPadding + rightPadding
     implicitHeight: contentHeight + topPadding + bottomPadding
 
     Entry {
-        id: copy
         objectName: "menuCopy"
         text: "Copy"
         enabled: menu.edit.selectedText !== ""
@@ -61,7 +60,6 @@ T.Menu {
         implicitHeight: contentHeight
         model: menu.contentModel
         currentIndex: menu.currentIndex
-        interactive: false
     }
     background: SmoothRectangle {
         radius: Theme.buttonRadius

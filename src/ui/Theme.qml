@@ -114,7 +114,7 @@ QtObject {
     // Returns an opaque mix of two colours, with `share` of the second.
     function mixed(colour: color, other: color, share: real): color {
         const mix = (a, b) => a + (b - a) * share;
-        return Qt.rgba(mix(colour.r, other.r), mix(colour.g, other.g), mix(colour.b, other.b), 1);
+        return Qt.rgba(mix(colour.r, other.r), mix(colour.g, other.g), mix(colour.b, other.b));
     }
 
     // Moves a colour towards the text's colour until the contrast is enough.
