@@ -73,16 +73,16 @@ Item {
                 compare(label.maxLength, isLong ? 2000 : 500, name);
             }
             const buttons = {
-                cancelButton: ["Cancel", Theme.body],
-                playButton: ["Play", Theme.title],
-                stopButton: ["Stop", Theme.title2],
-                copyFailureButton: ["Copy", Theme.body],
-                showLogButton: ["Show log", Theme.body],
-                settingsButton: ["Settings", Theme.body],
-                aboutButton: ["About", Theme.body]
+                cancelButton: ["Cancel", Theme.body, 7],
+                playButton: ["Play", Theme.title, 11],
+                stopButton: ["Stop", Theme.title2, 9],
+                copyFailureButton: ["Copy", Theme.body, 7],
+                showLogButton: ["Show log", Theme.body, 7],
+                settingsButton: ["Settings", Theme.body, 7],
+                aboutButton: ["About", Theme.body, 7]
             };
             for (const name in buttons)
-                compare([item(name).text, item(name).font], buttons[name], name);
+                compare([item(name).text, item(name).font, item(name).radius], buttons[name], name);
             compare(item("playSymbol").name, "play");
         }
 
@@ -143,6 +143,7 @@ Item {
                 progressBar: [512, 8],
                 playButton: [260, 48],
                 stopButton: [260, 40],
+                playSymbol: Array(2).fill(0.86 * Theme.title.pixelSize),
                 failureText: [512 - 24, 140]
             };
             model.hasFailure = true;
@@ -162,6 +163,10 @@ Item {
             verifyCentred("cancelButton");
             verifyCentred("showLogButton", "aboutButton");
             verifyCentred("playButton");
+            const [play, mark] = [item("playButton"), item("playSymbol")];
+            const textLeft = play.contentItem.x + (play.contentItem.width - play.contentItem.contentWidth) / 2;
+            fuzzyCompare(textLeft - mark.x - mark.width, 9, 0.6);
+            fuzzyCompare(mark.x + textLeft + play.contentItem.contentWidth, play.width, 0.6);
             compare(place("statusTitle").left - place("statusCircle").right, 8);
             compare(place("settingsButton").left - place("showLogButton").right, 8);
             compare(place("aboutButton").left - place("settingsButton").right, 8);
@@ -171,7 +176,7 @@ Item {
             for (const lines of [1, 2]) {
                 compare(hint.lineCount, lines);
                 const left = place("performanceHint").right - (hint.width - hint.leftPadding + hint.contentWidth) / 2;
-                fuzzyCompare(left - place("bolt").right, 4, 1);
+                compare(Math.floor(left - place("bolt").right), 4);
                 fuzzyCompare(place("bolt").left + left + hint.contentWidth, view.width, 1);
                 parent.width = 300;
                 settle();

@@ -1,4 +1,5 @@
 import QtQuick
+import QtQuick.Templates as T
 import QtTest
 import Brindle
 
@@ -99,8 +100,12 @@ Item {
             verify(!mark.visible);
             keyClick(Qt.Key_Space);
             compare(model.calls, ["copyFailure"]);
-            compare([mark.visible, copy.width], [true, width]);
+            compare([mark.visible, copy.width, mark.x + mark.width], [true, width, width - 6]);
+            view.settingsShown = true;
+            settle();
+            compare(model.measurements, 1);
             tryCompare(mark, "visible", false);
+            tryCompare(model, "measurements", 2); // again every two seconds
         }
 
         function test_pressedAndHovered_data() {
@@ -206,6 +211,8 @@ Item {
             keyClick(Qt.Key_Tab);
             verify(!hasRing(item("playButton")));
             verify(hasRing(item("showLogButton")));
+            const ring = item("playButton").background.children[0];
+            compare([ring.x, ring.width, ring.radius, ring.borderWidth], [-3, 266, 14, 2]);
         }
 
         // Scrolling
@@ -225,7 +232,7 @@ Item {
             keyClick(Qt.Key_Home);
             compare(scroller.contentY, 0);
             keyClick(Qt.Key_Down);
-            verify(scroller.contentY > 0);
+            compare(scroller.contentY, 40);
             keyClick(Qt.Key_Up);
             compare(scroller.contentY, 0);
         }
@@ -245,9 +252,15 @@ Item {
         }
 
         function test_theScrollBarIsDragged() {
+            const bar = item("scroller").T.ScrollBar.vertical;
+            verify(!bar.visible);
             const scroller = longScroller();
+            compare([bar.visible, bar.width, bar.contentItem.width, bar.contentItem.opacity], [true, 11, 7, 0.7]);
             mouseDrag(view, view.width - 5, 100, 0, 100);
             verify(scroller.contentY > 50);
+            mousePress(view, view.width - 5, 200);
+            compare(bar.contentItem.opacity, 1);
+            mouseRelease(view, view.width - 5, 200);
         }
 
         function test_touchScrolls() {
@@ -270,7 +283,7 @@ Item {
             compare(scroller.lastY, 0);
             model.hasFailure = true;
             tryVerify(() => scroller.contentY > 0);
-            verify(place("failure").bottom + 12 <= view.height);
+            compare(place("failure").bottom + 12, view.height);
             verify(place("playButton").top >= 0);
 
             // The view must stay where the player has scrolled.

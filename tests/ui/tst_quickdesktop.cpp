@@ -134,6 +134,7 @@ private Q_SLOTS:
         const Alert notice{u"No saves yet"_s, u"x"_s, {}};
         const int answer = view_->withAlert(notice, [this](QQuickItem *) {
             QCOMPARE(view_->text(u"alertButton0"_s), u"OK"_s);
+            QCOMPARE(view_->find(u"alertButton0"_s)->width(), 52);
             QVERIFY(!view_->find(u"alertButton1"_s));
             press(Qt::Key_Escape);
         });

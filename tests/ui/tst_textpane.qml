@@ -72,8 +72,10 @@ Item {
             tryCompare(menu, "opened", true);
             compare(edit.selectedText, "two");
             compare([entry("menuCopy").text, entry("menuSelectAll").text], ["Copy", "Select All"]);
+            compare([menu.width, menu.height], [entry("menuSelectAll").implicitWidth + 8, 2 * Theme.buttonHeight + 8]);
             mouseMove(entry("menuCopy"));
             tryCompare(entry("menuCopy"), "highlighted", true);
+            compare([entry("menuCopy").contentItem.color, entry("menuSelectAll").contentItem.color], [Theme.accentText, Theme.text]);
             mouseClick(entry("menuCopy"));
             tryCompare(menu, "visible", false);
             compare(clipboard(), "two");
@@ -84,7 +86,7 @@ Item {
             showFailure("one two\nthree");
             mouseClick(edit, 10, 10, Qt.RightButton);
             tryCompare(menu, "opened", true);
-            verify(!entry("menuCopy").enabled);
+            compare([entry("menuCopy").enabled, entry("menuCopy").contentItem.color], [false, Theme.textOff]);
             mouseClick(entry("menuSelectAll"));
             tryCompare(menu, "visible", false);
             compare(edit.selectedText.length, 13);

@@ -215,6 +215,9 @@ private Q_SLOTS:
         const Theme own;
         QCOMPARE(own.colour("accent"), QColor(QStringLiteral("#1663d9")));
         QCOMPARE(own.colour("accentText"), QColor(Qt::white));
+        // Qt's own blue must not count as the desktop's.
+        setDark(false, QColor(48, 140, 198));
+        QCOMPARE(Theme().colour("accent"), own.colour("accent"));
         // An accent colour with enough contrast must stay unchanged.
         setDark(false, QColor(QStringLiteral("#9141ac")));
         const Theme purple;
@@ -241,9 +244,13 @@ private Q_SLOTS:
     {
         const Theme theme;
         QCOMPARE(theme.colour("pane"), QColor::fromRgbF(0, 0, 0, 0.06F));
-        QVERIFY(std::abs(theme.colour("box").alphaF() - 0.1) < 0.01);
+        QList<int> thousandths;
+        for (const char *name : {"box", "errorFrame", "face", "faceHover", "faceDown", "faceOff",
+                                 "dangerHover", "dangerDown", "track"}) {
+            thousandths << qRound(theme.colour(name).alphaF() * 1000);
+        }
+        QCOMPARE(thousandths, (QList<int>{100, 500, 85, 130, 200, 40, 80, 130, 90}));
         QCOMPARE(theme.colour("box").rgb(), theme.colour("secondary").rgb());
-        QVERIFY(std::abs(theme.colour("errorFrame").alphaF() - 0.5) < 0.01);
         QCOMPARE(theme.colour("errorFrame").rgb(), theme.colour("red").rgb());
         for (const bool dark : {false, true}) {
             setDark(dark);
@@ -252,6 +259,18 @@ private Q_SLOTS:
                 (QStringList{status("gray"), status("orange"), status("red"), status("green")}),
                 dark ? (QStringList{u"#98989d"_s, u"#ff9f0a"_s, u"#ff453a"_s, u"#30d158"_s})
                      : (QStringList{u"#8e8e93"_s, u"#ff9500"_s, u"#ff3b30"_s, u"#28b14c"_s}));
+        }
+    }
+
+    void theContrastIsTheStandards()
+    {
+        const Theme theme;
+        for (const char *name : {"#0a0a0a", "#ff0000", "#00ff00", "#0000ff", "#5aa0c8"}) {
+            const QColor colour = QColor::fromString(QLatin1String(name));
+            double ratio = 0;
+            QMetaObject::invokeMethod(theme.object(), "contrast", Q_RETURN_ARG(double, ratio),
+                                      Q_ARG(QColor, colour), Q_ARG(QColor, QColor(Qt::black)));
+            QVERIFY(std::abs(ratio - contrast(colour, Qt::black)) < 1e-5);
         }
     }
 
