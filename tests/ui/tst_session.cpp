@@ -176,7 +176,7 @@ private Q_SLOTS:
         const StartupMessages messages;
         for (const bool isClosed : {false, true}) {
             app().window()->setVisible(!isClosed);
-            const quintptr later = time() + 10'000;
+            const quintptr later = time() + 100'000;
             const QByteArray id = "shell-1-2-host_TIME" + QByteArray::number(later);
             app().open(id);
             spinUntil([&] { return messages.text.contains("remove: ID=" + id); });
@@ -192,7 +192,8 @@ private Q_SLOTS:
         QScreen *const screen = QGuiApplication::primaryScreen();
         const auto setTime = reinterpret_cast<void (*)(QScreen *, quintptr)>(
             reinterpret_cast<void *>(native->nativeResourceFunctionForScreen("setappusertime")));
-        const quintptr input = 2'000'000'000; // later than the times in earlier tests
+        const quintptr input =
+            reinterpret_cast<quintptr>(native->nativeResourceForScreen("appusertime", screen)) + 1;
         setTime(screen, input);
         const QString id = u"brindle-%1-1-%2_TIME%3"_s.arg(QCoreApplication::applicationPid())
                                .arg(QSysInfo::machineHostName())
