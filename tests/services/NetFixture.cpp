@@ -1,7 +1,6 @@
 #include "NetFixture.h"
 
 #include <QFile>
-#include <QTcpServer>
 
 #include <dlfcn.h>
 #include <netdb.h>
@@ -149,13 +148,6 @@ QByteArray NetFixture::contentOf(const QString &file)
 {
     QFile source(file);
     return source.open(QIODevice::ReadOnly) ? source.readAll() : QByteArrayLiteral("(no file)");
-}
-
-quint16 NetFixture::closedPort()
-{
-    QTcpServer server;
-    server.listen(QHostAddress::LocalHost);
-    return server.serverPort();
 }
 
 HttpServer::Handler NetFixture::sending(const QByteArray &bytes)

@@ -102,8 +102,6 @@ protected:
     /// Returns bytes without repetition, so that a mix-up of pieces shows.
     static QByteArray pattern(qsizetype size);
     static QByteArray contentOf(const QString &file);
-    /// Returns a port on which nothing listens.
-    static quint16 closedPort();
     /// Returns a handler that sends these bytes.
     static HttpServer::Handler sending(const QByteArray &bytes);
     /// Returns a handler that answers with status 200 and keeps the connection.

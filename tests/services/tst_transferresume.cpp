@@ -64,14 +64,25 @@ private Q_SLOTS:
         const QByteArray content = pattern(1'000'000);
         CutFile file(content, cuts);
         TransferOptions options = withoutWaits();
+        std::counting_semaphore<> arrived(0);
+        options.onBytes = [&](qint64 offset, std::string_view bytes) {
+            if (offset + static_cast<qint64>(bytes.size()) == cuts.first()) {
+                arrived.release();
+            }
+        };
+        std::optional<StandIns::StoppedClock> clock;
         if (QByteArray(QTest::currentDataTag()) == "with a reset") {
-            // Let the bytes arrive before the reset.
-            file.atTheCut = [](HttpConnection &connection) {
-                connection.pause(200ms);
+            file.atTheCut = [&](HttpConnection &connection) {
+                arrived.acquire();
                 connection.reset();
             };
         } else if (QByteArray(QTest::currentDataTag()) == "with a stall") {
-            file.atTheCut = [](HttpConnection &connection) { connection.waitUntilClosed(); };
+            clock.emplace();
+            file.atTheCut = [&](HttpConnection &connection) {
+                arrived.acquire();
+                clock->move(2s);
+                connection.waitUntilClosed();
+            };
             options.idleTimeout = 1s;
         }
         const HttpServer server(serving(file));
