@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <utility>
 
 namespace brindle::ditto {
@@ -18,11 +19,12 @@ bool isUtf8(std::string_view text)
     constexpr std::array least{0x0U, 0x80U, 0x800U, 0x10000U}; // least by length
     while (!text.empty()) {
         const auto lead = static_cast<unsigned char>(text.front());
-        const size_t length = lead < 0x80 ? 1 : lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
-        if ((lead >= 0x80 && lead < 0xC0) || lead >= 0xF8 || text.size() < length) {
+        const auto ones = static_cast<size_t>(std::countl_one(lead)); // 0 in ASCII, else the length
+        const size_t length = std::max<size_t>(ones, 1);
+        if (ones == 1 || ones > least.size() || text.size() < length) {
             return false;
         }
-        uint32_t point = length == 1 ? lead : lead & (0xFFU >> (length + 1));
+        uint32_t point = lead & (0xFFU >> ones);
         for (const char next : text.substr(1, length - 1)) {
             if ((static_cast<unsigned char>(next) & 0xC0U) != 0x80U) {
                 return false;

@@ -101,6 +101,9 @@ QList<Row> odd()
         {"zip64 end record beside a full one", {file("x")}, {.zip64 = true, .saturated = false}},
         {"aligned data",
          {{.name = "x", .content = text, .mode = file644, .localExtra = alignment}}},
+        {"UTF-8 to its edges",
+         {file("\xc2\x80\xdf\xbf\xe0\xa0\x80\xed\x9f\xbf\xee\x80\x80\xf0\x90\x80\x80\xf4\x8f\xbf"
+               "\xbf")}},
         {"name in a Unicode field", {twoNames}},
         {"Unicode field of a name before", {file("new", RawZip::unicodePath("old", "older"))}},
         {"Unicode field without a name", {file("x", RawZip::unicodePath("x", {}))}},

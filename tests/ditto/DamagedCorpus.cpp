@@ -47,6 +47,8 @@ const QList<Lie> lies{
     {"packed size beyond the end", {.packedSize = 900'000}, "into the directory"},
     {"stored sizes disagree", {.name = "x", .content = content, .size = 2}, "disagree"},
     {"not deflated at all", {.packed = "\xff\xff\xff\xff"}, "damaged data"},
+    {"as large as can be", {.size = 20, .packed = QByteArray(89, '\xff')}, "damaged data"},
+    {"a byte larger", {.size = 20, .packed = QByteArray(90, '\xff')}, "larger than its content"},
     {"deflated data that ends early", {.packed = QByteArray("\3\0", 2)}, "fewer bytes"},
     {"deflated data that goes on",
      {.size = 0, .crc = 0, .packed = QByteArray("\3\0trailing", 10)},
