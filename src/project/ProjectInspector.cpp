@@ -105,7 +105,7 @@ QList<Submodule> readSubmodules(const QString &repository)
     eachLine(text, [&](QStringView line) {
         const qsizetype equals = line.indexOf(u'=');
         // Both sides of the equals sign need text.
-        if (equals <= 0 || equals == line.size() - 1) {
+        if (equals == -1 || equals == line.size() - 1) {
             return true;
         }
         const QStringView key = Text::withoutWhitespace(line.first(equals));
@@ -201,7 +201,7 @@ std::optional<QString> ProjectInspector::findProject(const QString &folder)
     const fs::path top = QFile::encodeName(folder).toStdString();
     // Walk one level deeper each time: most projects lie on the second level.
     std::set<fs::path> found;
-    for (int depth = 0; depth < maxDepth && found.empty(); ++depth) {
+    for (int depth = 1; depth < maxDepth && found.empty(); ++depth) {
         std::error_code error;
         for (fs::recursive_directory_iterator entry(
                  top, fs::directory_options::skip_permission_denied, error);

@@ -26,7 +26,7 @@ constexpr qint64 engineBytes = 6'000'000;
 
 QString engineArchive()
 {
-    return EngineSpec{engineVersion}.zipName(Platform::current({}));
+    return EngineSpec{engineVersion, false}.zipName(Platform::current({}));
 }
 
 } // namespace

@@ -231,6 +231,7 @@ private Q_SLOTS:
               {"after other markup", "<p>\n|a|\n- b\n* c\n> d\n```\n  #e\n  yes  \n", "yes"},
               {"numbered line", "1. first\n", "1. first"},
               {"byte order mark", mark + "# Title\nText", "Text"},
+              {"longest line", QByteArray(4096, 'x'), QByteArray(4096, 'x')},
               {"line too long", QByteArray(4097, 'x') + '\n' + QByteArray("short"), "short"},
               {"nothing suitable", "# a\n\n- b\n", tagline}});
         rows("README.md", "controls",
