@@ -78,9 +78,9 @@ Dependencies ModelFixture::parts() const
             modelClock};
 }
 
-void ModelFixture::waitUntilIdle(int seconds)
+void ModelFixture::waitUntilIdle()
 {
-    spinUntil([this] { return !model().work(); }, seconds);
+    spinUntil([this] { return !model().work(); });
 }
 
 QStringList ModelFixture::leftovers() const

@@ -81,7 +81,7 @@ public:
     void restart();
 
     /// Serves events until no task runs.
-    void waitUntilIdle(int seconds = 60);
+    void waitUntilIdle();
 
     QString root() const { return folder_.filePath(QStringLiteral("data/Brindle")); }
     QString root(const QString &name) const { return root() + QLatin1Char('/') + name; }

@@ -110,7 +110,7 @@ private Q_SLOTS:
         model().startWork(false);
         spinUntil([&] { return hangs.try_acquire(); });
         model().cancel();
-        fixture_->waitUntilIdle(5);
+        fixture_->waitUntilIdle();
         QCOMPARE(model().log.lines().last(), u"• Cancelled"_s);
         goesOn.release(10);
         WorkerHold().open(); // waits for the workers

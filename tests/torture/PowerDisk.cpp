@@ -104,7 +104,7 @@ void PowerDisk::restorePower() const
 void PowerDisk::unmount() const
 {
     // A killed process may still hold the disk for a moment.
-    constexpr int maxTries = 500;
+    constexpr int maxTries = 6'000;
     for (int i = 0; umount2(QFile::encodeName(path()).constData(), 0) != 0; ++i) {
         check(errno == EBUSY && i < maxTries, u"umount"_s);
         QThread::msleep(10);

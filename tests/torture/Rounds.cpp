@@ -115,7 +115,7 @@ std::unique_ptr<ConsoleLauncher> Rounds::launch(const QString &action,
 
 QStringList Rounds::clearOrphans()
 {
-    constexpr qint64 patience = 5000; // milliseconds
+    constexpr qint64 patience = 60'000; // milliseconds
     QElapsedTimer timer;
     timer.start();
     QStringList stubborn;

@@ -193,7 +193,7 @@ private Q_SLOTS:
         process.setProcessEnvironment(environment);
         process.start(QCoreApplication::applicationFilePath(),
                       {u"tst_desktopsession"_s, u"--setup"_s});
-        QVERIFY(process.waitForFinished());
+        QVERIFY(process.waitForFinished(60'000));
         QCOMPARE(process.exitCode(), 0);
         QCOMPARE(process.readAllStandardError(), QByteArray());
         QCOMPARE(process.readAllStandardOutput(), QByteArray());

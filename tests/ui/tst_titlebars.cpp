@@ -19,7 +19,7 @@ private Q_SLOTS:
         QRasterWindow window;
         window.resize(300, 200);
         window.show();
-        QVERIFY(QTest::qWaitForWindowExposed(&window));
+        QVERIFY(QTest::qWaitForWindowExposed(&window, 60'000));
         const QMargins before = window.frameMargins();
         style.colourTitleBars(Qt::black, Qt::white);
         style.colourTitleBars(Qt::white, Qt::black);
