@@ -132,6 +132,7 @@ QList<Row> links(const QByteArray &guarded)
     return {
         {"link out", {{"l", out, link777}}, "leads outside"},
         {"link beside", {{"l", "../x", link777}}, "leads outside"},
+        {"link beside by way of here", {{"l", "./../x", link777}}, "leads outside"},
         {"link far out", {{"a/b/l", "../../../../guarded", link777}}, "leads outside"},
         {"absolute link", {{"l", guarded, link777}}, "leads outside"},
         {"link to /", {{"l", "/", link777}}, "leads outside"},
