@@ -10,7 +10,6 @@
 #include <QFile>
 
 #include <algorithm>
-#include <limits>
 
 using namespace Qt::StringLiterals;
 
@@ -194,8 +193,6 @@ bool AppModel::isCancellation(const std::exception_ptr &error)
 
 void AppModel::updateProgress(qint64 done, qint64 total, double speed)
 {
-    constexpr auto most = static_cast<double>(std::numeric_limits<qint64>::max()) / 2;
-    const auto wholeSpeed = static_cast<qint64>(std::clamp(speed, 0.0, most));
     Status next = status_;
     next.progress.reset();
     next.timeLeft.clear();
@@ -207,7 +204,7 @@ void AppModel::updateProgress(qint64 done, qint64 total, double speed)
         next.progress = static_cast<double>(done) / static_cast<double>(total);
         next.detail += u" of "_s + Text::byteCount(total);
     }
-    next.detail += u" · "_s + Text::byteCount(wholeSpeed) + u"/s"_s;
+    next.detail += u" · "_s + Text::byteCount(static_cast<qint64>(speed)) + u"/s"_s;
     show(next);
 }
 

@@ -112,7 +112,7 @@ bool AppModel::confirmQuit()
     if (!*answer) {
         loop.exec(); // also returns, without an answer, when the application ends
     }
-    if (answer->value_or(1) != 0) {
+    if (*answer != 0) { // or none
         return false;
     }
     cancel();

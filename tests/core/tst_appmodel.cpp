@@ -423,6 +423,7 @@ private Q_SLOTS:
         model().set(&Status::progress, 0.5);
         model().updateProgress(done, total, speed);
         QTEST(model().progress(), "progress");
+        QCOMPARE(model().fraction(), model().progress().value_or(0));
         QTEST(model().detail(), "detail");
     }
 
