@@ -6,8 +6,6 @@
 #include <private/qaccessiblequickitem_p.h>
 #include <private/qquickitem_p.h>
 
-#include <utility>
-
 using namespace Qt::StringLiterals;
 
 namespace brindle {
@@ -96,9 +94,8 @@ bool Accessibility::eventFilter(QObject *watched, QEvent *event)
                                      event->type() != QEvent::TouchBegin)) {
         return false;
     }
-    if (std::exchange(keyboard_, isKey) != isKey) {
-        Q_EMIT keyboardChanged();
-    }
+    keyboard_ = isKey;
+    Q_EMIT keyboardChanged();
     const QKeyEvent *const key = isKey ? static_cast<QKeyEvent *>(event) : nullptr;
     if (key && key->isAutoRepeat()) {
         return false;
