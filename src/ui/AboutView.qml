@@ -50,10 +50,7 @@ SheetView {
         Accessible.onPressAction: open()
         Keys.onSpacePressed: event => { if (!event.isAutoRepeat) open() }
 
-        FocusRing {
-            target: link
-            parentRadius: 3
-        }
+        FocusRing { target: link }
         TapHandler {
             onTapped: link.open()
         }

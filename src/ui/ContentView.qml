@@ -185,7 +185,7 @@ FocusScope {
                 id: failure
                 objectName: "failure"
                 model: root.model
-                onVisibleChanged: if (visible) scroller.reveal(failure)
+                onVisibleChanged: if (visible) scroller.revealed = failure
             }
 
             // The three buttons together are as wide as Play, unless their texts need more.

@@ -19,11 +19,6 @@ Flickable {
         contentY = Math.max(0, Math.min(lastY, line > 0 ? Math.round(y / line) * line : y));
     }
 
-    function reveal(item: Item) {
-        revealed = item;
-        Window.window.update();
-    }
-
     // Scrolls until the whole item is in sight, or the whole clipped part that the item lies in.
     function show(item: Item) {
         const margin = 12;

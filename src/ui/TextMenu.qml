@@ -31,7 +31,7 @@ T.Menu {
         }
         background: SmoothRectangle {
             radius: 5
-            color: !entry.highlighted || !entry.enabled ? "transparent" : entry.down ? Theme.accentDown : Theme.accent
+            color: !entry.highlighted ? "transparent" : entry.down ? Theme.accentDown : Theme.accent
         }
     }
 
