@@ -86,6 +86,10 @@ private Q_SLOTS:
         // A request to quit brings the window back, too, with its question.
         closeTheWindow();
         ask([this] { app().requestQuit(); }, 1, [this] { QVERIFY(window().isVisible()); });
+        // The Dock's click brings the window back, too.
+        closeTheWindow();
+        Q_EMIT qGuiApp->applicationStateChanged(Qt::ApplicationActive);
+        QVERIFY(window().isVisible());
         // The game's end brings the window back, too.
         closeTheWindow();
         finishGame();

@@ -215,6 +215,7 @@ Item {
             model.hasFailure = true;
             const box = item("controlsBox");
             compare([box.radius, box.color], [10, Theme.box]);
+            compare(item("name").maximumLineCount, 3);
             const failure = item("failure");
             compare([failure.radius, failure.borderWidth], [10, 1]);
             verify(Qt.colorEqual(failure.borderColor, Qt.alpha(Theme.red, 0.5)));
@@ -240,19 +241,6 @@ Item {
                 compare([lines[0].font, lines[0].color, lines[0].horizontalAlignment, lines[0].textFormat],
                         [Theme.callout, Theme.text, Text.AlignLeft, Text.PlainText]);
             }
-        }
-
-        function test_progress() {
-            model.enter("Downloading");
-            const bar = item("progressBar");
-            verify(bar.visible && bar.indeterminate);
-            verify(!item("detail").visible);
-            model.hasProgress = true;
-            model.progress = 0.25;
-            verify(!bar.indeterminate);
-            compare([bar.from, bar.to, bar.visualPosition], [0, 1, 0.25]);
-            model.hasProgress = false;
-            verify(bar.indeterminate);
         }
 
         function test_aRemovalShowsProgress() {
@@ -330,11 +318,6 @@ Item {
             settle();
             verify(button.height > 2 * button.font.pixelSize);
             compare(button.height, Math.ceil(button.implicitContentHeight + 8));
-        }
-
-        function test_aLongNameTakesThreeLines() {
-            model.name = "x".repeat(300);
-            compare(item("name").lineCount, 3);
         }
     }
 }

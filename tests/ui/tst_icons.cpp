@@ -66,6 +66,7 @@ private Q_SLOTS:
         SmoothRectangle tile;
         tile.setSize({100, 100});
         tile.setProperty("radius", 30);
+        tile.setProperty("borderColor", QColor(Qt::black));
         tile.setProperty("color", QColor(Qt::black));
         QImage image = transparent(100);
         QPainter painter(&image);

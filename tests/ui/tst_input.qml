@@ -136,7 +136,7 @@ Item {
             model.phase = StatusView.Needs;
             model.canCancel = true;
             model.hasFailure = true;
-            model.failureText = "x";
+            model.failureText = "x\n".repeat(60);
             settle();
             item("cancelButton").forceActiveFocus(Qt.TabFocusReason);
             for (const name of ["cancelButton", "playButton", "failureText", "copyFailureButton",
@@ -233,6 +233,11 @@ Item {
             compare(scroller.contentY, 40);
             keyClick(Qt.Key_Up);
             compare(scroller.contentY, 0);
+            // A higher window shows more above, not below.
+            scroller.contentY = 100;
+            stage.height += 50;
+            compare(scroller.contentY, 50);
+            stage.height -= 50;
         }
 
         function test_theMouseDragsNothingAndTheWheelScrolls_data() {
@@ -253,7 +258,7 @@ Item {
             const bar = item("scroller").T.ScrollBar.vertical;
             verify(!bar.visible);
             const scroller = longScroller();
-            compare([bar.visible, bar.width, bar.contentItem.width, bar.contentItem.opacity], [true, 11, 7, 0.7]);
+            compare([bar.visible, bar.minimumSize, bar.width, bar.contentItem.width, bar.contentItem.opacity], [true, 0.08, 11, 7, 0.7]);
             mouseDrag(view, view.width - 5, 100, 0, 100);
             verify(scroller.contentY > 50);
             mousePress(view, view.width - 5, 200);

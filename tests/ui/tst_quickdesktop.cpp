@@ -64,6 +64,7 @@ private Q_SLOTS:
         QCOMPARE(QGuiApplication::topLevelWindows().size(), 1);
         const QQuickItem *const alert = view_->find(u"alert"_s);
         QCOMPARE(alert->width(), 460);
+        QVERIFY(view_->find(u"alertButton0"_s)->property("prominent").toBool());
         const QPointF apart = alert->mapToScene(alert->boundingRect().center()) -
                               QRectF({}, view_->window()->size()).center();
         QVERIFY(apart.manhattanLength() <= 2);

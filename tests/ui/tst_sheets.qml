@@ -129,6 +129,7 @@ Item {
                     compare(item.height, 1);
             }
             compare(y, sheet.height - data.padding);
+            fuzzyCompare(child("sheetScroller").contentHeight, child("sheetScroller").height, 1);
             compare(dividers.length, 0);
             compare(place(child("closeButton")).right, sheet.width - data.padding);
             for (const text in data.fonts)
@@ -151,10 +152,16 @@ Item {
         function test_pickers(data) {
             open("settings");
             const picker = child(data.tag);
-            compare([picker.label, picker.options, picker.current], [data.label, data.options, 0]);
+            compare([picker.label, picker.options, picker.current, picker.spacing], [data.label, data.options, 0, 6]);
             model[data.property] = data.values[1];
             compare(picker.current, 1);
-            const last = child("segment " + data.options[data.options.length - 1]);
+            const segments = data.options.map(option => child("segment " + option));
+            compare(picker.naturalWidth, Math.ceil(segments.reduce((sum, each) => sum + each.implicitContentWidth + 12, 4)));
+            mouseMove(picker, 1, 1);
+            compare(segments.slice(0, 2).map(each => each.contentItem.color), [Theme.secondary, Theme.text]);
+            mouseMove(segments[0]);
+            tryVerify(() => Qt.colorEqual(segments[0].contentItem.color, Theme.text));
+            const last = segments[segments.length - 1];
             fuzzyCompare(last.x + last.width + 2 * 2, picker.width, 0.1);
             for (let i = 0; i < data.values.length; ++i) {
                 mouseClick(child("segment " + data.options[i]));
@@ -240,7 +247,9 @@ Item {
                 compare(child(name).font, Theme.callout, name);
             compare(child("aboutLauncher").color, Theme.secondary);
             mouseClick(child("repositoryLink"));
-            compare(model.calls, ["openRepository"]);
+            keyClick(Qt.Key_Tab);
+            keyClick(Qt.Key_Space);
+            compare(model.calls, ["openRepository", "openRepository"]);
             verify(view.aboutShown);
         }
 

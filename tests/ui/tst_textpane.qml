@@ -55,6 +55,8 @@ Item {
             item("failure").width = 512;
             tryCompare(scroller, "contentHeight", before);
             compare(scroller.contentY, 50);
+            scroller.movementEnded();
+            compare(scroller.contentY % scroller.line, 0);
             // A short text must show its top.
             model.failureText = "a line";
             tryCompare(scroller, "contentY", 0);
