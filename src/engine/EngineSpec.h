@@ -10,8 +10,8 @@ namespace brindle {
 /// One official engine build.
 struct EngineSpec
 {
-    QString version; ///< the release tag, always ending in "-stable", e.g. "4.3-stable"
-    bool mono;       ///< the build with C# support
+    QString version;   ///< the release tag, always ending in "-stable", e.g. "4.3-stable"
+    bool mono = false; ///< the build with C# support
 
     bool operator==(const EngineSpec &) const = default;
 

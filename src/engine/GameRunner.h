@@ -15,9 +15,9 @@ namespace brindle {
 /// Says how a game's run ended.
 struct PlayResult
 {
-    double seconds;   ///< from just before the launch until the process ended
-    qint32 exitCode;  ///< or the number of the signal that ended the engine
-    bool userStopped; ///< `stop` was called
+    double seconds = 0;       ///< from just before the launch until the process ended
+    qint32 exitCode = 0;      ///< or the number of the signal that ended the engine
+    bool userStopped = false; ///< `stop` was called
 };
 
 /// Runs the engine, for the one-time import and to play. Main thread only; `onLine` is called on

@@ -50,7 +50,7 @@ struct ActivationTokens::Connection
     Owned<xdg_activation_v1> activation = {};
     std::list<Seat> seats = {}; // an unplugged seat stays, but is silent
     // The last press's serial number and seat.
-    uint32_t serial = {};
+    uint32_t serial = 0;
     wl_seat *pressedOn = nullptr;
 };
 

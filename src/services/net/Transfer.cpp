@@ -221,13 +221,13 @@ private:
         const auto removal = qScopeGuard([&] { curl_multi_remove_handle(multi, easy_.get()); });
         lastByte_ = Clock::now();
         for (;;) {
-            int running;
+            int running = 0;
             check(curl_multi_perform(multi, &running));
             if (error_) {
                 std::rethrow_exception(std::exchange(error_, nullptr));
             }
             const Milliseconds longest = report();
-            int left;
+            int left = 0;
             if (const CURLMsg *message = curl_multi_info_read(multi, &left)) {
                 return message->data.result;
             }
@@ -449,8 +449,8 @@ private:
     QUrl url_;
     char errorText_[CURL_ERROR_SIZE] = {};
     std::exception_ptr error_; // thrown in a callback
-    bool hasAnswer_;           // all headers of the final answer are in
-    bool isWanted_;            // the answer's body is to be stored
+    bool hasAnswer_ = false;   // all headers of the final answer are in
+    bool isWanted_ = false;    // the answer's body is to be stored
     Clock::time_point lastByte_;
 
     // The body:
