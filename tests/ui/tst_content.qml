@@ -166,7 +166,6 @@ Item {
             const [play, mark] = [item("playButton"), item("playSymbol")];
             const textLeft = play.contentItem.x + (play.contentItem.width - play.contentItem.contentWidth) / 2;
             fuzzyCompare(textLeft - mark.x - mark.width, 9, 0.6);
-            fuzzyCompare(mark.x + textLeft + play.contentItem.contentWidth, play.width, 0.6);
             compare(place("statusTitle").left - place("statusCircle").right, 8);
             compare(place("settingsButton").left - place("showLogButton").right, 8);
             compare(place("aboutButton").left - place("settingsButton").right, 8);

@@ -104,7 +104,7 @@ Item {
                 { tag: "about", padding: 20, spacing: 10, rows: [],
                   fonts: { "About Brindle": Theme.title2, "Game: Brindle\nCopyright (c) 2023 Tessel Works\nLicence: MIT License": Theme.body }, column: [
                     "About Brindle", "aboutGame", "aboutRepository", "aboutEngine", "repositoryLink", "aboutLauncher", "closeButton"] },
-                { tag: "log", padding: 16, spacing: 10, rows: [["copyLogButton", "closeButton"]], fonts: { "Log": Theme.headline }, column: [
+                { tag: "log", padding: 16, spacing: 10, rows: [["copyLogButton", "closeButton"]], fonts: { "Log": Theme.headline, "Nothing yet.": Theme.monospaced, "Copy": Theme.body }, column: [
                     "Log", "logPane", "copyLogButton"] }
             ];
         }
@@ -125,8 +125,7 @@ Item {
                 if (name !== "closeButton")
                     compare(place(item).left, data.padding, name);
                 y = place(item).bottom;
-                if (name === "divider")
-                    compare(item.height, 1);
+                verify(name !== "divider" || item.height === 1);
             }
             compare(y, sheet.height - data.padding);
             fuzzyCompare(child("sheetScroller").contentHeight, child("sheetScroller").height, 1);
@@ -251,16 +250,6 @@ Item {
             keyClick(Qt.Key_Space);
             compare(model.calls, ["openRepository", "openRepository"]);
             verify(view.aboutShown);
-        }
-
-        function test_anEmptyLogIsCopied() {
-            open("log");
-            const edit = child("logPane").edit;
-            compare([edit.text, edit.font], ["Nothing yet.", Theme.monospaced]);
-            compare(child("copyLogButton").text, "Copy");
-            mouseClick(child("copyLogButton"));
-            compare(model.calls, ["copyLog"]);
-            verify(view.logShown);
         }
     }
 }

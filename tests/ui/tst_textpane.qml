@@ -126,6 +126,8 @@ Item {
             tryCompare(menu, "visible", false);
             verify(view.logShown);
             compare(edit.selectedText, "Nothing yet.");
+            mouseClick(findChild(item("logSheet").view, "copyLogButton"));
+            compare(model.calls, ["copyLog"]);
         }
     }
 }

@@ -251,7 +251,6 @@ private Q_SLOTS:
         }
         QCOMPARE(thousandths, (QList<int>{100, 500, 85, 130, 200, 40, 80, 130, 90}));
         QCOMPARE(theme.colour("box").rgb(), theme.colour("secondary").rgb());
-        QCOMPARE(theme.colour("errorFrame").rgb(), theme.colour("red").rgb());
         for (const bool dark : {false, true}) {
             setDark(dark);
             const auto status = [&theme](const char *name) { return theme.colour(name).name(); };
