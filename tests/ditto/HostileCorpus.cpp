@@ -76,6 +76,8 @@ QList<Row> names(const QByteArray &guarded)
         {"last surrogate", {unmarked("\xed\xbf\xbf")}, "UTF-8"},
         {"beyond Unicode", {unmarked("\xf4\x90\x80\x80")}, "UTF-8"},
         {"five bytes", {unmarked("\xf8\x88\x80\x80\x80")}, "UTF-8"},
+        {"three bytes in place of two", {unmarked("\xe0\x9f\xbf")}, "UTF-8"},
+        {"four bytes in place of three", {unmarked("\xf0\x8f\xbf\xbf")}, "UTF-8"},
         {"not a first byte", {unmarked("\x83")}, "UTF-8"},
         {"cut character", {unmarked("\xc3")}, "UTF-8"},
         {"slash in two bytes", {unmarked("a\xc0\xaf..\xc0\xaf..\xc0\xafx")}, "UTF-8"},

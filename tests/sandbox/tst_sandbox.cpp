@@ -92,7 +92,8 @@ private Q_SLOTS:
         row("limit of a core", "", 0);
         row("allocate", "", 0);
         const Sandbox::Parts parts = Sandbox::available();
-        QCOMPARE(parts.calls, QFile::exists(u"/proc/sys/kernel/seccomp/actions_avail"_s));
+        // Some containers hide this file.
+        QVERIFY(parts.calls || !QFile::exists(u"/proc/sys/kernel/seccomp/actions_avail"_s));
 #ifdef Q_OS_LINUX
         QCOMPARE(parts.files, syscall(SYS_landlock_create_ruleset, nullptr, 0, 1) > 0);
 #endif
