@@ -104,6 +104,14 @@ std::unique_ptr<ConsoleLauncher> Rounds::launch(const QString &action,
         beforeKill();
     }
     run->kill();
+    // Until it runs its program, a child holds the dead launcher's locks. The next launcher would
+    // leave the locked folder to the one after it.
+    const auto isFork = [](pid_t pid) {
+        return readFile(u"/proc/%1/cmdline"_s.arg(pid)).contains("torture-launcher");
+    };
+    while (std::ranges::any_of(children(), isFork)) {
+        QThread::msleep(1);
+    }
     story_ << u"--- "_s + action;
     if (killAfter) {
         story_.last() += u", to end after %1 ms; %2"_s.arg(killAfter->count()).arg(run->phase());
